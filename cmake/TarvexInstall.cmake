@@ -1,0 +1,20 @@
+# The CMake package, the pkg-config files; both found again wherever the installed tree is moved to.
+
+set(tarvex_cmake_dir ${CMAKE_INSTALL_LIBDIR}/cmake/tarvexlib)
+install(EXPORT wexcorcoreTargets NAMESPACE wexcor:: DESTINATION ${tarvex_cmake_dir} COMPONENT development)
+install(EXPORT tarvexlibTargets NAMESPACE tarvex:: DESTINATION ${tarvex_cmake_dir} COMPONENT development)
+configure_package_config_file(cmake/tarvexlibConfig.cmake.in tarvexlibConfig.cmake
+    INSTALL_DESTINATION ${tarvex_cmake_dir})
+write_basic_package_version_file(tarvexlibConfigVersion.cmake COMPATIBILITY SameMajorVersion)
+install(FILES
+    ${CMAKE_CURRENT_BINARY_DIR}/tarvexlibConfig.cmake
+    ${CMAKE_CURRENT_BINARY_DIR}/tarvexlibConfigVersion.cmake
+    DESTINATION ${tarvex_cmake_dir} COMPONENT development)
+
+file(RELATIVE_PATH tarvex_pc_to_prefix
+    ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig ${CMAKE_INSTALL_PREFIX})
+foreach(module wexcorcore tarvexlib)
+    configure_file(cmake/${module}.pc.in ${module}.pc @ONLY)
+    install(FILES ${CMAKE_CURRENT_BINARY_DIR}/${module}.pc
+        DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT development)
+endforeach()

@@ -1,0 +1,49 @@
+# Build options, and the target that carries what our own sources are compiled with. None of it reaches a consumer.
+
+option(TARVEX_BUILD_TOOLS "Build the development bus, tarvexctl and the examples" ON)
+option(TARVEX_BUILD_TESTS "Build the tests" ${PROJECT_IS_TOP_LEVEL})
+option(TARVEX_BUILD_BENCHMARKS "Build the benchmarks (needs Google Benchmark)" ${PROJECT_IS_TOP_LEVEL})
+option(TARVEX_WARNINGS_AS_ERRORS "Treat compiler warnings as errors" OFF)
+option(TARVEX_COVERAGE "Instrument for line coverage" OFF)
+set(TARVEX_SANITIZE "" CACHE STRING "Value for -fsanitize=, empty for none")
+
+if(NOT CMAKE_BUILD_TYPE AND NOT CMAKE_CONFIGURATION_TYPES)
+    set(CMAKE_BUILD_TYPE Release CACHE STRING "Build type" FORCE)
+endif()
+
+set(CMAKE_CXX_STANDARD 17)
+set(CMAKE_CXX_STANDARD_REQUIRED ON)
+set(CMAKE_CXX_EXTENSIONS OFF)
+set(CMAKE_CXX_VISIBILITY_PRESET hidden)
+set(CMAKE_VISIBILITY_INLINES_HIDDEN ON)
+set(CMAKE_POSITION_INDEPENDENT_CODE ON)
+set(CMAKE_AUTOMOC ON)
+set(CMAKE_RUNTIME_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/bin)
+set(CMAKE_LIBRARY_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/lib)
+
+# An installed program finds the libraries beside it wherever the prefix is moved to.
+file(RELATIVE_PATH tarvex_bin_to_lib ${CMAKE_INSTALL_FULL_BINDIR} ${CMAKE_INSTALL_FULL_LIBDIR})
+set(CMAKE_INSTALL_RPATH $ORIGIN $ORIGIN/${tarvex_bin_to_lib})
+
+add_library(tarvex_private_options INTERFACE)
+target_compile_options(tarvex_private_options INTERFACE
+    -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wnon-virtual-dtor -Woverloaded-virtual
+    # No folder of the machine that built it ends up in a library.
+    -ffile-prefix-map=${PROJECT_SOURCE_DIR}/=
+    -ffile-prefix-map=${PROJECT_BINARY_DIR}/=
+    $<$<BOOL:${TARVEX_WARNINGS_AS_ERRORS}>:-Werror>)
+target_compile_definitions(tarvex_private_options INTERFACE
+    QT_NO_KEYWORDS QT_NO_FOREACH QT_NO_CAST_FROM_ASCII QT_NO_CAST_TO_ASCII QT_NO_CAST_FROM_BYTEARRAY
+    QT_NO_URL_CAST_FROM_STRING QT_NO_NARROWING_CONVERSIONS_IN_CONNECT QT_DISABLE_DEPRECATED_BEFORE=0x050F00)
+
+if(TARVEX_SANITIZE)
+    add_compile_options(-fsanitize=${TARVEX_SANITIZE} -fno-omit-frame-pointer -g -O1)
+    add_link_options(-fsanitize=${TARVEX_SANITIZE})
+    if(TARVEX_SANITIZE MATCHES "undefined")
+        add_compile_options(-fno-sanitize-recover=undefined)
+    endif()
+endif()
+if(TARVEX_COVERAGE)
+    add_compile_options(--coverage -O0)
+    add_link_options(--coverage)
+endif()

@@ -1,0 +1,38 @@
+#ifndef SUPPORTEDCLIENTS_H
+#define SUPPORTEDCLIENTS_H
+
+#include "tarvexlib_export.h"
+
+#include <QString>
+#include <QStringList>
+
+/// The client names of the device's services, so that services address each other by constant. Read-only; any thread
+/// may read them once the library is loaded.
+namespace tarvex {
+
+TARVEXLIB_EXPORT extern const QString BUSNAME_LOGGER;       ///< The log service: gets every service's log lines.
+TARVEXLIB_EXPORT extern const QString BUSNAME_TERMINAL_GUI; ///< The GUI service: shows log lines meant for the screen.
+TARVEXLIB_EXPORT extern const QString BUSNAME_TICKET_SALES;
+TARVEXLIB_EXPORT extern const QString BUSNAME_TICKET_PRINTER;
+TARVEXLIB_EXPORT extern const QString BUSNAME_RECEIPT_PRINTER;
+TARVEXLIB_EXPORT extern const QString BUSNAME_CASHBOX;
+TARVEXLIB_EXPORT extern const QString BUSNAME_COIN_ACCEPTOR;
+TARVEXLIB_EXPORT extern const QString BUSNAME_BILL_ACCEPTOR;
+TARVEXLIB_EXPORT extern const QString BUSNAME_CARD_READER;
+TARVEXLIB_EXPORT extern const QString BUSNAME_BARCODE_SCANNER;
+TARVEXLIB_EXPORT extern const QString BUSNAME_DOOR_SENSOR;
+TARVEXLIB_EXPORT extern const QString BUSNAME_POWER_SUPPLY;
+TARVEXLIB_EXPORT extern const QString BUSNAME_MONITORING;
+TARVEXLIB_EXPORT extern const QString BUSNAME_UPDATER;
+TARVEXLIB_EXPORT extern const QString BUSNAME_SERVICE_MENU;
+
+/// The services that run on every terminal, in the order in which they are started. The updater and the service menu
+/// run on demand and are not among them.
+TARVEXLIB_EXPORT extern const QStringList ALL_SUPPORTED_CLIENTS;
+
+/// The clients whose settings a service may load together, see TarvexQueryHandler::loadSettings().
+TARVEXLIB_EXPORT extern const QStringList ALL_SUPPORTED_CLIENT_SETTINGS;
+
+} // namespace tarvex
+
+#endif // SUPPORTEDCLIENTS_H

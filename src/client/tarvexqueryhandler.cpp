@@ -1,0 +1,337 @@
+#include "client/tarvexqueryhandler.h"
+
+#include "client/busframe_p.h"
+#include "client/socketreader_p.h"
+#include "logtools.h"
+
+#include <QDebug>
+#include <QHostAddress>
+#include <QNetworkProxy>
+#include <QTcpSocket>
+#include <QThread>
+
+namespace tarvex {
+
+namespace {
+
+constexpr quint16 SERVER_PORT = 45535;
+constexpr int CONNECT_TIMEOUT_MS = 30000;
+constexpr int WRITE_TIMEOUT_MS = 30000;
+constexpr int REPLY_TIMEOUT_MS = 30000;
+constexpr unsigned long CLOSE_PAUSE_MS = 100;
+/// What the list form of subscribe() asks for: everything.
+constexpr qint32 DEFAULT_GOAL = 3;
+
+const QLatin1String OPERATION_HANDSHAKE("handshake");
+const QLatin1String KEY_OPERATION("operation");
+const QLatin1String KEY_DATA("data");
+const QLatin1String KEY_RESULT("result");
+const QLatin1String KEY_DESCRIPTION("description");
+const QLatin1String KEY_NAME("name");
+const QLatin1String KEY_GOAL("goal");
+const QLatin1String KEY_PUBLISHERS("publishers");
+const QLatin1String KEY_OWNER("owner");
+const QLatin1String KEY_OWNERS("owners");
+const QLatin1String KEY_SETTINGS_LIST("settingsList");
+
+QVariantMap singleEntry(QLatin1String key, const QVariant& value)
+{
+    QVariantMap map;
+    map.insert(key, value);
+    return map;
+}
+
+} // namespace
+
+TarvexQueryHandler::TarvexQueryHandler(const QString& clientName, QObject* parent)
+    : QObject(parent), m_socket(new QTcpSocket(this)), m_clientName(clientName)
+{
+    // The bus is on this machine: a proxy that the service sets for its own traffic must not stand in between.
+    m_socket->setProxy(QNetworkProxy::NoProxy);
+    connect(m_socket, SIGNAL(connected()), this, SLOT(socketConnected()));
+    connect(m_socket, SIGNAL(disconnected()), this, SLOT(socketDisconnected()));
+    connect(m_socket, SIGNAL(error(QAbstractSocket::SocketError)), this,
+            SLOT(socketError(QAbstractSocket::SocketError)));
+}
+
+TarvexQueryHandler::~TarvexQueryHandler() = default;
+
+bool TarvexQueryHandler::isOpen() const
+{
+    return m_socket && m_socket->isOpen() && m_socket->state() != QAbstractSocket::UnconnectedState && m_handshaked;
+}
+
+bool TarvexQueryHandler::handshaked() const
+{
+    return m_handshaked;
+}
+
+QString TarvexQueryHandler::clientName() const
+{
+    return m_clientName;
+}
+
+bool TarvexQueryHandler::loadSettings(const QString& owner, ClientSettings& settings)
+{
+    QVariantMap answer;
+    if (!request(answer, QStringLiteral("loadSettings"),
+                 singleEntry(KEY_OWNER, owner.isEmpty() ? m_clientName : owner))) {
+        return false;
+    }
+    settings = ClientSettings::fromVariantMap(answer);
+    return true;
+}
+
+bool TarvexQueryHandler::loadState(const QString& owner, ClientState& state)
+{
+    QVariantMap answer;
+    if (!request(answer, QStringLiteral("loadState"), singleEntry(KEY_OWNER, owner.isEmpty() ? m_clientName : owner))) {
+        return false;
+    }
+    state = ClientState::fromVariantMap(answer);
+    return true;
+}
+
+bool TarvexQueryHandler::loadSettings(const QStringList& owners, QList<ClientSettings>& settingsList)
+{
+    QVariantMap answer;
+    if (!request(answer, QStringLiteral("loadSettingsList"),
+                 singleEntry(KEY_OWNERS, owners.isEmpty() ? m_clientName : owners.join(QLatin1Char(','))))) {
+        qCritical().noquote() << tr("Settings list loading error");
+        return false;
+    }
+    const QVariantList loaded = answer.value(KEY_SETTINGS_LIST).toList();
+    for (const QVariant& settings : loaded) {
+        settingsList.append(ClientSettings::fromVariantMap(settings.toMap()));
+    }
+    return true;
+}
+
+bool TarvexQueryHandler::open()
+{
+    if (!m_socket) {
+        return false;
+    }
+    if (isOpen()) {
+        return true;
+    }
+    if (!connectSocket() || !handshake()) {
+        close();
+        return false;
+    }
+    Q_EMIT tarvexConnected();
+    return true;
+}
+
+void TarvexQueryHandler::close()
+{
+    if (!m_socket) {
+        return;
+    }
+    m_socket->blockSignals(true);
+    QThread::msleep(CLOSE_PAUSE_MS);
+    m_socket->disconnectFromHost();
+    m_handshaked = false;
+}
+
+bool TarvexQueryHandler::saveState(ClientState state)
+{
+    state.setOwner(m_clientName);
+    if (!state.dt().isValid()) {
+        state.setDt(QDateTime::currentDateTime());
+    }
+    return request(QStringLiteral("saveState"), state.toVariantMap());
+}
+
+bool TarvexQueryHandler::saveSettings(ClientSettings settings)
+{
+    return request(QStringLiteral("saveSettings"), settings.toVariantMap());
+}
+
+bool TarvexQueryHandler::saveSettings(QList<ClientSettings> settings)
+{
+    bool allSaved = true;
+    for (const ClientSettings& record : qAsConst(settings)) {
+        allSaved = saveSettings(record) && allSaved;
+    }
+    return allSaved;
+}
+
+bool TarvexQueryHandler::removeSettings(ClientSettings settings)
+{
+    return request(QStringLiteral("removeSettings"), settings.toVariantMap());
+}
+
+bool TarvexQueryHandler::removeSettings(QString owner, bool mailOwner)
+{
+    ClientSettings settings;
+    settings.setMailOwner(mailOwner);
+    settings.setDt(QDateTime::currentDateTime());
+    settings.setOwner(owner);
+    return removeSettings(settings);
+}
+
+bool TarvexQueryHandler::removeSettings(QString owner)
+{
+    return removeSettings(owner, true);
+}
+
+bool TarvexQueryHandler::sendMessage(Message message)
+{
+    if (message.uid().isEmpty()) {
+        message.setUid(message.genUid());
+    }
+    message.setSender(m_clientName);
+    return request(QStringLiteral("sendMessage"), message.toVariantMap());
+}
+
+bool TarvexQueryHandler::subscribe(QList<QPair<QString, qint32>> pubs)
+{
+    if (pubs.isEmpty()) {
+        return true;
+    }
+    QVariantList publishers;
+    for (const auto& pub : qAsConst(pubs)) {
+        QVariantMap publisher;
+        publisher.insert(KEY_NAME, pub.first);
+        publisher.insert(KEY_GOAL, pub.second);
+        publishers.append(publisher);
+    }
+    return request(QStringLiteral("subscribe"), singleEntry(KEY_PUBLISHERS, publishers));
+}
+
+bool TarvexQueryHandler::subscribe(QStringList pubs)
+{
+    QList<QPair<QString, qint32>> pairs;
+    for (const QString& pub : qAsConst(pubs)) {
+        pairs.append(qMakePair(pub, DEFAULT_GOAL));
+    }
+    return subscribe(pairs);
+}
+
+bool TarvexQueryHandler::subscribe(QString publisher, int goals)
+{
+    return subscribe(QList<QPair<QString, qint32>>{qMakePair(publisher, static_cast<qint32>(goals))});
+}
+
+bool TarvexQueryHandler::unsubscribe(QStringList pubs)
+{
+    return request(QStringLiteral("unsubscribe"), singleEntry(KEY_PUBLISHERS, pubs));
+}
+
+void TarvexQueryHandler::socketConnected() { }
+
+void TarvexQueryHandler::socketDisconnected()
+{
+    Q_EMIT busDisconnected();
+}
+
+void TarvexQueryHandler::socketError(QAbstractSocket::SocketError error)
+{
+    if (m_socket) {
+        qWarning().noquote() << error << m_socket->errorString();
+    }
+}
+
+bool TarvexQueryHandler::connectSocket()
+{
+    if (m_socket->state() == QAbstractSocket::ClosingState) {
+        // A server that hung has not taken our last bytes, and Qt waits for it to do so. There will be no connection as
+        // long as that wait goes on; the signals are still blocked, so nobody hears of it.
+        m_socket->abort();
+    }
+    m_socket->blockSignals(false);
+    m_socket->connectToHost(QHostAddress(QHostAddress::LocalHost), SERVER_PORT, QIODevice::ReadWrite);
+    return m_socket->state() == QAbstractSocket::ConnectedState || m_socket->waitForConnected(CONNECT_TIMEOUT_MS);
+}
+
+bool TarvexQueryHandler::handshake()
+{
+    return request(OPERATION_HANDSHAKE, singleEntry(KEY_NAME, m_clientName));
+}
+
+bool TarvexQueryHandler::request(QString operation, QVariantMap data)
+{
+    QVariantMap ignored;
+    return request(ignored, operation, data);
+}
+
+bool TarvexQueryHandler::request(QVariantMap& answer, QString operation, QVariantMap data)
+{
+    // The socket's own state and not isOpen(): the handshake goes through here too.
+    if (!m_socket || !m_socket->isOpen()) {
+        return false;
+    }
+    QVariantMap reply;
+    if (!sendRequest(operation, data) || !readReply(reply)) {
+        return false;
+    }
+    const QVariantMap replyData = reply.value(KEY_DATA).toMap();
+    // The reply's operation is not compared with ours: it only tells a handshake from the rest.
+    if (!processReply(reply.value(KEY_OPERATION).toString(), replyData, reply.value(KEY_RESULT).toMap())) {
+        return false;
+    }
+    answer = replyData;
+    return true;
+}
+
+bool TarvexQueryHandler::sendRequest(const QString& operation, const QVariantMap& data)
+{
+    m_socket->write(busframe::encodeRequest(operation, data));
+    if (!m_socket->waitForBytesWritten(WRITE_TIMEOUT_MS) || !m_socket
+        || !m_socket->waitForReadyRead(REPLY_TIMEOUT_MS)) {
+        qCritical().noquote() << tr("Socket wait for ready read error");
+        return false;
+    }
+    return true;
+}
+
+bool TarvexQueryHandler::readReply(QVariantMap& reply)
+{
+    if (!m_socket || m_socket->bytesAvailable() <= 0) {
+        qCritical().noquote() << tr("Socket is empty");
+        return false;
+    }
+    const QString header = busframe::lineText(socketreader::readLine(m_socket));
+    if (header != QLatin1String(busframe::REPLY_HEADER)) {
+        qCritical().noquote() << tr("Incorrect reply header: ") + header;
+        return false;
+    }
+    const qint32 size = busframe::lineText(socketreader::readLine(m_socket)).toInt();
+    const QByteArray payload = socketreader::readPayload(m_socket, size);
+    if (!m_socket) {
+        return false;
+    }
+    if (payload.size() != size) {
+        qCritical().noquote() << tr("Incorrect reply data size")
+                              << loglist(QString::fromUtf8(payload).split(QLatin1Char('\n')));
+        return false;
+    }
+    const busframe::Decoded decoded = busframe::decodePayload(payload);
+    if (!decoded.isValid) {
+        qWarning().noquote() << decoded.errorText << logtab << logbinary(decoded.json, "UTF-8");
+        return false;
+    }
+    reply = decoded.envelope;
+    return true;
+}
+
+bool TarvexQueryHandler::processReply(QString operation, QVariantMap data, QVariantMap result)
+{
+    const quint16 code = busframe::resultCode(result);
+    if (operation == OPERATION_HANDSHAKE) {
+        m_handshaked = code == 0;
+        if (!m_handshaked) {
+            close();
+        }
+        return m_handshaked;
+    }
+    if (code != 0) {
+        qCritical().noquote() << code << logtab << result.value(KEY_DESCRIPTION).toString() << logtab << operation
+                              << logtab << logvariant(data) << logtab << logvariant(result);
+        return false;
+    }
+    return true;
+}
+
+} // namespace tarvex

@@ -1,0 +1,144 @@
+#ifndef TARVEXQUERYHANDLER_H
+#define TARVEXQUERYHANDLER_H
+
+#include "records/clientsettings.h"
+#include "records/clientstate.h"
+#include "records/message.h"
+#include "tarvexlib_export.h"
+
+#include <QAbstractSocket>
+#include <QList>
+#include <QObject>
+#include <QPair>
+#include <QPointer>
+#include <QString>
+#include <QStringList>
+#include <QVariantMap>
+
+class QTcpSocket;
+
+namespace tarvex {
+
+/// The query connection: the client asks, the bus server answers. Every operation is one exchange with the server.
+///
+/// Lives in its worker's thread and is called from that thread only; it takes no lock. Every operation blocks the
+/// calling thread: up to 30000 ms to write the request, up to 30000 ms for the reply to begin, and (payload size / 100
+/// + 1) times 10 ms for the reply's payload. Needs no event loop, except for the signals that follow a lost connection.
+///
+/// Nothing throws. Every operation returns true when the exchange succeeded and the reply's code was 0; a failure is
+/// logged in the default category and leaves output arguments untouched. The connection stays open after a failed
+/// exchange and nothing is resynchronised; whoever owns it reconnects when it is lost.
+///
+/// The server is expected on 127.0.0.1, port 45535.
+///
+/// \code
+/// TarvexQueryHandler bus(BUSNAME_TICKET_PRINTER);
+/// ClientSettings settings;
+/// if (bus.open() && bus.loadSettings(QString(), settings)) {
+///     apply(settings.formattedSettings());
+/// }
+/// \endcode
+class TARVEXLIB_EXPORT TarvexQueryHandler : public QObject
+{
+    Q_OBJECT
+public:
+    /// \a clientName is the name under which the client introduces itself; it cannot be changed later.
+    explicit TarvexQueryHandler(const QString& clientName, QObject* parent = nullptr);
+    ~TarvexQueryHandler() override;
+
+    /// True while the connection is there and the server has accepted the handshake.
+    bool isOpen() const;
+
+    /// Whether the server accepted the last handshake; stays true when the server drops the connection, until close().
+    bool handshaked() const;
+
+    QString clientName() const;
+
+    /// Loads the settings of \a owner; an empty \a owner means this client. Operation "loadSettings".
+    bool loadSettings(const QString& owner, ClientSettings& settings);
+
+    /// Loads the state of \a owner; an empty \a owner means this client. Operation "loadState".
+    bool loadState(const QString& owner, ClientState& state);
+
+    /// Loads the settings of several clients in one exchange and appends them to \a settingsList, which is not cleared.
+    /// An empty list of owners means this client. Operation "loadSettingsList".
+    ///
+    /// The names travel joined by commas, so a name that holds a comma cannot be asked for. A failure also logs
+    /// "Settings list loading error".
+    bool loadSettings(const QStringList& owners, QList<ClientSettings>& settingsList);
+
+Q_SIGNALS:
+    /// The server closed the connection. Not emitted after close().
+    void busDisconnected();
+
+    /// open() connected and the server accepted the handshake.
+    void tarvexConnected();
+
+public Q_SLOTS:
+    /// Connects and introduces the client. Does nothing when open already.
+    ///
+    /// Blocks up to 30000 ms to connect, then for the handshake's exchange.
+    /// \return false when there is no server, or when it refuses; the connection is closed then, and may be opened
+    /// again.
+    bool open();
+
+    /// Closes the connection; no busDisconnected() follows. Blocks for 100 ms.
+    void close();
+
+    /// Stores \a state as this client's: the owner is filled in, and so is the date-time when it is invalid.
+    bool saveState(ClientState state);
+
+    /// Stores \a settings exactly as they are; the owner is not filled in.
+    bool saveSettings(ClientSettings settings);
+
+    /// Stores each element with an exchange of its own, also after one has failed.
+    /// \return true when all succeeded, as they do for an empty list.
+    bool saveSettings(QList<ClientSettings> settings);
+
+    /// Removes the settings that the record describes; it is sent exactly as it is.
+    bool removeSettings(ClientSettings settings);
+
+    /// Removes the settings of \a owner; \a mailOwner is a flag for the server.
+    bool removeSettings(QString owner, bool mailOwner);
+
+    /// The same with the flag set.
+    bool removeSettings(QString owner);
+
+    /// Sends a message: its sender is always set to this client, its uid is made when it is empty.
+    bool sendMessage(Message message);
+
+    /// Subscribes to publishers, each with the goal that the server is to apply to it.
+    /// An empty list succeeds without an exchange.
+    bool subscribe(QList<QPair<QString, qint32>> pubs);
+
+    /// The same with goal 3 for each.
+    bool subscribe(QStringList pubs);
+
+    /// Subscribes to one publisher.
+    bool subscribe(QString publisher, int goals);
+
+    /// Ends the subscriptions to publishers; an empty list is sent as well.
+    bool unsubscribe(QStringList pubs);
+
+private Q_SLOTS:
+    void socketConnected();
+    void socketDisconnected();
+    void socketError(QAbstractSocket::SocketError error);
+
+private:
+    bool connectSocket();
+    bool handshake();
+    bool request(QString operation, QVariantMap data);
+    bool request(QVariantMap& answer, QString operation, QVariantMap data);
+    bool sendRequest(const QString& operation, const QVariantMap& data);
+    bool readReply(QVariantMap& reply);
+    bool processReply(QString operation, QVariantMap data, QVariantMap result);
+
+    QPointer<QTcpSocket> m_socket;
+    const QString m_clientName;
+    bool m_handshaked = false;
+};
+
+} // namespace tarvex
+
+#endif // TARVEXQUERYHANDLER_H

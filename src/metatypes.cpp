@@ -1,0 +1,39 @@
+#include "records/clientsettings.h"
+#include "records/clientstate.h"
+#include "records/message.h"
+#include "records/tarvexerror.h"
+
+#include <QAbstractSocket>
+#include <QMetaType>
+#include <QPair>
+
+// Queued connections look their argument types up by the name that stands in the signature, and inside the namespace
+// that is the short name. A service must be able to connect before it has touched any of our classes, so all types that
+// cross threads are entered here, under both names, when the library is loaded.
+namespace {
+
+template <typename Record>
+void registerUnderBothNames(const char* shortName, const char* fullName)
+{
+    qRegisterMetaType<Record>(shortName);
+    qRegisterMetaType<Record>(fullName);
+}
+
+struct MetaTypes
+{
+    MetaTypes()
+    {
+        using namespace tarvex;
+        registerUnderBothNames<Message>("Message", "tarvex::Message");
+        registerUnderBothNames<TarvexError>("TarvexError", "tarvex::TarvexError");
+        registerUnderBothNames<ClientSettings>("ClientSettings", "tarvex::ClientSettings");
+        registerUnderBothNames<ClientState>("ClientState", "tarvex::ClientState");
+        registerUnderBothNames<QList<ClientSettings>>("QList<ClientSettings>", "QList<tarvex::ClientSettings>");
+        qRegisterMetaType<QList<QPair<QString, qint32>>>("QList<QPair<QString,qint32> >");
+        qRegisterMetaType<QAbstractSocket::SocketError>("QAbstractSocket::SocketError");
+    }
+};
+
+const MetaTypes metaTypes;
+
+} // namespace

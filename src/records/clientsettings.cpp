@@ -1,0 +1,206 @@
+#include "records/clientsettings.h"
+
+#include "records/wiredate_p.h"
+
+#include <QHash>
+#include <QSet>
+
+#include <type_traits>
+
+namespace tarvex {
+
+static_assert(std::is_nothrow_move_constructible_v<ClientSettings> && std::is_nothrow_move_assignable_v<ClientSettings>,
+              "lists and queued signals of settings rely on moves that cannot fail");
+
+namespace {
+
+const QLatin1String KEY_DESCRIPTION("description");
+const QLatin1String KEY_DATE("date");
+const QLatin1String KEY_OWNER("owner");
+const QLatin1String KEY_SETTINGS("settings");
+const QLatin1String KEY_MAIL_OWNER("mailOwner");
+const QLatin1String ENTRY_GROUP("group");
+const QLatin1String ENTRY_KEY("key");
+const QLatin1String ENTRY_VALUE("value");
+
+QString entryPath(const QString& group, const QString& key)
+{
+    return group + QLatin1Char('/') + key;
+}
+
+/// The text under \a name; a map that lacks it is given a null value there, so that it is written back complete.
+QString textOrNull(QVariantMap& entry, const QString& name)
+{
+    return entry[name].toString();
+}
+
+} // namespace
+
+ClientSettings::ClientSettings() : m_dt(QDateTime::currentDateTime()) { }
+
+QString ClientSettings::owner() const
+{
+    return m_owner;
+}
+
+void ClientSettings::setOwner(const QString& owner)
+{
+    m_owner = owner;
+}
+
+QDateTime ClientSettings::dt() const
+{
+    return m_dt;
+}
+
+void ClientSettings::setDt(const QDateTime& dt)
+{
+    m_dt = dt;
+}
+
+QList<QVariant> ClientSettings::settings() const
+{
+    return m_settings;
+}
+
+void ClientSettings::setSettings(const QList<QVariant>& settings)
+{
+    m_settings = settings;
+}
+
+QString ClientSettings::description() const
+{
+    return m_description;
+}
+
+void ClientSettings::setDescription(const QString& description)
+{
+    m_description = description;
+}
+
+bool ClientSettings::mailOwner() const
+{
+    return m_mailOwner;
+}
+
+void ClientSettings::setMailOwner(bool mailOwner)
+{
+    m_mailOwner = mailOwner;
+}
+
+bool ClientSettings::isValid() const
+{
+    return !m_owner.isEmpty() && m_dt.isValid();
+}
+
+bool ClientSettings::operator==(const ClientSettings& other) const
+{
+    return m_owner == other.m_owner && m_dt == other.m_dt && m_settings == other.m_settings
+        && m_description == other.m_description;
+}
+
+bool ClientSettings::operator!=(const ClientSettings& other) const
+{
+    return !(*this == other);
+}
+
+QVariantMap ClientSettings::toVariantMap() const
+{
+    QVariantMap map;
+    map.insert(KEY_DESCRIPTION, m_description);
+    map.insert(KEY_DATE, wiredate::toText(m_dt));
+    map.insert(KEY_OWNER, m_owner);
+    map.insert(KEY_SETTINGS, m_settings);
+    map.insert(KEY_MAIL_OWNER, m_mailOwner ? 1 : 0);
+    return map;
+}
+
+ClientSettings ClientSettings::fromVariantMap(const QVariantMap& map)
+{
+    ClientSettings settings;
+    settings.m_description = map.value(KEY_DESCRIPTION).toString();
+    // Without a date, with a null one or with a malformed one alike: no text that parses, so an invalid date-time.
+    settings.m_dt = wiredate::fromText(map.value(KEY_DATE).toString());
+    settings.m_owner = map.value(KEY_OWNER).toString();
+    settings.m_settings = map.value(KEY_SETTINGS).toList();
+    settings.m_mailOwner = map.value(KEY_MAIL_OWNER, 1).toInt() != 0;
+    return settings;
+}
+
+QVariantMap ClientSettings::formattedSettings() const
+{
+    QMap<QString, QVariantMap> groups;
+    for (const QVariant& setting : m_settings) {
+        const QVariantMap entry = setting.toMap();
+        groups[entry.value(ENTRY_GROUP).toString()].insert(entry.value(ENTRY_KEY).toString(), entry.value(ENTRY_VALUE));
+    }
+    QVariantMap formatted;
+    for (auto group = groups.cbegin(); group != groups.cend(); ++group) {
+        formatted.insert(group.key(), group.value());
+    }
+    return formatted;
+}
+
+void ClientSettings::setFormattedSettings(const QVariantMap& formatted, bool replace)
+{
+    if (replace) {
+        rebuild(formatted);
+    } else {
+        merge(formatted);
+    }
+}
+
+void ClientSettings::appendEntry(const QString& group, const QString& key, const QVariant& value)
+{
+    QVariantMap entry;
+    entry.insert(ENTRY_GROUP, group);
+    entry.insert(ENTRY_KEY, key);
+    entry.insert(ENTRY_VALUE, value);
+    m_settings.append(entry);
+}
+
+void ClientSettings::rebuild(const QVariantMap& formatted)
+{
+    m_settings.clear();
+    for (auto group = formatted.cbegin(); group != formatted.cend(); ++group) {
+        const QVariantMap keys = group.value().toMap();
+        for (auto key = keys.cbegin(); key != keys.cend(); ++key) {
+            appendEntry(group.key(), key.key(), key.value());
+        }
+    }
+}
+
+void ClientSettings::merge(const QVariantMap& formatted)
+{
+    QHash<QString, QVariantMap> groups;
+    for (auto group = formatted.cbegin(); group != formatted.cend(); ++group) {
+        groups.insert(group.key(), group.value().toMap());
+    }
+
+    QSet<QString> seenPaths;
+    for (QVariant& setting : m_settings) {
+        QVariantMap entry = setting.toMap();
+        const QString key = textOrNull(entry, ENTRY_KEY);
+        const QString group = textOrNull(entry, ENTRY_GROUP);
+        seenPaths.insert(entryPath(group, key));
+        const QVariantMap newValues = groups.value(group);
+        const auto newValue = newValues.constFind(key);
+        if (newValue != newValues.constEnd()) {
+            entry.insert(ENTRY_VALUE, newValue.value());
+        }
+        setting = entry;
+    }
+
+    for (auto group = formatted.cbegin(); group != formatted.cend(); ++group) {
+        const QVariantMap keys = groups.value(group.key());
+        for (auto key = keys.cbegin(); key != keys.cend(); ++key) {
+            const QString path = entryPath(group.key(), key.key());
+            if (!seenPaths.contains(path)) {
+                seenPaths.insert(path);
+                appendEntry(group.key(), key.key(), key.value());
+            }
+        }
+    }
+}
+
+} // namespace tarvex

@@ -1,0 +1,100 @@
+#ifndef CLIENTSETTINGS_H
+#define CLIENTSETTINGS_H
+
+#include "tarvexlib_export.h"
+
+#include <QDateTime>
+#include <QList>
+#include <QMetaType>
+#include <QString>
+#include <QVariantMap>
+
+namespace tarvex {
+
+/// The persistent settings of one client as the bus server stores them: a flat list of entries, each a map with
+/// "group", "key" and "value".
+///
+/// A plain value; registered with the meta-type system as "ClientSettings" and "tarvex::ClientSettings", lists of it as
+/// well.
+///
+/// \code
+/// QVariantMap network;
+/// network.insert(QStringLiteral("port"), 9100);
+/// QVariantMap formatted;
+/// formatted.insert(QStringLiteral("network"), network);
+/// ClientSettings settings;
+/// settings.setOwner(QStringLiteral("ticket_printer"));
+/// settings.setFormattedSettings(formatted, true);
+/// \endcode
+///
+/// Wire form: a JSON object with the keys "description", "date", "owner" (strings), "settings" (the list of entries)
+/// and "mailOwner" (the number 1 or 0).
+class TARVEXLIB_EXPORT ClientSettings
+{
+public:
+    /// The date-time is the current local one, mailOwner is true, the rest is empty.
+    ClientSettings();
+
+    /// Client name of the service the settings belong to.
+    QString owner() const;
+    void setOwner(const QString& owner);
+
+    /// When the settings were written.
+    QDateTime dt() const;
+    void setDt(const QDateTime& dt);
+
+    /// The entries, in the order in which they were added.
+    QList<QVariant> settings() const;
+    void setSettings(const QList<QVariant>& settings);
+
+    /// A text for people.
+    QString description() const;
+    void setDescription(const QString& description);
+
+    /// A flag for the bus server, which acts on it; the library stores and carries it.
+    bool mailOwner() const;
+    void setMailOwner(bool mailOwner);
+
+    /// True when the owner is not empty and the date-time is valid.
+    bool isValid() const;
+
+    /// Compares owner, date-time, entries and description; mailOwner is left out on purpose.
+    bool operator==(const ClientSettings& other) const;
+    bool operator!=(const ClientSettings& other) const;
+
+    /// The wire form; every key is always present. An invalid date-time is written as an empty string.
+    QVariantMap toVariantMap() const;
+
+    /// Reads the wire form and accepts any map. A missing or malformed date gives an invalid date-time (not the current
+    /// time), a missing "mailOwner" gives true.
+    static ClientSettings fromVariantMap(const QVariantMap& map);
+
+    /// The entries as a map from group name to a map from key to value; of several entries for the same group and key
+    /// the last one wins.
+    QVariantMap formattedSettings() const;
+
+    /// Takes the entries from a map of the form that formattedSettings() returns.
+    ///
+    /// With \a replace the entries are rebuilt from \a formatted alone, in ascending order. Without it existing entries
+    /// keep their places and get their new values, new ones are appended, nothing is removed; a setting counts as
+    /// existing when its path, group + "/" + key, is the same as a whole string (so "a/b" with "c" and "a" with "b/c"
+    /// are one setting).
+    void setFormattedSettings(const QVariantMap& formatted, bool replace);
+
+private:
+    void appendEntry(const QString& group, const QString& key, const QVariant& value);
+    void rebuild(const QVariantMap& formatted);
+    void merge(const QVariantMap& formatted);
+
+    QString m_owner;
+    QDateTime m_dt;
+    QList<QVariant> m_settings;
+    QString m_description;
+    bool m_mailOwner = true;
+};
+
+} // namespace tarvex
+
+Q_DECLARE_METATYPE(tarvex::ClientSettings)
+
+#endif // CLIENTSETTINGS_H

@@ -1,0 +1,142 @@
+#include "records/message.h"
+
+#include "records/wiredate_p.h"
+
+#include <QCryptographicHash>
+
+#include <cstdlib>
+#include <type_traits>
+
+namespace tarvex {
+
+static_assert(std::is_nothrow_move_constructible_v<Message> && std::is_nothrow_move_assignable_v<Message>,
+              "lists and queued signals of messages rely on moves that cannot fail");
+
+namespace {
+
+const QLatin1String KEY_DATE("date");
+const QLatin1String KEY_MESSAGE("message");
+const QLatin1String KEY_RECIEVER("reciever");
+const QLatin1String KEY_SENDER("sender");
+const QLatin1String KEY_UID("UID");
+
+// Seeding anew each time makes all calls within one second draw the same numbers: that is how the bus's other clients
+// make their identifiers too. The clock and the message itself keep such identifiers apart.
+qint32 randomPart()
+{
+    std::srand(static_cast<unsigned int>(QDateTime::currentSecsSinceEpoch()));
+    // Added unsigned, because the sum is meant to wrap around and signed overflow is undefined.
+    quint32 sum = 0;
+    for (int draw = 0; draw < 3; ++draw) {
+        sum += static_cast<quint32>(std::rand());
+    }
+    return static_cast<qint32>(sum) / 3;
+}
+
+} // namespace
+
+Message::Message() : m_dt(QDateTime::currentDateTime()) { }
+
+Message::~Message() = default;
+
+QString Message::sender() const
+{
+    return m_sender;
+}
+
+void Message::setSender(const QString& sender)
+{
+    m_sender = sender;
+}
+
+QString Message::reciever() const
+{
+    return m_reciever;
+}
+
+void Message::setReciever(const QString& reciever)
+{
+    m_reciever = reciever;
+}
+
+QDateTime Message::dt() const
+{
+    return m_dt;
+}
+
+void Message::setDt(const QDateTime& dt)
+{
+    m_dt = dt;
+}
+
+QString Message::message() const
+{
+    return m_message;
+}
+
+void Message::setMessage(const QString& message)
+{
+    m_message = message;
+}
+
+QString Message::uid() const
+{
+    return m_uid;
+}
+
+void Message::setUid(const QString& uid)
+{
+    m_uid = uid;
+}
+
+QString Message::genUid() const
+{
+    const qint32 random = randomPart();
+    const qint64 clock = QDateTime::currentMSecsSinceEpoch();
+    const QString ingredients = QLatin1String("MESSAGE") + m_sender + m_reciever + m_dt.toString(Qt::ISODate)
+        + m_message + QString::number(clock) + QString::number(random);
+    const QByteArray digest = QCryptographicHash::hash(ingredients.toUtf8(), QCryptographicHash::Md5);
+    return QString::fromLatin1(digest.toBase64());
+}
+
+QString Message::msgKey() const
+{
+    // One argument at a time, on purpose: a "%2" inside the sender is filled by the next step. Both ends of the bus
+    // build the key this way, and they must agree.
+    return QStringLiteral("%1.%2.%3").arg(m_sender).arg(m_reciever).arg(m_uid); // clazy:exclude=qstring-arg
+}
+
+bool Message::operator==(const Message& other) const
+{
+    return m_sender == other.m_sender && m_reciever == other.m_reciever && m_dt == other.m_dt
+        && m_message == other.m_message && m_uid == other.m_uid;
+}
+
+bool Message::operator!=(const Message& other) const
+{
+    return !(*this == other);
+}
+
+QVariantMap Message::toVariantMap() const
+{
+    QVariantMap map;
+    map.insert(KEY_DATE, wiredate::toText(m_dt));
+    map.insert(KEY_MESSAGE, m_message);
+    map.insert(KEY_RECIEVER, m_reciever);
+    map.insert(KEY_SENDER, m_sender);
+    map.insert(KEY_UID, m_uid);
+    return map;
+}
+
+Message Message::fromVariantMap(const QVariantMap& map)
+{
+    Message message;
+    message.m_dt = wiredate::fromText(map.value(KEY_DATE).toString());
+    message.m_message = map.value(KEY_MESSAGE).toString();
+    message.m_reciever = map.value(KEY_RECIEVER).toString();
+    message.m_sender = map.value(KEY_SENDER).toString();
+    message.m_uid = map.value(KEY_UID).toString();
+    return message;
+}
+
+} // namespace tarvex

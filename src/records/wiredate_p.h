@@ -1,0 +1,18 @@
+#ifndef WIREDATE_P_H
+#define WIREDATE_P_H
+
+#include <QDateTime>
+#include <QString>
+
+/// The one home of the date form that records have on the wire: "yyyy-MM-ddThh:mm:ss.zzz", local time, no zone.
+namespace tarvex::wiredate {
+
+/// An invalid date-time gives an empty string.
+QString toText(const QDateTime& dateTime);
+
+/// Any text that does not follow the pattern exactly gives an invalid date-time.
+QDateTime fromText(const QString& text);
+
+} // namespace tarvex::wiredate
+
+#endif // WIREDATE_P_H

@@ -1,0 +1,28 @@
+#ifndef TARVEXLIB_H
+#define TARVEXLIB_H
+
+#include "appversion.h"
+#include "tarvexlib_export.h"
+
+namespace bus {
+
+/// The library's identity: registers its name, version and build time with wexcor::AppVersionManager at load, so that a
+/// service can report which versions of its libraries it runs with.
+class TARVEXLIB_EXPORT TarvexLib
+{
+public:
+    /// Registers the version, once per process, and the library's name for localisation. The library makes the one
+    /// instance that is needed; a service has no reason to make another.
+    TarvexLib();
+    ~TarvexLib();
+
+    /// The registered version, for example "5.0.28" with the build time in ISO form ("2021-05-11T13:12:06").
+    static wexcor::AppVersion version();
+
+private:
+    static wexcor::AppVersion _version;
+};
+
+} // namespace bus
+
+#endif // TARVEXLIB_H

@@ -1,0 +1,70 @@
+#ifndef ABSTRACTWORKER_H
+#define ABSTRACTWORKER_H
+
+#include "wexcorcore_export.h"
+
+#include <QObject>
+
+#include <atomic>
+#include <memory>
+
+namespace wexcor {
+
+class AbstractWorkerController;
+class WorkerHost;
+
+/// An object that does its work in a thread of its own.
+///
+/// A worker is made without a parent and handed to AbstractWorkerController::addWorkerToThread(), to which it belongs
+/// from then on. doStart() and doStop() run in the worker's thread, never at the same time. Whatever the worker creates
+/// in its constructor must be its child, so that it moves to the thread together with the worker.
+///
+/// \code
+/// class DoorWorker : public wexcor::AbstractWorker
+/// {
+///     Q_OBJECT
+/// public:
+///     bool doStart() override { return m_port.open(QIODevice::ReadOnly); }
+///     bool doStop() override { m_port.close(); return true; }
+/// private:
+///     QFile m_port {QStringLiteral("/dev/door"), this};
+/// };
+/// \endcode
+class WEXCORCORE_EXPORT AbstractWorker : public QObject
+{
+    Q_OBJECT
+public:
+    AbstractWorker();
+    ~AbstractWorker() override;
+
+    /// Starts the work. Called when the worker's thread starts, and after doStop() on every restart().
+    /// \return whether it started; the framework carries on either way.
+    virtual bool doStart() = 0;
+
+    /// Stops the work. Called on every restart(), whatever doStart() returned, and when the controller stops the
+    /// worker. \return whether it stopped; on a restart() doStart() follows either way.
+    virtual bool doStop() = 0;
+
+public Q_SLOTS:
+    /// Stops the worker and starts it again, both in its own thread. Returns at once.
+    ///
+    /// May be called from any thread. One doStop() and doStart() are queued to the worker's thread; calls made while
+    /// they are queued already add nothing. Nothing happens once the controller has stopped the worker. A call that the
+    /// worker makes inside the doStop() of a restart adds nothing either, since doStart() follows; one made inside
+    /// doStart() asks for another round.
+    void restart();
+
+private:
+    friend class AbstractWorkerController;
+    friend class WorkerHost;
+    void runRestart();
+
+    std::atomic<bool> m_restartQueued{false};
+    /// Set by the controller when it stops the worker for good. Shared, because the controller may outlive the worker.
+    const std::shared_ptr<std::atomic<bool>> m_retired;
+    bool m_stoppingToRestart = false; ///< Touched in the worker's thread only.
+};
+
+} // namespace wexcor
+
+#endif // ABSTRACTWORKER_H

@@ -1,0 +1,37 @@
+#ifndef LOGGERMANAGER_H
+#define LOGGERMANAGER_H
+
+#include "wexcorcore_export.h"
+
+#include <QString>
+#include <QtGlobal>
+
+#include <functional>
+
+class QMessageLogContext;
+
+/// Routes the process's Qt log lines to outputs, by logging category.
+///
+/// The manager installs itself as Qt's message handler with the first output, and passes every line on to the handler
+/// that was installed before it, so the console output stays. A line goes to the output of its category; an output for
+/// the empty category gets the lines of every category that has none of its own.
+///
+/// All operations are thread-safe. An output is called in the thread that logs, after the earlier handler and without
+/// any lock held; it may log itself: such lines go to the other outputs, never to the one that is being called. Since
+/// an output is called without a lock, a call that has begun in another thread may outlast removeOutput().
+class WEXCORCORE_EXPORT LoggerManager
+{
+public:
+    using Output = std::function<void(QtMsgType, const QMessageLogContext&, const QString&)>;
+
+    LoggerManager() = delete;
+
+    /// From now on lines of \a category are passed to \a handler. A second call for a category replaces its output; an
+    /// empty \a handler removes it.
+    static void setOutputs(const QString& category, Output handler);
+
+    /// Undoes setOutputs() for \a category; a category without an output is fine.
+    static void removeOutput(const QString& category);
+};
+
+#endif // LOGGERMANAGER_H

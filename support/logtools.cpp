@@ -1,0 +1,118 @@
+#include "logtools.h"
+
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QJsonValue>
+#include <QTextCodec>
+
+namespace {
+
+constexpr int MAX_SHOWN_LENGTH = 65536;
+
+void writeBounded(QDebug& debug, const QString& text)
+{
+    const QDebugStateSaver saver(debug);
+    debug.nospace().noquote() << text.left(MAX_SHOWN_LENGTH);
+    if (text.size() > MAX_SHOWN_LENGTH) {
+        debug << "... (" << text.size() - MAX_SHOWN_LENGTH << " more)";
+    }
+}
+
+QString escapedByte(uint value)
+{
+    return QStringLiteral("\\x%1").arg(value, 2, 16, QLatin1Char('0'));
+}
+
+/// The text with line ends and other control characters made visible, so that a dump stays on its line.
+QString withVisibleControls(const QString& text)
+{
+    QString shown;
+    shown.reserve(text.size());
+    for (const QChar character : text) {
+        if (character.unicode() < 0x20 || character.unicode() == 0x7f) {
+            shown += escapedByte(character.unicode());
+        } else {
+            shown += character;
+        }
+    }
+    return shown;
+}
+
+QString bytesAsHex(const QByteArray& data)
+{
+    QString shown;
+    shown.reserve(4 * data.size());
+    for (const char byte : data) {
+        shown += escapedByte(static_cast<uchar>(byte));
+    }
+    return shown;
+}
+
+QString dump(const QByteArray& data, const char* codecName)
+{
+    const QTextCodec* codec = QTextCodec::codecForName(codecName);
+    if (codec == nullptr) {
+        return withVisibleControls(QString::fromLatin1(data));
+    }
+    // Cut before decoding: most of a dump of 32 MiB would be thrown away. The cut may split a character.
+    const int shown = qMin(data.size(), MAX_SHOWN_LENGTH);
+    QTextCodec::ConverterState state;
+    const QString text = codec->toUnicode(data.constData(), shown, &state);
+    const bool isText = state.invalidChars == 0 && (state.remainingChars == 0 || shown < data.size());
+    // A replacement character would hide which bytes came: show those of what is no text.
+    return isText ? withVisibleControls(text) : bytesAsHex(data.left(shown));
+}
+
+QString variantText(const QVariant& value)
+{
+    if (!value.isValid()) {
+        return QStringLiteral("<invalid>");
+    }
+    const QJsonValue json = QJsonValue::fromVariant(value);
+    if (json.isObject()) {
+        return QString::fromUtf8(QJsonDocument(json.toObject()).toJson(QJsonDocument::Compact));
+    }
+    if (json.isArray()) {
+        return QString::fromUtf8(QJsonDocument(json.toArray()).toJson(QJsonDocument::Compact));
+    }
+    if (value.canConvert<QString>()) {
+        return value.toString();
+    }
+    return QStringLiteral("<%1>").arg(QLatin1String(value.typeName()));
+}
+
+} // namespace
+
+QTextStream& logtab(QTextStream& stream)
+{
+    return stream << '\t';
+}
+
+logbinary::logbinary(const QByteArray& data, const char* codec) : m_data(data), m_codec(codec) { }
+
+QDebug operator<<(QDebug debug, const logbinary& binary)
+{
+    writeBounded(debug, dump(binary.m_data, binary.m_codec));
+    if (binary.m_data.size() > MAX_SHOWN_LENGTH) {
+        const QDebugStateSaver saver(debug);
+        debug.nospace() << " of " << binary.m_data.size() << " bytes";
+    }
+    return debug.maybeSpace();
+}
+
+loglist::loglist(const QStringList& list) : m_list(list) { }
+
+QDebug operator<<(QDebug debug, const loglist& list)
+{
+    writeBounded(debug, list.m_list.join(QLatin1Char('\n')));
+    return debug.maybeSpace();
+}
+
+logvariant::logvariant(const QVariant& value) : m_value(value) { }
+
+QDebug operator<<(QDebug debug, const logvariant& variant)
+{
+    writeBounded(debug, variantText(variant.m_value));
+    return debug.maybeSpace();
+}

@@ -1,0 +1,72 @@
+#include "logcapture.h"
+
+#include <QMessageLogContext>
+
+#include <mutex>
+
+namespace {
+
+std::mutex linesMutex;
+
+QList<LogCapture::Line>& capturedLines()
+{
+    static QList<LogCapture::Line> lines;
+    return lines;
+}
+
+void capture(QtMsgType type, const QMessageLogContext& context, const QString& text)
+{
+    const std::lock_guard<std::mutex> lock(linesMutex);
+    capturedLines().append({type, QString::fromUtf8(context.category), text});
+}
+
+QString levelName(QtMsgType type)
+{
+    switch (type) {
+    case QtDebugMsg:
+        return QStringLiteral("debug");
+    case QtInfoMsg:
+        return QStringLiteral("info");
+    case QtWarningMsg:
+        return QStringLiteral("warning");
+    case QtCriticalMsg:
+        return QStringLiteral("critical");
+    case QtFatalMsg:
+        return QStringLiteral("fatal");
+    }
+    return QString();
+}
+
+} // namespace
+
+LogCapture::LogCapture()
+{
+    clear();
+    m_previous = qInstallMessageHandler(capture);
+}
+
+LogCapture::~LogCapture()
+{
+    qInstallMessageHandler(m_previous);
+}
+
+QList<LogCapture::Line> LogCapture::lines() const
+{
+    const std::lock_guard<std::mutex> lock(linesMutex);
+    return capturedLines();
+}
+
+QStringList LogCapture::texts() const
+{
+    QStringList texts;
+    for (const Line& line : lines()) {
+        texts.append(levelName(line.type) + QLatin1String(": ") + line.text);
+    }
+    return texts;
+}
+
+void LogCapture::clear()
+{
+    const std::lock_guard<std::mutex> lock(linesMutex);
+    capturedLines().clear();
+}

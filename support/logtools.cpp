@@ -10,13 +10,15 @@ namespace {
 
 constexpr int MAX_SHOWN_LENGTH = 65536;
 
-void writeBounded(QDebug& debug, const QString& text)
+/// Leaves the blank that follows a field to the saver, which knows whether the stream wants one.
+void writeBounded(QDebug& debug, const QString& text, const QString& remark = QString())
 {
     const QDebugStateSaver saver(debug);
     debug.nospace().noquote() << text.left(MAX_SHOWN_LENGTH);
     if (text.size() > MAX_SHOWN_LENGTH) {
         debug << "... (" << text.size() - MAX_SHOWN_LENGTH << " more)";
     }
+    debug << remark;
 }
 
 QString escapedByte(uint value)
@@ -93,12 +95,10 @@ logbinary::logbinary(const QByteArray& data, const char* codec) : m_data(data), 
 
 QDebug operator<<(QDebug debug, const logbinary& binary)
 {
-    writeBounded(debug, dump(binary.m_data, binary.m_codec));
-    if (binary.m_data.size() > MAX_SHOWN_LENGTH) {
-        const QDebugStateSaver saver(debug);
-        debug.nospace() << " of " << binary.m_data.size() << " bytes";
-    }
-    return debug.maybeSpace();
+    const bool isCut = binary.m_data.size() > MAX_SHOWN_LENGTH;
+    writeBounded(debug, dump(binary.m_data, binary.m_codec),
+                 isCut ? QStringLiteral(" of %1 bytes").arg(binary.m_data.size()) : QString());
+    return debug;
 }
 
 loglist::loglist(const QStringList& list) : m_list(list) { }
@@ -106,7 +106,7 @@ loglist::loglist(const QStringList& list) : m_list(list) { }
 QDebug operator<<(QDebug debug, const loglist& list)
 {
     writeBounded(debug, list.m_list.join(QLatin1Char('\n')));
-    return debug.maybeSpace();
+    return debug;
 }
 
 logvariant::logvariant(const QVariant& value) : m_value(value) { }
@@ -114,5 +114,5 @@ logvariant::logvariant(const QVariant& value) : m_value(value) { }
 QDebug operator<<(QDebug debug, const logvariant& variant)
 {
     writeBounded(debug, variantText(variant.m_value));
-    return debug.maybeSpace();
+    return debug;
 }

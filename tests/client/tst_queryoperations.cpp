@@ -1,0 +1,469 @@
+#include "client/tarvexqueryhandler.h"
+
+#include "fakebus.h"
+#include "logcapture.h"
+
+#include <QTest>
+
+#include <functional>
+#include <memory>
+
+using namespace tarvex;
+
+namespace {
+
+using Call = std::function<bool(TarvexQueryHandler&)>;
+using Publishers = QList<QPair<QString, qint32>>;
+
+const QDateTime SOME_TIME(QDate(2024, 3, 5), QTime(7, 8, 9, 10));
+const QString SOME_TIME_TEXT = QStringLiteral("2024-03-05T07:08:09.010");
+
+ClientSettings someSettings(const QString& owner)
+{
+    ClientSettings settings;
+    settings.setOwner(owner);
+    settings.setDt(SOME_TIME);
+    settings.setDescription(QStringLiteral("about"));
+    settings.setMailOwner(false);
+    settings.setFormattedSettings({{QStringLiteral("net"), QVariantMap{{QStringLiteral("host"), QStringLiteral("h")}}}},
+                                  true);
+    return settings;
+}
+
+QVariantMap someSettingsMap(const QString& owner)
+{
+    const QVariantMap entry{{QStringLiteral("group"), QStringLiteral("net")},
+                            {QStringLiteral("key"), QStringLiteral("host")},
+                            {QStringLiteral("value"), QStringLiteral("h")}};
+    return {{QStringLiteral("owner"), owner},
+            {QStringLiteral("date"), SOME_TIME_TEXT},
+            {QStringLiteral("description"), QStringLiteral("about")},
+            {QStringLiteral("mailOwner"), 0.0},
+            {QStringLiteral("settings"), QVariantList{entry}}};
+}
+
+Message someMessage()
+{
+    Message message;
+    message.setSender(QStringLiteral("other"));
+    message.setReciever(QStringLiteral("logger"));
+    message.setDt(SOME_TIME);
+    message.setMessage(QStringLiteral("text"));
+    message.setUid(QStringLiteral("u1"));
+    return message;
+}
+
+QVariantMap publisher(const QString& name, int goal)
+{
+    return {{QStringLiteral("name"), name}, {QStringLiteral("goal"), double(goal)}};
+}
+
+QVariantMap single(const char* key, const QVariant& value)
+{
+    return {{QString::fromLatin1(key), value}};
+}
+
+QDateTime dateOf(const FakeBus::Request& request)
+{
+    return QDateTime::fromString(request.data.value(QStringLiteral("date")).toString(),
+                                 QStringLiteral("yyyy-MM-ddThh:mm:ss.zzz"));
+}
+
+} // namespace
+
+Q_DECLARE_METATYPE(Call)
+
+/// What each operation asks the server, and what it makes of the answer.
+class TstQueryoperations : public QObject
+{
+    Q_OBJECT
+private Q_SLOTS:
+    void init();
+    void cleanup();
+    void operation_asksExactly_data();
+    void operation_asksExactly();
+    void operation_refused_returnsFalse_data();
+    void operation_refused_returnsFalse();
+    void saveState_fillsInOwnerAndInvalidDate();
+    void saveState_doesNotChangeCallersRecord();
+    void saveSettings_list_triesEach();
+    void saveSettings_emptyList_succeedsWithoutExchange();
+    void removeSettings_byOwner_sendsFreshRecord_data();
+    void removeSettings_byOwner_sendsFreshRecord();
+    void sendMessage_makesMissingUid();
+    void sendMessage_doesNotChangeCallersRecord();
+    void subscribe_emptyList_succeedsWithoutExchange();
+    void loadSettings_readsRecord();
+    void loadSettings_refused_leavesRecordUntouched();
+    void loadState_readsRecord();
+    void loadState_refused_leavesRecordUntouched();
+    void loadSettingsList_appends();
+    void loadSettingsList_elementThatIsNoMap_isAppendedAllTheSame();
+    void loadSettingsList_refused_leavesListUntouched();
+    void slots_canBeInvokedByName();
+
+private:
+    std::unique_ptr<FakeBus> m_bus;
+    std::unique_ptr<TarvexQueryHandler> m_handler;
+};
+
+void TstQueryoperations::init()
+{
+    m_bus = std::make_unique<FakeBus>();
+    m_handler = std::make_unique<TarvexQueryHandler>(QStringLiteral("printer"));
+    QVERIFY(m_handler->open());
+}
+
+void TstQueryoperations::cleanup()
+{
+    m_handler.reset();
+    m_bus.reset();
+}
+
+void TstQueryoperations::operation_asksExactly_data()
+{
+    QTest::addColumn<Call>("call");
+    QTest::addColumn<QString>("operation");
+    QTest::addColumn<QVariantMap>("data");
+    const auto row = [](const char* name, const Call& call, const char* operation, const QVariantMap& data) {
+        QTest::newRow(name) << call << QString::fromLatin1(operation) << data;
+    };
+    const QString a = QStringLiteral("a");
+    const QString b = QStringLiteral("b");
+    const QString own = QStringLiteral("printer");
+
+    row("saveState",
+        [](TarvexQueryHandler& handler) {
+            ClientState state;
+            state.setOwner(QStringLiteral("somebody else"));
+            state.setDt(SOME_TIME);
+            state.setStateType(static_cast<ClientState::EStateType>(3));
+            state.setState(QStringLiteral("{}"));
+            state.setDescription(QStringLiteral("d"));
+            return handler.saveState(state);
+        },
+        "saveState",
+        {{QStringLiteral("owner"), own},
+         {QStringLiteral("date"), SOME_TIME_TEXT},
+         {QStringLiteral("type"), 3.0},
+         {QStringLiteral("state"), QStringLiteral("{}")},
+         {QStringLiteral("description"), QStringLiteral("d")}});
+    row(
+        "saveSettings", [=](TarvexQueryHandler& handler) { return handler.saveSettings(someSettings(a)); },
+        "saveSettings", someSettingsMap(a));
+    row(
+        "saveSettings without owner",
+        [](TarvexQueryHandler& handler) { return handler.saveSettings(someSettings(QString())); }, "saveSettings",
+        someSettingsMap(QString()));
+    row(
+        "removeSettings record", [=](TarvexQueryHandler& handler) { return handler.removeSettings(someSettings(a)); },
+        "removeSettings", someSettingsMap(a));
+    row("sendMessage", [](TarvexQueryHandler& handler) { return handler.sendMessage(someMessage()); }, "sendMessage",
+        {{QStringLiteral("sender"), own},
+         {QStringLiteral("reciever"), QStringLiteral("logger")},
+         {QStringLiteral("date"), SOME_TIME_TEXT},
+         {QStringLiteral("message"), QStringLiteral("text")},
+         {QStringLiteral("UID"), QStringLiteral("u1")}});
+    row(
+        "subscribe pairs",
+        [=](TarvexQueryHandler& handler) {
+            return handler.subscribe(Publishers{{b, 1}, {a, -2}});
+        },
+        "subscribe", single("publishers", QVariantList{publisher(b, 1), publisher(a, -2)}));
+    row(
+        "subscribe names",
+        [=](TarvexQueryHandler& handler) {
+            return handler.subscribe(QStringList{b, a});
+        },
+        "subscribe", single("publishers", QVariantList{publisher(b, 3), publisher(a, 3)}));
+    row(
+        "subscribe one", [=](TarvexQueryHandler& handler) { return handler.subscribe(a, 2); }, "subscribe",
+        single("publishers", QVariantList{publisher(a, 2)}));
+    row(
+        "unsubscribe",
+        [=](TarvexQueryHandler& handler) {
+            return handler.unsubscribe({b, a});
+        },
+        "unsubscribe", single("publishers", QVariantList{b, a}));
+    row(
+        "unsubscribe nobody", [](TarvexQueryHandler& handler) { return handler.unsubscribe({}); }, "unsubscribe",
+        single("publishers", QVariantList()));
+    row(
+        "loadSettings",
+        [=](TarvexQueryHandler& handler) {
+            ClientSettings settings;
+            return handler.loadSettings(a, settings);
+        },
+        "loadSettings", single("owner", a));
+    row(
+        "loadSettings own",
+        [](TarvexQueryHandler& handler) {
+            ClientSettings settings;
+            return handler.loadSettings(QString(), settings);
+        },
+        "loadSettings", single("owner", own));
+    row(
+        "loadState",
+        [=](TarvexQueryHandler& handler) {
+            ClientState state;
+            return handler.loadState(a, state);
+        },
+        "loadState", single("owner", a));
+    row(
+        "loadState own",
+        [](TarvexQueryHandler& handler) {
+            ClientState state;
+            return handler.loadState(QString(), state);
+        },
+        "loadState", single("owner", own));
+    row(
+        "loadSettings list",
+        [=](TarvexQueryHandler& handler) {
+            QList<ClientSettings> list;
+            return handler.loadSettings(QStringList{a, b}, list);
+        },
+        "loadSettingsList", single("owners", QStringLiteral("a,b")));
+    row(
+        "loadSettings list own",
+        [](TarvexQueryHandler& handler) {
+            QList<ClientSettings> list;
+            return handler.loadSettings(QStringList(), list);
+        },
+        "loadSettingsList", single("owners", own));
+}
+
+void TstQueryoperations::operation_asksExactly()
+{
+    QFETCH(Call, call);
+    QFETCH(QString, operation);
+    QFETCH(QVariantMap, data);
+    m_bus->willReply(operation);
+    const LogCapture log;
+    QVERIFY(call(*m_handler));
+    QCOMPARE(m_bus->requests().size(), 1);
+    const QVariantMap envelope{{QStringLiteral("operation"), operation}, {QStringLiteral("data"), data}};
+    QCOMPARE(m_bus->requests().constFirst().envelope, envelope);
+    QCOMPARE(log.texts(), QStringList());
+}
+
+void TstQueryoperations::operation_refused_returnsFalse_data()
+{
+    operation_asksExactly_data();
+}
+
+void TstQueryoperations::operation_refused_returnsFalse()
+{
+    QFETCH(Call, call);
+    QFETCH(QString, operation);
+    m_bus->willReply(operation, 512, QStringLiteral("Storage access error"));
+    const LogCapture log;
+    QVERIFY(!call(*m_handler));
+    QVERIFY(log.texts().constFirst().startsWith(QStringLiteral("critical: 512 \tStorage access error")));
+    QCOMPARE(log.texts().size(), operation == QLatin1String("loadSettingsList") ? 2 : 1);
+}
+
+void TstQueryoperations::saveState_fillsInOwnerAndInvalidDate()
+{
+    m_bus->willReply(QStringLiteral("saveState"));
+    const QDateTime before = QDateTime::currentDateTime();
+    QVERIFY(m_handler->saveState(ClientState()));
+    const QDateTime after = QDateTime::currentDateTime();
+    const FakeBus::Request request = m_bus->requests().constFirst();
+    QCOMPARE(request.data.value(QStringLiteral("owner")).toString(), QStringLiteral("printer"));
+    QVERIFY(dateOf(request) >= before && dateOf(request) <= after);
+    QCOMPARE(request.data.value(QStringLiteral("type")).toInt(), -1);
+}
+
+void TstQueryoperations::saveState_doesNotChangeCallersRecord()
+{
+    m_bus->willReply(QStringLiteral("saveState"));
+    const ClientState state;
+    QVERIFY(m_handler->saveState(state));
+    QCOMPARE(state, ClientState());
+}
+
+void TstQueryoperations::saveSettings_list_triesEach()
+{
+    const QString operation = QStringLiteral("saveSettings");
+    m_bus->willReply(operation);
+    m_bus->willReply(operation, 512, QStringLiteral("Storage access error"));
+    m_bus->willReply(operation);
+    const QList<ClientSettings> list{someSettings(QStringLiteral("a")), someSettings(QStringLiteral("b")),
+                                     someSettings(QStringLiteral("c"))};
+    const LogCapture log;
+    QVERIFY(!m_handler->saveSettings(list));
+    QCOMPARE(m_bus->requests().size(), 3);
+    QCOMPARE(m_bus->requests().constLast().data, someSettingsMap(QStringLiteral("c")));
+    QCOMPARE(log.texts().size(), 1);
+
+    for (int i = 0; i < 3; ++i) {
+        m_bus->willReply(operation);
+    }
+    QVERIFY(m_handler->saveSettings(list));
+    QCOMPARE(m_bus->requests().size(), 6);
+}
+
+void TstQueryoperations::saveSettings_emptyList_succeedsWithoutExchange()
+{
+    QVERIFY(m_handler->saveSettings(QList<ClientSettings>()));
+    QCOMPARE(m_bus->requests().size(), 0);
+}
+
+void TstQueryoperations::removeSettings_byOwner_sendsFreshRecord_data()
+{
+    QTest::addColumn<Call>("call");
+    QTest::addColumn<int>("mailOwner");
+    const QString owner = QStringLiteral("cashbox");
+    QTest::newRow("owner") << Call([=](TarvexQueryHandler& handler) { return handler.removeSettings(owner); }) << 1;
+    QTest::newRow("mail") << Call([=](TarvexQueryHandler& handler) { return handler.removeSettings(owner, true); })
+                          << 1;
+    QTest::newRow("no mail") << Call([=](TarvexQueryHandler& handler) { return handler.removeSettings(owner, false); })
+                             << 0;
+}
+
+void TstQueryoperations::removeSettings_byOwner_sendsFreshRecord()
+{
+    QFETCH(Call, call);
+    QFETCH(int, mailOwner);
+    m_bus->willReply(QStringLiteral("removeSettings"));
+    const QDateTime before = QDateTime::currentDateTime();
+    QVERIFY(call(*m_handler));
+    const QDateTime after = QDateTime::currentDateTime();
+    const FakeBus::Request request = m_bus->requests().constFirst();
+    QCOMPARE(request.operation, QStringLiteral("removeSettings"));
+    QVERIFY(dateOf(request) >= before && dateOf(request) <= after);
+    QVariantMap data = request.data;
+    data.remove(QStringLiteral("date"));
+    const QVariantMap expected{{QStringLiteral("owner"), QStringLiteral("cashbox")},
+                               {QStringLiteral("description"), QString()},
+                               {QStringLiteral("settings"), QVariantList()},
+                               {QStringLiteral("mailOwner"), double(mailOwner)}};
+    QCOMPARE(data, expected);
+}
+
+void TstQueryoperations::sendMessage_makesMissingUid()
+{
+    m_bus->willReply(QStringLiteral("sendMessage"));
+    Message message = someMessage();
+    message.setUid(QString());
+    QVERIFY(m_handler->sendMessage(message));
+    const QString uid = m_bus->requests().constFirst().data.value(QStringLiteral("UID")).toString();
+    QCOMPARE(uid.size(), 24);
+    QVERIFY(uid.endsWith(QStringLiteral("==")));
+}
+
+void TstQueryoperations::sendMessage_doesNotChangeCallersRecord()
+{
+    m_bus->willReply(QStringLiteral("sendMessage"));
+    Message message = someMessage();
+    message.setUid(QString());
+    const Message before = message;
+    QVERIFY(m_handler->sendMessage(message));
+    QVERIFY(message == before);
+}
+
+void TstQueryoperations::subscribe_emptyList_succeedsWithoutExchange()
+{
+    QVERIFY(m_handler->subscribe(Publishers()));
+    QVERIFY(m_handler->subscribe(QStringList()));
+    QCOMPARE(m_bus->requests().size(), 0);
+    m_handler->close();
+    QVERIFY(m_handler->subscribe(Publishers()));
+}
+
+void TstQueryoperations::loadSettings_readsRecord()
+{
+    m_bus->willReply(QStringLiteral("loadSettings"), 0, QString(), someSettingsMap(QStringLiteral("a")));
+    ClientSettings settings;
+    QVERIFY(m_handler->loadSettings(QStringLiteral("a"), settings));
+    QVERIFY(settings == someSettings(QStringLiteral("a")));
+    QVERIFY(!settings.mailOwner());
+}
+
+void TstQueryoperations::loadSettings_refused_leavesRecordUntouched()
+{
+    m_bus->willReply(QStringLiteral("loadSettings"), 5, QString(), someSettingsMap(QStringLiteral("a")));
+    ClientSettings settings = someSettings(QStringLiteral("mine"));
+    const LogCapture log;
+    QVERIFY(!m_handler->loadSettings(QStringLiteral("a"), settings));
+    QVERIFY(settings == someSettings(QStringLiteral("mine")));
+    QCOMPARE(log.texts().size(), 1);
+}
+
+void TstQueryoperations::loadState_readsRecord()
+{
+    ClientState saved;
+    saved.setOwner(QStringLiteral("a"));
+    saved.setDt(SOME_TIME);
+    saved.setStateType(static_cast<ClientState::EStateType>(2));
+    saved.setState(QStringLiteral("B\u00fccher"));
+    m_bus->willReply(QStringLiteral("loadState"), 0, QString(), saved.toVariantMap());
+    ClientState state;
+    QVERIFY(m_handler->loadState(QStringLiteral("a"), state));
+    QCOMPARE(state, saved);
+}
+
+void TstQueryoperations::loadState_refused_leavesRecordUntouched()
+{
+    m_bus->willReply(QStringLiteral("loadState"), 5);
+    ClientState state;
+    state.setState(QStringLiteral("before"));
+    const LogCapture log;
+    QVERIFY(!m_handler->loadState(QStringLiteral("a"), state));
+    QCOMPARE(state.state(), QStringLiteral("before"));
+}
+
+void TstQueryoperations::loadSettingsList_appends()
+{
+    const QVariantList loaded{someSettingsMap(QStringLiteral("b")), someSettingsMap(QStringLiteral("a"))};
+    m_bus->willReply(QStringLiteral("loadSettingsList"), 0, QString(), single("settingsList", loaded));
+    QList<ClientSettings> list{someSettings(QStringLiteral("first"))};
+    QVERIFY(m_handler->loadSettings(QStringList{QStringLiteral("b"), QStringLiteral("a")}, list));
+    QCOMPARE(list.size(), 3);
+    QCOMPARE(list.at(0).owner(), QStringLiteral("first"));
+    QVERIFY(list.at(1) == someSettings(QStringLiteral("b")));
+    QVERIFY(list.at(2) == someSettings(QStringLiteral("a")));
+}
+
+void TstQueryoperations::loadSettingsList_elementThatIsNoMap_isAppendedAllTheSame()
+{
+    m_bus->willReply(QStringLiteral("loadSettingsList"), 0, QString(),
+                     single("settingsList", QVariantList{5, someSettingsMap(QStringLiteral("a"))}));
+    QList<ClientSettings> list;
+    QVERIFY(m_handler->loadSettings(QStringList{QStringLiteral("a")}, list));
+    QCOMPARE(list.size(), 2);
+    QVERIFY(list.constFirst() == ClientSettings::fromVariantMap({}));
+}
+
+void TstQueryoperations::loadSettingsList_refused_leavesListUntouched()
+{
+    m_bus->willReply(QStringLiteral("loadSettingsList"), 5, QStringLiteral("There are no settings for client"));
+    QList<ClientSettings> list{someSettings(QStringLiteral("first"))};
+    const LogCapture log;
+    QVERIFY(!m_handler->loadSettings(QStringList{QStringLiteral("a")}, list));
+    QCOMPARE(list.size(), 1);
+    QCOMPARE(log.texts().size(), 2);
+    QCOMPARE(log.texts().constLast(), QStringLiteral("critical: Settings list loading error"));
+}
+
+// As a queued connection from another thread does: the argument types must be known by the names in the signatures.
+void TstQueryoperations::slots_canBeInvokedByName()
+{
+    m_bus->willReply(QStringLiteral("sendMessage"));
+    m_bus->willReply(QStringLiteral("saveSettings"));
+    m_bus->willReply(QStringLiteral("subscribe"));
+    const Message message = someMessage();
+    QVERIFY(QMetaObject::invokeMethod(m_handler.get(), "sendMessage", Qt::QueuedConnection,
+                                      QGenericArgument("Message", &message)));
+    QVERIFY(QMetaObject::invokeMethod(
+        m_handler.get(), "saveSettings", Qt::QueuedConnection,
+        Q_ARG(QList<ClientSettings>, QList<ClientSettings>{someSettings(QStringLiteral("a"))})));
+    const Publishers publishers{{QStringLiteral("x"), 1}};
+    QVERIFY(QMetaObject::invokeMethod(m_handler.get(), "subscribe", Qt::QueuedConnection,
+                                      QGenericArgument("QList<QPair<QString,qint32> >", &publishers)));
+    QTRY_COMPARE(m_bus->requests().size(), 3);
+    QCOMPARE(m_bus->requests().at(1).data, someSettingsMap(QStringLiteral("a")));
+}
+
+QTEST_GUILESS_MAIN(TstQueryoperations)
+#include "tst_queryoperations.moc"

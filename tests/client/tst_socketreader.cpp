@@ -1,0 +1,428 @@
+#include "client/socketreader_p.h"
+
+#include "client/busframe_p.h"
+#include "fakebus.h"
+#include "logcapture.h"
+
+#include <QElapsedTimer>
+#include <QHostAddress>
+#include <QSignalSpy>
+#include <QTest>
+#include <QThread>
+
+#include <atomic>
+#include <chrono>
+#include <functional>
+#include <limits>
+#include <memory>
+#include <mutex>
+#include <sys/resource.h>
+#include <sys/socket.h>
+#include <thread>
+
+using namespace tarvex;
+
+namespace {
+
+QByteArray patternedBytes(int size)
+{
+    QByteArray bytes(size, '\0');
+    for (int i = 0; i < size; ++i) {
+        bytes[i] = static_cast<char>('A' + (i * 7 + i / 251) % 58);
+    }
+    return bytes;
+}
+
+/// A socket whose peer runs a script as soon as it is connected.
+class Connection
+{
+public:
+    explicit Connection(const std::function<void(FakeBus::Peer&)>& script)
+    {
+        m_bus.willDo([script](FakeBus::Peer& peer, const FakeBus::Request&) { script(peer); });
+        m_socket = std::make_unique<QTcpSocket>();
+        m_socket->connectToHost(QHostAddress(QHostAddress::LocalHost), FakeBus::QUERY_PORT);
+        if (m_socket->waitForConnected()) {
+            m_socket->write(FakeBus::requestFrame(QStringLiteral("start"), {}));
+            m_socket->flush();
+        }
+    }
+
+    QPointer<QTcpSocket> socket() const { return m_socket.get(); }
+
+    void destroySocket() { m_socket.reset(); }
+
+    /// Waits until the system holds bytes for the socket, without letting Qt take any in.
+    bool waitUntilSystemHoldsBytes() const
+    {
+        QElapsedTimer timer;
+        timer.start();
+        char byte;
+        while (timer.elapsed() < 20000) {
+            if (::recv(int(m_socket->socketDescriptor()), &byte, 1, MSG_PEEK | MSG_DONTWAIT) >= 0) {
+                return true;
+            }
+            std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        }
+        return false;
+    }
+
+private:
+    FakeBus m_bus;
+    std::unique_ptr<QTcpSocket> m_socket;
+};
+
+} // namespace
+
+class TstSocketreader : public QObject
+{
+    Q_OBJECT
+private Q_SLOTS:
+    void readPayload_ofAnySize_isComplete_data();
+    void readPayload_ofAnySize_isComplete();
+    void readPayload_cutAnywhere_isComplete();
+    void readPayload_cutAtRandom_withPauses_isComplete();
+    void readPayload_takesNoMoreThanItsSize();
+    void readPayload_ofNoSize_readsNothing_data();
+    void readPayload_ofNoSize_readsNothing();
+    void readPayload_thatNeverComes_usesAllRounds_data();
+    void readPayload_thatNeverComes_usesAllRounds();
+    void readPayload_afterItsRounds_isShort();
+    void readPayload_aboveTheBound_isNotWaitedFor();
+    void readPayload_peerGone_skipsRounds();
+    void readPayload_peerGoneAfterAll_isComplete();
+    void readPayload_interrupted_isGivenUp();
+    void readPayload_withoutSocket_readsNothing();
+    void readPayload_silentForTheWholeTimeout_isGivenUp();
+    void readPayload_isQuiet();
+    void readPayload_blockedSocket_staysBlocked();
+    void readPayload_emitsDisconnectedOnce();
+    void readPayload_large_takesFewRounds();
+    void readLine_whole();
+    void readLine_longerThanTheLimit_isSplit();
+    void readLine_incomplete_getsOneMoreRound();
+    void readLine_thatNeverEnds_isTakenAsItIs();
+    void readLine_peerGone_isTakenAsItIs();
+    void readLine_withoutSocket_isEmpty();
+};
+
+void TstSocketreader::readPayload_ofAnySize_isComplete_data()
+{
+    QTest::addColumn<int>("size");
+    for (const int size : {1, 99, 100, 101, 65535, 65536, 65537, 200000, 5000000}) {
+        QTest::addRow("%d", size) << size;
+    }
+}
+
+void TstSocketreader::readPayload_ofAnySize_isComplete()
+{
+    QFETCH(int, size);
+    const QByteArray bytes = patternedBytes(size);
+    const Connection connection([bytes](FakeBus::Peer& peer) { peer.send(bytes); });
+    QVERIFY(connection.waitUntilSystemHoldsBytes());
+    QCOMPARE(connection.socket()->bytesAvailable(), 0);
+    QVERIFY(socketreader::readPayload(connection.socket(), size) == bytes);
+}
+
+// One part waits in Qt's buffer, the other in the system's: read() alone would see the first only.
+void TstSocketreader::readPayload_cutAnywhere_isComplete()
+{
+    const QByteArray bytes = patternedBytes(40);
+    for (int cut = 1; cut < bytes.size(); ++cut) {
+        std::mutex gate;
+        gate.lock();
+        const Connection connection([&](FakeBus::Peer& peer) {
+            peer.send(bytes.left(cut));
+            const std::lock_guard<std::mutex> opened(gate);
+            peer.send(bytes.mid(cut));
+        });
+        QVERIFY(connection.socket()->waitForReadyRead());
+        QCOMPARE(connection.socket()->bytesAvailable(), qint64(cut));
+        gate.unlock();
+        QVERIFY(connection.waitUntilSystemHoldsBytes());
+        QCOMPARE(connection.socket()->bytesAvailable(), qint64(cut));
+        QCOMPARE(socketreader::readPayload(connection.socket(), bytes.size()), bytes);
+    }
+}
+
+// The seeds stand in the row names of a failure; 51 rounds of 10 ms leave a loaded machine room for ten short pauses.
+void TstSocketreader::readPayload_cutAtRandom_withPauses_isComplete()
+{
+    const QByteArray bytes = patternedBytes(20000);
+    for (unsigned seed = 1; seed <= 10; ++seed) {
+        std::srand(seed);
+        QList<QByteArray> pieces;
+        int from = 0;
+        for (int piece = 0; piece < 10 && from < bytes.size(); ++piece) {
+            const int length = 1 + std::rand() % 3000;
+            pieces.append(bytes.mid(from, length));
+            from += length;
+        }
+        pieces.append(bytes.mid(from));
+        const Connection connection([pieces](FakeBus::Peer& peer) { peer.sendInPieces(pieces, 12); });
+        QVERIFY2(socketreader::readPayload(connection.socket(), bytes.size()) == bytes,
+                 qPrintable(QString::number(seed)));
+    }
+}
+
+void TstSocketreader::readPayload_takesNoMoreThanItsSize()
+{
+    const Connection connection([](FakeBus::Peer& peer) { peer.send("0123456789next frame"); });
+    QVERIFY(connection.waitUntilSystemHoldsBytes());
+    QCOMPARE(socketreader::readPayload(connection.socket(), 10), QByteArray("0123456789"));
+    QCOMPARE(connection.socket()->readAll(), QByteArray("next frame"));
+}
+
+void TstSocketreader::readPayload_ofNoSize_readsNothing_data()
+{
+    QTest::addColumn<int>("size");
+    QTest::newRow("zero") << 0;
+    QTest::newRow("negative") << -1;
+    QTest::newRow("lowest") << std::numeric_limits<qint32>::min();
+}
+
+void TstSocketreader::readPayload_ofNoSize_readsNothing()
+{
+    QFETCH(int, size);
+    const Connection connection([](FakeBus::Peer& peer) { peer.send("bytes"); });
+    QVERIFY(connection.waitUntilSystemHoldsBytes());
+    QCOMPARE(socketreader::readPayload(connection.socket(), size), QByteArray());
+    QVERIFY(connection.socket()->waitForReadyRead());
+    QCOMPARE(connection.socket()->readAll(), QByteArray("bytes"));
+}
+
+void TstSocketreader::readPayload_thatNeverComes_usesAllRounds_data()
+{
+    QTest::addColumn<int>("size");
+    QTest::addColumn<int>("rounds");
+    QTest::newRow("99") << 99 << 1;
+    QTest::newRow("100") << 100 << 2;
+    QTest::newRow("101") << 101 << 2;
+    QTest::newRow("250") << 250 << 3;
+    QTest::newRow("5000") << 5000 << 51;
+}
+
+void TstSocketreader::readPayload_thatNeverComes_usesAllRounds()
+{
+    QFETCH(int, size);
+    QFETCH(int, rounds);
+    const Connection connection([](FakeBus::Peer& peer) { peer.waitForClose(); });
+    QElapsedTimer timer;
+    timer.start();
+    QCOMPARE(socketreader::readPayload(connection.socket(), size), QByteArray());
+    const qint64 elapsed = timer.elapsed();
+    QVERIFY2(elapsed >= rounds * 10 - 1, qPrintable(QString::number(elapsed)));
+    QVERIFY2(elapsed < rounds * 10 + 2000, qPrintable(QString::number(elapsed)));
+}
+
+void TstSocketreader::readPayload_afterItsRounds_isShort()
+{
+    const Connection connection([](FakeBus::Peer& peer) {
+        peer.sendInPieces({QByteArray(150, 'a'), QByteArray(100, 'b')}, 500);
+    });
+    QVERIFY(connection.waitUntilSystemHoldsBytes());
+    QCOMPARE(socketreader::readPayload(connection.socket(), 250), QByteArray(150, 'a'));
+}
+
+void TstSocketreader::readPayload_aboveTheBound_isNotWaitedFor()
+{
+    const Connection connection([](FakeBus::Peer& peer) { peer.waitForClose(); });
+    rusage before{};
+    getrusage(RUSAGE_SELF, &before);
+    QElapsedTimer timer;
+    timer.start();
+    QCOMPARE(socketreader::readPayload(connection.socket(), std::numeric_limits<qint32>::max()), QByteArray());
+    QCOMPARE(socketreader::readPayload(connection.socket(), busframe::MAX_PAYLOAD_SIZE + 1), QByteArray());
+    const qint64 elapsed = timer.elapsed();
+    rusage after{};
+    getrusage(RUSAGE_SELF, &after);
+    QVERIFY(elapsed < 5000);
+    QVERIFY(after.ru_maxrss - before.ru_maxrss < 16 * 1024);
+    qInfo("a size line of 2147483647: %lld ms, %ld KiB", elapsed, after.ru_maxrss - before.ru_maxrss);
+}
+
+void TstSocketreader::readPayload_peerGone_skipsRounds()
+{
+    const Connection connection([](FakeBus::Peer& peer) {
+        peer.send("half");
+        peer.close();
+    });
+    QElapsedTimer timer;
+    timer.start();
+    QCOMPARE(socketreader::readPayload(connection.socket(), 10000000), QByteArray("half"));
+    QVERIFY(timer.elapsed() < 20000); // all rounds would be 1000 s
+}
+
+void TstSocketreader::readPayload_peerGoneAfterAll_isComplete()
+{
+    const QByteArray bytes = patternedBytes(100000);
+    const Connection connection([bytes](FakeBus::Peer& peer) {
+        peer.send(bytes);
+        peer.close();
+    });
+    QVERIFY(socketreader::readPayload(connection.socket(), bytes.size()) == bytes);
+}
+
+void TstSocketreader::readPayload_interrupted_isGivenUp()
+{
+    const Connection connection([](FakeBus::Peer& peer) { peer.waitForClose(); });
+    std::unique_ptr<QThread> reader(QThread::create([] {
+        const QPointer<QTcpSocket> socket = new QTcpSocket;
+        socket->connectToHost(QHostAddress(QHostAddress::LocalHost), FakeBus::QUERY_PORT);
+        if (socket->waitForConnected()) {
+            socketreader::readPayload(socket, 10000000);
+        }
+        delete socket;
+    }));
+    reader->start();
+    reader->requestInterruption();
+    QVERIFY(reader->wait(20000)); // all rounds would be 1000 s, the silence 30 s
+}
+
+void TstSocketreader::readPayload_withoutSocket_readsNothing()
+{
+    QCOMPARE(socketreader::readPayload(QPointer<QTcpSocket>(), 1000), QByteArray());
+}
+
+void TstSocketreader::readPayload_silentForTheWholeTimeout_isGivenUp()
+{
+    const Connection connection([](FakeBus::Peer& peer) {
+        peer.send("a");
+        peer.waitForClose();
+    });
+    QElapsedTimer timer;
+    timer.start();
+    QCOMPARE(socketreader::readPayload(connection.socket(), 10000000), QByteArray("a"));
+    QVERIFY(timer.elapsed() >= busframe::PAYLOAD_SILENCE_TIMEOUT_MS - 1);
+    QVERIFY(timer.elapsed() < 2 * busframe::PAYLOAD_SILENCE_TIMEOUT_MS);
+}
+
+// Between the pieces nothing is there to take in, which Qt calls a time-out and reports as an error.
+void TstSocketreader::readPayload_isQuiet()
+{
+    const QByteArray bytes = patternedBytes(5000);
+    const Connection connection([bytes](FakeBus::Peer& peer) {
+        peer.sendInPieces({bytes.left(1000), bytes.mid(1000)}, 100);
+    });
+    const QSignalSpy readyRead(connection.socket(), SIGNAL(readyRead()));
+    const QSignalSpy error(connection.socket(), SIGNAL(error(QAbstractSocket::SocketError)));
+    const QSignalSpy disconnected(connection.socket(), SIGNAL(disconnected()));
+    const LogCapture log;
+    QVERIFY(socketreader::readPayload(connection.socket(), bytes.size()) == bytes);
+    QCOMPARE(readyRead.count(), 0);
+    QCOMPARE(error.count(), 0);
+    QCOMPARE(disconnected.count(), 0);
+    QCOMPARE(log.texts(), QStringList());
+    QVERIFY(!connection.socket()->signalsBlocked());
+}
+
+void TstSocketreader::readPayload_blockedSocket_staysBlocked()
+{
+    const Connection connection([](FakeBus::Peer& peer) { peer.close(); });
+    const QSignalSpy disconnected(connection.socket(), SIGNAL(disconnected()));
+    connection.socket()->blockSignals(true);
+    socketreader::readPayload(connection.socket(), 5000);
+    QVERIFY(connection.socket()->signalsBlocked());
+    QCOMPARE(disconnected.count(), 0);
+}
+
+void TstSocketreader::readPayload_emitsDisconnectedOnce()
+{
+    const Connection connection([](FakeBus::Peer& peer) { peer.close(); });
+    const QSignalSpy disconnected(connection.socket(), SIGNAL(disconnected()));
+    QCOMPARE(socketreader::readPayload(connection.socket(), 5000), QByteArray());
+    QCOMPARE(disconnected.count(), 1);
+    QCOMPARE(socketreader::readPayload(connection.socket(), 5000), QByteArray());
+    QTest::qWait(50);
+    QCOMPARE(disconnected.count(), 1);
+}
+
+// As few as the socket's buffers allow: whatever the peer has managed to send while a round reads belongs to that
+// round.
+void TstSocketreader::readPayload_large_takesFewRounds()
+{
+    const QByteArray bytes = patternedBytes(5000000);
+    const Connection connection([bytes](FakeBus::Peer& peer) { peer.send(bytes); });
+    QVERIFY(connection.waitUntilSystemHoldsBytes());
+    QElapsedTimer timer;
+    timer.start();
+    QVERIFY(socketreader::readPayload(connection.socket(), bytes.size()) == bytes);
+    qInfo("5 MB in %lld ms", timer.elapsed());
+    QVERIFY(timer.elapsed() < 10000); // one round for 64 KiB would be 0.8 s, one for 100 bytes 500 s
+}
+
+void TstSocketreader::readLine_whole()
+{
+    const Connection connection([](FakeBus::Peer& peer) { peer.send("[-REPLY-]\r\n12\r\nrest"); });
+    QVERIFY(connection.waitUntilSystemHoldsBytes());
+    QVERIFY(socketreader::awaitLine(connection.socket()));
+    QCOMPARE(socketreader::readLine(connection.socket()), QByteArray("[-REPLY-]\r\n"));
+    QCOMPARE(socketreader::readLine(connection.socket()), QByteArray("12\r\n"));
+}
+
+void TstSocketreader::readLine_longerThanTheLimit_isSplit()
+{
+    const Connection connection([](FakeBus::Peer& peer) { peer.send("12345678901234567890\r\n"); });
+    QVERIFY(connection.waitUntilSystemHoldsBytes());
+    QCOMPARE(socketreader::readLine(connection.socket()), QByteArray("123456789012345"));
+    QCOMPARE(socketreader::readLine(connection.socket()), QByteArray("67890\r\n"));
+}
+
+// A loaded machine may let the second piece come too late, so one of several tries is enough; a reader that does not
+// wait for it succeeds in none.
+void TstSocketreader::readLine_incomplete_getsOneMoreRound()
+{
+    int complete = 0;
+    for (int attempt = 0; attempt < 20 && complete == 0; ++attempt) {
+        std::atomic<bool> reading{false};
+        const Connection connection([&](FakeBus::Peer& peer) {
+            peer.send("12");
+            while (!reading) {
+                std::this_thread::yield();
+            }
+            std::this_thread::sleep_for(std::chrono::milliseconds(3));
+            peer.send("34\r\n");
+        });
+        QVERIFY(connection.waitUntilSystemHoldsBytes());
+        reading = true;
+        complete += socketreader::readLine(connection.socket()) == "1234\r\n" ? 1 : 0;
+    }
+    QCOMPARE(complete, 1);
+}
+
+void TstSocketreader::readLine_thatNeverEnds_isTakenAsItIs()
+{
+    const Connection connection([](FakeBus::Peer& peer) {
+        peer.send("12");
+        peer.waitForClose();
+    });
+    QVERIFY(connection.waitUntilSystemHoldsBytes());
+    const QSignalSpy error(connection.socket(), SIGNAL(error(QAbstractSocket::SocketError)));
+    QElapsedTimer timer;
+    timer.start();
+    QVERIFY(!socketreader::awaitLine(connection.socket()));
+    QVERIFY(timer.elapsed() >= 9);
+    QCOMPARE(socketreader::readLine(connection.socket()), QByteArray("12"));
+    QCOMPARE(error.count(), 0);
+}
+
+void TstSocketreader::readLine_peerGone_isTakenAsItIs()
+{
+    const Connection connection([](FakeBus::Peer& peer) {
+        peer.send("12");
+        peer.close();
+    });
+    const QSignalSpy disconnected(connection.socket(), SIGNAL(disconnected()));
+    QVERIFY(connection.waitUntilSystemHoldsBytes());
+    QCOMPARE(socketreader::readLine(connection.socket()), QByteArray("12"));
+    QTRY_COMPARE(disconnected.count(), 1);
+}
+
+void TstSocketreader::readLine_withoutSocket_isEmpty()
+{
+    QVERIFY(!socketreader::awaitLine(QPointer<QTcpSocket>()));
+    QCOMPARE(socketreader::readLine(QPointer<QTcpSocket>()), QByteArray());
+}
+
+QTEST_GUILESS_MAIN(TstSocketreader)
+#include "tst_socketreader.moc"

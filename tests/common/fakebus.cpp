@@ -17,10 +17,10 @@ namespace {
 
 constexpr int PATIENCE_MS = 20000;
 
-bool waitFor(int descriptor, short events)
+bool waitFor(int descriptor, short events, int patienceMs = PATIENCE_MS)
 {
     pollfd entry{descriptor, events, 0};
-    return ::poll(&entry, 1, PATIENCE_MS) == 1;
+    return ::poll(&entry, 1, patienceMs) == 1;
 }
 
 QByteArray deflated(const QByteArray& json)
@@ -131,7 +131,7 @@ void FakeBus::Peer::close()
 void FakeBus::Peer::reset()
 {
     // Dissolving the association answers the client with a reset; the descriptor stays ours to close later.
-    sockaddr nowhere {};
+    sockaddr nowhere{};
     nowhere.sa_family = AF_UNSPEC;
     ::connect(m_descriptor, &nowhere, sizeof nowhere);
     m_descriptor = -1;
@@ -328,7 +328,8 @@ void FakeBus::serve(int descriptor)
 {
     Peer peer(descriptor);
     Request request;
-    while (peer.isUsable() && peer.readRequest(request)) {
+    // For the beginning of a request it waits as long as it takes; the destructor's shutdown ends that too.
+    while (peer.isUsable() && waitFor(descriptor, POLLIN, -1) && peer.readRequest(request)) {
         const bool handshake = request.operation == QLatin1String("handshake");
         record(handshake, request);
         nextAction(handshake)(peer, request);

@@ -1,0 +1,678 @@
+#include "records/message.h"
+
+#include <QCryptographicHash>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QLocale>
+#include <QSet>
+#include <QTest>
+#include <QTimeZone>
+
+#include <cstdlib>
+#include <ctime>
+#include <functional>
+#include <type_traits>
+
+using tarvex::Message;
+
+static_assert(std::is_nothrow_move_constructible_v<Message>);
+static_assert(std::is_nothrow_move_assignable_v<Message>);
+static_assert(std::is_copy_constructible_v<Message> && std::is_copy_assignable_v<Message>);
+static_assert(std::has_virtual_destructor_v<Message>);
+
+namespace {
+
+using Change = std::function<void(Message&)>;
+
+QDateTime someTime()
+{
+    return QDateTime(QDate(2024, 3, 5), QTime(7, 8, 9, 10));
+}
+
+Message someMessage()
+{
+    Message message;
+    message.setSender(QStringLiteral("cashbox"));
+    message.setReciever(QStringLiteral("terminal_gui"));
+    message.setDt(someTime());
+    message.setMessage(QStringLiteral("{\"cmd\":\"open\"}"));
+    message.setUid(QStringLiteral("u-1"));
+    return message;
+}
+
+/// The identifier as the bus's other clients make it, for one second and one millisecond of the clock.
+QString expectedUid(const Message& message, const QString& isoTime, qint64 seedSecond, qint64 clockMs)
+{
+    std::srand(static_cast<unsigned int>(seedSecond));
+    qint64 sum = 0;
+    for (int draw = 0; draw < 3; ++draw) {
+        sum += std::rand();
+    }
+    // Three draws overflow 32 bits as often as not: from here on the sum is what is left of it, with its sign.
+    sum &= 0xffffffffLL;
+    if (sum > 0x7fffffffLL) {
+        sum -= 0x100000000LL;
+    }
+    const QString text = QStringLiteral("MESSAGE") + message.sender() + message.reciever() + isoTime + message.message()
+        + QString::number(clockMs) + QString::number(sum / 3);
+    return QString::fromLatin1(QCryptographicHash::hash(text.toUtf8(), QCryptographicHash::Md5).toBase64());
+}
+
+/// Whether genUid() gave \a uid at some moment between two readings of the clock. The second and the millisecond are
+/// read apart, so the second may have been the one before.
+bool uidIsFromBetween(const Message& message, const QString& isoTime, const QString& uid, qint64 beforeMs,
+                      qint64 afterMs)
+{
+    for (qint64 clockMs = beforeMs; clockMs <= afterMs; ++clockMs) {
+        for (const qint64 second : {clockMs / 1000, beforeMs / 1000}) {
+            if (expectedUid(message, isoTime, second, clockMs) == uid) {
+                return true;
+            }
+        }
+    }
+    return false;
+}
+
+/// Makes the identifiers of all messages within one millisecond, however often it has to be tried.
+QStringList uidsOfOneMillisecond(const QList<Message>& messages)
+{
+    for (;;) {
+        QStringList uids;
+        const qint64 before = QDateTime::currentMSecsSinceEpoch();
+        for (const Message& message : messages) {
+            uids.append(message.genUid());
+        }
+        if (QDateTime::currentMSecsSinceEpoch() == before) {
+            return uids;
+        }
+    }
+}
+
+const QChar* messageDataOfCopy(Message copy)
+{
+    return copy.message().constData();
+}
+
+} // namespace
+
+Q_DECLARE_METATYPE(Change)
+
+class TstMessage : public QObject
+{
+    Q_OBJECT
+private Q_SLOTS:
+    void cleanup();
+    void construct_withoutArguments_isNowAndEmpty();
+    void setters_changeTheirFieldAlone_data();
+    void setters_changeTheirFieldAlone();
+    void toVariantMap_hasExactKeysAndValues();
+    void toVariantMap_default_hasFiveTexts();
+    void toVariantMap_asJson_listsCapitalsFirst();
+    void toVariantMap_invalidDate_isEmptyText();
+    void toVariantMap_dropsTheZone_data();
+    void toVariantMap_dropsTheZone();
+    void fromVariantMap_literalMap_fillsEveryField();
+    void fromVariantMap_emptyMap_isEmptyWithInvalidDate();
+    void fromVariantMap_lowerCaseUid_isIgnored();
+    void fromVariantMap_valuesWithoutText_areEmpty();
+    void fromVariantMap_numbersAsText();
+    void fromVariantMap_date_data();
+    void fromVariantMap_date();
+    void roundTrip_localTime_isEqual();
+    void roundTrip_textsOfAllKinds_data();
+    void roundTrip_textsOfAllKinds();
+    void dates_withOtherDefaultLocale_data();
+    void dates_withOtherDefaultLocale();
+    void dates_hourThatComesTwice_keepTheirText();
+    void dates_hourThatIsSkipped_data();
+    void dates_hourThatIsSkipped();
+    void genUid_form();
+    void genUid_isMadeOfTheIngredients_data();
+    void genUid_isMadeOfTheIngredients();
+    void genUid_ignoresUidField();
+    void genUid_leavesMessageAsItWas();
+    void genUid_withinOneMillisecond_isTheSame();
+    void genUid_ofDifferentMessages_differs();
+    void genUid_laterMillisecond_differs();
+    void genUid_reseedsTheGenerator();
+    void msgKey_data();
+    void msgKey();
+    void msgKey_ignoresDateAndText();
+    void compare_singleField_data();
+    void compare_singleField();
+    void compare_sameMomentInAnotherZone_isEqual();
+    void copy_sharesTexts();
+    void move_keepsValues();
+};
+
+void TstMessage::cleanup()
+{
+    QLocale::setDefault(QLocale::c());
+    qunsetenv("TZ");
+    tzset();
+}
+
+void TstMessage::construct_withoutArguments_isNowAndEmpty()
+{
+    const QDateTime before = QDateTime::currentDateTime();
+    const Message message;
+    const QDateTime after = QDateTime::currentDateTime();
+    QVERIFY(message.dt().isValid());
+    QVERIFY(before <= message.dt() && message.dt() <= after);
+    QCOMPARE(message.dt().timeSpec(), Qt::LocalTime);
+    QVERIFY(message.sender().isNull());
+    QVERIFY(message.reciever().isNull());
+    QVERIFY(message.message().isNull());
+    QVERIFY(message.uid().isNull());
+}
+
+void TstMessage::setters_changeTheirFieldAlone_data()
+{
+    QTest::addColumn<Change>("change");
+    QTest::addColumn<QString>("key");
+    QTest::addColumn<QString>("value");
+    const QString text = QStringLiteral("new");
+    QTest::newRow("sender") << Change([](Message& m) { m.setSender(QStringLiteral("new")); })
+                            << QStringLiteral("sender") << text;
+    QTest::newRow("reciever") << Change([](Message& m) { m.setReciever(QStringLiteral("new")); })
+                              << QStringLiteral("reciever") << text;
+    QTest::newRow("message") << Change([](Message& m) { m.setMessage(QStringLiteral("new")); })
+                             << QStringLiteral("message") << text;
+    QTest::newRow("uid") << Change([](Message& m) { m.setUid(QStringLiteral("new")); }) << QStringLiteral("UID")
+                         << text;
+    QTest::newRow("dt") << Change([](Message& m) { m.setDt(QDateTime(QDate(1999, 12, 31), QTime(23, 59, 59, 999))); })
+                        << QStringLiteral("date") << QStringLiteral("1999-12-31T23:59:59.999");
+}
+
+void TstMessage::setters_changeTheirFieldAlone()
+{
+    QFETCH(Change, change);
+    QFETCH(QString, key);
+    QFETCH(QString, value);
+    Message message = someMessage();
+    QVariantMap expected = message.toVariantMap();
+    QVERIFY(expected.contains(key));
+    change(message);
+    expected[key] = value;
+    QCOMPARE(message.toVariantMap(), expected);
+}
+
+void TstMessage::toVariantMap_hasExactKeysAndValues()
+{
+    const QVariantMap expected{
+        {QStringLiteral("date"), QStringLiteral("2024-03-05T07:08:09.010")},
+        {QStringLiteral("message"), QStringLiteral("{\"cmd\":\"open\"}")},
+        {QStringLiteral("reciever"), QStringLiteral("terminal_gui")},
+        {QStringLiteral("sender"), QStringLiteral("cashbox")},
+        {QStringLiteral("UID"), QStringLiteral("u-1")},
+    };
+    QCOMPARE(someMessage().toVariantMap(), expected);
+}
+
+void TstMessage::toVariantMap_default_hasFiveTexts()
+{
+    const QVariantMap map = Message().toVariantMap();
+    QCOMPARE(map.keys(),
+             QStringList({QStringLiteral("UID"), QStringLiteral("date"), QStringLiteral("message"),
+                          QStringLiteral("reciever"), QStringLiteral("sender")}));
+    for (const QVariant& value : map) {
+        QCOMPARE(value.type(), QVariant::String);
+    }
+    QCOMPARE(map.value(QStringLiteral("UID")).toString(), QString());
+    QCOMPARE(map.value(QStringLiteral("date")).toString().size(), 23);
+}
+
+void TstMessage::toVariantMap_asJson_listsCapitalsFirst()
+{
+    const QByteArray json =
+        QJsonDocument(QJsonObject::fromVariantMap(someMessage().toVariantMap())).toJson(QJsonDocument::Compact);
+    QCOMPARE(
+        json,
+        QByteArray("{\"UID\":\"u-1\",\"date\":\"2024-03-05T07:08:09.010\",\"message\":\"{\\\"cmd\\\":\\\"open\\\"}\","
+                   "\"reciever\":\"terminal_gui\",\"sender\":\"cashbox\"}"));
+}
+
+void TstMessage::toVariantMap_invalidDate_isEmptyText()
+{
+    Message message = someMessage();
+    message.setDt(QDateTime());
+    const QVariant date = message.toVariantMap().value(QStringLiteral("date"));
+    QCOMPARE(date.type(), QVariant::String);
+    QCOMPARE(date.toString(), QString());
+}
+
+void TstMessage::toVariantMap_dropsTheZone_data()
+{
+    QTest::addColumn<QDateTime>("dt");
+    const QDate date(2024, 3, 5);
+    const QTime time(7, 8, 9, 10);
+    QTest::newRow("local") << QDateTime(date, time);
+    QTest::newRow("UTC") << QDateTime(date, time, Qt::UTC);
+    QTest::newRow("offset") << QDateTime(date, time, Qt::OffsetFromUTC, 3 * 3600);
+    QTest::newRow("zone") << QDateTime(date, time, QTimeZone(-5 * 3600));
+}
+
+void TstMessage::toVariantMap_dropsTheZone()
+{
+    QFETCH(QDateTime, dt);
+    Message message;
+    message.setDt(dt);
+    QCOMPARE(message.toVariantMap().value(QStringLiteral("date")).toString(),
+             QStringLiteral("2024-03-05T07:08:09.010"));
+}
+
+void TstMessage::fromVariantMap_literalMap_fillsEveryField()
+{
+    const Message message = Message::fromVariantMap({
+        {QStringLiteral("date"), QStringLiteral("2024-03-05T07:08:09.010")},
+        {QStringLiteral("message"), QStringLiteral("text")},
+        {QStringLiteral("reciever"), QStringLiteral("to")},
+        {QStringLiteral("sender"), QStringLiteral("from")},
+        {QStringLiteral("UID"), QStringLiteral("id")},
+        {QStringLiteral("priority"), 3},
+    });
+    QCOMPARE(message.dt(), someTime());
+    QCOMPARE(message.dt().timeSpec(), Qt::LocalTime);
+    QCOMPARE(message.message(), QStringLiteral("text"));
+    QCOMPARE(message.reciever(), QStringLiteral("to"));
+    QCOMPARE(message.sender(), QStringLiteral("from"));
+    QCOMPARE(message.uid(), QStringLiteral("id"));
+}
+
+void TstMessage::fromVariantMap_emptyMap_isEmptyWithInvalidDate()
+{
+    const Message message = Message::fromVariantMap({});
+    QVERIFY(!message.dt().isValid());
+    QVERIFY(message.sender().isEmpty());
+    QVERIFY(message.reciever().isEmpty());
+    QVERIFY(message.message().isEmpty());
+    QVERIFY(message.uid().isEmpty());
+    QCOMPARE(message.toVariantMap().value(QStringLiteral("date")).toString(), QString());
+}
+
+void TstMessage::fromVariantMap_lowerCaseUid_isIgnored()
+{
+    const Message message = Message::fromVariantMap({{QStringLiteral("uid"), QStringLiteral("id")},
+                                                     {QStringLiteral("receiver"), QStringLiteral("to")},
+                                                     {QStringLiteral("Sender"), QStringLiteral("from")}});
+    QVERIFY(message.uid().isEmpty());
+    QVERIFY(message.reciever().isEmpty());
+    QVERIFY(message.sender().isEmpty());
+}
+
+void TstMessage::fromVariantMap_valuesWithoutText_areEmpty()
+{
+    const QVariantMap object{{QStringLiteral("a"), 1}};
+    const Message message = Message::fromVariantMap({
+        {QStringLiteral("date"), object},
+        {QStringLiteral("message"), object},
+        {QStringLiteral("reciever"), QVariantList{1, 2}},
+        {QStringLiteral("sender"), QVariant()},
+        {QStringLiteral("UID"), QVariant::fromValue(nullptr)},
+    });
+    QVERIFY(!message.dt().isValid());
+    QVERIFY(message.message().isEmpty());
+    QVERIFY(message.reciever().isEmpty());
+    QVERIFY(message.sender().isEmpty());
+    QVERIFY(message.uid().isEmpty());
+}
+
+void TstMessage::fromVariantMap_numbersAsText()
+{
+    const Message message = Message::fromVariantMap({{QStringLiteral("UID"), 17}, {QStringLiteral("message"), true}});
+    QCOMPARE(message.uid(), QStringLiteral("17"));
+    QCOMPARE(message.message(), QStringLiteral("true"));
+}
+
+void TstMessage::fromVariantMap_date_data()
+{
+    QTest::addColumn<QString>("text");
+    QTest::addColumn<QDateTime>("dt");
+    const QDateTime none;
+    const auto valid = [](const char* text, const QDateTime& dt) {
+        QTest::newRow(text) << QString::fromLatin1(text) << dt;
+    };
+    const auto malformed = [&none](const char* text) { QTest::newRow(text) << QString::fromLatin1(text) << none; };
+    valid("2024-03-05T07:08:09.010", someTime());
+    valid("2024-02-29T00:00:00.000", QDateTime(QDate(2024, 2, 29), QTime(0, 0)));
+    valid("1969-12-31T23:59:59.999", QDateTime(QDate(1969, 12, 31), QTime(23, 59, 59, 999)));
+    valid("9999-12-31T23:59:59.999", QDateTime(QDate(9999, 12, 31), QTime(23, 59, 59, 999)));
+    malformed("");
+    malformed("2024-03-05T07:08:09");
+    malformed("2024-03-05T07:08:09.");
+    malformed("2024-03-05 07:08:09.010");
+    malformed("2024-03-05T07:08:09.010Z");
+    malformed("2024-03-05T07:08:09.010+03:00");
+    malformed(" 2024-03-05T07:08:09.010");
+    malformed("2024-03-05T07:08:09.010 ");
+    malformed("2023-02-29T00:00:00.000");
+    malformed("2024-13-01T00:00:00.000");
+    malformed("2024-03-05T24:00:00.000");
+    malformed("2024-03-05T07:60:09.010");
+    malformed("24-03-05T07:08:09.010");
+    malformed("05.03.2024 07:08:09.010");
+    malformed("2024-03-05T07:08:09.1");
+    malformed("2024-03-05T07:08:09.01");
+    malformed("2024-03-05T07:08:09.0100");
+    malformed("2024-3-5T7:8:9.010");
+    malformed("2024-03-05t07:08:09.010");
+    malformed("2024-03-05T07:08:09,010");
+    malformed("-024-03-05T07:08:09.010");
+    malformed("+2024-03-05T07:08:09.010");
+    malformed("12024-03-05T07:08:09.010");
+    malformed("2024-03-05T07:08:60.010");
+    malformed("0000-03-05T07:08:09.010");
+    malformed("2024-03-05T07:08:-9.010");
+    malformed("2024-03-05T07:08: 9.010");
+    malformed("2024-03-05T07:08:09. 10");
+    malformed("yesterday");
+}
+
+void TstMessage::fromVariantMap_date()
+{
+    QFETCH(QString, text);
+    QFETCH(QDateTime, dt);
+    const Message message = Message::fromVariantMap({{QStringLiteral("date"), text}});
+    QCOMPARE(message.dt().isValid(), dt.isValid());
+    QCOMPARE(message.dt(), dt);
+}
+
+void TstMessage::roundTrip_localTime_isEqual()
+{
+    QCOMPARE(Message::fromVariantMap(someMessage().toVariantMap()), someMessage());
+    Message current = someMessage();
+    current.setDt(QDateTime::currentDateTime());
+    QCOMPARE(Message::fromVariantMap(current.toVariantMap()), current);
+}
+
+void TstMessage::roundTrip_textsOfAllKinds_data()
+{
+    QTest::addColumn<QString>("text");
+    QTest::newRow("empty") << QString();
+    QTest::newRow("blank") << QStringLiteral(" ");
+    QTest::newRow("lines") << QStringLiteral("a\r\nb\tc");
+    QTest::newRow("beyond Latin-1") << QString::fromUtf8("\u0416\u20ac");
+    QTest::newRow("beyond 16 bits") << QString::fromUcs4(U"\U0001F3AB", 1);
+    QTest::newRow("zero") << QString(QChar(u'\0'));
+    QTest::newRow("long") << QString(1000000, QLatin1Char('x'));
+}
+
+void TstMessage::roundTrip_textsOfAllKinds()
+{
+    QFETCH(QString, text);
+    Message message = someMessage();
+    message.setSender(text);
+    message.setReciever(text);
+    message.setMessage(text);
+    message.setUid(text);
+    const QByteArray json = QJsonDocument(QJsonObject::fromVariantMap(message.toVariantMap())).toJson();
+    const Message read = Message::fromVariantMap(QJsonDocument::fromJson(json).object().toVariantMap());
+    QVERIFY(read == message);
+}
+
+void TstMessage::dates_withOtherDefaultLocale_data()
+{
+    QTest::addColumn<QString>("locale");
+    QTest::newRow("Egypt") << QStringLiteral("ar_EG");
+    QTest::newRow("Iran") << QStringLiteral("fa_IR");
+    QTest::newRow("Nepal") << QStringLiteral("ne_NP");
+    QTest::newRow("Germany") << QStringLiteral("de_DE");
+}
+
+void TstMessage::dates_withOtherDefaultLocale()
+{
+    QFETCH(QString, locale);
+    QLocale::setDefault(QLocale(locale));
+    QCOMPARE(QLocale().name(), locale);
+    QCOMPARE(someMessage().toVariantMap().value(QStringLiteral("date")).toString(),
+             QStringLiteral("2024-03-05T07:08:09.010"));
+    const QVariantMap map{{QStringLiteral("date"), QStringLiteral("2024-03-05T07:08:09.010")}};
+    QCOMPARE(Message::fromVariantMap(map).dt(), someTime());
+}
+
+void TstMessage::dates_hourThatComesTwice_keepTheirText()
+{
+    qputenv("TZ", "Europe/Berlin");
+    tzset();
+    const QVariantMap map{{QStringLiteral("date"), QStringLiteral("2023-10-29T02:30:00.000")}};
+    const Message message = Message::fromVariantMap(map);
+    QVERIFY(message.dt().isValid());
+    QCOMPARE(message.toVariantMap().value(QStringLiteral("date")), map.first());
+    QCOMPARE(Message::fromVariantMap(message.toVariantMap()), message);
+}
+
+void TstMessage::dates_hourThatIsSkipped_data()
+{
+    QTest::addColumn<QString>("zone");
+    QTest::addColumn<bool>("valid");
+    QTest::newRow("skipped here") << QStringLiteral("Europe/Berlin") << false;
+    QTest::newRow("not skipped here") << QStringLiteral("UTC") << true;
+}
+
+// There is no such local time, so there is no valid date-time for it either, and it must not turn into another hour.
+void TstMessage::dates_hourThatIsSkipped()
+{
+    QFETCH(QString, zone);
+    QFETCH(bool, valid);
+    qputenv("TZ", zone.toLatin1());
+    tzset();
+    const QVariantMap map{{QStringLiteral("date"), QStringLiteral("2023-03-26T02:30:00.000")}};
+    const Message message = Message::fromVariantMap(map);
+    QCOMPARE(message.dt().isValid(), valid);
+    QCOMPARE(message.toVariantMap().value(QStringLiteral("date")).toString(),
+             valid ? map.first().toString() : QString());
+}
+
+void TstMessage::genUid_form()
+{
+    for (const Message& message : {Message(), someMessage(), Message::fromVariantMap({})}) {
+        const QString uid = message.genUid();
+        QCOMPARE(uid.size(), 24);
+        QVERIFY(uid.endsWith(QLatin1String("==")));
+        QCOMPARE(QByteArray::fromBase64(uid.toLatin1()).size(), 16);
+        QCOMPARE(QByteArray::fromBase64(uid.toLatin1()).toBase64(), uid.toLatin1());
+    }
+}
+
+void TstMessage::genUid_isMadeOfTheIngredients_data()
+{
+    QTest::addColumn<QDateTime>("dt");
+    QTest::addColumn<QString>("isoTime");
+    QTest::addColumn<QString>("text");
+    const QDate date(2024, 3, 5);
+    const QTime time(7, 8, 9, 999);
+    const QString text = QStringLiteral("text");
+    QTest::newRow("local") << QDateTime(date, time) << QStringLiteral("2024-03-05T07:08:09") << text;
+    QTest::newRow("UTC") << QDateTime(date, time, Qt::UTC) << QStringLiteral("2024-03-05T07:08:09Z") << text;
+    QTest::newRow("east") << QDateTime(date, time, Qt::OffsetFromUTC, 3 * 3600 + 1800)
+                          << QStringLiteral("2024-03-05T07:08:09+03:30") << text;
+    QTest::newRow("west") << QDateTime(date, time, Qt::OffsetFromUTC, -5 * 3600)
+                          << QStringLiteral("2024-03-05T07:08:09-05:00") << text;
+    QTest::newRow("no date") << QDateTime() << QString() << text;
+    QTest::newRow("beyond Latin-1") << QDateTime(date, time) << QStringLiteral("2024-03-05T07:08:09")
+                                    << QString::fromUtf8("\u0416\u20ac");
+    QTest::newRow("placeholder") << QDateTime(date, time) << QStringLiteral("2024-03-05T07:08:09")
+                                 << QStringLiteral("%1%2");
+}
+
+void TstMessage::genUid_isMadeOfTheIngredients()
+{
+    QFETCH(QDateTime, dt);
+    QFETCH(QString, isoTime);
+    QFETCH(QString, text);
+    QLocale::setDefault(QLocale(QStringLiteral("ar_EG")));
+    Message message = someMessage();
+    message.setDt(dt);
+    message.setMessage(text);
+    for (int round = 0; round < 20; ++round) {
+        const qint64 before = QDateTime::currentMSecsSinceEpoch();
+        const QString uid = message.genUid();
+        const qint64 after = QDateTime::currentMSecsSinceEpoch();
+        QVERIFY(uidIsFromBetween(message, isoTime, uid, before, after));
+    }
+}
+
+void TstMessage::genUid_ignoresUidField()
+{
+    Message named = someMessage();
+    named.setUid(QStringLiteral("another"));
+    const QStringList uids = uidsOfOneMillisecond({someMessage(), named});
+    QCOMPARE(uids.first(), uids.last());
+}
+
+void TstMessage::genUid_leavesMessageAsItWas()
+{
+    const Message message = someMessage();
+    QVERIFY(message.genUid() != message.uid());
+    QCOMPARE(message, someMessage());
+}
+
+void TstMessage::genUid_withinOneMillisecond_isTheSame()
+{
+    const QStringList uids = uidsOfOneMillisecond({someMessage(), someMessage(), someMessage()});
+    QCOMPARE(QSet<QString>(uids.cbegin(), uids.cend()).size(), 1);
+}
+
+void TstMessage::genUid_ofDifferentMessages_differs()
+{
+    QList<Message> messages{someMessage(), someMessage(), someMessage(), someMessage(), someMessage()};
+    messages[1].setSender(QStringLiteral("printer"));
+    messages[2].setReciever(QStringLiteral("printer"));
+    messages[3].setMessage(QStringLiteral("printer"));
+    messages[4].setDt(someTime().addSecs(1));
+    const QStringList uids = uidsOfOneMillisecond(messages);
+    QCOMPARE(QSet<QString>(uids.cbegin(), uids.cend()).size(), messages.size());
+}
+
+void TstMessage::genUid_laterMillisecond_differs()
+{
+    const Message message = someMessage();
+    const QString uid = message.genUid();
+    const qint64 after = QDateTime::currentMSecsSinceEpoch();
+    QTRY_VERIFY(QDateTime::currentMSecsSinceEpoch() > after);
+    QVERIFY(message.genUid() != uid);
+}
+
+void TstMessage::genUid_reseedsTheGenerator()
+{
+    // Whatever the generator was set to before, afterwards it stands behind the third draw of the current second.
+    const auto fourthDraw = [](qint64 second) {
+        std::srand(static_cast<unsigned int>(second));
+        for (int draw = 0; draw < 3; ++draw) {
+            std::rand();
+        }
+        return std::rand();
+    };
+    std::srand(1);
+    const qint64 before = QDateTime::currentSecsSinceEpoch();
+    someMessage().genUid();
+    const int next = std::rand();
+    const qint64 after = QDateTime::currentSecsSinceEpoch();
+    bool found = false;
+    for (qint64 second = before; second <= after; ++second) {
+        found = found || fourthDraw(second) == next;
+    }
+    QVERIFY(found);
+}
+
+void TstMessage::msgKey_data()
+{
+    QTest::addColumn<QString>("sender");
+    QTest::addColumn<QString>("reciever");
+    QTest::addColumn<QString>("uid");
+    QTest::addColumn<QString>("key");
+    const auto row = [](const char* name, const char* sender, const char* reciever, const char* uid, const char* key) {
+        QTest::newRow(name) << QString::fromUtf8(sender) << QString::fromUtf8(reciever) << QString::fromUtf8(uid)
+                            << QString::fromUtf8(key);
+    };
+    row("plain", "from", "to", "id", "from.to.id");
+    row("all empty", "", "", "", "..");
+    row("no uid", "from", "to", "", "from.to.");
+    row("points inside", "a.b", "c", "d.e", "a.b.c.d.e");
+    row("sender holds %2", "a%2", "r", "u", "ar.r.u");
+    row("sender holds %3", "a%3", "r", "u", "au.r.u");
+    row("reciever holds %3", "s", "r%3", "u", "s.ru.u");
+    // The lowest number that is left is replaced, so that a "%1" in the reciever takes the uid's place.
+    row("reciever holds %1", "s", "r%1", "u", "s.ru.%3");
+    row("uid holds %1", "s", "r", "%1", "s.r.%1");
+}
+
+void TstMessage::msgKey()
+{
+    QFETCH(QString, sender);
+    QFETCH(QString, reciever);
+    QFETCH(QString, uid);
+    QFETCH(QString, key);
+    Message message;
+    message.setSender(sender);
+    message.setReciever(reciever);
+    message.setUid(uid);
+    QCOMPARE(message.msgKey(), key);
+}
+
+void TstMessage::msgKey_ignoresDateAndText()
+{
+    Message later = someMessage();
+    later.setDt(someTime().addMSecs(1));
+    QVERIFY(later != someMessage());
+    QCOMPARE(later.msgKey(), someMessage().msgKey());
+    Message otherText = someMessage();
+    otherText.setMessage(QStringLiteral("other"));
+    QVERIFY(otherText != someMessage());
+    QCOMPARE(otherText.msgKey(), someMessage().msgKey());
+}
+
+void TstMessage::compare_singleField_data()
+{
+    QTest::addColumn<Change>("change");
+    QTest::newRow("sender") << Change([](Message& m) { m.setSender(QStringLiteral("x")); });
+    QTest::newRow("reciever") << Change([](Message& m) { m.setReciever(QStringLiteral("x")); });
+    QTest::newRow("dt") << Change([](Message& m) { m.setDt(m.dt().addMSecs(1)); });
+    QTest::newRow("no dt") << Change([](Message& m) { m.setDt(QDateTime()); });
+    QTest::newRow("message") << Change([](Message& m) { m.setMessage(QStringLiteral("x")); });
+    QTest::newRow("uid") << Change([](Message& m) { m.setUid(QStringLiteral("x")); });
+}
+
+void TstMessage::compare_singleField()
+{
+    QFETCH(Change, change);
+    Message changed = someMessage();
+    QVERIFY(changed == someMessage());
+    QVERIFY(!(changed != someMessage()));
+    change(changed);
+    QVERIFY(changed != someMessage());
+    QVERIFY(!(changed == someMessage()));
+}
+
+void TstMessage::compare_sameMomentInAnotherZone_isEqual()
+{
+    Message utc = someMessage();
+    utc.setDt(someTime().toUTC());
+    QVERIFY(utc == someMessage());
+}
+
+void TstMessage::copy_sharesTexts()
+{
+    Message message = someMessage();
+    const QChar* const data = message.message().constData();
+    QCOMPARE(messageDataOfCopy(message), data);
+    Message assigned;
+    assigned = message;
+    QCOMPARE(assigned.message().constData(), data);
+    assigned.setMessage(QStringLiteral("changed"));
+    QCOMPARE(message, someMessage());
+    QCOMPARE(message.toVariantMap().value(QStringLiteral("message")).toString().constData(), data);
+}
+
+void TstMessage::move_keepsValues()
+{
+    Message message = someMessage();
+    Message moved(std::move(message));
+    QCOMPARE(moved, someMessage());
+    Message assigned;
+    assigned = std::move(moved);
+    QCOMPARE(assigned, someMessage());
+}
+
+QTEST_GUILESS_MAIN(TstMessage)
+#include "tst_message.moc"

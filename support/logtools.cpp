@@ -32,7 +32,7 @@ QString withVisibleControls(const QString& text)
     QString shown;
     shown.reserve(text.size());
     for (const QChar character : text) {
-        if (character.unicode() < 0x20 || character.unicode() == 0x7f) {
+        if (character.category() == QChar::Other_Control) {
             shown += escapedByte(character.unicode());
         } else {
             shown += character;
@@ -53,12 +53,13 @@ QString bytesAsHex(const QByteArray& data)
 
 QString dump(const QByteArray& data, const char* codecName)
 {
-    const QTextCodec* codec = QTextCodec::codecForName(codecName);
-    if (codec == nullptr) {
-        return withVisibleControls(QString::fromLatin1(data));
-    }
     // Cut before decoding: most of a dump of 32 MiB would be thrown away. The cut may split a character.
     const int shown = qMin(data.size(), MAX_SHOWN_LENGTH);
+    const QTextCodec* codec = QTextCodec::codecForName(codecName);
+    if (codec == nullptr) {
+        // With its length: from a QByteArray alone Qt 5 takes what stands before the first zero byte.
+        return withVisibleControls(QString::fromLatin1(data.constData(), shown));
+    }
     QTextCodec::ConverterState state;
     const QString text = codec->toUnicode(data.constData(), shown, &state);
     const bool isText = state.invalidChars == 0 && (state.remainingChars == 0 || shown < data.size());

@@ -10,15 +10,16 @@ namespace {
 
 constexpr int MAX_SHOWN_LENGTH = 65536;
 
-/// Leaves the blank that follows a field to the saver, which knows whether the stream wants one.
-void writeBounded(QDebug& debug, const QString& text, const QString& remark = QString())
+/// Writes \a text and \a tail, and a space after them where the stream inserts spaces: the saver does that.
+QDebug writeBounded(QDebug debug, const QString& text, const QString& tail = QString())
 {
     const QDebugStateSaver saver(debug);
     debug.nospace().noquote() << text.left(MAX_SHOWN_LENGTH);
     if (text.size() > MAX_SHOWN_LENGTH) {
         debug << "... (" << text.size() - MAX_SHOWN_LENGTH << " more)";
     }
-    debug << remark;
+    debug << tail;
+    return debug;
 }
 
 QString escapedByte(uint value)
@@ -96,24 +97,21 @@ logbinary::logbinary(const QByteArray& data, const char* codec) : m_data(data), 
 
 QDebug operator<<(QDebug debug, const logbinary& binary)
 {
-    const bool isCut = binary.m_data.size() > MAX_SHOWN_LENGTH;
-    writeBounded(debug, dump(binary.m_data, binary.m_codec),
-                 isCut ? QStringLiteral(" of %1 bytes").arg(binary.m_data.size()) : QString());
-    return debug;
+    const int size = binary.m_data.size();
+    const QString tail = size > MAX_SHOWN_LENGTH ? QStringLiteral(" of %1 bytes").arg(size) : QString();
+    return writeBounded(debug, dump(binary.m_data, binary.m_codec), tail);
 }
 
 loglist::loglist(const QStringList& list) : m_list(list) { }
 
 QDebug operator<<(QDebug debug, const loglist& list)
 {
-    writeBounded(debug, list.m_list.join(QLatin1Char('\n')));
-    return debug;
+    return writeBounded(debug, list.m_list.join(QLatin1Char('\n')));
 }
 
 logvariant::logvariant(const QVariant& value) : m_value(value) { }
 
 QDebug operator<<(QDebug debug, const logvariant& variant)
 {
-    writeBounded(debug, variantText(variant.m_value));
-    return debug;
+    return writeBounded(debug, variantText(variant.m_value));
 }

@@ -1,5 +1,7 @@
 #include "logtools.h"
 
+#include "logcapture.h"
+
 #include <QDebug>
 #include <QJsonArray>
 #include <QJsonDocument>
@@ -57,6 +59,9 @@ private Q_SLOTS:
     void logvariant_data();
     void logvariant();
     void logvariant_huge_isBounded();
+    void helpers_leaveTheStreamAsItWas_data();
+    void helpers_leaveTheStreamAsItWas();
+    void helpers_inALogLine();
 };
 
 void TstLogTools::logtab_writesATab()
@@ -262,6 +267,46 @@ void TstLogTools::logvariant_huge_isBounded()
     const QString list = written(::logvariant(QVariantList{longText}));
     QVERIFY(list.startsWith(QStringLiteral("[\"xxx")));
     QVERIFY(list.endsWith(QStringLiteral("... (1004 more)")));
+}
+
+void TstLogTools::helpers_leaveTheStreamAsItWas_data()
+{
+    QTest::addColumn<bool>("quote");
+    QTest::addColumn<bool>("space");
+    QTest::addColumn<QString>("text");
+    const auto row = [](const char* name, bool quote, bool space, const char* text) {
+        QTest::newRow(name) << quote << space << QString::fromLatin1(text);
+    };
+    row("quotes and spaces", true, true, "\"first\" bytes item 7 \"last\" 5 ");
+    row("spaces", false, true, "first bytes item 7 last 5 ");
+    row("quotes", true, false, "\"first\"bytesitem7\"last\"5");
+    row("neither", false, false, "firstbytesitem7last5");
+}
+
+void TstLogTools::helpers_leaveTheStreamAsItWas()
+{
+    QFETCH(bool, quote);
+    QFETCH(bool, space);
+    QFETCH(QString, text);
+    QString line;
+    {
+        QDebug debug(&line);
+        debug = quote ? debug.quote() : debug.noquote();
+        debug.setAutoInsertSpaces(space);
+        debug << QStringLiteral("first") << logbinary("bytes", "UTF-8") << ::loglist({QStringLiteral("item")})
+              << ::logvariant(7) << QStringLiteral("last") << 5;
+    }
+    QCOMPARE(line, text);
+}
+
+void TstLogTools::helpers_inALogLine()
+{
+    const LogCapture log;
+    qCritical().noquote() << 5 << logtab << QStringLiteral("bad") << logtab << ::logvariant(someMap());
+    qWarning().noquote().nospace() << "got" << logtab << logbinary("a\n", "UTF-8");
+    QCOMPARE(log.texts(),
+             QStringList({QStringLiteral("critical: 5 \tbad \t{\"a\":{\"c\":null},\"b\":[1,\"two\",true]}"),
+                          QStringLiteral("warning: got\ta\\x0a")}));
 }
 
 QTEST_GUILESS_MAIN(TstLogTools)

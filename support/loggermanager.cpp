@@ -15,8 +15,7 @@ struct Routes
 {
     std::mutex mutex;
     QHash<QString, SharedOutput> outputs;
-    std::once_flag installed;
-    QtMessageHandler previousHandler = nullptr;
+    QtMessageHandler previousHandler = nullptr; ///< Null until the manager is installed.
 };
 
 // Never destroyed: lines are logged until the very end of the process, by other libraries' destructors too.
@@ -60,24 +59,29 @@ private:
     const ActiveOutput m_mark;
 };
 
-/// A copy that keeps the output alive while it is called, whatever other threads set and remove meanwhile.
-SharedOutput outputFor(const QString& category)
+/// Where one line goes.
+struct Route
+{
+    QtMessageHandler previousHandler;
+    SharedOutput output; ///< A copy keeps it alive while it is called, whatever other threads set and remove meanwhile.
+};
+
+Route routeFor(const QString& category)
 {
     const std::lock_guard<std::mutex> lock(routes().mutex);
     const auto own = routes().outputs.constFind(category);
-    return own != routes().outputs.constEnd() ? own.value() : routes().outputs.value(QString());
+    return {routes().previousHandler,
+            own != routes().outputs.constEnd() ? own.value() : routes().outputs.value(QString())};
 }
 
 void handleMessage(QtMsgType type, const QMessageLogContext& context, const QString& text)
 {
+    const Route route = routeFor(QString::fromUtf8(context.category));
     // The console first: a line that brings an output down is then still to be read there.
-    if (routes().previousHandler != nullptr) {
-        routes().previousHandler(type, context, text);
-    }
-    const SharedOutput output = outputFor(QString::fromUtf8(context.category));
-    if (output && !isActive(output.get())) {
-        const ActiveMark mark(output.get());
-        (*output)(type, context, text);
+    route.previousHandler(type, context, text);
+    if (route.output && !isActive(route.output.get())) {
+        const ActiveMark mark(route.output.get());
+        (*route.output)(type, context, text);
     }
 }
 
@@ -90,12 +94,13 @@ void LoggerManager::setOutputs(const QString& category, Output handler)
         return;
     }
     SharedOutput output = std::make_shared<const Output>(std::move(handler));
-    {
-        const std::lock_guard<std::mutex> lock(routes().mutex);
-        // Swapped, so that the former output's captures are destroyed outside the lock: they may log.
-        output.swap(routes().outputs[category]);
+    const std::lock_guard<std::mutex> lock(routes().mutex);
+    // Swapped, so that the former output's captures are destroyed outside the lock: they may log.
+    output.swap(routes().outputs[category]);
+    if (routes().previousHandler == nullptr) {
+        // Under the lock: other threads' lines come in at once and must find the earlier handler.
+        routes().previousHandler = qInstallMessageHandler(handleMessage);
     }
-    std::call_once(routes().installed, [] { routes().previousHandler = qInstallMessageHandler(handleMessage); });
 }
 
 void LoggerManager::removeOutput(const QString& category)

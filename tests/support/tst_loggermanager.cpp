@@ -1,0 +1,555 @@
+#include "loggermanager.h"
+
+#include <QLoggingCategory>
+#include <QTest>
+
+#include <algorithm>
+#include <atomic>
+#include <memory>
+#include <mutex>
+#include <thread>
+#include <vector>
+
+Q_LOGGING_CATEGORY(firstCategory, "tst.first")
+Q_LOGGING_CATEGORY(secondCategory, "tst.second")
+Q_LOGGING_CATEGORY(otherCategory, "tst.other")
+
+namespace {
+
+const QString FIRST = QStringLiteral("tst.first");
+const QString SECOND = QStringLiteral("tst.second");
+const QString DEFAULT = QStringLiteral("default");
+const QString EVERY_OTHER;
+
+/// Lines in the order in which they came, from whichever thread.
+class Lines
+{
+public:
+    void add(const QString& line)
+    {
+        const std::lock_guard<std::mutex> lock(m_mutex);
+        m_lines.append(line);
+    }
+
+    /// All lines so far; the next call gives only those that come after.
+    QStringList take()
+    {
+        const std::lock_guard<std::mutex> lock(m_mutex);
+        QStringList lines;
+        lines.swap(m_lines);
+        return lines;
+    }
+
+private:
+    std::mutex m_mutex;
+    QStringList m_lines;
+};
+
+Lines lines;
+
+void console(QtMsgType, const QMessageLogContext&, const QString& text)
+{
+    lines.add(QStringLiteral("console: ") + text);
+}
+
+LoggerManager::Output output(const QString& name)
+{
+    return [name](QtMsgType, const QMessageLogContext&, const QString& text) {
+        lines.add(name + QStringLiteral(": ") + text);
+    };
+}
+
+void logEverywhere()
+{
+    qCWarning(firstCategory, "1");
+    qCWarning(secondCategory, "2");
+    qCWarning(otherCategory, "3");
+    qWarning("4");
+}
+
+QStringList list(const char* text)
+{
+    return QString::fromLatin1(text).split(QLatin1Char('|'));
+}
+
+/// Logs when the last copy of it goes.
+class LogsWhenDestroyed
+{
+public:
+    ~LogsWhenDestroyed() { qCWarning(secondCategory, "gone"); }
+};
+
+/// Calls the manager when the last copy of it goes.
+class CallsWhenDestroyed
+{
+public:
+    ~CallsWhenDestroyed() { LoggerManager::removeOutput(QStringLiteral("tst.nobody")); }
+};
+
+LoggerManager::Output outputThatLogsWhenDestroyed()
+{
+    return [token = std::make_shared<LogsWhenDestroyed>()](QtMsgType, const QMessageLogContext&, const QString& text) {
+        lines.add(QStringLiteral("token: ") + text);
+    };
+}
+
+QtMessageHandler installedHandler()
+{
+    const QtMessageHandler handler = qInstallMessageHandler(nullptr);
+    qInstallMessageHandler(handler);
+    return handler;
+}
+
+/// Looks, before main(), whether loading the library has installed a handler: Qt gives its own when there is none.
+bool isHandlerInstalled()
+{
+    const QtMessageHandler before = qInstallMessageHandler(console);
+    qInstallMessageHandler(nullptr);
+    const QtMessageHandler none = qInstallMessageHandler(before);
+    return before != none;
+}
+
+const bool handlerInstalledAtLoad = isHandlerInstalled();
+
+} // namespace
+
+class TstLoggerManager : public QObject
+{
+    Q_OBJECT
+private Q_SLOTS:
+    void initTestCase();
+    void init();
+    void cleanup();
+    void load_installsNothing();
+    void removeOutput_beforeTheFirstOutput_installsNothing();
+    void firstOutput_whileOthersLog_losesNoLine();
+    void firstOutput_installsTheManager();
+    void outputs_none_leaveTheConsole();
+    void output_getsItsCategoryAlone();
+    void output_getsLevelContextAndText_data();
+    void output_getsLevelContextAndText();
+    void output_forDefaultCategory_getsPlainLines();
+    void emptyCategory_getsWhatNoOutputIsFor();
+    void emptyCategory_ownOutputWins();
+    void emptyCategory_nullAndEmptyTextAreTheSame();
+    void setOutputs_again_replaces();
+    void setOutputs_emptyFunction_removes();
+    void removeOutput_undoesOneAlone();
+    void removeOutput_unknownCategory_isFine();
+    void console_getsEachLineOnceAndFirst();
+    void output_isCalledInTheLoggingThread();
+    void output_thatLogs_isNotCalledByItsOwnLines();
+    void output_thatLogs_reachesNoOtherOutput();
+    void output_thatLogs_inAnotherThread_isStillCalled();
+    void output_mayReplaceItself();
+    void output_mayRemoveItself();
+    void output_isDestroyedOutsideTheLock();
+    void output_ofSharedState_isCopiedIn();
+    void outputs_setAndRemovedWhileOthersLog();
+    void outputs_differentCategoriesAtOnce_doNotMix();
+};
+
+void TstLoggerManager::initTestCase()
+{
+    qInstallMessageHandler(console);
+}
+
+void TstLoggerManager::init()
+{
+    lines.take();
+}
+
+void TstLoggerManager::cleanup()
+{
+    for (const QString& category : {FIRST, SECOND, DEFAULT, EVERY_OTHER}) {
+        LoggerManager::removeOutput(category);
+    }
+}
+
+// These four must stay the first, in this order: the manager installs itself once in a process.
+void TstLoggerManager::load_installsNothing()
+{
+    QVERIFY(!handlerInstalledAtLoad);
+    QVERIFY(installedHandler() == &console);
+}
+
+void TstLoggerManager::removeOutput_beforeTheFirstOutput_installsNothing()
+{
+    LoggerManager::removeOutput(FIRST);
+    LoggerManager::setOutputs(FIRST, nullptr);
+    QVERIFY(installedHandler() == &console);
+    logEverywhere();
+    QCOMPARE(lines.take(), list("console: 1|console: 2|console: 3|console: 4"));
+}
+
+void TstLoggerManager::firstOutput_whileOthersLog_losesNoLine()
+{
+    std::atomic<int> logged{0};
+    // Relaxed, so that the flag itself does not put the loggers behind the installation.
+    std::atomic<bool> installed{false};
+    std::vector<std::thread> threads;
+    for (int thread = 0; thread < 3; ++thread) {
+        threads.emplace_back([&logged, &installed] {
+            int linesToCome = 100;
+            while (linesToCome > 0) {
+                linesToCome -= installed.load(std::memory_order_relaxed) ? 1 : 0;
+                qCWarning(otherCategory, "line");
+                logged.fetch_add(1, std::memory_order_relaxed);
+            }
+        });
+    }
+    while (logged.load(std::memory_order_relaxed) < 100) {
+        std::this_thread::yield();
+    }
+    LoggerManager::setOutputs(FIRST, output(QStringLiteral("first")));
+    installed.store(true, std::memory_order_relaxed);
+    for (std::thread& thread : threads) {
+        thread.join();
+    }
+    const QStringList came = lines.take();
+    QCOMPARE(came.count(QStringLiteral("console: line")), logged.load());
+    QCOMPARE(came.size(), logged.load());
+}
+
+void TstLoggerManager::firstOutput_installsTheManager()
+{
+    const QtMessageHandler manager = installedHandler();
+    QVERIFY(manager != &console);
+    LoggerManager::setOutputs(SECOND, output(QStringLiteral("second")));
+    LoggerManager::removeOutput(SECOND);
+    QVERIFY(installedHandler() == manager);
+}
+
+void TstLoggerManager::outputs_none_leaveTheConsole()
+{
+    logEverywhere();
+    QCOMPARE(lines.take(), list("console: 1|console: 2|console: 3|console: 4"));
+}
+
+void TstLoggerManager::output_getsItsCategoryAlone()
+{
+    LoggerManager::setOutputs(FIRST, output(QStringLiteral("first")));
+    LoggerManager::setOutputs(SECOND, output(QStringLiteral("second")));
+    logEverywhere();
+    QCOMPARE(lines.take(), list("console: 1|first: 1|console: 2|second: 2|console: 3|console: 4"));
+}
+
+void TstLoggerManager::output_getsLevelContextAndText_data()
+{
+    QTest::addColumn<int>("type");
+    QTest::newRow("debug") << static_cast<int>(QtDebugMsg);
+    QTest::newRow("info") << static_cast<int>(QtInfoMsg);
+    QTest::newRow("warning") << static_cast<int>(QtWarningMsg);
+    QTest::newRow("critical") << static_cast<int>(QtCriticalMsg);
+}
+
+void TstLoggerManager::output_getsLevelContextAndText()
+{
+    QFETCH(int, type);
+    QStringList seen;
+    LoggerManager::setOutputs(FIRST, [&seen](QtMsgType level, const QMessageLogContext& context, const QString& text) {
+        seen.append(QString::number(level));
+        seen.append(QString::fromUtf8(context.category));
+        seen.append(QString::fromUtf8(context.file));
+        seen.append(QString::number(context.line));
+        seen.append(QString::fromUtf8(context.function));
+        seen.append(text);
+    });
+    const QMessageLogger logger("door.cpp", 17, "open", "tst.first");
+    switch (type) {
+    case QtDebugMsg:
+        logger.debug("t\u00e4xt");
+        break;
+    case QtInfoMsg:
+        logger.info("t\u00e4xt");
+        break;
+    case QtWarningMsg:
+        logger.warning("t\u00e4xt");
+        break;
+    default:
+        logger.critical("t\u00e4xt");
+    }
+    QCOMPARE(seen,
+             QStringList({QString::number(type), FIRST, QStringLiteral("door.cpp"), QStringLiteral("17"),
+                          QStringLiteral("open"), QString::fromUtf8("t\u00e4xt")}));
+}
+
+void TstLoggerManager::output_forDefaultCategory_getsPlainLines()
+{
+    LoggerManager::setOutputs(DEFAULT, output(QStringLiteral("default")));
+    logEverywhere();
+    QCOMPARE(lines.take(), list("console: 1|console: 2|console: 3|console: 4|default: 4"));
+}
+
+void TstLoggerManager::emptyCategory_getsWhatNoOutputIsFor()
+{
+    LoggerManager::setOutputs(EVERY_OTHER, output(QStringLiteral("other")));
+    logEverywhere();
+    QCOMPARE(lines.take(), list("console: 1|other: 1|console: 2|other: 2|console: 3|other: 3|console: 4|other: 4"));
+}
+
+void TstLoggerManager::emptyCategory_ownOutputWins()
+{
+    LoggerManager::setOutputs(EVERY_OTHER, output(QStringLiteral("other")));
+    LoggerManager::setOutputs(FIRST, output(QStringLiteral("first")));
+    LoggerManager::setOutputs(DEFAULT, output(QStringLiteral("default")));
+    logEverywhere();
+    QCOMPARE(lines.take(), list("console: 1|first: 1|console: 2|other: 2|console: 3|other: 3|console: 4|default: 4"));
+    LoggerManager::removeOutput(FIRST);
+    qCWarning(firstCategory, "1");
+    QCOMPARE(lines.take(), list("console: 1|other: 1"));
+    LoggerManager::removeOutput(EVERY_OTHER);
+    qCWarning(firstCategory, "1");
+    QCOMPARE(lines.take(), list("console: 1"));
+}
+
+void TstLoggerManager::emptyCategory_nullAndEmptyTextAreTheSame()
+{
+    LoggerManager::setOutputs(QString(), output(QStringLiteral("null")));
+    LoggerManager::setOutputs(QStringLiteral(""), output(QStringLiteral("empty")));
+    qWarning("4");
+    QCOMPARE(lines.take(), list("console: 4|empty: 4"));
+    QMessageLogger(nullptr, 0, nullptr, nullptr).warning("no category");
+    QCOMPARE(lines.take(), list("console: no category|empty: no category"));
+    LoggerManager::removeOutput(QString());
+    qWarning("4");
+    QCOMPARE(lines.take(), list("console: 4"));
+}
+
+void TstLoggerManager::setOutputs_again_replaces()
+{
+    LoggerManager::setOutputs(FIRST, output(QStringLiteral("old")));
+    LoggerManager::setOutputs(FIRST, output(QStringLiteral("new")));
+    qCWarning(firstCategory, "1");
+    QCOMPARE(lines.take(), list("console: 1|new: 1"));
+    LoggerManager::removeOutput(FIRST);
+    qCWarning(firstCategory, "1");
+    QCOMPARE(lines.take(), list("console: 1"));
+}
+
+void TstLoggerManager::setOutputs_emptyFunction_removes()
+{
+    LoggerManager::setOutputs(FIRST, output(QStringLiteral("first")));
+    LoggerManager::setOutputs(EVERY_OTHER, output(QStringLiteral("other")));
+    LoggerManager::setOutputs(FIRST, LoggerManager::Output());
+    qCWarning(firstCategory, "1");
+    QCOMPARE(lines.take(), list("console: 1|other: 1"));
+}
+
+void TstLoggerManager::removeOutput_undoesOneAlone()
+{
+    LoggerManager::setOutputs(FIRST, output(QStringLiteral("first")));
+    LoggerManager::setOutputs(SECOND, output(QStringLiteral("second")));
+    LoggerManager::removeOutput(FIRST);
+    logEverywhere();
+    QCOMPARE(lines.take(), list("console: 1|console: 2|second: 2|console: 3|console: 4"));
+}
+
+void TstLoggerManager::removeOutput_unknownCategory_isFine()
+{
+    LoggerManager::setOutputs(FIRST, output(QStringLiteral("first")));
+    LoggerManager::removeOutput(SECOND);
+    LoggerManager::removeOutput(EVERY_OTHER);
+    LoggerManager::removeOutput(SECOND);
+    qCWarning(firstCategory, "1");
+    QCOMPARE(lines.take(), list("console: 1|first: 1"));
+}
+
+void TstLoggerManager::console_getsEachLineOnceAndFirst()
+{
+    LoggerManager::setOutputs(EVERY_OTHER, output(QStringLiteral("old")));
+    LoggerManager::setOutputs(EVERY_OTHER, output(QStringLiteral("other")));
+    LoggerManager::setOutputs(FIRST, output(QStringLiteral("first")));
+    qCWarning(firstCategory, "1");
+    QCOMPARE(lines.take(), list("console: 1|first: 1"));
+}
+
+void TstLoggerManager::output_isCalledInTheLoggingThread()
+{
+    std::thread::id calledIn;
+    LoggerManager::setOutputs(FIRST, [&calledIn](QtMsgType, const QMessageLogContext&, const QString&) {
+        calledIn = std::this_thread::get_id();
+    });
+    qCWarning(firstCategory, "1");
+    QCOMPARE(calledIn, std::this_thread::get_id());
+    std::thread::id logger;
+    std::thread thread([&logger] {
+        logger = std::this_thread::get_id();
+        qCWarning(firstCategory, "1");
+    });
+    thread.join();
+    QCOMPARE(calledIn, logger);
+    QVERIFY(calledIn != std::this_thread::get_id());
+}
+
+// Qt calls no handler for what is logged inside of one.
+void TstLoggerManager::output_thatLogs_isNotCalledByItsOwnLines()
+{
+    LoggerManager::setOutputs(FIRST, [](QtMsgType, const QMessageLogContext&, const QString& text) {
+        lines.add(QStringLiteral("first: ") + text);
+        qCWarning(firstCategory, "inner line, on the error output only");
+    });
+    qCWarning(firstCategory, "1");
+    QCOMPARE(lines.take(), list("console: 1|first: 1"));
+    // And it is called again for the next line.
+    qCWarning(firstCategory, "2");
+    QCOMPARE(lines.take(), list("console: 2|first: 2"));
+}
+
+void TstLoggerManager::output_thatLogs_reachesNoOtherOutput()
+{
+    const auto logging = [](const QString& name) {
+        return [name](QtMsgType, const QMessageLogContext&, const QString& text) {
+            lines.add(name + text);
+            qCWarning(firstCategory, "inner line, on the error output only");
+            qCWarning(secondCategory, "inner line, on the error output only");
+            qWarning("inner line, on the error output only");
+        };
+    };
+    LoggerManager::setOutputs(FIRST, logging(QStringLiteral("first: ")));
+    LoggerManager::setOutputs(SECOND, logging(QStringLiteral("second: ")));
+    LoggerManager::setOutputs(EVERY_OTHER, logging(QStringLiteral("other: ")));
+    logEverywhere();
+    QCOMPARE(lines.take(), list("console: 1|first: 1|console: 2|second: 2|console: 3|other: 3|console: 4|other: 4"));
+}
+
+void TstLoggerManager::output_thatLogs_inAnotherThread_isStillCalled()
+{
+    LoggerManager::setOutputs(FIRST, [](QtMsgType, const QMessageLogContext&, const QString& text) {
+        lines.add(QStringLiteral("first: ") + text);
+        if (text == QLatin1String("1")) {
+            std::thread([] { qCWarning(firstCategory, "2"); }).join();
+        }
+    });
+    qCWarning(firstCategory, "1");
+    QCOMPARE(lines.take(), list("console: 1|first: 1|console: 2|first: 2"));
+}
+
+void TstLoggerManager::output_mayReplaceItself()
+{
+    const QString name = QStringLiteral("old: ");
+    LoggerManager::setOutputs(FIRST, [name](QtMsgType, const QMessageLogContext&, const QString& text) {
+        LoggerManager::setOutputs(FIRST, output(QStringLiteral("new")));
+        // What was captured is still there.
+        lines.add(name + text);
+    });
+    qCWarning(firstCategory, "1");
+    qCWarning(firstCategory, "2");
+    QCOMPARE(lines.take(), list("console: 1|old: 1|console: 2|new: 2"));
+}
+
+void TstLoggerManager::output_mayRemoveItself()
+{
+    const QString name = QStringLiteral("first: ");
+    LoggerManager::setOutputs(FIRST, [name](QtMsgType, const QMessageLogContext&, const QString& text) {
+        LoggerManager::removeOutput(FIRST);
+        // What was captured is still there.
+        lines.add(name + text);
+    });
+    qCWarning(firstCategory, "1");
+    qCWarning(firstCategory, "2");
+    QCOMPARE(lines.take(), list("console: 1|first: 1|console: 2"));
+}
+
+void TstLoggerManager::output_isDestroyedOutsideTheLock()
+{
+    LoggerManager::setOutputs(SECOND, output(QStringLiteral("second")));
+    // Each would wait for ever for a lock of its own.
+    LoggerManager::setOutputs(FIRST, outputThatLogsWhenDestroyed());
+    LoggerManager::setOutputs(FIRST, outputThatLogsWhenDestroyed());
+    QCOMPARE(lines.take(), list("console: gone|second: gone"));
+    LoggerManager::removeOutput(FIRST);
+    QCOMPARE(lines.take(), list("console: gone|second: gone"));
+    LoggerManager::setOutputs(FIRST, outputThatLogsWhenDestroyed());
+    LoggerManager::setOutputs(FIRST, nullptr);
+    QCOMPARE(lines.take(), list("console: gone|second: gone"));
+}
+
+void TstLoggerManager::output_ofSharedState_isCopiedIn()
+{
+    {
+        const LoggerManager::Output temporary = output(QStringLiteral("first"));
+        LoggerManager::setOutputs(FIRST, temporary);
+    }
+    qCWarning(firstCategory, "1");
+    QCOMPARE(lines.take(), list("console: 1|first: 1"));
+}
+
+void TstLoggerManager::outputs_setAndRemovedWhileOthersLog()
+{
+    constexpr int ROUNDS = 300;
+    const QStringList categories{FIRST, SECOND, DEFAULT, EVERY_OTHER};
+    std::atomic<int> calls{0};
+    std::atomic<bool> done{false};
+    std::vector<std::thread> setters;
+    for (int thread = 0; thread < 3; ++thread) {
+        setters.emplace_back([&calls, &categories] {
+            for (int round = 0; round < ROUNDS; ++round) {
+                for (const QString& category : categories) {
+                    // The token calls the manager in whichever thread lets go of the output last.
+                    LoggerManager::setOutputs(category,
+                                              [&calls, token = std::make_shared<CallsWhenDestroyed>()](
+                                                  QtMsgType, const QMessageLogContext&, const QString&) { ++calls; });
+                }
+                for (const QString& category : categories) {
+                    LoggerManager::removeOutput(category);
+                }
+            }
+        });
+    }
+    std::vector<std::thread> loggers;
+    for (int thread = 0; thread < 3; ++thread) {
+        loggers.emplace_back([&done] {
+            while (!done) {
+                logEverywhere();
+            }
+        });
+    }
+    for (std::thread& thread : setters) {
+        thread.join();
+    }
+    done = true;
+    for (std::thread& thread : loggers) {
+        thread.join();
+    }
+    // Every output of the storm has gone with its captures.
+    lines.take();
+    const int callsOfTheStorm = calls;
+    logEverywhere();
+    QCOMPARE(calls.load(), callsOfTheStorm);
+    QCOMPARE(lines.take(), list("console: 1|console: 2|console: 3|console: 4"));
+}
+
+void TstLoggerManager::outputs_differentCategoriesAtOnce_doNotMix()
+{
+    constexpr int LINES = 1000;
+    std::atomic<int> firsts{0};
+    std::atomic<int> seconds{0};
+    std::atomic<int> strays{0};
+    const auto counter = [&strays](std::atomic<int>& count, const char* own) {
+        return [&count, &strays, own](QtMsgType, const QMessageLogContext& context, const QString&) {
+            (qstrcmp(context.category, own) == 0 ? count : strays)++;
+        };
+    };
+    LoggerManager::setOutputs(FIRST, counter(firsts, "tst.first"));
+    LoggerManager::setOutputs(SECOND, counter(seconds, "tst.second"));
+    std::vector<std::thread> threads;
+    for (int thread = 0; thread < 4; ++thread) {
+        threads.emplace_back([] {
+            for (int line = 0; line < LINES; ++line) {
+                qCWarning(firstCategory, "1");
+                qCWarning(secondCategory, "2");
+            }
+        });
+    }
+    for (std::thread& thread : threads) {
+        thread.join();
+    }
+    QCOMPARE(firsts.load(), 4 * LINES);
+    QCOMPARE(seconds.load(), 4 * LINES);
+    QCOMPARE(strays.load(), 0);
+    QCOMPARE(lines.take().size(), 8 * LINES);
+}
+
+QTEST_GUILESS_MAIN(TstLoggerManager)
+#include "tst_loggermanager.moc"

@@ -25,40 +25,6 @@ Routes& routes()
     return *instance;
 }
 
-/// The outputs that the current thread is inside of, innermost first.
-struct ActiveOutput
-{
-    const LoggerManager::Output* output;
-    const ActiveOutput* outer;
-};
-
-thread_local const ActiveOutput* activeOutputs = nullptr;
-
-bool isActive(const LoggerManager::Output* output)
-{
-    for (const ActiveOutput* active = activeOutputs; active != nullptr; active = active->outer) {
-        if (active->output == output) {
-            return true;
-        }
-    }
-    return false;
-}
-
-class ActiveMark
-{
-public:
-    explicit ActiveMark(const LoggerManager::Output* output) : m_mark{output, activeOutputs}
-    {
-        activeOutputs = &m_mark;
-    }
-
-    ~ActiveMark() { activeOutputs = m_mark.outer; }
-    Q_DISABLE_COPY_MOVE(ActiveMark)
-
-private:
-    const ActiveOutput m_mark;
-};
-
 /// Where one line goes.
 struct Route
 {
@@ -79,8 +45,8 @@ void handleMessage(QtMsgType type, const QMessageLogContext& context, const QStr
     const Route route = routeFor(QString::fromUtf8(context.category));
     // The console first: a line that brings an output down is then still to be read there.
     route.previousHandler(type, context, text);
-    if (route.output && !isActive(route.output.get())) {
-        const ActiveMark mark(route.output.get());
+    // Never from inside an output: Qt passes no handler what is logged inside one.
+    if (route.output) {
         (*route.output)(type, context, text);
     }
 }

@@ -17,8 +17,9 @@ class QMessageLogContext;
 /// the empty category gets the lines of every category that has none of its own.
 ///
 /// All operations are thread-safe. An output is called in the thread that logs, after the earlier handler and without
-/// any lock held; it may log itself: such lines go to the other outputs, never to the one that is being called. Since
-/// an output is called without a lock, a call that has begun in another thread may outlast removeOutput().
+/// any lock held. What an output logs itself reaches neither the earlier handler nor any output: Qt writes the lines
+/// that are logged inside a message handler to the standard error output, and calls no handler for them. Since an
+/// output is called without a lock, a call that has begun in another thread may outlast removeOutput().
 class WEXCORCORE_EXPORT LoggerManager
 {
 public:

@@ -1,8 +1,20 @@
 #include "abstractworker.h"
 
+#include <QCoreApplication>
+#include <QEvent>
 #include <QThread>
 
 namespace wexcor {
+
+namespace {
+
+QEvent::Type restartEventType()
+{
+    static const auto type = static_cast<QEvent::Type>(QEvent::registerEventType());
+    return type;
+}
+
+} // namespace
 
 AbstractWorker::AbstractWorker() : QObject(nullptr), m_retired(std::make_shared<std::atomic<bool>>(false)) { }
 
@@ -16,9 +28,19 @@ void AbstractWorker::restart()
         return;
     }
     if (!*m_retired && !m_restartQueued.exchange(true)) {
-        QMetaObject::invokeMethod(
-            this, [this] { runRestart(); }, Qt::QueuedConnection);
+        // An event without contents: a functor would be written in this thread and read in the other with nothing but
+        // Qt's queue in between, into which the thread sanitizer cannot see.
+        QCoreApplication::postEvent(this, new QEvent(restartEventType()));
     }
+}
+
+bool AbstractWorker::event(QEvent* event)
+{
+    if (event->type() != restartEventType()) {
+        return QObject::event(event);
+    }
+    runRestart();
+    return true;
 }
 
 void AbstractWorker::runRestart()

@@ -54,6 +54,10 @@ public Q_SLOTS:
     /// doStart() asks for another round.
     void restart();
 
+protected:
+    /// Carries out restart(); a worker that overrides it passes on the events that it does not know.
+    bool event(QEvent* event) override;
+
 private:
     friend class AbstractWorkerController;
     friend class WorkerHost;

@@ -1,0 +1,153 @@
+#ifndef RECORDINGWORKER_H
+#define RECORDINGWORKER_H
+
+#include "abstractworker.h"
+
+#include <QString>
+#include <QStringList>
+#include <QThread>
+
+#include <atomic>
+#include <condition_variable>
+#include <functional>
+#include <memory>
+#include <mutex>
+
+/// A gate that threads wait at until the test opens it.
+class Gate
+{
+public:
+    void open()
+    {
+        const std::lock_guard<std::mutex> lock(m_mutex);
+        m_open = true;
+        m_changed.notify_all();
+    }
+
+    void wait()
+    {
+        std::unique_lock<std::mutex> lock(m_mutex);
+        m_changed.wait(lock, [this] { return m_open; });
+    }
+
+private:
+    std::mutex m_mutex;
+    std::condition_variable m_changed;
+    bool m_open = false;
+};
+
+/// What happened to a worker; outlives it, and is read and written in any thread.
+class Record
+{
+public:
+    void add(const QString& what)
+    {
+        const std::lock_guard<std::mutex> lock(m_mutex);
+        m_events.append(what);
+        if (QThread::currentThread() != m_thread) {
+            m_strays.append(what);
+        }
+    }
+
+    /// All events so far.
+    QStringList events() const
+    {
+        const std::lock_guard<std::mutex> lock(m_mutex);
+        return m_events;
+    }
+
+    int count(const QString& what) const { return events().count(what); }
+
+    bool has(const QString& what) const { return events().contains(what); }
+
+    /// The thread in which everything is to happen.
+    void setThread(QThread* thread)
+    {
+        const std::lock_guard<std::mutex> lock(m_mutex);
+        m_thread = thread;
+    }
+
+    /// The events that happened in another thread, or one within another.
+    QStringList strays() const
+    {
+        const std::lock_guard<std::mutex> lock(m_mutex);
+        return m_strays;
+    }
+
+    void addStray(const QString& what)
+    {
+        const std::lock_guard<std::mutex> lock(m_mutex);
+        m_strays.append(what);
+    }
+
+    void clear()
+    {
+        const std::lock_guard<std::mutex> lock(m_mutex);
+        m_events.clear();
+    }
+
+private:
+    mutable std::mutex m_mutex;
+    QStringList m_events;
+    QStringList m_strays;
+    QThread* m_thread = nullptr;
+};
+
+const QString START = QStringLiteral("start");
+const QString STOP = QStringLiteral("stop");
+const QString DELETED = QStringLiteral("deleted");
+const QString MARK = QStringLiteral("mark");
+
+/// Writes down what is called, and does what a test puts into its hooks.
+class RecordingWorker : public wexcor::AbstractWorker
+{
+    Q_OBJECT
+public:
+    using Hook = std::function<void(RecordingWorker&)>;
+
+    explicit RecordingWorker(std::shared_ptr<Record> givenRecord) : record(std::move(givenRecord)) { }
+
+    ~RecordingWorker() override { record->add(DELETED); }
+
+    bool doStart() override
+    {
+        run(START, onStart);
+        return startResult;
+    }
+
+    bool doStop() override
+    {
+        run(STOP, onStop);
+        return stopResult;
+    }
+
+    // To be set before the worker gets its thread.
+    const std::shared_ptr<Record> record;
+    Hook onStart;
+    Hook onStop;
+    bool startResult = true;
+    bool stopResult = true;
+
+public Q_SLOTS:
+
+    void mark() { record->add(MARK); }
+
+    void endThread() { QThread::currentThread()->quit(); }
+
+private:
+    void run(const QString& what, const Hook& hook)
+    {
+        if (m_inside.exchange(true)) {
+            record->addStray(what + QStringLiteral(" within another"));
+        }
+        record->add(what);
+        if (hook) {
+            hook(*this);
+        }
+        m_inside = false;
+    }
+
+    std::atomic<bool> m_inside{false};
+};
+
+#endif // RECORDINGWORKER_H

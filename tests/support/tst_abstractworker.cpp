@@ -1,0 +1,398 @@
+#include "abstractworker.h"
+
+#include "recordingworker.h"
+
+#include <QMetaMethod>
+#include <QTest>
+#include <QThread>
+#include <QTimer>
+
+#include <memory>
+#include <thread>
+#include <type_traits>
+#include <vector>
+
+using wexcor::AbstractWorker;
+
+static_assert(std::is_abstract_v<AbstractWorker>);
+static_assert(std::is_base_of_v<QObject, AbstractWorker>);
+static_assert(std::has_virtual_destructor_v<AbstractWorker>);
+static_assert(std::is_same_v<decltype(&AbstractWorker::doStart), bool (AbstractWorker::*)()>);
+static_assert(std::is_same_v<decltype(&AbstractWorker::doStop), bool (AbstractWorker::*)()>);
+
+namespace {
+
+/// A worker in a thread of its own, without a controller.
+class WorkerInThread
+{
+public:
+    WorkerInThread() : record(std::make_shared<Record>()), worker(new RecordingWorker(record)) { }
+
+    ~WorkerInThread() { end(); }
+
+    void start()
+    {
+        record->setThread(&m_thread);
+        worker->moveToThread(&m_thread);
+        QObject::connect(&m_thread, SIGNAL(finished()), worker, SLOT(deleteLater()));
+        m_thread.start();
+    }
+
+    /// Posts a mark behind everything that waits for the worker now.
+    void postMark() const { QMetaObject::invokeMethod(worker, "mark", Qt::QueuedConnection); }
+
+    void end()
+    {
+        m_thread.quit();
+        m_thread.wait();
+    }
+
+    const std::shared_ptr<Record> record;
+    RecordingWorker* const worker;
+
+private:
+    QThread m_thread;
+};
+
+} // namespace
+
+class TstAbstractWorker : public QObject
+{
+    Q_OBJECT
+private Q_SLOTS:
+    void construct_hasNoParentAndCallsNothing();
+    void metaObject_hasTheOneSlot();
+    void virtuals_calledThroughTheBase();
+    void restart_stopsThenStartsInTheOwnThread();
+    void restart_returnsAtOnce();
+    void restart_inTheOwnThread_isQueuedToo();
+    void restart_whileOneIsQueued_addsNothing();
+    void restart_afterOneHasRun_runsAgain();
+    void restart_startFollowsWhateverStopReturned_data();
+    void restart_startFollowsWhateverStopReturned();
+    void restart_insideDoStart_asksForAnotherRound();
+    void restart_insideDoStop_addsNothing();
+    void restart_fromOutsideDuringDoStop_getsItsOwnRound();
+    void restart_fromOutsideDuringDoStart_getsItsOwnRound();
+    void restart_insideDoStopByQueuedSignal_endsAfterOneMoreRound();
+    void restart_beforeTheThreadStarts_runsThen();
+    void restart_keepsItsPlaceInTheQueue();
+    void restart_fromManyThreads_isFollowedByOneRound();
+    void restart_byRepeatingTimer_keepsStarting();
+    void restart_bySignalFromAnotherThread();
+    void destructor_withARestartQueued_runsNothing();
+};
+
+void TstAbstractWorker::construct_hasNoParentAndCallsNothing()
+{
+    const auto record = std::make_shared<Record>();
+    {
+        RecordingWorker worker(record);
+        QVERIFY(worker.parent() == nullptr);
+        QCOMPARE(worker.thread(), QThread::currentThread());
+    }
+    QCOMPARE(record->events(), QStringList{DELETED});
+}
+
+void TstAbstractWorker::metaObject_hasTheOneSlot()
+{
+    const QMetaObject& meta = AbstractWorker::staticMetaObject;
+    QCOMPARE(meta.className(), "wexcor::AbstractWorker");
+    QCOMPARE(meta.superClass(), &QObject::staticMetaObject);
+    QCOMPARE(meta.methodCount() - meta.methodOffset(), 1);
+    const QMetaMethod method = meta.method(meta.methodOffset());
+    QCOMPARE(method.methodSignature(), QByteArray("restart()"));
+    QCOMPARE(method.methodType(), QMetaMethod::Slot);
+    QCOMPARE(method.access(), QMetaMethod::Public);
+    QCOMPARE(method.returnType(), static_cast<int>(QMetaType::Void));
+    QCOMPARE(meta.propertyCount(), QObject::staticMetaObject.propertyCount());
+}
+
+void TstAbstractWorker::virtuals_calledThroughTheBase()
+{
+    const auto record = std::make_shared<Record>();
+    RecordingWorker worker(record);
+    AbstractWorker& base = worker;
+    worker.startResult = false;
+    QVERIFY(!base.doStart());
+    QVERIFY(base.doStop());
+    worker.startResult = true;
+    worker.stopResult = false;
+    QVERIFY(base.doStart());
+    QVERIFY(!base.doStop());
+    QCOMPARE(record->events(), QStringList({START, STOP, START, STOP}));
+}
+
+void TstAbstractWorker::restart_stopsThenStartsInTheOwnThread()
+{
+    WorkerInThread subject;
+    subject.start();
+    subject.worker->restart();
+    subject.postMark();
+    QTRY_VERIFY(subject.record->has(MARK));
+    QCOMPARE(subject.record->events(), QStringList({STOP, START, MARK}));
+    QCOMPARE(subject.record->strays(), QStringList());
+}
+
+void TstAbstractWorker::restart_returnsAtOnce()
+{
+    WorkerInThread subject;
+    Gate gate;
+    subject.worker->onStop = [&gate](RecordingWorker&) { gate.wait(); };
+    subject.start();
+    // Would never come back if it waited for the stop, which waits for us.
+    subject.worker->restart();
+    subject.worker->restart();
+    gate.open();
+    QTRY_VERIFY(subject.record->has(START));
+}
+
+void TstAbstractWorker::restart_inTheOwnThread_isQueuedToo()
+{
+    const auto record = std::make_shared<Record>();
+    RecordingWorker worker(record);
+    worker.restart();
+    QCOMPARE(record->events(), QStringList());
+    QCoreApplication::processEvents();
+    QCOMPARE(record->events(), QStringList({STOP, START}));
+}
+
+void TstAbstractWorker::restart_whileOneIsQueued_addsNothing()
+{
+    const auto record = std::make_shared<Record>();
+    RecordingWorker worker(record);
+    worker.restart();
+    worker.restart();
+    QVERIFY(QMetaObject::invokeMethod(&worker, "restart", Qt::DirectConnection));
+    QCoreApplication::processEvents();
+    QCoreApplication::processEvents();
+    QCOMPARE(record->events(), QStringList({STOP, START}));
+}
+
+void TstAbstractWorker::restart_afterOneHasRun_runsAgain()
+{
+    const auto record = std::make_shared<Record>();
+    RecordingWorker worker(record);
+    for (int round = 0; round < 3; ++round) {
+        worker.restart();
+        QCoreApplication::processEvents();
+    }
+    QCOMPARE(record->events(), QStringList({STOP, START, STOP, START, STOP, START}));
+}
+
+void TstAbstractWorker::restart_startFollowsWhateverStopReturned_data()
+{
+    QTest::addColumn<bool>("startResult");
+    QTest::addColumn<bool>("stopResult");
+    QTest::newRow("both done") << true << true;
+    QTest::newRow("not stopped") << true << false;
+    QTest::newRow("not started") << false << true;
+    QTest::newRow("neither") << false << false;
+}
+
+void TstAbstractWorker::restart_startFollowsWhateverStopReturned()
+{
+    QFETCH(bool, startResult);
+    QFETCH(bool, stopResult);
+    const auto record = std::make_shared<Record>();
+    RecordingWorker worker(record);
+    worker.startResult = startResult;
+    worker.stopResult = stopResult;
+    for (int round = 0; round < 2; ++round) {
+        worker.restart();
+        QCoreApplication::processEvents();
+    }
+    QCOMPARE(record->events(), QStringList({STOP, START, STOP, START}));
+}
+
+void TstAbstractWorker::restart_insideDoStart_asksForAnotherRound()
+{
+    const auto record = std::make_shared<Record>();
+    RecordingWorker worker(record);
+    int calls = 2;
+    worker.onStart = [&calls](RecordingWorker& self) {
+        if (calls-- > 0) {
+            self.restart();
+            self.restart();
+        }
+    };
+    worker.restart();
+    QTRY_COMPARE(record->count(START), 3);
+    QCoreApplication::processEvents();
+    QCOMPARE(record->events(), QStringList({STOP, START, STOP, START, STOP, START}));
+}
+
+void TstAbstractWorker::restart_insideDoStop_addsNothing()
+{
+    const auto record = std::make_shared<Record>();
+    RecordingWorker worker(record);
+    worker.onStop = [](RecordingWorker& self) { self.restart(); };
+    worker.restart();
+    for (int round = 0; round < 5; ++round) {
+        QCoreApplication::processEvents();
+    }
+    QCOMPARE(record->events(), QStringList({STOP, START}));
+    // The next one from outside is as good as the first.
+    worker.restart();
+    QCoreApplication::processEvents();
+    QCOMPARE(record->events(), QStringList({STOP, START, STOP, START}));
+}
+
+void TstAbstractWorker::restart_fromOutsideDuringDoStop_getsItsOwnRound()
+{
+    WorkerInThread subject;
+    Gate gate;
+    subject.worker->onStop = [&gate](RecordingWorker&) { gate.wait(); };
+    subject.start();
+    subject.worker->restart();
+    QTRY_VERIFY(subject.record->has(STOP));
+    subject.worker->restart();
+    subject.worker->restart();
+    gate.open();
+    QTRY_COMPARE(subject.record->count(START), 2);
+    subject.postMark();
+    QTRY_VERIFY(subject.record->has(MARK));
+    QCOMPARE(subject.record->events(), QStringList({STOP, START, STOP, START, MARK}));
+    QCOMPARE(subject.record->strays(), QStringList());
+}
+
+void TstAbstractWorker::restart_fromOutsideDuringDoStart_getsItsOwnRound()
+{
+    WorkerInThread subject;
+    Gate gate;
+    subject.worker->onStart = [&gate](RecordingWorker&) { gate.wait(); };
+    subject.start();
+    subject.worker->restart();
+    QTRY_VERIFY(subject.record->has(START));
+    subject.worker->restart();
+    subject.worker->restart();
+    gate.open();
+    subject.postMark();
+    QTRY_VERIFY(subject.record->has(MARK));
+    QCOMPARE(subject.record->events(), QStringList({STOP, START, STOP, START, MARK}));
+    QCOMPARE(subject.record->strays(), QStringList());
+}
+
+void TstAbstractWorker::restart_insideDoStopByQueuedSignal_endsAfterOneMoreRound()
+{
+    // A queued signal from inside doStop() arrives when the restart is over: it cannot be told from one from outside.
+    const auto record = std::make_shared<Record>();
+    RecordingWorker worker(record);
+    int signalsLeft = 1;
+    worker.onStop = [&signalsLeft](RecordingWorker& self) {
+        if (signalsLeft-- > 0) {
+            QMetaObject::invokeMethod(&self, "restart", Qt::QueuedConnection);
+        }
+    };
+    worker.restart();
+    QTRY_COMPARE(record->count(START), 2);
+    QCoreApplication::processEvents();
+    QCOMPARE(record->events(), QStringList({STOP, START, STOP, START}));
+}
+
+void TstAbstractWorker::restart_beforeTheThreadStarts_runsThen()
+{
+    WorkerInThread subject;
+    subject.worker->restart();
+    subject.worker->restart();
+    QCOMPARE(subject.record->events(), QStringList());
+    subject.start();
+    subject.postMark();
+    QTRY_VERIFY(subject.record->has(MARK));
+    QCOMPARE(subject.record->events(), QStringList({STOP, START, MARK}));
+    QCOMPARE(subject.record->strays(), QStringList());
+}
+
+void TstAbstractWorker::restart_keepsItsPlaceInTheQueue()
+{
+    WorkerInThread subject;
+    subject.postMark();
+    subject.worker->restart();
+    subject.postMark();
+    subject.start();
+    QTRY_COMPARE(subject.record->count(MARK), 2);
+    QCOMPARE(subject.record->events(), QStringList({MARK, STOP, START, MARK}));
+}
+
+void TstAbstractWorker::restart_fromManyThreads_isFollowedByOneRound()
+{
+    constexpr int THREADS = 8;
+    constexpr int CALLS = 500;
+    WorkerInThread subject;
+    std::atomic<int> callsBegun{0};
+    std::atomic<int> seenByLastStop{0};
+    subject.worker->onStop = [&](RecordingWorker&) { seenByLastStop = callsBegun.load(); };
+    subject.start();
+    std::vector<std::thread> threads;
+    for (int thread = 0; thread < THREADS; ++thread) {
+        threads.emplace_back([&] {
+            for (int call = 0; call < CALLS; ++call) {
+                ++callsBegun;
+                subject.worker->restart();
+            }
+        });
+    }
+    for (std::thread& thread : threads) {
+        thread.join();
+    }
+    subject.postMark();
+    QTRY_VERIFY(subject.record->has(MARK));
+    const QStringList events = subject.record->events();
+    QCOMPARE(events.last(), MARK);
+    QCOMPARE(events.count(STOP), events.count(START));
+    QCOMPARE(2 * events.count(STOP) + 1, events.size());
+    for (int event = 0; event + 1 < events.size(); ++event) {
+        QCOMPARE(events.at(event), event % 2 == 0 ? STOP : START);
+    }
+    // The last round began after the last call.
+    QCOMPARE(seenByLastStop.load(), THREADS * CALLS);
+    QVERIFY(events.count(STOP) <= THREADS * CALLS);
+    QCOMPARE(subject.record->strays(), QStringList());
+    // And it was the last: nothing more is under way.
+    subject.record->clear();
+    subject.worker->restart();
+    subject.postMark();
+    QTRY_VERIFY(subject.record->has(MARK));
+    QCOMPARE(subject.record->events(), QStringList({STOP, START, MARK}));
+}
+
+void TstAbstractWorker::restart_byRepeatingTimer_keepsStarting()
+{
+    const auto record = std::make_shared<Record>();
+    RecordingWorker worker(record);
+    // As long as nothing works: both give up every time.
+    worker.startResult = false;
+    worker.stopResult = false;
+    QTimer timer;
+    QVERIFY(QObject::connect(&timer, SIGNAL(timeout()), &worker, SLOT(restart())));
+    timer.start(1);
+    QTRY_VERIFY(record->count(START) >= 5);
+    timer.stop();
+    QVERIFY(QObject::disconnect(&timer, SIGNAL(timeout()), &worker, SLOT(restart())));
+}
+
+void TstAbstractWorker::restart_bySignalFromAnotherThread()
+{
+    WorkerInThread subject;
+    QObject sender;
+    QVERIFY(QObject::connect(&sender, SIGNAL(objectNameChanged(QString)), subject.worker, SLOT(restart())));
+    subject.start();
+    sender.setObjectName(QStringLiteral("new"));
+    QTRY_VERIFY(subject.record->has(START));
+    QCOMPARE(subject.record->events(), QStringList({STOP, START}));
+    QCOMPARE(subject.record->strays(), QStringList());
+}
+
+void TstAbstractWorker::destructor_withARestartQueued_runsNothing()
+{
+    const auto record = std::make_shared<Record>();
+    {
+        RecordingWorker worker(record);
+        worker.restart();
+    }
+    QCoreApplication::processEvents();
+    QCOMPARE(record->events(), QStringList{DELETED});
+}
+
+QTEST_GUILESS_MAIN(TstAbstractWorker)
+#include "tst_abstractworker.moc"

@@ -46,8 +46,8 @@ bool AbstractWorker::event(QEvent* event)
 void AbstractWorker::runRestart()
 {
     // Cleared before the stop, so that a call from another thread that comes now still gets a stop and a start of its
-    // own.
-    m_restartQueued = false;
+    // own. Exchanged, not just stored: what the callers wrote before a call that added nothing must be seen here.
+    m_restartQueued.exchange(false);
     if (*m_retired) {
         return;
     }

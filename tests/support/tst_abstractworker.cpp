@@ -78,6 +78,7 @@ private Q_SLOTS:
     void restart_beforeTheThreadStarts_runsThen();
     void restart_keepsItsPlaceInTheQueue();
     void restart_fromManyThreads_isFollowedByOneRound();
+    void restart_showsWhatTheCallerWroteBefore();
     void restart_byRepeatingTimer_keepsStarting();
     void restart_bySignalFromAnotherThread();
     void destructor_withARestartQueued_runsNothing();
@@ -354,6 +355,35 @@ void TstAbstractWorker::restart_fromManyThreads_isFollowedByOneRound()
     subject.postMark();
     QTRY_VERIFY(subject.record->has(MARK));
     QCOMPARE(subject.record->events(), QStringList({STOP, START, MARK}));
+}
+
+// For the thread sanitizer above all: nothing but restart() orders the number. The second call finds one queued
+// already, and the flags are relaxed, so that they order nothing either.
+void TstAbstractWorker::restart_showsWhatTheCallerWroteBefore()
+{
+    WorkerInThread subject;
+    int number = 0;
+    std::atomic<bool> goOn{false};
+    std::atomic<int> seen{0};
+    subject.worker->onStop = [&](RecordingWorker&) {
+        if (goOn.load(std::memory_order_relaxed)) {
+            seen.store(number, std::memory_order_relaxed);
+        }
+        while (!goOn.load(std::memory_order_relaxed)) {
+            std::this_thread::yield();
+        }
+    };
+    subject.start();
+    subject.worker->restart();
+    QTRY_VERIFY(subject.record->has(STOP));
+    std::thread caller([&] {
+        subject.worker->restart();
+        number = 17;
+        subject.worker->restart();
+        goOn.store(true, std::memory_order_relaxed);
+    });
+    QTRY_COMPARE(seen.load(std::memory_order_relaxed), 17);
+    caller.join();
 }
 
 void TstAbstractWorker::restart_byRepeatingTimer_keepsStarting()

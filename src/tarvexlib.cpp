@@ -12,7 +12,8 @@ wexcor::AppVersion TarvexLib::_version;
 
 namespace {
 
-const TarvexLib instance;
+// It registers at load, which is its whole purpose.
+const TarvexLib instance; // clazy:exclude=non-pod-global-static
 
 QString libraryName()
 {

@@ -14,7 +14,7 @@ public:
     /// Registers the version, once per process, and the library's name for localisation. The library makes the one
     /// instance that is needed; a service has no reason to make another.
     TarvexLib();
-    ~TarvexLib();
+    ~TarvexLib(); // NOLINT(performance-trivially-destructible): an exported symbol, part of the binary interface
 
     /// The registered version, for example "5.0.28" with the build time in ISO form ("2021-05-11T13:12:06").
     static wexcor::AppVersion version();

@@ -263,7 +263,8 @@ QThread* AbstractWorkerController::addWorkerToThread(wexcor::AbstractWorker* wor
     // then the thread object and with it the host, which may be posted to until then.
     connect(thread, &QThread::finished, host, &WorkerHost::deleteWorker);
     connect(thread, &QThread::finished, thread, &QObject::deleteLater);
-    connect(thread, &QObject::destroyed, [host] { delete host; });
+    // No context object: the host itself may not be one, and nothing else lives as long.
+    connect(thread, &QObject::destroyed, [host] { delete host; }); // clazy:exclude=connect-3arg-lambda
     d->entries.push_back({worker->m_retired, host, thread});
     return thread;
 }

@@ -138,7 +138,7 @@ QByteArray encodeReply(const QString& operation, quint16 code, const QString& de
 Decoded decodePayload(const QByteArray& payload)
 {
     Decoded decoded;
-    QJsonParseError error;
+    QJsonParseError error{};
     decoded.json = inflateBlock(QByteArray::fromBase64(payload));
     const QJsonDocument document = QJsonDocument::fromJson(decoded.json, &error);
     if (error.error != QJsonParseError::NoError) {

@@ -59,7 +59,8 @@ QList<LogCapture::Line> LogCapture::lines() const
 QStringList LogCapture::texts() const
 {
     QStringList texts;
-    for (const Line& line : lines()) {
+    const QList<Line> captured = lines();
+    for (const Line& line : captured) {
         texts.append(levelName(line.type) + QLatin1String(": ") + line.text);
     }
     return texts;

@@ -129,6 +129,7 @@ void TstTarvexError::compare_ignoresDescription()
 void TstTarvexError::construct_fromManyThreads_isSafe()
 {
     std::vector<std::thread> threads;
+    threads.reserve(8);
     for (int thread = 0; thread < 8; ++thread) {
         threads.emplace_back([thread] {
             for (int code = 0; code < 500; ++code) {

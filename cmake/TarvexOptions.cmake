@@ -28,10 +28,13 @@ set(CMAKE_INSTALL_RPATH $ORIGIN $ORIGIN/${tarvex_bin_to_lib})
 add_library(tarvex_private_options INTERFACE)
 target_compile_options(tarvex_private_options INTERFACE
     -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wnon-virtual-dtor -Woverloaded-virtual
-    # No folder of the machine that built it ends up in a library.
-    -ffile-prefix-map=${PROJECT_SOURCE_DIR}/=
-    -ffile-prefix-map=${PROJECT_BINARY_DIR}/=
     $<$<BOOL:${TARVEX_WARNINGS_AS_ERRORS}>:-Werror>)
+if(NOT TARVEX_COVERAGE)
+    # No folder of the machine that built it ends up in a library. Only gcov has to find the sources again.
+    target_compile_options(tarvex_private_options INTERFACE
+        -ffile-prefix-map=${PROJECT_SOURCE_DIR}/=
+        -ffile-prefix-map=${PROJECT_BINARY_DIR}/=)
+endif()
 target_compile_definitions(tarvex_private_options INTERFACE
     QT_NO_KEYWORDS QT_NO_FOREACH QT_NO_CAST_FROM_ASCII QT_NO_CAST_TO_ASCII QT_NO_CAST_FROM_BYTEARRAY
     QT_NO_URL_CAST_FROM_STRING QT_NO_NARROWING_CONVERSIONS_IN_CONNECT QT_DISABLE_DEPRECATED_BEFORE=0x050F00)

@@ -13,6 +13,11 @@ install(FILES
 
 file(RELATIVE_PATH tarvex_pc_to_prefix
     ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig ${CMAKE_INSTALL_PREFIX})
+get_directory_property(tarvex_public_folders DIRECTORY ${PROJECT_SOURCE_DIR}/src DEFINITION public_folders)
+set(tarvex_pc_folders "")
+foreach(folder IN LISTS tarvex_public_folders)
+    string(APPEND tarvex_pc_folders " -I\${includedir}/tarvexlib/${folder}")
+endforeach()
 foreach(module wexcorcore tarvexlib)
     configure_file(cmake/${module}.pc.in ${module}.pc @ONLY)
     install(FILES ${CMAKE_CURRENT_BINARY_DIR}/${module}.pc

@@ -21,7 +21,9 @@ set(CMAKE_AUTOMOC ON)
 set(CMAKE_RUNTIME_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/bin)
 set(CMAKE_LIBRARY_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/lib)
 
-# An installed program finds the libraries beside it wherever the prefix is moved to.
+# Run paths are relative: in the build folder, so that a library does not depend on where it was built; installed, so
+# that a program finds the libraries beside it wherever the prefix is moved to.
+set(CMAKE_BUILD_RPATH_USE_ORIGIN ON)
 file(RELATIVE_PATH tarvex_bin_to_lib ${CMAKE_INSTALL_FULL_BINDIR} ${CMAKE_INSTALL_FULL_LIBDIR})
 set(CMAKE_INSTALL_RPATH $ORIGIN $ORIGIN/${tarvex_bin_to_lib})
 

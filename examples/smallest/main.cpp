@@ -1,0 +1,29 @@
+#include <supportedclients.h>
+#include <tarvexqueryhandler.h>
+
+#include <QCoreApplication>
+#include <QDebug>
+
+using namespace tarvex;
+
+int main(int argc, char** argv)
+{
+    const QCoreApplication application(argc, argv);
+    ClientSettings settings;
+    settings.setOwner(BUSNAME_TICKET_PRINTER);
+    settings.setFormattedSettings({{QStringLiteral("paper"), QVariantMap{{QStringLiteral("width"), 80}}}}, true);
+    ClientState state;
+    state.setStateType(ClientState::EStateType(0));
+    state.setState(QStringLiteral("ready"));
+    Message message;
+    message.setReciever(BUSNAME_MONITORING);
+    message.setMessage(QStringLiteral("Paper was changed"));
+
+    TarvexQueryHandler bus(BUSNAME_TICKET_PRINTER);
+    const bool done = bus.open() && bus.saveSettings(settings) && bus.saveState(state)
+        && bus.loadSettings(QString(), settings) && bus.loadState(QString(), state) && bus.sendMessage(message);
+    if (done) {
+        qInfo() << settings.formattedSettings() << state.state();
+    }
+    return done ? 0 : 1;
+}

@@ -1,0 +1,93 @@
+#include "arguments.h"
+
+#include "failure.h"
+
+#include <QJsonArray>
+#include <QJsonDocument>
+
+#include <algorithm>
+#include <cctype>
+#include <iterator>
+
+using tarvex::ClientState;
+
+namespace tarvexctl {
+
+namespace {
+
+/// Cannot begin an option, and is nothing that one types.
+constexpr char NUMBER_MARK = '\x01';
+constexpr int MAX_STATE_TYPE = 127;
+
+std::string marked(const std::string& argument)
+{
+    const bool isNegative =
+        argument.size() > 1 && argument[0] == '-' && std::isdigit(static_cast<unsigned char>(argument[1])) != 0;
+    return isNegative ? NUMBER_MARK + argument : argument;
+}
+
+/// The values of a JSON array with \a text between its brackets; empty when that is no JSON.
+QJsonArray arrayOf(const QString& text)
+{
+    // Only an object or an array makes a document, so a value that stands alone is read as an element.
+    return QJsonDocument::fromJson('[' + text.toUtf8() + ']').array();
+}
+
+} // namespace
+
+std::vector<std::string> parserArguments(int argc, char** argv)
+{
+    std::vector<std::string> arguments;
+    std::transform(argv + std::min(argc, 1), argv + argc, std::back_inserter(arguments), marked);
+    return arguments;
+}
+
+QString text(const std::string& argument)
+{
+    const bool isMarked = !argument.empty() && argument.front() == NUMBER_MARK;
+    const std::string bytes = isMarked ? argument.substr(1) : argument;
+    const QString decoded = QString::fromStdString(bytes);
+    if (decoded.toStdString() != bytes) {
+        throw Failure(WrongUse, QStringLiteral("an argument is no UTF-8 text: %1").arg(decoded));
+    }
+    return decoded;
+}
+
+QStringList texts(const std::vector<std::string>& arguments)
+{
+    QStringList list;
+    std::transform(arguments.begin(), arguments.end(), std::back_inserter(list), text);
+    return list;
+}
+
+bool isJson(const QString& text)
+{
+    return arrayOf(text).size() == 1;
+}
+
+QVariant jsonOrText(const QString& text)
+{
+    const QJsonArray values = arrayOf(text);
+    // "1,2" makes two elements: it is no JSON value.
+    return values.size() == 1 ? values.first().toVariant() : QVariant(text);
+}
+
+ClientState::EStateType stateTypeFrom(const QString& text)
+{
+    bool isNumber = false;
+    const int type = text.toInt(&isNumber);
+    if (!isNumber || type < 0 || type > MAX_STATE_TYPE) {
+        throw Failure(WrongUse,
+                      QStringLiteral("the type of a state must be a number from 0 to 127, not \"%1\"").arg(text));
+    }
+    return static_cast<ClientState::EStateType>(type);
+}
+
+void requireName(const QString& name, const QString& what)
+{
+    if (name.isEmpty()) {
+        throw Failure(WrongUse, QStringLiteral("%1 must not be empty").arg(what));
+    }
+}
+
+} // namespace tarvexctl

@@ -1,0 +1,38 @@
+#ifndef ARGUMENTS_H
+#define ARGUMENTS_H
+
+#include "records/clientstate.h"
+
+#include <QString>
+#include <QStringList>
+#include <QVariant>
+
+#include <string>
+#include <vector>
+
+/// From the words of the command line to what the verbs work with. What makes no sense throws Failure with WrongUse.
+namespace tarvexctl {
+
+/// The program's arguments, without its name, prepared for the parser: a negative number, which would be taken for an
+/// option, is marked. text() takes the mark off again.
+std::vector<std::string> parserArguments(int argc, char** argv);
+
+/// An argument as it was given. Arguments must be UTF-8.
+QString text(const std::string& argument);
+
+QStringList texts(const std::vector<std::string>& arguments);
+
+bool isJson(const QString& text);
+
+/// The JSON value that \a text holds; \a text itself when it is no JSON, so that plain words need no quotes.
+QVariant jsonOrText(const QString& text);
+
+/// A decimal number from 0 to 127.
+tarvex::ClientState::EStateType stateTypeFrom(const QString& text);
+
+/// Refuses an empty name; \a what is the argument's name.
+void requireName(const QString& name, const QString& what);
+
+} // namespace tarvexctl
+
+#endif // ARGUMENTS_H

@@ -1,0 +1,31 @@
+#ifndef BUSCLIENT_H
+#define BUSCLIENT_H
+
+#include "tarvexqueryhandler.h"
+
+#include <QString>
+
+#include <functional>
+
+namespace tarvexctl {
+
+/// The connection to the bus, with failures that say what happened.
+class BusClient
+{
+public:
+    using Operation = std::function<bool(tarvex::TarvexQueryHandler&)>;
+
+    /// Connects and introduces itself as \a name. Throws Failure.
+    explicit BusClient(const QString& name);
+
+    /// Runs one operation of the connection. Throws Failure when it does not succeed: Refused with the code and the
+    /// text of the bus, after which the connection can still be used; NoBus or TimedOut, after which it cannot.
+    void ask(const Operation& operation);
+
+private:
+    tarvex::TarvexQueryHandler m_handler;
+};
+
+} // namespace tarvexctl
+
+#endif // BUSCLIENT_H

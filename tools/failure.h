@@ -1,0 +1,47 @@
+#ifndef FAILURE_H
+#define FAILURE_H
+
+#include <QString>
+
+#include <exception>
+#include <utility>
+
+namespace tarvexctl {
+
+/// What the program ends with.
+enum ExitStatus {
+    Done = 0,
+    Refused = 1,      ///< The bus answered with an error code.
+    WrongUse = 2,     ///< The command line makes no sense; the bus was not asked to change anything.
+    NoBus = 3,        ///< Nothing to talk to: no server, a refused handshake, a lost connection, no bus at all.
+    TimedOut = 4,     ///< The bus is there and says nothing.
+    Interrupted = 130 ///< By SIGINT.
+};
+
+/// Ends a verb; main() writes the words to stderr and returns the status.
+class Failure : public std::exception
+{
+public:
+    Failure(ExitStatus status, QString words, quint16 code = 0)
+        : m_status(status), m_words(std::move(words)), m_code(code)
+    {
+    }
+
+    ExitStatus status() const { return m_status; }
+
+    QString words() const { return m_words; }
+
+    /// The bus's error code; 0 when it was not the bus that refused.
+    quint16 code() const { return m_code; }
+
+    const char* what() const noexcept override { return "tarvexctl::Failure"; }
+
+private:
+    ExitStatus m_status;
+    QString m_words;
+    quint16 m_code;
+};
+
+} // namespace tarvexctl
+
+#endif // FAILURE_H

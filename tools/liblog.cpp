@@ -1,0 +1,99 @@
+#include "liblog.h"
+
+#include <cstring>
+
+namespace tarvexctl {
+
+namespace {
+
+const QLatin1String FAILED_WAIT("Socket wait for ready read error");
+const QLatin1String SOCKET_ERROR("QAbstractSocket::");
+const QLatin1String SOCKET_TIME_OUT("QAbstractSocket::SocketTimeoutError");
+/// A refusal's fields: code, description, operation, data, result.
+constexpr int REFUSAL_FIELDS = 5;
+
+// The program has one thread, and a message handler has no place for data of its own.
+QStringList capturedLines;
+QtMessageHandler previousHandler = nullptr;
+
+void capture(QtMsgType type, const QMessageLogContext& context, const QString& text)
+{
+    const bool isDefault = context.category == nullptr || std::strcmp(context.category, "default") == 0;
+    if (isDefault && type != QtFatalMsg) {
+        capturedLines.append(text);
+    } else if (previousHandler != nullptr) {
+        previousHandler(type, context, text);
+    }
+}
+
+std::optional<LibLog::Refusal> refusalIn(const QString& line)
+{
+    const QStringList fields = line.split(QLatin1Char('\t'));
+    if (fields.size() < REFUSAL_FIELDS) {
+        return std::nullopt;
+    }
+    bool isNumber = false;
+    const quint16 code = fields.first().trimmed().toUShort(&isNumber);
+    if (!isNumber) {
+        return std::nullopt;
+    }
+    // A tab in the server's text makes more fields. The last two are compact JSON, which never holds one.
+    const QStringList description = fields.mid(1, fields.size() - REFUSAL_FIELDS + 1);
+    return LibLog::Refusal{code, description.join(QLatin1Char('\t')).trimmed()};
+}
+
+} // namespace
+
+LibLog::LibLog()
+{
+    capturedLines.clear();
+    m_previous = qInstallMessageHandler(capture);
+    previousHandler = m_previous;
+}
+
+LibLog::~LibLog()
+{
+    qInstallMessageHandler(m_previous);
+}
+
+QStringList LibLog::lines() const
+{
+    return capturedLines;
+}
+
+std::optional<LibLog::Refusal> LibLog::refusal() const
+{
+    for (const QString& line : qAsConst(capturedLines)) {
+        if (const auto found = refusalIn(line)) {
+            return found;
+        }
+    }
+    return std::nullopt;
+}
+
+bool LibLog::hasFailedWait() const
+{
+    return capturedLines.contains(FAILED_WAIT);
+}
+
+QString LibLog::socketErrorText() const
+{
+    for (auto line = capturedLines.crbegin(); line != capturedLines.crend(); ++line) {
+        if (line->startsWith(SOCKET_ERROR)) {
+            return line->section(QLatin1Char(' '), 1);
+        }
+    }
+    return QString();
+}
+
+bool LibLog::hasTimeOut() const
+{
+    for (const QString& line : qAsConst(capturedLines)) {
+        if (line.startsWith(SOCKET_TIME_OUT)) {
+            return true;
+        }
+    }
+    return false;
+}
+
+} // namespace tarvexctl

@@ -1,0 +1,134 @@
+#include "output.h"
+
+#include "failure.h"
+
+#include <QDateTime>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QVector>
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+
+namespace tarvexctl {
+
+namespace {
+
+const QLatin1String COLUMN_GAP("  ");
+
+// Flushed at once: what has been read is on its way before the program waits for the next answer.
+void writeData(const QString& text)
+{
+    const QByteArray bytes = text.toUtf8();
+    const auto size = static_cast<size_t>(bytes.size());
+    if (std::fwrite(bytes.constData(), 1, size, stdout) != size || std::fflush(stdout) != 0) {
+        throw Failure(Refused, QStringLiteral("cannot write to stdout: %1").arg(QString::fromUtf8(strerror(errno))));
+    }
+}
+
+QString escaped(QChar character)
+{
+    switch (character.unicode()) {
+    case '\n':
+        return QStringLiteral("\\n");
+    case '\r':
+        return QStringLiteral("\\r");
+    case '\t':
+        return QStringLiteral("\\t");
+    default:
+        return QStringLiteral("\\x%1").arg(character.unicode(), 2, 16, QLatin1Char('0'));
+    }
+}
+
+QVector<int> columnWidths(const QList<QStringList>& rows)
+{
+    QVector<int> widths;
+    for (const QStringList& row : rows) {
+        widths.resize(qMax(widths.size(), row.size()));
+        for (int column = 0; column < row.size(); ++column) {
+            widths[column] = qMax(widths.at(column), row.at(column).size());
+        }
+    }
+    return widths;
+}
+
+} // namespace
+
+void Output::writeObject(const QVariantMap& object)
+{
+    writeData(jsonText(object) + QLatin1Char('\n'));
+}
+
+void Output::writeRecord(const QString& text)
+{
+    writeData(m_isFirst ? text : QLatin1Char('\n') + text);
+    m_isFirst = false;
+}
+
+void Output::report(const QVariantMap& object, const QString& words)
+{
+    if (m_json) {
+        writeObject(object);
+    } else {
+        complain(words);
+    }
+}
+
+void complain(const QString& words)
+{
+    const QByteArray line = (QLatin1String("tarvexctl: ") + visible(words) + QLatin1Char('\n')).toUtf8();
+    std::fwrite(line.constData(), 1, static_cast<size_t>(line.size()), stderr);
+}
+
+QString visible(const QString& text)
+{
+    QString shown;
+    shown.reserve(text.size());
+    for (const QChar character : text) {
+        if (character.category() == QChar::Other_Control) {
+            shown += escaped(character);
+        } else {
+            shown += character;
+        }
+    }
+    return shown;
+}
+
+QString jsonText(const QVariant& value)
+{
+    // A document is an object or an array; the array's brackets are taken off again.
+    const QJsonArray wrapped{QJsonValue::fromVariant(value)};
+    const QByteArray text = QJsonDocument(wrapped).toJson(QJsonDocument::Compact);
+    return QString::fromUtf8(text.mid(1, text.size() - 2));
+}
+
+QString timeText(const QDateTime& time)
+{
+    return time.isValid() ? time.toString(Qt::ISODateWithMs) : QStringLiteral("-");
+}
+
+QString fieldLines(const QList<QPair<QString, QString>>& fields)
+{
+    QList<QStringList> rows;
+    for (const auto& field : fields) {
+        rows.append({field.first, field.second.isEmpty() ? QStringLiteral("-") : field.second});
+    }
+    return tableLines(rows);
+}
+
+QString tableLines(const QList<QStringList>& rows)
+{
+    const QVector<int> widths = columnWidths(rows);
+    QString lines;
+    for (const QStringList& row : rows) {
+        for (int column = 0; column < row.size() - 1; ++column) {
+            lines += row.at(column).leftJustified(widths.at(column)) + COLUMN_GAP;
+        }
+        lines += row.last() + QLatin1Char('\n');
+    }
+    return lines;
+}
+
+} // namespace tarvexctl

@@ -1,0 +1,57 @@
+#ifndef OUTPUT_H
+#define OUTPUT_H
+
+#include <QList>
+#include <QPair>
+#include <QString>
+#include <QStringList>
+#include <QVariantMap>
+
+class QDateTime;
+
+/// What the program writes, all of it UTF-8. Data goes to stdout, words to stderr.
+namespace tarvexctl {
+
+/// Writes data in one of two forms: a line of JSON for programs, aligned text for people.
+class Output
+{
+public:
+    explicit Output(bool json) : m_json(json) { }
+
+    bool isJson() const { return m_json; }
+
+    /// Writes \a object as one line. Throws Failure when stdout does not take it.
+    void writeObject(const QVariantMap& object);
+
+    /// Writes a record for people, set apart from the one before by an empty line. Throws Failure as well.
+    void writeRecord(const QString& text);
+
+    /// Tells of something done: the object with --json, otherwise the words, on stderr.
+    void report(const QVariantMap& object, const QString& words);
+
+private:
+    bool m_json;
+    bool m_isFirst = true;
+};
+
+/// Writes the words to stderr on one line, see visible(), with the program's name before them.
+void complain(const QString& words);
+
+/// The text on one line: control characters, which could also steer the terminal, are shown as escapes.
+QString visible(const QString& text);
+
+/// A value as compact JSON.
+QString jsonText(const QVariant& value);
+
+/// Local time in ISO form, to the millisecond; "-" when invalid.
+QString timeText(const QDateTime& time);
+
+/// "Name  value" lines with the values aligned; an empty value is shown as "-".
+QString fieldLines(const QList<QPair<QString, QString>>& fields);
+
+/// Lines with aligned columns.
+QString tableLines(const QList<QStringList>& rows);
+
+} // namespace tarvexctl
+
+#endif // OUTPUT_H

@@ -1,0 +1,36 @@
+#include "owners.h"
+
+#include "arguments.h"
+#include "failure.h"
+#include "output.h"
+
+namespace tarvexctl {
+
+QStringList ownersOrSelf(const QStringList& owners, const QString& self)
+{
+    for (const QString& owner : owners) {
+        requireName(owner, QStringLiteral("OWNER"));
+    }
+    return owners.isEmpty() ? QStringList(self) : owners;
+}
+
+void forEachOwner(const QStringList& owners, const std::function<void(const QString&)>& get)
+{
+    bool anyRefused = false;
+    for (const QString& owner : owners) {
+        try {
+            get(owner);
+        } catch (const Failure& failure) {
+            if (failure.code() == 0) {
+                throw;
+            }
+            complain(owners.size() > 1 ? owner + QLatin1String(": ") + failure.words() : failure.words());
+            anyRefused = true;
+        }
+    }
+    if (anyRefused) {
+        throw Failure(Refused, QString());
+    }
+}
+
+} // namespace tarvexctl

@@ -1,0 +1,128 @@
+#include "settingsverbs.h"
+
+#include "arguments.h"
+#include "busclient.h"
+#include "failure.h"
+#include "output.h"
+#include "owners.h"
+#include "records/clientsettings.h"
+#include "records/tarvexerror.h"
+
+#include <QDateTime>
+
+using tarvex::ClientSettings;
+using tarvex::TarvexError;
+using tarvex::TarvexQueryHandler;
+
+namespace tarvexctl {
+
+namespace {
+
+QString settingsText(const ClientSettings& settings)
+{
+    QString text = fieldLines(
+        {{QStringLiteral("Owner"), visible(settings.owner())},
+         {QStringLiteral("Written"), timeText(settings.dt())},
+         {QStringLiteral("Description"), visible(settings.description())},
+         {QStringLiteral("Mail owner"), settings.mailOwner() ? QStringLiteral("yes") : QStringLiteral("no")}});
+    QList<QStringList> rows{{QStringLiteral("GROUP"), QStringLiteral("KEY"), QStringLiteral("VALUE")}};
+    const QList<QVariant> entries = settings.settings();
+    for (const QVariant& entry : entries) {
+        const QVariantMap map = entry.toMap();
+        rows.append({visible(map.value(QStringLiteral("group")).toString()),
+                     visible(map.value(QStringLiteral("key")).toString()),
+                     visible(jsonText(map.value(QStringLiteral("value"))))});
+    }
+    return text + tableLines(rows);
+}
+
+/// \return false when nothing is stored for \a owner.
+bool loadStored(BusClient& bus, const QString& owner, ClientSettings& settings)
+{
+    try {
+        bus.ask([&](TarvexQueryHandler& handler) { return handler.loadSettings(owner, settings); });
+    } catch (const Failure& failure) {
+        if (failure.code() != TarvexError::NoSettingsForClient) {
+            throw;
+        }
+        return false;
+    }
+    return true;
+}
+
+void mergeChange(const SettingChange& change, ClientSettings& settings)
+{
+    QVariantMap keys;
+    keys.insert(change.key, change.value);
+    QVariantMap groups;
+    groups.insert(change.group, keys);
+    settings.setFormattedSettings(groups, false);
+
+    // Group and key are one path to the bus, and the stored setting with that path may be cut elsewhere: merging then
+    // changes nothing.
+    if (!settings.formattedSettings().value(change.group).toMap().contains(change.key)) {
+        throw Failure(
+            WrongUse,
+            QStringLiteral("\"%1/%2\" is stored already, with the slash between group and key at another place")
+                .arg(change.group, change.key));
+    }
+}
+
+} // namespace
+
+void getSettings(const QString& clientName, const QStringList& owners, Output& output)
+{
+    const QStringList names = ownersOrSelf(owners, clientName);
+    BusClient bus(clientName);
+    forEachOwner(names, [&](const QString& owner) {
+        ClientSettings settings;
+        bus.ask([&](TarvexQueryHandler& handler) { return handler.loadSettings(owner, settings); });
+        if (output.isJson()) {
+            output.writeObject(settings.toVariantMap());
+        } else {
+            output.writeRecord(settingsText(settings));
+        }
+    });
+}
+
+void setSetting(const QString& clientName, const SettingChange& change, Output& output)
+{
+    requireName(change.owner, QStringLiteral("OWNER"));
+    requireName(change.key, QStringLiteral("KEY"));
+    BusClient bus(clientName);
+    ClientSettings settings;
+    const bool wasStored = loadStored(bus, change.owner, settings);
+    mergeChange(change, settings);
+    settings.setOwner(change.owner);
+    settings.setDt(QDateTime::currentDateTime());
+    if (change.description) {
+        settings.setDescription(*change.description);
+    }
+    bus.ask([&](TarvexQueryHandler& handler) { return handler.saveSettings(settings); });
+
+    QVariantMap done;
+    done.insert(QStringLiteral("done"), QStringLiteral("settings set"));
+    done.insert(QStringLiteral("owner"), change.owner);
+    done.insert(QStringLiteral("group"), change.group);
+    done.insert(QStringLiteral("key"), change.key);
+    done.insert(QStringLiteral("value"), change.value);
+    done.insert(QStringLiteral("newRecord"), !wasStored);
+    output.report(done,
+                  QStringLiteral("saved %1/%2 = %3 in the settings of %4%5")
+                      .arg(change.group, change.key, jsonText(change.value), change.owner,
+                           wasStored ? QString() : QStringLiteral(" (its first)")));
+}
+
+void removeSettings(const QString& clientName, const QString& owner, Output& output)
+{
+    requireName(owner, QStringLiteral("OWNER"));
+    BusClient bus(clientName);
+    bus.ask([&](TarvexQueryHandler& handler) { return handler.removeSettings(owner); });
+
+    QVariantMap done;
+    done.insert(QStringLiteral("done"), QStringLiteral("settings remove"));
+    done.insert(QStringLiteral("owner"), owner);
+    output.report(done, QStringLiteral("removed the settings of %1").arg(owner));
+}
+
+} // namespace tarvexctl

@@ -1,9 +1,11 @@
 #include "arguments.h"
 
 #include "failure.h"
+#include "output.h"
 
 #include <QJsonArray>
 #include <QJsonDocument>
+#include <QRegularExpression>
 
 #include <algorithm>
 #include <cctype>
@@ -15,15 +17,22 @@ namespace tarvexctl {
 
 namespace {
 
-/// Cannot begin an option, and is nothing that one types.
-constexpr char NUMBER_MARK = '\x01';
+/// Begins nothing that the parser knows, and is nothing that one types.
+constexpr char MARK = '\x01';
 constexpr int MAX_STATE_TYPE = 127;
 
 std::string marked(const std::string& argument)
 {
     const bool isNegative =
         argument.size() > 1 && argument[0] == '-' && std::isdigit(static_cast<unsigned char>(argument[1])) != 0;
-    return isNegative ? NUMBER_MARK + argument : argument;
+    const bool isBracketed = !argument.empty() && argument[0] == '[';
+    return isNegative || isBracketed ? MARK + argument : argument;
+}
+
+bool isInteger(const QString& text)
+{
+    static const QRegularExpression digits(QStringLiteral("^\\s*-?[1-9][0-9]*\\s*$"));
+    return digits.match(text).hasMatch();
 }
 
 /// The values of a JSON array with \a text between its brackets; empty when that is no JSON.
@@ -44,7 +53,7 @@ std::vector<std::string> parserArguments(int argc, char** argv)
 
 QString text(const std::string& argument)
 {
-    const bool isMarked = !argument.empty() && argument.front() == NUMBER_MARK;
+    const bool isMarked = !argument.empty() && argument.front() == MARK;
     const std::string bytes = isMarked ? argument.substr(1) : argument;
     const QString decoded = QString::fromStdString(bytes);
     if (decoded.toStdString() != bytes) {
@@ -68,8 +77,16 @@ bool isJson(const QString& text)
 QVariant jsonOrText(const QString& text)
 {
     const QJsonArray values = arrayOf(text);
-    // "1,2" makes two elements: it is no JSON value.
-    return values.size() == 1 ? values.first().toVariant() : QVariant(text);
+    if (values.size() != 1) { // "1,2" makes two elements: it is no JSON value
+        return text;
+    }
+    const QVariant value = values.first().toVariant();
+    if (isInteger(text) && jsonText(value) != text.trimmed()) {
+        throw Failure(WrongUse,
+                      QStringLiteral("%1 is too large to be stored exactly as a number; --string stores it as a text")
+                          .arg(text.trimmed()));
+    }
+    return value;
 }
 
 ClientState::EStateType stateTypeFrom(const QString& text)

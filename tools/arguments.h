@@ -13,8 +13,8 @@
 /// From the words of the command line to what the verbs work with. What makes no sense throws Failure with WrongUse.
 namespace tarvexctl {
 
-/// The program's arguments, without its name, prepared for the parser: a negative number, which would be taken for an
-/// option, is marked. text() takes the mark off again.
+/// The program's arguments, without its name, for the parser. It would take a negative number for an option, and a text
+/// in brackets for a list: these are marked. text() takes the mark off again.
 std::vector<std::string> parserArguments(int argc, char** argv);
 
 /// An argument as it was given. Arguments must be UTF-8.
@@ -25,6 +25,7 @@ QStringList texts(const std::vector<std::string>& arguments);
 bool isJson(const QString& text);
 
 /// The JSON value that \a text holds; \a text itself when it is no JSON, so that plain words need no quotes.
+/// An integer beyond what the bus carries exactly (JSON numbers travel as doubles) is refused.
 QVariant jsonOrText(const QString& text);
 
 /// A decimal number from 0 to 127.

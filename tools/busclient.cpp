@@ -42,10 +42,8 @@ Failure openFailure(const QString& name, const LibLog& log)
 Failure askFailure(bool stillOpen, const LibLog& log)
 {
     if (const auto refusal = log.refusal()) {
-        return Failure(
-            Refused,
-            QStringLiteral("refused by the bus: %1 %2").arg(QString::number(refusal->code), refusal->description),
-            refusal->code);
+        const QString answer = QStringLiteral("%1 %2").arg(QString::number(refusal->code), refusal->description);
+        return Failure(Refused, QStringLiteral("refused by the bus: %1").arg(answer.trimmed()), refusal->code);
     }
     if (log.hasFailedWait() || log.lines().isEmpty()) {
         return stillOpen ? silence() : Failure(NoBus, QStringLiteral("the bus closed the connection"));

@@ -74,20 +74,26 @@ std::optional<QString> optionalText(const std::optional<std::string>& argument)
     return argument ? std::optional<QString>(text(*argument)) : std::nullopt;
 }
 
+/// The clients that a verb asks about.
+void addOwners(CLI::App* verb, CommandLine& line)
+{
+    verb->add_option("OWNER", line.owners, "Clients' names; the own name when there is none")->type_name("");
+}
+
 void addSettingsVerbs(CLI::App& program, CommandLine& line)
 {
     CLI::App* settings = program.add_subcommand("settings", "The stored settings of a client");
     settings->require_subcommand(1);
 
     CLI::App* get = settings->add_subcommand("get", "Shows the settings of clients");
-    get->add_option("OWNER", line.owners, "Clients' names; the own name when there is none");
+    addOwners(get, line);
     get->callback([&line] {
         line.run = [&line](const QString& name, Output& output) { getSettings(name, texts(line.owners), output); };
     });
 
     CLI::App* set = settings->add_subcommand("set", "Stores one setting, beside those that are stored");
     set->add_option("OWNER", line.owner, "The client's name")->type_name("")->required();
-    set->add_option("GROUP", line.group, "The setting's group; may be empty")->required();
+    set->add_option("GROUP", line.group, "The setting's group; may be empty")->type_name("")->required();
     set->add_option("KEY", line.key, "The setting's name within the group")->type_name("")->required();
     set->add_option("VALUE", line.value, "The value: JSON, or else a text")->type_name("")->required();
     set->add_flag("--string", line.valueIsText, "Takes VALUE as a text even if it is JSON");
@@ -115,7 +121,7 @@ void addStateVerbs(CLI::App& program, CommandLine& line)
     state->require_subcommand(1);
 
     CLI::App* get = state->add_subcommand("get", "Shows the states of clients");
-    get->add_option("OWNER", line.owners, "Clients' names; the own name when there is none");
+    addOwners(get, line);
     get->callback([&line] {
         line.run = [&line](const QString& name, Output& output) { getStates(name, texts(line.owners), output); };
     });

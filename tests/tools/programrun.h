@@ -1,0 +1,40 @@
+#ifndef PROGRAMRUN_H
+#define PROGRAMRUN_H
+
+#include <QByteArray>
+#include <QProcess>
+#include <QStringList>
+#include <QVariantMap>
+
+/// One run of tarvexctl.
+class ProgramRun
+{
+public:
+    /// Starts the program; SIGINT has its default meaning there, however the test itself was started.
+    explicit ProgramRun(const QStringList& arguments);
+    ~ProgramRun();
+    Q_DISABLE_COPY_MOVE(ProgramRun)
+
+    /// The program's file.
+    static QString program();
+
+    /// Waits for the end, up to \a patienceMs. \return the exit status; -1 when it did not end, or crashed.
+    int status(int patienceMs = 20000);
+
+    /// What it wrote, to be asked after status().
+    QByteArray out() const { return m_out; }
+
+    QByteArray err() const { return m_err; }
+
+    /// The lines of out(), each of which must be one JSON object; empty when one is not.
+    QList<QVariantMap> objects() const;
+
+    qint64 processId() const { return m_process.processId(); }
+
+private:
+    QProcess m_process;
+    QByteArray m_out;
+    QByteArray m_err;
+};
+
+#endif // PROGRAMRUN_H

@@ -1,0 +1,151 @@
+#include "fakebus.h"
+#include "programrun.h"
+
+#include <QDateTime>
+#include <QTest>
+
+/// What the program understands, and what it refuses before it has spoken to the bus.
+class TstCommandLine : public QObject
+{
+    Q_OBJECT
+private Q_SLOTS:
+    void help_ofProgramAndVerbs_data();
+    void help_ofProgramAndVerbs();
+    void version_isTheLibrarys();
+    void version_asJson_isOneObject();
+    void wrongUse_isRefusedBeforeConnecting_data();
+    void wrongUse_isRefusedBeforeConnecting();
+    void optionsOfProgram_afterVerb_areUnderstood();
+    void stdoutFull_isTold();
+};
+
+void TstCommandLine::help_ofProgramAndVerbs_data()
+{
+    QTest::addColumn<QStringList>("verb");
+    QTest::addColumn<QByteArrayList>("mentioned");
+    QTest::newRow("program") << QStringList() << QByteArrayList{"--as", "--json", "settings", "state", "send", "130"};
+    QTest::newRow("settings") << QStringList{QStringLiteral("settings")} << QByteArrayList{"get", "set", "remove"};
+    QTest::newRow("settings get") << QStringList{QStringLiteral("settings"), QStringLiteral("get")}
+                                  << QByteArrayList{"OWNER..."};
+    QTest::newRow("settings set") << QStringList{QStringLiteral("settings"), QStringLiteral("set")}
+                                  << QByteArrayList{"OWNER GROUP KEY VALUE", "--string", "--description"};
+    QTest::newRow("settings remove") << QStringList{QStringLiteral("settings"), QStringLiteral("remove")}
+                                     << QByteArrayList{"OWNER"};
+    QTest::newRow("state") << QStringList{QStringLiteral("state")} << QByteArrayList{"get", "set"};
+    QTest::newRow("state get") << QStringList{QStringLiteral("state"), QStringLiteral("get")}
+                               << QByteArrayList{"OWNER..."};
+    QTest::newRow("state set") << QStringList{QStringLiteral("state"), QStringLiteral("set")}
+                               << QByteArrayList{"TEXT", "--type", "--description"};
+    QTest::newRow("send") << QStringList{QStringLiteral("send")} << QByteArrayList{"RECEIVER [TEXT]", "--command NAME"};
+}
+
+void TstCommandLine::help_ofProgramAndVerbs()
+{
+    QFETCH(QStringList, verb);
+    QFETCH(QByteArrayList, mentioned);
+    ProgramRun run(verb + QStringList{QStringLiteral("--help")});
+    QCOMPARE(run.status(), 0);
+    QCOMPARE(run.err(), QByteArray());
+    for (const QByteArray& word : qAsConst(mentioned)) {
+        QVERIFY2(run.out().contains(word), word.constData());
+    }
+}
+
+void TstCommandLine::version_isTheLibrarys()
+{
+    ProgramRun run({QStringLiteral("--version")});
+    QCOMPARE(run.status(), 0);
+    const QString line = QString::fromUtf8(run.out());
+    QVERIFY2(line.startsWith(QLatin1String("tarvexctl 5.0.28, built ")), run.out().constData());
+    const QDateTime built = QDateTime::fromString(line.section(QLatin1Char(' '), -1).trimmed(), Qt::ISODate);
+    QVERIFY2(built.isValid(), run.out().constData());
+}
+
+void TstCommandLine::version_asJson_isOneObject()
+{
+    ProgramRun run({QStringLiteral("--json"), QStringLiteral("--version")});
+    QCOMPARE(run.status(), 0);
+    QCOMPARE(run.objects().size(), 1);
+    const QVariantMap object = run.objects().first();
+    QCOMPARE(object.keys(),
+             (QStringList{QStringLiteral("buildTime"), QStringLiteral("program"), QStringLiteral("version")}));
+    QCOMPARE(object.value(QStringLiteral("version")).toString(), QStringLiteral("5.0.28"));
+}
+
+void TstCommandLine::wrongUse_isRefusedBeforeConnecting_data()
+{
+    QTest::addColumn<QString>("line");
+    QTest::addColumn<QByteArray>("words");
+    // "''" stands for an empty argument.
+    QTest::newRow("nothing") << QString() << QByteArray("a verb is missing");
+    QTest::newRow("unknown verb") << QStringLiteral("listen") << QByteArray("listen");
+    QTest::newRow("unknown option") << QStringLiteral("state get --all") << QByteArray("--all");
+    QTest::newRow("settings alone") << QStringLiteral("settings") << QByteArray("subcommand is required");
+    QTest::newRow("state alone") << QStringLiteral("state") << QByteArray("subcommand is required");
+    QTest::newRow("empty name") << QStringLiteral("--as '' state get") << QByteArray("--as must not be empty");
+    QTest::newRow("get empty") << QStringLiteral("settings get printer ''") << QByteArray("OWNER must not be empty");
+    QTest::newRow("state get empty") << QStringLiteral("state get ''") << QByteArray("OWNER must not be empty");
+    QTest::newRow("set without value") << QStringLiteral("settings set a b c") << QByteArray("VALUE is required");
+    QTest::newRow("set too much") << QStringLiteral("settings set a b c 1 2") << QByteArray("not expected: 2");
+    QTest::newRow("set empty owner") << QStringLiteral("settings set '' b c 1")
+                                     << QByteArray("OWNER must not be empty");
+    QTest::newRow("set empty key") << QStringLiteral("settings set a b '' 1") << QByteArray("KEY must not be empty");
+    QTest::newRow("set too large") << QStringLiteral("settings set a b c 9007199254740993")
+                                   << QByteArray("9007199254740993 is too large");
+    QTest::newRow("set far too large") << QStringLiteral("settings set a b c 123456789012345678901234567890")
+                                       << QByteArray("123456789012345678901234567890 is too large");
+    QTest::newRow("remove nobody") << QStringLiteral("settings remove") << QByteArray("OWNER is required");
+    QTest::newRow("remove empty") << QStringLiteral("settings remove ''") << QByteArray("OWNER must not be empty");
+    QTest::newRow("state without text") << QStringLiteral("state set") << QByteArray("TEXT is required");
+    QTest::newRow("type -1") << QStringLiteral("state set ok --type -1") << QByteArray("from 0 to 127, not \"-1\"");
+    QTest::newRow("type 128") << QStringLiteral("state set ok --type 128") << QByteArray("from 0 to 127, not \"128\"");
+    QTest::newRow("type word") << QStringLiteral("state set ok --type big") << QByteArray("from 0 to 127, not \"big\"");
+    QTest::newRow("send nothing") << QStringLiteral("send gui") << QByteArray("send needs a TEXT, or a --command");
+    QTest::newRow("send to nobody") << QStringLiteral("send '' text") << QByteArray("RECEIVER must not be empty");
+    QTest::newRow("empty command") << QStringLiteral("send gui --command ''") << QByteArray("--command must not be");
+    QTest::newRow("bad JSON") << QStringLiteral("send gui --command beep {\"a\":") << QByteArray("no JSON: ");
+    QTest::newRow("no JSON") << QStringLiteral("send gui --command beep loud") << QByteArray("no JSON: ");
+    QTest::newRow("array") << QStringLiteral("send gui --command beep [1]") << QByteArray("must be a JSON object");
+    QTest::newRow("number") << QStringLiteral("send gui --command beep 5") << QByteArray("must be a JSON object");
+}
+
+void TstCommandLine::wrongUse_isRefusedBeforeConnecting()
+{
+    QFETCH(QString, line);
+    QFETCH(QByteArray, words);
+    FakeBus bus;
+    QVERIFY(bus.isListening());
+    QStringList arguments = line.split(QLatin1Char(' '), Qt::SkipEmptyParts);
+    arguments.replaceInStrings(QStringLiteral("''"), QString());
+    ProgramRun run(arguments);
+    QCOMPARE(run.status(), 2);
+    QCOMPARE(run.out(), QByteArray());
+    QVERIFY2(run.err().startsWith("tarvexctl: ") && run.err().count('\n') == 1, run.err().constData());
+    QVERIFY2(run.err().contains(words), run.err().constData());
+    QCOMPARE(bus.connectionCount(), 0);
+}
+
+void TstCommandLine::optionsOfProgram_afterVerb_areUnderstood()
+{
+    FakeBus bus;
+    bus.willReply(QStringLiteral("loadState"), 0, QString(), {{QStringLiteral("owner"), QStringLiteral("printer")}});
+    ProgramRun run({QStringLiteral("state"), QStringLiteral("get"), QStringLiteral("printer"), QStringLiteral("--as"),
+                    QStringLiteral("monitoring"), QStringLiteral("--json")});
+    QCOMPARE(run.status(), 0);
+    QCOMPARE(run.objects().size(), 1);
+    QCOMPARE(bus.handshakes().size(), 1);
+    QCOMPARE(bus.handshakes().first().data.value(QStringLiteral("name")).toString(), QStringLiteral("monitoring"));
+}
+
+void TstCommandLine::stdoutFull_isTold()
+{
+    QProcess process;
+    process.setStandardOutputFile(QStringLiteral("/dev/full"));
+    process.start(ProgramRun::program(), {QStringLiteral("--version")});
+    QVERIFY(process.waitForFinished());
+    QCOMPARE(process.exitCode(), 1);
+    QVERIFY(process.readAllStandardError().startsWith("tarvexctl: cannot write to stdout: "));
+}
+
+QTEST_GUILESS_MAIN(TstCommandLine)
+#include "tst_commandline.moc"

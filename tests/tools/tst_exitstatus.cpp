@@ -1,0 +1,191 @@
+#include "fakebus.h"
+#include "programrun.h"
+
+#include <QElapsedTimer>
+#include <QTest>
+
+#include <csignal>
+
+namespace {
+
+QStringList someVerb()
+{
+    return {QStringLiteral("settings"), QStringLiteral("get"), QStringLiteral("printer")};
+}
+
+} // namespace
+
+/// What the program ends with when the bus does not do as it is asked; success and wrong use are tested with the verbs.
+class TstExitStatus : public QObject
+{
+    Q_OBJECT
+private Q_SLOTS:
+    void noServer_is3();
+    void handshakeRefused_is3();
+    void connectionClosedInHandshake_is3();
+    void handshakeAnsweredByStranger_is3();
+    void handshakeAnsweredBySomethingElse_is3();
+    void connectionClosedInRequest_is3();
+    void connectionResetInRequest_is3();
+    void replyOfStranger_is3();
+    void replyCutOff_is3();
+    void refused_is1_data();
+    void refused_is1();
+    void silence_is4();
+    void interruptedWhileWaiting_is130();
+};
+
+void TstExitStatus::noServer_is3()
+{
+    ProgramRun run(someVerb());
+    QCOMPARE(run.status(), 3);
+    QCOMPARE(run.out(), QByteArray());
+    QCOMPARE(run.err(), QByteArray("tarvexctl: no bus to be reached on 127.0.0.1: Connection refused\n"));
+}
+
+void TstExitStatus::handshakeRefused_is3()
+{
+    FakeBus bus;
+    bus.willRefuseHandshake(3);
+    ProgramRun run(QStringList{QStringLiteral("--as"), QStringLiteral("thief")} + someVerb());
+    QCOMPARE(run.status(), 3);
+    QCOMPARE(run.out(), QByteArray());
+    QCOMPARE(run.err(), QByteArray("tarvexctl: the bus refused the handshake of \"thief\"\n"));
+    QVERIFY(bus.requests().isEmpty());
+}
+
+void TstExitStatus::connectionClosedInHandshake_is3()
+{
+    FakeBus bus;
+    bus.willAnswerHandshake([](FakeBus::Peer& peer, const FakeBus::Request&) { peer.close(); });
+    ProgramRun run(someVerb());
+    QCOMPARE(run.status(), 3);
+    QCOMPARE(run.out(), QByteArray());
+    QCOMPARE(run.err(), QByteArray("tarvexctl: the bus closed the connection during the handshake\n"));
+}
+
+void TstExitStatus::handshakeAnsweredByStranger_is3()
+{
+    FakeBus bus;
+    bus.willAnswerHandshake([](FakeBus::Peer& peer, const FakeBus::Request&) { peer.send("HTTP/1.1\r\n"); });
+    ProgramRun run(someVerb());
+    QCOMPARE(run.status(), 3);
+    QCOMPARE(run.out(), QByteArray());
+    QCOMPARE(run.err(),
+             QByteArray("tarvexctl: what answered is no reply of the bus: Incorrect reply header: HTTP/1.1\n"));
+}
+
+void TstExitStatus::handshakeAnsweredBySomethingElse_is3()
+{
+    FakeBus bus;
+    bus.willAnswerHandshake([](FakeBus::Peer& peer, const FakeBus::Request&) {
+        peer.send(FakeBus::replyFrame(QStringLiteral("saveState"), 0));
+    });
+    ProgramRun run(someVerb());
+    QCOMPARE(run.status(), 3);
+    QCOMPARE(run.out(), QByteArray());
+    QVERIFY(bus.requests().isEmpty());
+}
+
+void TstExitStatus::connectionClosedInRequest_is3()
+{
+    FakeBus bus;
+    bus.willClose();
+    ProgramRun run(someVerb());
+    QCOMPARE(run.status(), 3);
+    QCOMPARE(run.out(), QByteArray());
+    QCOMPARE(run.err(), QByteArray("tarvexctl: the bus closed the connection\n"));
+}
+
+void TstExitStatus::connectionResetInRequest_is3()
+{
+    FakeBus bus;
+    bus.willDo([](FakeBus::Peer& peer, const FakeBus::Request&) { peer.reset(); });
+    ProgramRun run(someVerb());
+    QCOMPARE(run.status(), 3);
+    QCOMPARE(run.out(), QByteArray());
+    QCOMPARE(run.err(), QByteArray("tarvexctl: the bus closed the connection\n"));
+}
+
+void TstExitStatus::replyOfStranger_is3()
+{
+    FakeBus bus;
+    bus.willSend(FakeBus::frame("[-REPLY-]", "no base64, no JSON"));
+    ProgramRun run(someVerb());
+    QCOMPARE(run.status(), 3);
+    QCOMPARE(run.out(), QByteArray());
+    QVERIFY2(run.err().startsWith("tarvexctl: what answered is no reply of the bus: "), run.err().constData());
+    QCOMPARE(run.err().count('\n'), 1);
+}
+
+void TstExitStatus::replyCutOff_is3()
+{
+    FakeBus bus;
+    bus.willDo([](FakeBus::Peer& peer, const FakeBus::Request&) {
+        const QByteArray frame = FakeBus::replyFrame(QStringLiteral("loadSettings"), 0);
+        peer.send(frame.left(frame.size() - 1));
+        peer.close();
+    });
+    ProgramRun run(someVerb());
+    QCOMPARE(run.status(), 3);
+    QCOMPARE(run.out(), QByteArray());
+    QVERIFY2(run.err().contains("Incorrect reply data size"), run.err().constData());
+    QCOMPARE(run.err().count('\n'), 1);
+}
+
+void TstExitStatus::refused_is1_data()
+{
+    QTest::addColumn<int>("code");
+    QTest::addColumn<QString>("description");
+    QTest::addColumn<QByteArray>("told");
+    QTest::newRow("settings") << 5 << QStringLiteral("There are no settings for client")
+                              << QByteArray("5 There are no settings for client");
+    QTest::newRow("largest code") << 65535 << QStringLiteral("?") << QByteArray("65535 ?");
+    QTest::newRow("no text") << 4 << QString() << QByteArray("4");
+    QTest::newRow("text with tab") << 2 << QStringLiteral("a\tb") << QByteArray("2 a\\tb");
+    QTest::newRow("text with lines") << 2 << QStringLiteral("a\nb\x1b[2J") << QByteArray("2 a\\nb\\x1b[2J");
+}
+
+void TstExitStatus::refused_is1()
+{
+    QFETCH(int, code);
+    QFETCH(QString, description);
+    QFETCH(QByteArray, told);
+    FakeBus bus;
+    bus.willReply(QStringLiteral("loadSettings"), code, description,
+                  {{QStringLiteral("note"), QStringLiteral("a tab:\t")}});
+    ProgramRun run(someVerb());
+    QCOMPARE(run.status(), 1);
+    QCOMPARE(run.out(), QByteArray());
+    QCOMPARE(run.err(), QByteArray("tarvexctl: refused by the bus: " + told + '\n'));
+}
+
+// The library waits 30 s for a reply, and nothing can shorten it: the one test that goes through with it.
+void TstExitStatus::silence_is4()
+{
+    FakeBus bus;
+    bus.willSayNothing();
+    QElapsedTimer timer;
+    timer.start();
+    ProgramRun run(someVerb());
+    QCOMPARE(run.status(60000), 4);
+    QVERIFY(timer.elapsed() >= 29000);
+    QCOMPARE(run.out(), QByteArray());
+    QCOMPARE(run.err(), QByteArray("tarvexctl: the bus is there, but nothing came within 30 s\n"));
+}
+
+void TstExitStatus::interruptedWhileWaiting_is130()
+{
+    FakeBus bus;
+    bus.willReply(QStringLiteral("loadSettings"));
+    bus.willSayNothing();
+    ProgramRun run(someVerb() + QStringList{QStringLiteral("cashbox"), QStringLiteral("--json")});
+    QVERIFY(bus.waitForRequests(2));
+    QCOMPARE(::kill(static_cast<pid_t>(run.processId()), SIGINT), 0);
+    QCOMPARE(run.status(), 130);
+    QCOMPARE(run.objects().size(), 1);
+    QCOMPARE(run.err(), QByteArray("tarvexctl: interrupted\n"));
+}
+
+QTEST_GUILESS_MAIN(TstExitStatus)
+#include "tst_exitstatus.moc"

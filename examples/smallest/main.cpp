@@ -3,6 +3,7 @@
 
 #include <QCoreApplication>
 #include <QDebug>
+#include <QJsonDocument>
 
 using namespace tarvex;
 
@@ -23,7 +24,8 @@ int main(int argc, char** argv)
     const bool done = bus.open() && bus.saveSettings(settings) && bus.saveState(state)
         && bus.loadSettings(QString(), settings) && bus.loadState(QString(), state) && bus.sendMessage(message);
     if (done) {
-        qInfo() << settings.formattedSettings() << state.state();
+        const QJsonDocument stored = QJsonDocument::fromVariant(settings.formattedSettings());
+        qInfo().noquote() << stored.toJson(QJsonDocument::Compact) << state.state();
     }
     return done ? 0 : 1;
 }

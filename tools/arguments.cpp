@@ -55,7 +55,7 @@ QString text(const std::string& argument)
 {
     const bool isMarked = !argument.empty() && argument.front() == MARK;
     const std::string bytes = isMarked ? argument.substr(1) : argument;
-    const QString decoded = QString::fromStdString(bytes);
+    QString decoded = QString::fromStdString(bytes);
     if (decoded.toStdString() != bytes) {
         throw Failure(WrongUse, QStringLiteral("an argument is no UTF-8 text: %1").arg(decoded));
     }
@@ -80,7 +80,7 @@ QVariant jsonOrText(const QString& text)
     if (values.size() != 1) { // "1,2" makes two elements: it is no JSON value
         return text;
     }
-    const QVariant value = values.first().toVariant();
+    QVariant value = values.first().toVariant();
     if (isInteger(text) && jsonText(value) != text.trimmed()) {
         throw Failure(WrongUse,
                       QStringLiteral("%1 is too large to be stored exactly as a number; --string stores it as a text")

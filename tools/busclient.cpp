@@ -17,7 +17,7 @@ Failure silence()
 
 Failure notUnderstood(const LibLog& log)
 {
-    const QString line = log.lines().isEmpty() ? QStringLiteral("unknown") : log.lines().first();
+    const QString line = log.lines().isEmpty() ? QStringLiteral("unknown") : log.lines().constFirst();
     return Failure(NoBus,
                    QStringLiteral("what answered is no reply of the bus: %1")
                        .arg(line.section(QLatin1Char('\n'), 0, 0).left(MAX_SHOWN_LENGTH)));

@@ -13,14 +13,19 @@ const QLatin1String SOCKET_TIME_OUT("QAbstractSocket::SocketTimeoutError");
 constexpr int REFUSAL_FIELDS = 5;
 
 // The program has one thread, and a message handler has no place for data of its own.
-QStringList capturedLines;
 QtMessageHandler previousHandler = nullptr;
+
+QStringList& capturedLines()
+{
+    static QStringList lines;
+    return lines;
+}
 
 void capture(QtMsgType type, const QMessageLogContext& context, const QString& text)
 {
     const bool isDefault = context.category == nullptr || std::strcmp(context.category, "default") == 0;
     if (isDefault && type != QtFatalMsg) {
-        capturedLines.append(text);
+        capturedLines().append(text);
     } else if (previousHandler != nullptr) {
         previousHandler(type, context, text);
     }
@@ -46,7 +51,7 @@ std::optional<LibLog::Refusal> refusalIn(const QString& line)
 
 LibLog::LibLog()
 {
-    capturedLines.clear();
+    capturedLines().clear();
     m_previous = qInstallMessageHandler(capture);
     previousHandler = m_previous;
 }
@@ -58,13 +63,13 @@ LibLog::~LibLog()
 
 QStringList LibLog::lines() const
 {
-    return capturedLines;
+    return capturedLines();
 }
 
 std::optional<LibLog::Refusal> LibLog::refusal() const
 {
-    for (const QString& line : qAsConst(capturedLines)) {
-        if (const auto found = refusalIn(line)) {
+    for (const QString& line : qAsConst(capturedLines())) {
+        if (auto found = refusalIn(line)) {
             return found;
         }
     }
@@ -73,12 +78,12 @@ std::optional<LibLog::Refusal> LibLog::refusal() const
 
 bool LibLog::hasFailedWait() const
 {
-    return capturedLines.contains(FAILED_WAIT);
+    return capturedLines().contains(FAILED_WAIT);
 }
 
 QString LibLog::socketErrorText() const
 {
-    for (auto line = capturedLines.crbegin(); line != capturedLines.crend(); ++line) {
+    for (auto line = capturedLines().crbegin(); line != capturedLines().crend(); ++line) {
         if (line->startsWith(SOCKET_ERROR)) {
             return line->section(QLatin1Char(' '), 1);
         }
@@ -88,7 +93,7 @@ QString LibLog::socketErrorText() const
 
 bool LibLog::hasTimeOut() const
 {
-    for (const QString& line : qAsConst(capturedLines)) {
+    for (const QString& line : qAsConst(capturedLines())) {
         if (line.startsWith(SOCKET_TIME_OUT)) {
             return true;
         }

@@ -236,6 +236,9 @@ int main(int argc, char** argv)
             complain(failure.words());
         }
         return failure.status();
+    } catch (const std::exception& error) {
+        complain(QString::fromUtf8(error.what()));
+        return WrongUse;
     }
     return Done;
 }

@@ -18,7 +18,7 @@ namespace {
 
 QJsonObject objectFrom(const QString& text)
 {
-    QJsonParseError error;
+    QJsonParseError error{};
     const QJsonDocument document = QJsonDocument::fromJson(text.toUtf8(), &error);
     if (document.isObject()) {
         return document.object();

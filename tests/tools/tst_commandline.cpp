@@ -66,7 +66,7 @@ void TstCommandLine::version_asJson_isOneObject()
     ProgramRun run({QStringLiteral("--json"), QStringLiteral("--version")});
     QCOMPARE(run.status(), 0);
     QCOMPARE(run.objects().size(), 1);
-    const QVariantMap object = run.objects().first();
+    const QVariantMap object = run.objects().constFirst();
     QCOMPARE(object.keys(),
              (QStringList{QStringLiteral("buildTime"), QStringLiteral("program"), QStringLiteral("version")}));
     QCOMPARE(object.value(QStringLiteral("version")).toString(), QStringLiteral("5.0.28"));
@@ -134,7 +134,7 @@ void TstCommandLine::optionsOfProgram_afterVerb_areUnderstood()
     QCOMPARE(run.status(), 0);
     QCOMPARE(run.objects().size(), 1);
     QCOMPARE(bus.handshakes().size(), 1);
-    QCOMPARE(bus.handshakes().first().data.value(QStringLiteral("name")).toString(), QStringLiteral("monitoring"));
+    QCOMPARE(bus.handshakes().constFirst().data.value(QStringLiteral("name")).toString(), QStringLiteral("monitoring"));
 }
 
 void TstCommandLine::stdoutFull_isTold()

@@ -40,8 +40,8 @@ void TstSendVerb::send_text_isSentAsItIs()
     QCOMPARE(run.status(), 0);
     QCOMPARE(run.out(), QByteArray());
     QCOMPARE(bus.requests().size(), 1);
-    QCOMPARE(bus.requests().first().operation, QStringLiteral("sendMessage"));
-    const QVariantMap sent = bus.requests().first().data;
+    QCOMPARE(bus.requests().constFirst().operation, QStringLiteral("sendMessage"));
+    const QVariantMap sent = bus.requests().constFirst().data;
     QCOMPARE(sent.value(QStringLiteral("sender")).toString(), QStringLiteral("printer"));
     QCOMPARE(sent.value(QStringLiteral("reciever")).toString(), QStringLiteral("gui"));
     QCOMPARE(sent.value(QStringLiteral("message")).toString(), text);
@@ -72,7 +72,7 @@ void TstSendVerb::send_command_isCompactJson()
     }
     ProgramRun run(arguments);
     QCOMPARE(run.status(), 0);
-    QCOMPARE(bus.requests().first().data.value(QStringLiteral("message")).toString(), text);
+    QCOMPARE(bus.requests().constFirst().data.value(QStringLiteral("message")).toString(), text);
 }
 
 void TstSendVerb::send_asJson_tellsUidThatWasSent()
@@ -82,12 +82,13 @@ void TstSendVerb::send_asJson_tellsUidThatWasSent()
     ProgramRun run({QStringLiteral("--json"), QStringLiteral("send"), QStringLiteral("gui"), QStringLiteral("hello")});
     QCOMPARE(run.status(), 0);
     QCOMPARE(run.err(), QByteArray());
-    QCOMPARE(run.objects(),
-             (QList<QVariantMap>{{{QStringLiteral("done"), QStringLiteral("send")},
-                                  {QStringLiteral("sender"), QStringLiteral("tarvexctl")},
-                                  {QStringLiteral("reciever"), QStringLiteral("gui")},
-                                  {QStringLiteral("message"), QStringLiteral("hello")},
-                                  {QStringLiteral("uid"), bus.requests().first().data.value(QStringLiteral("UID"))}}}));
+    QCOMPARE(
+        run.objects(),
+        (QList<QVariantMap>{{{QStringLiteral("done"), QStringLiteral("send")},
+                             {QStringLiteral("sender"), QStringLiteral("tarvexctl")},
+                             {QStringLiteral("reciever"), QStringLiteral("gui")},
+                             {QStringLiteral("message"), QStringLiteral("hello")},
+                             {QStringLiteral("uid"), bus.requests().constFirst().data.value(QStringLiteral("UID"))}}}));
 }
 
 void TstSendVerb::send_refused_leavesStdoutClean()

@@ -92,9 +92,9 @@ void TstSettingsVerbs::get_writesAlignedTable()
                         "         id    null\n"));
     QCOMPARE(run.err(), QByteArray());
     QCOMPARE(bus.requests().size(), 1);
-    QCOMPARE(bus.requests().first().operation, QStringLiteral("loadSettings"));
+    QCOMPARE(bus.requests().constFirst().operation, QStringLiteral("loadSettings"));
     QCOMPARE(sent(bus, 0), (QVariantMap{{QStringLiteral("owner"), QStringLiteral("printer")}}));
-    QCOMPARE(bus.handshakes().first().data, (QVariantMap{{QStringLiteral("name"), QStringLiteral("tarvexctl")}}));
+    QCOMPARE(bus.handshakes().constFirst().data, (QVariantMap{{QStringLiteral("name"), QStringLiteral("tarvexctl")}}));
 }
 
 void TstSettingsVerbs::get_withoutOwner_asksForOwnName()
@@ -321,7 +321,7 @@ void TstSettingsVerbs::remove_asksBusToRemove()
     QCOMPARE(run.out(), QByteArray());
     QCOMPARE(run.err(), QByteArray("tarvexctl: removed the settings of printer\n"));
     QCOMPARE(bus.requests().size(), 1);
-    QCOMPARE(bus.requests().first().operation, QStringLiteral("removeSettings"));
+    QCOMPARE(bus.requests().constFirst().operation, QStringLiteral("removeSettings"));
     QCOMPARE(sent(bus, 0).value(QStringLiteral("owner")).toString(), QStringLiteral("printer"));
 }
 

@@ -45,8 +45,8 @@ void TstStateVerbs::get_writesAlignedFields()
                         "State        {\"paper\":\"low\"}\n"));
     QCOMPARE(run.err(), QByteArray());
     QCOMPARE(bus.requests().size(), 1);
-    QCOMPARE(bus.requests().first().operation, QStringLiteral("loadState"));
-    QCOMPARE(bus.requests().first().data, (QVariantMap{{QStringLiteral("owner"), QStringLiteral("printer")}}));
+    QCOMPARE(bus.requests().constFirst().operation, QStringLiteral("loadState"));
+    QCOMPARE(bus.requests().constFirst().data, (QVariantMap{{QStringLiteral("owner"), QStringLiteral("printer")}}));
 }
 
 void TstStateVerbs::get_withoutOwner_asksForOwnName()
@@ -55,7 +55,7 @@ void TstStateVerbs::get_withoutOwner_asksForOwnName()
     bus.willReply(QStringLiteral("loadState"));
     ProgramRun run({QStringLiteral("--as"), QStringLiteral("cashbox"), QStringLiteral("state"), QStringLiteral("get")});
     QCOMPARE(run.status(), 0);
-    QCOMPARE(bus.requests().first().data, (QVariantMap{{QStringLiteral("owner"), QStringLiteral("cashbox")}}));
+    QCOMPARE(bus.requests().constFirst().data, (QVariantMap{{QStringLiteral("owner"), QStringLiteral("cashbox")}}));
 }
 
 void TstStateVerbs::get_asJson_writesOneRecordALine()
@@ -92,8 +92,8 @@ void TstStateVerbs::set_storesUnderOwnName()
     QCOMPARE(run.out(), QByteArray());
     QCOMPARE(run.err(), QByteArray("tarvexctl: saved the state of printer\n"));
     QCOMPARE(bus.requests().size(), 1);
-    QCOMPARE(bus.requests().first().operation, QStringLiteral("saveState"));
-    QVariantMap saved = bus.requests().first().data;
+    QCOMPARE(bus.requests().constFirst().operation, QStringLiteral("saveState"));
+    QVariantMap saved = bus.requests().constFirst().data;
     const QDateTime date = QDateTime::fromString(saved.take(QStringLiteral("date")).toString(), Qt::ISODateWithMs);
     QVERIFY(before.msecsTo(date) >= 0 && date.msecsTo(QDateTime::currentDateTime()) >= 0);
     QCOMPARE(saved,
@@ -119,7 +119,7 @@ void TstStateVerbs::set_typeAndDescription_areStored()
     ProgramRun run({QStringLiteral("state"), QStringLiteral("set"), QStringLiteral("-5"), QStringLiteral("--type"),
                     QString::number(type), QStringLiteral("--description"), QStringLiteral("Degrees outside")});
     QCOMPARE(run.status(), 0);
-    const QVariantMap saved = bus.requests().first().data;
+    const QVariantMap saved = bus.requests().constFirst().data;
     QCOMPARE(saved.value(QStringLiteral("type")).toInt(), type);
     QCOMPARE(saved.value(QStringLiteral("description")).toString(), QStringLiteral("Degrees outside"));
     QCOMPARE(saved.value(QStringLiteral("state")).toString(), QStringLiteral("-5"));
@@ -133,7 +133,7 @@ void TstStateVerbs::set_asJson_tellsWhatWasDone()
                     QStringLiteral("--type"), QStringLiteral("2")});
     QCOMPARE(run.status(), 0);
     QCOMPARE(run.err(), QByteArray());
-    QVariantMap expected = bus.requests().first().data;
+    QVariantMap expected = bus.requests().constFirst().data;
     expected.insert(QStringLiteral("done"), QStringLiteral("state set"));
     QCOMPARE(expected.value(QStringLiteral("owner")).toString(), QStringLiteral("tarvexctl"));
     QCOMPARE(run.objects(), QList<QVariantMap>{expected});

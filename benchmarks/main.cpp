@@ -1,0 +1,23 @@
+#include "codecbenchmark.h"
+#include "exchangebenchmark.h"
+
+#include <QCoreApplication>
+#include <QString>
+
+#include <benchmark/benchmark.h>
+
+int main(int argc, char** argv)
+{
+    QCoreApplication application(argc, argv); // sockets need it
+    benchmark::Initialize(&argc, argv);
+    if (benchmark::ReportUnrecognizedArguments(argc, argv)) {
+        return 2;
+    }
+    benchmark::AddCustomContext("qt", qVersion());
+    benchmark::AddCustomContext("compiler", TARVEX_COMPILER);
+    registerCodecBenchmarks();
+    registerExchangeBenchmarks();
+    benchmark::RunSpecifiedBenchmarks();
+    benchmark::Shutdown();
+    return 0;
+}

@@ -5,6 +5,8 @@
 #include <QElapsedTimer>
 #include <QThread>
 
+#include <algorithm>
+
 namespace tarvex::socketreader {
 
 namespace {
@@ -95,7 +97,8 @@ QByteArray readPayload(const QPointer<QTcpSocket>& socket, qint32 size)
         }
         const qint64 missing = size - payload.size();
         quiet.takeInUpTo(missing);
-        const QByteArray piece = socket->read(missing);
+        // read() allocates what it is asked for, so it is asked for no more than has come.
+        const QByteArray piece = socket->read(std::min(missing, socket->bytesAvailable()));
         payload += piece;
         if (!piece.isEmpty()) {
             silence.start();

@@ -3,6 +3,7 @@
 option(TARVEX_BUILD_TOOLS "Build the development bus, tarvexctl and the examples" ON)
 option(TARVEX_BUILD_TESTS "Build the tests" ${PROJECT_IS_TOP_LEVEL})
 option(TARVEX_BUILD_BENCHMARKS "Build the benchmarks (needs Google Benchmark)" ${PROJECT_IS_TOP_LEVEL})
+option(TARVEX_FUZZ "Build the fuzz target with the fuzzing engine (needs clang)" OFF)
 option(TARVEX_WARNINGS_AS_ERRORS "Treat compiler warnings as errors" OFF)
 option(TARVEX_COVERAGE "Instrument for line coverage" OFF)
 set(TARVEX_SANITIZE "" CACHE STRING "Value for -fsanitize=, empty for none")

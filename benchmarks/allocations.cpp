@@ -12,9 +12,12 @@ thread_local long counter = 0;
 // allocations pass through here too. free() needs no counterpart: the blocks are the C library's own.
 extern "C" {
 
+// NOLINTBEGIN(bugprone-reserved-identifier): the C library's names for its own
 void* __libc_malloc(std::size_t size);
 void* __libc_calloc(std::size_t count, std::size_t size);
 void* __libc_realloc(void* block, std::size_t size);
+
+// NOLINTEND(bugprone-reserved-identifier)
 
 __attribute__((visibility("default"))) void* malloc(std::size_t size)
 {

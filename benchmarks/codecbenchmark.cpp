@@ -58,14 +58,14 @@ void run(benchmark::State& state, const Sample& sample, const Step& step)
 {
     state.counters["allocations"] = static_cast<double>(allocations::during([&] { step(sample); }));
     state.counters["payload"] = sample.payload.size();
-    for (auto _ : state) {
+    for ([[maybe_unused]] auto _ : state) {
         benchmark::DoNotOptimize(step(sample));
     }
     state.SetBytesProcessed(state.iterations() * sample.json.size());
 }
 
 template <typename Step>
-void add(const char* name, const Size& size, const Step& step)
+void add(const char* name, const Size& size, Step step)
 {
     benchmark::RegisterBenchmark((name + std::string("/") + size.name).c_str(),
                                  [size, step](benchmark::State& state) { run(state, sampleOf(size.bytes), step); });
@@ -90,12 +90,12 @@ double cpuTime(const Step& step, const Sample& sample)
 /// Measures \a codec and \a byHand turn by turn. The median of the turns' ratios stays the same on a busy machine,
 /// where two times measured one after the other differ by more than the two do.
 template <typename Codec, typename ByHand>
-void addRatio(const char* name, const Size& size, const Codec& codec, const ByHand& byHand)
+void addRatio(const char* name, const Size& size, Codec codec, ByHand byHand)
 {
     const auto body = [size, codec, byHand](benchmark::State& state) {
         const Sample& sample = sampleOf(size.bytes);
         std::vector<double> ratios;
-        for (auto _ : state) {
+        for ([[maybe_unused]] auto _ : state) {
             // Whoever goes second finds the heap as the other left it, so they take turns in that too.
             const double before = ratios.size() % 2 == 0 ? cpuTime(codec, sample) : 0;
             const double hand = cpuTime(byHand, sample);

@@ -45,7 +45,7 @@ void runExchange(benchmark::State& state, const QVariantMap& data)
     state.counters["allocations"] = static_cast<double>(allocations::during([&] { loadSettings(handler); }));
     state.counters["frame"] = reply.size();
     const long pausesBefore = pauses::count();
-    for (auto _ : state) {
+    for ([[maybe_unused]] auto _ : state) {
         loadSettings(handler);
     }
     state.counters["rounds"] =

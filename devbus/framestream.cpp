@@ -1,0 +1,120 @@
+#include "framestream.h"
+
+#include "client/busframe_p.h"
+
+#include <utility>
+
+namespace tarvex::devbus {
+
+namespace {
+
+/// The clients read a line with this limit, so a longer one is understood by nobody.
+constexpr int MAX_LINE_SIZE = busframe::LINE_READ_LIMIT - 1;
+/// Base64 comes in groups of four characters, always.
+constexpr int BASE64_GROUP_SIZE = 4;
+
+bool isPossibleSize(int size)
+{
+    return size > 0 && size <= busframe::MAX_PAYLOAD_SIZE && size % BASE64_GROUP_SIZE == 0;
+}
+
+} // namespace
+
+void FrameStream::append(const QByteArray& bytes)
+{
+    m_buffer.append(bytes);
+}
+
+FrameStream::Result FrameStream::next(Frame& frame)
+{
+    do {
+        m_progress = false;
+        switch (m_state) {
+        case AtHeader:
+            readHeader();
+            break;
+        case AtSize:
+            readSize();
+            break;
+        case InPayload:
+            readPayload();
+            if (m_state == AtHeader) {
+                frame = std::exchange(m_frame, {});
+                return Complete;
+            }
+            break;
+        case LostHeader:
+            return UnknownHeader;
+        case LostSize:
+            return WrongSize;
+        }
+    } while (m_progress);
+    return Incomplete;
+}
+
+void FrameStream::readHeader()
+{
+    QString line;
+    if (!takeLine(line)) {
+        if (m_buffer.size() >= MAX_LINE_SIZE) {
+            lose(LostHeader, busframe::lineText(m_buffer.left(MAX_LINE_SIZE)));
+        }
+        return;
+    }
+    m_frame.isReply = line == QLatin1String(busframe::REPLY_HEADER);
+    if (!m_frame.isReply && line != QLatin1String(busframe::REQUEST_HEADER)) {
+        lose(LostHeader, line);
+        return;
+    }
+    m_state = AtSize;
+}
+
+void FrameStream::readSize()
+{
+    QString line;
+    if (!takeLine(line)) {
+        if (m_buffer.size() >= MAX_LINE_SIZE) {
+            lose(LostSize, busframe::lineText(m_buffer.left(MAX_LINE_SIZE)));
+        }
+        return;
+    }
+    bool isNumber = false;
+    m_size = line.toInt(&isNumber, 10);
+    if (!isNumber || !isPossibleSize(m_size)) {
+        lose(LostSize, line);
+        return;
+    }
+    m_state = InPayload;
+}
+
+void FrameStream::readPayload()
+{
+    const int count = qMin(m_size - m_frame.payload.size(), m_buffer.size());
+    m_frame.payload.append(m_buffer.constData(), count);
+    m_buffer.remove(0, count);
+    if (m_frame.payload.size() == m_size) {
+        m_state = AtHeader;
+    }
+}
+
+bool FrameStream::takeLine(QString& line)
+{
+    const int end = m_buffer.indexOf('\n');
+    if (end < 0 || end >= MAX_LINE_SIZE) {
+        return false;
+    }
+    line = busframe::lineText(m_buffer.left(end + 1));
+    m_buffer.remove(0, end + 1);
+    m_progress = true;
+    return true;
+}
+
+void FrameStream::lose(State state, const QString& line)
+{
+    m_state = state;
+    m_lostLine = line;
+    m_buffer.clear();
+    m_progress = true;
+}
+
+} // namespace tarvex::devbus

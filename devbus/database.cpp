@@ -1,0 +1,321 @@
+#include "database.h"
+
+#include <QFile>
+#include <QFileInfo>
+#include <QSqlDatabase>
+#include <QSqlError>
+#include <QSqlQuery>
+#include <QSqlRecord>
+#include <QUrl>
+#include <QUuid>
+
+#include <cstdio>
+#include <sys/stat.h>
+
+namespace tarvex::devbus {
+
+namespace {
+
+/// Stand in the header of every file of ours: "TxDB", and the version of the tables.
+constexpr int APPLICATION_ID = 0x54784442;
+constexpr int TABLES_VERSION = 1;
+
+/// Another program's lock holds the whole bus up for this long at most, per statement, in ms.
+constexpr int BUSY_TIMEOUT_MS = 500;
+
+// SQLite's result codes that say that the file, not the access to it, is at fault.
+constexpr int RESULT_CODE_MASK = 0xff;
+constexpr int RESULT_ERROR = 1; // our statements are fixed, so this one means tables that are not ours
+constexpr int RESULT_CORRUPT = 11;
+constexpr int RESULT_NOT_A_DATABASE = 26;
+
+const char* const TABLES[] = {
+    "CREATE TABLE states (owner TEXT NOT NULL PRIMARY KEY, record BLOB NOT NULL) WITHOUT ROWID",
+    "CREATE TABLE settings (owner TEXT NOT NULL PRIMARY KEY, record BLOB NOT NULL) WITHOUT ROWID",
+    "CREATE TABLE subscriptions (client TEXT NOT NULL, publisher TEXT NOT NULL, goals INTEGER NOT NULL, "
+    "PRIMARY KEY (client, publisher)) WITHOUT ROWID",
+    "CREATE INDEX subscriptions_publisher ON subscriptions (publisher)",
+    // AUTOINCREMENT: an id is never used again, so the order of ids is the order of arrival.
+    "CREATE TABLE messages (id INTEGER PRIMARY KEY AUTOINCREMENT, client TEXT NOT NULL, record BLOB NOT NULL)",
+    "CREATE INDEX messages_client ON messages (client, id)",
+};
+constexpr int TABLE_COUNT = 4;
+
+TarvexError::Error errorCode(const QSqlError& error)
+{
+    const int code = error.nativeErrorCode().toInt() & RESULT_CODE_MASK;
+    const bool isDamage = code == RESULT_ERROR || code == RESULT_CORRUPT || code == RESULT_NOT_A_DATABASE;
+    return isDamage ? TarvexError::InvalidDataStorage : TarvexError::StorageAccessError;
+}
+
+/// A null string would be stored as NULL, which no column takes.
+QVariant bindable(const QVariant& value)
+{
+    return value.userType() == QMetaType::QString && value.isNull() ? QVariant(QStringLiteral("")) : value;
+}
+
+QString journalPath(const QString& path)
+{
+    return path + QLatin1String("-wal");
+}
+
+} // namespace
+
+Database::Database(const QString& path)
+    : m_path(path)
+    , m_connectionName(QLatin1String("tarvex-devbus-") + QUuid::createUuid().toString(QUuid::WithoutBraces))
+{
+}
+
+Database::~Database()
+{
+    close();
+}
+
+bool Database::open()
+{
+    m_inode = 0;
+    if (isInMemory()) {
+        return openConnection(QStringLiteral(":memory:"), {}) && createTables();
+    }
+    const QFileInfo file(m_path);
+    if (file.exists() && !file.isFile()) {
+        return fail(TarvexError::StorageAccessError, QStringLiteral("it is no regular file"));
+    }
+    if (file.isSymLink() && file.exists()) {
+        m_path = file.canonicalFilePath(); // a new file is moved into place, and must not replace the link
+    }
+    const bool isNew = !file.exists() || file.size() == 0;
+    return (isNew ? createFile() : checkFile()) && openConnection(m_path, {}) && configure() && noteFile();
+}
+
+void Database::close()
+{
+    if (!QSqlDatabase::contains(m_connectionName)) {
+        return;
+    }
+    QSqlDatabase::database(m_connectionName, false).close();
+    QSqlDatabase::removeDatabase(m_connectionName);
+}
+
+/// Looks at an existing file through a connection that cannot write.
+bool Database::checkFile()
+{
+    // Even a read-only connection leaves files of its own beside a database with a write-ahead log; an immutable one
+    // does not, but sees no log either. There is a log only when the last bus was killed.
+    QString uri = QString::fromLatin1(QUrl::fromLocalFile(QFileInfo(m_path).absoluteFilePath()).toEncoded());
+    uri += QLatin1String("?mode=ro");
+    if (!QFile::exists(journalPath(m_path))) {
+        uri += QLatin1String("&immutable=1");
+    }
+    const bool isGood = openConnection(uri, QStringLiteral("QSQLITE_OPEN_READONLY;QSQLITE_OPEN_URI;"))
+        && checkIdentity() && checkContents();
+    close();
+    return isGood;
+}
+
+/// Makes the database beside its place and moves it there, so that a kill in between leaves no half of one.
+bool Database::createFile()
+{
+    const QString newPath = m_path + QLatin1String(".new");
+    QFile::remove(newPath);
+    QFile::remove(journalPath(newPath));
+    const bool isMade = openConnection(newPath, {}) && createTables();
+    close();
+    if (!isMade || std::rename(QFile::encodeName(newPath).constData(), QFile::encodeName(m_path).constData()) != 0) {
+        const QString reason = isMade ? qt_error_string() : m_errorString;
+        QFile::remove(newPath);
+        return fail(TarvexError::StorageAccessError, reason);
+    }
+    return true;
+}
+
+bool Database::openConnection(const QString& fileName, const QString& options)
+{
+    close();
+    QSqlDatabase database = QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), m_connectionName);
+    database.setDatabaseName(fileName);
+    database.setConnectOptions(options + QStringLiteral("QSQLITE_BUSY_TIMEOUT=%1").arg(BUSY_TIMEOUT_MS));
+    if (!database.open()) {
+        return fail(TarvexError::StorageAccessError, database.lastError().databaseText());
+    }
+    return true;
+}
+
+bool Database::checkIdentity()
+{
+    Rows id;
+    Rows version;
+    if (!select(QStringLiteral("PRAGMA application_id"), {}, id)
+        || !select(QStringLiteral("PRAGMA user_version"), {}, version)) {
+        return false;
+    }
+    if (id.value(0).value(0).toInt() != APPLICATION_ID) {
+        return reportDamage(QStringLiteral("it is a database of another program"));
+    }
+    if (version.value(0).value(0).toInt() != TABLES_VERSION) {
+        return reportDamage(QStringLiteral("it was made by another version of this program"));
+    }
+    return true;
+}
+
+bool Database::checkContents()
+{
+    Rows problems;
+    Rows tables;
+    if (!select(QStringLiteral("PRAGMA quick_check(1)"), {}, problems)
+        || !select(QStringLiteral("SELECT count(*) FROM sqlite_master WHERE type = 'table' AND name IN "
+                                  "('states', 'settings', 'subscriptions', 'messages')"),
+                   {}, tables)) {
+        return false;
+    }
+    const QString verdict = problems.value(0).value(0).toString();
+    if (verdict != QLatin1String("ok")) {
+        return reportDamage(QStringLiteral("it is damaged: ") + verdict.simplified());
+    }
+    if (tables.value(0).value(0).toInt() != TABLE_COUNT) {
+        return reportDamage(QStringLiteral("it is damaged: tables are missing"));
+    }
+    return true;
+}
+
+bool Database::createTables()
+{
+    return write([this] {
+               bool isDone = run(QStringLiteral("PRAGMA application_id = %1").arg(APPLICATION_ID))
+                   && run(QStringLiteral("PRAGMA user_version = %1").arg(TABLES_VERSION));
+               for (const char* const table : TABLES) {
+                   isDone = isDone && run(QString::fromLatin1(table));
+               }
+               return isDone;
+           }).error()
+        == TarvexError::NoError;
+}
+
+bool Database::configure()
+{
+    // What is committed survives the death of this process; after a loss of power the last commits may be missing.
+    // Without a page cache each transaction looks at the file anew, so damage done meanwhile shows at once.
+    Rows mode;
+    return select(QStringLiteral("PRAGMA journal_mode = WAL"), {}, mode)
+        && run(QStringLiteral("PRAGMA synchronous = NORMAL")) && run(QStringLiteral("PRAGMA cache_size = 0"))
+        && write([] { return true; }).error() == TarvexError::NoError;
+}
+
+bool Database::noteFile()
+{
+    struct stat status
+    {
+    };
+
+    if (::stat(QFile::encodeName(m_path).constData(), &status) != 0) {
+        return fail(TarvexError::StorageAccessError, qt_error_string());
+    }
+    m_device = status.st_dev;
+    m_inode = status.st_ino;
+    return true;
+}
+
+/// SQLite goes on with a file that was removed or replaced, and what it then commits is lost.
+bool Database::isFileInPlace()
+{
+    if (m_inode == 0) {
+        return true;
+    }
+
+    struct stat status
+    {
+    };
+
+    if (::stat(QFile::encodeName(m_path).constData(), &status) == 0 && status.st_dev == m_device
+        && status.st_ino == m_inode) {
+        return true;
+    }
+    return reportDamage(QStringLiteral("the file was removed or replaced"));
+}
+
+TarvexError Database::read(const std::function<bool()>& work)
+{
+    return transact(QStringLiteral("BEGIN"), work);
+}
+
+TarvexError Database::write(const std::function<bool()>& work)
+{
+    // IMMEDIATE: the wait for another program's lock happens here. A transaction that has read already cannot wait.
+    return transact(QStringLiteral("BEGIN IMMEDIATE"), work);
+}
+
+TarvexError Database::transact(const QString& begin, const std::function<bool()>& work)
+{
+    m_error = TarvexError::NoError;
+    if (!isFileInPlace() || !run(begin)) {
+        return {m_error};
+    }
+    if (work() && run(QStringLiteral("COMMIT"))) {
+        return {};
+    }
+    // SQLite has undone some failed transactions by itself; then this fails, and must not hide the first error.
+    QSqlQuery(QSqlDatabase::database(m_connectionName, false)).exec(QStringLiteral("ROLLBACK"));
+    return {m_error == TarvexError::NoError ? TarvexError::StorageAccessError : m_error};
+}
+
+bool Database::run(const QString& sql, const QVariantList& values, int* affectedRows)
+{
+    QSqlQuery query(QSqlDatabase::database(m_connectionName, false));
+    if (!execute(query, sql, values)) {
+        return false;
+    }
+    if (affectedRows) {
+        *affectedRows = query.numRowsAffected();
+    }
+    return true;
+}
+
+bool Database::select(const QString& sql, const QVariantList& values, Rows& rows)
+{
+    QSqlQuery query(QSqlDatabase::database(m_connectionName, false));
+    query.setForwardOnly(true);
+    if (!execute(query, sql, values)) {
+        return false;
+    }
+    Rows found;
+    while (query.next()) {
+        QVariantList row;
+        for (int column = 0; column < query.record().count(); ++column) {
+            row.append(query.value(column));
+        }
+        found.append(row);
+    }
+    // next() also says false in the middle of damage.
+    if (query.lastError().isValid()) {
+        return fail(errorCode(query.lastError()), query.lastError().databaseText());
+    }
+    rows = found;
+    return true;
+}
+
+bool Database::reportDamage(const QString& what)
+{
+    return fail(TarvexError::InvalidDataStorage, what);
+}
+
+bool Database::execute(QSqlQuery& query, const QString& sql, const QVariantList& values)
+{
+    bool isDone = query.prepare(sql);
+    if (isDone) {
+        for (const QVariant& value : values) {
+            query.addBindValue(bindable(value));
+        }
+        isDone = query.exec();
+    }
+    return isDone || fail(errorCode(query.lastError()), query.lastError().databaseText());
+}
+
+bool Database::fail(TarvexError::Error code, const QString& text)
+{
+    m_error = code;
+    m_errorString = text;
+    return false;
+}
+
+} // namespace tarvex::devbus

@@ -1,0 +1,77 @@
+#ifndef DATABASE_H
+#define DATABASE_H
+
+#include "records/tarvexerror.h"
+
+#include <QList>
+#include <QString>
+#include <QVariantList>
+
+#include <functional>
+
+class QSqlQuery;
+
+namespace tarvex::devbus {
+
+/// The SQLite file under the bus's storage: opening it without harm to what is not ours, transactions, error codes.
+///
+/// Used in the thread that opened it. A statement waits for another program's lock for up to 500 ms.
+class Database
+{
+public:
+    /// An empty \a path means memory. Nothing is opened yet.
+    explicit Database(const QString& path);
+    ~Database();
+    Q_DISABLE_COPY_MOVE(Database)
+
+    /// Opens the file, and creates it when it does not exist or is empty. A file that is damaged, or no database of
+    /// this program, is left byte for byte as it is.
+    /// \return false when it cannot be used; errorString() says why.
+    bool open();
+    void close();
+
+    QString errorString() const { return m_errorString; }
+
+    /// Runs \a work in one transaction, which is committed when it returns true and undone otherwise. \a work uses the
+    /// statements below.
+    /// \return NoError once it is committed; InvalidDataStorage or StorageAccessError when a statement failed.
+    TarvexError read(const std::function<bool()>& work);
+    TarvexError write(const std::function<bool()>& work);
+
+    using Rows = QList<QVariantList>;
+
+    /// One statement that gives no rows. Null strings are stored as empty ones.
+    /// \return false on failure, which read() and write() then report.
+    bool run(const QString& sql, const QVariantList& values = {}, int* affectedRows = nullptr);
+    /// One statement that gives rows; \a rows is complete or untouched.
+    bool select(const QString& sql, const QVariantList& values, Rows& rows);
+    /// Notes that what the file holds makes no sense. \return false
+    bool reportDamage(const QString& what);
+
+private:
+    bool checkFile();
+    bool createFile();
+    bool openConnection(const QString& fileName, const QString& options);
+    bool checkIdentity();
+    bool checkContents();
+    bool createTables();
+    bool configure();
+    bool noteFile();
+    bool isFileInPlace();
+    TarvexError transact(const QString& begin, const std::function<bool()>& work);
+    bool execute(QSqlQuery& query, const QString& sql, const QVariantList& values);
+    bool fail(TarvexError::Error code, const QString& text);
+
+    bool isInMemory() const { return m_path.isEmpty(); }
+
+    QString m_path;
+    const QString m_connectionName;
+    quint64 m_device = 0;
+    quint64 m_inode = 0;
+    TarvexError::Error m_error = TarvexError::NoError;
+    QString m_errorString;
+};
+
+} // namespace tarvex::devbus
+
+#endif // DATABASE_H

@@ -1,0 +1,156 @@
+#include "storage.h"
+
+#include <QJsonDocument>
+#include <QJsonObject>
+
+namespace tarvex::devbus {
+
+namespace {
+
+QByteArray toJson(const QVariantMap& record)
+{
+    return QJsonDocument::fromVariant(record).toJson(QJsonDocument::Compact);
+}
+
+/// An empty map when \a json is no object; a record of ours is never empty.
+QVariantMap fromJson(const QByteArray& json)
+{
+    return QJsonDocument::fromJson(json).object().toVariantMap();
+}
+
+} // namespace
+
+bool Storage::saveState(const ClientState& state)
+{
+    return m_database.run(QStringLiteral("INSERT OR REPLACE INTO states (owner, record) VALUES (?, ?)"),
+                          {state.owner(), toJson(state.toVariantMap())});
+}
+
+bool Storage::loadState(const QString& owner, QVariantMap& state)
+{
+    QByteArray json;
+    if (!loadRecord(QStringLiteral("SELECT record FROM states WHERE owner = ?"), owner, json)) {
+        return false;
+    }
+    state = fromJson(json);
+    return true;
+}
+
+bool Storage::saveSettings(const ClientSettings& settings)
+{
+    return m_database.run(QStringLiteral("INSERT OR REPLACE INTO settings (owner, record) VALUES (?, ?)"),
+                          {settings.owner(), toJson(settings.toVariantMap())});
+}
+
+bool Storage::loadSettings(const QString& owner, QByteArray& settings)
+{
+    return loadRecord(QStringLiteral("SELECT record FROM settings WHERE owner = ?"), owner, settings);
+}
+
+bool Storage::removeSettings(const QString& owner, bool& wasThere)
+{
+    int removed = 0;
+    if (!m_database.run(QStringLiteral("DELETE FROM settings WHERE owner = ?"), {owner}, &removed)) {
+        return false;
+    }
+    wasThere = removed > 0;
+    return true;
+}
+
+bool Storage::subscribe(const QString& client, const QString& publisher, int goals)
+{
+    return m_database.run(
+        QStringLiteral("INSERT OR REPLACE INTO subscriptions (client, publisher, goals) VALUES (?, ?, ?)"),
+        {client, publisher, goals});
+}
+
+bool Storage::unsubscribe(const QString& client, const QString& publisher)
+{
+    return m_database.run(QStringLiteral("DELETE FROM subscriptions WHERE client = ? AND publisher = ?"),
+                          {client, publisher});
+}
+
+bool Storage::subscribers(const QString& publisher, int goal, QStringList& clients)
+{
+    Database::Rows rows;
+    if (!m_database.select(
+            QStringLiteral("SELECT client FROM subscriptions WHERE publisher = ? AND (goals & ?) != 0 ORDER BY client"),
+            {publisher, goal}, rows)) {
+        return false;
+    }
+    for (const QVariantList& row : qAsConst(rows)) {
+        clients.append(row.value(0).toString());
+    }
+    return true;
+}
+
+bool Storage::addMessage(const QString& client, const Message& message)
+{
+    return m_database.run(QStringLiteral("INSERT INTO messages (client, record) VALUES (?, ?)"),
+                          {client, toJson(message.toVariantMap())});
+}
+
+bool Storage::nextMessage(const QString& client, qint64 afterId, StoredMessage& message)
+{
+    Database::Rows rows;
+    return m_database.select(
+               QStringLiteral("SELECT id, record FROM messages WHERE client = ? AND id > ? ORDER BY id LIMIT 1"),
+               {client, afterId}, rows)
+        && readMessage(rows, message);
+}
+
+bool Storage::messageById(qint64 id, StoredMessage& message)
+{
+    Database::Rows rows;
+    return m_database.select(QStringLiteral("SELECT id, record FROM messages WHERE id = ?"), {id}, rows)
+        && readMessage(rows, message);
+}
+
+bool Storage::removeMessages(const QList<qint64>& ids)
+{
+    for (const qint64 id : ids) {
+        if (!m_database.run(QStringLiteral("DELETE FROM messages WHERE id = ?"), {id})) {
+            return false;
+        }
+    }
+    return true;
+}
+
+bool Storage::trimMessages(const QString& client, int keep, int& dropped)
+{
+    // The newest message that is one too many, and all before it.
+    return m_database.run(QStringLiteral("DELETE FROM messages WHERE client = ? AND id <= (SELECT id FROM messages "
+                                         "WHERE client = ? ORDER BY id DESC LIMIT 1 OFFSET ?)"),
+                          {client, client, keep}, &dropped);
+}
+
+bool Storage::loadRecord(const QString& sql, const QString& owner, QByteArray& json)
+{
+    Database::Rows rows;
+    if (!m_database.select(sql, {owner}, rows)) {
+        return false;
+    }
+    if (rows.isEmpty()) {
+        json.clear();
+        return true;
+    }
+    json = rows.first().value(0).toByteArray();
+    return !fromJson(json).isEmpty() || m_database.reportDamage(QStringLiteral("a record cannot be read"));
+}
+
+bool Storage::readMessage(const Database::Rows& rows, StoredMessage& message)
+{
+    message = {};
+    if (rows.isEmpty()) {
+        return true;
+    }
+    const QVariantMap record = fromJson(rows.first().value(1).toByteArray());
+    if (record.isEmpty()) {
+        return m_database.reportDamage(QStringLiteral("a message cannot be read"));
+    }
+    message.id = rows.first().value(0).toLongLong();
+    message.message = Message::fromVariantMap(record);
+    return true;
+}
+
+} // namespace tarvex::devbus

@@ -1,0 +1,156 @@
+#include "busconnection.h"
+
+#include "client/busframe_p.h"
+#include "trace.h"
+
+#include <QTcpSocket>
+#include <QTimer>
+
+namespace tarvex::devbus {
+
+namespace {
+
+QString portName(BusConnection::Port port)
+{
+    return port == BusConnection::Port::Query ? QStringLiteral("query") : QStringLiteral("receiver");
+}
+
+} // namespace
+
+BusConnection::BusConnection(QTcpSocket* socket, Port port, QObject* parent)
+    : QObject(parent), m_socket(socket), m_port(port)
+{
+    m_socket->setParent(this);
+    m_socket->setReadBufferSize(READ_BUFFER_SIZE);
+    // A client waits for each answer before it goes on; holding small frames back would only slow it down.
+    m_socket->setSocketOption(QAbstractSocket::LowDelayOption, 1);
+    connect(m_socket, &QTcpSocket::readyRead, this, &BusConnection::onReadyRead);
+    connect(m_socket, &QTcpSocket::bytesWritten, this, &BusConnection::onBytesWritten);
+    connect(m_socket, &QTcpSocket::disconnected, this, &BusConnection::closed);
+}
+
+bool BusConnection::isCongested() const
+{
+    return m_socket->bytesToWrite() > MAX_WAITING_BYTES;
+}
+
+void BusConnection::sendRequest(const QString& operation, const QVariantMap& data)
+{
+    m_socket->write(busframe::encodeRequest(operation, data));
+    if (m_isTracing) {
+        const QVariantMap envelope{{QStringLiteral("operation"), operation}, {QStringLiteral("data"), data}};
+        Q_EMIT traced(trace::frameLine(trace::Direction::Out, portName(m_port), m_client, false, envelope));
+    }
+}
+
+void BusConnection::sendReply(const QString& operation, const TarvexError& error, const QVariantMap& data)
+{
+    m_socket->write(busframe::encodeReply(operation, error.error(), error.description(), data));
+    if (m_isTracing) {
+        const QVariantMap result{{QStringLiteral("code"), static_cast<int>(error.error())}};
+        const QVariantMap envelope{{QStringLiteral("operation"), operation},
+                                   {QStringLiteral("data"), data},
+                                   {QStringLiteral("result"), result}};
+        Q_EMIT traced(trace::frameLine(trace::Direction::Out, portName(m_port), m_client, true, envelope));
+    }
+}
+
+void BusConnection::closeWhenWritten()
+{
+    if (m_isClosing) {
+        return;
+    }
+    m_isClosing = true;
+    m_socket->readAll();
+    QTimer::singleShot(CLOSE_TIMEOUT_MS, m_socket, &QTcpSocket::abort);
+    m_socket->flush();
+    m_socket->disconnectFromHost();
+}
+
+void BusConnection::onReadyRead()
+{
+    if (m_isClosing) {
+        // Taken in and dropped: bytes left behind would turn the close into a reset, and cost the client the answer.
+        m_socket->readAll();
+        return;
+    }
+    processFrames();
+}
+
+void BusConnection::onBytesWritten()
+{
+    if (m_isClosing || isCongested()) {
+        return;
+    }
+    Q_EMIT writable();
+    processFrames();
+}
+
+void BusConnection::processFrames()
+{
+    while (!m_isClosing && !isCongested()) {
+        if (processFrame()) {
+            continue;
+        }
+        const QByteArray bytes = m_socket->read(READ_BUFFER_SIZE);
+        if (bytes.isEmpty()) {
+            return;
+        }
+        m_stream.append(bytes);
+    }
+}
+
+/// \return false when there is no whole frame.
+bool BusConnection::processFrame()
+{
+    Frame frame;
+    switch (m_stream.next(frame)) {
+    case FrameStream::Incomplete:
+        return false;
+    case FrameStream::Complete:
+        processPayload(frame);
+        return true;
+    case FrameStream::UnknownHeader:
+        loseTrack(TarvexError::IncorrectRequestData, QStringLiteral("unknown header: "));
+        return true;
+    case FrameStream::WrongSize:
+        loseTrack(TarvexError::IncorrectRequestSize, QStringLiteral("wrong size: "));
+        return true;
+    }
+    return false;
+}
+
+void BusConnection::processPayload(const Frame& frame)
+{
+    const busframe::Decoded decoded = busframe::decodePayload(frame.payload);
+    if (decoded.envelope.isEmpty()) {
+        traceNotice(QStringLiteral("%1 bytes of payload that hold no envelope").arg(frame.payload.size()));
+        sendReply({}, TarvexError(TarvexError::IncorrectRequestData), {});
+        return;
+    }
+    if (m_isTracing) {
+        Q_EMIT traced(
+            trace::frameLine(trace::Direction::In, portName(m_port), m_client, frame.isReply, decoded.envelope));
+    }
+    if (frame.isReply) {
+        Q_EMIT replyReceived(decoded.envelope);
+    } else {
+        Q_EMIT requestReceived(decoded.envelope);
+    }
+}
+
+void BusConnection::loseTrack(TarvexError::Error error, const QString& what)
+{
+    traceNotice(what + m_stream.lostLine());
+    sendReply({}, TarvexError(error), {});
+    closeWhenWritten();
+}
+
+void BusConnection::traceNotice(const QString& what)
+{
+    if (m_isTracing) {
+        Q_EMIT traced(trace::noticeLine(portName(m_port), m_client, what));
+    }
+}
+
+} // namespace tarvex::devbus

@@ -1,0 +1,192 @@
+#include "busserver.h"
+
+#include "delivery.h"
+#include "queryservice.h"
+#include "storage.h"
+
+#include <QTcpSocket>
+
+namespace tarvex::devbus {
+
+namespace {
+
+const QLatin1String OPERATION_HANDSHAKE("handshake");
+const QLatin1String KEY_OPERATION("operation");
+const QLatin1String KEY_DATA("data");
+const QLatin1String KEY_NAME("name");
+
+bool isText(const QVariant& value)
+{
+    return value.userType() == QMetaType::QString;
+}
+
+} // namespace
+
+BusServer::BusServer(const Options& options, QObject* parent) : QObject(parent), m_options(options)
+{
+    connect(&m_queryServer, &QTcpServer::newConnection, this,
+            [this] { accept(m_queryServer, BusConnection::Port::Query); });
+    connect(&m_receiverServer, &QTcpServer::newConnection, this,
+            [this] { accept(m_receiverServer, BusConnection::Port::Receiver); });
+}
+
+BusServer::~BusServer()
+{
+    stop();
+}
+
+bool BusServer::start()
+{
+    if (isRunning()) {
+        return true;
+    }
+    // The ports first: whoever holds them may be at work on the same storage.
+    if (listen(m_queryServer, QUERY_PORT) && listen(m_receiverServer, RECEIVER_PORT) && openStorage()) {
+        return true;
+    }
+    m_queryServer.close();
+    m_receiverServer.close();
+    return false;
+}
+
+void BusServer::stop()
+{
+    m_queryServer.close();
+    m_receiverServer.close();
+    const QList<BusConnection*> connections = m_connections;
+    m_connections.clear();
+    for (BusConnection* const connection : connections) {
+        connection->disconnect(this);
+        if (m_delivery) {
+            m_delivery->detach(connection);
+        }
+        connection->closeWhenWritten();
+        delete connection;
+    }
+    m_queryService.reset();
+    m_delivery.reset();
+    m_storage.reset();
+}
+
+bool BusServer::listen(QTcpServer& server, quint16 port)
+{
+    return server.listen(QHostAddress(QHostAddress::LocalHost), port)
+        || fail(QStringLiteral("cannot listen on 127.0.0.1 port %1: %2")
+                    .arg(QString::number(port), server.errorString()));
+}
+
+bool BusServer::openStorage()
+{
+    auto storage = std::make_unique<Storage>(m_options.storagePath);
+    if (!storage->database().open()) {
+        return fail(QStringLiteral("cannot use the storage \"%1\": %2")
+                        .arg(m_options.storagePath, storage->database().errorString().simplified()));
+    }
+    m_storage = std::move(storage);
+    m_delivery = std::make_unique<Delivery>(*m_storage, m_options.keep, m_options.resendMs, nullptr);
+    m_queryService = std::make_unique<QueryService>(*m_storage, *m_delivery);
+    connect(m_delivery.get(), &Delivery::acknowledged, this, &BusServer::messageAcknowledged);
+    connect(m_delivery.get(), &Delivery::warning, this, &BusServer::warning);
+    return true;
+}
+
+bool BusServer::fail(const QString& text)
+{
+    m_errorString = text;
+    return false;
+}
+
+void BusServer::accept(QTcpServer& server, BusConnection::Port port)
+{
+    while (QTcpSocket* const socket = server.nextPendingConnection()) {
+        if (m_connections.size() < MAX_CONNECTIONS) {
+            addConnection(socket, port);
+        } else {
+            Q_EMIT warning(QStringLiteral("refused a connection: there are %1 already").arg(MAX_CONNECTIONS));
+            delete socket;
+        }
+    }
+}
+
+void BusServer::addConnection(QTcpSocket* socket, BusConnection::Port port)
+{
+    auto* const connection = new BusConnection(socket, port, this);
+    connection->setTracing(m_options.isTracing);
+    m_connections.append(connection);
+    connect(connection, &BusConnection::requestReceived, this,
+            [this, connection](const QVariantMap& envelope) { onRequest(connection, envelope); });
+    connect(connection, &BusConnection::replyReceived, this,
+            [this, connection](const QVariantMap& envelope) { onReply(connection, envelope); });
+    connect(connection, &BusConnection::traced, this, &BusServer::traced);
+    connect(connection, &BusConnection::closed, this, [this, connection] { removeConnection(connection); });
+}
+
+void BusServer::removeConnection(BusConnection* connection)
+{
+    m_connections.removeOne(connection);
+    m_delivery->detach(connection);
+    connection->disconnect(this);
+    connection->deleteLater(); // it may be in the middle of a frame
+}
+
+void BusServer::onRequest(BusConnection* connection, const QVariantMap& envelope)
+{
+    const QVariant operation = envelope.value(KEY_OPERATION);
+    if (operation.toString() == OPERATION_HANDSHAKE) {
+        handshake(connection, envelope.value(KEY_DATA));
+    } else if (!connection->isIntroduced()) {
+        answer(connection, operation.toString(), TarvexError(TarvexError::UnregisteredClient));
+    } else if (!isText(operation)) {
+        answer(connection, {}, TarvexError(TarvexError::IncorrectRequestData));
+    } else {
+        handleRequest(connection, operation.toString(), envelope.value(KEY_DATA));
+    }
+}
+
+/// The replies to what was pushed go to the outbox. Others have no place here, and are told so rather than passed over.
+void BusServer::onReply(BusConnection* connection, const QVariantMap& envelope)
+{
+    const QString operation = envelope.value(KEY_OPERATION).toString();
+    if (!connection->isIntroduced()) {
+        answer(connection, operation, TarvexError(TarvexError::UnregisteredClient));
+    } else if (connection->port() == BusConnection::Port::Query) {
+        answer(connection, operation, TarvexError(TarvexError::UnsupportedRequest));
+    }
+}
+
+void BusServer::handleRequest(BusConnection* connection, const QString& operation, const QVariant& data)
+{
+    if (connection->port() == BusConnection::Port::Receiver) {
+        answer(connection, operation, TarvexError(TarvexError::UnsupportedRequest));
+        return;
+    }
+    const QueryService::Answer result = m_queryService->handle(connection->client(), operation, data.toMap());
+    answer(connection, operation, result.error, result.data);
+}
+
+void BusServer::handshake(BusConnection* connection, const QVariant& data)
+{
+    const QVariant name = data.toMap().value(KEY_NAME);
+    if (!isText(name) || name.toString().isEmpty()) {
+        answer(connection, OPERATION_HANDSHAKE, TarvexError(TarvexError::IncorrectRequestData));
+        return;
+    }
+    const bool isReceiver = connection->port() == BusConnection::Port::Receiver;
+    if (isReceiver) {
+        m_delivery->detach(connection); // it may have had another name
+    }
+    connection->introduce(name.toString());
+    answer(connection, OPERATION_HANDSHAKE, TarvexError());
+    if (isReceiver) {
+        m_delivery->attach(connection);
+    }
+}
+
+void BusServer::answer(BusConnection* connection, const QString& operation, const TarvexError& error,
+                       const QVariantMap& data)
+{
+    connection->sendReply(operation, error, data);
+    Q_EMIT requestHandled(connection->client(), operation, error.error());
+}
+
+} // namespace tarvex::devbus

@@ -1,0 +1,174 @@
+#include "outbox.h"
+
+#include "client/busframe_p.h"
+#include "storage.h"
+
+namespace tarvex::devbus {
+
+namespace {
+
+const QLatin1String KEY_SENDER("sender");
+const QLatin1String KEY_RECIEVER("reciever"); // the bus's own spelling
+const QLatin1String KEY_UID("uid");
+
+QString sendMessageOperation()
+{
+    return QStringLiteral("sendMessage");
+}
+
+} // namespace
+
+Outbox::Outbox(BusConnection* connection, Storage& storage, int resendMs, QObject* parent)
+    : QObject(parent), m_connection(connection), m_storage(storage), m_resendMs(resendMs)
+{
+    m_clock.start();
+    m_timer.setSingleShot(true);
+    connect(&m_timer, &QTimer::timeout, this, &Outbox::push);
+    connect(connection, &BusConnection::writable, this, &Outbox::push);
+    connect(connection, &BusConnection::replyReceived, this, &Outbox::acknowledge);
+}
+
+void Outbox::push()
+{
+    if (!m_connection) {
+        return;
+    }
+    // What is late goes first, so that the client gets everything in order as far as that can be had.
+    Result result = pushLate() ? Done : Failed;
+    while (result == Done && hasRoom()) {
+        result = pushNext();
+    }
+    scheduleNextPush(result == Failed);
+}
+
+void Outbox::stop()
+{
+    if (m_connection) {
+        m_connection->disconnect(this);
+    }
+    m_connection.clear();
+    m_timer.stop();
+}
+
+void Outbox::acknowledge(const QVariantMap& envelope)
+{
+    if (envelope.value(QStringLiteral("operation")).toString() != sendMessageOperation()
+        || busframe::resultCode(envelope.value(QStringLiteral("result")).toMap()) != 0) {
+        return;
+    }
+    const QVariantMap data = envelope.value(QStringLiteral("data")).toMap();
+    const QString uid = data.value(KEY_UID).toString();
+    QList<qint64> ids;
+    for (const Pushed& pushed : m_pushed) {
+        if (!pushed.isAcknowledged && pushed.uid == uid && pushed.sender == data.value(KEY_SENDER).toString()
+            && pushed.reciever == data.value(KEY_RECIEVER).toString()) {
+            ids.append(pushed.id);
+        }
+    }
+    // When this fails the message is pushed again, and acknowledged again.
+    if (ids.isEmpty()
+        || m_storage.database().write([&] { return m_storage.removeMessages(ids); }).error() != TarvexError::NoError) {
+        return;
+    }
+    settle(ids);
+    Q_EMIT acknowledged(m_connection ? m_connection->client() : QString(), uid);
+    push();
+}
+
+bool Outbox::hasRoom() const
+{
+    return m_unacknowledged < MAX_UNACKNOWLEDGED && m_pushed.size() < MAX_SPAN && !m_connection->isCongested();
+}
+
+bool Outbox::isLate(const Pushed& pushed) const
+{
+    return !pushed.isAcknowledged && m_clock.elapsed() - pushed.pushedAtMs >= m_resendMs;
+}
+
+/// \return false when the storage could not be read.
+bool Outbox::pushLate()
+{
+    QList<qint64> gone;
+    for (Pushed& pushed : m_pushed) {
+        if (!isLate(pushed) || m_connection->isCongested()) {
+            continue;
+        }
+        const Result result = pushAgain(pushed);
+        if (result == Failed) {
+            return false;
+        }
+        if (result == NothingLeft) {
+            gone.append(pushed.id);
+        }
+    }
+    settle(gone);
+    return true;
+}
+
+/// Only the keys of what is under way are held in memory: the texts may be large.
+Outbox::Result Outbox::pushAgain(Pushed& pushed)
+{
+    Storage::StoredMessage stored;
+    const TarvexError error = m_storage.database().read([&] { return m_storage.messageById(pushed.id, stored); });
+    if (error.error() != TarvexError::NoError) {
+        return Failed;
+    }
+    if (stored.id == 0) {
+        return NothingLeft;
+    }
+    m_connection->sendRequest(sendMessageOperation(), stored.message.toVariantMap());
+    pushed.pushedAtMs = m_clock.elapsed();
+    return Done;
+}
+
+Outbox::Result Outbox::pushNext()
+{
+    Storage::StoredMessage stored;
+    const TarvexError error =
+        m_storage.database().read([&] { return m_storage.nextMessage(m_connection->client(), m_lastId, stored); });
+    if (error.error() != TarvexError::NoError) {
+        return Failed;
+    }
+    if (stored.id == 0) {
+        return NothingLeft;
+    }
+    const Message& message = stored.message;
+    m_pushed.push_back({stored.id, message.sender(), message.reciever(), message.uid(), m_clock.elapsed(), false});
+    ++m_unacknowledged;
+    m_lastId = stored.id;
+    m_connection->sendRequest(sendMessageOperation(), message.toVariantMap());
+    return Done;
+}
+
+/// Nothing more is to be done about these.
+void Outbox::settle(const QList<qint64>& ids)
+{
+    for (Pushed& pushed : m_pushed) {
+        if (ids.contains(pushed.id)) {
+            pushed.isAcknowledged = true;
+            --m_unacknowledged;
+        }
+    }
+    while (!m_pushed.empty() && m_pushed.front().isAcknowledged) {
+        m_pushed.pop_front();
+    }
+}
+
+void Outbox::scheduleNextPush(bool hasFailed)
+{
+    qint64 waitMs = hasFailed ? m_resendMs : -1;
+    if (!hasFailed && m_unacknowledged > 0 && !m_connection->isCongested()) {
+        qint64 oldestMs = m_clock.elapsed();
+        for (const Pushed& pushed : m_pushed) {
+            oldestMs = pushed.isAcknowledged ? oldestMs : qMin(oldestMs, pushed.pushedAtMs);
+        }
+        waitMs = qMax<qint64>(0, oldestMs + m_resendMs - m_clock.elapsed());
+    }
+    if (waitMs < 0) {
+        m_timer.stop(); // nothing is under way, or the connection tells when it has room again
+    } else {
+        m_timer.start(static_cast<int>(waitMs));
+    }
+}
+
+} // namespace tarvex::devbus

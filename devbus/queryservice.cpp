@@ -1,0 +1,272 @@
+#include "queryservice.h"
+
+#include "client/busframe_p.h"
+#include "delivery.h"
+#include "storage.h"
+
+#include <QHash>
+#include <QJsonDocument>
+#include <QJsonObject>
+
+#include <limits>
+
+namespace tarvex::devbus {
+
+namespace {
+
+const QLatin1String KEY_OWNER("owner");
+const QLatin1String KEY_OWNERS("owners");
+const QLatin1String KEY_PUBLISHERS("publishers");
+const QLatin1String KEY_NAME("name");
+const QLatin1String KEY_GOAL("goal");
+const QLatin1String KEY_SETTINGS("settings");
+const QLatin1String KEY_SETTINGS_LIST("settingsList");
+const QLatin1String KEY_MESSAGE("message");
+const QLatin1String KEY_RECIEVER("reciever"); // the bus's own spelling
+const QLatin1String KEY_UID("UID");
+
+/// Room for the rest of the envelope beside the settings.
+constexpr int MAX_SETTINGS_LIST_SIZE = busframe::MAX_ENVELOPE_SIZE - 1024;
+
+QueryService::Answer malformed()
+{
+    return {TarvexError(TarvexError::IncorrectRequestData), {}};
+}
+
+bool isText(const QVariant& value)
+{
+    return value.userType() == QMetaType::QString;
+}
+
+bool isName(const QVariant& value)
+{
+    return isText(value) && !value.toString().isEmpty();
+}
+
+bool isList(const QVariant& value)
+{
+    return value.userType() == QMetaType::QVariantList;
+}
+
+/// JSON's numbers arrive as 64-bit integers or as doubles.
+bool isGoal(const QVariant& value)
+{
+    if (value.userType() != QMetaType::LongLong && value.userType() != QMetaType::Double) {
+        return false;
+    }
+    const double number = value.toDouble();
+    return number >= std::numeric_limits<qint32>::min() && number <= std::numeric_limits<qint32>::max()
+        && number == static_cast<qint32>(number);
+}
+
+QVariantMap jsonToMap(const QByteArray& json)
+{
+    return QJsonDocument::fromJson(json).object().toVariantMap();
+}
+
+using Subscription = QPair<QString, int>;
+
+bool readSubscriptions(const QVariant& value, QList<Subscription>& subscriptions)
+{
+    const QVariantList publishers = value.toList();
+    if (!isList(value) || publishers.size() > QueryService::MAX_NAMES) {
+        return false;
+    }
+    for (const QVariant& publisher : publishers) {
+        const QVariantMap entry = publisher.toMap();
+        if (!isName(entry.value(KEY_NAME)) || !isGoal(entry.value(KEY_GOAL))) {
+            return false;
+        }
+        subscriptions.append({entry.value(KEY_NAME).toString(), entry.value(KEY_GOAL).toInt()});
+    }
+    return true;
+}
+
+bool readNames(const QVariant& value, QStringList& names)
+{
+    const QVariantList list = value.toList();
+    if (!isList(value) || list.size() > QueryService::MAX_NAMES) {
+        return false;
+    }
+    for (const QVariant& name : list) {
+        if (!isText(name)) {
+            return false;
+        }
+        names.append(name.toString());
+    }
+    return true;
+}
+
+bool readOwners(const QVariant& value, QStringList& owners)
+{
+    if (!isName(value) || value.toString().count(QLatin1Char(',')) >= QueryService::MAX_NAMES) {
+        return false;
+    }
+    owners = value.toString().split(QLatin1Char(','), Qt::SkipEmptyParts);
+    return !owners.isEmpty();
+}
+
+} // namespace
+
+QueryService::Answer QueryService::handle(const QString& client, const QString& operation, const QVariantMap& data)
+{
+    using Handler = Answer (QueryService::*)(const QString&, const QVariantMap&);
+    static const QHash<QString, Handler> handlers{
+        {QStringLiteral("saveState"), &QueryService::saveState},
+        {QStringLiteral("loadState"), &QueryService::loadState},
+        {QStringLiteral("saveSettings"), &QueryService::saveSettings},
+        {QStringLiteral("loadSettings"), &QueryService::loadSettings},
+        {QStringLiteral("loadSettingsList"), &QueryService::loadSettingsList},
+        {QStringLiteral("removeSettings"), &QueryService::removeSettings},
+        {QStringLiteral("subscribe"), &QueryService::subscribe},
+        {QStringLiteral("unsubscribe"), &QueryService::unsubscribe},
+        {QStringLiteral("sendMessage"), &QueryService::sendMessage},
+    };
+    const Handler handler = handlers.value(operation);
+    if (!handler) {
+        return {TarvexError(TarvexError::UnsupportedRequest), {}};
+    }
+    return (this->*handler)(client, data);
+}
+
+QueryService::Answer QueryService::saveState(const QString&, const QVariantMap& data)
+{
+    if (!isName(data.value(KEY_OWNER))) {
+        return malformed();
+    }
+    const ClientState state = ClientState::fromVariantMap(data);
+    return {m_delivery.write([&] { return m_storage.saveState(state) && m_delivery.postState(state); }), {}};
+}
+
+QueryService::Answer QueryService::loadState(const QString&, const QVariantMap& data)
+{
+    if (!isName(data.value(KEY_OWNER))) {
+        return malformed();
+    }
+    QVariantMap state;
+    TarvexError error =
+        m_storage.database().read([&] { return m_storage.loadState(data.value(KEY_OWNER).toString(), state); });
+    if (error.error() == TarvexError::NoError && state.isEmpty()) {
+        error = TarvexError(TarvexError::NoSettingsForClient, QStringLiteral("There is no state for client"));
+    }
+    return {error, state};
+}
+
+QueryService::Answer QueryService::saveSettings(const QString& client, const QVariantMap& data)
+{
+    const ClientSettings settings = ClientSettings::fromVariantMap(data);
+    const bool isListed = !data.contains(KEY_SETTINGS) || isList(data.value(KEY_SETTINGS));
+    if (!isName(data.value(KEY_OWNER)) || !settings.isValid() || !isListed) {
+        return malformed();
+    }
+    return {m_delivery.write(
+                [&] { return m_storage.saveSettings(settings) && m_delivery.postSettingsChange(client, settings); }),
+            {}};
+}
+
+QueryService::Answer QueryService::loadSettings(const QString&, const QVariantMap& data)
+{
+    if (!isName(data.value(KEY_OWNER))) {
+        return malformed();
+    }
+    QByteArray settings;
+    TarvexError error =
+        m_storage.database().read([&] { return m_storage.loadSettings(data.value(KEY_OWNER).toString(), settings); });
+    if (error.error() == TarvexError::NoError && settings.isEmpty()) {
+        error = TarvexError(TarvexError::NoSettingsForClient);
+    }
+    return {error, error.error() == TarvexError::NoError ? jsonToMap(settings) : QVariantMap()};
+}
+
+QueryService::Answer QueryService::loadSettingsList(const QString&, const QVariantMap& data)
+{
+    QStringList owners;
+    if (!readOwners(data.value(KEY_OWNERS), owners)) {
+        return malformed();
+    }
+    QVariantList list;
+    int size = 0;
+    const TarvexError error = m_storage.database().read([&] {
+        for (const QString& owner : qAsConst(owners)) {
+            QByteArray settings;
+            if (!m_storage.loadSettings(owner, settings)) {
+                return false;
+            }
+            size += settings.size() + 1;
+            if (size > MAX_SETTINGS_LIST_SIZE) {
+                return false; // no client could decode it
+            }
+            if (!settings.isEmpty()) {
+                list.append(jsonToMap(settings));
+            }
+        }
+        return true;
+    });
+    if (error.error() != TarvexError::NoError) {
+        return {error, {}};
+    }
+    if (list.isEmpty()) {
+        return {TarvexError(TarvexError::NoSettingsForClient), {}};
+    }
+    return {error, {{KEY_SETTINGS_LIST, list}}};
+}
+
+QueryService::Answer QueryService::removeSettings(const QString&, const QVariantMap& data)
+{
+    if (!isName(data.value(KEY_OWNER))) {
+        return malformed();
+    }
+    bool wasThere = false;
+    const TarvexError error = m_storage.database().write(
+        [&] { return m_storage.removeSettings(data.value(KEY_OWNER).toString(), wasThere); });
+    if (error.error() == TarvexError::NoError && !wasThere) {
+        return {TarvexError(TarvexError::NoSettingsForClient), {}};
+    }
+    return {error, {}};
+}
+
+QueryService::Answer QueryService::subscribe(const QString& client, const QVariantMap& data)
+{
+    QList<Subscription> subscriptions;
+    if (!readSubscriptions(data.value(KEY_PUBLISHERS), subscriptions)) {
+        return malformed();
+    }
+    return {m_storage.database().write([&] {
+                bool isDone = true;
+                for (const Subscription& subscription : qAsConst(subscriptions)) {
+                    isDone = isDone && m_storage.subscribe(client, subscription.first, subscription.second);
+                }
+                return isDone;
+            }),
+            {}};
+}
+
+QueryService::Answer QueryService::unsubscribe(const QString& client, const QVariantMap& data)
+{
+    QStringList publishers;
+    if (!readNames(data.value(KEY_PUBLISHERS), publishers)) {
+        return malformed();
+    }
+    return {m_storage.database().write([&] {
+                bool isDone = true;
+                for (const QString& publisher : qAsConst(publishers)) {
+                    isDone = isDone && m_storage.unsubscribe(client, publisher);
+                }
+                return isDone;
+            }),
+            {}};
+}
+
+QueryService::Answer QueryService::sendMessage(const QString& client, const QVariantMap& data)
+{
+    // A missing identifier is made up for; without an addressee's name, even an empty one, it is no message.
+    const bool hasUid = !data.contains(KEY_UID) || isText(data.value(KEY_UID));
+    if (!isText(data.value(KEY_RECIEVER)) || !isText(data.value(KEY_MESSAGE)) || !hasUid) {
+        return malformed();
+    }
+    Message message = Message::fromVariantMap(data);
+    message.setSender(client);
+    return {m_delivery.write([&] { return m_delivery.postMessage(message); }), {}};
+}
+
+} // namespace tarvex::devbus

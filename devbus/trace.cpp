@@ -1,0 +1,67 @@
+#include "trace.h"
+
+#include "client/busframe_p.h"
+
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QTime>
+
+namespace tarvex::devbus::trace {
+
+namespace {
+
+/// What clients send must neither break the line nor reach the terminal as a control sequence.
+QString printable(QString text, int maxLength)
+{
+    const int excess = text.size() - maxLength;
+    if (excess > 0) {
+        text.truncate(maxLength);
+    }
+    for (QChar& character : text) {
+        if (!character.isPrint() && !character.isSurrogate()) {
+            character = QLatin1Char('?');
+        }
+    }
+    return excess > 0 ? text + QStringLiteral("... (+%1)").arg(excess) : text;
+}
+
+QString origin(const QString& port, const QString& client)
+{
+    return port + QLatin1Char('/') + (client.isEmpty() ? QStringLiteral("-") : printable(client, MAX_NAME_LENGTH));
+}
+
+QString now()
+{
+    return QTime::currentTime().toString(QStringLiteral("hh:mm:ss.zzz"));
+}
+
+QString dataText(const QVariantMap& envelope)
+{
+    const QJsonObject data = QJsonObject::fromVariantMap(envelope.value(QStringLiteral("data")).toMap());
+    return QString::fromUtf8(QJsonDocument(data).toJson(QJsonDocument::Compact));
+}
+
+} // namespace
+
+QString frameLine(Direction direction, const QString& port, const QString& client, bool isReply,
+                  const QVariantMap& envelope)
+{
+    QStringList parts;
+    parts << now() << (direction == Direction::In ? QStringLiteral("in ") : QStringLiteral("out"));
+    parts << origin(port, client) << (isReply ? QStringLiteral("REPLY") : QStringLiteral("REQUEST"));
+    parts << printable(envelope.value(QStringLiteral("operation")).toString(), MAX_NAME_LENGTH);
+    parts << printable(dataText(envelope), MAX_DATA_LENGTH);
+    if (isReply) {
+        const QVariantMap result = envelope.value(QStringLiteral("result")).toMap();
+        parts << QString::number(busframe::resultCode(result));
+    }
+    return parts.join(QLatin1Char(' '));
+}
+
+QString noticeLine(const QString& port, const QString& client, const QString& what)
+{
+    const QStringList parts{now(), QStringLiteral("in "), origin(port, client), printable(what, MAX_DATA_LENGTH)};
+    return parts.join(QLatin1Char(' '));
+}
+
+} // namespace tarvex::devbus::trace

@@ -1,0 +1,29 @@
+#ifndef TRACE_H
+#define TRACE_H
+
+#include <QString>
+#include <QVariantMap>
+
+/// What a developer sees of the traffic: one line for each frame, whatever the frame holds.
+namespace tarvex::devbus::trace {
+
+/// Longer names and data are cut, in characters.
+constexpr int MAX_NAME_LENGTH = 64;
+constexpr int MAX_DATA_LENGTH = 512;
+
+enum class Direction {
+    In,  ///< From the client.
+    Out, ///< To the client.
+};
+
+/// "12:30:01.250 in  query/printer REQUEST loadState {"owner":"printer"}"; a reply ends with its code. The client's
+/// name is "-" as long as it has not introduced itself.
+QString frameLine(Direction direction, const QString& port, const QString& client, bool isReply,
+                  const QVariantMap& envelope);
+
+/// The same for bytes that are no frame: \a what says so.
+QString noticeLine(const QString& port, const QString& client, const QString& what);
+
+} // namespace tarvex::devbus::trace
+
+#endif // TRACE_H

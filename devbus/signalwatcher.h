@@ -1,0 +1,36 @@
+#ifndef SIGNALWATCHER_H
+#define SIGNALWATCHER_H
+
+#include <QObject>
+#include <QSocketNotifier>
+
+#include <memory>
+
+namespace tarvex::devbus {
+
+/// Turns SIGTERM and SIGINT into a Qt signal.
+class SignalWatcher : public QObject
+{
+    Q_OBJECT
+public:
+    /// Keeps the two signals from ending the process by themselves; they wait for a watcher from then on. Called before
+    /// the process has further threads, since one that has not inherited this would still be ended.
+    static void blockSignals();
+
+    /// Needs the application object.
+    explicit SignalWatcher(QObject* parent = nullptr);
+    ~SignalWatcher() override;
+
+Q_SIGNALS:
+    void endRequested();
+
+private:
+    void onActivated();
+
+    int m_descriptor = -1;
+    std::unique_ptr<QSocketNotifier> m_notifier;
+};
+
+} // namespace tarvex::devbus
+
+#endif // SIGNALWATCHER_H

@@ -1,0 +1,58 @@
+#ifndef BUSCLIENT_H
+#define BUSCLIENT_H
+
+#include "fakebus.h"
+
+#include <QByteArray>
+#include <QString>
+#include <QVariantMap>
+
+/// A client's end of a bus connection on a plain socket, without the library's codec. Every call blocks, up to 20 s.
+class BusClient
+{
+public:
+    static constexpr quint16 QUERY_PORT = FakeBus::QUERY_PORT;
+    static constexpr quint16 RECEIVER_PORT = FakeBus::RECEIVER_PORT;
+
+    struct Frame
+    {
+        bool isValid = false; ///< False when the connection ended, or nothing came in time.
+        bool isReply = false;
+        QString operation;
+        QVariantMap data;
+        QVariantMap envelope;
+        int code = -1; ///< Of a reply.
+        QString description;
+    };
+
+    /// Connects. With a \a name it introduces itself as well.
+    explicit BusClient(quint16 port, const QString& name = QString());
+    ~BusClient();
+    Q_DISABLE_COPY_MOVE(BusClient)
+
+    bool isConnected() const { return m_descriptor >= 0; }
+
+    int descriptor() const { return m_descriptor; }
+
+    bool send(const QByteArray& bytes);
+    bool sendRequest(const QString& operation, const QVariantMap& data);
+    Frame read();
+    /// Sends a request and reads what comes next.
+    Frame ask(const QString& operation, const QVariantMap& data);
+    /// Sends raw bytes and reads what comes next.
+    Frame askRaw(const QByteArray& bytes);
+    /// The reply of a client that has got \a pushed.
+    bool acknowledge(const Frame& pushed, int code = 0);
+    /// Whether the server closes the connection; drops what it still sends.
+    bool waitForClose();
+    /// Whether bytes are there now.
+    bool hasBytes() const;
+    /// Sends as much as the connection takes without waiting. \return how many bytes that was
+    qint64 sendWithoutWaiting(const QByteArray& bytes);
+
+private:
+    int m_descriptor;
+    FakeBus::Peer m_peer;
+};
+
+#endif // BUSCLIENT_H

@@ -1,0 +1,557 @@
+#include "storage.h"
+
+#include <QDir>
+#include <QFile>
+#include <QSqlDatabase>
+#include <QSqlError>
+#include <QSqlQuery>
+#include <QTemporaryDir>
+#include <QTest>
+
+#include <memory>
+
+using namespace tarvex;
+using devbus::Storage;
+
+namespace {
+
+/// Another program at work on a database file.
+class OtherProgram
+{
+public:
+    explicit OtherProgram(const QString& path)
+    {
+        QSqlDatabase database = QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), QStringLiteral("other"));
+        database.setDatabaseName(path);
+        database.open();
+    }
+
+    ~OtherProgram()
+    {
+        QSqlDatabase::database(QStringLiteral("other"), false).close();
+        QSqlDatabase::removeDatabase(QStringLiteral("other"));
+    }
+
+    Q_DISABLE_COPY_MOVE(OtherProgram)
+
+    bool run(const char* sql)
+    {
+        QSqlQuery query(QSqlDatabase::database(QStringLiteral("other"), false));
+        return query.exec(QString::fromLatin1(sql));
+    }
+};
+
+QByteArray contents(const QString& path)
+{
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("unreadable");
+}
+
+void overwrite(const QString& path, qint64 offset, const QByteArray& bytes)
+{
+    QFile file(path);
+    QVERIFY(file.open(QIODevice::ReadWrite));
+    QVERIFY(file.seek(offset));
+    QCOMPARE(file.write(bytes), bytes.size());
+}
+
+ClientState someState()
+{
+    ClientState state;
+    state.setOwner(QStringLiteral("printer"));
+    state.setStateType(static_cast<ClientState::EStateType>(7));
+    state.setState(QStringLiteral("{\"paper\":\"low\"}"));
+    return state;
+}
+
+Message someMessage(const QString& uid)
+{
+    Message message;
+    message.setSender(QStringLiteral("a"));
+    message.setReciever(QStringLiteral("b"));
+    message.setMessage(QStringLiteral("text of ") + uid);
+    message.setUid(uid);
+    return message;
+}
+
+int codeOf(const TarvexError& error)
+{
+    return error.error();
+}
+
+int save(Storage& storage, const ClientState& state)
+{
+    return codeOf(storage.database().write([&] { return storage.saveState(state); }));
+}
+
+int load(Storage& storage, QVariantMap& state)
+{
+    return codeOf(storage.database().read([&] { return storage.loadState(QStringLiteral("printer"), state); }));
+}
+
+} // namespace
+
+class TstStorage : public QObject
+{
+    Q_OBJECT
+private Q_SLOTS:
+    void init();
+    void open_newFile_bearsOurMark();
+    void open_emptyFile_countsAsNew();
+    void open_leftoverOfKilledCreation_isReplaced();
+    void open_link_staysLink();
+    void open_again_findsEverything();
+    void open_inMemory_needsNoFile();
+    void open_noDatabase_leavesItUntouched_data();
+    void open_noDatabase_leavesItUntouched();
+    void open_foreignDatabase_leavesItUntouched_data();
+    void open_foreignDatabase_leavesItUntouched();
+    void open_damagedPage_leavesItUntouched();
+    void open_missingTable_leavesItUntouched();
+    void open_otherVersion_leavesItUntouched();
+    void open_impossiblePlace_fails_data();
+    void open_impossiblePlace_fails();
+    void states_areKeptByOwner();
+    void settings_areKeptByOwner();
+    void subscribers_areFoundByGoal();
+    void messages_comeInOrder();
+    void trimMessages_dropsOldest();
+    void nullStrings_areStored();
+    void write_workFails_isUndone();
+    void write_lockedByOther_isAccessErrorUntilItEnds();
+    void read_lockedByOther_goesOn();
+    void write_refusedByDatabase_isAccessError();
+    void read_tableDropped_isInvalidStorage();
+    void read_fileOverwritten_isInvalidStorage();
+    void read_fileReplaced_isInvalidStorage_data();
+    void read_fileReplaced_isInvalidStorage();
+    void read_recordUnreadable_isInvalidStorage();
+
+private:
+    QString path(const char* name) const { return m_folder->filePath(QString::fromLatin1(name)); }
+
+    QString bus() const { return path("bus.sqlite"); }
+
+    void makeDatabase();
+    void verifyRefused(const QString& file);
+
+    std::unique_ptr<QTemporaryDir> m_folder;
+};
+
+void TstStorage::init()
+{
+    m_folder = std::make_unique<QTemporaryDir>();
+    QVERIFY(m_folder->isValid());
+}
+
+/// A database of ours with enough in it for many pages.
+void TstStorage::makeDatabase()
+{
+    Storage storage(bus());
+    QVERIFY(storage.database().open());
+    QCOMPARE(save(storage, someState()), 0);
+    const int code = codeOf(storage.database().write([&] {
+        bool isDone = true;
+        for (int number = 0; number < 500; ++number) {
+            isDone = isDone && storage.addMessage(QStringLiteral("b"), someMessage(QString::number(number)));
+        }
+        return isDone;
+    }));
+    QCOMPARE(code, 0);
+}
+
+void TstStorage::verifyRefused(const QString& file)
+{
+    const QByteArray before = contents(file);
+    const QStringList filesBefore = QDir(m_folder->path()).entryList(QDir::Files);
+    {
+        Storage storage(file);
+        QVERIFY(!storage.database().open());
+        QVERIFY(!storage.database().errorString().isEmpty());
+    }
+    QVERIFY(contents(file) == before);
+    QCOMPARE(QDir(m_folder->path()).entryList(QDir::Files), filesBefore);
+}
+
+void TstStorage::open_newFile_bearsOurMark()
+{
+    Storage storage(bus());
+    QVERIFY(storage.database().open());
+    QCOMPARE(contents(bus()).left(16), QByteArray("SQLite format 3\0", 16));
+    QCOMPARE(contents(bus()).mid(68, 4), QByteArray("TxDB"));
+}
+
+void TstStorage::open_emptyFile_countsAsNew()
+{
+    QFile file(bus());
+    QVERIFY(file.open(QIODevice::WriteOnly));
+    file.close();
+    Storage storage(bus());
+    QVERIFY(storage.database().open());
+    QCOMPARE(save(storage, someState()), 0);
+}
+
+void TstStorage::open_leftoverOfKilledCreation_isReplaced()
+{
+    QFile leftover(path("bus.sqlite.new"));
+    QVERIFY(leftover.open(QIODevice::WriteOnly));
+    leftover.write("half of something");
+    leftover.close();
+    Storage storage(bus());
+    QVERIFY(storage.database().open());
+    QVERIFY(!leftover.exists());
+}
+
+void TstStorage::open_link_staysLink()
+{
+    const QString target = path("elsewhere.sqlite");
+    QFile file(target);
+    QVERIFY(file.open(QIODevice::WriteOnly));
+    file.close();
+    QVERIFY(QFile::link(target, bus()));
+    Storage storage(bus());
+    QVERIFY(storage.database().open());
+    QVERIFY(QFileInfo(bus()).isSymLink());
+    QVERIFY(QFileInfo(target).size() > 0);
+}
+
+void TstStorage::open_again_findsEverything()
+{
+    makeDatabase();
+    Storage storage(bus());
+    QVERIFY(storage.database().open());
+    QVariantMap state;
+    QCOMPARE(load(storage, state), 0);
+    QVERIFY(ClientState::fromVariantMap(state) == someState());
+}
+
+void TstStorage::open_inMemory_needsNoFile()
+{
+    Storage storage{QString()};
+    QVERIFY(storage.database().open());
+    QCOMPARE(save(storage, someState()), 0);
+    QVariantMap state;
+    QCOMPARE(load(storage, state), 0);
+    QCOMPARE(state, someState().toVariantMap());
+}
+
+void TstStorage::open_noDatabase_leavesItUntouched_data()
+{
+    QTest::addColumn<QByteArray>("bytes");
+    QTest::newRow("one byte") << QByteArray("x");
+    QTest::newRow("text") << QByteArray("hello, this is a letter\n").repeated(1000);
+    QTest::newRow("zeros") << QByteArray(8192, '\0');
+    QTest::newRow("header alone") << QByteArray("SQLite format 3\0", 16);
+}
+
+void TstStorage::open_noDatabase_leavesItUntouched()
+{
+    QFETCH(QByteArray, bytes);
+    QFile file(bus());
+    QVERIFY(file.open(QIODevice::WriteOnly));
+    file.write(bytes);
+    file.close();
+    verifyRefused(bus());
+}
+
+void TstStorage::open_foreignDatabase_leavesItUntouched_data()
+{
+    QTest::addColumn<QByteArray>("journal");
+    QTest::newRow("rollback journal") << QByteArray("PRAGMA journal_mode = DELETE");
+    QTest::newRow("write-ahead log") << QByteArray("PRAGMA journal_mode = WAL");
+}
+
+void TstStorage::open_foreignDatabase_leavesItUntouched()
+{
+    QFETCH(QByteArray, journal);
+    {
+        OtherProgram other(bus());
+        QVERIFY(other.run(journal.constData()));
+        QVERIFY(other.run("CREATE TABLE states (a)"));
+    }
+    verifyRefused(bus());
+}
+
+void TstStorage::open_damagedPage_leavesItUntouched()
+{
+    makeDatabase();
+    const qint64 middle = QFileInfo(bus()).size() / 2 / 4096 * 4096;
+    overwrite(bus(), middle, QByteArray(4096, 'x'));
+    verifyRefused(bus());
+}
+
+void TstStorage::open_missingTable_leavesItUntouched()
+{
+    makeDatabase();
+    {
+        OtherProgram other(bus());
+        QVERIFY(other.run("DROP TABLE settings"));
+    }
+    verifyRefused(bus());
+}
+
+void TstStorage::open_otherVersion_leavesItUntouched()
+{
+    makeDatabase();
+    {
+        OtherProgram other(bus());
+        QVERIFY(other.run("PRAGMA user_version = 2"));
+    }
+    verifyRefused(bus());
+}
+
+void TstStorage::open_impossiblePlace_fails_data()
+{
+    QTest::addColumn<QString>("place");
+    QTest::newRow("folder") << QDir::tempPath();
+    QTest::newRow("missing folder") << QDir::tempPath() + QStringLiteral("/no such folder/bus.sqlite");
+    QTest::newRow("device") << QStringLiteral("/dev/null");
+    QTest::newRow("no folder at all") << QStringLiteral("/dev/null/bus.sqlite");
+    QTest::newRow("nothing can be written") << QStringLiteral("/proc/bus.sqlite");
+}
+
+void TstStorage::open_impossiblePlace_fails()
+{
+    QFETCH(QString, place);
+    Storage storage(place);
+    QVERIFY(!storage.database().open());
+    QVERIFY(!storage.database().errorString().isEmpty());
+}
+
+void TstStorage::states_areKeptByOwner()
+{
+    Storage storage{QString()};
+    QVERIFY(storage.database().open());
+    QVariantMap state;
+    QCOMPARE(load(storage, state), 0);
+    QVERIFY(state.isEmpty());
+    ClientState other = someState();
+    other.setOwner(QStringLiteral("cashbox"));
+    QCOMPARE(save(storage, other), 0);
+    QCOMPARE(save(storage, other), 0);
+    QCOMPARE(load(storage, state), 0);
+    QVERIFY(state.isEmpty());
+    ClientState none = someState();
+    none.setStateType(ClientState::NoStateType);
+    QCOMPARE(save(storage, none), 0);
+    QCOMPARE(load(storage, state), 0);
+    QCOMPARE(state, none.toVariantMap());
+}
+
+void TstStorage::settings_areKeptByOwner()
+{
+    Storage storage{QString()};
+    QVERIFY(storage.database().open());
+    ClientSettings settings;
+    settings.setOwner(QStringLiteral("printer"));
+    QByteArray found;
+    bool wasThere = false;
+    bool wasThereAgain = true;
+    QByteArray afterwards("something");
+    const TarvexError error = storage.database().write([&] {
+        return storage.saveSettings(settings) && storage.loadSettings(settings.owner(), found)
+            && storage.removeSettings(settings.owner(), wasThere)
+            && storage.removeSettings(settings.owner(), wasThereAgain)
+            && storage.loadSettings(settings.owner(), afterwards);
+    });
+    QCOMPARE(codeOf(error), 0);
+    QVERIFY(found.contains("\"owner\":\"printer\""));
+    QVERIFY(wasThere);
+    QVERIFY(!wasThereAgain);
+    QVERIFY(afterwards.isEmpty());
+}
+
+void TstStorage::subscribers_areFoundByGoal()
+{
+    Storage storage{QString()};
+    QVERIFY(storage.database().open());
+    const QString publisher = QStringLiteral("p");
+    QStringList states;
+    QStringList messages;
+    const TarvexError error = storage.database().write([&] {
+        return storage.subscribe(QStringLiteral("c3"), publisher, 3)
+            && storage.subscribe(QStringLiteral("c1"), publisher, 1)
+            && storage.subscribe(QStringLiteral("c2"), publisher, 1)
+            && storage.subscribe(QStringLiteral("c2"), publisher, 2) // replaces
+            && storage.subscribe(QStringLiteral("c4"), publisher, 3)
+            && storage.unsubscribe(QStringLiteral("c4"), publisher)
+            && storage.unsubscribe(QStringLiteral("c4"), publisher)
+            && storage.subscribe(QStringLiteral("c5"), QStringLiteral("another"), 3)
+            && storage.subscribers(publisher, 1, states) && storage.subscribers(publisher, 2, messages);
+    });
+    QCOMPARE(codeOf(error), 0);
+    QCOMPARE(states, (QStringList{QStringLiteral("c1"), QStringLiteral("c3")}));
+    QCOMPARE(messages, (QStringList{QStringLiteral("c2"), QStringLiteral("c3")}));
+}
+
+void TstStorage::messages_comeInOrder()
+{
+    Storage storage{QString()};
+    QVERIFY(storage.database().open());
+    const QString client = QStringLiteral("b");
+    Storage::StoredMessage first;
+    Storage::StoredMessage second;
+    Storage::StoredMessage none;
+    Storage::StoredMessage removed;
+    const TarvexError error = storage.database().write([&] {
+        return storage.addMessage(client, someMessage(QStringLiteral("1")))
+            && storage.addMessage(QStringLiteral("another"), someMessage(QStringLiteral("x")))
+            && storage.addMessage(client, someMessage(QStringLiteral("2"))) && storage.nextMessage(client, 0, first)
+            && storage.nextMessage(client, first.id, second) && storage.nextMessage(client, second.id, none)
+            && storage.removeMessages({first.id}) && storage.messageById(first.id, removed);
+    });
+    QCOMPARE(codeOf(error), 0);
+    QCOMPARE(first.message.message(), QStringLiteral("text of 1"));
+    QCOMPARE(second.message.uid(), QStringLiteral("2"));
+    QCOMPARE(none.id, 0);
+    QCOMPARE(removed.id, 0);
+}
+
+void TstStorage::trimMessages_dropsOldest()
+{
+    Storage storage{QString()};
+    QVERIFY(storage.database().open());
+    const QString client = QStringLiteral("b");
+    int droppedNone = -1;
+    int dropped = -1;
+    int droppedAll = -1;
+    Storage::StoredMessage first;
+    Storage::StoredMessage other;
+    const TarvexError error = storage.database().write([&] {
+        bool isDone = storage.addMessage(QStringLiteral("another"), someMessage(QStringLiteral("x")));
+        for (int number = 0; number < 5; ++number) {
+            isDone = isDone && storage.addMessage(client, someMessage(QString::number(number)));
+        }
+        return isDone && storage.trimMessages(client, 5, droppedNone) && storage.trimMessages(client, 2, dropped)
+            && storage.nextMessage(client, 0, first) && storage.trimMessages(client, 0, droppedAll)
+            && storage.nextMessage(QStringLiteral("another"), 0, other);
+    });
+    QCOMPARE(codeOf(error), 0);
+    QCOMPARE(droppedNone, 0);
+    QCOMPARE(dropped, 3);
+    QCOMPARE(first.message.uid(), QStringLiteral("3"));
+    QCOMPARE(droppedAll, 2);
+    QCOMPARE(other.message.uid(), QStringLiteral("x"));
+}
+
+void TstStorage::nullStrings_areStored()
+{
+    Storage storage{QString()};
+    QVERIFY(storage.database().open());
+    Storage::StoredMessage found;
+    const TarvexError error = storage.database().write([&] {
+        return storage.addMessage(QString(), Message()) && storage.nextMessage(QString(), 0, found)
+            && storage.saveState(ClientState());
+    });
+    QCOMPARE(codeOf(error), 0);
+    QVERIFY(found.id != 0);
+}
+
+void TstStorage::write_workFails_isUndone()
+{
+    Storage storage{QString()};
+    QVERIFY(storage.database().open());
+    const TarvexError error = storage.database().write([&] { return storage.saveState(someState()) && false; });
+    QCOMPARE(codeOf(error), 512);
+    QVariantMap state;
+    QCOMPARE(load(storage, state), 0);
+    QVERIFY(state.isEmpty());
+}
+
+void TstStorage::write_lockedByOther_isAccessErrorUntilItEnds()
+{
+    Storage storage(bus());
+    QVERIFY(storage.database().open());
+    OtherProgram other(bus());
+    QVERIFY(other.run("BEGIN IMMEDIATE"));
+    QCOMPARE(save(storage, someState()), 512);
+    QVERIFY(other.run("COMMIT"));
+    QCOMPARE(save(storage, someState()), 0);
+}
+
+void TstStorage::read_lockedByOther_goesOn()
+{
+    makeDatabase();
+    Storage storage(bus());
+    QVERIFY(storage.database().open());
+    OtherProgram other(bus());
+    QVERIFY(other.run("BEGIN IMMEDIATE"));
+    QVariantMap state;
+    QCOMPARE(load(storage, state), 0);
+    QVERIFY(!state.isEmpty());
+}
+
+void TstStorage::write_refusedByDatabase_isAccessError()
+{
+    Storage storage(bus());
+    QVERIFY(storage.database().open());
+    OtherProgram other(bus());
+    QVERIFY(other.run("CREATE TRIGGER no BEFORE INSERT ON states BEGIN SELECT RAISE(ABORT, 'no'); END"));
+    QCOMPARE(save(storage, someState()), 512);
+    QVERIFY(other.run("DROP TRIGGER no"));
+    QCOMPARE(save(storage, someState()), 0);
+}
+
+void TstStorage::read_tableDropped_isInvalidStorage()
+{
+    Storage storage(bus());
+    QVERIFY(storage.database().open());
+    OtherProgram other(bus());
+    QVERIFY(other.run("DROP TABLE states"));
+    QVariantMap state;
+    QCOMPARE(load(storage, state), 256);
+    QCOMPARE(save(storage, someState()), 256);
+}
+
+void TstStorage::read_fileOverwritten_isInvalidStorage()
+{
+    makeDatabase();
+    Storage storage(bus());
+    QVERIFY(storage.database().open());
+    QVariantMap state;
+    QCOMPARE(load(storage, state), 0);
+    overwrite(bus(), 0, QByteArray(static_cast<int>(QFileInfo(bus()).size()), 'x'));
+    QCOMPARE(load(storage, state), 256);
+    QCOMPARE(save(storage, someState()), 256);
+}
+
+void TstStorage::read_fileReplaced_isInvalidStorage_data()
+{
+    QTest::addColumn<bool>("isReplaced");
+    QTest::newRow("removed") << false;
+    QTest::newRow("replaced") << true;
+}
+
+void TstStorage::read_fileReplaced_isInvalidStorage()
+{
+    QFETCH(bool, isReplaced);
+    makeDatabase();
+    QVERIFY(QFile::copy(bus(), path("copy.sqlite")));
+    Storage storage(bus());
+    QVERIFY(storage.database().open());
+    QVERIFY(QFile::remove(bus()));
+    if (isReplaced) {
+        QVERIFY(QFile::rename(path("copy.sqlite"), bus()));
+    }
+    QVariantMap state;
+    QCOMPARE(load(storage, state), 256);
+    QCOMPARE(save(storage, someState()), 256);
+}
+
+void TstStorage::read_recordUnreadable_isInvalidStorage()
+{
+    makeDatabase();
+    Storage storage(bus());
+    QVERIFY(storage.database().open());
+    OtherProgram other(bus());
+    QVERIFY(other.run("UPDATE states SET record = 'no json'"));
+    QVERIFY(other.run("UPDATE messages SET record = 'no json'"));
+    QVariantMap state;
+    QCOMPARE(load(storage, state), 256);
+    Storage::StoredMessage message;
+    QCOMPARE(codeOf(storage.database().read([&] { return storage.nextMessage(QStringLiteral("b"), 0, message); })),
+             256);
+}
+
+QTEST_GUILESS_MAIN(TstStorage)
+#include "tst_storage.moc"

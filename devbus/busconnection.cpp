@@ -88,16 +88,35 @@ void BusConnection::onBytesWritten()
 
 void BusConnection::processFrames()
 {
+    if (m_isProcessing) {
+        return;
+    }
+    m_isProcessing = true;
+    const bool wasCongested = !takeFrames();
+    // Written at once: a client that has closed its own direction already would lose what still waits when Qt sees
+    // that.
+    m_socket->flush();
+    m_isProcessing = false;
+    if (wasCongested && !isCongested()) {
+        // There may be no further signal to wake us, and the other clients get their turn first.
+        QMetaObject::invokeMethod(this, &BusConnection::processFrames, Qt::QueuedConnection);
+    }
+}
+
+/// \return false when it stopped for lack of room, true when it has taken all there is.
+bool BusConnection::takeFrames()
+{
     while (!m_isClosing && !isCongested()) {
         if (processFrame()) {
             continue;
         }
         const QByteArray bytes = m_socket->read(READ_BUFFER_SIZE);
         if (bytes.isEmpty()) {
-            return;
+            return true;
         }
         m_stream.append(bytes);
     }
+    return m_isClosing;
 }
 
 /// \return false when there is no whole frame.

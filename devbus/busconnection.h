@@ -68,6 +68,7 @@ private:
     void onReadyRead();
     void onBytesWritten();
     void processFrames();
+    bool takeFrames();
     bool processFrame();
     void processPayload(const Frame& frame);
     void loseTrack(TarvexError::Error error, const QString& what);
@@ -77,6 +78,7 @@ private:
     const Port m_port;
     FrameStream m_stream;
     QString m_client;
+    bool m_isProcessing = false;
     bool m_isClosing = false;
     bool m_isTracing = false;
 };

@@ -1,0 +1,269 @@
+#include "busclient.h"
+#include "busthread.h"
+
+#include <QRandomGenerator>
+#include <QTest>
+
+#include <poll.h>
+#include <sys/socket.h>
+
+using tarvex::devbus::BusConnection;
+using tarvex::devbus::BusServer;
+
+namespace {
+
+QVariantMap owned(const QString& owner)
+{
+    return {{QStringLiteral("owner"), owner}};
+}
+
+QByteArray loadRequest(const QString& owner)
+{
+    return FakeBus::requestFrame(QStringLiteral("loadState"), owned(owner));
+}
+
+/// Text that does not get smaller when it is compressed, or only by half.
+QString noise(int size)
+{
+    QByteArray bytes(size, '\0');
+    for (char& byte : bytes) {
+        byte = static_cast<char>('a' + QRandomGenerator::global()->bounded(26));
+    }
+    return QString::fromLatin1(bytes);
+}
+
+QVariantMap largeState(int size)
+{
+    return {{QStringLiteral("owner"), QStringLiteral("large")}, {QStringLiteral("state"), noise(size)}};
+}
+
+/// A client that looks in on the bus from time to time; that it is answered shows that the bus has gone round.
+bool goRound(BusClient& client, int times)
+{
+    for (int round = 0; round < times; ++round) {
+        if (client.askRaw(loadRequest(QStringLiteral("nobody"))).code != 5) {
+            return false;
+        }
+    }
+    return true;
+}
+
+} // namespace
+
+class TstBusConnection : public QObject
+{
+    Q_OBJECT
+private Q_SLOTS:
+    void frames_literalBytes_areUnderstood();
+    void frames_cutAtEveryPosition_areUnderstood();
+    void frames_backToBack_areAnsweredInOrder();
+    void frames_sentBeforeTheClientCloses_areHandled();
+    void wrongSize_isAnsweredThenClosed_data();
+    void wrongSize_isAnsweredThenClosed();
+    void unknownHeader_isAnsweredThenClosed();
+    void payload_noEnvelope_isAnsweredAndGoesOn_data();
+    void payload_noEnvelope_isAnsweredAndGoesOn();
+    void lostTrack_moreToCome_stillGetsTheAnswer();
+    void halfFrame_stalled_holdsUpNobody();
+    void largePayload_isUnderstood();
+    void reader_thatNeverReads_isReadNoFurther();
+    void flood_ofRequests_leavesOthersTheirTurn();
+};
+
+void TstBusConnection::frames_literalBytes_areUnderstood()
+{
+    // {"operation":"handshake","data":{"name":"a"}}, deflated without compression.
+    const QByteArray text = R"({"operation":"handshake","data":{"name":"a"}})";
+    QCOMPARE(text.size(), 45);
+    const QByteArray payload = "AAAALXgBAS0A0v97Im9wZXJhdGlvbiI6ImhhbmRzaGFrZSIsImRhdGEiOnsibmFtZSI6ImEifX1rbw8z";
+    const BusThread bus;
+    BusClient client(BusClient::QUERY_PORT);
+    const BusClient::Frame reply = client.askRaw("[-REQUEST-]\r\n80\r\n" + payload);
+    QCOMPARE(reply.operation, QStringLiteral("handshake"));
+    QCOMPARE(reply.code, 0);
+}
+
+void TstBusConnection::frames_cutAtEveryPosition_areUnderstood()
+{
+    const BusThread bus;
+    BusClient client(BusClient::QUERY_PORT, QStringLiteral("a"));
+    BusClient other(BusClient::QUERY_PORT, QStringLiteral("b"));
+    const QByteArray frame = loadRequest(QStringLiteral("x"));
+    for (int position = 1; position < frame.size(); ++position) {
+        QVERIFY(client.send(frame.left(position)));
+        // Once the other has its answer, the bus has had the first piece.
+        QVERIFY(goRound(other, 1));
+        QVERIFY(!client.hasBytes());
+        QCOMPARE(client.askRaw(frame.mid(position)).code, 5);
+    }
+}
+
+void TstBusConnection::frames_backToBack_areAnsweredInOrder()
+{
+    const BusThread bus;
+    BusClient client(BusClient::QUERY_PORT);
+    const QVariantMap name{{QStringLiteral("name"), QStringLiteral("a")}};
+    QByteArray bytes = FakeBus::requestFrame(QStringLiteral("handshake"), name);
+    for (int number = 0; number < 200; ++number) {
+        bytes += FakeBus::requestFrame(QString::number(number), {});
+    }
+    QVERIFY(client.send(bytes));
+    QCOMPARE(client.read().code, 0);
+    for (int number = 0; number < 200; ++number) {
+        QCOMPARE(client.read().operation, QString::number(number));
+    }
+}
+
+void TstBusConnection::frames_sentBeforeTheClientCloses_areHandled()
+{
+    const BusThread bus;
+    {
+        BusClient client(BusClient::QUERY_PORT, QStringLiteral("a"));
+        QVERIFY(client.sendRequest(QStringLiteral("saveState"), owned(QStringLiteral("a"))));
+        ::shutdown(client.descriptor(), SHUT_WR);
+        QCOMPARE(client.read().code, 0);
+    }
+    BusClient other(BusClient::QUERY_PORT, QStringLiteral("b"));
+    QCOMPARE(other.askRaw(loadRequest(QStringLiteral("a"))).code, 0);
+}
+
+void TstBusConnection::wrongSize_isAnsweredThenClosed_data()
+{
+    QTest::addColumn<int>("port");
+    QTest::addColumn<QByteArray>("line");
+    for (const int port : {45535, 45537}) {
+        QTest::addRow("%d: no number", port) << port << QByteArray("many\r\n");
+        QTest::addRow("%d: zero", port) << port << QByteArray("0\r\n");
+        QTest::addRow("%d: negative", port) << port << QByteArray("-8\r\n");
+        QTest::addRow("%d: too large", port) << port << QByteArray("50331652\r\n");
+        QTest::addRow("%d: no whole groups", port) << port << QByteArray("6\r\n");
+    }
+}
+
+void TstBusConnection::wrongSize_isAnsweredThenClosed()
+{
+    QFETCH(int, port);
+    QFETCH(QByteArray, line);
+    const BusThread bus;
+    BusClient client(static_cast<quint16>(port));
+    const BusClient::Frame reply = client.askRaw("[-REQUEST-]\r\n" + line);
+    QVERIFY(reply.isReply);
+    QCOMPARE(reply.code, 1);
+    QCOMPARE(reply.description, QStringLiteral("Incorret request size"));
+    QVERIFY(client.waitForClose());
+}
+
+void TstBusConnection::unknownHeader_isAnsweredThenClosed()
+{
+    const BusThread bus;
+    BusClient client(BusClient::QUERY_PORT, QStringLiteral("a"));
+    const BusClient::Frame reply = client.askRaw("[-request-]\r\n4\r\nAAAA");
+    QCOMPARE(reply.code, 2);
+    QVERIFY(client.waitForClose());
+}
+
+void TstBusConnection::payload_noEnvelope_isAnsweredAndGoesOn_data()
+{
+    QTest::addColumn<QByteArray>("payload");
+    QTest::newRow("no base64") << QByteArray("....");
+    QTest::newRow("not compressed") << QByteArray("hello there, bus").toBase64();
+    QTest::newRow("no JSON") << FakeBus::payload(QByteArray("hello"));
+    QTest::newRow("a list") << FakeBus::payload(QByteArray("[1,2]"));
+    QTest::newRow("an empty object") << FakeBus::payload(QByteArray("{}"));
+    QTest::newRow("cut short") << FakeBus::payload(QByteArray("{\"operation\":\"loadState\"}")).left(24);
+    QTest::newRow("inflates beyond the bound")
+        << FakeBus::payload("{\"operation\":\"" + QByteArray(33 * 1024 * 1024, 'x') + "\"}");
+}
+
+void TstBusConnection::payload_noEnvelope_isAnsweredAndGoesOn()
+{
+    QFETCH(QByteArray, payload);
+    const BusThread bus;
+    BusClient client(BusClient::QUERY_PORT);
+    const BusClient::Frame reply = client.askRaw(FakeBus::frame("[-REQUEST-]", payload));
+    QCOMPARE(reply.code, 2);
+    QCOMPARE(reply.description, QStringLiteral("Incorrect request data"));
+    const QVariantMap name{{QStringLiteral("name"), QStringLiteral("a")}};
+    QCOMPARE(client.ask(QStringLiteral("handshake"), name).code, 0);
+}
+
+void TstBusConnection::lostTrack_moreToCome_stillGetsTheAnswer()
+{
+    const BusThread bus;
+    BusClient client(BusClient::QUERY_PORT, QStringLiteral("a"));
+    const BusClient::Frame reply = client.askRaw("[-REQUEST-]\r\n0\r\n" + QByteArray(50000, 'x'));
+    QCOMPARE(reply.code, 1);
+    QVERIFY(client.waitForClose());
+}
+
+void TstBusConnection::halfFrame_stalled_holdsUpNobody()
+{
+    const BusThread bus;
+    const QByteArray frame = loadRequest(QStringLiteral("x"));
+    BusClient inHeader(BusClient::QUERY_PORT, QStringLiteral("a"));
+    BusClient inSize(BusClient::QUERY_PORT, QStringLiteral("b"));
+    BusClient inPayload(BusClient::RECEIVER_PORT, QStringLiteral("c"));
+    QVERIFY(inHeader.send(frame.left(5)));
+    QVERIFY(inSize.send(frame.left(14)));
+    QVERIFY(inPayload.send(frame.left(frame.size() - 1)));
+    BusClient other(BusClient::QUERY_PORT, QStringLiteral("d"));
+    QVERIFY(goRound(other, 20));
+    QCOMPARE(inHeader.askRaw(frame.mid(5)).code, 5);
+    QCOMPARE(inSize.askRaw(frame.mid(14)).code, 5);
+    QCOMPARE(inPayload.askRaw(frame.right(1)).code, 4);
+}
+
+void TstBusConnection::largePayload_isUnderstood()
+{
+    const BusThread bus;
+    BusClient client(BusClient::QUERY_PORT, QStringLiteral("a"));
+    const QVariantMap state = largeState(8 * 1024 * 1024);
+    QCOMPARE(client.ask(QStringLiteral("saveState"), state).code, 0);
+    const BusClient::Frame reply = client.askRaw(loadRequest(QStringLiteral("large")));
+    QCOMPARE(reply.code, 0);
+    QVERIFY(reply.data.value(QStringLiteral("state")) == state.value(QStringLiteral("state")));
+}
+
+// The replies to these small requests are some 50 MB, and behind them come bytes without end.
+void TstBusConnection::reader_thatNeverReads_isReadNoFurther()
+{
+    const BusThread bus;
+    BusClient other(BusClient::QUERY_PORT, QStringLiteral("other"));
+    QCOMPARE(other.ask(QStringLiteral("saveState"), largeState(256 * 1024)).code, 0);
+    BusClient stubborn(BusClient::QUERY_PORT, QStringLiteral("stubborn"));
+    const int requests = 250;
+    QVERIFY(stubborn.send(loadRequest(QStringLiteral("large")).repeated(requests)));
+    QVERIFY(goRound(other, 100));
+
+    // What the system and the bus hold for this client, in answers and in bytes of requests.
+    QVERIFY2(bus.handledCount(QStringLiteral("stubborn")) < 110, "the bus goes on answering");
+    const QByteArray junk = loadRequest(QStringLiteral("nobody")).repeated(5000);
+    qint64 taken = 0;
+    for (int round = 0; round < 60; ++round) {
+        taken += stubborn.sendWithoutWaiting(junk);
+        QVERIFY(goRound(other, 5));
+    }
+    QVERIFY2(taken < 16 * 1024 * 1024, qPrintable(QString::number(taken)));
+
+    // Once it reads, it gets everything.
+    for (int number = 0; number < requests; ++number) {
+        QCOMPARE(stubborn.read().code, 0);
+    }
+}
+
+void TstBusConnection::flood_ofRequests_leavesOthersTheirTurn()
+{
+    const BusThread bus;
+    BusClient flooding(BusClient::QUERY_PORT, QStringLiteral("flooding"));
+    BusClient other(BusClient::QUERY_PORT, QStringLiteral("other"));
+    const int requests = 20000;
+    const QByteArray flood = loadRequest(QStringLiteral("nobody")).repeated(requests);
+    qint64 sent = flooding.sendWithoutWaiting(flood);
+    QVERIFY(goRound(other, 1));
+    const int handled = bus.handledCount(QStringLiteral("flooding"));
+    QVERIFY2(handled < requests / 2, qPrintable(QString::number(handled)));
+    QVERIFY(sent > 0);
+}
+
+QTEST_GUILESS_MAIN(TstBusConnection)
+#include "tst_busconnection.moc"

@@ -8,7 +8,6 @@
 #include <QRegularExpression>
 
 #include <algorithm>
-#include <cctype>
 #include <iterator>
 
 using tarvex::ClientState;
@@ -23,10 +22,7 @@ constexpr int MAX_STATE_TYPE = 127;
 
 std::string marked(const std::string& argument)
 {
-    const bool isNegative =
-        argument.size() > 1 && argument[0] == '-' && std::isdigit(static_cast<unsigned char>(argument[1])) != 0;
-    const bool isBracketed = !argument.empty() && argument[0] == '[';
-    return isNegative || isBracketed ? MARK + argument : argument;
+    return !argument.empty() && argument.front() == '[' ? MARK + argument : argument;
 }
 
 bool isInteger(const QString& text)

@@ -13,8 +13,8 @@
 /// From the words of the command line to what the verbs work with. What makes no sense throws Failure with WrongUse.
 namespace tarvexctl {
 
-/// The program's arguments, without its name, for the parser. It would take a negative number for an option, and a text
-/// in brackets for a list: these are marked. text() takes the mark off again.
+/// The program's arguments, without its name, for the parser. It would take a text in brackets for a list: such a text
+/// is marked. text() takes the mark off again.
 std::vector<std::string> parserArguments(int argc, char** argv);
 
 /// An argument as it was given. Arguments must be UTF-8.

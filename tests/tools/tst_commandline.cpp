@@ -16,6 +16,7 @@ private Q_SLOTS:
     void wrongUse_isRefusedBeforeConnecting_data();
     void wrongUse_isRefusedBeforeConnecting();
     void optionsOfProgram_afterVerb_areUnderstood();
+    void argumentNotUtf8_isRefused();
     void stdoutFull_isTold();
 };
 
@@ -135,6 +136,20 @@ void TstCommandLine::optionsOfProgram_afterVerb_areUnderstood()
     QCOMPARE(run.objects().size(), 1);
     QCOMPARE(bus.handshakes().size(), 1);
     QCOMPARE(bus.handshakes().constFirst().data.value(QStringLiteral("name")).toString(), QStringLiteral("monitoring"));
+}
+
+void TstCommandLine::argumentNotUtf8_isRefused()
+{
+    FakeBus bus;
+    QProcess process;
+    // Through a shell, because QProcess itself passes nothing but text.
+    process.start(
+        QStringLiteral("/bin/sh"),
+        {QStringLiteral("-c"), QStringLiteral("\"$0\" state set \"$(printf 'a\\377')\""), ProgramRun::program()});
+    QVERIFY(process.waitForFinished());
+    QCOMPARE(process.exitCode(), 2);
+    QVERIFY(process.readAllStandardError().startsWith("tarvexctl: an argument is no UTF-8 text: a"));
+    QCOMPARE(bus.connectionCount(), 0);
 }
 
 void TstCommandLine::stdoutFull_isTold()

@@ -83,23 +83,28 @@ void BusConnection::onBytesWritten()
         return;
     }
     Q_EMIT writable();
-    processFrames();
+    scheduleFrames();
+}
+
+/// The frames that waited for room are taken later, when the other clients have had their turn. Not here, in the middle
+/// of Qt's writing: what is flushed there is not reported by another bytesWritten(), and nothing would wake us again.
+void BusConnection::scheduleFrames()
+{
+    if (!m_isScheduled) {
+        m_isScheduled = true;
+        QMetaObject::invokeMethod(this, &BusConnection::processFrames, Qt::QueuedConnection);
+    }
 }
 
 void BusConnection::processFrames()
 {
-    if (m_isProcessing) {
-        return;
-    }
-    m_isProcessing = true;
-    const bool wasCongested = !takeFrames();
+    m_isScheduled = false;
+    const bool isFinished = takeFrames();
     // Written at once: a client that has closed its own direction already would lose what still waits when Qt sees
     // that.
     m_socket->flush();
-    m_isProcessing = false;
-    if (wasCongested && !isCongested()) {
-        // There may be no further signal to wake us, and the other clients get their turn first.
-        QMetaObject::invokeMethod(this, &BusConnection::processFrames, Qt::QueuedConnection);
+    if (!isFinished && !isCongested()) {
+        scheduleFrames();
     }
 }
 

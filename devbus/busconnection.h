@@ -67,6 +67,7 @@ Q_SIGNALS:
 private:
     void onReadyRead();
     void onBytesWritten();
+    void scheduleFrames();
     void processFrames();
     bool takeFrames();
     bool processFrame();
@@ -78,7 +79,7 @@ private:
     const Port m_port;
     FrameStream m_stream;
     QString m_client;
-    bool m_isProcessing = false;
+    bool m_isScheduled = false;
     bool m_isClosing = false;
     bool m_isTracing = false;
 };

@@ -1,0 +1,375 @@
+#include "busclient.h"
+#include "busthread.h"
+#include "records/clientsettings.h"
+#include "records/clientstate.h"
+
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QSet>
+#include <QTest>
+
+using namespace tarvex;
+using devbus::BusServer;
+
+namespace {
+
+QString name(const char* text)
+{
+    return QString::fromLatin1(text);
+}
+
+QVariantMap messageTo(const QString& addressee, const QString& uid)
+{
+    return {{QStringLiteral("reciever"), addressee},
+            {QStringLiteral("sender"), QStringLiteral("somebody else")},
+            {QStringLiteral("message"), QStringLiteral("text of ") + uid},
+            {QStringLiteral("date"), QStringLiteral("2024-03-05T07:08:09.010")},
+            {QStringLiteral("UID"), uid}};
+}
+
+QVariantMap subscription(const QString& publisher, int goal)
+{
+    const QVariantMap entry{{QStringLiteral("name"), publisher}, {QStringLiteral("goal"), goal}};
+    return {{QStringLiteral("publishers"), QVariantList{entry}}};
+}
+
+QVariantMap stateOf(const QString& owner)
+{
+    ClientState state;
+    state.setOwner(owner);
+    state.setStateType(static_cast<ClientState::EStateType>(4));
+    state.setState(QStringLiteral("{\"paper\":\"low\"}"));
+    return state.toVariantMap();
+}
+
+QVariantMap settingsOf(const QString& owner, bool mailOwner = true)
+{
+    ClientSettings settings;
+    settings.setOwner(owner);
+    settings.setMailOwner(mailOwner);
+    return settings.toVariantMap();
+}
+
+QString uidOf(const BusClient::Frame& pushed)
+{
+    return pushed.data.value(QStringLiteral("UID")).toString();
+}
+
+QVariantMap command(const BusClient::Frame& pushed)
+{
+    return QJsonDocument::fromJson(pushed.data.value(QStringLiteral("message")).toString().toUtf8())
+        .object()
+        .toVariantMap();
+}
+
+QString commandName(const BusClient::Frame& pushed)
+{
+    return command(pushed).value(QStringLiteral("cmd")).toString();
+}
+
+/// A bus, and a client "a" that asks and sends.
+struct Desk
+{
+    explicit Desk(const BusServer::Options& options = {}) : bus(options), sender(BusClient::QUERY_PORT, name("a")) { }
+
+    bool send(const QString& addressee, const QString& uid)
+    {
+        return sender.ask(QStringLiteral("sendMessage"), messageTo(addressee, uid)).code == 0;
+    }
+
+    /// Sends messages with the uids first to last.
+    bool sendMany(const QString& addressee, int first, int last)
+    {
+        bool isDone = true;
+        for (int number = first; number <= last; ++number) {
+            isDone = isDone && send(addressee, QString::number(number));
+        }
+        return isDone;
+    }
+
+    /// Whatever was to be pushed by now has been: this reply comes after it.
+    bool settle() { return sender.ask(QStringLiteral("dance"), {}).code == 4; }
+
+    BusThread bus;
+    BusClient sender;
+};
+
+bool subscribe(const QString& client, const QString& publisher, int goal)
+{
+    BusClient query(BusClient::QUERY_PORT, client);
+    return query.ask(QStringLiteral("subscribe"), subscription(publisher, goal)).code == 0;
+}
+
+} // namespace
+
+class TstDelivery : public QObject
+{
+    Q_OBJECT
+private Q_SLOTS:
+    void message_toPresentClient_isPushed();
+    void message_toAbsentClient_waits();
+    void message_acknowledged_isGone();
+    void message_toAnother_isNotPushed();
+    void message_withoutUid_getsOne();
+    void message_toNobody_goesToSubscribersOfMessages();
+    void state_goesToSubscribersOfStates();
+    void state_afterUnsubscribing_isNotPushed();
+    void settings_areAnnouncedToOwner();
+    void settings_ownerNotToBeMailed_areNotAnnounced();
+    void uids_ofTheBus_areUnique();
+    void keep_absentClient_dropsOldestWithWarning();
+    void keep_presentClient_dropsNothing();
+    void keep_none_keepsNone();
+    void connection_secondOfName_replacesFirst();
+    void connection_renamed_getsTheOthersMessages();
+    void connection_repeatedHandshake_startsAgain();
+};
+
+void TstDelivery::message_toPresentClient_isPushed()
+{
+    Desk desk;
+    BusClient receiver(BusClient::RECEIVER_PORT, name("b"));
+    QVERIFY(desk.send(name("b"), name("u1")));
+    const BusClient::Frame pushed = receiver.read();
+    QVERIFY(pushed.isValid);
+    QVERIFY(!pushed.isReply);
+    QCOMPARE(pushed.operation, QStringLiteral("sendMessage"));
+    QVariantMap expected = messageTo(name("b"), name("u1"));
+    expected.insert(QStringLiteral("sender"), name("a"));
+    QCOMPARE(pushed.data, expected);
+    QVERIFY(receiver.acknowledge(pushed));
+    QVERIFY(desk.bus.waitForAcknowledged(1));
+}
+
+void TstDelivery::message_toAbsentClient_waits()
+{
+    Desk desk;
+    QVERIFY(desk.sendMany(name("b"), 1, 3));
+    BusClient receiver(BusClient::RECEIVER_PORT, name("b"));
+    for (int number = 1; number <= 3; ++number) {
+        QCOMPARE(uidOf(receiver.read()), QString::number(number));
+    }
+}
+
+void TstDelivery::message_acknowledged_isGone()
+{
+    Desk desk;
+    QVERIFY(desk.sendMany(name("b"), 1, 2));
+    {
+        BusClient receiver(BusClient::RECEIVER_PORT, name("b"));
+        QVERIFY(receiver.acknowledge(receiver.read()));
+        QVERIFY(desk.bus.waitForAcknowledged(1));
+        QCOMPARE(uidOf(receiver.read()), name("2"));
+    }
+    BusClient again(BusClient::RECEIVER_PORT, name("b"));
+    const BusClient::Frame pushed = again.read();
+    QCOMPARE(uidOf(pushed), name("2"));
+    QVERIFY(again.acknowledge(pushed));
+    QVERIFY(desk.bus.waitForAcknowledged(2));
+    BusClient last(BusClient::RECEIVER_PORT, name("b"));
+    QVERIFY(desk.settle());
+    QVERIFY(!last.hasBytes());
+}
+
+void TstDelivery::message_toAnother_isNotPushed()
+{
+    Desk desk;
+    BusClient other(BusClient::RECEIVER_PORT, name("c"));
+    BusClient sender(BusClient::RECEIVER_PORT, name("a"));
+    QVERIFY(desk.send(name("b"), name("u1")));
+    QVERIFY(desk.settle());
+    QVERIFY(!other.hasBytes());
+    QVERIFY(!sender.hasBytes());
+}
+
+void TstDelivery::message_withoutUid_getsOne()
+{
+    Desk desk;
+    BusClient receiver(BusClient::RECEIVER_PORT, name("b"));
+    QVERIFY(desk.send(name("b"), QString()));
+    QCOMPARE(uidOf(receiver.read()).size(), 24);
+}
+
+void TstDelivery::message_toNobody_goesToSubscribersOfMessages()
+{
+    Desk desk;
+    QVERIFY(subscribe(name("s1"), name("a"), 1));
+    QVERIFY(subscribe(name("s2"), name("a"), 2));
+    QVERIFY(subscribe(name("s3"), name("a"), 3));
+    QVERIFY(subscribe(name("s4"), name("other"), 3));
+    QVERIFY(desk.send(QString(), name("u1")));
+    for (const char* const client : {"s2", "s3"}) {
+        BusClient receiver(BusClient::RECEIVER_PORT, name(client));
+        const BusClient::Frame pushed = receiver.read();
+        QCOMPARE(uidOf(pushed), name("u1"));
+        QCOMPARE(pushed.data.value(QStringLiteral("reciever")).toString(), QString());
+        QVERIFY(receiver.acknowledge(pushed));
+    }
+    QVERIFY(desk.bus.waitForAcknowledged(2));
+    for (const char* const client : {"s1", "s2", "s3", "s4"}) {
+        BusClient receiver(BusClient::RECEIVER_PORT, name(client));
+        QVERIFY(desk.settle());
+        QVERIFY2(!receiver.hasBytes(), client);
+    }
+}
+
+void TstDelivery::state_goesToSubscribersOfStates()
+{
+    Desk desk;
+    QVERIFY(subscribe(name("s1"), name("a"), 1));
+    QVERIFY(subscribe(name("s2"), name("a"), 2));
+    QVERIFY(subscribe(name("s3"), name("a"), 3));
+    QCOMPARE(desk.sender.ask(QStringLiteral("saveState"), stateOf(name("a"))).code, 0);
+    for (const char* const client : {"s1", "s3"}) {
+        BusClient receiver(BusClient::RECEIVER_PORT, name(client));
+        const BusClient::Frame pushed = receiver.read();
+        QCOMPARE(pushed.data.value(QStringLiteral("sender")).toString(), name("a"));
+        QCOMPARE(pushed.data.value(QStringLiteral("reciever")).toString(), name(client));
+        QCOMPARE(command(pushed),
+                 (QVariantMap{{QStringLiteral("cmd"), QStringLiteral("stateChanged")},
+                              {QStringLiteral("data"), stateOf(name("a"))}}));
+    }
+    BusClient other(BusClient::RECEIVER_PORT, name("s2"));
+    QVERIFY(desk.settle());
+    QVERIFY(!other.hasBytes());
+}
+
+void TstDelivery::state_afterUnsubscribing_isNotPushed()
+{
+    Desk desk;
+    QVERIFY(subscribe(name("s"), name("a"), 3));
+    BusClient query(BusClient::QUERY_PORT, name("s"));
+    BusClient receiver(BusClient::RECEIVER_PORT, name("s"));
+    const QVariantMap publishers{{QStringLiteral("publishers"), QStringList{name("a"), name("unknown")}}};
+    QCOMPARE(query.ask(QStringLiteral("unsubscribe"), publishers).code, 0);
+    QCOMPARE(desk.sender.ask(QStringLiteral("saveState"), stateOf(name("a"))).code, 0);
+    QVERIFY(desk.settle());
+    QVERIFY(!receiver.hasBytes());
+}
+
+void TstDelivery::settings_areAnnouncedToOwner()
+{
+    Desk desk;
+    QVERIFY(subscribe(name("s"), name("b"), 3));
+    BusClient owner(BusClient::RECEIVER_PORT, name("b"));
+    BusClient subscriber(BusClient::RECEIVER_PORT, name("s"));
+    QCOMPARE(desk.sender.ask(QStringLiteral("saveSettings"), settingsOf(name("b"))).code, 0);
+    const BusClient::Frame pushed = owner.read();
+    QCOMPARE(pushed.data.value(QStringLiteral("reciever")).toString(), name("b"));
+    QCOMPARE(pushed.data.value(QStringLiteral("message")).toString(),
+             QStringLiteral("{\"cmd\":\"updateSettings\",\"data\":{}}"));
+    QVERIFY(desk.settle());
+    QVERIFY(!subscriber.hasBytes());
+}
+
+void TstDelivery::settings_ownerNotToBeMailed_areNotAnnounced()
+{
+    Desk desk;
+    BusClient owner(BusClient::RECEIVER_PORT, name("b"));
+    QCOMPARE(desk.sender.ask(QStringLiteral("saveSettings"), settingsOf(name("b"), false)).code, 0);
+    QVERIFY(desk.settle());
+    QVERIFY(!owner.hasBytes());
+}
+
+void TstDelivery::uids_ofTheBus_areUnique()
+{
+    Desk desk;
+    QVERIFY(subscribe(name("s"), name("a"), 1));
+    // All within a few milliseconds, and the text the same each time.
+    const int count = 60;
+    QVERIFY(desk.sender.send(FakeBus::requestFrame(QStringLiteral("saveState"), stateOf(name("a"))).repeated(count)));
+    BusClient receiver(BusClient::RECEIVER_PORT, name("s"));
+    QSet<QString> uids;
+    for (int number = 0; number < count; ++number) {
+        const BusClient::Frame pushed = receiver.read();
+        QCOMPARE(commandName(pushed), QStringLiteral("stateChanged"));
+        uids.insert(uidOf(pushed));
+    }
+    QCOMPARE(uids.size(), count);
+}
+
+void TstDelivery::keep_absentClient_dropsOldestWithWarning()
+{
+    BusServer::Options options;
+    options.keep = 3;
+    Desk desk(options);
+    QVERIFY(desk.sendMany(name("b"), 1, 3));
+    QVERIFY(desk.bus.warnings().isEmpty());
+    QVERIFY(desk.sendMany(name("b"), 4, 5));
+    QVERIFY(desk.bus.waitForWarnings(2));
+    QVERIFY2(desk.bus.warnings().constFirst().contains(QStringLiteral("\"b\"")),
+             qPrintable(desk.bus.warnings().constFirst()));
+    QVERIFY(desk.send(name("c"), name("other")));
+    BusClient receiver(BusClient::RECEIVER_PORT, name("b"));
+    for (int number = 3; number <= 5; ++number) {
+        QCOMPARE(uidOf(receiver.read()), QString::number(number));
+    }
+}
+
+void TstDelivery::keep_presentClient_dropsNothing()
+{
+    BusServer::Options options;
+    options.keep = 3;
+    Desk desk(options);
+    BusClient receiver(BusClient::RECEIVER_PORT, name("b"));
+    QVERIFY(desk.sendMany(name("b"), 1, 10));
+    for (int number = 1; number <= 10; ++number) {
+        QCOMPARE(uidOf(receiver.read()), QString::number(number));
+    }
+    QVERIFY(desk.bus.warnings().isEmpty());
+}
+
+void TstDelivery::keep_none_keepsNone()
+{
+    BusServer::Options options;
+    options.keep = 0;
+    Desk desk(options);
+    QVERIFY(desk.send(name("b"), name("u1")));
+    BusClient receiver(BusClient::RECEIVER_PORT, name("b"));
+    QVERIFY(desk.send(name("b"), name("u2")));
+    QCOMPARE(uidOf(receiver.read()), name("u2"));
+}
+
+void TstDelivery::connection_secondOfName_replacesFirst()
+{
+    Desk desk;
+    BusClient first(BusClient::RECEIVER_PORT, name("b"));
+    QVERIFY(desk.send(name("b"), name("u1")));
+    QCOMPARE(uidOf(first.read()), name("u1"));
+    BusClient second(BusClient::RECEIVER_PORT, name("b"));
+    QVERIFY(second.isConnected());
+    QVERIFY(first.waitForClose());
+    QCOMPARE(uidOf(second.read()), name("u1"));
+    QVERIFY(desk.send(name("b"), name("u2")));
+    QCOMPARE(uidOf(second.read()), name("u2"));
+}
+
+void TstDelivery::connection_renamed_getsTheOthersMessages()
+{
+    Desk desk;
+    BusClient receiver(BusClient::RECEIVER_PORT, name("b"));
+    QCOMPARE(receiver.ask(QStringLiteral("handshake"), {{QStringLiteral("name"), name("c")}}).code, 0);
+    QVERIFY(desk.send(name("b"), name("u1")));
+    QVERIFY(desk.send(name("c"), name("u2")));
+    QCOMPARE(uidOf(receiver.read()), name("u2"));
+    BusClient successor(BusClient::RECEIVER_PORT, name("b"));
+    QCOMPARE(uidOf(successor.read()), name("u1"));
+    QVERIFY(desk.send(name("c"), name("u3")));
+    QCOMPARE(uidOf(receiver.read()), name("u3"));
+}
+
+void TstDelivery::connection_repeatedHandshake_startsAgain()
+{
+    Desk desk;
+    BusClient receiver(BusClient::RECEIVER_PORT, name("b"));
+    QVERIFY(desk.send(name("b"), name("u1")));
+    QCOMPARE(uidOf(receiver.read()), name("u1"));
+    QCOMPARE(receiver.ask(QStringLiteral("handshake"), {{QStringLiteral("name"), name("b")}}).code, 0);
+    const BusClient::Frame pushed = receiver.read();
+    QCOMPARE(uidOf(pushed), name("u1"));
+    QVERIFY(receiver.acknowledge(pushed));
+    QVERIFY(desk.bus.waitForAcknowledged(1));
+}
+
+QTEST_GUILESS_MAIN(TstDelivery)
+#include "tst_delivery.moc"

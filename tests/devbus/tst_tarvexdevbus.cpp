@@ -1,0 +1,436 @@
+#include "busclient.h"
+#include "client/tarvexqueryhandler.h"
+
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QProcess>
+#include <QRegularExpression>
+#include <QTemporaryDir>
+#include <QTest>
+
+#include <csignal>
+#include <memory>
+
+using namespace tarvex;
+
+namespace {
+
+constexpr int PATIENCE_MS = 30000;
+
+/// The program, from the test's build.
+class Program
+{
+public:
+    explicit Program(const QStringList& arguments, const QString& home = QString())
+    {
+        setHome(home);
+        m_process.start(QStringLiteral(TARVEX_DEVBUS), arguments);
+    }
+
+    /// Runs it by way of a shell, where a limit has been set.
+    Program(const QString& limit, const QStringList& arguments)
+    {
+        m_process.start(QStringLiteral("/bin/sh"),
+                        QStringList{QStringLiteral("-c"), limit + QStringLiteral("; exec \"$0\" \"$@\""),
+                                    QStringLiteral(TARVEX_DEVBUS)}
+                            + arguments);
+    }
+
+    ~Program()
+    {
+        m_process.kill();
+        m_process.waitForFinished(PATIENCE_MS);
+    }
+
+    Q_DISABLE_COPY_MOVE(Program)
+
+    /// \return the line that says that it is ready, or nothing.
+    QByteArray readyLine()
+    {
+        while (!m_process.canReadLine() && m_process.waitForReadyRead(PATIENCE_MS)) { }
+        return m_process.canReadLine() ? m_process.readLine() : QByteArray();
+    }
+
+    bool isReady() { return readyLine().contains("ready"); }
+
+    void signal(int number) { ::kill(static_cast<pid_t>(m_process.processId()), number); }
+
+    bool kill()
+    {
+        m_process.kill();
+        return m_process.waitForFinished(PATIENCE_MS);
+    }
+
+    /// \return the exit status, or -1.
+    int wait()
+    {
+        m_process.waitForFinished(PATIENCE_MS);
+        const bool hasExited =
+            m_process.state() == QProcess::NotRunning && m_process.exitStatus() == QProcess::NormalExit;
+        return hasExited ? m_process.exitCode() : -1;
+    }
+
+    QByteArray output() { return m_process.readAllStandardOutput(); }
+
+    QByteArray errors() { return m_process.readAllStandardError(); }
+
+private:
+    void setHome(const QString& home)
+    {
+        m_process.setReadChannel(QProcess::StandardOutput);
+        if (!home.isEmpty()) {
+            QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+            environment.insert(QStringLiteral("HOME"), home);
+            environment.remove(QStringLiteral("XDG_STATE_HOME"));
+            m_process.setProcessEnvironment(environment);
+        }
+    }
+
+    QProcess m_process;
+};
+
+QStringList storing(const QString& path)
+{
+    return {QStringLiteral("--storage"), path};
+}
+
+QVariantMap owned(const QString& owner)
+{
+    return {{QStringLiteral("owner"), owner}};
+}
+
+QVariantMap messageTo(const QString& addressee, const QString& uid)
+{
+    return {{QStringLiteral("reciever"), addressee},
+            {QStringLiteral("message"), QStringLiteral("text")},
+            {QStringLiteral("UID"), uid}};
+}
+
+QByteArray contents(const QString& path)
+{
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("unreadable");
+}
+
+bool isOneLine(const QByteArray& text)
+{
+    return text.endsWith('\n') && text.count('\n') == 1 && text.startsWith("tarvex-devbus: ");
+}
+
+} // namespace
+
+class TstTarvexDevbus : public QObject
+{
+    Q_OBJECT
+private Q_SLOTS:
+    void init();
+    void commandLine_wrongUse_exitsWithTwo_data();
+    void commandLine_wrongUse_exitsWithTwo();
+    void commandLine_questions_exitWithZero_data();
+    void commandLine_questions_exitWithZero();
+    void readyLine_saysWhereItStores();
+    void readyLine_memory_saysSo();
+    void defaultStorage_isMadeInStateFolder();
+    void defaultStorage_followsStateHome();
+    void signals_endItCleanly_data();
+    void signals_endItCleanly();
+    void start_portInUse_exitsWithOne();
+    void start_badStorage_exitsWithOne_data();
+    void start_badStorage_exitsWithOne();
+    void start_damagedFile_isLeftAsItIs();
+    void killed_rightAfterReplies_keepsEverything();
+    void killed_unacknowledgedMessages_comeAgain();
+    void diskFull_isReportedAndServiceGoesOn();
+    void keep_isObeyed();
+    void trace_showsFrames();
+
+private:
+    QString storage() const { return m_folder->filePath(QStringLiteral("bus.sqlite")); }
+
+    std::unique_ptr<QTemporaryDir> m_folder;
+};
+
+void TstTarvexDevbus::init()
+{
+    m_folder = std::make_unique<QTemporaryDir>();
+    QVERIFY(m_folder->isValid());
+}
+
+void TstTarvexDevbus::commandLine_wrongUse_exitsWithTwo_data()
+{
+    QTest::addColumn<QStringList>("arguments");
+    const auto row = [](const char* arguments) {
+        QTest::newRow(arguments) << QString::fromLatin1(arguments).split(QLatin1Char(' '));
+    };
+    row("--nonsense");
+    row("file");
+    row("--memory file");
+    row("--storage");
+    row("--storage=");
+    row("--storage /tmp/x --memory");
+    row("--memory --keep");
+    row("--memory --keep many");
+    row("--memory --keep -1");
+    row("--memory=yes");
+}
+
+void TstTarvexDevbus::commandLine_wrongUse_exitsWithTwo()
+{
+    QFETCH(QStringList, arguments);
+    Program program(arguments);
+    QCOMPARE(program.wait(), 2);
+    const QByteArray errors = program.errors();
+    QVERIFY2(isOneLine(errors), errors.constData());
+    QCOMPARE(program.output(), QByteArray());
+}
+
+void TstTarvexDevbus::commandLine_questions_exitWithZero_data()
+{
+    QTest::addColumn<QString>("argument");
+    QTest::addColumn<QByteArray>("answer");
+    QTest::newRow("help") << QStringLiteral("--help") << QByteArray("--storage");
+    QTest::newRow("version") << QStringLiteral("--version") << QByteArray("tarvex-devbus 5.0.28\n");
+}
+
+void TstTarvexDevbus::commandLine_questions_exitWithZero()
+{
+    QFETCH(QString, argument);
+    QFETCH(QByteArray, answer);
+    Program program({argument});
+    QCOMPARE(program.wait(), 0);
+    QVERIFY(program.output().contains(answer));
+    QCOMPARE(program.errors(), QByteArray());
+}
+
+void TstTarvexDevbus::readyLine_saysWhereItStores()
+{
+    Program program(storing(storage()));
+    QCOMPARE(program.readyLine(),
+             "tarvex-devbus: ready on 127.0.0.1 ports 45535 and 45537, storing in " + storage().toUtf8() + '\n');
+    QVERIFY(BusClient(BusClient::QUERY_PORT, QStringLiteral("a")).isConnected());
+    QVERIFY(BusClient(BusClient::RECEIVER_PORT, QStringLiteral("a")).isConnected());
+    QVERIFY(QFileInfo::exists(storage()));
+}
+
+void TstTarvexDevbus::readyLine_memory_saysSo()
+{
+    Program program({QStringLiteral("--memory")}, m_folder->path());
+    QVERIFY(program.readyLine().endsWith(" storing in memory\n"));
+    QVERIFY(BusClient(BusClient::QUERY_PORT, QStringLiteral("a")).isConnected());
+    QVERIFY(QDir(m_folder->path()).isEmpty());
+}
+
+void TstTarvexDevbus::defaultStorage_isMadeInStateFolder()
+{
+    Program program({}, m_folder->path());
+    const QString path = m_folder->filePath(QStringLiteral(".local/state/tarvex-devbus/bus.sqlite"));
+    QVERIFY(program.readyLine().contains(path.toUtf8()));
+    QVERIFY(QFileInfo::exists(path));
+}
+
+void TstTarvexDevbus::defaultStorage_followsStateHome()
+{
+    qputenv("XDG_STATE_HOME", m_folder->filePath(QStringLiteral("state")).toUtf8());
+    Program program(QStringList{});
+    const bool isReady = program.isReady();
+    qunsetenv("XDG_STATE_HOME");
+    QVERIFY(isReady);
+    QVERIFY(QFileInfo::exists(m_folder->filePath(QStringLiteral("state/tarvex-devbus/bus.sqlite"))));
+}
+
+void TstTarvexDevbus::signals_endItCleanly_data()
+{
+    QTest::addColumn<int>("number");
+    QTest::newRow("SIGTERM") << SIGTERM;
+    QTest::newRow("SIGINT") << SIGINT;
+}
+
+void TstTarvexDevbus::signals_endItCleanly()
+{
+    QFETCH(int, number);
+    Program program(storing(storage()));
+    QVERIFY(program.isReady());
+    BusClient client(BusClient::QUERY_PORT, QStringLiteral("a"));
+    BusClient half(BusClient::RECEIVER_PORT);
+    QVERIFY(half.send("[-REQ"));
+    QCOMPARE(client.ask(QStringLiteral("saveState"), owned(QStringLiteral("a"))).code, 0);
+    program.signal(number);
+    QCOMPARE(program.wait(), 0);
+    QVERIFY(client.waitForClose());
+    QCOMPARE(program.errors(), QByteArray());
+    QVERIFY(!QFileInfo::exists(storage() + QStringLiteral("-wal")));
+}
+
+void TstTarvexDevbus::start_portInUse_exitsWithOne()
+{
+    Program first(storing(storage()));
+    QVERIFY(first.isReady());
+    Program second({QStringLiteral("--memory")});
+    QCOMPARE(second.wait(), 1);
+    const QByteArray errors = second.errors();
+    QVERIFY2(isOneLine(errors) && errors.contains("45535"), errors.constData());
+    QCOMPARE(second.output(), QByteArray());
+}
+
+void TstTarvexDevbus::start_badStorage_exitsWithOne_data()
+{
+    QTest::addColumn<QString>("path");
+    QTest::newRow("folder") << QStringLiteral("/tmp");
+    QTest::newRow("missing folder") << QStringLiteral("/no such folder/bus.sqlite");
+    QTest::newRow("no folder at all") << QStringLiteral("/dev/null/bus.sqlite");
+    QTest::newRow("cannot be written") << QStringLiteral("/proc/bus.sqlite");
+}
+
+void TstTarvexDevbus::start_badStorage_exitsWithOne()
+{
+    QFETCH(QString, path);
+    Program program(storing(path));
+    QCOMPARE(program.wait(), 1);
+    const QByteArray errors = program.errors();
+    QVERIFY2(isOneLine(errors) && errors.contains(path.toUtf8()), errors.constData());
+    QCOMPARE(program.output(), QByteArray());
+}
+
+void TstTarvexDevbus::start_damagedFile_isLeftAsItIs()
+{
+    {
+        Program program(storing(storage()));
+        QVERIFY(program.isReady());
+        program.signal(SIGTERM);
+        QCOMPARE(program.wait(), 0);
+    }
+    QFile file(storage());
+    QVERIFY(file.open(QIODevice::ReadWrite));
+    QVERIFY(file.seek(4096));
+    file.write(QByteArray(4096, 'x'));
+    file.close();
+    const QByteArray before = contents(storage());
+    Program program(storing(storage()));
+    QCOMPARE(program.wait(), 1);
+    const QByteArray errors = program.errors();
+    QVERIFY2(isOneLine(errors), errors.constData());
+    QVERIFY(contents(storage()) == before);
+}
+
+void TstTarvexDevbus::killed_rightAfterReplies_keepsEverything()
+{
+    Program program(storing(storage()));
+    QVERIFY(program.isReady());
+    TarvexQueryHandler handler(QStringLiteral("printer"));
+    QVERIFY(handler.open());
+    ClientState state;
+    state.setStateType(static_cast<ClientState::EStateType>(9));
+    ClientSettings settings;
+    settings.setOwner(QStringLiteral("printer"));
+    ClientSettings removed;
+    removed.setOwner(QStringLiteral("removed"));
+    QVERIFY(handler.saveSettings(QList<ClientSettings>{settings, removed}));
+    QVERIFY(handler.subscribe(QStringLiteral("cashbox"), 2));
+    QVERIFY(handler.saveState(state));
+    Message message;
+    message.setReciever(QStringLiteral("cashbox"));
+    message.setMessage(QStringLiteral("hello"));
+    QVERIFY(handler.sendMessage(message));
+    QVERIFY(handler.removeSettings(QStringLiteral("removed")));
+    QVERIFY(program.kill());
+
+    Program again(storing(storage()));
+    QVERIFY(again.isReady());
+    TarvexQueryHandler reader(QStringLiteral("printer"));
+    QVERIFY(reader.open());
+    ClientState foundState;
+    QVERIFY(reader.loadState(QString(), foundState));
+    QCOMPARE(static_cast<int>(foundState.stateType()), 9);
+    ClientSettings foundSettings;
+    QVERIFY(reader.loadSettings(QString(), foundSettings));
+    QVERIFY(foundSettings == settings);
+    QVERIFY(!reader.loadSettings(QStringLiteral("removed"), foundSettings));
+    BusClient cashbox(BusClient::RECEIVER_PORT, QStringLiteral("cashbox"));
+    QCOMPARE(cashbox.read().data.value(QStringLiteral("message")).toString(), QStringLiteral("hello"));
+    BusClient publisher(BusClient::QUERY_PORT, QStringLiteral("cashbox"));
+    QCOMPARE(publisher.ask(QStringLiteral("sendMessage"), messageTo(QString(), QStringLiteral("to all"))).code, 0);
+    BusClient subscriber(BusClient::RECEIVER_PORT, QStringLiteral("printer"));
+    QVERIFY(subscriber.acknowledge(subscriber.read())); // the announcement of its settings
+    QCOMPARE(subscriber.read().data.value(QStringLiteral("UID")).toString(), QStringLiteral("to all"));
+}
+
+void TstTarvexDevbus::killed_unacknowledgedMessages_comeAgain()
+{
+    auto program = std::make_unique<Program>(storing(storage()));
+    QVERIFY(program->isReady());
+    {
+        BusClient sender(BusClient::QUERY_PORT, QStringLiteral("a"));
+        BusClient receiver(BusClient::RECEIVER_PORT, QStringLiteral("b"));
+        for (const char* const uid : {"1", "2", "3"}) {
+            const QVariantMap message = messageTo(QStringLiteral("b"), QString::fromLatin1(uid));
+            QCOMPARE(sender.ask(QStringLiteral("sendMessage"), message).code, 0);
+        }
+        const BusClient::Frame first = receiver.read();
+        QVERIFY(receiver.read().isValid);
+        QVERIFY(receiver.acknowledge(first));
+        // Answered after the acknowledgement, so that has been dealt with.
+        QCOMPARE(receiver.read().data.value(QStringLiteral("UID")).toString(), QStringLiteral("3"));
+        QCOMPARE(receiver.ask(QStringLiteral("dance"), {}).code, 4);
+        QVERIFY(program->kill());
+    }
+    program = std::make_unique<Program>(storing(storage()));
+    QVERIFY(program->isReady());
+    BusClient receiver(BusClient::RECEIVER_PORT, QStringLiteral("b"));
+    QCOMPARE(receiver.read().data.value(QStringLiteral("UID")).toString(), QStringLiteral("2"));
+    QCOMPARE(receiver.read().data.value(QStringLiteral("UID")).toString(), QStringLiteral("3"));
+}
+
+void TstTarvexDevbus::diskFull_isReportedAndServiceGoesOn()
+{
+    // 400 blocks of 512 bytes are the largest file it may write.
+    Program program(QStringLiteral("trap '' XFSZ; ulimit -f 400"), storing(storage()));
+    QVERIFY(program.isReady());
+    BusClient client(BusClient::QUERY_PORT, QStringLiteral("a"));
+    QVERIFY(client.isConnected());
+    QVariantMap state = owned(QStringLiteral("a"));
+    state.insert(QStringLiteral("state"), QString(1024 * 1024, QLatin1Char('x')));
+    QCOMPARE(client.ask(QStringLiteral("saveState"), state).code, 512);
+    state.insert(QStringLiteral("state"), QStringLiteral("small"));
+    QCOMPARE(client.ask(QStringLiteral("saveState"), state).code, 0);
+    const BusClient::Frame loaded = client.ask(QStringLiteral("loadState"), owned(QStringLiteral("a")));
+    QCOMPARE(loaded.data.value(QStringLiteral("state")).toString(), QStringLiteral("small"));
+}
+
+void TstTarvexDevbus::keep_isObeyed()
+{
+    Program program({QStringLiteral("--memory"), QStringLiteral("--keep"), QStringLiteral("2")});
+    QVERIFY(program.isReady());
+    BusClient sender(BusClient::QUERY_PORT, QStringLiteral("a"));
+    for (const char* const uid : {"1", "2", "3"}) {
+        const QVariantMap message = messageTo(QStringLiteral("b"), QString::fromLatin1(uid));
+        QCOMPARE(sender.ask(QStringLiteral("sendMessage"), message).code, 0);
+    }
+    BusClient receiver(BusClient::RECEIVER_PORT, QStringLiteral("b"));
+    QCOMPARE(receiver.read().data.value(QStringLiteral("UID")).toString(), QStringLiteral("2"));
+    program.signal(SIGTERM);
+    QCOMPARE(program.wait(), 0);
+    const QByteArray errors = program.errors();
+    QVERIFY2(isOneLine(errors) && errors.contains("\"b\""), errors.constData());
+}
+
+void TstTarvexDevbus::trace_showsFrames()
+{
+    Program program({QStringLiteral("--memory"), QStringLiteral("--trace")});
+    QVERIFY(program.isReady());
+    BusClient client(BusClient::QUERY_PORT, QStringLiteral("a"));
+    QCOMPARE(client.ask(QStringLiteral("loadState"), owned(QStringLiteral("a"))).code, 5);
+    program.signal(SIGTERM);
+    QCOMPARE(program.wait(), 0);
+    const QList<QByteArray> lines = program.errors().trimmed().split('\n');
+    QCOMPARE(lines.size(), 4);
+    const QRegularExpression time(QStringLiteral("^\\d\\d:\\d\\d:\\d\\d\\.\\d{3} $"));
+    QVERIFY2(time.match(QString::fromLatin1(lines.at(0).left(13))).hasMatch(), lines.at(0).constData());
+    QCOMPARE(lines.at(0).mid(13), QByteArray("in  query/- REQUEST handshake {\"name\":\"a\"}"));
+    QCOMPARE(lines.at(1).mid(13), QByteArray("out query/a REPLY handshake {} 0"));
+    QCOMPARE(lines.at(2).mid(13), QByteArray("in  query/a REQUEST loadState {\"owner\":\"a\"}"));
+    QCOMPARE(lines.at(3).mid(13), QByteArray("out query/a REPLY loadState {} 5"));
+}
+
+QTEST_GUILESS_MAIN(TstTarvexDevbus)
+#include "tst_tarvexdevbus.moc"

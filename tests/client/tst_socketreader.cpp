@@ -89,6 +89,7 @@ private Q_SLOTS:
     void readPayload_thatNeverComes_usesAllRounds();
     void readPayload_afterItsRounds_isShort();
     void readPayload_aboveTheBound_isNotWaitedFor();
+    void readPayload_allocatesWhatHasCome();
     void readPayload_peerGone_skipsRounds();
     void readPayload_peerGoneAfterAll_isComplete();
     void readPayload_interrupted_isGivenUp();
@@ -239,6 +240,17 @@ void TstSocketreader::readPayload_aboveTheBound_isNotWaitedFor()
     QVERIFY(elapsed < 5000);
     QVERIFY(after.ru_maxrss - before.ru_maxrss < 16 * 1024);
     qInfo("a size line of 2147483647: %lld ms, %ld KiB", elapsed, after.ru_maxrss - before.ru_maxrss);
+}
+
+void TstSocketreader::readPayload_allocatesWhatHasCome()
+{
+    const Connection connection([](FakeBus::Peer& peer) {
+        peer.send(QByteArray(1000, 'a'));
+        peer.close();
+    });
+    const QByteArray payload = socketreader::readPayload(connection.socket(), busframe::MAX_PAYLOAD_SIZE);
+    QCOMPARE(payload.size(), 1000);
+    QVERIFY2(payload.capacity() < 100000, qPrintable(QString::number(payload.capacity())));
 }
 
 void TstSocketreader::readPayload_peerGone_skipsRounds()

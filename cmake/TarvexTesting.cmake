@@ -1,0 +1,57 @@
+# How tests are added, in tests/ and elsewhere.
+
+# Tests that open the bus's fixed ports run each in a network namespace of its own where the system allows it, so that
+# they can run side by side; elsewhere they take turns.
+set(tarvex_isolate ${PROJECT_SOURCE_DIR}/tests/common/isolated)
+execute_process(COMMAND ${tarvex_isolate} true RESULT_VARIABLE tarvex_cannot_isolate OUTPUT_QUIET ERROR_QUIET)
+if(tarvex_cannot_isolate)
+    message(STATUS "No network namespaces here: tests that use the bus ports take turns")
+endif()
+
+# What every test process gets: no core files from sanitizers, reports that stop the test, no dependence on the user's
+# locale or desktop.
+set(tarvex_test_environment
+    LC_ALL=C.UTF-8
+    QT_LOGGING_RULES=
+    ASAN_OPTIONS=detect_leaks=1:strict_string_checks=1:detect_stack_use_after_return=1
+    UBSAN_OPTIONS=print_stacktrace=1
+    # Debian's Qt is not instrumented. What its own code does is left out; suppressing the library by name would hide the
+    # races of our slots that it calls.
+    TSAN_OPTIONS=ignore_noninstrumented_modules=1:halt_on_error=1:second_deadlock_stack=1)
+
+# tarvex_test_properties(<test> [TIMEOUT s] [LABELS l...]): the environment and the time limit of a test.
+function(tarvex_test_properties name)
+    cmake_parse_arguments(PARSE_ARGV 1 arg "" "TIMEOUT" "LABELS")
+    if(NOT arg_TIMEOUT)
+        set(arg_TIMEOUT 120)
+    endif()
+    set_tests_properties(${name} PROPERTIES
+        TIMEOUT ${arg_TIMEOUT} LABELS "${arg_LABELS}" ENVIRONMENT "${tarvex_test_environment}")
+endfunction()
+
+# tarvex_add_bus_test(<test> COMMAND <command>... ): a test that uses the fixed ports.
+function(tarvex_add_bus_test name)
+    cmake_parse_arguments(PARSE_ARGV 1 arg "" "TIMEOUT" "COMMAND;LABELS")
+    if(tarvex_cannot_isolate)
+        add_test(NAME ${name} COMMAND ${arg_COMMAND})
+    else()
+        add_test(NAME ${name} COMMAND ${tarvex_isolate} ${arg_COMMAND})
+    endif()
+    tarvex_test_properties(${name} TIMEOUT ${arg_TIMEOUT} LABELS ${arg_LABELS})
+    if(tarvex_cannot_isolate)
+        set_tests_properties(${name} PROPERTIES RESOURCE_LOCK bus_ports)
+    endif()
+endfunction()
+
+# tarvex_add_test(<name> [BUS_PORTS] [TIMEOUT s] [SOURCES s...] [LIBRARIES l...]): builds <name>.cpp and runs it.
+function(tarvex_add_test name)
+    cmake_parse_arguments(PARSE_ARGV 1 arg "BUS_PORTS" "TIMEOUT" "SOURCES;LIBRARIES;LABELS")
+    add_executable(${name} ${name}.cpp ${arg_SOURCES})
+    target_link_libraries(${name} PRIVATE tarvex_test_common Qt5::Test tarvex_private_options ${arg_LIBRARIES})
+    if(arg_BUS_PORTS)
+        tarvex_add_bus_test(${name} COMMAND $<TARGET_FILE:${name}> TIMEOUT ${arg_TIMEOUT} LABELS ${arg_LABELS})
+    else()
+        add_test(NAME ${name} COMMAND ${name})
+        tarvex_test_properties(${name} TIMEOUT ${arg_TIMEOUT} LABELS ${arg_LABELS})
+    endif()
+endfunction()

@@ -22,6 +22,25 @@ namespace {
 // is not killed by its supervisor for not going.
 constexpr int STOP_TIMEOUT_MS = 1500;
 
+/// What controllers and hosts tell each other. All of it goes without contents: those would be written in one thread
+/// and read in another with nothing but Qt's queue in between, into which the thread sanitizer cannot see.
+struct EventTypes
+{
+    const QEvent::Type stopWorker = registered();    ///< To a host.
+    const QEvent::Type endThread = registered();     ///< To a host, which stops its worker first.
+    const QEvent::Type workerStarted = registered(); ///< To a controller.
+    const QEvent::Type workerStopped = registered(); ///< To a controller.
+
+private:
+    static QEvent::Type registered() { return static_cast<QEvent::Type>(QEvent::registerEventType()); }
+};
+
+const EventTypes& eventTypes()
+{
+    static const EventTypes types;
+    return types;
+}
+
 /// How workers' threads reach a controller that may be gone by then.
 class ControllerLink
 {
@@ -34,14 +53,11 @@ public:
         m_controller = nullptr;
     }
 
-    /// Queues a call of \a hook to the controller's thread.
-    void notify(void (AbstractWorkerController::*hook)())
+    void notify(QEvent::Type type)
     {
         const std::lock_guard<std::mutex> lock(m_mutex);
         if (m_controller != nullptr) {
-            AbstractWorkerController* const controller = m_controller;
-            QMetaObject::invokeMethod(
-                controller, [controller, hook] { (controller->*hook)(); }, Qt::QueuedConnection);
+            QCoreApplication::postEvent(m_controller, new QEvent(type));
         }
     }
 
@@ -50,60 +66,28 @@ private:
     AbstractWorkerController* m_controller;
 };
 
-/// Counts events that are still under way. Standard types rather than QSemaphore, which the thread sanitizer cannot see
-/// into.
-class Countdown
+/// Whether a worker has been stopped, or will not be any more because its thread has ended. Standard types rather than
+/// QSemaphore, which the thread sanitizer cannot see into.
+class StopAnswer
 {
 public:
-    void add()
+    void give()
     {
         const std::lock_guard<std::mutex> lock(m_mutex);
-        ++m_count;
-    }
-
-    void done()
-    {
-        const std::lock_guard<std::mutex> lock(m_mutex);
-        --m_count;
+        m_given = true;
         m_changed.notify_all();
     }
 
-    void waitForAll(const QDeadlineTimer& deadline)
+    void waitFor(const QDeadlineTimer& deadline)
     {
         std::unique_lock<std::mutex> lock(m_mutex);
-        m_changed.wait_for(lock, std::chrono::milliseconds(deadline.remainingTime()), [this] { return m_count == 0; });
+        m_changed.wait_for(lock, std::chrono::milliseconds(deadline.remainingTime()), [this] { return m_given; });
     }
 
 private:
     std::mutex m_mutex;
     std::condition_variable m_changed;
-    int m_count = 0;
-};
-
-/// Asks a host to stop its worker. Counted until it is destroyed, so one that is never delivered, because the thread
-/// ended by itself, is not waited for either.
-class StopEvent : public QEvent
-{
-public:
-    StopEvent(std::shared_ptr<Countdown> pending, bool endThread)
-        : QEvent(eventType()), m_endThread(endThread), m_pending(std::move(pending))
-    {
-        m_pending->add();
-    }
-
-    ~StopEvent() override { m_pending->done(); }
-
-    bool endThread() const { return m_endThread; }
-
-    static QEvent::Type eventType()
-    {
-        static const auto type = static_cast<QEvent::Type>(QEvent::registerEventType());
-        return type;
-    }
-
-private:
-    const bool m_endThread;
-    const std::shared_ptr<Countdown> m_pending;
+    bool m_given = false;
 };
 
 } // namespace
@@ -112,29 +96,40 @@ private:
 class WorkerHost : public QObject
 {
 public:
-    WorkerHost(AbstractWorker* worker, std::shared_ptr<ControllerLink> link) : m_worker(worker), m_link(std::move(link))
+    WorkerHost(AbstractWorker* worker, std::shared_ptr<ControllerLink> link, std::shared_ptr<StopAnswer> answer)
+        : m_worker(worker), m_link(std::move(link)), m_answer(std::move(answer))
     {
     }
 
-    ~WorkerHost() override { deleteWorker(); }
-
-    void deleteWorker() { delete m_worker.data(); }
+    ~WorkerHost() override { delete m_worker.data(); }
 
     void start()
     {
         if (m_worker && !*m_worker->m_retired) {
             m_worker->doStart();
-            m_link->notify(&AbstractWorkerController::processStartedWorker);
+            m_link->notify(eventTypes().workerStarted);
         }
+    }
+
+    /// The last that happens in the worker's thread. When that ends by itself, a stop may have been asked for that is
+    /// not going to be delivered.
+    void finish()
+    {
+        if (m_worker && *m_worker->m_retired) {
+            stop();
+        }
+        m_answer->give();
+        delete m_worker.data();
     }
 
     bool event(QEvent* event) override
     {
-        if (event->type() != StopEvent::eventType()) {
+        if (event->type() != eventTypes().stopWorker && event->type() != eventTypes().endThread) {
             return QObject::event(event);
         }
         stop();
-        if (static_cast<StopEvent*>(event)->endThread()) {
+        m_answer->give();
+        if (event->type() == eventTypes().endThread) {
             QThread::currentThread()->quit();
         }
         return true;
@@ -146,12 +141,13 @@ private:
         if (m_worker && !m_stopped) {
             m_stopped = true;
             m_worker->doStop();
-            m_link->notify(&AbstractWorkerController::processStoppedWorker);
+            m_link->notify(eventTypes().workerStopped);
         }
     }
 
     const QPointer<AbstractWorker> m_worker;
     const std::shared_ptr<ControllerLink> m_link;
+    const std::shared_ptr<StopAnswer> m_answer;
     bool m_stopped = false;
 };
 
@@ -161,8 +157,9 @@ public:
     struct Entry
     {
         std::shared_ptr<std::atomic<bool>> retired; ///< Also tells which worker this is, after the worker has gone.
-        WorkerHost* host;                           ///< Deleted together with the thread object.
-        QPointer<QThread> thread;                   ///< Deletes itself once it has ended.
+        std::shared_ptr<StopAnswer> answer;
+        WorkerHost* host;         ///< Deleted together with the thread object.
+        QPointer<QThread> thread; ///< Deletes itself once it has ended.
     };
 
     explicit AbstractWorkerControllerPrivate(AbstractWorkerController* controller)
@@ -178,12 +175,17 @@ namespace {
 
 using Entry = AbstractWorkerControllerPrivate::Entry;
 
+bool isRunning(const Entry& entry)
+{
+    return entry.thread && entry.thread->isRunning();
+}
+
 /// Ahead of the calls that wait in the worker's queue: each of them may block for a minute.
-void postStop(const Entry& entry, const std::shared_ptr<Countdown>& pending, bool endThread)
+void postStop(const Entry& entry, QEvent::Type type)
 {
     *entry.retired = true;
-    if (entry.thread && entry.thread->isRunning()) {
-        QCoreApplication::postEvent(entry.host, new StopEvent(pending, endThread), Qt::HighEventPriority);
+    if (isRunning(entry)) {
+        QCoreApplication::postEvent(entry.host, new QEvent(type), Qt::HighEventPriority);
     }
 }
 
@@ -216,20 +218,22 @@ AbstractWorkerController::~AbstractWorkerController()
 void AbstractWorkerController::doStop()
 {
     const QDeadlineTimer deadline(STOP_TIMEOUT_MS);
-    const auto pending = std::make_shared<Countdown>();
     for (const Entry& entry : d->entries) {
-        postStop(entry, pending, false);
+        postStop(entry, eventTypes().stopWorker);
     }
-    pending->waitForAll(deadline);
+    for (const Entry& entry : d->entries) {
+        if (isRunning(entry)) {
+            entry.answer->waitFor(deadline);
+        }
+    }
 }
 
 void AbstractWorkerController::doKillThreads()
 {
     const QDeadlineTimer deadline(STOP_TIMEOUT_MS);
-    const auto pending = std::make_shared<Countdown>();
     const std::vector<Entry> entries = std::exchange(d->entries, {});
     for (const Entry& entry : entries) {
-        postStop(entry, pending, true);
+        postStop(entry, eventTypes().endThread);
         if (entry.thread) {
             entry.thread->requestInterruption();
         }
@@ -255,22 +259,35 @@ QThread* AbstractWorkerController::addWorkerToThread(wexcor::AbstractWorker* wor
 
     auto* const thread = new QThread;
     thread->setObjectName(QString::fromLatin1(worker->metaObject()->className()));
-    auto* const host = new WorkerHost(worker, d->link);
+    const auto answer = std::make_shared<StopAnswer>();
+    auto* const host = new WorkerHost(worker, d->link, answer);
     worker->moveToThread(thread);
     host->moveToThread(thread);
     connect(thread, &QThread::started, host, &WorkerHost::start);
     // When the thread has ended, whether or not this controller still exists, the worker goes, in the thread itself;
     // then the thread object and with it the host, which may be posted to until then.
-    connect(thread, &QThread::finished, host, &WorkerHost::deleteWorker);
+    connect(thread, &QThread::finished, host, &WorkerHost::finish);
     connect(thread, &QThread::finished, thread, &QObject::deleteLater);
     // No context object: the host itself may not be one, and nothing else lives as long.
     connect(thread, &QObject::destroyed, [host] { delete host; }); // clazy:exclude=connect-3arg-lambda
-    d->entries.push_back({worker->m_retired, host, thread});
+    d->entries.push_back({worker->m_retired, answer, host, thread});
     return thread;
 }
 
 void AbstractWorkerController::processStartedWorker() { }
 
 void AbstractWorkerController::processStoppedWorker() { }
+
+bool AbstractWorkerController::event(QEvent* event)
+{
+    if (event->type() == eventTypes().workerStarted) {
+        processStartedWorker();
+    } else if (event->type() == eventTypes().workerStopped) {
+        processStoppedWorker();
+    } else {
+        return QObject::event(event);
+    }
+    return true;
+}
 
 } // namespace wexcor

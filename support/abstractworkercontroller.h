@@ -58,6 +58,10 @@ public:
     /// any more once the destructor has begun. The default does nothing.
     virtual void processStoppedWorker();
 
+protected:
+    /// Calls the two hooks; a controller that overrides it passes on the events that it does not know.
+    bool event(QEvent* event) override;
+
 private:
     const std::unique_ptr<AbstractWorkerControllerPrivate> d;
 };

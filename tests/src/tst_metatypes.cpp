@@ -142,7 +142,6 @@ void TstMetaTypes::queuedConnection_byShortName_delivers()
     Sender sender;
     // Without the type of queued connection: that it must be one, Qt sees when the signal is emitted.
     QVERIFY(QObject::connect(&sender, signal.constData(), &receiver, slot.constData()));
-    thread.start();
 
     Message message;
     message.setMessage(QStringLiteral("hello"));
@@ -157,6 +156,8 @@ void TstMetaTypes::queuedConnection_byShortName_delivers()
     Q_EMIT sender.errorMade(TarvexError(TarvexError::NoError, QStringLiteral("bad")));
     Q_EMIT sender.pairsMade({{QStringLiteral("door"), 1}, {QStringLiteral("printer"), 3}});
     Q_EMIT sender.socketErrorMade(QAbstractSocket::RemoteHostClosedError);
+    // Only now, because starting a thread is what the thread sanitizer sees; Qt's queue it does not.
+    thread.start();
 
     QTRY_COMPARE(receiver.count.load(), 1);
     thread.quit();

@@ -145,6 +145,7 @@ private Q_SLOTS:
     void hooks_areCalledFromTheEventLoop();
     void hooks_started_onceInspiteOfRestarts();
     void hooks_afterTheDestructorHasBegun_areNotCalled();
+    void events_thatAreNoHooks_arePassedOn();
     void destructor_stopsAndDeletesInTheWorkersThread();
     void destructor_withoutWorkers();
     void destructor_byParent();
@@ -403,6 +404,17 @@ void TstAbstractWorkerController::hooks_afterTheDestructorHasBegun_areNotCalled(
     QVERIFY(allHave(records, STOP));
     QCoreApplication::processEvents();
     QCOMPARE(hooks->events(), QStringList());
+}
+
+void TstAbstractWorkerController::events_thatAreNoHooks_arePassedOn()
+{
+    const QPointer<Controller> controller = new Controller;
+    QTimer timer;
+    timer.setSingleShot(true);
+    // Both come as events of their own.
+    QVERIFY(QObject::connect(&timer, SIGNAL(timeout()), controller, SLOT(deleteLater()), Qt::QueuedConnection));
+    timer.start(0);
+    QTRY_VERIFY(controller.isNull());
 }
 
 void TstAbstractWorkerController::destructor_stopsAndDeletesInTheWorkersThread()

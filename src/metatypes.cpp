@@ -1,3 +1,4 @@
+#include "cmdlayer/tarvexcommand.h"
 #include "records/clientsettings.h"
 #include "records/clientstate.h"
 #include "records/message.h"
@@ -30,6 +31,7 @@ struct MetaTypes
         registerUnderBothNames<ClientState>("ClientState", "tarvex::ClientState");
         registerUnderBothNames<QList<ClientSettings>>("QList<ClientSettings>", "QList<tarvex::ClientSettings>");
         qRegisterMetaType<QList<QPair<QString, qint32>>>("QList<QPair<QString,qint32> >");
+        qRegisterMetaType<TarvexCommand>("TarvexCommand");
         qRegisterMetaType<QAbstractSocket::SocketError>("QAbstractSocket::SocketError");
     }
 };

@@ -1,24 +1,18 @@
 #include "client/tarvexqueryhandler.h"
 
 #include "client/busframe_p.h"
+#include "client/bussocket_p.h"
 #include "client/socketreader_p.h"
 #include "logtools.h"
 
 #include <QDebug>
-#include <QHostAddress>
-#include <QNetworkProxy>
 #include <QTcpSocket>
-#include <QThread>
 
 namespace tarvex {
 
 namespace {
 
-constexpr quint16 SERVER_PORT = 45535;
-constexpr int CONNECT_TIMEOUT_MS = 30000;
-constexpr int WRITE_TIMEOUT_MS = 30000;
 constexpr int REPLY_TIMEOUT_MS = 30000;
-constexpr unsigned long CLOSE_PAUSE_MS = 100;
 /// What the list form of subscribe() asks for: everything.
 constexpr qint32 DEFAULT_GOAL = 3;
 
@@ -44,10 +38,8 @@ QVariantMap singleEntry(QLatin1String key, const QVariant& value)
 } // namespace
 
 TarvexQueryHandler::TarvexQueryHandler(const QString& clientName, QObject* parent)
-    : QObject(parent), m_socket(new QTcpSocket(this)), m_clientName(clientName)
+    : QObject(parent), m_socket(bussocket::create(this)), m_clientName(clientName)
 {
-    // The bus is on this machine: a proxy that the service sets for its own traffic must not stand in between.
-    m_socket->setProxy(QNetworkProxy::NoProxy);
     connect(m_socket, SIGNAL(connected()), this, SLOT(socketConnected()));
     connect(m_socket, SIGNAL(disconnected()), this, SLOT(socketDisconnected()));
     connect(m_socket, SIGNAL(error(QAbstractSocket::SocketError)), this,
@@ -58,7 +50,7 @@ TarvexQueryHandler::~TarvexQueryHandler() = default;
 
 bool TarvexQueryHandler::isOpen() const
 {
-    return m_socket && m_socket->isOpen() && m_socket->state() != QAbstractSocket::UnconnectedState && m_handshaked;
+    return bussocket::isUsable(m_socket) && m_handshaked;
 }
 
 bool TarvexQueryHandler::handshaked() const
@@ -115,7 +107,7 @@ bool TarvexQueryHandler::open()
     if (isOpen()) {
         return true;
     }
-    if (!connectSocket() || !handshake()) {
+    if (!bussocket::connectToServer(*m_socket, bussocket::QUERY_PORT) || !handshake()) {
         close();
         return false;
     }
@@ -125,13 +117,10 @@ bool TarvexQueryHandler::open()
 
 void TarvexQueryHandler::close()
 {
-    if (!m_socket) {
-        return;
+    if (m_socket) {
+        bussocket::disconnectFromServer(*m_socket);
+        m_handshaked = false;
     }
-    m_socket->blockSignals(true);
-    QThread::msleep(CLOSE_PAUSE_MS);
-    m_socket->disconnectFromHost();
-    m_handshaked = false;
 }
 
 bool TarvexQueryHandler::saveState(ClientState state)
@@ -233,18 +222,6 @@ void TarvexQueryHandler::socketError(QAbstractSocket::SocketError error)
     }
 }
 
-bool TarvexQueryHandler::connectSocket()
-{
-    if (m_socket->state() == QAbstractSocket::ClosingState) {
-        // A server that hung has not taken our last bytes, and Qt waits for it to do so. There will be no connection as
-        // long as that wait goes on; the signals are still blocked, so nobody hears of it.
-        m_socket->abort();
-    }
-    m_socket->blockSignals(false);
-    m_socket->connectToHost(QHostAddress(QHostAddress::LocalHost), SERVER_PORT, QIODevice::ReadWrite);
-    return m_socket->state() == QAbstractSocket::ConnectedState || m_socket->waitForConnected(CONNECT_TIMEOUT_MS);
-}
-
 bool TarvexQueryHandler::handshake()
 {
     return request(OPERATION_HANDSHAKE, singleEntry(KEY_NAME, m_clientName));
@@ -278,7 +255,7 @@ bool TarvexQueryHandler::request(QVariantMap& answer, QString operation, QVarian
 bool TarvexQueryHandler::sendRequest(const QString& operation, const QVariantMap& data)
 {
     m_socket->write(busframe::encodeRequest(operation, data));
-    if (!m_socket->waitForBytesWritten(WRITE_TIMEOUT_MS) || !m_socket
+    if (!m_socket->waitForBytesWritten(bussocket::WRITE_TIMEOUT_MS) || !m_socket
         || !m_socket->waitForReadyRead(REPLY_TIMEOUT_MS)) {
         qCritical().noquote() << tr("Socket wait for ready read error");
         return false;

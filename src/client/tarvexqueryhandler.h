@@ -126,7 +126,6 @@ private Q_SLOTS:
     void socketError(QAbstractSocket::SocketError error);
 
 private:
-    bool connectSocket();
     bool handshake();
     bool request(QString operation, QVariantMap data);
     bool request(QVariantMap& answer, QString operation, QVariantMap data);

@@ -1,0 +1,50 @@
+#include "client/bussocket_p.h"
+
+#include <QHostAddress>
+#include <QNetworkProxy>
+#include <QThread>
+
+namespace tarvex::bussocket {
+
+namespace {
+
+constexpr unsigned long CLOSE_PAUSE_MS = 100;
+
+} // namespace
+
+QTcpSocket* create(QObject* owner)
+{
+    auto* const socket = new QTcpSocket(owner);
+    // The bus is on this machine: a proxy that the service sets for its own traffic must not stand in between.
+    socket->setProxy(QNetworkProxy::NoProxy);
+    return socket;
+}
+
+bool connectToServer(QTcpSocket& socket, quint16 port)
+{
+    if (socket.state() == QAbstractSocket::ClosingState) {
+        // A server that hung has not taken our last bytes, and Qt waits for it to do so. There will be no connection as
+        // long as that wait goes on; the signals are still blocked, so nobody hears of it.
+        socket.abort();
+    }
+    socket.blockSignals(false);
+    if (socket.state() == QAbstractSocket::ConnectedState) {
+        return true;
+    }
+    socket.connectToHost(QHostAddress(QHostAddress::LocalHost), port, QIODevice::ReadWrite);
+    return socket.state() == QAbstractSocket::ConnectedState || socket.waitForConnected(CONNECT_TIMEOUT_MS);
+}
+
+void disconnectFromServer(QTcpSocket& socket)
+{
+    socket.blockSignals(true);
+    QThread::msleep(CLOSE_PAUSE_MS);
+    socket.disconnectFromHost();
+}
+
+bool isUsable(const QPointer<QTcpSocket>& socket)
+{
+    return socket && socket->isOpen() && socket->state() != QAbstractSocket::UnconnectedState;
+}
+
+} // namespace tarvex::bussocket

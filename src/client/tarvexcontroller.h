@@ -1,0 +1,65 @@
+#ifndef TARVEXCONTROLLER_H
+#define TARVEXCONTROLLER_H
+
+#include "abstractworkercontroller.h"
+#include "records/message.h"
+#include "tarvexlib_export.h"
+
+#include <QString>
+
+namespace tarvex {
+
+class TarvexMsgWorker;
+class TarvexQueryWorker;
+
+/// The object through which a service joins the bus.
+///
+/// A service derives from it and creates one, in its main thread. From construction to destruction the process's log
+/// lines go to the device's log service over the bus, those of GUILOGGER() to the screen as well.
+///
+/// \code
+/// class Printer : public tarvex::TarvexController
+/// {
+/// public:
+///     Printer() : TarvexController(10000, tarvex::BUSNAME_TICKET_PRINTER, nullptr) { }
+///     void doStart() override
+///     {
+///         initWorkers(new tarvex::TarvexMsgWorker(tarvex::BUSNAME_TICKET_PRINTER), new PrinterQueryWorker);
+///     }
+/// };
+/// \endcode
+class TARVEXLIB_EXPORT TarvexController : public wexcor::AbstractWorkerController
+{
+    Q_OBJECT
+public:
+    /// \a repeatInterval says after how many ms a log line that repeats is sent again, see TarvexLogCreator; 1000 or
+    /// less sends every line, more than 300000 counts as 300000.
+    TarvexController(int repeatInterval, const QString& clientName, QObject* parent);
+
+    /// Takes the logging bridge down, then stops the workers; see AbstractWorkerController for how long that may take.
+    ~TarvexController() override;
+
+    /// Gives each worker a thread of its own, connects them with each other and with this controller, and starts the
+    /// threads, the query worker's first. Either may be null. The workers belong to the controller from then on.
+    ///
+    /// TarvexMsgWorker's stateChanged() and unprocessedMessage() are the service's to connect.
+    /// \return true.
+    virtual bool initWorkers(tarvex::TarvexMsgWorker* msgWorker, tarvex::TarvexQueryWorker* queryWorker);
+
+Q_SIGNALS:
+    /// For the service to emit, from any thread: the query worker reports the state at once.
+    void stateChanged();
+
+    /// The query worker's settingsChanged().
+    void settingsChanged();
+
+    /// A message to be sent by the query worker; the logging bridge emits it for each log line.
+    void sendLogMessage(Message msg);
+
+private:
+    const QString m_clientName;
+};
+
+} // namespace tarvex
+
+#endif // TARVEXCONTROLLER_H

@@ -1,0 +1,101 @@
+#ifndef TARVEXMESSAGESRECIEVER_H
+#define TARVEXMESSAGESRECIEVER_H
+
+#include "records/message.h"
+#include "records/tarvexerror.h"
+#include "tarvexlib_export.h"
+
+#include <QAbstractSocket>
+#include <QCache>
+#include <QObject>
+#include <QPointer>
+#include <QString>
+#include <QVariantMap>
+
+class QTcpSocket;
+
+namespace tarvex {
+
+/// The connection on which the bus server pushes messages. The spelling of the name is the bus's own.
+///
+/// Every pushed message is acknowledged, and emitted once: of a message that the server pushes again, because our
+/// acknowledgement was lost, the repeat is recognised as long as it is among the last 100 distinct messages, also
+/// across a reconnection.
+///
+/// Lives in its worker's thread and is called from that thread only; it takes no lock, and needs that thread's event
+/// loop. open() blocks for up to 30000 ms to connect and as long again to write the handshake, close() for 100 ms.
+/// Reading a frame blocks for (payload size / 100 + 1) times 10 ms at most, acknowledging it for up to 30000 ms.
+///
+/// The server is expected on 127.0.0.1, port 45537. Nothing throws. Bad frames are logged in the default category and
+/// dropped; what follows them is read as the next frame.
+class TARVEXLIB_EXPORT TarvexMessagesReciever : public QObject
+{
+    Q_OBJECT
+public:
+    /// \a clientName is the name under which the client introduces itself.
+    explicit TarvexMessagesReciever(const QString& clientName, QObject* parent = nullptr);
+
+    /// Closes the connection; blocks for 100 ms.
+    ~TarvexMessagesReciever() override;
+
+    /// True while the connection is there and the server has accepted the handshake; so it is false for a moment after
+    /// open() has succeeded.
+    bool isOpen() const;
+
+    /// True while there is a connection, whether or not the server has accepted the handshake.
+    bool isConnected() const;
+
+    QString clientName() const;
+
+Q_SIGNALS:
+    /// A message that has not been delivered before.
+    void incomingMessage(Message msg);
+
+    /// The server closed the connection. Not emitted after close().
+    void busDisconnected();
+
+    /// open() connected and sent the handshake.
+    void tarvexConnected();
+
+public Q_SLOTS:
+    /// Connects and sends the handshake, without waiting for the answer. Does nothing when open already.
+    /// \return whether the handshake was sent; the connection is closed if it was not.
+    bool open();
+
+    /// Closes the connection; no busDisconnected() follows.
+    void close();
+
+private Q_SLOTS:
+    void socketConnected();
+    void socketDisconnected();
+    void socketError(QAbstractSocket::SocketError error);
+    void onSocketReadyRead();
+
+public Q_SLOTS:
+    // Frames of our own. Each blocks for up to 30000 ms and returns whether its bytes were written.
+    bool handshake();
+    bool request(QString cmd, QVariantMap data);
+    bool reply(QString cmd, TarvexError error, QVariantMap data);
+
+private:
+    bool headerIsComplete() const;
+    void readFrame();
+    qint32 readSize();
+    bool readData(qint32 size, QVariant& out);
+    void prepareRequest();
+    void prepareReply();
+    bool processRequest(const QVariant& envelope);
+    bool processReply(const QVariant& envelope);
+    void deliver(const Message& message);
+    bool write(const QByteArray& frame);
+
+    QPointer<QTcpSocket> m_socket;
+    const QString m_clientName;
+    bool m_handshaked = false;
+    QCache<QString, Message> m_repeatCache;
+    bool m_reading = false; ///< Inside onSocketReadyRead().
+};
+
+} // namespace tarvex
+
+#endif // TARVEXMESSAGESRECIEVER_H

@@ -1,0 +1,124 @@
+#include "client/tarvexmsgworker.h"
+
+#include "client/singleconnection_p.h"
+#include "client/tarvexmessagesreciever.h"
+
+#include <QDebug>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QTimer>
+
+namespace tarvex {
+
+namespace {
+
+constexpr int RESTART_INTERVAL_MS = 5000;
+constexpr int WATCH_INTERVAL_MS = 5000;
+constexpr int HANDSHAKE_TIMEOUT_MS = 30000;
+
+const QLatin1String KEY_CMD("cmd");
+const QLatin1String KEY_DATA("data");
+const QLatin1String CMD_UPDATE_SETTINGS("updateSettings");
+const QLatin1String CMD_STATE_CHANGED("stateChanged");
+
+} // namespace
+
+TarvexMsgWorker::TarvexMsgWorker(const QString& clientName)
+    : m_receiver(new TarvexMessagesReciever(clientName, this))
+    , m_restartTimer(new QTimer(this))
+    , m_watchTimer(new QTimer(this))
+{
+    m_restartTimer->setInterval(RESTART_INTERVAL_MS);
+    m_watchTimer->setInterval(WATCH_INTERVAL_MS);
+    connect(m_watchTimer.data(), &QTimer::timeout, this, [this] { lookAtHandshake(); });
+}
+
+TarvexMsgWorker::~TarvexMsgWorker() = default;
+
+bool TarvexMsgWorker::doStart()
+{
+    if (!m_receiver || !m_restartTimer) {
+        return true;
+    }
+    connectOnce(m_restartTimer, SIGNAL(timeout()), this, SLOT(restart()));
+    connectOnce(m_receiver, SIGNAL(incomingMessage(Message)), this, SLOT(processMessage(Message)));
+    connectOnce(m_receiver, SIGNAL(busDisconnected()), this, SLOT(restart()));
+    connectOnce(m_receiver, SIGNAL(tarvexConnected()), this, SIGNAL(workerConnected()));
+    if (m_receiver->open()) {
+        m_restartTimer->stop();
+        startWatching();
+    } else {
+        m_restartTimer->start();
+    }
+    return true;
+}
+
+bool TarvexMsgWorker::doStop()
+{
+    if (m_watchTimer) {
+        m_watchTimer->stop();
+    }
+    if (m_receiver) {
+        m_receiver->close();
+    }
+    return true;
+}
+
+void TarvexMsgWorker::doProcessMessage(const tarvex::Message& msg)
+{
+    QJsonParseError error;
+    const QJsonObject object = QJsonDocument::fromJson(msg.message().toUtf8(), &error).object();
+    if (error.error != QJsonParseError::NoError || !object.contains(KEY_CMD)) {
+        qWarning().noquote() << error.errorString();
+        Q_EMIT unprocessedMessage(msg);
+        return;
+    }
+    const QString cmd = object.value(KEY_CMD).toVariant().toString();
+    const QVariantMap data = object.value(KEY_DATA).toObject().toVariantMap();
+    if (!doProcessCommand(cmd, data, msg.sender(), msg.uid())) {
+        Q_EMIT unprocessedMessage(msg);
+    }
+}
+
+bool TarvexMsgWorker::doProcessCommand(const QString& cmd, const QVariantMap& data, const QString& sender,
+                                       const QString& uid)
+{
+    Q_UNUSED(sender)
+    Q_UNUSED(uid)
+    if (cmd == CMD_UPDATE_SETTINGS) {
+        Q_EMIT updateSettings();
+        return true;
+    }
+    if (cmd == CMD_STATE_CHANGED) {
+        Q_EMIT stateChanged(ClientState::fromVariantMap(data));
+        return true;
+    }
+    return false;
+}
+
+void TarvexMsgWorker::processMessage(Message msg)
+{
+    doProcessMessage(msg);
+}
+
+void TarvexMsgWorker::startWatching()
+{
+    m_sinceOpen.start();
+    if (m_watchTimer) {
+        m_watchTimer->start();
+    }
+}
+
+// open() succeeds before the server has answered the handshake, and nothing reports a refusal or a silence: without
+// this look the worker would be deaf from then on.
+void TarvexMsgWorker::lookAtHandshake()
+{
+    if (!m_receiver || m_receiver->isOpen()) {
+        m_watchTimer->stop();
+    } else if (!m_receiver->isConnected() || m_sinceOpen.hasExpired(HANDSHAKE_TIMEOUT_MS)) {
+        m_watchTimer->stop();
+        restart();
+    }
+}
+
+} // namespace tarvex

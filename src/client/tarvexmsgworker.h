@@ -1,0 +1,86 @@
+#ifndef TARVEXMSGWORKER_H
+#define TARVEXMSGWORKER_H
+
+#include "abstractworker.h"
+#include "records/clientstate.h"
+#include "records/message.h"
+#include "tarvexlib_export.h"
+
+#include <QElapsedTimer>
+#include <QPointer>
+#include <QString>
+#include <QVariantMap>
+
+class QTimer;
+
+namespace tarvex {
+
+class TarvexMessagesReciever;
+
+/// Keeps the connection on which the bus pushes messages, and turns what comes into signals.
+///
+/// Handed to TarvexController::initWorkers(), it runs in a thread of its own. While the bus is away it tries again
+/// every 5000 ms; a connection that is lost, refused, or not answered for 30000 ms is made anew by itself.
+///
+/// A message whose text is the command "updateSettings" or "stateChanged" is handled here; every other one comes out of
+/// unprocessedMessage(). A service that wants more commands handled here overrides doProcessCommand().
+///
+/// \code
+/// connect(msgWorker, SIGNAL(unprocessedMessage(Message)), service, SLOT(onMessage(Message)));
+/// \endcode
+class TARVEXLIB_EXPORT TarvexMsgWorker : public wexcor::AbstractWorker
+{
+    Q_OBJECT
+public:
+    /// \a clientName is the name under which the client introduces itself.
+    explicit TarvexMsgWorker(const QString& clientName);
+    ~TarvexMsgWorker() override;
+
+    /// Opens the connection; tries again in 5000 ms if that fails. Blocks for up to 60000 ms. \return true.
+    bool doStart() override;
+
+    /// Closes the connection; blocks for 100 ms. \return true.
+    bool doStop() override;
+
+    /// Reads the message's text as a command and passes it to doProcessCommand(); what is no command, or is not handled
+    /// there, is emitted as unprocessedMessage(). Called in the worker's thread.
+    virtual void doProcessMessage(const tarvex::Message& msg);
+
+    /// Handles one command. Called in the worker's thread.
+    /// \param data the command's arguments, empty when there are none
+    /// \param sender the client that sent it
+    /// \param uid identifier of the message that carried it
+    /// \return whether the command was handled.
+    virtual bool doProcessCommand(const QString& cmd, const QVariantMap& data, const QString& sender,
+                                  const QString& uid);
+
+Q_SIGNALS:
+    /// The settings of this client have changed.
+    void updateSettings();
+
+    /// A client that this one is subscribed to has a new state.
+    void stateChanged(ClientState state);
+
+    /// A message that was not handled here.
+    void unprocessedMessage(Message msg);
+
+    /// The connection was made and the handshake sent, also after a reconnection.
+    void workerConnected();
+
+public Q_SLOTS:
+    /// Calls doProcessMessage().
+    void processMessage(Message msg);
+
+private:
+    void startWatching();
+    void lookAtHandshake();
+
+    QPointer<TarvexMessagesReciever> m_receiver;
+    QPointer<QTimer> m_restartTimer;
+    QPointer<QTimer> m_watchTimer; ///< Runs from a successful open() until the server has accepted the handshake.
+    QElapsedTimer m_sinceOpen;
+};
+
+} // namespace tarvex
+
+#endif // TARVEXMSGWORKER_H

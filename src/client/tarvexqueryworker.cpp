@@ -1,0 +1,107 @@
+#include "client/tarvexqueryworker.h"
+
+#include "client/singleconnection_p.h"
+#include "client/tarvexqueryhandler.h"
+
+#include <QDebug>
+#include <QThread>
+#include <QTimer>
+
+namespace tarvex {
+
+namespace {
+
+constexpr int RESTART_INTERVAL_MS = 5000;
+
+} // namespace
+
+TarvexQueryWorker::TarvexQueryWorker(int interval, const QString& clientName)
+    : handler(new TarvexQueryHandler(clientName, this))
+    , m_restartTimer(new QTimer(this))
+    , m_stateTimer(new QTimer(this))
+    , m_interval(interval)
+{
+    m_stateTimer->setInterval(m_interval);
+    m_restartTimer->setInterval(RESTART_INTERVAL_MS);
+}
+
+TarvexQueryWorker::~TarvexQueryWorker() = default;
+
+bool TarvexQueryWorker::doStart()
+{
+    if (!handler || !m_restartTimer || !m_stateTimer) {
+        return true;
+    }
+    connectOnce(handler, SIGNAL(busDisconnected()), this, SLOT(restart()));
+    connectOnce(handler, SIGNAL(tarvexConnected()), this, SIGNAL(workerConnected()));
+    connectOnce(m_stateTimer, SIGNAL(timeout()), this, SLOT(sendState()));
+    // Two equal numbers show that the worker runs in the thread that it was given.
+    qWarning() << reinterpret_cast<quintptr>(QThread::currentThread())
+               << reinterpret_cast<quintptr>(m_stateTimer->thread());
+    m_restartTimer->stop();
+    connectOnce(m_restartTimer, SIGNAL(timeout()), this, SLOT(restart()));
+    if (!handler->open()) {
+        m_restartTimer->start();
+        return true;
+    }
+    m_restartTimer->stop();
+    loadAndApplySettings();
+    if (m_stateTimer) {
+        m_stateTimer->start();
+    }
+    return true;
+}
+
+bool TarvexQueryWorker::doStop()
+{
+    if (m_stateTimer) {
+        m_stateTimer->stop();
+    }
+    if (handler) {
+        handler->close();
+    }
+    return true;
+}
+
+void TarvexQueryWorker::doUpdateSettings()
+{
+    if (!handler || (!handler->isOpen() && !handler->open())) {
+        return;
+    }
+    loadAndApplySettings();
+}
+
+void TarvexQueryWorker::updateSettings()
+{
+    doUpdateSettings();
+}
+
+void TarvexQueryWorker::sendState()
+{
+    if (m_stateTimer) {
+        m_stateTimer->stop();
+    }
+    doSendState();
+    if (m_stateTimer) {
+        m_stateTimer->start();
+    }
+}
+
+void TarvexQueryWorker::sendMessage(Message message)
+{
+    if (handler && handler->isOpen()) {
+        handler->sendMessage(message);
+    }
+}
+
+void TarvexQueryWorker::loadAndApplySettings()
+{
+    ClientSettings settings;
+    if (handler->loadSettings(handler->clientName(), settings)) {
+        doApplySettings(settings);
+    } else {
+        qCritical().noquote() << tr("Settings loading error");
+    }
+}
+
+} // namespace tarvex

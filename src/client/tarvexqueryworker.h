@@ -1,0 +1,97 @@
+#ifndef TARVEXQUERYWORKER_H
+#define TARVEXQUERYWORKER_H
+
+#include "abstractworker.h"
+#include "records/clientsettings.h"
+#include "records/message.h"
+#include "tarvexlib_export.h"
+
+#include <QDateTime>
+#include <QPointer>
+#include <QString>
+
+class QTimer;
+
+namespace tarvex {
+
+class TarvexQueryHandler;
+
+/// Keeps the connection on which the client asks the bus, loads the client's settings, reports its state, and sends its
+/// messages.
+///
+/// A service derives from it, says what its state is and applies its settings. Handed to
+/// TarvexController::initWorkers(), it runs in a thread of its own, in which all of this is called. While the bus is
+/// away it tries again every 5000 ms; a lost connection is made anew by itself, and the settings are loaded again.
+///
+/// \code
+/// class PrinterQueryWorker : public tarvex::TarvexQueryWorker
+/// {
+/// public:
+///     PrinterQueryWorker() : TarvexQueryWorker(60000, tarvex::BUSNAME_TICKET_PRINTER) { }
+///     void doSendState() override { handler->saveState(currentState()); }
+///     void doApplySettings(tarvex::ClientSettings settings) override { m_settings = settings; }
+/// };
+/// \endcode
+class TARVEXLIB_EXPORT TarvexQueryWorker : public wexcor::AbstractWorker
+{
+    Q_OBJECT
+public:
+    /// \a interval is the pause between two state reports, in ms.
+    TarvexQueryWorker(int interval, const QString& clientName);
+    ~TarvexQueryWorker() override;
+
+    /// Opens the connection, loads the settings and starts reporting the state; tries again in 5000 ms if the
+    /// connection fails. A failed load is logged as "Settings loading error" and stops nothing. Blocks for a connect
+    /// and two exchanges, see TarvexQueryHandler. \return true.
+    bool doStart() override;
+
+    /// Stops reporting the state and closes the connection; blocks for 100 ms. \return true.
+    bool doStop() override;
+
+    /// Loads the settings anew and applies them. Tries to connect once when the connection is not open, and gives up
+    /// quietly if that fails.
+    virtual void doUpdateSettings();
+
+    /// Reports the state, usually by handler->saveState(). Called every interval ms while connected, counted from the
+    /// end of one report to the start of the next, and when the controller's stateChanged() is emitted.
+    virtual void doSendState() = 0;
+
+    /// Applies the loaded settings. Called after every connect and whenever the bus says that they have changed.
+    virtual void doApplySettings(ClientSettings settings) = 0;
+
+Q_SIGNALS:
+    /// For the derived class: the settings that were applied have changed something. The controller passes it on.
+    void settingsChanged();
+
+    /// The server has accepted the handshake, also after a reconnection. Subscriptions are made here.
+    void workerConnected();
+
+public Q_SLOTS:
+    /// Calls doUpdateSettings().
+    void updateSettings();
+
+    /// Calls doSendState(); reports never overlap.
+    void sendState();
+
+    /// Sends a message; drops it silently while the connection is not open. It is never sent a second time.
+    void sendMessage(Message message);
+
+protected:
+    QPointer<TarvexQueryHandler> handler; ///< The connection, for use in the worker's thread.
+
+private:
+    void loadAndApplySettings();
+
+    QPointer<QTimer> m_restartTimer;
+    QPointer<QTimer> m_stateTimer;
+
+protected:
+    QDateTime lastStateTime; ///< Not used here: for the derived class, invalid until it is set.
+
+private:
+    const int m_interval;
+};
+
+} // namespace tarvex
+
+#endif // TARVEXQUERYWORKER_H

@@ -1,0 +1,63 @@
+#ifndef TARVEXCOMMAND_H
+#define TARVEXCOMMAND_H
+
+#include "records/message.h"
+#include "tarvexlib_export.h"
+
+#include <QMetaType>
+#include <QString>
+#include <QVariantMap>
+
+/// A named request that one client asks another to carry out, with arguments.
+///
+/// A plain value, registered with the meta-type system as "TarvexCommand". It travels inside the text of a
+/// tarvex::Message, as the compact JSON object {"cmd": name, "data": arguments}.
+class TARVEXLIB_EXPORT TarvexCommand
+{
+public:
+    /// Null strings and no arguments.
+    TarvexCommand();
+
+    /// What is to be done; on the receiving side the name of the method that does it.
+    QString name() const;
+    void setName(const QString& name);
+
+    /// The other party: the sender of an incoming command, the addressee of an outgoing one.
+    QString agent() const;
+    void setAgent(const QString& agent);
+
+    /// Identifier of the exchange: every reply to a command carries the command's own uid back.
+    QString uid() const;
+    void setUid(const QString& uid);
+
+    /// The arguments.
+    QVariantMap data() const;
+    void setData(const QVariantMap& data);
+
+    /// The key by which a repeated command is recognised.
+    QString cmdKey() const;
+
+    /// True when all four fields are equal.
+    bool operator==(const TarvexCommand& other) const;
+    bool operator!=(const TarvexCommand& other) const;
+
+    /// Fills \a cmd from a received message. \return whether the message carries a command.
+    ///
+    /// The agent and uid are taken from the message in any case; the name and the data only on success. A text that is
+    /// no JSON is logged as a warning with the parser's words, one without "cmd" as "Message is not tarvex command: ".
+    static bool incomingMessageToCmd(const tarvex::Message& msg, TarvexCommand& cmd);
+
+    /// \return the message that carries this command, made now, addressed to agent(), with uid(); the sender is filled
+    /// in when it is sent, and so is an empty uid.
+    tarvex::Message toOutgoingMessage() const;
+
+private:
+    QString m_name;
+    QString m_agent;
+    QString m_uid;
+    QVariantMap m_data;
+};
+
+Q_DECLARE_METATYPE(TarvexCommand)
+
+#endif // TARVEXCOMMAND_H

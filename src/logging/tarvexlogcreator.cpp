@@ -1,0 +1,176 @@
+#include "logging/tarvexlogcreator.h"
+
+#include "client/supportedclients.h"
+#include "cmdlayer/tarvexcommand.h"
+#include "visiblelocker_p.h"
+
+#include <QMetaMethod>
+
+namespace tarvex {
+
+using wexcor::VisibleLocker;
+
+QMutex TarvexLogCreator::_mutex(QMutex::NonRecursive);
+QPointer<QObject> TarvexLogCreator::_sender;
+QByteArray TarvexLogCreator::_method;
+QString TarvexLogCreator::_baseClientName;
+int TarvexLogCreator::_baseRepeatInterval = 0;
+int TarvexLogCreator::_repeatInterval = 0;
+QString TarvexLogCreator::_lastMessage;
+QElapsedTimer TarvexLogCreator::_lastMessageTime;
+const int TarvexLogCreator::MAX_REPEAT_INTERVAL = 300000;
+
+namespace {
+
+/// Up to this interval, in ms, the filter is off.
+constexpr int FILTER_OFF_INTERVAL_MS = 1000;
+constexpr double INTERVAL_GROWTH = 1.3;
+
+/// The bus knows three levels only, so debug lines are reported as "INFO".
+QString levelText(QtMsgType type)
+{
+    switch (type) {
+    case QtDebugMsg:
+    case QtInfoMsg:
+        return QStringLiteral("INFO");
+    case QtWarningMsg:
+        return QStringLiteral("WARNING");
+    case QtCriticalMsg:
+    case QtFatalMsg:
+        return QStringLiteral("ERROR");
+    }
+    return QString();
+}
+
+QString onOneLine(QString text)
+{
+    const QLatin1Char tab('\t');
+    return text.replace(QLatin1String("\r\n"), QLatin1String("\t"))
+        .replace(QLatin1Char('\r'), tab)
+        .replace(QLatin1Char('\n'), tab);
+}
+
+Message logMessage(const QString& command, const QString& addressee, const QString& prefix, const QString& text)
+{
+    TarvexCommand cmd;
+    cmd.setName(command);
+    cmd.setAgent(addressee);
+    cmd.setData({{QStringLiteral("prefix"), prefix}, {QStringLiteral("text"), onOneLine(text)}});
+    return cmd.toOutgoingMessage();
+}
+
+/// Connecting to a method that does not exist would log, and so feed the bridge from inside its own lock.
+bool hasMethod(const QObject* object, const QByteArray& method)
+{
+    return method.size() > 1
+        && object->metaObject()->indexOfMethod(QMetaObject::normalizedSignature(method.constData() + 1).constData())
+        >= 0;
+}
+
+} // namespace
+
+TarvexLogCreator::TarvexLogCreator(const QString& clientName, QObject* parent)
+    : QObject(parent), m_clientName(clientName)
+{
+}
+
+TarvexLogCreator::~TarvexLogCreator() = default;
+
+void TarvexLogCreator::init(const QPointer<QObject>& sender, const QByteArray& method, const QString& baseClientName,
+                            int repeatInterval)
+{
+    const VisibleLocker lock(_mutex);
+    _sender = sender;
+    if (_sender && hasMethod(_sender, method)) {
+        _method = method;
+    } else {
+        _sender.clear();
+        _method.clear();
+    }
+    _baseRepeatInterval = qMin(repeatInterval, MAX_REPEAT_INTERVAL);
+    _repeatInterval = _baseRepeatInterval;
+    _baseClientName = baseClientName;
+    _lastMessage.clear();
+    _lastMessageTime.invalidate();
+}
+
+void TarvexLogCreator::release()
+{
+    const VisibleLocker lock(_mutex);
+    _sender.clear();
+    _method.clear();
+    _baseRepeatInterval = 0;
+    _repeatInterval = 0;
+    _baseClientName.clear();
+}
+
+bool TarvexLogCreator::checkMessage(const QString& text)
+{
+    const VisibleLocker lock(_mutex);
+    if (_repeatInterval <= FILTER_OFF_INTERVAL_MS) {
+        return true;
+    }
+    if (text != _lastMessage) {
+        _lastMessageTime.start();
+        _lastMessage = text;
+        _repeatInterval = _baseRepeatInterval;
+        return true;
+    }
+    if (_lastMessageTime.isValid() && !_lastMessageTime.hasExpired(_repeatInterval - 1)) {
+        return false;
+    }
+    _repeatInterval = qMin(static_cast<int>(_repeatInterval * INTERVAL_GROWTH), MAX_REPEAT_INTERVAL);
+    _lastMessageTime.start();
+    return true;
+}
+
+QPointer<TarvexLogCreator> TarvexLogCreator::createCreator()
+{
+    // Under the lock to the end: release() waits for it, so the receiver cannot go while it is being connected.
+    const VisibleLocker lock(_mutex);
+    if (!_sender || _method.isEmpty() || _baseClientName.isEmpty()) {
+        return {};
+    }
+    auto* const creator = new TarvexLogCreator(_baseClientName, nullptr);
+    connect(creator, SIGNAL(sendMessage(Message)), _sender, _method.constData());
+    return creator;
+}
+
+void TarvexLogCreator::humanKivLog(QtMsgType type, const QMessageLogContext& context, const QString& text)
+{
+    Q_UNUSED(context)
+    if (!checkMessage(text)) {
+        return;
+    }
+    const QPointer<TarvexLogCreator> creator = createCreator();
+    if (creator) {
+        creator->sendMessage(levelText(type), text);
+        creator->deleteLater();
+    }
+}
+
+void TarvexLogCreator::guiKivLog(QtMsgType type, const QMessageLogContext& context, const QString& text)
+{
+    Q_UNUSED(context)
+    if (!checkMessage(text)) {
+        return;
+    }
+    const QPointer<TarvexLogCreator> creator = createCreator();
+    if (creator) {
+        creator->sendGuiMessage(levelText(type), text);
+        creator->sendMessage(levelText(type), text);
+        creator->deleteLater();
+    }
+}
+
+void TarvexLogCreator::sendMessage(QString prefix, QString text)
+{
+    Q_EMIT sendMessage(logMessage(QStringLiteral("saveLog"), BUSNAME_LOGGER, prefix, text));
+}
+
+void TarvexLogCreator::sendGuiMessage(QString prefix, QString text)
+{
+    Q_EMIT sendMessage(logMessage(QStringLiteral("showLogMessage"), BUSNAME_TERMINAL_GUI, prefix, text));
+}
+
+} // namespace tarvex

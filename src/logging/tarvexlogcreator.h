@@ -1,0 +1,87 @@
+#ifndef TARVEXLOGCREATOR_H
+#define TARVEXLOGCREATOR_H
+
+#include "records/message.h"
+#include "tarvexlib_export.h"
+
+#include <QByteArray>
+#include <QElapsedTimer>
+#include <QMutex>
+#include <QObject>
+#include <QPointer>
+#include <QString>
+#include <QtGlobal>
+
+class QMessageLogContext;
+
+namespace tarvex {
+
+/// The bridge from the process's log to the bus: turns log lines into messages to the device's log service and to the
+/// terminal's screen.
+///
+/// TarvexController sets it up; a service has no need to. One object of this class lives for one log line.
+///
+/// All static operations may be called from any thread. The bridge itself never logs. It holds repeats back: a line
+/// that equals the one before it is sent again only after the repeat interval, which grows by the factor 1.3 with each
+/// repeat that is sent, up to 300000 ms; any other line sets the interval back. Two lines that take turns are never
+/// held back.
+///
+/// Wire: a message to BUSNAME_LOGGER with the command "saveLog", or to BUSNAME_TERMINAL_GUI with "showLogMessage"; data
+/// {"prefix": "INFO", "WARNING" or "ERROR", "text": the line, its line breaks replaced by tabs}.
+class TARVEXLIB_EXPORT TarvexLogCreator : public QObject
+{
+    Q_OBJECT
+public:
+    TarvexLogCreator(const QString& clientName, QObject* parent);
+    ~TarvexLogCreator() override;
+
+    /// Sets the bridge up. \a method is a signal or slot of \a sender in the form that SIGNAL() or SLOT() gives, taking
+    /// a Message; without a living sender or a method the bridge stays silent. \a repeatInterval is in ms: 1000 or less
+    /// sends every line, more than 300000 counts as 300000.
+    static void init(const QPointer<QObject>& sender, const QByteArray& method, const QString& baseClientName,
+                     int repeatInterval);
+
+    /// Takes the bridge down: no line is sent from now on.
+    static void release();
+
+    /// The repeat filter. \return whether \a text is to be sent now.
+    static bool checkMessage(const QString& text);
+
+    /// \return an object whose sendMessage(Message) reaches the configured receiver, for the caller to delete; null
+    /// when the bridge is not set up.
+    static QPointer<TarvexLogCreator> createCreator();
+
+    /// Log output for lines that are stored.
+    static void humanKivLog(QtMsgType type, const QMessageLogContext& context, const QString& text);
+
+    /// Log output for lines that are shown and stored.
+    static void guiKivLog(QtMsgType type, const QMessageLogContext& context, const QString& text);
+
+    /// Emits the message for the log service.
+    Q_INVOKABLE void sendMessage(QString prefix, QString text);
+
+    /// Emits the message for the screen.
+    Q_INVOKABLE void sendGuiMessage(QString prefix, QString text);
+
+Q_SIGNALS:
+    void sendMessage(Message msg);
+
+private:
+    static QMutex _mutex;
+    static QPointer<QObject> _sender;
+    static QByteArray _method;
+    static QString _baseClientName;
+    static int _baseRepeatInterval;
+    static int _repeatInterval;
+    static QString _lastMessage;
+    static QElapsedTimer _lastMessageTime; ///< Monotonic: indifferent to midnight and to the clock being set.
+    static const int MAX_REPEAT_INTERVAL;
+
+    const QString m_clientName;
+};
+
+} // namespace tarvex
+
+using tarvex::TarvexLogCreator;
+
+#endif // TARVEXLOGCREATOR_H

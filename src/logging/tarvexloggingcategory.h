@@ -1,0 +1,21 @@
+#ifndef TARVEXLOGGINGCATEGORY_H
+#define TARVEXLOGGINGCATEGORY_H
+
+#include "tarvexlib_export.h"
+
+#include <QLoggingCategory>
+
+namespace tarvex {
+
+/// The category "tarvexLogger": lines for the device's log service.
+TARVEXLIB_EXPORT const QLoggingCategory& LOGGER();
+
+/// The category "guiLogger": lines that are shown on the terminal's screen and stored by the log service.
+TARVEXLIB_EXPORT const QLoggingCategory& GUILOGGER();
+
+} // namespace tarvex
+
+using tarvex::GUILOGGER;
+using tarvex::LOGGER;
+
+#endif // TARVEXLOGGINGCATEGORY_H

@@ -19,7 +19,8 @@ constexpr int TIMEOUT_MS = 30000;
 constexpr int LATEST_MS = 45000;
 
 const QString WAIT_ERROR = QStringLiteral("critical: Socket wait for ready read error");
-const QString TIMEOUT_ERROR = QStringLiteral("warning: QAbstractSocket::SocketTimeoutError Network operation timed out");
+const QString TIMEOUT_ERROR =
+    QStringLiteral("warning: QAbstractSocket::SocketTimeoutError Network operation timed out");
 
 } // namespace
 

@@ -1,0 +1,46 @@
+#include "echoworker.h"
+
+#include "client/tarvexqueryhandler.h"
+#include "cmdlayer/tarvexcommand.h"
+
+#include <QDebug>
+
+namespace {
+
+/// The bus leaves the numbers of the states to its services: for this one there is just one, "running".
+constexpr auto STATE_RUNNING = static_cast<tarvex::ClientState::EStateType>(1);
+
+} // namespace
+
+EchoWorker::EchoWorker(int stateInterval, const QString& clientName) : TarvexQueryWorker(stateInterval, clientName) { }
+
+void EchoWorker::doSendState()
+{
+    tarvex::ClientState state;
+    state.setStateType(STATE_RUNNING);
+    state.setState(QStringLiteral(R"({"answered":%1})").arg(m_answered));
+    handler->saveState(state);
+}
+
+void EchoWorker::doApplySettings(tarvex::ClientSettings settings)
+{
+    const QVariantMap echo = settings.formattedSettings().value(QStringLiteral("echo")).toMap();
+    m_prefix = echo.value(QStringLiteral("prefix")).toString();
+    qInfo().noquote() << "prefix is now" << m_prefix;
+}
+
+void EchoWorker::answer(Message message)
+{
+    TarvexCommand command;
+    if (!TarvexCommand::incomingMessageToCmd(message, command) || command.name() != QLatin1String("echo")) {
+        return;
+    }
+    // The answer goes to the sender and carries the command's uid, by which the sender knows what is answered.
+    TarvexCommand answer = command;
+    answer.setName(QStringLiteral("echoed"));
+    answer.setData({{QStringLiteral("text"), m_prefix + command.data().value(QStringLiteral("text")).toString()}});
+    if (handler->sendMessage(answer.toOutgoingMessage())) {
+        ++m_answered;
+    }
+    sendState();
+}

@@ -1,0 +1,52 @@
+#include "client/supportedclients.h"
+#include "client/tarvexcontroller.h"
+#include "client/tarvexmsgworker.h"
+#include "quitonsignal.h"
+
+#include <QCoreApplication>
+#include <QDateTime>
+#include <QTextStream>
+
+namespace {
+
+constexpr int LOG_REPEAT_INTERVAL_MS = 10000;
+
+/// Handles "saveLog" itself; everything else goes the way of every message.
+class LogWorker : public tarvex::TarvexMsgWorker
+{
+public:
+    LogWorker() : TarvexMsgWorker(tarvex::BUSNAME_LOGGER) { }
+
+    bool doProcessCommand(const QString& cmd, const QVariantMap& data, const QString& sender,
+                          const QString& uid) override
+    {
+        if (cmd != QLatin1String("saveLog")) {
+            return TarvexMsgWorker::doProcessCommand(cmd, data, sender, uid);
+        }
+        QTextStream(stdout) << QDateTime::currentDateTime().toString(Qt::ISODateWithMs) << '\t' << sender << '\t'
+                            << data.value(QStringLiteral("prefix")).toString() << '\t'
+                            << data.value(QStringLiteral("text")).toString() << Qt::endl;
+        return true;
+    }
+};
+
+/// Plays the device's log service: prints the lines that the other services send, one a line, its fields apart by tabs.
+class LogService : public tarvex::TarvexController
+{
+public:
+    LogService() : TarvexController(LOG_REPEAT_INTERVAL_MS, tarvex::BUSNAME_LOGGER, nullptr) { }
+
+    /// It only listens, so it does without a query worker; its own lines are to be read on its console.
+    void doStart() override { initWorkers(new LogWorker, nullptr); }
+};
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    QCoreApplication application(argc, argv);
+    const QuitOnSignal quitOnSignal; // before any thread is started
+    LogService service;
+    service.doStart();
+    return QCoreApplication::exec();
+}

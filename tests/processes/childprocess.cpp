@@ -1,0 +1,83 @@
+#include "childprocess.h"
+
+#include <QDir>
+#include <QElapsedTimer>
+#include <QFile>
+
+ChildProcess::ChildProcess(const QString& program, const QStringList& arguments)
+    : m_program(program), m_arguments(arguments)
+{
+}
+
+ChildProcess::~ChildProcess()
+{
+    if (m_process.state() != QProcess::NotRunning) {
+        m_process.kill();
+        m_process.waitForFinished();
+    }
+}
+
+void ChildProcess::start()
+{
+    m_process.start(m_program, m_arguments);
+    m_process.waitForStarted();
+}
+
+bool ChildProcess::waitForLine(const QString& beginning, int timeoutMs)
+{
+    QElapsedTimer timer;
+    timer.start();
+    while (timer.elapsed() < timeoutMs) {
+        const QStringList seen = lines();
+        for (const QString& line : seen) {
+            if (line.startsWith(beginning)) {
+                return true;
+            }
+        }
+        m_process.waitForReadyRead(50);
+    }
+    return false;
+}
+
+QStringList ChildProcess::lines()
+{
+    readOutput();
+    QStringList lines = QString::fromUtf8(m_output).split(QLatin1Char('\n'));
+    lines.removeLast(); // what has no line end yet
+    return lines;
+}
+
+bool ChildProcess::killHard()
+{
+    const bool wasAlive = m_process.state() == QProcess::Running;
+    m_process.kill();
+    m_process.waitForFinished();
+    readOutput();
+    return wasAlive;
+}
+
+int ChildProcess::terminate()
+{
+    m_process.terminate();
+    const bool ended = m_process.waitForFinished();
+    readOutput();
+    return ended && m_process.exitStatus() == QProcess::NormalExit ? m_process.exitCode() : -1;
+}
+
+int ChildProcess::residentKiB() const
+{
+    QFile statm(QStringLiteral("/proc/%1/statm").arg(m_process.processId()));
+    return statm.open(QIODevice::ReadOnly) ? 4 * statm.readLine().split(' ').value(1).toInt() : -1;
+}
+
+int ChildProcess::openFiles() const
+{
+    const QDir descriptors(QStringLiteral("/proc/%1/fd").arg(m_process.processId()));
+    return descriptors.entryList(QDir::AllEntries | QDir::System | QDir::NoDotAndDotDot).size();
+}
+
+void ChildProcess::readOutput()
+{
+    m_output += m_process.readAllStandardOutput();
+    m_errorOutput += m_process.readAllStandardError();
+}

@@ -1,0 +1,41 @@
+#ifndef CHILDPROCESS_H
+#define CHILDPROCESS_H
+
+#include <QProcess>
+#include <QStringList>
+
+/// A program of ours as a child process: what it prints, what it takes of the system, how it ends.
+class ChildProcess
+{
+public:
+    ChildProcess(const QString& program, const QStringList& arguments);
+    ~ChildProcess();
+    Q_DISABLE_COPY_MOVE(ChildProcess)
+
+    void start();
+    /// Waits until a line of its standard output begins with \a beginning.
+    bool waitForLine(const QString& beginning, int timeoutMs = 30000);
+    /// The lines of its standard output so far, over all its lives.
+    QStringList lines();
+
+    QByteArray errorOutput() const { return m_errorOutput; }
+
+    /// SIGKILL. \return whether it was alive.
+    bool killHard();
+    /// SIGTERM. \return the exit status, -1 when it had to be killed or crashed.
+    int terminate();
+
+    int residentKiB() const;
+    int openFiles() const;
+
+private:
+    void readOutput();
+
+    QProcess m_process;
+    const QString m_program;
+    const QStringList m_arguments;
+    QByteArray m_output;
+    QByteArray m_errorOutput;
+};
+
+#endif // CHILDPROCESS_H

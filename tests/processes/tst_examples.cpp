@@ -1,0 +1,128 @@
+#include "childprocess.h"
+
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QTemporaryDir>
+#include <QTest>
+
+#include <memory>
+
+namespace {
+
+struct Result
+{
+    int status;
+    QByteArray output;
+};
+
+Result tarvexctl(const QStringList& arguments)
+{
+    QProcess process;
+    process.start(QStringLiteral(TARVEXCTL), arguments);
+    process.waitForFinished();
+    return {process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1, process.readAllStandardOutput()};
+}
+
+QString echoState()
+{
+    const Result result =
+        tarvexctl({QStringLiteral("--json"), QStringLiteral("state"), QStringLiteral("get"), QStringLiteral("echo")});
+    return QJsonDocument::fromJson(result.output).object().value(QStringLiteral("state")).toString();
+}
+
+int sendEcho(const QString& text)
+{
+    return tarvexctl({QStringLiteral("send"), QStringLiteral("echo"), QStringLiteral("--command"),
+                      QStringLiteral("echo"), QStringLiteral(R"({"text":"%1"})").arg(text)})
+        .status;
+}
+
+bool hasLine(ChildProcess& process, const QStringList& parts)
+{
+    const QStringList lines = process.lines();
+    for (const QString& line : lines) {
+        bool hasAll = true;
+        for (const QString& part : parts) {
+            hasAll = hasAll && line.contains(part);
+        }
+        if (hasAll) {
+            return true;
+        }
+    }
+    return false;
+}
+
+} // namespace
+
+/// The example services as their readers run them.
+class TstExamples : public QObject
+{
+    Q_OBJECT
+private Q_SLOTS:
+    void init();
+    void cleanup();
+    void echo_answersAndReportsItsState();
+    void echo_takesNewSettingsAndLogsThem();
+    void services_comeBackAfterTheBusWasKilled();
+
+private:
+    std::unique_ptr<QTemporaryDir> m_folder;
+    std::unique_ptr<ChildProcess> m_bus;
+    std::unique_ptr<ChildProcess> m_logger;
+    std::unique_ptr<ChildProcess> m_echo;
+};
+
+void TstExamples::init()
+{
+    m_folder = std::make_unique<QTemporaryDir>();
+    m_bus = std::make_unique<ChildProcess>(
+        QStringLiteral(DEVBUS),
+        QStringList{QStringLiteral("--storage"), m_folder->filePath(QStringLiteral("bus.sqlite"))});
+    m_logger = std::make_unique<ChildProcess>(QStringLiteral(LOG_SERVICE), QStringList());
+    m_echo = std::make_unique<ChildProcess>(QStringLiteral(ECHO_SERVICE), QStringList());
+    m_bus->start();
+    QVERIFY(m_bus->waitForLine(QString()));
+    m_logger->start();
+    m_echo->start();
+    // The first line that it logs: that it found no settings.
+    QTRY_VERIFY_WITH_TIMEOUT(hasLine(*m_logger, {QStringLiteral("echo"), QStringLiteral("Settings loading error")}),
+                             30000);
+}
+
+void TstExamples::cleanup()
+{
+    QCOMPARE(m_echo->terminate(), 0);
+    QCOMPARE(m_logger->terminate(), 0);
+    QCOMPARE(m_bus->terminate(), 0);
+}
+
+void TstExamples::echo_answersAndReportsItsState()
+{
+    QCOMPARE(sendEcho(QStringLiteral("one")), 0);
+    QTRY_COMPARE_WITH_TIMEOUT(echoState(), QStringLiteral(R"({"answered":1})"), 20000);
+    QCOMPARE(sendEcho(QStringLiteral("two")), 0);
+    QTRY_COMPARE_WITH_TIMEOUT(echoState(), QStringLiteral(R"({"answered":2})"), 20000);
+}
+
+void TstExamples::echo_takesNewSettingsAndLogsThem()
+{
+    QCOMPARE(tarvexctl({QStringLiteral("settings"), QStringLiteral("set"), QStringLiteral("echo"),
+                        QStringLiteral("echo"), QStringLiteral("prefix"), QStringLiteral("loud: ")})
+                 .status,
+             0);
+    QTRY_VERIFY_WITH_TIMEOUT(
+        hasLine(*m_logger, {QStringLiteral("\techo\tINFO\t"), QStringLiteral("prefix is now loud: ")}), 20000);
+}
+
+void TstExamples::services_comeBackAfterTheBusWasKilled()
+{
+    QCOMPARE(sendEcho(QStringLiteral("before")), 0);
+    QTRY_COMPARE_WITH_TIMEOUT(echoState(), QStringLiteral(R"({"answered":1})"), 20000);
+    QVERIFY(m_bus->killHard());
+    m_bus->start();
+    QTRY_COMPARE_WITH_TIMEOUT(sendEcho(QStringLiteral("after")), 0, 20000);
+    QTRY_COMPARE_WITH_TIMEOUT(echoState(), QStringLiteral(R"({"answered":2})"), 40000);
+}
+
+QTEST_GUILESS_MAIN(TstExamples)
+#include "tst_examples.moc"

@@ -15,6 +15,10 @@ public:
     void start();
     /// Waits until a line of its standard output begins with \a beginning.
     bool waitForLine(const QString& beginning, int timeoutMs = 30000);
+
+    /// Waits until it has printed more. \return false when it has not in time, or has ended.
+    bool waitForMore(int timeoutMs) { return m_process.waitForReadyRead(timeoutMs); }
+
     /// The lines of its standard output so far, over all its lives.
     QStringList lines();
 

@@ -25,6 +25,9 @@ namespace {
 /// Up to this interval, in ms, the filter is off.
 constexpr int FILTER_OFF_INTERVAL_MS = 1000;
 constexpr double INTERVAL_GROWTH = 1.3;
+/// What SIGNAL() and SLOT() put before a signature.
+constexpr char SIGNAL_CODE = '2';
+constexpr char SLOT_CODE = '1';
 
 /// The bus knows three levels only, so debug lines are reported as "INFO".
 QString levelText(QtMsgType type)
@@ -59,12 +62,15 @@ Message logMessage(const QString& command, const QString& addressee, const QStri
     return cmd.toOutgoingMessage();
 }
 
-/// Connecting to a method that does not exist would log, and so feed the bridge from inside its own lock.
-bool hasMethod(const QObject* object, const QByteArray& method)
+/// Whether a creator's signal can be connected to \a method. Asked once, here: a connection that cannot be made logs,
+/// and would do so for every line, from inside the bridge's own lock.
+bool isConnectable(const QObject* object, const QByteArray& method)
 {
-    return method.size() > 1
-        && object->metaObject()->indexOfMethod(QMetaObject::normalizedSignature(method.constData() + 1).constData())
-        >= 0;
+    const QByteArray signature = QMetaObject::normalizedSignature(method.mid(1).constData());
+    const QMetaObject* const meta = object->metaObject();
+    const bool exists = (method.startsWith(SIGNAL_CODE) && meta->indexOfSignal(signature.constData()) >= 0)
+        || (method.startsWith(SLOT_CODE) && meta->indexOfSlot(signature.constData()) >= 0);
+    return exists && QMetaObject::checkConnectArgs("sendMessage(Message)", signature.constData());
 }
 
 } // namespace
@@ -81,7 +87,7 @@ void TarvexLogCreator::init(const QPointer<QObject>& sender, const QByteArray& m
 {
     const VisibleLocker lock(_mutex);
     _sender = sender;
-    if (_sender && hasMethod(_sender, method)) {
+    if (_sender && isConnectable(_sender, method)) {
         _method = method;
     } else {
         _sender.clear();

@@ -36,8 +36,8 @@ public:
     ~TarvexLogCreator() override;
 
     /// Sets the bridge up. \a method is a signal or slot of \a sender in the form that SIGNAL() or SLOT() gives, taking
-    /// a Message; without a living sender or a method the bridge stays silent. \a repeatInterval is in ms: 1000 or less
-    /// sends every line, more than 300000 counts as 300000.
+    /// a Message or nothing; without a living sender or with a method that it does not have the bridge stays silent.
+    /// \a repeatInterval is in ms: 1000 or less sends every line, more than 300000 counts as 300000.
     static void init(const QPointer<QObject>& sender, const QByteArray& method, const QString& baseClientName,
                      int repeatInterval);
 

@@ -1,0 +1,716 @@
+#include "logging/tarvexlogcreator.h"
+
+#include "client/supportedclients.h"
+#include "cmdlayer/tarvexcommand.h"
+#include "logcapture.h"
+
+#include <QMetaMethod>
+#include <QSignalSpy>
+#include <QTest>
+
+#include <atomic>
+#include <ctime>
+#include <limits>
+#include <memory>
+#include <sys/syscall.h>
+#include <thread>
+#include <unistd.h>
+#include <vector>
+
+using namespace tarvex;
+
+namespace {
+
+/// The time that everybody sees, in ms, while it is held; 0 while it runs.
+std::atomic<qint64> heldTime{0};
+
+} // namespace
+
+// Stands in for the C library's, also for Qt: the repeat filter is about minutes, which no test can sit out.
+extern "C" __attribute__((visibility("default"))) int clock_gettime(clockid_t clock, timespec* time) noexcept
+{
+    const qint64 held = heldTime;
+    if (held == 0 || clock != CLOCK_MONOTONIC) {
+        return static_cast<int>(::syscall(SYS_clock_gettime, clock, time));
+    }
+    time->tv_sec = held / 1000;
+    time->tv_nsec = held % 1000 * 1000000;
+    return 0;
+}
+
+namespace {
+
+const QString CLIENT = QStringLiteral("ticket_printer");
+const QMessageLogContext CONTEXT;
+
+/// Holds the time for the length of a test, and moves it on by hand.
+class HeldClock
+{
+public:
+    HeldClock() { heldTime = START_MS; }
+
+    ~HeldClock() { heldTime = 0; }
+    Q_DISABLE_COPY_MOVE(HeldClock)
+
+    void advance(int ms) { heldTime += ms; }
+
+private:
+    static constexpr qint64 START_MS = 1000000;
+};
+
+TarvexCommand commandIn(const Message& message)
+{
+    TarvexCommand cmd;
+    TarvexCommand::incomingMessageToCmd(message, cmd);
+    return cmd;
+}
+
+QString textIn(const Message& message)
+{
+    return commandIn(message).data().value(QStringLiteral("text")).toString();
+}
+
+QString prefixIn(const Message& message)
+{
+    return commandIn(message).data().value(QStringLiteral("prefix")).toString();
+}
+
+void logInThread(const QString& text)
+{
+    std::thread([text] { TarvexLogCreator::humanKivLog(QtWarningMsg, CONTEXT, text); }).join();
+}
+
+} // namespace
+
+class Receiver : public QObject
+{
+    Q_OBJECT
+public:
+    QList<Message> messages;
+    QList<QPointer<QObject>> creators;
+
+Q_SIGNALS:
+    void forwarded(Message msg);
+
+public Q_SLOTS:
+
+    void onMessage(Message msg)
+    {
+        messages.append(msg);
+        creators.append(QPointer<QObject>(sender()));
+    }
+
+    void onText(QString text) { Q_UNUSED(text) }
+
+    void onAnything() { ++calls; }
+
+public:
+    int calls = 0;
+};
+
+class TstTarvexLogCreator : public QObject
+{
+    Q_OBJECT
+private Q_SLOTS:
+    void init();
+    void cleanup();
+    void metaObject_hasItsMethodsInOrder();
+    void untilInit_nothingIsSent();
+    void consoleLine_isStored();
+    void guiLine_isShownAndStored();
+    void level_hasItsText_data();
+    void level_hasItsText();
+    void lineBreaks_becomeTabs_data();
+    void lineBreaks_becomeTabs();
+    void creator_emitsByItself();
+    void method_mayBeASignal();
+    void method_mayTakeNoArguments();
+    void method_mayBeSpelledWithBlanks();
+    void lineFromAnotherThread_crossesToTheReceiversThread();
+    void badInit_staysSilent_data();
+    void badInit_staysSilent();
+    void badInit_replacesAGoodOne();
+    void receiverGone_isSilent();
+    void release_isSilent();
+    void release_turnsTheFilterOff();
+    void filter_isOffUpToASecond_data();
+    void filter_isOffUpToASecond();
+    void filter_isOnAboveASecond();
+    void filter_holdsRepeatsBack();
+    void filter_intervalGrows();
+    void filter_intervalIsCapped();
+    void filter_baseIsCapped_data();
+    void filter_baseIsCapped();
+    void filter_differentLine_setsTheIntervalBack();
+    void filter_alternatingLines_pass();
+    void filter_comparesExactly();
+    void filter_emptyLineFirst_passes();
+    void filter_initForgets();
+    void filter_runsWhileTheBridgeIsDown();
+    void filter_isSharedByBothOutputs();
+    void filter_guiLineCountsOnce();
+    void creators_areDeletedByTheEventLoop();
+    void creators_areDeletedAtThreadExit();
+    void createCreator_isForTheCallerToDelete();
+    void bridge_neverLogs();
+    void linesFromManyThreads_whileTheBridgeComesAndGoes();
+    void linesFromManyThreads_allArrive();
+
+private:
+    std::unique_ptr<Receiver> m_receiver;
+};
+
+void TstTarvexLogCreator::init()
+{
+    m_receiver = std::make_unique<Receiver>();
+}
+
+void TstTarvexLogCreator::cleanup()
+{
+    TarvexLogCreator::release();
+    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+    m_receiver.reset();
+}
+
+void TstTarvexLogCreator::metaObject_hasItsMethodsInOrder()
+{
+    const QMetaObject& meta = TarvexLogCreator::staticMetaObject;
+    QStringList actual;
+    for (int i = meta.methodOffset(); i < meta.methodCount(); ++i) {
+        actual.append(QString::fromLatin1(meta.method(i).methodSignature()));
+    }
+    QCOMPARE(actual,
+             QStringList({QStringLiteral("sendMessage(Message)"), QStringLiteral("sendMessage(QString,QString)"),
+                          QStringLiteral("sendGuiMessage(QString,QString)")}));
+    QCOMPARE(meta.method(meta.methodOffset()).methodType(), QMetaMethod::Signal);
+    QCOMPARE(meta.className(), "tarvex::TarvexLogCreator");
+    QVERIFY(static_cast<TarvexLogCreator*>(nullptr) == static_cast<::TarvexLogCreator*>(nullptr));
+}
+
+void TstTarvexLogCreator::untilInit_nothingIsSent()
+{
+    QVERIFY(TarvexLogCreator::createCreator().isNull());
+    TarvexLogCreator::humanKivLog(QtWarningMsg, CONTEXT, QStringLiteral("line"));
+    TarvexLogCreator::guiKivLog(QtWarningMsg, CONTEXT, QStringLiteral("line"));
+    QVERIFY(TarvexLogCreator::checkMessage(QStringLiteral("line")));
+}
+
+void TstTarvexLogCreator::consoleLine_isStored()
+{
+    TarvexLogCreator::init(m_receiver.get(), SLOT(onMessage(Message)), CLIENT, 0);
+    const QDateTime before = QDateTime::currentDateTime();
+    TarvexLogCreator::humanKivLog(QtWarningMsg, CONTEXT, QStringLiteral("paper is low"));
+    QCOMPARE(m_receiver->messages.size(), 1);
+    const Message message = m_receiver->messages.constFirst();
+    QCOMPARE(message.message(),
+             QStringLiteral(R"({"cmd":"saveLog","data":{"prefix":"WARNING","text":"paper is low"}})"));
+    QCOMPARE(message.reciever(), BUSNAME_LOGGER);
+    QVERIFY(message.sender().isNull());
+    QVERIFY(message.uid().isEmpty());
+    QVERIFY(message.dt() >= before && message.dt() <= QDateTime::currentDateTime());
+}
+
+void TstTarvexLogCreator::guiLine_isShownAndStored()
+{
+    TarvexLogCreator::init(m_receiver.get(), SLOT(onMessage(Message)), CLIENT, 0);
+    TarvexLogCreator::guiKivLog(QtCriticalMsg, CONTEXT, QStringLiteral("paper\nis out"));
+    QCOMPARE(m_receiver->messages.size(), 2);
+    QCOMPARE(m_receiver->messages.at(0).message(),
+             QStringLiteral(R"({"cmd":"showLogMessage","data":{"prefix":"ERROR","text":"paper\tis out"}})"));
+    QCOMPARE(m_receiver->messages.at(0).reciever(), BUSNAME_TERMINAL_GUI);
+    QCOMPARE(m_receiver->messages.at(1).message(),
+             QStringLiteral(R"({"cmd":"saveLog","data":{"prefix":"ERROR","text":"paper\tis out"}})"));
+    QCOMPARE(m_receiver->messages.at(1).reciever(), BUSNAME_LOGGER);
+}
+
+void TstTarvexLogCreator::level_hasItsText_data()
+{
+    QTest::addColumn<int>("type");
+    QTest::addColumn<QString>("prefix");
+    QTest::newRow("debug") << int(QtDebugMsg) << QStringLiteral("INFO");
+    QTest::newRow("info") << int(QtInfoMsg) << QStringLiteral("INFO");
+    QTest::newRow("warning") << int(QtWarningMsg) << QStringLiteral("WARNING");
+    QTest::newRow("critical") << int(QtCriticalMsg) << QStringLiteral("ERROR");
+    QTest::newRow("fatal") << int(QtFatalMsg) << QStringLiteral("ERROR");
+    QTest::newRow("unknown") << 7 << QString();
+}
+
+void TstTarvexLogCreator::level_hasItsText()
+{
+    QFETCH(int, type);
+    QFETCH(QString, prefix);
+    TarvexLogCreator::init(m_receiver.get(), SLOT(onMessage(Message)), CLIENT, 0);
+    TarvexLogCreator::humanKivLog(static_cast<QtMsgType>(type), CONTEXT, QStringLiteral("line"));
+    TarvexLogCreator::guiKivLog(static_cast<QtMsgType>(type), CONTEXT, QStringLiteral("line"));
+    QCOMPARE(m_receiver->messages.size(), 3);
+    for (const Message& message : qAsConst(m_receiver->messages)) {
+        QVERIFY(commandIn(message).data().contains(QStringLiteral("prefix")));
+        QCOMPARE(prefixIn(message), prefix);
+    }
+}
+
+void TstTarvexLogCreator::lineBreaks_becomeTabs_data()
+{
+    QTest::addColumn<QString>("text");
+    QTest::addColumn<QString>("sent");
+    QTest::newRow("none") << QStringLiteral("a b") << QStringLiteral("a b");
+    QTest::newRow("CR LF, LF") << QStringLiteral("a\r\nb\nc") << QStringLiteral("a\tb\tc");
+    QTest::newRow("CR") << QStringLiteral("a\rb") << QStringLiteral("a\tb");
+    QTest::newRow("CR CR LF") << QStringLiteral("a\r\r\nb") << QStringLiteral("a\t\tb");
+    QTest::newRow("LF CR") << QStringLiteral("a\n\rb") << QStringLiteral("a\t\tb");
+    QTest::newRow("at both ends") << QStringLiteral("\na\r\n") << QStringLiteral("\ta\t");
+    QTest::newRow("tab stays") << QStringLiteral("a\tb") << QStringLiteral("a\tb");
+    QTest::newRow("empty") << QString() << QString();
+}
+
+void TstTarvexLogCreator::lineBreaks_becomeTabs()
+{
+    QFETCH(QString, text);
+    QFETCH(QString, sent);
+    TarvexLogCreator::init(m_receiver.get(), SLOT(onMessage(Message)), CLIENT, 0);
+    TarvexLogCreator::guiKivLog(QtInfoMsg, CONTEXT, text);
+    QCOMPARE(m_receiver->messages.size(), 2);
+    QCOMPARE(textIn(m_receiver->messages.at(0)), sent);
+    QCOMPARE(textIn(m_receiver->messages.at(1)), sent);
+}
+
+void TstTarvexLogCreator::creator_emitsByItself()
+{
+    TarvexLogCreator creator(CLIENT, nullptr);
+    QSignalSpy sent(&creator, SIGNAL(sendMessage(Message)));
+    QVERIFY(QMetaObject::invokeMethod(&creator, "sendMessage", Q_ARG(QString, QStringLiteral("any")),
+                                      Q_ARG(QString, QStringLiteral("a\nb"))));
+    QVERIFY(QMetaObject::invokeMethod(&creator, "sendGuiMessage", Q_ARG(QString, QStringLiteral("any")),
+                                      Q_ARG(QString, QStringLiteral("a\nb"))));
+    QCOMPARE(sent.count(), 2);
+    QCOMPARE(commandIn(sent.at(0).constFirst().value<Message>()).name(), QStringLiteral("saveLog"));
+    QCOMPARE(commandIn(sent.at(1).constFirst().value<Message>()).name(), QStringLiteral("showLogMessage"));
+    QCOMPARE(prefixIn(sent.at(1).constFirst().value<Message>()), QStringLiteral("any"));
+    QCOMPARE(textIn(sent.at(0).constFirst().value<Message>()), QStringLiteral("a\tb"));
+}
+
+void TstTarvexLogCreator::method_mayBeASignal()
+{
+    const QSignalSpy forwarded(m_receiver.get(), SIGNAL(forwarded(Message)));
+    TarvexLogCreator::init(m_receiver.get(), SIGNAL(forwarded(Message)), CLIENT, 0);
+    TarvexLogCreator::humanKivLog(QtWarningMsg, CONTEXT, QStringLiteral("line"));
+    QCOMPARE(forwarded.count(), 1);
+}
+
+void TstTarvexLogCreator::method_mayTakeNoArguments()
+{
+    TarvexLogCreator::init(m_receiver.get(), SLOT(onAnything()), CLIENT, 0);
+    TarvexLogCreator::humanKivLog(QtWarningMsg, CONTEXT, QStringLiteral("line"));
+    QCOMPARE(m_receiver->calls, 1);
+}
+
+void TstTarvexLogCreator::method_mayBeSpelledWithBlanks()
+{
+    TarvexLogCreator::init(m_receiver.get(), SLOT(onMessage(const Message&)), CLIENT, 0);
+    TarvexLogCreator::humanKivLog(QtWarningMsg, CONTEXT, QStringLiteral("line"));
+    QCOMPARE(m_receiver->messages.size(), 1);
+}
+
+void TstTarvexLogCreator::lineFromAnotherThread_crossesToTheReceiversThread()
+{
+    TarvexLogCreator::init(m_receiver.get(), SLOT(onMessage(Message)), CLIENT, 0);
+    logInThread(QStringLiteral("from elsewhere"));
+    QCOMPARE(m_receiver->messages.size(), 0);
+    QTRY_COMPARE(m_receiver->messages.size(), 1);
+    QCOMPARE(textIn(m_receiver->messages.constFirst()), QStringLiteral("from elsewhere"));
+}
+
+void TstTarvexLogCreator::badInit_staysSilent_data()
+{
+    QTest::addColumn<bool>("alive");
+    QTest::addColumn<QByteArray>("method");
+    QTest::addColumn<QString>("name");
+    const QByteArray good(SLOT(onMessage(Message)));
+    QTest::newRow("dead sender") << false << good << CLIENT;
+    QTest::newRow("null method") << true << QByteArray() << CLIENT;
+    QTest::newRow("empty method") << true << QByteArray("") << CLIENT;
+    QTest::newRow("code only") << true << QByteArray("1") << CLIENT;
+    QTest::newRow("unknown method") << true << QByteArray(SLOT(onMassage(Message))) << CLIENT;
+    QTest::newRow("no parentheses") << true << QByteArray("1onMessage") << CLIENT;
+    QTest::newRow("no code") << true << QByteArray("onMessage(Message)") << CLIENT;
+    QTest::newRow("slot taken for a signal") << true << QByteArray(SIGNAL(onMessage(Message))) << CLIENT;
+    QTest::newRow("signal taken for a slot") << true << QByteArray(SLOT(forwarded(Message))) << CLIENT;
+    QTest::newRow("other argument") << true << QByteArray(SLOT(onText(QString))) << CLIENT;
+    QTest::newRow("empty name") << true << good << QString();
+}
+
+void TstTarvexLogCreator::badInit_staysSilent()
+{
+    QFETCH(bool, alive);
+    QFETCH(QByteArray, method);
+    QFETCH(QString, name);
+    const QSignalSpy forwarded(m_receiver.get(), SIGNAL(forwarded(Message)));
+    const LogCapture log;
+    TarvexLogCreator::init(alive ? m_receiver.get() : nullptr, method, name, 5000);
+    QVERIFY(TarvexLogCreator::createCreator().isNull());
+    TarvexLogCreator::humanKivLog(QtWarningMsg, CONTEXT, QStringLiteral("line"));
+    TarvexLogCreator::guiKivLog(QtWarningMsg, CONTEXT, QStringLiteral("another"));
+    QCOMPARE(m_receiver->messages.size(), 0);
+    QCOMPARE(forwarded.count(), 0);
+    QCOMPARE(log.texts(), QStringList());
+    // The filter was set up all the same.
+    QVERIFY(!TarvexLogCreator::checkMessage(QStringLiteral("another")));
+}
+
+void TstTarvexLogCreator::badInit_replacesAGoodOne()
+{
+    TarvexLogCreator::init(m_receiver.get(), SLOT(onMessage(Message)), CLIENT, 0);
+    TarvexLogCreator::init(m_receiver.get(), QByteArray(), CLIENT, 0);
+    TarvexLogCreator::humanKivLog(QtWarningMsg, CONTEXT, QStringLiteral("line"));
+    QCOMPARE(m_receiver->messages.size(), 0);
+}
+
+void TstTarvexLogCreator::receiverGone_isSilent()
+{
+    TarvexLogCreator::init(m_receiver.get(), SLOT(onMessage(Message)), CLIENT, 0);
+    m_receiver = std::make_unique<Receiver>();
+    const LogCapture log;
+    QVERIFY(TarvexLogCreator::createCreator().isNull());
+    TarvexLogCreator::humanKivLog(QtWarningMsg, CONTEXT, QStringLiteral("line"));
+    QCOMPARE(log.texts(), QStringList());
+}
+
+void TstTarvexLogCreator::release_isSilent()
+{
+    TarvexLogCreator::init(m_receiver.get(), SLOT(onMessage(Message)), CLIENT, 0);
+    TarvexLogCreator::release();
+    QVERIFY(TarvexLogCreator::createCreator().isNull());
+    TarvexLogCreator::humanKivLog(QtWarningMsg, CONTEXT, QStringLiteral("line"));
+    TarvexLogCreator::guiKivLog(QtWarningMsg, CONTEXT, QStringLiteral("line"));
+    QCOMPARE(m_receiver->messages.size(), 0);
+    TarvexLogCreator::release();
+    TarvexLogCreator::init(m_receiver.get(), SLOT(onMessage(Message)), CLIENT, 0);
+    TarvexLogCreator::humanKivLog(QtWarningMsg, CONTEXT, QStringLiteral("line"));
+    QCOMPARE(m_receiver->messages.size(), 1);
+}
+
+void TstTarvexLogCreator::release_turnsTheFilterOff()
+{
+    TarvexLogCreator::init(m_receiver.get(), SLOT(onMessage(Message)), CLIENT, 300000);
+    QVERIFY(TarvexLogCreator::checkMessage(QStringLiteral("line")));
+    QVERIFY(!TarvexLogCreator::checkMessage(QStringLiteral("line")));
+    TarvexLogCreator::release();
+    QVERIFY(TarvexLogCreator::checkMessage(QStringLiteral("line")));
+    QVERIFY(TarvexLogCreator::checkMessage(QStringLiteral("line")));
+}
+
+void TstTarvexLogCreator::filter_isOffUpToASecond_data()
+{
+    QTest::addColumn<int>("interval");
+    QTest::newRow("1000") << 1000;
+    QTest::newRow("0") << 0;
+    QTest::newRow("negative") << -5;
+    QTest::newRow("smallest") << std::numeric_limits<int>::min();
+}
+
+void TstTarvexLogCreator::filter_isOffUpToASecond()
+{
+    QFETCH(int, interval);
+    const HeldClock clock;
+    TarvexLogCreator::init(m_receiver.get(), SLOT(onMessage(Message)), CLIENT, interval);
+    for (int i = 0; i < 10; ++i) {
+        TarvexLogCreator::humanKivLog(QtWarningMsg, CONTEXT, QStringLiteral("line"));
+    }
+    QCOMPARE(m_receiver->messages.size(), 10);
+}
+
+void TstTarvexLogCreator::filter_isOnAboveASecond()
+{
+    HeldClock clock;
+    TarvexLogCreator::init(m_receiver.get(), SLOT(onMessage(Message)), CLIENT, 1001);
+    QVERIFY(TarvexLogCreator::checkMessage(QStringLiteral("line")));
+    clock.advance(1000);
+    QVERIFY(!TarvexLogCreator::checkMessage(QStringLiteral("line")));
+    clock.advance(1);
+    QVERIFY(TarvexLogCreator::checkMessage(QStringLiteral("line")));
+}
+
+void TstTarvexLogCreator::filter_holdsRepeatsBack()
+{
+    HeldClock clock;
+    TarvexLogCreator::init(m_receiver.get(), SLOT(onMessage(Message)), CLIENT, 2000);
+    const auto log = [this] {
+        TarvexLogCreator::humanKivLog(QtWarningMsg, CONTEXT, QStringLiteral("line"));
+        return m_receiver->messages.size();
+    };
+    QCOMPARE(log(), 1);
+    clock.advance(500);
+    QCOMPARE(log(), 1);
+    clock.advance(1600);
+    QCOMPARE(log(), 2);
+    clock.advance(1000);
+    QCOMPARE(log(), 2);
+    clock.advance(1599);
+    QCOMPARE(log(), 2);
+    clock.advance(1);
+    QCOMPARE(log(), 3);
+}
+
+void TstTarvexLogCreator::filter_intervalGrows()
+{
+    HeldClock clock;
+    TarvexLogCreator::init(m_receiver.get(), SLOT(onMessage(Message)), CLIENT, 2000);
+    QVERIFY(TarvexLogCreator::checkMessage(QStringLiteral("line")));
+    // The integer part of 1.3 times the one before.
+    for (const int interval : {2000, 2600, 3380, 4394, 5712, 7425, 9652, 12547}) {
+        clock.advance(interval - 1);
+        QVERIFY2(!TarvexLogCreator::checkMessage(QStringLiteral("line")), qPrintable(QString::number(interval)));
+        clock.advance(1);
+        QVERIFY2(TarvexLogCreator::checkMessage(QStringLiteral("line")), qPrintable(QString::number(interval)));
+    }
+}
+
+void TstTarvexLogCreator::filter_intervalIsCapped()
+{
+    HeldClock clock;
+    TarvexLogCreator::init(m_receiver.get(), SLOT(onMessage(Message)), CLIENT, 230000);
+    QVERIFY(TarvexLogCreator::checkMessage(QStringLiteral("line")));
+    for (const int interval : {230000, 299000, 300000, 300000, 300000}) {
+        clock.advance(interval - 1);
+        QVERIFY2(!TarvexLogCreator::checkMessage(QStringLiteral("line")), qPrintable(QString::number(interval)));
+        clock.advance(1);
+        QVERIFY2(TarvexLogCreator::checkMessage(QStringLiteral("line")), qPrintable(QString::number(interval)));
+    }
+}
+
+void TstTarvexLogCreator::filter_baseIsCapped_data()
+{
+    QTest::addColumn<int>("interval");
+    QTest::newRow("300000") << 300000;
+    QTest::newRow("300001") << 300001;
+    QTest::newRow("400000") << 400000;
+    QTest::newRow("largest") << std::numeric_limits<int>::max();
+}
+
+void TstTarvexLogCreator::filter_baseIsCapped()
+{
+    QFETCH(int, interval);
+    HeldClock clock;
+    TarvexLogCreator::init(m_receiver.get(), SLOT(onMessage(Message)), CLIENT, interval);
+    QVERIFY(TarvexLogCreator::checkMessage(QStringLiteral("line")));
+    clock.advance(299999);
+    QVERIFY(!TarvexLogCreator::checkMessage(QStringLiteral("line")));
+    clock.advance(1);
+    QVERIFY(TarvexLogCreator::checkMessage(QStringLiteral("line")));
+}
+
+void TstTarvexLogCreator::filter_differentLine_setsTheIntervalBack()
+{
+    HeldClock clock;
+    TarvexLogCreator::init(m_receiver.get(), SLOT(onMessage(Message)), CLIENT, 2000);
+    QVERIFY(TarvexLogCreator::checkMessage(QStringLiteral("line")));
+    clock.advance(2000);
+    QVERIFY(TarvexLogCreator::checkMessage(QStringLiteral("line")));
+    QVERIFY(TarvexLogCreator::checkMessage(QStringLiteral("another")));
+    clock.advance(1999);
+    QVERIFY(!TarvexLogCreator::checkMessage(QStringLiteral("another")));
+    clock.advance(1);
+    QVERIFY(TarvexLogCreator::checkMessage(QStringLiteral("another")));
+}
+
+void TstTarvexLogCreator::filter_alternatingLines_pass()
+{
+    const HeldClock clock;
+    TarvexLogCreator::init(m_receiver.get(), SLOT(onMessage(Message)), CLIENT, 300000);
+    for (int i = 0; i < 10; ++i) {
+        TarvexLogCreator::humanKivLog(QtWarningMsg, CONTEXT, QString::number(i % 2));
+    }
+    QCOMPARE(m_receiver->messages.size(), 10);
+}
+
+void TstTarvexLogCreator::filter_comparesExactly()
+{
+    const HeldClock clock;
+    TarvexLogCreator::init(m_receiver.get(), SLOT(onMessage(Message)), CLIENT, 2000);
+    QVERIFY(TarvexLogCreator::checkMessage(QStringLiteral("line")));
+    QVERIFY(TarvexLogCreator::checkMessage(QStringLiteral("Line")));
+    QVERIFY(TarvexLogCreator::checkMessage(QStringLiteral("Line ")));
+    QVERIFY(!TarvexLogCreator::checkMessage(QStringLiteral("Line ")));
+}
+
+void TstTarvexLogCreator::filter_emptyLineFirst_passes()
+{
+    const HeldClock clock;
+    TarvexLogCreator::init(m_receiver.get(), SLOT(onMessage(Message)), CLIENT, 2000);
+    QVERIFY(TarvexLogCreator::checkMessage(QString()));
+    QVERIFY(!TarvexLogCreator::checkMessage(QStringLiteral("")));
+}
+
+void TstTarvexLogCreator::filter_initForgets()
+{
+    HeldClock clock;
+    TarvexLogCreator::init(m_receiver.get(), SLOT(onMessage(Message)), CLIENT, 2000);
+    QVERIFY(TarvexLogCreator::checkMessage(QStringLiteral("line")));
+    clock.advance(2000);
+    QVERIFY(TarvexLogCreator::checkMessage(QStringLiteral("line")));
+    TarvexLogCreator::init(m_receiver.get(), SLOT(onMessage(Message)), CLIENT, 2000);
+    QVERIFY(TarvexLogCreator::checkMessage(QStringLiteral("line")));
+    clock.advance(2000);
+    QVERIFY(TarvexLogCreator::checkMessage(QStringLiteral("line")));
+}
+
+void TstTarvexLogCreator::filter_runsWhileTheBridgeIsDown()
+{
+    const HeldClock clock;
+    TarvexLogCreator::init(nullptr, QByteArray(), CLIENT, 2000);
+    TarvexLogCreator::humanKivLog(QtWarningMsg, CONTEXT, QStringLiteral("line"));
+    QVERIFY(!TarvexLogCreator::checkMessage(QStringLiteral("line")));
+}
+
+void TstTarvexLogCreator::filter_isSharedByBothOutputs()
+{
+    const HeldClock clock;
+    TarvexLogCreator::init(m_receiver.get(), SLOT(onMessage(Message)), CLIENT, 2000);
+    TarvexLogCreator::humanKivLog(QtWarningMsg, CONTEXT, QStringLiteral("line"));
+    // Another level, the same text.
+    TarvexLogCreator::guiKivLog(QtCriticalMsg, CONTEXT, QStringLiteral("line"));
+    QCOMPARE(m_receiver->messages.size(), 1);
+}
+
+void TstTarvexLogCreator::filter_guiLineCountsOnce()
+{
+    HeldClock clock;
+    TarvexLogCreator::init(m_receiver.get(), SLOT(onMessage(Message)), CLIENT, 2000);
+    TarvexLogCreator::guiKivLog(QtWarningMsg, CONTEXT, QStringLiteral("line"));
+    clock.advance(2000);
+    TarvexLogCreator::guiKivLog(QtWarningMsg, CONTEXT, QStringLiteral("line"));
+    clock.advance(2600);
+    TarvexLogCreator::guiKivLog(QtWarningMsg, CONTEXT, QStringLiteral("line"));
+    QCOMPARE(m_receiver->messages.size(), 6);
+}
+
+void TstTarvexLogCreator::creators_areDeletedByTheEventLoop()
+{
+    TarvexLogCreator::init(m_receiver.get(), SLOT(onMessage(Message)), CLIENT, 0);
+    TarvexLogCreator::humanKivLog(QtWarningMsg, CONTEXT, QStringLiteral("line"));
+    TarvexLogCreator::guiKivLog(QtWarningMsg, CONTEXT, QStringLiteral("line"));
+    QCOMPARE(m_receiver->creators.size(), 3);
+    QVERIFY(m_receiver->creators.at(0));
+    QVERIFY(m_receiver->creators.at(1));
+    QCOMPARE(m_receiver->creators.at(1), m_receiver->creators.at(2));
+    QVERIFY(m_receiver->creators.at(0)->parent() == nullptr);
+    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+    QVERIFY(!m_receiver->creators.at(0));
+    QVERIFY(!m_receiver->creators.at(1));
+}
+
+// The leak checker sees those that the outputs make.
+void TstTarvexLogCreator::creators_areDeletedAtThreadExit()
+{
+    TarvexLogCreator::init(m_receiver.get(), SLOT(onMessage(Message)), CLIENT, 0);
+    QPointer<TarvexLogCreator> creator;
+    std::thread([&creator] {
+        creator = TarvexLogCreator::createCreator();
+        creator->deleteLater();
+        for (int i = 0; i < 100; ++i) {
+            TarvexLogCreator::guiKivLog(QtWarningMsg, CONTEXT, QString::number(i));
+        }
+    }).join();
+    QVERIFY(creator.isNull());
+    QTRY_COMPARE(m_receiver->messages.size(), 200);
+    for (int i = 0; i < 200; ++i) {
+        QCOMPARE(textIn(m_receiver->messages.at(i)), QString::number(i / 2));
+    }
+}
+
+void TstTarvexLogCreator::createCreator_isForTheCallerToDelete()
+{
+    TarvexLogCreator::init(m_receiver.get(), SLOT(onMessage(Message)), CLIENT, 0);
+    const QPointer<TarvexLogCreator> creator = TarvexLogCreator::createCreator();
+    QVERIFY(creator);
+    QVERIFY(creator->parent() == nullptr);
+    creator->sendMessage(QStringLiteral("INFO"), QStringLiteral("line"));
+    QCOMPARE(m_receiver->messages.size(), 1);
+    delete creator.data();
+}
+
+void TstTarvexLogCreator::bridge_neverLogs()
+{
+    const LogCapture log;
+    for (const int interval : {0, 2000, 400000}) {
+        TarvexLogCreator::init(m_receiver.get(), SLOT(onMessage(Message)), CLIENT, interval);
+        for (int i = 0; i < 4; ++i) {
+            TarvexLogCreator::humanKivLog(QtWarningMsg, CONTEXT, QString::number(i / 2));
+            TarvexLogCreator::guiKivLog(QtFatalMsg, CONTEXT, QString::number(i / 2));
+        }
+        logInThread(QStringLiteral("from elsewhere"));
+        QCoreApplication::sendPostedEvents();
+        TarvexLogCreator::release();
+        TarvexLogCreator::humanKivLog(QtWarningMsg, CONTEXT, QStringLiteral("line"));
+    }
+    QCOMPARE(log.texts(), QStringList());
+    QVERIFY(!m_receiver->messages.isEmpty());
+}
+
+void TstTarvexLogCreator::linesFromManyThreads_whileTheBridgeComesAndGoes()
+{
+    std::atomic<bool> done{false};
+    std::vector<std::thread> threads;
+    for (int number = 0; number < 8; ++number) {
+        threads.emplace_back([&done, number] {
+            for (int i = 0; !done; ++i) {
+                const QString text = QStringLiteral("%1/%2").arg(number).arg(i % 3);
+                TarvexLogCreator::humanKivLog(QtWarningMsg, CONTEXT, text);
+                TarvexLogCreator::guiKivLog(QtWarningMsg, CONTEXT, text);
+            }
+        });
+    }
+    int received = 0;
+    int strange = 0;
+    // It goes on until enough lines have come, however loaded the machine is.
+    for (int round = 0; round < 300 || received < 1000; ++round) {
+        TarvexLogCreator::init(m_receiver.get(), SLOT(onMessage(Message)), CLIENT, round % 2 == 0 ? 0 : 1500);
+        QCoreApplication::sendPostedEvents();
+        for (const Message& message : qAsConst(m_receiver->messages)) {
+            strange += prefixIn(message) == QLatin1String("WARNING") ? 0 : 1;
+        }
+        received += m_receiver->messages.size();
+        m_receiver->messages.clear();
+        m_receiver->creators.clear();
+        TarvexLogCreator::release();
+        if (round % 10 == 0) {
+            // The receiver goes, as a controller does, while lines are on their way to it.
+            m_receiver = std::make_unique<Receiver>();
+        }
+    }
+    done = true;
+    for (std::thread& thread : threads) {
+        thread.join();
+    }
+    QCOMPARE(strange, 0);
+    QCoreApplication::sendPostedEvents();
+    m_receiver->messages.clear();
+    logInThread(QStringLiteral("after all"));
+    QCoreApplication::sendPostedEvents();
+    QCOMPARE(m_receiver->messages.size(), 0);
+}
+
+void TstTarvexLogCreator::linesFromManyThreads_allArrive()
+{
+    TarvexLogCreator::init(m_receiver.get(), SLOT(onMessage(Message)), CLIENT, 0);
+    std::vector<std::thread> threads;
+    for (int number = 0; number < 8; ++number) {
+        threads.emplace_back([number] {
+            for (int i = 0; i < 100; ++i) {
+                TarvexLogCreator::humanKivLog(QtInfoMsg, CONTEXT, QStringLiteral("%1/%2").arg(number).arg(i));
+            }
+        });
+    }
+    for (std::thread& thread : threads) {
+        thread.join();
+    }
+    QTRY_COMPARE(m_receiver->messages.size(), 800);
+    QHash<QString, int> next;
+    for (const Message& message : qAsConst(m_receiver->messages)) {
+        const QStringList parts = textIn(message).split(QLatin1Char('/'));
+        QCOMPARE(parts.at(1).toInt(), next[parts.at(0)]++);
+    }
+}
+
+QTEST_GUILESS_MAIN(TstTarvexLogCreator)
+#include "tst_tarvexlogcreator.moc"

@@ -1,4 +1,580 @@
-int main()
+#include "client/tarvexmsgworker.h"
+
+#include "client/tarvexmessagesreciever.h"
+#include "fakebus.h"
+#include "logcapture.h"
+
+#include <QElapsedTimer>
+#include <QMetaMethod>
+#include <QSignalSpy>
+#include <QTest>
+#include <QTimer>
+
+#include <algorithm>
+#include <atomic>
+#include <memory>
+
+using namespace tarvex;
+
+namespace {
+
+const QString REFUSED_LINE = QStringLiteral("warning: QAbstractSocket::ConnectionRefusedError Connection refused");
+const QString CLOSED_LINE =
+    QStringLiteral("warning: QAbstractSocket::RemoteHostClosedError The remote host closed the connection");
+
+/// What a timer of 5000 ms makes of it: Qt's coarse timers are up to 5 % early, a loaded machine is late.
+constexpr qint64 EARLIEST_MS = 4700;
+constexpr qint64 LATEST_MS = 15000;
+/// Clearly less than an interval, and a lot for something that happens at once.
+constexpr qint64 AT_ONCE_MS = 4000;
+
+Message carrying(const QString& text, int number = 1)
 {
-    return 0;
+    Message message;
+    message.setSender(QStringLiteral("cashbox"));
+    message.setReciever(QStringLiteral("printer"));
+    message.setDt(QDateTime(QDate(2024, 3, 5), QTime(7, 8, 9, 10)));
+    message.setMessage(text);
+    message.setUid(QStringLiteral("uid%1").arg(number));
+    return message;
 }
+
+QByteArray pushFrame(const Message& message)
+{
+    return FakeBus::requestFrame(QStringLiteral("sendMessage"), message.toVariantMap());
+}
+
+/// Accepts the handshake and pushes messages right after.
+FakeBus::Action acceptAndPush(const QByteArray& frames)
+{
+    return [frames](FakeBus::Peer& peer, const FakeBus::Request&) {
+        peer.send(FakeBus::replyFrame(QStringLiteral("handshake"), 0) + frames);
+    };
+}
+
+const FakeBus::Action sayNothing = [](FakeBus::Peer&, const FakeBus::Request&) {};
+
+ClientState someState()
+{
+    ClientState state;
+    state.setOwner(QStringLiteral("cashbox"));
+    state.setState(QStringLiteral("open"));
+    state.setStateType(static_cast<ClientState::EStateType>(3));
+    state.setDescription(QStringLiteral("the drawer"));
+    state.setDt(QDateTime(QDate(2024, 3, 5), QTime(7, 8, 9, 10)));
+    return state;
+}
+
+/// Remembers when it was started and stopped.
+class CountingWorker : public TarvexMsgWorker
+{
+public:
+    CountingWorker() : TarvexMsgWorker(QStringLiteral("printer")) { clock.start(); }
+
+    bool doStart() override
+    {
+        starts.append(clock.elapsed());
+        return TarvexMsgWorker::doStart();
+    }
+
+    bool doStop() override
+    {
+        ++stops;
+        return TarvexMsgWorker::doStop();
+    }
+
+    bool hasActiveTimer() const
+    {
+        const auto timers = findChildren<QTimer*>();
+        return std::any_of(timers.begin(), timers.end(), [](const QTimer* timer) { return timer->isActive(); });
+    }
+
+    bool isOpen() const { return findChild<TarvexMessagesReciever*>()->isOpen(); }
+
+    QElapsedTimer clock;
+    QList<qint64> starts;
+    int stops = 0;
+};
+
+/// Handles one command of its own.
+class PrinterMsgWorker : public TarvexMsgWorker
+{
+public:
+    PrinterMsgWorker() : TarvexMsgWorker(QStringLiteral("printer")) { }
+
+    bool doProcessCommand(const QString& cmd, const QVariantMap& data, const QString& sender,
+                          const QString& uid) override
+    {
+        commands.append(QVariantMap{{QStringLiteral("cmd"), cmd},
+                                    {QStringLiteral("data"), data},
+                                    {QStringLiteral("sender"), sender},
+                                    {QStringLiteral("uid"), uid}});
+        return cmd == QLatin1String("print") || TarvexMsgWorker::doProcessCommand(cmd, data, sender, uid);
+    }
+
+    QList<QVariantMap> commands;
+};
+
+/// Reads messages in a way of its own.
+class RawMsgWorker : public TarvexMsgWorker
+{
+public:
+    RawMsgWorker() : TarvexMsgWorker(QStringLiteral("printer")) { }
+
+    void doProcessMessage(const Message& msg) override { messages.append(msg); }
+
+    QList<Message> messages;
+};
+
+} // namespace
+
+class TstTarvexMsgWorker : public QObject
+{
+    Q_OBJECT
+private Q_SLOTS:
+    void init();
+    void cleanup();
+    void metaObject_hasItsMethodsInOrder();
+    void created_doesNothingYet();
+    void message_isReadAsCommand_data();
+    void message_isReadAsCommand();
+    void stateChanged_carriesTheState();
+    void stateChanged_withoutData_isReadFromAnEmptyMap_data();
+    void stateChanged_withoutData_isReadFromAnEmptyMap();
+    void otherMessage_isPassedOnAsItCame();
+    void subclass_handlesCommandsOfItsOwn();
+    void subclass_getsEmptyDataForAnythingButAnObject();
+    void subclass_readsMessagesItself();
+    void start_joinsTheBus();
+    void pushedMessages_comeOutInOrder();
+    void startedTwice_hearsEverythingOnce();
+    void startedTwice_restartsOnce();
+    void busAway_isTriedEvery5000ms();
+    void busDropsTheConnection_isBackAtOnce();
+    void busDropsBeforeTheHandshakeIsAnswered_isBackAtOnce();
+    void handshakeRefused_isBackAfter5s();
+    void handshakeNeverAnswered_isRestartedAfter30s();
+    void handshakeAnsweredLate_isLeftAlone();
+    void stop_isSilent();
+    void stop_beforeTheHandshakeIsAnswered_isFinal();
+    void stop_beforeStart_isFine();
+    void stopAndStart_joinsAgain();
+    void receiverGone_nothingHappens();
+
+private:
+    std::unique_ptr<FakeBus> m_bus;
+    std::unique_ptr<CountingWorker> m_worker;
+};
+
+void TstTarvexMsgWorker::init()
+{
+    m_bus = std::make_unique<FakeBus>(FakeBus::RECEIVER_PORT);
+    m_worker = std::make_unique<CountingWorker>();
+}
+
+void TstTarvexMsgWorker::cleanup()
+{
+    m_worker.reset();
+    m_bus.reset();
+}
+
+void TstTarvexMsgWorker::metaObject_hasItsMethodsInOrder()
+{
+    const QMetaObject& meta = TarvexMsgWorker::staticMetaObject;
+    QStringList actual;
+    for (int i = meta.methodOffset(); i < meta.methodCount(); ++i) {
+        actual.append(QString::fromLatin1(meta.method(i).methodSignature()));
+    }
+    QCOMPARE(actual,
+             QStringList({QStringLiteral("updateSettings()"), QStringLiteral("stateChanged(ClientState)"),
+                          QStringLiteral("unprocessedMessage(Message)"), QStringLiteral("workerConnected()"),
+                          QStringLiteral("processMessage(Message)")}));
+    for (int i = 0; i < 5; ++i) {
+        QCOMPARE(meta.method(meta.methodOffset() + i).methodType(), i < 4 ? QMetaMethod::Signal : QMetaMethod::Slot);
+    }
+    QCOMPARE(meta.className(), "tarvex::TarvexMsgWorker");
+    QCOMPARE(meta.superClass()->className(), "wexcor::AbstractWorker");
+}
+
+void TstTarvexMsgWorker::created_doesNothingYet()
+{
+    const LogCapture log;
+    TarvexMsgWorker worker(QStringLiteral("printer"));
+    QVERIFY(worker.parent() == nullptr);
+    const auto timers = worker.findChildren<QTimer*>();
+    QVERIFY(!timers.isEmpty());
+    for (const QTimer* timer : timers) {
+        QCOMPARE(timer->interval(), 5000);
+        QVERIFY(!timer->isSingleShot());
+        QVERIFY(!timer->isActive());
+    }
+    QCOMPARE(worker.findChild<TarvexMessagesReciever*>()->clientName(), QStringLiteral("printer"));
+    QCOMPARE(m_bus->connectionCount(), 0);
+    QCOMPARE(log.texts(), QStringList());
+}
+
+void TstTarvexMsgWorker::message_isReadAsCommand_data()
+{
+    QTest::addColumn<QString>("text");
+    QTest::addColumn<QString>("signal");
+    QTest::addColumn<QStringList>("lines");
+    const QString update = QStringLiteral("updateSettings");
+    const QString state = QStringLiteral("stateChanged");
+    const QString other = QStringLiteral("unprocessedMessage");
+    const QStringList nothing;
+    const QStringList noCommand{QStringLiteral("warning: no error occurred")};
+    const QStringList noJson{QStringLiteral("warning: illegal value")};
+    QTest::newRow("updateSettings") << QStringLiteral(R"({"cmd":"updateSettings"})") << update << nothing;
+    QTest::newRow("updateSettings, data")
+        << QStringLiteral(R"({"cmd":"updateSettings","data":{"a":1}})") << update << nothing;
+    QTest::newRow("updateSettings, a number")
+        << QStringLiteral(R"({"cmd":"updateSettings","data":5})") << update << nothing;
+    QTest::newRow("stateChanged") << QStringLiteral(R"({"cmd":"stateChanged","data":{"owner":"x"}})") << state
+                                  << nothing;
+    QTest::newRow("stateChanged, no data") << QStringLiteral(R"({"cmd":"stateChanged"})") << state << nothing;
+    QTest::newRow("another command") << QStringLiteral(R"({"cmd":"print","data":{}})") << other << nothing;
+    QTest::newRow("another case") << QStringLiteral(R"({"cmd":"UpdateSettings"})") << other << nothing;
+    QTest::newRow("a blank more") << QStringLiteral(R"({"cmd":"stateChanged "})") << other << nothing;
+    QTest::newRow("command a number") << QStringLiteral(R"({"cmd":5})") << other << nothing;
+    QTest::newRow("command null") << QStringLiteral(R"({"cmd":null})") << other << nothing;
+    QTest::newRow("command empty") << QStringLiteral(R"({"cmd":""})") << other << nothing;
+    QTest::newRow("no command") << QStringLiteral(R"({"command":"x"})") << other << noCommand;
+    QTest::newRow("empty object") << QStringLiteral("{}") << other << noCommand;
+    QTest::newRow("array") << QStringLiteral(R"(["cmd"])") << other << noCommand;
+    QTest::newRow("words") << QStringLiteral("plain words") << other << noJson;
+    QTest::newRow("empty") << QString() << other << noJson;
+    QTest::newRow("cut") << QStringLiteral(R"({"cmd":"updateSettings" )") << other
+                         << QStringList(QStringLiteral("warning: unterminated object"));
+    QTest::newRow("more behind") << QStringLiteral(R"({"cmd":"updateSettings"}{})") << other
+                                 << QStringList(QStringLiteral("warning: garbage at the end of the document"));
+}
+
+void TstTarvexMsgWorker::message_isReadAsCommand()
+{
+    QFETCH(QString, text);
+    QFETCH(QString, signal);
+    QFETCH(QStringList, lines);
+    const QSignalSpy update(m_worker.get(), SIGNAL(updateSettings()));
+    const QSignalSpy state(m_worker.get(), SIGNAL(stateChanged(ClientState)));
+    QSignalSpy other(m_worker.get(), SIGNAL(unprocessedMessage(Message)));
+    const LogCapture log;
+    m_worker->processMessage(carrying(text));
+    QCOMPARE(update.count(), signal == QLatin1String("updateSettings") ? 1 : 0);
+    QCOMPARE(state.count(), signal == QLatin1String("stateChanged") ? 1 : 0);
+    QCOMPARE(other.count(), signal == QLatin1String("unprocessedMessage") ? 1 : 0);
+    QCOMPARE(log.texts(), lines);
+}
+
+void TstTarvexMsgWorker::stateChanged_carriesTheState()
+{
+    QSignalSpy state(m_worker.get(), SIGNAL(stateChanged(ClientState)));
+    m_worker->processMessage(
+        carrying(QStringLiteral(R"({"cmd":"stateChanged","data":{"owner":"cashbox","state":"open","type":3,)"
+                                R"("description":"the drawer","date":"2024-03-05T07:08:09.010"}})")));
+    QCOMPARE(state.count(), 1);
+    QVERIFY(state.constFirst().constFirst().value<ClientState>() == someState());
+}
+
+void TstTarvexMsgWorker::stateChanged_withoutData_isReadFromAnEmptyMap_data()
+{
+    QTest::addColumn<QString>("text");
+    QTest::newRow("none") << QStringLiteral(R"({"cmd":"stateChanged"})");
+    QTest::newRow("null") << QStringLiteral(R"({"cmd":"stateChanged","data":null})");
+    QTest::newRow("string") << QStringLiteral(R"({"cmd":"stateChanged","data":"{\"owner\":\"x\"}"})");
+    QTest::newRow("array") << QStringLiteral(R"({"cmd":"stateChanged","data":[{"owner":"x"}]})");
+}
+
+void TstTarvexMsgWorker::stateChanged_withoutData_isReadFromAnEmptyMap()
+{
+    QFETCH(QString, text);
+    QSignalSpy state(m_worker.get(), SIGNAL(stateChanged(ClientState)));
+    m_worker->processMessage(carrying(text));
+    QCOMPARE(state.count(), 1);
+    QVERIFY(state.constFirst().constFirst().value<ClientState>() == ClientState::fromVariantMap({}));
+}
+
+void TstTarvexMsgWorker::otherMessage_isPassedOnAsItCame()
+{
+    QSignalSpy other(m_worker.get(), SIGNAL(unprocessedMessage(Message)));
+    const Message message = carrying(QStringLiteral("plain words"), 7);
+    m_worker->processMessage(message);
+    QVERIFY(other.constFirst().constFirst().value<Message>() == message);
+}
+
+void TstTarvexMsgWorker::subclass_handlesCommandsOfItsOwn()
+{
+    PrinterMsgWorker worker;
+    const QSignalSpy update(&worker, SIGNAL(updateSettings()));
+    QSignalSpy other(&worker, SIGNAL(unprocessedMessage(Message)));
+    worker.processMessage(carrying(QStringLiteral(R"({"cmd":"print","data":{"copies":2}})"), 4));
+    QCOMPARE(other.count(), 0);
+    const QVariantMap command{{QStringLiteral("cmd"), QStringLiteral("print")},
+                              {QStringLiteral("data"), QVariantMap{{QStringLiteral("copies"), 2}}},
+                              {QStringLiteral("sender"), QStringLiteral("cashbox")},
+                              {QStringLiteral("uid"), QStringLiteral("uid4")}};
+    QCOMPARE(worker.commands, QList<QVariantMap>{command});
+    worker.processMessage(carrying(QStringLiteral(R"({"cmd":"eject"})")));
+    QCOMPARE(other.count(), 1);
+    worker.processMessage(carrying(QStringLiteral(R"({"cmd":"updateSettings"})")));
+    QCOMPARE(update.count(), 1);
+    QCOMPARE(other.count(), 1);
+    QCOMPARE(worker.commands.size(), 3);
+    worker.processMessage(carrying(QStringLiteral("plain words")));
+    QCOMPARE(worker.commands.size(), 3);
+}
+
+void TstTarvexMsgWorker::subclass_getsEmptyDataForAnythingButAnObject()
+{
+    PrinterMsgWorker worker;
+    for (const char* data : {"5", "[1]", "\"x\"", "null", "true"}) {
+        worker.processMessage(carrying(QStringLiteral(R"({"cmd":"print","data":%1})").arg(QLatin1String(data))));
+        QVERIFY2(worker.commands.constLast().value(QStringLiteral("data")).toMap().isEmpty(), data);
+    }
+    QCOMPARE(worker.commands.size(), 5);
+}
+
+void TstTarvexMsgWorker::subclass_readsMessagesItself()
+{
+    RawMsgWorker worker;
+    const QSignalSpy other(&worker, SIGNAL(unprocessedMessage(Message)));
+    const LogCapture log;
+    const Message message = carrying(QStringLiteral("plain words"));
+    QVERIFY(QMetaObject::invokeMethod(&worker, "processMessage", Q_ARG(Message, message)));
+    QCOMPARE(worker.messages.size(), 1);
+    QVERIFY(worker.messages.constFirst() == message);
+    QCOMPARE(other.count(), 0);
+    QCOMPARE(log.texts(), QStringList());
+}
+
+void TstTarvexMsgWorker::start_joinsTheBus()
+{
+    const QSignalSpy connected(m_worker.get(), SIGNAL(workerConnected()));
+    const LogCapture log;
+    QVERIFY(m_worker->doStart());
+    QCOMPARE(connected.count(), 1);
+    QTRY_VERIFY(m_worker->isOpen());
+    const QVariantMap data{{QStringLiteral("name"), QStringLiteral("printer")}};
+    QCOMPARE(m_bus->handshakes().constFirst().data, data);
+    // Once it is in, it has nothing more to look at.
+    QTRY_VERIFY_WITH_TIMEOUT(!m_worker->hasActiveTimer(), LATEST_MS);
+    QVERIFY(m_worker->isOpen());
+    QCOMPARE(m_worker->starts.size(), 1);
+    QCOMPARE(m_worker->stops, 0);
+    QCOMPARE(log.texts(), QStringList());
+}
+
+void TstTarvexMsgWorker::pushedMessages_comeOutInOrder()
+{
+    m_bus->willAnswerHandshake(acceptAndPush(pushFrame(carrying(QStringLiteral(R"({"cmd":"updateSettings"})"), 1))
+                                             + pushFrame(carrying(QStringLiteral("plain words"), 2))
+                                             + pushFrame(carrying(QStringLiteral(R"({"cmd":"print"})"), 3))));
+    const QSignalSpy update(m_worker.get(), SIGNAL(updateSettings()));
+    QSignalSpy other(m_worker.get(), SIGNAL(unprocessedMessage(Message)));
+    const LogCapture log;
+    QVERIFY(m_worker->doStart());
+    QTRY_COMPARE(other.count(), 2);
+    QCOMPARE(update.count(), 1);
+    QVERIFY(other.at(0).constFirst().value<Message>() == carrying(QStringLiteral("plain words"), 2));
+    QVERIFY(other.at(1).constFirst().value<Message>() == carrying(QStringLiteral(R"({"cmd":"print"})"), 3));
+    QVERIFY(m_bus->waitForRequests(3));
+    QCOMPARE(log.texts(), QStringList(QStringLiteral("warning: illegal value")));
+}
+
+void TstTarvexMsgWorker::startedTwice_hearsEverythingOnce()
+{
+    m_bus->willAnswerHandshake(sayNothing);
+    m_bus->willAnswerHandshake(
+        acceptAndPush(pushFrame(carrying(QStringLiteral("one"), 1)) + pushFrame(carrying(QStringLiteral("two"), 2))));
+    const QSignalSpy connected(m_worker.get(), SIGNAL(workerConnected()));
+    const QSignalSpy other(m_worker.get(), SIGNAL(unprocessedMessage(Message)));
+    QVERIFY(m_worker->doStart());
+    QCOMPARE(connected.count(), 1);
+    QVERIFY(m_worker->doStart());
+    QCOMPARE(connected.count(), 2);
+    QTRY_COMPARE(other.count(), 2);
+    QTRY_VERIFY(m_worker->isOpen());
+    QVERIFY(m_worker->doStart());
+    QCOMPARE(connected.count(), 2);
+    QCOMPARE(other.count(), 2);
+    QCOMPARE(m_bus->connectionCount(), 1);
+}
+
+void TstTarvexMsgWorker::startedTwice_restartsOnce()
+{
+    QVERIFY(m_worker->doStart());
+    QTRY_VERIFY(m_worker->isOpen());
+    QVERIFY(m_worker->doStart());
+    QCOMPARE(m_worker->starts.size(), 2);
+    m_bus->dropConnections();
+    QTRY_COMPARE(m_worker->starts.size(), 3);
+    QTRY_VERIFY(m_worker->isOpen());
+    QTRY_VERIFY_WITH_TIMEOUT(!m_worker->hasActiveTimer(), LATEST_MS);
+    QCOMPARE(m_worker->starts.size(), 3);
+    QCOMPARE(m_worker->stops, 1);
+    QCOMPARE(m_bus->connectionCount(), 2);
+}
+
+void TstTarvexMsgWorker::busAway_isTriedEvery5000ms()
+{
+    m_bus.reset();
+    const QSignalSpy connected(m_worker.get(), SIGNAL(workerConnected()));
+    const LogCapture log;
+    QVERIFY(m_worker->doStart());
+    QVERIFY(m_worker->hasActiveTimer());
+    QTRY_COMPARE_WITH_TIMEOUT(m_worker->starts.size(), 3, 2 * LATEST_MS);
+    QCOMPARE(m_worker->stops, 2);
+    QCOMPARE(connected.count(), 0);
+    QCOMPARE(log.texts(), QStringList({REFUSED_LINE, REFUSED_LINE, REFUSED_LINE}));
+    for (int i = 1; i < 3; ++i) {
+        const qint64 pause = m_worker->starts.at(i) - m_worker->starts.at(i - 1);
+        QVERIFY2(pause >= EARLIEST_MS && pause <= LATEST_MS, qPrintable(QString::number(pause)));
+    }
+    m_bus = std::make_unique<FakeBus>(FakeBus::RECEIVER_PORT);
+    QTRY_VERIFY_WITH_TIMEOUT(m_worker->isOpen(), LATEST_MS);
+    QCOMPARE(connected.count(), 1);
+    QTRY_VERIFY_WITH_TIMEOUT(!m_worker->hasActiveTimer(), LATEST_MS);
+    QCOMPARE(m_worker->starts.size(), 4);
+    QCOMPARE(log.texts().size(), 3);
+}
+
+void TstTarvexMsgWorker::busDropsTheConnection_isBackAtOnce()
+{
+    m_bus->willAnswerHandshake(acceptAndPush({}));
+    m_bus->willAnswerHandshake(acceptAndPush(pushFrame(carrying(QStringLiteral("after the drop")))));
+    const QSignalSpy connected(m_worker.get(), SIGNAL(workerConnected()));
+    const QSignalSpy other(m_worker.get(), SIGNAL(unprocessedMessage(Message)));
+    QVERIFY(m_worker->doStart());
+    QTRY_VERIFY(m_worker->isOpen());
+    const LogCapture log;
+    QElapsedTimer clock;
+    clock.start();
+    m_bus->dropConnections();
+    QTRY_COMPARE(connected.count(), 2);
+    QVERIFY(clock.elapsed() < AT_ONCE_MS);
+    QTRY_COMPARE(other.count(), 1);
+    QCOMPARE(m_worker->stops, 1);
+    QVERIFY(log.texts().startsWith(CLOSED_LINE));
+    QCOMPARE(log.texts().count(CLOSED_LINE), 1);
+}
+
+void TstTarvexMsgWorker::busDropsBeforeTheHandshakeIsAnswered_isBackAtOnce()
+{
+    m_bus->willAnswerHandshake([](FakeBus::Peer& peer, const FakeBus::Request&) { peer.close(); });
+    QElapsedTimer clock;
+    clock.start();
+    QVERIFY(m_worker->doStart());
+    QTRY_VERIFY(m_worker->isOpen());
+    QVERIFY(clock.elapsed() < AT_ONCE_MS);
+    QCOMPARE(m_bus->connectionCount(), 2);
+}
+
+void TstTarvexMsgWorker::handshakeRefused_isBackAfter5s()
+{
+    m_bus->willRefuseHandshake(3);
+    const LogCapture log;
+    QVERIFY(m_worker->doStart());
+    QTRY_VERIFY_WITH_TIMEOUT(m_worker->isOpen(), LATEST_MS);
+    QCOMPARE(m_worker->starts.size(), 2);
+    const qint64 pause = m_worker->starts.at(1) - m_worker->starts.at(0);
+    QVERIFY2(pause >= EARLIEST_MS && pause <= LATEST_MS, qPrintable(QString::number(pause)));
+    QCOMPARE(m_bus->connectionCount(), 2);
+    QCOMPARE(log.texts(), QStringList(QStringLiteral("warning: Incorrect reply data")));
+}
+
+void TstTarvexMsgWorker::handshakeNeverAnswered_isRestartedAfter30s()
+{
+    m_bus->willAnswerHandshake(sayNothing);
+    const LogCapture log;
+    QVERIFY(m_worker->doStart());
+    QTRY_VERIFY_WITH_TIMEOUT(m_worker->isOpen(), 60000);
+    QCOMPARE(m_worker->starts.size(), 2);
+    const qint64 pause = m_worker->starts.at(1) - m_worker->starts.at(0);
+    QVERIFY2(pause >= 30000 && pause <= 55000, qPrintable(QString::number(pause)));
+    QCOMPARE(m_bus->connectionCount(), 2);
+    QCOMPARE(log.texts(), QStringList());
+}
+
+void TstTarvexMsgWorker::handshakeAnsweredLate_isLeftAlone()
+{
+    // After the first look and before the second.
+    m_bus->willAnswerHandshake([](FakeBus::Peer& peer, const FakeBus::Request&) {
+        peer.sendInPieces({QByteArray(), FakeBus::replyFrame(QStringLiteral("handshake"), 0)}, 6500);
+    });
+    QVERIFY(m_worker->doStart());
+    QTRY_VERIFY_WITH_TIMEOUT(m_worker->isOpen(), LATEST_MS);
+    QTRY_VERIFY_WITH_TIMEOUT(!m_worker->hasActiveTimer(), LATEST_MS);
+    QVERIFY(m_worker->isOpen());
+    QCOMPARE(m_worker->starts.size(), 1);
+    QCOMPARE(m_bus->connectionCount(), 1);
+}
+
+void TstTarvexMsgWorker::stop_isSilent()
+{
+    std::atomic<bool> closed{false};
+    m_bus->willAnswerHandshake([&closed](FakeBus::Peer& peer, const FakeBus::Request&) {
+        peer.send(FakeBus::replyFrame(QStringLiteral("handshake"), 0));
+        closed = peer.waitForClose();
+    });
+    QVERIFY(m_worker->doStart());
+    QTRY_VERIFY(m_worker->isOpen());
+    const QSignalSpy connected(m_worker.get(), SIGNAL(workerConnected()));
+    const LogCapture log;
+    QVERIFY(m_worker->doStop());
+    QVERIFY(!m_worker->isOpen());
+    QVERIFY(!m_worker->hasActiveTimer());
+    QTRY_VERIFY(closed);
+    QCoreApplication::processEvents();
+    QCOMPARE(connected.count(), 0);
+    QCOMPARE(m_worker->starts.size(), 1);
+    QCOMPARE(log.texts(), QStringList());
+}
+
+void TstTarvexMsgWorker::stop_beforeTheHandshakeIsAnswered_isFinal()
+{
+    m_bus->willAnswerHandshake(sayNothing);
+    QVERIFY(m_worker->doStart());
+    QVERIFY(m_worker->hasActiveTimer());
+    QVERIFY(m_worker->doStop());
+    QVERIFY(!m_worker->hasActiveTimer());
+    QVERIFY(!m_worker->isOpen());
+}
+
+void TstTarvexMsgWorker::stop_beforeStart_isFine()
+{
+    const LogCapture log;
+    QVERIFY(m_worker->doStop());
+    QVERIFY(m_worker->doStop());
+    QCOMPARE(log.texts(), QStringList());
+    QVERIFY(m_worker->doStart());
+    QTRY_VERIFY(m_worker->isOpen());
+}
+
+void TstTarvexMsgWorker::stopAndStart_joinsAgain()
+{
+    m_bus->willAnswerHandshake(acceptAndPush(pushFrame(carrying(QStringLiteral("one"), 1))));
+    m_bus->willAnswerHandshake(
+        acceptAndPush(pushFrame(carrying(QStringLiteral("one"), 1)) + pushFrame(carrying(QStringLiteral("two"), 2))));
+    QSignalSpy other(m_worker.get(), SIGNAL(unprocessedMessage(Message)));
+    QVERIFY(m_worker->doStart());
+    QTRY_COMPARE(other.count(), 1);
+    m_worker->restart();
+    // What was delivered before the restart is still known.
+    QTRY_COMPARE(other.count(), 2);
+    QVERIFY(other.at(1).constFirst().value<Message>() == carrying(QStringLiteral("two"), 2));
+    QCOMPARE(m_worker->stops, 1);
+    QCOMPARE(m_bus->connectionCount(), 2);
+}
+
+void TstTarvexMsgWorker::receiverGone_nothingHappens()
+{
+    QVERIFY(m_worker->doStart());
+    QTRY_VERIFY(m_worker->isOpen());
+    delete m_worker->findChild<TarvexMessagesReciever*>();
+    const LogCapture log;
+    QVERIFY(m_worker->doStart());
+    QVERIFY(m_worker->doStop());
+    QCOMPARE(log.texts(), QStringList());
+}
+
+QTEST_GUILESS_MAIN(TstTarvexMsgWorker)
+#include "tst_tarvexmsgworker.moc"

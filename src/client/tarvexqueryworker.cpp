@@ -96,6 +96,10 @@ void TarvexQueryWorker::sendMessage(Message message)
 
 void TarvexQueryWorker::loadAndApplySettings()
 {
+    // Whoever heard that the connection is there may have taken it away.
+    if (!handler) {
+        return;
+    }
     ClientSettings settings;
     if (handler->loadSettings(handler->clientName(), settings)) {
         doApplySettings(settings);

@@ -1,4 +1,590 @@
-int main()
+#include "client/tarvexqueryworker.h"
+
+#include "client/tarvexqueryhandler.h"
+#include "fakebus.h"
+#include "logcapture.h"
+
+#include <QElapsedTimer>
+#include <QMetaMethod>
+#include <QRegularExpression>
+#include <QSignalSpy>
+#include <QTest>
+#include <QThread>
+#include <QTimer>
+
+#include <algorithm>
+#include <memory>
+#include <type_traits>
+
+using namespace tarvex;
+
+static_assert(std::is_abstract_v<TarvexQueryWorker>, "what the state is, only the service knows");
+
+namespace {
+
+const QString REFUSED_LINE = QStringLiteral("warning: QAbstractSocket::ConnectionRefusedError Connection refused");
+const QString LOADING_LINE = QStringLiteral("critical: Settings loading error");
+
+/// What a timer of 5000 ms makes of it: Qt's coarse timers are up to 5 % early, a loaded machine is late.
+constexpr qint64 EARLIEST_MS = 4700;
+constexpr qint64 LATEST_MS = 15000;
+constexpr qint64 AT_ONCE_MS = 4000;
+
+/// So long that no report is due by itself.
+constexpr int NEVER_MS = 1000000;
+
+QVariantMap settingsMap(const QString& description)
 {
-    return 0;
+    ClientSettings settings;
+    settings.setOwner(QStringLiteral("printer"));
+    settings.setDescription(description);
+    settings.setDt(QDateTime(QDate(2024, 3, 5), QTime(7, 8, 9, 10)));
+    return settings.toVariantMap();
 }
+
+Message someMessage()
+{
+    Message message;
+    message.setReciever(QStringLiteral("cashbox"));
+    message.setMessage(QStringLiteral("plain words"));
+    return message;
+}
+
+/// Remembers what it is asked for.
+class PrinterWorker : public TarvexQueryWorker
+{
+public:
+    explicit PrinterWorker(int interval = NEVER_MS) : TarvexQueryWorker(interval, QStringLiteral("printer"))
+    {
+        clock.start();
+    }
+
+    bool doStart() override
+    {
+        starts.append(clock.elapsed());
+        return TarvexQueryWorker::doStart();
+    }
+
+    bool doStop() override
+    {
+        ++stops;
+        return TarvexQueryWorker::doStop();
+    }
+
+    void doUpdateSettings() override
+    {
+        ++updates;
+        TarvexQueryWorker::doUpdateSettings();
+    }
+
+    void doSendState() override
+    {
+        overlapped = overlapped || reporting;
+        reporting = true;
+        reportStarts.append(clock.elapsed());
+        if (reportDuration > 0) {
+            // A slow bus blocks the worker's thread in just this way.
+            QThread::msleep(reportDuration);
+        }
+        reportEnds.append(clock.elapsed());
+        reporting = false;
+    }
+
+    void doApplySettings(ClientSettings settings) override { applied.append(settings.description()); }
+
+    TarvexQueryHandler* connection() const { return handler; }
+
+    QDateTime& stateTime() { return lastStateTime; }
+
+    bool hasActiveTimer(int interval) const
+    {
+        const auto timers = findChildren<QTimer*>();
+        return std::any_of(timers.begin(), timers.end(), [interval](const QTimer* timer) {
+            return timer->interval() == interval && timer->isActive();
+        });
+    }
+
+    bool isWaitingForBus() const { return hasActiveTimer(5000); }
+
+    QElapsedTimer clock;
+    QList<qint64> starts;
+    int stops = 0;
+    int updates = 0;
+    QList<qint64> reportStarts;
+    QList<qint64> reportEnds;
+    unsigned long reportDuration = 0;
+    bool reporting = false;
+    bool overlapped = false;
+    QStringList applied;
+};
+
+/// Two numbers, which are equal: the thread that it runs in, and the one that its timer is in.
+bool isThreadLine(const LogCapture::Line& line)
+{
+    static const QRegularExpression twoNumbers(QStringLiteral("^(\\d+) \\1$"));
+    return line.type == QtWarningMsg && twoNumbers.match(line.text).hasMatch();
+}
+
+} // namespace
+
+class TstTarvexQueryWorker : public QObject
+{
+    Q_OBJECT
+private Q_SLOTS:
+    void init();
+    void cleanup();
+    void metaObject_hasItsMethodsInOrder();
+    void created_doesNothingYet();
+    void start_loadsAndAppliesItsOwnSettings();
+    void start_logsItsThread();
+    void start_settingsRefused_goesOnReporting();
+    void start_loadedBeforeApplied_reportedAfter();
+    void startedTwice_hearsEverythingOnce();
+    void busAway_isTriedEvery5000ms();
+    void handshakeRefused_isTriedAgain();
+    void busDropsTheConnection_settingsAreLoadedAgain();
+    void busDropsInsideAnExchange_isBack();
+    void state_isReportedAtTheInterval();
+    void state_slowReports_neverOverlap();
+    void state_asked_isReportedAtOnce();
+    void state_notReportedWhileWaitingForTheBus();
+    void update_loadsAndAppliesAnew();
+    void update_refused_keepsTheOldOnes();
+    void update_whileDisconnected_connectsOnce();
+    void update_whileBusAway_isQuiet();
+    void update_isVirtual();
+    void message_isSentOverTheConnection();
+    void message_whileNotOpen_isDropped();
+    void message_refused_isNotSentAgain();
+    void stop_isSilent();
+    void stop_thenStart_joinsAgain();
+    void handlerGone_nothingHappens();
+    void handlerGoneWhileConnecting_nothingHappens();
+
+private:
+    void willGiveSettings(const QString& description)
+    {
+        m_bus->willReply(QStringLiteral("loadSettings"), 0, QString(), settingsMap(description));
+    }
+
+    std::unique_ptr<FakeBus> m_bus;
+    std::unique_ptr<PrinterWorker> m_worker;
+};
+
+void TstTarvexQueryWorker::init()
+{
+    m_bus = std::make_unique<FakeBus>(FakeBus::QUERY_PORT);
+    m_worker = std::make_unique<PrinterWorker>();
+}
+
+void TstTarvexQueryWorker::cleanup()
+{
+    m_worker.reset();
+    m_bus.reset();
+}
+
+void TstTarvexQueryWorker::metaObject_hasItsMethodsInOrder()
+{
+    const QMetaObject& meta = TarvexQueryWorker::staticMetaObject;
+    QStringList actual;
+    for (int i = meta.methodOffset(); i < meta.methodCount(); ++i) {
+        actual.append(QString::fromLatin1(meta.method(i).methodSignature()));
+        QCOMPARE(meta.method(i).methodType(), actual.size() <= 2 ? QMetaMethod::Signal : QMetaMethod::Slot);
+    }
+    QCOMPARE(actual,
+             QStringList({QStringLiteral("settingsChanged()"), QStringLiteral("workerConnected()"),
+                          QStringLiteral("updateSettings()"), QStringLiteral("sendState()"),
+                          QStringLiteral("sendMessage(Message)")}));
+    QCOMPARE(meta.className(), "tarvex::TarvexQueryWorker");
+    QCOMPARE(meta.superClass()->className(), "wexcor::AbstractWorker");
+}
+
+void TstTarvexQueryWorker::created_doesNothingYet()
+{
+    const LogCapture log;
+    PrinterWorker worker(1234);
+    QVERIFY(worker.parent() == nullptr);
+    QList<int> intervals;
+    for (const QTimer* timer : worker.findChildren<QTimer*>()) {
+        QVERIFY(!timer->isActive());
+        QVERIFY(!timer->isSingleShot());
+        intervals.append(timer->interval());
+    }
+    std::sort(intervals.begin(), intervals.end());
+    QCOMPARE(intervals, QList<int>({1234, 5000}));
+    QCOMPARE(worker.connection()->clientName(), QStringLiteral("printer"));
+    QCOMPARE(worker.connection()->parent(), &worker);
+    QVERIFY(!worker.stateTime().isValid());
+    QCOMPARE(m_bus->connectionCount(), 0);
+    QCOMPARE(log.texts(), QStringList());
+}
+
+void TstTarvexQueryWorker::start_loadsAndAppliesItsOwnSettings()
+{
+    willGiveSettings(QStringLiteral("first"));
+    const QSignalSpy connected(m_worker.get(), SIGNAL(workerConnected()));
+    const QSignalSpy changed(m_worker.get(), SIGNAL(settingsChanged()));
+    QVERIFY(m_worker->doStart());
+    QCOMPARE(connected.count(), 1);
+    QCOMPARE(m_worker->applied, QStringList(QStringLiteral("first")));
+    QCOMPARE(changed.count(), 0);
+    QCOMPARE(m_bus->requests().size(), 1);
+    QCOMPARE(m_bus->requests().constFirst().operation, QStringLiteral("loadSettings"));
+    const QVariantMap owner{{QStringLiteral("owner"), QStringLiteral("printer")}};
+    QCOMPARE(m_bus->requests().constFirst().data, owner);
+    const QVariantMap name{{QStringLiteral("name"), QStringLiteral("printer")}};
+    QCOMPARE(m_bus->handshakes().constFirst().data, name);
+    QVERIFY(m_worker->hasActiveTimer(NEVER_MS));
+    QVERIFY(!m_worker->isWaitingForBus());
+}
+
+void TstTarvexQueryWorker::start_logsItsThread()
+{
+    willGiveSettings(QStringLiteral("first"));
+    const LogCapture log;
+    QVERIFY(m_worker->doStart());
+    QCOMPARE(log.lines().size(), 1);
+    QVERIFY2(isThreadLine(log.lines().constFirst()), qPrintable(log.texts().constFirst()));
+}
+
+void TstTarvexQueryWorker::start_settingsRefused_goesOnReporting()
+{
+    m_bus->willReply(QStringLiteral("loadSettings"), 5, QStringLiteral("no settings"));
+    m_worker = std::make_unique<PrinterWorker>(50);
+    const LogCapture log;
+    QVERIFY(m_worker->doStart());
+    QCOMPARE(m_worker->applied, QStringList());
+    QCOMPARE(log.texts().size(), 3);
+    QVERIFY2(log.texts().at(1).startsWith(QStringLiteral("critical: 5 \tno settings \tloadSettings")),
+             qPrintable(log.texts().at(1)));
+    QCOMPARE(log.texts().at(2), LOADING_LINE);
+    QTRY_VERIFY(m_worker->reportStarts.size() >= 2);
+    QVERIFY(m_worker->connection()->isOpen());
+    QCOMPARE(m_bus->connectionCount(), 1);
+    QCOMPARE(m_worker->starts.size(), 1);
+    QCOMPARE(log.texts().size(), 3);
+}
+
+void TstTarvexQueryWorker::start_loadedBeforeApplied_reportedAfter()
+{
+    willGiveSettings(QStringLiteral("first"));
+    m_worker = std::make_unique<PrinterWorker>(1);
+    QVERIFY(m_worker->doStart());
+    QCOMPARE(m_worker->applied.size(), 1);
+    QCOMPARE(m_worker->reportStarts.size(), 0);
+    QTRY_VERIFY(!m_worker->reportStarts.isEmpty());
+}
+
+void TstTarvexQueryWorker::startedTwice_hearsEverythingOnce()
+{
+    m_worker = std::make_unique<PrinterWorker>(500);
+    willGiveSettings(QStringLiteral("first"));
+    willGiveSettings(QStringLiteral("second"));
+    willGiveSettings(QStringLiteral("third"));
+    const QSignalSpy connected(m_worker.get(), SIGNAL(workerConnected()));
+    QVERIFY(m_worker->doStart());
+    QVERIFY(m_worker->doStart());
+    QCOMPARE(m_bus->connectionCount(), 1);
+    QCOMPARE(m_worker->applied, QStringList({QStringLiteral("first"), QStringLiteral("second")}));
+    QCOMPARE(connected.count(), 1);
+    // One report for each time-out.
+    QTRY_COMPARE(m_worker->reportStarts.size(), 3);
+    for (int i = 1; i < 3; ++i) {
+        QVERIFY(m_worker->reportStarts.at(i) - m_worker->reportEnds.at(i - 1) >= 470);
+    }
+    m_bus->dropConnections();
+    QTRY_COMPARE(m_worker->applied.size(), 3);
+    QCOMPARE(connected.count(), 2);
+    QCOMPARE(m_worker->stops, 1);
+    const int reports = m_worker->reportStarts.size();
+    QTRY_COMPARE(m_worker->reportStarts.size(), reports + 2);
+    QCOMPARE(m_worker->starts.size(), 3);
+    QCOMPARE(m_bus->connectionCount(), 2);
+}
+
+void TstTarvexQueryWorker::busAway_isTriedEvery5000ms()
+{
+    m_bus.reset();
+    const QSignalSpy connected(m_worker.get(), SIGNAL(workerConnected()));
+    const LogCapture log;
+    QVERIFY(m_worker->doStart());
+    QVERIFY(m_worker->isWaitingForBus());
+    QTRY_COMPARE_WITH_TIMEOUT(m_worker->starts.size(), 3, 2 * LATEST_MS);
+    QCOMPARE(m_worker->stops, 2);
+    QCOMPARE(connected.count(), 0);
+    QCOMPARE(m_worker->applied, QStringList());
+    QVERIFY(!m_worker->hasActiveTimer(NEVER_MS));
+    QCOMPARE(log.texts().size(), 6);
+    for (int i = 0; i < 6; i += 2) {
+        QVERIFY2(isThreadLine(log.lines().at(i)), qPrintable(log.texts().at(i)));
+        QCOMPARE(log.texts().at(i + 1), REFUSED_LINE);
+    }
+    for (int i = 1; i < 3; ++i) {
+        const qint64 pause = m_worker->starts.at(i) - m_worker->starts.at(i - 1);
+        QVERIFY2(pause >= EARLIEST_MS && pause <= LATEST_MS, qPrintable(QString::number(pause)));
+    }
+    m_bus = std::make_unique<FakeBus>(FakeBus::QUERY_PORT);
+    willGiveSettings(QStringLiteral("at last"));
+    QTRY_COMPARE_WITH_TIMEOUT(m_worker->applied, QStringList(QStringLiteral("at last")), LATEST_MS);
+    QCOMPARE(connected.count(), 1);
+    QVERIFY(!m_worker->isWaitingForBus());
+    QVERIFY(m_worker->hasActiveTimer(NEVER_MS));
+    QCOMPARE(m_worker->starts.size(), 4);
+}
+
+void TstTarvexQueryWorker::handshakeRefused_isTriedAgain()
+{
+    m_bus->willRefuseHandshake(3);
+    willGiveSettings(QStringLiteral("first"));
+    QVERIFY(m_worker->doStart());
+    QVERIFY(m_worker->isWaitingForBus());
+    QCOMPARE(m_worker->applied, QStringList());
+    QTRY_COMPARE_WITH_TIMEOUT(m_worker->applied.size(), 1, LATEST_MS);
+    QCOMPARE(m_bus->connectionCount(), 2);
+}
+
+void TstTarvexQueryWorker::busDropsTheConnection_settingsAreLoadedAgain()
+{
+    const QSignalSpy connected(m_worker.get(), SIGNAL(workerConnected()));
+    for (const QString& description : {QStringLiteral("1"), QStringLiteral("2"), QStringLiteral("3")}) {
+        willGiveSettings(description);
+    }
+    QVERIFY(m_worker->doStart());
+    for (int round = 2; round <= 3; ++round) {
+        QElapsedTimer clock;
+        clock.start();
+        m_bus->dropConnections();
+        QTRY_COMPARE(m_worker->applied.size(), round);
+        QVERIFY(clock.elapsed() < AT_ONCE_MS);
+        QCOMPARE(connected.count(), round);
+        QCOMPARE(m_worker->stops, round - 1);
+    }
+    QCOMPARE(m_worker->applied, QStringList({QStringLiteral("1"), QStringLiteral("2"), QStringLiteral("3")}));
+    QVERIFY(m_worker->hasActiveTimer(NEVER_MS));
+}
+
+void TstTarvexQueryWorker::busDropsInsideAnExchange_isBack()
+{
+    willGiveSettings(QStringLiteral("first"));
+    m_bus->willClose();
+    willGiveSettings(QStringLiteral("second"));
+    QVERIFY(m_worker->doStart());
+    m_worker->sendMessage(someMessage());
+    QTRY_COMPARE(m_worker->applied, QStringList({QStringLiteral("first"), QStringLiteral("second")}));
+    QVERIFY(m_worker->connection()->isOpen());
+    QCOMPARE(m_bus->connectionCount(), 2);
+    QCOMPARE(m_worker->starts.size(), 2);
+}
+
+void TstTarvexQueryWorker::state_isReportedAtTheInterval()
+{
+    m_worker = std::make_unique<PrinterWorker>(300);
+    willGiveSettings(QStringLiteral("first"));
+    QVERIFY(m_worker->doStart());
+    const qint64 started = m_worker->clock.elapsed();
+    QTRY_COMPARE(m_worker->reportStarts.size(), 4);
+    QVERIFY(m_worker->reportStarts.constFirst() - started >= 280);
+    for (int i = 1; i < 4; ++i) {
+        QVERIFY(m_worker->reportStarts.at(i) - m_worker->reportEnds.at(i - 1) >= 280);
+    }
+    // The service's business, which does nothing here.
+    QCOMPARE(m_bus->requests().size(), 1);
+}
+
+void TstTarvexQueryWorker::state_slowReports_neverOverlap()
+{
+    m_worker = std::make_unique<PrinterWorker>(200);
+    m_worker->reportDuration = 450;
+    willGiveSettings(QStringLiteral("first"));
+    QVERIFY(m_worker->doStart());
+    QTRY_COMPARE(m_worker->reportEnds.size(), 3);
+    QVERIFY(!m_worker->overlapped);
+    for (int i = 1; i < 3; ++i) {
+        QVERIFY(m_worker->reportStarts.at(i) - m_worker->reportEnds.at(i - 1) >= 185);
+    }
+}
+
+void TstTarvexQueryWorker::state_asked_isReportedAtOnce()
+{
+    m_worker = std::make_unique<PrinterWorker>(2000);
+    willGiveSettings(QStringLiteral("first"));
+    QVERIFY(m_worker->doStart());
+    QVERIFY(QMetaObject::invokeMethod(m_worker.get(), "sendState"));
+    QCOMPARE(m_worker->reportStarts.size(), 1);
+    // And the next one a whole interval after that.
+    QTRY_COMPARE(m_worker->reportStarts.size(), 2);
+    QVERIFY(m_worker->reportStarts.at(1) - m_worker->reportEnds.at(0) >= 1880);
+}
+
+void TstTarvexQueryWorker::state_notReportedWhileWaitingForTheBus()
+{
+    m_worker = std::make_unique<PrinterWorker>(20);
+    willGiveSettings(QStringLiteral("first"));
+    QVERIFY(m_worker->doStart());
+    QTRY_VERIFY(!m_worker->reportStarts.isEmpty());
+    m_bus.reset();
+    QTRY_VERIFY(m_worker->isWaitingForBus());
+    QVERIFY(!m_worker->hasActiveTimer(20));
+}
+
+void TstTarvexQueryWorker::update_loadsAndAppliesAnew()
+{
+    willGiveSettings(QStringLiteral("first"));
+    willGiveSettings(QStringLiteral("second"));
+    QVERIFY(m_worker->doStart());
+    const LogCapture log;
+    m_worker->updateSettings();
+    QCOMPARE(m_worker->applied, QStringList({QStringLiteral("first"), QStringLiteral("second")}));
+    const QVariantMap owner{{QStringLiteral("owner"), QStringLiteral("printer")}};
+    QCOMPARE(m_bus->requests().at(1).data, owner);
+    QCOMPARE(m_bus->connectionCount(), 1);
+    QCOMPARE(log.texts(), QStringList());
+}
+
+void TstTarvexQueryWorker::update_refused_keepsTheOldOnes()
+{
+    willGiveSettings(QStringLiteral("first"));
+    m_bus->willReply(QStringLiteral("loadSettings"), 256, QStringLiteral("storage"));
+    QVERIFY(m_worker->doStart());
+    const LogCapture log;
+    m_worker->updateSettings();
+    QCOMPARE(m_worker->applied, QStringList(QStringLiteral("first")));
+    QCOMPARE(log.texts().size(), 2);
+    QCOMPARE(log.texts().at(1), LOADING_LINE);
+    QVERIFY(m_worker->connection()->isOpen());
+}
+
+void TstTarvexQueryWorker::update_whileDisconnected_connectsOnce()
+{
+    willGiveSettings(QStringLiteral("first"));
+    const LogCapture log;
+    m_worker->updateSettings();
+    QCOMPARE(m_worker->applied, QStringList(QStringLiteral("first")));
+    QVERIFY(m_worker->connection()->isOpen());
+    QCOMPARE(m_bus->connectionCount(), 1);
+    QCOMPARE(log.texts(), QStringList());
+}
+
+void TstTarvexQueryWorker::update_whileBusAway_isQuiet()
+{
+    m_bus.reset();
+    const LogCapture log;
+    m_worker->updateSettings();
+    QCOMPARE(m_worker->applied, QStringList());
+    // Of the connection, nothing of its own.
+    QCOMPARE(log.texts(), QStringList(REFUSED_LINE));
+    QVERIFY(!m_worker->isWaitingForBus());
+    QCOMPARE(m_worker->starts.size(), 0);
+}
+
+void TstTarvexQueryWorker::update_isVirtual()
+{
+    willGiveSettings(QStringLiteral("first"));
+    QVERIFY(QMetaObject::invokeMethod(m_worker.get(), "updateSettings"));
+    QCOMPARE(m_worker->updates, 1);
+}
+
+void TstTarvexQueryWorker::message_isSentOverTheConnection()
+{
+    willGiveSettings(QStringLiteral("first"));
+    m_bus->willReply(QStringLiteral("sendMessage"));
+    QVERIFY(m_worker->doStart());
+    const LogCapture log;
+    QVERIFY(QMetaObject::invokeMethod(m_worker.get(), "sendMessage", Q_ARG(Message, someMessage())));
+    QCOMPARE(m_bus->requests().size(), 2);
+    const FakeBus::Request request = m_bus->requests().at(1);
+    QCOMPARE(request.operation, QStringLiteral("sendMessage"));
+    QCOMPARE(request.data.value(QStringLiteral("sender")).toString(), QStringLiteral("printer"));
+    QCOMPARE(request.data.value(QStringLiteral("reciever")).toString(), QStringLiteral("cashbox"));
+    QCOMPARE(request.data.value(QStringLiteral("message")).toString(), QStringLiteral("plain words"));
+    QVERIFY(!request.data.value(QStringLiteral("UID")).toString().isEmpty());
+    QCOMPARE(log.texts(), QStringList());
+}
+
+void TstTarvexQueryWorker::message_whileNotOpen_isDropped()
+{
+    const LogCapture log;
+    m_worker->sendMessage(someMessage());
+    QCOMPARE(m_bus->connectionCount(), 0);
+    QVERIFY(m_worker->connection()->open());
+    m_worker->connection()->close();
+    m_worker->sendMessage(someMessage());
+    // What was dropped does not come later either.
+    QVERIFY(m_worker->connection()->open());
+    QCOMPARE(m_bus->requests().size(), 0);
+    QCOMPARE(log.texts(), QStringList());
+}
+
+void TstTarvexQueryWorker::message_refused_isNotSentAgain()
+{
+    willGiveSettings(QStringLiteral("first"));
+    m_bus->willReply(QStringLiteral("sendMessage"), 1, QStringLiteral("no such client"));
+    m_bus->willReply(QStringLiteral("sendMessage"));
+    QVERIFY(m_worker->doStart());
+    m_worker->sendMessage(someMessage());
+    Message second = someMessage();
+    second.setUid(QStringLiteral("uid2"));
+    m_worker->sendMessage(second);
+    QCOMPARE(m_bus->requests().size(), 3);
+    QCOMPARE(m_bus->requests().at(2).data.value(QStringLiteral("UID")).toString(), QStringLiteral("uid2"));
+}
+
+void TstTarvexQueryWorker::stop_isSilent()
+{
+    m_worker = std::make_unique<PrinterWorker>(50);
+    willGiveSettings(QStringLiteral("first"));
+    QVERIFY(m_worker->doStart());
+    QTRY_VERIFY(!m_worker->reportStarts.isEmpty());
+    const LogCapture log;
+    QVERIFY(m_worker->doStop());
+    QVERIFY(!m_worker->connection()->isOpen());
+    QVERIFY(!m_worker->hasActiveTimer(50));
+    m_bus->dropConnections();
+    QCoreApplication::processEvents();
+    QCOMPARE(m_worker->starts.size(), 1);
+    QCOMPARE(m_bus->connectionCount(), 1);
+    QCOMPARE(log.texts(), QStringList());
+}
+
+void TstTarvexQueryWorker::stop_thenStart_joinsAgain()
+{
+    QVERIFY(m_worker->doStop());
+    willGiveSettings(QStringLiteral("first"));
+    willGiveSettings(QStringLiteral("second"));
+    QVERIFY(m_worker->doStart());
+    m_worker->restart();
+    m_worker->restart();
+    QTRY_COMPARE(m_worker->applied, QStringList({QStringLiteral("first"), QStringLiteral("second")}));
+    QCOMPARE(m_bus->connectionCount(), 2);
+    QCOMPARE(m_worker->starts.size(), 2);
+}
+
+void TstTarvexQueryWorker::handlerGone_nothingHappens()
+{
+    willGiveSettings(QStringLiteral("first"));
+    QVERIFY(m_worker->doStart());
+    delete m_worker->connection();
+    const LogCapture log;
+    QVERIFY(m_worker->doStart());
+    m_worker->updateSettings();
+    m_worker->sendMessage(someMessage());
+    QVERIFY(m_worker->doStop());
+    QCOMPARE(log.texts(), QStringList());
+}
+
+void TstTarvexQueryWorker::handlerGoneWhileConnecting_nothingHappens()
+{
+    connect(m_worker.get(), &TarvexQueryWorker::workerConnected, m_worker.get(),
+            [this] { delete m_worker->connection(); });
+    QVERIFY(m_worker->doStart());
+    QVERIFY(m_worker->connection() == nullptr);
+    QCOMPARE(m_worker->applied, QStringList());
+    m_worker = std::make_unique<PrinterWorker>();
+    connect(m_worker.get(), &TarvexQueryWorker::workerConnected, m_worker.get(),
+            [this] { delete m_worker->connection(); });
+    m_worker->updateSettings();
+    QCOMPARE(m_worker->applied, QStringList());
+}
+
+QTEST_GUILESS_MAIN(TstTarvexQueryWorker)
+#include "tst_tarvexqueryworker.moc"

@@ -580,9 +580,10 @@ void TstTarvexQueryWorker::handlerGoneWhileConnecting_nothingHappens()
     QVERIFY(m_worker->connection() == nullptr);
     QCOMPARE(m_worker->applied, QStringList());
     m_worker = std::make_unique<PrinterWorker>();
-    connect(m_worker.get(), &TarvexQueryWorker::workerConnected, m_worker.get(),
+    connect(m_worker->connection(), &TarvexQueryHandler::tarvexConnected, m_worker.get(),
             [this] { delete m_worker->connection(); });
     m_worker->updateSettings();
+    QVERIFY(m_worker->connection() == nullptr);
     QCOMPARE(m_worker->applied, QStringList());
 }
 

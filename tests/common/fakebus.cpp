@@ -232,6 +232,12 @@ void FakeBus::willDo(const Action& action)
     m_actions.push_back(action);
 }
 
+void FakeBus::willAlwaysDo(const Action& action)
+{
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    m_lastingAction = action;
+}
+
 QList<FakeBus::Request> FakeBus::requests() const
 {
     const std::lock_guard<std::mutex> lock(m_mutex);
@@ -341,11 +347,8 @@ FakeBus::Action FakeBus::nextAction(bool handshake)
     const std::lock_guard<std::mutex> lock(m_mutex);
     std::deque<Action>& actions = handshake ? m_handshakeActions : m_actions;
     if (actions.empty()) {
-        return [handshake](Peer& peer, const Request&) {
-            if (handshake) {
-                peer.send(replyFrame(QStringLiteral("handshake"), 0));
-            }
-        };
+        return handshake ? [](Peer& peer, const Request&) { peer.send(replyFrame(QStringLiteral("handshake"), 0)); }
+                         : m_lastingAction;
     }
     Action action = actions.front();
     actions.pop_front();

@@ -83,6 +83,8 @@ public:
     void willSayNothing();
     void willClose();
     void willDo(const Action& action);
+    /// What to do with every request that comes when the script is over, instead of meeting it with silence.
+    void willAlwaysDo(const Action& action);
 
     /// All requests so far but the handshakes, and the handshakes.
     QList<Request> requests() const;
@@ -117,6 +119,7 @@ private:
     QList<int> m_descriptors;
     std::deque<Action> m_handshakeActions;
     std::deque<Action> m_actions;
+    Action m_lastingAction = [](Peer&, const Request&) {};
     QList<Request> m_requests;
     QList<Request> m_handshakes;
     int m_connectionCount = 0;

@@ -2,6 +2,7 @@
 
 #include "client/supportedclients.h"
 #include "cmdlayer/tarvexcommand.h"
+#include "heldclock.h"
 #include "logcapture.h"
 
 #include <QMetaMethod>
@@ -9,54 +10,17 @@
 #include <QTest>
 
 #include <atomic>
-#include <ctime>
 #include <limits>
 #include <memory>
-#include <sys/syscall.h>
 #include <thread>
-#include <unistd.h>
 #include <vector>
 
 using namespace tarvex;
 
 namespace {
 
-/// The time that everybody sees, in ms, while it is held; 0 while it runs.
-std::atomic<qint64> heldTime{0};
-
-} // namespace
-
-// Stands in for the C library's, also for Qt: the repeat filter is about minutes, which no test can sit out.
-extern "C" __attribute__((visibility("default"))) int clock_gettime(clockid_t clock, timespec* time) noexcept
-{
-    const qint64 held = heldTime;
-    if (held == 0 || clock != CLOCK_MONOTONIC) {
-        return static_cast<int>(::syscall(SYS_clock_gettime, clock, time));
-    }
-    time->tv_sec = held / 1000;
-    time->tv_nsec = held % 1000 * 1000000;
-    return 0;
-}
-
-namespace {
-
 const QString CLIENT = QStringLiteral("ticket_printer");
 const QMessageLogContext CONTEXT;
-
-/// Holds the time for the length of a test, and moves it on by hand.
-class HeldClock
-{
-public:
-    HeldClock() { heldTime = START_MS; }
-
-    ~HeldClock() { heldTime = 0; }
-    Q_DISABLE_COPY_MOVE(HeldClock)
-
-    void advance(int ms) { heldTime += ms; }
-
-private:
-    static constexpr qint64 START_MS = 1000000;
-};
 
 TarvexCommand commandIn(const Message& message)
 {

@@ -1,4 +1,804 @@
-int main()
+#include "client/tarvexcontroller.h"
+
+#include "client/supportedclients.h"
+#include "client/tarvexmsgworker.h"
+#include "client/tarvexqueryhandler.h"
+#include "client/tarvexqueryworker.h"
+#include "cmdlayer/tarvexcommand.h"
+#include "fakebus.h"
+#include "heldclock.h"
+#include "logging/tarvexlogcreator.h"
+#include "logging/tarvexloggingcategory.h"
+
+#include <QElapsedTimer>
+#include <QMetaMethod>
+#include <QPointer>
+#include <QRandomGenerator>
+#include <QSignalSpy>
+#include <QTest>
+#include <QThread>
+
+#include <atomic>
+#include <cstdio>
+#include <future>
+#include <memory>
+#include <mutex>
+#include <sys/syscall.h>
+#include <thread>
+#include <type_traits>
+#include <unistd.h>
+
+using namespace tarvex;
+
+static_assert(std::is_abstract_v<TarvexController>, "how a service starts, only the service knows");
+
+Q_LOGGING_CATEGORY(printerCategory, "printer.feeder")
+
+namespace {
+
+const QString PRINTER = BUSNAME_TICKET_PRINTER;
+
+/// So long that no report is due by itself.
+constexpr int NEVER_MS = 1000000;
+/// What the destructor may take: 1500 ms and room for a loaded machine.
+constexpr qint64 BOUND_MS = 6000;
+
+std::atomic<int> livingWorkers{0};
+
+class Service : public TarvexController
 {
-    return 0;
+public:
+    explicit Service(int repeatInterval = 0, QObject* parent = nullptr)
+        : TarvexController(repeatInterval, PRINTER, parent)
+    {
+    }
+
+    void doStart() override { }
+
+    QThread* addWorkerToThread(wexcor::AbstractWorker* worker) override
+    {
+        QThread* const thread = givesThreads ? TarvexController::addWorkerToThread(worker) : nullptr;
+        threads.append(thread);
+        return thread;
+    }
+
+    /// How often a signal is connected.
+    int connections(const char* signal) const { return receivers(signal); }
+
+    bool givesThreads = true;
+    QList<QPointer<QThread>> threads;
+};
+
+class MsgWorker : public TarvexMsgWorker
+{
+public:
+    MsgWorker() : TarvexMsgWorker(PRINTER) { ++livingWorkers; }
+
+    ~MsgWorker() override { --livingWorkers; }
+
+    bool doStart() override
+    {
+        threadId = ::syscall(SYS_gettid);
+        return TarvexMsgWorker::doStart();
+    }
+
+    int connections(const char* signal) const { return receivers(signal); }
+
+    std::atomic<long> threadId{0};
+};
+
+class QueryWorker : public TarvexQueryWorker
+{
+public:
+    explicit QueryWorker(int interval = NEVER_MS) : TarvexQueryWorker(interval, PRINTER) { ++livingWorkers; }
+
+    ~QueryWorker() override { --livingWorkers; }
+
+    bool doStart() override
+    {
+        threadId = ::syscall(SYS_gettid);
+        return TarvexQueryWorker::doStart();
+    }
+
+    void doSendState() override
+    {
+        reportThreadId = ::syscall(SYS_gettid);
+        handler->saveState(ClientState());
+        ++reports;
+    }
+
+    void doApplySettings(ClientSettings settings) override
+    {
+        Q_UNUSED(settings)
+        ++applied;
+        if (applied > 1) {
+            Q_EMIT settingsChanged();
+        }
+    }
+
+    int connections(const char* signal) const { return receivers(signal); }
+
+    std::atomic<long> threadId{0};
+    std::atomic<long> reportThreadId{0};
+    std::atomic<int> reports{0};
+    std::atomic<int> applied{0};
+};
+
+void answer(FakeBus::Peer& peer, const FakeBus::Request& request)
+{
+    peer.send(FakeBus::replyFrame(request.operation, 0));
 }
+
+TarvexCommand commandIn(const Message& message)
+{
+    TarvexCommand cmd;
+    TarvexCommand::incomingMessageToCmd(message, cmd);
+    return cmd;
+}
+
+QString textIn(const Message& message)
+{
+    return commandIn(message).data().value(QStringLiteral("text")).toString();
+}
+
+/// The log lines with \a text that have come to the bus: "command to addressee".
+QStringList linesOnBus(const FakeBus& bus, const QString& text)
+{
+    QStringList lines;
+    for (const FakeBus::Request& request : bus.requests()) {
+        const Message message = Message::fromVariantMap(request.data);
+        if (request.operation == QLatin1String("sendMessage") && textIn(message) == text) {
+            lines.append(commandIn(message).name() + QLatin1String(" to ") + message.reciever());
+        }
+    }
+    return lines;
+}
+
+int countOf(const FakeBus& bus, const QString& operation)
+{
+    int count = 0;
+    for (const FakeBus::Request& request : bus.requests()) {
+        count += request.operation == operation ? 1 : 0;
+    }
+    return count;
+}
+
+QByteArray accepted()
+{
+    return FakeBus::replyFrame(QStringLiteral("handshake"), 0);
+}
+
+QByteArray pushFrame(const QString& text, const QString& uid)
+{
+    Message message;
+    message.setSender(QStringLiteral("cashbox"));
+    message.setReciever(PRINTER);
+    message.setMessage(text);
+    message.setUid(uid);
+    return FakeBus::requestFrame(QStringLiteral("sendMessage"), message.toVariantMap());
+}
+
+QLoggingCategory::CategoryFilter earlierFilter = nullptr;
+QStringList probedLevels;
+
+/// Notes what is switched on for the two probes each time the rules change.
+void noteLevels(QLoggingCategory* category)
+{
+    if (earlierFilter == nullptr) {
+        return; // Called for each category while it is being installed.
+    }
+    earlierFilter(category);
+    const QString name = QString::fromLatin1(category->categoryName());
+    if (category->isWarningEnabled() && (category->isDebugEnabled() != category->isInfoEnabled())) {
+        probedLevels.append(name + (category->isDebugEnabled() ? QLatin1String(".debug") : QLatin1String(".info")));
+    }
+}
+
+} // namespace
+
+class Counter : public QObject
+{
+    Q_OBJECT
+public:
+    int calls = 0;
+
+public Q_SLOTS:
+
+    void count() { ++calls; }
+};
+
+class TstTarvexController : public QObject
+{
+    Q_OBJECT
+private Q_SLOTS:
+    void init();
+    void cleanup();
+    void metaObject_hasItsMethodsInOrder();
+    void filterRules_onlyTheLastIsInForce();
+    void filterRules_areSetInTheirOrder();
+    void repeatInterval_isHandedOn();
+    void repeatInterval_isCapped();
+    void lines_becomeMessages_data();
+    void lines_becomeMessages();
+    void linesOfOtherThreads_areEmittedInOurs();
+    void destroyed_linesStayHere();
+    void destroyed_anotherOneTakesOver();
+    void lines_reachTheBusOnceEach();
+    void initWorkers_withBoth_connectsEachOnce();
+    void initWorkers_withoutMsgWorker();
+    void initWorkers_withoutQueryWorker();
+    void initWorkers_withNeither();
+    void initWorkers_withoutThreads_startsNothing();
+    void initWorkers_startsTheQueryThreadFirst();
+    void stateChanged_isReportedByTheWorker();
+    void stateChanged_mayComeFromAnyThread();
+    void sendLogMessage_isSentByTheWorker();
+    void pushedUpdate_loadsTheSettings();
+    void destructor_takesTheBridgeDownFirst();
+    void destructor_deletesTheWorkers();
+    void destructor_withSilentServer_isBounded();
+    void destroyedAtAnyMoment_data();
+    void destroyedAtAnyMoment();
+    void refusedLines_doNotMultiply_data();
+    void refusedLines_doNotMultiply();
+
+private:
+    void resetBuses()
+    {
+        m_query.reset();
+        m_receiver.reset();
+        m_query = std::make_unique<FakeBus>(FakeBus::QUERY_PORT);
+        m_receiver = std::make_unique<FakeBus>(FakeBus::RECEIVER_PORT);
+        m_query->willAlwaysDo(answer);
+    }
+
+    std::unique_ptr<FakeBus> m_query;
+    std::unique_ptr<FakeBus> m_receiver;
+};
+
+void TstTarvexController::init()
+{
+    resetBuses();
+}
+
+void TstTarvexController::cleanup()
+{
+    m_query.reset();
+    m_receiver.reset();
+    // Those whose wait ended only with the server.
+    QTRY_COMPARE_WITH_TIMEOUT(livingWorkers.load(), 0, 20000);
+}
+
+void TstTarvexController::metaObject_hasItsMethodsInOrder()
+{
+    const QMetaObject& meta = TarvexController::staticMetaObject;
+    QStringList actual;
+    for (int i = meta.methodOffset(); i < meta.methodCount(); ++i) {
+        actual.append(QString::fromLatin1(meta.method(i).methodSignature()));
+        QCOMPARE(meta.method(i).methodType(), QMetaMethod::Signal);
+    }
+    QCOMPARE(actual,
+             QStringList({QStringLiteral("stateChanged()"), QStringLiteral("settingsChanged()"),
+                          QStringLiteral("sendLogMessage(Message)")}));
+    QCOMPARE(meta.className(), "tarvex::TarvexController");
+    QCOMPARE(meta.superClass()->className(), "wexcor::AbstractWorkerController");
+}
+
+// A probe has a category's name, and debug and info off unless a rule switches them on.
+void TstTarvexController::filterRules_onlyTheLastIsInForce()
+{
+    const QLoggingCategory logger("tarvexLogger", QtWarningMsg);
+    const QLoggingCategory guiLogger("guiLogger", QtWarningMsg);
+    const QLoggingCategory other("other", QtWarningMsg);
+    QLoggingCategory::setFilterRules(QStringLiteral("other.debug=true\nguiLogger.warning=false"));
+    QVERIFY(other.isDebugEnabled());
+    const Service service;
+    QVERIFY(!logger.isDebugEnabled());
+    QVERIFY(!logger.isInfoEnabled());
+    QVERIFY(!guiLogger.isDebugEnabled());
+    QVERIFY(guiLogger.isInfoEnabled());
+    QVERIFY(guiLogger.isWarningEnabled());
+    QVERIFY(!other.isDebugEnabled());
+    QVERIFY(LOGGER().isInfoEnabled());
+    QVERIFY(GUILOGGER().isInfoEnabled());
+}
+
+void TstTarvexController::filterRules_areSetInTheirOrder()
+{
+    QLoggingCategory::setFilterRules(QString());
+    const QLoggingCategory logger("tarvexLogger", QtWarningMsg);
+    const QLoggingCategory guiLogger("guiLogger", QtWarningMsg);
+    earlierFilter = QLoggingCategory::installFilter(noteLevels);
+    probedLevels.clear();
+    {
+        const Service service;
+    }
+    QLoggingCategory::installFilter(earlierFilter);
+    QCOMPARE(probedLevels,
+             QStringList({QStringLiteral("tarvexLogger.debug"), QStringLiteral("guiLogger.debug"),
+                          QStringLiteral("tarvexLogger.info"), QStringLiteral("guiLogger.info")}));
+}
+
+void TstTarvexController::repeatInterval_isHandedOn()
+{
+    HeldClock clock;
+    Service service(2000);
+    const QSignalSpy sent(&service, SIGNAL(sendLogMessage(Message)));
+    qCWarning(LOGGER) << "line";
+    clock.advance(1999);
+    qCWarning(LOGGER) << "line";
+    QCOMPARE(sent.count(), 1);
+    clock.advance(1);
+    qCWarning(LOGGER) << "line";
+    QCOMPARE(sent.count(), 2);
+}
+
+void TstTarvexController::repeatInterval_isCapped()
+{
+    HeldClock clock;
+    Service service(300001);
+    const QSignalSpy sent(&service, SIGNAL(sendLogMessage(Message)));
+    qCWarning(LOGGER) << "line";
+    clock.advance(299999);
+    qCWarning(LOGGER) << "line";
+    QCOMPARE(sent.count(), 1);
+    clock.advance(1);
+    qCWarning(LOGGER) << "line";
+    QCOMPARE(sent.count(), 2);
+}
+
+void TstTarvexController::lines_becomeMessages_data()
+{
+    QTest::addColumn<QString>("category");
+    QTest::addColumn<QStringList>("commands");
+    const QString save = QStringLiteral("saveLog");
+    QTest::newRow("default") << QStringLiteral("default") << QStringList(save);
+    QTest::newRow("LOGGER()") << QStringLiteral("tarvexLogger") << QStringList(save);
+    QTest::newRow("GUILOGGER()") << QStringLiteral("guiLogger")
+                                 << QStringList({QStringLiteral("showLogMessage"), save});
+    QTest::newRow("of the service") << QStringLiteral("printer.feeder") << QStringList(save);
+}
+
+void TstTarvexController::lines_becomeMessages()
+{
+    QFETCH(QString, category);
+    QFETCH(QStringList, commands);
+    Service service;
+    QSignalSpy sent(&service, SIGNAL(sendLogMessage(Message)));
+    const QByteArray name = category.toLatin1();
+    const QMessageLogger logger(nullptr, 0, nullptr, name.constData());
+    logger.debug("debug");
+    logger.info("info");
+    logger.warning("warning");
+    logger.critical("critical");
+    QStringList actual;
+    for (const QList<QVariant>& arguments : qAsConst(sent)) {
+        const TarvexCommand cmd = commandIn(arguments.constFirst().value<Message>());
+        actual.append(QStringLiteral("%1 %2 %3")
+                          .arg(cmd.name(), cmd.data().value(QStringLiteral("prefix")).toString(),
+                               cmd.data().value(QStringLiteral("text")).toString()));
+    }
+    QStringList expected;
+    for (const char* line : {"INFO debug", "INFO info", "WARNING warning", "ERROR critical"}) {
+        for (const QString& command : qAsConst(commands)) {
+            expected.append(command + QLatin1Char(' ') + QLatin1String(line));
+        }
+    }
+    QCOMPARE(actual, expected);
+}
+
+void TstTarvexController::linesOfOtherThreads_areEmittedInOurs()
+{
+    Service service;
+    const QSignalSpy sent(&service, SIGNAL(sendLogMessage(Message)));
+    std::thread([] { qCWarning(GUILOGGER) << "from elsewhere"; }).join();
+    QCOMPARE(sent.count(), 0);
+    QTRY_COMPARE(sent.count(), 2);
+}
+
+void TstTarvexController::destroyed_linesStayHere()
+{
+    auto service = std::make_unique<Service>();
+    const std::unique_ptr<TarvexLogCreator> creator(TarvexLogCreator::createCreator().data());
+    QVERIFY(creator);
+    service.reset();
+    QVERIFY(TarvexLogCreator::createCreator().isNull());
+    // With the bridge set up by hand, an output that is still there would show.
+    Counter counter;
+    TarvexLogCreator::init(&counter, SLOT(count()), PRINTER, 0);
+    qWarning() << "line";
+    qCWarning(LOGGER) << "line";
+    qCWarning(GUILOGGER) << "line";
+    TarvexLogCreator::release();
+    QCOMPARE(counter.calls, 0);
+}
+
+void TstTarvexController::destroyed_anotherOneTakesOver()
+{
+    for (int round = 0; round < 3; ++round) {
+        Service service;
+        const QSignalSpy sent(&service, SIGNAL(sendLogMessage(Message)));
+        qWarning() << "line";
+        qCWarning(GUILOGGER) << "line";
+        QCOMPARE(sent.count(), 3);
+    }
+}
+
+void TstTarvexController::lines_reachTheBusOnceEach()
+{
+    Service service;
+    auto* const worker = new QueryWorker;
+    service.initWorkers(nullptr, worker);
+    QTRY_COMPARE(worker->applied.load(), 1);
+    const QString save = QStringLiteral("saveLog to ") + BUSNAME_LOGGER;
+    const QString show = QStringLiteral("showLogMessage to ") + BUSNAME_TERMINAL_GUI;
+    qWarning() << "of the default category";
+    qCWarning(LOGGER) << "stored";
+    qCWarning(GUILOGGER) << "shown";
+    qCWarning(printerCategory) << "of the service";
+    std::thread([] { qCritical("from elsewhere"); }).join();
+    QTRY_COMPARE(linesOnBus(*m_query, QStringLiteral("from elsewhere")), QStringList(save));
+    QCOMPARE(linesOnBus(*m_query, QStringLiteral("of the default category")), QStringList(save));
+    QCOMPARE(linesOnBus(*m_query, QStringLiteral("stored")), QStringList(save));
+    QCOMPARE(linesOnBus(*m_query, QStringLiteral("shown")), QStringList({show, save}));
+    QCOMPARE(linesOnBus(*m_query, QStringLiteral("of the service")), QStringList(save));
+    for (const FakeBus::Request& request : m_query->requests()) {
+        if (request.operation == QLatin1String("sendMessage")) {
+            QCOMPARE(request.data.value(QStringLiteral("sender")).toString(), PRINTER);
+            QVERIFY(!request.data.value(QStringLiteral("UID")).toString().isEmpty());
+        }
+    }
+}
+
+void TstTarvexController::initWorkers_withBoth_connectsEachOnce()
+{
+    Service service;
+    auto* const msg = new MsgWorker;
+    auto* const query = new QueryWorker;
+    QVERIFY(service.initWorkers(msg, query));
+    QCOMPARE(service.threads.size(), 2);
+    QCOMPARE(query->connections(SIGNAL(settingsChanged())), 1);
+    QCOMPARE(service.connections(SIGNAL(stateChanged())), 1);
+    QCOMPARE(service.connections(SIGNAL(sendLogMessage(Message))), 1);
+    QCOMPARE(msg->connections(SIGNAL(updateSettings())), 1);
+    // The service's own to connect.
+    QCOMPARE(msg->connections(SIGNAL(stateChanged(ClientState))), 0);
+    QCOMPARE(msg->connections(SIGNAL(unprocessedMessage(Message))), 0);
+    QTRY_COMPARE(query->applied.load(), 1);
+    QTRY_COMPARE(m_receiver->handshakes().size(), 1);
+    QCOMPARE(m_query->handshakes().constFirst().data.value(QStringLiteral("name")).toString(), PRINTER);
+    QVERIFY(msg->threadId != query->threadId);
+    QVERIFY(msg->threadId != ::syscall(SYS_gettid));
+    QVERIFY(query->threadId != ::syscall(SYS_gettid));
+}
+
+void TstTarvexController::initWorkers_withoutMsgWorker()
+{
+    Service service;
+    auto* const query = new QueryWorker;
+    QVERIFY(service.initWorkers(nullptr, query));
+    QCOMPARE(query->connections(SIGNAL(settingsChanged())), 1);
+    QCOMPARE(service.connections(SIGNAL(stateChanged())), 1);
+    QCOMPARE(service.connections(SIGNAL(sendLogMessage(Message))), 1);
+    QTRY_COMPARE(query->applied.load(), 1);
+    QCOMPARE(m_receiver->connectionCount(), 0);
+}
+
+void TstTarvexController::initWorkers_withoutQueryWorker()
+{
+    Service service;
+    auto* const msg = new MsgWorker;
+    QVERIFY(service.initWorkers(msg, nullptr));
+    QCOMPARE(service.connections(SIGNAL(stateChanged())), 0);
+    QCOMPARE(service.connections(SIGNAL(sendLogMessage(Message))), 0);
+    QCOMPARE(msg->connections(SIGNAL(updateSettings())), 0);
+    QTRY_COMPARE(m_receiver->handshakes().size(), 1);
+    QCOMPARE(m_query->connectionCount(), 0);
+}
+
+void TstTarvexController::initWorkers_withNeither()
+{
+    Service service;
+    QVERIFY(service.initWorkers(nullptr, nullptr));
+    QCOMPARE(service.connections(SIGNAL(stateChanged())), 0);
+}
+
+void TstTarvexController::initWorkers_withoutThreads_startsNothing()
+{
+    const auto msg = std::make_unique<MsgWorker>();
+    const auto query = std::make_unique<QueryWorker>();
+    {
+        Service service;
+        service.givesThreads = false;
+        QVERIFY(service.initWorkers(msg.get(), query.get()));
+        QCOMPARE(service.connections(SIGNAL(stateChanged())), 1);
+    }
+    QCOMPARE(msg->threadId.load(), 0);
+    QCOMPARE(query->threadId.load(), 0);
+}
+
+// The system numbers threads in the order in which they are made, and starts again from below some day.
+void TstTarvexController::initWorkers_startsTheQueryThreadFirst()
+{
+    int inOrder = 0;
+    for (int round = 0; round < 5; ++round) {
+        Service service;
+        auto* const msg = new MsgWorker;
+        auto* const query = new QueryWorker;
+        service.initWorkers(msg, query);
+        QTRY_VERIFY(msg->threadId != 0 && query->threadId != 0);
+        inOrder += query->threadId < msg->threadId ? 1 : 0;
+    }
+    QVERIFY2(inOrder >= 4, qPrintable(QString::number(inOrder)));
+}
+
+void TstTarvexController::stateChanged_isReportedByTheWorker()
+{
+    Service service;
+    auto* const query = new QueryWorker;
+    service.initWorkers(nullptr, query);
+    QTRY_COMPARE(query->applied.load(), 1);
+    for (int count = 1; count <= 3; ++count) {
+        Q_EMIT service.stateChanged();
+        QTRY_COMPARE(query->reports.load(), count);
+    }
+    QCOMPARE(query->reportThreadId.load(), query->threadId.load());
+    QCOMPARE(countOf(*m_query, QStringLiteral("saveState")), 3);
+}
+
+void TstTarvexController::stateChanged_mayComeFromAnyThread()
+{
+    Service service;
+    auto* const query = new QueryWorker;
+    service.initWorkers(nullptr, query);
+    QTRY_COMPARE(query->applied.load(), 1);
+    std::vector<std::thread> threads;
+    for (int number = 0; number < 4; ++number) {
+        threads.emplace_back([&service] {
+            for (int i = 0; i < 10; ++i) {
+                Q_EMIT service.stateChanged();
+            }
+        });
+    }
+    for (std::thread& thread : threads) {
+        thread.join();
+    }
+    QTRY_COMPARE(query->reports.load(), 40);
+    QCOMPARE(query->reportThreadId.load(), query->threadId.load());
+}
+
+void TstTarvexController::sendLogMessage_isSentByTheWorker()
+{
+    Service service;
+    auto* const query = new QueryWorker;
+    service.initWorkers(nullptr, query);
+    QTRY_COMPARE(query->applied.load(), 1);
+    Message message;
+    message.setReciever(QStringLiteral("cashbox"));
+    message.setMessage(QStringLiteral("plain words"));
+    message.setUid(QStringLiteral("uid1"));
+    Q_EMIT service.sendLogMessage(message);
+    Q_EMIT service.stateChanged();
+    QTRY_COMPARE(query->reports.load(), 1);
+    int arrived = 0;
+    for (const FakeBus::Request& request : m_query->requests()) {
+        arrived += request.data.value(QStringLiteral("UID")) == QLatin1String("uid1") ? 1 : 0;
+    }
+    QCOMPARE(arrived, 1);
+}
+
+void TstTarvexController::pushedUpdate_loadsTheSettings()
+{
+    std::promise<void> push;
+    m_receiver->willAnswerHandshake([&push](FakeBus::Peer& peer, const FakeBus::Request&) {
+        peer.send(accepted());
+        push.get_future().wait();
+        peer.send(pushFrame(QStringLiteral(R"({"cmd":"updateSettings"})"), QStringLiteral("uid1")));
+    });
+    Service service;
+    const QSignalSpy changed(&service, SIGNAL(settingsChanged()));
+    auto* const msg = new MsgWorker;
+    auto* const query = new QueryWorker;
+    service.initWorkers(msg, query);
+    QTRY_COMPARE(query->applied.load(), 1);
+    QCOMPARE(changed.count(), 0);
+    push.set_value();
+    QTRY_COMPARE(changed.count(), 1);
+    QCOMPARE(query->applied.load(), 2);
+    QCOMPARE(countOf(*m_query, QStringLiteral("loadSettings")), 2);
+    QCOMPARE(query->connections(SIGNAL(settingsChanged())), 1);
+}
+
+void TstTarvexController::destructor_takesTheBridgeDownFirst()
+{
+    auto service = std::make_unique<Service>();
+    auto* const query = new QueryWorker;
+    std::atomic<bool> bridgeWasUp{true};
+    connect(
+        query, &QObject::destroyed, query,
+        [&bridgeWasUp] { bridgeWasUp = !TarvexLogCreator::createCreator().isNull(); }, Qt::DirectConnection);
+    service->initWorkers(nullptr, query);
+    QTRY_COMPARE(query->applied.load(), 1);
+    service.reset();
+    QVERIFY(!bridgeWasUp);
+}
+
+void TstTarvexController::destructor_deletesTheWorkers()
+{
+    auto service = std::make_unique<Service>();
+    auto* const query = new QueryWorker;
+    service->initWorkers(new MsgWorker, query);
+    QTRY_COMPARE(query->applied.load(), 1);
+    QTRY_COMPARE(m_receiver->handshakes().size(), 1);
+    QCOMPARE(livingWorkers.load(), 2);
+    const QList<QPointer<QThread>> threads = service->threads;
+    QElapsedTimer clock;
+    clock.start();
+    service.reset();
+    QVERIFY(clock.elapsed() < BOUND_MS);
+    QCOMPARE(livingWorkers.load(), 0);
+    QVERIFY(!threads.at(0));
+    QVERIFY(!threads.at(1));
+}
+
+void TstTarvexController::destructor_withSilentServer_isBounded()
+{
+    m_query->willAlwaysDo([](FakeBus::Peer&, const FakeBus::Request&) {});
+    auto service = std::make_unique<Service>();
+    service->initWorkers(new MsgWorker, new QueryWorker);
+    QVERIFY(m_query->waitForRequests(1));
+    QTRY_COMPARE(m_receiver->handshakes().size(), 1);
+    QElapsedTimer clock;
+    clock.start();
+    service.reset();
+    QVERIFY2(clock.elapsed() < BOUND_MS, qPrintable(QString::number(clock.elapsed())));
+    // The worker is in the middle of its wait and goes when that is over, on its own.
+    QCOMPARE(livingWorkers.load(), 1);
+    m_query.reset();
+    QTRY_COMPARE_WITH_TIMEOUT(livingWorkers.load(), 0, 20000);
+}
+
+void TstTarvexController::destroyedAtAnyMoment_data()
+{
+    QTest::addColumn<int>("rounds");
+    QTest::addColumn<QString>("server");
+    QTest::newRow("before the threads are started") << 30 << QString();
+    QTest::newRow("no server") << 8 << QStringLiteral("none");
+    QTest::newRow("answering") << 25 << QStringLiteral("answering");
+    QTest::newRow("refusing") << 10 << QStringLiteral("refusing");
+    QTest::newRow("dropping") << 15 << QStringLiteral("dropping");
+    QTest::newRow("cutting its replies short") << 5 << QStringLiteral("cutting");
+    QTest::newRow("silent") << 2 << QStringLiteral("silent");
+}
+
+// Ten pairs of workers at a time, because each takes 100 ms to close, in its own thread.
+void TstTarvexController::destroyedAtAnyMoment()
+{
+    QFETCH(int, rounds);
+    QFETCH(QString, server);
+    const int pairs = server.isEmpty() ? 1 : 10;
+    for (int round = 0; round < rounds; ++round) {
+        if (server == QLatin1String("none")) {
+            m_query.reset();
+            m_receiver.reset();
+        } else if (!server.isEmpty()) {
+            resetBuses();
+        }
+        if (server == QLatin1String("refusing")) {
+            for (int i = 0; i < pairs; ++i) {
+                m_query->willRefuseHandshake(3);
+                m_receiver->willRefuseHandshake(3);
+            }
+        } else if (server == QLatin1String("dropping")) {
+            for (int i = 0; i < 20 * pairs; ++i) {
+                m_query->willDo([i](FakeBus::Peer& peer, const FakeBus::Request& request) {
+                    if (i % 3 == 0) {
+                        peer.reset();
+                    } else if (i % 3 == 1) {
+                        peer.close();
+                    } else {
+                        answer(peer, request);
+                    }
+                });
+            }
+        } else if (server == QLatin1String("cutting")) {
+            m_query->willAlwaysDo([](FakeBus::Peer& peer, const FakeBus::Request& request) {
+                peer.send(FakeBus::replyFrame(request.operation, 0).chopped(7));
+            });
+        } else if (server == QLatin1String("silent")) {
+            m_query->willAlwaysDo([](FakeBus::Peer&, const FakeBus::Request&) {});
+        }
+        QElapsedTimer clock;
+        {
+            Service service(round % 2 == 0 ? 0 : 5000);
+            for (int i = 0; i < pairs; ++i) {
+                auto* const msg = new MsgWorker;
+                auto* const query = new QueryWorker(i + 1);
+                if (server.isEmpty()) {
+                    service.addWorkerToThread(msg);
+                    service.addWorkerToThread(query);
+                } else {
+                    service.initWorkers(msg, query);
+                }
+            }
+            qCWarning(GUILOGGER) << "round" << round;
+            Q_EMIT service.stateChanged();
+            // Some moment or other, half of them within the first steps.
+            const qint64 moment = round % 2 == 0 ? 0 : QRandomGenerator::global()->bounded(250);
+            clock.start();
+            while (clock.elapsed() < moment) {
+                QCoreApplication::processEvents(QEventLoop::AllEvents, 5);
+            }
+            clock.start();
+        }
+        QVERIFY2(clock.elapsed() < BOUND_MS, qPrintable(QString::number(clock.elapsed())));
+        if (server == QLatin1String("none") || server.isEmpty()) {
+            QCOMPARE(livingWorkers.load(), 0);
+        }
+    }
+}
+
+void TstTarvexController::refusedLines_doNotMultiply_data()
+{
+    QTest::addColumn<int>("repeatInterval");
+    QTest::addColumn<bool>("alwaysAnotherText");
+    QTest::newRow("filter off") << 0 << false;
+    QTest::newRow("filter off, texts differ") << 0 << true;
+    QTest::newRow("filter on") << 300000 << false;
+    QTest::newRow("filter on, texts differ") << 300000 << true;
+}
+
+// Each refusal is logged, and so becomes a message that is refused. One for one: as many are under way in the end as
+// there were lines of other origin.
+void TstTarvexController::refusedLines_doNotMultiply()
+{
+    QFETCH(int, repeatInterval);
+    QFETCH(bool, alwaysAnotherText);
+    std::atomic<int> refused{0};
+    m_query->willAlwaysDo([&refused, alwaysAnotherText](FakeBus::Peer& peer, const FakeBus::Request& request) {
+        if (request.operation != QLatin1String("sendMessage")) {
+            answer(peer, request);
+            return;
+        }
+        const int number = ++refused;
+        peer.send(FakeBus::replyFrame(request.operation, 1,
+                                      alwaysAnotherText ? QString::number(number) : QStringLiteral("refused")));
+    });
+    Service service(repeatInterval);
+    const QSignalSpy sent(&service, SIGNAL(sendLogMessage(Message)));
+    auto* const query = new QueryWorker;
+    service.initWorkers(nullptr, query);
+    QTRY_COMPARE(query->applied.load(), 1);
+    // The line about its thread and this one, shown and stored.
+    constexpr int LINES = 3;
+    qCWarning(GUILOGGER) << "kick";
+    if (repeatInterval > 0 && !alwaysAnotherText) {
+        // The refusals all read alike, so that it ends by itself.
+        for (int i = 0; i < 100; ++i) {
+            qWarning() << "line" << i;
+        }
+        Q_EMIT service.stateChanged();
+        QTRY_COMPARE(query->reports.load(), 1);
+        QTRY_VERIFY(refused >= 103);
+        Q_EMIT service.stateChanged();
+        QTRY_COMPARE(query->reports.load(), 2);
+        std::printf("refused: %d, for 103 lines\n", refused.load());
+        QVERIFY2(refused <= 2 * (100 + LINES), qPrintable(QString::number(refused)));
+        return;
+    }
+    QElapsedTimer clock;
+    clock.start();
+    QTRY_VERIFY_WITH_TIMEOUT(refused >= 300, 60000);
+    const qint64 first = clock.restart();
+    QTRY_VERIFY_WITH_TIMEOUT(refused >= 600, 60000);
+    const qint64 second = clock.elapsed();
+    // First what was sent, then what has come, so that the difference is no less than what is under way.
+    const int emitted = sent.count();
+    const int underWay = emitted - refused;
+    std::printf("refused per second: %.0f, then %.0f; under way: %d\n", 300000.0 / double(qMax<qint64>(1, first)),
+                300000.0 / double(qMax<qint64>(1, second)), underWay);
+    QVERIFY2(underWay <= LINES + 1, qPrintable(QString::number(underWay)));
+}
+
+QTEST_GUILESS_MAIN(TstTarvexController)
+#include "tst_tarvexcontroller.moc"

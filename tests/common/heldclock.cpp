@@ -7,10 +7,13 @@
 
 namespace {
 
-constexpr qint64 START_MS = 1000000;
-
 /// In ms; 0 while the clock runs.
 std::atomic<qint64> heldTime{0};
+
+int systemTime(clockid_t clock, timespec* time)
+{
+    return static_cast<int>(::syscall(SYS_clock_gettime, clock, time));
+}
 
 } // namespace
 
@@ -19,7 +22,7 @@ extern "C" __attribute__((visibility("default"))) int clock_gettime(clockid_t cl
 {
     const qint64 held = heldTime;
     if (held == 0 || clock != CLOCK_MONOTONIC) {
-        return static_cast<int>(::syscall(SYS_clock_gettime, clock, time));
+        return systemTime(clock, time);
     }
     time->tv_sec = held / 1000;
     time->tv_nsec = held % 1000 * 1000000;
@@ -28,7 +31,10 @@ extern "C" __attribute__((visibility("default"))) int clock_gettime(clockid_t cl
 
 HeldClock::HeldClock()
 {
-    heldTime = START_MS;
+    // At the present, because there are threads that tell the system until when they wait.
+    timespec now{};
+    systemTime(CLOCK_MONOTONIC, &now);
+    heldTime = now.tv_sec * 1000 + now.tv_nsec / 1000000;
 }
 
 HeldClock::~HeldClock()

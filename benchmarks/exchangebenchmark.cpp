@@ -4,12 +4,11 @@
 #include "client/busframe_p.h"
 #include "client/tarvexqueryhandler.h"
 #include "fakebus.h"
+#include "pausebenchmark.h"
 #include "pauses.h"
 #include "require.h"
 #include "sampledata.h"
 #include "sizes.h"
-
-#include <QThread>
 
 #include <benchmark/benchmark.h>
 #include <string>
@@ -55,17 +54,6 @@ void runExchange(benchmark::State& state, const QVariantMap& data)
     handler.close();
 }
 
-/// The pause that every exchange holds, alone: what it takes above 10 ms is the system's share.
-void runPause(benchmark::State& state)
-{
-    state.counters["allocations"] = 0;
-    state.counters["frame"] = 0;
-    state.counters["rounds"] = 1;
-    for ([[maybe_unused]] auto _ : state) {
-        QThread::msleep(10);
-    }
-}
-
 void add(const std::string& name, const Size& size, QVariantMap (*data)(const QString&, int))
 {
     benchmark::RegisterBenchmark(
@@ -79,7 +67,7 @@ void add(const std::string& name, const Size& size, QVariantMap (*data)(const QS
 
 void registerExchangeBenchmarks()
 {
-    benchmark::RegisterBenchmark("exchange/pause/10ms", runPause)->UseRealTime()->Unit(benchmark::kMillisecond);
+    registerPauseBenchmark("exchange");
     for (const Size& size : SIZES) {
         add("exchange/settings", size, sampledata::settings);
     }

@@ -1,5 +1,8 @@
 #include "codecbenchmark.h"
 #include "exchangebenchmark.h"
+#include "logbenchmark.h"
+#include "pushbenchmark.h"
+#include "servicebenchmark.h"
 
 #include <QCoreApplication>
 #include <QString>
@@ -17,6 +20,9 @@ int main(int argc, char** argv)
     benchmark::AddCustomContext("compiler", TARVEX_COMPILER);
     registerCodecBenchmarks();
     registerExchangeBenchmarks();
+    registerPushBenchmarks();
+    registerLogBenchmarks();
+    registerServiceBenchmarks();
     benchmark::RunSpecifiedBenchmarks();
     benchmark::Shutdown();
     return 0;

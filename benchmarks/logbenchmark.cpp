@@ -1,0 +1,164 @@
+#include "logbenchmark.h"
+
+#include "allocations.h"
+#include "client/supportedclients.h"
+#include "cmdlayer/tarvexcommand.h"
+#include "countingreceiver.h"
+#include "loggermanager.h"
+#include "logging/tarvexlogcreator.h"
+#include "require.h"
+
+#include <QCoreApplication>
+#include <QDebug>
+#include <QEvent>
+#include <QThread>
+
+#include <benchmark/benchmark.h>
+
+namespace {
+
+/// Lines between two looks at the queue: short enough for the queue to stay so, long enough to hide the look.
+constexpr int LINES_AT_ONCE = 500;
+constexpr int FILTER_OFF_MS = 0;
+constexpr int FILTER_ON_MS = 300000; // no repeat is sent while the benchmark runs
+constexpr int PATIENCE_MS = 20000;
+
+QtMessageHandler consoleHandler = nullptr;
+bool consoleIsSilent = false;
+
+void writeUnlessSilent(QtMsgType type, const QMessageLogContext& context, const QString& text)
+{
+    if (!consoleIsSilent || type == QtFatalMsg) {
+        consoleHandler(type, context, text);
+    }
+}
+
+/// Keeps the lines off the console. The handler itself stays, since the manager, installed after it, does too.
+class SilentConsole
+{
+public:
+    SilentConsole()
+    {
+        if (consoleHandler == nullptr) {
+            consoleHandler = qInstallMessageHandler(writeUnlessSilent);
+        }
+        consoleIsSilent = true;
+    }
+
+    ~SilentConsole() { consoleIsSilent = false; }
+    Q_DISABLE_COPY_MOVE(SilentConsole)
+};
+
+/// The logging bridge as a service's controller sets it up, with its receiver in a thread of its own.
+class Bridge
+{
+public:
+    explicit Bridge(int repeatInterval)
+    {
+        m_receiver.moveToThread(&m_thread);
+        m_thread.start();
+        TarvexLogCreator::init(QPointer<QObject>(&m_receiver), SLOT(take(Message)), QStringLiteral("ticket_printer"),
+                               repeatInterval);
+        LoggerManager::setOutputs(QString(), TarvexLogCreator::humanKivLog);
+    }
+
+    ~Bridge()
+    {
+        LoggerManager::removeOutput(QString());
+        TarvexLogCreator::release();
+        m_thread.quit();
+        m_thread.wait();
+    }
+    Q_DISABLE_COPY_MOVE(Bridge)
+
+    void waitForMessages(long count) const
+    {
+        for (int i = 0; m_receiver.count() < count && i < PATIENCE_MS; ++i) {
+            QThread::msleep(1);
+        }
+        require(m_receiver.count() == count, "more or fewer messages than lines to be sent");
+    }
+
+private:
+    QThread m_thread;
+    CountingReceiver m_receiver;
+};
+
+/// Two lines that take turns are new texts to the filter; otherwise each line repeats the one before it.
+void logLines(bool takingTurns)
+{
+    static const QString TEXTS[] = {
+        QStringLiteral("The ticket printer has no paper left, 12 tickets are waiting for it"),
+        QStringLiteral("The ticket printer has paper again, 12 tickets are waiting for it")};
+    for (int i = 0; i < LINES_AT_ONCE; ++i) {
+        qWarning().noquote() << TEXTS[takingTurns ? i % 2 : 0];
+    }
+    // Each line that is sent leaves an object for the logging thread's event loop to delete: a part of its price.
+    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+}
+
+template <typename Drain>
+void measure(benchmark::State& state, bool takingTurns, const Drain& drain)
+{
+    logLines(takingTurns);
+    drain();
+    const long allocated = allocations::during([&] { logLines(takingTurns); });
+    state.counters["allocations"] = static_cast<double>(allocated) / LINES_AT_ONCE;
+    drain();
+    while (state.KeepRunningBatch(LINES_AT_ONCE)) {
+        logLines(takingTurns);
+        state.PauseTiming();
+        drain();
+        state.ResumeTiming();
+    }
+}
+
+/// What a line costs without the bridge: Qt's share, and the manager's look for an output that is not there.
+void runWithoutOutput(benchmark::State& state)
+{
+    const SilentConsole silence;
+    // The manager stays once it is installed; so it is there in this run, whichever comes first.
+    LoggerManager::setOutputs(QString(), TarvexLogCreator::humanKivLog);
+    LoggerManager::removeOutput(QString());
+    measure(state, true, [] {});
+}
+
+/// The message of a sent line alone: its part of the line's price.
+void runMessage(benchmark::State& state)
+{
+    const QString text = QStringLiteral("The ticket printer has no paper left, 12 tickets are waiting for it");
+    const auto step = [&] {
+        TarvexCommand command;
+        command.setName(QStringLiteral("saveLog"));
+        command.setAgent(tarvex::BUSNAME_LOGGER);
+        command.setData({{QStringLiteral("prefix"), QStringLiteral("WARNING")}, {QStringLiteral("text"), text}});
+        return command.toOutgoingMessage();
+    };
+    state.counters["allocations"] = static_cast<double>(allocations::during(step));
+    for ([[maybe_unused]] auto _ : state) {
+        benchmark::DoNotOptimize(step());
+    }
+}
+
+void runBridge(benchmark::State& state, int repeatInterval, bool takingTurns)
+{
+    const SilentConsole silence;
+    const Bridge bridge(repeatInterval);
+    const bool allAreSent = takingTurns || repeatInterval == FILTER_OFF_MS;
+    long sent = allAreSent ? 0 : 1; // of repeats the first is new
+    measure(state, takingTurns, [&] {
+        sent += allAreSent ? LINES_AT_ONCE : 0;
+        bridge.waitForMessages(sent);
+    });
+}
+
+} // namespace
+
+void registerLogBenchmarks()
+{
+    benchmark::RegisterBenchmark("log/no_output", runWithoutOutput);
+    benchmark::RegisterBenchmark("log/message", runMessage);
+    benchmark::RegisterBenchmark("log/filter_off", runBridge, FILTER_OFF_MS, true);
+    benchmark::RegisterBenchmark("log/filter_on/new_text", runBridge, FILTER_ON_MS, true);
+    benchmark::RegisterBenchmark("log/filter_on/repeat", runBridge, FILTER_ON_MS, false);
+}

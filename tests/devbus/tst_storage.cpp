@@ -23,6 +23,7 @@ public:
     {
         QSqlDatabase database = QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), QStringLiteral("other"));
         database.setDatabaseName(path);
+        database.setConnectOptions(QStringLiteral("QSQLITE_BUSY_TIMEOUT=0"));
         database.open();
     }
 
@@ -108,7 +109,8 @@ private Q_SLOTS:
     void open_foreignDatabase_leavesItUntouched();
     void open_damagedPage_leavesItUntouched();
     void open_missingTable_leavesItUntouched();
-    void open_otherVersion_leavesItUntouched();
+    void open_otherMark_leavesItUntouched_data();
+    void open_otherMark_leavesItUntouched();
     void open_impossiblePlace_fails_data();
     void open_impossiblePlace_fails();
     void states_areKeptByOwner();
@@ -121,11 +123,13 @@ private Q_SLOTS:
     void write_lockedByOther_isAccessErrorUntilItEnds();
     void read_lockedByOther_goesOn();
     void write_refusedByDatabase_isAccessError();
+    void write_thatReadsFirst_isNotOvertaken();
     void read_tableDropped_isInvalidStorage();
     void read_fileOverwritten_isInvalidStorage();
     void read_fileReplaced_isInvalidStorage_data();
     void read_fileReplaced_isInvalidStorage();
     void read_recordUnreadable_isInvalidStorage();
+    void read_damagedAnywhere_isNeverIncomplete();
 
 private:
     QString path(const char* name) const { return m_folder->filePath(QString::fromLatin1(name)); }
@@ -179,6 +183,8 @@ void TstStorage::open_newFile_bearsOurMark()
     QVERIFY(storage.database().open());
     QCOMPARE(contents(bus()).left(16), QByteArray("SQLite format 3\0", 16));
     QCOMPARE(contents(bus()).mid(68, 4), QByteArray("TxDB"));
+    QCOMPARE(save(storage, someState()), 0);
+    QVERIFY(QFileInfo::exists(bus() + QStringLiteral("-wal")));
 }
 
 void TstStorage::open_emptyFile_countsAsNew()
@@ -290,12 +296,21 @@ void TstStorage::open_missingTable_leavesItUntouched()
     verifyRefused(bus());
 }
 
-void TstStorage::open_otherVersion_leavesItUntouched()
+void TstStorage::open_otherMark_leavesItUntouched_data()
 {
+    QTest::addColumn<QByteArray>("mark");
+    QTest::newRow("version") << QByteArray("PRAGMA user_version = 2");
+    QTest::newRow("no version") << QByteArray("PRAGMA user_version = 0");
+    QTest::newRow("program") << QByteArray("PRAGMA application_id = 5");
+}
+
+void TstStorage::open_otherMark_leavesItUntouched()
+{
+    QFETCH(QByteArray, mark);
     makeDatabase();
     {
         OtherProgram other(bus());
-        QVERIFY(other.run("PRAGMA user_version = 2"));
+        QVERIFY(other.run(mark.constData()));
     }
     verifyRefused(bus());
 }
@@ -492,6 +507,20 @@ void TstStorage::write_refusedByDatabase_isAccessError()
     QCOMPARE(save(storage, someState()), 0);
 }
 
+void TstStorage::write_thatReadsFirst_isNotOvertaken()
+{
+    Storage storage(bus());
+    QVERIFY(storage.database().open());
+    OtherProgram other(bus());
+    const TarvexError error = storage.database().write([&] {
+        QVariantMap state;
+        return storage.loadState(QStringLiteral("printer"), state)
+            && !other.run("INSERT INTO states (owner, record) VALUES ('other', '{}')")
+            && storage.saveState(someState());
+    });
+    QCOMPARE(codeOf(error), 0);
+}
+
 void TstStorage::read_tableDropped_isInvalidStorage()
 {
     Storage storage(bus());
@@ -551,6 +580,42 @@ void TstStorage::read_recordUnreadable_isInvalidStorage()
     Storage::StoredMessage message;
     QCOMPARE(codeOf(storage.database().read([&] { return storage.nextMessage(QStringLiteral("b"), 0, message); })),
              256);
+}
+
+// Damage that is met in the middle of a list must not pass for the end of the list.
+void TstStorage::read_damagedAnywhere_isNeverIncomplete()
+{
+    const int clients = 400;
+    const QString publisher = QStringLiteral("p");
+    const auto find = [&publisher](Storage& storage, QStringList& found) {
+        return codeOf(storage.database().read([&] { return storage.subscribers(publisher, 3, found); }));
+    };
+    {
+        Storage storage(bus());
+        QVERIFY(storage.database().open());
+        const TarvexError error = storage.database().write([&] {
+            bool isDone = true;
+            for (int number = 0; number < clients; ++number) {
+                const QString client = QStringLiteral("client %1").arg(number, 100);
+                isDone = isDone && storage.subscribe(client, publisher, 3);
+            }
+            return isDone;
+        });
+        QCOMPARE(codeOf(error), 0);
+    }
+    const QByteArray sound = contents(bus());
+    int damaged = 0;
+    for (int offset = 4096; offset < sound.size(); offset += 4096) {
+        overwrite(bus(), 0, sound);
+        Storage storage(bus());
+        QVERIFY(storage.database().open());
+        overwrite(bus(), offset, QByteArray(4096, 'x'));
+        QStringList found;
+        const int code = find(storage, found);
+        QVERIFY2(code == 256 || (code == 0 && found.size() == clients), qPrintable(QString::number(found.size())));
+        damaged += code == 256 ? 1 : 0;
+    }
+    QVERIFY(damaged > 2);
 }
 
 QTEST_GUILESS_MAIN(TstStorage)

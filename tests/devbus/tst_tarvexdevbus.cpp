@@ -140,6 +140,7 @@ private Q_SLOTS:
     void start_badStorage_exitsWithOne();
     void start_damagedFile_isLeftAsItIs();
     void killed_rightAfterReplies_keepsEverything();
+    void killed_inTheMidst_keepsWhatWasConfirmed();
     void killed_unacknowledgedMessages_comeAgain();
     void diskFull_isReportedAndServiceGoesOn();
     void keep_isObeyed();
@@ -353,6 +354,31 @@ void TstTarvexDevbus::killed_rightAfterReplies_keepsEverything()
     BusClient subscriber(BusClient::RECEIVER_PORT, QStringLiteral("printer"));
     QVERIFY(subscriber.acknowledge(subscriber.read())); // the announcement of its settings
     QCOMPARE(subscriber.read().data.value(QStringLiteral("UID")).toString(), QStringLiteral("to all"));
+}
+
+void TstTarvexDevbus::killed_inTheMidst_keepsWhatWasConfirmed()
+{
+    int confirmed = 0;
+    for (int round = 0; round < 5; ++round) {
+        Program program(storing(storage()));
+        QVERIFY(program.isReady());
+        BusClient client(BusClient::QUERY_PORT, QStringLiteral("a"));
+        for (int number = 0; number < confirmed; ++number) {
+            QCOMPARE(client.ask(QStringLiteral("loadState"), owned(QString::number(number))).code, 0);
+        }
+        QByteArray requests;
+        for (int number = 0; number < 300; ++number) {
+            QVariantMap state = owned(QString::number(confirmed + number));
+            state.insert(QStringLiteral("state"), QString(5000, QLatin1Char('x')));
+            requests += FakeBus::requestFrame(QStringLiteral("saveState"), state);
+        }
+        QVERIFY(client.send(requests));
+        for (int number = 0; number < 20 * round + 1; ++number) {
+            QCOMPARE(client.read().code, 0);
+            ++confirmed;
+        }
+        QVERIFY(program.kill());
+    }
 }
 
 void TstTarvexDevbus::killed_unacknowledgedMessages_comeAgain()

@@ -189,6 +189,14 @@ void postStop(const Entry& entry, QEvent::Type type)
     }
 }
 
+/// Called at the end of each worker's thread, and after each wait for one. The wait alone orders the two, but inside
+/// Qt, where the thread sanitizer cannot see it.
+void seeThreadEnd()
+{
+    static std::mutex mutex;
+    const std::lock_guard<std::mutex> lock(mutex);
+}
+
 void endThread(const Entry& entry, const QDeadlineTimer& deadline)
 {
     if (!entry.thread) {
@@ -198,6 +206,7 @@ void endThread(const Entry& entry, const QDeadlineTimer& deadline)
         // Never started: nothing has run in that thread, so the worker is deleted from this one, with its host.
         delete entry.thread.data();
     } else if (entry.thread->wait(deadline)) {
+        seeThreadEnd();
         delete entry.thread.data();
     }
 }
@@ -268,6 +277,7 @@ QThread* AbstractWorkerController::addWorkerToThread(wexcor::AbstractWorker* wor
     // then the thread object and with it the host, which may be posted to until then.
     connect(thread, &QThread::finished, host, &WorkerHost::finish);
     connect(thread, &QThread::finished, thread, &QObject::deleteLater);
+    connect(thread, &QThread::finished, seeThreadEnd);
     // No context object: the host itself may not be one, and nothing else lives as long.
     connect(thread, &QObject::destroyed, [host] { delete host; }); // clazy:exclude=connect-3arg-lambda
     d->entries.push_back({worker->m_retired, answer, host, thread});

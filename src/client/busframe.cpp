@@ -13,12 +13,6 @@ namespace tarvex::busframe {
 
 namespace {
 
-const QLatin1String KEY_OPERATION("operation");
-const QLatin1String KEY_DATA("data");
-const QLatin1String KEY_RESULT("result");
-const QLatin1String KEY_CODE("code");
-const QLatin1String KEY_DESCRIPTION("description");
-
 /// qCompress puts the inflated length in front of the zlib stream, 4 bytes, big-endian.
 constexpr int LENGTH_PREFIX_SIZE = 4;
 /// Deflate cannot do better than 1032 : 1.
@@ -85,14 +79,7 @@ QByteArray inflateBounded(const QByteArray& block)
     while (result == Z_OK) {
         const int used = static_cast<int>(stream.total_out);
         if (used == output.size()) {
-            if (used == MAX_ENVELOPE_SIZE) {
-                // Full to the bound: one byte more tells whether the stream ends here.
-                Bytef excess = 0;
-                stream.next_out = &excess;
-                stream.avail_out = 1;
-                result = inflate(&stream, Z_FINISH);
-                break;
-            }
+            // At the bound no room is added: what ends there still ends, what goes on fails for want of room.
             output.resize(std::min(2 * used, MAX_ENVELOPE_SIZE));
         }
         stream.next_out = reinterpret_cast<Bytef*>(output.data()) + used;
@@ -101,7 +88,7 @@ QByteArray inflateBounded(const QByteArray& block)
     }
     const auto total = stream.total_out;
     inflateEnd(&stream);
-    if (result != Z_STREAM_END || total > MAX_ENVELOPE_SIZE) {
+    if (result != Z_STREAM_END) {
         return {};
     }
     output.truncate(static_cast<int>(total));
@@ -152,7 +139,7 @@ Decoded decodePayload(const QByteArray& payload)
 
 QString lineText(const QByteArray& line)
 {
-    return QString::fromLatin1(line).simplified();
+    return QString::fromLatin1(line.constData(), line.size()).simplified();
 }
 
 quint16 resultCode(const QVariantMap& result)

@@ -10,12 +10,21 @@
 ///     [-REQUEST-] or [-REPLY-], CR LF, the payload's length in decimal digits, CR LF, the payload
 ///
 /// The payload is base64 of a qCompress block of the envelope as compact JSON. Nothing follows it: the next frame's
-/// header line comes directly after its last byte. Pure functions: no socket, no log line, no state.
+/// header line comes directly after its last byte. Pure functions: no socket, no state, and no log line but the word
+/// that qUncompress has about a damaged block.
 namespace tarvex::busframe {
 
 /// The header lines, without their line ends.
 const char* const REQUEST_HEADER = "[-REQUEST-]";
 const char* const REPLY_HEADER = "[-REPLY-]";
+
+/// Keys of the envelopes, in requests and in replies.
+inline constexpr QLatin1String KEY_OPERATION("operation");
+inline constexpr QLatin1String KEY_DATA("data");
+/// Keys of replies alone; the last two stand inside the result.
+inline constexpr QLatin1String KEY_RESULT("result");
+inline constexpr QLatin1String KEY_CODE("code");
+inline constexpr QLatin1String KEY_DESCRIPTION("description");
 
 /// Argument of readLine() for header and size lines: at most 15 bytes are taken, the line end included.
 constexpr qint64 LINE_READ_LIMIT = 16;

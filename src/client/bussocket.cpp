@@ -1,7 +1,6 @@
 #include "client/bussocket_p.h"
 
 #include <QHostAddress>
-#include <QNetworkProxy>
 #include <QThread>
 
 namespace tarvex::bussocket {
@@ -11,14 +10,6 @@ namespace {
 constexpr unsigned long CLOSE_PAUSE_MS = 100;
 
 } // namespace
-
-QTcpSocket* create(QObject* owner)
-{
-    auto* const socket = new QTcpSocket(owner);
-    // The bus is on this machine: a proxy that the service sets for its own traffic must not stand in between.
-    socket->setProxy(QNetworkProxy::NoProxy);
-    return socket;
-}
 
 bool connectToServer(QTcpSocket& socket, quint16 port)
 {

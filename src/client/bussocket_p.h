@@ -4,8 +4,6 @@
 #include <QPointer>
 #include <QTcpSocket>
 
-class QObject;
-
 /// What the two bus connections do alike with their sockets.
 namespace tarvex::bussocket {
 
@@ -13,9 +11,6 @@ constexpr quint16 QUERY_PORT = 45535;
 constexpr quint16 RECEIVER_PORT = 45537;
 constexpr int CONNECT_TIMEOUT_MS = 30000;
 constexpr int WRITE_TIMEOUT_MS = 30000;
-
-/// A socket for a connection to the bus server on this machine.
-QTcpSocket* create(QObject* owner);
 
 /// Connects to \a port on 127.0.0.1, unless connected already, and lets the socket's signals through again.
 /// Blocks for up to CONNECT_TIMEOUT_MS.

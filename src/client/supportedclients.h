@@ -26,8 +26,7 @@ TARVEXLIB_EXPORT extern const QString BUSNAME_MONITORING;
 TARVEXLIB_EXPORT extern const QString BUSNAME_UPDATER;
 TARVEXLIB_EXPORT extern const QString BUSNAME_SERVICE_MENU;
 
-/// The services that run on every terminal, in the order in which they are started. The updater and the service menu
-/// run on demand and are not among them.
+/// The services that run on every terminal. The updater and the service menu run on demand and are not among them.
 TARVEXLIB_EXPORT extern const QStringList ALL_SUPPORTED_CLIENTS;
 
 /// The clients whose settings a service may load together, see TarvexQueryHandler::loadSettings().

@@ -11,6 +11,8 @@
 
 namespace tarvex {
 
+using namespace busframe;
+
 namespace {
 
 /// The server has at most 64 unacknowledged messages under way, so a repeat always falls within these.
@@ -18,15 +20,11 @@ constexpr int REPEAT_CACHE_SIZE = 100;
 
 const QLatin1String OPERATION_HANDSHAKE("handshake");
 const QLatin1String OPERATION_SEND_MESSAGE("sendMessage");
-const QLatin1String KEY_OPERATION("operation");
-const QLatin1String KEY_DATA("data");
-const QLatin1String KEY_RESULT("result");
-const QLatin1String KEY_DESCRIPTION("description");
 
 } // namespace
 
 TarvexMessagesReciever::TarvexMessagesReciever(const QString& clientName, QObject* parent)
-    : QObject(parent), m_socket(bussocket::create(this)), m_clientName(clientName), m_repeatCache(REPEAT_CACHE_SIZE)
+    : QObject(parent), m_socket(new QTcpSocket(this)), m_clientName(clientName), m_repeatCache(REPEAT_CACHE_SIZE)
 {
     connect(m_socket, SIGNAL(connected()), this, SLOT(socketConnected()));
     connect(m_socket, SIGNAL(disconnected()), this, SLOT(socketDisconnected()));
@@ -255,7 +253,8 @@ bool TarvexMessagesReciever::write(const QByteArray& frame)
     if (!m_socket || !m_socket->isOpen()) {
         return false;
     }
-    return m_socket->write(frame) >= 0 && m_socket->waitForBytesWritten(bussocket::WRITE_TIMEOUT_MS);
+    return m_socket->state() != QAbstractSocket::UnconnectedState && m_socket->write(frame) >= 0
+        && m_socket->waitForBytesWritten(bussocket::WRITE_TIMEOUT_MS);
 }
 
 } // namespace tarvex

@@ -10,6 +10,8 @@
 
 namespace tarvex {
 
+using namespace busframe;
+
 namespace {
 
 constexpr int REPLY_TIMEOUT_MS = 30000;
@@ -17,10 +19,6 @@ constexpr int REPLY_TIMEOUT_MS = 30000;
 constexpr qint32 DEFAULT_GOAL = 3;
 
 const QLatin1String OPERATION_HANDSHAKE("handshake");
-const QLatin1String KEY_OPERATION("operation");
-const QLatin1String KEY_DATA("data");
-const QLatin1String KEY_RESULT("result");
-const QLatin1String KEY_DESCRIPTION("description");
 const QLatin1String KEY_NAME("name");
 const QLatin1String KEY_GOAL("goal");
 const QLatin1String KEY_PUBLISHERS("publishers");
@@ -38,7 +36,7 @@ QVariantMap singleEntry(QLatin1String key, const QVariant& value)
 } // namespace
 
 TarvexQueryHandler::TarvexQueryHandler(const QString& clientName, QObject* parent)
-    : QObject(parent), m_socket(bussocket::create(this)), m_clientName(clientName)
+    : QObject(parent), m_socket(new QTcpSocket(this)), m_clientName(clientName)
 {
     connect(m_socket, SIGNAL(connected()), this, SLOT(socketConnected()));
     connect(m_socket, SIGNAL(disconnected()), this, SLOT(socketDisconnected()));
@@ -155,7 +153,6 @@ bool TarvexQueryHandler::removeSettings(QString owner, bool mailOwner)
 {
     ClientSettings settings;
     settings.setMailOwner(mailOwner);
-    settings.setDt(QDateTime::currentDateTime());
     settings.setOwner(owner);
     return removeSettings(settings);
 }
@@ -254,8 +251,11 @@ bool TarvexQueryHandler::request(QVariantMap& answer, QString operation, QVarian
 
 bool TarvexQueryHandler::sendRequest(const QString& operation, const QVariantMap& data)
 {
-    m_socket->write(busframe::encodeRequest(operation, data));
-    if (!m_socket->waitForBytesWritten(bussocket::WRITE_TIMEOUT_MS) || !m_socket
+    // A connection that is known to be lost is not waited for: the wait would fail too, and Qt would say a word of its
+    // own.
+    const bool isWritten = m_socket->state() != QAbstractSocket::UnconnectedState
+        && m_socket->write(busframe::encodeRequest(operation, data)) >= 0;
+    if (!isWritten || !m_socket->waitForBytesWritten(bussocket::WRITE_TIMEOUT_MS) || !m_socket
         || !m_socket->waitForReadyRead(REPLY_TIMEOUT_MS)) {
         qCritical().noquote() << tr("Socket wait for ready read error");
         return false;
@@ -281,7 +281,8 @@ bool TarvexQueryHandler::readReply(QVariantMap& reply)
     }
     if (payload.size() != size) {
         qCritical().noquote() << tr("Incorrect reply data size")
-                              << loglist(QString::fromUtf8(payload).split(QLatin1Char('\n')));
+                              << loglist(
+                                     QString::fromUtf8(payload.constData(), payload.size()).split(QLatin1Char('\n')));
         return false;
     }
     const busframe::Decoded decoded = busframe::decodePayload(payload);

@@ -25,9 +25,10 @@ namespace tarvex {
 /// calling thread: up to 30000 ms to write the request, up to 30000 ms for the reply to begin, and (payload size / 100
 /// + 1) times 10 ms for the reply's payload. Needs no event loop, except for the signals that follow a lost connection.
 ///
-/// Nothing throws. Every operation returns true when the exchange succeeded and the reply's code was 0; a failure is
-/// logged in the default category and leaves output arguments untouched. The connection stays open after a failed
-/// exchange and nothing is resynchronised; whoever owns it reconnects when it is lost.
+/// Nothing throws. Every operation returns true when the exchange succeeded and the reply's code was 0. A failed
+/// exchange is logged in the default category and leaves output arguments untouched; a request before the first open()
+/// and a refused handshake are not logged. The connection stays open after a failed exchange and nothing is
+/// resynchronised; whoever owns it reconnects when it is lost.
 ///
 /// The server is expected on 127.0.0.1, port 45535.
 ///

@@ -64,7 +64,8 @@ public:
     Q_INVOKABLE void sendGuiMessage(QString prefix, QString text);
 
 Q_SIGNALS:
-    void sendMessage(Message msg);
+    // The name is interface, also of the operation above: connect it with its signature.
+    void sendMessage(Message msg); // clazy:exclude=overloaded-signal
 
 private:
     static QMutex _mutex;

@@ -10,6 +10,9 @@
 namespace tarvex {
 
 /// Says whether a bus request succeeded and, if not, why: a code shared with the bus server, and a text.
+///
+/// A plain value; registered with the meta-type system as "TarvexError" and "tarvex::TarvexError". On the wire it is
+/// the "result" of a reply: a JSON object with the keys "code" (a number) and "description".
 class TARVEXLIB_EXPORT TarvexError
 {
 public:

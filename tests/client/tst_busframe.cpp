@@ -293,8 +293,7 @@ void TstBusframe::decode_lyingPrefix_isSeenThrough_data()
     }
 }
 
-// A device once wrote the prefix in the wrong byte order; what counts is the stream itself, and that no reader
-// allocates what a prefix claims.
+// What counts is the stream itself; no reader allocates what a prefix claims.
 void TstBusframe::decode_lyingPrefix_isSeenThrough()
 {
     QFETCH(quint32, prefix);

@@ -39,6 +39,7 @@ private Q_SLOTS:
     void names_usedByTheLibrary();
     void lists_areSelectionsOfTheNames_data();
     void lists_areSelectionsOfTheNames();
+    void lists_haveTheirOrder();
     void lists_differ();
     void lists_holdTheReceiversOfLogLines();
 };
@@ -86,6 +87,17 @@ void TstSupportedClients::lists_areSelectionsOfTheNames()
     QCOMPARE(list.size(), size);
     QCOMPARE(setOf(list).size(), size);
     QVERIFY(setOf(allNames).contains(setOf(list)));
+}
+
+void TstSupportedClients::lists_haveTheirOrder()
+{
+    QCOMPARE(
+        ALL_SUPPORTED_CLIENTS.join(QLatin1Char(' ')),
+        QStringLiteral("logger power_supply door_sensor ticket_printer cashbox coin_acceptor bill_acceptor card_reader "
+                       "ticket_sales receipt_printer barcode_scanner monitoring terminal_gui"));
+    QCOMPARE(ALL_SUPPORTED_CLIENT_SETTINGS.join(QLatin1Char(' ')),
+             QStringLiteral("logger terminal_gui ticket_sales ticket_printer receipt_printer cashbox coin_acceptor "
+                            "bill_acceptor card_reader barcode_scanner monitoring"));
 }
 
 void TstSupportedClients::lists_differ()

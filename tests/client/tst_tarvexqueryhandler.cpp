@@ -5,7 +5,6 @@
 
 #include <QElapsedTimer>
 #include <QMetaMethod>
-#include <QNetworkProxy>
 #include <QSignalSpy>
 #include <QTcpSocket>
 #include <QTest>
@@ -44,6 +43,13 @@ QString longText(int length)
     return text.left(length);
 }
 
+/// Closed by close(): no connection, and nothing more to be heard of it.
+bool isClosed(const TarvexQueryHandler& handler)
+{
+    const auto* const socket = handler.findChild<QTcpSocket*>();
+    return socket->state() == QAbstractSocket::UnconnectedState && socket->signalsBlocked() && !handler.isOpen();
+}
+
 bool contains(const QStringList& texts, const QString& beginning)
 {
     for (const QString& text : texts) {
@@ -68,11 +74,13 @@ private Q_SLOTS:
     void open_refused_isClosedAndSilent();
     void open_codeWithEmptyLow16Bits_isAccepted();
     void open_betweenConnectAndReply_isNotOpen();
-    void open_withApplicationProxy_goesStraight();
     void open_serverDiesInHandshake_fails();
     void handshake_isOneRequestFrame();
     void request_whenClosed_isSilent();
     void request_afterServerWent_fails();
+    void request_afterClose_logsOnce();
+    void request_afterNoticedDrop_logsOnce();
+    void reply_takenBySomebodyElse_isLogged();
     void reply_isTakenAsAnswer_data();
     void reply_isTakenAsAnswer();
     void reply_withoutDataOrResult_isSuccess();
@@ -235,16 +243,6 @@ void TstTarvexQueryHandler::open_betweenConnectAndReply_isNotOpen()
     QVERIFY(!wasOpen);
 }
 
-void TstTarvexQueryHandler::open_withApplicationProxy_goesStraight()
-{
-    FakeBus bus;
-    QNetworkProxy::setApplicationProxy(QNetworkProxy(QNetworkProxy::HttpProxy, QStringLiteral("127.0.0.1"), 9));
-    TarvexQueryHandler handler(QStringLiteral("printer"));
-    const bool opened = handler.open();
-    QNetworkProxy::setApplicationProxy(QNetworkProxy::NoProxy);
-    QVERIFY(opened);
-}
-
 void TstTarvexQueryHandler::open_serverDiesInHandshake_fails()
 {
     FakeBus bus;
@@ -258,7 +256,9 @@ void TstTarvexQueryHandler::open_serverDiesInHandshake_fails()
              QStringList({QStringLiteral("warning: QAbstractSocket::RemoteHostClosedError The remote host closed the "
                                          "connection"),
                           QStringLiteral("critical: Socket wait for ready read error")}));
+    QVERIFY(isClosed(handler));
     QVERIFY(handler.open());
+    QCOMPARE(bus.connectionCount(), 2);
 }
 
 void TstTarvexQueryHandler::handshake_isOneRequestFrame()
@@ -299,6 +299,44 @@ void TstTarvexQueryHandler::request_afterServerWent_fails()
     QCOMPARE(disconnected.count(), 1);
     QCOMPARE(log.texts().constLast(), QStringLiteral("critical: Socket wait for ready read error"));
     QVERIFY(handler.open());
+}
+
+void TstTarvexQueryHandler::request_afterClose_logsOnce()
+{
+    FakeBus bus;
+    TarvexQueryHandler handler(QStringLiteral("printer"));
+    QVERIFY(handler.open());
+    handler.close();
+    const LogCapture log;
+    QVERIFY(!handler.saveState(ClientState()));
+    QCOMPARE(log.texts(), QStringList(QStringLiteral("critical: Socket wait for ready read error")));
+    QCOMPARE(bus.requests().size(), 0);
+}
+
+void TstTarvexQueryHandler::request_afterNoticedDrop_logsOnce()
+{
+    FakeBus bus;
+    TarvexQueryHandler handler(QStringLiteral("printer"));
+    QVERIFY(handler.open());
+    QSignalSpy disconnected(&handler, SIGNAL(busDisconnected()));
+    bus.dropConnections();
+    QVERIFY(disconnected.wait(20000));
+    const LogCapture log;
+    QVERIFY(!handler.saveState(ClientState()));
+    QCOMPARE(log.texts(), QStringList(QStringLiteral("critical: Socket wait for ready read error")));
+}
+
+void TstTarvexQueryHandler::reply_takenBySomebodyElse_isLogged()
+{
+    FakeBus bus;
+    bus.willReply(OPERATION);
+    TarvexQueryHandler handler(QStringLiteral("printer"));
+    QVERIFY(handler.open());
+    auto* const socket = handler.findChild<QTcpSocket*>();
+    connect(socket, &QTcpSocket::readyRead, socket, [socket] { socket->readAll(); });
+    const LogCapture log;
+    QVERIFY(!handler.saveState(ClientState()));
+    QCOMPARE(log.texts(), QStringList(QStringLiteral("critical: Socket is empty")));
 }
 
 void TstTarvexQueryHandler::reply_isTakenAsAnswer_data()
@@ -406,7 +444,7 @@ void TstTarvexQueryHandler::reply_namedHandshake_decidesOnTheConnection()
     const LogCapture log;
     QVERIFY(!handler.saveState(ClientState()));
     QVERIFY(!handler.handshaked());
-    QVERIFY(!handler.isOpen());
+    QVERIFY(isClosed(handler));
     QCOMPARE(disconnected.count(), 0);
     QCOMPARE(log.texts(), QStringList());
 }
@@ -421,6 +459,8 @@ void TstTarvexQueryHandler::reply_wrongHeader_isLogged_data()
     QTest::newRow("without an end") << QByteArray("[-REP") << QStringLiteral("[-REP");
     QTest::newRow("too long") << QByteArray("0123456789abcdefghi\r\n") << QStringLiteral("0123456789abcde");
     QTest::newRow("empty") << QByteArray("\r\n") << QString();
+    QTest::newRow("with a zero byte") << QByteArray("[-REPLY-]\0x\r\n", 13)
+                                      << QString(QLatin1String("[-REPLY-]\0x", 11));
 }
 
 void TstTarvexQueryHandler::reply_wrongHeader_isLogged()

@@ -14,7 +14,6 @@ namespace {
 
 constexpr int STATE_INTERVAL_MS = 500;
 constexpr int LOG_REPEAT_INTERVAL_MS = 10000;
-constexpr int RETRY_PAUSE_MS = 20;
 
 void say(const QString& line)
 {

@@ -21,7 +21,7 @@ QList<int> numbersAfter(const QStringList& lines, const QString& word)
     QList<int> numbers;
     for (const QString& line : lines) {
         if (line.startsWith(word + QLatin1Char(' '))) {
-            numbers.append(line.mid(word.size() + 1).toInt());
+            numbers.append(line.midRef(word.size() + 1).toInt());
         }
     }
     return numbers;

@@ -196,7 +196,7 @@ void TstClientSettings::isValid_needsOwnerAndDate_data()
     QTest::addColumn<bool>("valid");
     QTest::newRow("both") << QStringLiteral("cashbox") << someTime() << true;
     QTest::newRow("no owner") << QString() << someTime() << false;
-    QTest::newRow("empty owner") << QStringLiteral("") << someTime() << false;
+    QTest::newRow("empty owner") << QString(QLatin1String("")) << someTime() << false;
     QTest::newRow("no date") << QStringLiteral("cashbox") << QDateTime() << false;
     QTest::newRow("neither") << QString() << QDateTime() << false;
 }
@@ -403,10 +403,10 @@ void TstClientSettings::compare_singleField_data()
     QTest::newRow("no settings") << Change([](ClientSettings& s) { s.setSettings({}); });
     QTest::newRow("one setting less") << Change([](ClientSettings& s) { s.setSettings(s.settings().mid(0, 1)); });
     QTest::newRow("another order") << Change([](ClientSettings& s) {
-        s.setSettings({s.settings().last(), s.settings().first()});
+        s.setSettings({s.settings().constLast(), s.settings().constFirst()});
     });
     QTest::newRow("another value") << Change([](ClientSettings& s) {
-        s.setSettings({entry("net", "port", 9101), s.settings().last()});
+        s.setSettings({entry("net", "port", 9101), s.settings().constLast()});
     });
 }
 

@@ -306,7 +306,7 @@ void TstLoggerManager::emptyCategory_ownOutputWins()
 void TstLoggerManager::emptyCategory_nullAndEmptyTextAreTheSame()
 {
     LoggerManager::setOutputs(QString(), output(QStringLiteral("null")));
-    LoggerManager::setOutputs(QStringLiteral(""), output(QStringLiteral("empty")));
+    LoggerManager::setOutputs(QLatin1String(""), output(QStringLiteral("empty")));
     qWarning("4");
     QCOMPARE(lines.take(), list("console: 4|empty: 4"));
     QMessageLogger(nullptr, 0, nullptr, nullptr).warning("no category");

@@ -1,5 +1,7 @@
 #include "liblog.h"
 
+#include <QLoggingCategory>
+
 #include <cstring>
 
 namespace tarvexctl {
@@ -51,6 +53,10 @@ std::optional<LibLog::Refusal> refusalIn(const QString& line)
 
 LibLog::LibLog()
 {
+    // The user's logging rules may have switched off the lines that the library says its reasons in.
+    QLoggingCategory* const category = QLoggingCategory::defaultCategory();
+    category->setEnabled(QtWarningMsg, true);
+    category->setEnabled(QtCriticalMsg, true);
     capturedLines().clear();
     m_previous = qInstallMessageHandler(capture);
     previousHandler = m_previous;

@@ -31,6 +31,7 @@ private Q_SLOTS:
     void replyCutOff_is3();
     void refused_is1_data();
     void refused_is1();
+    void loggingSwitchedOff_changesNothing();
     void silence_is4();
     void interruptedWhileWaiting_is130();
 };
@@ -161,6 +162,21 @@ void TstExitStatus::refused_is1()
 }
 
 // The library waits 30 s for a reply, and nothing can shorten it: the one test that goes through with it.
+// The reasons stand in the library's log lines, which a user's rules may switch off.
+void TstExitStatus::loggingSwitchedOff_changesNothing()
+{
+    qputenv("QT_LOGGING_RULES", "*=false");
+    ProgramRun withoutBus(someVerb());
+    QCOMPARE(withoutBus.status(), 3);
+    QCOMPARE(withoutBus.err(), QByteArray("tarvexctl: no bus to be reached on 127.0.0.1: Connection refused\n"));
+    FakeBus bus;
+    bus.willReply(QStringLiteral("loadSettings"), 5, QStringLiteral("There are no settings for client"));
+    ProgramRun refused(someVerb());
+    qputenv("QT_LOGGING_RULES", "");
+    QCOMPARE(refused.status(), 1);
+    QCOMPARE(refused.err(), QByteArray("tarvexctl: refused by the bus: 5 There are no settings for client\n"));
+}
+
 void TstExitStatus::silence_is4()
 {
     FakeBus bus;

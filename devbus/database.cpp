@@ -32,8 +32,8 @@ constexpr int RESULT_NOT_A_DATABASE = 26;
 const char* const TABLES[] = {
     "CREATE TABLE states (owner TEXT NOT NULL PRIMARY KEY, record BLOB NOT NULL) WITHOUT ROWID",
     "CREATE TABLE settings (owner TEXT NOT NULL PRIMARY KEY, record BLOB NOT NULL) WITHOUT ROWID",
-    "CREATE TABLE subscriptions (client TEXT NOT NULL, publisher TEXT NOT NULL, goals INTEGER NOT NULL, "
-    "PRIMARY KEY (client, publisher)) WITHOUT ROWID",
+    ("CREATE TABLE subscriptions (client TEXT NOT NULL, publisher TEXT NOT NULL, goals INTEGER NOT NULL, "
+     "PRIMARY KEY (client, publisher)) WITHOUT ROWID"),
     "CREATE INDEX subscriptions_publisher ON subscriptions (publisher)",
     // AUTOINCREMENT: an id is never used again, so the order of ids is the order of arrival.
     "CREATE TABLE messages (id INTEGER PRIMARY KEY AUTOINCREMENT, client TEXT NOT NULL, record BLOB NOT NULL)",
@@ -51,7 +51,7 @@ TarvexError::Error errorCode(const QSqlError& error)
 /// A null string would be stored as NULL, which no column takes.
 QVariant bindable(const QVariant& value)
 {
-    return value.userType() == QMetaType::QString && value.isNull() ? QVariant(QStringLiteral("")) : value;
+    return value.userType() == QMetaType::QString && value.isNull() ? QVariant(QLatin1String("")) : value;
 }
 
 QString journalPath(const QString& path)
@@ -117,9 +117,12 @@ bool Database::checkFile()
 /// Makes the database beside its place and moves it there, so that a kill in between leaves no half of one.
 bool Database::createFile()
 {
-    const QString newPath = m_path + QLatin1String(".new");
+    const QString newPath = m_path + QLatin1String(".tarvex-devbus-new");
     QFile::remove(newPath);
     QFile::remove(journalPath(newPath));
+    // Left by a killed bus whose database somebody has removed to begin afresh: it would be replayed onto the new one.
+    QFile::remove(journalPath(m_path));
+    QFile::remove(m_path + QLatin1String("-shm"));
     const bool isMade = openConnection(newPath, {}) && createTables();
     close();
     if (!isMade || std::rename(QFile::encodeName(newPath).constData(), QFile::encodeName(m_path).constData()) != 0) {

@@ -89,23 +89,23 @@ void BusThread::run(const BusServer::Options& options)
 /// Called in the bus's thread, where the server emits.
 void BusThread::record(BusServer& server)
 {
-    QObject::connect(&server, &BusServer::requestHandled,
+    QObject::connect(&server, &BusServer::requestHandled, &server,
                      [this](const QString& client, const QString& operation, int code) {
                          const std::lock_guard<std::mutex> lock(m_mutex);
                          m_handled.append({client, operation, code});
                          m_changed.notify_all();
                      });
-    QObject::connect(&server, &BusServer::messageAcknowledged, [this](const QString&, const QString& uid) {
+    QObject::connect(&server, &BusServer::messageAcknowledged, &server, [this](const QString&, const QString& uid) {
         const std::lock_guard<std::mutex> lock(m_mutex);
         m_acknowledged.append(uid);
         m_changed.notify_all();
     });
-    QObject::connect(&server, &BusServer::warning, [this](const QString& text) {
+    QObject::connect(&server, &BusServer::warning, &server, [this](const QString& text) {
         const std::lock_guard<std::mutex> lock(m_mutex);
         m_warnings.append(text);
         m_changed.notify_all();
     });
-    QObject::connect(&server, &BusServer::traced, [this](const QString& line) {
+    QObject::connect(&server, &BusServer::traced, &server, [this](const QString& line) {
         const std::lock_guard<std::mutex> lock(m_mutex);
         m_traceLines.append(line);
         m_changed.notify_all();

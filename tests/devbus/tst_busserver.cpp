@@ -139,7 +139,7 @@ void TstBusServer::handshake_withoutName_isRefused_data()
     QTest::addColumn<int>("port");
     QTest::addColumn<QVariantMap>("data");
     for (const int port : {45535, 45537}) {
-        QTest::addRow("%d: empty", port) << port << named(QString(QStringLiteral("")));
+        QTest::addRow("%d: empty", port) << port << named(QLatin1String(""));
         QTest::addRow("%d: missing", port) << port << QVariantMap();
         QTest::addRow("%d: number", port) << port << named(5);
         QTest::addRow("%d: list", port) << port << named(QVariantList{QStringLiteral("a")});
@@ -234,7 +234,7 @@ void TstBusServer::handshake_again_changesName()
     BusClient client(BusClient::QUERY_PORT, QStringLiteral("first"));
     QCOMPARE(client.ask(handshake(), named(QStringLiteral("second"))).code, 0);
     QCOMPARE(client.ask(QStringLiteral("loadState"), owned(QStringLiteral("x"))).code, 5);
-    QCOMPARE(bus.handled().last().client, QStringLiteral("second"));
+    QCOMPARE(bus.handled().constLast().client, QStringLiteral("second"));
 }
 
 void TstBusServer::connections_ofOneName_coexistOnQueryPort()

@@ -100,6 +100,7 @@ private Q_SLOTS:
     void open_newFile_bearsOurMark();
     void open_emptyFile_countsAsNew();
     void open_leftoverOfKilledCreation_isReplaced();
+    void open_logOfRemovedDatabase_isNotReplayed();
     void open_link_staysLink();
     void open_again_findsEverything();
     void open_inMemory_needsNoFile();
@@ -199,13 +200,37 @@ void TstStorage::open_emptyFile_countsAsNew()
 
 void TstStorage::open_leftoverOfKilledCreation_isReplaced()
 {
-    QFile leftover(path("bus.sqlite.new"));
+    QFile leftover(path("bus.sqlite.tarvex-devbus-new"));
     QVERIFY(leftover.open(QIODevice::WriteOnly));
     leftover.write("half of something");
     leftover.close();
     Storage storage(bus());
     QVERIFY(storage.database().open());
     QVERIFY(!leftover.exists());
+}
+
+// What a developer does to begin afresh after a kill: remove the database, and not the log beside it.
+void TstStorage::open_logOfRemovedDatabase_isNotReplayed()
+{
+    QByteArray log;
+    {
+        Storage storage(bus());
+        QVERIFY(storage.database().open());
+        QCOMPARE(save(storage, someState()), 0);
+        log = contents(bus() + QLatin1String("-wal"));
+        QVERIFY(log.size() > 0);
+    }
+    QVERIFY(QFile::remove(bus()));
+    QFile leftover(bus() + QLatin1String("-wal"));
+    QVERIFY(leftover.open(QIODevice::WriteOnly));
+    leftover.write(log);
+    leftover.close();
+
+    Storage storage(bus());
+    QVERIFY(storage.database().open());
+    QVariantMap state;
+    QCOMPARE(load(storage, state), 0);
+    QVERIFY(state.isEmpty());
 }
 
 void TstStorage::open_link_staysLink()

@@ -26,8 +26,8 @@ public:
         Receiver, ///< The server pushes.
     };
 
-    static constexpr qint64 MAX_WAITING_BYTES = 1024 * 1024;
-    static constexpr qint64 READ_BUFFER_SIZE = 64 * 1024;
+    static constexpr qint64 MAX_WAITING_BYTES = 1 << 20;
+    static constexpr qint64 READ_BUFFER_SIZE = 1 << 16;
     /// A client that does not take the last answer is cut off after this long, in ms.
     static constexpr int CLOSE_TIMEOUT_MS = 5000;
 

@@ -42,7 +42,7 @@ Delivery::~Delivery() = default;
 TarvexError Delivery::write(const std::function<bool()>& work)
 {
     m_posted.clear();
-    const TarvexError error = m_storage.database().write(work);
+    TarvexError error = m_storage.database().write(work);
     const QMap<QString, int> posted = std::exchange(m_posted, {});
     if (error.error() != TarvexError::NoError) {
         return error;

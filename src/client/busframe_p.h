@@ -19,12 +19,12 @@ const char* const REQUEST_HEADER = "[-REQUEST-]";
 const char* const REPLY_HEADER = "[-REPLY-]";
 
 /// Keys of the envelopes, in requests and in replies.
-inline constexpr QLatin1String KEY_OPERATION("operation");
-inline constexpr QLatin1String KEY_DATA("data");
+const QLatin1String KEY_OPERATION("operation");
+const QLatin1String KEY_DATA("data");
 /// Keys of replies alone; the last two stand inside the result.
-inline constexpr QLatin1String KEY_RESULT("result");
-inline constexpr QLatin1String KEY_CODE("code");
-inline constexpr QLatin1String KEY_DESCRIPTION("description");
+const QLatin1String KEY_RESULT("result");
+const QLatin1String KEY_CODE("code");
+const QLatin1String KEY_DESCRIPTION("description");
 
 /// Argument of readLine() for header and size lines: at most 15 bytes are taken, the line end included.
 constexpr qint64 LINE_READ_LIMIT = 16;

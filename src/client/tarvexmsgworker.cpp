@@ -66,7 +66,7 @@ bool TarvexMsgWorker::doStop()
 
 void TarvexMsgWorker::doProcessMessage(const tarvex::Message& msg)
 {
-    QJsonParseError error;
+    QJsonParseError error{};
     const QJsonObject object = QJsonDocument::fromJson(msg.message().toUtf8(), &error).object();
     if (error.error != QJsonParseError::NoError || !object.contains(KEY_CMD)) {
         qWarning().noquote() << error.errorString();

@@ -78,7 +78,7 @@ bool TarvexCommand::incomingMessageToCmd(const tarvex::Message& msg, TarvexComma
 {
     cmd.m_agent = msg.sender();
     cmd.m_uid = msg.uid();
-    QJsonParseError error;
+    QJsonParseError error{};
     const QJsonDocument document = QJsonDocument::fromJson(msg.message().toUtf8(), &error);
     if (error.error != QJsonParseError::NoError) {
         qWarning().noquote() << error.errorString();

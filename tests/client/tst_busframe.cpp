@@ -300,7 +300,7 @@ void TstBusframe::decode_lyingPrefix_isSeenThrough()
     QFETCH(int, length);
     const QByteArray json = QJsonDocument(QJsonObject{{QStringLiteral("x"), noise(length)}}).toJson();
     const QByteArray payload = block(prefix, zlibStream(json)).toBase64();
-    const AddressSpaceLimit limit(100 * 1024 * 1024);
+    const AddressSpaceLimit limit(100UL << 20);
     const busframe::Decoded decoded = busframe::decodePayload(payload);
     QVERIFY(decoded.isValid);
     QCOMPARE(decoded.json, json);
@@ -341,7 +341,7 @@ void TstBusframe::decode_bombOfOneGiB_isRefusedCheaply()
     QVERIFY(!decoded.isValid);
     QCOMPARE(decoded.errorText, QStringLiteral("illegal value"));
     qInfo("a bomb of 1 GiB in %d bytes: %lld ms, %ld KiB", payload.size(), elapsed, grown);
-    QVERIFY2(grown < 256 * 1024, "inflated beyond the bound");
+    QVERIFY2(grown < 256L * 1024, "inflated beyond the bound");
 }
 
 void TstBusframe::decode_largeBlock_trailingBytesAreIgnored()

@@ -145,7 +145,8 @@ QString textIn(const Message& message)
 QStringList linesOnBus(const FakeBus& bus, const QString& text)
 {
     QStringList lines;
-    for (const FakeBus::Request& request : bus.requests()) {
+    const QList<FakeBus::Request> requests = bus.requests();
+    for (const FakeBus::Request& request : requests) {
         const Message message = Message::fromVariantMap(request.data);
         if (request.operation == QLatin1String("sendMessage") && textIn(message) == text) {
             lines.append(commandIn(message).name() + QLatin1String(" to ") + message.reciever());
@@ -157,7 +158,8 @@ QStringList linesOnBus(const FakeBus& bus, const QString& text)
 int countOf(const FakeBus& bus, const QString& operation)
 {
     int count = 0;
-    for (const FakeBus::Request& request : bus.requests()) {
+    const QList<FakeBus::Request> requests = bus.requests();
+    for (const FakeBus::Request& request : requests) {
         count += request.operation == operation ? 1 : 0;
     }
     return count;
@@ -442,7 +444,8 @@ void TstTarvexController::lines_reachTheBusOnceEach()
     QCOMPARE(linesOnBus(*m_query, QStringLiteral("stored")), QStringList(save));
     QCOMPARE(linesOnBus(*m_query, QStringLiteral("shown")), QStringList({show, save}));
     QCOMPARE(linesOnBus(*m_query, QStringLiteral("of the service")), QStringList(save));
-    for (const FakeBus::Request& request : m_query->requests()) {
+    const QList<FakeBus::Request> requests = m_query->requests();
+    for (const FakeBus::Request& request : requests) {
         if (request.operation == QLatin1String("sendMessage")) {
             QCOMPARE(request.data.value(QStringLiteral("sender")).toString(), PRINTER);
             QVERIFY(!request.data.value(QStringLiteral("UID")).toString().isEmpty());
@@ -581,7 +584,8 @@ void TstTarvexController::sendLogMessage_isSentByTheWorker()
     Q_EMIT service.stateChanged();
     QTRY_COMPARE(query->reports.load(), 1);
     int arrived = 0;
-    for (const FakeBus::Request& request : m_query->requests()) {
+    const QList<FakeBus::Request> requests = m_query->requests();
+    for (const FakeBus::Request& request : requests) {
         arrived += request.data.value(QStringLiteral("UID")) == QLatin1String("uid1") ? 1 : 0;
     }
     QCOMPARE(arrived, 1);

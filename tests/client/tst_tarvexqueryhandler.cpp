@@ -460,7 +460,7 @@ void TstTarvexQueryHandler::reply_wrongHeader_isLogged_data()
     QTest::newRow("too long") << QByteArray("0123456789abcdefghi\r\n") << QStringLiteral("0123456789abcde");
     QTest::newRow("empty") << QByteArray("\r\n") << QString();
     QTest::newRow("with a zero byte") << QByteArray("[-REPLY-]\0x\r\n", 13)
-                                      << QString(QLatin1String("[-REPLY-]\0x", 11));
+                                      << QString(QStringLiteral("[-REPLY-]%1x").arg(QChar(0)));
 }
 
 void TstTarvexQueryHandler::reply_wrongHeader_isLogged()

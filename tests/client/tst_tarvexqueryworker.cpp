@@ -205,7 +205,8 @@ void TstTarvexQueryWorker::created_doesNothingYet()
     PrinterWorker worker(1234);
     QVERIFY(worker.parent() == nullptr);
     QList<int> intervals;
-    for (const QTimer* timer : worker.findChildren<QTimer*>()) {
+    const QList<QTimer*> timers = worker.findChildren<QTimer*>();
+    for (const QTimer* timer : timers) {
         QVERIFY(!timer->isActive());
         QVERIFY(!timer->isSingleShot());
         intervals.append(timer->interval());

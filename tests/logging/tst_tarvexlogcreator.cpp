@@ -502,7 +502,7 @@ void TstTarvexLogCreator::filter_emptyLineFirst_passes()
     const HeldClock clock;
     TarvexLogCreator::init(m_receiver.get(), SLOT(onMessage(Message)), CLIENT, 2000);
     QVERIFY(TarvexLogCreator::checkMessage(QString()));
-    QVERIFY(!TarvexLogCreator::checkMessage(QStringLiteral("")));
+    QVERIFY(!TarvexLogCreator::checkMessage(QLatin1String("")));
 }
 
 void TstTarvexLogCreator::filter_initForgets()

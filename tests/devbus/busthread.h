@@ -23,7 +23,7 @@ public:
     {
         QString client;
         QString operation;
-        int code;
+        int code = 0;
     };
 
     explicit BusThread(const tarvex::devbus::BusServer::Options& options = {});

@@ -5,6 +5,8 @@
 
 #include <QDebug>
 
+#include <utility>
+
 namespace {
 
 /// The bus leaves the numbers of the states to its services: for this one there is just one, "running".
@@ -12,7 +14,10 @@ constexpr auto STATE_RUNNING = static_cast<tarvex::ClientState::EStateType>(1);
 
 } // namespace
 
-EchoWorker::EchoWorker(int stateInterval, const QString& clientName) : TarvexQueryWorker(stateInterval, clientName) { }
+EchoWorker::EchoWorker(int stateInterval, const QString& clientName) : TarvexQueryWorker(stateInterval, clientName)
+{
+    connect(this, SIGNAL(workerConnected()), this, SLOT(answerWaiting()), Qt::QueuedConnection);
+}
 
 void EchoWorker::doSendState()
 {
@@ -35,6 +40,10 @@ void EchoWorker::answer(Message message)
     if (!TarvexCommand::incomingMessageToCmd(message, command) || command.name() != QLatin1String("echo")) {
         return;
     }
+    if (!handler->isOpen()) {
+        m_waiting.append(message);
+        return;
+    }
     // The answer goes to the sender and carries the command's uid, by which the sender knows what is answered.
     TarvexCommand answer = command;
     answer.setName(QStringLiteral("echoed"));
@@ -43,4 +52,12 @@ void EchoWorker::answer(Message message)
         ++m_answered;
     }
     sendState();
+}
+
+void EchoWorker::answerWaiting()
+{
+    const QList<Message> waiting = std::exchange(m_waiting, {});
+    for (const Message& message : waiting) {
+        answer(message);
+    }
 }

@@ -19,8 +19,12 @@ public:
 public Q_SLOTS:
     void answer(Message message);
 
+private Q_SLOTS:
+    void answerWaiting();
+
 private:
     QString m_prefix;
+    QList<Message> m_waiting;
     int m_answered = 0;
 };
 

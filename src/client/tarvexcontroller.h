@@ -15,7 +15,8 @@ class TarvexQueryWorker;
 /// The object through which a service joins the bus.
 ///
 /// A service derives from it and creates one, in its main thread. From construction to destruction the process's log
-/// lines go to the device's log service over the bus, those of GUILOGGER() to the screen as well.
+/// lines go to the device's log service over the bus, those of GUILOGGER() to the screen as well. The forwarding
+/// belongs to the process: a second controller takes it over, and it ends with whichever of the two goes first.
 ///
 /// \code
 /// class Printer : public tarvex::TarvexController
@@ -33,7 +34,7 @@ class TARVEXLIB_EXPORT TarvexController : public wexcor::AbstractWorkerControlle
     Q_OBJECT
 public:
     /// \a repeatInterval says after how many ms a log line that repeats is sent again, see TarvexLogCreator; 1000 or
-    /// less sends every line, more than 300000 counts as 300000.
+    /// less sends every line, more than 300000 counts as 300000. With an empty \a clientName no line is sent.
     TarvexController(int repeatInterval, const QString& clientName, QObject* parent);
 
     /// Takes the logging bridge down, then stops the workers; see AbstractWorkerController for how long that may take.

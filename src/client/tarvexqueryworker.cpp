@@ -29,6 +29,7 @@ TarvexQueryWorker::~TarvexQueryWorker() = default;
 
 bool TarvexQueryWorker::doStart()
 {
+    m_isStopped = false;
     if (!handler || !m_restartTimer || !m_stateTimer) {
         return true;
     }
@@ -54,6 +55,7 @@ bool TarvexQueryWorker::doStart()
 
 bool TarvexQueryWorker::doStop()
 {
+    m_isStopped = true;
     if (m_stateTimer) {
         m_stateTimer->stop();
     }
@@ -65,7 +67,7 @@ bool TarvexQueryWorker::doStop()
 
 void TarvexQueryWorker::doUpdateSettings()
 {
-    if (!handler || (!handler->isOpen() && !handler->open())) {
+    if (m_isStopped || !handler || (!handler->isOpen() && !handler->open())) {
         return;
     }
     loadAndApplySettings();
@@ -78,6 +80,10 @@ void TarvexQueryWorker::updateSettings()
 
 void TarvexQueryWorker::sendState()
 {
+    // The stop goes ahead of what is queued: a report that comes after it must not start the reports again.
+    if (m_isStopped) {
+        return;
+    }
     if (m_stateTimer) {
         m_stateTimer->stop();
     }

@@ -90,6 +90,7 @@ protected:
 
 private:
     const int m_interval;
+    bool m_isStopped = false; ///< From doStop() to the next doStart(): calls that were queued before change nothing.
 };
 
 } // namespace tarvex

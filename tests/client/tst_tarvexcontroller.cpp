@@ -617,10 +617,12 @@ void TstTarvexController::destructor_takesTheBridgeDownFirst()
 {
     auto service = std::make_unique<Service>();
     auto* const query = new QueryWorker;
+    // By pointer: it outlives the worker, which goes with the service.
     std::atomic<bool> bridgeWasUp{true};
+    auto* const wasUp = &bridgeWasUp;
     connect(
-        query, &QObject::destroyed, query,
-        [&bridgeWasUp] { bridgeWasUp = !TarvexLogCreator::createCreator().isNull(); }, Qt::DirectConnection);
+        query, &QObject::destroyed, query, [wasUp] { *wasUp = !TarvexLogCreator::createCreator().isNull(); },
+        Qt::DirectConnection);
     service->initWorkers(nullptr, query);
     QTRY_COMPARE(query->applied.load(), 1);
     service.reset();

@@ -157,6 +157,7 @@ private Q_SLOTS:
     void message_whileNotOpen_isDropped();
     void message_refused_isNotSentAgain();
     void stop_isSilent();
+    void stop_thenQueuedCalls_changeNothing();
     void stop_thenStart_joinsAgain();
     void handlerGone_nothingHappens();
     void handlerGoneWhileConnecting_nothingHappens();
@@ -545,6 +546,22 @@ void TstTarvexQueryWorker::stop_isSilent()
     QCOMPARE(m_worker->starts.size(), 1);
     QCOMPARE(m_bus->connectionCount(), 1);
     QCOMPARE(log.texts(), QStringList());
+}
+
+// The controller's stop goes ahead of what waits in the worker's queue; that comes afterwards all the same.
+void TstTarvexQueryWorker::stop_thenQueuedCalls_changeNothing()
+{
+    m_worker = std::make_unique<PrinterWorker>(50);
+    willGiveSettings(QStringLiteral("first"));
+    QVERIFY(m_worker->doStart());
+    QVERIFY(m_worker->doStop());
+    const int reports = m_worker->reportStarts.size();
+    m_worker->updateSettings();
+    m_worker->sendState();
+    QCOMPARE(m_bus->connectionCount(), 1);
+    QCOMPARE(m_worker->applied, QStringList(QStringLiteral("first")));
+    QCOMPARE(m_worker->reportStarts.size(), reports);
+    QVERIFY(!m_worker->hasActiveTimer(50));
 }
 
 void TstTarvexQueryWorker::stop_thenStart_joinsAgain()

@@ -121,6 +121,7 @@ void TstExamples::services_comeBackAfterTheBusWasKilled()
     QVERIFY(m_bus->killHard());
     m_bus->start();
     QTRY_COMPARE_WITH_TIMEOUT(echoState(), QStringLiteral(R"({"answered":1})"), 20000);
+    // Sent at once: whichever of the two connections comes back first, the command waits for the other.
     QCOMPARE(sendEcho(QStringLiteral("after")), 0);
     QTRY_COMPARE_WITH_TIMEOUT(echoState(), QStringLiteral(R"({"answered":2})"), 40000);
 }

@@ -63,7 +63,8 @@ void TstKilledbus::everyAcceptedMessage_arrivesOnceAndInOrder()
     for (int next = 0; !sender.lines().contains(QStringLiteral("done"));) {
         // In the middle of the traffic, wherever that is just then.
         next += 30 + int(random() % 60);
-        while (sender.lines().size() < qMin(next, MESSAGE_COUNT)) {
+        // One line for each message, and the last one.
+        while (sender.lines().size() < qMin(next, MESSAGE_COUNT + 1)) {
             QVERIFY2(sender.waitForMore(30000), "the sender gets nowhere");
         }
         std::this_thread::sleep_for(std::chrono::milliseconds(random() % 20));

@@ -10,8 +10,8 @@
 #include <QTcpSocket>
 #include <QTest>
 
+#include <future>
 #include <memory>
-#include <mutex>
 
 using namespace tarvex;
 
@@ -618,20 +618,15 @@ void TstTarvexMessagesReciever::socketGone_everythingFails()
 
 void TstTarvexMessagesReciever::destructor_closes()
 {
-    bool closed = false;
-    std::mutex gate;
-    gate.lock();
-    m_bus->bus.willAnswerHandshake([&](FakeBus::Peer& peer, const FakeBus::Request&) {
+    std::promise<bool> closed;
+    m_bus->bus.willAnswerHandshake([&closed](FakeBus::Peer& peer, const FakeBus::Request&) {
         peer.send(accepted());
-        closed = peer.waitForClose();
-        gate.unlock();
+        closed.set_value(peer.waitForClose());
     });
     QVERIFY(m_receiver->open());
     QTRY_VERIFY(m_receiver->isOpen());
     m_receiver.reset();
-    gate.lock();
-    QVERIFY(closed);
-    gate.unlock();
+    QVERIFY(closed.get_future().get());
 }
 
 QTEST_GUILESS_MAIN(TstTarvexMessagesReciever)

@@ -7,9 +7,6 @@
 #include <poll.h>
 #include <sys/socket.h>
 
-using tarvex::devbus::BusConnection;
-using tarvex::devbus::BusServer;
-
 namespace {
 
 QVariantMap owned(const QString& owner)

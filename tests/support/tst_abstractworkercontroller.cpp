@@ -56,7 +56,7 @@ public:
     {
         QThread* const thread = addWorkerToThread(worker);
         worker->record->setThread(thread);
-        m_threads.push_back(thread);
+        m_threads.emplace_back(thread);
         return thread;
     }
 
@@ -567,7 +567,7 @@ void TstAbstractWorkerController::destructor_ofSeveralBlockedWorkers_comesBack()
         Controller controller;
         for (int number = 0; number < 4; ++number) {
             RecordingWorker* const worker = addWorker(controller, records);
-            threads.push_back(worker->thread());
+            threads.emplace_back(worker->thread());
             worker->onStart = [&gate](RecordingWorker&) { gate.wait(); };
         }
         addWorker(controller, records);

@@ -57,7 +57,7 @@ void TstAppVersion::isValid_needsBothTexts()
 void TstAppVersion::copy_keepsTexts()
 {
     const AppVersion version(QStringLiteral("1"), QStringLiteral("now"));
-    const AppVersion copy(version);
+    const AppVersion copy(version); // NOLINT(performance-unnecessary-copy-initialization): the copy is what is tested
     AppVersion assigned;
     assigned = version;
     for (const AppVersion& other : {copy, assigned}) {

@@ -1,5 +1,6 @@
 #include "busserver.h"
 
+#include "client/busframe_p.h"
 #include "delivery.h"
 #include "queryservice.h"
 #include "storage.h"
@@ -11,8 +12,6 @@ namespace tarvex::devbus {
 namespace {
 
 const QLatin1String OPERATION_HANDSHAKE("handshake");
-const QLatin1String KEY_OPERATION("operation");
-const QLatin1String KEY_DATA("data");
 const QLatin1String KEY_NAME("name");
 
 bool isText(const QVariant& value)
@@ -131,22 +130,22 @@ void BusServer::removeConnection(BusConnection* connection)
 
 void BusServer::onRequest(BusConnection* connection, const QVariantMap& envelope)
 {
-    const QVariant operation = envelope.value(KEY_OPERATION);
+    const QVariant operation = envelope.value(busframe::KEY_OPERATION);
     if (operation.toString() == OPERATION_HANDSHAKE) {
-        handshake(connection, envelope.value(KEY_DATA));
+        handshake(connection, envelope.value(busframe::KEY_DATA));
     } else if (!connection->isIntroduced()) {
         answer(connection, operation.toString(), TarvexError(TarvexError::UnregisteredClient));
     } else if (!isText(operation)) {
         answer(connection, {}, TarvexError(TarvexError::IncorrectRequestData));
     } else {
-        handleRequest(connection, operation.toString(), envelope.value(KEY_DATA));
+        handleRequest(connection, operation.toString(), envelope.value(busframe::KEY_DATA));
     }
 }
 
 /// The replies to what was pushed go to the outbox. Others have no place here, and are told so rather than passed over.
 void BusServer::onReply(BusConnection* connection, const QVariantMap& envelope)
 {
-    const QString operation = envelope.value(KEY_OPERATION).toString();
+    const QString operation = envelope.value(busframe::KEY_OPERATION).toString();
     if (!connection->isIntroduced()) {
         answer(connection, operation, TarvexError(TarvexError::UnregisteredClient));
     } else if (connection->port() == BusConnection::Port::Query) {

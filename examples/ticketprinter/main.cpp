@@ -1,0 +1,15 @@
+#include "client/supportedclients.h"
+#include "printerservice.h"
+#include "quitonsignal.h"
+
+#include <QCoreApplication>
+
+int main(int argc, char** argv)
+{
+    QCoreApplication application(argc, argv);
+    const QuitOnSignal quitOnSignal; // before any thread is started
+    const QStringList arguments = QCoreApplication::arguments();
+    PrinterService service(arguments.size() > 1 ? arguments.at(1) : tarvex::BUSNAME_TICKET_PRINTER);
+    service.doStart();
+    return QCoreApplication::exec();
+}

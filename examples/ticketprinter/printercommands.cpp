@@ -1,0 +1,152 @@
+#include "printercommands.h"
+
+#include "logging/tarvexloggingcategory.h"
+#include "printerstate.h"
+#include "statewrapper/statecatcher.h"
+
+#include <QDebug>
+#include <QTextStream>
+
+namespace {
+
+constexpr int COOLING_INTERVAL_MS = 1000;
+constexpr double DEGREES_PER_TICKET = 1.5;
+constexpr double HOT_CELSIUS = 70;
+constexpr int MAX_COPIES = 9;
+
+int paperLeft()
+{
+    return StateCatcher().property(QStringLiteral("paperLeft")).toInt();
+}
+
+double temperature()
+{
+    return StateCatcher().property(QStringLiteral("temperature")).toDouble();
+}
+
+/// An object of its own takes the command "selfTest": what grows too large for a method, or comes and goes, goes here.
+class SelfTest : public AbstractTarvexCommandExecutor
+{
+public:
+    explicit SelfTest(PrinterCommands* printer)
+        : AbstractTarvexCommandExecutor(QStringLiteral("selfTest"), printer), m_printer(printer)
+    {
+    }
+
+    bool canExecute(const TarvexCommand& command) override { return command.name() == name(); }
+
+    void execute(const TarvexCommand& command) override
+    {
+        const bool passed = paperLeft() > 0 && temperature() < HOT_CELSIUS;
+        qInfo().noquote() << "self-test" << (passed ? "passed" : "failed");
+        m_printer->answer(command.agent(), command.uid(), QStringLiteral("selfTested"),
+                          {{QStringLiteral("passed"), passed}});
+    }
+
+private:
+    PrinterCommands* const m_printer;
+};
+
+/// The value of \a key if it is a number within the bounds, otherwise \a present.
+int numberOr(int present, const QVariantMap& group, const QString& key, int least, int most)
+{
+    bool isNumber = false;
+    const int value = group.value(key).toInt(&isNumber);
+    return isNumber && value >= least && value <= most ? value : present;
+}
+
+} // namespace
+
+PrinterCommands::PrinterCommands()
+{
+    m_coolingTimer.setInterval(COOLING_INTERVAL_MS);
+    connect(&m_coolingTimer, SIGNAL(timeout()), this, SLOT(coolDown()));
+    addExecutor(new SelfTest(this));
+}
+
+bool PrinterCommands::doStart()
+{
+    m_coolingTimer.start();
+    return true;
+}
+
+bool PrinterCommands::doStop()
+{
+    m_coolingTimer.stop();
+    return true;
+}
+
+void PrinterCommands::answer(const QString& agent, const QString& uid, const QString& name, const QVariantMap& data)
+{
+    TarvexCommand answer;
+    answer.setAgent(agent);
+    answer.setUid(uid);
+    answer.setName(name);
+    answer.setData(data);
+    Q_EMIT sendCommand(answer);
+}
+
+QVariant PrinterCommands::print(QString agent, QString uid, QVariantMap data)
+{
+    const QString error = printTicket(data.value(QStringLiteral("text")).toString());
+    if (error.isEmpty()) {
+        answer(agent, uid, QStringLiteral("printed"), {{QStringLiteral("paperLeft"), paperLeft()}});
+    } else {
+        prepareError(agent, uid, QStringLiteral("print"), error, data);
+    }
+    return true; // an invalid value would say that there is no such command
+}
+
+QVariant PrinterCommands::status(QString agent, QString uid)
+{
+    answer(agent, uid, QStringLiteral("statusReport"), StateCatcher().wrapper()->toMap());
+    return true;
+}
+
+void PrinterCommands::applySettings(ClientSettings settings)
+{
+    const QVariantMap printer = settings.formattedSettings().value(QStringLiteral("printer")).toMap();
+    m_copies = numberOr(m_copies, printer, QStringLiteral("copies"), 1, MAX_COPIES);
+    m_paperWarning = numberOr(m_paperWarning, printer, QStringLiteral("paperWarning"), 0, PrinterState::PAPER_ROLL);
+    qInfo().noquote() << "copies:" << m_copies << "paper warning at:" << m_paperWarning;
+    updateStatus();
+}
+
+/// Not committed: a falling temperature is worth no report of its own and goes out with the next one.
+void PrinterCommands::coolDown()
+{
+    StateCatcher() << catchvalue(QStringLiteral("temperature"), qMax(PrinterState::ROOM_CELSIUS, temperature() - 1));
+}
+
+/// \return why nothing was printed; empty when it was.
+QString PrinterCommands::printTicket(const QString& text)
+{
+    if (text.trimmed().isEmpty()) {
+        return QStringLiteral("There is no text to print");
+    }
+    if (paperLeft() < m_copies) {
+        return QStringLiteral("Out of paper");
+    }
+    QTextStream paper(stdout);
+    for (int copy = 1; copy <= m_copies; ++copy) {
+        paper << "[ " << text.simplified() << " ] copy " << copy << " of " << m_copies << Qt::endl;
+    }
+    StateCatcher() << catchvalue(QStringLiteral("paperLeft"), paperLeft() - m_copies)
+                   << catchvalue(QStringLiteral("temperature"), temperature() + DEGREES_PER_TICKET * m_copies)
+                   << catchvalue(QStringLiteral("lastTicket"), QDateTime::currentDateTime());
+    updateStatus();
+    return {};
+}
+
+/// Says once that the paper runs out, not with every ticket; and commits what has changed.
+void PrinterCommands::updateStatus()
+{
+    const int left = paperLeft();
+    const PrinterState::Status status = left < m_copies ? PrinterState::OutOfPaper
+        : left <= m_paperWarning                        ? PrinterState::PaperLow
+                                                        : PrinterState::Ready;
+    if (status != StateCatcher().property(QStringLiteral("status")).toInt() && status != PrinterState::Ready) {
+        qCWarning(GUILOGGER()).noquote() << "Paper is low, tickets left:" << left;
+    }
+    StateCatcher() << catchvalue(QStringLiteral("status"), status) << commitstate();
+}

@@ -1,0 +1,46 @@
+#ifndef PRINTERCOMMANDS_H
+#define PRINTERCOMMANDS_H
+
+#include "cmdlayer/abstracttarvexcommandsworker.h"
+#include "records/clientsettings.h"
+
+#include <QTimer>
+
+using tarvex::ClientSettings;
+
+/// Carries out what others ask of the printer. Every slot runs in this worker's own thread, one after the other.
+class PrinterCommands : public AbstractTarvexCommandsWorker
+{
+    Q_OBJECT
+public:
+    PrinterCommands();
+
+    bool doStart() override;
+    bool doStop() override;
+
+    /// Sends an answer to whoever sent the command of this \a uid.
+    void answer(const QString& agent, const QString& uid, const QString& name, const QVariantMap& data);
+
+public Q_SLOTS:
+    /// The command "print", with data: {"text": what to print}. Answers "printed" with what is left of the paper.
+    QVariant print(QString agent, QString uid, QVariantMap data);
+
+    /// The command "status", without data. Answers "statusReport" with the state.
+    QVariant status(QString agent, QString uid);
+
+    /// Takes "copies" and "paperWarning" from the group "printer"; what is missing or wrong keeps its value.
+    void applySettings(ClientSettings settings);
+
+private Q_SLOTS:
+    void coolDown();
+
+private:
+    QString printTicket(const QString& text);
+    void updateStatus();
+
+    QTimer m_coolingTimer{this}; // a child, so that it moves to the thread together with the worker
+    int m_copies = 1;
+    int m_paperWarning = 10;
+};
+
+#endif // PRINTERCOMMANDS_H

@@ -1,0 +1,34 @@
+#ifndef PRINTERQUERIES_H
+#define PRINTERQUERIES_H
+
+#include "client/tarvexqueryworker.h"
+#include "cmdlayer/tarvexcommand.h"
+
+using tarvex::ClientSettings;
+
+/// The printer's side of the bus: its settings, its state, its answers.
+class PrinterQueries : public tarvex::TarvexQueryWorker
+{
+    Q_OBJECT
+public:
+    explicit PrinterQueries(const QString& clientName);
+
+    void doSendState() override;
+
+    void doApplySettings(tarvex::ClientSettings settings) override { Q_EMIT settingsLoaded(settings); }
+
+public Q_SLOTS:
+    /// Sends an answer, at the next connection if there is none.
+    void send(TarvexCommand command);
+
+Q_SIGNALS:
+    void settingsLoaded(ClientSettings settings);
+
+private Q_SLOTS:
+    void sendWaiting();
+
+private:
+    QList<TarvexCommand> m_waiting;
+};
+
+#endif // PRINTERQUERIES_H

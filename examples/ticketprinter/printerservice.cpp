@@ -1,0 +1,52 @@
+#include "printerservice.h"
+
+#include "client/tarvexmsgworker.h"
+#include "printercommands.h"
+#include "printerqueries.h"
+#include "printerstate.h"
+#include "statewrapper/statecatcher.h"
+
+#include <QThread>
+
+namespace {
+
+constexpr int LOG_REPEAT_INTERVAL_MS = 10000;
+
+} // namespace
+
+PrinterService::PrinterService(const QString& clientName)
+    : TarvexController(LOG_REPEAT_INTERVAL_MS, clientName, nullptr), m_clientName(clientName)
+{
+    AbstractStateWrapper::init(QSharedPointer<PrinterState>::create());
+}
+
+void PrinterService::doStart()
+{
+    auto* const messages = new tarvex::TarvexMsgWorker(m_clientName);
+    auto* const queries = new PrinterQueries(m_clientName);
+    auto* const commands = new PrinterCommands;
+    AbstractStateWrapper* const state = StateCatcher().wrapper().data();
+
+    // A message comes in, becomes a command, is carried out, and its answer goes out.
+    connect(messages, SIGNAL(unprocessedMessage(Message)), this, SLOT(onMessage(Message)), Qt::QueuedConnection);
+    connect(this, SIGNAL(commandReceived(TarvexCommand)), commands, SLOT(exec(TarvexCommand)), Qt::QueuedConnection);
+    connect(commands, SIGNAL(sendCommand(TarvexCommand)), queries, SLOT(send(TarvexCommand)), Qt::QueuedConnection);
+    // The settings go to those who need them; every commit of the state leads to a report of it. This connection has to
+    // be queued: the state is locked while it says that it has changed.
+    connect(queries, SIGNAL(settingsLoaded(ClientSettings)), commands, SLOT(applySettings(ClientSettings)),
+            Qt::QueuedConnection);
+    connect(state, SIGNAL(stateChanged()), this, SIGNAL(stateChanged()), Qt::QueuedConnection);
+
+    if (QThread* const thread = addWorkerToThread(commands)) {
+        thread->start(QThread::InheritPriority);
+    }
+    initWorkers(messages, queries);
+}
+
+void PrinterService::onMessage(Message message)
+{
+    TarvexCommand command;
+    if (TarvexCommand::incomingMessageToCmd(message, command)) {
+        Q_EMIT commandReceived(command);
+    }
+}

@@ -1,0 +1,40 @@
+#ifndef PRINTERSTATE_H
+#define PRINTERSTATE_H
+
+#include "statewrapper/abstractstatewrapper.h"
+
+#include <QDateTime>
+
+/// The state of the printer. Any thread sets and reads it by StateCatcher, which takes the lock that it needs.
+class PrinterState : public AbstractStateWrapper
+{
+    Q_OBJECT
+    // The values are announced together, by commit(), so none of them has a signal of its own.
+    Q_PROPERTY(int paperLeft MEMBER m_paperLeft)         // clazy:exclude=qproperty-without-notify
+    Q_PROPERTY(double temperature MEMBER m_temperature)  // clazy:exclude=qproperty-without-notify
+    Q_PROPERTY(Status status MEMBER m_status)            // clazy:exclude=qproperty-without-notify
+    Q_PROPERTY(QDateTime lastTicket MEMBER m_lastTicket) // clazy:exclude=qproperty-without-notify
+public:
+    enum Status {
+        Ready,
+        PaperLow,
+        OutOfPaper
+    };
+    Q_ENUM(Status)
+
+    static constexpr int PAPER_ROLL = 100; ///< In tickets.
+    static constexpr double ROOM_CELSIUS = 21;
+
+    PrinterState();
+
+    /// What the bus keeps: the status as the type, and all values as JSON.
+    tarvex::ClientState toClientState() const override;
+
+private:
+    int m_paperLeft = PAPER_ROLL;        ///< In tickets.
+    double m_temperature = ROOM_CELSIUS; ///< Of the print head, in degrees Celsius.
+    Status m_status = Ready;
+    QDateTime m_lastTicket; ///< Invalid until a ticket was printed.
+};
+
+#endif // PRINTERSTATE_H

@@ -89,7 +89,9 @@ public:
     virtual QVariantMap toMap() const;
 
     /// \return toMap() as one compact JSON object in UTF-8, its keys sorted. Values that JSON does not know are written
-    /// as QJsonValue::fromVariant() does: a date-time and an enumerator as text, a type without a text as null.
+    /// as QJsonValue::fromVariant() does: a date-time as text, a type of one's own or a QList<int> as null unless it
+    /// has a converter to QString. An enumerator is a number until its type is registered, and from then on its name:
+    /// register it (qRegisterMetaType) in the derived class's constructor.
     virtual QByteArray toByteArray() const;
 
     /// \return toByteArray() as a string.

@@ -1,0 +1,1033 @@
+#include "statewrapper/abstractstatewrapper.h"
+
+#include "logcapture.h"
+
+#include <QDate>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QMetaMethod>
+#include <QMetaProperty>
+#include <QPointer>
+#include <QProcess>
+#include <QSignalSpy>
+#include <QTest>
+#include <QThread>
+#include <QUrl>
+#include <QUuid>
+
+#include <atomic>
+#include <cstddef>
+#include <cstring>
+#include <functional>
+#include <future>
+#include <limits>
+#include <stdexcept>
+#include <thread>
+#include <type_traits>
+#include <vector>
+
+static_assert(std::is_base_of_v<QObject, AbstractStateWrapper>, "the wrapper has signals and slots");
+static_assert(std::is_abstract_v<AbstractStateWrapper>, "only a service knows its record");
+static_assert(sizeof(AbstractStateWrapper) == sizeof(QObject), "the state lives in the derived class's properties");
+
+namespace {
+
+/// Two values that belong together: the second is always the first one's negative.
+struct Pair
+{
+    int first = 0;
+    int second = 0;
+
+    bool operator!=(const Pair& other) const { return first != other.first || second != other.second; }
+};
+
+/// A type that can be converted from and to a text.
+struct Label
+{
+    QString text;
+
+    bool operator!=(const Label& other) const { return text != other.text; }
+};
+
+} // namespace
+
+Q_DECLARE_METATYPE(Pair)
+Q_DECLARE_METATYPE(Label)
+
+/// The smallest wrapper: what is common to those below.
+class PlainState : public AbstractStateWrapper
+{
+    Q_OBJECT
+public:
+    tarvex::ClientState toClientState() const override
+    {
+        tarvex::ClientState state;
+        state.setStateType(tarvex::ClientState::EStateType(1));
+        state.setState(toString());
+        return state;
+    }
+};
+
+class AbState : public PlainState
+{
+    Q_OBJECT
+    // Not in the order of their names.
+    Q_PROPERTY(QString b MEMBER m_b)
+    Q_PROPERTY(int a MEMBER m_a)
+    Q_PROPERTY(int readOnly READ readOnly CONSTANT)
+public:
+    int readOnly() const { return 7; }
+
+    int m_a = 1;
+    QString m_b = QStringLiteral("x");
+};
+
+/// Exactly the properties "a" and "b".
+class TwoState : public PlainState
+{
+    Q_OBJECT
+    Q_PROPERTY(QString b MEMBER m_b)
+    Q_PROPERTY(int a MEMBER m_a)
+public:
+    int m_a = 1;
+    QString m_b = QStringLiteral("x");
+};
+
+class DerivedState : public TwoState
+{
+    Q_OBJECT
+    Q_PROPERTY(int c MEMBER m_c)
+public:
+    int m_c = 3;
+};
+
+/// Declares again what the base classes declare already.
+class RedeclaringState : public TwoState
+{
+    Q_OBJECT
+    Q_PROPERTY(QString a MEMBER m_text)
+    Q_PROPERTY(QString objectName MEMBER m_name)
+public:
+    QString m_text = QStringLiteral("own");
+    QString m_name = QStringLiteral("own name");
+};
+
+/// One property of each kind.
+class KindsState : public PlainState
+{
+    Q_OBJECT
+    Q_PROPERTY(bool flag MEMBER m_flag)
+    Q_PROPERTY(int number MEMBER m_number)
+    Q_PROPERTY(int resettable READ resettable WRITE setResettable RESET reset)
+    Q_PROPERTY(qlonglong large MEMBER m_large)
+    Q_PROPERTY(double real MEMBER m_real)
+    Q_PROPERTY(QString text MEMBER m_text)
+    Q_PROPERTY(QByteArray bytes MEMBER m_bytes)
+    Q_PROPERTY(QDateTime moment MEMBER m_moment)
+    Q_PROPERTY(QDate day MEMBER m_day)
+    Q_PROPERTY(QStringList texts MEMBER m_texts)
+    Q_PROPERTY(QVariantList list MEMBER m_list)
+    Q_PROPERTY(QVariantMap map MEMBER m_map)
+    Q_PROPERTY(QList<int> numbers MEMBER m_numbers)
+    Q_PROPERTY(QVariant any MEMBER m_any)
+    Q_PROPERTY(QUuid uuid MEMBER m_uuid)
+    Q_PROPERTY(QUrl url MEMBER m_url)
+    Q_PROPERTY(Pair pair MEMBER m_pair)
+    Q_PROPERTY(Label label MEMBER m_label)
+public:
+    int resettable() const { return m_resettable; }
+
+    void setResettable(int value) { m_resettable = value; }
+
+    void reset() { m_resettable = -1; }
+
+    bool m_flag = false;
+    int m_number = 1;
+    int m_resettable = 0;
+    qlonglong m_large = 1;
+    double m_real = 0.5;
+    QString m_text = QStringLiteral("text");
+    QByteArray m_bytes = "bytes";
+    QDateTime m_moment{QDate(2024, 5, 1), QTime(1, 2, 3, 4)};
+    QDate m_day{2024, 5, 1};
+    QStringList m_texts{QStringLiteral("x")};
+    QVariantList m_list{1};
+    QVariantMap m_map{{QStringLiteral("k"), 1}};
+    QList<int> m_numbers{1};
+    QVariant m_any = 1;
+    QUuid m_uuid{QStringLiteral("{67c8770b-44f1-410a-ab9a-f9b5446f13ee}")};
+    QUrl m_url{QStringLiteral("http://127.0.0.1/a")};
+    Pair m_pair{1, -1};
+    Label m_label{QStringLiteral("label")};
+};
+
+class EnumState : public PlainState
+{
+    Q_OBJECT
+    Q_PROPERTY(Cover cover MEMBER m_cover)
+    Q_PROPERTY(Parts parts READ parts WRITE setParts)
+public:
+    enum Cover {
+        Closed,
+        Open = 4
+    };
+    Q_ENUM(Cover)
+
+    enum Part {
+        Head = 1,
+        Cutter = 2
+    };
+    Q_DECLARE_FLAGS(Parts, Part)
+    Q_FLAG(Parts)
+
+    Parts parts() const { return m_parts; }
+
+    void setParts(Parts parts) { m_parts = parts; }
+
+    Cover m_cover = Open;
+    Parts m_parts = Head;
+};
+
+/// Its enumeration is known to nobody else, so that one test can watch it being registered.
+class LateEnumState : public PlainState
+{
+    Q_OBJECT
+    Q_PROPERTY(Mode mode MEMBER m_mode)
+public:
+    enum class Mode {
+        Idle,
+        Busy
+    };
+    Q_ENUM(Mode)
+
+    Mode m_mode = Mode::Busy;
+};
+
+/// Accessors that do what accessors should not.
+class UnrulyState : public PlainState
+{
+    Q_OBJECT
+    Q_PROPERTY(int throwing READ readThrowing WRITE writeThrowing)
+    Q_PROPERTY(int releasing READ releasing WRITE release)
+public:
+    explicit UnrulyState(std::function<void()> release) : m_release(std::move(release)) { }
+
+    int readThrowing() const { throw std::runtime_error("read"); }
+
+    void writeThrowing(int value)
+    {
+        Q_UNUSED(value)
+        throw std::runtime_error("write");
+    }
+
+    int releasing() const { return 0; }
+
+    void release(int value)
+    {
+        Q_UNUSED(value)
+        const auto release = m_release; // The object goes during the call.
+        release();
+    }
+
+private:
+    std::function<void()> m_release;
+};
+
+/// Its map and its bytes are what the test says.
+class OverridingState : public TwoState
+{
+    Q_OBJECT
+public:
+    QVariantMap toMap() const override { return m_map; }
+
+    QByteArray toByteArray() const override { return m_useBytes ? m_bytes : TwoState::toByteArray(); }
+
+    QVariantMap m_map{{QStringLiteral("own"), 1}};
+    QByteArray m_bytes;
+    bool m_useBytes = false;
+};
+
+/// For many threads: what belongs together stands in one property, or is written by one setter.
+class SharedState : public PlainState
+{
+    Q_OBJECT
+    Q_PROPERTY(Pair pair MEMBER m_pair)
+    Q_PROPERTY(int both READ left WRITE setBoth)
+    Q_PROPERTY(int left READ left)
+    Q_PROPERTY(int right READ right)
+    Q_PROPERTY(QString text MEMBER m_text)
+public:
+    int left() const { return m_left; }
+
+    int right() const { return m_right; }
+
+    void setBoth(int value)
+    {
+        m_left = value;
+        m_right = -value;
+    }
+
+private:
+    Pair m_pair;
+    int m_left = 0;
+    int m_right = 0;
+    QString m_text;
+};
+
+namespace {
+
+/// Long enough for a thread that does not wait to be through; whoever does wait is not made to fail by a busy machine.
+constexpr std::chrono::milliseconds MOMENT{200};
+
+/// The place of a virtual operation in the table: the difference of two is all that is looked at.
+template <typename Method>
+std::ptrdiff_t place(Method method)
+{
+    std::ptrdiff_t place = 0;
+    std::memcpy(&place, &method, sizeof place);
+    return place;
+}
+
+struct NotifySlot : public QObject
+{
+    static std::ptrdiff_t lastOfQObject() { return place(&NotifySlot::disconnectNotify); }
+};
+
+/// Whether another thread can read \a state just now. The reader is left in \a reader when it cannot.
+bool canBeRead(AbstractStateWrapper& state, std::thread& reader)
+{
+    std::promise<void> done;
+    std::future<void> isDone = done.get_future();
+    reader = std::thread([&state, promise = std::move(done)]() mutable {
+        state.value(QStringLiteral("a"));
+        promise.set_value();
+    });
+    return isDone.wait_for(MOMENT) == std::future_status::ready;
+}
+
+/// A read that would block forever if the lock were still taken would take the test's time limit with it.
+bool isUnlocked()
+{
+    TwoState state;
+    std::thread reader;
+    const bool unlocked = canBeRead(state, reader);
+    if (unlocked) {
+        reader.join();
+    } else {
+        reader.detach();
+    }
+    return unlocked;
+}
+
+} // namespace
+
+class TstAbstractStateWrapper : public QObject
+{
+    Q_OBJECT
+private Q_SLOTS:
+    void initTestCase();
+    void cleanup();
+
+    void metaObject_hasItsMethodsInOrder();
+    void virtualOperations_followThoseOfQObjectInOrder();
+    void constructor_hasNoParent();
+
+    void setValue_declaredProperty_writesIt();
+    void setValue_ofOtherName_isReportedAndChangesNothing_data();
+    void setValue_ofOtherName_isReportedAndChangesNothing();
+    void setValue_ofBaseClassProperty_writesIt();
+    void setValue_readOnlyProperty_isIgnoredSilently();
+    void setValue_redeclaredProperty_writesTheOwnOne();
+    void setValue_convertsAsTheMetaPropertyDoes_data();
+    void setValue_convertsAsTheMetaPropertyDoes();
+    void setValue_enumerator_byNameNumberAndValue_data();
+    void setValue_enumerator_byNameNumberAndValue();
+    void setValue_callsTheSetterInTheCallingThread();
+
+    void value_declaredProperty_readsIt();
+    void value_unknownName_isInvalidWithoutWarning_data();
+    void value_unknownName_isInvalidWithoutWarning();
+    void value_dynamicPropertyAndObjectName_areFound();
+
+    void toMap_hasTheOwnPropertiesOnly();
+    void toMap_withoutProperties_isEmpty();
+    void toMap_redeclaredProperty_isTheOwnOne();
+    void toByteArray_isCompactSortedJson();
+    void toByteArray_withoutProperties_isAnEmptyObject();
+    void toByteArray_usesTheOverriddenMap();
+    void toByteArray_writesEachKindAsJsonDoes_data();
+    void toByteArray_writesEachKindAsJsonDoes();
+    void toByteArray_enumerator_isANumberUntilItsTypeIsRegistered();
+    void toString_isTheBytesAsUtf8();
+    void toString_ofNullBytes_isNull();
+    void toClientState_isTheDerivedClassesOwn();
+
+    void commit_emitsOnceInTheCallingThread();
+    void commit_emitsUnderTheLockOfAllWrappers();
+    void commit_toReceiverInAnotherThread_showsTheCommittedValues();
+    void setValueAndReads_callAccessorsUnderTheLock();
+    void throwingAccessor_leavesTheLockFree();
+    void setter_thatReleasesTheWrapper_leavesTheLockFree();
+    void commit_whoseReceiverReleasesTheWrapper_leavesTheLockFree();
+
+    void init_replacesAndReleasesTheFormerWrapper();
+    void init_whileDestroyed_formerWrapperFindsItsSuccessor();
+    void manyThreads_neverSeeAValueHalfWritten();
+
+    void directReceiver_thatReads_blocksForever_data();
+    void directReceiver_thatReads_blocksForever();
+    void queuedReceiver_thatReads_isServed();
+    void staticObjects_useTheStateBeforeMain();
+    void destructorAtUnload_findsNoWrapper();
+};
+
+void TstAbstractStateWrapper::initTestCase()
+{
+    qRegisterMetaType<Pair>();
+    QMetaType::registerConverter<Label, QString>([](const Label& label) { return label.text; });
+    QMetaType::registerConverter<QString, Label>([](const QString& text) { return Label{text}; });
+    qRegisterMetaType<EnumState::Cover>();
+    qRegisterMetaType<EnumState::Parts>();
+}
+
+void TstAbstractStateWrapper::cleanup()
+{
+    AbstractStateWrapper::init({});
+}
+
+void TstAbstractStateWrapper::metaObject_hasItsMethodsInOrder()
+{
+    const QMetaObject& meta = AbstractStateWrapper::staticMetaObject;
+    QCOMPARE(meta.className(), "AbstractStateWrapper");
+    QCOMPARE(meta.superClass(), &QObject::staticMetaObject);
+    QCOMPARE(meta.propertyCount(), meta.propertyOffset());
+    QCOMPARE(meta.methodCount() - meta.methodOffset(), 2);
+    const QMetaMethod signal = meta.method(meta.methodOffset());
+    QCOMPARE(signal.methodSignature(), QByteArray("stateChanged()"));
+    QCOMPARE(signal.methodType(), QMetaMethod::Signal);
+    const QMetaMethod slot = meta.method(meta.methodOffset() + 1);
+    QCOMPARE(slot.methodSignature(), QByteArray("commit()"));
+    QCOMPARE(slot.methodType(), QMetaMethod::Slot);
+    QCOMPARE(slot.access(), QMetaMethod::Public);
+}
+
+void TstAbstractStateWrapper::virtualOperations_followThoseOfQObjectInOrder()
+{
+    const std::vector<std::ptrdiff_t> places{
+        NotifySlot::lastOfQObject(),
+        place(&AbstractStateWrapper::setValue),
+        place(&AbstractStateWrapper::value),
+        place(&AbstractStateWrapper::toMap),
+        place(&AbstractStateWrapper::toByteArray),
+        place(&AbstractStateWrapper::toString),
+        place(&AbstractStateWrapper::toClientState),
+    };
+    for (std::size_t i = 1; i < places.size(); ++i) {
+        QCOMPARE(places.at(i) - places.at(i - 1), static_cast<std::ptrdiff_t>(sizeof(void*)));
+    }
+}
+
+void TstAbstractStateWrapper::constructor_hasNoParent()
+{
+    const TwoState state;
+    QCOMPARE(state.parent(), nullptr);
+}
+
+void TstAbstractStateWrapper::setValue_declaredProperty_writesIt()
+{
+    const LogCapture log;
+    TwoState state;
+    state.setValue(QStringLiteral("a"), 5);
+    QCOMPARE(state.m_a, 5);
+    QCOMPARE(state.m_b, QStringLiteral("x"));
+    QCOMPARE(log.texts(), QStringList());
+}
+
+void TstAbstractStateWrapper::setValue_ofOtherName_isReportedAndChangesNothing_data()
+{
+    QTest::addColumn<QString>("name");
+
+    QTest::newRow("unknown") << QStringLiteral("unknown");
+    QTest::newRow("empty") << QString();
+    QTest::newRow("another case") << QStringLiteral("A");
+    QTest::newRow("a blank more") << QStringLiteral("a ");
+    QTest::newRow("dynamic") << QStringLiteral("dynamic");
+    QTest::newRow("objectName") << QStringLiteral("objectName");
+    QTest::newRow("not Latin-1") << QStringLiteral("цена");
+    QTest::newRow("Latin-1 beyond ASCII") << QStringLiteral("größe");
+    QTest::newRow("a placeholder") << QStringLiteral("%1 %2");
+}
+
+void TstAbstractStateWrapper::setValue_ofOtherName_isReportedAndChangesNothing()
+{
+    QFETCH(QString, name);
+    DerivedState state;
+    state.setObjectName(QStringLiteral("name"));
+    state.setProperty("dynamic", 9);
+    const QVariantMap before = state.toMap();
+    const LogCapture log;
+
+    state.setValue(name, 5);
+
+    const QList<LogCapture::Line> lines = log.lines();
+    QCOMPARE(lines.size(), 1);
+    QCOMPARE(lines.first().type, QtWarningMsg);
+    QCOMPARE(lines.first().category, QStringLiteral("default"));
+    QCOMPARE(lines.first().text, QStringLiteral("There is no property ") + name);
+    QCOMPARE(state.toMap(), before);
+    QCOMPARE(state.objectName(), QStringLiteral("name"));
+    QCOMPARE(state.property("dynamic"), QVariant(9));
+    QCOMPARE(state.dynamicPropertyNames(), QList<QByteArray>{"dynamic"});
+}
+
+void TstAbstractStateWrapper::setValue_ofBaseClassProperty_writesIt()
+{
+    const LogCapture log;
+    DerivedState state;
+    state.setValue(QStringLiteral("a"), 5);
+    QCOMPARE(state.m_a, 5);
+    QCOMPARE(state.value(QStringLiteral("a")), QVariant(5));
+    QCOMPARE(log.texts(), QStringList());
+}
+
+void TstAbstractStateWrapper::setValue_readOnlyProperty_isIgnoredSilently()
+{
+    const LogCapture log;
+    AbState state;
+    state.setValue(QStringLiteral("readOnly"), 8);
+    QCOMPARE(state.value(QStringLiteral("readOnly")), QVariant(7));
+    QCOMPARE(log.texts(), QStringList());
+}
+
+void TstAbstractStateWrapper::setValue_redeclaredProperty_writesTheOwnOne()
+{
+    RedeclaringState state;
+    state.setValue(QStringLiteral("a"), QStringLiteral("new"));
+    state.setValue(QStringLiteral("objectName"), QStringLiteral("new name"));
+    QCOMPARE(state.m_text, QStringLiteral("new"));
+    QCOMPARE(state.m_a, 1);
+    QCOMPARE(state.m_name, QStringLiteral("new name"));
+    QCOMPARE(state.objectName(), QString());
+}
+
+void TstAbstractStateWrapper::setValue_convertsAsTheMetaPropertyDoes_data()
+{
+    QTest::addColumn<QString>("name");
+    QTest::addColumn<QVariant>("written");
+    QTest::addColumn<QVariant>("expected");
+
+    const QDateTime utc(QDate(2024, 5, 1), QTime(1, 2, 3, 456), Qt::UTC);
+    const QDateTime before = KindsState().m_moment;
+    const auto row = [](const char* tag, const char* name, const QVariant& written, const QVariant& expected) {
+        QTest::newRow(tag) << QString::fromLatin1(name) << written << expected;
+    };
+    row("text of a number", "number", QStringLiteral("77"), 77);
+    row("text of no number", "number", QStringLiteral("seven"), 1);
+    row("real, rounded", "number", 3.7, 4);
+    row("bool as number", "number", true, 1);
+    row("map as number", "number", QVariantMap{{QStringLiteral("k"), 1}}, 1);
+    row("invalid as number", "number", QVariant(), 0);
+    row("invalid, with a reset", "resettable", QVariant(), -1);
+    row("large number", "large", 9007199254740993LL, 9007199254740993LL);
+    row("text false", "flag", QStringLiteral("false"), false);
+    row("any other text", "flag", QStringLiteral("yes"), true);
+    row("number as text", "text", 5, QStringLiteral("5"));
+    row("map as text", "text", QVariantMap{{QStringLiteral("k"), 1}}, QStringLiteral("text"));
+    row("invalid as text", "text", QVariant(), QString());
+    row("text as bytes", "bytes", QStringLiteral("цена"), QStringLiteral("цена").toUtf8());
+    row("text as real", "real", QStringLiteral("1.25"), 1.25);
+    row("comma in a real", "real", QStringLiteral("1,25"), 0.5);
+    row("date-time, unchanged", "moment", utc, utc);
+    row("date-time of a text", "moment", QStringLiteral("2024-05-01T01:02:03.456Z"), utc);
+    row("date-time of no date", "moment", QStringLiteral("soon"), before);
+    row("date-time of a date", "moment", QDate(2024, 5, 2), QDateTime(QDate(2024, 5, 2), QTime(0, 0)));
+    row("invalid date-time", "moment", QVariant(), QDateTime());
+    row("texts of a list", "texts", QVariantList{QStringLiteral("a"), 1},
+        QStringList{QStringLiteral("a"), QStringLiteral("1")});
+    row("texts of a text", "texts", QStringLiteral("a"), QStringList{QStringLiteral("a")});
+    row("list of texts", "list", QStringList{QStringLiteral("a")}, QVariantList{QStringLiteral("a")});
+    row("list of a number", "list", 5, QVariantList{1});
+    row("list of numbers, unchanged", "numbers", QVariant::fromValue(QList<int>{4, 5}),
+        QVariant::fromValue(QList<int>{4, 5}));
+    row("numbers of a list", "numbers", QVariantList{4, 5}, QVariant::fromValue(QList<int>{1}));
+    row("map of a hash", "map", QVariantHash{{QStringLiteral("z"), 1}}, QVariantMap{{QStringLiteral("z"), 1}});
+    row("anything", "any", QStringList{QStringLiteral("a")}, QStringList{QStringLiteral("a")});
+    row("own type with converter, of a text", "label", QStringLiteral("new"),
+        QVariant::fromValue(Label{QStringLiteral("new")}));
+    row("own type with converter, of a number", "label", 5, QVariant::fromValue(Label{QStringLiteral("label")}));
+    row("own type", "pair", QVariant::fromValue(Pair{2, -2}), QVariant::fromValue(Pair{2, -2}));
+    row("own type, of a text", "pair", QStringLiteral("2"), QVariant::fromValue(Pair{1, -1}));
+    row("own type, invalid", "pair", QVariant(), QVariant::fromValue(Pair{}));
+}
+
+void TstAbstractStateWrapper::setValue_convertsAsTheMetaPropertyDoes()
+{
+    QFETCH(QString, name);
+    QFETCH(QVariant, written);
+    QFETCH(QVariant, expected);
+    const LogCapture log;
+    KindsState state;
+
+    state.setValue(name, written);
+
+    const QVariant read = state.value(name);
+    QCOMPARE(read.userType(), expected.userType());
+    if (read.canConvert<Pair>()) {
+        QVERIFY(!(read.value<Pair>() != expected.value<Pair>()));
+    } else if (read.userType() == qMetaTypeId<Label>()) {
+        QCOMPARE(read.value<Label>().text, expected.value<Label>().text);
+    } else if (read.userType() == qMetaTypeId<QList<int>>()) {
+        QCOMPARE(read.value<QList<int>>(), expected.value<QList<int>>());
+    } else {
+        QCOMPARE(read, expected);
+    }
+    if (read.type() == QVariant::DateTime) {
+        QCOMPARE(read.toDateTime().timeSpec(), expected.toDateTime().timeSpec());
+    }
+    QCOMPARE(log.texts(), QStringList());
+}
+
+void TstAbstractStateWrapper::setValue_enumerator_byNameNumberAndValue_data()
+{
+    QTest::addColumn<QString>("name");
+    QTest::addColumn<QVariant>("written");
+    QTest::addColumn<int>("expected");
+
+    const QString cover = QStringLiteral("cover");
+    const QString parts = QStringLiteral("parts");
+    QTest::newRow("name") << cover << QVariant(QStringLiteral("Closed")) << int(EnumState::Closed);
+    QTest::newRow("unknown name") << cover << QVariant(QStringLiteral("Ajar")) << int(EnumState::Open);
+    QTest::newRow("number") << cover << QVariant(0) << int(EnumState::Closed);
+    QTest::newRow("number of none") << cover << QVariant(3) << 3;
+    QTest::newRow("value") << cover << QVariant::fromValue(EnumState::Closed) << int(EnumState::Closed);
+    QTest::newRow("names of flags") << parts << QVariant(QStringLiteral("Head|Cutter")) << 3;
+    QTest::newRow("number of flags") << parts << QVariant(2) << 2;
+    QTest::newRow("flags") << parts << QVariant::fromValue(EnumState::Parts(EnumState::Cutter)) << 2;
+}
+
+void TstAbstractStateWrapper::setValue_enumerator_byNameNumberAndValue()
+{
+    QFETCH(QString, name);
+    QFETCH(QVariant, written);
+    QFETCH(int, expected);
+    EnumState state;
+    state.setValue(name, written);
+    const int now = name == QLatin1String("cover") ? int(state.m_cover) : int(state.m_parts);
+    QCOMPARE(now, expected);
+}
+
+void TstAbstractStateWrapper::setValue_callsTheSetterInTheCallingThread()
+{
+    std::thread::id caller;
+    std::thread::id setter;
+    UnrulyState unruly([&setter] { setter = std::this_thread::get_id(); });
+    std::thread([&unruly, &caller] {
+        caller = std::this_thread::get_id();
+        unruly.setValue(QStringLiteral("releasing"), 1);
+    }).join();
+    QVERIFY(setter != std::thread::id());
+    QVERIFY(setter == caller);
+}
+
+void TstAbstractStateWrapper::value_declaredProperty_readsIt()
+{
+    DerivedState state;
+    QCOMPARE(state.value(QStringLiteral("c")), QVariant(3));
+    QCOMPARE(state.value(QStringLiteral("b")), QVariant(QStringLiteral("x")));
+}
+
+void TstAbstractStateWrapper::value_unknownName_isInvalidWithoutWarning_data()
+{
+    QTest::addColumn<QString>("name");
+
+    QTest::newRow("unknown") << QStringLiteral("unknown");
+    QTest::newRow("empty") << QString();
+    QTest::newRow("not Latin-1") << QStringLiteral("цена");
+}
+
+void TstAbstractStateWrapper::value_unknownName_isInvalidWithoutWarning()
+{
+    QFETCH(QString, name);
+    const LogCapture log;
+    TwoState state;
+    QVERIFY(!state.value(name).isValid());
+    QCOMPARE(log.texts(), QStringList());
+}
+
+void TstAbstractStateWrapper::value_dynamicPropertyAndObjectName_areFound()
+{
+    TwoState state;
+    state.setObjectName(QStringLiteral("name"));
+    state.setProperty("dynamic", 9);
+    state.setProperty(QStringLiteral("größe").toLatin1().constData(), 10);
+    QCOMPARE(state.value(QStringLiteral("objectName")), QVariant(QStringLiteral("name")));
+    QCOMPARE(state.value(QStringLiteral("dynamic")), QVariant(9));
+    QCOMPARE(state.value(QStringLiteral("größe")), QVariant(10));
+}
+
+void TstAbstractStateWrapper::toMap_hasTheOwnPropertiesOnly()
+{
+    DerivedState state;
+    state.setObjectName(QStringLiteral("name"));
+    state.setProperty("dynamic", 9);
+    QCOMPARE(state.toMap(), (QVariantMap{{QStringLiteral("c"), 3}}));
+    QCOMPARE(TwoState().toMap(), (QVariantMap{{QStringLiteral("a"), 1}, {QStringLiteral("b"), QStringLiteral("x")}}));
+    QCOMPARE(AbState().toMap().keys(),
+             (QStringList{QStringLiteral("a"), QStringLiteral("b"), QStringLiteral("readOnly")}));
+}
+
+void TstAbstractStateWrapper::toMap_withoutProperties_isEmpty()
+{
+    QCOMPARE(PlainState().toMap(), QVariantMap());
+}
+
+void TstAbstractStateWrapper::toMap_redeclaredProperty_isTheOwnOne()
+{
+    QCOMPARE(RedeclaringState().toMap(),
+             (QVariantMap{{QStringLiteral("a"), QStringLiteral("own")},
+                          {QStringLiteral("objectName"), QStringLiteral("own name")}}));
+}
+
+void TstAbstractStateWrapper::toByteArray_isCompactSortedJson()
+{
+    QCOMPARE(TwoState().toByteArray(), QByteArray(R"({"a":1,"b":"x"})"));
+}
+
+void TstAbstractStateWrapper::toByteArray_withoutProperties_isAnEmptyObject()
+{
+    QCOMPARE(PlainState().toByteArray(), QByteArray("{}"));
+}
+
+void TstAbstractStateWrapper::toByteArray_usesTheOverriddenMap()
+{
+    QCOMPARE(OverridingState().toByteArray(), QByteArray(R"({"own":1})"));
+}
+
+void TstAbstractStateWrapper::toByteArray_writesEachKindAsJsonDoes_data()
+{
+    QTest::addColumn<QString>("name");
+    QTest::addColumn<QVariant>("value");
+    QTest::addColumn<QByteArray>("json");
+
+    const QDateTime local(QDate(2024, 5, 1), QTime(1, 2, 3, 456));
+    const auto row = [](const char* tag, const char* name, const QVariant& value, const char* json) {
+        QTest::newRow(tag) << QString::fromLatin1(name) << value << QByteArray(json);
+    };
+    row("bool", "flag", true, "true");
+    row("number", "number", -5, "-5");
+    row("real", "real", 36.5, "36.5");
+    row("not a number", "real", std::numeric_limits<double>::quiet_NaN(), "null");
+    row("infinite", "real", std::numeric_limits<double>::infinity(), "null");
+    row("beyond 2^53", "large", 9007199254740993LL, "9007199254740992");
+    row("text", "text", QStringLiteral("a \"b\"\n\u20ac"), "\"a \\\"b\\\"\\n\xe2\x82\xac\"");
+    row("null text", "text", QString(), "\"\"");
+    row("bytes", "bytes", QByteArray("raw"), "\"raw\"");
+    row("local date-time", "moment", local, "\"2024-05-01T01:02:03.456\"");
+    row("UTC date-time", "moment", QDateTime(local.date(), local.time(), Qt::UTC), "\"2024-05-01T01:02:03.456Z\"");
+    row("date-time with offset", "moment", QDateTime(local.date(), local.time(), Qt::OffsetFromUTC, 7200),
+        "\"2024-05-01T01:02:03.456+02:00\"");
+    row("invalid date-time", "moment", QDateTime(), "\"\"");
+    row("date", "day", QDate(2024, 5, 1), "\"2024-05-01\"");
+    row("invalid date", "day", QDate(), "null");
+    row("texts", "texts", QStringList{QStringLiteral("b"), QStringLiteral("a")}, "[\"b\",\"a\"]");
+    row("list", "list", QVariantList{1, QStringLiteral("two"), QVariantList{true}}, "[1,\"two\",[true]]");
+    row("map", "map", QVariantMap{{QStringLiteral("z"), 1}, {QStringLiteral("y"), local}},
+        "{\"y\":\"2024-05-01T01:02:03.456\",\"z\":1}");
+    row("list of a C++ type", "numbers", QVariant::fromValue(QList<int>{4, 5}), "null");
+    row("invalid", "any", QVariant(), "null");
+    row("variant", "any", QVariantMap{{QStringLiteral("k"), 1}}, "{\"k\":1}");
+    row("identifier", "uuid", QUuid(QStringLiteral("{67c8770b-44f1-410a-ab9a-f9b5446f13ee}")),
+        "\"67c8770b-44f1-410a-ab9a-f9b5446f13ee\"");
+    row("address", "url", QUrl(QStringLiteral("http://127.0.0.1/a b")), "\"http://127.0.0.1/a%20b\"");
+    row("own type", "pair", QVariant::fromValue(Pair{1, -1}), "null");
+    row("own type with converter", "label", QVariant::fromValue(Label{QStringLiteral("new")}), "\"new\"");
+    row("own type, converted to nothing", "label", QVariant::fromValue(Label{}), "null");
+}
+
+void TstAbstractStateWrapper::toByteArray_writesEachKindAsJsonDoes()
+{
+    QFETCH(QString, name);
+    QFETCH(QVariant, value);
+    QFETCH(QByteArray, json);
+    KindsState state;
+    state.setValue(name, value);
+
+    const QByteArray whole = state.toByteArray();
+
+    const QByteArray entry = "\"" + name.toLatin1() + "\":" + json;
+    QVERIFY2(whole.contains("," + entry + ",") || whole.contains("{" + entry + ",")
+                 || whole.contains("," + entry + "}"),
+             whole.constData());
+    QCOMPARE(QJsonDocument::fromJson(whole).object().size(), 18);
+}
+
+void TstAbstractStateWrapper::toByteArray_enumerator_isANumberUntilItsTypeIsRegistered()
+{
+    const LateEnumState state;
+    QCOMPARE(state.toByteArray(), QByteArray(R"({"mode":1})"));
+
+    qRegisterMetaType<LateEnumState::Mode>();
+
+    QCOMPARE(state.toByteArray(), QByteArray(R"({"mode":"Busy"})"));
+    // Flags have no text of their own.
+    QCOMPARE(EnumState().toByteArray(), QByteArray(R"({"cover":"Open","parts":null})"));
+}
+
+void TstAbstractStateWrapper::toString_isTheBytesAsUtf8()
+{
+    TwoState state;
+    state.m_b = QStringLiteral("цена €");
+    QCOMPARE(state.toString(), QStringLiteral(R"({"a":1,"b":"цена €"})"));
+}
+
+void TstAbstractStateWrapper::toString_ofNullBytes_isNull()
+{
+    OverridingState state;
+    state.m_useBytes = true;
+    QVERIFY(state.toString().isNull());
+
+    state.m_bytes = "";
+    QVERIFY(!state.toString().isNull());
+    state.m_bytes = "\xe2\x82\xac";
+    QCOMPARE(state.toString(), QStringLiteral("€"));
+}
+
+void TstAbstractStateWrapper::toClientState_isTheDerivedClassesOwn()
+{
+    const TwoState state;
+    const tarvex::ClientState record = static_cast<const AbstractStateWrapper&>(state).toClientState();
+    QVERIFY(record.isValid());
+    QCOMPARE(record.state(), QStringLiteral(R"({"a":1,"b":"x"})"));
+}
+
+void TstAbstractStateWrapper::commit_emitsOnceInTheCallingThread()
+{
+    TwoState state;
+    int commits = 0;
+    QThread* emitter = nullptr;
+    connect(
+        &state, &AbstractStateWrapper::stateChanged, &state,
+        [&commits, &emitter] {
+            ++commits;
+            emitter = QThread::currentThread();
+        },
+        Qt::DirectConnection);
+
+    QThread* committer = nullptr;
+    std::thread([&state, &committer] {
+        committer = QThread::currentThread();
+        QVERIFY(QMetaObject::invokeMethod(&state, "commit", Qt::DirectConnection));
+    }).join();
+
+    QCOMPARE(commits, 1);
+    QVERIFY(emitter == committer && emitter != thread());
+}
+
+void TstAbstractStateWrapper::commit_emitsUnderTheLockOfAllWrappers()
+{
+    TwoState state;
+    TwoState other;
+    std::thread reader;
+    bool readInSlot = true;
+    connect(&state, &AbstractStateWrapper::stateChanged, this,
+            [&other, &reader, &readInSlot] { readInSlot = canBeRead(other, reader); });
+
+    state.commit();
+
+    reader.join(); // It has been served by now, or is so now that the lock is free.
+    QVERIFY(!readInSlot);
+    QVERIFY(isUnlocked());
+}
+
+void TstAbstractStateWrapper::commit_toReceiverInAnotherThread_showsTheCommittedValues()
+{
+    TwoState state;
+    QThread thread;
+    QObject receiver;
+    receiver.moveToThread(&thread);
+    std::promise<QByteArray> seen;
+    std::future<QByteArray> isSeen = seen.get_future();
+    // The default connection: queued, since the receiver lives elsewhere.
+    connect(&state, &AbstractStateWrapper::stateChanged, &receiver,
+            [&state, &seen] { seen.set_value(state.toByteArray()); });
+    thread.start();
+
+    state.setValue(QStringLiteral("a"), 2);
+    state.commit();
+
+    QCOMPARE(isSeen.get(), QByteArray(R"({"a":2,"b":"x"})"));
+    thread.quit();
+    QVERIFY(thread.wait());
+}
+
+void TstAbstractStateWrapper::setValueAndReads_callAccessorsUnderTheLock()
+{
+    TwoState other;
+    std::thread reader;
+    bool readInSetter = true;
+    UnrulyState state([&other, &reader, &readInSetter] { readInSetter = canBeRead(other, reader); });
+
+    state.setValue(QStringLiteral("releasing"), 1);
+
+    reader.join();
+    QVERIFY(!readInSetter);
+    QVERIFY(isUnlocked());
+}
+
+void TstAbstractStateWrapper::throwingAccessor_leavesTheLockFree()
+{
+    UnrulyState state([] {});
+    QVERIFY_EXCEPTION_THROWN(state.value(QStringLiteral("throwing")), std::runtime_error);
+    QVERIFY(isUnlocked());
+    QVERIFY_EXCEPTION_THROWN(state.setValue(QStringLiteral("throwing"), 1), std::runtime_error);
+    QVERIFY(isUnlocked());
+    QVERIFY_EXCEPTION_THROWN(state.toMap(), std::runtime_error);
+    QVERIFY(isUnlocked());
+}
+
+void TstAbstractStateWrapper::setter_thatReleasesTheWrapper_leavesTheLockFree()
+{
+    QPointer<UnrulyState> state = new UnrulyState([&state] { delete state; });
+    state->setValue(QStringLiteral("releasing"), 1);
+    QVERIFY(state.isNull());
+    QVERIFY(isUnlocked());
+}
+
+void TstAbstractStateWrapper::commit_whoseReceiverReleasesTheWrapper_leavesTheLockFree()
+{
+    QPointer<TwoState> state = new TwoState;
+    connect(state, &AbstractStateWrapper::stateChanged, this, [&state] { delete state; });
+    state->commit();
+    QVERIFY(state.isNull());
+    QVERIFY(isUnlocked());
+}
+
+void TstAbstractStateWrapper::init_replacesAndReleasesTheFormerWrapper()
+{
+    const QPointer<TwoState> first = new TwoState;
+    const QSharedPointer<TwoState> second(new TwoState);
+    AbstractStateWrapper::init(QSharedPointer<AbstractStateWrapper>(first.data()));
+    QVERIFY(first);
+
+    AbstractStateWrapper::init(second);
+    QVERIFY(first.isNull());
+
+    AbstractStateWrapper::init({});
+    second->commit(); // Still held here.
+}
+
+void TstAbstractStateWrapper::init_whileDestroyed_formerWrapperFindsItsSuccessor()
+{
+    // A wrapper whose destruction sets a value: the lock is free by then.
+    const QSharedPointer<TwoState> second(new TwoState);
+    QObject* const first = new TwoState;
+    connect(first, &QObject::destroyed, this, [&second] { second->setValue(QStringLiteral("a"), 9); });
+    AbstractStateWrapper::init(QSharedPointer<AbstractStateWrapper>(static_cast<TwoState*>(first)));
+
+    AbstractStateWrapper::init(second);
+
+    QCOMPARE(second->m_a, 9);
+}
+
+void TstAbstractStateWrapper::manyThreads_neverSeeAValueHalfWritten()
+{
+    constexpr int ROUNDS = 400;
+    SharedState state;
+    int commits = 0; // Guarded by nothing but the lock under which the signal is emitted.
+    connect(
+        &state, &AbstractStateWrapper::stateChanged, this, [&commits] { ++commits; }, Qt::DirectConnection);
+    std::atomic<int> halfWritten{0};
+    std::vector<std::thread> threads;
+    for (int number = 0; number < 4; ++number) {
+        threads.emplace_back([&state, number] {
+            for (int i = 1; i <= ROUNDS; ++i) {
+                const int value = 4 * i + number;
+                state.setValue(QStringLiteral("pair"), QVariant::fromValue(Pair{value, -value}));
+                state.setValue(QStringLiteral("both"), value);
+                state.setValue(QStringLiteral("text"), QString(100, QLatin1Char(static_cast<char>('a' + number))));
+                state.commit();
+            }
+        });
+        threads.emplace_back([&state, &halfWritten] {
+            for (int i = 0; i < ROUNDS; ++i) {
+                const Pair pair = state.value(QStringLiteral("pair")).value<Pair>();
+                const QVariantMap map = state.toMap();
+                const QString text = state.value(QStringLiteral("text")).toString();
+                const QJsonObject json = QJsonDocument::fromJson(state.toByteArray()).object();
+                const bool whole = pair.first == -pair.second
+                    && map.value(QStringLiteral("left")).toInt() == -map.value(QStringLiteral("right")).toInt()
+                    && (text.isEmpty() || text == QString(100, text.at(0)))
+                    && json.value(QLatin1String("left")).toInt() == -json.value(QLatin1String("right")).toInt();
+                halfWritten += whole ? 0 : 1;
+            }
+        });
+    }
+    for (std::thread& thread : threads) {
+        thread.join();
+    }
+    QCOMPARE(halfWritten.load(), 0);
+    QCOMPARE(commits, 4 * ROUNDS);
+}
+
+void TstAbstractStateWrapper::directReceiver_thatReads_blocksForever_data()
+{
+    QTest::addColumn<QString>("connection");
+
+    QTest::newRow("direct") << QStringLiteral("direct");
+    QTest::newRow("default, in the committing thread") << QStringLiteral("default");
+}
+
+void TstAbstractStateWrapper::directReceiver_thatReads_blocksForever()
+{
+    QFETCH(QString, connection);
+    QProcess child;
+    child.start(QStringLiteral(STATE_CHILD), {connection});
+    QByteArray output;
+    QTRY_VERIFY_WITH_TIMEOUT(
+        (child.waitForReadyRead(50), output += child.readAllStandardOutput(), output == "called\n"), 30000);
+
+    // Forever cannot be waited for; whoever is not blocked goes on at once.
+    QVERIFY(!child.waitForReadyRead(2000));
+    QCOMPARE(child.state(), QProcess::Running);
+
+    child.kill();
+    QVERIFY(child.waitForFinished());
+    QCOMPARE(child.exitStatus(), QProcess::CrashExit);
+    QCOMPARE(child.readAllStandardOutput(), QByteArray());
+}
+
+void TstAbstractStateWrapper::queuedReceiver_thatReads_isServed()
+{
+    QProcess child;
+    child.start(QStringLiteral(STATE_CHILD), {QStringLiteral("queued")});
+    QVERIFY(child.waitForFinished());
+    QCOMPARE(child.readAllStandardOutput(), QByteArray("committed\ncalled\n{\"number\":5}\n"));
+    QCOMPARE(child.exitStatus(), QProcess::NormalExit);
+    QCOMPARE(child.exitCode(), 0);
+}
+
+void TstAbstractStateWrapper::staticObjects_useTheStateBeforeMain()
+{
+    QProcess child;
+    child.start(QStringLiteral(STATE_CHILD), {QStringLiteral("before-main")});
+    QVERIFY(child.waitForFinished());
+    QCOMPARE(child.readAllStandardOutput(), QByteArray("{\"number\":1}\n"));
+    QCOMPARE(child.exitStatus(), QProcess::NormalExit);
+    QCOMPARE(child.exitCode(), 0);
+}
+
+void TstAbstractStateWrapper::destructorAtUnload_findsNoWrapper()
+{
+    QProcess child;
+    child.start(QStringLiteral(STATE_CHILD), {QStringLiteral("at-exit")});
+    QVERIFY(child.waitForFinished());
+    QCOMPARE(child.readAllStandardOutput(), QByteArray("leaving main\ngoing\n3\ngone\n"));
+    QCOMPARE(child.readAllStandardError(),
+             QByteArray("There is no any state wrapper\nThere is no any state wrapper\n"));
+    QCOMPARE(child.exitStatus(), QProcess::NormalExit);
+    QCOMPARE(child.exitCode(), 0);
+}
+
+QTEST_GUILESS_MAIN(TstAbstractStateWrapper)
+
+#include "tst_abstractstatewrapper.moc"

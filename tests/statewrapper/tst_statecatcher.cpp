@@ -1,0 +1,408 @@
+#include "statewrapper/statecatcher.h"
+
+#include "logcapture.h"
+
+#include <QPointer>
+#include <QSharedPointer>
+#include <QSignalSpy>
+#include <QTest>
+
+#include <atomic>
+#include <cstddef>
+#include <thread>
+#include <type_traits>
+#include <vector>
+
+static_assert(
+    std::is_empty_v<
+        StateCatcher> && std::is_copy_constructible_v<StateCatcher> && std::is_copy_assignable_v<StateCatcher> && std::is_default_constructible_v<StateCatcher>,
+    "a catcher is made on the spot and holds nothing");
+static_assert(std::is_empty_v<commitstate> && std::is_trivial_v<commitstate>, "a commit is a mark and nothing else");
+static_assert(std::is_copy_constructible_v<catchvalue> && std::is_copy_assignable_v<catchvalue>,
+              "a value to set is a value");
+static_assert(sizeof(catchvalue) == sizeof(QString) + sizeof(QVariant), "a name and a value");
+
+/// Records what it is called with, in order.
+class RecordingState : public AbstractStateWrapper
+{
+    Q_OBJECT
+    Q_PROPERTY(int number MEMBER m_number)
+    Q_PROPERTY(QDateTime moment MEMBER m_moment)
+    Q_PROPERTY(QString text MEMBER m_text)
+public:
+    RecordingState() { connect(this, SIGNAL(stateChanged()), this, SLOT(onStateChanged()), Qt::DirectConnection); }
+
+    void setValue(QString name, QVariant value) override
+    {
+        m_calls.append(name);
+        AbstractStateWrapper::setValue(name, value);
+    }
+
+    tarvex::ClientState toClientState() const override
+    {
+        tarvex::ClientState state;
+        state.setOwner(QStringLiteral("printer"));
+        state.setStateType(tarvex::ClientState::EStateType(3));
+        state.setState(toString());
+        return state;
+    }
+
+    QStringList m_calls;
+    int m_number = 0;
+    QDateTime m_moment;
+    QString m_text;
+
+private Q_SLOTS:
+
+    void onStateChanged() { m_calls.append(QStringLiteral("committed")); }
+};
+
+/// Counts; called by many threads, and guarded by nothing but the state's lock.
+class CountingState : public AbstractStateWrapper
+{
+    Q_OBJECT
+    Q_PROPERTY(int number READ number WRITE setNumber)
+public:
+    CountingState() { connect(this, SIGNAL(stateChanged()), this, SLOT(onStateChanged()), Qt::DirectConnection); }
+
+    int number() const { return m_number; }
+
+    void setNumber(int number)
+    {
+        m_number = number;
+        ++m_sets;
+    }
+
+    tarvex::ClientState toClientState() const override { return {}; }
+
+    int m_number = 0;
+    int m_sets = 0;
+    int m_commits = 0;
+
+private Q_SLOTS:
+
+    void onStateChanged() { ++m_commits; }
+};
+
+namespace {
+
+const QString NUMBER = QStringLiteral("number");
+const QString TEXT = QStringLiteral("text");
+const QString MOMENT = QStringLiteral("moment");
+
+QSharedPointer<RecordingState> initWrapper()
+{
+    auto state = QSharedPointer<RecordingState>::create();
+    AbstractStateWrapper::init(state);
+    return state;
+}
+
+} // namespace
+
+class TstStateCatcher : public QObject
+{
+    Q_OBJECT
+private Q_SLOTS:
+    void cleanup();
+
+    void catchvalue_holdsNameAndValue();
+    void catchvalue_ofDateTime_isADateTimeVariant();
+    void catchvalue_isCopiedAndAssigned();
+
+    void withoutWrapper_eachItemIsReported();
+    void withoutWrapper_readsAreEmptyAndSilent();
+    void afterInitWithNull_itemsAreReportedAgain();
+
+    void stream_setsEachValueThenCommits();
+    void stream_returnsACatcher();
+    void stream_valueIsSetBeforeTheCommit();
+    void stream_dateTime_isStoredUnchanged();
+    void stream_unknownName_isReportedByTheWrapper();
+    void stream_afterANewInit_reachesTheNewWrapper();
+    void stream_withoutCommit_emitsNothing();
+    void commit_fromAnyThread_isEmittedThere();
+
+    void wrapper_isASharedCopy();
+    void property_readsTheCurrentWrapper();
+    void toClientState_isTheCurrentWrappersRecord();
+
+    void commit_whoseReceiverReplacesTheWrapper_keepsItToTheEnd();
+    void setValue_whoseSetterReplacesTheWrapper_keepsItToTheEnd();
+    void manyThreads_everyItemArrives();
+};
+
+void TstStateCatcher::cleanup()
+{
+    AbstractStateWrapper::init({});
+}
+
+void TstStateCatcher::catchvalue_holdsNameAndValue()
+{
+    const catchvalue number(NUMBER, 5);
+    QCOMPARE(number.name, NUMBER);
+    QCOMPARE(number.value, QVariant(5));
+    QCOMPARE(static_cast<const void*>(&number.name), static_cast<const void*>(&number));
+
+    const catchvalue text(TEXT, QStringLiteral("new"));
+    QCOMPARE(text.value, QVariant(QStringLiteral("new")));
+}
+
+void TstStateCatcher::catchvalue_ofDateTime_isADateTimeVariant()
+{
+    const QDateTime utc(QDate(2024, 5, 1), QTime(1, 2, 3, 456), Qt::UTC);
+    const catchvalue moment(MOMENT, utc);
+    QCOMPARE(moment.name, MOMENT);
+    QCOMPARE(moment.value.userType(), int(QMetaType::QDateTime));
+    QCOMPARE(moment.value.toDateTime(), utc);
+    QCOMPARE(moment.value.toDateTime().timeSpec(), Qt::UTC);
+    // An invalid one stays a date-time, and not "no value".
+    QCOMPARE(catchvalue(MOMENT, QDateTime()).value.userType(), int(QMetaType::QDateTime));
+}
+
+void TstStateCatcher::catchvalue_isCopiedAndAssigned()
+{
+    const catchvalue original(NUMBER, 5);
+    catchvalue copy(original);
+    QCOMPARE(copy.name, NUMBER);
+    QCOMPARE(copy.value, QVariant(5));
+    copy = catchvalue(TEXT, QStringLiteral("new"));
+    QCOMPARE(copy.name, TEXT);
+    QCOMPARE(copy.value, QVariant(QStringLiteral("new")));
+    QCOMPARE(original.name, NUMBER);
+}
+
+void TstStateCatcher::withoutWrapper_eachItemIsReported()
+{
+    const LogCapture log;
+    StateCatcher() << catchvalue(NUMBER, 5) << commitstate();
+    const QList<LogCapture::Line> lines = log.lines();
+    QCOMPARE(lines.size(), 2);
+    for (const LogCapture::Line& line : lines) {
+        QCOMPARE(line.type, QtWarningMsg);
+        QCOMPARE(line.category, QStringLiteral("default"));
+        QCOMPARE(line.text, QStringLiteral("There is no any state wrapper"));
+    }
+}
+
+void TstStateCatcher::withoutWrapper_readsAreEmptyAndSilent()
+{
+    const LogCapture log;
+    StateCatcher catcher;
+    QVERIFY(catcher.wrapper().isNull());
+    QVERIFY(qAsConst(catcher).wrapper().isNull());
+    QVERIFY(!catcher.property(NUMBER).isValid());
+    QCOMPARE(catcher.toClientState(), tarvex::ClientState());
+    QVERIFY(!catcher.toClientState().isValid());
+    QCOMPARE(log.texts(), QStringList());
+}
+
+void TstStateCatcher::afterInitWithNull_itemsAreReportedAgain()
+{
+    const QSharedPointer<RecordingState> state = initWrapper();
+    AbstractStateWrapper::init({});
+    const LogCapture log;
+    StateCatcher() << commitstate();
+    QCOMPARE(log.texts(), QStringList{QStringLiteral("warning: There is no any state wrapper")});
+    QCOMPARE(state->m_calls, QStringList());
+}
+
+void TstStateCatcher::stream_setsEachValueThenCommits()
+{
+    const LogCapture log;
+    const QSharedPointer<RecordingState> state = initWrapper();
+    StateCatcher() << catchvalue(NUMBER, 5) << catchvalue(TEXT, QStringLiteral("new")) << commitstate()
+                   << catchvalue(NUMBER, 6) << commitstate();
+    QCOMPARE(state->m_calls,
+             (QStringList{NUMBER, TEXT, QStringLiteral("committed"), NUMBER, QStringLiteral("committed")}));
+    QCOMPARE(state->m_number, 6);
+    QCOMPARE(state->m_text, QStringLiteral("new"));
+    QCOMPARE(log.texts(), QStringList());
+}
+
+void TstStateCatcher::stream_returnsACatcher()
+{
+    const QSharedPointer<RecordingState> state = initWrapper();
+    const StateCatcher catcher;
+    StateCatcher afterValue = catcher << catchvalue(NUMBER, 5);
+    StateCatcher afterCommit = afterValue << commitstate();
+    QCOMPARE(afterCommit.property(NUMBER), QVariant(5));
+}
+
+void TstStateCatcher::stream_valueIsSetBeforeTheCommit()
+{
+    const QSharedPointer<RecordingState> state = initWrapper();
+    // A chain is no transaction: whoever looks in between sees its beginning.
+    const StateCatcher between = StateCatcher() << catchvalue(NUMBER, 5);
+    QCOMPARE(state->value(NUMBER), QVariant(5));
+    QCOMPARE(state->m_calls, QStringList{NUMBER});
+    between << commitstate();
+    QCOMPARE(state->m_calls, (QStringList{NUMBER, QStringLiteral("committed")}));
+}
+
+void TstStateCatcher::stream_dateTime_isStoredUnchanged()
+{
+    const QSharedPointer<RecordingState> state = initWrapper();
+    const QDateTime moment(QDate(2024, 5, 1), QTime(1, 2, 3, 456), Qt::OffsetFromUTC, 7200);
+    StateCatcher() << catchvalue(MOMENT, moment);
+    QCOMPARE(state->m_moment, moment);
+    QCOMPARE(state->m_moment.offsetFromUtc(), 7200);
+    QCOMPARE(state->m_moment.timeSpec(), Qt::OffsetFromUTC);
+}
+
+void TstStateCatcher::stream_unknownName_isReportedByTheWrapper()
+{
+    const QSharedPointer<RecordingState> state = initWrapper();
+    const LogCapture log;
+    StateCatcher() << catchvalue(QStringLiteral("unknown"), 5) << catchvalue(NUMBER, 6);
+    QCOMPARE(log.texts(), QStringList{QStringLiteral("warning: There is no property unknown")});
+    QCOMPARE(state->m_number, 6);
+}
+
+void TstStateCatcher::stream_afterANewInit_reachesTheNewWrapper()
+{
+    const StateCatcher catcher;
+    const QSharedPointer<RecordingState> first = initWrapper();
+    catcher << catchvalue(NUMBER, 1) << commitstate();
+    const QSharedPointer<RecordingState> second = initWrapper();
+
+    catcher << catchvalue(NUMBER, 2) << commitstate();
+
+    QCOMPARE(first->m_number, 1);
+    QCOMPARE(second->m_number, 2);
+    QCOMPARE(first->m_calls, (QStringList{NUMBER, QStringLiteral("committed")}));
+    QCOMPARE(second->m_calls, (QStringList{NUMBER, QStringLiteral("committed")}));
+}
+
+void TstStateCatcher::stream_withoutCommit_emitsNothing()
+{
+    const QSharedPointer<RecordingState> state = initWrapper();
+    const QSignalSpy committed(state.data(), &AbstractStateWrapper::stateChanged);
+    StateCatcher() << catchvalue(NUMBER, 5) << catchvalue(TEXT, QStringLiteral("new"));
+    QCOMPARE(committed.count(), 0);
+}
+
+void TstStateCatcher::commit_fromAnyThread_isEmittedThere()
+{
+    const QSharedPointer<RecordingState> state = initWrapper();
+    std::thread::id emitter;
+    connect(
+        state.data(), &AbstractStateWrapper::stateChanged, this, [&emitter] { emitter = std::this_thread::get_id(); },
+        Qt::DirectConnection);
+    std::thread committer([] { StateCatcher() << commitstate(); });
+    const std::thread::id expected = committer.get_id();
+    committer.join();
+    QVERIFY(emitter == expected);
+}
+
+void TstStateCatcher::wrapper_isASharedCopy()
+{
+    const QPointer<RecordingState> state = initWrapper().data();
+    StateCatcher catcher;
+    QSharedPointer<AbstractStateWrapper> copy = catcher.wrapper();
+    QCOMPARE(copy.data(), state.data());
+    QCOMPARE(qAsConst(catcher).wrapper().data(), state.data());
+
+    AbstractStateWrapper::init({});
+
+    QVERIFY(state); // The copy keeps it.
+    QVERIFY(catcher.wrapper().isNull());
+    copy.clear();
+    QVERIFY(state.isNull());
+}
+
+void TstStateCatcher::property_readsTheCurrentWrapper()
+{
+    const QSharedPointer<RecordingState> state = initWrapper();
+    state->m_number = 5;
+    state->setObjectName(QStringLiteral("name"));
+    const LogCapture log;
+    QCOMPARE(StateCatcher().property(NUMBER), QVariant(5));
+    QCOMPARE(StateCatcher().property(QStringLiteral("objectName")), QVariant(QStringLiteral("name")));
+    QVERIFY(!StateCatcher().property(QStringLiteral("unknown")).isValid());
+    QCOMPARE(log.texts(), QStringList());
+}
+
+void TstStateCatcher::toClientState_isTheCurrentWrappersRecord()
+{
+    const QSharedPointer<RecordingState> state = initWrapper();
+    StateCatcher() << catchvalue(NUMBER, 5);
+    const tarvex::ClientState record = StateCatcher().toClientState();
+    QCOMPARE(record.owner(), QStringLiteral("printer"));
+    QCOMPARE(int(record.stateType()), 3);
+    QCOMPARE(record.state(), QStringLiteral(R"({"moment":"","number":5,"text":""})"));
+    QCOMPARE(record, state->toClientState());
+}
+
+void TstStateCatcher::commit_whoseReceiverReplacesTheWrapper_keepsItToTheEnd()
+{
+    const QPointer<RecordingState> first = initWrapper().data();
+    bool alive = false;
+    connect(
+        first, &AbstractStateWrapper::stateChanged, this,
+        [&first, &alive] {
+            initWrapper();
+            alive = !first.isNull();
+        },
+        Qt::DirectConnection);
+
+    StateCatcher() << commitstate() << catchvalue(NUMBER, 5);
+
+    QVERIFY(alive);
+    QVERIFY(first.isNull());
+    QCOMPARE(StateCatcher().property(NUMBER), QVariant(5));
+}
+
+/// Gives its place to another wrapper when a value is set.
+class ResigningState : public RecordingState
+{
+    Q_OBJECT
+public:
+    void setValue(QString name, QVariant value) override
+    {
+        initWrapper();
+        RecordingState::setValue(name, value);
+        m_calls.append(QStringLiteral("still there"));
+    }
+};
+
+void TstStateCatcher::setValue_whoseSetterReplacesTheWrapper_keepsItToTheEnd()
+{
+    const QPointer<QObject> first = [] {
+        const auto state = QSharedPointer<ResigningState>::create();
+        AbstractStateWrapper::init(state);
+        return state.data();
+    }();
+    StateCatcher() << catchvalue(NUMBER, 5);
+    QVERIFY(first.isNull());
+}
+
+void TstStateCatcher::manyThreads_everyItemArrives()
+{
+    constexpr int THREADS = 8;
+    constexpr int ROUNDS = 500;
+    const auto state = QSharedPointer<CountingState>::create();
+    AbstractStateWrapper::init(state);
+    std::atomic<int> badReads{0};
+    std::vector<std::thread> threads;
+    for (int number = 0; number < THREADS; ++number) {
+        threads.emplace_back([&badReads, number] {
+            for (int i = 0; i < ROUNDS; ++i) {
+                StateCatcher catcher;
+                catcher << catchvalue(NUMBER, i * THREADS + number) << commitstate();
+                const int read = catcher.property(NUMBER).toInt();
+                badReads += read >= 0 && read < ROUNDS * THREADS ? 0 : 1;
+            }
+        });
+    }
+    for (std::thread& thread : threads) {
+        thread.join();
+    }
+    QCOMPARE(badReads.load(), 0);
+    QCOMPARE(state->m_sets, THREADS * ROUNDS);
+    QCOMPARE(state->m_commits, THREADS * ROUNDS);
+    QCOMPARE(state.data(), StateCatcher().wrapper().data());
+}
+
+QTEST_GUILESS_MAIN(TstStateCatcher)
+
+#include "tst_statecatcher.moc"

@@ -1,0 +1,32 @@
+#ifndef DOORSTATE_H
+#define DOORSTATE_H
+
+#include "statewrapper/abstractstatewrapper.h"
+
+#include <QDateTime>
+
+/// What the door sensor knows: each property is one value of the state.
+class DoorState : public AbstractStateWrapper
+{
+    Q_OBJECT
+    Q_PROPERTY(Door door MEMBER m_door)
+    Q_PROPERTY(int openings MEMBER m_openings)
+    Q_PROPERTY(QDateTime lastOpened MEMBER m_lastOpened)
+public:
+    enum Door {
+        Closed,
+        Open
+    };
+    Q_ENUM(Door)
+
+    DoorState();
+
+    tarvex::ClientState toClientState() const override;
+
+private:
+    Door m_door = Closed;
+    int m_openings = 0;
+    QDateTime m_lastOpened;
+};
+
+#endif // DOORSTATE_H

@@ -1,0 +1,93 @@
+#include "doorstate.h"
+
+#include "client/supportedclients.h"
+#include "client/tarvexcontroller.h"
+#include "client/tarvexmsgworker.h"
+#include "client/tarvexqueryhandler.h"
+#include "client/tarvexqueryworker.h"
+#include "cmdlayer/tarvexcommand.h"
+#include "quitonsignal.h"
+#include "statewrapper/statecatcher.h"
+
+#include <QCoreApplication>
+
+using tarvex::Message;
+
+namespace {
+
+constexpr int STATE_INTERVAL_MS = 60000;
+constexpr int LOG_REPEAT_INTERVAL_MS = 10000;
+
+/// Reports the state, in a thread of its own.
+class DoorQueryWorker : public tarvex::TarvexQueryWorker
+{
+public:
+    DoorQueryWorker() : TarvexQueryWorker(STATE_INTERVAL_MS, tarvex::BUSNAME_DOOR_SENSOR) { }
+
+    void doSendState() override { handler->saveState(StateCatcher().toClientState()); }
+
+    void doApplySettings(tarvex::ClientSettings settings) override { Q_UNUSED(settings) }
+};
+
+void openDoor()
+{
+    const int openings = StateCatcher().property(QStringLiteral("openings")).toInt();
+    StateCatcher() << catchvalue(QStringLiteral("door"), DoorState::Open)
+                   << catchvalue(QStringLiteral("openings"), openings + 1)
+                   << catchvalue(QStringLiteral("lastOpened"), QDateTime::currentDateTime()) << commitstate();
+}
+
+void closeDoor()
+{
+    StateCatcher() << catchvalue(QStringLiteral("door"), DoorState::Closed) << commitstate();
+}
+
+} // namespace
+
+/// Plays the device's door sensor: the commands "openDoor" and "closeDoor" stand for what its hardware would tell.
+class DoorService : public tarvex::TarvexController
+{
+    Q_OBJECT
+public:
+    DoorService() : TarvexController(LOG_REPEAT_INTERVAL_MS, tarvex::BUSNAME_DOOR_SENSOR, nullptr) { }
+
+    void doStart() override
+    {
+        const auto state = QSharedPointer<DoorState>::create();
+        AbstractStateWrapper::init(state);
+
+        auto* const messages = new tarvex::TarvexMsgWorker(tarvex::BUSNAME_DOOR_SENSOR);
+        auto* const queries = new DoorQueryWorker;
+        // Queued, always: the state is locked while it says that it has changed.
+        connect(state.data(), SIGNAL(stateChanged()), queries, SLOT(sendState()), Qt::QueuedConnection);
+        connect(queries, SIGNAL(workerConnected()), queries, SLOT(sendState()), Qt::QueuedConnection);
+        connect(messages, SIGNAL(unprocessedMessage(Message)), this, SLOT(take(Message)), Qt::QueuedConnection);
+        initWorkers(messages, queries);
+    }
+
+private Q_SLOTS:
+
+    void take(Message message)
+    {
+        TarvexCommand command;
+        if (!TarvexCommand::incomingMessageToCmd(message, command)) {
+            return;
+        }
+        if (command.name() == QLatin1String("openDoor")) {
+            openDoor();
+        } else if (command.name() == QLatin1String("closeDoor")) {
+            closeDoor();
+        }
+    }
+};
+
+int main(int argc, char** argv)
+{
+    QCoreApplication application(argc, argv);
+    const QuitOnSignal quitOnSignal; // before any thread is started
+    DoorService service;
+    service.doStart();
+    return QCoreApplication::exec();
+}
+
+#include "main.moc"

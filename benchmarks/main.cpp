@@ -3,6 +3,7 @@
 #include "logbenchmark.h"
 #include "pushbenchmark.h"
 #include "servicebenchmark.h"
+#include "statebenchmark.h"
 
 #include <QCoreApplication>
 #include <QString>
@@ -22,6 +23,7 @@ int main(int argc, char** argv)
     registerExchangeBenchmarks();
     registerPushBenchmarks();
     registerLogBenchmarks();
+    registerStateBenchmarks();
     registerServiceBenchmarks();
     benchmark::RunSpecifiedBenchmarks();
     benchmark::Shutdown();

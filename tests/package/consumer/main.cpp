@@ -3,6 +3,8 @@
 #include "client/tarvexqueryhandler.h"
 #include "message.h"
 #include "records/message.h"
+#include "statecatcher.h"
+#include "statewrapper/abstractstatewrapper.h"
 #include "support/abstractworker.h"
 #include "support/abstractworkercontroller.h"
 #include "supportedclients.h"
@@ -55,6 +57,29 @@ private:
     }
 };
 
+class State : public AbstractStateWrapper
+{
+    Q_OBJECT
+    Q_PROPERTY(int paperLeft MEMBER m_paperLeft)
+public:
+    tarvex::ClientState toClientState() const override
+    {
+        tarvex::ClientState state;
+        state.setState(toString());
+        return state;
+    }
+
+private:
+    int m_paperLeft = 0;
+};
+
+bool stateWorks()
+{
+    AbstractStateWrapper::init(QSharedPointer<State>::create());
+    StateCatcher() << catchvalue(QStringLiteral("paperLeft"), 5) << commitstate();
+    return StateCatcher().toClientState().state() == QLatin1String(R"({"paperLeft":5})");
+}
+
 bool recordsWork()
 {
     tarvex::Message message;
@@ -72,7 +97,7 @@ int main(int argc, char** argv)
     QCoreApplication application(argc, argv);
     const wexcor::AppVersion version = bus::TarvexLib::version();
     qInfo().noquote() << "tarvexlib" << version.version() << "of" << version.buildTime();
-    if (version.version() != QLatin1String("5.0.28") || !recordsWork()) {
+    if (version.version() != QLatin1String("5.0.28") || !recordsWork() || !stateWorks()) {
         return 1;
     }
     Controller controller(nullptr);

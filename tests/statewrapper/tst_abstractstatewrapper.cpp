@@ -921,7 +921,7 @@ void TstAbstractStateWrapper::init_whileDestroyed_formerWrapperFindsItsSuccessor
     // A wrapper whose destruction sets a value: the lock is free by then.
     const QSharedPointer<TwoState> second(new TwoState);
     QObject* const first = new TwoState;
-    connect(first, &QObject::destroyed, this, [&second] { second->setValue(QStringLiteral("a"), 9); });
+    connect(first, &QObject::destroyed, this, [second] { second->setValue(QStringLiteral("a"), 9); });
     AbstractStateWrapper::init(QSharedPointer<AbstractStateWrapper>(static_cast<TwoState*>(first)));
 
     AbstractStateWrapper::init(second);

@@ -352,27 +352,40 @@ void TstStateCatcher::commit_whoseReceiverReplacesTheWrapper_keepsItToTheEnd()
     QCOMPARE(StateCatcher().property(NUMBER), QVariant(5));
 }
 
-/// Gives its place to another wrapper when a value is set.
+/// Gives its place to another wrapper when a value is set, and says whether it outlived that.
 class ResigningState : public RecordingState
 {
     Q_OBJECT
 public:
+    explicit ResigningState(bool& alive) : m_alive(alive) { }
+
     void setValue(QString name, QVariant value) override
     {
+        const QPointer<ResigningState> self = this;
+        bool& alive = m_alive;
         initWrapper();
-        RecordingState::setValue(name, value);
-        m_calls.append(QStringLiteral("still there"));
+        alive = !self.isNull();
+        if (alive) {
+            RecordingState::setValue(name, value);
+        }
     }
+
+private:
+    bool& m_alive;
 };
 
 void TstStateCatcher::setValue_whoseSetterReplacesTheWrapper_keepsItToTheEnd()
 {
-    const QPointer<QObject> first = [] {
-        const auto state = QSharedPointer<ResigningState>::create();
+    bool alive = false;
+    const QPointer<QObject> first = [&alive] {
+        const auto state = QSharedPointer<ResigningState>::create(alive);
         AbstractStateWrapper::init(state);
         return state.data();
     }();
+
     StateCatcher() << catchvalue(NUMBER, 5);
+
+    QVERIFY(alive);
     QVERIFY(first.isNull());
 }
 

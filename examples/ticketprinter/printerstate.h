@@ -9,11 +9,10 @@
 class PrinterState : public AbstractStateWrapper
 {
     Q_OBJECT
-    // The values are announced together, by commit(), so none of them has a signal of its own.
-    Q_PROPERTY(int paperLeft MEMBER m_paperLeft)         // clazy:exclude=qproperty-without-notify
-    Q_PROPERTY(double temperature MEMBER m_temperature)  // clazy:exclude=qproperty-without-notify
-    Q_PROPERTY(Status status MEMBER m_status)            // clazy:exclude=qproperty-without-notify
-    Q_PROPERTY(QDateTime lastTicket MEMBER m_lastTicket) // clazy:exclude=qproperty-without-notify
+    Q_PROPERTY(int paperLeft MEMBER m_paperLeft)
+    Q_PROPERTY(double temperature MEMBER m_temperature)
+    Q_PROPERTY(Status status MEMBER m_status)
+    Q_PROPERTY(QDateTime lastTicket MEMBER m_lastTicket)
 public:
     enum Status {
         Ready,

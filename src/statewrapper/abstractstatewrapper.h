@@ -38,7 +38,7 @@
 ///     tarvex::ClientState toClientState() const override
 ///     {
 ///         tarvex::ClientState state;
-/// ///         state.setStateType(STATE_RUNNING);
+///         state.setStateType(STATE_RUNNING);
 ///         state.setState(toString()); // {"coverOpen":false,"paperLeft":120}
 ///         return state;
 ///     }

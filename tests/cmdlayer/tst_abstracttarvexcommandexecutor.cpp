@@ -1,0 +1,161 @@
+#include "cmdlayer/abstracttarvexcommandexecutor.h"
+
+#include <QMetaObject>
+#include <QPointer>
+#include <QTest>
+#include <QThread>
+
+#include <cstddef>
+#include <cstring>
+#include <memory>
+#include <type_traits>
+
+static_assert(std::is_abstract_v<AbstractTarvexCommandExecutor>);
+static_assert(std::is_base_of_v<QObject, AbstractTarvexCommandExecutor>);
+static_assert(std::has_virtual_destructor_v<AbstractTarvexCommandExecutor>);
+static_assert(!std::is_convertible_v<QString, AbstractTarvexCommandExecutor*>);
+static_assert(std::is_same_v<decltype(&AbstractTarvexCommandExecutor::canExecute),
+                             bool (AbstractTarvexCommandExecutor::*)(const TarvexCommand&)>);
+static_assert(std::is_same_v<decltype(&AbstractTarvexCommandExecutor::execute),
+                             void (AbstractTarvexCommandExecutor::*)(const TarvexCommand&)>);
+static_assert(
+    std::is_same_v<decltype(&AbstractTarvexCommandExecutor::name), QString (AbstractTarvexCommandExecutor::*)() const>);
+
+namespace {
+
+class SelfTest : public AbstractTarvexCommandExecutor
+{
+public:
+    explicit SelfTest(const QString& name, QObject* parent = nullptr) : AbstractTarvexCommandExecutor(name, parent) { }
+
+    bool canExecute(const TarvexCommand& cmd) override { return cmd.name() == QLatin1String("selfTest"); }
+
+    void execute(const TarvexCommand& cmd) override { executed = cmd; }
+
+    TarvexCommand executed;
+};
+
+class Renamed : public SelfTest
+{
+public:
+    Renamed() : SelfTest(QStringLiteral("given")) { }
+
+    QString name() const override { return QStringLiteral("own"); }
+};
+
+/// Where a virtual function stands in its class's table, in bytes from wherever its compiler begins to count.
+template <typename Function>
+std::ptrdiff_t placeInTable(Function function)
+{
+    std::ptrdiff_t place = 0;
+    std::memcpy(&place, &function, sizeof place);
+    return place;
+}
+
+} // namespace
+
+class TstAbstractTarvexCommandExecutor : public QObject
+{
+    Q_OBJECT
+private Q_SLOTS:
+    void construct_keepsNameAndParent();
+    void construct_withoutParent_hasNone();
+    void name_isKeptAsItIs_data();
+    void name_isKeptAsItIs();
+    void metaObject_addsNothing();
+    void virtuals_standInTheirOrder();
+    void virtuals_calledThroughTheBase();
+    void name_overridden_isAskedThroughTheBase();
+    void destroyed_withItsParent();
+    void child_movesWithItsParent();
+};
+
+void TstAbstractTarvexCommandExecutor::construct_keepsNameAndParent()
+{
+    QObject parent;
+    const SelfTest executor(QStringLiteral("selfTest"), &parent);
+    QCOMPARE(executor.name(), QStringLiteral("selfTest"));
+    QCOMPARE(executor.parent(), &parent);
+    QVERIFY(executor.objectName().isEmpty());
+}
+
+void TstAbstractTarvexCommandExecutor::construct_withoutParent_hasNone()
+{
+    const SelfTest executor(QStringLiteral("selfTest"));
+    QVERIFY(executor.parent() == nullptr);
+}
+
+void TstAbstractTarvexCommandExecutor::name_isKeptAsItIs_data()
+{
+    QTest::addColumn<QString>("name");
+    QTest::newRow("null") << QString();
+    QTest::newRow("empty") << QString(QLatin1String(""));
+    QTest::newRow("blanks") << QStringLiteral(" a b\n");
+    QTest::newRow("beyond Latin-1") << QString::fromUtf8("печать");
+}
+
+void TstAbstractTarvexCommandExecutor::name_isKeptAsItIs()
+{
+    QFETCH(QString, name);
+    const SelfTest executor(name);
+    QCOMPARE(executor.name(), name);
+    QCOMPARE(executor.name().isNull(), name.isNull());
+}
+
+void TstAbstractTarvexCommandExecutor::metaObject_addsNothing()
+{
+    const QMetaObject& meta = AbstractTarvexCommandExecutor::staticMetaObject;
+    QCOMPARE(meta.className(), "AbstractTarvexCommandExecutor");
+    QCOMPARE(meta.superClass(), &QObject::staticMetaObject);
+    QCOMPARE(meta.methodCount(), meta.methodOffset());
+    QCOMPARE(meta.propertyCount(), meta.propertyOffset());
+}
+
+// Services that were built against an earlier library call by place.
+void TstAbstractTarvexCommandExecutor::virtuals_standInTheirOrder()
+{
+    const std::ptrdiff_t first = placeInTable(&AbstractTarvexCommandExecutor::canExecute);
+    constexpr auto STEP = static_cast<std::ptrdiff_t>(sizeof(void*));
+    QCOMPARE(placeInTable(&AbstractTarvexCommandExecutor::execute), first + STEP);
+    QCOMPARE(placeInTable(&AbstractTarvexCommandExecutor::name), first + 2 * STEP);
+}
+
+void TstAbstractTarvexCommandExecutor::virtuals_calledThroughTheBase()
+{
+    SelfTest executor(QStringLiteral("tests"));
+    AbstractTarvexCommandExecutor& base = executor;
+    TarvexCommand cmd;
+    QVERIFY(!base.canExecute(cmd));
+    cmd.setName(QStringLiteral("selfTest"));
+    QVERIFY(base.canExecute(cmd));
+    base.execute(cmd);
+    QVERIFY(executor.executed == cmd);
+}
+
+void TstAbstractTarvexCommandExecutor::name_overridden_isAskedThroughTheBase()
+{
+    const Renamed executor;
+    const AbstractTarvexCommandExecutor& base = executor;
+    QCOMPARE(base.name(), QStringLiteral("own"));
+    QCOMPARE(base.AbstractTarvexCommandExecutor::name(), QStringLiteral("given"));
+}
+
+void TstAbstractTarvexCommandExecutor::destroyed_withItsParent()
+{
+    auto parent = std::make_unique<QObject>();
+    const QPointer<AbstractTarvexCommandExecutor> executor(new SelfTest(QStringLiteral("selfTest"), parent.get()));
+    parent.reset();
+    QVERIFY(executor.isNull());
+}
+
+void TstAbstractTarvexCommandExecutor::child_movesWithItsParent()
+{
+    QThread thread;
+    QObject parent;
+    const SelfTest executor(QStringLiteral("selfTest"), &parent);
+    parent.moveToThread(&thread);
+    QCOMPARE(executor.thread(), &thread);
+}
+
+QTEST_GUILESS_MAIN(TstAbstractTarvexCommandExecutor)
+#include "tst_abstracttarvexcommandexecutor.moc"

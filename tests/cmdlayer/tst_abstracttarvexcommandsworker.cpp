@@ -1,0 +1,1057 @@
+#include "cmdlayer/abstracttarvexcommandsworker.h"
+
+#include "abstractworkercontroller.h"
+#include "commandsender.h"
+#include "logcapture.h"
+
+#include <QMetaMethod>
+#include <QPointer>
+#include <QSignalSpy>
+#include <QTest>
+#include <QThread>
+
+#include <cstddef>
+#include <cstring>
+#include <functional>
+#include <memory>
+#include <type_traits>
+
+using tarvex::Message;
+
+using Worker = AbstractTarvexCommandsWorker;
+
+static_assert(std::is_abstract_v<Worker>, "how a service starts and stops, only the service knows");
+static_assert(std::is_base_of_v<wexcor::AbstractWorker, Worker>);
+static_assert(std::has_virtual_destructor_v<Worker>);
+static_assert(std::is_same_v<decltype(&Worker::exec), void (Worker::*)(TarvexCommand)>);
+static_assert(std::is_same_v<decltype(&Worker::doExec), void (Worker::*)(TarvexCommand)>);
+static_assert(std::is_same_v<decltype(&Worker::prepareError),
+                             void (Worker::*)(const QString&, const QString&, const QString&, const QString&,
+                                              const QVariantMap&)>);
+static_assert(std::is_same_v<decltype(&Worker::addExecutor), void (Worker::*)(AbstractTarvexCommandExecutor*)>);
+static_assert(std::is_same_v<decltype(&Worker::removeExecutor), void (Worker::*)(const QString&)>);
+
+namespace {
+
+QVariant done()
+{
+    return true;
+}
+
+/// Handlers as a service's own base class may bring them.
+class BaseCommands : public AbstractTarvexCommandsWorker
+{
+    Q_OBJECT
+public:
+    bool doStart() override { return true; }
+
+    bool doStop() override { return true; }
+
+    QStringList calls;
+
+public Q_SLOTS:
+
+    QVariant inherited(QString, QString) { return called("inherited"); }
+
+    QVariant shadowed(QString, QString) { return called("shadowed, base"); }
+
+protected:
+    QVariant called(const char* name)
+    {
+        calls.append(QString::fromLatin1(name));
+        return done();
+    }
+};
+
+class Commands : public BaseCommands
+{
+    Q_OBJECT
+public:
+    Q_INVOKABLE Commands() = default;
+
+    /// Looks like a handler to who does not look twice.
+    Q_INVOKABLE Commands(QString, QString) { }
+
+    Q_INVOKABLE QVariant both(QString agent, QString uid)
+    {
+        agents.append(agent);
+        uids.append(uid);
+        return called("both");
+    }
+
+    Q_INVOKABLE QVariant both(QString agent, QString uid, QVariantMap data)
+    {
+        agents.append(agent);
+        uids.append(uid);
+        datas.append(data);
+        return called("both, data");
+    }
+
+    Q_INVOKABLE QVariant plain(QString, QString) { return called("plain"); }
+
+    Q_INVOKABLE QVariant withData(QString, QString, QVariantMap) { return called("withData"); }
+
+    Q_INVOKABLE QVariant byReference(const QString&, const QString&) { return called("byReference"); }
+
+    Q_INVOKABLE QVariant spelledOut(QString, QString, const QMap<QString, QVariant>&) { return called("spelledOut"); }
+
+    Q_INVOKABLE QVariant optional(QString, QString, QVariantMap = {}) { return called("optional"); }
+
+    Q_INVOKABLE QVariant _under_score9(QString, QString) { return called("_under_score9"); }
+
+    Q_INVOKABLE QVariant one(QString) { return called("one"); }
+
+    Q_INVOKABLE QVariant four(QString, QString, QVariantMap, int) { return called("four"); }
+
+    Q_INVOKABLE QVariant hash(QString, QString, QVariantHash) { return called("hash"); }
+
+    Q_INVOKABLE QVariant bytes(QByteArray, QByteArray) { return called("bytes"); }
+
+    Q_INVOKABLE void returnsNothing(QString, QString) { called("returnsNothing"); }
+
+    Q_INVOKABLE QString returnsText(QString, QString) { return called("returnsText").toString(); }
+
+    Q_INVOKABLE bool returnsBool(QString, QString) { return called("returnsBool").toBool(); }
+
+    Q_INVOKABLE void shadowed(QString, QString) { called("shadowed"); }
+
+    /// No slot and not invokable.
+    QVariant unlisted(QString, QString) { return called("unlisted"); }
+
+    Q_INVOKABLE QVariant returns(QString, QString)
+    {
+        called("returns");
+        return result;
+    }
+
+    Q_INVOKABLE QVariant acts(QString agent, QString uid)
+    {
+        called("acts");
+        QVariant answer = result;
+        const std::shared_ptr<QStringList> kept = argumentsAfterwards;
+        const std::function<void()> act = action;
+        act();
+        // The worker may be gone; the arguments may not.
+        kept->append({agent, uid});
+        return answer;
+    }
+
+    Q_INVOKABLE QVariant actsWithReferences(const QString& agent, const QString& uid, const QVariantMap& data)
+    {
+        const std::shared_ptr<QStringList> kept = argumentsAfterwards;
+        const std::function<void()> act = action;
+        act();
+        kept->append({agent, uid, data.value(QStringLiteral("text")).toString()});
+        return done();
+    }
+
+    QStringList agents;
+    QStringList uids;
+    QList<QVariantMap> datas;
+    QVariant result;
+    std::function<void()> action = [] {};
+    std::shared_ptr<QStringList> argumentsAfterwards = std::make_shared<QStringList>();
+
+Q_SIGNALS:
+    void announced(QString agent, QString uid);
+    QVariant asked(QString agent, QString uid);
+
+public Q_SLOTS:
+
+    QVariant slot(QString, QString) { return called("slot"); }
+
+protected Q_SLOTS:
+
+    QVariant protectedSlot(QString, QString) { return called("protectedSlot"); }
+
+private Q_SLOTS:
+
+    QVariant privateSlot(QString, QString) { return called("privateSlot"); }
+};
+
+/// Overrides every hook, and shows what comes through it.
+class Hooked : public Commands
+{
+    Q_OBJECT
+public:
+    void prepareError(const QString& agent, const QString& uid, const QString& name, const QString& errorText,
+                      const QVariantMap& data) override
+    {
+        hooks.append(QStringLiteral("prepareError %1 %2 %3 %4 %5").arg(agent, uid, name, errorText).arg(data.size()));
+    }
+
+    void doExec(TarvexCommand cmd) override
+    {
+        hooks.append(QStringLiteral("doExec ") + cmd.name());
+        Commands::doExec(cmd);
+    }
+
+    void addExecutor(AbstractTarvexCommandExecutor*) override { hooks.append(QStringLiteral("addExecutor")); }
+
+    void removeExecutor(const QString& name) override { hooks.append(QStringLiteral("removeExecutor ") + name); }
+
+    QStringList hooks;
+};
+
+class CountingExecutor : public AbstractTarvexCommandExecutor
+{
+public:
+    explicit CountingExecutor(QObject* parent) : AbstractTarvexCommandExecutor(QStringLiteral("counting"), parent) { }
+
+    bool canExecute(const TarvexCommand& cmd) override { return cmd.name() == QLatin1String("count"); }
+
+    void execute(const TarvexCommand&) override { ++executed; }
+
+    int executed = 0;
+};
+
+/// The two ends that a service joins to the worker: messages come in, messages go out.
+class ServiceEnds : public QObject
+{
+    Q_OBJECT
+public:
+    QList<Message> sent;
+
+    void deliver(const Message& message)
+    {
+        TarvexCommand cmd;
+        if (TarvexCommand::incomingMessageToCmd(message, cmd)) {
+            Q_EMIT commandCame(cmd);
+        }
+    }
+
+public Q_SLOTS:
+
+    void send(TarvexCommand cmd) { sent.append(cmd.toOutgoingMessage()); }
+
+Q_SIGNALS:
+    void commandCame(TarvexCommand cmd);
+};
+
+class Controller : public wexcor::AbstractWorkerController
+{
+public:
+    Controller() : AbstractWorkerController(nullptr) { }
+
+    void doStart() override { }
+};
+
+template <typename Function>
+std::ptrdiff_t placeInTable(Function function)
+{
+    std::ptrdiff_t place = 0;
+    std::memcpy(&place, &function, sizeof place);
+    return place;
+}
+
+QString errorText(const QString& name)
+{
+    return QStringLiteral("No such method (%1)").arg(name);
+}
+
+/// The command that answers one that failed.
+TarvexCommand errorFor(const TarvexCommand& failed)
+{
+    TarvexCommand error;
+    error.setName(QStringLiteral("commandError"));
+    error.setAgent(failed.agent());
+    error.setUid(failed.uid());
+    error.setData({{QStringLiteral("command"), failed.name()},
+                   {QStringLiteral("data"), failed.data()},
+                   {QStringLiteral("errorText"), errorText(failed.name())}});
+    return error;
+}
+
+TarvexCommand sentBy(const QSignalSpy& spy, int index = 0)
+{
+    return spy.at(index).constFirst().value<TarvexCommand>();
+}
+
+} // namespace
+
+class TstAbstractTarvexCommandsWorker : public QObject
+{
+    Q_OBJECT
+private Q_SLOTS:
+    void init();
+    void cleanup();
+
+    void metaObject_hasItsMethodsInOrder();
+    void virtuals_standInTheirOrder();
+    void virtuals_calledThroughTheBase();
+
+    void handler_getsAgentUidAndData();
+    void handler_withoutData_isNotGivenAny();
+    void handler_isFound_data();
+    void handler_isFound();
+    void handler_notFound_isAnsweredWithAnError_data();
+    void handler_notFound_isAnsweredWithAnError();
+    void handler_result_decidesWhetherItIsDone_data();
+    void handler_result_decidesWhetherItIsDone();
+    void signal_namedByACommand_data();
+    void signal_namedByACommand();
+
+    void doExec_done_logsTheCommandTwice();
+    void doExec_failed_logsTheErrorAfterTheAnswer();
+    void doExec_logsUnquoted();
+    void prepareError_emitsTheAnswer();
+    void prepareError_carriedByAMessage();
+    void prepareError_overridden_isCalled();
+
+    void repeat_isNeitherExecutedNorAnswered();
+    void repeat_isLoggedWithItsData_data();
+    void repeat_isLoggedWithItsData();
+    void repeat_ofAFailedCommand_isNotAnsweredAgain();
+    void repeat_isKnownByItsKeyAlone();
+    void repeat_otherAgentNameOrUid_isNone_data();
+    void repeat_otherAgentNameOrUid_isNone();
+    void repeat_after99Others_isStillKnown();
+    void repeat_after100Others_runsAgain();
+    void repeat_doesNotMakeTheKeyYounger();
+    void repeat_ofATakenCommand_isNoRepeatLater();
+
+    void handler_execsAnotherCommand();
+    void handler_execsItsOwnCommand_isARepeat();
+    void handler_execsAHundredOthers_mayRunAgain();
+    void handler_deletesTheWorker_data();
+    void handler_deletesTheWorker();
+    void handler_deletesTheWorker_keepsItsReferences();
+    void handler_deletesTheWorkerLater_isAnsweredFirst();
+    void answer_deletesTheWorker();
+
+    void hostileName_isNobodys_data();
+    void hostileName_isNobodys();
+    void hostileName_ofTheObjectsOwn_isNotCalled_data();
+    void hostileName_ofTheObjectsOwn_isNotCalled();
+    void hostileData_isHandedOver();
+
+    void exec_fromAnotherThread_runsInTheWorkersThread();
+    void wholeRoad_fromMessageToAnswer();
+
+private:
+    QStringList loggedTwice(const TarvexCommand& cmd) const;
+
+    std::unique_ptr<Commands> m_worker;
+};
+
+void TstAbstractTarvexCommandsWorker::init()
+{
+    m_worker = std::make_unique<Commands>();
+}
+
+void TstAbstractTarvexCommandsWorker::cleanup()
+{
+    m_worker.reset();
+}
+
+QStringList TstAbstractTarvexCommandsWorker::loggedTwice(const TarvexCommand& cmd) const
+{
+    const QString line = QStringLiteral("warning: %1 %2 %3").arg(cmd.name(), cmd.agent(), cmd.uid());
+    return {line, line};
+}
+
+void TstAbstractTarvexCommandsWorker::metaObject_hasItsMethodsInOrder()
+{
+    const QMetaObject& meta = Worker::staticMetaObject;
+    QCOMPARE(meta.className(), "AbstractTarvexCommandsWorker");
+    QCOMPARE(meta.superClass()->className(), "wexcor::AbstractWorker");
+    QCOMPARE(meta.methodCount() - meta.methodOffset(), 2);
+    const QMetaMethod sendCommand = meta.method(meta.methodOffset());
+    QCOMPARE(sendCommand.methodSignature(), QByteArray("sendCommand(TarvexCommand)"));
+    QCOMPARE(sendCommand.methodType(), QMetaMethod::Signal);
+    QCOMPARE(sendCommand.parameterNames(), QList<QByteArray>{"cmd"});
+    const QMetaMethod exec = meta.method(meta.methodOffset() + 1);
+    QCOMPARE(exec.methodSignature(), QByteArray("exec(TarvexCommand)"));
+    QCOMPARE(exec.methodType(), QMetaMethod::Slot);
+    QCOMPARE(exec.access(), QMetaMethod::Public);
+    QCOMPARE(exec.parameterNames(), QList<QByteArray>{"cmd"});
+    QCOMPARE(meta.propertyCount(), meta.propertyOffset());
+    QCOMPARE(meta.constructorCount(), 0);
+}
+
+// Services that were built against an earlier library call by place.
+void TstAbstractTarvexCommandsWorker::virtuals_standInTheirOrder()
+{
+    const std::ptrdiff_t start = placeInTable(&Worker::doStart);
+    constexpr auto STEP = static_cast<std::ptrdiff_t>(sizeof(void*));
+    QCOMPARE(placeInTable(&Worker::doStop), start + STEP);
+    QCOMPARE(placeInTable(&Worker::prepareError), start + 2 * STEP);
+    QCOMPARE(placeInTable(&Worker::doExec), start + 3 * STEP);
+    QCOMPARE(placeInTable(&Worker::addExecutor), start + 4 * STEP);
+    QCOMPARE(placeInTable(&Worker::removeExecutor), start + 5 * STEP);
+}
+
+void TstAbstractTarvexCommandsWorker::virtuals_calledThroughTheBase()
+{
+    const LogCapture log;
+    Hooked hooked;
+    Worker& base = hooked;
+    base.addExecutor(nullptr);
+    base.removeExecutor(QStringLiteral("a"));
+    base.exec(someCommand(QStringLiteral("plain")));
+    base.prepareError(QStringLiteral("b"), QStringLiteral("c"), QStringLiteral("d"), QStringLiteral("e"), someData());
+    QCOMPARE(hooked.hooks,
+             QStringList({QStringLiteral("addExecutor"), QStringLiteral("removeExecutor a"),
+                          QStringLiteral("doExec plain"), QStringLiteral("prepareError b c d e 2")}));
+}
+
+void TstAbstractTarvexCommandsWorker::handler_getsAgentUidAndData()
+{
+    const LogCapture log;
+    m_worker->exec(someCommand(QStringLiteral("both"), QStringLiteral("uid7"), someData()));
+    QCOMPARE(m_worker->calls, QStringList(QStringLiteral("both, data")));
+    QCOMPARE(m_worker->agents, QStringList(QStringLiteral("cashbox")));
+    QCOMPARE(m_worker->uids, QStringList(QStringLiteral("uid7")));
+    QCOMPARE(m_worker->datas, QList<QVariantMap>{someData()});
+}
+
+void TstAbstractTarvexCommandsWorker::handler_withoutData_isNotGivenAny()
+{
+    const LogCapture log;
+    m_worker->exec(someCommand(QStringLiteral("both"), QStringLiteral("uid7")));
+    QCOMPARE(m_worker->calls, QStringList(QStringLiteral("both")));
+    QCOMPARE(m_worker->agents, QStringList(QStringLiteral("cashbox")));
+    QCOMPARE(m_worker->uids, QStringList(QStringLiteral("uid7")));
+}
+
+void TstAbstractTarvexCommandsWorker::handler_isFound_data()
+{
+    QTest::addColumn<QString>("name");
+    QTest::addColumn<QVariantMap>("data");
+    const QVariantMap none;
+    QTest::newRow("plain") << QStringLiteral("plain") << none;
+    QTest::newRow("with data") << QStringLiteral("withData") << someData();
+    QTest::newRow("arguments by reference") << QStringLiteral("byReference") << none;
+    QTest::newRow("the map's type spelled out") << QStringLiteral("spelledOut") << someData();
+    QTest::newRow("data optional, without") << QStringLiteral("optional") << none;
+    QTest::newRow("data optional, with") << QStringLiteral("optional") << someData();
+    QTest::newRow("underscores and a digit") << QStringLiteral("_under_score9") << none;
+    QTest::newRow("public slot") << QStringLiteral("slot") << none;
+    QTest::newRow("protected slot") << QStringLiteral("protectedSlot") << none;
+    QTest::newRow("private slot") << QStringLiteral("privateSlot") << none;
+    QTest::newRow("of the base class") << QStringLiteral("inherited") << none;
+}
+
+void TstAbstractTarvexCommandsWorker::handler_isFound()
+{
+    QFETCH(QString, name);
+    QFETCH(QVariantMap, data);
+    const TarvexCommand cmd = someCommand(name, QStringLiteral("uid1"), data);
+    QSignalSpy sent(m_worker.get(), SIGNAL(sendCommand(TarvexCommand)));
+    const LogCapture log;
+    m_worker->exec(cmd);
+    QCOMPARE(m_worker->calls, QStringList(name));
+    QCOMPARE(sent.count(), 0);
+    QCOMPARE(log.texts(), loggedTwice(cmd));
+}
+
+void TstAbstractTarvexCommandsWorker::handler_notFound_isAnsweredWithAnError_data()
+{
+    QTest::addColumn<QString>("name");
+    QTest::addColumn<QVariantMap>("data");
+    QTest::addColumn<QString>("wordsOfQt"); // none where it looks no further than the return type
+    const QVariantMap none;
+    const QString unknown = QStringLiteral("QMetaObject::invokeMethod: No such method Commands::%1");
+    const QString candidate = unknown + QStringLiteral("\nCandidates are:\n    %2");
+    QTest::newRow("unknown") << QStringLiteral("unknown") << none
+                             << unknown.arg(QLatin1String("unknown(QString,QString)"));
+    QTest::newRow("other case") << QStringLiteral("Plain") << none
+                                << unknown.arg(QLatin1String("Plain(QString,QString)"));
+    QTest::newRow("no data, wants some") << QStringLiteral("withData") << none
+                                         << candidate.arg(QLatin1String("withData(QString,QString)"),
+                                                          QLatin1String("withData(QString,QString,QVariantMap)"));
+    QTest::newRow("data, wants none") << QStringLiteral("plain") << someData()
+                                      << candidate.arg(QLatin1String("plain(QString,QString,QVariantMap)"),
+                                                       QLatin1String("plain(QString,QString)"));
+    QTest::newRow("too few parameters") << QStringLiteral(
+        "one") << none << candidate.arg(QLatin1String("one(QString,QString)"), QLatin1String("one(QString)"));
+    QTest::newRow("too many parameters") << QStringLiteral("four") << someData()
+                                         << candidate.arg(QLatin1String("four(QString,QString,QVariantMap)"),
+                                                          QLatin1String("four(QString,QString,QVariantMap,int)"));
+    QTest::newRow("a hash for a map") << QStringLiteral("hash") << someData()
+                                      << candidate.arg(QLatin1String("hash(QString,QString,QVariantMap)"),
+                                                       QLatin1String("hash(QString,QString,QVariantHash)"));
+    QTest::newRow("bytes for text") << QStringLiteral("bytes") << none
+                                    << candidate.arg(QLatin1String("bytes(QString,QString)"),
+                                                     QLatin1String("bytes(QByteArray,QByteArray)"));
+    QTest::newRow("returns nothing") << QStringLiteral("returnsNothing") << none << QString();
+    QTest::newRow("returns text") << QStringLiteral("returnsText") << none << QString();
+    QTest::newRow("returns a bool") << QStringLiteral("returnsBool") << none << QString();
+    QTest::newRow("hidden by a method that returns nothing") << QStringLiteral("shadowed") << none << QString();
+    QTest::newRow("not known to the meta-object")
+        << QStringLiteral("unlisted") << none << unknown.arg(QLatin1String("unlisted(QString,QString)"));
+}
+
+// The wrong return type in particular must be seen before the method runs, not after it.
+void TstAbstractTarvexCommandsWorker::handler_notFound_isAnsweredWithAnError()
+{
+    QFETCH(QString, name);
+    QFETCH(QVariantMap, data);
+    QFETCH(QString, wordsOfQt);
+    const TarvexCommand cmd = someCommand(name, QStringLiteral("uid1"), data);
+    QSignalSpy sent(m_worker.get(), SIGNAL(sendCommand(TarvexCommand)));
+    const LogCapture log;
+    m_worker->exec(cmd);
+    QCOMPARE(m_worker->calls, QStringList());
+    QCOMPARE(sent.count(), 1);
+    QVERIFY(sentBy(sent) == errorFor(cmd));
+    QStringList expected = loggedTwice(cmd);
+    if (!wordsOfQt.isEmpty()) {
+        expected.append(QLatin1String("warning: ") + wordsOfQt);
+    }
+    QCOMPARE(log.texts(), expected << QLatin1String("warning: ") + errorText(name));
+}
+
+void TstAbstractTarvexCommandsWorker::handler_result_decidesWhetherItIsDone_data()
+{
+    QTest::addColumn<QVariant>("result");
+    QTest::addColumn<bool>("isDone");
+    QTest::newRow("true") << QVariant(true) << true;
+    QTest::newRow("false") << QVariant(false) << true;
+    QTest::newRow("zero") << QVariant(0) << true;
+    QTest::newRow("null string") << QVariant(QString()) << true;
+    QTest::newRow("null of a type") << QVariant(QVariant::Int) << true;
+    QTest::newRow("null pointer") << QVariant::fromValue(nullptr) << true;
+    QTest::newRow("empty map") << QVariant(QVariantMap()) << true;
+    QTest::newRow("invalid") << QVariant() << false;
+}
+
+void TstAbstractTarvexCommandsWorker::handler_result_decidesWhetherItIsDone()
+{
+    QFETCH(QVariant, result);
+    QFETCH(bool, isDone);
+    const TarvexCommand cmd = someCommand(QStringLiteral("returns"));
+    m_worker->result = result;
+    QSignalSpy sent(m_worker.get(), SIGNAL(sendCommand(TarvexCommand)));
+    const LogCapture log;
+    m_worker->exec(cmd);
+    QCOMPARE(m_worker->calls, QStringList(QStringLiteral("returns")));
+    QCOMPARE(sent.count(), isDone ? 0 : 1);
+    if (isDone) {
+        QCOMPARE(log.texts(), loggedTwice(cmd));
+    } else {
+        QVERIFY(sentBy(sent) == errorFor(cmd));
+        QCOMPARE(log.texts(), loggedTwice(cmd) << QStringLiteral("warning: No such method (returns)"));
+    }
+}
+
+void TstAbstractTarvexCommandsWorker::signal_namedByACommand_data()
+{
+    QTest::addColumn<QString>("name");
+    QTest::addColumn<QByteArray>("signature");
+    QTest::addColumn<int>("emitted");
+    QTest::newRow("returns nothing") << QStringLiteral("announced") << QByteArray(SIGNAL(announced(QString, QString)))
+                                     << 0;
+    QTest::newRow("returns a variant") << QStringLiteral("asked") << QByteArray(SIGNAL(asked(QString, QString))) << 1;
+}
+
+// A signal is a method like any other to Qt. Nobody returns a value from one, so it counts as a failure.
+void TstAbstractTarvexCommandsWorker::signal_namedByACommand()
+{
+    QFETCH(QString, name);
+    QFETCH(QByteArray, signature);
+    QFETCH(int, emitted);
+    QSignalSpy heard(m_worker.get(), signature.constData());
+    QSignalSpy sent(m_worker.get(), SIGNAL(sendCommand(TarvexCommand)));
+    const LogCapture log;
+    m_worker->exec(someCommand(name));
+    QCOMPARE(heard.count(), emitted);
+    QCOMPARE(sent.count(), 1);
+}
+
+void TstAbstractTarvexCommandsWorker::doExec_done_logsTheCommandTwice()
+{
+    const LogCapture log;
+    m_worker->exec(someCommand(QStringLiteral("plain")));
+    QCOMPARE(
+        log.texts(),
+        QStringList({QStringLiteral("warning: plain cashbox uid1"), QStringLiteral("warning: plain cashbox uid1")}));
+    QCOMPARE(log.lines().constFirst().category, QStringLiteral("default"));
+}
+
+void TstAbstractTarvexCommandsWorker::doExec_failed_logsTheErrorAfterTheAnswer()
+{
+    class LogWatcher : public Commands
+    {
+    public:
+        void prepareError(const QString&, const QString&, const QString&, const QString&, const QVariantMap&) override
+        {
+            loggedBefore = log.texts();
+        }
+
+        const LogCapture log;
+        QStringList loggedBefore;
+    };
+
+    LogWatcher worker;
+    const TarvexCommand cmd = someCommand(QStringLiteral("returns"));
+    worker.exec(cmd);
+    QCOMPARE(worker.loggedBefore, loggedTwice(cmd));
+    QCOMPARE(worker.log.texts(), loggedTwice(cmd) << QStringLiteral("warning: No such method (returns)"));
+}
+
+void TstAbstractTarvexCommandsWorker::doExec_logsUnquoted()
+{
+    TarvexCommand cmd = someCommand(QStringLiteral("\"%1\"\n"), QStringLiteral("u\"1"));
+    cmd.setAgent(QString::fromUtf8("касса"));
+    const LogCapture log;
+    m_worker->exec(cmd);
+    const QString line = QString::fromUtf8("warning: \"%1\"\n касса u\"1");
+    QCOMPARE(log.texts(), QStringList({line, line, QStringLiteral("warning: No such method (\"%1\"\n)")}));
+}
+
+void TstAbstractTarvexCommandsWorker::prepareError_emitsTheAnswer()
+{
+    QSignalSpy sent(m_worker.get(), SIGNAL(sendCommand(TarvexCommand)));
+    const LogCapture log;
+    m_worker->prepareError(QStringLiteral("cashbox"), QStringLiteral("uid7"), QStringLiteral("print"),
+                           QStringLiteral("No paper"), someData());
+    QCOMPARE(sent.count(), 1);
+    const TarvexCommand answer = sentBy(sent);
+    QCOMPARE(answer.name(), QStringLiteral("commandError"));
+    QCOMPARE(answer.agent(), QStringLiteral("cashbox"));
+    QCOMPARE(answer.uid(), QStringLiteral("uid7"));
+    QCOMPARE(answer.data(),
+             QVariantMap({{QStringLiteral("command"), QStringLiteral("print")},
+                          {QStringLiteral("data"), someData()},
+                          {QStringLiteral("errorText"), QStringLiteral("No paper")}}));
+    QCOMPARE(log.texts(), QStringList());
+}
+
+void TstAbstractTarvexCommandsWorker::prepareError_carriedByAMessage()
+{
+    QSignalSpy sent(m_worker.get(), SIGNAL(sendCommand(TarvexCommand)));
+    const LogCapture log;
+    m_worker->exec(someCommand(QStringLiteral("x"), QStringLiteral("uid7")));
+    const Message message = sentBy(sent).toOutgoingMessage();
+    QCOMPARE(message.reciever(), QStringLiteral("cashbox"));
+    QCOMPARE(message.uid(), QStringLiteral("uid7"));
+    QCOMPARE(
+        message.message(),
+        QStringLiteral(
+            R"json({"cmd":"commandError","data":{"command":"x","data":{},"errorText":"No such method (x)"}})json"));
+}
+
+void TstAbstractTarvexCommandsWorker::prepareError_overridden_isCalled()
+{
+    const LogCapture log;
+    Hooked hooked;
+    QSignalSpy sent(&hooked, SIGNAL(sendCommand(TarvexCommand)));
+    hooked.exec(someCommand(QStringLiteral("x"), QStringLiteral("uid7"), someData()));
+    QCOMPARE(
+        hooked.hooks,
+        QStringList({QStringLiteral("doExec x"), QStringLiteral("prepareError cashbox uid7 x No such method (x) 2")}));
+    QCOMPARE(sent.count(), 0);
+}
+
+void TstAbstractTarvexCommandsWorker::repeat_isNeitherExecutedNorAnswered()
+{
+    QSignalSpy sent(m_worker.get(), SIGNAL(sendCommand(TarvexCommand)));
+    const LogCapture log;
+    m_worker->exec(someCommand(QStringLiteral("plain")));
+    m_worker->exec(someCommand(QStringLiteral("plain")));
+    QCOMPARE(m_worker->calls, QStringList(QStringLiteral("plain")));
+    QCOMPARE(sent.count(), 0);
+}
+
+void TstAbstractTarvexCommandsWorker::repeat_isLoggedWithItsData_data()
+{
+    QTest::addColumn<QVariantMap>("data");
+    QTest::addColumn<QString>("json");
+    QTest::newRow("none") << QVariantMap() << QStringLiteral("{\n}\n");
+    QTest::newRow("some") << someData() << QStringLiteral("{\n    \"copies\": 2,\n    \"text\": \"ticket\"\n}\n");
+    QTest::newRow("deep, beyond Latin-1")
+        << QVariantMap{{QStringLiteral("a"), QVariantMap{{QStringLiteral("b"), QString::fromUtf8("ж")}}}}
+        << QString::fromUtf8("{\n    \"a\": {\n        \"b\": \"ж\"\n    }\n}\n");
+}
+
+void TstAbstractTarvexCommandsWorker::repeat_isLoggedWithItsData()
+{
+    QFETCH(QVariantMap, data);
+    QFETCH(QString, json);
+    LogCapture log;
+    m_worker->exec(someCommand(QStringLiteral("both"), QStringLiteral("uid1"), data));
+    log.clear();
+    m_worker->exec(someCommand(QStringLiteral("both"), QStringLiteral("uid1"), data));
+    QCOMPARE(log.texts(),
+             QStringList({QStringLiteral("warning: both cashbox uid1"),
+                          QStringLiteral("warning: Cmd repeating:  \tcashbox\tboth\tuid1 \t") + json}));
+}
+
+void TstAbstractTarvexCommandsWorker::repeat_ofAFailedCommand_isNotAnsweredAgain()
+{
+    QSignalSpy sent(m_worker.get(), SIGNAL(sendCommand(TarvexCommand)));
+    const LogCapture log;
+    m_worker->exec(someCommand(QStringLiteral("x")));
+    m_worker->exec(someCommand(QStringLiteral("x")));
+    QCOMPARE(sent.count(), 1);
+}
+
+void TstAbstractTarvexCommandsWorker::repeat_isKnownByItsKeyAlone()
+{
+    const LogCapture log;
+    m_worker->exec(someCommand(QStringLiteral("both")));
+    m_worker->exec(someCommand(QStringLiteral("both"), QStringLiteral("uid1"), someData()));
+    QCOMPARE(m_worker->calls, QStringList(QStringLiteral("both")));
+}
+
+void TstAbstractTarvexCommandsWorker::repeat_otherAgentNameOrUid_isNone_data()
+{
+    QTest::addColumn<TarvexCommand>("other");
+    TarvexCommand other = someCommand(QStringLiteral("plain"));
+    other.setAgent(QStringLiteral("logger"));
+    QTest::newRow("agent") << other;
+    QTest::newRow("name") << someCommand(QStringLiteral("slot"));
+    QTest::newRow("uid") << someCommand(QStringLiteral("plain"), QStringLiteral("uid2"));
+}
+
+void TstAbstractTarvexCommandsWorker::repeat_otherAgentNameOrUid_isNone()
+{
+    QFETCH(TarvexCommand, other);
+    const LogCapture log;
+    m_worker->exec(someCommand(QStringLiteral("plain")));
+    m_worker->exec(other);
+    QCOMPARE(m_worker->calls, QStringList({QStringLiteral("plain"), other.name()}));
+}
+
+void TstAbstractTarvexCommandsWorker::repeat_after99Others_isStillKnown()
+{
+    const LogCapture log;
+    for (int i = 0; i < 100; ++i) {
+        m_worker->exec(someCommand(QStringLiteral("plain"), QString::number(i)));
+    }
+    m_worker->exec(someCommand(QStringLiteral("plain"), QStringLiteral("0")));
+    QCOMPARE(m_worker->calls.size(), 100);
+}
+
+void TstAbstractTarvexCommandsWorker::repeat_after100Others_runsAgain()
+{
+    const LogCapture log;
+    for (int i = 0; i <= 100; ++i) {
+        m_worker->exec(someCommand(QStringLiteral("plain"), QString::number(i)));
+    }
+    m_worker->exec(someCommand(QStringLiteral("plain"), QStringLiteral("2"))); // the oldest but one: no run
+    QCOMPARE(m_worker->calls.size(), 101);
+    m_worker->exec(someCommand(QStringLiteral("plain"), QStringLiteral("0")));
+    QCOMPARE(m_worker->calls.size(), 102);
+}
+
+void TstAbstractTarvexCommandsWorker::repeat_doesNotMakeTheKeyYounger()
+{
+    const LogCapture log;
+    for (int i = 0; i < 100; ++i) {
+        m_worker->exec(someCommand(QStringLiteral("plain"), QString::number(i)));
+    }
+    m_worker->exec(someCommand(QStringLiteral("plain"), QStringLiteral("0")));
+    m_worker->exec(someCommand(QStringLiteral("plain"), QStringLiteral("100")));
+    QCOMPARE(m_worker->calls.size(), 101);
+    m_worker->exec(someCommand(QStringLiteral("plain"), QStringLiteral("0")));
+    QCOMPARE(m_worker->calls.size(), 102);
+}
+
+void TstAbstractTarvexCommandsWorker::repeat_ofATakenCommand_isNoRepeatLater()
+{
+    const LogCapture log;
+    const TarvexCommand cmd = someCommand(QStringLiteral("count"));
+    QSignalSpy sent(m_worker.get(), SIGNAL(sendCommand(TarvexCommand)));
+    const QPointer<CountingExecutor> executor(new CountingExecutor(m_worker.get()));
+    m_worker->addExecutor(executor);
+    m_worker->exec(cmd);
+    m_worker->exec(cmd);
+    QCOMPARE(executor->executed, 2);
+    QCOMPARE(log.texts(), QStringList());
+    m_worker->removeExecutor(QStringLiteral("counting"));
+    m_worker->exec(cmd);
+    QCOMPARE(sent.count(), 1); // looked for and not found: it has not been here yet
+}
+
+void TstAbstractTarvexCommandsWorker::handler_execsAnotherCommand()
+{
+    const LogCapture log;
+    m_worker->result = done();
+    m_worker->action = [this] { m_worker->exec(someCommand(QStringLiteral("plain"))); };
+    QSignalSpy sent(m_worker.get(), SIGNAL(sendCommand(TarvexCommand)));
+    m_worker->exec(someCommand(QStringLiteral("acts")));
+    QCOMPARE(m_worker->calls, QStringList({QStringLiteral("acts"), QStringLiteral("plain")}));
+    QCOMPARE(sent.count(), 0);
+}
+
+void TstAbstractTarvexCommandsWorker::handler_execsItsOwnCommand_isARepeat()
+{
+    const LogCapture log;
+    m_worker->result = done();
+    m_worker->action = [this] { m_worker->exec(someCommand(QStringLiteral("acts"))); };
+    m_worker->exec(someCommand(QStringLiteral("acts")));
+    QCOMPARE(m_worker->calls, QStringList(QStringLiteral("acts")));
+    QVERIFY(log.texts().constLast().startsWith(QLatin1String("warning: Cmd repeating:  \tcashbox\tacts\tuid1 \t")));
+}
+
+void TstAbstractTarvexCommandsWorker::handler_execsAHundredOthers_mayRunAgain()
+{
+    const LogCapture log;
+    m_worker->result = done();
+    m_worker->action = [this] {
+        m_worker->action = [] {};
+        for (int i = 0; i < 100; ++i) {
+            m_worker->exec(someCommand(QStringLiteral("plain"), QString::number(i)));
+        }
+        m_worker->exec(someCommand(QStringLiteral("acts")));
+    };
+    m_worker->exec(someCommand(QStringLiteral("acts")));
+    QCOMPARE(m_worker->calls.count(QStringLiteral("plain")), 100);
+    QCOMPARE(m_worker->calls.count(QStringLiteral("acts")), 2);
+}
+
+void TstAbstractTarvexCommandsWorker::handler_deletesTheWorker_data()
+{
+    QTest::addColumn<QVariant>("result");
+    QTest::newRow("and is done") << QVariant(true);
+    QTest::newRow("and has failed") << QVariant();
+}
+
+void TstAbstractTarvexCommandsWorker::handler_deletesTheWorker()
+{
+    QFETCH(QVariant, result);
+    const TarvexCommand cmd = someCommand(QStringLiteral("acts"));
+    m_worker->result = result;
+    const auto arguments = m_worker->argumentsAfterwards;
+    m_worker->action = [this] { m_worker.reset(); };
+    QSignalSpy sent(m_worker.get(), SIGNAL(sendCommand(TarvexCommand)));
+    const LogCapture log;
+    m_worker->exec(cmd);
+    QVERIFY(m_worker == nullptr);
+    QCOMPARE(*arguments, QStringList({cmd.agent(), cmd.uid()}));
+    QCOMPARE(sent.count(), 0);
+    QCOMPARE(log.texts(), loggedTwice(cmd));
+}
+
+void TstAbstractTarvexCommandsWorker::handler_deletesTheWorker_keepsItsReferences()
+{
+    auto cmd = std::make_unique<TarvexCommand>(
+        someCommand(QStringLiteral("actsWithReferences"), QStringLiteral("uid7"), someData()));
+    const auto arguments = m_worker->argumentsAfterwards;
+    m_worker->action = [&] {
+        cmd.reset();
+        m_worker.reset();
+    };
+    const LogCapture log;
+    m_worker->exec(*cmd);
+    QCOMPARE(*arguments, QStringList({QStringLiteral("cashbox"), QStringLiteral("uid7"), QStringLiteral("ticket")}));
+}
+
+void TstAbstractTarvexCommandsWorker::handler_deletesTheWorkerLater_isAnsweredFirst()
+{
+    const QPointer<Commands> worker(new Commands);
+    worker->action = [worker] { worker->deleteLater(); };
+    QSignalSpy sent(worker.data(), SIGNAL(sendCommand(TarvexCommand)));
+    const LogCapture log;
+    worker->exec(someCommand(QStringLiteral("acts")));
+    QCOMPARE(sent.count(), 1);
+    QTRY_VERIFY(worker.isNull());
+}
+
+void TstAbstractTarvexCommandsWorker::answer_deletesTheWorker()
+{
+    const TarvexCommand cmd = someCommand(QStringLiteral("returns"));
+    connect(m_worker.get(), &Worker::sendCommand, this, [this] { m_worker.reset(); });
+    const LogCapture log;
+    m_worker->exec(cmd);
+    QVERIFY(m_worker == nullptr);
+    QCOMPARE(log.texts(), loggedTwice(cmd) << QStringLiteral("warning: No such method (returns)"));
+}
+
+void TstAbstractTarvexCommandsWorker::hostileName_isNobodys_data()
+{
+    QTest::addColumn<QString>("name");
+    QTest::newRow("null") << QString();
+    QTest::newRow("empty") << QString(QLatin1String(""));
+    // Qt would leave the blanks out and call the method.
+    QTest::newRow("blank before") << QStringLiteral(" plain");
+    QTest::newRow("blank behind") << QStringLiteral("plain ");
+    QTest::newRow("tab behind") << QStringLiteral("plain\t");
+    // Qt would take the name to end there.
+    QTest::newRow("zero byte behind") << QStringLiteral("plain") + QChar(0);
+    QTest::newRow("zero byte and more") << QStringLiteral("plain") + QChar(0) + QStringLiteral("x");
+    QTest::newRow("zero byte alone") << QString(QChar(0));
+    QTest::newRow("new line behind") << QStringLiteral("plain\n");
+    QTest::newRow("log line within") << QStringLiteral("plain cashbox uid1\nall is well");
+    QTest::newRow("parameters") << QStringLiteral("one(QString)");
+    QTest::newRow("its own parameters") << QStringLiteral("plain(QString,QString)");
+    QTest::newRow("no parameters") << QStringLiteral("deleteLater()");
+    QTest::newRow("open bracket") << QStringLiteral("plain(");
+    QTest::newRow("open bracket, comma") << QStringLiteral("plain(,");
+    QTest::newRow("open template") << QStringLiteral("plain(QList<");
+    QTest::newRow("close bracket") << QStringLiteral("plain)");
+    QTest::newRow("return type") << QStringLiteral("QVariant plain");
+    QTest::newRow("class") << QStringLiteral("Commands::plain");
+    QTest::newRow("code of a slot") << QStringLiteral("1plain()");
+    QTest::newRow("format") << QStringLiteral("%s%n%1");
+    QTest::newRow("Latin-1") << QString::fromUtf8("größe");
+    QTest::newRow("beyond Latin-1") << QString::fromUtf8("печать");
+    QTest::newRow("look-alike") << QString::fromUtf8("plаin"); // the a is Cyrillic
+    QTest::newRow("combining mark") << QStringLiteral("plain") + QChar(0x301);
+    QTest::newRow("half a pair") << QStringLiteral("plain") + QChar(0xD83D);
+    QTest::newRow("byte order mark") << QChar(0xFEFF) + QStringLiteral("plain");
+    constexpr int MIB = 1024 * 1024;
+    QTest::newRow("1 MiB of brackets") << QString(MIB, QLatin1Char('('));
+    QTest::newRow("1 MiB of templates") << QString(MIB, QLatin1Char('<'));
+    QTest::newRow("1 MiB beyond Latin-1") << QString(MIB, QChar(0x431));
+    QTest::newRow("1 MiB of zero bytes") << QString(MIB, QChar(0));
+}
+
+// No look for a method at all, and so no line of Qt's either.
+void TstAbstractTarvexCommandsWorker::hostileName_isNobodys()
+{
+    QFETCH(QString, name);
+    const TarvexCommand cmd = someCommand(name);
+    QSignalSpy sent(m_worker.get(), SIGNAL(sendCommand(TarvexCommand)));
+    const LogCapture log;
+    m_worker->exec(cmd);
+    m_worker->exec(cmd);
+    QCOMPARE(m_worker->calls, QStringList());
+    QCOMPARE(sent.count(), 1);
+    QVERIFY(sentBy(sent) == errorFor(cmd));
+    const QStringList logged = log.texts();
+    QCOMPARE(logged.size(), 5); // twice itself, the error; itself again and that it is a repeat
+    QCOMPARE(logged.at(2), QLatin1String("warning: ") + errorText(name));
+    QVERIFY(logged.at(4).startsWith(QLatin1String("warning: Cmd repeating: ")));
+}
+
+void TstAbstractTarvexCommandsWorker::hostileName_ofTheObjectsOwn_isNotCalled_data()
+{
+    QTest::addColumn<QString>("name");
+    for (const char* const name : {"deleteLater",    "_q_reregisterTimers",
+                                   "destroyed",      "objectNameChanged",
+                                   "setObjectName",  "objectName",
+                                   "restart",        "exec",
+                                   "sendCommand",    "doStart",
+                                   "doStop",         "doExec",
+                                   "prepareError",   "addExecutor",
+                                   "removeExecutor", "event",
+                                   "Commands",       "AbstractTarvexCommandsWorker",
+                                   "qt_metacall",    "5",
+                                   "operator"}) {
+        QTest::newRow(name) << QString::fromLatin1(name);
+    }
+    QTest::newRow("1 MiB") << QString(1024 * 1024, QLatin1Char('a'));
+}
+
+void TstAbstractTarvexCommandsWorker::hostileName_ofTheObjectsOwn_isNotCalled()
+{
+    QFETCH(QString, name);
+    for (const QVariantMap& data : {QVariantMap(), someData()}) {
+        const LogCapture log;
+        const auto hooked = std::make_unique<Hooked>();
+        const QPointer<Hooked> guard(hooked.get());
+        const TarvexCommand cmd = someCommand(name, QStringLiteral("uid1"), data);
+        QSignalSpy named(hooked.get(), SIGNAL(objectNameChanged(QString)));
+        QSignalSpy sent(hooked.get(), SIGNAL(sendCommand(TarvexCommand)));
+        hooked->exec(cmd);
+        // What deleteLater() or restart() would have left to be done.
+        QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+        QCoreApplication::processEvents();
+        QVERIFY(!guard.isNull());
+        QCOMPARE(hooked->hooks.size(), 2);
+        QVERIFY(hooked->hooks.at(1).startsWith(QLatin1String("prepareError cashbox uid1 ") + name));
+        QCOMPARE(hooked->calls, QStringList());
+        QCOMPARE(named.count(), 0);
+        QCOMPARE(sent.count(), 0);
+        const QStringList logged = log.texts();
+        QCOMPARE(logged.size(), 4);
+        QVERIFY(logged.at(2).startsWith(QLatin1String("warning: QMetaObject::invokeMethod: No such method Hooked::")
+                                        + name));
+        QCOMPARE(logged.at(3), QLatin1String("warning: ") + errorText(name));
+    }
+}
+
+void TstAbstractTarvexCommandsWorker::hostileData_isHandedOver()
+{
+    QVariant deep = 1;
+    for (int i = 0; i < 400; ++i) {
+        deep = QVariantMap{{QStringLiteral("a"), deep}};
+    }
+    const QVariantMap data{{QString(), QVariant()},
+                           {QString(QChar(0)), QString(1024 * 1024, QLatin1Char('x'))},
+                           {QStringLiteral("deep"), deep}};
+    const LogCapture log;
+    m_worker->exec(someCommand(QStringLiteral("both"), QStringLiteral("uid1"), data));
+    QCOMPARE(m_worker->datas, QList<QVariantMap>{data});
+    m_worker->exec(someCommand(QStringLiteral("both"), QStringLiteral("uid1"), data));
+    QCOMPARE(m_worker->datas.size(), 1);
+}
+
+/// Records where it runs. Read from the test's thread only after the worker's thread has answered.
+class ThreadReporter : public AbstractTarvexCommandsWorker
+{
+    Q_OBJECT
+public:
+    bool doStart() override { return true; }
+
+    bool doStop() override { return true; }
+
+    Q_INVOKABLE QVariant report(QString agent, QString uid)
+    {
+        TarvexCommand answer = someCommand(QStringLiteral("reported"), uid);
+        answer.setAgent(agent);
+        answer.setData({{QStringLiteral("inOwnThread"), thread() == QThread::currentThread()}});
+        Q_EMIT sendCommand(answer);
+        return done();
+    }
+};
+
+void TstAbstractTarvexCommandsWorker::exec_fromAnotherThread_runsInTheWorkersThread()
+{
+    const LogCapture log;
+    Controller controller;
+    auto* const worker = new ThreadReporter;
+    ServiceEnds ends;
+    QVERIFY(connect(&ends, SIGNAL(commandCame(TarvexCommand)), worker, SLOT(exec(TarvexCommand))));
+    QVERIFY(connect(worker, SIGNAL(sendCommand(TarvexCommand)), &ends, SLOT(send(TarvexCommand))));
+    controller.addWorkerToThread(worker)->start();
+    Q_EMIT ends.commandCame(someCommand(QStringLiteral("report"), QStringLiteral("uid7")));
+    QTRY_COMPARE(ends.sent.size(), 1);
+    TarvexCommand answer;
+    QVERIFY(TarvexCommand::incomingMessageToCmd(ends.sent.constFirst(), answer));
+    QCOMPARE(answer.name(), QStringLiteral("reported"));
+    QCOMPARE(answer.uid(), QStringLiteral("uid7"));
+    QCOMPARE(answer.data(), QVariantMap({{QStringLiteral("inOwnThread"), true}}));
+    controller.doKillThreads();
+}
+
+void TstAbstractTarvexCommandsWorker::wholeRoad_fromMessageToAnswer()
+{
+    const LogCapture log;
+    Controller controller;
+    auto* const worker = new Commands;
+    auto* const executor = new CountingExecutor(worker);
+    worker->addExecutor(executor);
+    ServiceEnds ends;
+    QVERIFY(connect(&ends, SIGNAL(commandCame(TarvexCommand)), worker, SLOT(exec(TarvexCommand))));
+    QVERIFY(connect(worker, SIGNAL(sendCommand(TarvexCommand)), &ends, SLOT(send(TarvexCommand))));
+    controller.addWorkerToThread(worker)->start();
+
+    Message message;
+    message.setSender(QStringLiteral("cashbox"));
+    const QStringList texts{QStringLiteral("no command"), QStringLiteral(R"({"cmd":"count"})"),
+                            QStringLiteral(R"({"cmd":"plain"})"), QStringLiteral(R"({"cmd":"plain","data":{"a":1}})"),
+                            QStringLiteral(R"({"cmd":"unheardOf","data":{"b":"c"}})")};
+    for (int i = 0; i < texts.size(); ++i) {
+        message.setUid(QStringLiteral("uid%1").arg(i));
+        message.setMessage(texts.at(i));
+        ends.deliver(message);
+    }
+    QTRY_COMPARE(ends.sent.size(), 2);
+    QCOMPARE(ends.sent.at(0).uid(), QStringLiteral("uid3"));
+    const Message answer = ends.sent.at(1);
+    QCOMPARE(answer.reciever(), QStringLiteral("cashbox"));
+    QCOMPARE(answer.uid(), QStringLiteral("uid4"));
+    QCOMPARE(
+        answer.message(),
+        QStringLiteral(
+            R"json({"cmd":"commandError","data":{"command":"unheardOf","data":{"b":"c"},"errorText":"No such method (unheardOf)"}})json"));
+    QVERIFY(answer.dt().isValid());
+    controller.doKillThreads();
+}
+
+QTEST_GUILESS_MAIN(TstAbstractTarvexCommandsWorker)
+#include "tst_abstracttarvexcommandsworker.moc"

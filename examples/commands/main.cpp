@@ -1,0 +1,14 @@
+#include "gateservice.h"
+#include "quitonsignal.h"
+
+#include <QCoreApplication>
+
+int main(int argc, char** argv)
+{
+    QCoreApplication application(argc, argv);
+    const QuitOnSignal quitOnSignal; // before any thread is started
+    const QStringList arguments = QCoreApplication::arguments();
+    GateService service(arguments.size() > 1 ? arguments.at(1) : QStringLiteral("gate"));
+    service.doStart();
+    return QCoreApplication::exec();
+}

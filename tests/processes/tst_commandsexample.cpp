@@ -1,0 +1,166 @@
+#include "childprocess.h"
+
+#include "client/tarvexmessagesreciever.h"
+#include "client/tarvexqueryhandler.h"
+#include "cmdlayer/tarvexcommand.h"
+
+#include <QSignalSpy>
+#include <QTest>
+
+#include <memory>
+
+using tarvex::Message;
+
+namespace {
+
+constexpr int PATIENCE_MS = 30000;
+
+const QString GATE = QStringLiteral("gate");
+const QString CASHBOX = QStringLiteral("cashbox");
+
+TarvexCommand command(const QString& name, const QVariantMap& data = {})
+{
+    static int count = 0;
+    TarvexCommand command;
+    command.setAgent(GATE);
+    command.setUid(QStringLiteral("cashbox-%1").arg(++count));
+    command.setName(name);
+    command.setData(data);
+    return command;
+}
+
+QString text(const TarvexCommand& answer)
+{
+    return answer.toOutgoingMessage().message();
+}
+
+} // namespace
+
+/// The service of examples/commands, as a client on the bus sees it.
+class TstCommandsExample : public QObject
+{
+    Q_OBJECT
+private Q_SLOTS:
+    void initTestCase();
+    void cleanupTestCase();
+    void command_isAnswered_data();
+    void command_isAnswered();
+    void command_sentTwice_isCarriedOutOnce();
+
+private:
+    TarvexCommand answerTo(const TarvexCommand& command, int timeoutMs = PATIENCE_MS);
+
+    std::unique_ptr<ChildProcess> m_bus;
+    std::unique_ptr<ChildProcess> m_gate;
+    std::unique_ptr<tarvex::TarvexQueryHandler> m_sender;
+    std::unique_ptr<tarvex::TarvexMessagesReciever> m_receiver;
+    std::unique_ptr<QSignalSpy> m_incoming;
+};
+
+void TstCommandsExample::initTestCase()
+{
+    m_bus = std::make_unique<ChildProcess>(QStringLiteral(DEVBUS), QStringList{QStringLiteral("--memory")});
+    m_bus->start();
+    QVERIFY(m_bus->waitForLine(QString()));
+    m_gate = std::make_unique<ChildProcess>(QStringLiteral(GATE_SERVICE), QStringList{GATE});
+    m_gate->start();
+    m_sender = std::make_unique<tarvex::TarvexQueryHandler>(CASHBOX);
+    m_receiver = std::make_unique<tarvex::TarvexMessagesReciever>(CASHBOX);
+    m_incoming = std::make_unique<QSignalSpy>(m_receiver.get(), SIGNAL(incomingMessage(Message)));
+    QVERIFY(m_sender->open());
+    QVERIFY(m_receiver->open());
+    // An answer that the gate has ready before its query connection is up is dropped, so one is asked for until it
+    // comes.
+    constexpr int ATTEMPT_MS = 1000;
+    bool answered = false;
+    for (int i = 0; i < PATIENCE_MS / ATTEMPT_MS && !answered; ++i) {
+        answered = !answerTo(command(QStringLiteral("status")), ATTEMPT_MS).name().isEmpty();
+    }
+    QVERIFY(answered);
+}
+
+void TstCommandsExample::cleanupTestCase()
+{
+    m_receiver.reset();
+    m_sender.reset();
+    QCOMPARE(m_gate->terminate(), 0);
+    QCOMPARE(m_bus->terminate(), 0);
+}
+
+/// \return the answer with the command's uid, an empty command when there is none in time.
+TarvexCommand TstCommandsExample::answerTo(const TarvexCommand& command, int timeoutMs)
+{
+    TarvexCommand answer;
+    if (!m_sender->sendMessage(command.toOutgoingMessage())) {
+        return answer;
+    }
+    const auto takeAnswer = [&] {
+        while (!m_incoming->isEmpty()) {
+            const auto message = m_incoming->takeFirst().constFirst().value<Message>();
+            if (message.uid() == command.uid() && message.sender() == GATE) {
+                return TarvexCommand::incomingMessageToCmd(message, answer);
+            }
+        }
+        return false;
+    };
+    return QTest::qWaitFor(takeAnswer, timeoutMs) ? answer : TarvexCommand();
+}
+
+void TstCommandsExample::command_isAnswered_data()
+{
+    QTest::addColumn<QString>("name");
+    QTest::addColumn<QVariantMap>("data");
+    QTest::addColumn<QString>("answer");
+    const QVariantMap none;
+    const QVariantMap fiveSeconds{{QStringLiteral("seconds"), 5}};
+    // One talk: each command finds what those before it have left.
+    const auto says = [](const char* step, const char* name, const QVariantMap& data, const char* answer) {
+        QTest::newRow(step) << QString::fromLatin1(name) << data << QString::fromLatin1(answer);
+    };
+    says("status", "status", none, R"({"cmd":"statusReport","data":{"timesOpened":0}})");
+    says("open", "open", fiveSeconds, R"({"cmd":"opened","data":{"seconds":5}})");
+    says("status has changed", "status", none, R"({"cmd":"statusReport","data":{"timesOpened":1}})");
+    says(
+        "open for no time", "open", {{QStringLiteral("seconds"), 0}},
+        R"({"cmd":"commandError","data":{"command":"open","data":{"seconds":0},"errorText":"1 to 60 seconds, please"}})");
+    says("open without data", "open", none,
+         R"j({"cmd":"commandError","data":{"command":"open","data":{},"errorText":"No such method (open)"}})j");
+    says("unlock when not locked", "unlock", none,
+         R"j({"cmd":"commandError","data":{"command":"unlock","data":{},"errorText":"No such method (unlock)"}})j");
+    says("lock", "lock", none, R"({"cmd":"locked","data":{}})");
+    says("lock again", "lock", none, R"({"cmd":"locked","data":{}})");
+    says("open when locked", "open", fiveSeconds,
+         R"({"cmd":"commandError","data":{"command":"open","data":{"seconds":5},"errorText":"The gate is locked"}})");
+    says("status when locked", "status", none, R"({"cmd":"statusReport","data":{"timesOpened":1}})");
+    says("unlock", "unlock", none, R"({"cmd":"unlocked","data":{}})");
+    says("unlock again", "unlock", none,
+         R"j({"cmd":"commandError","data":{"command":"unlock","data":{},"errorText":"No such method (unlock)"}})j");
+    says("open when unlocked", "open", fiveSeconds, R"({"cmd":"opened","data":{"seconds":5}})");
+    says(
+        "hostile", "deleteLater", none,
+        R"j({"cmd":"commandError","data":{"command":"deleteLater","data":{},"errorText":"No such method (deleteLater)"}})j");
+    says("a public function that is no slot", "answer", none,
+         R"j({"cmd":"commandError","data":{"command":"answer","data":{},"errorText":"No such method (answer)"}})j");
+}
+
+void TstCommandsExample::command_isAnswered()
+{
+    QFETCH(QString, name);
+    QFETCH(QVariantMap, data);
+    QFETCH(QString, answer);
+    QCOMPARE(text(answerTo(command(name, data))), answer);
+}
+
+void TstCommandsExample::command_sentTwice_isCarriedOutOnce()
+{
+    const QString count = QStringLiteral("timesOpened");
+    const int before = answerTo(command(QStringLiteral("status"))).data().value(count).toInt();
+    const TarvexCommand open = command(QStringLiteral("open"), {{QStringLiteral("seconds"), 1}});
+    QCOMPARE(answerTo(open).name(), QStringLiteral("opened"));
+    QVERIFY(m_sender->sendMessage(open.toOutgoingMessage()));
+    // Messages keep their order: what the second copy leads to has happened before this is answered.
+    QCOMPARE(answerTo(command(QStringLiteral("status"))).data().value(count).toInt(), before + 1);
+}
+
+QTEST_GUILESS_MAIN(TstCommandsExample)
+#include "tst_commandsexample.moc"

@@ -1,6 +1,8 @@
 // By folder and by bare name: services use both.
+#include "abstracttarvexcommandsworker.h"
 #include "abstractworker.h"
 #include "client/tarvexqueryhandler.h"
+#include "cmdlayer/abstracttarvexcommandexecutor.h"
 #include "message.h"
 #include "records/message.h"
 #include "statecatcher.h"
@@ -90,6 +92,48 @@ bool recordsWork()
         && QMetaType::type("Message") != QMetaType::UnknownType;
 }
 
+class Executor : public AbstractTarvexCommandExecutor
+{
+    Q_OBJECT
+public:
+    explicit Executor(QObject* parent) : AbstractTarvexCommandExecutor(QStringLiteral("executor"), parent) { }
+
+    bool canExecute(const TarvexCommand& cmd) override { return cmd.name() == QLatin1String("taken"); }
+
+    void execute(const TarvexCommand& cmd) override { executed = cmd.name(); }
+
+    QString executed;
+};
+
+class Commands : public AbstractTarvexCommandsWorker
+{
+    Q_OBJECT
+public:
+    bool doStart() override { return true; }
+
+    bool doStop() override { return true; }
+
+    Q_INVOKABLE QVariant handled(QString agent, QString uid) { return called = agent + uid; }
+
+    QString called;
+};
+
+bool commandsWork()
+{
+    Commands worker;
+    auto* const executor = new Executor(&worker);
+    worker.addExecutor(executor);
+    TarvexCommand cmd;
+    cmd.setAgent(QStringLiteral("a"));
+    cmd.setUid(QStringLiteral("b"));
+    cmd.setName(QStringLiteral("handled"));
+    worker.exec(cmd);
+    cmd.setName(QStringLiteral("taken"));
+    worker.exec(cmd);
+    return worker.called == QLatin1String("ab") && executor->executed == QLatin1String("taken")
+        && qobject_cast<AbstractTarvexCommandExecutor*>(static_cast<QObject*>(executor)) != nullptr;
+}
+
 } // namespace
 
 int main(int argc, char** argv)
@@ -97,7 +141,7 @@ int main(int argc, char** argv)
     QCoreApplication application(argc, argv);
     const wexcor::AppVersion version = bus::TarvexLib::version();
     qInfo().noquote() << "tarvexlib" << version.version() << "of" << version.buildTime();
-    if (version.version() != QLatin1String("5.0.28") || !recordsWork() || !stateWorks()) {
+    if (version.version() != QLatin1String("5.0.28") || !recordsWork() || !stateWorks() || !commandsWork()) {
         return 1;
     }
     Controller controller(nullptr);

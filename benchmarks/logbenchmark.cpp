@@ -7,6 +7,7 @@
 #include "loggermanager.h"
 #include "logging/tarvexlogcreator.h"
 #include "require.h"
+#include "silentconsole.h"
 
 #include <QCoreApplication>
 #include <QDebug>
@@ -22,32 +23,6 @@ constexpr int LINES_AT_ONCE = 500;
 constexpr int FILTER_OFF_MS = 0;
 constexpr int FILTER_ON_MS = 300000; // no repeat is sent while the benchmark runs
 constexpr int PATIENCE_MS = 20000;
-
-QtMessageHandler consoleHandler = nullptr;
-bool consoleIsSilent = false;
-
-void writeUnlessSilent(QtMsgType type, const QMessageLogContext& context, const QString& text)
-{
-    if (!consoleIsSilent || type == QtFatalMsg) {
-        consoleHandler(type, context, text);
-    }
-}
-
-/// Keeps the lines off the console. The handler itself stays, since the manager, installed after it, does too.
-class SilentConsole
-{
-public:
-    SilentConsole()
-    {
-        if (consoleHandler == nullptr) {
-            consoleHandler = qInstallMessageHandler(writeUnlessSilent);
-        }
-        consoleIsSilent = true;
-    }
-
-    ~SilentConsole() { consoleIsSilent = false; }
-    Q_DISABLE_COPY_MOVE(SilentConsole)
-};
 
 /// The logging bridge as a service's controller sets it up, with its receiver in a thread of its own.
 class Bridge

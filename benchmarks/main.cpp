@@ -1,4 +1,5 @@
 #include "codecbenchmark.h"
+#include "commandbenchmark.h"
 #include "exchangebenchmark.h"
 #include "logbenchmark.h"
 #include "pushbenchmark.h"
@@ -23,6 +24,7 @@ int main(int argc, char** argv)
     registerExchangeBenchmarks();
     registerPushBenchmarks();
     registerLogBenchmarks();
+    registerCommandBenchmarks();
     registerStateBenchmarks();
     registerServiceBenchmarks();
     benchmark::RunSpecifiedBenchmarks();

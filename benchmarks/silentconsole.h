@@ -1,0 +1,15 @@
+#ifndef SILENTCONSOLE_H
+#define SILENTCONSOLE_H
+
+#include <QtGlobal>
+
+/// Keeps the log lines off the console, so that a line's price is not the terminal's. One at a time.
+class SilentConsole
+{
+public:
+    SilentConsole();
+    ~SilentConsole();
+    Q_DISABLE_COPY_MOVE(SilentConsole)
+};
+
+#endif // SILENTCONSOLE_H

@@ -30,24 +30,27 @@ TarvexMsgWorker::TarvexMsgWorker(const QString& clientName)
 {
     m_restartTimer->setInterval(RESTART_INTERVAL_MS);
     m_watchTimer->setInterval(WATCH_INTERVAL_MS);
-    connect(m_watchTimer.data(), &QTimer::timeout, this, [this] { lookAtHandshake(); });
+    connect(m_watchTimer.data(), &QTimer::timeout, this, [this] { lookAtReceiver(); });
 }
 
 TarvexMsgWorker::~TarvexMsgWorker() = default;
 
 bool TarvexMsgWorker::doStart()
 {
-    if (!m_receiver || !m_restartTimer) {
+    if (!m_receiver || !m_restartTimer || !m_watchTimer) {
         return true;
     }
     connectOnce(m_restartTimer, SIGNAL(timeout()), this, SLOT(restart()));
     connectOnce(m_receiver, SIGNAL(incomingMessage(Message)), this, SLOT(processMessage(Message)));
     connectOnce(m_receiver, SIGNAL(busDisconnected()), this, SLOT(restart()));
     connectOnce(m_receiver, SIGNAL(tarvexConnected()), this, SIGNAL(workerConnected()));
+    // One of the two timers runs at a time, so that nothing is restarted twice.
     if (m_receiver->open()) {
         m_restartTimer->stop();
-        startWatching();
+        m_sinceOpen.start();
+        m_watchTimer->start();
     } else {
+        m_watchTimer->stop();
         m_restartTimer->start();
     }
     return true;
@@ -101,22 +104,14 @@ void TarvexMsgWorker::processMessage(Message msg)
     doProcessMessage(msg);
 }
 
-void TarvexMsgWorker::startWatching()
-{
-    m_sinceOpen.start();
-    if (m_watchTimer) {
-        m_watchTimer->start();
-    }
-}
-
-// open() succeeds before the server has answered the handshake, and nothing reports a refusal or a silence: without
-// this look the worker would be deaf from then on.
-void TarvexMsgWorker::lookAtHandshake()
+// open() succeeds before the server has answered the handshake, and the server may take its answer back later. Nothing
+// reports a refusal or a silence: without this look the worker would be deaf from then on.
+void TarvexMsgWorker::lookAtReceiver()
 {
     if (!m_receiver || m_receiver->isOpen()) {
-        m_watchTimer->stop();
-    } else if (!m_receiver->isConnected() || m_sinceOpen.hasExpired(HANDSHAKE_TIMEOUT_MS)) {
-        m_watchTimer->stop();
+        return;
+    }
+    if (!m_receiver->isConnected() || m_sinceOpen.hasExpired(HANDSHAKE_TIMEOUT_MS)) {
         restart();
     }
 }

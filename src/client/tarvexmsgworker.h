@@ -20,7 +20,8 @@ class TarvexMessagesReciever;
 /// Keeps the connection on which the bus pushes messages, and turns what comes into signals.
 ///
 /// Handed to TarvexController::initWorkers(), it runs in a thread of its own. While the bus is away it tries again
-/// every 5000 ms; a connection that is lost, refused, or not answered for 30000 ms is made anew by itself.
+/// every 5000 ms; a connection that is lost, refused (at once or later), or not answered for 30000 ms is made anew by
+/// itself: for as long as it is started the worker looks at it every 5000 ms.
 ///
 /// A message whose text is the command "updateSettings" or "stateChanged" is handled here; every other one comes out of
 /// unprocessedMessage(). A service that wants more commands handled here overrides doProcessCommand().
@@ -72,12 +73,11 @@ public Q_SLOTS:
     void processMessage(Message msg);
 
 private:
-    void startWatching();
-    void lookAtHandshake();
+    void lookAtReceiver();
 
     QPointer<TarvexMessagesReciever> m_receiver;
     QPointer<QTimer> m_restartTimer;
-    QPointer<QTimer> m_watchTimer; ///< Runs from a successful open() until the server has accepted the handshake.
+    QPointer<QTimer> m_watchTimer; ///< Runs from a successful open() to the next doStop() or failed open().
     QElapsedTimer m_sinceOpen;
 };
 

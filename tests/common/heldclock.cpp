@@ -1,8 +1,12 @@
 #include "heldclock.h"
 
+#include <QCoreApplication>
+
 #include <atomic>
+#include <chrono>
 #include <ctime>
 #include <sys/syscall.h>
+#include <thread>
 #include <unistd.h>
 
 namespace {
@@ -45,4 +49,22 @@ HeldClock::~HeldClock()
 void HeldClock::advance(int ms)
 {
     heldTime += ms;
+}
+
+void HeldClock::letPass(int ms)
+{
+    advance(ms);
+    // A timer may post an event, and what that does may post another.
+    for (int turn = 0; turn < 10; ++turn) {
+        QCoreApplication::processEvents();
+    }
+}
+
+bool HeldClock::waitFor(const std::function<bool()>& condition)
+{
+    for (int turn = 0; turn < 2000 && !condition(); ++turn) {
+        QCoreApplication::processEvents();
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    }
+    return condition();
 }

@@ -3,6 +3,8 @@
 
 #include <QtGlobal>
 
+#include <functional>
+
 /// Holds the monotonic clock of the whole process, Qt's included, from its construction to its destruction, and moves
 /// it on by hand: for what is about minutes. Nothing that waits works meanwhile. One at a time.
 class HeldClock
@@ -13,6 +15,13 @@ public:
     Q_DISABLE_COPY_MOVE(HeldClock)
 
     void advance(int ms);
+
+    /// Moves it on, and lets this thread's event loop do what is due by then.
+    void letPass(int ms);
+
+    /// Runs this thread's event loop until \a condition is true, for up to 20 s of the time outside: QTRY_... would
+    /// never give up. \return whether it became true.
+    static bool waitFor(const std::function<bool()>& condition);
 };
 
 #endif // HELDCLOCK_H

@@ -39,6 +39,9 @@ void setFilterRules()
     QLoggingCategory::setFilterRules(QStringLiteral("%1.info=true").arg(guiLoggerCategory()));
 }
 
+/// Queued, because each of them leads to another thread; made once, however often the same workers are handed over.
+constexpr auto QUEUED_ONCE = static_cast<Qt::ConnectionType>(Qt::QueuedConnection | Qt::UniqueConnection);
+
 } // namespace
 
 TarvexController::TarvexController(int repeatInterval, const QString& clientName, QObject* parent)
@@ -64,11 +67,11 @@ bool TarvexController::initWorkers(TarvexMsgWorker* msgWorker, TarvexQueryWorker
     QThread* const msgThread = addWorkerToThread(msgWorker);
     if (queryWorker != nullptr) {
         QThread* const queryThread = addWorkerToThread(queryWorker);
-        connect(queryWorker, SIGNAL(settingsChanged()), this, SIGNAL(settingsChanged()), Qt::QueuedConnection);
-        connect(this, SIGNAL(stateChanged()), queryWorker, SLOT(sendState()), Qt::QueuedConnection);
-        connect(this, SIGNAL(sendLogMessage(Message)), queryWorker, SLOT(sendMessage(Message)), Qt::QueuedConnection);
+        connect(queryWorker, SIGNAL(settingsChanged()), this, SIGNAL(settingsChanged()), QUEUED_ONCE);
+        connect(this, SIGNAL(stateChanged()), queryWorker, SLOT(sendState()), QUEUED_ONCE);
+        connect(this, SIGNAL(sendLogMessage(Message)), queryWorker, SLOT(sendMessage(Message)), QUEUED_ONCE);
         if (msgWorker != nullptr) {
-            connect(msgWorker, SIGNAL(updateSettings()), queryWorker, SLOT(updateSettings()), Qt::QueuedConnection);
+            connect(msgWorker, SIGNAL(updateSettings()), queryWorker, SLOT(updateSettings()), QUEUED_ONCE);
         }
         if (queryThread != nullptr) {
             queryThread->start(QThread::InheritPriority);

@@ -41,7 +41,8 @@ public:
     ~TarvexController() override;
 
     /// Gives each worker a thread of its own, connects them with each other and with this controller, and starts the
-    /// threads, the query worker's first. Either may be null. The workers belong to the controller from then on.
+    /// threads, the query worker's first. Either may be null. The workers belong to the controller from then on. Called
+    /// again with the same workers it changes nothing: a worker keeps its thread and is connected once.
     ///
     /// TarvexMsgWorker's stateChanged() and unprocessedMessage() are the service's to connect.
     /// \return true.

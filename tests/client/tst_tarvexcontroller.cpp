@@ -79,12 +79,14 @@ public:
     bool doStart() override
     {
         threadId = ::syscall(SYS_gettid);
+        ++starts;
         return TarvexMsgWorker::doStart();
     }
 
     int connections(const char* signal) const { return receivers(signal); }
 
     std::atomic<long> threadId{0};
+    std::atomic<int> starts{0};
 };
 
 class QueryWorker : public TarvexQueryWorker
@@ -97,6 +99,7 @@ public:
     bool doStart() override
     {
         threadId = ::syscall(SYS_gettid);
+        ++starts;
         return TarvexQueryWorker::doStart();
     }
 
@@ -119,6 +122,7 @@ public:
     int connections(const char* signal) const { return receivers(signal); }
 
     std::atomic<long> threadId{0};
+    std::atomic<int> starts{0};
     std::atomic<long> reportThreadId{0};
     std::atomic<int> reports{0};
     std::atomic<int> applied{0};
@@ -227,6 +231,9 @@ private Q_SLOTS:
     void destroyed_anotherOneTakesOver();
     void lines_reachTheBusOnceEach();
     void initWorkers_withBoth_connectsEachOnce();
+    void initWorkers_again_changesNothing_data();
+    void initWorkers_again_changesNothing();
+    void initWorkers_again_withTheOtherWorker_connectsBoth();
     void initWorkers_withoutMsgWorker();
     void initWorkers_withoutQueryWorker();
     void initWorkers_withNeither();
@@ -473,6 +480,56 @@ void TstTarvexController::initWorkers_withBoth_connectsEachOnce()
     QVERIFY(msg->threadId != query->threadId);
     QVERIFY(msg->threadId != ::syscall(SYS_gettid));
     QVERIFY(query->threadId != ::syscall(SYS_gettid));
+}
+
+void TstTarvexController::initWorkers_again_changesNothing_data()
+{
+    QTest::addColumn<bool>("running");
+    QTest::newRow("at once") << false;
+    QTest::newRow("while they run") << true;
+}
+
+void TstTarvexController::initWorkers_again_changesNothing()
+{
+    QFETCH(bool, running);
+    Service service;
+    auto* const msg = new MsgWorker;
+    auto* const query = new QueryWorker;
+    QVERIFY(service.initWorkers(msg, query));
+    if (running) {
+        QTRY_COMPARE(query->applied.load(), 1);
+        QTRY_COMPARE(m_receiver->handshakes().size(), 1);
+    }
+    QVERIFY(service.initWorkers(msg, query));
+    QVERIFY(service.initWorkers(msg, query));
+    QCOMPARE(query->connections(SIGNAL(settingsChanged())), 1);
+    QCOMPARE(service.connections(SIGNAL(stateChanged())), 1);
+    QCOMPARE(service.connections(SIGNAL(sendLogMessage(Message))), 1);
+    QCOMPARE(msg->connections(SIGNAL(updateSettings())), 1);
+    QCOMPARE(service.threads.at(2), service.threads.at(0));
+    QCOMPARE(service.threads.at(3), service.threads.at(1));
+    Q_EMIT service.stateChanged();
+    QTRY_COMPARE(m_receiver->handshakes().size(), 1);
+    QTRY_COMPARE(query->reports.load(), 1);
+    service.doStop();
+    QCOMPARE(query->starts.load(), 1);
+    QCOMPARE(msg->starts.load(), 1);
+    QCOMPARE(query->reports.load(), 1);
+    QCOMPARE(m_query->connectionCount(), 1);
+    QCOMPARE(m_receiver->connectionCount(), 1);
+}
+
+void TstTarvexController::initWorkers_again_withTheOtherWorker_connectsBoth()
+{
+    Service service;
+    auto* const msg = new MsgWorker;
+    auto* const query = new QueryWorker;
+    QVERIFY(service.initWorkers(msg, nullptr));
+    QVERIFY(service.initWorkers(msg, query));
+    QCOMPARE(msg->connections(SIGNAL(updateSettings())), 1);
+    QTRY_COMPARE(query->applied.load(), 1);
+    QTRY_COMPARE(m_receiver->handshakes().size(), 1);
+    QCOMPARE(msg->starts.load(), 1);
 }
 
 void TstTarvexController::initWorkers_withoutMsgWorker()

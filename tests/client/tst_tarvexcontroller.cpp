@@ -206,7 +206,7 @@ class Counter : public QObject
 {
     Q_OBJECT
 public:
-    int calls = 0;
+    std::atomic<int> calls{0};
 
 public Q_SLOTS:
 
@@ -243,6 +243,7 @@ private Q_SLOTS:
     void stateChanged_mayComeFromAnyThread();
     void sendLogMessage_isSentByTheWorker();
     void pushedUpdate_loadsTheSettings();
+    void stopped_whatIsQueuedBehindTheStop_changesNothing();
     void destructor_takesTheBridgeDownFirst();
     void destructor_deletesTheWorkers();
     void destructor_withSilentServer_isBounded();
@@ -419,7 +420,7 @@ void TstTarvexController::destroyed_linesStayHere()
     qCWarning(LOGGER) << "line";
     qCWarning(GUILOGGER) << "line";
     TarvexLogCreator::release();
-    QCOMPARE(counter.calls, 0);
+    QCOMPARE(counter.calls.load(), 0);
 }
 
 void TstTarvexController::destroyed_anotherOneTakesOver()
@@ -668,6 +669,48 @@ void TstTarvexController::pushedUpdate_loadsTheSettings()
     QCOMPARE(query->applied.load(), 2);
     QCOMPARE(countOf(*m_query, QStringLiteral("loadSettings")), 2);
     QCOMPARE(query->connections(SIGNAL(settingsChanged())), 1);
+}
+
+// The stop finds the worker in the middle of a report and goes ahead of what waits in its queue.
+void TstTarvexController::stopped_whatIsQueuedBehindTheStop_changesNothing()
+{
+    std::promise<void> release;
+    const std::shared_future<void> released = release.get_future().share();
+    m_query->willAlwaysDo([released](FakeBus::Peer& peer, const FakeBus::Request& request) {
+        if (request.operation == QLatin1String("saveState")) {
+            released.wait();
+        }
+        answer(peer, request);
+    });
+    Service service;
+    auto* const msg = new MsgWorker;
+    auto* const query = new QueryWorker;
+    service.initWorkers(msg, query);
+    QTRY_COMPARE(query->applied.load(), 1);
+    QTRY_COMPARE(m_receiver->handshakes().size(), 1);
+    Q_EMIT service.stateChanged();
+    QTRY_COMPARE(countOf(*m_query, QStringLiteral("saveState")), 1);
+
+    Q_EMIT service.stateChanged();
+    Message message;
+    message.setReciever(QStringLiteral("cashbox"));
+    Q_EMIT service.sendLogMessage(message);
+    Q_EMIT msg->updateSettings();
+    query->restart();
+    Counter behindThem;
+    behindThem.moveToThread(query->thread());
+    QVERIFY(QMetaObject::invokeMethod(&behindThem, "count", Qt::QueuedConnection));
+    const int requests = m_query->requests().size();
+    service.doStop();
+    QCOMPARE(behindThem.calls.load(), 0);
+    release.set_value();
+    QTRY_COMPARE(behindThem.calls.load(), 1);
+    QCOMPARE(query->reports.load(), 1);
+    QCOMPARE(query->applied.load(), 1);
+    QCOMPARE(query->starts.load(), 1);
+    QCOMPARE(m_query->requests().size(), requests);
+    QCOMPARE(m_query->connectionCount(), 1);
+    QCOMPARE(m_receiver->connectionCount(), 1);
 }
 
 void TstTarvexController::destructor_takesTheBridgeDownFirst()

@@ -13,7 +13,6 @@
 #include <QElapsedTimer>
 #include <QMetaMethod>
 #include <QPointer>
-#include <QRandomGenerator>
 #include <QSignalSpy>
 #include <QTest>
 #include <QThread>
@@ -247,8 +246,6 @@ private Q_SLOTS:
     void destructor_takesTheBridgeDownFirst();
     void destructor_deletesTheWorkers();
     void destructor_withSilentServer_isBounded();
-    void destroyedAtAnyMoment_data();
-    void destroyedAtAnyMoment();
     void refusedLines_doNotMultiply_data();
     void refusedLines_doNotMultiply();
 
@@ -762,86 +759,6 @@ void TstTarvexController::destructor_withSilentServer_isBounded()
     QCOMPARE(livingWorkers.load(), 1);
     m_query.reset();
     QTRY_COMPARE_WITH_TIMEOUT(livingWorkers.load(), 0, 20000);
-}
-
-void TstTarvexController::destroyedAtAnyMoment_data()
-{
-    QTest::addColumn<int>("rounds");
-    QTest::addColumn<QString>("server");
-    QTest::newRow("before the threads are started") << 30 << QString();
-    QTest::newRow("no server") << 8 << QStringLiteral("none");
-    QTest::newRow("answering") << 25 << QStringLiteral("answering");
-    QTest::newRow("refusing") << 10 << QStringLiteral("refusing");
-    QTest::newRow("dropping") << 15 << QStringLiteral("dropping");
-    QTest::newRow("cutting its replies short") << 5 << QStringLiteral("cutting");
-    QTest::newRow("silent") << 2 << QStringLiteral("silent");
-}
-
-// Ten pairs of workers at a time, because each takes 100 ms to close, in its own thread.
-void TstTarvexController::destroyedAtAnyMoment()
-{
-    QFETCH(int, rounds);
-    QFETCH(QString, server);
-    const int pairs = server.isEmpty() ? 1 : 10;
-    for (int round = 0; round < rounds; ++round) {
-        if (server == QLatin1String("none")) {
-            m_query.reset();
-            m_receiver.reset();
-        } else if (!server.isEmpty()) {
-            resetBuses();
-        }
-        if (server == QLatin1String("refusing")) {
-            for (int i = 0; i < pairs; ++i) {
-                m_query->willRefuseHandshake(3);
-                m_receiver->willRefuseHandshake(3);
-            }
-        } else if (server == QLatin1String("dropping")) {
-            for (int i = 0; i < 20 * pairs; ++i) {
-                m_query->willDo([i](FakeBus::Peer& peer, const FakeBus::Request& request) {
-                    if (i % 3 == 0) {
-                        peer.reset();
-                    } else if (i % 3 == 1) {
-                        peer.close();
-                    } else {
-                        answer(peer, request);
-                    }
-                });
-            }
-        } else if (server == QLatin1String("cutting")) {
-            m_query->willAlwaysDo([](FakeBus::Peer& peer, const FakeBus::Request& request) {
-                peer.send(FakeBus::replyFrame(request.operation, 0).chopped(7));
-            });
-        } else if (server == QLatin1String("silent")) {
-            m_query->willAlwaysDo([](FakeBus::Peer&, const FakeBus::Request&) {});
-        }
-        QElapsedTimer clock;
-        {
-            Service service(round % 2 == 0 ? 0 : 5000);
-            for (int i = 0; i < pairs; ++i) {
-                auto* const msg = new MsgWorker;
-                auto* const query = new QueryWorker(i + 1);
-                if (server.isEmpty()) {
-                    service.addWorkerToThread(msg);
-                    service.addWorkerToThread(query);
-                } else {
-                    service.initWorkers(msg, query);
-                }
-            }
-            qCWarning(GUILOGGER) << "round" << round;
-            Q_EMIT service.stateChanged();
-            // Some moment or other, half of them within the first steps.
-            const qint64 moment = round % 2 == 0 ? 0 : QRandomGenerator::global()->bounded(250);
-            clock.start();
-            while (clock.elapsed() < moment) {
-                QCoreApplication::processEvents(QEventLoop::AllEvents, 5);
-            }
-            clock.start();
-        }
-        QVERIFY2(clock.elapsed() < BOUND_MS, qPrintable(QString::number(clock.elapsed())));
-        if (server == QLatin1String("none") || server.isEmpty()) {
-            QCOMPARE(livingWorkers.load(), 0);
-        }
-    }
 }
 
 void TstTarvexController::refusedLines_doNotMultiply_data()

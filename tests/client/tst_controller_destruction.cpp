@@ -1,0 +1,325 @@
+#include "client/tarvexcontroller.h"
+
+#include "client/supportedclients.h"
+#include "client/tarvexmsgworker.h"
+#include "client/tarvexqueryhandler.h"
+#include "client/tarvexqueryworker.h"
+#include "fakebus.h"
+#include "logging/tarvexloggingcategory.h"
+
+#include <QDeadlineTimer>
+#include <QElapsedTimer>
+#include <QEventLoop>
+#include <QPointer>
+#include <QTest>
+#include <QThread>
+
+#include <atomic>
+#include <functional>
+#include <list>
+#include <memory>
+#include <thread>
+
+using namespace tarvex;
+
+namespace {
+
+const QString PRINTER = BUSNAME_TICKET_PRINTER;
+
+/// What the destructor may take: 1500 ms and room for a loaded machine.
+constexpr qint64 BOUND_MS = 6000;
+
+/// Each controller takes 100 or 200 ms to go, which its workers sleep away while closing: so ten go at a time.
+constexpr int THREADS = 10;
+constexpr int CONTROLLERS_OF_A_THREAD = 5;
+/// After so many the servers are made anew, because they keep what they have accepted.
+constexpr int CONTROLLERS_OF_A_BATCH = THREADS * CONTROLLERS_OF_A_THREAD;
+
+enum class Server {
+    None,
+    Answering,
+    Slow,
+    Hanging,
+    Cutting,
+    Dropping,
+    Refusing
+};
+enum class Moment {
+    NotStarted,
+    AtOnce,
+    SomeTimeLater,
+    InAnExchange,
+    Retrying,
+    RetriedOnce
+};
+
+std::atomic<int> livingWorkers{0};
+
+class MsgWorker : public TarvexMsgWorker
+{
+public:
+    MsgWorker() : TarvexMsgWorker(PRINTER) { ++livingWorkers; }
+
+    ~MsgWorker() override { --livingWorkers; }
+
+    bool doStart() override
+    {
+        const bool isStarted = TarvexMsgWorker::doStart();
+        ++starts;
+        return isStarted;
+    }
+
+    std::atomic<int> starts{0};
+};
+
+class QueryWorker : public TarvexQueryWorker
+{
+public:
+    QueryWorker() : TarvexQueryWorker(1, PRINTER) { ++livingWorkers; }
+
+    ~QueryWorker() override { --livingWorkers; }
+
+    bool doStart() override
+    {
+        hasBegun = true;
+        const bool isStarted = TarvexQueryWorker::doStart();
+        ++starts;
+        return isStarted;
+    }
+
+    void doSendState() override { handler->saveState(ClientState()); }
+
+    void doApplySettings(ClientSettings settings) override { Q_UNUSED(settings) }
+
+    std::atomic<int> starts{0};
+    std::atomic<bool> hasBegun{false}; ///< From then on it waits for the server nearly all the time.
+};
+
+/// One pair of workers, as a service has it.
+class Service : public TarvexController
+{
+public:
+    explicit Service(int repeatInterval)
+        : TarvexController(repeatInterval, PRINTER, nullptr), m_msg(new MsgWorker), m_query(new QueryWorker)
+    {
+        threads = {addWorkerToThread(m_msg), addWorkerToThread(m_query)};
+    }
+
+    void doStart() override { initWorkers(m_msg, m_query); }
+
+    bool hasTried(int times) const { return m_msg->starts >= times && m_query->starts >= times; }
+
+    bool hasBegun() const { return m_query->hasBegun; }
+
+    QList<QPointer<QThread>> threads;
+
+private:
+    MsgWorker* const m_msg;
+    QueryWorker* const m_query;
+};
+
+bool processEventsUntil(const std::function<bool()>& condition)
+{
+    QEventLoop loop; // a thread that Qt did not make has none of its own to process events with
+    const QDeadlineTimer deadline(20000);
+    while (!condition() && !deadline.hasExpired()) {
+        loop.processEvents();
+        QThread::msleep(1);
+    }
+    return condition();
+}
+
+void begin(Service& service, Moment moment, int number)
+{
+    if (moment != Moment::NotStarted) {
+        service.doStart();
+    }
+    qCWarning(GUILOGGER) << "service" << number;
+    Q_EMIT service.stateChanged();
+}
+
+/// \return whether it came.
+bool waitForMoment(const Service& service, Moment moment, int number)
+{
+    QElapsedTimer clock;
+    clock.start();
+    switch (moment) {
+    case Moment::NotStarted:
+    case Moment::AtOnce:
+        break;
+    case Moment::SomeTimeLater:
+        // From nothing at all to a few exchanges, spread evenly.
+        return processEventsUntil([&clock, number] { return clock.elapsed() >= number * 37 % 250; });
+    case Moment::InAnExchange:
+        return processEventsUntil([&service] { return service.hasBegun(); })
+            && processEventsUntil([&clock, number] { return clock.elapsed() >= number * 7 % 50; });
+    case Moment::Retrying:
+        return processEventsUntil([&service] { return service.hasTried(1); });
+    case Moment::RetriedOnce:
+        return processEventsUntil([&service] { return service.hasTried(2); });
+    }
+    return true;
+}
+
+struct Counts
+{
+    std::atomic<int> missed{0}; ///< Those whose moment did not come.
+    std::atomic<int> late{0};   ///< Those that took too long to go.
+    std::atomic<int> left{0};   ///< Threads that did not end.
+};
+
+void createAndDestroy(int count, int first, Moment moment, Counts& counts)
+{
+    std::list<std::unique_ptr<Service>> services;
+    for (int number = first; number < first + count; ++number) {
+        services.push_back(std::make_unique<Service>(number % 2 == 0 ? 0 : 5000));
+        begin(*services.back(), moment, number);
+    }
+    for (std::unique_ptr<Service>& service : services) {
+        counts.missed += waitForMoment(*service, moment, first) ? 0 : 1;
+        const QList<QPointer<QThread>> threads = service->threads;
+        QElapsedTimer clock;
+        clock.start();
+        service.reset();
+        counts.late += clock.elapsed() < BOUND_MS ? 0 : 1;
+        // A worker that was not done in time goes on its own, but its thread's object is ours to delete.
+        for (const QPointer<QThread>& thread : threads) {
+            counts.left += processEventsUntil([&thread] { return thread.isNull(); }) ? 0 : 1;
+        }
+    }
+}
+
+void answer(FakeBus::Peer& peer, const FakeBus::Request& request)
+{
+    peer.send(FakeBus::replyFrame(request.operation, 0));
+}
+
+FakeBus::Action actionOf(Server server)
+{
+    switch (server) {
+    case Server::Slow:
+        return [](FakeBus::Peer& peer, const FakeBus::Request& request) {
+            peer.sendInPieces({QByteArray(), FakeBus::replyFrame(request.operation, 0)}, 60);
+        };
+    case Server::Hanging:
+        // For longer than the destructor waits.
+        return [](FakeBus::Peer& peer, const FakeBus::Request&) {
+            QThread::msleep(2500);
+            peer.close();
+        };
+    case Server::Cutting:
+        return [](FakeBus::Peer& peer, const FakeBus::Request&) { peer.send("[-REPLY-]\r\n10000000\r\nabc"); };
+    case Server::Dropping: {
+        const auto count = std::make_shared<std::atomic<int>>(0);
+        return [count](FakeBus::Peer& peer, const FakeBus::Request& request) {
+            switch (++*count % 3) {
+            case 0:
+                return peer.reset();
+            case 1:
+                return peer.close();
+            default:
+                answer(peer, request);
+            }
+        };
+    }
+    case Server::None:
+    case Server::Answering:
+    case Server::Refusing:
+        break;
+    }
+    return answer;
+}
+
+} // namespace
+
+Q_DECLARE_METATYPE(Server)
+Q_DECLARE_METATYPE(Moment)
+
+/// A controller goes, with its pair of workers, a thousand times, at all the moments of their lives. The sanitizers
+/// look for what is left behind.
+class TstControllerDestruction : public QObject
+{
+    Q_OBJECT
+private Q_SLOTS:
+    void cleanup();
+    void destroyed_atAnyMoment_isGone_data();
+    void destroyed_atAnyMoment_isGone();
+
+private:
+    void startServer(Server server);
+
+    std::unique_ptr<FakeBus> m_query;
+    std::unique_ptr<FakeBus> m_receiver;
+};
+
+void TstControllerDestruction::cleanup()
+{
+    m_query.reset();
+    m_receiver.reset();
+    // Those whose wait ended only with the server.
+    QTRY_COMPARE_WITH_TIMEOUT(livingWorkers.load(), 0, 20000);
+}
+
+void TstControllerDestruction::startServer(Server server)
+{
+    m_query.reset();
+    m_receiver.reset();
+    if (server == Server::None) {
+        return;
+    }
+    m_query = std::make_unique<FakeBus>(FakeBus::QUERY_PORT);
+    m_receiver = std::make_unique<FakeBus>(FakeBus::RECEIVER_PORT);
+    m_query->willAlwaysDo(actionOf(server));
+    for (int i = 0; server == Server::Refusing && i < CONTROLLERS_OF_A_BATCH; ++i) {
+        m_query->willRefuseHandshake(3);
+        m_receiver->willRefuseHandshake(3);
+    }
+}
+
+void TstControllerDestruction::destroyed_atAnyMoment_isGone_data()
+{
+    QTest::addColumn<int>("controllers");
+    QTest::addColumn<Server>("server");
+    QTest::addColumn<Moment>("moment");
+    QTest::newRow("before the threads have started") << 100 << Server::None << Moment::NotStarted;
+    QTest::newRow("at once") << 150 << Server::Answering << Moment::AtOnce;
+    QTest::newRow("some time later") << 150 << Server::Answering << Moment::SomeTimeLater;
+    QTest::newRow("in an exchange") << 150 << Server::Slow << Moment::InAnExchange;
+    QTest::newRow("in one that outlasts it") << 50 << Server::Hanging << Moment::InAnExchange;
+    QTest::newRow("in a payload") << 50 << Server::Cutting << Moment::InAnExchange;
+    QTest::newRow("reconnecting") << 100 << Server::Dropping << Moment::SomeTimeLater;
+    QTest::newRow("refused") << 100 << Server::Refusing << Moment::SomeTimeLater;
+    QTest::newRow("retrying") << 100 << Server::None << Moment::Retrying;
+    QTest::newRow("retried once") << 50 << Server::None << Moment::RetriedOnce;
+}
+
+void TstControllerDestruction::destroyed_atAnyMoment_isGone()
+{
+    QFETCH(int, controllers);
+    QFETCH(Server, server);
+    QFETCH(Moment, moment);
+    Counts counts;
+    // All five of a thread wait their 5 s together, the others come one after the other.
+    const int together = moment == Moment::RetriedOnce ? CONTROLLERS_OF_A_THREAD : 1;
+    const auto createAndDestroyFive = [&counts, moment, together](int first) {
+        for (int number = first; number < first + CONTROLLERS_OF_A_THREAD; number += together) {
+            createAndDestroy(together, number, moment, counts);
+        }
+    };
+    for (int done = 0; done < controllers; done += CONTROLLERS_OF_A_BATCH) {
+        startServer(server);
+        std::list<std::thread> threads;
+        for (int number = 0; number < THREADS; ++number) {
+            threads.emplace_back(createAndDestroyFive, done + number * CONTROLLERS_OF_A_THREAD);
+        }
+        for (std::thread& thread : threads) {
+            thread.join();
+        }
+        QCOMPARE(counts.missed.load(), 0);
+        QCOMPARE(counts.late.load(), 0);
+        QCOMPARE(counts.left.load(), 0);
+    }
+}
+
+QTEST_GUILESS_MAIN(TstControllerDestruction)
+#include "tst_controller_destruction.moc"

@@ -1,0 +1,218 @@
+#include "client/tarvexmessagesreciever.h"
+#include "client/tarvexqueryhandler.h"
+#include "fakebus.h"
+#include "logcapture.h"
+
+#include <QElapsedTimer>
+#include <QSignalSpy>
+#include <QTcpSocket>
+#include <QTest>
+
+#include <arpa/inet.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+using namespace tarvex;
+
+namespace {
+
+constexpr int TIMEOUT_MS = 30000;
+/// A loaded machine may be late, but not by this much.
+constexpr int LATEST_MS = 45000;
+
+bool isTimeout(qint64 elapsed)
+{
+    return elapsed >= TIMEOUT_MS && elapsed < LATEST_MS;
+}
+
+const QString WAIT_ERROR = QStringLiteral("critical: Socket wait for ready read error");
+const QString TIMEOUT_ERROR =
+    QStringLiteral("warning: QAbstractSocket::SocketTimeoutError Network operation timed out");
+
+/// A server that listens and never accepts, with no room left for those who wait: a connect to it is not answered.
+class FullServer
+{
+public:
+    explicit FullServer(quint16 port)
+    {
+        sockaddr_in address{};
+        address.sin_family = AF_INET;
+        address.sin_port = htons(port);
+        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+        const int yes = 1;
+        ::setsockopt(m_listener, SOL_SOCKET, SO_REUSEADDR, &yes, sizeof yes);
+        m_isFull = ::bind(m_listener, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0
+            && ::listen(m_listener, 0) == 0
+            && ::connect(m_waiting, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0;
+    }
+
+    ~FullServer()
+    {
+        ::close(m_waiting);
+        ::close(m_listener);
+    }
+    Q_DISABLE_COPY_MOVE(FullServer)
+
+    bool isFull() const { return m_isFull; }
+
+private:
+    const int m_listener = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    const int m_waiting = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    bool m_isFull = false;
+};
+
+/// Accepts the handshake and takes nothing from then on.
+void acceptAndHang(FakeBus::Peer& peer, const FakeBus::Request& request)
+{
+    Q_UNUSED(request)
+    peer.send(FakeBus::replyFrame(QStringLiteral("handshake"), 0));
+    peer.hang();
+}
+
+/// Writes to \a socket until the system takes no more.
+void fillBuffers(QTcpSocket* socket)
+{
+    socket->write(QByteArray(20000000, 'x'));
+    while (socket->waitForBytesWritten(500)) { }
+}
+
+} // namespace
+
+/// What a server that hangs does to the two connections; apart from the other tests because each takes half a minute.
+class TstConnectionTimeouts : public QObject
+{
+    Q_OBJECT
+private Q_SLOTS:
+    void connectNeverAnswered_openFails();
+    void requestNeverTaken_requestFails();
+    void receiver_connectNeverAnswered_openFails();
+    void receiver_replyNeverTaken_replyFails();
+    void handshakeNeverAnswered_openFails();
+    void replyNeverComes_requestFails();
+    void serverHangsWithFullBuffers_reopensWhenItIsBack();
+};
+
+void TstConnectionTimeouts::connectNeverAnswered_openFails()
+{
+    const FullServer server(FakeBus::QUERY_PORT);
+    QVERIFY(server.isFull());
+    TarvexQueryHandler handler(QStringLiteral("printer"));
+    const LogCapture log;
+    QElapsedTimer timer;
+    timer.start();
+    QVERIFY(!handler.open());
+    QVERIFY2(isTimeout(timer.elapsed()), qPrintable(QString::number(timer.elapsed())));
+    QCOMPARE(log.texts(), QStringList());
+}
+
+// Of a request that is taken in part the write succeeds, and the reply is what is waited for in vain: so no byte may be
+// taken.
+void TstConnectionTimeouts::requestNeverTaken_requestFails()
+{
+    FakeBus bus;
+    bus.willAnswerHandshake(acceptAndHang);
+    TarvexQueryHandler handler(QStringLiteral("printer"));
+    QVERIFY(handler.open());
+    fillBuffers(handler.findChild<QTcpSocket*>());
+    const LogCapture log;
+    QElapsedTimer timer;
+    timer.start();
+    QVERIFY(!handler.saveState(ClientState()));
+    QVERIFY2(isTimeout(timer.elapsed()), qPrintable(QString::number(timer.elapsed())));
+    QCOMPARE(log.texts(), QStringList({TIMEOUT_ERROR, WAIT_ERROR}));
+}
+
+void TstConnectionTimeouts::receiver_connectNeverAnswered_openFails()
+{
+    const FullServer server(FakeBus::RECEIVER_PORT);
+    QVERIFY(server.isFull());
+    TarvexMessagesReciever receiver(QStringLiteral("printer"));
+    const LogCapture log;
+    QElapsedTimer timer;
+    timer.start();
+    QVERIFY(!receiver.open());
+    QVERIFY2(isTimeout(timer.elapsed()), qPrintable(QString::number(timer.elapsed())));
+    QCOMPARE(log.texts(), QStringList());
+}
+
+void TstConnectionTimeouts::receiver_replyNeverTaken_replyFails()
+{
+    FakeBus bus(FakeBus::RECEIVER_PORT);
+    bus.willAnswerHandshake(acceptAndHang);
+    TarvexMessagesReciever receiver(QStringLiteral("printer"));
+    QVERIFY(receiver.open());
+    QTRY_VERIFY(receiver.isOpen());
+    fillBuffers(receiver.findChild<QTcpSocket*>());
+    const LogCapture log;
+    QElapsedTimer timer;
+    timer.start();
+    QVERIFY(!receiver.reply(QStringLiteral("sendMessage"), TarvexError(), {}));
+    QVERIFY2(isTimeout(timer.elapsed()), qPrintable(QString::number(timer.elapsed())));
+    QCOMPARE(log.texts(), QStringList(TIMEOUT_ERROR));
+}
+
+void TstConnectionTimeouts::handshakeNeverAnswered_openFails()
+{
+    FakeBus bus;
+    bus.willAnswerHandshake([](FakeBus::Peer&, const FakeBus::Request&) {});
+    TarvexQueryHandler handler(QStringLiteral("printer"));
+    const QSignalSpy connected(&handler, SIGNAL(tarvexConnected()));
+    const LogCapture log;
+    QElapsedTimer timer;
+    timer.start();
+    QVERIFY(!handler.open());
+    QVERIFY2(isTimeout(timer.elapsed()), qPrintable(QString::number(timer.elapsed())));
+    QVERIFY(!handler.isOpen());
+    QCOMPARE(connected.count(), 0);
+    QCOMPARE(log.texts(), QStringList({TIMEOUT_ERROR, WAIT_ERROR}));
+    QVERIFY(handler.open());
+}
+
+void TstConnectionTimeouts::replyNeverComes_requestFails()
+{
+    FakeBus bus;
+    bus.willSayNothing();
+    bus.willReply(QStringLiteral("saveState"));
+    TarvexQueryHandler handler(QStringLiteral("printer"));
+    QVERIFY(handler.open());
+    const LogCapture log;
+    QElapsedTimer timer;
+    timer.start();
+    QVERIFY(!handler.saveState(ClientState()));
+    QVERIFY2(isTimeout(timer.elapsed()), qPrintable(QString::number(timer.elapsed())));
+    QCOMPARE(log.texts(), QStringList({TIMEOUT_ERROR, WAIT_ERROR}));
+    QVERIFY(handler.isOpen());
+    QVERIFY(handler.saveState(ClientState()));
+}
+
+// Our last bytes are still waiting to be taken when the connection is closed: Qt keeps it in the closing state, in
+// which it refuses to connect.
+void TstConnectionTimeouts::serverHangsWithFullBuffers_reopensWhenItIsBack()
+{
+    FakeBus bus;
+    bus.willAnswerHandshake(acceptAndHang);
+    TarvexQueryHandler handler(QStringLiteral("printer"));
+    QVERIFY(handler.open());
+    QString text;
+    quint32 seed = 1;
+    while (text.size() < 20000000) {
+        seed = seed * 1664525U + 1013904223U;
+        text += QString::number(seed, 36);
+    }
+    ClientState state;
+    state.setState(text);
+    QVERIFY(!handler.saveState(state));
+    handler.close();
+    QCOMPARE(handler.findChild<QTcpSocket*>()->state(), QAbstractSocket::ClosingState);
+
+    const QSignalSpy disconnected(&handler, SIGNAL(busDisconnected()));
+    const LogCapture log;
+    QVERIFY(handler.open());
+    QVERIFY(handler.isOpen());
+    QCOMPARE(disconnected.count(), 0);
+    QCOMPARE(log.texts(), QStringList());
+}
+
+QTEST_GUILESS_MAIN(TstConnectionTimeouts)
+#include "tst_connection_timeouts.moc"

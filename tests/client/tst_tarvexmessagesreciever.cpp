@@ -127,6 +127,7 @@ private Q_SLOTS:
     void peerDiesInsidePayload_isReported();
     void serverDrop_isReportedOnce();
     void close_isSilent();
+    void close_pausesBeforeItDisconnects();
     void socketGone_everythingFails();
     void destructor_closes();
 
@@ -599,6 +600,23 @@ void TstTarvexMessagesReciever::close_isSilent()
     QTest::qWait(50);
     QCOMPARE(disconnected.count(), 0);
     QCOMPARE(log.texts(), QStringList());
+}
+
+void TstTarvexMessagesReciever::close_pausesBeforeItDisconnects()
+{
+    std::promise<qint64> seen;
+    QElapsedTimer timer;
+    timer.start();
+    m_bus->bus.willAnswerHandshake([&seen, &timer](FakeBus::Peer& peer, const FakeBus::Request&) {
+        peer.send(accepted());
+        peer.waitForClose();
+        seen.set_value(timer.elapsed());
+    });
+    QVERIFY(m_receiver->open());
+    QTRY_VERIFY(m_receiver->isOpen());
+    const qint64 before = timer.elapsed();
+    m_receiver->close();
+    QVERIFY(seen.get_future().get() - before >= 99);
 }
 
 void TstTarvexMessagesReciever::socketGone_everythingFails()

@@ -10,6 +10,7 @@
 #include <QTest>
 #include <QThread>
 
+#include <future>
 #include <memory>
 
 using namespace tarvex;
@@ -110,6 +111,7 @@ private Q_SLOTS:
     void request_threadEnding_givesUpPayload();
     void serverDrop_isReportedOnce();
     void close_isSilent();
+    void close_pausesBeforeItDisconnects();
     void close_thenOpen_worksAgain();
     void socketGone_everythingFails();
 };
@@ -768,6 +770,25 @@ void TstTarvexQueryHandler::close_isSilent()
     QTest::qWait(50);
     QCOMPARE(disconnected.count(), 0);
     QCOMPARE(log.texts(), QStringList());
+}
+
+// What the server sent last has that time to arrive, and what we sent, to be read by a server that is busy.
+void TstTarvexQueryHandler::close_pausesBeforeItDisconnects()
+{
+    std::promise<qint64> seen;
+    QElapsedTimer timer;
+    timer.start();
+    FakeBus bus;
+    bus.willAnswerHandshake([&seen, &timer](FakeBus::Peer& peer, const FakeBus::Request&) {
+        peer.send(FakeBus::replyFrame(QStringLiteral("handshake"), 0));
+        peer.waitForClose();
+        seen.set_value(timer.elapsed());
+    });
+    TarvexQueryHandler handler(QStringLiteral("printer"));
+    QVERIFY(handler.open());
+    const qint64 before = timer.elapsed();
+    handler.close();
+    QVERIFY(seen.get_future().get() - before >= 99);
 }
 
 void TstTarvexQueryHandler::close_thenOpen_worksAgain()

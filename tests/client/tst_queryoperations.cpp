@@ -3,8 +3,10 @@
 #include "fakebus.h"
 #include "logcapture.h"
 
+#include <QCryptographicHash>
 #include <QTest>
 
+#include <cstdlib>
 #include <functional>
 #include <memory>
 
@@ -63,6 +65,28 @@ QVariantMap single(const char* key, const QVariant& value)
     return {{QString::fromLatin1(key), value}};
 }
 
+/// The identifiers that \a message can have been given between two moments, in ms.
+QStringList uidsMadeBetween(qint64 first, qint64 last, const Message& message)
+{
+    QStringList uids;
+    for (qint64 clock = first; clock <= last; ++clock) {
+        // The generator is seeded with the second, which may have been the one before.
+        for (const qint64 second : {clock / 1000, clock / 1000 - 1}) {
+            std::srand(static_cast<unsigned>(second));
+            quint32 sum = 0;
+            for (int draw = 0; draw < 3; ++draw) {
+                sum += static_cast<quint32>(std::rand());
+            }
+            const QString ingredients = QStringLiteral("MESSAGE") + message.sender() + message.reciever()
+                + message.dt().toString(Qt::ISODate) + message.message() + QString::number(clock)
+                + QString::number(static_cast<qint32>(sum) / 3);
+            uids.append(QString::fromLatin1(
+                QCryptographicHash::hash(ingredients.toUtf8(), QCryptographicHash::Md5).toBase64()));
+        }
+    }
+    return uids;
+}
+
 QDateTime dateOf(const FakeBus::Request& request)
 {
     return QDateTime::fromString(request.data.value(QStringLiteral("date")).toString(),
@@ -91,6 +115,7 @@ private Q_SLOTS:
     void removeSettings_byOwner_sendsFreshRecord_data();
     void removeSettings_byOwner_sendsFreshRecord();
     void sendMessage_makesMissingUid();
+    void sendMessage_makesUidOfTheCallersRecord();
     void sendMessage_doesNotChangeCallersRecord();
     void subscribe_emptyList_succeedsWithoutExchange();
     void loadSettings_readsRecord();
@@ -350,6 +375,20 @@ void TstQueryoperations::sendMessage_makesMissingUid()
     const QString uid = m_bus->requests().constFirst().data.value(QStringLiteral("UID")).toString();
     QCOMPARE(uid.size(), 24);
     QVERIFY(uid.endsWith(QStringLiteral("==")));
+}
+
+// The sender that the caller left in the record is an ingredient of the identifier, and replaced after that.
+void TstQueryoperations::sendMessage_makesUidOfTheCallersRecord()
+{
+    m_bus->willReply(QStringLiteral("sendMessage"));
+    Message message = someMessage();
+    message.setUid(QString());
+    const qint64 before = QDateTime::currentMSecsSinceEpoch();
+    QVERIFY(m_handler->sendMessage(message));
+    const QStringList candidates = uidsMadeBetween(before, QDateTime::currentMSecsSinceEpoch(), message);
+    const QVariantMap data = m_bus->requests().constFirst().data;
+    QVERIFY(candidates.contains(data.value(QStringLiteral("UID")).toString()));
+    QCOMPARE(data.value(QStringLiteral("sender")).toString(), QStringLiteral("printer"));
 }
 
 void TstQueryoperations::sendMessage_doesNotChangeCallersRecord()

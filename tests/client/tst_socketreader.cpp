@@ -2,6 +2,7 @@
 
 #include "client/busframe_p.h"
 #include "fakebus.h"
+#include "heldclock.h"
 #include "logcapture.h"
 
 #include <QElapsedTimer>
@@ -16,6 +17,7 @@
 #include <limits>
 #include <memory>
 #include <mutex>
+#include <sys/ioctl.h>
 #include <sys/resource.h>
 #include <sys/socket.h>
 #include <thread>
@@ -31,6 +33,20 @@ QByteArray patternedBytes(int size)
         bytes[i] = static_cast<char>('A' + (i * 7 + i / 251) % 58);
     }
     return bytes;
+}
+
+/// Waits until nothing is left in the system's buffer of the client's socket \a descriptor, which the client may still
+/// be making.
+bool waitUntilTaken(const std::atomic<int>& descriptor)
+{
+    for (int i = 0; i < 20000; ++i) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        int waiting = 1;
+        if (descriptor >= 0 && ::ioctl(descriptor, FIONREAD, &waiting) == 0 && waiting == 0) {
+            return true;
+        }
+    }
+    return false;
 }
 
 /// A socket whose peer runs a script as soon as it is connected.
@@ -95,6 +111,7 @@ private Q_SLOTS:
     void readPayload_interrupted_isGivenUp();
     void readPayload_withoutSocket_readsNothing();
     void readPayload_silentForTheWholeTimeout_isGivenUp();
+    void readPayload_neverSilentForLong_isComplete();
     void readPayload_isQuiet();
     void readPayload_blockedSocket_staysBlocked();
     void readPayload_emitsDisconnectedOnce();
@@ -307,6 +324,29 @@ void TstSocketreader::readPayload_silentForTheWholeTimeout_isGivenUp()
     QCOMPARE(socketreader::readPayload(connection.socket(), 10000000), QByteArray("a"));
     QVERIFY(timer.elapsed() >= busframe::PAYLOAD_SILENCE_TIMEOUT_MS - 1);
     QVERIFY(timer.elapsed() < 2 * busframe::PAYLOAD_SILENCE_TIMEOUT_MS);
+}
+
+// Each pause is two thirds of the time-out, by a clock that is moved on while the reader waits.
+void TstSocketreader::readPayload_neverSilentForLong_isComplete()
+{
+    const QByteArray bytes = patternedBytes(100000);
+    HeldClock clock;
+    std::atomic<int> descriptor{-1};
+    const Connection connection([&](FakeBus::Peer& peer) {
+        for (int piece = 0; piece < 4; ++piece) {
+            peer.send(bytes.mid(piece * 100, 100));
+            // So that it counts its silence from here, and from the beginning if it does not count anew.
+            if (!waitUntilTaken(descriptor)) {
+                return;
+            }
+            clock.advance(busframe::PAYLOAD_SILENCE_TIMEOUT_MS * 2 / 3);
+            // And looks at the clock, in one of its next rounds.
+            std::this_thread::sleep_for(std::chrono::milliseconds(200));
+        }
+        peer.send(bytes.mid(400));
+    });
+    descriptor = int(connection.socket()->socketDescriptor());
+    QVERIFY(socketreader::readPayload(connection.socket(), bytes.size()) == bytes);
 }
 
 // Between the pieces nothing is there to take in, which Qt calls a time-out and reports as an error.

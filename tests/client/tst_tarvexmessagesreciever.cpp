@@ -2,6 +2,7 @@
 
 #include "fakebus.h"
 #include "logcapture.h"
+#include "markingtranslator.h"
 
 #include <QElapsedTimer>
 #include <QMetaMethod>
@@ -125,6 +126,7 @@ private Q_SLOTS:
     void burst_withSmallSocketBuffer_isDeliveredCompletely();
     void peerClosesAfterPush_messageIsStillDelivered();
     void peerDiesInsidePayload_isReported();
+    void logTexts_areTranslated();
     void serverDrop_isReportedOnce();
     void close_isSilent();
     void close_pausesBeforeItDisconnects();
@@ -568,6 +570,32 @@ void TstTarvexMessagesReciever::peerDiesInsidePayload_isReported()
     QTest::qWait(20);
     QCOMPARE(disconnected.count(), 1);
     QCOMPARE(incoming.count(), 0);
+}
+
+void TstTarvexMessagesReciever::logTexts_areTranslated()
+{
+    const auto marked = [](const char* level, const char* text) {
+        return QString::fromLatin1(level)
+            + MarkingTranslator::marked("tarvex::TarvexMessagesReciever", QString::fromLatin1(text));
+    };
+    // The last is a size line that never comes.
+    m_bus->willPush("garbage\r\n" + QByteArray("[-REQUEST-]\r\nmany\r\n") + "[-REPLY-]\r\n-5\r\n" + pushFrames(1, 1)
+                    + pushFrames(1, 1) + FakeBus::requestFrame(QStringLiteral("other"), {}) + "[-REPLY-]\r\n");
+    const MarkingTranslator translator;
+    const LogCapture log;
+    QVERIFY(m_receiver->open());
+    QTRY_COMPARE(log.texts().size(), 8);
+    QStringList texts = log.texts();
+    QCOMPARE(texts.takeAt(0),
+             QStringLiteral("critical: ")
+                 + MarkingTranslator::marked("tarvex::TarvexMessagesReciever",
+                                             QStringLiteral("Unknown request header: garbage")));
+    QCOMPARE(texts.takeAt(0), marked("warning: ", "Invalid request size: ") + QStringLiteral("many"));
+    QVERIFY(texts.takeAt(2).startsWith(marked("warning: ", "Message repeating:")));
+    QCOMPARE(texts,
+             QStringList({marked("warning: ", "Invalid request size"), marked("warning: ", "Incorrect reply data"),
+                          marked("warning: ", "Invalid request data"), marked("warning: ", "Socket is empty"),
+                          marked("warning: ", "Incorrect reply data")}));
 }
 
 void TstTarvexMessagesReciever::serverDrop_isReportedOnce()

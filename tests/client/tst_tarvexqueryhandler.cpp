@@ -2,6 +2,7 @@
 
 #include "fakebus.h"
 #include "logcapture.h"
+#include "markingtranslator.h"
 
 #include <QElapsedTimer>
 #include <QMetaMethod>
@@ -108,6 +109,7 @@ private Q_SLOTS:
     void failure_resynchronisesNothing();
     void lateReply_answersTheNextRequest();
     void latePartOfReply_spoilsTheNextRequest();
+    void logTexts_areTranslated();
     void request_threadEnding_givesUpPayload();
     void serverDrop_isReportedOnce();
     void close_isSilent();
@@ -716,6 +718,43 @@ void TstTarvexQueryHandler::latePartOfReply_spoilsTheNextRequest()
     QCOMPARE(log.texts().constLast(),
              QStringLiteral("critical: Incorrect reply header: ") + QString::fromLatin1(frame.right(20).left(15)));
     QVERIFY(handler.isOpen());
+}
+
+void TstTarvexQueryHandler::logTexts_areTranslated()
+{
+    const auto marked = [](const char* text) {
+        return MarkingTranslator::marked("tarvex::TarvexQueryHandler", QString::fromLatin1(text));
+    };
+    FakeBus bus;
+    bus.willSend("garbage\r\n");
+    bus.willSend("[-REPLY-]\r\n-5\r\n");
+    bus.willReply(OPERATION);
+    bus.willClose();
+    TarvexQueryHandler handler(QStringLiteral("printer"));
+    QVERIFY(handler.open());
+    const MarkingTranslator translator;
+    LogCapture log;
+    QVERIFY(!handler.saveState(ClientState()));
+    QCOMPARE(
+        log.texts(),
+        QStringList(QStringLiteral("critical: ") + marked("Incorrect reply header: ") + QStringLiteral("garbage")));
+    log.clear();
+    QVERIFY(!handler.saveState(ClientState()));
+    QCOMPARE(log.texts().size(), 1);
+    QVERIFY(contains(log.texts(), QStringLiteral("critical: ") + marked("Incorrect reply data size")));
+
+    auto* const socket = handler.findChild<QTcpSocket*>();
+    const auto thief = connect(socket, &QTcpSocket::readyRead, socket, [socket] { socket->readAll(); });
+    log.clear();
+    QVERIFY(!handler.saveState(ClientState()));
+    QCOMPARE(log.texts(), QStringList(QStringLiteral("critical: ") + marked("Socket is empty")));
+    disconnect(thief);
+    log.clear();
+    QList<ClientSettings> settings;
+    QVERIFY(!handler.loadSettings(QStringList(), settings));
+    QCOMPARE(log.texts().mid(1),
+             QStringList({QStringLiteral("critical: ") + marked("Socket wait for ready read error"),
+                          QStringLiteral("critical: ") + marked("Settings list loading error")}));
 }
 
 void TstTarvexQueryHandler::request_threadEnding_givesUpPayload()

@@ -3,6 +3,7 @@
 #include "client/tarvexqueryhandler.h"
 #include "fakebus.h"
 #include "logcapture.h"
+#include "markingtranslator.h"
 
 #include <QElapsedTimer>
 #include <QMetaMethod>
@@ -138,6 +139,7 @@ private Q_SLOTS:
     void start_loadsAndAppliesItsOwnSettings();
     void start_logsItsThread();
     void start_settingsRefused_goesOnReporting();
+    void start_settingsRefused_isLoggedTranslated();
     void start_loadedBeforeApplied_reportedAfter();
     void startedTwice_hearsEverythingOnce();
     void busAway_isTriedEvery5000ms();
@@ -265,6 +267,17 @@ void TstTarvexQueryWorker::start_settingsRefused_goesOnReporting()
     QCOMPARE(m_bus->connectionCount(), 1);
     QCOMPARE(m_worker->starts.size(), 1);
     QCOMPARE(log.texts().size(), 3);
+}
+
+void TstTarvexQueryWorker::start_settingsRefused_isLoggedTranslated()
+{
+    m_bus->willReply(QStringLiteral("loadSettings"), 5, QStringLiteral("no settings"));
+    const MarkingTranslator translator;
+    const LogCapture log;
+    QVERIFY(m_worker->doStart());
+    QCOMPARE(log.texts().constLast(),
+             QStringLiteral("critical: ")
+                 + MarkingTranslator::marked("tarvex::TarvexQueryWorker", QStringLiteral("Settings loading error")));
 }
 
 void TstTarvexQueryWorker::start_loadedBeforeApplied_reportedAfter()

@@ -1,5 +1,7 @@
 #include "records/tarvexerror.h"
 
+#include "markingtranslator.h"
+
 #include <QTest>
 
 #include <thread>
@@ -15,6 +17,8 @@ class ErrorTable : public TarvexError
 public:
     static int size() { return _errors.size(); }
 
+    static void clear() { _errors.clear(); }
+
     static bool contains(int code) { return _errors.contains(static_cast<TarvexError::Error>(code)); }
 };
 
@@ -28,6 +32,8 @@ private Q_SLOTS:
     void construct_withoutArguments_isNoError();
     void construct_fromCode_takesTextFromTable_data();
     void construct_fromCode_takesTextFromTable();
+    void table_isTranslatedWhenItIsBuilt_data();
+    void table_isTranslatedWhenItIsBuilt();
     void construct_fromCodeAndText_keepsText();
     void construct_fromUnknownCode_entersItIntoTable();
     void setError_leavesDescription();
@@ -80,6 +86,28 @@ void TstTarvexError::construct_fromCode_takesTextFromTable()
     const TarvexError error(static_cast<TarvexError::Error>(code));
     QCOMPARE(static_cast<int>(error.error()), code);
     QCOMPARE(error.description(), text);
+}
+
+void TstTarvexError::table_isTranslatedWhenItIsBuilt_data()
+{
+    construct_fromCode_takesTextFromTable_data();
+}
+
+void TstTarvexError::table_isTranslatedWhenItIsBuilt()
+{
+    QFETCH(int, code);
+    QFETCH(QString, text);
+    const QString expected = text.isEmpty() ? text : MarkingTranslator::marked("QObject", text);
+    ErrorTable::clear();
+    {
+        const MarkingTranslator translator;
+        const TarvexError error(static_cast<TarvexError::Error>(code));
+        QCOMPARE(error.description(), expected);
+    }
+    // And not again, whatever is installed or removed later.
+    const TarvexError later(static_cast<TarvexError::Error>(code));
+    ErrorTable::clear();
+    QCOMPARE(later.description(), expected);
 }
 
 void TstTarvexError::construct_fromCodeAndText_keepsText()

@@ -1,0 +1,32 @@
+#ifndef MARKINGTRANSLATOR_H
+#define MARKINGTRANSLATOR_H
+
+#include <QCoreApplication>
+#include <QTranslator>
+
+/// From its construction to its destruction translates every text of the process: "text" of the class C becomes
+/// "<C: text>".
+class MarkingTranslator : public QTranslator
+{
+public:
+    MarkingTranslator() { QCoreApplication::installTranslator(this); }
+
+    ~MarkingTranslator() override { QCoreApplication::removeTranslator(this); }
+    Q_DISABLE_COPY_MOVE(MarkingTranslator)
+
+    bool isEmpty() const override { return false; }
+
+    QString translate(const char* context, const char* sourceText, const char* disambiguation, int n) const override
+    {
+        Q_UNUSED(disambiguation)
+        Q_UNUSED(n)
+        return marked(context, QString::fromUtf8(sourceText));
+    }
+
+    static QString marked(const char* context, const QString& text)
+    {
+        return QStringLiteral("<%1: %2>").arg(QString::fromLatin1(context), text);
+    }
+};
+
+#endif // MARKINGTRANSLATOR_H

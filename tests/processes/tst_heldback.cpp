@@ -1,0 +1,102 @@
+#include "childprocess.h"
+#include "cmdlayer/tarvexcommand.h"
+#include "fakebus.h"
+#include "records/message.h"
+
+#include <QTest>
+
+#include <future>
+
+using tarvex::Message;
+
+namespace {
+
+/// What a timer of 5000 ms makes of it on a loaded machine.
+constexpr int LATEST_MS = 20000;
+
+QByteArray pushedEcho(const QString& text, const QString& uid)
+{
+    TarvexCommand command;
+    command.setName(QStringLiteral("echo"));
+    command.setUid(uid);
+    command.setData({{QStringLiteral("text"), text}});
+    Message message = command.toOutgoingMessage();
+    message.setSender(QStringLiteral("cashbox"));
+    message.setReciever(QStringLiteral("echo"));
+    message.setUid(uid);
+    return FakeBus::requestFrame(QStringLiteral("sendMessage"), message.toVariantMap());
+}
+
+QVariantMap settingsWithPrefix(const QString& prefix)
+{
+    const QVariantMap entry{{QStringLiteral("group"), QStringLiteral("echo")},
+                            {QStringLiteral("key"), QStringLiteral("prefix")},
+                            {QStringLiteral("value"), prefix}};
+    return {{QStringLiteral("owner"), QStringLiteral("echo")}, {QStringLiteral("settings"), QVariantList{entry}}};
+}
+
+/// The answers that have come to \a bus: "text to addressee". Its log lines are messages too.
+QStringList answersOn(const FakeBus& bus)
+{
+    QStringList answers;
+    const QList<FakeBus::Request> requests = bus.requests();
+    for (const FakeBus::Request& request : requests) {
+        const Message message = Message::fromVariantMap(request.data);
+        TarvexCommand command;
+        if (request.operation == QLatin1String("sendMessage") && TarvexCommand::incomingMessageToCmd(message, command)
+            && command.name() == QLatin1String("echoed")) {
+            answers.append(command.data().value(QStringLiteral("text")).toString() + QLatin1String(" to ")
+                           + message.reciever());
+        }
+    }
+    return answers;
+}
+
+} // namespace
+
+/// A service whose two connections come one long after the other.
+class TstHeldBack : public QObject
+{
+    Q_OBJECT
+private Q_SLOTS:
+    void queryRefusedAtFirst_answersWhenItIsAccepted();
+};
+
+void TstHeldBack::queryRefusedAtFirst_answersWhenItIsAccepted()
+{
+    FakeBus query(FakeBus::QUERY_PORT);
+    FakeBus receiver(FakeBus::RECEIVER_PORT);
+    std::promise<void> refused;
+    query.willAnswerHandshake([&refused](FakeBus::Peer& peer, const FakeBus::Request& request) {
+        peer.send(FakeBus::replyFrame(request.operation, 3, QStringLiteral("refused")));
+        peer.waitForClose();
+        refused.set_value();
+    });
+    query.willAlwaysDo([](FakeBus::Peer& peer, const FakeBus::Request& request) {
+        const bool asksForSettings = request.operation == QLatin1String("loadSettings");
+        peer.send(FakeBus::replyFrame(request.operation, 0, QString(),
+                                      asksForSettings ? settingsWithPrefix(QStringLiteral("loud: ")) : QVariantMap()));
+    });
+    receiver.willAnswerHandshake([&refused](FakeBus::Peer& peer, const FakeBus::Request& request) {
+        peer.send(FakeBus::replyFrame(request.operation, 0));
+        refused.get_future().wait();
+        peer.send(pushedEcho(QStringLiteral("one"), QStringLiteral("uid1"))
+                  + pushedEcho(QStringLiteral("two"), QStringLiteral("uid2")));
+    });
+    ChildProcess echo(QStringLiteral(ECHO_SERVICE), {});
+    echo.start();
+    // Acknowledged, and held back: nobody is there to be asked or told anything.
+    QVERIFY(receiver.waitForRequests(2));
+    QCOMPARE(query.handshakes().size(), 1);
+    QCOMPARE(query.requests().size(), 0);
+    QTRY_COMPARE_WITH_TIMEOUT(
+        answersOn(query), QStringList({QStringLiteral("loud: one to cashbox"), QStringLiteral("loud: two to cashbox")}),
+        LATEST_MS);
+    QCOMPARE(query.handshakes().size(), 2);
+    QCOMPARE(receiver.connectionCount(), 1);
+    QCOMPARE(echo.terminate(), 0);
+    QCOMPARE(answersOn(query).size(), 2);
+}
+
+QTEST_GUILESS_MAIN(TstHeldBack)
+#include "tst_heldback.moc"

@@ -65,8 +65,7 @@ private:
 /// Accepts the handshake and takes nothing from then on.
 void acceptAndHang(FakeBus::Peer& peer, const FakeBus::Request& request)
 {
-    Q_UNUSED(request)
-    peer.send(FakeBus::replyFrame(QStringLiteral("handshake"), 0));
+    FakeBus::answer(peer, request);
     peer.hang();
 }
 

@@ -189,11 +189,6 @@ void createAndDestroy(int count, int first, Moment moment, Counts& counts)
     }
 }
 
-void answer(FakeBus::Peer& peer, const FakeBus::Request& request)
-{
-    peer.send(FakeBus::replyFrame(request.operation, 0));
-}
-
 FakeBus::Action actionOf(Server server)
 {
     switch (server) {
@@ -218,7 +213,7 @@ FakeBus::Action actionOf(Server server)
             case 1:
                 return peer.close();
             default:
-                answer(peer, request);
+                FakeBus::answer(peer, request);
             }
         };
     }
@@ -227,7 +222,7 @@ FakeBus::Action actionOf(Server server)
     case Server::Refusing:
         break;
     }
-    return answer;
+    return FakeBus::answer;
 }
 
 } // namespace

@@ -127,11 +127,6 @@ public:
     std::atomic<int> applied{0};
 };
 
-void answer(FakeBus::Peer& peer, const FakeBus::Request& request)
-{
-    peer.send(FakeBus::replyFrame(request.operation, 0));
-}
-
 TarvexCommand commandIn(const Message& message)
 {
     TarvexCommand cmd;
@@ -166,11 +161,6 @@ int countOf(const FakeBus& bus, const QString& operation)
         count += request.operation == operation ? 1 : 0;
     }
     return count;
-}
-
-QByteArray accepted()
-{
-    return FakeBus::replyFrame(QStringLiteral("handshake"), 0);
 }
 
 QByteArray pushFrame(const QString& text, const QString& uid)
@@ -256,7 +246,7 @@ private:
         m_receiver.reset();
         m_query = std::make_unique<FakeBus>(FakeBus::QUERY_PORT);
         m_receiver = std::make_unique<FakeBus>(FakeBus::RECEIVER_PORT);
-        m_query->willAlwaysDo(answer);
+        m_query->willAlwaysDo(FakeBus::answer);
     }
 
     std::unique_ptr<FakeBus> m_query;
@@ -650,7 +640,7 @@ void TstTarvexController::pushedUpdate_loadsTheSettings()
 {
     std::promise<void> push;
     m_receiver->willAnswerHandshake([&push](FakeBus::Peer& peer, const FakeBus::Request&) {
-        peer.send(accepted());
+        peer.send(FakeBus::acceptance());
         push.get_future().wait();
         peer.send(pushFrame(QStringLiteral(R"({"cmd":"updateSettings"})"), QStringLiteral("uid1")));
     });
@@ -677,7 +667,7 @@ void TstTarvexController::stopped_whatIsQueuedBehindTheStop_changesNothing()
         if (request.operation == QLatin1String("saveState")) {
             released.wait();
         }
-        answer(peer, request);
+        FakeBus::answer(peer, request);
     });
     Service service;
     auto* const msg = new MsgWorker;
@@ -780,7 +770,7 @@ void TstTarvexController::refusedLines_doNotMultiply()
     std::atomic<int> refused{0};
     m_query->willAlwaysDo([&refused, alwaysAnotherText](FakeBus::Peer& peer, const FakeBus::Request& request) {
         if (request.operation != QLatin1String("sendMessage")) {
-            answer(peer, request);
+            FakeBus::answer(peer, request);
             return;
         }
         const int number = ++refused;

@@ -3,6 +3,7 @@
 #include "fakebus.h"
 #include "logcapture.h"
 #include "markingtranslator.h"
+#include "reconnection.h"
 
 #include <QElapsedTimer>
 #include <QMetaMethod>
@@ -15,6 +16,7 @@
 #include <memory>
 
 using namespace tarvex;
+using namespace reconnection;
 
 namespace {
 
@@ -54,11 +56,6 @@ QList<QByteArray> inPieces(const QByteArray& bytes, int size)
     return pieces;
 }
 
-QByteArray accepted()
-{
-    return FakeBus::replyFrame(HANDSHAKE, 0);
-}
-
 /// The server's side of one connection: accepts the handshake, pushes bytes, and collects what comes back.
 struct PushingBus
 {
@@ -67,13 +64,13 @@ struct PushingBus
     void willPush(const QByteArray& bytes)
     {
         bus.willAnswerHandshake(
-            [bytes](FakeBus::Peer& peer, const FakeBus::Request&) { peer.send(accepted() + bytes); });
+            [bytes](FakeBus::Peer& peer, const FakeBus::Request&) { peer.send(FakeBus::acceptance() + bytes); });
     }
 
     void willPushInPieces(const QList<QByteArray>& pieces, int pauseMs)
     {
         bus.willAnswerHandshake([pieces, pauseMs](FakeBus::Peer& peer, const FakeBus::Request&) {
-            peer.send(accepted());
+            peer.send(FakeBus::acceptance());
             peer.sendInPieces(pieces, pauseMs);
         });
     }
@@ -175,8 +172,7 @@ void TstTarvexMessagesReciever::open_withoutServer_fails()
     const LogCapture log;
     QVERIFY(!m_receiver->open());
     QCOMPARE(connected.count(), 0);
-    QCOMPARE(log.texts(),
-             QStringList(QStringLiteral("warning: QAbstractSocket::ConnectionRefusedError Connection refused")));
+    QCOMPARE(log.texts(), QStringList(REFUSED_LINE));
 }
 
 void TstTarvexMessagesReciever::open_sendsHandshakeAndReturns()
@@ -545,7 +541,7 @@ void TstTarvexMessagesReciever::burst_withSmallSocketBuffer_isDeliveredCompletel
 void TstTarvexMessagesReciever::peerClosesAfterPush_messageIsStillDelivered()
 {
     m_bus->bus.willAnswerHandshake([](FakeBus::Peer& peer, const FakeBus::Request&) {
-        peer.send(accepted() + pushFrames(1, 3));
+        peer.send(FakeBus::acceptance() + pushFrames(1, 3));
         peer.close();
     });
     QSignalSpy incoming(m_receiver.get(), SIGNAL(incomingMessage(Message)));
@@ -558,7 +554,7 @@ void TstTarvexMessagesReciever::peerClosesAfterPush_messageIsStillDelivered()
 void TstTarvexMessagesReciever::peerDiesInsidePayload_isReported()
 {
     m_bus->bus.willAnswerHandshake([](FakeBus::Peer& peer, const FakeBus::Request&) {
-        peer.send(accepted() + pushFrame(numbered(1, QString(20000, QLatin1Char('x')))).chopped(100));
+        peer.send(FakeBus::acceptance() + pushFrame(numbered(1, QString(20000, QLatin1Char('x')))).chopped(100));
         peer.close();
     });
     QSignalSpy disconnected(m_receiver.get(), SIGNAL(busDisconnected()));
@@ -608,9 +604,7 @@ void TstTarvexMessagesReciever::serverDrop_isReportedOnce()
     QVERIFY(disconnected.wait(20000));
     QCOMPARE(disconnected.count(), 1);
     QVERIFY(!m_receiver->isOpen());
-    QCOMPARE(log.texts(),
-             QStringList(QStringLiteral(
-                 "warning: QAbstractSocket::RemoteHostClosedError The remote host closed the connection")));
+    QCOMPARE(log.texts(), QStringList(CLOSED_LINE));
 }
 
 void TstTarvexMessagesReciever::close_isSilent()
@@ -636,7 +630,7 @@ void TstTarvexMessagesReciever::close_pausesBeforeItDisconnects()
     QElapsedTimer timer;
     timer.start();
     m_bus->bus.willAnswerHandshake([&seen, &timer](FakeBus::Peer& peer, const FakeBus::Request&) {
-        peer.send(accepted());
+        peer.send(FakeBus::acceptance());
         peer.waitForClose();
         seen.set_value(timer.elapsed());
     });
@@ -666,7 +660,7 @@ void TstTarvexMessagesReciever::destructor_closes()
 {
     std::promise<bool> closed;
     m_bus->bus.willAnswerHandshake([&closed](FakeBus::Peer& peer, const FakeBus::Request&) {
-        peer.send(accepted());
+        peer.send(FakeBus::acceptance());
         closed.set_value(peer.waitForClose());
     });
     QVERIFY(m_receiver->open());

@@ -4,6 +4,7 @@
 #include "fakebus.h"
 #include "heldclock.h"
 #include "logcapture.h"
+#include "reconnection.h"
 
 #include <QElapsedTimer>
 #include <QMetaMethod>
@@ -18,20 +19,9 @@
 #include <memory>
 
 using namespace tarvex;
+using namespace reconnection;
 
 namespace {
-
-const QString REFUSED_LINE = QStringLiteral("warning: QAbstractSocket::ConnectionRefusedError Connection refused");
-const QString CLOSED_LINE =
-    QStringLiteral("warning: QAbstractSocket::RemoteHostClosedError The remote host closed the connection");
-
-/// What a timer of 5000 ms makes of it: Qt's coarse timers are up to 5 % early, a loaded machine is late.
-constexpr qint64 EARLIEST_MS = 4700;
-constexpr qint64 LATEST_MS = 15000;
-/// Clearly less than an interval, and a lot for something that happens at once.
-constexpr qint64 AT_ONCE_MS = 4000;
-/// After which such a timer is sure to be due, by a clock that is moved on by hand.
-constexpr int INTERVAL_MS = 5300;
 
 Message carrying(const QString& text, int number = 1)
 {
@@ -52,9 +42,7 @@ QByteArray pushFrame(const Message& message)
 /// Accepts the handshake and pushes messages right after.
 FakeBus::Action acceptAndPush(const QByteArray& frames)
 {
-    return [frames](FakeBus::Peer& peer, const FakeBus::Request&) {
-        peer.send(FakeBus::replyFrame(QStringLiteral("handshake"), 0) + frames);
-    };
+    return [frames](FakeBus::Peer& peer, const FakeBus::Request&) { peer.send(FakeBus::acceptance() + frames); };
 }
 
 const FakeBus::Action sayNothing = [](FakeBus::Peer&, const FakeBus::Request&) {};
@@ -515,7 +503,7 @@ void TstTarvexMsgWorker::handshakeAnsweredLate_isLeftAlone()
 {
     // After the first look and before the second.
     m_bus->willAnswerHandshake([](FakeBus::Peer& peer, const FakeBus::Request&) {
-        peer.sendInPieces({QByteArray(), FakeBus::replyFrame(QStringLiteral("handshake"), 0)}, 6500);
+        peer.sendInPieces({QByteArray(), FakeBus::acceptance()}, 6500);
     });
     QVERIFY(m_worker->doStart());
     QTRY_VERIFY_WITH_TIMEOUT(m_worker->isOpen(), LATEST_MS);
@@ -529,7 +517,7 @@ void TstTarvexMsgWorker::acceptanceTakenBack_isBackAfter5s()
 {
     std::promise<void> takeBack;
     m_bus->willAnswerHandshake([&takeBack](FakeBus::Peer& peer, const FakeBus::Request&) {
-        peer.send(FakeBus::replyFrame(QStringLiteral("handshake"), 0));
+        peer.send(FakeBus::acceptance());
         takeBack.get_future().wait();
         peer.send(FakeBus::replyFrame(QStringLiteral("handshake"), 3, QStringLiteral("refused")));
     });
@@ -571,7 +559,7 @@ void TstTarvexMsgWorker::stop_isSilent()
 {
     std::atomic<bool> closed{false};
     m_bus->willAnswerHandshake([&closed](FakeBus::Peer& peer, const FakeBus::Request&) {
-        peer.send(FakeBus::replyFrame(QStringLiteral("handshake"), 0));
+        peer.send(FakeBus::acceptance());
         closed = peer.waitForClose();
     });
     QVERIFY(m_worker->doStart());

@@ -3,6 +3,7 @@
 #include "fakebus.h"
 #include "logcapture.h"
 #include "markingtranslator.h"
+#include "reconnection.h"
 
 #include <QElapsedTimer>
 #include <QMetaMethod>
@@ -15,6 +16,7 @@
 #include <memory>
 
 using namespace tarvex;
+using namespace reconnection;
 
 namespace {
 
@@ -173,8 +175,7 @@ void TstTarvexQueryHandler::open_withoutServer_fails()
     QVERIFY(!handler.open());
     QVERIFY(!handler.isOpen());
     QCOMPARE(connected.count(), 0);
-    QCOMPARE(log.texts(),
-             QStringList(QStringLiteral("warning: QAbstractSocket::ConnectionRefusedError Connection refused")));
+    QCOMPARE(log.texts(), QStringList(REFUSED_LINE));
 }
 
 void TstTarvexQueryHandler::open_accepted_isOpen()
@@ -256,10 +257,7 @@ void TstTarvexQueryHandler::open_serverDiesInHandshake_fails()
     const LogCapture log;
     QVERIFY(!handler.open());
     QCOMPARE(connected.count(), 0);
-    QCOMPARE(log.texts(),
-             QStringList({QStringLiteral("warning: QAbstractSocket::RemoteHostClosedError The remote host closed the "
-                                         "connection"),
-                          QStringLiteral("critical: Socket wait for ready read error")}));
+    QCOMPARE(log.texts(), QStringList({CLOSED_LINE, QStringLiteral("critical: Socket wait for ready read error")}));
     QVERIFY(isClosed(handler));
     QVERIFY(handler.open());
     QCOMPARE(bus.connectionCount(), 2);
@@ -785,9 +783,7 @@ void TstTarvexQueryHandler::serverDrop_isReportedOnce()
     QVERIFY(!handler.isOpen());
     QVERIFY(handler.handshaked());
     QCOMPARE(disconnected.count(), 1);
-    QCOMPARE(log.texts(),
-             QStringList(QStringLiteral("warning: QAbstractSocket::RemoteHostClosedError The remote host closed the "
-                                        "connection")));
+    QCOMPARE(log.texts(), QStringList(CLOSED_LINE));
     handler.close();
     QVERIFY(!handler.handshaked());
 }
@@ -819,7 +815,7 @@ void TstTarvexQueryHandler::close_pausesBeforeItDisconnects()
     timer.start();
     FakeBus bus;
     bus.willAnswerHandshake([&seen, &timer](FakeBus::Peer& peer, const FakeBus::Request&) {
-        peer.send(FakeBus::replyFrame(QStringLiteral("handshake"), 0));
+        peer.send(FakeBus::acceptance());
         peer.waitForClose();
         seen.set_value(timer.elapsed());
     });

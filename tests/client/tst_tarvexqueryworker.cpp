@@ -4,6 +4,7 @@
 #include "fakebus.h"
 #include "logcapture.h"
 #include "markingtranslator.h"
+#include "reconnection.h"
 
 #include <QElapsedTimer>
 #include <QMetaMethod>
@@ -18,18 +19,13 @@
 #include <type_traits>
 
 using namespace tarvex;
+using namespace reconnection;
 
 static_assert(std::is_abstract_v<TarvexQueryWorker>, "what the state is, only the service knows");
 
 namespace {
 
-const QString REFUSED_LINE = QStringLiteral("warning: QAbstractSocket::ConnectionRefusedError Connection refused");
 const QString LOADING_LINE = QStringLiteral("critical: Settings loading error");
-
-/// What a timer of 5000 ms makes of it: Qt's coarse timers are up to 5 % early, a loaded machine is late.
-constexpr qint64 EARLIEST_MS = 4700;
-constexpr qint64 LATEST_MS = 15000;
-constexpr qint64 AT_ONCE_MS = 4000;
 
 /// So long that no report is due by itself.
 constexpr int NEVER_MS = 1000000;

@@ -308,6 +308,16 @@ QByteArray FakeBus::requestFrame(const QString& operation, const QVariantMap& da
                  payload(QVariantMap{{QStringLiteral("operation"), operation}, {QStringLiteral("data"), data}}));
 }
 
+QByteArray FakeBus::acceptance()
+{
+    return replyFrame(QStringLiteral("handshake"), 0);
+}
+
+void FakeBus::answer(Peer& peer, const Request& request)
+{
+    peer.send(replyFrame(request.operation, 0));
+}
+
 void FakeBus::acceptConnections()
 {
     for (;;) {
@@ -347,8 +357,7 @@ FakeBus::Action FakeBus::nextAction(bool handshake)
     const std::lock_guard<std::mutex> lock(m_mutex);
     std::deque<Action>& actions = handshake ? m_handshakeActions : m_actions;
     if (actions.empty()) {
-        return handshake ? [](Peer& peer, const Request&) { peer.send(replyFrame(QStringLiteral("handshake"), 0)); }
-                         : m_lastingAction;
+        return handshake ? Action(answer) : m_lastingAction;
     }
     Action action = actions.front();
     actions.pop_front();

@@ -103,6 +103,10 @@ public:
     static QByteArray replyFrame(const QString& operation, int code, const QString& description = QString(),
                                  const QVariantMap& data = {});
     static QByteArray requestFrame(const QString& operation, const QVariantMap& data);
+    /// The reply that accepts a handshake.
+    static QByteArray acceptance();
+    /// An action: replies with code 0 to whatever is asked.
+    static void answer(Peer& peer, const Request& request);
 
 private:
     void acceptConnections();

@@ -78,7 +78,7 @@ void TstHeldBack::queryRefusedAtFirst_answersWhenItIsAccepted()
                                       asksForSettings ? settingsWithPrefix(QStringLiteral("loud: ")) : QVariantMap()));
     });
     receiver.willAnswerHandshake([&refused](FakeBus::Peer& peer, const FakeBus::Request& request) {
-        peer.send(FakeBus::replyFrame(request.operation, 0));
+        FakeBus::answer(peer, request);
         refused.get_future().wait();
         peer.send(pushedEcho(QStringLiteral("one"), QStringLiteral("uid1"))
                   + pushedEcho(QStringLiteral("two"), QStringLiteral("uid2")));

@@ -1,0 +1,25 @@
+#ifndef RECONNECTION_H
+#define RECONNECTION_H
+
+#include <QString>
+
+/// What the tests expect when a connection is refused or lost: the lines that the socket's error leaves in the log, and
+/// when a worker is back.
+namespace reconnection {
+
+inline const QString REFUSED_LINE =
+    QStringLiteral("warning: QAbstractSocket::ConnectionRefusedError Connection refused");
+inline const QString CLOSED_LINE =
+    QStringLiteral("warning: QAbstractSocket::RemoteHostClosedError The remote host closed the connection");
+
+/// What a timer of 5000 ms makes of it: Qt's coarse timers are up to 5 % early, a loaded machine is late.
+constexpr qint64 EARLIEST_MS = 4700;
+constexpr qint64 LATEST_MS = 15000;
+/// Clearly less than an interval, and a lot for something that happens at once.
+constexpr qint64 AT_ONCE_MS = 4000;
+/// After which such a timer is sure to be due, by a clock that is moved on by hand.
+constexpr int INTERVAL_MS = 5300;
+
+} // namespace reconnection
+
+#endif // RECONNECTION_H

@@ -123,7 +123,7 @@ void BusServer::addConnection(QTcpSocket* socket, BusConnection::Port port)
 void BusServer::removeConnection(BusConnection* connection)
 {
     m_connections.removeOne(connection);
-    m_delivery->detach(connection);
+    m_delivery->leave(connection);
     connection->disconnect(this);
     connection->deleteLater(); // it may be in the middle of a frame
 }
@@ -171,8 +171,10 @@ void BusServer::handshake(BusConnection* connection, const QVariant& data)
         return;
     }
     const bool isReceiver = connection->port() == BusConnection::Port::Receiver;
-    if (isReceiver) {
-        m_delivery->detach(connection); // it may have had another name
+    if (connection->client() == name.toString()) {
+        m_delivery->detach(connection); // it only starts again
+    } else {
+        m_delivery->leave(connection);
     }
     connection->introduce(name.toString());
     answer(connection, OPERATION_HANDSHAKE, TarvexError());

@@ -100,13 +100,24 @@ void Delivery::attach(BusConnection* connection)
     outbox->push();
 }
 
-void Delivery::detach(BusConnection* connection)
+bool Delivery::detach(BusConnection* connection)
 {
     Outbox* const outbox = m_outboxes.value(connection->client());
-    if (outbox && outbox->connection() == connection) {
-        m_outboxes.remove(connection->client());
-        outbox->stop();
-        outbox->deleteLater(); // it may be in the middle of a push
+    if (!outbox || outbox->connection() != connection) {
+        return false;
+    }
+    m_outboxes.remove(connection->client());
+    outbox->stop();
+    outbox->deleteLater(); // it may be in the middle of a push
+    return true;
+}
+
+void Delivery::leave(BusConnection* connection)
+{
+    const QString client = connection->client();
+    if (detach(connection)) {
+        // When the storage cannot be written now, the next message for this client does it.
+        write([&] { return m_storage.trimMessages(client, m_keep, m_posted[client]); });
     }
 }
 

@@ -31,7 +31,8 @@ public:
         OpenMessages = 2, ///< What the publisher sends to nobody in particular.
     };
 
-    /// At most \a keep messages are kept for an absent client.
+    /// At most \a keep messages are kept for a client that is away: when it leaves, and with each message that comes
+    /// for it meanwhile, the oldest are dropped. A client that is present loses nothing, however far behind it is.
     Delivery(Storage& storage, int keep, int resendMs, QObject* parent);
     ~Delivery() override;
 
@@ -49,8 +50,11 @@ public:
 
     /// The client is present: \a connection is its receiver connection. One that it had before is closed.
     void attach(BusConnection* connection);
-    /// The connection is gone, or no longer this client's.
-    void detach(BusConnection* connection);
+    /// Pushes no more over \a connection. What is stored for its client stays: it comes back at once, or the server
+    /// stops. \return whether it was the client's receiver connection
+    bool detach(BusConnection* connection);
+    /// The client has left: its connection is gone, or is another client's from now on.
+    void leave(BusConnection* connection);
 
 Q_SIGNALS:
     /// The client has acknowledged a message, and it is no longer stored.

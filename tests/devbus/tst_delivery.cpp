@@ -6,7 +6,12 @@
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QSet>
+#include <QSqlDatabase>
+#include <QSqlQuery>
+#include <QTemporaryDir>
 #include <QTest>
+
+#include <memory>
 
 using namespace tarvex;
 using devbus::BusServer;
@@ -67,6 +72,14 @@ QString commandName(const BusClient::Frame& pushed)
     return command(pushed).value(QStringLiteral("cmd")).toString();
 }
 
+BusServer::Options keeping(int count, const QString& storagePath = QString())
+{
+    BusServer::Options options;
+    options.keep = count;
+    options.storagePath = storagePath;
+    return options;
+}
+
 /// A bus, and a client "a" that asks and sends.
 struct Desk
 {
@@ -100,6 +113,19 @@ bool subscribe(const QString& client, const QString& publisher, int goal)
     return query.ask(QStringLiteral("subscribe"), subscription(publisher, goal)).code == 0;
 }
 
+/// The uids of what is stored for a client that is away, at most 64: that many are pushed without acknowledgement.
+QStringList waitingFor(const QString& client)
+{
+    BusClient receiver(BusClient::RECEIVER_PORT, client);
+    // Answered on the same connection, after everything that was there to be pushed.
+    QStringList uids;
+    receiver.sendRequest(QStringLiteral("dance"), {});
+    for (BusClient::Frame frame = receiver.read(); frame.isValid && !frame.isReply; frame = receiver.read()) {
+        uids.append(uidOf(frame));
+    }
+    return uids;
+}
+
 } // namespace
 
 class TstDelivery : public QObject
@@ -119,6 +145,14 @@ private Q_SLOTS:
     void uids_ofTheBus_areUnique();
     void keep_absentClient_dropsOldestWithWarning();
     void keep_presentClient_dropsNothing();
+    void keep_clientThatHangs_losesNothing();
+    void keep_clientLeaves_dropsOldestWithWarning();
+    void keep_clientLeavesWithFewer_dropsNothing();
+    void keep_clientLeavesWhileLocked_dropsWithTheNextMessage();
+    void keep_clientRenamed_dropsOldestOfItsFormerName();
+    void keep_clientComesTwice_dropsNothing();
+    void keep_serverStops_dropsNothing();
+    void keep_lessThanIsStored_dropsWithTheNextMessage();
     void keep_none_keepsNone();
     void connection_secondOfName_replacesFirst();
     void connection_renamed_getsTheOthersMessages();
@@ -290,9 +324,7 @@ void TstDelivery::uids_ofTheBus_areUnique()
 
 void TstDelivery::keep_absentClient_dropsOldestWithWarning()
 {
-    BusServer::Options options;
-    options.keep = 3;
-    Desk desk(options);
+    Desk desk(keeping(3));
     QVERIFY(desk.sendMany(name("b"), 1, 3));
     QVERIFY(desk.bus.warnings().isEmpty());
     QVERIFY(desk.sendMany(name("b"), 4, 5));
@@ -308,9 +340,7 @@ void TstDelivery::keep_absentClient_dropsOldestWithWarning()
 
 void TstDelivery::keep_presentClient_dropsNothing()
 {
-    BusServer::Options options;
-    options.keep = 3;
-    Desk desk(options);
+    Desk desk(keeping(3));
     BusClient receiver(BusClient::RECEIVER_PORT, name("b"));
     QVERIFY(desk.sendMany(name("b"), 1, 10));
     for (int number = 1; number <= 10; ++number) {
@@ -319,11 +349,140 @@ void TstDelivery::keep_presentClient_dropsNothing()
     QVERIFY(desk.bus.warnings().isEmpty());
 }
 
+// It may be held in a debugger: what was accepted for it waits there.
+void TstDelivery::keep_clientThatHangs_losesNothing()
+{
+    Desk desk(keeping(3));
+    BusClient receiver(BusClient::RECEIVER_PORT, name("b"));
+    QVERIFY(desk.sendMany(name("b"), 1, 150));
+    for (int number = 1; number <= 150; ++number) {
+        const BusClient::Frame pushed = receiver.read();
+        QCOMPARE(uidOf(pushed), QString::number(number));
+        QVERIFY(receiver.acknowledge(pushed));
+    }
+    QVERIFY(desk.bus.waitForAcknowledged(150));
+    QCOMPARE(desk.bus.warnings(), QStringList());
+}
+
+void TstDelivery::keep_clientLeaves_dropsOldestWithWarning()
+{
+    Desk desk(keeping(3));
+    {
+        BusClient receiver(BusClient::RECEIVER_PORT, name("b"));
+        QVERIFY(desk.sendMany(name("b"), 1, 10));
+        QVERIFY(receiver.acknowledge(receiver.read()));
+        QVERIFY(desk.bus.waitForAcknowledged(1));
+        QCOMPARE(desk.bus.warnings(), QStringList());
+    }
+    QVERIFY(desk.bus.waitForWarnings(1));
+    QCOMPARE(desk.bus.warnings(),
+             QStringList(QStringLiteral("dropped the oldest 6 of more than 3 messages that wait for \"b\"")));
+    QCOMPARE(waitingFor(name("b")), (QStringList{name("8"), name("9"), name("10")}));
+}
+
+void TstDelivery::keep_clientLeavesWithFewer_dropsNothing()
+{
+    Desk desk(keeping(3));
+    {
+        const BusClient receiver(BusClient::RECEIVER_PORT, name("b"));
+        QVERIFY(desk.sendMany(name("b"), 1, 3));
+    }
+    // One that has more, and leaves after it.
+    {
+        const BusClient receiver(BusClient::RECEIVER_PORT, name("c"));
+        QVERIFY(desk.sendMany(name("c"), 1, 4));
+    }
+    QVERIFY(desk.bus.waitForWarnings(1));
+    QCOMPARE(desk.bus.warnings().filter(name("\"b\"")), QStringList());
+    QCOMPARE(waitingFor(name("b")), (QStringList{name("1"), name("2"), name("3")}));
+}
+
+void TstDelivery::keep_clientLeavesWhileLocked_dropsWithTheNextMessage()
+{
+    const QTemporaryDir folder;
+    Desk desk(keeping(3, folder.filePath(name("bus.sqlite"))));
+    auto receiver = std::make_unique<BusClient>(BusClient::RECEIVER_PORT, name("b"));
+    QVERIFY(desk.sendMany(name("b"), 1, 5));
+    {
+        QSqlDatabase other = QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), QStringLiteral("other"));
+        other.setDatabaseName(folder.filePath(name("bus.sqlite")));
+        QVERIFY(other.open());
+        QVERIFY(QSqlQuery(other).exec(QStringLiteral("BEGIN IMMEDIATE")));
+        receiver.reset();
+        // Both are refused; by the second the bus has seen at the latest that the client has left.
+        QVERIFY(!desk.send(name("c"), name("refused")));
+        QVERIFY(!desk.send(name("c"), name("refused")));
+        QVERIFY(QSqlQuery(other).exec(QStringLiteral("COMMIT")));
+        other.close();
+    }
+    QSqlDatabase::removeDatabase(QStringLiteral("other"));
+    QCOMPARE(desk.bus.warnings(), QStringList());
+    QVERIFY(desk.sendMany(name("b"), 6, 6));
+    QVERIFY(desk.bus.waitForWarnings(1));
+    QCOMPARE(waitingFor(name("b")), (QStringList{name("4"), name("5"), name("6")}));
+}
+
+void TstDelivery::keep_clientRenamed_dropsOldestOfItsFormerName()
+{
+    Desk desk(keeping(3));
+    BusClient receiver(BusClient::RECEIVER_PORT, name("b"));
+    QVERIFY(desk.sendMany(name("b"), 1, 5));
+    QVERIFY(receiver.sendRequest(QStringLiteral("handshake"), {{QStringLiteral("name"), name("c")}}));
+    QVERIFY(desk.bus.waitForWarnings(1));
+    QCOMPARE(waitingFor(name("b")), (QStringList{name("3"), name("4"), name("5")}));
+}
+
+void TstDelivery::keep_clientComesTwice_dropsNothing()
+{
+    Desk desk(keeping(3));
+    BusClient first(BusClient::RECEIVER_PORT, name("b"));
+    QVERIFY(desk.sendMany(name("b"), 1, 5));
+    // Once more on the same connection, then on another.
+    QVERIFY(first.sendRequest(QStringLiteral("handshake"), {{QStringLiteral("name"), name("b")}}));
+    BusClient second(BusClient::RECEIVER_PORT, name("b"));
+    QVERIFY(first.waitForClose());
+    for (int number = 1; number <= 5; ++number) {
+        QCOMPARE(uidOf(second.read()), QString::number(number));
+    }
+    QCOMPARE(desk.bus.warnings(), QStringList());
+}
+
+// Its clients are back with the next server within seconds.
+void TstDelivery::keep_serverStops_dropsNothing()
+{
+    const QTemporaryDir folder;
+    const BusServer::Options options = keeping(3, folder.filePath(name("bus.sqlite")));
+    auto former = std::make_unique<Desk>(options);
+    const BusClient present(BusClient::RECEIVER_PORT, name("b"));
+    QVERIFY(former->sendMany(name("b"), 1, 5));
+    former.reset();
+    const Desk desk(options);
+    BusClient receiver(BusClient::RECEIVER_PORT, name("b"));
+    for (int number = 1; number <= 5; ++number) {
+        QCOMPARE(uidOf(receiver.read()), QString::number(number));
+    }
+    QCOMPARE(desk.bus.warnings(), QStringList());
+}
+
+void TstDelivery::keep_lessThanIsStored_dropsWithTheNextMessage()
+{
+    const QTemporaryDir folder;
+    {
+        Desk desk(keeping(10, folder.filePath(name("bus.sqlite"))));
+        QVERIFY(desk.sendMany(name("b"), 1, 5));
+        QVERIFY(desk.sendMany(name("c"), 1, 5));
+    }
+    Desk desk(keeping(2, folder.filePath(name("bus.sqlite"))));
+    QVERIFY(desk.sendMany(name("b"), 6, 6));
+    QCOMPARE(desk.bus.warnings(),
+             QStringList(QStringLiteral("dropped the oldest 4 of more than 2 messages that wait for \"b\"")));
+    QCOMPARE(waitingFor(name("b")), (QStringList{name("5"), name("6")}));
+    QCOMPARE(waitingFor(name("c")).size(), 5);
+}
+
 void TstDelivery::keep_none_keepsNone()
 {
-    BusServer::Options options;
-    options.keep = 0;
-    Desk desk(options);
+    Desk desk(keeping(0));
     QVERIFY(desk.send(name("b"), name("u1")));
     BusClient receiver(BusClient::RECEIVER_PORT, name("b"));
     QVERIFY(desk.send(name("b"), name("u2")));

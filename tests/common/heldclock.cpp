@@ -1,11 +1,13 @@
 #include "heldclock.h"
 
 #include <QCoreApplication>
+#include <QDateTime>
 
 #include <atomic>
 #include <chrono>
 #include <ctime>
 #include <sys/syscall.h>
+#include <sys/time.h>
 #include <thread>
 #include <unistd.h>
 
@@ -13,25 +15,62 @@ namespace {
 
 /// In ms; 0 while the clock runs.
 std::atomic<qint64> heldTime{0};
+std::atomic<qint64> heldWallTime{0};
 
 int systemTime(clockid_t clock, timespec* time)
 {
     return static_cast<int>(::syscall(SYS_clock_gettime, clock, time));
 }
 
+qint64 heldTimeOf(clockid_t clock)
+{
+    switch (clock) {
+    case CLOCK_MONOTONIC:
+        return heldTime;
+    case CLOCK_REALTIME:
+        return heldWallTime;
+    default:
+        return 0;
+    }
+}
+
 } // namespace
 
-// Stands in for the C library's function wherever it is called from.
-extern "C" __attribute__((visibility("default"))) int clock_gettime(clockid_t clock, timespec* time) noexcept
+// These stand in for the C library's functions wherever they are called from. It has three for the wall clock, and Qt
+// does not ask the one that it takes the monotonic clock from.
+extern "C" {
+
+__attribute__((visibility("default"))) int clock_gettime(clockid_t clock, timespec* time) noexcept
 {
-    const qint64 held = heldTime;
-    if (held == 0 || clock != CLOCK_MONOTONIC) {
+    const qint64 held = heldTimeOf(clock);
+    if (held == 0) {
         return systemTime(clock, time);
     }
     time->tv_sec = held / 1000;
     time->tv_nsec = held % 1000 * 1000000;
     return 0;
 }
+
+__attribute__((visibility("default"))) int gettimeofday(timeval* time, void* /*zone*/) noexcept
+{
+    timespec now{};
+    const int result = clock_gettime(CLOCK_REALTIME, &now);
+    time->tv_sec = now.tv_sec;
+    time->tv_usec = now.tv_nsec / 1000;
+    return result;
+}
+
+__attribute__((visibility("default"))) time_t time(time_t* time) noexcept
+{
+    timespec now{};
+    clock_gettime(CLOCK_REALTIME, &now);
+    if (time) {
+        *time = now.tv_sec;
+    }
+    return now.tv_sec;
+}
+
+} // extern "C"
 
 HeldClock::HeldClock()
 {
@@ -44,11 +83,20 @@ HeldClock::HeldClock()
 HeldClock::~HeldClock()
 {
     heldTime = 0;
+    heldWallTime = 0;
 }
 
 void HeldClock::advance(int ms)
 {
     heldTime += ms;
+    if (heldWallTime != 0) {
+        heldWallTime += ms;
+    }
+}
+
+void HeldClock::setWallClock(const QDateTime& time)
+{
+    heldWallTime = time.toMSecsSinceEpoch();
 }
 
 void HeldClock::letPass(int ms)

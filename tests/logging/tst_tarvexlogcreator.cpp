@@ -5,6 +5,7 @@
 #include "heldclock.h"
 #include "logcapture.h"
 
+#include <QDateTime>
 #include <QMetaMethod>
 #include <QSignalSpy>
 #include <QTest>
@@ -113,6 +114,8 @@ private Q_SLOTS:
     void filter_runsWhileTheBridgeIsDown();
     void filter_isSharedByBothOutputs();
     void filter_guiLineCountsOnce();
+    void filter_wallClockJumps_countsTheTimeGoneBy_data();
+    void filter_wallClockJumps_countsTheTimeGoneBy();
     void creators_areDeletedByTheEventLoop();
     void creators_areDeletedAtThreadExit();
     void createCreator_isForTheCallerToDelete();
@@ -546,6 +549,50 @@ void TstTarvexLogCreator::filter_guiLineCountsOnce()
     clock.advance(2600);
     TarvexLogCreator::guiKivLog(QtWarningMsg, CONTEXT, QStringLiteral("line"));
     QCOMPARE(m_receiver->messages.size(), 6);
+}
+
+void TstTarvexLogCreator::filter_wallClockJumps_countsTheTimeGoneBy_data()
+{
+    QTest::addColumn<QTime>("start");
+    QTest::addColumn<int>("jumpS");
+    const QTime noon(12, 0);
+    const QTime beforeMidnight(23, 59, 59, 500);
+    QTest::newRow("none") << noon << 0;
+    QTest::newRow("back by 2 s") << noon << -2;
+    QTest::newRow("back by an hour") << noon << -3600;
+    QTest::newRow("forward by 2 s") << noon << 2;
+    QTest::newRow("forward by an hour") << noon << 3600;
+    QTest::newRow("back by a day") << noon << -86400;
+    QTest::newRow("forward by a day") << noon << 86400;
+    QTest::newRow("midnight in between") << beforeMidnight << 0;
+    QTest::newRow("midnight in between, back before it") << beforeMidnight << -60;
+    QTest::newRow("back over midnight") << QTime(0, 0, 0, 500) << -3600;
+    QTest::newRow("forward over midnight") << beforeMidnight << 3600;
+}
+
+void TstTarvexLogCreator::filter_wallClockJumps_countsTheTimeGoneBy()
+{
+    QFETCH(QTime, start);
+    QFETCH(int, jumpS);
+    HeldClock clock;
+    const QDateTime before(QDate(2024, 3, 5), start);
+    clock.setWallClock(before);
+    TarvexLogCreator::init(m_receiver.get(), SLOT(onMessage(Message)), CLIENT, 2000);
+    QVERIFY(TarvexLogCreator::checkMessage(QStringLiteral("line")));
+    clock.advance(1000);
+    clock.setWallClock(before.addSecs(1 + jumpS));
+    QVERIFY(!TarvexLogCreator::checkMessage(QStringLiteral("line")));
+    clock.advance(999);
+    QVERIFY(!TarvexLogCreator::checkMessage(QStringLiteral("line")));
+    clock.advance(1);
+    QCOMPARE(QDateTime::currentDateTime(), before.addSecs(2 + jumpS));
+    QVERIFY(TarvexLogCreator::checkMessage(QStringLiteral("line")));
+    // The same for the interval that has grown.
+    clock.setWallClock(before);
+    clock.advance(2599);
+    QVERIFY(!TarvexLogCreator::checkMessage(QStringLiteral("line")));
+    clock.advance(1);
+    QVERIFY(TarvexLogCreator::checkMessage(QStringLiteral("line")));
 }
 
 void TstTarvexLogCreator::creators_areDeletedByTheEventLoop()

@@ -4,6 +4,17 @@
 #include <QElapsedTimer>
 #include <QFile>
 
+namespace {
+
+QStringList wholeLines(const QByteArray& output)
+{
+    QStringList lines = QString::fromUtf8(output).split(QLatin1Char('\n'));
+    lines.removeLast(); // what has no line end yet
+    return lines;
+}
+
+} // namespace
+
 ChildProcess::ChildProcess(const QString& program, const QStringList& arguments)
     : m_program(program), m_arguments(arguments)
 {
@@ -42,9 +53,13 @@ bool ChildProcess::waitForLine(const QString& beginning, int timeoutMs)
 QStringList ChildProcess::lines()
 {
     readOutput();
-    QStringList lines = QString::fromUtf8(m_output).split(QLatin1Char('\n'));
-    lines.removeLast(); // what has no line end yet
-    return lines;
+    return wholeLines(m_output);
+}
+
+QStringList ChildProcess::errorLines()
+{
+    readOutput();
+    return wholeLines(m_errorOutput);
 }
 
 bool ChildProcess::killHard()

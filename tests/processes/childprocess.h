@@ -22,7 +22,8 @@ public:
     /// The lines of its standard output so far, over all its lives.
     QStringList lines();
 
-    QByteArray errorOutput() const { return m_errorOutput; }
+    /// The lines of its standard error so far, over all its lives.
+    QStringList errorLines();
 
     /// SIGKILL. \return whether it was alive.
     bool killHard();

@@ -37,6 +37,43 @@ int sendEcho(const QString& text)
         .status;
 }
 
+int setPrefix(const QString& prefix)
+{
+    return tarvexctl({QStringLiteral("settings"), QStringLiteral("set"), QStringLiteral("echo"), QStringLiteral("echo"),
+                      QStringLiteral("prefix"), prefix})
+        .status;
+}
+
+QVariantMap jsonObject(const QString& text)
+{
+    return QJsonDocument::fromJson(text.toUtf8()).object().toVariantMap();
+}
+
+struct SentCommand
+{
+    QString addressee;
+    QString uid;
+    QVariantMap data;
+};
+
+/// The commands of this name that a client has sent, as the bus's trace shows them.
+QList<SentCommand> tracedCommands(ChildProcess& bus, const QString& client, const QString& name)
+{
+    const QString mark = QStringLiteral(" in  query/%1 REQUEST sendMessage ").arg(client);
+    QList<SentCommand> commands;
+    const QStringList lines = bus.errorLines().filter(mark);
+    for (const QString& line : lines) {
+        const QVariantMap message = jsonObject(line.mid(line.indexOf(mark) + mark.size()));
+        const QVariantMap command = jsonObject(message.value(QStringLiteral("message")).toString());
+        if (command.value(QStringLiteral("cmd")).toString() == name) {
+            commands.append({message.value(QStringLiteral("reciever")).toString(),
+                             message.value(QStringLiteral("UID")).toString(),
+                             command.value(QStringLiteral("data")).toMap()});
+        }
+    }
+    return commands;
+}
+
 bool hasLine(ChildProcess& process, const QStringList& parts)
 {
     const QStringList lines = process.lines();
@@ -62,6 +99,7 @@ private Q_SLOTS:
     void init();
     void cleanup();
     void echo_answersAndReportsItsState();
+    void echo_answersTheSenderWithPrefixAndUid();
     void echo_takesNewSettingsAndLogsThem();
     void services_comeBackAfterTheBusWasKilled();
 
@@ -75,9 +113,9 @@ private:
 void TstExamples::init()
 {
     m_folder = std::make_unique<QTemporaryDir>();
-    m_bus = std::make_unique<ChildProcess>(
-        QStringLiteral(DEVBUS),
-        QStringList{QStringLiteral("--storage"), m_folder->filePath(QStringLiteral("bus.sqlite"))});
+    m_bus = std::make_unique<ChildProcess>(QStringLiteral(DEVBUS),
+                                           QStringList{QStringLiteral("--trace"), QStringLiteral("--storage"),
+                                                       m_folder->filePath(QStringLiteral("bus.sqlite"))});
     m_logger = std::make_unique<ChildProcess>(QStringLiteral(LOG_SERVICE), QStringList());
     m_echo = std::make_unique<ChildProcess>(QStringLiteral(ECHO_SERVICE), QStringList());
     m_bus->start();
@@ -104,12 +142,26 @@ void TstExamples::echo_answersAndReportsItsState()
     QTRY_COMPARE_WITH_TIMEOUT(echoState(), QStringLiteral(R"({"answered":2})"), 20000);
 }
 
+void TstExamples::echo_answersTheSenderWithPrefixAndUid()
+{
+    QCOMPARE(setPrefix(QStringLiteral("loud: ")), 0);
+    QTRY_VERIFY_WITH_TIMEOUT(hasLine(*m_logger, {QStringLiteral("prefix is now loud: ")}), 20000);
+    QCOMPARE(sendEcho(QStringLiteral("one")), 0);
+    const QString client = QStringLiteral("tarvexctl");
+    QTRY_COMPARE_WITH_TIMEOUT(tracedCommands(*m_bus, QStringLiteral("echo"), QStringLiteral("echoed")).size(), 1,
+                              20000);
+    const QList<SentCommand> asked = tracedCommands(*m_bus, client, QStringLiteral("echo"));
+    const SentCommand answer = tracedCommands(*m_bus, QStringLiteral("echo"), QStringLiteral("echoed")).constFirst();
+    QCOMPARE(asked.size(), 1);
+    QVERIFY(!asked.constFirst().uid.isEmpty());
+    QCOMPARE(answer.uid, asked.constFirst().uid);
+    QCOMPARE(answer.addressee, client);
+    QCOMPARE(answer.data, (QVariantMap{{QStringLiteral("text"), QStringLiteral("loud: one")}}));
+}
+
 void TstExamples::echo_takesNewSettingsAndLogsThem()
 {
-    QCOMPARE(tarvexctl({QStringLiteral("settings"), QStringLiteral("set"), QStringLiteral("echo"),
-                        QStringLiteral("echo"), QStringLiteral("prefix"), QStringLiteral("loud: ")})
-                 .status,
-             0);
+    QCOMPARE(setPrefix(QStringLiteral("loud: ")), 0);
     QTRY_VERIFY_WITH_TIMEOUT(
         hasLine(*m_logger, {QStringLiteral("\techo\tINFO\t"), QStringLiteral("prefix is now loud: ")}), 20000);
 }

@@ -1,6 +1,7 @@
 #include "childprocess.h"
 
 #include <QRegularExpression>
+#include <QTcpSocket>
 #include <QTemporaryDir>
 #include <QTest>
 
@@ -11,10 +12,20 @@
 
 namespace {
 
+constexpr quint16 QUERY_PORT = 45535;
+constexpr quint16 RECEIVER_PORT = 45537;
 constexpr int MESSAGE_COUNT = 2000;
 constexpr int KILL_COUNT = 20;
 /// What a service may gain between the first quarter and the end; a leak of a frame for each message would be far more.
 constexpr int RESIDENT_GROWTH_KIB = 6000;
+/// What the last lives of the bus may need more than the first ones. All of them last for as many messages.
+constexpr int BUS_GROWTH_KIB = 2000;
+/// As many messages, and about as many connections, the bus lives through without being killed, and what it may gain
+/// over the last four fifths of them: less than a KiB for each.
+constexpr int LONG_LIFE_COUNT = 1500;
+constexpr int LONG_LIFE_GROWTH_KIB = 1000;
+/// The connections that a service's two workers make anew may stand beside those that the bus has not yet seen close.
+constexpr int BUS_FILES_GROWTH = 4;
 
 QList<int> numbersAfter(const QStringList& lines, const QString& word)
 {
@@ -27,6 +38,27 @@ QList<int> numbersAfter(const QStringList& lines, const QString& word)
     return numbers;
 }
 
+/// What a process takes of the system, at its worst.
+struct Load
+{
+    void note(const ChildProcess& process)
+    {
+        residentKiB = qMax(residentKiB, process.residentKiB());
+        files = qMax(files, process.openFiles());
+    }
+
+    int residentKiB = 0;
+    int files = 0;
+};
+
+/// A client that comes and goes in the middle of a frame.
+bool visit(quint16 port)
+{
+    QTcpSocket socket;
+    socket.connectToHost(QStringLiteral("127.0.0.1"), port);
+    return socket.waitForConnected() && socket.write("[-REQUEST-]\r\n100\r\nabc") > 0 && socket.waitForBytesWritten();
+}
+
 } // namespace
 
 /// The bus dies again and again in the middle of the traffic between two services.
@@ -35,6 +67,7 @@ class TstKilledbus : public QObject
     Q_OBJECT
 private Q_SLOTS:
     void everyAcceptedMessage_arrivesOnceAndInOrder();
+    void busThatLives_takesNoMore();
 };
 
 void TstKilledbus::everyAcceptedMessage_arrivesOnceAndInOrder()
@@ -60,6 +93,9 @@ void TstKilledbus::everyAcceptedMessage_arrivesOnceAndInOrder()
     int residentBefore[2] = {};
     int filesBefore[2] = {};
     const ChildProcess* services[2] = {&receiver, &sender};
+    // Each life of the bus is looked at as it ends: the first quarter of them against the rest.
+    Load firstLives;
+    Load laterLives;
     for (int next = 0; !sender.lines().contains(QStringLiteral("done"));) {
         // In the middle of the traffic, wherever that is just then.
         next += 30 + int(random() % 60);
@@ -74,6 +110,7 @@ void TstKilledbus::everyAcceptedMessage_arrivesOnceAndInOrder()
                 filesBefore[i] = services[i]->openFiles();
             }
         }
+        (kills < KILL_COUNT / 4 ? firstLives : laterLives).note(bus);
         QVERIFY(bus.killHard());
         ++kills;
         // Mostly it is back before the services look for it again, now and then only when they have been refused.
@@ -107,6 +144,47 @@ void TstKilledbus::everyAcceptedMessage_arrivesOnceAndInOrder()
 #endif
         QVERIFY(files <= filesBefore[i] + 2);
     }
+    laterLives.note(bus);
+    qInfo("bus: resident %d -> %d KiB, open files %d -> %d", firstLives.residentKiB, laterLives.residentKiB,
+          firstLives.files, laterLives.files);
+#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
+    QVERIFY(laterLives.residentKiB - firstLives.residentKiB < BUS_GROWTH_KIB);
+#endif
+    QVERIFY(laterLives.files <= firstLives.files + BUS_FILES_GROWTH);
+    QCOMPARE(sender.terminate(), 0);
+    QCOMPARE(receiver.terminate(), 0);
+    QCOMPARE(bus.terminate(), 0);
+}
+
+// The other side of it: what a life too short to show it would leak with each message and each connection.
+void TstKilledbus::busThatLives_takesNoMore()
+{
+    ChildProcess bus(QStringLiteral(DEVBUS), {QStringLiteral("--memory")});
+    ChildProcess receiver(QStringLiteral(CHAOS_SERVICE), {QStringLiteral("receiver"), QStringLiteral("0")});
+    ChildProcess sender(QStringLiteral(CHAOS_SERVICE), {QStringLiteral("sender"), QString::number(LONG_LIFE_COUNT)});
+    bus.start();
+    QVERIFY(bus.waitForLine(QString()));
+    receiver.start();
+    sender.start();
+    const auto busAfter = [&](int count) {
+        while (receiver.lines().size() < count && receiver.waitForMore(30000)) {
+            if (!visit(QUERY_PORT) || !visit(RECEIVER_PORT)) {
+                break;
+            }
+        }
+        Load load;
+        load.note(bus);
+        return receiver.lines().size() < count ? Load() : load;
+    };
+    const Load before = busAfter(LONG_LIFE_COUNT / 5);
+    const Load after = busAfter(LONG_LIFE_COUNT);
+    qInfo("bus: resident %d -> %d KiB, open files %d -> %d", before.residentKiB, after.residentKiB, before.files,
+          after.files);
+    QVERIFY(before.residentKiB > 0 && after.residentKiB > 0);
+#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
+    QVERIFY(after.residentKiB - before.residentKiB < LONG_LIFE_GROWTH_KIB);
+#endif
+    QVERIFY(after.files <= before.files + BUS_FILES_GROWTH);
     QCOMPARE(sender.terminate(), 0);
     QCOMPARE(receiver.terminate(), 0);
     QCOMPARE(bus.terminate(), 0);

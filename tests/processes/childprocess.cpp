@@ -1,8 +1,6 @@
 #include "childprocess.h"
 
-#include <QDir>
 #include <QElapsedTimer>
-#include <QFile>
 
 namespace {
 
@@ -77,18 +75,6 @@ int ChildProcess::terminate()
     const bool ended = m_process.waitForFinished();
     readOutput();
     return ended && m_process.exitStatus() == QProcess::NormalExit ? m_process.exitCode() : -1;
-}
-
-int ChildProcess::residentKiB() const
-{
-    QFile statm(QStringLiteral("/proc/%1/statm").arg(m_process.processId()));
-    return statm.open(QIODevice::ReadOnly) ? 4 * statm.readLine().split(' ').value(1).toInt() : -1;
-}
-
-int ChildProcess::openFiles() const
-{
-    const QDir descriptors(QStringLiteral("/proc/%1/fd").arg(m_process.processId()));
-    return descriptors.entryList(QDir::AllEntries | QDir::System | QDir::NoDotAndDotDot).size();
 }
 
 void ChildProcess::readOutput()

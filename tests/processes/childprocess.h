@@ -30,8 +30,7 @@ public:
     /// SIGTERM. \return the exit status, -1 when it had to be killed or crashed.
     int terminate();
 
-    int residentKiB() const;
-    int openFiles() const;
+    qint64 processId() const { return m_process.processId(); }
 
 private:
     void readOutput();

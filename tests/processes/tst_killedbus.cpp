@@ -1,4 +1,5 @@
 #include "childprocess.h"
+#include "processload.h"
 
 #include <QRegularExpression>
 #include <QTcpSocket>
@@ -37,19 +38,6 @@ QList<int> numbersAfter(const QStringList& lines, const QString& word)
     }
     return numbers;
 }
-
-/// What a process takes of the system, at its worst.
-struct Load
-{
-    void note(const ChildProcess& process)
-    {
-        residentKiB = qMax(residentKiB, process.residentKiB());
-        files = qMax(files, process.openFiles());
-    }
-
-    int residentKiB = 0;
-    int files = 0;
-};
 
 /// A client that comes and goes in the middle of a frame.
 bool visit(quint16 port)
@@ -90,12 +78,11 @@ void TstKilledbus::everyAcceptedMessage_arrivesOnceAndInOrder()
     QVERIFY(receiver.waitForLine(QStringLiteral("got 1")));
 
     int kills = 0;
-    int residentBefore[2] = {};
-    int filesBefore[2] = {};
+    ProcessLoad before[2];
     const ChildProcess* services[2] = {&receiver, &sender};
     // Each life of the bus is looked at as it ends: the first quarter of them against the rest.
-    Load firstLives;
-    Load laterLives;
+    ProcessLoad firstLives;
+    ProcessLoad laterLives;
     for (int next = 0; !sender.lines().contains(QStringLiteral("done"));) {
         // In the middle of the traffic, wherever that is just then.
         next += 30 + int(random() % 60);
@@ -106,11 +93,10 @@ void TstKilledbus::everyAcceptedMessage_arrivesOnceAndInOrder()
         std::this_thread::sleep_for(std::chrono::milliseconds(random() % 20));
         if (kills == KILL_COUNT / 4) {
             for (int i = 0; i < 2; ++i) {
-                residentBefore[i] = services[i]->residentKiB();
-                filesBefore[i] = services[i]->openFiles();
+                before[i].note(services[i]->processId());
             }
         }
-        (kills < KILL_COUNT / 4 ? firstLives : laterLives).note(bus);
+        (kills < KILL_COUNT / 4 ? firstLives : laterLives).note(bus.processId());
         QVERIFY(bus.killHard());
         ++kills;
         // Mostly it is back before the services look for it again, now and then only when they have been refused.
@@ -136,21 +122,22 @@ void TstKilledbus::everyAcceptedMessage_arrivesOnceAndInOrder()
     qInfo("%d kills: %d accepted, %d not, %d delivered", kills, accepted.size(), failed.size(), got.size());
 
     for (int i = 0; i < 2; ++i) {
-        const int resident = services[i]->residentKiB();
-        const int files = services[i]->openFiles();
-        qInfo("resident %d -> %d KiB, open files %d -> %d", residentBefore[i], resident, filesBefore[i], files);
+        ProcessLoad after;
+        after.note(services[i]->processId());
+        qInfo("resident %d -> %d KiB, open files %d -> %d", before[i].residentKiB, after.residentKiB,
+              before[i].openFiles, after.openFiles);
 #if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
-        QVERIFY(resident - residentBefore[i] < RESIDENT_GROWTH_KIB);
+        QVERIFY(after.residentKiB - before[i].residentKiB < RESIDENT_GROWTH_KIB);
 #endif
-        QVERIFY(files <= filesBefore[i] + 2);
+        QVERIFY(after.openFiles <= before[i].openFiles + 2);
     }
-    laterLives.note(bus);
+    laterLives.note(bus.processId());
     qInfo("bus: resident %d -> %d KiB, open files %d -> %d", firstLives.residentKiB, laterLives.residentKiB,
-          firstLives.files, laterLives.files);
+          firstLives.openFiles, laterLives.openFiles);
 #if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
     QVERIFY(laterLives.residentKiB - firstLives.residentKiB < BUS_GROWTH_KIB);
 #endif
-    QVERIFY(laterLives.files <= firstLives.files + BUS_FILES_GROWTH);
+    QVERIFY(laterLives.openFiles <= firstLives.openFiles + BUS_FILES_GROWTH);
     QCOMPARE(sender.terminate(), 0);
     QCOMPARE(receiver.terminate(), 0);
     QCOMPARE(bus.terminate(), 0);
@@ -172,19 +159,19 @@ void TstKilledbus::busThatLives_takesNoMore()
                 break;
             }
         }
-        Load load;
-        load.note(bus);
-        return receiver.lines().size() < count ? Load() : load;
+        ProcessLoad load;
+        load.note(bus.processId());
+        return receiver.lines().size() < count ? ProcessLoad() : load;
     };
-    const Load before = busAfter(LONG_LIFE_COUNT / 5);
-    const Load after = busAfter(LONG_LIFE_COUNT);
-    qInfo("bus: resident %d -> %d KiB, open files %d -> %d", before.residentKiB, after.residentKiB, before.files,
-          after.files);
+    const ProcessLoad before = busAfter(LONG_LIFE_COUNT / 5);
+    const ProcessLoad after = busAfter(LONG_LIFE_COUNT);
+    qInfo("bus: resident %d -> %d KiB, open files %d -> %d", before.residentKiB, after.residentKiB, before.openFiles,
+          after.openFiles);
     QVERIFY(before.residentKiB > 0 && after.residentKiB > 0);
 #if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
     QVERIFY(after.residentKiB - before.residentKiB < LONG_LIFE_GROWTH_KIB);
 #endif
-    QVERIFY(after.files <= before.files + BUS_FILES_GROWTH);
+    QVERIFY(after.openFiles <= before.openFiles + BUS_FILES_GROWTH);
     QCOMPARE(sender.terminate(), 0);
     QCOMPARE(receiver.terminate(), 0);
     QCOMPARE(bus.terminate(), 0);

@@ -1,0 +1,29 @@
+#include "processload.h"
+
+#include <QDir>
+#include <QFile>
+
+#include <unistd.h>
+
+namespace {
+
+int residentKiB(qint64 processId)
+{
+    QFile statm(QStringLiteral("/proc/%1/statm").arg(processId));
+    const int pages = statm.open(QIODevice::ReadOnly) ? statm.readLine().split(' ').value(1).toInt() : 0;
+    return pages * static_cast<int>(::sysconf(_SC_PAGESIZE) / 1024);
+}
+
+int openFiles(qint64 processId)
+{
+    const QDir descriptors(QStringLiteral("/proc/%1/fd").arg(processId));
+    return descriptors.entryList(QDir::AllEntries | QDir::System | QDir::NoDotAndDotDot).size();
+}
+
+} // namespace
+
+void ProcessLoad::note(qint64 processId)
+{
+    residentKiB = qMax(residentKiB, ::residentKiB(processId));
+    openFiles = qMax(openFiles, ::openFiles(processId));
+}

@@ -2,6 +2,8 @@
 
 #include <QElapsedTimer>
 
+#include <csignal>
+
 namespace {
 
 QStringList wholeLines(const QByteArray& output)
@@ -67,6 +69,16 @@ bool ChildProcess::killHard()
     m_process.waitForFinished();
     readOutput();
     return wasAlive;
+}
+
+void ChildProcess::hang()
+{
+    ::kill(static_cast<pid_t>(m_process.processId()), SIGSTOP);
+}
+
+void ChildProcess::resume()
+{
+    ::kill(static_cast<pid_t>(m_process.processId()), SIGCONT);
 }
 
 int ChildProcess::terminate()

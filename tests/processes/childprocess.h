@@ -27,6 +27,9 @@ public:
 
     /// SIGKILL. \return whether it was alive.
     bool killHard();
+    /// SIGSTOP: it hangs until it is resumed. It can still be killed.
+    void hang();
+    void resume();
     /// SIGTERM. \return the exit status, -1 when it had to be killed or crashed.
     int terminate();
 

@@ -1,4 +1,7 @@
 #include "childprocess.h"
+#include "client/tarvexcontroller.h"
+#include "client/tarvexmsgworker.h"
+#include "client/tarvexqueryhandler.h"
 #include "processload.h"
 
 #include <QRegularExpression>
@@ -10,6 +13,8 @@
 #include <chrono>
 #include <random>
 #include <thread>
+
+using namespace tarvex;
 
 namespace {
 
@@ -47,6 +52,29 @@ bool visit(quint16 port)
     return socket.waitForConnected() && socket.write("[-REQUEST-]\r\n100\r\nabc") > 0 && socket.waitForBytesWritten();
 }
 
+/// A service that listens only.
+class Listener : public TarvexController
+{
+    Q_OBJECT
+public:
+    explicit Listener(const QString& clientName)
+        : TarvexController(0, clientName, nullptr), m_worker(new TarvexMsgWorker(clientName))
+    {
+        connect(m_worker, SIGNAL(stateChanged(ClientState)), this, SLOT(onState(ClientState)), Qt::QueuedConnection);
+    }
+
+    void doStart() override { initWorkers(m_worker, nullptr); }
+
+    QList<ClientState> states;
+
+private Q_SLOTS:
+
+    void onState(ClientState state) { states.append(state); }
+
+private:
+    TarvexMsgWorker* const m_worker;
+};
+
 } // namespace
 
 /// The bus dies again and again in the middle of the traffic between two services.
@@ -56,6 +84,7 @@ class TstKilledbus : public QObject
 private Q_SLOTS:
     void everyAcceptedMessage_arrivesOnceAndInOrder();
     void busThatLives_takesNoMore();
+    void subscription_outlivesTheBus();
 };
 
 void TstKilledbus::everyAcceptedMessage_arrivesOnceAndInOrder()
@@ -175,6 +204,37 @@ void TstKilledbus::busThatLives_takesNoMore()
     QCOMPARE(sender.terminate(), 0);
     QCOMPARE(receiver.terminate(), 0);
     QCOMPARE(bus.terminate(), 0);
+}
+
+void TstKilledbus::subscription_outlivesTheBus()
+{
+    const QTemporaryDir folder;
+    ChildProcess bus(QStringLiteral(DEVBUS),
+                     {QStringLiteral("--storage"), folder.filePath(QStringLiteral("bus.sqlite"))});
+    bus.start();
+    QVERIFY(bus.waitForLine(QString()));
+    Listener screen(QStringLiteral("screen"));
+    screen.doStart();
+    {
+        TarvexQueryHandler handler(QStringLiteral("screen"));
+        QVERIFY(handler.open());
+        QVERIFY(handler.subscribe(QStringLiteral("printer"), 1));
+        QVERIFY(bus.killHard());
+    }
+    bus.start();
+    QTRY_COMPARE_WITH_TIMEOUT(bus.lines().size(), 2, 30000);
+
+    TarvexQueryHandler printer(QStringLiteral("printer"));
+    QVERIFY(printer.open());
+    ClientState state;
+    state.setStateType(ClientState::EStateType(3));
+    state.setState(QStringLiteral(R"({"paper":"low"})"));
+    QVERIFY(printer.saveState(state));
+    // The listener looks for the bus every 5 s.
+    QTRY_COMPARE_WITH_TIMEOUT(screen.states.size(), 1, 30000);
+    QCOMPARE(screen.states.constFirst().owner(), QStringLiteral("printer"));
+    QCOMPARE(int(screen.states.constFirst().stateType()), 3);
+    QCOMPARE(screen.states.constFirst().state(), state.state());
 }
 
 QTEST_GUILESS_MAIN(TstKilledbus)

@@ -5,6 +5,7 @@
 #include "markingtranslator.h"
 #include "reconnection.h"
 
+#include <QByteArrayList>
 #include <QElapsedTimer>
 #include <QMetaMethod>
 #include <QRegularExpression>
@@ -12,8 +13,11 @@
 #include <QTcpSocket>
 #include <QTest>
 
+#include <chrono>
 #include <future>
 #include <memory>
+#include <random>
+#include <thread>
 
 using namespace tarvex;
 using namespace reconnection;
@@ -31,6 +35,17 @@ Message numbered(int number, const QString& text = QString())
     message.setMessage(text.isNull() ? QStringLiteral("text %1").arg(number) : text);
     message.setUid(QStringLiteral("uid%1").arg(number));
     return message;
+}
+
+/// Hardly gets any shorter when it is compressed.
+QString irregularText(int length, unsigned seed)
+{
+    std::mt19937 random(seed);
+    QString text;
+    for (int i = 0; i < length; ++i) {
+        text.append(QLatin1Char(static_cast<char>('0' + random() % 75)));
+    }
+    return text;
 }
 
 QByteArray pushFrame(const Message& message)
@@ -72,6 +87,25 @@ struct PushingBus
         bus.willAnswerHandshake([pieces, pauseMs](FakeBus::Peer& peer, const FakeBus::Request&) {
             peer.send(FakeBus::acceptance());
             peer.sendInPieces(pieces, pauseMs);
+        });
+    }
+
+    /// The frames come back to back, so that a piece may hold the end of one and the beginning of the next. After such
+    /// a piece the reader gets the time to be done with the one and to wait for the other.
+    void willPushInTinyPieces(const QByteArrayList& frames, int size)
+    {
+        bus.willAnswerHandshake([frames, size](FakeBus::Peer& peer, const FakeBus::Request&) {
+            peer.send(accepted());
+            const QByteArray bytes = frames.join();
+            int from = 0;
+            int end = 0;
+            for (const QByteArray& frame : frames) {
+                end += frame.size();
+                for (; from < end && peer.send(bytes.mid(from, size)); from += size) {
+                    std::this_thread::sleep_for(std::chrono::microseconds(200));
+                }
+                std::this_thread::sleep_for(std::chrono::milliseconds(15));
+            }
         });
     }
 
@@ -120,6 +154,8 @@ private Q_SLOTS:
     void frame_cutAnywhere_isRead();
     void burstOf400_isDeliveredCompletely();
     void burst_inSmallPieces_isDeliveredCompletely();
+    void burst_inTinyPieces_isDeliveredCompletely_data();
+    void burst_inTinyPieces_isDeliveredCompletely();
     void burst_withSmallSocketBuffer_isDeliveredCompletely();
     void peerClosesAfterPush_messageIsStillDelivered();
     void peerDiesInsidePayload_isReported();
@@ -521,6 +557,46 @@ void TstTarvexMessagesReciever::burst_inSmallPieces_isDeliveredCompletely()
     QVERIFY(m_bus->bus.waitForRequests(300));
     QVERIFY(incoming.constLast().constFirst().value<Message>() == numbered(300));
     QCOMPARE(log.texts(), QStringList());
+}
+
+void TstTarvexMessagesReciever::burst_inTinyPieces_isDeliveredCompletely_data()
+{
+    QTest::addColumn<int>("pieceSize");
+    QTest::addColumn<int>("count");
+    // Each takes a few seconds, and the cuts go through every place of a frame, its lines included.
+    QTest::newRow("7 bytes") << 7 << 50;
+    QTest::newRow("13 bytes") << 13 << 100;
+}
+
+// The pieces come faster than the reader gives up, by a factor of two or more, and slower than it reads, so that it
+// runs dry all the time. A loaded machine may hold one back for longer than it waits: one of three tries must do.
+void TstTarvexMessagesReciever::burst_inTinyPieces_isDeliveredCompletely()
+{
+    QFETCH(int, pieceSize);
+    QFETCH(int, count);
+    QList<Message> messages;
+    QByteArrayList frames;
+    for (int number = 1; number <= count; ++number) {
+        messages.append(numbered(number, irregularText(900, unsigned(number))));
+        frames.append(pushFrame(messages.constLast()));
+    }
+    QList<Message> delivered;
+    QStringList lines;
+    for (int attempt = 0; attempt < 3 && (delivered != messages || !lines.isEmpty()); ++attempt) {
+        m_receiver = std::make_unique<TarvexMessagesReciever>(QStringLiteral("printer"));
+        m_bus->willPushInTinyPieces(frames, pieceSize);
+        QSignalSpy incoming(m_receiver.get(), SIGNAL(incomingMessage(Message)));
+        const LogCapture log;
+        QVERIFY(m_receiver->open());
+        QTRY_VERIFY_WITH_TIMEOUT(incoming.count() == count || !log.texts().isEmpty(), 60000);
+        delivered.clear();
+        for (const QList<QVariant>& arguments : qAsConst(incoming)) {
+            delivered.append(arguments.constFirst().value<Message>());
+        }
+        lines = log.texts();
+    }
+    QVERIFY2(delivered == messages, qPrintable(QString::number(delivered.size())));
+    QCOMPARE(lines, QStringList());
 }
 
 void TstTarvexMessagesReciever::burst_withSmallSocketBuffer_isDeliveredCompletely()

@@ -38,7 +38,7 @@ void BusConnection::sendRequest(const QString& operation, const QVariantMap& dat
 {
     m_socket->write(busframe::encodeRequest(operation, data));
     if (m_isTracing) {
-        const QVariantMap envelope{{QStringLiteral("operation"), operation}, {QStringLiteral("data"), data}};
+        const QVariantMap envelope{{busframe::KEY_OPERATION, operation}, {busframe::KEY_DATA, data}};
         Q_EMIT traced(trace::frameLine(trace::Direction::Out, portName(m_port), m_client, false, envelope));
     }
 }
@@ -47,10 +47,9 @@ void BusConnection::sendReply(const QString& operation, const TarvexError& error
 {
     m_socket->write(busframe::encodeReply(operation, error.error(), error.description(), data));
     if (m_isTracing) {
-        const QVariantMap result{{QStringLiteral("code"), static_cast<int>(error.error())}};
-        const QVariantMap envelope{{QStringLiteral("operation"), operation},
-                                   {QStringLiteral("data"), data},
-                                   {QStringLiteral("result"), result}};
+        const QVariantMap result{{busframe::KEY_CODE, static_cast<int>(error.error())}};
+        const QVariantMap envelope{
+            {busframe::KEY_OPERATION, operation}, {busframe::KEY_DATA, data}, {busframe::KEY_RESULT, result}};
         Q_EMIT traced(trace::frameLine(trace::Direction::Out, portName(m_port), m_client, true, envelope));
     }
 }

@@ -52,11 +52,11 @@ void Outbox::stop()
 
 void Outbox::acknowledge(const QVariantMap& envelope)
 {
-    if (envelope.value(QStringLiteral("operation")).toString() != sendMessageOperation()
-        || busframe::resultCode(envelope.value(QStringLiteral("result")).toMap()) != 0) {
+    if (envelope.value(busframe::KEY_OPERATION).toString() != sendMessageOperation()
+        || busframe::resultCode(envelope.value(busframe::KEY_RESULT).toMap()) != 0) {
         return;
     }
-    const QVariantMap data = envelope.value(QStringLiteral("data")).toMap();
+    const QVariantMap data = envelope.value(busframe::KEY_DATA).toMap();
     const QString uid = data.value(KEY_UID).toString();
     QList<qint64> ids;
     for (const Pushed& pushed : m_pushed) {

@@ -37,7 +37,7 @@ QString now()
 
 QString dataText(const QVariantMap& envelope)
 {
-    const QJsonObject data = QJsonObject::fromVariantMap(envelope.value(QStringLiteral("data")).toMap());
+    const QJsonObject data = QJsonObject::fromVariantMap(envelope.value(busframe::KEY_DATA).toMap());
     return QString::fromUtf8(QJsonDocument(data).toJson(QJsonDocument::Compact));
 }
 
@@ -49,10 +49,10 @@ QString frameLine(Direction direction, const QString& port, const QString& clien
     QStringList parts;
     parts << now() << (direction == Direction::In ? QStringLiteral("in ") : QStringLiteral("out"));
     parts << origin(port, client) << (isReply ? QStringLiteral("REPLY") : QStringLiteral("REQUEST"));
-    parts << printable(envelope.value(QStringLiteral("operation")).toString(), MAX_NAME_LENGTH);
+    parts << printable(envelope.value(busframe::KEY_OPERATION).toString(), MAX_NAME_LENGTH);
     parts << printable(dataText(envelope), MAX_DATA_LENGTH);
     if (isReply) {
-        const QVariantMap result = envelope.value(QStringLiteral("result")).toMap();
+        const QVariantMap result = envelope.value(busframe::KEY_RESULT).toMap();
         parts << QString::number(busframe::resultCode(result));
     }
     return parts.join(QLatin1Char(' '));

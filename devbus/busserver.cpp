@@ -4,6 +4,7 @@
 #include "delivery.h"
 #include "queryservice.h"
 #include "storage.h"
+#include "values.h"
 
 #include <QTcpSocket>
 
@@ -13,11 +14,6 @@ namespace {
 
 const QLatin1String OPERATION_HANDSHAKE("handshake");
 const QLatin1String KEY_NAME("name");
-
-bool isText(const QVariant& value)
-{
-    return value.userType() == QMetaType::QString;
-}
 
 } // namespace
 
@@ -166,7 +162,7 @@ void BusServer::handleRequest(BusConnection* connection, const QString& operatio
 void BusServer::handshake(BusConnection* connection, const QVariant& data)
 {
     const QVariant name = data.toMap().value(KEY_NAME);
-    if (!isText(name) || name.toString().isEmpty()) {
+    if (!isName(name)) {
         answer(connection, OPERATION_HANDSHAKE, TarvexError(TarvexError::IncorrectRequestData));
         return;
     }

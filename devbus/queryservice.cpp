@@ -3,10 +3,9 @@
 #include "client/busframe_p.h"
 #include "delivery.h"
 #include "storage.h"
+#include "values.h"
 
 #include <QHash>
-#include <QJsonDocument>
-#include <QJsonObject>
 
 #include <limits>
 
@@ -33,16 +32,6 @@ QueryService::Answer malformed()
     return {TarvexError(TarvexError::IncorrectRequestData), {}};
 }
 
-bool isText(const QVariant& value)
-{
-    return value.userType() == QMetaType::QString;
-}
-
-bool isName(const QVariant& value)
-{
-    return isText(value) && !value.toString().isEmpty();
-}
-
 bool isList(const QVariant& value)
 {
     return value.userType() == QMetaType::QVariantList;
@@ -57,11 +46,6 @@ bool isGoal(const QVariant& value)
     const double number = value.toDouble();
     return number >= std::numeric_limits<qint32>::min() && number <= std::numeric_limits<qint32>::max()
         && number == static_cast<qint32>(number);
-}
-
-QVariantMap jsonToMap(const QByteArray& json)
-{
-    return QJsonDocument::fromJson(json).object().toVariantMap();
 }
 
 using Subscription = QPair<QString, int>;
@@ -175,7 +159,7 @@ QueryService::Answer QueryService::loadSettings(const QString&, const QVariantMa
     if (error.error() == TarvexError::NoError && settings.isEmpty()) {
         error = TarvexError(TarvexError::NoSettingsForClient);
     }
-    return {error, error.error() == TarvexError::NoError ? jsonToMap(settings) : QVariantMap()};
+    return {error, error.error() == TarvexError::NoError ? Storage::fromJson(settings) : QVariantMap()};
 }
 
 QueryService::Answer QueryService::loadSettingsList(const QString&, const QVariantMap& data)
@@ -197,7 +181,7 @@ QueryService::Answer QueryService::loadSettingsList(const QString&, const QVaria
                 return false; // no client could decode it
             }
             if (!settings.isEmpty()) {
-                list.append(jsonToMap(settings));
+                list.append(Storage::fromJson(settings));
             }
         }
         return true;

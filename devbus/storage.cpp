@@ -12,13 +12,12 @@ QByteArray toJson(const QVariantMap& record)
     return QJsonDocument::fromVariant(record).toJson(QJsonDocument::Compact);
 }
 
-/// An empty map when \a json is no object; a record of ours is never empty.
-QVariantMap fromJson(const QByteArray& json)
+} // namespace
+
+QVariantMap Storage::fromJson(const QByteArray& json)
 {
     return QJsonDocument::fromJson(json).object().toVariantMap();
 }
-
-} // namespace
 
 bool Storage::saveState(const ClientState& state)
 {

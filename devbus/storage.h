@@ -28,6 +28,9 @@ public:
 
     Database& database() { return m_database; }
 
+    /// A record's wire form from its JSON text; empty when that is no object, as no record of ours is.
+    static QVariantMap fromJson(const QByteArray& json);
+
     bool saveState(const ClientState& state);
     /// \a state is the record's wire form, or empty when there is none.
     bool loadState(const QString& owner, QVariantMap& state);

@@ -144,6 +144,7 @@ private Q_SLOTS:
     void killed_unacknowledgedMessages_comeAgain();
     void diskFull_isReportedAndServiceGoesOn();
     void keep_isObeyed();
+    void keep_byDefault_isAThousand();
     void trace_showsFrames();
 
 private:
@@ -438,6 +439,23 @@ void TstTarvexDevbus::keep_isObeyed()
     QCOMPARE(program.wait(), 0);
     const QByteArray errors = program.errors();
     QVERIFY2(isOneLine(errors) && errors.contains("\"b\""), errors.constData());
+}
+
+void TstTarvexDevbus::keep_byDefault_isAThousand()
+{
+    Program program({QStringLiteral("--memory")});
+    QVERIFY(program.isReady());
+    BusClient sender(BusClient::QUERY_PORT, QStringLiteral("a"));
+    for (int number = 1; number <= 1001; ++number) {
+        const QVariantMap message = messageTo(QStringLiteral("b"), QString::number(number));
+        QCOMPARE(sender.ask(QStringLiteral("sendMessage"), message).code, 0);
+    }
+    BusClient receiver(BusClient::RECEIVER_PORT, QStringLiteral("b"));
+    QCOMPARE(receiver.read().data.value(QStringLiteral("UID")).toString(), QStringLiteral("2"));
+    program.signal(SIGTERM);
+    QCOMPARE(program.wait(), 0);
+    const QByteArray errors = program.errors();
+    QVERIFY2(isOneLine(errors) && errors.contains("the oldest 1 of more than 1000 messages"), errors.constData());
 }
 
 void TstTarvexDevbus::trace_showsFrames()

@@ -95,7 +95,7 @@ struct PushingBus
     void willPushInTinyPieces(const QByteArrayList& frames, int size)
     {
         bus.willAnswerHandshake([frames, size](FakeBus::Peer& peer, const FakeBus::Request&) {
-            peer.send(accepted());
+            peer.send(FakeBus::acceptance());
             const QByteArray bytes = frames.join();
             int from = 0;
             int end = 0;

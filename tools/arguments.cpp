@@ -19,6 +19,11 @@ namespace {
 /// Begins nothing that the parser knows, and is nothing that one types.
 constexpr char MARK = '\x01';
 constexpr int MAX_STATE_TYPE = 127;
+/// Three weeks; a timer holds a little more.
+constexpr double MAX_TIMEOUT_S = 2000000;
+constexpr int MS_PER_S = 1000;
+/// State changes and messages to nobody in particular.
+constexpr qint32 GOAL_ALL = 3;
 
 std::string marked(const std::string& argument)
 {
@@ -36,6 +41,23 @@ QJsonArray arrayOf(const QString& text)
 {
     // Only an object or an array makes a document, so a value that stands alone is read as an element.
     return QJsonDocument::fromJson('[' + text.toUtf8() + ']').array();
+}
+
+QPair<QString, qint32> subscriptionFrom(const QString& text)
+{
+    const int colon = text.lastIndexOf(QLatin1Char(':'));
+    if (colon < 0) {
+        return {text, GOAL_ALL};
+    }
+    static const QStringList goals{QStringLiteral("1"), QStringLiteral("2"), QStringLiteral("3")};
+    const QString goal = text.mid(colon + 1);
+    if (!goals.contains(goal)) {
+        throw Failure(WrongUse,
+                      QStringLiteral("the goal of a subscription must be 1, 2 or 3, not \"%1\"; a name that holds a "
+                                     "colon needs one after it: \"%2:3\"")
+                          .arg(goal, text));
+    }
+    return {text.left(colon), goal.toInt()};
 }
 
 } // namespace
@@ -94,6 +116,45 @@ ClientState::EStateType stateTypeFrom(const QString& text)
                       QStringLiteral("the type of a state must be a number from 0 to 127, not \"%1\"").arg(text));
     }
     return static_cast<ClientState::EStateType>(type);
+}
+
+int countFrom(const QString& text)
+{
+    bool isNumber = false;
+    const int count = text.toInt(&isNumber);
+    if (!isNumber || count < 1) {
+        throw Failure(WrongUse, QStringLiteral("--count must be a whole number from 1, not \"%1\"").arg(text));
+    }
+    return count;
+}
+
+int timeoutMsFrom(const QString& text)
+{
+    bool isNumber = false;
+    const double milliseconds = text.toDouble(&isNumber) * MS_PER_S;
+    // Written so that what is no number at all is refused too.
+    if (!isNumber || !(milliseconds >= 1 && milliseconds <= MAX_TIMEOUT_S * MS_PER_S)) {
+        throw Failure(
+            WrongUse,
+            QStringLiteral("--timeout must be a number of seconds from 0.001 to 2000000, not \"%1\"").arg(text));
+    }
+    return qRound(milliseconds);
+}
+
+QList<QPair<QString, qint32>> subscriptionsFrom(const QStringList& texts)
+{
+    QList<QPair<QString, qint32>> subscriptions;
+    QStringList names;
+    for (const QString& text : texts) {
+        subscriptions.append(subscriptionFrom(text));
+        const QString name = subscriptions.last().first;
+        requireName(name, QStringLiteral("PUBLISHER"));
+        if (names.contains(name)) {
+            throw Failure(WrongUse, QStringLiteral("\"%1\" is given twice with --subscribe").arg(name));
+        }
+        names.append(name);
+    }
+    return subscriptions;
 }
 
 void requireName(const QString& name, const QString& what)

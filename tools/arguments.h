@@ -3,6 +3,8 @@
 
 #include "records/clientstate.h"
 
+#include <QList>
+#include <QPair>
 #include <QString>
 #include <QStringList>
 #include <QVariant>
@@ -30,6 +32,15 @@ QVariant jsonOrText(const QString& text);
 
 /// A decimal number from 0 to 127.
 tarvex::ClientState::EStateType stateTypeFrom(const QString& text);
+
+/// A whole number from 1.
+int countFrom(const QString& text);
+
+/// Seconds, which need not be whole, as milliseconds.
+int timeoutMsFrom(const QString& text);
+
+/// What to subscribe to, from PUBLISHER or PUBLISHER:GOAL; without a goal it is everything.
+QList<QPair<QString, qint32>> subscriptionsFrom(const QStringList& texts);
 
 /// Refuses an empty name; \a what is the argument's name.
 void requireName(const QString& name, const QString& what);

@@ -1,6 +1,5 @@
 #include "busclient.h"
 
-#include "failure.h"
 #include "liblog.h"
 
 namespace tarvexctl {
@@ -9,11 +8,6 @@ namespace {
 
 /// How much of what came instead of a reply is worth showing.
 constexpr int MAX_SHOWN_LENGTH = 200;
-
-Failure silence()
-{
-    return Failure(TimedOut, QStringLiteral("the bus is there, but nothing came within 30 s"));
-}
 
 Failure notUnderstood(const LibLog& log)
 {
@@ -30,11 +24,11 @@ Failure openFailure(const QString& name, const LibLog& log)
                                 : Failure(NoBus, QStringLiteral("the bus closed the connection during the handshake"));
     }
     if (!log.socketErrorText().isEmpty()) {
-        return Failure(NoBus, QStringLiteral("no bus to be reached on 127.0.0.1: %1").arg(log.socketErrorText()));
+        return unreachable(log);
     }
     // The library says nothing about a refused handshake, and something about everything else.
     if (log.lines().isEmpty()) {
-        return Failure(NoBus, QStringLiteral("the bus refused the handshake of \"%1\"").arg(name));
+        return handshakeRefused(name);
     }
     return notUnderstood(log);
 }
@@ -52,6 +46,21 @@ Failure askFailure(bool stillOpen, const LibLog& log)
 }
 
 } // namespace
+
+Failure unreachable(const LibLog& log)
+{
+    return Failure(NoBus, QStringLiteral("no bus to be reached on 127.0.0.1: %1").arg(log.socketErrorText()));
+}
+
+Failure handshakeRefused(const QString& name)
+{
+    return Failure(NoBus, QStringLiteral("the bus refused the handshake of \"%1\"").arg(name));
+}
+
+Failure silence()
+{
+    return Failure(TimedOut, QStringLiteral("the bus is there, but nothing came within 30 s"));
+}
 
 BusClient::BusClient(const QString& name) : m_handler(name)
 {

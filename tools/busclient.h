@@ -1,6 +1,7 @@
 #ifndef BUSCLIENT_H
 #define BUSCLIENT_H
 
+#include "failure.h"
 #include "tarvexqueryhandler.h"
 
 #include <QString>
@@ -8,6 +9,14 @@
 #include <functional>
 
 namespace tarvexctl {
+
+class LibLog;
+
+// What goes wrong with either connection to the bus, in the same words.
+
+Failure unreachable(const LibLog& log);
+Failure handshakeRefused(const QString& name);
+Failure silence();
 
 /// The connection to the bus, with failures that say what happened.
 class BusClient

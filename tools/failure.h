@@ -11,11 +11,11 @@ namespace tarvexctl {
 /// What the program ends with.
 enum ExitStatus {
     Done = 0,
-    Refused = 1,      ///< The bus answered with an error code.
+    Refused = 1,      ///< The bus answered with an error code, or the other party with an error.
     WrongUse = 2,     ///< The command line makes no sense; the bus was not asked to change anything.
     NoBus = 3,        ///< Nothing to talk to: no server, a refused handshake, a lost connection, no bus at all.
-    TimedOut = 4,     ///< The bus is there and says nothing.
-    Interrupted = 130 ///< By SIGINT.
+    TimedOut = 4,     ///< The bus is there and nothing came in time.
+    Interrupted = 130 ///< By SIGINT; the verbs that follow the bus also by SIGTERM and SIGHUP.
 };
 
 /// Ends a verb; main() writes the words to stderr and returns the status.

@@ -14,8 +14,9 @@ const QLatin1String SOCKET_TIME_OUT("QAbstractSocket::SocketTimeoutError");
 /// A refusal's fields: code, description, operation, data, result.
 constexpr int REFUSAL_FIELDS = 5;
 
-// The program has one thread, and a message handler has no place for data of its own.
+// A message handler has no place for data of its own.
 QtMessageHandler previousHandler = nullptr;
+QtMessageHandler handlerBeforeSilence = nullptr;
 
 QStringList& capturedLines()
 {
@@ -23,13 +24,25 @@ QStringList& capturedLines()
     return lines;
 }
 
+/// The library logs in the default category.
+bool isOfLibrary(QtMsgType type, const QMessageLogContext& context)
+{
+    return type != QtFatalMsg && (context.category == nullptr || std::strcmp(context.category, "default") == 0);
+}
+
 void capture(QtMsgType type, const QMessageLogContext& context, const QString& text)
 {
-    const bool isDefault = context.category == nullptr || std::strcmp(context.category, "default") == 0;
-    if (isDefault && type != QtFatalMsg) {
+    if (isOfLibrary(type, context)) {
         capturedLines().append(text);
     } else if (previousHandler != nullptr) {
         previousHandler(type, context, text);
+    }
+}
+
+void drop(QtMsgType type, const QMessageLogContext& context, const QString& text)
+{
+    if (!isOfLibrary(type, context) && handlerBeforeSilence != nullptr) {
+        handlerBeforeSilence(type, context, text);
     }
 }
 
@@ -105,6 +118,16 @@ bool LibLog::hasTimeOut() const
         }
     }
     return false;
+}
+
+LibSilence::LibSilence() : m_previous(qInstallMessageHandler(drop))
+{
+    handlerBeforeSilence = m_previous;
+}
+
+LibSilence::~LibSilence()
+{
+    qInstallMessageHandler(m_previous);
 }
 
 } // namespace tarvexctl

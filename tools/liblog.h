@@ -9,7 +9,8 @@
 
 namespace tarvexctl {
 
-/// Takes in what the library logs from construction to destruction, instead of letting it go to stderr. One at a time.
+/// Takes in what the library logs from construction to destruction, instead of letting it go to stderr. One at a time,
+/// and only one thread of the program may have the library at work meanwhile.
 ///
 /// The library's operations return only whether they succeeded. Why one did not stands in its log lines, whose texts
 /// and fields are fixed.
@@ -41,6 +42,18 @@ public:
 
     /// A wait came to the end of its time.
     bool hasTimeOut() const;
+
+private:
+    QtMessageHandler m_previous;
+};
+
+/// Keeps what the library logs from stderr, from construction to destruction. A LibLog may be made meanwhile.
+class LibSilence
+{
+public:
+    LibSilence();
+    ~LibSilence();
+    Q_DISABLE_COPY_MOVE(LibSilence)
 
 private:
     QtMessageHandler m_previous;

@@ -2,20 +2,21 @@
 
 #include "arguments.h"
 #include "failure.h"
+#include "interrupts.h"
+#include "listenverb.h"
 #include "output.h"
 #include "sendverb.h"
 #include "settingsverbs.h"
 #include "stateverbs.h"
+#include "tally.h"
 #include "tarvexlib.h"
 
 #include <CLI/CLI.hpp>
 #include <QCoreApplication>
 
 #include <algorithm>
-#include <csignal>
 #include <functional>
 #include <optional>
-#include <unistd.h>
 
 using namespace tarvexctl;
 
@@ -24,13 +25,17 @@ namespace {
 const char* const DESCRIPTION = "Talks to the local Tarvex bus: settings, states and messages of its clients.";
 const char* const FOOTER =
     "--as and --json may stand before the verb or after it; what follows -- is never an option.\n"
-    "Exit status: 0 done, 1 refused by the bus, 2 wrong use, 3 no bus to be reached or handshake\n"
-    "refused, 4 nothing came within the time-out, 130 interrupted.";
+    "Exit status: 0 done, 1 refused by the bus or the other party, 2 wrong use, 3 no bus to be\n"
+    "reached or handshake refused, 4 nothing came within the time-out, 130 interrupted.";
+const char* const RECEIVING_FOOTER =
+    "Without --as the name is \"tarvexctl-\" and the process id. With --as and the name of a service,\n"
+    "that service loses its connection and its messages to this program.";
+const char* const DEFAULT_NAME = "tarvexctl";
 
 /// Everything that the command line can hold, as the parser leaves it.
 struct CommandLine
 {
-    std::string clientName = "tarvexctl";
+    std::optional<std::string> clientName;
     bool json = false;
     bool version = false;
     std::vector<std::string> owners;
@@ -44,30 +49,14 @@ struct CommandLine
     std::string receiver;
     std::optional<std::string> text;
     std::optional<std::string> command;
+    std::vector<std::string> subscriptions;
+    std::optional<std::string> count;
+    std::optional<std::string> timeout;
+    /// Whether the verb keeps a connection for receiving, of which the bus has but one for each name.
+    bool receives = false;
     /// What the verb does.
     std::function<void(const QString& clientName, Output& output)> run;
 };
-
-void onInterrupt(int)
-{
-    // Nothing but what is safe in a signal handler; data that was read has been flushed.
-    static const char words[] = "tarvexctl: interrupted\n";
-    const ssize_t ignored = ::write(STDERR_FILENO, words, sizeof words - 1);
-    static_cast<void>(ignored);
-    ::_exit(Interrupted);
-}
-
-// The library's waits block and do not look at signals, so the handler itself has to end the program.
-void installInterruptHandler()
-{
-    struct sigaction action = {};
-    ::sigaction(SIGINT, nullptr, &action);
-    // A shell starts background jobs with the signal ignored: it is not meant for them.
-    if (action.sa_handler != SIG_IGN) {
-        action.sa_handler = onInterrupt;
-        ::sigaction(SIGINT, &action, nullptr);
-    }
-}
 
 std::optional<QString> optionalText(const std::optional<std::string>& argument)
 {
@@ -78,6 +67,28 @@ std::optional<QString> optionalText(const std::optional<std::string>& argument)
 void addOwners(CLI::App* verb, CommandLine& line)
 {
     verb->add_option("OWNER", line.owners, "Clients' names; the own name when there is none")->type_name("");
+}
+
+Limits limits(const CommandLine& line)
+{
+    Limits limits;
+    if (line.count) {
+        limits.count = countFrom(text(*line.count));
+    }
+    if (line.timeout) {
+        limits.timeoutMs = timeoutMsFrom(text(*line.timeout));
+    }
+    return limits;
+}
+
+/// What the verbs have in common that follow the bus until they have enough.
+void addLimits(CLI::App* verb, CommandLine& line, const std::string& what)
+{
+    verb->add_option("--count", line.count, "Ends after so many " + what)->type_name("N");
+    verb->add_option("--timeout", line.timeout,
+                     "Ends after so many seconds; with status 4 when nothing came by then, or less than --count")
+        ->type_name("S");
+    verb->footer(RECEIVING_FOOTER);
 }
 
 void addSettingsVerbs(CLI::App& program, CommandLine& line)
@@ -164,6 +175,24 @@ void addSendVerb(CLI::App& program, CommandLine& line)
     });
 }
 
+void addListenVerb(CLI::App& program, CommandLine& line)
+{
+    CLI::App* listen = program.add_subcommand("listen", "Shows the messages that come, until interrupted");
+    listen
+        ->add_option("--subscribe", line.subscriptions,
+                     "Also what PUBLISHER publishes: its states (1), its messages to nobody in particular (2), or "
+                     "both (3, and without a goal); for each publisher once more")
+        ->type_name("PUBLISHER[:GOAL]")
+        ->allow_extra_args(false);
+    addLimits(listen, line, "messages");
+    listen->callback([&line] {
+        line.receives = true;
+        line.run = [&line](const QString& name, Output& output) {
+            listenToMessages(name, subscriptionsFrom(texts(line.subscriptions)), limits(line), output);
+        };
+    });
+}
+
 void showVersion(Output& output)
 {
     const wexcor::AppVersion version = bus::TarvexLib::version();
@@ -176,6 +205,19 @@ void showVersion(Output& output)
     }
 }
 
+/// Two programs that receive under one name would take turns at throwing each other out: without --as, each that
+/// receives has a name of its own.
+QString clientNameOf(const CommandLine& line)
+{
+    if (line.clientName) {
+        QString name = text(*line.clientName);
+        requireName(name, QStringLiteral("--as"));
+        return name;
+    }
+    const QLatin1String name(DEFAULT_NAME);
+    return line.receives ? QStringLiteral("%1-%2").arg(name).arg(QCoreApplication::applicationPid()) : name;
+}
+
 void run(const CommandLine& line)
 {
     Output output(line.json);
@@ -184,11 +226,9 @@ void run(const CommandLine& line)
         return;
     }
     if (!line.run) {
-        throw Failure(WrongUse, QStringLiteral("a verb is missing: settings, state or send; see --help"));
+        throw Failure(WrongUse, QStringLiteral("a verb is missing: settings, state, send or listen; see --help"));
     }
-    const QString clientName = text(line.clientName);
-    requireName(clientName, QStringLiteral("--as"));
-    line.run(clientName, output);
+    line.run(clientNameOf(line), output);
 }
 
 /// Throws Failure for a line that cannot be understood. \return false when help was asked for, which is shown then.
@@ -200,12 +240,13 @@ bool parse(int argc, char** argv, CommandLine& line)
     program.require_subcommand(0, 1);
     program.add_option("--as", line.clientName, "The name to introduce oneself with")
         ->type_name("NAME")
-        ->capture_default_str();
+        ->default_str(DEFAULT_NAME);
     program.add_flag("--json", line.json, "Writes one JSON object a line");
     program.add_flag("--version", line.version, "Shows the version and when it was built");
     addSettingsVerbs(program, line);
     addStateVerbs(program, line);
     addSendVerb(program, line);
+    addListenVerb(program, line);
 
     std::vector<std::string> arguments = parserArguments(argc, argv);
     std::reverse(arguments.begin(), arguments.end()); // the parser takes them from the end
@@ -224,7 +265,7 @@ bool parse(int argc, char** argv, CommandLine& line)
 
 int main(int argc, char** argv)
 {
-    installInterruptHandler();
+    endOnInterrupt();
     const QCoreApplication application(argc, argv);
     try {
         CommandLine line;

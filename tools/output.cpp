@@ -6,11 +6,12 @@
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
-#include <QVector>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <iterator>
 
 namespace tarvexctl {
 
@@ -42,16 +43,26 @@ QString escaped(QChar character)
     }
 }
 
-QVector<int> columnWidths(const QList<QStringList>& rows)
+void widen(QVector<int>& widths, const QStringList& row)
 {
-    QVector<int> widths;
-    for (const QStringList& row : rows) {
-        widths.resize(qMax(widths.size(), row.size()));
-        for (int column = 0; column < row.size(); ++column) {
-            widths[column] = qMax(widths.at(column), row.at(column).size());
-        }
+    widths.resize(qMax(widths.size(), row.size()));
+    for (int column = 0; column < row.size(); ++column) {
+        widths[column] = qMax(widths.at(column), row.at(column).size());
     }
-    return widths;
+}
+
+QString rowLine(const QVector<int>& widths, const QStringList& row)
+{
+    QString line;
+    for (int column = 0; column < row.size() - 1; ++column) {
+        line += row.at(column).leftJustified(widths.at(column)) + COLUMN_GAP;
+    }
+    return line + row.last() + QLatin1Char('\n');
+}
+
+QString cellText(const QString& text)
+{
+    return text.isEmpty() ? QStringLiteral("-") : visible(text);
 }
 
 } // namespace
@@ -65,6 +76,20 @@ void Output::writeRecord(const QString& text)
 {
     writeData(m_isFirst ? text : QLatin1Char('\n') + text);
     m_isFirst = false;
+}
+
+void Output::writeRow(const QStringList& header, const QStringList& row)
+{
+    QStringList cells;
+    std::transform(row.begin(), row.end(), std::back_inserter(cells), cellText);
+    QString lines;
+    widen(m_widths, cells);
+    if (m_isFirst) {
+        widen(m_widths, header);
+        lines = rowLine(m_widths, header);
+        m_isFirst = false;
+    }
+    writeData(lines + rowLine(m_widths, cells));
 }
 
 void Output::report(const QVariantMap& object, const QString& words)
@@ -120,13 +145,13 @@ QString fieldLines(const QList<QPair<QString, QString>>& fields)
 
 QString tableLines(const QList<QStringList>& rows)
 {
-    const QVector<int> widths = columnWidths(rows);
+    QVector<int> widths;
+    for (const QStringList& row : rows) {
+        widen(widths, row);
+    }
     QString lines;
     for (const QStringList& row : rows) {
-        for (int column = 0; column < row.size() - 1; ++column) {
-            lines += row.at(column).leftJustified(widths.at(column)) + COLUMN_GAP;
-        }
-        lines += row.last() + QLatin1Char('\n');
+        lines += rowLine(widths, row);
     }
     return lines;
 }

@@ -6,6 +6,7 @@
 #include <QString>
 #include <QStringList>
 #include <QVariantMap>
+#include <QVector>
 
 class QDateTime;
 
@@ -26,12 +27,18 @@ public:
     /// Writes a record for people, set apart from the one before by an empty line. Throws Failure as well.
     void writeRecord(const QString& text);
 
+    /// Writes a row of a table that grows, with the header before the first row, for people. Control characters are
+    /// shown as visible() does, empty cells as "-". A column is as wide as its widest cell so far. Throws Failure as
+    /// well.
+    void writeRow(const QStringList& header, const QStringList& row);
+
     /// Tells of something done: the object with --json, otherwise the words, on stderr.
     void report(const QVariantMap& object, const QString& words);
 
 private:
     bool m_json;
     bool m_isFirst = true;
+    QVector<int> m_widths;
 };
 
 /// Writes the words to stderr on one line, see visible(), with the program's name before them.

@@ -3,8 +3,8 @@
 #include "arguments.h"
 #include "busclient.h"
 #include "failure.h"
+#include "messages.h"
 #include "output.h"
-#include "records/message.h"
 
 #include <QJsonDocument>
 #include <QJsonObject>
@@ -47,12 +47,7 @@ QString commandText(const QString& command, const std::optional<QString>& data)
 void sendMessage(const QString& clientName, const QString& receiver, const QString& text, Output& output)
 {
     requireName(receiver, QStringLiteral("RECEIVER"));
-    Message message;
-    message.setSender(clientName);
-    message.setReciever(receiver);
-    message.setMessage(text);
-    // The connection makes one as well, but does not tell it.
-    message.setUid(message.genUid());
+    const Message message = newMessage(clientName, receiver, text);
     BusClient bus(clientName);
     bus.ask([&](TarvexQueryHandler& handler) { return handler.sendMessage(message); });
 

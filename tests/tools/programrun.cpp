@@ -1,11 +1,30 @@
 #include "programrun.h"
 
+#include <QDeadlineTimer>
 #include <QJsonDocument>
 #include <QJsonObject>
 
 #include <csignal>
 
+namespace {
+
+constexpr int PATIENCE_MS = 20000;
+constexpr int LOOK_INTERVAL_MS = 50;
+
+} // namespace
+
 ProgramRun::ProgramRun(const QStringList& arguments)
+{
+    start(arguments);
+}
+
+ProgramRun::ProgramRun(const QStringList& arguments, QProcess& reader)
+{
+    m_process.setStandardOutputProcess(&reader);
+    start(arguments);
+}
+
+void ProgramRun::start(const QStringList& arguments)
 {
     // Background jobs of a shell have it ignored, and hand that down.
     std::signal(SIGINT, SIG_DFL);
@@ -31,9 +50,39 @@ int ProgramRun::status(int patienceMs)
     if (m_process.state() != QProcess::NotRunning && !m_process.waitForFinished(patienceMs)) {
         return -1;
     }
+    readOutput();
+    return m_process.exitStatus() == QProcess::NormalExit ? m_process.exitCode() : -1;
+}
+
+bool ProgramRun::waitForLines(int count)
+{
+    return waitFor([this, count] { return m_out.count('\n') >= count; });
+}
+
+bool ProgramRun::waitForWords(const QByteArray& words, int count)
+{
+    return waitFor([this, words, count] { return m_err.count(words) >= count; });
+}
+
+void ProgramRun::sendSignal(int signal)
+{
+    ::kill(static_cast<pid_t>(m_process.processId()), signal);
+}
+
+bool ProgramRun::waitFor(const std::function<bool()>& condition)
+{
+    const QDeadlineTimer deadline(PATIENCE_MS);
+    while (!condition() && !deadline.hasExpired()) {
+        m_process.waitForReadyRead(LOOK_INTERVAL_MS);
+        readOutput();
+    }
+    return condition();
+}
+
+void ProgramRun::readOutput()
+{
     m_out += m_process.readAllStandardOutput();
     m_err += m_process.readAllStandardError();
-    return m_process.exitStatus() == QProcess::NormalExit ? m_process.exitCode() : -1;
 }
 
 QList<QVariantMap> ProgramRun::objects() const

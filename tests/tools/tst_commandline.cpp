@@ -15,6 +15,9 @@ private Q_SLOTS:
     void version_asJson_isOneObject();
     void wrongUse_isRefusedBeforeConnecting_data();
     void wrongUse_isRefusedBeforeConnecting();
+    void wrongLimitsAndGoals_areRefusedBeforeConnecting_data();
+    void wrongLimitsAndGoals_areRefusedBeforeConnecting();
+    void publisherGivenTwice_isRefused();
     void optionsOfProgram_afterVerb_areUnderstood();
     void argumentNotUtf8_isRefused();
     void stdoutFull_isTold();
@@ -24,7 +27,8 @@ void TstCommandLine::help_ofProgramAndVerbs_data()
 {
     QTest::addColumn<QStringList>("verb");
     QTest::addColumn<QByteArrayList>("mentioned");
-    QTest::newRow("program") << QStringList() << QByteArrayList{"--as", "--json", "settings", "state", "send", "130"};
+    QTest::newRow("program") << QStringList()
+                             << QByteArrayList{"--as", "--json", "settings", "state", "send", "listen", "130"};
     QTest::newRow("settings") << QStringList{QStringLiteral("settings")} << QByteArrayList{"get", "set", "remove"};
     QTest::newRow("settings get") << QStringList{QStringLiteral("settings"), QStringLiteral("get")}
                                   << QByteArrayList{"OWNER..."};
@@ -37,7 +41,10 @@ void TstCommandLine::help_ofProgramAndVerbs_data()
                                << QByteArrayList{"OWNER..."};
     QTest::newRow("state set") << QStringList{QStringLiteral("state"), QStringLiteral("set")}
                                << QByteArrayList{"TEXT", "--type", "--description"};
+    const QByteArray nameHint = "Without --as the name is";
     QTest::newRow("send") << QStringList{QStringLiteral("send")} << QByteArrayList{"RECEIVER [TEXT]", "--command NAME"};
+    QTest::newRow("listen") << QStringList{QStringLiteral("listen")}
+                            << QByteArrayList{"--subscribe PUBLISHER[:GOAL]", "--count N", "--timeout S", nameHint};
 }
 
 void TstCommandLine::help_ofProgramAndVerbs()
@@ -79,7 +86,7 @@ void TstCommandLine::wrongUse_isRefusedBeforeConnecting_data()
     QTest::addColumn<QByteArray>("words");
     // "''" stands for an empty argument.
     QTest::newRow("nothing") << QString() << QByteArray("a verb is missing");
-    QTest::newRow("unknown verb") << QStringLiteral("listen") << QByteArray("listen");
+    QTest::newRow("unknown verb") << QStringLiteral("hearken") << QByteArray("hearken");
     QTest::newRow("unknown option") << QStringLiteral("state get --all") << QByteArray("--all");
     QTest::newRow("settings alone") << QStringLiteral("settings") << QByteArray("subcommand is required");
     QTest::newRow("state alone") << QStringLiteral("state") << QByteArray("subcommand is required");
@@ -108,6 +115,63 @@ void TstCommandLine::wrongUse_isRefusedBeforeConnecting_data()
     QTest::newRow("no JSON") << QStringLiteral("send gui --command beep loud") << QByteArray("no JSON: ");
     QTest::newRow("array") << QStringLiteral("send gui --command beep [1]") << QByteArray("must be a JSON object");
     QTest::newRow("number") << QStringLiteral("send gui --command beep 5") << QByteArray("must be a JSON object");
+    QTest::newRow("listen to") << QStringLiteral("listen gui") << QByteArray("gui");
+}
+
+void TstCommandLine::wrongLimitsAndGoals_areRefusedBeforeConnecting_data()
+{
+    QTest::addColumn<QString>("option");
+    QTest::addColumn<QString>("value");
+    QTest::addColumn<QByteArray>("words");
+    const QStringList counts{
+        QStringLiteral("0"), QStringLiteral("-1"),        QStringLiteral("1.5"), QStringLiteral("two"),
+        QString(),           QStringLiteral("2147483648")};
+    for (const QString& value : counts) {
+        QTest::newRow(qPrintable(QStringLiteral("count ") + value))
+            << QStringLiteral("--count") << value
+            << QByteArray("--count must be a whole number from 1, not \"" + value.toUtf8() + '"');
+    }
+    const QStringList timeouts{
+        QStringLiteral("0"),   QStringLiteral("-1"),  QStringLiteral("0.0001"), QStringLiteral("soon"),
+        QStringLiteral("nan"), QStringLiteral("inf"), QStringLiteral("1e9"),    QString()};
+    for (const QString& value : timeouts) {
+        QTest::newRow(qPrintable(QStringLiteral("timeout ") + value))
+            << QStringLiteral("--timeout") << value
+            << QByteArray("--timeout must be a number of seconds from 0.001 to 2000000, not \"" + value.toUtf8() + '"');
+    }
+    for (const char* goal : {"0", "4", "-1", "12", "x", "", " 1"}) {
+        QTest::newRow(qPrintable(QStringLiteral("goal ") + QLatin1String(goal)))
+            << QStringLiteral("--subscribe") << QLatin1String("a:b:") + QLatin1String(goal)
+            << "the goal of a subscription must be 1, 2 or 3, not \"" + QByteArray(goal)
+                + "\"; a name that holds a colon needs one after it: \"a:b:" + goal + ":3\"";
+    }
+    QTest::newRow("no publisher") << QStringLiteral("--subscribe") << QString()
+                                  << QByteArray("PUBLISHER must not be empty");
+    QTest::newRow("goal alone") << QStringLiteral("--subscribe") << QStringLiteral(":1")
+                                << QByteArray("PUBLISHER must not be empty");
+}
+
+void TstCommandLine::wrongLimitsAndGoals_areRefusedBeforeConnecting()
+{
+    QFETCH(QString, option);
+    QFETCH(QString, value);
+    QFETCH(QByteArray, words);
+    FakeBus bus;
+    ProgramRun run({QStringLiteral("listen"), option, value});
+    QCOMPARE(run.status(), 2);
+    QCOMPARE(run.out(), QByteArray());
+    QCOMPARE(run.err(), "tarvexctl: " + words + '\n');
+    QCOMPARE(bus.connectionCount(), 0);
+}
+
+void TstCommandLine::publisherGivenTwice_isRefused()
+{
+    FakeBus bus;
+    ProgramRun run({QStringLiteral("listen"), QStringLiteral("--subscribe"), QStringLiteral("a"),
+                    QStringLiteral("--subscribe"), QStringLiteral("a:1")});
+    QCOMPARE(run.status(), 2);
+    QCOMPARE(run.err(), QByteArray("tarvexctl: \"a\" is given twice with --subscribe\n"));
+    QCOMPARE(bus.connectionCount(), 0);
 }
 
 void TstCommandLine::wrongUse_isRefusedBeforeConnecting()

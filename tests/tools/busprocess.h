@@ -1,0 +1,69 @@
+#ifndef BUSPROCESS_H
+#define BUSPROCESS_H
+
+#include "busclient.h"
+
+#include <QProcess>
+#include <QString>
+#include <QStringList>
+#include <QTemporaryDir>
+#include <QVariantMap>
+
+/// A bus in a process of its own, to be killed and hung.
+class BusProcess
+{
+public:
+    enum Storage {
+        InFile,
+        InMemory
+    };
+
+    explicit BusProcess(Storage storage = InFile);
+    ~BusProcess();
+    Q_DISABLE_COPY_MOVE(BusProcess)
+
+    /// Also after killHard(). \return whether it is ready.
+    bool start();
+    void killHard();
+    /// Stops it where it is: its connections stay and nobody answers.
+    void hang();
+    void goOn();
+
+    /// "client publisher goals" of each subscription in the file.
+    QStringList subscriptions() const;
+    /// Something of each message in the file: those that are not acknowledged yet.
+    QStringList messages() const;
+
+private:
+    QStringList rows(const QString& query) const;
+    void sendSignal(int signal);
+
+    const Storage m_storage;
+    QTemporaryDir m_folder;
+    QProcess m_process;
+};
+
+/// A client that does what the test tells it.
+class ScriptedClient
+{
+public:
+    explicit ScriptedClient(const QString& name);
+
+    bool isConnected() const { return m_query.isConnected() && m_receiver.isConnected(); }
+
+    /// \return whether the bus accepted the message.
+    bool send(const QString& receiver, const QString& text, const QString& uid);
+    bool saveState(const QString& state, int type, const QString& description, const QString& date);
+    /// Waits for the next message and acknowledges it. \return its record
+    QVariantMap receive();
+
+private:
+    const QString m_name;
+    BusClient m_query;
+    BusClient m_receiver;
+};
+
+/// A time that tells a message's or state's date from any other.
+QString someDate(int second = 0);
+
+#endif // BUSPROCESS_H

@@ -1,0 +1,207 @@
+#include "follower.h"
+
+#include "busclient.h"
+#include "liblog.h"
+#include "output.h"
+#include "tarvexmessagesreciever.h"
+
+using tarvex::TarvexMessagesReciever;
+using tarvex::TarvexQueryHandler;
+
+namespace tarvexctl {
+
+namespace {
+
+/// The library does not say when the bus has accepted the receiver's handshake, so it is looked at.
+constexpr int HANDSHAKE_LOOK_INTERVAL_MS = 10;
+constexpr int HANDSHAKE_TIMEOUT_MS = 30000;
+/// Also the pause before the first try: when another client has taken our name over, the two change places this often.
+constexpr int RETRY_INTERVAL_MS = 1000;
+
+QStringList publishersOf(const Subscriptions& subscriptions)
+{
+    QStringList names;
+    for (const auto& subscription : subscriptions) {
+        names.append(subscription.first);
+    }
+    return names;
+}
+
+} // namespace
+
+Failure busIsSilent()
+{
+    return Failure(TimedOut, QStringLiteral("the bus is there, but did not answer within the time-out"));
+}
+
+Follower::Follower(const QString& clientName)
+    : m_clientName(clientName), m_receiver(new TarvexMessagesReciever(clientName, this))
+{
+    m_handshakeTimer.setInterval(HANDSHAKE_LOOK_INTERVAL_MS);
+    m_retryTimer.setInterval(RETRY_INTERVAL_MS);
+    m_retryTimer.setSingleShot(true);
+    connect(&m_handshakeTimer, &QTimer::timeout, this, &Follower::lookAtHandshake);
+    connect(&m_retryTimer, &QTimer::timeout, this, &Follower::connectToBus);
+    connect(m_receiver, SIGNAL(incomingMessage(Message)), this, SLOT(onIncomingMessage(Message)));
+    connect(m_receiver, SIGNAL(busDisconnected()), this, SLOT(onDisconnected()));
+}
+
+Follower::~Follower() = default;
+
+void Follower::start()
+{
+    connectToBus();
+}
+
+void Follower::interrupt()
+{
+    end(Failure(Interrupted, QStringLiteral("interrupted")));
+}
+
+void Follower::timeUp()
+{
+    if (isSatisfied()) {
+        end();
+    } else {
+        end(m_wasConnected ? Failure(TimedOut, timeOutWords()) : busIsSilent());
+    }
+}
+
+void Follower::subscribe(BusClient& bus, const Subscriptions& subscriptions)
+{
+    if (subscriptions.isEmpty()) {
+        return;
+    }
+    // Noted before it is asked for: when the answer is lost, the bus may have done it.
+    m_subscribed = publishersOf(subscriptions);
+    m_hasSubscriptions = true;
+    bus.ask([&](TarvexQueryHandler& handler) { return handler.subscribe(subscriptions); });
+}
+
+void Follower::end(const std::optional<Failure>& failure)
+{
+    if (m_hasEnded) {
+        return;
+    }
+    m_hasEnded = true;
+    m_failure = failure;
+    m_handshakeTimer.stop();
+    m_retryTimer.stop();
+    Q_EMIT leaving(failure ? failure->status() : Done, failure ? failure->words() : QString());
+    // From here on nothing is acknowledged any more: what the bus still has for this name, it keeps.
+    m_receiver->close();
+    // We may be in the middle of the receiver's own work.
+    QMetaObject::invokeMethod(this, &Follower::tidyUp, Qt::QueuedConnection);
+}
+
+void Follower::onDisconnected()
+{
+    m_handshakeTimer.stop();
+    if (m_hasEnded) {
+        return;
+    }
+    if (m_wasConnected) {
+        waitForBus(QStringLiteral("the bus has gone; waiting for it to come back"));
+    } else {
+        end(Failure(NoBus, QStringLiteral("the bus closed the connection during the handshake")));
+    }
+}
+
+void Follower::onIncomingMessage(Message message)
+{
+    if (m_hasEnded) {
+        return;
+    }
+    try {
+        onMessage(message);
+    } catch (const Failure& failure) {
+        end(failure);
+    }
+}
+
+void Follower::connectToBus()
+{
+    try {
+        if (m_wasConnected) {
+            m_receiver->close(); // forgets that the former handshake was accepted
+        }
+        m_bus = std::make_unique<BusClient>(m_clientName);
+        openReceiver();
+        m_sinceOpen.start();
+        m_handshakeTimer.start();
+    } catch (const Failure& failure) {
+        onConnectionFailed(failure);
+    }
+}
+
+void Follower::openReceiver()
+{
+    const LibLog log;
+    if (!m_receiver->open()) {
+        throw unreachable(log);
+    }
+}
+
+void Follower::lookAtHandshake()
+{
+    if (m_receiver->isOpen()) {
+        m_handshakeTimer.stop();
+        useConnection();
+    } else if (!m_receiver->isConnected()) {
+        onConnectionFailed(handshakeRefused(m_clientName));
+    } else if (m_sinceOpen.hasExpired(HANDSHAKE_TIMEOUT_MS)) {
+        onConnectionFailed(silence());
+    }
+}
+
+void Follower::useConnection()
+{
+    const std::unique_ptr<BusClient> bus = std::move(m_bus);
+    try {
+        onConnected(*bus, !m_wasConnected);
+        if (!m_told.isEmpty()) {
+            complain(QStringLiteral("the bus is back"));
+            m_told.clear();
+        }
+        m_wasConnected = true;
+    } catch (const Failure& failure) {
+        onConnectionFailed(failure);
+    }
+}
+
+void Follower::onConnectionFailed(const Failure& failure)
+{
+    m_handshakeTimer.stop();
+    const bool isLoss = failure.status() == NoBus || failure.status() == TimedOut;
+    if (m_wasConnected && isLoss) {
+        waitForBus(failure.words());
+    } else {
+        end(failure);
+    }
+}
+
+void Follower::waitForBus(const QString& words)
+{
+    if (!m_told.contains(words)) {
+        complain(words);
+        m_told.append(words);
+    }
+    m_retryTimer.start();
+}
+
+void Follower::tidyUp()
+{
+    m_bus.reset();
+    if (!m_subscribed.isEmpty()) {
+        try {
+            BusClient bus(m_clientName);
+            bus.ask([this](TarvexQueryHandler& handler) { return handler.unsubscribe(m_subscribed); });
+        } catch (const Failure& failure) {
+            complain(QStringLiteral("%1 stays subscribed to %2: %3")
+                         .arg(m_clientName, m_subscribed.join(QLatin1String(", ")), failure.words()));
+        }
+    }
+    Q_EMIT ended();
+}
+
+} // namespace tarvexctl

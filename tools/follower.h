@@ -1,0 +1,128 @@
+#ifndef FOLLOWER_H
+#define FOLLOWER_H
+
+#include "failure.h"
+#include "records/message.h"
+
+#include <QElapsedTimer>
+#include <QList>
+#include <QObject>
+#include <QPair>
+#include <QString>
+#include <QStringList>
+#include <QTimer>
+
+#include <atomic>
+#include <memory>
+#include <optional>
+
+namespace tarvex {
+class TarvexMessagesReciever;
+}
+
+namespace tarvexctl {
+
+class BusClient;
+
+using tarvex::Message;
+
+/// When the time is over before the bus has accepted us.
+Failure busIsSilent();
+
+/// Publishers' names, each with what is wanted of it.
+using Subscriptions = QList<QPair<QString, qint32>>;
+
+/// Follows what the bus pushes to one client until it has what it wants: the base of the verbs that wait.
+///
+/// Lives in a thread of its own, since the library's connections block theirs; follow() runs it. A bus that is not
+/// there at the beginning, or does not want this client, ends it. One that goes away later is waited for, with a word
+/// on stderr when it goes and when it is back.
+///
+/// The connection for asking exists only while something is asked, so there is but one to watch.
+class Follower : public QObject
+{
+    Q_OBJECT
+public:
+    explicit Follower(const QString& clientName);
+    ~Follower() override;
+
+    // These may be called from any thread.
+
+    /// Whether it is no failure if nothing more comes.
+    bool isSatisfied() const { return m_isSatisfied; }
+
+    bool hasSubscriptions() const { return m_hasSubscriptions; }
+
+    QString clientName() const { return m_clientName; }
+
+    /// Why it ended, to be asked after ended(); nothing when all is well.
+    const std::optional<Failure>& failure() const { return m_failure; }
+
+public Q_SLOTS:
+    void start();
+    /// Ends as interrupted.
+    void interrupt();
+    /// Ends because the time is over, which is a failure unless isSatisfied().
+    void timeUp();
+
+Q_SIGNALS:
+    /// The end has begun: the failure's status and words, or Done. What was subscribed is being unsubscribed.
+    void leaving(int status, QString words);
+    /// Nothing is left to do. Emitted once.
+    void ended();
+
+protected:
+    // What a verb does, in the follower's thread. A Failure thrown there ends the verb, a lost connection apart.
+
+    /// Called when the bus has accepted both connections: the first time and whenever it is back.
+    virtual void onConnected(BusClient& bus, bool isFirst) = 0;
+    /// Called for each message that is pushed. The library has acknowledged it already: the bus will not keep it.
+    virtual void onMessage(const Message& message) = 0;
+    /// What to say when the time is over, the bus had accepted us, and it was not satisfied.
+    virtual QString timeOutWords() const = 0;
+
+    /// Subscribes; what is subscribed here is unsubscribed at the end.
+    void subscribe(BusClient& bus, const Subscriptions& subscriptions);
+
+    void setSatisfied() { m_isSatisfied = true; }
+
+    /// Ends, well or not. Nothing more is received from here on. Further calls change nothing.
+    void end(const std::optional<Failure>& failure = std::nullopt);
+
+private Q_SLOTS:
+    void onDisconnected();
+    void onIncomingMessage(Message message);
+
+private:
+    void connectToBus();
+    void openReceiver();
+    void lookAtHandshake();
+    void useConnection();
+    void onConnectionFailed(const Failure& failure);
+    void waitForBus(const QString& words);
+    void tidyUp();
+
+    const QString m_clientName;
+    tarvex::TarvexMessagesReciever* const m_receiver;
+    std::unique_ptr<BusClient> m_bus; ///< From connecting until the verb has used it.
+    QTimer m_handshakeTimer{this};
+    QTimer m_retryTimer{this};
+    QElapsedTimer m_sinceOpen;
+    QStringList m_subscribed;
+    QStringList m_told; ///< Since the bus went away: each thing once, however often it is tried.
+    bool m_wasConnected = false;
+    bool m_hasEnded = false;
+    std::optional<Failure> m_failure;
+    std::atomic<bool> m_isSatisfied{false};
+    std::atomic<bool> m_hasSubscriptions{false};
+};
+
+/// Runs the verb until it ends, is interrupted, or its time is over. Throws Failure as other verbs do.
+///
+/// Whatever the bus does, the program ends within 2 s of the reason to do so. When the follower is still blocked then,
+/// this function ends the process and does not return.
+void follow(Follower& follower, const std::optional<int>& timeoutMs);
+
+} // namespace tarvexctl
+
+#endif // FOLLOWER_H

@@ -1,0 +1,77 @@
+#include "interrupts.h"
+
+#include "failure.h"
+
+#include <atomic>
+#include <cerrno>
+#include <csignal>
+#include <fcntl.h>
+#include <unistd.h>
+
+namespace tarvexctl {
+
+namespace {
+
+// A signal handler has no place for data of its own.
+std::atomic<bool> isPending{false};
+static_assert(std::atomic<bool>::is_always_lock_free, "a signal handler must not wait for a lock");
+int wakeUp[2] = {-1, -1};
+
+// Nothing but what is safe in a signal handler; data that was read has been flushed.
+void endAtOnce(int)
+{
+    static const char words[] = "tarvexctl: interrupted\n";
+    const ssize_t ignored = ::write(STDERR_FILENO, words, sizeof words - 1);
+    static_cast<void>(ignored);
+    ::_exit(Interrupted);
+}
+
+void noteInterrupt(int signal)
+{
+    if (isPending.exchange(true)) {
+        endAtOnce(signal);
+    }
+    const int error = errno;
+    const char byte = 0;
+    const ssize_t ignored = ::write(wakeUp[1], &byte, 1);
+    static_cast<void>(ignored);
+    errno = error;
+}
+
+void handle(int signal, void (*handler)(int))
+{
+    struct sigaction action = {};
+    ::sigaction(signal, nullptr, &action);
+    // A shell starts background jobs with the signal ignored: it is not meant for them.
+    if (action.sa_handler != SIG_IGN) {
+        action.sa_handler = handler;
+        action.sa_flags = SA_RESTART; // a line that is being written is written whole
+        ::sigaction(signal, &action, nullptr);
+    }
+}
+
+} // namespace
+
+void endOnInterrupt()
+{
+    handle(SIGINT, endAtOnce);
+}
+
+InterruptWatcher::InterruptWatcher()
+{
+    if (::pipe2(wakeUp, O_CLOEXEC | O_NONBLOCK) != 0) {
+        return; // the signals keep the meaning that they have
+    }
+    m_notifier = std::make_unique<QSocketNotifier>(wakeUp[0], QSocketNotifier::Read);
+    connect(m_notifier.get(), &QSocketNotifier::activated, this, [this] {
+        m_notifier->setEnabled(false);
+        Q_EMIT interrupted();
+    });
+    for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
+        handle(signal, noteInterrupt);
+    }
+}
+
+InterruptWatcher::~InterruptWatcher() = default;
+
+} // namespace tarvexctl

@@ -1,0 +1,67 @@
+#include "listenverb.h"
+
+#include "messages.h"
+#include "output.h"
+
+namespace tarvexctl {
+
+namespace {
+
+class Listener : public Follower
+{
+public:
+    Listener(const QString& clientName, Subscriptions subscriptions, const Limits& limits, Output& output)
+        : Follower(clientName), m_subscriptions(std::move(subscriptions)), m_tally(limits), m_output(output)
+    {
+    }
+
+protected:
+    void onConnected(BusClient& bus, bool isFirst) override
+    {
+        subscribe(bus, m_subscriptions);
+        if (isFirst) {
+            complain(QStringLiteral("listening as %1").arg(clientName()));
+        }
+    }
+
+    void onMessage(const Message& message) override
+    {
+        write(message);
+        m_tally.add();
+        if (m_tally.isEnough()) {
+            setSatisfied();
+        }
+        if (m_tally.isFull()) {
+            end();
+        }
+    }
+
+    QString timeOutWords() const override { return m_tally.missingWords(QStringLiteral("nothing came")); }
+
+private:
+    void write(const Message& message)
+    {
+        if (m_output.isJson()) {
+            m_output.writeObject(messageObject(message));
+            return;
+        }
+        static const QStringList header{QStringLiteral("SENT"), QStringLiteral("FROM"), QStringLiteral("TO"),
+                                        QStringLiteral("MESSAGE")};
+        m_output.writeRow(header, {timeText(message.dt()), message.sender(), message.reciever(), message.message()});
+    }
+
+    const Subscriptions m_subscriptions;
+    Tally m_tally;
+    Output& m_output;
+};
+
+} // namespace
+
+void listenToMessages(const QString& clientName, const Subscriptions& subscriptions, const Limits& limits,
+                      Output& output)
+{
+    Listener listener(clientName, subscriptions, limits, output);
+    follow(listener, limits.timeoutMs);
+}
+
+} // namespace tarvexctl

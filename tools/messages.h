@@ -1,0 +1,20 @@
+#ifndef MESSAGES_H
+#define MESSAGES_H
+
+#include "records/message.h"
+
+#include <QString>
+#include <QVariantMap>
+
+/// What the verbs that send and receive messages share.
+namespace tarvexctl {
+
+/// A message with a new uid.
+tarvex::Message newMessage(const QString& sender, const QString& receiver, const QString& text);
+
+/// The record as it travels; when its text is a command, the command's "cmd" and "data" beside the rest.
+QVariantMap messageObject(const tarvex::Message& message);
+
+} // namespace tarvexctl
+
+#endif // MESSAGES_H

@@ -1,6 +1,7 @@
 // tarvexctl, the bus from the command line: what the program understands, and what it ends with.
 
 #include "arguments.h"
+#include "callverb.h"
 #include "failure.h"
 #include "interrupts.h"
 #include "listenverb.h"
@@ -31,6 +32,7 @@ const char* const RECEIVING_FOOTER =
     "Without --as the name is \"tarvexctl-\" and the process id. With --as and the name of a service,\n"
     "that service loses its connection and its messages to this program.";
 const char* const DEFAULT_NAME = "tarvexctl";
+const char* const DEFAULT_CALL_TIMEOUT = "10";
 
 /// Everything that the command line can hold, as the parser leaves it.
 struct CommandLine
@@ -52,6 +54,7 @@ struct CommandLine
     std::vector<std::string> subscriptions;
     std::optional<std::string> count;
     std::optional<std::string> timeout;
+    bool silenceIsOk = false;
     /// Whether the verb keeps a connection for receiving, of which the bus has but one for each name.
     bool receives = false;
     /// What the verb does.
@@ -154,7 +157,9 @@ void addStateVerbs(CLI::App& program, CommandLine& line)
 QString messageText(const CommandLine& line)
 {
     if (line.command) {
-        return commandText(text(*line.command), optionalText(line.text));
+        const QString command = text(*line.command);
+        requireName(command, QStringLiteral("--command"));
+        return commandText(command, optionalText(line.text));
     }
     if (!line.text) {
         throw Failure(WrongUse, QStringLiteral("send needs a TEXT, or a --command"));
@@ -171,6 +176,31 @@ void addSendVerb(CLI::App& program, CommandLine& line)
     send->callback([&line] {
         line.run = [&line](const QString& name, Output& output) {
             sendMessage(name, text(line.receiver), messageText(line), output);
+        };
+    });
+}
+
+void addCallVerb(CLI::App& program, CommandLine& line)
+{
+    CLI::App* call = program.add_subcommand("call", "Sends a command to a client and shows its reply");
+    call->add_option("RECEIVER", line.receiver, "The client that gets the command")->type_name("")->required();
+    call->add_option("COMMAND", line.command, "The command's name")->type_name("")->required();
+    call->add_option("JSON", line.text, "The command's data, a JSON object; empty without it")->type_name("");
+    call->add_option("--timeout", line.timeout, "How many seconds to wait for the reply")
+        ->type_name("S")
+        ->default_str(DEFAULT_CALL_TIMEOUT);
+    call->add_flag("--silence-ok", line.silenceIsOk,
+                   "No reply within the time-out is a success: many services answer only what fails");
+    call->footer(RECEIVING_FOOTER);
+    call->callback([&line] {
+        line.receives = true;
+        line.run = [&line](const QString& name, Output& output) {
+            const QString command = text(*line.command);
+            requireName(command, QStringLiteral("COMMAND"));
+            const int timeoutMs = timeoutMsFrom(text(line.timeout.value_or(DEFAULT_CALL_TIMEOUT)));
+            callClient(
+                name, {text(line.receiver), commandText(command, optionalText(line.text)), timeoutMs, line.silenceIsOk},
+                output);
         };
     });
 }
@@ -226,7 +256,7 @@ void run(const CommandLine& line)
         return;
     }
     if (!line.run) {
-        throw Failure(WrongUse, QStringLiteral("a verb is missing: settings, state, send or listen; see --help"));
+        throw Failure(WrongUse, QStringLiteral("a verb is missing: settings, state, send, call or listen; see --help"));
     }
     line.run(clientNameOf(line), output);
 }
@@ -246,6 +276,7 @@ bool parse(int argc, char** argv, CommandLine& line)
     addSettingsVerbs(program, line);
     addStateVerbs(program, line);
     addSendVerb(program, line);
+    addCallVerb(program, line);
     addListenVerb(program, line);
 
     std::vector<std::string> arguments = parserArguments(argc, argv);

@@ -1,6 +1,7 @@
 #include "messages.h"
 
 #include "cmdlayer/tarvexcommand.h"
+#include "output.h"
 
 using tarvex::Message;
 
@@ -26,6 +27,12 @@ QVariantMap messageObject(const Message& message)
         object.insert(QStringLiteral("data"), command.data());
     }
     return object;
+}
+
+void tellOfStray(const Message& message)
+{
+    complain(QStringLiteral("taken from the bus meanwhile, from %1, uid %2: %3")
+                 .arg(message.sender(), message.uid(), message.message()));
 }
 
 } // namespace tarvexctl

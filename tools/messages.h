@@ -15,6 +15,9 @@ tarvex::Message newMessage(const QString& sender, const QString& receiver, const
 /// The record as it travels; when its text is a command, the command's "cmd" and "data" beside the rest.
 QVariantMap messageObject(const tarvex::Message& message);
 
+/// Tells on stderr of a message that was acknowledged and is of no use here: the bus will not push it again.
+void tellOfStray(const tarvex::Message& message);
+
 } // namespace tarvexctl
 
 #endif // MESSAGES_H

@@ -37,7 +37,6 @@ QJsonObject objectFrom(const QString& text)
 
 QString commandText(const QString& command, const std::optional<QString>& data)
 {
-    requireName(command, QStringLiteral("--command"));
     QJsonObject object;
     object.insert(QStringLiteral("cmd"), command);
     object.insert(QStringLiteral("data"), data ? objectFrom(*data) : QJsonObject());

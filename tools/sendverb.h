@@ -10,7 +10,7 @@ namespace tarvexctl {
 class Output;
 
 /// The message text of a command, the compact JSON {"cmd", "data"}; without \a data the object is empty.
-/// Throws Failure when \a data is no JSON object.
+/// Throws Failure when \a data is no JSON object; the name is checked by requireName().
 QString commandText(const QString& command, const std::optional<QString>& data);
 
 /// Sends \a text to \a receiver as \a clientName. Throws Failure.

@@ -28,7 +28,7 @@ void TstCommandLine::help_ofProgramAndVerbs_data()
     QTest::addColumn<QStringList>("verb");
     QTest::addColumn<QByteArrayList>("mentioned");
     QTest::newRow("program") << QStringList()
-                             << QByteArrayList{"--as", "--json", "settings", "state", "send", "listen", "130"};
+                             << QByteArrayList{"--as", "--json", "settings", "state", "send", "call", "listen", "130"};
     QTest::newRow("settings") << QStringList{QStringLiteral("settings")} << QByteArrayList{"get", "set", "remove"};
     QTest::newRow("settings get") << QStringList{QStringLiteral("settings"), QStringLiteral("get")}
                                   << QByteArrayList{"OWNER..."};
@@ -43,6 +43,8 @@ void TstCommandLine::help_ofProgramAndVerbs_data()
                                << QByteArrayList{"TEXT", "--type", "--description"};
     const QByteArray nameHint = "Without --as the name is";
     QTest::newRow("send") << QStringList{QStringLiteral("send")} << QByteArrayList{"RECEIVER [TEXT]", "--command NAME"};
+    QTest::newRow("call") << QStringList{QStringLiteral("call")}
+                          << QByteArrayList{"RECEIVER COMMAND [JSON]", "--timeout S=10", "--silence-ok", nameHint};
     QTest::newRow("listen") << QStringList{QStringLiteral("listen")}
                             << QByteArrayList{"--subscribe PUBLISHER[:GOAL]", "--count N", "--timeout S", nameHint};
 }
@@ -115,6 +117,14 @@ void TstCommandLine::wrongUse_isRefusedBeforeConnecting_data()
     QTest::newRow("no JSON") << QStringLiteral("send gui --command beep loud") << QByteArray("no JSON: ");
     QTest::newRow("array") << QStringLiteral("send gui --command beep [1]") << QByteArray("must be a JSON object");
     QTest::newRow("number") << QStringLiteral("send gui --command beep 5") << QByteArray("must be a JSON object");
+    QTest::newRow("call nobody") << QStringLiteral("call '' beep") << QByteArray("RECEIVER must not be empty");
+    QTest::newRow("call nothing") << QStringLiteral("call gui") << QByteArray("COMMAND is required");
+    QTest::newRow("call empty") << QStringLiteral("call gui ''") << QByteArray("COMMAND must not be empty");
+    QTest::newRow("call bad JSON") << QStringLiteral("call gui beep {\"a\":") << QByteArray("no JSON: ");
+    QTest::newRow("call array") << QStringLiteral("call gui beep [1]") << QByteArray("must be a JSON object");
+    QTest::newRow("call count") << QStringLiteral("call gui beep --count 1") << QByteArray("--count");
+    QTest::newRow("call timeout 0") << QStringLiteral("call gui beep --timeout 0") << QByteArray("not \"0\"");
+    QTest::newRow("call empty name") << QStringLiteral("--as '' call gui beep") << QByteArray("--as must not be empty");
     QTest::newRow("listen to") << QStringLiteral("listen gui") << QByteArray("gui");
 }
 

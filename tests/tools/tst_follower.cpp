@@ -45,6 +45,7 @@ void TstFollower::initTestCase_data()
     QTest::addColumn<QString>("verb");
     QTest::newRow("listen") << QStringLiteral("listen");
     QTest::newRow("listen subscribed") << QStringLiteral("listen --subscribe printer");
+    QTest::newRow("call") << QStringLiteral("call printer print");
 }
 
 void TstFollower::noBus_is3AtOnce()

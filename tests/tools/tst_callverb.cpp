@@ -1,0 +1,351 @@
+#include "busprocess.h"
+#include "programrun.h"
+
+#include <QElapsedTimer>
+#include <QTest>
+
+#include <atomic>
+#include <future>
+
+namespace {
+
+QStringList call(const QStringList& arguments)
+{
+    return QStringList{QStringLiteral("--as"), QStringLiteral("monitor"), QStringLiteral("call"),
+                       QStringLiteral("printer")}
+    + arguments;
+}
+
+QString errorReply(const QString& errorText)
+{
+    return QStringLiteral(R"({"cmd":"commandError","data":{"command":"print","data":{},"errorText":"%1"}})")
+        .arg(errorText);
+}
+
+QString uidOf(const QVariantMap& message)
+{
+    return message.value(QStringLiteral("UID")).toString();
+}
+
+} // namespace
+
+/// The printer is a client that does what the test tells it; the echo is a real service.
+class TstCallVerb : public QObject
+{
+    Q_OBJECT
+private Q_SLOTS:
+    void echo_replyIsShown();
+    void echo_asJson_isRecordWithCommand();
+    void data_isSentAsByTheVerbSend_data();
+    void data_isSentAsByTheVerbSend();
+    void replyNoCommand_isShownAsText();
+    void replyWithControlCharacters_isMadeVisible();
+    void commandError_is1_data();
+    void commandError_is1();
+    void otherMessages_areToldAndNoReply();
+    void silence_is4();
+    void silenceByDefault_is4After10s();
+    void silenceOk_is0_data();
+    void silenceOk_is0();
+    void silenceOk_commandErrorIs1();
+    void silenceOk_busSilentIs4();
+    void command_isSentWhenTheReplyCanCome();
+    void sendRefused_is1();
+    void killedBus_replyStillComes();
+    void hungBus_timeOutEndsInTime();
+    void stdoutFails_is1();
+    void oneself_isWrongUse();
+};
+
+void TstCallVerb::echo_replyIsShown()
+{
+    BusProcess bus;
+    QProcess echo;
+    echo.start(QStringLiteral(ECHO_SERVICE), {QStringLiteral("echo")});
+    ProgramRun run(QStringList{QStringLiteral("call"), QStringLiteral("echo"), QStringLiteral("echo"),
+                               QStringLiteral(R"({"text":"Good morning"})"), QStringLiteral("--timeout"),
+                               QStringLiteral("20")});
+    const int status = run.status(30000);
+    echo.terminate();
+    QVERIFY(echo.waitForFinished());
+    QCOMPARE(status, 0);
+    const QList<QByteArray> lines = run.out().split('\n');
+    QCOMPARE(lines.size(), 5);
+    QCOMPARE(lines.at(0), QByteArray("From     echo"));
+    QVERIFY2(lines.at(1).startsWith("Sent     20"), lines.at(1).constData());
+    QCOMPARE(lines.at(2), QByteArray("Command  echoed"));
+    QCOMPARE(lines.at(3), QByteArray("Data     {\"text\":\"Good morning\"}"));
+    QCOMPARE(run.err(), QByteArray());
+    QCOMPARE(bus.subscriptions(), QStringList());
+}
+
+void TstCallVerb::echo_asJson_isRecordWithCommand()
+{
+    BusProcess bus;
+    QProcess echo;
+    echo.start(QStringLiteral(ECHO_SERVICE), {QStringLiteral("echo")});
+    ProgramRun run(QStringList{QStringLiteral("--json"), QStringLiteral("call"), QStringLiteral("echo"),
+                               QStringLiteral("echo"), QStringLiteral(R"({"text":"Good morning"})"),
+                               QStringLiteral("--timeout"), QStringLiteral("20")});
+    const int status = run.status(30000);
+    echo.terminate();
+    QVERIFY(echo.waitForFinished());
+    QCOMPARE(status, 0);
+    QCOMPARE(run.objects().size(), 1);
+    const QVariantMap reply = run.objects().constFirst();
+    QCOMPARE(reply.keys(),
+             (QStringList{QStringLiteral("UID"), QStringLiteral("cmd"), QStringLiteral("data"), QStringLiteral("date"),
+                          QStringLiteral("message"), QStringLiteral("reciever"), QStringLiteral("sender")}));
+    QCOMPARE(reply.value(QStringLiteral("cmd")).toString(), QStringLiteral("echoed"));
+    QCOMPARE(reply.value(QStringLiteral("data")).toMap().value(QStringLiteral("text")).toString(),
+             QStringLiteral("Good morning"));
+}
+
+void TstCallVerb::data_isSentAsByTheVerbSend_data()
+{
+    QTest::addColumn<QStringList>("data");
+    QTest::addColumn<QString>("text");
+    QTest::newRow("none") << QStringList() << QStringLiteral(R"({"cmd":"print","data":{}})");
+    QTest::newRow("some") << QStringList{QStringLiteral(R"({ "b" : [1], "a": "\u0062" })")}
+                          << QStringLiteral(R"({"cmd":"print","data":{"a":"b","b":[1]}})");
+}
+
+void TstCallVerb::data_isSentAsByTheVerbSend()
+{
+    QFETCH(QStringList, data);
+    QFETCH(QString, text);
+    BusProcess bus;
+    ScriptedClient printer(QStringLiteral("printer"));
+    ProgramRun run(call(QStringList{QStringLiteral("print")} + data));
+    const QVariantMap command = printer.receive();
+    QCOMPARE(command.value(QStringLiteral("message")).toString(), text);
+    QCOMPARE(command.value(QStringLiteral("sender")).toString(), QStringLiteral("monitor"));
+    QCOMPARE(uidOf(command).size(), 24);
+    QVERIFY(printer.send(QStringLiteral("monitor"), QStringLiteral("ok"), uidOf(command)));
+    QCOMPARE(run.status(), 0);
+}
+
+void TstCallVerb::replyNoCommand_isShownAsText()
+{
+    BusProcess bus;
+    ScriptedClient printer(QStringLiteral("printer"));
+    ProgramRun run(call({QStringLiteral("print")}));
+    QVERIFY(printer.send(QStringLiteral("monitor"), QStringLiteral("{\"printed\":1}"), uidOf(printer.receive())));
+    QCOMPARE(run.status(), 0);
+    QCOMPARE(run.out(),
+             QByteArray("From     printer\n"
+                        "Sent     2026-03-01T10:11:00.345\n"
+                        "Message  {\"printed\":1}\n"));
+    QCOMPARE(run.err(), QByteArray());
+}
+
+void TstCallVerb::replyWithControlCharacters_isMadeVisible()
+{
+    BusProcess bus;
+    ScriptedClient printer(QStringLiteral("printer"));
+    ProgramRun run(call({QStringLiteral("print")}));
+    const QString reply = QStringLiteral(R"({"cmd":"a\u001b[2J","data":{}})");
+    QVERIFY(printer.send(QStringLiteral("monitor"), reply, uidOf(printer.receive())));
+    QCOMPARE(run.status(), 0);
+    QVERIFY2(run.out().contains("Command  a\\x1b[2J\n"), run.out().constData());
+}
+
+void TstCallVerb::commandError_is1_data()
+{
+    QTest::addColumn<QString>("errorText");
+    QTest::addColumn<QByteArray>("words");
+    QTest::newRow("with text") << QStringLiteral("No such method (print)") << QByteArray("No such method (print)");
+    QTest::newRow("without text") << QString() << QByteArray("no reason given");
+    QTest::newRow("with lines") << QStringLiteral(R"(a\nb\u001b[2J)") << QByteArray("a\\nb\\x1b[2J");
+}
+
+void TstCallVerb::commandError_is1()
+{
+    QFETCH(QString, errorText);
+    QFETCH(QByteArray, words);
+    BusProcess bus;
+    ScriptedClient printer(QStringLiteral("printer"));
+    ProgramRun run(call({QStringLiteral("--json"), QStringLiteral("print")}));
+    QVERIFY(printer.send(QStringLiteral("monitor"), errorReply(errorText), uidOf(printer.receive())));
+    QCOMPARE(run.status(), 1);
+    QCOMPARE(run.out(), QByteArray());
+    QCOMPARE(run.err(), QByteArray("tarvexctl: refused by printer: " + words + '\n'));
+}
+
+void TstCallVerb::otherMessages_areToldAndNoReply()
+{
+    BusProcess bus;
+    ScriptedClient printer(QStringLiteral("printer"));
+    ProgramRun run(call({QStringLiteral("print")}));
+    const QString uid = uidOf(printer.receive());
+    QVERIFY(printer.send(QStringLiteral("monitor"), QStringLiteral("low\npaper"), QStringLiteral("other")));
+    QVERIFY(printer.send(QStringLiteral("monitor"), errorReply(QStringLiteral("?")), QStringLiteral("another")));
+    QVERIFY(printer.send(QStringLiteral("monitor"), QStringLiteral("printed"), uid));
+    QCOMPARE(run.status(), 0);
+    QVERIFY(run.out().endsWith("Message  printed\n"));
+    const QByteArray told = "tarvexctl: taken from the bus meanwhile, from printer, uid ";
+    QCOMPARE(run.err(),
+             told + "other: low\\npaper\n" + told + "another: " + errorReply(QStringLiteral("?")).toUtf8() + '\n');
+}
+
+void TstCallVerb::silence_is4()
+{
+    BusProcess bus;
+    ScriptedClient printer(QStringLiteral("printer"));
+    ProgramRun run(call({QStringLiteral("print"), QStringLiteral("--timeout"), QStringLiteral("1.5")}));
+    QVERIFY(!uidOf(printer.receive()).isEmpty());
+    QCOMPARE(run.status(), 4);
+    QCOMPARE(run.out(), QByteArray());
+    QCOMPARE(run.err(), QByteArray("tarvexctl: no reply from printer within 1.5 s\n"));
+}
+
+void TstCallVerb::silenceByDefault_is4After10s()
+{
+    BusProcess bus;
+    QElapsedTimer timer;
+    timer.start();
+    ProgramRun run(call({QStringLiteral("print")}));
+    QCOMPARE(run.status(30000), 4);
+    QVERIFY(timer.elapsed() >= 10000);
+    QCOMPARE(run.err(), QByteArray("tarvexctl: no reply from printer within 10 s\n"));
+}
+
+void TstCallVerb::silenceOk_is0_data()
+{
+    QTest::addColumn<QString>("form");
+    QTest::newRow("for people") << QString();
+    QTest::newRow("json") << QStringLiteral("--json");
+}
+
+void TstCallVerb::silenceOk_is0()
+{
+    QFETCH(QString, form);
+    BusProcess bus;
+    ScriptedClient printer(QStringLiteral("printer"));
+    QStringList arguments{QStringLiteral("print"), QStringLiteral("--silence-ok"), QStringLiteral("--timeout"),
+                          QStringLiteral("1.5")};
+    if (!form.isEmpty()) {
+        arguments.append(form);
+    }
+    ProgramRun run(call(arguments));
+    QVERIFY(!uidOf(printer.receive()).isEmpty());
+    QCOMPARE(run.status(), 0);
+    QCOMPARE(run.out(), QByteArray());
+    QCOMPARE(run.err(), QByteArray());
+}
+
+void TstCallVerb::silenceOk_commandErrorIs1()
+{
+    BusProcess bus;
+    ScriptedClient printer(QStringLiteral("printer"));
+    ProgramRun run(call({QStringLiteral("print"), QStringLiteral("--silence-ok")}));
+    QVERIFY(printer.send(QStringLiteral("monitor"), errorReply(QStringLiteral("No paper")), uidOf(printer.receive())));
+    QCOMPARE(run.status(), 1);
+    QCOMPARE(run.err(), QByteArray("tarvexctl: refused by printer: No paper\n"));
+}
+
+// What the bus has not taken is no silence of the receiver.
+void TstCallVerb::silenceOk_busSilentIs4()
+{
+    FakeBus query;
+    FakeBus receiver(FakeBus::RECEIVER_PORT);
+    ProgramRun run(call(
+        {QStringLiteral("print"), QStringLiteral("--silence-ok"), QStringLiteral("--timeout"), QStringLiteral("1.5")}));
+    QVERIFY(query.waitForRequests(1));
+    QCOMPARE(run.status(), 4);
+    QCOMPARE(run.err(), QByteArray("tarvexctl: the bus is there, but did not answer within the time-out\n"));
+}
+
+void TstCallVerb::command_isSentWhenTheReplyCanCome()
+{
+    FakeBus query;
+    FakeBus receiver(FakeBus::RECEIVER_PORT);
+    std::promise<void> mayAnswer;
+    std::atomic<int> requestsBefore{-1};
+    receiver.willAnswerHandshake([&](FakeBus::Peer& peer, const FakeBus::Request&) {
+        mayAnswer.get_future().wait();
+        requestsBefore = query.requests().size();
+        peer.send(FakeBus::replyFrame(QStringLiteral("handshake"), 0));
+    });
+    query.willReply(QStringLiteral("sendMessage"));
+    ProgramRun run(call({QStringLiteral("print"), QStringLiteral("--timeout"), QStringLiteral("5")}));
+    QVERIFY(receiver.waitForConnections(1));
+    // Whoever sends without waiting does so within this time.
+    QVERIFY(!QTest::qWaitFor([&query] { return !query.requests().isEmpty(); }, 500));
+    mayAnswer.set_value();
+    QVERIFY(query.waitForRequests(1));
+    QCOMPARE(requestsBefore.load(), 0);
+    QCOMPARE(query.requests().constFirst().operation, QStringLiteral("sendMessage"));
+    QCOMPARE(run.status(), 4);
+    QCOMPARE(query.requests().size(), 1);
+}
+
+void TstCallVerb::sendRefused_is1()
+{
+    FakeBus query;
+    FakeBus receiver(FakeBus::RECEIVER_PORT);
+    query.willReply(QStringLiteral("sendMessage"), 512, QStringLiteral("Storage access error"));
+    ProgramRun run(call({QStringLiteral("print"), QStringLiteral("--silence-ok")}));
+    QCOMPARE(run.status(), 1);
+    QCOMPARE(run.out(), QByteArray());
+    QCOMPARE(run.err(), QByteArray("tarvexctl: refused by the bus: 512 Storage access error\n"));
+}
+
+void TstCallVerb::killedBus_replyStillComes()
+{
+    BusProcess bus;
+    QString uid;
+    ProgramRun run(call({QStringLiteral("print"), QStringLiteral("--timeout"), QStringLiteral("60")}));
+    {
+        ScriptedClient printer(QStringLiteral("printer"));
+        uid = uidOf(printer.receive());
+    }
+    bus.killHard();
+    QVERIFY(run.waitForWords("the bus has gone"));
+    QVERIFY(bus.start());
+    ScriptedClient printer(QStringLiteral("printer"));
+    QVERIFY(printer.send(QStringLiteral("monitor"), QStringLiteral("printed"), uid));
+    QCOMPARE(run.status(), 0);
+    QVERIFY(run.out().endsWith("Message  printed\n"));
+}
+
+void TstCallVerb::hungBus_timeOutEndsInTime()
+{
+    BusProcess bus;
+    ScriptedClient printer(QStringLiteral("printer"));
+    ProgramRun run(call({QStringLiteral("print"), QStringLiteral("--timeout"), QStringLiteral("2")}));
+    QVERIFY(!uidOf(printer.receive()).isEmpty());
+    bus.hang();
+    QElapsedTimer timer;
+    timer.start();
+    QCOMPARE(run.status(), 4);
+    QVERIFY(timer.elapsed() < 15000);
+    QCOMPARE(run.err(), QByteArray("tarvexctl: no reply from printer within 2 s\n"));
+    bus.goOn();
+}
+
+void TstCallVerb::stdoutFails_is1()
+{
+    BusProcess bus;
+    ScriptedClient printer(QStringLiteral("printer"));
+    QProcess reader;
+    ProgramRun run(call({QStringLiteral("print")}), reader);
+    reader.start(QStringLiteral("true"), QStringList());
+    QVERIFY(reader.waitForFinished());
+    QVERIFY(printer.send(QStringLiteral("monitor"), QStringLiteral("printed"), uidOf(printer.receive())));
+    QCOMPARE(run.status(), 1);
+    QCOMPARE(run.err(), QByteArray("tarvexctl: cannot write to stdout: Broken pipe\n"));
+}
+
+void TstCallVerb::oneself_isWrongUse()
+{
+    FakeBus query;
+    ProgramRun run({QStringLiteral("--as"), QStringLiteral("printer"), QStringLiteral("call"),
+                    QStringLiteral("printer"), QStringLiteral("print")});
+    QCOMPARE(run.status(), 2);
+    QCOMPARE(run.err(), QByteArray("tarvexctl: a call to oneself has nobody to answer it\n"));
+    QCOMPARE(query.connectionCount(), 0);
+}
+
+QTEST_GUILESS_MAIN(TstCallVerb)
+#include "tst_callverb.moc"

@@ -9,6 +9,7 @@
 #include "sendverb.h"
 #include "settingsverbs.h"
 #include "stateverbs.h"
+#include "statewatch.h"
 #include "tally.h"
 #include "tarvexlib.h"
 
@@ -129,6 +130,19 @@ void addSettingsVerbs(CLI::App& program, CommandLine& line)
     });
 }
 
+void addStateWatch(CLI::App& state, CommandLine& line)
+{
+    CLI::App* watch = state.add_subcommand("watch", "Shows the states of clients, and then each change");
+    watch->add_option("OWNER", line.owners, "Clients' names")->type_name("")->required();
+    addLimits(watch, line, "changes");
+    watch->callback([&line] {
+        line.receives = true;
+        line.run = [&line](const QString& name, Output& output) {
+            watchStates(name, texts(line.owners), limits(line), output);
+        };
+    });
+}
+
 void addStateVerbs(CLI::App& program, CommandLine& line)
 {
     CLI::App* state = program.add_subcommand("state", "The current state of a client");
@@ -152,6 +166,7 @@ void addStateVerbs(CLI::App& program, CommandLine& line)
                      output);
         };
     });
+    addStateWatch(*state, line);
 }
 
 QString messageText(const CommandLine& line)

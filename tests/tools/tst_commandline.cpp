@@ -36,12 +36,14 @@ void TstCommandLine::help_ofProgramAndVerbs_data()
                                   << QByteArrayList{"OWNER GROUP KEY VALUE", "--string", "--description"};
     QTest::newRow("settings remove") << QStringList{QStringLiteral("settings"), QStringLiteral("remove")}
                                      << QByteArrayList{"OWNER"};
-    QTest::newRow("state") << QStringList{QStringLiteral("state")} << QByteArrayList{"get", "set"};
+    QTest::newRow("state") << QStringList{QStringLiteral("state")} << QByteArrayList{"get", "set", "watch"};
     QTest::newRow("state get") << QStringList{QStringLiteral("state"), QStringLiteral("get")}
                                << QByteArrayList{"OWNER..."};
     QTest::newRow("state set") << QStringList{QStringLiteral("state"), QStringLiteral("set")}
                                << QByteArrayList{"TEXT", "--type", "--description"};
     const QByteArray nameHint = "Without --as the name is";
+    QTest::newRow("state watch") << QStringList{QStringLiteral("state"), QStringLiteral("watch")}
+                                 << QByteArrayList{"OWNER...", "--count N", "--timeout S", nameHint};
     QTest::newRow("send") << QStringList{QStringLiteral("send")} << QByteArrayList{"RECEIVER [TEXT]", "--command NAME"};
     QTest::newRow("call") << QStringList{QStringLiteral("call")}
                           << QByteArrayList{"RECEIVER COMMAND [JSON]", "--timeout S=10", "--silence-ok", nameHint};
@@ -125,6 +127,9 @@ void TstCommandLine::wrongUse_isRefusedBeforeConnecting_data()
     QTest::newRow("call count") << QStringLiteral("call gui beep --count 1") << QByteArray("--count");
     QTest::newRow("call timeout 0") << QStringLiteral("call gui beep --timeout 0") << QByteArray("not \"0\"");
     QTest::newRow("call empty name") << QStringLiteral("--as '' call gui beep") << QByteArray("--as must not be empty");
+    QTest::newRow("watch nobody") << QStringLiteral("state watch") << QByteArray("OWNER is required");
+    QTest::newRow("watch empty") << QStringLiteral("state watch a ''") << QByteArray("OWNER must not be empty");
+    QTest::newRow("watch count") << QStringLiteral("state watch a --count 0") << QByteArray("not \"0\"");
     QTest::newRow("listen to") << QStringLiteral("listen gui") << QByteArray("gui");
 }
 

@@ -46,6 +46,7 @@ void TstFollower::initTestCase_data()
     QTest::newRow("listen") << QStringLiteral("listen");
     QTest::newRow("listen subscribed") << QStringLiteral("listen --subscribe printer");
     QTest::newRow("call") << QStringLiteral("call printer print");
+    QTest::newRow("state watch") << QStringLiteral("state watch printer");
 }
 
 void TstFollower::noBus_is3AtOnce()

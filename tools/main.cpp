@@ -311,6 +311,7 @@ bool parse(int argc, char** argv, CommandLine& line)
 
 int main(int argc, char** argv)
 {
+    holdStandardStreams();
     endOnInterrupt();
     const QCoreApplication application(argc, argv);
     try {

@@ -11,7 +11,9 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <fcntl.h>
 #include <iterator>
+#include <unistd.h>
 
 namespace tarvexctl {
 
@@ -66,6 +68,18 @@ QString cellText(const QString& text)
 }
 
 } // namespace
+
+void holdStandardStreams()
+{
+    // For reading only, so that writing fails as it does on a stream that is closed. The lowest free number is taken.
+    int descriptor = 0;
+    while (descriptor >= 0 && descriptor <= STDERR_FILENO) {
+        descriptor = ::open("/dev/null", O_RDONLY);
+    }
+    if (descriptor >= 0) {
+        ::close(descriptor);
+    }
+}
 
 void Output::writeObject(const QVariantMap& object)
 {

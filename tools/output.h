@@ -13,6 +13,11 @@ class QDateTime;
 /// What the program writes, all of it UTF-8. Data goes to stdout, words to stderr.
 namespace tarvexctl {
 
+/// Takes the places of standard streams that the program was started without. Otherwise the next file or connection to
+/// be opened would have one of their numbers, and get what is written to stdout or stderr. Called before anything is
+/// opened.
+void holdStandardStreams();
+
 /// Writes data in one of two forms: a line of JSON for programs, aligned text for people.
 class Output
 {

@@ -21,6 +21,7 @@ private Q_SLOTS:
     void optionsOfProgram_afterVerb_areUnderstood();
     void argumentNotUtf8_isRefused();
     void stdoutFull_isTold();
+    void stdoutClosed_isToldAndNothingElseGetsTheData();
 };
 
 void TstCommandLine::help_ofProgramAndVerbs_data()
@@ -239,6 +240,21 @@ void TstCommandLine::stdoutFull_isTold()
     QVERIFY(process.waitForFinished());
     QCOMPARE(process.exitCode(), 1);
     QVERIFY(process.readAllStandardError().startsWith("tarvexctl: cannot write to stdout: "));
+}
+
+// A program that is started without the stream gives its number to the next thing it opens: a connection, say.
+void TstCommandLine::stdoutClosed_isToldAndNothingElseGetsTheData()
+{
+    FakeBus bus;
+    bus.willReply(QStringLiteral("loadState"), 0, QString(), {{QStringLiteral("owner"), QStringLiteral("printer")}});
+    QProcess process;
+    process.start(
+        QStringLiteral("/bin/sh"),
+        {QStringLiteral("-c"), QStringLiteral("exec \"$0\" --json state get printer >&-"), ProgramRun::program()});
+    QVERIFY(process.waitForFinished());
+    QCOMPARE(process.exitCode(), 1);
+    QCOMPARE(process.readAllStandardError(), QByteArray("tarvexctl: cannot write to stdout: Bad file descriptor\n"));
+    QCOMPARE(bus.requests().size(), 1);
 }
 
 QTEST_GUILESS_MAIN(TstCommandLine)

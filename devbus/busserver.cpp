@@ -8,6 +8,8 @@
 
 #include <QTcpSocket>
 
+#include <utility>
+
 namespace tarvex::devbus {
 
 namespace {
@@ -36,36 +38,83 @@ bool BusServer::start()
         return true;
     }
     // The ports first: whoever holds them may be at work on the same storage.
-    if (listen(m_queryServer, QUERY_PORT) && listen(m_receiverServer, RECEIVER_PORT) && openStorage()) {
+    if (openPorts() && openStorage()) {
         return true;
     }
-    m_queryServer.close();
-    m_receiverServer.close();
+    closePorts();
     return false;
 }
 
 void BusServer::stop()
 {
-    m_queryServer.close();
-    m_receiverServer.close();
-    const QList<BusConnection*> connections = m_connections;
-    m_connections.clear();
+    closePorts();
+    const QList<BusConnection*> connections = std::exchange(m_connections, {});
     for (BusConnection* const connection : connections) {
-        connection->disconnect(this);
-        if (m_delivery) {
-            m_delivery->detach(connection);
-        }
-        connection->closeWhenWritten();
-        delete connection;
+        closeConnection(connection);
     }
     m_queryService.reset();
     m_delivery.reset();
     m_storage.reset();
 }
 
+QStringList BusServer::clients(BusConnection::Port port) const
+{
+    QStringList names;
+    for (const BusConnection* const connection : m_connections) {
+        if (connection->port() == port && connection->isIntroduced()) {
+            names.append(connection->client());
+        }
+    }
+    return names;
+}
+
+TarvexError BusServer::perform(const QString& client, const QString& operation, const QVariantMap& data,
+                               QVariantMap& answer)
+{
+    const QueryService::Answer result = m_queryService->handle(client, operation, data);
+    answer = result.data;
+    return result.error;
+}
+
+bool BusServer::setListening(bool isListening)
+{
+    if (isListening && !isRunning()) {
+        return fail(QStringLiteral("the server is not running"));
+    }
+    if (isListening && openPorts()) {
+        return true;
+    }
+    closePorts();
+    return !isListening;
+}
+
+void BusServer::dropConnections(const QString& client)
+{
+    const QList<BusConnection*> connections = m_connections;
+    for (BusConnection* const connection : connections) {
+        if (client.isEmpty() || connection->client() == client) {
+            m_connections.removeOne(connection);
+            m_delivery->leave(connection);
+            closeConnection(connection);
+        }
+    }
+    Q_EMIT clientsChanged();
+}
+
+bool BusServer::openPorts()
+{
+    return listen(m_queryServer, QUERY_PORT) && listen(m_receiverServer, RECEIVER_PORT);
+}
+
+void BusServer::closePorts()
+{
+    m_queryServer.close();
+    m_receiverServer.close();
+}
+
 bool BusServer::listen(QTcpServer& server, quint16 port)
 {
-    return server.listen(QHostAddress(QHostAddress::LocalHost), port)
+    return server.isListening() || server.listen(QHostAddress(QHostAddress::LocalHost), port)
         || fail(QStringLiteral("cannot listen on 127.0.0.1 port %1: %2")
                     .arg(QString::number(port), server.errorString()));
 }
@@ -122,19 +171,30 @@ void BusServer::removeConnection(BusConnection* connection)
     m_delivery->leave(connection);
     connection->disconnect(this);
     connection->deleteLater(); // it may be in the middle of a frame
+    Q_EMIT clientsChanged();
+}
+
+/// At once, from this side.
+void BusServer::closeConnection(BusConnection* connection)
+{
+    connection->disconnect(this);
+    m_delivery->detach(connection);
+    connection->closeWhenWritten();
+    delete connection;
 }
 
 void BusServer::onRequest(BusConnection* connection, const QVariantMap& envelope)
 {
     const QVariant operation = envelope.value(busframe::KEY_OPERATION);
+    const QVariantMap data = envelope.value(busframe::KEY_DATA).toMap();
     if (operation.toString() == OPERATION_HANDSHAKE) {
-        handshake(connection, envelope.value(busframe::KEY_DATA));
+        handshake(connection, data);
     } else if (!connection->isIntroduced()) {
-        answer(connection, operation.toString(), TarvexError(TarvexError::UnregisteredClient));
+        answer(connection, operation.toString(), data, TarvexError(TarvexError::UnregisteredClient));
     } else if (!isText(operation)) {
-        answer(connection, {}, TarvexError(TarvexError::IncorrectRequestData));
+        answer(connection, {}, data, TarvexError(TarvexError::IncorrectRequestData));
     } else {
-        handleRequest(connection, operation.toString(), envelope.value(busframe::KEY_DATA));
+        handleRequest(connection, operation.toString(), data);
     }
 }
 
@@ -143,27 +203,30 @@ void BusServer::onReply(BusConnection* connection, const QVariantMap& envelope)
 {
     const QString operation = envelope.value(busframe::KEY_OPERATION).toString();
     if (!connection->isIntroduced()) {
-        answer(connection, operation, TarvexError(TarvexError::UnregisteredClient));
+        answer(connection, operation, {}, TarvexError(TarvexError::UnregisteredClient));
     } else if (connection->port() == BusConnection::Port::Query) {
-        answer(connection, operation, TarvexError(TarvexError::UnsupportedRequest));
+        answer(connection, operation, {}, TarvexError(TarvexError::UnsupportedRequest));
     }
 }
 
-void BusServer::handleRequest(BusConnection* connection, const QString& operation, const QVariant& data)
+void BusServer::handleRequest(BusConnection* connection, const QString& operation, const QVariantMap& data)
 {
     if (connection->port() == BusConnection::Port::Receiver) {
-        answer(connection, operation, TarvexError(TarvexError::UnsupportedRequest));
-        return;
+        answer(connection, operation, data, TarvexError(TarvexError::UnsupportedRequest));
+    } else if (!meetsFault(connection, connection->client(), operation, data)) {
+        const QueryService::Answer result = m_queryService->handle(connection->client(), operation, data);
+        answer(connection, operation, data, result.error, result.data);
     }
-    const QueryService::Answer result = m_queryService->handle(connection->client(), operation, data.toMap());
-    answer(connection, operation, result.error, result.data);
 }
 
-void BusServer::handshake(BusConnection* connection, const QVariant& data)
+void BusServer::handshake(BusConnection* connection, const QVariantMap& data)
 {
-    const QVariant name = data.toMap().value(KEY_NAME);
+    const QVariant name = data.value(KEY_NAME);
     if (!isName(name)) {
-        answer(connection, OPERATION_HANDSHAKE, TarvexError(TarvexError::IncorrectRequestData));
+        answer(connection, OPERATION_HANDSHAKE, data, TarvexError(TarvexError::IncorrectRequestData));
+        return;
+    }
+    if (meetsFault(connection, name.toString(), OPERATION_HANDSHAKE, data)) {
         return;
     }
     const bool isReceiver = connection->port() == BusConnection::Port::Receiver;
@@ -173,17 +236,33 @@ void BusServer::handshake(BusConnection* connection, const QVariant& data)
         m_delivery->leave(connection);
     }
     connection->introduce(name.toString());
-    answer(connection, OPERATION_HANDSHAKE, TarvexError());
+    answer(connection, OPERATION_HANDSHAKE, data, TarvexError());
     if (isReceiver) {
         m_delivery->attach(connection);
     }
+    Q_EMIT clientsChanged();
 }
 
-void BusServer::answer(BusConnection* connection, const QString& operation, const TarvexError& error,
-                       const QVariantMap& data)
+bool BusServer::meetsFault(BusConnection* connection, const QString& client, const QString& operation,
+                           const QVariantMap& data)
 {
-    connection->sendReply(operation, error, data);
-    Q_EMIT requestHandled(connection->client(), operation, error.error());
+    const std::optional<Fault> fault = m_faultSource ? m_faultSource(client, operation) : std::nullopt;
+    if (!fault) {
+        return false;
+    }
+    if (!fault->isSilent) {
+        connection->sendReply(operation, fault->error, {});
+    }
+    // A connection whose handshake fails has no name yet, but is known by the one it has asked for.
+    Q_EMIT requestHandled(client, operation, fault->isSilent ? SILENCE : fault->error.error(), data);
+    return true;
+}
+
+void BusServer::answer(BusConnection* connection, const QString& operation, const QVariantMap& data,
+                       const TarvexError& error, const QVariantMap& answerData)
+{
+    connection->sendReply(operation, error, answerData);
+    Q_EMIT requestHandled(connection->client(), operation, error.error(), data);
 }
 
 } // namespace tarvex::devbus

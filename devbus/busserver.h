@@ -6,9 +6,13 @@
 #include <QList>
 #include <QObject>
 #include <QString>
+#include <QStringList>
 #include <QTcpServer>
+#include <QVariantMap>
 
+#include <functional>
 #include <memory>
+#include <optional>
 
 namespace tarvex::devbus {
 
@@ -45,6 +49,19 @@ public:
         bool isTracing = false; ///< Whether traced() is emitted.
     };
 
+    /// What a client gets in place of what it has asked for; for tests of how it takes that.
+    struct Fault
+    {
+        bool isSilent = false; ///< No reply at all.
+        TarvexError error;     ///< Otherwise, the reply's.
+    };
+
+    /// Says of a request, handshakes included, whether it meets a fault.
+    using FaultSource = std::function<std::optional<Fault>(const QString& client, const QString& operation)>;
+
+    /// In place of a reply's code, in requestHandled(): there was none.
+    static constexpr int SILENCE = -1;
+
     explicit BusServer(const Options& options, QObject* parent = nullptr);
     ~BusServer() override;
 
@@ -61,31 +78,57 @@ public:
 
     int connectionCount() const { return m_connections.size(); }
 
+    /// The names that the connections to \a port have introduced themselves by, each once for each of them.
+    QStringList clients(BusConnection::Port port) const;
+
+    /// Does what \a client would have done over its query port, and tells nobody who is not concerned. The server runs.
+    /// \return the reply's code and text; \a answer is its data.
+    TarvexError perform(const QString& client, const QString& operation, const QVariantMap& data, QVariantMap& answer);
+
+    /// With false the ports are closed to new connections; those that are open stay. start() opens the ports again.
+    /// \return false when it cannot listen or is not running; errorString() says why, and the ports are closed.
+    bool setListening(bool isListening);
+    /// Closes the connections of \a client, or all when it is empty, as the end of the server would. Not to be called
+    /// from a slot of this object's signals.
+    void dropConnections(const QString& client);
+
+    /// Asked about each request that would be carried out, until another is set; none by default.
+    void setFaultSource(const FaultSource& faultSource) { m_faultSource = faultSource; }
+
 Q_SIGNALS:
-    /// A request was answered, handshakes included; not emitted for frames that could not be understood.
-    void requestHandled(const QString& client, const QString& operation, int code);
+    /// A request was answered, handshakes included, or met with a silent fault; not emitted for frames that could not
+    /// be understood. With code 0 all that \a data asks for is committed.
+    void requestHandled(const QString& client, const QString& operation, int code, const QVariantMap& data);
     /// A client has acknowledged a pushed message.
     void messageAcknowledged(const QString& client, const QString& uid);
     /// One line for each frame in and out.
     void traced(const QString& line);
     /// Something for the developer to know, in one line.
     void warning(const QString& text);
+    /// What clients() returns is another list now.
+    void clientsChanged();
 
 private:
+    bool openPorts();
+    void closePorts();
     bool listen(QTcpServer& server, quint16 port);
     bool openStorage();
     bool fail(const QString& text);
     void accept(QTcpServer& server, BusConnection::Port port);
     void addConnection(QTcpSocket* socket, BusConnection::Port port);
     void removeConnection(BusConnection* connection);
+    void closeConnection(BusConnection* connection);
     void onRequest(BusConnection* connection, const QVariantMap& envelope);
     void onReply(BusConnection* connection, const QVariantMap& envelope);
-    void handleRequest(BusConnection* connection, const QString& operation, const QVariant& data);
-    void handshake(BusConnection* connection, const QVariant& data);
-    void answer(BusConnection* connection, const QString& operation, const TarvexError& error,
-                const QVariantMap& data = {});
+    void handleRequest(BusConnection* connection, const QString& operation, const QVariantMap& data);
+    void handshake(BusConnection* connection, const QVariantMap& data);
+    bool meetsFault(BusConnection* connection, const QString& client, const QString& operation,
+                    const QVariantMap& data);
+    void answer(BusConnection* connection, const QString& operation, const QVariantMap& data, const TarvexError& error,
+                const QVariantMap& answerData = {});
 
     const Options m_options;
+    FaultSource m_faultSource;
     QString m_errorString;
     QTcpServer m_queryServer;
     QTcpServer m_receiverServer;

@@ -1,23 +1,17 @@
 #include "busthread.h"
 
-#include <QEventLoop>
-#include <QThread>
-
 #include <chrono>
 
+using tarvex::devbus::BusConnection;
 using tarvex::devbus::BusServer;
 
-BusThread::BusThread(const BusServer::Options& options) : m_thread(QThread::create([this, options] { run(options); }))
+BusThread::BusThread(const BusServer::Options& options) : m_thread(options)
 {
-    m_thread->start();
-    std::unique_lock<std::mutex> lock(m_mutex);
-    m_changed.wait(lock, [this] { return m_hasStarted; });
-}
-
-BusThread::~BusThread()
-{
-    QMetaObject::invokeMethod(m_loop, "quit", Qt::QueuedConnection);
-    m_thread->wait();
+    m_thread.call([this](BusServer& server) {
+        record(server);
+        m_isRunning = server.start();
+        m_errorString = server.errorString();
+    });
 }
 
 QList<BusThread::Handled> BusThread::handled() const
@@ -69,30 +63,19 @@ bool BusThread::waitForTraceLine(const QString& part) const
     return waitFor([this, &part] { return !m_traceLines.filter(part).isEmpty(); });
 }
 
-void BusThread::run(const BusServer::Options& options)
+bool BusThread::waitForClients(BusConnection::Port port, const QStringList& names) const
 {
-    QEventLoop loop;
-    BusServer server(options);
-    record(server);
-    const bool isRunning = server.start();
-    {
-        const std::lock_guard<std::mutex> lock(m_mutex);
-        m_isRunning = isRunning;
-        m_errorString = server.errorString();
-        m_loop = &loop;
-        m_hasStarted = true;
-        m_changed.notify_all();
-    }
-    loop.exec();
+    const QStringList& clients = port == BusConnection::Port::Query ? m_queryClients : m_receiverClients;
+    return waitFor([&] { return clients == names; });
 }
 
 /// Called in the bus's thread, where the server emits.
 void BusThread::record(BusServer& server)
 {
     QObject::connect(&server, &BusServer::requestHandled, &server,
-                     [this](const QString& client, const QString& operation, int code) {
+                     [this](const QString& client, const QString& operation, int code, const QVariantMap& data) {
                          const std::lock_guard<std::mutex> lock(m_mutex);
-                         m_handled.append({client, operation, code});
+                         m_handled.append({client, operation, code, data});
                          m_changed.notify_all();
                      });
     QObject::connect(&server, &BusServer::messageAcknowledged, &server, [this](const QString&, const QString& uid) {
@@ -108,6 +91,12 @@ void BusThread::record(BusServer& server)
     QObject::connect(&server, &BusServer::traced, &server, [this](const QString& line) {
         const std::lock_guard<std::mutex> lock(m_mutex);
         m_traceLines.append(line);
+        m_changed.notify_all();
+    });
+    QObject::connect(&server, &BusServer::clientsChanged, &server, [this, &server] {
+        const std::lock_guard<std::mutex> lock(m_mutex);
+        m_queryClients = server.clients(BusConnection::Port::Query);
+        m_receiverClients = server.clients(BusConnection::Port::Receiver);
         m_changed.notify_all();
     });
 }

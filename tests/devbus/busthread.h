@@ -1,19 +1,16 @@
 #ifndef BUSTHREAD_H
 #define BUSTHREAD_H
 
-#include "busserver.h"
+#include "serverthread.h"
 
 #include <QList>
 #include <QString>
 #include <QStringList>
+#include <QVariantMap>
 
 #include <condition_variable>
 #include <functional>
-#include <memory>
 #include <mutex>
-
-class QEventLoop;
-class QThread;
 
 /// A bus server in a thread of its own, from construction to destruction, and what it has told.
 class BusThread
@@ -24,15 +21,17 @@ public:
         QString client;
         QString operation;
         int code = 0;
+        QVariantMap data;
     };
 
     explicit BusThread(const tarvex::devbus::BusServer::Options& options = {});
-    ~BusThread();
-    Q_DISABLE_COPY_MOVE(BusThread)
 
     bool isRunning() const { return m_isRunning; }
 
     QString errorString() const { return m_errorString; }
+
+    /// Does \a work in the server's thread.
+    void call(const tarvex::devbus::ServerThread::Work& work) { m_thread.call(work); }
 
     QList<Handled> handled() const;
     int handledCount(const QString& client) const;
@@ -44,9 +43,10 @@ public:
     bool waitForAcknowledged(int count) const;
     bool waitForWarnings(int count) const;
     bool waitForTraceLine(const QString& part) const;
+    /// Until the clients of a port are these.
+    bool waitForClients(tarvex::devbus::BusConnection::Port port, const QStringList& names) const;
 
 private:
-    void run(const tarvex::devbus::BusServer::Options& options);
     void record(tarvex::devbus::BusServer& server);
     bool waitFor(const std::function<bool()>& condition) const;
 
@@ -56,11 +56,11 @@ private:
     QStringList m_acknowledged;
     QStringList m_warnings;
     QStringList m_traceLines;
+    QStringList m_queryClients;
+    QStringList m_receiverClients;
     QString m_errorString;
     bool m_isRunning = false;
-    bool m_hasStarted = false;
-    QEventLoop* m_loop = nullptr;
-    std::unique_ptr<QThread> m_thread;
+    tarvex::devbus::ServerThread m_thread; ///< The last one: it ends first, and what it tells goes to the others.
 };
 
 #endif // BUSTHREAD_H

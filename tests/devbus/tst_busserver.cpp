@@ -7,6 +7,8 @@
 #include <memory>
 #include <vector>
 
+using tarvex::TarvexError;
+using tarvex::devbus::BusConnection;
 using tarvex::devbus::BusServer;
 
 namespace {
@@ -19,6 +21,11 @@ QString handshake()
 QVariantMap named(const QVariant& name)
 {
     return {{QStringLiteral("name"), name}};
+}
+
+QVariantMap messageTo(const QString& reciever)
+{
+    return {{QStringLiteral("reciever"), reciever}, {QStringLiteral("message"), QStringLiteral("hello")}};
 }
 
 QVariantMap owned(const QString& owner)
@@ -53,6 +60,21 @@ private Q_SLOTS:
     void connections_thatEnd_makeRoom();
     void trace_showsFramesBothWays();
     void trace_off_isSilent();
+    void clients_areNamedByPort();
+    void requestHandled_carriesTheData();
+    void perform_isDoneLikeARequest();
+    void perform_refused_saysWhy();
+    void setListening_false_keepsOpenConnections();
+    void setListening_portTaken_fails();
+    void setListening_whenStopped_fails();
+    void dropConnections_ofOneClient_sparesOthers();
+    void dropConnections_ofAll_keepsListening();
+    void dropConnections_keepsWhatWasNotAcknowledged();
+    void dropConnections_ofClientFarBehind_keepsWhatItMay();
+    void fault_withError_isRepliedAndNothingDone();
+    void fault_silent_getsNoReply();
+    void fault_ofHandshake_leavesClientUnknown_data();
+    void fault_ofHandshake_leavesClientUnknown();
 };
 
 void TstBusServer::start_portInUse_fails_data()
@@ -320,6 +342,220 @@ void TstBusServer::trace_off_isSilent()
     client.send("[-REQUEST-]\r\nx\r\n");
     QVERIFY(client.waitForClose());
     QVERIFY(bus.traceLines().isEmpty());
+}
+
+void TstBusServer::clients_areNamedByPort()
+{
+    const BusThread bus;
+    BusClient query(BusClient::QUERY_PORT, QStringLiteral("printer"));
+    QVERIFY(bus.waitForClients(BusConnection::Port::Query, {QStringLiteral("printer")}));
+    QVERIFY(bus.waitForClients(BusConnection::Port::Receiver, {}));
+    const BusClient unnamed(BusClient::QUERY_PORT);
+    auto receiver = std::make_unique<BusClient>(BusClient::RECEIVER_PORT, QStringLiteral("cashbox"));
+    QVERIFY(bus.waitForClients(BusConnection::Port::Receiver, {QStringLiteral("cashbox")}));
+    QCOMPARE(query.ask(handshake(), named(QStringLiteral("other"))).code, 0);
+    QVERIFY(bus.waitForClients(BusConnection::Port::Query, {QStringLiteral("other")}));
+    receiver.reset();
+    QVERIFY(bus.waitForClients(BusConnection::Port::Receiver, {}));
+}
+
+void TstBusServer::requestHandled_carriesTheData()
+{
+    const BusThread bus;
+    BusClient client(BusClient::QUERY_PORT, QStringLiteral("printer"));
+    QCOMPARE(client.ask(QStringLiteral("loadState"), owned(QStringLiteral("x"))).code, 5);
+    QCOMPARE(bus.handled().value(0).data, named(QStringLiteral("printer")));
+    QCOMPARE(bus.handled().value(1).operation, QStringLiteral("loadState"));
+    QCOMPARE(bus.handled().value(1).data, owned(QStringLiteral("x")));
+    QCOMPARE(bus.handled().value(1).code, 5);
+}
+
+void TstBusServer::perform_isDoneLikeARequest()
+{
+    BusThread bus;
+    BusClient receiver(BusClient::RECEIVER_PORT, QStringLiteral("printer"));
+    int code = -1;
+    bus.call([&code](BusServer& server) {
+        QVariantMap answer;
+        code = server
+                   .perform(QStringLiteral("cashbox"), QStringLiteral("sendMessage"),
+                            messageTo(QStringLiteral("printer")), answer)
+                   .error();
+    });
+    QCOMPARE(code, 0);
+    const BusClient::Frame pushed = receiver.read();
+    QCOMPARE(pushed.data.value(QStringLiteral("sender")).toString(), QStringLiteral("cashbox"));
+    QCOMPARE(pushed.data.value(QStringLiteral("message")).toString(), QStringLiteral("hello"));
+    QCOMPARE(bus.handled().size(), 1); // the handshake
+}
+
+void TstBusServer::perform_refused_saysWhy()
+{
+    BusThread bus;
+    TarvexError error;
+    bus.call([&error](BusServer& server) {
+        QVariantMap answer;
+        error = server.perform(QStringLiteral("a"), QStringLiteral("dance"), {}, answer);
+    });
+    QCOMPARE(int(error.error()), 4);
+}
+
+void TstBusServer::setListening_false_keepsOpenConnections()
+{
+    BusThread bus;
+    BusClient client(BusClient::QUERY_PORT, QStringLiteral("printer"));
+    bool isDone = false;
+    bus.call([&isDone](BusServer& server) { isDone = server.setListening(false); });
+    QVERIFY(isDone);
+    QVERIFY(!BusClient(BusClient::QUERY_PORT).isConnected());
+    QVERIFY(!BusClient(BusClient::RECEIVER_PORT).isConnected());
+    QCOMPARE(client.ask(QStringLiteral("loadState"), owned(QStringLiteral("x"))).code, 5);
+    bus.call([&isDone](BusServer& server) { isDone = server.setListening(true) && server.setListening(true); });
+    QVERIFY(isDone);
+    QVERIFY(BusClient(BusClient::QUERY_PORT, QStringLiteral("a")).isConnected());
+    QVERIFY(BusClient(BusClient::RECEIVER_PORT, QStringLiteral("a")).isConnected());
+}
+
+void TstBusServer::setListening_portTaken_fails()
+{
+    BusThread bus;
+    bus.call([](BusServer& server) { server.setListening(false); });
+    const FakeBus occupant(FakeBus::RECEIVER_PORT);
+    bool isDone = true;
+    QString errorString;
+    bus.call([&](BusServer& server) {
+        isDone = server.setListening(true);
+        errorString = server.errorString();
+    });
+    QVERIFY(!isDone);
+    QVERIFY2(errorString.contains(QLatin1String("45537")), qPrintable(errorString));
+    QVERIFY(!BusClient(BusClient::QUERY_PORT).isConnected());
+}
+
+void TstBusServer::setListening_whenStopped_fails()
+{
+    BusServer server{BusServer::Options()};
+    QVERIFY(!server.setListening(true));
+    QVERIFY(!server.errorString().isEmpty());
+    QVERIFY(!BusClient(BusClient::QUERY_PORT).isConnected());
+    QVERIFY(server.setListening(false));
+}
+
+void TstBusServer::dropConnections_ofOneClient_sparesOthers()
+{
+    BusThread bus;
+    BusClient query(BusClient::QUERY_PORT, QStringLiteral("printer"));
+    BusClient receiver(BusClient::RECEIVER_PORT, QStringLiteral("printer"));
+    BusClient other(BusClient::QUERY_PORT, QStringLiteral("cashbox"));
+    bus.call([](BusServer& server) { server.dropConnections(QStringLiteral("printer")); });
+    QVERIFY(query.waitForClose());
+    QVERIFY(receiver.waitForClose());
+    QCOMPARE(other.ask(QStringLiteral("loadState"), owned(QStringLiteral("x"))).code, 5);
+    QVERIFY(bus.waitForClients(BusConnection::Port::Query, {QStringLiteral("cashbox")}));
+}
+
+void TstBusServer::dropConnections_ofAll_keepsListening()
+{
+    BusThread bus;
+    BusClient named(BusClient::QUERY_PORT, QStringLiteral("printer"));
+    BusClient unnamed(BusClient::RECEIVER_PORT);
+    QCOMPARE(unnamed.ask(QStringLiteral("loadState"), owned(QStringLiteral("x"))).code, 3); // so it was accepted
+    bus.call([](BusServer& server) { server.dropConnections({}); });
+    QVERIFY(named.waitForClose());
+    QVERIFY(unnamed.waitForClose());
+    QVERIFY(BusClient(BusClient::QUERY_PORT, QStringLiteral("printer")).isConnected());
+}
+
+void TstBusServer::dropConnections_keepsWhatWasNotAcknowledged()
+{
+    BusThread bus;
+    BusClient sender(BusClient::QUERY_PORT, QStringLiteral("cashbox"));
+    BusClient receiver(BusClient::RECEIVER_PORT, QStringLiteral("printer"));
+    QCOMPARE(sender.ask(QStringLiteral("sendMessage"), messageTo(QStringLiteral("printer"))).code, 0);
+    QVERIFY(receiver.read().isValid);
+    bus.call([](BusServer& server) { server.dropConnections(QStringLiteral("printer")); });
+    BusClient again(BusClient::RECEIVER_PORT, QStringLiteral("printer"));
+    QCOMPARE(again.read().data.value(QStringLiteral("message")).toString(), QStringLiteral("hello"));
+}
+
+void TstBusServer::dropConnections_ofClientFarBehind_keepsWhatItMay()
+{
+    BusServer::Options options;
+    options.keep = 1;
+    BusThread bus(options);
+    BusClient sender(BusClient::QUERY_PORT, QStringLiteral("cashbox"));
+    BusClient receiver(BusClient::RECEIVER_PORT, QStringLiteral("printer"));
+    for (int number = 1; number <= 3; ++number) {
+        QVariantMap message = messageTo(QStringLiteral("printer"));
+        message.insert(QStringLiteral("UID"), QString::number(number));
+        QCOMPARE(sender.ask(QStringLiteral("sendMessage"), message).code, 0);
+    }
+    bus.call([](BusServer& server) { server.dropConnections(QStringLiteral("printer")); });
+    BusClient again(BusClient::RECEIVER_PORT, QStringLiteral("printer"));
+    QCOMPARE(again.read().data.value(QStringLiteral("UID")).toString(), QStringLiteral("3"));
+}
+
+void TstBusServer::fault_withError_isRepliedAndNothingDone()
+{
+    BusThread bus;
+    bus.call([](BusServer& server) {
+        server.setFaultSource([](const QString& client, const QString& operation) -> std::optional<BusServer::Fault> {
+            if (client != QLatin1String("printer") || operation != QLatin1String("saveState")) {
+                return std::nullopt;
+            }
+            return BusServer::Fault{false, TarvexError(TarvexError::StorageAccessError)};
+        });
+    });
+    BusClient printer(BusClient::QUERY_PORT, QStringLiteral("printer"));
+    BusClient cashbox(BusClient::QUERY_PORT, QStringLiteral("cashbox"));
+    QCOMPARE(printer.ask(QStringLiteral("saveState"), owned(QStringLiteral("printer"))).code, 512);
+    QCOMPARE(bus.handled().constLast().code, 512);
+    QCOMPARE(printer.ask(QStringLiteral("loadState"), owned(QStringLiteral("printer"))).code, 5);
+    QCOMPARE(cashbox.ask(QStringLiteral("saveState"), owned(QStringLiteral("cashbox"))).code, 0);
+}
+
+void TstBusServer::fault_silent_getsNoReply()
+{
+    BusThread bus;
+    bus.call([](BusServer& server) {
+        server.setFaultSource([](const QString&, const QString& operation) -> std::optional<BusServer::Fault> {
+            if (operation != QLatin1String("saveState")) {
+                return std::nullopt;
+            }
+            return BusServer::Fault{true, {}};
+        });
+    });
+    BusClient client(BusClient::QUERY_PORT, QStringLiteral("printer"));
+    QVERIFY(client.sendRequest(QStringLiteral("saveState"), owned(QStringLiteral("printer"))));
+    // Requests are answered in order: this is the reply to the second one, and the first was not carried out.
+    const BusClient::Frame reply = client.ask(QStringLiteral("loadState"), owned(QStringLiteral("printer")));
+    QCOMPARE(reply.operation, QStringLiteral("loadState"));
+    QCOMPARE(reply.code, 5);
+    QCOMPARE(bus.handled().value(1).operation, QStringLiteral("saveState"));
+    QCOMPARE(bus.handled().value(1).code, BusServer::SILENCE);
+}
+
+void TstBusServer::fault_ofHandshake_leavesClientUnknown_data()
+{
+    QTest::addColumn<int>("port");
+    QTest::newRow("query") << 45535;
+    QTest::newRow("receiver") << 45537;
+}
+
+void TstBusServer::fault_ofHandshake_leavesClientUnknown()
+{
+    QFETCH(int, port);
+    BusThread bus;
+    bus.call([](BusServer& server) {
+        server.setFaultSource([](const QString&, const QString&) {
+            return BusServer::Fault{false, TarvexError(TarvexError::UnregisteredClient)};
+        });
+    });
+    BusClient client(static_cast<quint16>(port));
+    QCOMPARE(client.ask(handshake(), named(QStringLiteral("printer"))).code, 3);
+    QCOMPARE(bus.handled().value(0).client, QStringLiteral("printer"));
+    bus.call([](BusServer& server) { server.setFaultSource({}); });
+    QCOMPARE(client.ask(QStringLiteral("loadState"), owned(QStringLiteral("x"))).code, 3);
 }
 
 QTEST_GUILESS_MAIN(TstBusServer)

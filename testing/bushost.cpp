@@ -1,0 +1,133 @@
+#include "bushost_p.h"
+
+#include <QCoreApplication>
+
+using tarvex::devbus::BusServer;
+
+namespace tarvex::testing {
+
+bool BusHost::start()
+{
+    if (!makeServer()) {
+        return false;
+    }
+    bool isDone = false;
+    QString errorString;
+    m_server->call([&](BusServer& server) {
+        isDone = server.start() && server.setListening(true);
+        errorString = server.errorString();
+    });
+    return isDone || fail(errorString);
+}
+
+void BusHost::stop()
+{
+    if (m_server) {
+        m_server->call([](BusServer& server) { server.stop(); });
+        m_record.forgetClients();
+    }
+}
+
+bool BusHost::isRunning() const
+{
+    bool isRunning = false;
+    if (m_server) {
+        m_server->call([&isRunning](BusServer& server) { isRunning = server.isRunning(); });
+    }
+    return isRunning;
+}
+
+bool BusHost::setListening(bool isListening)
+{
+    if (!isRunning()) {
+        return fail(QStringLiteral("the bus is not running"));
+    }
+    bool isDone = false;
+    QString errorString;
+    m_server->call([&](BusServer& server) {
+        isDone = server.setListening(isListening);
+        errorString = server.errorString();
+    });
+    return isDone || fail(errorString);
+}
+
+void BusHost::dropConnections(const QString& client)
+{
+    if (m_server) {
+        m_server->call([&client](BusServer& server) { server.dropConnections(client); });
+    }
+}
+
+bool BusHost::perform(const QString& client, const QString& operation, const QVariantMap& data, QVariantMap* answer)
+{
+    if (!isRunning()) {
+        return fail(QStringLiteral("%1: the bus is not running").arg(operation));
+    }
+    TarvexError error;
+    QVariantMap answerData;
+    m_server->call([&](BusServer& server) { error = server.perform(client, operation, data, answerData); });
+    if (error.error() != TarvexError::NoError) {
+        return fail(QStringLiteral("%1: refused with %2, \"%3\"")
+                        .arg(operation, QString::number(error.error()), error.description()));
+    }
+    if (answer) {
+        *answer = answerData;
+    }
+    return true;
+}
+
+void BusHost::addFault(const QString& client, const QString& operation, const BusServer::Fault& fault)
+{
+    m_faultRules.prepend({client, operation, fault}); // the latest counts
+    setFaults();
+}
+
+void BusHost::clearFaults()
+{
+    m_faultRules.clear();
+    setFaults();
+}
+
+bool BusHost::fail(const QString& text)
+{
+    m_errorString = text;
+    return false;
+}
+
+bool BusHost::makeServer()
+{
+    if (m_server) {
+        return true;
+    }
+    if (!QCoreApplication::instance()) {
+        return fail(QStringLiteral("there is no QCoreApplication, which the bus needs"));
+    }
+    if (!m_folder.isValid()) {
+        return fail(QStringLiteral("cannot make a folder to store in: %1").arg(m_folder.errorString()));
+    }
+    BusServer::Options options;
+    options.storagePath = m_folder.filePath(QStringLiteral("bus.sqlite")); // memory would be gone at the first stop
+    m_server = std::make_unique<devbus::ServerThread>(options);
+    m_server->call([this](BusServer& server) { m_record.observe(server); });
+    setFaults();
+    return true;
+}
+
+void BusHost::setFaults()
+{
+    if (!m_server) {
+        return;
+    }
+    const auto source = [rules = m_faultRules](const QString& client, const QString& operation) {
+        for (const FaultRule& rule : rules) {
+            if ((rule.client.isEmpty() || rule.client == client)
+                && (rule.operation.isEmpty() || rule.operation == operation)) {
+                return std::optional<BusServer::Fault>(rule.fault);
+            }
+        }
+        return std::optional<BusServer::Fault>();
+    };
+    m_server->call([&source](BusServer& server) { server.setFaultSource(source); });
+}
+
+} // namespace tarvex::testing

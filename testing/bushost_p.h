@@ -1,0 +1,69 @@
+#ifndef BUSHOST_P_H
+#define BUSHOST_P_H
+
+#include "busrecord_p.h"
+#include "serverthread.h"
+
+#include <QHash>
+#include <QList>
+#include <QString>
+#include <QTemporaryDir>
+#include <QVariantMap>
+
+#include <memory>
+
+namespace tarvex::testing {
+
+/// The bus behind a TestBus: the server in its thread, where it stores, the rules for its faults, and its record.
+/// Everything here is called in the test's thread.
+class BusHost
+{
+public:
+    bool start();
+    void stop();
+    bool isRunning() const;
+    bool setListening(bool isListening);
+    void dropConnections(const QString& client);
+
+    /// \return false when the bus refuses it, or does not run.
+    bool perform(const QString& client, const QString& operation, const QVariantMap& data,
+                 QVariantMap* answer = nullptr);
+
+    /// Remembers who has sent a message, and says so; empty for one that was not noted.
+    void noteSender(const QString& uid, const QString& sender) { m_senders.insert(uid, sender); }
+
+    QString senderOf(const QString& uid) const { return m_senders.value(uid); }
+
+    /// An empty \a client or \a operation stands for every one.
+    void addFault(const QString& client, const QString& operation, const devbus::BusServer::Fault& fault);
+    void clearFaults();
+
+    BusRecord& record() { return m_record; }
+
+    QString errorString() const { return m_errorString; }
+
+    /// Takes down why something failed. \return false
+    bool fail(const QString& text);
+
+private:
+    struct FaultRule
+    {
+        QString client;
+        QString operation;
+        devbus::BusServer::Fault fault;
+    };
+
+    bool makeServer();
+    void setFaults();
+
+    QString m_errorString;
+    QTemporaryDir m_folder;
+    QHash<QString, QString> m_senders; ///< Of the test's own messages, by uid.
+    QList<FaultRule> m_faultRules;
+    BusRecord m_record;
+    std::unique_ptr<devbus::ServerThread> m_server; ///< The last one: what it tells at its end goes to the record.
+};
+
+} // namespace tarvex::testing
+
+#endif // BUSHOST_P_H

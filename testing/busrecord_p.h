@@ -1,0 +1,67 @@
+#ifndef BUSRECORD_P_H
+#define BUSRECORD_P_H
+
+#include "busserver.h"
+
+#include <QList>
+#include <QObject>
+#include <QSet>
+#include <QString>
+#include <QStringList>
+#include <QVariantMap>
+
+#include <mutex>
+
+namespace tarvex::testing {
+
+/// What the bus has told: written in its thread, read in the test's, where this object lives.
+class BusRecord : public QObject
+{
+public:
+    /// What a client has asked of the bus.
+    struct Request
+    {
+        qint64 number = 0; ///< In the order in which they came, from 1.
+        QString client;
+        QString operation;
+        QVariantMap data;
+        int code = 0; ///< Of the reply, or BusServer::SILENCE.
+    };
+
+    /// Takes down what \a server tells from now on. Called in the server's thread.
+    void observe(devbus::BusServer& server);
+
+    /// What came after \a number and is still there.
+    QList<Request> requestsAfter(qint64 number) const;
+    /// \return false when it is not there any more.
+    bool remove(qint64 number);
+    void clear();
+
+    bool isConnected(const QString& client, devbus::BusConnection::Port port) const;
+    bool isAcknowledged(const QString& uid) const;
+    /// A server that is stopped does not tell who has gone.
+    void forgetClients();
+
+    /// Who is connected and what is there, for people, a line each; of many requests the last ones.
+    QString describe() const;
+
+    /// Does nothing but end the wait of this thread's event loop: there is something new.
+    bool event(QEvent* event) override;
+
+private:
+    void add(const QString& client, const QString& operation, int code, const QVariantMap& data);
+    void setClients(const QStringList& queryClients, const QStringList& receiverClients);
+    void wakeUp();
+
+    mutable std::mutex m_mutex; // a standard one, which the thread sanitizer can see through
+    QList<Request> m_requests;
+    qint64 m_lastNumber = 0;
+    QSet<QString> m_acknowledged;
+    QStringList m_queryClients;
+    QStringList m_receiverClients;
+    bool m_isWakeUpUnderWay = false;
+};
+
+} // namespace tarvex::testing
+
+#endif // BUSRECORD_P_H

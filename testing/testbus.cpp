@@ -1,0 +1,379 @@
+#include "testbus.h"
+
+#include "bushost_p.h"
+
+#include <QCoreApplication>
+#include <QEventLoop>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QTimer>
+#include <QUuid>
+
+using tarvex::devbus::BusConnection;
+using tarvex::devbus::BusServer;
+
+namespace tarvex::testing {
+
+namespace {
+
+/// Who saves settings here; their owner sees it as the sender of "updateSettings".
+QString administrator()
+{
+    return QStringLiteral("testbus");
+}
+
+QString saveStateOperation()
+{
+    return QStringLiteral("saveState");
+}
+
+QString saveSettingsOperation()
+{
+    return QStringLiteral("saveSettings");
+}
+
+QString sendMessageOperation()
+{
+    return QStringLiteral("sendMessage");
+}
+
+QVariantMap ownedBy(const QString& owner)
+{
+    return {{QStringLiteral("owner"), owner}};
+}
+
+bool isSentMessage(const BusRecord::Request& request)
+{
+    return request.operation == sendMessageOperation() && request.code == 0;
+}
+
+/// The bus knows the sender from the connection, whatever the data says.
+Message sentMessage(const BusRecord::Request& request)
+{
+    Message message = Message::fromVariantMap(request.data);
+    message.setSender(request.client);
+    return message;
+}
+
+/// Without the log lines that TarvexCommand writes about what is no command: here that is nothing unusual.
+std::optional<TarvexCommand> commandOf(const Message& message)
+{
+    const QJsonDocument json = QJsonDocument::fromJson(message.message().toUtf8());
+    TarvexCommand command;
+    if (!json.object().contains(QLatin1String("cmd")) || !TarvexCommand::incomingMessageToCmd(message, command)) {
+        return std::nullopt;
+    }
+    return command;
+}
+
+/// Of the requests that a wait has not looked at yet, takes the first that is wanted.
+class Search
+{
+public:
+    using Filter = std::function<bool(const BusRecord::Request& request)>;
+
+    Search(BusRecord& record, const Filter& isWanted) : m_record(record), m_isWanted(isWanted) { }
+
+    bool operator()()
+    {
+        const QList<BusRecord::Request> requests = m_record.requestsAfter(m_lookedAt);
+        for (const BusRecord::Request& request : requests) {
+            m_lookedAt = request.number;
+            if (m_isWanted(request) && m_record.remove(request.number)) {
+                return true;
+            }
+        }
+        return false;
+    }
+
+private:
+    BusRecord& m_record;
+    const Filter m_isWanted;
+    qint64 m_lookedAt = 0;
+};
+
+} // namespace
+
+TestBus::TestBus() : m_host(std::make_unique<BusHost>()) { }
+
+TestBus::~TestBus() = default;
+
+bool TestBus::start()
+{
+    return m_host->start();
+}
+
+void TestBus::stop()
+{
+    m_host->stop();
+}
+
+bool TestBus::restart()
+{
+    stop();
+    return start();
+}
+
+bool TestBus::isRunning() const
+{
+    return m_host->isRunning();
+}
+
+QString TestBus::errorString() const
+{
+    return m_host->errorString();
+}
+
+bool TestBus::waitForClient(const QString& client, int timeoutMs, Connections connections)
+{
+    const BusRecord& record = m_host->record();
+    return waitUntil(
+        [&] {
+            return (connections == Connections::Receiver || record.isConnected(client, BusConnection::Port::Query))
+                && (connections == Connections::Query || record.isConnected(client, BusConnection::Port::Receiver));
+        },
+        timeoutMs, QStringLiteral("\"%1\" has not joined the bus").arg(client));
+}
+
+bool TestBus::waitForDisconnected(const QString& client, int timeoutMs)
+{
+    const BusRecord& record = m_host->record();
+    return waitUntil(
+        [&] {
+            return !record.isConnected(client, BusConnection::Port::Query)
+                && !record.isConnected(client, BusConnection::Port::Receiver);
+        },
+        timeoutMs, QStringLiteral("\"%1\" has not left the bus").arg(client));
+}
+
+QString TestBus::sendCommand(const QString& sender, const QString& reciever, const QString& name,
+                             const QVariantMap& data)
+{
+    TarvexCommand command;
+    command.setAgent(reciever);
+    command.setName(name);
+    command.setData(data);
+    Message message = command.toOutgoingMessage();
+    message.setSender(sender);
+    return sendMessage(message);
+}
+
+QString TestBus::sendMessage(const Message& message)
+{
+    if (message.sender().isEmpty()) {
+        m_host->fail(QStringLiteral("a message needs a sender"));
+        return {};
+    }
+    Message sent = message;
+    if (sent.uid().isEmpty()) {
+        // Of the clients' own form; Message::genUid() would give two messages of one millisecond the same.
+        sent.setUid(QString::fromLatin1(QUuid::createUuid().toRfc4122().toBase64()));
+    }
+    m_host->noteSender(sent.uid(), sent.sender());
+    return m_host->perform(sent.sender(), sendMessageOperation(), sent.toVariantMap()) ? sent.uid() : QString();
+}
+
+bool TestBus::waitForAcknowledged(const QString& uid, int timeoutMs)
+{
+    return waitUntil([&] { return m_host->record().isAcknowledged(uid); }, timeoutMs,
+                     QStringLiteral("the message \"%1\" was not acknowledged").arg(uid));
+}
+
+bool TestBus::saveSettings(const ClientSettings& settings)
+{
+    return m_host->perform(administrator(), saveSettingsOperation(), settings.toVariantMap());
+}
+
+bool TestBus::saveState(const ClientState& state)
+{
+    ClientState saved = state;
+    if (!saved.dt().isValid()) {
+        saved.setDt(QDateTime::currentDateTime());
+    }
+    return m_host->perform(saved.owner(), saveStateOperation(), saved.toVariantMap());
+}
+
+std::optional<ClientSettings> TestBus::settings(const QString& owner)
+{
+    QVariantMap answer;
+    if (!m_host->perform(administrator(), QStringLiteral("loadSettings"), ownedBy(owner), &answer)) {
+        return std::nullopt;
+    }
+    return ClientSettings::fromVariantMap(answer);
+}
+
+std::optional<ClientState> TestBus::state(const QString& owner)
+{
+    QVariantMap answer;
+    if (!m_host->perform(administrator(), QStringLiteral("loadState"), ownedBy(owner), &answer)) {
+        return std::nullopt;
+    }
+    return ClientState::fromVariantMap(answer);
+}
+
+std::optional<TarvexCommand> TestBus::waitForCommand(const QString& reciever, const QString& name, int timeoutMs)
+{
+    return waitForCommand(reciever, name, {}, timeoutMs);
+}
+
+std::optional<TarvexCommand> TestBus::waitForCommand(const QString& reciever, const QString& name,
+                                                     const CommandFilter& filter, int timeoutMs)
+{
+    std::optional<TarvexCommand> found;
+    Search search(m_host->record(), [&](const BusRecord::Request& request) {
+        const Message message = sentMessage(request);
+        if (!isSentMessage(request) || message.reciever() != reciever) {
+            return false;
+        }
+        found = commandOf(message);
+        return found && (name.isEmpty() || found->name() == name) && (!filter || filter(*found));
+    });
+    const QString what = name.isEmpty() ? QStringLiteral("a command") : QStringLiteral("the command \"%1\"").arg(name);
+    if (!waitUntil(std::ref(search), timeoutMs, QStringLiteral("%1 to \"%2\" has not come").arg(what, reciever))) {
+        return std::nullopt;
+    }
+    return found;
+}
+
+std::optional<Message> TestBus::waitForMessage(const QString& reciever, int timeoutMs)
+{
+    Message message;
+    Search search(m_host->record(), [&](const BusRecord::Request& request) {
+        message = sentMessage(request);
+        return isSentMessage(request) && message.reciever() == reciever;
+    });
+    if (!waitUntil(std::ref(search), timeoutMs, QStringLiteral("a message to \"%1\" has not come").arg(reciever))) {
+        return std::nullopt;
+    }
+    return message;
+}
+
+std::optional<TarvexCommand> TestBus::waitForReply(const QString& uid, int timeoutMs)
+{
+    const QString sender = m_host->senderOf(uid);
+    if (sender.isEmpty()) {
+        m_host->fail(QStringLiteral("no message with the uid \"%1\" was sent").arg(uid));
+        return std::nullopt;
+    }
+    std::optional<TarvexCommand> found;
+    Search search(m_host->record(), [&](const BusRecord::Request& request) {
+        const Message message = sentMessage(request);
+        if (!isSentMessage(request) || message.uid() != uid || message.reciever() != sender) {
+            return false;
+        }
+        found = commandOf(message);
+        return found.has_value();
+    });
+    if (!waitUntil(std::ref(search), timeoutMs,
+                   QStringLiteral("a reply to \"%1\" with the uid \"%2\" has not come").arg(sender, uid))) {
+        return std::nullopt;
+    }
+    return found;
+}
+
+std::optional<ClientState> TestBus::waitForState(const QString& owner, int timeoutMs)
+{
+    return waitForState(owner, {}, timeoutMs);
+}
+
+std::optional<ClientState> TestBus::waitForState(const QString& owner, const StateFilter& filter, int timeoutMs)
+{
+    ClientState state;
+    const auto isReport = [&](const BusRecord::Request& request) {
+        state = ClientState::fromVariantMap(request.data);
+        return request.operation == saveStateOperation() && request.code == 0 && state.owner() == owner;
+    };
+    Search search(m_host->record(), isReport);
+    const auto findReport = [&] {
+        while (search()) {
+            if (!filter || filter(state)) {
+                return true;
+            }
+        }
+        return false;
+    };
+    const QString what = filter ? QStringLiteral("the state of \"%1\" that was wanted has not come")
+                                : QStringLiteral("a state of \"%1\" has not come");
+    if (!waitUntil(findReport, timeoutMs, what.arg(owner))) {
+        return std::nullopt;
+    }
+    return state;
+}
+
+std::optional<ClientSettings> TestBus::waitForSettings(const QString& owner, int timeoutMs)
+{
+    ClientSettings settings;
+    Search search(m_host->record(), [&](const BusRecord::Request& request) {
+        settings = ClientSettings::fromVariantMap(request.data);
+        return request.operation == saveSettingsOperation() && request.code == 0 && settings.owner() == owner;
+    });
+    if (!waitUntil(std::ref(search), timeoutMs, QStringLiteral("settings of \"%1\" have not come").arg(owner))) {
+        return std::nullopt;
+    }
+    return settings;
+}
+
+std::optional<QVariantMap> TestBus::waitForRequest(const QString& client, const QString& operation, int timeoutMs)
+{
+    QVariantMap data;
+    Search search(m_host->record(), [&](const BusRecord::Request& request) {
+        data = request.data;
+        return request.client == client && request.operation == operation;
+    });
+    if (!waitUntil(std::ref(search), timeoutMs,
+                   QStringLiteral("the request \"%1\" of \"%2\" has not come").arg(operation, client))) {
+        return std::nullopt;
+    }
+    return data;
+}
+
+void TestBus::clear()
+{
+    m_host->record().clear();
+}
+
+void TestBus::dropConnections(const QString& client)
+{
+    m_host->dropConnections(client);
+}
+
+bool TestBus::refuseConnections(bool isRefusing)
+{
+    return m_host->setListening(!isRefusing);
+}
+
+void TestBus::failRequests(const QString& operation, TarvexError::Error error, const QString& client)
+{
+    m_host->addFault(client, operation, BusServer::Fault{false, TarvexError(error)});
+}
+
+void TestBus::ignoreRequests(const QString& operation, const QString& client)
+{
+    m_host->addFault(client, operation, BusServer::Fault{true, {}});
+}
+
+void TestBus::serveRequests()
+{
+    m_host->clearFaults();
+}
+
+/// Looks again after whatever the loop has done. No loop is entered for good: a service that quits the application
+/// would end that, and all that come after.
+bool TestBus::waitUntil(const std::function<bool()>& condition, int timeoutMs, const QString& what)
+{
+    QEventLoop loop;
+    QTimer alarm; // wakes the loop up when the time is over
+    alarm.setSingleShot(true);
+    alarm.start(qMax(0, timeoutMs));
+    while (!condition()) {
+        if (!alarm.isActive()) {
+            return m_host->fail(QStringLiteral("%1 within %2 ms. %3")
+                                    .arg(what, QString::number(timeoutMs), m_host->record().describe()));
+        }
+        loop.processEvents(QEventLoop::WaitForMoreEvents);
+        QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete); // left to a loop that is entered
+    }
+    return true;
+}
+
+} // namespace tarvex::testing

@@ -1,0 +1,1058 @@
+#include "testbus.h"
+
+#include "busclient.h"
+#include "client/supportedclients.h"
+#include "client/tarvexqueryhandler.h"
+#include "fakebus.h"
+#include "printer.h"
+
+#include <QCoreApplication>
+#include <QPointer>
+#include <QTest>
+#include <QTimer>
+
+#include <memory>
+
+Q_DECLARE_METATYPE(tarvex::testing::TestBus::Connections)
+
+using tarvex::ClientSettings;
+using tarvex::ClientState;
+using tarvex::TarvexError;
+using tarvex::TarvexQueryHandler;
+using tarvex::testing::TestBus;
+
+namespace {
+
+constexpr int SHORT_MS = 100; ///< For waits that are to fail.
+
+QString printer()
+{
+    return QStringLiteral("printer");
+}
+
+QString cashbox()
+{
+    return QStringLiteral("cashbox");
+}
+
+QString print()
+{
+    return QStringLiteral("print");
+}
+
+ClientSettings settingsOf(const QString& owner, const QString& paper = QStringLiteral("thick"))
+{
+    ClientSettings settings;
+    settings.setOwner(owner);
+    settings.setFormattedSettings({{QStringLiteral("paper"), QVariantMap{{QStringLiteral("kind"), paper}}}}, true);
+    return settings;
+}
+
+ClientState stateOf(const QString& owner, const QString& text)
+{
+    ClientState state;
+    state.setOwner(owner);
+    state.setStateType(static_cast<ClientState::EStateType>(1));
+    state.setState(text);
+    return state;
+}
+
+Message plainMessage(const QString& reciever, const QString& text)
+{
+    Message message;
+    message.setReciever(reciever);
+    message.setMessage(text);
+    return message;
+}
+
+Message commandMessage(const QString& reciever, const QString& name, const QVariantMap& data = {})
+{
+    TarvexCommand command;
+    command.setAgent(reciever);
+    command.setName(name);
+    command.setData(data);
+    return command.toOutgoingMessage();
+}
+
+QVariantMap numbered(int number)
+{
+    return {{QStringLiteral("number"), number}};
+}
+
+int numberOf(const std::optional<TarvexCommand>& command)
+{
+    return command ? command->data().value(QStringLiteral("number"), -1).toInt() : -1;
+}
+
+bool canConnect()
+{
+    return BusClient(BusClient::QUERY_PORT).isConnected() || BusClient(BusClient::RECEIVER_PORT).isConnected();
+}
+
+} // namespace
+
+class TstTestBus : public QObject
+{
+    Q_OBJECT
+private Q_SLOTS:
+    void start_again_changesNothing();
+    void start_portInUse_fails_data();
+    void start_portInUse_fails();
+    void start_secondBus_fails();
+    void stop_closesEverything();
+    void end_closesEverything();
+    void restart_severalTimes_keepsWhatIsStored();
+    void stopped_takesNothing();
+    void neverStarted_takesNothing();
+
+    void waitForClient_returnsWithBothConnections();
+    void waitForClient_oneConnection_needsNoOther_data();
+    void waitForClient_oneConnection_needsNoOther();
+    void waitForClient_timedOut_saysWhoIsThere();
+    void waitForDisconnected_returnsWhenBothAreGone();
+    void waitForDisconnected_timedOut_fails();
+
+    void sendCommand_isAnswered();
+    void sendCommand_toAbsentClient_reachesItLater();
+    void sendCommand_unknown_getsTheErrorAsReply();
+    void sendMessage_withoutSender_fails();
+    void sendMessage_keepsItsUid();
+    void sendMessage_twoAtOnce_differ();
+    void waitForReply_unknownUid_fails();
+    void waitForReply_timedOut_fails();
+    void waitForReply_toAnother_isNone();
+    void waitForAcknowledged_returnsWhenTaken();
+    void waitForAcknowledged_absentClient_timesOut();
+    void saveSettings_areAppliedByTheirOwner();
+    void saveSettings_withoutOwner_areRefused();
+    void saveSettings_withoutMail_tellsNobody();
+    void saveState_isStoredAndDated();
+    void saveState_tellsSubscribers();
+    void settings_noneStored_saysSo();
+    void state_noneStored_saysSo();
+
+    void waitForCommand_takesEachOnce_inOrder();
+    void waitForCommand_otherName_staysForLater();
+    void waitForCommand_filtered_takesTheFirstThatFits();
+    void waitForCommand_comingDuringTheWait_isTaken();
+    void waitForCommand_refusedByTheBus_isNone();
+    void waitForCommand_ofTheTestItself_isNone();
+    void waitForCommand_findsLogLines();
+    void waitForCommand_timedOut_saysWhatCame();
+    void waitForCommand_timedOut_cutsWhatIsLong();
+    void waitForMessage_takesWhatIsNoCommand();
+    void waitForMessage_withoutAddressee_isFound();
+    void waitForMessage_falseSender_isTheConnectionsOwn();
+    void waitForState_takesTheNextReport();
+    void waitForState_filtered_skipsOthers();
+    void waitForState_timedOut_fails();
+    void waitForSettings_findsWhatTheServiceSaves();
+    void waitForSettings_timedOut_fails();
+    void waitForRequest_findsAnyOperation();
+    void waitForRequest_timedOut_fails();
+    void clear_forgetsWhatCame();
+
+    void dropConnections_ofOne_comesBackAndGetsItsMessage();
+    void dropConnections_ofAll_dropsEverybody();
+    void refuseConnections_keepsWhoIsThere();
+    void refuseConnections_portTaken_fails();
+    void refuseConnections_endsWithRestart();
+    void failRequests_ofOneOperation_failsThatAlone();
+    void failRequests_ofOneClient_sparesOthers();
+    void failRequests_everything_latestRuleCounts();
+    void failRequests_handshake_keepsServiceOutside();
+    void failRequests_beforeStart_holds();
+    void failRequests_doesNotTouchTheTest();
+    void ignoreRequests_getNoReply();
+
+    void wait_runsTheEventLoop();
+    void wait_afterQuit_stillWaits();
+    void wait_noTime_looksOnce();
+    void wait_manyThatNobodyTakes_findsTheOne();
+};
+
+void TstTestBus::start_again_changesNothing()
+{
+    TestBus bus;
+    QVERIFY(!bus.isRunning());
+    QVERIFY2(bus.start(), qPrintable(bus.errorString()));
+    TarvexQueryHandler client(cashbox());
+    QVERIFY(client.open());
+    QVERIFY(bus.start());
+    QVERIFY(bus.isRunning());
+    QVERIFY(client.saveState(stateOf(cashbox(), QStringLiteral("open"))));
+}
+
+void TstTestBus::start_portInUse_fails_data()
+{
+    QTest::addColumn<int>("port");
+    QTest::newRow("query") << 45535;
+    QTest::newRow("receiver") << 45537;
+}
+
+void TstTestBus::start_portInUse_fails()
+{
+    QFETCH(int, port);
+    TestBus bus;
+    {
+        const FakeBus occupant(static_cast<quint16>(port));
+        QVERIFY(occupant.isListening());
+        QVERIFY(!bus.start());
+        QVERIFY2(bus.errorString().contains(QString::number(port)), qPrintable(bus.errorString()));
+        QVERIFY(!bus.isRunning());
+    }
+    QVERIFY2(bus.start(), qPrintable(bus.errorString()));
+}
+
+void TstTestBus::start_secondBus_fails()
+{
+    TestBus first;
+    QVERIFY(first.start());
+    TestBus second;
+    QVERIFY(!second.start());
+    QVERIFY(first.isRunning());
+    QVERIFY(canConnect());
+}
+
+void TstTestBus::stop_closesEverything()
+{
+    TestBus bus;
+    bus.stop();
+    QVERIFY(bus.start());
+    BusClient client(BusClient::QUERY_PORT, printer());
+    QVERIFY(bus.waitForClient(printer(), TestBus::DEFAULT_TIMEOUT_MS, TestBus::Connections::Query));
+    bus.stop();
+    QVERIFY(client.waitForClose());
+    QVERIFY(!canConnect());
+    QVERIFY(!bus.isRunning());
+    QVERIFY(bus.waitForDisconnected(printer(), 0));
+}
+
+void TstTestBus::end_closesEverything()
+{
+    auto bus = std::make_unique<TestBus>();
+    QVERIFY(bus->start());
+    BusClient client(BusClient::QUERY_PORT, printer());
+    bus.reset();
+    QVERIFY(client.waitForClose());
+    QVERIFY(!canConnect());
+}
+
+void TstTestBus::restart_severalTimes_keepsWhatIsStored()
+{
+    TestBus bus;
+    QVERIFY(bus.start());
+    ClientSettings settings = settingsOf(printer());
+    settings.setMailOwner(false); // so that the command below is the first message
+    QVERIFY(bus.saveSettings(settings));
+    QVERIFY(bus.saveState(stateOf(printer(), QStringLiteral("ready"))));
+    const QString uid = bus.sendCommand(cashbox(), printer(), print());
+    QVERIFY(!uid.isEmpty());
+    for (int round = 0; round < 3; ++round) {
+        QVERIFY2(bus.restart(), qPrintable(bus.errorString()));
+    }
+    QCOMPARE(bus.settings(printer()).value_or(ClientSettings()).formattedSettings(), settings.formattedSettings());
+    QCOMPARE(bus.state(printer()).value_or(ClientState()).state(), QStringLiteral("ready"));
+    BusClient receiver(BusClient::RECEIVER_PORT, printer());
+    QCOMPARE(receiver.read().data.value(QStringLiteral("UID")).toString(), uid);
+    QVERIFY(!TestBus().settings(printer()));
+}
+
+void TstTestBus::stopped_takesNothing()
+{
+    TestBus bus;
+    QVERIFY(bus.start());
+    QVERIFY(bus.saveState(stateOf(printer(), QStringLiteral("ready"))));
+    bus.stop();
+    QCOMPARE(bus.sendCommand(cashbox(), printer(), print()), QString());
+    QVERIFY2(bus.errorString().contains(QStringLiteral("not running")), qPrintable(bus.errorString()));
+    QVERIFY(!bus.saveSettings(settingsOf(printer())));
+    QVERIFY(!bus.state(printer()));
+    QVERIFY(!bus.refuseConnections(false));
+    QVERIFY(!canConnect());
+    bus.dropConnections();
+}
+
+void TstTestBus::neverStarted_takesNothing()
+{
+    TestBus bus;
+    QVERIFY(!bus.saveState(stateOf(printer(), QStringLiteral("ready"))));
+    QVERIFY(!bus.refuseConnections(true));
+    bus.dropConnections();
+    bus.clear();
+    bus.serveRequests();
+    QVERIFY(!bus.waitForState(printer(), 0));
+    QVERIFY(!bus.isRunning());
+}
+
+void TstTestBus::waitForClient_returnsWithBothConnections()
+{
+    TestBus bus;
+    QVERIFY(bus.start());
+    const BusClient query(BusClient::QUERY_PORT, printer());
+    QVERIFY(!bus.waitForClient(printer(), SHORT_MS));
+    const BusClient receiver(BusClient::RECEIVER_PORT, printer());
+    QVERIFY2(bus.waitForClient(printer()), qPrintable(bus.errorString()));
+}
+
+void TstTestBus::waitForClient_oneConnection_needsNoOther_data()
+{
+    QTest::addColumn<int>("port");
+    QTest::addColumn<TestBus::Connections>("wanted");
+    QTest::addColumn<TestBus::Connections>("other");
+    QTest::newRow("query") << 45535 << TestBus::Connections::Query << TestBus::Connections::Receiver;
+    QTest::newRow("receiver") << 45537 << TestBus::Connections::Receiver << TestBus::Connections::Query;
+}
+
+void TstTestBus::waitForClient_oneConnection_needsNoOther()
+{
+    QFETCH(int, port);
+    QFETCH(TestBus::Connections, wanted);
+    QFETCH(TestBus::Connections, other);
+    TestBus bus;
+    QVERIFY(bus.start());
+    const BusClient client(static_cast<quint16>(port), printer());
+    QVERIFY(bus.waitForClient(printer(), TestBus::DEFAULT_TIMEOUT_MS, wanted));
+    QVERIFY(!bus.waitForClient(printer(), SHORT_MS, other));
+    QVERIFY(!bus.waitForClient(cashbox(), SHORT_MS, wanted));
+}
+
+void TstTestBus::waitForClient_timedOut_saysWhoIsThere()
+{
+    TestBus bus;
+    QVERIFY(bus.start());
+    const BusClient client(BusClient::QUERY_PORT, printer());
+    QVERIFY(!bus.waitForClient(printer(), SHORT_MS));
+    const QString expected = QStringLiteral("\"printer\" has not joined the bus within 100 ms. "
+                                            "There: printer on the query port; nobody on the receiver port.\n"
+                                            "Came and was not taken, 1 in all:\n"
+                                            "  \"printer\", handshake: {\"name\":\"printer\"}");
+    QCOMPARE(bus.errorString(), expected);
+}
+
+void TstTestBus::waitForDisconnected_returnsWhenBothAreGone()
+{
+    TestBus bus;
+    QVERIFY(bus.start());
+    auto query = std::make_unique<BusClient>(BusClient::QUERY_PORT, printer());
+    auto receiver = std::make_unique<BusClient>(BusClient::RECEIVER_PORT, printer());
+    QVERIFY(bus.waitForClient(printer()));
+    query.reset();
+    QVERIFY(!bus.waitForDisconnected(printer(), SHORT_MS));
+    receiver.reset();
+    QVERIFY2(bus.waitForDisconnected(printer()), qPrintable(bus.errorString()));
+}
+
+void TstTestBus::waitForDisconnected_timedOut_fails()
+{
+    TestBus bus;
+    QVERIFY(bus.start());
+    const BusClient receiver(BusClient::RECEIVER_PORT, printer());
+    QVERIFY(bus.waitForClient(printer(), TestBus::DEFAULT_TIMEOUT_MS, TestBus::Connections::Receiver));
+    QVERIFY(!bus.waitForDisconnected(printer(), SHORT_MS));
+    QVERIFY(bus.errorString().startsWith(QStringLiteral("\"printer\" has not left the bus within 100 ms.")));
+}
+
+void TstTestBus::sendCommand_isAnswered()
+{
+    TestBus bus;
+    QVERIFY(bus.start());
+    Printer service;
+    service.doStart();
+    QVERIFY2(bus.waitForClient(printer()), qPrintable(bus.errorString()));
+    const QString uid = bus.sendCommand(cashbox(), printer(), print(), numbered(1));
+    QCOMPARE(uid.size(), 24);
+    const auto reply = bus.waitForReply(uid);
+    QVERIFY2(reply, qPrintable(bus.errorString()));
+    QCOMPARE(reply->name(), QStringLiteral("printed"));
+    QCOMPARE(reply->agent(), printer());
+    QCOMPARE(reply->uid(), uid);
+    QVERIFY(!bus.waitForReply(uid, SHORT_MS)); // taken
+}
+
+void TstTestBus::sendCommand_toAbsentClient_reachesItLater()
+{
+    TestBus bus;
+    QVERIFY(bus.start());
+    QVERIFY(!bus.sendCommand(cashbox(), printer(), print(), numbered(7)).isEmpty());
+    BusClient receiver(BusClient::RECEIVER_PORT, printer());
+    const Message pushed = Message::fromVariantMap(receiver.read().data);
+    QCOMPARE(pushed.sender(), cashbox());
+    QCOMPARE(pushed.reciever(), printer());
+    QCOMPARE(pushed.message(), QStringLiteral(R"({"cmd":"print","data":{"number":7}})"));
+    QVERIFY(pushed.dt().isValid());
+}
+
+void TstTestBus::sendCommand_unknown_getsTheErrorAsReply()
+{
+    TestBus bus;
+    QVERIFY(bus.start());
+    Printer service;
+    service.doStart();
+    const auto reply = bus.waitForReply(bus.sendCommand(cashbox(), printer(), QStringLiteral("dance")));
+    QVERIFY2(reply, qPrintable(bus.errorString()));
+    QCOMPARE(reply->name(), QStringLiteral("commandError"));
+}
+
+void TstTestBus::sendMessage_withoutSender_fails()
+{
+    TestBus bus;
+    QVERIFY(bus.start());
+    QCOMPARE(bus.sendMessage(plainMessage(printer(), QStringLiteral("hello"))), QString());
+    QCOMPARE(bus.errorString(), QStringLiteral("a message needs a sender"));
+}
+
+void TstTestBus::sendMessage_keepsItsUid()
+{
+    TestBus bus;
+    QVERIFY(bus.start());
+    Message message = plainMessage(printer(), QStringLiteral("hello"));
+    message.setSender(cashbox());
+    message.setUid(QStringLiteral("my own"));
+    QCOMPARE(bus.sendMessage(message), QStringLiteral("my own"));
+    BusClient receiver(BusClient::RECEIVER_PORT, printer());
+    QCOMPARE(receiver.read().data, message.toVariantMap());
+}
+
+void TstTestBus::sendMessage_twoAtOnce_differ()
+{
+    TestBus bus;
+    QVERIFY(bus.start());
+    QVERIFY(bus.sendCommand(cashbox(), printer(), print()) != bus.sendCommand(cashbox(), printer(), print()));
+}
+
+void TstTestBus::waitForReply_unknownUid_fails()
+{
+    TestBus bus;
+    QVERIFY(bus.start());
+    QVERIFY(!bus.waitForReply(QStringLiteral("unheard of")));
+    QCOMPARE(bus.errorString(), QStringLiteral("no message with the uid \"unheard of\" was sent"));
+}
+
+void TstTestBus::waitForReply_timedOut_fails()
+{
+    TestBus bus;
+    QVERIFY(bus.start());
+    const QString uid = bus.sendCommand(cashbox(), printer(), print());
+    QVERIFY(!bus.waitForReply(uid, SHORT_MS));
+    QVERIFY(bus.errorString().startsWith(
+        QStringLiteral("a reply to \"cashbox\" with the uid \"%1\" has not come within 100 ms.").arg(uid)));
+}
+
+void TstTestBus::waitForReply_toAnother_isNone()
+{
+    TestBus bus;
+    QVERIFY(bus.start());
+    const QString uid = bus.sendCommand(cashbox(), printer(), print());
+    TarvexQueryHandler client(printer());
+    QVERIFY(client.open());
+    Message elsewhere = commandMessage(QStringLiteral("display"), QStringLiteral("printed"));
+    elsewhere.setUid(uid);
+    QVERIFY(client.sendMessage(elsewhere));
+    QVERIFY(!bus.waitForReply(uid, SHORT_MS));
+    elsewhere.setReciever(cashbox());
+    QVERIFY(client.sendMessage(elsewhere));
+    QVERIFY2(bus.waitForReply(uid), qPrintable(bus.errorString()));
+}
+
+void TstTestBus::waitForAcknowledged_returnsWhenTaken()
+{
+    TestBus bus;
+    QVERIFY(bus.start());
+    const QString uid = bus.sendCommand(cashbox(), printer(), print());
+    BusClient receiver(BusClient::RECEIVER_PORT, printer());
+    const BusClient::Frame pushed = receiver.read();
+    QVERIFY(!bus.waitForAcknowledged(uid, SHORT_MS));
+    QVERIFY(receiver.acknowledge(pushed));
+    QVERIFY2(bus.waitForAcknowledged(uid), qPrintable(bus.errorString()));
+}
+
+void TstTestBus::waitForAcknowledged_absentClient_timesOut()
+{
+    TestBus bus;
+    QVERIFY(bus.start());
+    const QString uid = bus.sendCommand(cashbox(), printer(), print());
+    QVERIFY(!bus.waitForAcknowledged(uid, SHORT_MS));
+    QVERIFY(bus.errorString().startsWith(
+        QStringLiteral("the message \"%1\" was not acknowledged within 100 ms. There: nobody").arg(uid)));
+}
+
+void TstTestBus::saveSettings_areAppliedByTheirOwner()
+{
+    TestBus bus;
+    QVERIFY(bus.start());
+    QVERIFY(bus.saveSettings(settingsOf(printer(), QStringLiteral("thick"))));
+    Printer service;
+    service.doStart();
+    QVERIFY2(bus.waitForRequest(printer(), QStringLiteral("loadSettings")), qPrintable(bus.errorString()));
+    const auto before = bus.waitForReply(bus.sendCommand(cashbox(), printer(), print()));
+    QVERIFY(bus.saveSettings(settingsOf(printer(), QStringLiteral("thin"))));
+    QVERIFY2(bus.waitForRequest(printer(), QStringLiteral("loadSettings")), qPrintable(bus.errorString()));
+    const auto after = bus.waitForReply(bus.sendCommand(cashbox(), printer(), print()));
+    QVERIFY2(before && after, qPrintable(bus.errorString()));
+    QCOMPARE(before->data().value(QStringLiteral("paper")).toString(), QStringLiteral("thick"));
+    QCOMPARE(after->data().value(QStringLiteral("paper")).toString(), QStringLiteral("thin"));
+}
+
+void TstTestBus::saveSettings_withoutOwner_areRefused()
+{
+    TestBus bus;
+    QVERIFY(bus.start());
+    QVERIFY(!bus.saveSettings(settingsOf(QString())));
+    QCOMPARE(bus.errorString(), QStringLiteral("saveSettings: refused with 2, \"Incorrect request data\""));
+}
+
+void TstTestBus::saveSettings_withoutMail_tellsNobody()
+{
+    TestBus bus;
+    QVERIFY(bus.start());
+    ClientSettings settings = settingsOf(printer());
+    settings.setMailOwner(false);
+    QVERIFY(bus.saveSettings(settings));
+    const QString uid = bus.sendCommand(cashbox(), printer(), print());
+    BusClient receiver(BusClient::RECEIVER_PORT, printer());
+    QCOMPARE(receiver.read().data.value(QStringLiteral("UID")).toString(), uid); // and nothing before it
+}
+
+void TstTestBus::saveState_isStoredAndDated()
+{
+    TestBus bus;
+    QVERIFY(bus.start());
+    QVERIFY(bus.saveState(stateOf(printer(), QStringLiteral("ready"))));
+    const auto stored = bus.state(printer());
+    QVERIFY2(stored, qPrintable(bus.errorString()));
+    QCOMPARE(stored->state(), QStringLiteral("ready"));
+    QVERIFY(stored->dt().isValid());
+    ClientState dated = stateOf(printer(), QStringLiteral("busy"));
+    dated.setDt(QDateTime(QDate(2020, 2, 29), QTime(1, 2, 3)));
+    QVERIFY(bus.saveState(dated));
+    QVERIFY(bus.state(printer()) == dated);
+}
+
+void TstTestBus::saveState_tellsSubscribers()
+{
+    TestBus bus;
+    QVERIFY(bus.start());
+    TarvexQueryHandler client(printer());
+    QVERIFY(client.open());
+    QVERIFY(client.subscribe(QStringList{cashbox()}));
+    QVERIFY(bus.saveState(stateOf(cashbox(), QStringLiteral("open"))));
+    BusClient receiver(BusClient::RECEIVER_PORT, printer());
+    const QString text = receiver.read().data.value(QStringLiteral("message")).toString();
+    QVERIFY2(text.startsWith(QStringLiteral(R"({"cmd":"stateChanged")")), qPrintable(text));
+}
+
+void TstTestBus::settings_noneStored_saysSo()
+{
+    TestBus bus;
+    QVERIFY(bus.start());
+    QVERIFY(!bus.settings(printer()));
+    QVERIFY2(bus.errorString().startsWith(QStringLiteral("loadSettings: refused with 5")),
+             qPrintable(bus.errorString()));
+}
+
+void TstTestBus::state_noneStored_saysSo()
+{
+    TestBus bus;
+    QVERIFY(bus.start());
+    QVERIFY(!bus.state(printer()));
+    QVERIFY2(bus.errorString().startsWith(QStringLiteral("loadState: refused with 5")), qPrintable(bus.errorString()));
+}
+
+void TstTestBus::waitForCommand_takesEachOnce_inOrder()
+{
+    TestBus bus;
+    QVERIFY(bus.start());
+    TarvexQueryHandler client(printer());
+    QVERIFY(client.open());
+    for (int number = 1; number <= 3; ++number) {
+        QVERIFY(client.sendMessage(commandMessage(cashbox(), print(), numbered(number))));
+    }
+    for (int number = 1; number <= 3; ++number) {
+        QCOMPARE(numberOf(bus.waitForCommand(cashbox(), print())), number);
+    }
+    QVERIFY(!bus.waitForCommand(cashbox(), print(), SHORT_MS));
+}
+
+void TstTestBus::waitForCommand_otherName_staysForLater()
+{
+    TestBus bus;
+    QVERIFY(bus.start());
+    TarvexQueryHandler client(printer());
+    QVERIFY(client.open());
+    QVERIFY(client.sendMessage(commandMessage(cashbox(), QStringLiteral("first"))));
+    QVERIFY(client.sendMessage(commandMessage(QStringLiteral("display"), QStringLiteral("second"))));
+    QVERIFY(client.sendMessage(commandMessage(cashbox(), QStringLiteral("second"))));
+    const auto second = bus.waitForCommand(cashbox(), QStringLiteral("second"));
+    const auto any = bus.waitForCommand(cashbox(), QString());
+    QVERIFY(second && any);
+    QCOMPARE(second->name(), QStringLiteral("second"));
+    QCOMPARE(second->agent(), printer());
+    QCOMPARE(any->name(), QStringLiteral("first"));
+    QVERIFY(bus.waitForCommand(QStringLiteral("display"), QStringLiteral("second")));
+}
+
+void TstTestBus::waitForCommand_filtered_takesTheFirstThatFits()
+{
+    TestBus bus;
+    QVERIFY(bus.start());
+    TarvexQueryHandler client(printer());
+    QVERIFY(client.open());
+    for (int number = 1; number <= 3; ++number) {
+        QVERIFY(client.sendMessage(commandMessage(cashbox(), print(), numbered(number))));
+    }
+    const auto isAboveOne = [](const TarvexCommand& command) { return numberOf(command) > 1; };
+    QCOMPARE(numberOf(bus.waitForCommand(cashbox(), print(), isAboveOne)), 2);
+    QCOMPARE(numberOf(bus.waitForCommand(cashbox(), print())), 1);
+    const auto isAboveThree = [](const TarvexCommand& command) { return numberOf(command) > 3; };
+    QVERIFY(!bus.waitForCommand(cashbox(), print(), isAboveThree, SHORT_MS));
+}
+
+void TstTestBus::waitForCommand_comingDuringTheWait_isTaken()
+{
+    TestBus bus;
+    QVERIFY(bus.start());
+    TarvexQueryHandler client(printer());
+    QVERIFY(client.open());
+    QTimer::singleShot(SHORT_MS, this,
+                       [&client] { client.sendMessage(commandMessage(cashbox(), print(), numbered(1))); });
+    QCOMPARE(numberOf(bus.waitForCommand(cashbox(), print())), 1);
+}
+
+void TstTestBus::waitForCommand_refusedByTheBus_isNone()
+{
+    TestBus bus;
+    QVERIFY(bus.start());
+    bus.failRequests(QStringLiteral("sendMessage"), TarvexError::StorageAccessError);
+    TarvexQueryHandler client(printer());
+    QVERIFY(client.open());
+    QVERIFY(!client.sendMessage(commandMessage(cashbox(), print())));
+    QVERIFY(!bus.waitForCommand(cashbox(), print(), SHORT_MS));
+    QVERIFY2(bus.errorString().endsWith(
+                 QStringLiteral("\n  \"printer\" to \"cashbox\": {\"cmd\":\"print\",\"data\":{}} (refused with 512)")),
+             qPrintable(bus.errorString()));
+}
+
+void TstTestBus::waitForCommand_ofTheTestItself_isNone()
+{
+    TestBus bus;
+    QVERIFY(bus.start());
+    QVERIFY(!bus.sendCommand(cashbox(), printer(), print()).isEmpty());
+    QVERIFY(!bus.waitForCommand(printer(), print(), SHORT_MS));
+}
+
+void TstTestBus::waitForCommand_findsLogLines()
+{
+    TestBus bus;
+    QVERIFY(bus.start());
+    Printer service;
+    service.doStart();
+    QVERIFY(bus.waitForClient(printer()));
+    qWarning("out of paper");
+    const auto isAboutPaper = [](const TarvexCommand& command) {
+        return command.data().value(QStringLiteral("text")).toString().contains(QStringLiteral("out of paper"));
+    };
+    const auto line = bus.waitForCommand(tarvex::BUSNAME_LOGGER, QStringLiteral("saveLog"), isAboutPaper);
+    QVERIFY2(line, qPrintable(bus.errorString()));
+    QCOMPARE(line->agent(), printer());
+}
+
+void TstTestBus::waitForCommand_timedOut_saysWhatCame()
+{
+    TestBus bus;
+    QVERIFY(bus.start());
+    TarvexQueryHandler client(printer());
+    QVERIFY(client.open());
+    QVERIFY(client.sendMessage(commandMessage(cashbox(), print(), numbered(1))));
+    QVERIFY(client.subscribe(QStringList{cashbox()}));
+    bus.ignoreRequests(QStringLiteral("handshake"));
+    BusClient unheard(BusClient::QUERY_PORT);
+    QVERIFY(unheard.sendRequest(QStringLiteral("handshake"), {{QStringLiteral("name"), cashbox()}}));
+    QVERIFY(!bus.waitForCommand(cashbox(), QStringLiteral("printed"), SHORT_MS));
+    const QString expected =
+        QStringLiteral("the command \"printed\" to \"cashbox\" has not come within 100 ms. "
+                       "There: printer on the query port; nobody on the receiver port.\n"
+                       "Came and was not taken, 4 in all:\n"
+                       "  \"printer\", handshake: {\"name\":\"printer\"}\n"
+                       "  \"printer\" to \"cashbox\": {\"cmd\":\"print\",\"data\":{\"number\":1}}\n"
+                       "  \"printer\", subscribe: {\"publishers\":[{\"goal\":3,\"name\":\"cashbox\"}]}\n"
+                       "  \"cashbox\", handshake: {\"name\":\"cashbox\"} (not answered)");
+    QCOMPARE(bus.errorString(), expected);
+    bus.clear();
+    QVERIFY(!bus.waitForCommand(cashbox(), QString(), 0));
+    QCOMPARE(bus.errorString(),
+             QStringLiteral("a command to \"cashbox\" has not come within 0 ms. There: printer on the query port; "
+                            "nobody on the receiver port.\nNothing came that was not taken."));
+}
+
+void TstTestBus::waitForCommand_timedOut_cutsWhatIsLong()
+{
+    TestBus bus;
+    QVERIFY(bus.start());
+    TarvexQueryHandler client(printer());
+    QVERIFY(client.open());
+    for (int number = 1; number <= 30; ++number) {
+        QVERIFY(client.sendMessage(
+            plainMessage(cashbox(), QStringLiteral("number %1 ").arg(number) + QString(100000, QLatin1Char('x')))));
+    }
+    QVERIFY(!bus.waitForCommand(cashbox(), print(), SHORT_MS));
+    const QString text = bus.errorString();
+    QVERIFY(text.contains(QStringLiteral(", 31 in all:\n  \"printer\" to \"cashbox\": number 11 xxx")));
+    QVERIFY(text.contains(QStringLiteral("\n  \"printer\" to \"cashbox\": number 30 xxx")));
+    QVERIFY(text.endsWith(QStringLiteral("xxx...")));
+    QVERIFY2(text.size() < 6000, qPrintable(QString::number(text.size())));
+}
+
+void TstTestBus::waitForMessage_takesWhatIsNoCommand()
+{
+    TestBus bus;
+    QVERIFY(bus.start());
+    TarvexQueryHandler client(printer());
+    QVERIFY(client.open());
+    QVERIFY(client.sendMessage(plainMessage(cashbox(), QStringLiteral("plain words"))));
+    QVERIFY(!bus.waitForCommand(cashbox(), QString(), SHORT_MS));
+    const auto message = bus.waitForMessage(cashbox());
+    QVERIFY2(message, qPrintable(bus.errorString()));
+    QCOMPARE(message->message(), QStringLiteral("plain words"));
+    QCOMPARE(message->sender(), printer());
+    QVERIFY(!bus.waitForMessage(cashbox(), SHORT_MS));
+    QVERIFY(bus.errorString().startsWith(QStringLiteral("a message to \"cashbox\" has not come within 100 ms.")));
+}
+
+void TstTestBus::waitForMessage_withoutAddressee_isFound()
+{
+    TestBus bus;
+    QVERIFY(bus.start());
+    TarvexQueryHandler client(printer());
+    QVERIFY(client.open());
+    QVERIFY(client.sendMessage(plainMessage(QLatin1String(""), QStringLiteral("to whom it may concern"))));
+    const auto message = bus.waitForMessage(QString());
+    QVERIFY2(message, qPrintable(bus.errorString()));
+    QCOMPARE(message->message(), QStringLiteral("to whom it may concern"));
+}
+
+void TstTestBus::waitForMessage_falseSender_isTheConnectionsOwn()
+{
+    TestBus bus;
+    QVERIFY(bus.start());
+    BusClient client(BusClient::QUERY_PORT, printer());
+    Message message = plainMessage(cashbox(), QStringLiteral("from somebody else"));
+    message.setSender(QStringLiteral("display"));
+    QCOMPARE(client.ask(QStringLiteral("sendMessage"), message.toVariantMap()).code, 0);
+    QCOMPARE(bus.waitForMessage(cashbox()).value_or(Message()).sender(), printer());
+}
+
+void TstTestBus::waitForState_takesTheNextReport()
+{
+    TestBus bus;
+    QVERIFY(bus.start());
+    TarvexQueryHandler client(printer());
+    QVERIFY(client.open());
+    QVERIFY(client.saveState(stateOf(QString(), QStringLiteral("1"))));
+    QVERIFY(client.saveState(stateOf(QString(), QStringLiteral("2"))));
+    QCOMPARE(bus.waitForState(printer()).value_or(ClientState()).state(), QStringLiteral("1"));
+    QCOMPARE(bus.waitForState(printer()).value_or(ClientState()).state(), QStringLiteral("2"));
+    QVERIFY(!bus.waitForState(printer(), SHORT_MS));
+}
+
+void TstTestBus::waitForState_filtered_skipsOthers()
+{
+    TestBus bus;
+    QVERIFY(bus.start());
+    Printer service;
+    service.doStart();
+    QVERIFY(bus.waitForClient(printer()));
+    for (int number = 1; number <= 3; ++number) {
+        QVERIFY(!bus.sendCommand(cashbox(), printer(), print()).isEmpty());
+    }
+    const auto isTwo = [](const ClientState& state) { return state.state() == QLatin1String("2"); };
+    const auto two = bus.waitForState(printer(), isTwo);
+    QVERIFY2(two, qPrintable(bus.errorString()));
+    QCOMPARE(two->state(), QStringLiteral("2"));
+    const auto next = bus.waitForState(printer());
+    QVERIFY2(next, qPrintable(bus.errorString()));
+    QCOMPARE(next->state(), QStringLiteral("3"));
+    QCOMPARE(bus.state(printer()).value_or(ClientState()).state(), QStringLiteral("3"));
+}
+
+void TstTestBus::waitForState_timedOut_fails()
+{
+    TestBus bus;
+    QVERIFY(bus.start());
+    TarvexQueryHandler client(cashbox());
+    QVERIFY(client.open());
+    QVERIFY(client.saveState(stateOf(QString(), QStringLiteral("1"))));
+    QVERIFY(!bus.waitForState(printer(), SHORT_MS));
+    QVERIFY(bus.errorString().startsWith(QStringLiteral("a state of \"printer\" has not come within 100 ms.")));
+    QVERIFY(!bus.waitForState(
+        cashbox(), [](const ClientState&) { return false; }, SHORT_MS));
+    QVERIFY(bus.errorString().startsWith(QStringLiteral("the state of \"cashbox\" that was wanted has not come")));
+}
+
+void TstTestBus::waitForSettings_findsWhatTheServiceSaves()
+{
+    TestBus bus;
+    QVERIFY(bus.start());
+    QVERIFY(bus.saveSettings(settingsOf(printer()))); // the test's own, not to be found
+    Printer service;
+    service.doStart();
+    QVERIFY(!bus.sendCommand(cashbox(), printer(), QStringLiteral("store")).isEmpty());
+    const auto settings = bus.waitForSettings(printer());
+    QVERIFY2(settings, qPrintable(bus.errorString()));
+    QCOMPARE(settings->description(), QStringLiteral("stored by the printer"));
+    QCOMPARE(bus.settings(printer()).value_or(ClientSettings()).description(), QStringLiteral("stored by the printer"));
+}
+
+void TstTestBus::waitForSettings_timedOut_fails()
+{
+    TestBus bus;
+    QVERIFY(bus.start());
+    QVERIFY(!bus.waitForSettings(printer(), SHORT_MS));
+    QVERIFY(bus.errorString().startsWith(QStringLiteral("settings of \"printer\" have not come within 100 ms.")));
+}
+
+void TstTestBus::waitForRequest_findsAnyOperation()
+{
+    TestBus bus;
+    QVERIFY(bus.start());
+    TarvexQueryHandler client(printer());
+    QVERIFY(client.open());
+    ClientState state;
+    QVERIFY(!client.loadState(cashbox(), state)); // refused, and found all the same
+    const auto data = bus.waitForRequest(printer(), QStringLiteral("loadState"));
+    QVERIFY2(data, qPrintable(bus.errorString()));
+    QCOMPARE(*data, (QVariantMap{{QStringLiteral("owner"), cashbox()}}));
+    QVERIFY(bus.waitForRequest(printer(), QStringLiteral("handshake")));
+    QVERIFY(!bus.waitForRequest(printer(), QStringLiteral("handshake"), SHORT_MS));
+}
+
+void TstTestBus::waitForRequest_timedOut_fails()
+{
+    TestBus bus;
+    QVERIFY(bus.start());
+    TarvexQueryHandler client(printer());
+    QVERIFY(client.open());
+    QVERIFY(!bus.waitForRequest(cashbox(), QStringLiteral("handshake"), SHORT_MS));
+    QVERIFY(bus.errorString().startsWith(
+        QStringLiteral("the request \"handshake\" of \"cashbox\" has not come within 100 ms.")));
+}
+
+void TstTestBus::clear_forgetsWhatCame()
+{
+    TestBus bus;
+    QVERIFY(bus.start());
+    TarvexQueryHandler client(printer());
+    QVERIFY(client.open());
+    QVERIFY(client.sendMessage(commandMessage(cashbox(), print(), numbered(1))));
+    bus.clear();
+    QVERIFY(client.sendMessage(commandMessage(cashbox(), print(), numbered(2))));
+    QCOMPARE(numberOf(bus.waitForCommand(cashbox(), print())), 2);
+}
+
+void TstTestBus::dropConnections_ofOne_comesBackAndGetsItsMessage()
+{
+    TestBus bus;
+    QVERIFY(bus.start());
+    const BusClient other(BusClient::QUERY_PORT, cashbox());
+    Printer service;
+    service.doStart();
+    QVERIFY(bus.waitForClient(printer()));
+    bus.dropConnections(printer());
+    const QString uid = bus.sendCommand(cashbox(), printer(), print());
+    QVERIFY2(bus.waitForClient(printer()), qPrintable(bus.errorString()));
+    QVERIFY2(bus.waitForAcknowledged(uid), qPrintable(bus.errorString()));
+    QVERIFY(bus.waitForClient(cashbox(), 0, TestBus::Connections::Query));
+    QVERIFY(!other.hasBytes());
+}
+
+void TstTestBus::dropConnections_ofAll_dropsEverybody()
+{
+    TestBus bus;
+    QVERIFY(bus.start());
+    BusClient one(BusClient::QUERY_PORT, printer());
+    BusClient other(BusClient::RECEIVER_PORT, cashbox());
+    bus.dropConnections();
+    QVERIFY(one.waitForClose());
+    QVERIFY(other.waitForClose());
+    QVERIFY(bus.waitForDisconnected(printer(), 0));
+    QVERIFY(BusClient(BusClient::QUERY_PORT, printer()).isConnected());
+}
+
+void TstTestBus::refuseConnections_keepsWhoIsThere()
+{
+    TestBus bus;
+    QVERIFY(bus.start());
+    TarvexQueryHandler client(printer());
+    QVERIFY(client.open());
+    QVERIFY(bus.refuseConnections(true));
+    QVERIFY(!canConnect());
+    QVERIFY(client.saveState(stateOf(QString(), QStringLiteral("here"))));
+    QVERIFY2(bus.refuseConnections(false), qPrintable(bus.errorString()));
+    QVERIFY(canConnect());
+}
+
+void TstTestBus::refuseConnections_portTaken_fails()
+{
+    TestBus bus;
+    QVERIFY(bus.start());
+    QVERIFY(bus.refuseConnections(true));
+    const FakeBus occupant(FakeBus::RECEIVER_PORT);
+    QVERIFY(!bus.refuseConnections(false));
+    QVERIFY2(bus.errorString().contains(QStringLiteral("45537")), qPrintable(bus.errorString()));
+    QVERIFY(bus.isRunning());
+}
+
+void TstTestBus::refuseConnections_endsWithRestart()
+{
+    TestBus bus;
+    QVERIFY(bus.start());
+    QVERIFY(bus.refuseConnections(true));
+    QVERIFY(bus.start());
+    QVERIFY(canConnect());
+    QVERIFY(bus.refuseConnections(true));
+    QVERIFY(bus.restart());
+    QVERIFY(canConnect());
+}
+
+void TstTestBus::failRequests_ofOneOperation_failsThatAlone()
+{
+    TestBus bus;
+    QVERIFY(bus.start());
+    bus.failRequests(QStringLiteral("saveState"), TarvexError::StorageAccessError);
+    TarvexQueryHandler client(printer());
+    QVERIFY(client.open());
+    QVERIFY(!client.saveState(stateOf(QString(), QStringLiteral("1"))));
+    QVERIFY(!bus.state(printer()));
+    QVERIFY(!bus.waitForState(printer(), 0));
+    QVERIFY(client.sendMessage(commandMessage(cashbox(), print())));
+    bus.serveRequests();
+    QVERIFY(client.saveState(stateOf(QString(), QStringLiteral("2"))));
+    QCOMPARE(bus.waitForState(printer()).value_or(ClientState()).state(), QStringLiteral("2"));
+}
+
+void TstTestBus::failRequests_ofOneClient_sparesOthers()
+{
+    TestBus bus;
+    QVERIFY(bus.start());
+    bus.failRequests(QStringLiteral("saveState"), TarvexError::StorageAccessError, printer());
+    TarvexQueryHandler one(printer());
+    TarvexQueryHandler other(cashbox());
+    QVERIFY(one.open() && other.open());
+    QVERIFY(!one.saveState(stateOf(QString(), QStringLiteral("1"))));
+    QVERIFY(other.saveState(stateOf(QString(), QStringLiteral("1"))));
+}
+
+void TstTestBus::failRequests_everything_latestRuleCounts()
+{
+    TestBus bus;
+    QVERIFY(bus.start());
+    BusClient client(BusClient::QUERY_PORT, printer());
+    bus.failRequests(QStringLiteral("loadState"), TarvexError::InvalidDataStorage);
+    bus.failRequests(QString(), TarvexError::StorageAccessError, printer());
+    const QVariantMap owner{{QStringLiteral("owner"), cashbox()}};
+    QCOMPARE(client.ask(QStringLiteral("loadState"), owner).code, 512);
+    QCOMPARE(client.ask(QStringLiteral("loadSettings"), owner).code, 512);
+    bus.failRequests(QStringLiteral("loadState"), TarvexError::InvalidDataStorage);
+    QCOMPARE(client.ask(QStringLiteral("loadState"), owner).code, 256);
+}
+
+void TstTestBus::failRequests_handshake_keepsServiceOutside()
+{
+    TestBus bus;
+    QVERIFY(bus.start());
+    bus.failRequests(QStringLiteral("handshake"), TarvexError::UnregisteredClient, printer());
+    Printer service;
+    service.doStart();
+    // One for each connection.
+    QVERIFY2(bus.waitForRequest(printer(), QStringLiteral("handshake")), qPrintable(bus.errorString()));
+    QVERIFY2(bus.waitForRequest(printer(), QStringLiteral("handshake")), qPrintable(bus.errorString()));
+    QVERIFY(bus.waitForDisconnected(printer(), 0));
+    bus.serveRequests();
+    QVERIFY2(bus.waitForClient(printer()), qPrintable(bus.errorString()));
+}
+
+void TstTestBus::failRequests_beforeStart_holds()
+{
+    TestBus bus;
+    bus.failRequests(QStringLiteral("handshake"), TarvexError::UnregisteredClient);
+    QVERIFY(bus.start());
+    QVERIFY(!BusClient(BusClient::QUERY_PORT, printer()).isConnected());
+    QVERIFY(bus.restart());
+    QVERIFY(!BusClient(BusClient::QUERY_PORT, printer()).isConnected());
+}
+
+void TstTestBus::failRequests_doesNotTouchTheTest()
+{
+    TestBus bus;
+    QVERIFY(bus.start());
+    bus.failRequests(QString(), TarvexError::StorageAccessError);
+    QVERIFY2(bus.saveSettings(settingsOf(printer())), qPrintable(bus.errorString()));
+    QVERIFY(bus.settings(printer()));
+}
+
+void TstTestBus::ignoreRequests_getNoReply()
+{
+    TestBus bus;
+    QVERIFY(bus.start());
+    BusClient client(BusClient::QUERY_PORT, printer());
+    bus.ignoreRequests(QStringLiteral("saveState"), printer());
+    QVERIFY(client.sendRequest(QStringLiteral("saveState"), stateOf(printer(), QStringLiteral("1")).toVariantMap()));
+    QVERIFY2(bus.waitForRequest(printer(), QStringLiteral("saveState")), qPrintable(bus.errorString()));
+    // Requests are answered in order: had there been a reply, it would come first.
+    const BusClient::Frame reply = client.ask(QStringLiteral("loadState"), {{QStringLiteral("owner"), printer()}});
+    QCOMPARE(reply.operation, QStringLiteral("loadState"));
+    QCOMPARE(reply.code, 5);
+}
+
+void TstTestBus::wait_runsTheEventLoop()
+{
+    TestBus bus;
+    QVERIFY(bus.start());
+    bool hasTicked = false;
+    QTimer::singleShot(0, this, [&hasTicked] { hasTicked = true; });
+    const QPointer<QObject> doomed(new QObject);
+    doomed->deleteLater();
+    QVERIFY(!bus.waitForClient(printer(), SHORT_MS));
+    QVERIFY(hasTicked);
+    QVERIFY(doomed.isNull());
+}
+
+void TstTestBus::wait_afterQuit_stillWaits()
+{
+    TestBus bus;
+    QVERIFY(bus.start());
+    QCoreApplication::quit();
+    TarvexQueryHandler client(printer());
+    QTimer::singleShot(SHORT_MS, this, [&client] { client.open(); });
+    QVERIFY2(bus.waitForClient(printer(), TestBus::DEFAULT_TIMEOUT_MS, TestBus::Connections::Query),
+             qPrintable(bus.errorString()));
+}
+
+void TstTestBus::wait_noTime_looksOnce()
+{
+    TestBus bus;
+    QVERIFY(bus.start());
+    TarvexQueryHandler client(printer());
+    QVERIFY(client.open());
+    QVERIFY(client.sendMessage(commandMessage(cashbox(), print())));
+    QVERIFY(bus.waitForCommand(cashbox(), print(), 0));
+    QVERIFY(!bus.waitForCommand(cashbox(), print(), 0));
+    QVERIFY(!bus.waitForCommand(cashbox(), print(), -1));
+}
+
+void TstTestBus::wait_manyThatNobodyTakes_findsTheOne()
+{
+    TestBus bus;
+    QVERIFY(bus.start());
+    BusClient client(BusClient::QUERY_PORT, printer()); // the library's own takes 10 ms for each
+    for (int number = 0; number < 5000; ++number) {
+        const Message message = commandMessage(cashbox(), print(), numbered(number));
+        QCOMPARE(client.ask(QStringLiteral("sendMessage"), message.toVariantMap()).code, 0);
+    }
+    const auto isLast = [](const TarvexCommand& command) { return numberOf(command) == 4999; };
+    QVERIFY2(bus.waitForCommand(cashbox(), print(), isLast), qPrintable(bus.errorString()));
+    QCOMPARE(numberOf(bus.waitForCommand(cashbox(), print())), 0);
+}
+
+QTEST_GUILESS_MAIN(TstTestBus)
+#include "tst_testbus.moc"

@@ -1,0 +1,190 @@
+#include "client/supportedclients.h"
+#include "printerservice.h"
+#include "printerstate.h"
+#include "testing/testbus.h"
+
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QTest>
+
+#include <memory>
+
+using tarvex::BUSNAME_LOGGER;
+using tarvex::BUSNAME_TERMINAL_GUI;
+using tarvex::BUSNAME_TICKET_PRINTER;
+using tarvex::testing::TestBus;
+
+namespace {
+
+QString cashbox()
+{
+    return QStringLiteral("cashbox"); // the test's own name; nobody has to know it
+}
+
+QVariantMap ticket(const QString& text)
+{
+    return {{QStringLiteral("text"), text}};
+}
+
+int paperLeft(const tarvex::ClientState& state)
+{
+    return QJsonDocument::fromJson(state.state().toUtf8()).object().value(QLatin1String("paperLeft")).toInt();
+}
+
+} // namespace
+
+/// Each test has a bus and a service of its own; the bus's name for the service is the device's.
+class TstTicketPrinter : public QObject
+{
+    Q_OBJECT
+private Q_SLOTS:
+    void init();
+    void cleanup();
+    void print_isAnsweredWithWhatIsLeft();
+    void print_withoutText_isRefused_data();
+    void print_withoutText_isRefused();
+    void print_isReportedInTheState();
+    void unknownCommand_isRefused();
+    void settings_areApplied();
+    void paper_runningLow_isShownOnTheScreen();
+    void lostConnection_losesNoCommand();
+    void lostBus_comesBackWithItsService();
+
+private:
+    QString send(const QString& command, const QVariantMap& data);
+    std::optional<TarvexCommand> ask(const QString& command, const QVariantMap& data);
+    bool configure(const QString& key, int value);
+
+    std::unique_ptr<TestBus> m_bus;
+    std::unique_ptr<PrinterService> m_service;
+};
+
+void TstTicketPrinter::init()
+{
+    m_bus = std::make_unique<TestBus>();
+    QVERIFY2(m_bus->start(), qPrintable(m_bus->errorString()));
+    m_service = std::make_unique<PrinterService>(BUSNAME_TICKET_PRINTER);
+    m_service->doStart();
+    QVERIFY2(m_bus->waitForClient(BUSNAME_TICKET_PRINTER), qPrintable(m_bus->errorString()));
+}
+
+void TstTicketPrinter::cleanup()
+{
+    m_service.reset(); // before its bus: it would try to come back
+    m_bus.reset();
+}
+
+void TstTicketPrinter::print_isAnsweredWithWhatIsLeft()
+{
+    const auto answer = ask(QStringLiteral("print"), ticket(QStringLiteral("zone A")));
+    QVERIFY2(answer, qPrintable(m_bus->errorString()));
+    QCOMPARE(answer->name(), QStringLiteral("printed"));
+    QCOMPARE(answer->data().value(QStringLiteral("paperLeft")).toInt(), PrinterState::PAPER_ROLL - 1);
+}
+
+void TstTicketPrinter::print_withoutText_isRefused_data()
+{
+    QTest::addColumn<QVariantMap>("data");
+    QTest::newRow("empty") << ticket(QLatin1String(""));
+    QTest::newRow("blanks") << ticket(QStringLiteral(" \n"));
+    QTest::newRow("other key") << QVariantMap{{QStringLiteral("txt"), QStringLiteral("zone A")}};
+    QTest::newRow("no text") << QVariantMap{{QStringLiteral("text"), QVariantList{1, 2}}};
+}
+
+void TstTicketPrinter::print_withoutText_isRefused()
+{
+    QFETCH(QVariantMap, data);
+    const auto answer = ask(QStringLiteral("print"), data);
+    QVERIFY2(answer, qPrintable(m_bus->errorString()));
+    QCOMPARE(answer->name(), QStringLiteral("commandError"));
+    QCOMPARE(answer->data().value(QStringLiteral("errorText")).toString(), QStringLiteral("There is no text to print"));
+}
+
+void TstTicketPrinter::print_isReportedInTheState()
+{
+    QVERIFY2(m_bus->waitForState(BUSNAME_TICKET_PRINTER), qPrintable(m_bus->errorString())); // it has just connected
+    QVERIFY(ask(QStringLiteral("print"), ticket(QStringLiteral("zone A"))));
+    const auto isOneLess = [](const tarvex::ClientState& state) {
+        return paperLeft(state) == PrinterState::PAPER_ROLL - 1;
+    };
+    // At once: its next report at the interval is due after 10 s.
+    const auto state = m_bus->waitForState(BUSNAME_TICKET_PRINTER, isOneLess, 8000);
+    QVERIFY2(state, qPrintable(m_bus->errorString()));
+    QCOMPARE(int(state->stateType()), int(PrinterState::Ready));
+    QCOMPARE(state->description(), QStringLiteral("99 tickets left"));
+}
+
+void TstTicketPrinter::unknownCommand_isRefused()
+{
+    const auto answer = ask(QStringLiteral("dance"), {});
+    QVERIFY2(answer, qPrintable(m_bus->errorString()));
+    QCOMPARE(answer->name(), QStringLiteral("commandError"));
+    QCOMPARE(answer->data().value(QStringLiteral("errorText")).toString(), QStringLiteral("No such method (dance)"));
+}
+
+void TstTicketPrinter::settings_areApplied()
+{
+    QVERIFY2(configure(QStringLiteral("copies"), 3), qPrintable(m_bus->errorString()));
+    const auto answer = ask(QStringLiteral("print"), ticket(QStringLiteral("zone A")));
+    QVERIFY2(answer, qPrintable(m_bus->errorString()));
+    QCOMPARE(answer->data().value(QStringLiteral("paperLeft")).toInt(), PrinterState::PAPER_ROLL - 3);
+}
+
+void TstTicketPrinter::paper_runningLow_isShownOnTheScreen()
+{
+    QVERIFY2(configure(QStringLiteral("paperWarning"), PrinterState::PAPER_ROLL - 1), qPrintable(m_bus->errorString()));
+    QVERIFY(ask(QStringLiteral("print"), ticket(QStringLiteral("zone A"))));
+    const auto shown = m_bus->waitForCommand(BUSNAME_TERMINAL_GUI, QStringLiteral("showLogMessage"));
+    QVERIFY2(shown, qPrintable(m_bus->errorString()));
+    const auto isLow = [](const tarvex::ClientState& state) {
+        return int(state.stateType()) == PrinterState::PaperLow;
+    };
+    QVERIFY2(m_bus->waitForState(BUSNAME_TICKET_PRINTER, isLow), qPrintable(m_bus->errorString()));
+}
+
+void TstTicketPrinter::lostConnection_losesNoCommand()
+{
+    QVERIFY(ask(QStringLiteral("print"), ticket(QStringLiteral("zone A"))));
+    m_bus->dropConnections(BUSNAME_TICKET_PRINTER);
+    QVERIFY(!send(QStringLiteral("print"), ticket(QStringLiteral("zone B"))).isEmpty()); // it is not there to get it
+    // The state tells, not the answer: an answer may be lost when its connection is, and is not sent again.
+    const auto isTwoLess = [](const tarvex::ClientState& state) {
+        return paperLeft(state) == PrinterState::PAPER_ROLL - 2;
+    };
+    QVERIFY2(m_bus->waitForState(BUSNAME_TICKET_PRINTER, isTwoLess), qPrintable(m_bus->errorString()));
+}
+
+void TstTicketPrinter::lostBus_comesBackWithItsService()
+{
+    m_bus->stop();
+    QVERIFY2(m_bus->start(), qPrintable(m_bus->errorString()));
+    QVERIFY2(m_bus->waitForClient(BUSNAME_TICKET_PRINTER), qPrintable(m_bus->errorString()));
+    QVERIFY2(ask(QStringLiteral("print"), ticket(QStringLiteral("zone A"))), qPrintable(m_bus->errorString()));
+}
+
+QString TstTicketPrinter::send(const QString& command, const QVariantMap& data)
+{
+    return m_bus->sendCommand(cashbox(), BUSNAME_TICKET_PRINTER, command, data);
+}
+
+/// Sends a command and waits for what answers it.
+std::optional<TarvexCommand> TstTicketPrinter::ask(const QString& command, const QVariantMap& data)
+{
+    return m_bus->waitForReply(send(command, data));
+}
+
+/// Saves a setting and waits until the printer goes by it. That it has loaded its settings would not be enough: they
+/// are on their way to another of its threads then. It logs what it has applied.
+bool TstTicketPrinter::configure(const QString& key, int value)
+{
+    tarvex::ClientSettings settings;
+    settings.setOwner(BUSNAME_TICKET_PRINTER);
+    settings.setFormattedSettings({{QStringLiteral("printer"), QVariantMap{{key, value}}}}, true);
+    const auto isApplied = [](const TarvexCommand& line) {
+        return line.data().value(QStringLiteral("text")).toString().contains(QLatin1String("copies:"));
+    };
+    return m_bus->saveSettings(settings) && m_bus->waitForCommand(BUSNAME_LOGGER, QStringLiteral("saveLog"), isApplied);
+}
+
+QTEST_GUILESS_MAIN(TstTicketPrinter)
+#include "tst_ticketprinter.moc"

@@ -92,7 +92,7 @@ QByteArray readPayload(const QPointer<QTcpSocket>& socket, qint32 size)
     QElapsedTimer silence;
     silence.start();
     for (qint32 round = 0; payload.size() < size && round <= size / BYTES_PER_ROUND; ++round) {
-        if (!socket || QThread::currentThread()->isInterruptionRequested()) {
+        if (!socket) {
             break;
         }
         const qint64 missing = size - payload.size();
@@ -102,7 +102,10 @@ QByteArray readPayload(const QPointer<QTcpSocket>& socket, qint32 size)
         payload += piece;
         if (!piece.isEmpty()) {
             silence.start();
-        } else if (!quiet.isConnected() || silence.hasExpired(busframe::PAYLOAD_SILENCE_TIMEOUT_MS)) {
+        } else if (!quiet.isConnected() || QThread::currentThread()->isInterruptionRequested()
+                   || silence.hasExpired(busframe::PAYLOAD_SILENCE_TIMEOUT_MS)) {
+            // Not before a round that brought nothing: a worker that is being stopped still saves its state, and the
+            // answer to that is here.
             break;
         }
         QThread::msleep(ROUND_PAUSE_MS);

@@ -26,8 +26,8 @@ bool awaitLine(const QPointer<QTcpSocket>& socket);
 ///
 /// Blocks for these rounds at most, and for less when the payload is complete, when the peer has gone and nothing is
 /// left to take in, when nothing has come for busframe::PAYLOAD_SILENCE_TIMEOUT_MS, or when the thread's interruption
-/// is requested. A size above busframe::MAX_PAYLOAD_SIZE is not waited for. Memory grows with what arrives only.
-/// \return what has come, at most \a size bytes.
+/// is requested and a round has brought nothing. A size above busframe::MAX_PAYLOAD_SIZE is not waited for. Memory
+/// grows with what arrives only. \return what has come, at most \a size bytes.
 QByteArray readPayload(const QPointer<QTcpSocket>& socket, qint32 size);
 
 } // namespace tarvex::socketreader

@@ -109,6 +109,7 @@ private Q_SLOTS:
     void readPayload_peerGone_skipsRounds();
     void readPayload_peerGoneAfterAll_isComplete();
     void readPayload_interrupted_isGivenUp();
+    void readPayload_interrupted_takesWhatIsHere();
     void readPayload_withoutSocket_readsNothing();
     void readPayload_silentForTheWholeTimeout_isGivenUp();
     void readPayload_neverSilentForLong_isComplete();
@@ -306,6 +307,23 @@ void TstSocketreader::readPayload_interrupted_isGivenUp()
     reader->start();
     reader->requestInterruption();
     QVERIFY(reader->wait(20000)); // all rounds would be 1000 s, the silence 30 s
+}
+
+// A worker's last exchange, in its doStop(), has its thread asked to end already.
+void TstSocketreader::readPayload_interrupted_takesWhatIsHere()
+{
+    const QByteArray bytes = patternedBytes(5000);
+    QByteArray payload;
+    const std::unique_ptr<QThread> reader(QThread::create([&] {
+        const Connection connection([bytes](FakeBus::Peer& peer) { peer.send(bytes); });
+        if (connection.waitUntilSystemHoldsBytes()) {
+            QThread::currentThread()->requestInterruption();
+            payload = socketreader::readPayload(connection.socket(), bytes.size());
+        }
+    }));
+    reader->start();
+    QVERIFY(reader->wait(20000));
+    QCOMPARE(payload, bytes);
 }
 
 void TstSocketreader::readPayload_withoutSocket_readsNothing()

@@ -10,6 +10,7 @@
 #include "logging/tarvexlogcreator.h"
 #include "logging/tarvexloggingcategory.h"
 
+#include <QDeadlineTimer>
 #include <QElapsedTimer>
 #include <QMetaMethod>
 #include <QPointer>
@@ -127,6 +128,27 @@ public:
     std::atomic<int> applied{0};
 };
 
+/// Says goodbye with a last state.
+class FarewellWorker : public QueryWorker
+{
+public:
+    explicit FarewellWorker(std::atomic<bool>& isSaved) : m_isSaved(isSaved) { }
+
+    bool doStop() override
+    {
+        // The controller posts the stop first and asks the thread to end right after that.
+        const QDeadlineTimer deadline(1000);
+        while (!QThread::currentThread()->isInterruptionRequested() && !deadline.hasExpired()) {
+            QThread::msleep(1);
+        }
+        m_isSaved = QThread::currentThread()->isInterruptionRequested() && handler->saveState(ClientState());
+        return QueryWorker::doStop();
+    }
+
+private:
+    std::atomic<bool>& m_isSaved;
+};
+
 TarvexCommand commandIn(const Message& message)
 {
     TarvexCommand cmd;
@@ -235,6 +257,7 @@ private Q_SLOTS:
     void stopped_whatIsQueuedBehindTheStop_changesNothing();
     void destructor_takesTheBridgeDownFirst();
     void destructor_deletesTheWorkers();
+    void destructor_lastStateIsSaved();
     void destructor_withSilentServer_isBounded();
     void refusedLines_doNotMultiply_data();
     void refusedLines_doNotMultiply();
@@ -732,6 +755,19 @@ void TstTarvexController::destructor_deletesTheWorkers()
     QCOMPARE(livingWorkers.load(), 0);
     QVERIFY(!threads.at(0));
     QVERIFY(!threads.at(1));
+}
+
+void TstTarvexController::destructor_lastStateIsSaved()
+{
+    std::atomic<bool> isSaved{false};
+    auto service = std::make_unique<Service>();
+    auto* const query = new FarewellWorker(isSaved);
+    service->initWorkers(nullptr, query);
+    QTRY_COMPARE(query->applied.load(), 1);
+    service.reset();
+    QTRY_COMPARE(livingWorkers.load(), 0);
+    QVERIFY(isSaved);
+    QCOMPARE(countOf(*m_query, QStringLiteral("saveState")), 1);
 }
 
 void TstTarvexController::destructor_withSilentServer_isBounded()

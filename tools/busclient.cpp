@@ -11,7 +11,7 @@ constexpr int MAX_SHOWN_LENGTH = 200;
 
 Failure notUnderstood(const LibLog& log)
 {
-    const QString line = log.lines().isEmpty() ? QStringLiteral("unknown") : log.lines().constFirst();
+    const QString line = log.complaint().isEmpty() ? QStringLiteral("unknown") : log.complaint();
     return Failure(NoBus,
                    QStringLiteral("what answered is no reply of the bus: %1")
                        .arg(line.section(QLatin1Char('\n'), 0, 0).left(MAX_SHOWN_LENGTH)));
@@ -23,14 +23,15 @@ Failure openFailure(const QString& name, const LibLog& log)
         return log.hasTimeOut() ? silence()
                                 : Failure(NoBus, QStringLiteral("the bus closed the connection during the handshake"));
     }
+    // A connection lost in the middle of the answer leaves the socket's words too: there was somebody.
+    if (!log.complaint().isEmpty()) {
+        return notUnderstood(log);
+    }
     if (!log.socketErrorText().isEmpty()) {
         return unreachable(log);
     }
     // The library says nothing about a refused handshake, and something about everything else.
-    if (log.lines().isEmpty()) {
-        return handshakeRefused(name);
-    }
-    return notUnderstood(log);
+    return handshakeRefused(name);
 }
 
 Failure askFailure(bool stillOpen, const LibLog& log)

@@ -100,6 +100,16 @@ bool LibLog::hasFailedWait() const
     return capturedLines().contains(FAILED_WAIT);
 }
 
+QString LibLog::complaint() const
+{
+    for (const QString& line : qAsConst(capturedLines())) {
+        if (!line.startsWith(SOCKET_ERROR)) {
+            return line;
+        }
+    }
+    return QString();
+}
+
 QString LibLog::socketErrorText() const
 {
     for (auto line = capturedLines().crbegin(); line != capturedLines().crend(); ++line) {

@@ -37,6 +37,9 @@ public:
     /// A wait ended without what was waited for, by time-out or because the connection was lost.
     bool hasFailedWait() const;
 
+    /// The first line that is not the socket's own: what was wrong with the exchange. Empty when there is none.
+    QString complaint() const;
+
     /// The socket's own words on its last error, such as "Connection refused"; empty when it had none.
     QString socketErrorText() const;
 

@@ -15,7 +15,7 @@ constexpr unsigned long ROUND_PAUSE_MS = 10;
 /// One round for so many bytes, and one round more.
 constexpr qint32 BYTES_PER_ROUND = 100;
 
-/// Keeps the socket quiet while bytes are taken in, and makes up for the one signal that must not get lost.
+/// Keeps the socket quiet while bytes are taken in, and makes up for the signals of a lost connection.
 ///
 /// Taking bytes in goes through waitForReadyRead(0), which reports "nothing there" as a time-out error and new bytes as
 /// readyRead(): the one would be logged, the other would read the same payload a second time, nested.
@@ -34,7 +34,7 @@ public:
         }
         m_socket->blockSignals(m_wereBlocked);
         if (m_wasConnected && !isConnected()) {
-            Q_EMIT m_socket->disconnected();
+            reportLoss();
         }
     }
     Q_DISABLE_COPY_MOVE(QuietSocket)
@@ -51,6 +51,15 @@ public:
     bool isConnected() const { return m_socket && m_socket->state() == QAbstractSocket::ConnectedState; }
 
 private:
+    /// In Qt's order. The error is the loss, never a time-out: once connected no more, nothing is taken in any more.
+    void reportLoss()
+    {
+        Q_EMIT m_socket->errorOccurred(m_socket->error());
+        if (m_socket) {
+            Q_EMIT m_socket->disconnected();
+        }
+    }
+
     const QPointer<QTcpSocket> m_socket;
     const bool m_wasConnected;
     const bool m_wereBlocked;

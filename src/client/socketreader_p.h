@@ -9,8 +9,8 @@
 ///
 /// QTcpSocket is buffered: read() and canReadLine() see only what Qt has taken from the system already, and between two
 /// turns of the event loop it takes nothing. So each step here first takes in what the system holds by then. That waits
-/// for nothing, logs nothing, and emits none of the socket's signals but its disconnected(), which is emitted when the
-/// step is over.
+/// for nothing, logs nothing, and emits none of the socket's signals but those of a lost connection, error() and then
+/// disconnected(), which are emitted when the step is over.
 namespace tarvex::socketreader {
 
 /// Reads one header or size line: at most 15 bytes, the line end included.

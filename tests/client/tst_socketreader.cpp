@@ -115,7 +115,8 @@ private Q_SLOTS:
     void readPayload_neverSilentForLong_isComplete();
     void readPayload_isQuiet();
     void readPayload_blockedSocket_staysBlocked();
-    void readPayload_emitsDisconnectedOnce();
+    void readPayload_peerGone_emitsErrorThenDisconnectedOnce();
+    void readPayload_socketGoesWithTheError_isShort();
     void readPayload_large_takesFewRounds();
     void readLine_whole();
     void readLine_longerThanTheLimit_isSplit();
@@ -389,22 +390,44 @@ void TstSocketreader::readPayload_isQuiet()
 void TstSocketreader::readPayload_blockedSocket_staysBlocked()
 {
     const Connection connection([](FakeBus::Peer& peer) { peer.close(); });
+    const QSignalSpy error(connection.socket(), SIGNAL(error(QAbstractSocket::SocketError)));
     const QSignalSpy disconnected(connection.socket(), SIGNAL(disconnected()));
     connection.socket()->blockSignals(true);
     socketreader::readPayload(connection.socket(), 5000);
     QVERIFY(connection.socket()->signalsBlocked());
+    QCOMPARE(error.count(), 0);
     QCOMPARE(disconnected.count(), 0);
 }
 
-void TstSocketreader::readPayload_emitsDisconnectedOnce()
+void TstSocketreader::readPayload_peerGone_emitsErrorThenDisconnectedOnce()
 {
     const Connection connection([](FakeBus::Peer& peer) { peer.close(); });
-    const QSignalSpy disconnected(connection.socket(), SIGNAL(disconnected()));
-    QCOMPARE(socketreader::readPayload(connection.socket(), 5000), QByteArray());
-    QCOMPARE(disconnected.count(), 1);
-    QCOMPARE(socketreader::readPayload(connection.socket(), 5000), QByteArray());
+    const QPointer<QTcpSocket> socket = connection.socket();
+    QStringList emitted;
+    // By name, as the connections do: Qt emits this one whenever it emits its successor.
+    QSignalSpy error(socket, SIGNAL(error(QAbstractSocket::SocketError)));
+    connect(socket, &QTcpSocket::errorOccurred, socket, [&] { emitted.append(QStringLiteral("error")); });
+    connect(socket, &QTcpSocket::disconnected, socket, [&] { emitted.append(QStringLiteral("disconnected")); });
+    QCOMPARE(socketreader::readPayload(socket, 5000), QByteArray());
+    const QStringList expected{QStringLiteral("error"), QStringLiteral("disconnected")};
+    QCOMPARE(emitted, expected);
+    QCOMPARE(error.count(), 1);
+    QCOMPARE(error.constFirst().constFirst().value<QAbstractSocket::SocketError>(),
+             QAbstractSocket::RemoteHostClosedError);
+    QCOMPARE(socketreader::readPayload(socket, 5000), QByteArray());
     QTest::qWait(50);
-    QCOMPARE(disconnected.count(), 1);
+    QCOMPARE(emitted, expected);
+}
+
+void TstSocketreader::readPayload_socketGoesWithTheError_isShort()
+{
+    Connection connection([](FakeBus::Peer& peer) {
+        peer.send("half");
+        peer.close();
+    });
+    connect(connection.socket(), &QTcpSocket::errorOccurred, this, [&] { connection.destroySocket(); });
+    QCOMPARE(socketreader::readPayload(connection.socket(), 5000), QByteArray("half"));
+    QVERIFY(connection.socket().isNull());
 }
 
 // As few as the socket's buffers allow: whatever the peer has managed to send while a round reads belongs to that

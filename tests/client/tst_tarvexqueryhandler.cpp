@@ -106,6 +106,8 @@ private Q_SLOTS:
     void reply_inManySegmentsWithPauses_isRead();
     void reply_pauseBeyondTheRounds_fails();
     void reply_serverDiesInTheMiddle_failsSoon();
+    void reply_serverDiesInALine_isReported_data();
+    void reply_serverDiesInALine_isReported();
     void reply_serverClosesAfterIt_isRead();
     void reply_serverResets_fails();
     void failure_resynchronisesNothing();
@@ -636,9 +638,42 @@ void TstTarvexQueryHandler::reply_serverDiesInTheMiddle_failsSoon()
     timer.start();
     QVERIFY(!handler.saveState(ClientState()));
     QVERIFY(timer.elapsed() < 20000); // all rounds would be 400 s
-    QCOMPARE(log.texts().size(), 1);
-    QVERIFY(contains(log.texts(), QStringLiteral("critical: Incorrect reply data size ")));
+    QCOMPARE(log.texts().size(), 2);
+    QCOMPARE(log.texts().constFirst(), CLOSED_LINE);
+    QVERIFY(log.texts().constLast().startsWith(QStringLiteral("critical: Incorrect reply data size ")));
     QVERIFY(!handler.isOpen());
+    QTest::qWait(20);
+    QCOMPARE(disconnected.count(), 1);
+}
+
+void TstTarvexQueryHandler::reply_serverDiesInALine_isReported_data()
+{
+    QTest::addColumn<QByteArray>("bytes");
+    QTest::addColumn<QString>("beginning");
+    QTest::newRow("header") << QByteArray("[-REP") << QStringLiteral("critical: Incorrect reply header: [-REP");
+    QTest::newRow("size") << QByteArray("[-REPLY-]\r\n12") << QStringLiteral("critical: Incorrect reply data size ");
+}
+
+// The connection's own word comes before that it is gone, and the exchange's after both.
+void TstTarvexQueryHandler::reply_serverDiesInALine_isReported()
+{
+    QFETCH(QByteArray, bytes);
+    QFETCH(QString, beginning);
+    FakeBus bus;
+    bus.willDo([bytes](FakeBus::Peer& peer, const FakeBus::Request&) {
+        peer.send(bytes);
+        peer.close();
+    });
+    TarvexQueryHandler handler(QStringLiteral("printer"));
+    QVERIFY(handler.open());
+    const LogCapture log;
+    QStringList before;
+    const QSignalSpy disconnected(&handler, SIGNAL(busDisconnected()));
+    connect(&handler, &TarvexQueryHandler::busDisconnected, &handler, [&] { before = log.texts(); });
+    QVERIFY(!handler.saveState(ClientState()));
+    QCOMPARE(before, QStringList(CLOSED_LINE));
+    QCOMPARE(log.texts().size(), 2);
+    QVERIFY2(log.texts().constLast().startsWith(beginning), qPrintable(log.texts().constLast()));
     QTest::qWait(20);
     QCOMPARE(disconnected.count(), 1);
 }

@@ -24,6 +24,7 @@ private Q_SLOTS:
     void handshakeRefused_is3();
     void connectionClosedInHandshake_is3();
     void handshakeAnsweredByStranger_is3();
+    void handshakeCutOff_is3();
     void handshakeAnsweredBySomethingElse_is3();
     void connectionClosedInRequest_is3();
     void connectionResetInRequest_is3();
@@ -74,6 +75,19 @@ void TstExitStatus::handshakeAnsweredByStranger_is3()
     QCOMPARE(run.out(), QByteArray());
     QCOMPARE(run.err(),
              QByteArray("tarvexctl: what answered is no reply of the bus: Incorrect reply header: HTTP/1.1\n"));
+}
+
+void TstExitStatus::handshakeCutOff_is3()
+{
+    FakeBus bus;
+    bus.willAnswerHandshake([](FakeBus::Peer& peer, const FakeBus::Request&) {
+        peer.send("[-REPLY-]\r\n5000\r\nabc");
+        peer.close();
+    });
+    ProgramRun run(someVerb());
+    QCOMPARE(run.status(), 3);
+    QCOMPARE(run.out(), QByteArray());
+    QCOMPARE(run.err(), QByteArray("tarvexctl: what answered is no reply of the bus: Incorrect reply data size abc\n"));
 }
 
 void TstExitStatus::handshakeAnsweredBySomethingElse_is3()

@@ -45,7 +45,8 @@ public:
     QString description() const;
     void setDescription(const QString& description);
 
-    /// Compares the codes only, never the descriptions.
+    /// Compares the codes only, never the descriptions. Not const, so the left operand must not be either: that is how
+    /// they were published, and adding it would change their symbols.
     bool operator==(const TarvexError& other);
     bool operator!=(const TarvexError& other);
 

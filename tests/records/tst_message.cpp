@@ -1,5 +1,7 @@
 #include "records/message.h"
 
+#include "heldclock.h"
+
 #include <QCryptographicHash>
 #include <QJsonDocument>
 #include <QJsonObject>
@@ -40,52 +42,57 @@ Message someMessage()
     return message;
 }
 
-/// The identifier as the bus's other clients make it, for one second and one millisecond of the clock.
-QString expectedUid(const Message& message, const QString& isoTime, qint64 seedSecond, qint64 clockMs)
+/// A moment of the wall clock, and the random part that the bus's other clients put into an identifier then: a third of
+/// the sum, in 32 bits with sign, of what the C library's generator draws first with the second for a seed.
+struct Moment
 {
-    std::srand(static_cast<unsigned int>(seedSecond));
-    qint64 sum = 0;
-    for (int draw = 0; draw < 3; ++draw) {
-        sum += std::rand();
-    }
-    // Three draws overflow 32 bits as often as not: from here on the sum is what is left of it, with its sign.
-    sum &= 0xffffffffLL;
-    if (sum > 0x7fffffffLL) {
-        sum -= 0x100000000LL;
-    }
+    qint64 clockMs;
+    const char* randomPart;
+};
+
+/// What the sum does: it stays below 2^31; goes beyond and comes out negative, with a rest when it is divided; goes
+/// beyond 2^32 and comes out positive again.
+constexpr Moment PLAIN_SUM = {1700000004123, "544011776"};
+constexpr Moment NEGATIVE_SUM = {1700000003123, "-231766546"};
+constexpr Moment WRAPPED_SUM = {1700000023123, "474430852"};
+
+/// Holds the wall clock.
+class HeldMoment : public HeldClock
+{
+public:
+    explicit HeldMoment(const Moment& moment) { setWallClock(QDateTime::fromMSecsSinceEpoch(moment.clockMs)); }
+};
+
+/// The identifier as the bus's other clients make it.
+QString expectedUid(const Message& message, const QString& isoTime, const Moment& moment)
+{
     const QString text = QStringLiteral("MESSAGE") + message.sender() + message.reciever() + isoTime + message.message()
-        + QString::number(clockMs) + QString::number(sum / 3);
+        + QString::number(moment.clockMs) + QLatin1String(moment.randomPart);
     return QString::fromLatin1(QCryptographicHash::hash(text.toUtf8(), QCryptographicHash::Md5).toBase64());
 }
 
-/// Whether genUid() gave \a uid at some moment between two readings of the clock. The second and the millisecond are
-/// read apart, so the second may have been the one before.
-bool uidIsFromBetween(const Message& message, const QString& isoTime, const QString& uid, qint64 beforeMs,
-                      qint64 afterMs)
-{
-    for (qint64 clockMs = beforeMs; clockMs <= afterMs; ++clockMs) {
-        for (const qint64 second : {clockMs / 1000, beforeMs / 1000}) {
-            if (expectedUid(message, isoTime, second, clockMs) == uid) {
-                return true;
-            }
-        }
-    }
-    return false;
-}
-
-/// Makes the identifiers of all messages within one millisecond, however often it has to be tried.
+/// The identifiers of all messages, made within one millisecond.
 QStringList uidsOfOneMillisecond(const QList<Message>& messages)
 {
-    for (;;) {
-        QStringList uids;
-        const qint64 before = QDateTime::currentMSecsSinceEpoch();
-        for (const Message& message : messages) {
-            uids.append(message.genUid());
-        }
-        if (QDateTime::currentMSecsSinceEpoch() == before) {
-            return uids;
-        }
+    const HeldMoment clock(PLAIN_SUM);
+    QStringList uids;
+    for (const Message& message : messages) {
+        uids.append(message.genUid());
     }
+    return uids;
+}
+
+/// What the process was given; null when nothing.
+const QByteArray ZONE = qgetenv("TZ");
+
+void setZone(const QByteArray& zone)
+{
+    if (zone.isNull()) {
+        qunsetenv("TZ");
+    } else {
+        qputenv("TZ", zone);
+    }
+    tzset();
 }
 
 const QChar* messageDataOfCopy(Message copy)
@@ -148,8 +155,7 @@ private Q_SLOTS:
 void TstMessage::cleanup()
 {
     QLocale::setDefault(QLocale::c());
-    qunsetenv("TZ");
-    tzset();
+    setZone(ZONE);
 }
 
 void TstMessage::construct_withoutArguments_isNowAndEmpty()
@@ -432,8 +438,7 @@ void TstMessage::dates_withOtherDefaultLocale()
 
 void TstMessage::dates_hourThatComesTwice_keepTheirText()
 {
-    qputenv("TZ", "Europe/Berlin");
-    tzset();
+    setZone("Europe/Berlin");
     const QVariantMap map{{QStringLiteral("date"), QStringLiteral("2023-10-29T02:30:00.000")}};
     const Message message = Message::fromVariantMap(map);
     QVERIFY(message.dt().isValid());
@@ -454,8 +459,7 @@ void TstMessage::dates_hourThatIsSkipped()
 {
     QFETCH(QString, zone);
     QFETCH(bool, valid);
-    qputenv("TZ", zone.toLatin1());
-    tzset();
+    setZone(zone.toLatin1());
     const QVariantMap map{{QStringLiteral("date"), QStringLiteral("2023-03-26T02:30:00.000")}};
     const Message message = Message::fromVariantMap(map);
     QCOMPARE(message.dt().isValid(), valid);
@@ -504,11 +508,9 @@ void TstMessage::genUid_isMadeOfTheIngredients()
     Message message = someMessage();
     message.setDt(dt);
     message.setMessage(text);
-    for (int round = 0; round < 20; ++round) {
-        const qint64 before = QDateTime::currentMSecsSinceEpoch();
-        const QString uid = message.genUid();
-        const qint64 after = QDateTime::currentMSecsSinceEpoch();
-        QVERIFY(uidIsFromBetween(message, isoTime, uid, before, after));
+    for (const Moment& moment : {PLAIN_SUM, NEGATIVE_SUM, WRAPPED_SUM}) {
+        const HeldMoment clock(moment);
+        QCOMPARE(message.genUid(), expectedUid(message, isoTime, moment));
     }
 }
 
@@ -546,33 +548,25 @@ void TstMessage::genUid_ofDifferentMessages_differs()
 
 void TstMessage::genUid_laterMillisecond_differs()
 {
+    HeldMoment clock(PLAIN_SUM);
     const Message message = someMessage();
     const QString uid = message.genUid();
-    const qint64 after = QDateTime::currentMSecsSinceEpoch();
-    QTRY_VERIFY(QDateTime::currentMSecsSinceEpoch() > after);
+    clock.advance(1);
     QVERIFY(message.genUid() != uid);
 }
 
+// Whatever the generator was set to before, afterwards it stands behind the third draw of the current second.
 void TstMessage::genUid_reseedsTheGenerator()
 {
-    // Whatever the generator was set to before, afterwards it stands behind the third draw of the current second.
-    const auto fourthDraw = [](qint64 second) {
-        std::srand(static_cast<unsigned int>(second));
-        for (int draw = 0; draw < 3; ++draw) {
-            std::rand();
-        }
-        return std::rand();
-    };
-    std::srand(1);
-    const qint64 before = QDateTime::currentSecsSinceEpoch();
-    someMessage().genUid();
-    const int next = std::rand();
-    const qint64 after = QDateTime::currentSecsSinceEpoch();
-    bool found = false;
-    for (qint64 second = before; second <= after; ++second) {
-        found = found || fourthDraw(second) == next;
+    std::srand(static_cast<unsigned int>(PLAIN_SUM.clockMs / 1000));
+    for (int draw = 0; draw < 3; ++draw) {
+        std::rand();
     }
-    QVERIFY(found);
+    const int fourthDraw = std::rand();
+    std::srand(1);
+    const HeldMoment clock(PLAIN_SUM);
+    someMessage().genUid();
+    QCOMPARE(std::rand(), fourthDraw);
 }
 
 void TstMessage::msgKey_data()

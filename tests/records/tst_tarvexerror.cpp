@@ -5,9 +5,19 @@
 #include <QTest>
 
 #include <thread>
+#include <type_traits>
 #include <vector>
 
 using tarvex::TarvexError;
+
+static_assert(std::is_nothrow_move_constructible_v<TarvexError>);
+static_assert(std::is_nothrow_move_assignable_v<TarvexError>);
+static_assert(std::is_copy_constructible_v<TarvexError> && std::is_copy_assignable_v<TarvexError>);
+static_assert(!std::is_polymorphic_v<TarvexError>);
+static_assert(std::is_same_v<std::underlying_type_t<TarvexError::Error>, quint16>);
+// Without const: so they were published, and so services are linked against them.
+static_assert(std::is_same_v<decltype(&TarvexError::operator==), bool (TarvexError::*)(const TarvexError&)>);
+static_assert(std::is_same_v<decltype(&TarvexError::operator!=), bool (TarvexError::*)(const TarvexError&)>);
 
 namespace {
 

@@ -114,6 +114,7 @@ private Q_SLOTS:
     void saveSettings_emptyList_succeedsWithoutExchange();
     void removeSettings_byOwner_sendsFreshRecord_data();
     void removeSettings_byOwner_sendsFreshRecord();
+    void sendMessage_makesMissingUid_data();
     void sendMessage_makesMissingUid();
     void sendMessage_makesUidOfTheCallersRecord();
     void sendMessage_doesNotChangeCallersRecord();
@@ -366,15 +367,23 @@ void TstQueryoperations::removeSettings_byOwner_sendsFreshRecord()
     QCOMPARE(data, expected);
 }
 
+void TstQueryoperations::sendMessage_makesMissingUid_data()
+{
+    QTest::addColumn<QString>("uid");
+    QTest::newRow("null") << QString();
+    QTest::newRow("empty") << QString(QLatin1String(""));
+}
+
 void TstQueryoperations::sendMessage_makesMissingUid()
 {
+    QFETCH(QString, uid);
     m_bus->willReply(QStringLiteral("sendMessage"));
     Message message = someMessage();
-    message.setUid(QString());
+    message.setUid(uid);
     QVERIFY(m_handler->sendMessage(message));
-    const QString uid = m_bus->requests().constFirst().data.value(QStringLiteral("UID")).toString();
-    QCOMPARE(uid.size(), 24);
-    QVERIFY(uid.endsWith(QStringLiteral("==")));
+    const QString made = m_bus->requests().constFirst().data.value(QStringLiteral("UID")).toString();
+    QCOMPARE(made.size(), 24);
+    QVERIFY(made.endsWith(QStringLiteral("==")));
 }
 
 // The sender that the caller left in the record is an ingredient of the identifier, and replaced after that.

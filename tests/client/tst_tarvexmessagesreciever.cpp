@@ -378,7 +378,7 @@ void TstTarvexMessagesReciever::replyToSomethingElse_isJudged()
     m_bus->willPush(FakeBus::replyFrame(QStringLiteral("sendMessage"), 0)
                     + FakeBus::replyFrame(QStringLiteral("sendMessage"), 65536)
                     + FakeBus::replyFrame(QStringLiteral("sendMessage"), 2, QStringLiteral("Incorrect request data"))
-                    + pushFrames(1, 1));
+                    + FakeBus::replyFrame(QStringLiteral("Handshake"), 3, QStringLiteral("three")) + pushFrames(1, 1));
     QSignalSpy incoming(m_receiver.get(), SIGNAL(incomingMessage(Message)));
     const LogCapture log;
     QVERIFY(m_receiver->open());
@@ -386,6 +386,7 @@ void TstTarvexMessagesReciever::replyToSomethingElse_isJudged()
     QVERIFY(m_receiver->isOpen());
     QCOMPARE(log.texts(),
              QStringList({QStringLiteral("critical: 2 \tIncorrect request data"),
+                          QStringLiteral("warning: Incorrect reply data"), QStringLiteral("critical: 3 \tthree"),
                           QStringLiteral("warning: Incorrect reply data")}));
 }
 
@@ -435,6 +436,10 @@ void TstTarvexMessagesReciever::badSize_isReported_data()
     QTest::newRow("negative") << QByteArray("[-REQUEST-]\r\n-5\r\n") << QStringList({size});
     QTest::newRow("beyond 32 bits") << QByteArray("[-REQUEST-]\r\n2147483648\r\n")
                                     << QStringList({size + QStringLiteral(": 2147483648"), size});
+    // Of a line that long only the first 15 bytes are taken; the rest is the next line.
+    QTest::newRow("longer than a line") << QByteArray("[-REQUEST-]\r\n12345678901234567890\r\n")
+                                        << QStringList({size + QStringLiteral(": 123456789012345"), size,
+                                                        QStringLiteral("critical: Unknown request header: 67890")});
     QTest::newRow("reply, words") << QByteArray("[-REPLY-]\r\nmany\r\n")
                                   << QStringList({size + QStringLiteral(": many"), reply});
     QTest::newRow("reply, negative") << QByteArray("[-REPLY-]\r\n-5\r\n") << QStringList({reply});
@@ -468,12 +473,12 @@ void TstTarvexMessagesReciever::badPayload_isReported_data()
 {
     QTest::addColumn<QByteArray>("bytes");
     QTest::addColumn<QStringList>("texts");
-    const QByteArray words = FakeBus::payload(QByteArray("plain words"));
+    const QByteArray words = FakeBus::payload(QByteArray("plain w\xc3\xb6rds"));
     QTest::newRow("request") << FakeBus::frame("[-REQUEST-]", words)
-                             << QStringList({QStringLiteral("warning: illegal value \tplain words"),
+                             << QStringList({QStringLiteral("warning: illegal value \tplain w\u00f6rds"),
                                              QStringLiteral("warning: Invalid request data")});
     QTest::newRow("reply") << FakeBus::frame("[-REPLY-]", words)
-                           << QStringList({QStringLiteral("warning: illegal value \tplain words"),
+                           << QStringList({QStringLiteral("warning: illegal value \tplain w\u00f6rds"),
                                            QStringLiteral("warning: Incorrect reply data")});
     QTest::newRow("of size 0") << QByteArray("[-REQUEST-]\r\n0\r\n")
                                << QStringList({QStringLiteral("warning: qUncompress: Input data is corrupted"),

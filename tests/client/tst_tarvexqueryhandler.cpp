@@ -93,6 +93,7 @@ private Q_SLOTS:
     void reply_nonZeroCode_isLogged();
     void reply_codeIsCutTo16Bits();
     void reply_namedHandshake_decidesOnTheConnection();
+    void reply_namedAlmostHandshake_isOrdinary();
     void reply_wrongHeader_isLogged_data();
     void reply_wrongHeader_isLogged();
     void reply_headerWithBlanks_isRecognised();
@@ -120,6 +121,7 @@ private Q_SLOTS:
     void close_pausesBeforeItDisconnects();
     void close_thenOpen_worksAgain();
     void socketGone_everythingFails();
+    void socketGoesInsideAPayload_failsWithoutAnotherLine();
 };
 
 void TstTarvexQueryHandler::metaObject_hasItsMethodsInOrder()
@@ -256,9 +258,11 @@ void TstTarvexQueryHandler::open_serverDiesInHandshake_fails()
     bus.willAnswerHandshake([](FakeBus::Peer& peer, const FakeBus::Request&) { peer.close(); });
     TarvexQueryHandler handler(QStringLiteral("printer"));
     const QSignalSpy connected(&handler, SIGNAL(tarvexConnected()));
+    const QSignalSpy disconnected(&handler, SIGNAL(busDisconnected()));
     const LogCapture log;
     QVERIFY(!handler.open());
     QCOMPARE(connected.count(), 0);
+    QCOMPARE(disconnected.count(), 1);
     QCOMPARE(log.texts(), QStringList({CLOSED_LINE, QStringLiteral("critical: Socket wait for ready read error")}));
     QVERIFY(isClosed(handler));
     QVERIFY(handler.open());
@@ -453,6 +457,19 @@ void TstTarvexQueryHandler::reply_namedHandshake_decidesOnTheConnection()
     QCOMPARE(log.texts(), QStringList());
 }
 
+void TstTarvexQueryHandler::reply_namedAlmostHandshake_isOrdinary()
+{
+    FakeBus bus;
+    bus.willReply(QStringLiteral("Handshake"), 3, QStringLiteral("three"));
+    TarvexQueryHandler handler(QStringLiteral("printer"));
+    QVERIFY(handler.open());
+    const LogCapture log;
+    QVERIFY(!handler.saveState(ClientState()));
+    QVERIFY(handler.isOpen());
+    QCOMPARE(log.texts().size(), 1);
+    QVERIFY(contains(log.texts(), QStringLiteral("critical: 3 \tthree")));
+}
+
 void TstTarvexQueryHandler::reply_wrongHeader_isLogged_data()
 {
     QTest::addColumn<QByteArray>("line");
@@ -500,6 +517,8 @@ void TstTarvexQueryHandler::reply_sizeThatIsNoNumber_isReadAsEmpty_data()
     QTest::newRow("beyond 32 bits") << QByteArray("2147483648\r\n");
     QTest::newRow("hexadecimal") << QByteArray("0x10\r\n");
     QTest::newRow("fraction") << QByteArray("1.5\r\n");
+    // Of a line that long only the first 15 bytes are taken.
+    QTest::newRow("padded") << QByteArray("00000000000000000012\r\n");
 }
 
 // Qt's inflater says a word of its own about the empty block; it is not ours to hold back.
@@ -545,14 +564,14 @@ void TstTarvexQueryHandler::reply_lyingSize_fails()
 void TstTarvexQueryHandler::reply_shortPayload_isLogged()
 {
     FakeBus bus;
-    bus.willSend("[-REPLY-]\r\n250\r\nline one\nline two");
+    bus.willSend("[-REPLY-]\r\n250\r\nline one\nl\xc3\xadnea dos");
     TarvexQueryHandler handler(QStringLiteral("printer"));
     QVERIFY(handler.open());
     ClientState state;
     state.setState(QStringLiteral("before"));
     const LogCapture log;
     QVERIFY(!handler.loadState(QString(), state));
-    QCOMPARE(log.texts(), QStringList(QStringLiteral("critical: Incorrect reply data size line one\nline two")));
+    QCOMPARE(log.texts(), QStringList(QStringLiteral("critical: Incorrect reply data size line one\nl\u00ednea dos")));
     QCOMPARE(state.state(), QStringLiteral("before"));
     QVERIFY(handler.isOpen());
 }
@@ -560,12 +579,12 @@ void TstTarvexQueryHandler::reply_shortPayload_isLogged()
 void TstTarvexQueryHandler::reply_undecodable_isLogged()
 {
     FakeBus bus;
-    bus.willSend(FakeBus::frame("[-REPLY-]", FakeBus::payload(QByteArray("plain \x01words"))));
+    bus.willSend(FakeBus::frame("[-REPLY-]", FakeBus::payload(QByteArray("plain \x01w\xc3\xb6rds"))));
     TarvexQueryHandler handler(QStringLiteral("printer"));
     QVERIFY(handler.open());
     const LogCapture log;
     QVERIFY(!handler.saveState(ClientState()));
-    QCOMPARE(log.texts(), QStringList(QStringLiteral("warning: illegal value \tplain \\x01words")));
+    QCOMPARE(log.texts(), QStringList(QStringLiteral("warning: illegal value \tplain \\x01w\u00f6rds")));
 }
 
 // A loaded machine may hold the second piece back for longer than the reader waits: one of five tries must do.
@@ -890,6 +909,23 @@ void TstTarvexQueryHandler::socketGone_everythingFails()
     QVERIFY(!handler.saveState(ClientState()));
     handler.close();
     QCOMPARE(log.texts(), QStringList());
+}
+
+void TstTarvexQueryHandler::socketGoesInsideAPayload_failsWithoutAnotherLine()
+{
+    FakeBus bus;
+    bus.willDo([](FakeBus::Peer& peer, const FakeBus::Request&) {
+        peer.send("[-REPLY-]\r\n5000\r\nabc");
+        peer.close();
+    });
+    TarvexQueryHandler handler(QStringLiteral("printer"));
+    QVERIFY(handler.open());
+    connect(&handler, &TarvexQueryHandler::busDisconnected, &handler,
+            [&handler] { delete handler.findChild<QTcpSocket*>(); });
+    const LogCapture log;
+    QVERIFY(!handler.saveState(ClientState()));
+    QVERIFY(handler.findChild<QTcpSocket*>() == nullptr);
+    QCOMPARE(log.texts(), QStringList(CLOSED_LINE));
 }
 
 QTEST_GUILESS_MAIN(TstTarvexQueryHandler)

@@ -27,8 +27,9 @@ namespace tarvex {
 ///
 /// Nothing throws. Every operation returns true when the exchange succeeded and the reply's code was 0. A failed
 /// exchange is logged in the default category and leaves output arguments untouched; a request before the first open()
-/// and a refused handshake are not logged. The connection stays open after a failed exchange and nothing is
-/// resynchronised; whoever owns it reconnects when it is lost.
+/// and a refused handshake are not logged, but for the line that loading a list of settings adds to every failure. The
+/// connection stays open after a failed exchange and nothing is resynchronised; whoever owns it reconnects when it is
+/// lost.
 ///
 /// The server is expected on 127.0.0.1, port 45535.
 ///
@@ -69,7 +70,10 @@ public:
     bool loadSettings(const QStringList& owners, QList<ClientSettings>& settingsList);
 
 Q_SIGNALS:
-    /// The server closed the connection. Not emitted after close().
+    /// The server closed the connection, or it was lost otherwise. Not emitted after close().
+    ///
+    /// May be emitted in the middle of an operation, open() included, before that returns: a slot that is connected
+    /// directly must neither delete this object nor open it again there.
     void busDisconnected();
 
     /// open() connected and the server accepted the handshake.
@@ -78,7 +82,8 @@ Q_SIGNALS:
 public Q_SLOTS:
     /// Connects and introduces the client. Does nothing when open already.
     ///
-    /// Blocks up to 30000 ms to connect, then for the handshake's exchange.
+    /// Blocks up to 30000 ms to connect, then for the handshake's exchange, and 100 ms more when it fails.
+    /// Operation "handshake"; its data is this client's name as "name".
     /// \return false when there is no server, or when it refuses; the connection is closed then, and may be opened
     /// again.
     bool open();
@@ -87,38 +92,44 @@ public Q_SLOTS:
     void close();
 
     /// Stores \a state as this client's: the owner is filled in, and so is the date-time when it is invalid.
+    /// Operation "saveState"; its data is the record's wire form, as for all the records below.
     bool saveState(ClientState state);
 
-    /// Stores \a settings exactly as they are; the owner is not filled in.
+    /// Stores \a settings exactly as they are; the owner is not filled in. Operation "saveSettings".
     bool saveSettings(ClientSettings settings);
 
-    /// Stores each element with an exchange of its own, also after one has failed.
+    /// Stores each element with an exchange of its own, also after one has failed. Operation "saveSettings" for each.
     /// \return true when all succeeded, as they do for an empty list.
     bool saveSettings(QList<ClientSettings> settings);
 
-    /// Removes the settings that the record describes; it is sent exactly as it is.
+    /// Removes the settings that the record describes; it is sent exactly as it is, and an empty owner is not replaced
+    /// by this client. Operation "removeSettings".
     bool removeSettings(ClientSettings settings);
 
-    /// Removes the settings of \a owner; \a mailOwner is a flag for the server.
+    /// Removes the settings of \a owner; \a mailOwner is a flag for the server. An empty \a owner does not mean this
+    /// client: unlike in loadSettings() it is sent as it is. Operation "removeSettings", with a record that is new but
+    /// for these two.
     bool removeSettings(QString owner, bool mailOwner);
 
-    /// The same with the flag set.
+    /// The same with the flag set. Operation "removeSettings".
     bool removeSettings(QString owner);
 
     /// Sends a message: its sender is always set to this client, its uid is made when it is empty.
+    /// Operation "sendMessage".
     bool sendMessage(Message message);
 
-    /// Subscribes to publishers, each with the goal that the server is to apply to it.
-    /// An empty list succeeds without an exchange.
+    /// Subscribes to publishers, each with the goal that the server is to apply to it. An empty list succeeds without
+    /// an exchange. Operation "subscribe"; its data is a list "publishers" of objects with "name" and "goal".
     bool subscribe(QList<QPair<QString, qint32>> pubs);
 
-    /// The same with goal 3 for each.
+    /// The same with goal 3 for each. Operation "subscribe".
     bool subscribe(QStringList pubs);
 
-    /// Subscribes to one publisher.
+    /// Subscribes to one publisher; \a goals is its goal. Operation "subscribe".
     bool subscribe(QString publisher, int goals);
 
-    /// Ends the subscriptions to publishers; an empty list is sent as well.
+    /// Ends the subscriptions to publishers; an empty list is sent as well. Operation "unsubscribe"; its data is the
+    /// list of names as "publishers".
     bool unsubscribe(QStringList pubs);
 
 private Q_SLOTS:

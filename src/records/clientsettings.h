@@ -78,7 +78,8 @@ public:
     /// With \a replace the entries are rebuilt from \a formatted alone, in ascending order. Without it existing entries
     /// keep their places and get their new values, new ones are appended, nothing is removed; a setting counts as
     /// existing when its path, group + "/" + key, is the same as a whole string (so "a/b" with "c" and "a" with "b/c"
-    /// are one setting).
+    /// are one setting). It also completes existing entries, even when \a formatted is empty: one that lacks "group" or
+    /// "key" gets it with a null value, and one that is no map becomes a map of the two.
     void setFormattedSettings(const QVariantMap& formatted, bool replace);
 
 private:

@@ -9,9 +9,11 @@ if(tarvex_cannot_isolate)
 endif()
 
 # What every test process gets: no core files from sanitizers, reports that stop the test, no dependence on the user's
-# locale or desktop.
+# locale, time zone or desktop.
 set(tarvex_test_environment
     LC_ALL=C.UTF-8
+    # Far from UTC, by no whole number of hours, so that no test takes the one for the other.
+    TZ=Asia/Kathmandu
     QT_LOGGING_RULES=
     # CTest has a time limit for each test. QtTest's own would cut the long ones short, and end the tests that hold the
     # process's clock and put it forward by more than that limit.

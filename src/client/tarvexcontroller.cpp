@@ -64,7 +64,7 @@ TarvexController::~TarvexController()
 
 bool TarvexController::initWorkers(TarvexMsgWorker* msgWorker, TarvexQueryWorker* queryWorker)
 {
-    QThread* const msgThread = addWorkerToThread(msgWorker);
+    QThread* const msgThread = msgWorker != nullptr ? addWorkerToThread(msgWorker) : nullptr;
     if (queryWorker != nullptr) {
         QThread* const queryThread = addWorkerToThread(queryWorker);
         connect(queryWorker, SIGNAL(settingsChanged()), this, SIGNAL(settingsChanged()), QUEUED_ONCE);

@@ -548,6 +548,7 @@ void TstTarvexController::initWorkers_withoutMsgWorker()
     Service service;
     auto* const query = new QueryWorker;
     QVERIFY(service.initWorkers(nullptr, query));
+    QCOMPARE(service.threads.size(), 1);
     QCOMPARE(query->connections(SIGNAL(settingsChanged())), 1);
     QCOMPARE(service.connections(SIGNAL(stateChanged())), 1);
     QCOMPARE(service.connections(SIGNAL(sendLogMessage(Message))), 1);
@@ -560,6 +561,7 @@ void TstTarvexController::initWorkers_withoutQueryWorker()
     Service service;
     auto* const msg = new MsgWorker;
     QVERIFY(service.initWorkers(msg, nullptr));
+    QCOMPARE(service.threads.size(), 1);
     QCOMPARE(service.connections(SIGNAL(stateChanged())), 0);
     QCOMPARE(service.connections(SIGNAL(sendLogMessage(Message))), 0);
     QCOMPARE(msg->connections(SIGNAL(updateSettings())), 0);
@@ -571,6 +573,7 @@ void TstTarvexController::initWorkers_withNeither()
 {
     Service service;
     QVERIFY(service.initWorkers(nullptr, nullptr));
+    QCOMPARE(service.threads.size(), 0);
     QCOMPARE(service.connections(SIGNAL(stateChanged())), 0);
 }
 

@@ -61,6 +61,8 @@ bool TarvexMessagesReciever::open()
     if (isOpen()) {
         return true;
     }
+    // After the server has dropped the connection it is still set: the new one is accepted anew.
+    m_handshaked = false;
     if (!bussocket::connectToServer(*m_socket, bussocket::RECEIVER_PORT) || !handshake()) {
         close();
         return false;

@@ -161,6 +161,7 @@ private Q_SLOTS:
     void peerDiesInsidePayload_isReported();
     void logTexts_areTranslated();
     void serverDrop_isReportedOnce();
+    void serverDrop_thenOpen_waitsForTheNewAcceptance();
     void close_isSilent();
     void close_pausesBeforeItDisconnects();
     void socketGone_everythingFails();
@@ -686,6 +687,30 @@ void TstTarvexMessagesReciever::serverDrop_isReportedOnce()
     QCOMPARE(disconnected.count(), 1);
     QVERIFY(!m_receiver->isOpen());
     QCOMPARE(log.texts(), QStringList(CLOSED_LINE));
+}
+
+void TstTarvexMessagesReciever::serverDrop_thenOpen_waitsForTheNewAcceptance()
+{
+    std::promise<void> accept;
+    const std::shared_future<void> accepted = accept.get_future().share();
+    m_bus->bus.willAnswerHandshake(
+        [](FakeBus::Peer& peer, const FakeBus::Request&) { peer.send(FakeBus::acceptance()); });
+    m_bus->bus.willAnswerHandshake([accepted](FakeBus::Peer& peer, const FakeBus::Request&) {
+        accepted.wait();
+        peer.send(FakeBus::acceptance());
+    });
+    QSignalSpy disconnected(m_receiver.get(), SIGNAL(busDisconnected()));
+    QVERIFY(m_receiver->open());
+    QTRY_VERIFY(m_receiver->isOpen());
+    m_bus->bus.dropConnections();
+    QTRY_COMPARE(disconnected.count(), 1);
+    const bool opened = m_receiver->open();
+    const bool openBeforeTheAnswer = m_receiver->isOpen();
+    accept.set_value();
+    QVERIFY(opened);
+    QVERIFY(!openBeforeTheAnswer);
+    QTRY_VERIFY(m_receiver->isOpen());
+    QCOMPARE(m_bus->bus.connectionCount(), 2);
 }
 
 void TstTarvexMessagesReciever::close_isSilent()

@@ -44,8 +44,13 @@ bool TarvexMsgWorker::doStart()
     connectOnce(m_receiver, SIGNAL(incomingMessage(Message)), this, SLOT(processMessage(Message)));
     connectOnce(m_receiver, SIGNAL(busDisconnected()), this, SLOT(restart()));
     connectOnce(m_receiver, SIGNAL(tarvexConnected()), this, SIGNAL(workerConnected()));
-    // One of the two timers runs at a time, so that nothing is restarted twice.
-    if (m_receiver->open()) {
+    const bool opened = m_receiver->open();
+    // Whoever heard of the connection may have taken the timers away.
+    if (!m_restartTimer || !m_watchTimer) {
+        return true;
+    }
+    // One of the two runs at a time, so that nothing is restarted twice.
+    if (opened) {
         m_restartTimer->stop();
         m_sinceOpen.start();
         m_watchTimer->start();

@@ -41,11 +41,17 @@ bool TarvexQueryWorker::doStart()
                << reinterpret_cast<quintptr>(m_stateTimer->thread());
     m_restartTimer->stop();
     connectOnce(m_restartTimer, SIGNAL(timeout()), this, SLOT(restart()));
-    if (!handler->open()) {
-        m_restartTimer->start();
+    const bool opened = handler->open();
+    // Whoever heard of the connection may have taken the timers away.
+    if (!opened) {
+        if (m_restartTimer) {
+            m_restartTimer->start();
+        }
         return true;
     }
-    m_restartTimer->stop();
+    if (m_restartTimer) {
+        m_restartTimer->stop();
+    }
     loadAndApplySettings();
     if (m_stateTimer) {
         m_stateTimer->start();

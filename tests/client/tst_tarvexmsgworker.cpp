@@ -156,6 +156,8 @@ private Q_SLOTS:
     void stop_beforeStart_isFine();
     void stopAndStart_joinsAgain();
     void receiverGone_nothingHappens();
+    void timersGoneWhileConnecting_staysConnected();
+    void timersGoneWhileOpenFails_nothingHappens();
 
 private:
     /// Whether what is open is still open after everything has been due that it may have going, several times.
@@ -621,6 +623,26 @@ void TstTarvexMsgWorker::receiverGone_nothingHappens()
     QVERIFY(m_worker->doStart());
     QVERIFY(m_worker->doStop());
     QCOMPARE(log.texts(), QStringList());
+}
+
+void TstTarvexMsgWorker::timersGoneWhileConnecting_staysConnected()
+{
+    connect(m_worker.get(), &TarvexMsgWorker::workerConnected, m_worker.get(),
+            [this] { qDeleteAll(m_worker->findChildren<QTimer*>(QString(), Qt::FindDirectChildrenOnly)); });
+    QVERIFY(m_worker->doStart());
+    QTRY_VERIFY(m_worker->isOpen());
+    QVERIFY(m_worker->doStop());
+}
+
+void TstTarvexMsgWorker::timersGoneWhileOpenFails_nothingHappens()
+{
+    m_bus.reset();
+    auto* const socket = m_worker->findChild<QTcpSocket*>();
+    connect(socket, &QTcpSocket::hostFound, m_worker.get(),
+            [this] { qDeleteAll(m_worker->findChildren<QTimer*>(QString(), Qt::FindDirectChildrenOnly)); });
+    QVERIFY(m_worker->doStart());
+    QCOMPARE(m_worker->activeTimers(), 0);
+    QVERIFY(m_worker->doStop());
 }
 
 QTEST_GUILESS_MAIN(TstTarvexMsgWorker)

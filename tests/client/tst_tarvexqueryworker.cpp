@@ -10,6 +10,7 @@
 #include <QMetaMethod>
 #include <QRegularExpression>
 #include <QSignalSpy>
+#include <QTcpSocket>
 #include <QTest>
 #include <QThread>
 #include <QTimer>
@@ -159,6 +160,8 @@ private Q_SLOTS:
     void stop_thenStart_joinsAgain();
     void handlerGone_nothingHappens();
     void handlerGoneWhileConnecting_nothingHappens();
+    void timersGoneWhileConnecting_loadsItsSettings();
+    void timersGoneWhileOpenFails_nothingHappens();
 
 private:
     void willGiveSettings(const QString& description)
@@ -612,6 +615,26 @@ void TstTarvexQueryWorker::handlerGoneWhileConnecting_nothingHappens()
     m_worker->updateSettings();
     QVERIFY(m_worker->connection() == nullptr);
     QCOMPARE(m_worker->applied, QStringList());
+}
+
+void TstTarvexQueryWorker::timersGoneWhileConnecting_loadsItsSettings()
+{
+    willGiveSettings(QStringLiteral("first"));
+    connect(m_worker.get(), &TarvexQueryWorker::workerConnected, m_worker.get(),
+            [this] { qDeleteAll(m_worker->findChildren<QTimer*>(QString(), Qt::FindDirectChildrenOnly)); });
+    QVERIFY(m_worker->doStart());
+    QCOMPARE(m_worker->applied, QStringList(QStringLiteral("first")));
+    QVERIFY(m_worker->doStop());
+}
+
+void TstTarvexQueryWorker::timersGoneWhileOpenFails_nothingHappens()
+{
+    m_bus.reset();
+    connect(m_worker->connection()->findChild<QTcpSocket*>(), &QTcpSocket::hostFound, m_worker.get(),
+            [this] { qDeleteAll(m_worker->findChildren<QTimer*>(QString(), Qt::FindDirectChildrenOnly)); });
+    QVERIFY(m_worker->doStart());
+    QVERIFY(!m_worker->isWaitingForBus());
+    QVERIFY(m_worker->doStop());
 }
 
 QTEST_GUILESS_MAIN(TstTarvexQueryWorker)

@@ -9,6 +9,7 @@
 #include "heldclock.h"
 #include "logging/tarvexlogcreator.h"
 #include "logging/tarvexloggingcategory.h"
+#include "virtualtable.h"
 
 #include <QDeadlineTimer>
 #include <QElapsedTimer>
@@ -231,6 +232,7 @@ private Q_SLOTS:
     void init();
     void cleanup();
     void metaObject_hasItsMethodsInOrder();
+    void virtuals_standInTheirOrder();
     void filterRules_onlyTheLastIsInForce();
     void filterRules_areSetInTheirOrder();
     void repeatInterval_isHandedOn();
@@ -302,6 +304,14 @@ void TstTarvexController::metaObject_hasItsMethodsInOrder()
                           QStringLiteral("sendLogMessage(Message)")}));
     QCOMPARE(meta.className(), "tarvex::TarvexController");
     QCOMPARE(meta.superClass()->className(), "wexcor::AbstractWorkerController");
+}
+
+void TstTarvexController::virtuals_standInTheirOrder()
+{
+    QVERIFY(virtualtable::followQObject(&TarvexController::doStart, &TarvexController::doStop,
+                                        &TarvexController::doKillThreads, &TarvexController::addWorkerToThread,
+                                        &TarvexController::processStartedWorker,
+                                        &TarvexController::processStoppedWorker, &TarvexController::initWorkers));
 }
 
 // A probe has a category's name, and debug and info off unless a rule switches them on.

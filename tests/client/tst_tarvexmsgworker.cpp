@@ -5,6 +5,7 @@
 #include "heldclock.h"
 #include "logcapture.h"
 #include "reconnection.h"
+#include "virtualtable.h"
 
 #include <QElapsedTimer>
 #include <QMetaMethod>
@@ -129,6 +130,7 @@ private Q_SLOTS:
     void init();
     void cleanup();
     void metaObject_hasItsMethodsInOrder();
+    void virtuals_standInTheirOrder();
     void created_doesNothingYet();
     void message_isReadAsCommand_data();
     void message_isReadAsCommand();
@@ -202,6 +204,12 @@ void TstTarvexMsgWorker::metaObject_hasItsMethodsInOrder()
     }
     QCOMPARE(meta.className(), "tarvex::TarvexMsgWorker");
     QCOMPARE(meta.superClass()->className(), "wexcor::AbstractWorker");
+}
+
+void TstTarvexMsgWorker::virtuals_standInTheirOrder()
+{
+    QVERIFY(virtualtable::followQObject(&TarvexMsgWorker::doStart, &TarvexMsgWorker::doStop,
+                                        &TarvexMsgWorker::doProcessMessage, &TarvexMsgWorker::doProcessCommand));
 }
 
 void TstTarvexMsgWorker::created_doesNothingYet()

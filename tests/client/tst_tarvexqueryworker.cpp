@@ -5,6 +5,7 @@
 #include "logcapture.h"
 #include "markingtranslator.h"
 #include "reconnection.h"
+#include "virtualtable.h"
 
 #include <QElapsedTimer>
 #include <QMetaMethod>
@@ -132,6 +133,7 @@ private Q_SLOTS:
     void init();
     void cleanup();
     void metaObject_hasItsMethodsInOrder();
+    void virtuals_standInTheirOrder();
     void created_doesNothingYet();
     void start_loadsAndAppliesItsOwnSettings();
     void start_logsItsThread();
@@ -199,6 +201,13 @@ void TstTarvexQueryWorker::metaObject_hasItsMethodsInOrder()
                           QStringLiteral("sendMessage(Message)")}));
     QCOMPARE(meta.className(), "tarvex::TarvexQueryWorker");
     QCOMPARE(meta.superClass()->className(), "wexcor::AbstractWorker");
+}
+
+void TstTarvexQueryWorker::virtuals_standInTheirOrder()
+{
+    QVERIFY(virtualtable::followQObject(&TarvexQueryWorker::doStart, &TarvexQueryWorker::doStop,
+                                        &TarvexQueryWorker::doUpdateSettings, &TarvexQueryWorker::doSendState,
+                                        &TarvexQueryWorker::doApplySettings));
 }
 
 void TstTarvexQueryWorker::created_doesNothingYet()

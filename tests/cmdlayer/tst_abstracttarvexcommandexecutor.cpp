@@ -1,12 +1,12 @@
 #include "cmdlayer/abstracttarvexcommandexecutor.h"
 
+#include "virtualtable.h"
+
 #include <QMetaObject>
 #include <QPointer>
 #include <QTest>
 #include <QThread>
 
-#include <cstddef>
-#include <cstring>
 #include <memory>
 #include <type_traits>
 
@@ -42,15 +42,6 @@ public:
 
     QString name() const override { return QStringLiteral("own"); }
 };
-
-/// Where a virtual function stands in its class's table, in bytes from wherever its compiler begins to count.
-template <typename Function>
-std::ptrdiff_t placeInTable(Function function)
-{
-    std::ptrdiff_t place = 0;
-    std::memcpy(&place, &function, sizeof place);
-    return place;
-}
 
 } // namespace
 
@@ -111,13 +102,10 @@ void TstAbstractTarvexCommandExecutor::metaObject_addsNothing()
     QCOMPARE(meta.propertyCount(), meta.propertyOffset());
 }
 
-// Services that were built against an earlier library call by place.
 void TstAbstractTarvexCommandExecutor::virtuals_standInTheirOrder()
 {
-    const std::ptrdiff_t first = placeInTable(&AbstractTarvexCommandExecutor::canExecute);
-    constexpr auto STEP = static_cast<std::ptrdiff_t>(sizeof(void*));
-    QCOMPARE(placeInTable(&AbstractTarvexCommandExecutor::execute), first + STEP);
-    QCOMPARE(placeInTable(&AbstractTarvexCommandExecutor::name), first + 2 * STEP);
+    QVERIFY(virtualtable::followQObject(&AbstractTarvexCommandExecutor::canExecute,
+                                        &AbstractTarvexCommandExecutor::execute, &AbstractTarvexCommandExecutor::name));
 }
 
 void TstAbstractTarvexCommandExecutor::virtuals_calledThroughTheBase()

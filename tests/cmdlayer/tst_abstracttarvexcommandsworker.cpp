@@ -3,6 +3,7 @@
 #include "abstractworkercontroller.h"
 #include "commandsender.h"
 #include "logcapture.h"
+#include "virtualtable.h"
 
 #include <QMetaMethod>
 #include <QPointer>
@@ -10,8 +11,6 @@
 #include <QTest>
 #include <QThread>
 
-#include <cstddef>
-#include <cstring>
 #include <functional>
 #include <memory>
 #include <type_traits>
@@ -236,14 +235,6 @@ public:
     void doStart() override { }
 };
 
-template <typename Function>
-std::ptrdiff_t placeInTable(Function function)
-{
-    std::ptrdiff_t place = 0;
-    std::memcpy(&place, &function, sizeof place);
-    return place;
-}
-
 QString errorText(const QString& name)
 {
     return QStringLiteral("No such method (%1)").arg(name);
@@ -369,16 +360,10 @@ void TstAbstractTarvexCommandsWorker::metaObject_hasItsMethodsInOrder()
     QCOMPARE(meta.constructorCount(), 0);
 }
 
-// Services that were built against an earlier library call by place.
 void TstAbstractTarvexCommandsWorker::virtuals_standInTheirOrder()
 {
-    const std::ptrdiff_t start = placeInTable(&Worker::doStart);
-    constexpr auto STEP = static_cast<std::ptrdiff_t>(sizeof(void*));
-    QCOMPARE(placeInTable(&Worker::doStop), start + STEP);
-    QCOMPARE(placeInTable(&Worker::prepareError), start + 2 * STEP);
-    QCOMPARE(placeInTable(&Worker::doExec), start + 3 * STEP);
-    QCOMPARE(placeInTable(&Worker::addExecutor), start + 4 * STEP);
-    QCOMPARE(placeInTable(&Worker::removeExecutor), start + 5 * STEP);
+    QVERIFY(virtualtable::followQObject(&Worker::doStart, &Worker::doStop, &Worker::prepareError, &Worker::doExec,
+                                        &Worker::addExecutor, &Worker::removeExecutor));
 }
 
 void TstAbstractTarvexCommandsWorker::virtuals_calledThroughTheBase()

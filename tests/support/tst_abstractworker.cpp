@@ -1,6 +1,7 @@
 #include "abstractworker.h"
 
 #include "recordingworker.h"
+#include "virtualtable.h"
 
 #include <QMetaMethod>
 #include <QTest>
@@ -62,6 +63,7 @@ class TstAbstractWorker : public QObject
 private Q_SLOTS:
     void construct_hasNoParentAndCallsNothing();
     void metaObject_hasTheOneSlot();
+    void virtuals_standInTheirOrder();
     void virtuals_calledThroughTheBase();
     void restart_stopsThenStartsInTheOwnThread();
     void restart_returnsAtOnce();
@@ -107,6 +109,11 @@ void TstAbstractWorker::metaObject_hasTheOneSlot()
     QCOMPARE(method.access(), QMetaMethod::Public);
     QCOMPARE(method.returnType(), static_cast<int>(QMetaType::Void));
     QCOMPARE(meta.propertyCount(), QObject::staticMetaObject.propertyCount());
+}
+
+void TstAbstractWorker::virtuals_standInTheirOrder()
+{
+    QVERIFY(virtualtable::followQObject(&AbstractWorker::doStart, &AbstractWorker::doStop));
 }
 
 void TstAbstractWorker::virtuals_calledThroughTheBase()

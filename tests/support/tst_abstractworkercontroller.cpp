@@ -1,6 +1,7 @@
 #include "abstractworkercontroller.h"
 
 #include "recordingworker.h"
+#include "virtualtable.h"
 
 #include <QDeadlineTimer>
 #include <QElapsedTimer>
@@ -130,6 +131,7 @@ class TstAbstractWorkerController : public QObject
 private Q_SLOTS:
     void construct_hasItsParent();
     void metaObject_hasNoMethodsOfItsOwn();
+    void virtuals_standInTheirOrder();
     void addWorker_null_isRefused();
     void addWorker_withParent_isRefused();
     void addWorker_ofAnotherThread_isRefused();
@@ -197,6 +199,14 @@ void TstAbstractWorkerController::metaObject_hasNoMethodsOfItsOwn()
     QCOMPARE(meta.superClass(), &QObject::staticMetaObject);
     QCOMPARE(meta.methodCount(), meta.methodOffset());
     QCOMPARE(meta.propertyCount(), meta.propertyOffset());
+}
+
+void TstAbstractWorkerController::virtuals_standInTheirOrder()
+{
+    QVERIFY(virtualtable::followQObject(
+        &AbstractWorkerController::doStart, &AbstractWorkerController::doStop, &AbstractWorkerController::doKillThreads,
+        &AbstractWorkerController::addWorkerToThread, &AbstractWorkerController::processStartedWorker,
+        &AbstractWorkerController::processStoppedWorker));
 }
 
 void TstAbstractWorkerController::addWorker_null_isRefused()

@@ -3,6 +3,7 @@
 #include "abstractworkercontroller.h"
 #include "commandsender.h"
 #include "logcapture.h"
+#include "markingtranslator.h"
 #include "virtualtable.h"
 
 #include <QMetaMethod>
@@ -290,6 +291,7 @@ private Q_SLOTS:
     void prepareError_overridden_isCalled();
 
     void repeat_isNeitherExecutedNorAnswered();
+    void logTexts_areTranslated();
     void repeat_isLoggedWithItsData_data();
     void repeat_isLoggedWithItsData();
     void repeat_ofAFailedCommand_isNotAnsweredAgain();
@@ -637,6 +639,23 @@ void TstAbstractTarvexCommandsWorker::repeat_isNeitherExecutedNorAnswered()
     m_worker->exec(someCommand(QStringLiteral("plain")));
     QCOMPARE(m_worker->calls, QStringList(QStringLiteral("plain")));
     QCOMPARE(sent.count(), 0);
+}
+
+void TstAbstractTarvexCommandsWorker::logTexts_areTranslated()
+{
+    const auto marked = [](const QString& text) {
+        return MarkingTranslator::marked("AbstractTarvexCommandsWorker", text);
+    };
+    QSignalSpy sent(m_worker.get(), SIGNAL(sendCommand(TarvexCommand)));
+    const MarkingTranslator translator;
+    const LogCapture log;
+    m_worker->exec(someCommand(QStringLiteral("x")));
+    m_worker->exec(someCommand(QStringLiteral("x")));
+    const QString unknown = MarkingTranslator::marked("AbstractTarvexCommandsWorker", errorText(QStringLiteral("x")));
+    QCOMPARE(sentBy(sent).data().value(QStringLiteral("errorText")).toString(), unknown);
+    QVERIFY(log.texts().contains(QStringLiteral("warning: ") + unknown));
+    QVERIFY(
+        log.texts().constLast().startsWith(QStringLiteral("warning: ") + marked(QStringLiteral("Cmd repeating: "))));
 }
 
 void TstAbstractTarvexCommandsWorker::repeat_isLoggedWithItsData_data()

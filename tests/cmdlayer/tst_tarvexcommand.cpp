@@ -1,6 +1,7 @@
 #include "cmdlayer/tarvexcommand.h"
 
 #include "logcapture.h"
+#include "markingtranslator.h"
 
 #include <QJsonDocument>
 #include <QJsonParseError>
@@ -70,6 +71,7 @@ private Q_SLOTS:
     void incomingMessageToCmd_replacesWhatTheRecordHeld();
     void incomingMessageToCmd_badText_isReported_data();
     void incomingMessageToCmd_badText_isReported();
+    void incomingMessageToCmd_noCommand_isReportedTranslated();
     void roundTrip_givesBackNameUidAndData();
     void metaType_hasItsName();
     void metaType_crossesQueuedConnections();
@@ -288,6 +290,18 @@ void TstTarvexCommand::incomingMessageToCmd_badText_isReported()
     QCOMPARE(cmd.uid(), QStringLiteral("uid7"));
     QCOMPARE(cmd.name(), someCommand().name());
     QCOMPARE(cmd.data(), someCommand().data());
+}
+
+void TstTarvexCommand::incomingMessageToCmd_noCommand_isReportedTranslated()
+{
+    TarvexCommand cmd;
+    const MarkingTranslator translator;
+    const LogCapture log;
+    QVERIFY(!TarvexCommand::incomingMessageToCmd(someMessage(QStringLiteral("{}")), cmd));
+    QCOMPARE(log.texts(),
+             QStringList(QStringLiteral("warning: ")
+                         + MarkingTranslator::marked("QObject", QStringLiteral("Message is not tarvex command: "))
+                         + QStringLiteral(" {}")));
 }
 
 void TstTarvexCommand::roundTrip_givesBackNameUidAndData()

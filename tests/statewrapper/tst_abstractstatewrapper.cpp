@@ -1,6 +1,7 @@
 #include "statewrapper/abstractstatewrapper.h"
 
 #include "logcapture.h"
+#include "markingtranslator.h"
 #include "virtualtable.h"
 
 #include <QDate>
@@ -320,6 +321,7 @@ private Q_SLOTS:
     void setValue_declaredProperty_writesIt();
     void setValue_ofOtherName_isReportedAndChangesNothing_data();
     void setValue_ofOtherName_isReportedAndChangesNothing();
+    void setValue_ofOtherName_isReportedTranslated();
     void setValue_ofBaseClassProperty_writesIt();
     void setValue_readOnlyProperty_isIgnoredSilently();
     void setValue_redeclaredProperty_writesTheOwnOne();
@@ -454,6 +456,17 @@ void TstAbstractStateWrapper::setValue_ofOtherName_isReportedAndChangesNothing()
     QCOMPARE(state.objectName(), QStringLiteral("name"));
     QCOMPARE(state.property("dynamic"), QVariant(9));
     QCOMPARE(state.dynamicPropertyNames(), QList<QByteArray>{"dynamic"});
+}
+
+void TstAbstractStateWrapper::setValue_ofOtherName_isReportedTranslated()
+{
+    TwoState state;
+    const MarkingTranslator translator;
+    const LogCapture log;
+    state.setValue(QStringLiteral("unknown"), 5);
+    const QString text = QStringLiteral("There is no property unknown");
+    QCOMPARE(log.texts(),
+             QStringList(QStringLiteral("warning: ") + MarkingTranslator::marked("AbstractStateWrapper", text)));
 }
 
 void TstAbstractStateWrapper::setValue_ofBaseClassProperty_writesIt()

@@ -1,6 +1,7 @@
 #include "statewrapper/statecatcher.h"
 
 #include "logcapture.h"
+#include "markingtranslator.h"
 
 #include <QPointer>
 #include <QSharedPointer>
@@ -110,6 +111,7 @@ private Q_SLOTS:
     void catchvalue_isCopiedAndAssigned();
 
     void withoutWrapper_eachItemIsReported();
+    void withoutWrapper_isReportedTranslated();
     void withoutWrapper_readsAreEmptyAndSilent();
     void afterInitWithNull_itemsAreReportedAgain();
 
@@ -182,6 +184,15 @@ void TstStateCatcher::withoutWrapper_eachItemIsReported()
         QCOMPARE(line.category, QStringLiteral("default"));
         QCOMPARE(line.text, QStringLiteral("There is no any state wrapper"));
     }
+}
+
+void TstStateCatcher::withoutWrapper_isReportedTranslated()
+{
+    const MarkingTranslator translator;
+    const LogCapture log;
+    StateCatcher() << commitstate();
+    const QString text = QStringLiteral("There is no any state wrapper");
+    QCOMPARE(log.texts(), QStringList(QStringLiteral("warning: ") + MarkingTranslator::marked("QObject", text)));
 }
 
 void TstStateCatcher::withoutWrapper_readsAreEmptyAndSilent()

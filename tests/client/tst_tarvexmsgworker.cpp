@@ -4,6 +4,7 @@
 #include "fakebus.h"
 #include "heldclock.h"
 #include "logcapture.h"
+#include "receivercount.h"
 #include "reconnection.h"
 #include "virtualtable.h"
 
@@ -140,11 +141,13 @@ private Q_SLOTS:
     void otherMessage_isPassedOnAsItCame();
     void subclass_handlesCommandsOfItsOwn();
     void subclass_getsEmptyDataForAnythingButAnObject();
+    void subclass_getsANumberAsText();
     void subclass_readsMessagesItself();
     void start_joinsTheBus();
     void pushedMessages_comeOutInOrder();
     void startedTwice_hearsEverythingOnce();
     void startedTwice_restartsOnce();
+    void startedTwice_isConnectedOnce();
     void busAway_isTriedEvery5000ms();
     void busDropsTheConnection_isBackAtOnce();
     void busDropsBeforeTheHandshakeIsAnswered_isBackAtOnce();
@@ -155,6 +158,7 @@ private Q_SLOTS:
     void openFailsWhileWatched_isTriedByOneTimer();
     void stop_isSilent();
     void stop_beforeTheHandshakeIsAnswered_isFinal();
+    void stop_whileBusAway_leavesTheRetryRunning();
     void stop_beforeStart_isFine();
     void stopAndStart_joinsAgain();
     void receiverGone_nothingHappens();
@@ -349,6 +353,14 @@ void TstTarvexMsgWorker::subclass_getsEmptyDataForAnythingButAnObject()
     QCOMPARE(worker.commands.size(), 5);
 }
 
+void TstTarvexMsgWorker::subclass_getsANumberAsText()
+{
+    PrinterMsgWorker worker;
+    worker.processMessage(carrying(QStringLiteral(R"({"cmd":5})")));
+    QCOMPARE(worker.commands.size(), 1);
+    QCOMPARE(worker.commands.constFirst().value(QStringLiteral("cmd")).toString(), QStringLiteral("5"));
+}
+
 void TstTarvexMsgWorker::subclass_readsMessagesItself()
 {
     RawMsgWorker worker;
@@ -427,6 +439,22 @@ void TstTarvexMsgWorker::startedTwice_restartsOnce()
     QCOMPARE(m_worker->starts.size(), 3);
     QCOMPARE(m_worker->stops, 1);
     QCOMPARE(m_bus->connectionCount(), 2);
+}
+
+// restart() makes one of two calls, so that what it does tells nothing.
+void TstTarvexMsgWorker::startedTwice_isConnectedOnce()
+{
+    QVERIFY(m_worker->doStart());
+    QVERIFY(m_worker->doStart());
+    const auto timers = m_worker->findChildren<QTimer*>(QString(), Qt::FindDirectChildrenOnly);
+    QCOMPARE(timers.size(), 2);
+    for (const QTimer* timer : timers) {
+        QCOMPARE(ReceiverCount::of(timer, SIGNAL(timeout())), 1);
+    }
+    const auto* const receiver = m_worker->findChild<TarvexMessagesReciever*>();
+    QCOMPARE(ReceiverCount::of(receiver, SIGNAL(incomingMessage(Message))), 1);
+    QCOMPARE(ReceiverCount::of(receiver, SIGNAL(busDisconnected())), 1);
+    QCOMPARE(ReceiverCount::of(receiver, SIGNAL(tarvexConnected())), 1);
 }
 
 void TstTarvexMsgWorker::busAway_isTriedEvery5000ms()
@@ -594,6 +622,14 @@ void TstTarvexMsgWorker::stop_beforeTheHandshakeIsAnswered_isFinal()
     QVERIFY(m_worker->doStop());
     QCOMPARE(m_worker->activeTimers(), 0);
     QVERIFY(!m_worker->isOpen());
+}
+
+void TstTarvexMsgWorker::stop_whileBusAway_leavesTheRetryRunning()
+{
+    m_bus.reset();
+    QVERIFY(m_worker->doStart());
+    QVERIFY(m_worker->doStop());
+    QCOMPARE(m_worker->activeTimers(), 1);
 }
 
 void TstTarvexMsgWorker::stop_beforeStart_isFine()

@@ -4,6 +4,7 @@
 #include "fakebus.h"
 #include "logcapture.h"
 #include "markingtranslator.h"
+#include "receivercount.h"
 #include "reconnection.h"
 #include "virtualtable.h"
 
@@ -53,7 +54,8 @@ Message someMessage()
 class PrinterWorker : public TarvexQueryWorker
 {
 public:
-    explicit PrinterWorker(int interval = NEVER_MS) : TarvexQueryWorker(interval, QStringLiteral("printer"))
+    explicit PrinterWorker(int interval = NEVER_MS)
+        : TarvexQueryWorker(interval, QStringLiteral("printer")), reportInterval(interval)
     {
         clock.start();
     }
@@ -89,7 +91,11 @@ public:
         reporting = false;
     }
 
-    void doApplySettings(ClientSettings settings) override { applied.append(settings.description()); }
+    void doApplySettings(ClientSettings settings) override
+    {
+        applied.append(settings.description());
+        reportedWhileApplying = hasActiveTimer(reportInterval);
+    }
 
     TarvexQueryHandler* connection() const { return handler; }
 
@@ -105,6 +111,7 @@ public:
 
     bool isWaitingForBus() const { return hasActiveTimer(5000); }
 
+    const int reportInterval;
     QElapsedTimer clock;
     QList<qint64> starts;
     int stops = 0;
@@ -115,6 +122,7 @@ public:
     bool reporting = false;
     bool overlapped = false;
     QStringList applied;
+    bool reportedWhileApplying = false;
 };
 
 /// Two numbers, which are equal: the thread that it runs in, and the one that its timer is in.
@@ -141,6 +149,7 @@ private Q_SLOTS:
     void start_settingsRefused_isLoggedTranslated();
     void start_loadedBeforeApplied_reportedAfter();
     void startedTwice_hearsEverythingOnce();
+    void startedTwice_isConnectedOnce();
     void busAway_isTriedEvery5000ms();
     void handshakeRefused_isTriedAgain();
     void busDropsTheConnection_settingsAreLoadedAgain();
@@ -158,6 +167,7 @@ private Q_SLOTS:
     void message_whileNotOpen_isDropped();
     void message_refused_isNotSentAgain();
     void stop_isSilent();
+    void stop_whileBusAway_leavesTheRetryRunning();
     void stop_thenQueuedCalls_changeNothing();
     void stop_thenStart_joinsAgain();
     void handlerGone_nothingHappens();
@@ -294,6 +304,7 @@ void TstTarvexQueryWorker::start_loadedBeforeApplied_reportedAfter()
     m_worker = std::make_unique<PrinterWorker>(1);
     QVERIFY(m_worker->doStart());
     QCOMPARE(m_worker->applied.size(), 1);
+    QVERIFY(!m_worker->reportedWhileApplying);
     QCOMPARE(m_worker->reportStarts.size(), 0);
     QTRY_VERIFY(!m_worker->reportStarts.isEmpty());
 }
@@ -323,6 +334,22 @@ void TstTarvexQueryWorker::startedTwice_hearsEverythingOnce()
     QTRY_COMPARE(m_worker->reportStarts.size(), reports + 2);
     QCOMPARE(m_worker->starts.size(), 3);
     QCOMPARE(m_bus->connectionCount(), 2);
+}
+
+// restart() makes one of two calls, so that what it does tells nothing.
+void TstTarvexQueryWorker::startedTwice_isConnectedOnce()
+{
+    willGiveSettings(QStringLiteral("first"));
+    willGiveSettings(QStringLiteral("second"));
+    QVERIFY(m_worker->doStart());
+    QVERIFY(m_worker->doStart());
+    const auto timers = m_worker->findChildren<QTimer*>(QString(), Qt::FindDirectChildrenOnly);
+    QCOMPARE(timers.size(), 2);
+    for (const QTimer* timer : timers) {
+        QCOMPARE(ReceiverCount::of(timer, SIGNAL(timeout())), 1);
+    }
+    QCOMPARE(ReceiverCount::of(m_worker->connection(), SIGNAL(busDisconnected())), 1);
+    QCOMPARE(ReceiverCount::of(m_worker->connection(), SIGNAL(tarvexConnected())), 1);
 }
 
 void TstTarvexQueryWorker::busAway_isTriedEvery5000ms()
@@ -567,6 +594,14 @@ void TstTarvexQueryWorker::stop_isSilent()
     QCOMPARE(m_worker->starts.size(), 1);
     QCOMPARE(m_bus->connectionCount(), 1);
     QCOMPARE(log.texts(), QStringList());
+}
+
+void TstTarvexQueryWorker::stop_whileBusAway_leavesTheRetryRunning()
+{
+    m_bus.reset();
+    QVERIFY(m_worker->doStart());
+    QVERIFY(m_worker->doStop());
+    QVERIFY(m_worker->isWaitingForBus());
 }
 
 // The controller's stop goes ahead of what waits in the worker's queue; that comes afterwards all the same.

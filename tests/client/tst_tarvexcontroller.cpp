@@ -251,6 +251,7 @@ private Q_SLOTS:
     void initWorkers_withoutQueryWorker();
     void initWorkers_withNeither();
     void initWorkers_withoutThreads_startsNothing();
+    void initWorkers_withoutThreads_stillQueues();
     void initWorkers_startsTheQueryThreadFirst();
     void stateChanged_isReportedByTheWorker();
     void stateChanged_mayComeFromAnyThread();
@@ -599,6 +600,33 @@ void TstTarvexController::initWorkers_withoutThreads_startsNothing()
     }
     QCOMPARE(msg->threadId.load(), 0);
     QCOMPARE(query->threadId.load(), 0);
+}
+
+void TstTarvexController::initWorkers_withoutThreads_stillQueues()
+{
+    MsgWorker msg;
+    QueryWorker query;
+    Service service;
+    service.givesThreads = false;
+    const QSignalSpy changed(&service, SIGNAL(settingsChanged()));
+    service.initWorkers(&msg, &query);
+    Q_EMIT service.stateChanged();
+    Q_EMIT query.settingsChanged();
+    Q_EMIT msg.updateSettings();
+    QCOMPARE(query.reports.load(), 0);
+    QCOMPARE(changed.count(), 0);
+    QCOMPARE(query.applied.load(), 0);
+    QCoreApplication::sendPostedEvents();
+    QCOMPARE(query.reports.load(), 1);
+    QCOMPARE(changed.count(), 1);
+    QCOMPARE(query.applied.load(), 1);
+    // Dropped while the connection is not open, which it is by now.
+    Message message;
+    message.setReciever(QStringLiteral("cashbox"));
+    Q_EMIT service.sendLogMessage(message);
+    QCOMPARE(countOf(*m_query, QStringLiteral("sendMessage")), 0);
+    QCoreApplication::sendPostedEvents();
+    QCOMPARE(countOf(*m_query, QStringLiteral("sendMessage")), 1);
 }
 
 // The system numbers threads in the order in which they are made, and starts again from below some day.

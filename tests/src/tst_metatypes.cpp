@@ -1,3 +1,4 @@
+#include "cmdlayer/tarvexcommand.h"
 #include "records/clientsettings.h"
 #include "records/clientstate.h"
 #include "records/message.h"
@@ -95,6 +96,7 @@ void TstMetaTypes::types_atLoad_areKnownByName_data()
     row("ClientState", "tarvex::ClientState", sizeof(ClientState));
     row("QList<ClientSettings>", "QList<tarvex::ClientSettings>", sizeof(QList<ClientSettings>));
     row("QList<QPair<QString,qint32> >", "QList<QPair<QString,qint32>>", sizeof(QList<QPair<QString, qint32>>));
+    row("TarvexCommand", "TarvexCommand", sizeof(TarvexCommand));
     row("QAbstractSocket::SocketError", "QAbstractSocket::SocketError", sizeof(QAbstractSocket::SocketError));
 }
 

@@ -15,7 +15,7 @@ using namespace busframe;
 
 namespace {
 
-/// The server has at most 64 unacknowledged messages under way, so a repeat always falls within these.
+/// A server repeats what it has pushed last and has no acknowledgement for: a repeat falls well within these.
 constexpr int REPEAT_CACHE_SIZE = 100;
 
 const QLatin1String OPERATION_HANDSHAKE("handshake");

@@ -36,7 +36,8 @@ class TARVEXLIB_EXPORT TarvexQueryWorker : public wexcor::AbstractWorker
 {
     Q_OBJECT
 public:
-    /// \a interval is the pause between two state reports, in ms.
+    /// \a interval is the pause between two state reports, in ms. With 0 the worker reports whenever its thread has
+    /// nothing else to do; with a negative one it reports when asked only, and Qt logs a warning each time.
     TarvexQueryWorker(int interval, const QString& clientName);
     ~TarvexQueryWorker() override;
 
@@ -49,28 +50,31 @@ public:
     bool doStop() override;
 
     /// Loads the settings anew and applies them. Tries to connect once when the connection is not open, and gives up
-    /// quietly if that fails.
+    /// quietly if that fails. Does nothing between doStop() and the next doStart().
     virtual void doUpdateSettings();
 
     /// Reports the state, usually by handler->saveState(). Called every interval ms while connected, counted from the
     /// end of one report to the start of the next, and when the controller's stateChanged() is emitted.
     virtual void doSendState() = 0;
 
-    /// Applies the loaded settings. Called after every connect and whenever the bus says that they have changed.
+    /// Applies the loaded settings. Called after every connect and whenever the bus says that they have changed, each
+    /// time only if they could be loaded.
     virtual void doApplySettings(ClientSettings settings) = 0;
 
 Q_SIGNALS:
     /// For the derived class: the settings that were applied have changed something. The controller passes it on.
     void settingsChanged();
 
-    /// The server has accepted the handshake, also after a reconnection. Subscriptions are made here.
+    /// The server has accepted the handshake, also after a reconnection. The moment to subscribe, by
+    /// handler->subscribe() in a slot of the worker itself: the connection is used in the worker's thread only.
     void workerConnected();
 
 public Q_SLOTS:
-    /// Calls doUpdateSettings().
+    /// Calls doUpdateSettings(), which does nothing between doStop() and the next doStart().
     void updateSettings();
 
-    /// Calls doSendState(); reports never overlap.
+    /// Calls doSendState() and starts the interval anew; reports never overlap. Does nothing between doStop() and the
+    /// next doStart().
     void sendState();
 
     /// Sends a message; drops it silently while the connection is not open. It is never sent a second time.

@@ -28,6 +28,10 @@ namespace tarvex {
 ///
 /// The server is expected on 127.0.0.1, port 45537. Nothing throws. Bad frames are logged in the default category and
 /// dropped; what follows them is read as the next frame.
+///
+/// Wire: sends the request "handshake" with {"name": the client's name}, which is accepted by a reply with code 0.
+/// Takes the request "sendMessage", its data a Message in map form, and replies with code 0 and the message's
+/// {"sender", "reciever", "uid"}; to any other request it replies with code 4.
 class TARVEXLIB_EXPORT TarvexMessagesReciever : public QObject
 {
     Q_OBJECT

@@ -26,6 +26,9 @@ class TarvexMessagesReciever;
 /// A message whose text is the command "updateSettings" or "stateChanged" is handled here; every other one comes out of
 /// unprocessedMessage(). A service that wants more commands handled here overrides doProcessCommand().
 ///
+/// Wire: a command is the JSON object {"cmd": name, "data": arguments}; "data" may be missing. Any other text is logged
+/// as a warning in the JSON parser's words, which are "no error occurred" for JSON that is just no command.
+///
 /// \code
 /// connect(msgWorker, SIGNAL(unprocessedMessage(Message)), service, SLOT(onMessage(Message)));
 /// \endcode
@@ -48,6 +51,7 @@ public:
     virtual void doProcessMessage(const tarvex::Message& msg);
 
     /// Handles one command. Called in the worker's thread.
+    /// \param cmd its name; a number or a boolean comes as text
     /// \param data the command's arguments, empty when there are none
     /// \param sender the client that sent it
     /// \param uid identifier of the message that carried it

@@ -34,7 +34,7 @@ public:
     QVariantMap data() const;
     void setData(const QVariantMap& data);
 
-    /// The key by which a repeated command is recognised.
+    /// The key by which a repeated command is recognised: "agent.name.uid".
     QString cmdKey() const;
 
     /// True when all four fields are equal.

@@ -14,9 +14,13 @@ class TarvexQueryWorker;
 
 /// The object through which a service joins the bus.
 ///
-/// A service derives from it and creates one, in its main thread. From construction to destruction the process's log
-/// lines go to the device's log service over the bus, those of GUILOGGER() to the screen as well. The forwarding
-/// belongs to the process: a second controller takes it over, and it ends with whichever of the two goes first.
+/// A service derives from it and creates one, in its main thread.
+///
+/// From construction to destruction the process's log lines go to the device's log service over the bus, those of
+/// GUILOGGER() to the screen as well. A line that comes to the query worker while its connection is not open is
+/// dropped. The forwarding belongs to the process: a second controller takes it over, and it ends with whichever of the
+/// two goes first. It also ends when the service later installs a message handler of its own that does not call the one
+/// before it. In a thread without an event loop a small object stays for each forwarded line until that thread ends.
 ///
 /// \code
 /// class Printer : public tarvex::TarvexController
@@ -35,9 +39,13 @@ class TARVEXLIB_EXPORT TarvexController : public wexcor::AbstractWorkerControlle
 public:
     /// \a repeatInterval says after how many ms a log line that repeats is sent again, see TarvexLogCreator; 1000 or
     /// less sends every line, more than 300000 counts as 300000. With an empty \a clientName no line is sent.
+    ///
+    /// Replaces the rules that QLoggingCategory::setFilterRules() has set before: a service that silences a category of
+    /// its own in that way does so afterwards. Rules from the environment and from Qt's configuration files stay.
     TarvexController(int repeatInterval, const QString& clientName, QObject* parent);
 
     /// Takes the logging bridge down, then stops the workers; see AbstractWorkerController for how long that may take.
+    /// A message worker whose thread was never started takes 100 ms here.
     ~TarvexController() override;
 
     /// Gives each worker a thread of its own, connects them with each other and with this controller, and starts the

@@ -19,7 +19,8 @@ namespace tarvex {
 /// The bridge from the process's log to the bus: turns log lines into messages to the device's log service and to the
 /// terminal's screen.
 ///
-/// TarvexController sets it up; a service has no need to. One object of this class lives for one log line.
+/// TarvexController sets it up; a service has no need to. One object of this class lives for one log line: it is
+/// deleted by the event loop of the thread that logs, or, where there is none, when that thread ends.
 ///
 /// All static operations may be called from any thread. The bridge itself never logs. It holds repeats back: a line
 /// that equals the one before it is sent again only after the repeat interval, which grows by the factor 1.3 with each

@@ -17,9 +17,10 @@ class AbstractWorkerControllerPrivate;
 /// Owns workers and the threads in which they run.
 ///
 /// Lives in the thread that created it (a service's main thread); all operations are called there. doStop(),
-/// doKillThreads() and the destructor wait for the workers, together for 1500 ms at most. No thread is ever terminated
-/// by force: a worker that is blocked in a wait of its own for longer is stopped and deleted in its own thread when
-/// that wait is over, on its own, after the controller has gone.
+/// doKillThreads() and the destructor wait for the workers, together for 1500 ms at most. Not counted is what the
+/// destructors of workers take whose threads were never started: those are deleted by the caller, one after the other.
+/// No thread is ever terminated by force: a worker that is blocked in a wait of its own for longer is stopped and
+/// deleted in its own thread when that wait is over, on its own, after the controller has gone.
 class WEXCORCORE_EXPORT AbstractWorkerController : public QObject
 {
     Q_OBJECT
@@ -33,7 +34,8 @@ public:
     virtual void doStart() = 0;
 
     /// Runs doStop() of every worker in the worker's own thread, ahead of what is queued there; from then on restart()
-    /// has no effect on them. The threads go on running until doKillThreads().
+    /// has no effect on them. The threads go on running until doKillThreads(). A worker whose thread has not been
+    /// started is not stopped; it does not start any more either when its thread is started later.
     virtual void doStop();
 
     /// Stops the workers that are not stopped yet, ends their threads and deletes them, each worker in its own thread.

@@ -21,7 +21,8 @@
 /// Stream manipulator: a tab that sets the fields of a line apart.
 WEXCORCORE_EXPORT QTextStream& logtab(QTextStream& stream);
 
-/// Bytes as text: decoded with a codec, control characters and what the codec cannot decode written as "\xNN".
+/// Bytes as text: decoded with a codec, control characters written as "\xNN". When the codec cannot decode them all,
+/// every byte is written so, and none as text.
 class WEXCORCORE_EXPORT logbinary
 {
 public:

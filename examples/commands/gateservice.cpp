@@ -48,7 +48,9 @@ void GateService::doStart()
 void GateService::onMessage(Message message)
 {
     TarvexCommand command;
-    if (TarvexCommand::incomingMessageToCmd(message, command)) {
+    // An error that comes back, to a log line for instance, ends here. The commands worker would log it, and that line
+    // would come back as the next error.
+    if (TarvexCommand::incomingMessageToCmd(message, command) && command.name() != QLatin1String("commandError")) {
         Q_EMIT commandReceived(command);
     }
 }

@@ -47,12 +47,18 @@ private:
     PrinterCommands* const m_printer;
 };
 
-/// The value of \a key if it is a number within the bounds, otherwise \a present.
-int numberOr(int present, const QVariantMap& group, const QString& key, int least, int most)
+/// The value of \a key if it is a number within the bounds, otherwise \a standard.
+int numberOr(int standard, const QVariantMap& group, const QString& key, int least, int most)
 {
     bool isNumber = false;
     const int value = group.value(key).toInt(&isNumber);
-    return isNumber && value >= least && value <= most ? value : present;
+    if (isNumber && value >= least && value <= most) {
+        return value;
+    }
+    if (group.contains(key)) {
+        qWarning().noquote() << key << "must be from" << least << "to" << most << "and counts as" << standard;
+    }
+    return standard;
 }
 
 } // namespace
@@ -88,7 +94,7 @@ void PrinterCommands::answer(const QString& agent, const QString& uid, const QSt
 
 QVariant PrinterCommands::print(QString agent, QString uid, QVariantMap data)
 {
-    const QString error = printTicket(data.value(QStringLiteral("text")).toString());
+    const QString error = printTicket(data.value(QStringLiteral("text")));
     if (error.isEmpty()) {
         answer(agent, uid, QStringLiteral("printed"), {{QStringLiteral("paperLeft"), paperLeft()}});
     } else {
@@ -106,8 +112,9 @@ QVariant PrinterCommands::status(QString agent, QString uid)
 void PrinterCommands::applySettings(ClientSettings settings)
 {
     const QVariantMap printer = settings.formattedSettings().value(QStringLiteral("printer")).toMap();
-    m_copies = numberOr(m_copies, printer, QStringLiteral("copies"), 1, MAX_COPIES);
-    m_paperWarning = numberOr(m_paperWarning, printer, QStringLiteral("paperWarning"), 0, PrinterState::PAPER_ROLL);
+    m_copies = numberOr(DEFAULT_COPIES, printer, QStringLiteral("copies"), 1, MAX_COPIES);
+    m_paperWarning =
+        numberOr(DEFAULT_PAPER_WARNING, printer, QStringLiteral("paperWarning"), 0, PrinterState::PAPER_ROLL);
     qInfo().noquote() << "copies:" << m_copies << "paper warning at:" << m_paperWarning;
     updateStatus();
 }
@@ -119,9 +126,10 @@ void PrinterCommands::coolDown()
 }
 
 /// \return why nothing was printed; empty when it was.
-QString PrinterCommands::printTicket(const QString& text)
+QString PrinterCommands::printTicket(const QVariant& data)
 {
-    if (text.trimmed().isEmpty()) {
+    const QString text = data.type() == QVariant::String ? data.toString().simplified() : QString();
+    if (text.isEmpty()) {
         return QStringLiteral("There is no text to print");
     }
     if (paperLeft() < m_copies) {
@@ -129,7 +137,7 @@ QString PrinterCommands::printTicket(const QString& text)
     }
     QTextStream paper(stdout);
     for (int copy = 1; copy <= m_copies; ++copy) {
-        paper << "[ " << text.simplified() << " ] copy " << copy << " of " << m_copies << Qt::endl;
+        paper << "[ " << text << " ] copy " << copy << " of " << m_copies << Qt::endl;
     }
     StateCatcher() << catchvalue(QStringLiteral("paperLeft"), paperLeft() - m_copies)
                    << catchvalue(QStringLiteral("temperature"), temperature() + DEGREES_PER_TICKET * m_copies)
@@ -146,7 +154,8 @@ void PrinterCommands::updateStatus()
         : left <= m_paperWarning                        ? PrinterState::PaperLow
                                                         : PrinterState::Ready;
     if (status != StateCatcher().property(QStringLiteral("status")).toInt() && status != PrinterState::Ready) {
-        qCWarning(GUILOGGER()).noquote() << "Paper is low, tickets left:" << left;
+        const QString words = QString::fromLatin1(status == PrinterState::PaperLow ? "Paper is low" : "Out of paper");
+        qCWarning(GUILOGGER()).noquote() << QStringLiteral("%1, tickets left: %2").arg(words, QString::number(left));
     }
     StateCatcher() << catchvalue(QStringLiteral("status"), status) << commitstate();
 }

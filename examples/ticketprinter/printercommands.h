@@ -23,24 +23,27 @@ public:
 
 public Q_SLOTS:
     /// The command "print", with data: {"text": what to print}. Answers "printed" with what is left of the paper.
-    QVariant print(QString agent, QString uid, QVariantMap data);
+    QVariant print(QString agent, QString uid, QVariantMap data = {}); // so that it is found without data as well
 
     /// The command "status", without data. Answers "statusReport" with the state.
     QVariant status(QString agent, QString uid);
 
-    /// Takes "copies" and "paperWarning" from the group "printer"; what is missing or wrong keeps its value.
+    /// Takes "copies" and "paperWarning" from the group "printer"; what is missing or wrong has its default.
     void applySettings(ClientSettings settings);
 
 private Q_SLOTS:
     void coolDown();
 
 private:
-    QString printTicket(const QString& text);
+    QString printTicket(const QVariant& data);
     void updateStatus();
 
     QTimer m_coolingTimer{this}; // a child, so that it moves to the thread together with the worker
-    int m_copies = 1;
-    int m_paperWarning = 10;
+    static constexpr int DEFAULT_COPIES = 1;
+    static constexpr int DEFAULT_PAPER_WARNING = 10;
+
+    int m_copies = DEFAULT_COPIES;
+    int m_paperWarning = DEFAULT_PAPER_WARNING; ///< From so many tickets on the paper counts as low.
 };
 
 #endif // PRINTERCOMMANDS_H

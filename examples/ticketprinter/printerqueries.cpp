@@ -3,12 +3,12 @@
 #include "client/tarvexqueryhandler.h"
 #include "statewrapper/statecatcher.h"
 
-#include <utility>
+#include <QDebug>
 
 namespace {
 
 constexpr int STATE_INTERVAL_MS = 10000;
-/// Whoever has waited that long for an answer no longer wants it.
+/// Answers that wait for the bus.
 constexpr int MAX_WAITING = 100;
 
 } // namespace
@@ -29,21 +29,22 @@ void PrinterQueries::doSendState()
 
 void PrinterQueries::send(TarvexCommand command)
 {
-    if (handler->isOpen()) {
-        handler->sendMessage(command.toOutgoingMessage());
-        return;
-    }
-    // A command can come in before this connection is up: the two are opened independently of each other.
     m_waiting.append(command);
-    while (m_waiting.size() > MAX_WAITING) {
-        m_waiting.removeFirst();
+    if (m_waiting.size() > MAX_WAITING) {
+        qWarning().noquote() << "The bus is away for too long, dropped the answer to" << m_waiting.takeFirst().uid();
     }
+    sendWaiting();
 }
 
 void PrinterQueries::sendWaiting()
 {
-    const QList<TarvexCommand> waiting = std::exchange(m_waiting, {});
-    for (const TarvexCommand& command : waiting) {
-        send(command);
+    // A command can come in before this connection is up: the two are opened independently of each other.
+    while (handler->isOpen() && !m_waiting.isEmpty()) {
+        // An answer that goes down with the connection is sent again. If it had arrived, the receiver knows it by its
+        // uid. One that was refused is not: it would be refused again.
+        if (!handler->sendMessage(m_waiting.constFirst().toOutgoingMessage()) && !handler->isOpen()) {
+            return;
+        }
+        m_waiting.removeFirst();
     }
 }

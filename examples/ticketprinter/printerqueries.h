@@ -18,7 +18,7 @@ public:
     void doApplySettings(tarvex::ClientSettings settings) override { Q_EMIT settingsLoaded(settings); }
 
 public Q_SLOTS:
-    /// Sends an answer, at the next connection if there is none.
+    /// Sends an answer, behind those that wait; at the next connection if there is none.
     void send(TarvexCommand command);
 
 Q_SIGNALS:

@@ -21,7 +21,7 @@ public:
     };
     Q_ENUM(Status)
 
-    static constexpr int PAPER_ROLL = 100; ///< In tickets.
+    static constexpr int PAPER_ROLL = 100; ///< In tickets. A start counts as a new roll.
     static constexpr double ROOM_CELSIUS = 21;
 
     PrinterState();

@@ -46,7 +46,9 @@ private Q_SLOTS:
     void print_isReportedInTheState();
     void unknownCommand_isRefused();
     void settings_areApplied();
+    void settings_outOfBounds_haveTheirDefaults();
     void paper_runningLow_isShownOnTheScreen();
+    void errorThatComesBack_isNotLogged();
     void lostConnection_losesNoCommand();
     void lostBus_comesBackWithItsService();
 
@@ -88,7 +90,10 @@ void TstTicketPrinter::print_withoutText_isRefused_data()
     QTest::newRow("empty") << ticket(QLatin1String(""));
     QTest::newRow("blanks") << ticket(QStringLiteral(" \n"));
     QTest::newRow("other key") << QVariantMap{{QStringLiteral("txt"), QStringLiteral("zone A")}};
-    QTest::newRow("no text") << QVariantMap{{QStringLiteral("text"), QVariantList{1, 2}}};
+    QTest::newRow("list") << QVariantMap{{QStringLiteral("text"), QVariantList{1, 2}}};
+    QTest::newRow("number") << QVariantMap{{QStringLiteral("text"), 5}};
+    QTest::newRow("truth value") << QVariantMap{{QStringLiteral("text"), true}};
+    QTest::newRow("no data") << QVariantMap();
 }
 
 void TstTicketPrinter::print_withoutText_isRefused()
@@ -130,6 +135,31 @@ void TstTicketPrinter::settings_areApplied()
     QCOMPARE(answer->data().value(QStringLiteral("paperLeft")).toInt(), PrinterState::PAPER_ROLL - 3);
 }
 
+void TstTicketPrinter::settings_outOfBounds_haveTheirDefaults()
+{
+    QVERIFY2(configure(QStringLiteral("copies"), 3), qPrintable(m_bus->errorString()));
+    QVERIFY2(configure(QStringLiteral("copies"), 100), qPrintable(m_bus->errorString()));
+    const auto answer = ask(QStringLiteral("print"), ticket(QStringLiteral("zone A")));
+    QVERIFY2(answer, qPrintable(m_bus->errorString()));
+    QCOMPARE(answer->data().value(QStringLiteral("paperLeft")).toInt(), PrinterState::PAPER_ROLL - 1);
+}
+
+/// A log service that answers each line with an error would otherwise be sent a line about each of its errors.
+void TstTicketPrinter::errorThatComesBack_isNotLogged()
+{
+    m_bus->sendCommand(BUSNAME_LOGGER, BUSNAME_TICKET_PRINTER, QStringLiteral("commandError"),
+                       {{QStringLiteral("command"), QStringLiteral("saveLog")}});
+    QVERIFY2(ask(QStringLiteral("status"), {}), qPrintable(m_bus->errorString()));
+    QStringList lines;
+    const auto isOfTheStatus = [&lines](const TarvexCommand& line) {
+        lines.append(line.data().value(QStringLiteral("text")).toString());
+        return lines.constLast().startsWith(QLatin1String("status "));
+    };
+    QVERIFY2(m_bus->waitForCommand(BUSNAME_LOGGER, QStringLiteral("saveLog"), isOfTheStatus),
+             qPrintable(m_bus->errorString()));
+    QVERIFY2(lines.filter(QStringLiteral("commandError")).isEmpty(), qPrintable(lines.join(QLatin1Char('\n'))));
+}
+
 void TstTicketPrinter::paper_runningLow_isShownOnTheScreen()
 {
     QVERIFY2(configure(QStringLiteral("paperWarning"), PrinterState::PAPER_ROLL - 1), qPrintable(m_bus->errorString()));
@@ -146,12 +176,11 @@ void TstTicketPrinter::lostConnection_losesNoCommand()
 {
     QVERIFY(ask(QStringLiteral("print"), ticket(QStringLiteral("zone A"))));
     m_bus->dropConnections(BUSNAME_TICKET_PRINTER);
-    QVERIFY(!send(QStringLiteral("print"), ticket(QStringLiteral("zone B"))).isEmpty()); // it is not there to get it
-    // The state tells, not the answer: an answer may be lost when its connection is, and is not sent again.
-    const auto isTwoLess = [](const tarvex::ClientState& state) {
-        return paperLeft(state) == PrinterState::PAPER_ROLL - 2;
-    };
-    QVERIFY2(m_bus->waitForState(BUSNAME_TICKET_PRINTER, isTwoLess), qPrintable(m_bus->errorString()));
+    const QString uid = send(QStringLiteral("print"), ticket(QStringLiteral("zone B"))); // it is not there to get it
+    QVERIFY(!uid.isEmpty());
+    const auto answer = m_bus->waitForReply(uid);
+    QVERIFY2(answer, qPrintable(m_bus->errorString()));
+    QCOMPARE(answer->data().value(QStringLiteral("paperLeft")).toInt(), PrinterState::PAPER_ROLL - 2);
 }
 
 void TstTicketPrinter::lostBus_comesBackWithItsService()
@@ -181,7 +210,7 @@ bool TstTicketPrinter::configure(const QString& key, int value)
     settings.setOwner(BUSNAME_TICKET_PRINTER);
     settings.setFormattedSettings({{QStringLiteral("printer"), QVariantMap{{key, value}}}}, true);
     const auto isApplied = [](const TarvexCommand& line) {
-        return line.data().value(QStringLiteral("text")).toString().contains(QLatin1String("copies:"));
+        return line.data().value(QStringLiteral("text")).toString().startsWith(QLatin1String("copies:"));
     };
     return m_bus->saveSettings(settings) && m_bus->waitForCommand(BUSNAME_LOGGER, QStringLiteral("saveLog"), isApplied);
 }

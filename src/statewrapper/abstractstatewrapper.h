@@ -20,13 +20,15 @@
 /// All operations but init() may be called from any thread. One lock, shared by all objects of this class and not
 /// recursive, makes each of them whole: a value is never read half-written, and toMap() shows one moment. Two calls in
 /// a row are two steps, between which another thread may write. The lock is held
-/// - while setValue(), value() and toMap() call the properties' accessors, and
+/// - while setValue(), value() and toMap() call the properties' accessors,
+/// - while setValue() logs that there is no such property, and
 /// - while commit() emits stateChanged(),
 ///
 /// and each call waits for it without limit. So an accessor, a slot that a property's NOTIFY signal calls directly, and
 /// \b a \b slot \b connected \b directly \b to \b stateChanged() \b blocks \b forever when it calls one of these
 /// operations. Connect with Qt::QueuedConnection; the default is not enough, since it calls directly whenever the value
-/// is committed in the receiver's own thread.
+/// is committed in the receiver's own thread. A log output or message handler that touches the state blocks forever as
+/// well, when an unknown name is set.
 ///
 /// \code
 /// class PrinterState : public AbstractStateWrapper

@@ -24,6 +24,7 @@
 #include <stdexcept>
 #include <thread>
 #include <type_traits>
+#include <utility>
 #include <vector>
 
 static_assert(std::is_base_of_v<QObject, AbstractStateWrapper>, "the wrapper has signals and slots");
@@ -305,6 +306,40 @@ bool isUnlocked()
     return unlocked;
 }
 
+/// Calls what the test says in the midst of every log line, as a log output is called.
+class DuringLog
+{
+public:
+    explicit DuringLog(std::function<void()> call) : m_previous(qInstallMessageHandler(handle))
+    {
+        whatToCall() = std::move(call);
+    }
+
+    ~DuringLog()
+    {
+        qInstallMessageHandler(m_previous);
+        whatToCall() = {};
+    }
+    Q_DISABLE_COPY_MOVE(DuringLog)
+
+private:
+    static std::function<void()>& whatToCall()
+    {
+        static std::function<void()> call;
+        return call;
+    }
+
+    static void handle(QtMsgType type, const QMessageLogContext& context, const QString& text)
+    {
+        Q_UNUSED(type)
+        Q_UNUSED(context)
+        Q_UNUSED(text)
+        whatToCall()();
+    }
+
+    QtMessageHandler m_previous;
+};
+
 } // namespace
 
 class TstAbstractStateWrapper : public QObject
@@ -353,6 +388,7 @@ private Q_SLOTS:
     void commit_emitsUnderTheLockOfAllWrappers();
     void commit_toReceiverInAnotherThread_showsTheCommittedValues();
     void setValueAndReads_callAccessorsUnderTheLock();
+    void setValue_ofOtherName_isReportedUnderTheLock();
     void throwingAccessor_leavesTheLockFree();
     void setter_thatReleasesTheWrapper_leavesTheLockFree();
     void commit_whoseReceiverReleasesTheWrapper_leavesTheLockFree();
@@ -860,6 +896,22 @@ void TstAbstractStateWrapper::setValueAndReads_callAccessorsUnderTheLock()
 
     reader.join();
     QVERIFY(!readInSetter);
+    QVERIFY(isUnlocked());
+}
+
+void TstAbstractStateWrapper::setValue_ofOtherName_isReportedUnderTheLock()
+{
+    TwoState state;
+    TwoState other;
+    std::thread reader;
+    bool readInOutput = true;
+    {
+        const DuringLog output([&other, &reader, &readInOutput] { readInOutput = canBeRead(other, reader); });
+        state.setValue(QStringLiteral("unknown"), 5);
+    }
+    QVERIFY(reader.joinable()); // There was a line.
+    reader.join();
+    QVERIFY(!readInOutput);
     QVERIFY(isUnlocked());
 }
 

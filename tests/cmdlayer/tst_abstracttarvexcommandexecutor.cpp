@@ -7,12 +7,14 @@
 #include <QTest>
 #include <QThread>
 
+#include <cstring>
 #include <memory>
 #include <type_traits>
 
 static_assert(std::is_abstract_v<AbstractTarvexCommandExecutor>);
 static_assert(std::is_base_of_v<QObject, AbstractTarvexCommandExecutor>);
 static_assert(std::has_virtual_destructor_v<AbstractTarvexCommandExecutor>);
+static_assert(sizeof(AbstractTarvexCommandExecutor) == sizeof(QObject) + sizeof(QString), "the name is all it holds");
 static_assert(!std::is_convertible_v<QString, AbstractTarvexCommandExecutor*>);
 static_assert(std::is_same_v<decltype(&AbstractTarvexCommandExecutor::canExecute),
                              bool (AbstractTarvexCommandExecutor::*)(const TarvexCommand&)>);
@@ -54,6 +56,7 @@ private Q_SLOTS:
     void name_isKeptAsItIs_data();
     void name_isKeptAsItIs();
     void metaObject_addsNothing();
+    void name_isTheFirstDataMember();
     void virtuals_standInTheirOrder();
     void virtuals_calledThroughTheBase();
     void name_overridden_isAskedThroughTheBase();
@@ -100,6 +103,16 @@ void TstAbstractTarvexCommandExecutor::metaObject_addsNothing()
     QCOMPARE(meta.superClass(), &QObject::staticMetaObject);
     QCOMPARE(meta.methodCount(), meta.methodOffset());
     QCOMPARE(meta.propertyCount(), meta.propertyOffset());
+}
+
+void TstAbstractTarvexCommandExecutor::name_isTheFirstDataMember()
+{
+    const SelfTest executor(QStringLiteral("selfTest"));
+    const AbstractTarvexCommandExecutor& base = executor;
+    const void* firstMember = nullptr;
+    std::memcpy(&firstMember, reinterpret_cast<const char*>(&base) + sizeof(QObject), sizeof firstMember);
+    QString name = base.name(); // Shares the member's data, which a string is nothing but a pointer to.
+    QCOMPARE(firstMember, static_cast<const void*>(name.data_ptr()));
 }
 
 void TstAbstractTarvexCommandExecutor::virtuals_standInTheirOrder()

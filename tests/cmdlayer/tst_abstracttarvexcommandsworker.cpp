@@ -14,7 +14,9 @@
 
 #include <functional>
 #include <memory>
+#include <thread>
 #include <type_traits>
+#include <utility>
 
 using tarvex::Message;
 
@@ -241,6 +243,26 @@ QString errorText(const QString& name)
     return QStringLiteral("No such method (%1)").arg(name);
 }
 
+/// What the worker's own data members look like, byte by byte.
+QByteArray dataMembers(const AbstractTarvexCommandsWorker& worker)
+{
+    const auto* const object = reinterpret_cast<const char*>(&worker);
+    return {object + sizeof(wexcor::AbstractWorker),
+            static_cast<int>(sizeof(AbstractTarvexCommandsWorker) - sizeof(wexcor::AbstractWorker))};
+}
+
+/// Where the first and the last difference between two such looks is; -1 when there is none.
+std::pair<int, int> changed(const QByteArray& before, const QByteArray& after)
+{
+    std::pair<int, int> bounds{-1, -1};
+    for (int i = 0; i < before.size(); ++i) {
+        if (before.at(i) != after.at(i)) {
+            bounds = {bounds.first < 0 ? i : bounds.first, i};
+        }
+    }
+    return bounds;
+}
+
 /// The command that answers one that failed.
 TarvexCommand errorFor(const TarvexCommand& failed)
 {
@@ -269,6 +291,7 @@ private Q_SLOTS:
     void cleanup();
 
     void metaObject_hasItsMethodsInOrder();
+    void dataMembers_beginWithRegistryAndRepeatCache();
     void virtuals_standInTheirOrder();
     void virtuals_calledThroughTheBase();
 
@@ -319,6 +342,7 @@ private Q_SLOTS:
     void hostileData_isHandedOver();
 
     void exec_fromAnotherThread_runsInTheWorkersThread();
+    void exec_calledStraightFromAnotherThread_runsTheHandlerThere();
     void wholeRoad_fromMessageToAnswer();
 
 private:
@@ -360,6 +384,23 @@ void TstAbstractTarvexCommandsWorker::metaObject_hasItsMethodsInOrder()
     QCOMPARE(exec.parameterNames(), QList<QByteArray>{"cmd"});
     QCOMPARE(meta.propertyCount(), meta.propertyOffset());
     QCOMPARE(meta.constructorCount(), 0);
+}
+
+void TstAbstractTarvexCommandsWorker::dataMembers_beginWithRegistryAndRepeatCache()
+{
+    constexpr int REGISTRY_END = sizeof(QMap<QString, QPointer<AbstractTarvexCommandExecutor>>);
+    constexpr int CACHE_END = REGISTRY_END + static_cast<int>(sizeof(QCache<QString, TarvexCommand>));
+    const LogCapture log;
+    const QByteArray empty = dataMembers(*m_worker);
+    m_worker->addExecutor(new CountingExecutor(m_worker.get()));
+    const QByteArray withExecutor = dataMembers(*m_worker);
+    m_worker->exec(someCommand(QStringLiteral("plain")));
+    const QByteArray withCommand = dataMembers(*m_worker);
+
+    const auto [registryFirst, registryLast] = changed(empty, withExecutor);
+    QVERIFY(registryFirst >= 0 && registryLast < REGISTRY_END);
+    const auto [cacheFirst, cacheLast] = changed(withExecutor, withCommand);
+    QVERIFY(cacheFirst >= REGISTRY_END && cacheLast < CACHE_END);
 }
 
 void TstAbstractTarvexCommandsWorker::virtuals_standInTheirOrder()
@@ -1020,6 +1061,19 @@ void TstAbstractTarvexCommandsWorker::exec_fromAnotherThread_runsInTheWorkersThr
     QCOMPARE(answer.uid(), QStringLiteral("uid7"));
     QCOMPARE(answer.data(), QVariantMap({{QStringLiteral("inOwnThread"), true}}));
     controller.doKillThreads();
+}
+
+void TstAbstractTarvexCommandsWorker::exec_calledStraightFromAnotherThread_runsTheHandlerThere()
+{
+    const LogCapture log;
+    std::thread::id handlersThread;
+    m_worker->result = true;
+    m_worker->action = [&handlersThread] { handlersThread = std::this_thread::get_id(); };
+    std::thread caller([this] { m_worker->exec(someCommand(QStringLiteral("acts"))); });
+    const std::thread::id callersThread = caller.get_id();
+    caller.join();
+    QCOMPARE(m_worker->calls, QStringList{QStringLiteral("acts")});
+    QVERIFY(handlersThread == callersThread);
 }
 
 void TstAbstractTarvexCommandsWorker::wholeRoad_fromMessageToAnswer()

@@ -62,6 +62,25 @@ QByteArray pushFrames(int first, int last)
     return frames;
 }
 
+QList<Message> numberedMessages(int first, int last)
+{
+    QList<Message> messages;
+    for (int number = first; number <= last; ++number) {
+        messages.append(numbered(number));
+    }
+    return messages;
+}
+
+/// The messages that incomingMessage() has carried, in order.
+QList<Message> deliveredBy(const QSignalSpy& incoming)
+{
+    QList<Message> messages;
+    for (const QList<QVariant>& arguments : incoming) {
+        messages.append(arguments.constFirst().value<Message>());
+    }
+    return messages;
+}
+
 QList<QByteArray> inPieces(const QByteArray& bytes, int size)
 {
     QList<QByteArray> pieces;
@@ -588,7 +607,7 @@ void TstTarvexMessagesReciever::burst_inSmallPieces_isDeliveredCompletely()
     QVERIFY(m_receiver->open());
     QTRY_COMPARE_WITH_TIMEOUT(incoming.count(), 300, 60000);
     QVERIFY(m_bus->bus.waitForRequests(300));
-    QVERIFY(incoming.constLast().constFirst().value<Message>() == numbered(300));
+    QVERIFY(deliveredBy(incoming) == numberedMessages(1, 300));
     QCOMPARE(log.texts(), QStringList());
 }
 
@@ -622,10 +641,7 @@ void TstTarvexMessagesReciever::burst_inTinyPieces_isDeliveredCompletely()
         const LogCapture log;
         QVERIFY(m_receiver->open());
         QTRY_VERIFY_WITH_TIMEOUT(incoming.count() == count || !log.texts().isEmpty(), 60000);
-        delivered.clear();
-        for (const QList<QVariant>& arguments : qAsConst(incoming)) {
-            delivered.append(arguments.constFirst().value<Message>());
-        }
+        delivered = deliveredBy(incoming);
         lines = log.texts();
     }
     QVERIFY2(delivered == messages, qPrintable(QString::number(delivered.size())));

@@ -16,16 +16,15 @@ public:
     }
 
 protected:
-    void onConnected(BusClient& bus, bool isFirst) override
+    void onConnected(BusClient& bus, bool) override
     {
         subscribe(bus, m_subscriptions);
-        if (isFirst) {
-            complain(QStringLiteral("listening as %1").arg(clientName()));
-        }
+        announce();
     }
 
     void onMessage(const Message& message) override
     {
+        announce(); // what the bus has kept for us may come before we know of being connected
         write(message);
         m_tally.add();
         if (m_tally.isEnough()) {
@@ -39,6 +38,15 @@ protected:
     QString timeOutWords() const override { return m_tally.missingWords(QStringLiteral("nothing came")); }
 
 private:
+    /// Tells once, before the first message, under which name they come.
+    void announce()
+    {
+        if (!m_isAnnounced) {
+            m_isAnnounced = true;
+            complain(QStringLiteral("listening as %1").arg(clientName()));
+        }
+    }
+
     void write(const Message& message)
     {
         if (m_output.isJson()) {
@@ -53,6 +61,7 @@ private:
     const Subscriptions m_subscriptions;
     Tally m_tally;
     Output& m_output;
+    bool m_isAnnounced = false;
 };
 
 } // namespace

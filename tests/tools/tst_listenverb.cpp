@@ -72,6 +72,7 @@ private Q_SLOTS:
     void burst_comesInOrder();
     void count_takesNoMoreThanThat();
     void keptMessages_comeFirst();
+    void keptMessages_comeAfterTheName();
     void timeOut_tellsWhetherEnoughCame_data();
     void timeOut_tellsWhetherEnoughCame();
     void subscribe_goals_data();
@@ -187,6 +188,24 @@ void TstListenVerb::keptMessages_comeFirst()
     QVERIFY(sendNumbers(gui, 4, 4));
     QCOMPARE(run.status(), 0);
     QCOMPARE(texts(run), numbers(1, 4));
+}
+
+// Both streams in one, as a terminal shows them.
+void TstListenVerb::keptMessages_comeAfterTheName()
+{
+    BusProcess bus;
+    ScriptedClient gui(QStringLiteral("gui"));
+    QVERIFY(sendNumbers(gui, 1, 2));
+    QProcess process;
+    process.setProcessChannelMode(QProcess::MergedChannels);
+    process.start(ProgramRun::program(), listen(QStringLiteral("--count 2")));
+    QVERIFY(process.waitForFinished());
+    QCOMPARE(process.exitCode(), 0);
+    QCOMPARE(process.readAll(),
+             QByteArray("tarvexctl: listening as monitor\n"
+                        "SENT                     FROM  TO       MESSAGE\n"
+                        "2026-03-01T10:11:00.345  gui   monitor  1\n"
+                        "2026-03-01T10:11:00.345  gui   monitor  2\n"));
 }
 
 void TstListenVerb::timeOut_tellsWhetherEnoughCame_data()

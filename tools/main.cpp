@@ -276,6 +276,14 @@ void run(const CommandLine& line)
     line.run(clientNameOf(line), output);
 }
 
+/// What is missing may be there under a wrong name, as in "settings show": then that is told.
+std::string wordsFor(const CLI::RequiredError& error, const CLI::App& program)
+{
+    std::vector<std::string> unknown = program.remaining(true);
+    std::reverse(unknown.begin(), unknown.end()); // the error names them from the end
+    return unknown.empty() ? error.what() : CLI::ExtrasError(program.get_name(), unknown).what();
+}
+
 /// Throws Failure for a line that cannot be understood. \return false when help was asked for, which is shown then.
 bool parse(int argc, char** argv, CommandLine& line)
 {
@@ -301,6 +309,8 @@ bool parse(int argc, char** argv, CommandLine& line)
     } catch (const CLI::CallForHelp&) {
         Output(false).writeRecord(QString::fromStdString(program.help()));
         return false;
+    } catch (const CLI::RequiredError& error) {
+        throw Failure(WrongUse, QString::fromStdString(wordsFor(error, program)) + QStringLiteral("; see --help"));
     } catch (const CLI::ParseError& error) {
         throw Failure(WrongUse, QString::fromStdString(error.what()) + QStringLiteral("; see --help"));
     }

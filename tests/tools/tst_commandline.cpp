@@ -95,6 +95,9 @@ void TstCommandLine::wrongUse_isRefusedBeforeConnecting_data()
     QTest::newRow("unknown option") << QStringLiteral("state get --all") << QByteArray("--all");
     QTest::newRow("settings alone") << QStringLiteral("settings") << QByteArray("subcommand is required");
     QTest::newRow("state alone") << QStringLiteral("state") << QByteArray("subcommand is required");
+    QTest::newRow("settings unknown") << QStringLiteral("settings show") << QByteArray("not expected: show");
+    QTest::newRow("state unknown") << QStringLiteral("state show printer") << QByteArray("not expected: show printer");
+    QTest::newRow("set unknown") << QStringLiteral("settings set a b c --text") << QByteArray("not expected: --text");
     QTest::newRow("empty name") << QStringLiteral("--as '' state get") << QByteArray("--as must not be empty");
     QTest::newRow("get empty") << QStringLiteral("settings get printer ''") << QByteArray("OWNER must not be empty");
     QTest::newRow("state get empty") << QStringLiteral("state get ''") << QByteArray("OWNER must not be empty");

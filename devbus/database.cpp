@@ -11,6 +11,7 @@
 
 #include <cstdio>
 #include <sys/stat.h>
+#include <unistd.h>
 
 namespace tarvex::devbus {
 
@@ -86,6 +87,10 @@ bool Database::open()
         m_path = file.canonicalFilePath(); // a new file is moved into place, and must not replace the link
     }
     const bool isNew = !file.exists() || file.size() == 0;
+    // SQLite opens a file that may only be read all the same, and refuses no transaction before the first change.
+    if (!isNew && ::access(QFile::encodeName(m_path).constData(), W_OK) != 0) {
+        return fail(TarvexError::StorageAccessError, qt_error_string());
+    }
     return (isNew ? createFile() : checkFile()) && openConnection(m_path, {}) && configure() && noteFile();
 }
 

@@ -10,13 +10,23 @@
 #include <QTest>
 
 #include <csignal>
+#include <linux/capability.h>
 #include <memory>
+#include <sys/prctl.h>
 
 using namespace tarvex;
 
 namespace {
 
 constexpr int PATIENCE_MS = 30000;
+
+/// A process that file modes bind like any other user's even when root starts it, as in a namespace of the test's own.
+class BoundProcess : public QProcess
+{
+protected:
+    // Between fork and exec, so a system call and nothing else. It fails for who is not root, and has no need of it.
+    void setupChildProcess() override { ::prctl(PR_CAPBSET_DROP, CAP_DAC_OVERRIDE); }
+};
 
 /// The program, from the test's build.
 class Program
@@ -87,7 +97,7 @@ private:
         }
     }
 
-    QProcess m_process;
+    BoundProcess m_process;
 };
 
 QStringList storing(const QString& path)
@@ -138,6 +148,7 @@ private Q_SLOTS:
     void start_portInUse_exitsWithOne();
     void start_badStorage_exitsWithOne_data();
     void start_badStorage_exitsWithOne();
+    void start_readOnlyFile_exitsWithOne();
     void start_damagedFile_isLeftAsItIs();
     void killed_rightAfterReplies_keepsEverything();
     void killed_inTheMidst_keepsWhatWasConfirmed();
@@ -292,6 +303,25 @@ void TstTarvexDevbus::start_badStorage_exitsWithOne()
     const QByteArray errors = program.errors();
     QVERIFY2(isOneLine(errors) && errors.contains(path.toUtf8()), errors.constData());
     QCOMPARE(program.output(), QByteArray());
+}
+
+void TstTarvexDevbus::start_readOnlyFile_exitsWithOne()
+{
+    {
+        Program program(storing(storage()));
+        QVERIFY(program.isReady());
+        program.signal(SIGTERM);
+        QCOMPARE(program.wait(), 0);
+    }
+    QVERIFY(QFile::setPermissions(storage(), QFile::ReadOwner | QFile::ReadGroup | QFile::ReadOther));
+    const QByteArray before = contents(storage());
+    Program program(storing(storage()));
+    QCOMPARE(program.wait(), 1);
+    const QByteArray errors = program.errors();
+    QVERIFY2(isOneLine(errors) && errors.contains(storage().toUtf8()), errors.constData());
+    QCOMPARE(program.output(), QByteArray());
+    QVERIFY(contents(storage()) == before);
+    QCOMPARE(QDir(m_folder->path()).entryList(QDir::Files), QStringList{QStringLiteral("bus.sqlite")});
 }
 
 void TstTarvexDevbus::start_damagedFile_isLeftAsItIs()

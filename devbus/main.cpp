@@ -20,11 +20,12 @@ enum ExitStatus {
     ExitWrongUse = 2,
 };
 
-void printLine(std::FILE* stream, const QString& text)
+/// \return whether the stream has taken it.
+bool printLine(std::FILE* stream, const QString& text)
 {
     const QByteArray line = text.toLocal8Bit() + '\n';
-    std::fwrite(line.constData(), 1, static_cast<std::size_t>(line.size()), stream);
-    std::fflush(stream);
+    const auto size = static_cast<std::size_t>(line.size());
+    return std::fwrite(line.constData(), 1, size, stream) == size && std::fflush(stream) == 0;
 }
 
 void complain(const QString& text)
@@ -68,6 +69,16 @@ CommandLine wrongUse(const QString& text)
 {
     complain(text + QLatin1String(" (see tarvex-devbus --help)"));
     return finished(ExitWrongUse);
+}
+
+/// What was asked for and nothing else: not to have told it is a failure.
+CommandLine answered(const QString& text)
+{
+    if (printLine(stdout, text)) {
+        return finished(ExitDone);
+    }
+    complain(QLatin1String("cannot write to stdout: ") + qt_error_string());
+    return finished(ExitFailure);
 }
 
 struct Parser : QCommandLineParser
@@ -133,12 +144,10 @@ CommandLine readCommandLine()
         return wrongUse(parser.errorText());
     }
     if (parser.isSet(parser.help)) {
-        printLine(stdout, parser.helpText().trimmed());
-        return finished(ExitDone);
+        return answered(parser.helpText().trimmed());
     }
     if (parser.isSet(parser.version)) {
-        printLine(stdout, QLatin1String("tarvex-devbus ") + QCoreApplication::applicationVersion());
-        return finished(ExitDone);
+        return answered(QLatin1String("tarvex-devbus ") + QCoreApplication::applicationVersion());
     }
     return interpret(parser);
 }

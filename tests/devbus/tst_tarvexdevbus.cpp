@@ -139,6 +139,8 @@ private Q_SLOTS:
     void commandLine_wrongUse_exitsWithTwo();
     void commandLine_questions_exitWithZero_data();
     void commandLine_questions_exitWithZero();
+    void commandLine_questions_stdoutFull_exitWithOne_data();
+    void commandLine_questions_stdoutFull_exitWithOne();
     void readyLine_saysWhereItStores();
     void readyLine_memory_saysSo();
     void defaultStorage_isMadeInStateFolder();
@@ -214,6 +216,21 @@ void TstTarvexDevbus::commandLine_questions_exitWithZero()
     QCOMPARE(program.wait(), 0);
     QVERIFY(program.output().contains(answer));
     QCOMPARE(program.errors(), QByteArray());
+}
+
+void TstTarvexDevbus::commandLine_questions_stdoutFull_exitWithOne_data()
+{
+    QTest::addColumn<QString>("argument");
+    QTest::newRow("help") << QStringLiteral("--help");
+    QTest::newRow("version") << QStringLiteral("--version");
+}
+
+void TstTarvexDevbus::commandLine_questions_stdoutFull_exitWithOne()
+{
+    QFETCH(QString, argument);
+    Program program(QStringLiteral("exec >/dev/full"), {argument});
+    QCOMPARE(program.wait(), 1);
+    QCOMPARE(program.errors(), QByteArray("tarvex-devbus: cannot write to stdout: No space left on device\n"));
 }
 
 void TstTarvexDevbus::readyLine_saysWhereItStores()

@@ -175,7 +175,6 @@ void TstExitStatus::refused_is1()
     QCOMPARE(run.err(), QByteArray("tarvexctl: refused by the bus: " + told + '\n'));
 }
 
-// The library waits 30 s for a reply, and nothing can shorten it: the one test that goes through with it.
 // The reasons stand in the library's log lines, which a user's rules may switch off.
 void TstExitStatus::loggingSwitchedOff_changesNothing()
 {
@@ -191,6 +190,7 @@ void TstExitStatus::loggingSwitchedOff_changesNothing()
     QCOMPARE(refused.err(), QByteArray("tarvexctl: refused by the bus: 5 There are no settings for client\n"));
 }
 
+// The library waits 30 s for a reply, and nothing can shorten it: the one test that goes through with it.
 void TstExitStatus::silence_is4()
 {
     FakeBus bus;

@@ -50,6 +50,7 @@ if(TARVEX_SANITIZE)
     endif()
 endif()
 if(TARVEX_COVERAGE)
-    add_compile_options(--coverage -O0)
+    # Counts of several threads at once would otherwise go wrong, down to negative ones, at which gcovr gives up.
+    add_compile_options(--coverage -O0 -fprofile-update=atomic)
     add_link_options(--coverage)
 endif()

@@ -3,6 +3,7 @@
 #include "busclient.h"
 #include "liblog.h"
 #include "output.h"
+#include "tally.h"
 #include "tarvexmessagesreciever.h"
 
 using tarvex::TarvexMessagesReciever;
@@ -78,6 +79,17 @@ void Follower::subscribe(BusClient& bus, const Subscriptions& subscriptions)
     bus.ask([&](TarvexQueryHandler& handler) { return handler.subscribe(subscriptions); });
 }
 
+void Follower::count(Tally& tally)
+{
+    tally.add();
+    if (tally.isEnough()) {
+        setSatisfied();
+    }
+    if (tally.isFull()) {
+        end();
+    }
+}
+
 void Follower::end(const std::optional<Failure>& failure)
 {
     if (m_hasEnded) {
@@ -123,7 +135,7 @@ void Follower::connectToBus()
 {
     try {
         if (m_wasConnected) {
-            m_receiver->close(); // forgets that the former handshake was accepted
+            m_receiver->close(); // it may be open still, or waiting for the answer to its handshake
         }
         m_bus = std::make_unique<BusClient>(m_clientName);
         openReceiver();

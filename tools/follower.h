@@ -23,6 +23,7 @@ class TarvexMessagesReciever;
 namespace tarvexctl {
 
 class BusClient;
+class Tally;
 
 using tarvex::Message;
 
@@ -85,6 +86,9 @@ protected:
     void subscribe(BusClient& bus, const Subscriptions& subscriptions);
 
     void setSatisfied() { m_isSatisfied = true; }
+
+    /// One more of what the verb shows: satisfied when it is enough, and ends when it is all that is wanted.
+    void count(Tally& tally);
 
     /// Ends, well or not. Nothing more is received from here on. Further calls change nothing.
     void end(const std::optional<Failure>& failure = std::nullopt);

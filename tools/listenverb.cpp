@@ -26,13 +26,7 @@ protected:
     {
         announce(); // what the bus has kept for us may come before we know of being connected
         write(message);
-        m_tally.add();
-        if (m_tally.isEnough()) {
-            setSatisfied();
-        }
-        if (m_tally.isFull()) {
-            end();
-        }
+        count(m_tally);
     }
 
     QString timeOutWords() const override { return m_tally.missingWords(QStringLiteral("nothing came")); }

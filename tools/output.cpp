@@ -21,13 +21,20 @@ namespace {
 
 const QLatin1String COLUMN_GAP("  ");
 
-// Flushed at once: what has been read is on its way before the program waits for the next answer.
+// Without a stream's buffer: what has been read is on its way before the program waits for the next answer, and nothing
+// is left for the end of the process to flush, which would get stuck behind a reader that takes nothing.
 void writeData(const QString& text)
 {
     const QByteArray bytes = text.toUtf8();
-    const auto size = static_cast<size_t>(bytes.size());
-    if (std::fwrite(bytes.constData(), 1, size, stdout) != size || std::fflush(stdout) != 0) {
-        throw Failure(Refused, QStringLiteral("cannot write to stdout: %1").arg(QString::fromUtf8(strerror(errno))));
+    for (int written = 0; written < bytes.size();) {
+        const ssize_t count =
+            ::write(STDOUT_FILENO, bytes.constData() + written, static_cast<size_t>(bytes.size() - written));
+        if (count >= 0) {
+            written += static_cast<int>(count);
+        } else if (errno != EINTR) {
+            throw Failure(Refused,
+                          QStringLiteral("cannot write to stdout: %1").arg(QString::fromUtf8(strerror(errno))));
+        }
     }
 }
 

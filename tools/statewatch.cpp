@@ -117,18 +117,7 @@ private:
         m_shown.insert(state.owner(), state);
         write(state);
         if (m_isCounting) {
-            count();
-        }
-    }
-
-    void count()
-    {
-        m_tally.add();
-        if (m_tally.isEnough()) {
-            setSatisfied();
-        }
-        if (m_tally.isFull()) {
-            end();
+            count(m_tally);
         }
     }
 

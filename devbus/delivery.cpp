@@ -14,19 +14,13 @@ namespace tarvex::devbus {
 
 namespace {
 
-/// Looks like the clients' own identifiers, but does not repeat within a millisecond as Message::genUid() does.
-QString freshUid()
-{
-    return QString::fromLatin1(QUuid::createUuid().toRfc4122().toBase64());
-}
-
 Message commandMessage(const QString& sender, const QString& command, const QVariantMap& data)
 {
     const QVariantMap text{{QStringLiteral("cmd"), command}, {QStringLiteral("data"), data}};
     Message message;
     message.setSender(sender);
     message.setMessage(QString::fromUtf8(QJsonDocument::fromVariant(text).toJson(QJsonDocument::Compact)));
-    message.setUid(freshUid());
+    message.setUid(Delivery::freshUid());
     return message;
 }
 
@@ -38,6 +32,11 @@ Delivery::Delivery(Storage& storage, int keep, int resendMs, QObject* parent)
 }
 
 Delivery::~Delivery() = default;
+
+QString Delivery::freshUid()
+{
+    return QString::fromLatin1(QUuid::createUuid().toRfc4122().toBase64());
+}
 
 TarvexError Delivery::write(const std::function<bool()>& work)
 {

@@ -36,6 +36,9 @@ public:
     Delivery(Storage& storage, int keep, int resendMs, QObject* parent);
     ~Delivery() override;
 
+    /// Looks like the clients' own identifiers, but does not repeat within a millisecond as Message::genUid() does.
+    static QString freshUid();
+
     /// Runs \a work in one transaction; what it has posted is pushed once it is committed.
     TarvexError write(const std::function<bool()>& work);
 

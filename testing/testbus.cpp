@@ -1,13 +1,13 @@
 #include "testbus.h"
 
 #include "bushost_p.h"
+#include "delivery.h"
 
 #include <QCoreApplication>
 #include <QEventLoop>
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QTimer>
-#include <QUuid>
 
 using tarvex::devbus::BusConnection;
 using tarvex::devbus::BusServer;
@@ -166,8 +166,7 @@ QString TestBus::sendMessage(const Message& message)
     }
     Message sent = message;
     if (sent.uid().isEmpty()) {
-        // Of the clients' own form; Message::genUid() would give two messages of one millisecond the same.
-        sent.setUid(QString::fromLatin1(QUuid::createUuid().toRfc4122().toBase64()));
+        sent.setUid(devbus::Delivery::freshUid());
     }
     m_host->noteSender(sent.uid(), sent.sender());
     return m_host->perform(sent.sender(), sendMessageOperation(), sent.toVariantMap()) ? sent.uid() : QString();

@@ -156,8 +156,8 @@ private Q_SLOTS:
     void killed_inTheMidst_keepsWhatWasConfirmed();
     void killed_unacknowledgedMessages_comeAgain();
     void diskFull_isReportedAndServiceGoesOn();
+    void keep_isObeyed_data();
     void keep_isObeyed();
-    void keep_byDefault_isAThousand();
     void trace_showsFrames();
 
 private:
@@ -471,29 +471,22 @@ void TstTarvexDevbus::diskFull_isReportedAndServiceGoesOn()
     QCOMPARE(loaded.data.value(QStringLiteral("state")).toString(), QStringLiteral("small"));
 }
 
-void TstTarvexDevbus::keep_isObeyed()
+void TstTarvexDevbus::keep_isObeyed_data()
 {
-    Program program({QStringLiteral("--memory"), QStringLiteral("--keep"), QStringLiteral("2")});
-    QVERIFY(program.isReady());
-    BusClient sender(BusClient::QUERY_PORT, QStringLiteral("a"));
-    for (const char* const uid : {"1", "2", "3"}) {
-        const QVariantMap message = messageTo(QStringLiteral("b"), QString::fromLatin1(uid));
-        QCOMPARE(sender.ask(QStringLiteral("sendMessage"), message).code, 0);
-    }
-    BusClient receiver(BusClient::RECEIVER_PORT, QStringLiteral("b"));
-    QCOMPARE(receiver.read().data.value(QStringLiteral("UID")).toString(), QStringLiteral("2"));
-    program.signal(SIGTERM);
-    QCOMPARE(program.wait(), 0);
-    const QByteArray errors = program.errors();
-    QVERIFY2(isOneLine(errors) && errors.contains("\"b\""), errors.constData());
+    QTest::addColumn<QStringList>("options");
+    QTest::addColumn<int>("keep");
+    QTest::newRow("two") << QStringList{QStringLiteral("--keep"), QStringLiteral("2")} << 2;
+    QTest::newRow("by default") << QStringList() << 1000;
 }
 
-void TstTarvexDevbus::keep_byDefault_isAThousand()
+void TstTarvexDevbus::keep_isObeyed()
 {
-    Program program({QStringLiteral("--memory")});
+    QFETCH(QStringList, options);
+    QFETCH(int, keep);
+    Program program(QStringList{QStringLiteral("--memory")} + options);
     QVERIFY(program.isReady());
     BusClient sender(BusClient::QUERY_PORT, QStringLiteral("a"));
-    for (int number = 1; number <= 1001; ++number) {
+    for (int number = 1; number <= keep + 1; ++number) {
         const QVariantMap message = messageTo(QStringLiteral("b"), QString::number(number));
         QCOMPARE(sender.ask(QStringLiteral("sendMessage"), message).code, 0);
     }
@@ -502,7 +495,8 @@ void TstTarvexDevbus::keep_byDefault_isAThousand()
     program.signal(SIGTERM);
     QCOMPARE(program.wait(), 0);
     const QByteArray errors = program.errors();
-    QVERIFY2(isOneLine(errors) && errors.contains("the oldest 1 of more than 1000 messages"), errors.constData());
+    const QByteArray told = "the oldest 1 of more than " + QByteArray::number(keep) + " messages that wait for \"b\"";
+    QVERIFY2(isOneLine(errors) && errors.contains(told), errors.constData());
 }
 
 void TstTarvexDevbus::trace_showsFrames()

@@ -1,5 +1,7 @@
 #include "abstractworker.h"
 
+#include "workerstate_p.h"
+
 #include <QCoreApplication>
 #include <QEvent>
 #include <QThread>
@@ -16,9 +18,19 @@ QEvent::Type restartEventType()
 
 } // namespace
 
-AbstractWorker::AbstractWorker() : QObject(nullptr), m_retired(std::make_shared<std::atomic<bool>>(false)) { }
+AbstractWorker::AbstractWorker() : QObject(nullptr), m_state(std::make_shared<WorkerState>()) { }
 
 AbstractWorker::~AbstractWorker() = default;
+
+bool AbstractWorker::isEnding() const
+{
+    return m_state->isEnding;
+}
+
+std::shared_ptr<std::atomic<int>> AbstractWorker::waitingCalls() const
+{
+    return {m_state, &m_state->waitingCalls};
+}
 
 void AbstractWorker::restart()
 {
@@ -27,7 +39,7 @@ void AbstractWorker::restart()
     if (thread() == QThread::currentThread() && m_stoppingToRestart) {
         return;
     }
-    if (!*m_retired && !m_restartQueued.exchange(true)) {
+    if (!m_state->isRetired && !m_restartQueued.exchange(true)) {
         // An event without contents: a functor would be written in this thread and read in the other with nothing but
         // Qt's queue in between, into which the thread sanitizer cannot see.
         QCoreApplication::postEvent(this, new QEvent(restartEventType()));
@@ -36,11 +48,22 @@ void AbstractWorker::restart()
 
 bool AbstractWorker::event(QEvent* event)
 {
-    if (event->type() != restartEventType()) {
-        return QObject::event(event);
+    if (event->type() == restartEventType()) {
+        runRestart();
+        return true;
     }
-    runRestart();
-    return true;
+    if (event->type() == QEvent::MetaCall && m_state->isRetired) {
+        // Qt delivers the calls that it has taken up already before it looks at the stop, whatever its priority. The
+        // stop goes ahead of them all the same.
+        if (m_state->stopNow) {
+            m_state->stopNow();
+        }
+        if (m_state->isLeaving) {
+            ++m_state->droppedCalls;
+            return true;
+        }
+    }
+    return QObject::event(event);
 }
 
 void AbstractWorker::runRestart()
@@ -48,13 +71,13 @@ void AbstractWorker::runRestart()
     // Cleared before the stop, so that a call from another thread that comes now still gets a stop and a start of its
     // own. Exchanged, not just stored: what the callers wrote before a call that added nothing must be seen here.
     m_restartQueued.exchange(false);
-    if (*m_retired) {
+    if (m_state->isRetired) {
         return;
     }
     m_stoppingToRestart = true;
     doStop();
     m_stoppingToRestart = false;
-    if (!*m_retired) {
+    if (!m_state->isRetired) {
         doStart();
     }
 }

@@ -12,6 +12,7 @@ namespace wexcor {
 
 class AbstractWorkerController;
 class WorkerHost;
+struct WorkerState;
 
 /// An object that does its work in a thread of its own.
 ///
@@ -45,6 +46,11 @@ public:
     /// worker. \return whether it stopped; on a restart() doStart() follows either way.
     virtual bool doStop() = 0;
 
+    /// True once the controller has begun to end the worker: what is queued is still carried out, but the worker is to
+    /// take in no new work, from a connection or a device for instance. doStop() follows. May be called from any
+    /// thread.
+    bool isEnding() const;
+
 public Q_SLOTS:
     /// Stops the worker and starts it again, both in its own thread. Returns at once.
     ///
@@ -58,14 +64,16 @@ protected:
     /// Carries out restart(); a worker that overrides it passes on the events that it does not know.
     bool event(QEvent* event) override;
 
+    /// How many calls wait in the worker's queue, as far as the library itself has queued and counted them.
+    std::shared_ptr<std::atomic<int>> waitingCalls() const;
+
 private:
     friend class AbstractWorkerController;
     friend class WorkerHost;
     void runRestart();
 
     std::atomic<bool> m_restartQueued{false};
-    /// Set by the controller when it stops the worker for good. Shared, because the controller may outlive the worker.
-    const std::shared_ptr<std::atomic<bool>> m_retired;
+    const std::shared_ptr<WorkerState> m_state;
     bool m_stoppingToRestart = false; ///< Touched in the worker's thread only.
 };
 

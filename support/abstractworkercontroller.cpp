@@ -1,16 +1,20 @@
 #include "abstractworkercontroller.h"
 
 #include "abstractworker.h"
+#include "workerstate_p.h"
 
 #include <QCoreApplication>
 #include <QDeadlineTimer>
+#include <QDebug>
 #include <QEvent>
 #include <QPointer>
 #include <QThread>
 
+#include <algorithm>
 #include <chrono>
 #include <condition_variable>
 #include <mutex>
+#include <optional>
 #include <utility>
 #include <vector>
 
@@ -21,15 +25,19 @@ namespace {
 // Long enough for an ordinary stop on a loaded machine (closing a connection takes 100 ms), short enough that a service
 // is not killed by its supervisor for not going.
 constexpr int STOP_TIMEOUT_MS = 1500;
+/// What is left of that for the stop itself when the workers do not get through their queues.
+constexpr int STOP_SHARE_MS = 500;
 
 /// What controllers and hosts tell each other. All of it goes without contents: those would be written in one thread
 /// and read in another with nothing but Qt's queue in between, into which the thread sanitizer cannot see.
 struct EventTypes
 {
+    const QEvent::Type marker = registered();        ///< To a host: what was queued before it has been carried out.
     const QEvent::Type stopWorker = registered();    ///< To a host.
     const QEvent::Type endThread = registered();     ///< To a host, which stops its worker first.
     const QEvent::Type workerStarted = registered(); ///< To a controller.
     const QEvent::Type workerStopped = registered(); ///< To a controller.
+    const QEvent::Type resume = registered();        ///< To a controller: the event loop runs again after its end.
 
 private:
     static QEvent::Type registered() { return static_cast<QEvent::Type>(QEvent::registerEventType()); }
@@ -66,29 +74,88 @@ private:
     AbstractWorkerController* m_controller;
 };
 
-/// Whether a worker has been stopped, or will not be any more because its thread has ended. Standard types rather than
-/// QSemaphore, which the thread sanitizer cannot see into.
-class StopAnswer
+/// What a worker's thread has done of what the controller waits for. Standard types rather than QSemaphore, which the
+/// thread sanitizer cannot see into.
+class Progress
 {
 public:
-    void give()
+    /// Another marker is about to be sent. \return how many that makes.
+    int addMarker()
     {
         const std::lock_guard<std::mutex> lock(m_mutex);
-        m_given = true;
+        return ++m_sentMarkers;
+    }
+
+    void passMarker()
+    {
+        const std::lock_guard<std::mutex> lock(m_mutex);
+        ++m_markers;
         m_changed.notify_all();
     }
 
-    void waitFor(const QDeadlineTimer& deadline)
+    /// The worker has been stopped, or will not be any more because its thread has ended.
+    void stopped()
     {
-        std::unique_lock<std::mutex> lock(m_mutex);
-        m_changed.wait_for(lock, std::chrono::milliseconds(deadline.remainingTime()), [this] { return m_given; });
+        const std::lock_guard<std::mutex> lock(m_mutex);
+        m_isStopped = true;
+        m_changed.notify_all();
+    }
+
+    /// The same, and the thread is about to end: \a dropped queued calls were dropped. \return how many of them the
+    /// thread itself is to report, because the controller waits no longer.
+    int left(int dropped)
+    {
+        const std::lock_guard<std::mutex> lock(m_mutex);
+        m_isStopped = true;
+        m_dropped = dropped;
+        m_changed.notify_all();
+        return m_reported ? std::max(0, dropped - *m_reported) : 0;
+    }
+
+    /// \return whether \a count markers have been passed, or no more can be.
+    bool waitForMarkers(int count, const QDeadlineTimer& deadline)
+    {
+        return waitFor(deadline, [this, count] { return m_markers >= count || m_isStopped; });
+    }
+
+    bool waitForStop(const QDeadlineTimer& deadline)
+    {
+        return waitFor(deadline, [this] { return m_isStopped; });
+    }
+
+    /// The controller waits no longer. \return how many calls it is to report: those that the thread has dropped, or
+    /// \a known if the thread has not come so far.
+    int takeDropped(int known)
+    {
+        const std::lock_guard<std::mutex> lock(m_mutex);
+        m_reported = m_isStopped ? m_dropped : known;
+        return *m_reported;
     }
 
 private:
+    template <typename Condition>
+    bool waitFor(const QDeadlineTimer& deadline, Condition condition)
+    {
+        std::unique_lock<std::mutex> lock(m_mutex);
+        return m_changed.wait_for(lock, std::chrono::milliseconds(deadline.remainingTime()), condition);
+    }
+
     std::mutex m_mutex;
     std::condition_variable m_changed;
-    bool m_given = false;
+    int m_sentMarkers = 0;
+    int m_markers = 0;
+    bool m_isStopped = false;
+    int m_dropped = 0;
+    std::optional<int> m_reported; ///< Set when the controller has ceased to wait.
 };
+
+void reportDropped(int count)
+{
+    if (count > 0) {
+        qWarning().noquote()
+            << QStringLiteral("Dropped %1 queued messages and calls when the workers were stopped").arg(count);
+    }
+}
 
 } // namespace
 
@@ -96,16 +163,18 @@ private:
 class WorkerHost : public QObject
 {
 public:
-    WorkerHost(AbstractWorker* worker, std::shared_ptr<ControllerLink> link, std::shared_ptr<StopAnswer> answer)
-        : m_worker(worker), m_link(std::move(link)), m_answer(std::move(answer))
+    WorkerHost(AbstractWorker* worker, std::shared_ptr<WorkerState> state, std::shared_ptr<ControllerLink> link,
+               std::shared_ptr<Progress> progress)
+        : m_worker(worker), m_state(std::move(state)), m_link(std::move(link)), m_progress(std::move(progress))
     {
+        m_state->stopNow = [this] { stop(); };
     }
 
     ~WorkerHost() override { delete m_worker.data(); }
 
     void start()
     {
-        if (m_worker && !*m_worker->m_retired) {
+        if (m_worker && !m_state->isRetired) {
             m_worker->doStart();
             m_link->notify(eventTypes().workerStarted);
         }
@@ -115,22 +184,28 @@ public:
     /// not going to be delivered.
     void finish()
     {
-        if (m_worker && *m_worker->m_retired) {
+        if (m_state->isRetired) {
             stop();
+            leave();
+        } else {
+            m_progress->stopped();
         }
-        m_answer->give();
         delete m_worker.data();
     }
 
     bool event(QEvent* event) override
     {
-        if (event->type() != eventTypes().stopWorker && event->type() != eventTypes().endThread) {
-            return QObject::event(event);
-        }
-        stop();
-        m_answer->give();
-        if (event->type() == eventTypes().endThread) {
+        if (event->type() == eventTypes().marker) {
+            m_progress->passMarker();
+        } else if (event->type() == eventTypes().stopWorker) {
+            stop();
+            m_progress->stopped();
+        } else if (event->type() == eventTypes().endThread) {
+            stop();
+            leave();
             QThread::currentThread()->quit();
+        } else {
+            return QObject::event(event);
         }
         return true;
     }
@@ -138,17 +213,33 @@ public:
 private:
     void stop()
     {
-        if (m_worker && !m_stopped) {
-            m_stopped = true;
+        if (m_worker && !m_isStopped) {
+            m_isStopped = true;
             m_worker->doStop();
             m_link->notify(eventTypes().workerStopped);
         }
     }
 
+    /// Drops what is still queued for the worker, and says how much it was.
+    void leave()
+    {
+        if (m_hasLeft) {
+            return;
+        }
+        m_hasLeft = true;
+        if (m_worker && m_state->isLeaving) {
+            // The worker counts each of them and does nothing else.
+            QCoreApplication::sendPostedEvents(m_worker, QEvent::MetaCall);
+        }
+        reportDropped(m_progress->left(m_state->droppedCalls));
+    }
+
     const QPointer<AbstractWorker> m_worker;
+    const std::shared_ptr<WorkerState> m_state;
     const std::shared_ptr<ControllerLink> m_link;
-    const std::shared_ptr<StopAnswer> m_answer;
-    bool m_stopped = false;
+    const std::shared_ptr<Progress> m_progress;
+    bool m_isStopped = false;
+    bool m_hasLeft = false;
 };
 
 class AbstractWorkerControllerPrivate
@@ -156,19 +247,44 @@ class AbstractWorkerControllerPrivate
 public:
     struct Entry
     {
-        std::shared_ptr<std::atomic<bool>> retired; ///< Also tells which worker this is, after the worker has gone.
-        std::shared_ptr<StopAnswer> answer;
+        std::shared_ptr<WorkerState> state; ///< Also tells which worker this is, after the worker has gone.
+        std::shared_ptr<Progress> progress;
         WorkerHost* host;         ///< Deleted together with the thread object.
         QPointer<QThread> thread; ///< Deletes itself once it has ended.
     };
 
     explicit AbstractWorkerControllerPrivate(AbstractWorkerController* controller)
-        : link(std::make_shared<ControllerLink>(controller))
+        : link(std::make_shared<ControllerLink>(controller)), m_controller(controller)
     {
     }
 
+    ~AbstractWorkerControllerPrivate();
+
+    void hearOfTheApplicationsEnd();
+    void workOff(const std::function<void()>& deliver);
+    void pause();
+    void resume();
+    void stop();
+    int killThreads();
+    int dropOwnCalls();
+
+    bool livesHere() const { return m_controller->thread() == QThread::currentThread(); }
+
     std::vector<Entry> entries;
     const std::shared_ptr<ControllerLink> link;
+    bool dropsCalls = false; ///< Calls that are queued for the controller are counted and not carried out.
+    int droppedCalls = 0;
+
+private:
+    bool carryOutQueues(const QDeadlineTimer& deadline, const std::function<void()>& deliver);
+
+    AbstractWorkerController* const m_controller;
+    QPointer<QCoreApplication> m_application; ///< Whose end the controller hears of.
+    /// Set by workOff(): by when the end that it has begun is to be over.
+    std::optional<QDeadlineTimer> m_deadline;
+    /// The application's event loop has ended: the workers take nothing in until it runs again.
+    bool m_isPaused = false;
+    bool m_isStuck = false; ///< The workers did not get through their queues then.
 };
 
 namespace {
@@ -183,9 +299,14 @@ bool isRunning(const Entry& entry)
 /// Ahead of the calls that wait in the worker's queue: each of them may block for a minute.
 void postStop(const Entry& entry, QEvent::Type type)
 {
-    *entry.retired = true;
-    if (isRunning(entry)) {
-        QCoreApplication::postEvent(entry.host, new QEvent(type), Qt::HighEventPriority);
+    entry.state->isRetired = true;
+    if (!isRunning(entry)) {
+        return;
+    }
+    QCoreApplication::postEvent(entry.host, new QEvent(type), Qt::HighEventPriority);
+    if (QCoreApplication::instance() == nullptr) {
+        // Without an application Qt delivers no event to any thread. The end of the thread stops the worker as well.
+        entry.thread->quit();
     }
 }
 
@@ -211,7 +332,228 @@ void endThread(const Entry& entry, const QDeadlineTimer& deadline)
     }
 }
 
+/// Carries out the calls that are queued for \a object and for what it owns.
+void deliverTo(QObject* object)
+{
+    QList<QPointer<QObject>> receivers{object};
+    const QList<QObject*> children = object->findChildren<QObject*>();
+    for (QObject* const child : children) {
+        receivers.append(child);
+    }
+    for (const QPointer<QObject>& receiver : qAsConst(receivers)) {
+        if (receiver && receiver->thread() == QThread::currentThread()) {
+            QCoreApplication::sendPostedEvents(receiver, QEvent::MetaCall);
+        }
+    }
+}
+
+/// Carries out all calls that are queued in this thread.
+void deliverToAll()
+{
+    QCoreApplication::sendPostedEvents(nullptr, QEvent::MetaCall);
+}
+
+/// The living controllers that have had workers. When the application's object goes, it ends those that are still
+/// there: static ones, the application's children, those that were declared before it. Without an application Qt
+/// delivers no queued call any more, so they could not be ended in order later.
+class Survivors
+{
+public:
+    static Survivors& instance()
+    {
+        // Never destroyed: static controllers go at any time.
+        static auto* const survivors = new Survivors;
+
+        // When the library goes, Qt must not call into it any more.
+        static const struct Withdrawal
+        {
+            ~Withdrawal() { qRemovePostRoutine(endAll); }
+        } withdrawal;
+
+        return *survivors;
+    }
+
+    void add(AbstractWorkerControllerPrivate* controller)
+    {
+        const std::lock_guard<std::mutex> lock(m_mutex);
+        if (std::find(m_controllers.begin(), m_controllers.end(), controller) == m_controllers.end()) {
+            m_controllers.push_back(controller);
+        }
+        // Qt forgets the routine when it has called it: the next application needs it anew.
+        if (!std::exchange(m_isHearing, true)) {
+            qAddPostRoutine(endAll);
+        }
+    }
+
+    void remove(AbstractWorkerControllerPrivate* controller)
+    {
+        const std::lock_guard<std::mutex> lock(m_mutex);
+        m_controllers.erase(std::remove(m_controllers.begin(), m_controllers.end(), controller), m_controllers.end());
+    }
+
+private:
+    static void endAll();
+
+    bool has(AbstractWorkerControllerPrivate* controller)
+    {
+        const std::lock_guard<std::mutex> lock(m_mutex);
+        return std::find(m_controllers.begin(), m_controllers.end(), controller) != m_controllers.end();
+    }
+
+    std::mutex m_mutex;
+    std::vector<AbstractWorkerControllerPrivate*> m_controllers;
+    bool m_isHearing = false;
+};
+
 } // namespace
+
+AbstractWorkerControllerPrivate::~AbstractWorkerControllerPrivate()
+{
+    Survivors::instance().remove(this);
+}
+
+void AbstractWorkerControllerPrivate::hearOfTheApplicationsEnd()
+{
+    Survivors::instance().add(this);
+    QCoreApplication* const application = QCoreApplication::instance();
+    if (application != nullptr && application != m_application && application->thread() == m_controller->thread()) {
+        m_application = application;
+        QObject::connect(application, &QCoreApplication::aboutToQuit, m_controller, [this] { pause(); });
+    }
+}
+
+/// Begins the end: the workers take nothing in any more, and what is queued is carried out as far as the time allows.
+/// \a deliver carries out the calls that are queued in this thread.
+void AbstractWorkerControllerPrivate::workOff(const std::function<void()>& deliver)
+{
+    if (m_deadline) {
+        return;
+    }
+    // Workers that were stuck a moment ago are not waited for twice.
+    m_deadline = QDeadlineTimer(m_isStuck ? STOP_SHARE_MS : STOP_TIMEOUT_MS);
+    if (!m_isStuck) {
+        carryOutQueues(QDeadlineTimer(STOP_TIMEOUT_MS - STOP_SHARE_MS), deliver);
+    }
+}
+
+/// A command that comes in leads to a handler, that to an answer and to a report of the state, and each of them to log
+/// lines, all from thread to thread. So a marker goes behind what is queued in each thread, and again, as often as
+/// something may have come from one thread into another that had been seen to.
+/// \return false when the time was not enough.
+bool AbstractWorkerControllerPrivate::carryOutQueues(const QDeadlineTimer& deadline,
+                                                     const std::function<void()>& deliver)
+{
+    std::vector<Entry> running;
+    for (const Entry& entry : entries) {
+        if (isRunning(entry) && !entry.state->isRetired) {
+            entry.state->isEnding = true;
+            running.push_back(entry);
+        }
+    }
+    if (running.empty() || QCoreApplication::instance() == nullptr) {
+        return true;
+    }
+    const int rounds = 2 * static_cast<int>(running.size()) + 2;
+    for (int round = 0; round < rounds; ++round) {
+        deliver();
+        std::vector<int> markers;
+        for (const Entry& entry : running) {
+            markers.push_back(entry.progress->addMarker());
+            if (isRunning(entry)) {
+                QCoreApplication::postEvent(entry.host, new QEvent(eventTypes().marker), Qt::LowEventPriority);
+            }
+        }
+        for (size_t i = 0; i < running.size(); ++i) {
+            if (isRunning(running[i]) && !running[i].progress->waitForMarkers(markers[i], deadline)) {
+                return false;
+            }
+        }
+    }
+    deliver();
+    return true;
+}
+
+/// The application's event loop has ended, and mostly that is the end of the service. From now on nothing that comes in
+/// would be carried out in this thread, so nothing is taken in. What has come in already is carried out here and now:
+/// later, in the destructors, the objects are gone that it is meant for.
+void AbstractWorkerControllerPrivate::pause()
+{
+    m_isStuck = !carryOutQueues(QDeadlineTimer(STOP_TIMEOUT_MS - STOP_SHARE_MS), deliverToAll);
+    if (!std::exchange(m_isPaused, true)) {
+        QCoreApplication::postEvent(m_controller, new QEvent(eventTypes().resume));
+    }
+}
+
+void AbstractWorkerControllerPrivate::resume()
+{
+    m_isPaused = false;
+    m_isStuck = false;
+    for (const Entry& entry : entries) {
+        entry.state->isEnding = entry.state->isRetired.load();
+    }
+}
+
+void AbstractWorkerControllerPrivate::stop()
+{
+    const QDeadlineTimer deadline = *std::exchange(m_deadline, std::nullopt);
+    for (const Entry& entry : entries) {
+        postStop(entry, eventTypes().stopWorker);
+    }
+    for (const Entry& entry : entries) {
+        if (isRunning(entry)) {
+            entry.progress->waitForStop(deadline);
+        }
+    }
+}
+
+/// \return how many queued calls were dropped.
+int AbstractWorkerControllerPrivate::killThreads()
+{
+    const QDeadlineTimer deadline = *std::exchange(m_deadline, std::nullopt);
+    const std::vector<Entry> leaving = std::exchange(entries, {});
+    for (const Entry& entry : leaving) {
+        entry.state->isLeaving = true;
+        postStop(entry, eventTypes().endThread);
+        if (entry.thread) {
+            entry.thread->requestInterruption();
+        }
+    }
+    int dropped = 0;
+    for (const Entry& entry : leaving) {
+        const bool wasRunning = isRunning(entry);
+        endThread(entry, deadline);
+        dropped += entry.progress->takeDropped(wasRunning ? entry.state->waitingCalls.load() : 0);
+    }
+    return dropped;
+}
+
+/// \return how many calls were queued for the controller itself.
+int AbstractWorkerControllerPrivate::dropOwnCalls()
+{
+    if (livesHere()) {
+        dropsCalls = true;
+        QCoreApplication::sendPostedEvents(m_controller, QEvent::MetaCall);
+    }
+    return droppedCalls;
+}
+
+void Survivors::endAll()
+{
+    Survivors& survivors = instance();
+    std::vector<AbstractWorkerControllerPrivate*> controllers;
+    {
+        const std::lock_guard<std::mutex> lock(survivors.m_mutex);
+        survivors.m_isHearing = false;
+        controllers = survivors.m_controllers;
+    }
+    for (AbstractWorkerControllerPrivate* const controller : controllers) {
+        // What is carried out for one controller may destroy another one.
+        if (survivors.has(controller) && controller->livesHere()) {
+            controller->workOff(deliverToAll);
+            reportDropped(controller->killThreads());
+        }
+    }
+}
 
 AbstractWorkerController::AbstractWorkerController(QObject* parent)
     : QObject(parent), d(std::make_unique<AbstractWorkerControllerPrivate>(this))
@@ -221,35 +563,22 @@ AbstractWorkerController::AbstractWorkerController(QObject* parent)
 AbstractWorkerController::~AbstractWorkerController()
 {
     d->link->cut();
-    AbstractWorkerController::doKillThreads();
+    // Nothing is carried out here that is queued for this object: whoever derived from it is gone already.
+    d->workOff([] {});
+    const int dropped = d->killThreads();
+    reportDropped(dropped + d->dropOwnCalls());
 }
 
 void AbstractWorkerController::doStop()
 {
-    const QDeadlineTimer deadline(STOP_TIMEOUT_MS);
-    for (const Entry& entry : d->entries) {
-        postStop(entry, eventTypes().stopWorker);
-    }
-    for (const Entry& entry : d->entries) {
-        if (isRunning(entry)) {
-            entry.answer->waitFor(deadline);
-        }
-    }
+    d->workOff([this] { deliverTo(this); });
+    d->stop();
 }
 
 void AbstractWorkerController::doKillThreads()
 {
-    const QDeadlineTimer deadline(STOP_TIMEOUT_MS);
-    const std::vector<Entry> entries = std::exchange(d->entries, {});
-    for (const Entry& entry : entries) {
-        postStop(entry, eventTypes().endThread);
-        if (entry.thread) {
-            entry.thread->requestInterruption();
-        }
-    }
-    for (const Entry& entry : entries) {
-        endThread(entry, deadline);
-    }
+    d->workOff([this] { deliverTo(this); });
+    reportDropped(d->killThreads());
 }
 
 QThread* AbstractWorkerController::addWorkerToThread(wexcor::AbstractWorker* worker)
@@ -258,7 +587,7 @@ QThread* AbstractWorkerController::addWorkerToThread(wexcor::AbstractWorker* wor
         return nullptr;
     }
     for (const Entry& entry : d->entries) {
-        if (entry.retired == worker->m_retired) {
+        if (entry.state == worker->m_state) {
             return entry.thread;
         }
     }
@@ -266,10 +595,11 @@ QThread* AbstractWorkerController::addWorkerToThread(wexcor::AbstractWorker* wor
         return nullptr;
     }
 
+    d->hearOfTheApplicationsEnd();
     auto* const thread = new QThread;
     thread->setObjectName(QString::fromLatin1(worker->metaObject()->className()));
-    const auto answer = std::make_shared<StopAnswer>();
-    auto* const host = new WorkerHost(worker, d->link, answer);
+    const auto progress = std::make_shared<Progress>();
+    auto* const host = new WorkerHost(worker, worker->m_state, d->link, progress);
     worker->moveToThread(thread);
     host->moveToThread(thread);
     connect(thread, &QThread::started, host, &WorkerHost::start);
@@ -280,8 +610,17 @@ QThread* AbstractWorkerController::addWorkerToThread(wexcor::AbstractWorker* wor
     connect(thread, &QThread::finished, seeThreadEnd);
     // No context object: the host itself may not be one, and nothing else lives as long.
     connect(thread, &QObject::destroyed, [host] { delete host; }); // clazy:exclude=connect-3arg-lambda
-    d->entries.push_back({worker->m_retired, answer, host, thread});
+    d->entries.push_back({worker->m_state, progress, host, thread});
     return thread;
+}
+
+void AbstractWorkerController::workOff(QObject* relay)
+{
+    d->workOff([relay] {
+        if (relay != nullptr) {
+            QCoreApplication::sendPostedEvents(relay, QEvent::MetaCall);
+        }
+    });
 }
 
 void AbstractWorkerController::processStartedWorker() { }
@@ -294,6 +633,10 @@ bool AbstractWorkerController::event(QEvent* event)
         processStartedWorker();
     } else if (event->type() == eventTypes().workerStopped) {
         processStoppedWorker();
+    } else if (event->type() == eventTypes().resume) {
+        d->resume();
+    } else if (event->type() == QEvent::MetaCall && d->dropsCalls) {
+        ++d->droppedCalls;
     } else {
         return QObject::event(event);
     }

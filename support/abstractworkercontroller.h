@@ -17,10 +17,24 @@ class AbstractWorkerControllerPrivate;
 /// Owns workers and the threads in which they run.
 ///
 /// Lives in the thread that created it (a service's main thread); all operations are called there. doStop(),
-/// doKillThreads() and the destructor wait for the workers, together for 1500 ms at most. Not counted is what the
-/// destructors of workers take whose threads were never started: those are deleted by the caller, one after the other.
-/// No thread is ever terminated by force: a worker that is blocked in a wait of its own for longer is stopped and
-/// deleted in its own thread when that wait is over, on its own, after the controller has gone.
+/// doKillThreads() and the destructor end the workers in order, together within 1500 ms:
+///
+/// - First the workers are told to take in no new work, see AbstractWorker::isEnding().
+/// - Then what is queued between the workers is carried out, 1000 ms at most, and so is what is queued for the
+///   controller and its children, unless it is the destructor that ends: by then the derived class is gone. A service
+///   whose controller has slots on the way of a message calls doStop() first, or lets its event loop end before.
+/// - Then the workers are stopped. A worker that is blocked, or has more queued than fits, is stopped ahead of its
+///   queue. When its thread ends, what is left of the queue is dropped, and one warning says how many calls that were.
+///
+/// The limit does not include workers whose threads were never started: the caller deletes those one by one. No thread
+/// is ever terminated by force: a worker that is blocked in a wait of its own for longer is stopped and deleted in its
+/// own thread when that wait is over, on its own, after the controller has gone.
+///
+/// When the event loop of the application ends (QCoreApplication::aboutToQuit()), the workers take in nothing more, and
+/// everything that is queued in the controller's thread is carried out, up to 1000 ms. They go on if the loop is run
+/// again. When the application's object is destroyed while the controller still exists (a static one, one declared
+/// before the application, a child of the application), the controller's workers are ended then, as by doKillThreads().
+/// A controller in another thread than the application's must be destroyed before the application.
 class WEXCORCORE_EXPORT AbstractWorkerController : public QObject
 {
     Q_OBJECT
@@ -33,9 +47,10 @@ public:
     /// Implemented by the service: creates its workers, hands them over and starts their threads.
     virtual void doStart() = 0;
 
-    /// Runs doStop() of every worker in the worker's own thread, ahead of what is queued there; from then on restart()
-    /// has no effect on them. The threads go on running until doKillThreads(). A worker whose thread has not been
-    /// started is not stopped; it does not start any more either when its thread is started later.
+    /// Carries out what is queued, then runs doStop() of every worker in the worker's own thread; from then on
+    /// restart() has no effect on them. The threads go on running until doKillThreads(), and carry out what is still
+    /// queued then. A worker whose thread has not been started is not stopped; it does not start any more either when
+    /// its thread is started later.
     virtual void doStop();
 
     /// Stops the workers that are not stopped yet, ends their threads and deletes them, each worker in its own thread.
@@ -47,7 +62,8 @@ public:
     /// started.
     ///
     /// The worker belongs to the controller from now on, also when its thread is never started. The thread is the
-    /// controller's too and is deleted with the worker. A worker that was added before keeps its thread.
+    /// controller's too and is deleted with the worker. A service that quits the thread by itself gets its worker
+    /// deleted without a doStop(). A worker that was added before keeps its thread.
     /// \return the thread, which the caller starts; null when \a worker is null, has a parent, or lives in another
     /// thread than the caller's (the worker then stays the caller's).
     virtual QThread* addWorkerToThread(wexcor::AbstractWorker* worker);
@@ -63,6 +79,12 @@ public:
 protected:
     /// Calls the two hooks; a controller that overrides it passes on the events that it does not know.
     bool event(QEvent* event) override;
+
+    /// For the destructor of a derived class that has something to take down when the queues are empty and before the
+    /// workers are stopped. Begins the end: the workers take in nothing more, and what is queued between them is
+    /// carried out, together with what is queued for \a relay, which may be null. Blocks for up to 1000 ms, which count
+    /// towards the 1500 ms of the base class's destructor.
+    void workOff(QObject* relay);
 
 private:
     const std::unique_ptr<AbstractWorkerControllerPrivate> d;

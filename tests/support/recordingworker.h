@@ -125,12 +125,22 @@ public:
     const std::shared_ptr<Record> record;
     Hook onStart;
     Hook onStop;
+    Hook onMark;
     bool startResult = true;
     bool stopResult = true;
 
 public Q_SLOTS:
 
-    void mark() { record->add(MARK); }
+    void mark()
+    {
+        record->add(MARK);
+        if (onMark) {
+            onMark(*this);
+        }
+    }
+
+    /// Calls that are queued beside the worker's own are counted for it.
+    void countWaiting(int calls) { *waitingCalls() += calls; }
 
     void endThread() { QThread::currentThread()->quit(); }
 

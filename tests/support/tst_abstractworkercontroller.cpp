@@ -1,5 +1,6 @@
 #include "abstractworkercontroller.h"
 
+#include "logcapture.h"
 #include "recordingworker.h"
 #include "virtualtable.h"
 
@@ -179,6 +180,22 @@ private Q_SLOTS:
     void doStopThenKillThenDestructor_stopsOnce();
     void threadEndingByItself_deletesTheWorkerInIt();
     void workerDeletedElsewhere_isLeftAlone();
+    void end_worksTheQueuesOff_data();
+    void end_worksTheQueuesOff();
+    void end_tellsTheWorkersFirst();
+    void end_startsAWorkerWhoseThreadHasJustBegun();
+    void end_ofALongQueue_dropsTheRestAndSaysSo();
+    void end_ofABlockedWorker_saysWhatIsKnown();
+    void end_ofABlockedWorker_saysTheRestLater();
+    void end_withNothingLeft_saysNothing();
+    void doStop_carriesOutItsOwnCalls();
+    void doStop_inTheMiddleOfALongQueue_goesAheadOfTheRest();
+    void destructor_dropsItsOwnCallsAndSaysSo();
+    void destructor_afterWorkingOff_waitsOnce();
+    void workOff_carriesOutTheRelaysCalls();
+    void applicationsLoopEnds_everythingIsCarriedOut();
+    void applicationsLoopEnds_andRunsAgain_goesOn();
+    void applicationsLoopEnds_blockedWorker_isNotWaitedForTwice();
     void cycles_destroyedAtEveryStage_data();
     void cycles_destroyedAtEveryStage();
     void cycles_withRestartStorms();
@@ -1087,6 +1104,390 @@ void TstAbstractWorkerController::cycles_withRestartStorms()
         QCOMPARE(records[0]->events().last(), DELETED);
         QCOMPARE(records[0]->strays(), QStringList());
     }
+}
+
+void TstAbstractWorkerController::end_worksTheQueuesOff_data()
+{
+    QTest::addColumn<int>("end");
+    QTest::newRow("destructor") << 0;
+    QTest::newRow("doStop()") << 1;
+    QTest::newRow("doKillThreads()") << 2;
+}
+
+// From the first worker to the second, back, and so on, twice through each of three threads. Nobody but the end itself
+// waits for that.
+void TstAbstractWorkerController::end_worksTheQueuesOff()
+{
+    QFETCH(int, end);
+    for (int round = 0; round < 20; ++round) {
+        Records records;
+        auto controller = std::make_unique<Controller>();
+        std::vector<RecordingWorker*> workers;
+        for (int number = 0; number < 3; ++number) {
+            workers.push_back(addWorker(*controller, records));
+        }
+        for (size_t number = 0; number < 3; ++number) {
+            workers[number]->onMark = [next = workers[(number + 1) % 3]](RecordingWorker& self) {
+                QThread::msleep(1);
+                if (self.record->count(MARK) <= 2) {
+                    QMetaObject::invokeMethod(next, "mark", Qt::QueuedConnection);
+                }
+            };
+        }
+        controller->doStart();
+        QVERIFY(waitUntil([&records] { return allHave(records, START); }));
+        QMetaObject::invokeMethod(workers[0], "mark", Qt::QueuedConnection);
+        if (end == 1) {
+            controller->doStop();
+        } else if (end == 2) {
+            controller->doKillThreads();
+        }
+        controller.reset();
+        QCOMPARE(records[0]->events(), QStringList({START, MARK, MARK, MARK, STOP, DELETED}));
+        QCOMPARE(records[1]->events(), QStringList({START, MARK, MARK, STOP, DELETED}));
+        QCOMPARE(records[2]->events(), QStringList({START, MARK, MARK, STOP, DELETED}));
+    }
+}
+
+void TstAbstractWorkerController::end_tellsTheWorkersFirst()
+{
+    Records records;
+    Controller controller;
+    RecordingWorker* const worker = addWorker(controller, records);
+    std::atomic<bool> wasEnding[3] = {};
+    worker->onStart = [&wasEnding](RecordingWorker& self) { wasEnding[0] = self.isEnding(); };
+    worker->onMark = [&wasEnding](RecordingWorker& self) {
+        // The call comes before the end begins, and is carried out when it has.
+        wasEnding[1] = waitUntil([&self] { return self.isEnding(); });
+    };
+    worker->onStop = [&wasEnding](RecordingWorker& self) { wasEnding[2] = self.isEnding(); };
+    controller.doStart();
+    QTRY_VERIFY(allHave(records, START));
+    QMetaObject::invokeMethod(worker, "mark", Qt::QueuedConnection);
+    QTRY_VERIFY(records[0]->has(MARK));
+    QVERIFY(!wasEnding[0]);
+    controller.doStop();
+    QVERIFY(wasEnding[1]);
+    QVERIFY(wasEnding[2]);
+}
+
+// A service that logs why it cannot run, and goes: its workers still start and send that.
+void TstAbstractWorkerController::end_startsAWorkerWhoseThreadHasJustBegun()
+{
+    for (int round = 0; round < 20; ++round) {
+        Records records;
+        {
+            Controller controller;
+            RecordingWorker* const worker = addWorker(controller, records);
+            controller.doStart();
+            QMetaObject::invokeMethod(worker, "mark", Qt::QueuedConnection);
+        }
+        QCOMPARE(records[0]->events(), QStringList({START, MARK, STOP, DELETED}));
+    }
+}
+
+void TstAbstractWorkerController::end_ofALongQueue_dropsTheRestAndSaysSo()
+{
+    constexpr int CALLS = 1000;
+    Records records;
+    const LogCapture log;
+    QElapsedTimer time;
+    {
+        Controller controller;
+        RecordingWorker* const worker = addWorker(controller, records);
+        worker->onMark = [](RecordingWorker&) { QThread::msleep(10); };
+        controller.doStart();
+        QTRY_VERIFY(allHave(records, START));
+        for (int call = 0; call < CALLS; ++call) {
+            QMetaObject::invokeMethod(worker, "mark", Qt::QueuedConnection);
+        }
+        time.start();
+    }
+    QVERIFY2(time.elapsed() < STOP_LIMIT_WITH_ROOM_MS, qPrintable(QString::number(time.elapsed())));
+    const int carriedOut = records[0]->count(MARK);
+    QVERIFY(carriedOut > 0 && carriedOut < CALLS);
+    QVERIFY(records[0]->has(DELETED));
+    QCOMPARE(log.texts(),
+             QStringList(QStringLiteral("warning: Dropped %1 queued messages and calls when the workers were stopped")
+                             .arg(CALLS - carriedOut)));
+}
+
+void TstAbstractWorkerController::end_ofABlockedWorker_saysWhatIsKnown()
+{
+    Records records;
+    Gate gate;
+    const LogCapture log;
+    QPointer<QThread> thread;
+    {
+        Controller controller;
+        RecordingWorker* const worker = addWorker(controller, records);
+        thread = worker->thread();
+        worker->onMark = [&gate](RecordingWorker&) { gate.wait(); };
+        controller.doStart();
+        QTRY_VERIFY(allHave(records, START));
+        for (int call = 0; call < 4; ++call) {
+            QMetaObject::invokeMethod(worker, "mark", Qt::QueuedConnection);
+        }
+        worker->countWaiting(3);
+        QTRY_VERIFY(records[0]->has(MARK));
+    }
+    const QStringList lines{
+        QStringLiteral("warning: Dropped 3 queued messages and calls when the workers were stopped")};
+    QCOMPARE(log.texts(), lines);
+    gate.open();
+    QTRY_VERIFY(thread.isNull());
+    // All of them have been told of.
+    QCOMPARE(log.texts(), lines);
+    QCOMPARE(records[0]->events(), QStringList({START, MARK, STOP, DELETED}));
+}
+
+void TstAbstractWorkerController::end_ofABlockedWorker_saysTheRestLater()
+{
+    Records records;
+    Gate gate;
+    const LogCapture log;
+    QPointer<QThread> thread;
+    {
+        Controller controller;
+        RecordingWorker* const worker = addWorker(controller, records);
+        thread = worker->thread();
+        worker->onMark = [&gate](RecordingWorker&) { gate.wait(); };
+        controller.doStart();
+        QTRY_VERIFY(allHave(records, START));
+        for (int call = 0; call < 4; ++call) {
+            QMetaObject::invokeMethod(worker, "mark", Qt::QueuedConnection);
+        }
+        QTRY_VERIFY(records[0]->has(MARK));
+    }
+    QCOMPARE(log.texts(), QStringList());
+    gate.open();
+    QTRY_VERIFY(thread.isNull());
+    QCOMPARE(log.texts(),
+             QStringList(QStringLiteral("warning: Dropped 3 queued messages and calls when the workers were stopped")));
+    QCOMPARE(records[0]->events(), QStringList({START, MARK, STOP, DELETED}));
+}
+
+void TstAbstractWorkerController::end_withNothingLeft_saysNothing()
+{
+    const LogCapture log;
+    for (int end = 0; end < 3; ++end) {
+        Records records;
+        Controller controller;
+        RecordingWorker* const worker = addWorker(controller, records);
+        addWorker(controller, records);
+        controller.doStart();
+        QTRY_VERIFY(allHave(records, START));
+        QMetaObject::invokeMethod(worker, "mark", Qt::QueuedConnection);
+        if (end > 0) {
+            controller.doStop();
+        }
+        if (end > 1) {
+            controller.doKillThreads();
+        }
+    }
+    QCOMPARE(log.texts(), QStringList());
+}
+
+// On its way from one worker to another a call often takes a turn through the controller, or through what it owns.
+void TstAbstractWorkerController::doStop_carriesOutItsOwnCalls()
+{
+    Controller controller;
+    Records records;
+    RecordingWorker* const first = addWorker(controller, records);
+    RecordingWorker* const second = addWorker(controller, records);
+    auto* const child = new QTimer(&controller);
+    child->setSingleShot(true);
+    // By a timer's signal, because that is a signal that anybody may emit.
+    QVERIFY(connect(
+        child, &QTimer::objectNameChanged, &controller,
+        [second] { QMetaObject::invokeMethod(second, "mark", Qt::QueuedConnection); }, Qt::QueuedConnection));
+    first->onMark = [child](RecordingWorker&) {
+        QMetaObject::invokeMethod(
+            child, [child] { child->setObjectName(QStringLiteral("called")); }, Qt::QueuedConnection);
+    };
+    controller.doStart();
+    QTRY_VERIFY(allHave(records, START));
+    QMetaObject::invokeMethod(first, "mark", Qt::QueuedConnection);
+    controller.doStop();
+    QCOMPARE(records[0]->events(), QStringList({START, MARK, STOP}));
+    QCOMPARE(records[1]->events(), QStringList({START, MARK, STOP}));
+}
+
+// Qt takes a whole queue up at once: whatever comes later stands behind all of that, urgent or not.
+void TstAbstractWorkerController::doStop_inTheMiddleOfALongQueue_goesAheadOfTheRest()
+{
+    constexpr int CALLS = 1000;
+    Controller controller;
+    Records records;
+    RecordingWorker* const worker = addWorker(controller, records);
+    worker->onMark = [](RecordingWorker& self) {
+        if (!self.record->has(STOP)) {
+            QThread::msleep(10);
+        }
+    };
+    controller.doStart();
+    QTRY_VERIFY(allHave(records, START));
+    for (int call = 0; call < CALLS; ++call) {
+        QMetaObject::invokeMethod(worker, "mark", Qt::QueuedConnection);
+    }
+    controller.doStop();
+    const int before = records[0]->events().indexOf(STOP);
+    QVERIFY(before > 0 && before < CALLS);
+    QTRY_COMPARE(records[0]->count(MARK), CALLS);
+    QCOMPARE(records[0]->count(STOP), 1);
+}
+
+void TstAbstractWorkerController::destructor_dropsItsOwnCallsAndSaysSo()
+{
+    const LogCapture log;
+    int carriedOut = 0;
+    {
+        Controller controller;
+        for (int call = 0; call < 3; ++call) {
+            QMetaObject::invokeMethod(
+                &controller, [&carriedOut] { ++carriedOut; }, Qt::QueuedConnection);
+        }
+    }
+    QCoreApplication::processEvents();
+    // The derived class, for which they were meant, is gone by then.
+    QCOMPARE(carriedOut, 0);
+    QCOMPARE(log.texts(),
+             QStringList(QStringLiteral("warning: Dropped 3 queued messages and calls when the workers were stopped")));
+}
+
+namespace {
+
+/// Works its queues off before it lets go of what its workers need.
+class WorkingOffController : public Controller
+{
+public:
+    explicit WorkingOffController(QObject* relay = nullptr) : m_relay(relay) { }
+
+    ~WorkingOffController() override
+    {
+        workOff(m_relay);
+        hooks->add(QStringLiteral("worked off"));
+    }
+
+private:
+    QObject* const m_relay;
+};
+
+} // namespace
+
+void TstAbstractWorkerController::destructor_afterWorkingOff_waitsOnce()
+{
+    Records records;
+    Gate gate;
+    QPointer<QThread> thread;
+    QElapsedTimer time;
+    {
+        WorkingOffController controller;
+        RecordingWorker* const worker = addWorker(controller, records);
+        thread = worker->thread();
+        worker->onStart = [&gate](RecordingWorker&) { gate.wait(); };
+        controller.doStart();
+        QTRY_VERIFY(allHave(records, START));
+        time.start();
+    }
+    const qint64 elapsed = time.elapsed();
+    gate.open();
+    QTRY_VERIFY(thread.isNull());
+    // Two limits would be 3000 ms, and 2500 ms if only the queues were waited for twice.
+    QVERIFY2(elapsed >= 1400 && elapsed < 2400, qPrintable(QString::number(elapsed)));
+}
+
+void TstAbstractWorkerController::workOff_carriesOutTheRelaysCalls()
+{
+    Records records;
+    QObject relay;
+    std::shared_ptr<Record> hooks;
+    {
+        WorkingOffController controller(&relay);
+        hooks = controller.hooks;
+        RecordingWorker* const first = addWorker(controller, records);
+        RecordingWorker* const second = addWorker(controller, records);
+        first->onMark = [&relay, second](RecordingWorker&) {
+            QMetaObject::invokeMethod(
+                &relay, [second] { QMetaObject::invokeMethod(second, "mark", Qt::QueuedConnection); },
+                Qt::QueuedConnection);
+        };
+        second->onMark = [hooks](RecordingWorker&) { hooks->add(MARK); };
+        controller.doStart();
+        QTRY_VERIFY(controller.hooks->count(STARTED) == 2);
+        QMetaObject::invokeMethod(first, "mark", Qt::QueuedConnection);
+    }
+    QCOMPARE(records[1]->events(), QStringList({START, MARK, STOP, DELETED}));
+    QCOMPARE(hooks->events(), QStringList({STARTED, STARTED, MARK, QStringLiteral("worked off")}));
+}
+
+// An object that belongs to nobody stands for the service's own dispatcher.
+void TstAbstractWorkerController::applicationsLoopEnds_everythingIsCarriedOut()
+{
+    Records records;
+    QObject dispatcher;
+    Controller controller;
+    RecordingWorker* const first = addWorker(controller, records);
+    RecordingWorker* const second = addWorker(controller, records);
+    first->onMark = [&dispatcher, second](RecordingWorker& self) {
+        // Not before the loop has ended.
+        waitUntil([&self] { return self.isEnding(); });
+        QMetaObject::invokeMethod(
+            &dispatcher, [second] { QMetaObject::invokeMethod(second, "mark", Qt::QueuedConnection); },
+            Qt::QueuedConnection);
+    };
+    controller.doStart();
+    QTRY_VERIFY(allHave(records, START));
+    QMetaObject::invokeMethod(first, "mark", Qt::QueuedConnection);
+    QTimer::singleShot(0, QCoreApplication::instance(), &QCoreApplication::quit);
+    QCoreApplication::exec();
+    QVERIFY(first->isEnding());
+    QCOMPARE(records[0]->events(), QStringList({START, MARK}));
+    QCOMPARE(records[1]->events(), QStringList({START, MARK}));
+}
+
+void TstAbstractWorkerController::applicationsLoopEnds_andRunsAgain_goesOn()
+{
+    Records records;
+    Controller controller;
+    RecordingWorker* const worker = addWorker(controller, records);
+    controller.doStart();
+    QTRY_VERIFY(allHave(records, START));
+    for (int round = 0; round < 3; ++round) {
+        QTimer::singleShot(0, QCoreApplication::instance(), &QCoreApplication::quit);
+        QCoreApplication::exec();
+        QVERIFY(worker->isEnding());
+        QTRY_VERIFY(!worker->isEnding());
+    }
+    QCOMPARE(records[0]->events(), QStringList({START}));
+    controller.doStop();
+    QCOMPARE(records[0]->events(), QStringList({START, STOP}));
+    QCoreApplication::processEvents();
+    QVERIFY(worker->isEnding());
+}
+
+void TstAbstractWorkerController::applicationsLoopEnds_blockedWorker_isNotWaitedForTwice()
+{
+    Records records;
+    Gate gate;
+    QPointer<QThread> thread;
+    QElapsedTimer time;
+    {
+        Controller controller;
+        RecordingWorker* const worker = addWorker(controller, records);
+        thread = worker->thread();
+        worker->onMark = [&gate](RecordingWorker&) { gate.wait(); };
+        controller.doStart();
+        QTRY_VERIFY(allHave(records, START));
+        QMetaObject::invokeMethod(worker, "mark", Qt::QueuedConnection);
+        QTimer::singleShot(0, QCoreApplication::instance(), &QCoreApplication::quit);
+        time.start();
+        QCoreApplication::exec();
+    }
+    const qint64 elapsed = time.elapsed();
+    gate.open();
+    QTRY_VERIFY(thread.isNull());
+    QVERIFY2(elapsed >= 1400 && elapsed < 2400, qPrintable(QString::number(elapsed)));
 }
 
 QTEST_GUILESS_MAIN(TstAbstractWorkerController)

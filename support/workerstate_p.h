@@ -1,0 +1,31 @@
+#ifndef WORKERSTATE_P_H
+#define WORKERSTATE_P_H
+
+#include <atomic>
+#include <functional>
+
+namespace wexcor {
+
+/// What a worker and the controller that owns it tell each other. Shared, because each of the two may outlive the
+/// other.
+struct WorkerState
+{
+    /// The worker is to take in no new work. The controller sets it, and takes it back if the application's event loop
+    /// is run again.
+    std::atomic<bool> isEnding{false};
+    /// The worker is stopped for good, or is about to be: it is not started any more.
+    std::atomic<bool> isRetired{false};
+    /// The worker's thread is about to end: what is still queued for the worker is dropped and counted.
+    std::atomic<bool> isLeaving{false};
+    /// How many queued calls were dropped.
+    std::atomic<int> droppedCalls{0};
+    /// How many calls wait for the worker, as far as whoever queues them has counted them here. For a worker that is
+    /// blocked nothing else tells.
+    std::atomic<int> waitingCalls{0};
+    /// Stops the worker unless it is stopped already. Set before the worker's thread starts, called in that thread.
+    std::function<void()> stopNow;
+};
+
+} // namespace wexcor
+
+#endif // WORKERSTATE_P_H

@@ -37,6 +37,8 @@ constexpr qint32 MAX_PAYLOAD_SIZE = 48 * 1024 * 1024;
 constexpr int MAX_ENVELOPE_SIZE = 32 * 1024 * 1024;
 /// A payload of which no byte has come for this long is given up, in ms.
 constexpr int PAYLOAD_SILENCE_TIMEOUT_MS = 30000;
+/// A payload that is not complete after this long is given up, however it trickles, in ms.
+constexpr int PAYLOAD_TIMEOUT_MS = 60000;
 
 /// Encodes an envelope as a payload.
 QByteArray encodePayload(const QVariantMap& envelope);

@@ -1,8 +1,11 @@
 #ifndef BUSSOCKET_P_H
 #define BUSSOCKET_P_H
 
+#include <QElapsedTimer>
 #include <QPointer>
 #include <QTcpSocket>
+
+#include <utility>
 
 /// What the two bus connections do alike with their sockets.
 namespace tarvex::bussocket {
@@ -11,6 +14,11 @@ constexpr quint16 QUERY_PORT = 45535;
 constexpr quint16 RECEIVER_PORT = 45537;
 constexpr int CONNECT_TIMEOUT_MS = 30000;
 constexpr int WRITE_TIMEOUT_MS = 30000;
+/// So many bytes Qt buffers of what the server sends; TCP makes the server wait with the rest.
+constexpr qint64 READ_BUFFER_SIZE = 256 * 1024;
+/// A connection that is lost so soon after it was opened is not made anew at once, in ms: a server that accepts and
+/// drops, or a second process of the same name, would keep both sides busy with nothing else.
+constexpr int EARLY_LOSS_MS = 1000;
 
 /// Connects to \a port on 127.0.0.1, unless connected already, and lets the socket's signals through again.
 /// Blocks for up to CONNECT_TIMEOUT_MS.
@@ -21,6 +29,27 @@ void disconnectFromServer(QTcpSocket& socket);
 
 /// True when there is a connection, or one is being made or ended.
 bool isUsable(const QPointer<QTcpSocket>& socket);
+
+/// How old a connection was when it was lost.
+class ConnectionAge
+{
+public:
+    /// A connection is being made.
+    void noteOpening() { m_sinceOpen.invalidate(); }
+
+    /// It has been made.
+    void noteOpened() { m_sinceOpen.start(); }
+
+    /// It was lost, also before it had been made.
+    void noteLoss() { m_isEarlyLoss = !m_sinceOpen.isValid() || !m_sinceOpen.hasExpired(EARLY_LOSS_MS); }
+
+    /// \return whether it was lost within EARLY_LOSS_MS, the first time after that.
+    bool takeEarlyLoss() { return std::exchange(m_isEarlyLoss, false); }
+
+private:
+    QElapsedTimer m_sinceOpen;
+    bool m_isEarlyLoss = false;
+};
 
 } // namespace tarvex::bussocket
 

@@ -14,6 +14,9 @@ namespace {
 constexpr unsigned long ROUND_PAUSE_MS = 10;
 /// One round for so many bytes, and one round more.
 constexpr qint32 BYTES_PER_ROUND = 100;
+/// What a line and a small payload get. A peer that writes a frame in several calls is held up 40 ms by our own
+/// system, which delays its acknowledgement, and more on a loaded machine.
+constexpr qint32 MIN_ROUNDS = 20;
 
 /// Keeps the socket quiet while bytes are taken in, and makes up for the signals of a lost connection.
 ///
@@ -42,7 +45,7 @@ public:
     /// \return whether anything was taken in.
     bool takeIn() { return isConnected() && m_socket->waitForReadyRead(0); }
 
-    /// Takes in until \a size bytes can be read or the system holds no more.
+    /// Takes in what the system holds, until \a size bytes can be read.
     void takeInUpTo(qint64 size)
     {
         while (m_socket && m_socket->bytesAvailable() < size && takeIn()) { }
@@ -70,6 +73,64 @@ bool hasLine(const QTcpSocket& socket)
     return socket.canReadLine() || socket.bytesAvailable() >= busframe::LINE_READ_LIMIT - 1;
 }
 
+/// A payload that is being taken in.
+class PayloadReader
+{
+public:
+    PayloadReader(const QPointer<QTcpSocket>& socket, qint32 size, const GiveUp& giveUp)
+        : m_socket(socket), m_quiet(socket), m_size(size), m_giveUp(giveUp)
+    {
+        m_duration.start();
+        m_silence.start();
+    }
+
+    bool isComplete() const { return m_payload.size() >= m_size; }
+
+    /// Takes what is there. \return whether anything was.
+    bool look()
+    {
+        const int before = m_payload.size();
+        // Qt's buffer may be smaller than what the system holds.
+        while (!isComplete() && m_socket) {
+            const qint64 missing = m_size - m_payload.size();
+            m_quiet.takeInUpTo(missing);
+            // read() allocates what it is asked for, so it is asked for no more than has come.
+            const QByteArray piece = m_socket->read(std::min(missing, m_socket->bytesAvailable()));
+            if (piece.isEmpty()) {
+                break;
+            }
+            m_payload += piece;
+        }
+        if (m_payload.size() == before) {
+            return false;
+        }
+        m_silence.start();
+        return true;
+    }
+
+    /// Whether it is worth while to wait for more after \a round, which has brought nothing.
+    bool isPatient(qint32 round) const
+    {
+        // The first rounds are there for everybody: a worker that is being stopped still saves its state.
+        const bool isHurried = round >= MIN_ROUNDS && QThread::currentThread()->isInterruptionRequested();
+        return m_quiet.isConnected() && !isHurried && !m_giveUp()
+            && !m_silence.hasExpired(busframe::PAYLOAD_SILENCE_TIMEOUT_MS);
+    }
+
+    bool isOverdue() const { return m_duration.hasExpired(busframe::PAYLOAD_TIMEOUT_MS); }
+
+    QByteArray payload() const { return m_payload; }
+
+private:
+    const QPointer<QTcpSocket> m_socket;
+    QuietSocket m_quiet;
+    const qint32 m_size;
+    const GiveUp& m_giveUp;
+    QElapsedTimer m_duration;
+    QElapsedTimer m_silence;
+    QByteArray m_payload;
+};
+
 } // namespace
 
 bool awaitLine(const QPointer<QTcpSocket>& socket)
@@ -77,7 +138,7 @@ bool awaitLine(const QPointer<QTcpSocket>& socket)
     if (socket && !hasLine(*socket)) {
         QuietSocket quiet(socket);
         quiet.takeIn();
-        if (!hasLine(*socket) && quiet.isConnected()) {
+        for (qint32 round = 0; round < MIN_ROUNDS && !hasLine(*socket) && quiet.isConnected(); ++round) {
             QThread::msleep(ROUND_PAUSE_MS);
             quiet.takeIn();
         }
@@ -91,35 +152,30 @@ QByteArray readLine(const QPointer<QTcpSocket>& socket)
     return socket ? socket->readLine(busframe::LINE_READ_LIMIT) : QByteArray();
 }
 
-QByteArray readPayload(const QPointer<QTcpSocket>& socket, qint32 size)
+QByteArray readPayload(const QPointer<QTcpSocket>& socket, qint32 size, const GiveUp& giveUp)
 {
-    QByteArray payload;
     if (size > busframe::MAX_PAYLOAD_SIZE) {
-        return payload;
+        return {};
     }
-    QuietSocket quiet(socket);
-    QElapsedTimer silence;
-    silence.start();
-    for (qint32 round = 0; payload.size() < size && round <= size / BYTES_PER_ROUND; ++round) {
-        if (!socket) {
-            break;
-        }
-        const qint64 missing = size - payload.size();
-        quiet.takeInUpTo(missing);
-        // read() allocates what it is asked for, so it is asked for no more than has come.
-        const QByteArray piece = socket->read(std::min(missing, socket->bytesAvailable()));
-        payload += piece;
-        if (!piece.isEmpty()) {
-            silence.start();
-        } else if (!quiet.isConnected() || QThread::currentThread()->isInterruptionRequested()
-                   || silence.hasExpired(busframe::PAYLOAD_SILENCE_TIMEOUT_MS)) {
-            // Not before a round that brought nothing: a worker that is being stopped still saves its state, and the
-            // answer to that is here.
-            break;
+    PayloadReader reader(socket, size, giveUp);
+    const qint32 rounds = std::max(MIN_ROUNDS, size / BYTES_PER_ROUND + 1);
+    for (qint32 round = 0; round < rounds && !reader.isComplete() && !reader.isOverdue(); ++round) {
+        if (!reader.look() && !reader.isPatient(round)) {
+            return reader.payload();
         }
         QThread::msleep(ROUND_PAUSE_MS);
     }
-    return payload;
+    // What came during the last pause is part of it.
+    reader.look();
+    return reader.payload();
+}
+
+bool hasUnaskedBytes(const QPointer<QTcpSocket>& socket)
+{
+    if (socket && socket->bytesAvailable() == 0) {
+        QuietSocket(socket).takeIn();
+    }
+    return socket && socket->bytesAvailable() > 0;
 }
 
 } // namespace tarvex::socketreader

@@ -56,6 +56,8 @@ TarvexController::TarvexController(int repeatInterval, const QString& clientName
 
 TarvexController::~TarvexController()
 {
+    // While the log lines of what is still carried out have a way out.
+    workOff(TarvexLogCreator::relayOf(this));
     LoggerManager::removeOutput(loggerCategory());
     LoggerManager::removeOutput(guiLoggerCategory());
     LoggerManager::removeOutput(everyOtherCategory());
@@ -70,6 +72,7 @@ bool TarvexController::initWorkers(TarvexMsgWorker* msgWorker, TarvexQueryWorker
         connect(queryWorker, SIGNAL(settingsChanged()), this, SIGNAL(settingsChanged()), QUEUED_ONCE);
         connect(this, SIGNAL(stateChanged()), queryWorker, SLOT(sendState()), QUEUED_ONCE);
         connect(this, SIGNAL(sendLogMessage(Message)), queryWorker, SLOT(sendMessage(Message)), QUEUED_ONCE);
+        TarvexLogCreator::setQueue(queryWorker->m_logQueue);
         if (msgWorker != nullptr) {
             connect(msgWorker, SIGNAL(updateSettings()), queryWorker, SLOT(updateSettings()), QUEUED_ONCE);
         }

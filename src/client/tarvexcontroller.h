@@ -44,8 +44,10 @@ public:
     /// its own in that way does so afterwards. Rules from the environment and from Qt's configuration files stay.
     TarvexController(int repeatInterval, const QString& clientName, QObject* parent);
 
-    /// Takes the logging bridge down, then stops the workers; see AbstractWorkerController for how long that may take.
-    /// A message worker whose thread was never started takes 100 ms here.
+    /// Carries out what is queued between the workers, log lines included, takes the logging bridge down and stops the
+    /// workers; see AbstractWorkerController for the order and for how long that may take. What is queued for slots of
+    /// the derived class is not carried out any more. A message worker whose thread was never started takes 100 ms
+    /// here.
     ~TarvexController() override;
 
     /// Gives each worker a thread of its own, connects them with each other and with this controller, and starts the

@@ -1,5 +1,6 @@
 #include "client/tarvexmessagesreciever.h"
 
+#include "abstractworker.h"
 #include "client/busframe_p.h"
 #include "client/bussocket_p.h"
 #include "client/socketreader_p.h"
@@ -17,6 +18,8 @@ namespace {
 
 /// A server repeats what it has pushed last and has no acknowledgement for: a repeat falls well within these.
 constexpr int REPEAT_CACHE_SIZE = 100;
+/// After so many unknown header lines in a row the place in the stream is lost for good.
+constexpr int MAX_UNKNOWN_HEADERS = 64;
 
 const QLatin1String OPERATION_HANDSHAKE("handshake");
 const QLatin1String OPERATION_SEND_MESSAGE("sendMessage");
@@ -24,8 +27,13 @@ const QLatin1String OPERATION_SEND_MESSAGE("sendMessage");
 } // namespace
 
 TarvexMessagesReciever::TarvexMessagesReciever(const QString& clientName, QObject* parent)
-    : QObject(parent), m_socket(new QTcpSocket(this)), m_clientName(clientName), m_repeatCache(REPEAT_CACHE_SIZE)
+    : QObject(parent)
+    , m_socket(new QTcpSocket(this))
+    , m_clientName(clientName)
+    , m_repeatCache(REPEAT_CACHE_SIZE)
+    , m_age(std::make_unique<bussocket::ConnectionAge>())
 {
+    m_socket->setReadBufferSize(bussocket::READ_BUFFER_SIZE);
     connect(m_socket, SIGNAL(connected()), this, SLOT(socketConnected()));
     connect(m_socket, SIGNAL(disconnected()), this, SLOT(socketDisconnected()));
     connect(m_socket, SIGNAL(error(QAbstractSocket::SocketError)), this,
@@ -63,10 +71,14 @@ bool TarvexMessagesReciever::open()
     }
     // After the server has dropped the connection it is still set: the new one is accepted anew.
     m_handshaked = false;
+    m_isClosed = false;
+    m_unknownHeaders = 0;
+    m_age->noteOpening();
     if (!bussocket::connectToServer(*m_socket, bussocket::RECEIVER_PORT) || !handshake()) {
         close();
         return false;
     }
+    m_age->noteOpened();
     Q_EMIT tarvexConnected();
     return true;
 }
@@ -76,6 +88,7 @@ void TarvexMessagesReciever::close()
     if (m_socket) {
         bussocket::disconnectFromServer(*m_socket);
         m_handshaked = false;
+        m_isClosed = true;
     }
 }
 
@@ -83,6 +96,9 @@ void TarvexMessagesReciever::socketConnected() { }
 
 void TarvexMessagesReciever::socketDisconnected()
 {
+    m_age->noteLoss();
+    // The owner closes the connection when it hears of the loss.
+    readFrames();
     Q_EMIT busDisconnected();
 }
 
@@ -95,15 +111,8 @@ void TarvexMessagesReciever::socketError(QAbstractSocket::SocketError error)
 
 void TarvexMessagesReciever::onSocketReadyRead()
 {
-    // Writing an acknowledgement waits on the socket, which may call us again for the bytes that come meanwhile: the
-    // loop that is under way gets to them, after the message that it is about to deliver.
-    if (m_reading) {
-        return;
-    }
-    const QScopedValueRollback<bool> reading(m_reading, true);
-    while (m_socket && m_socket->bytesAvailable() > 0 && headerIsComplete()) {
-        readFrame();
-    }
+    m_isPosted = false;
+    readFrames();
 }
 
 bool TarvexMessagesReciever::handshake()
@@ -121,6 +130,18 @@ bool TarvexMessagesReciever::reply(QString cmd, TarvexError error, QVariantMap d
     return write(busframe::encodeReply(cmd, error.error(), error.description(), data));
 }
 
+/// Whoever ends a worker wants what has been taken in to be worked off, not more of it.
+bool TarvexMessagesReciever::isEnding() const
+{
+    const auto* const worker = qobject_cast<const wexcor::AbstractWorker*>(parent());
+    return worker != nullptr && worker->isEnding();
+}
+
+bool TarvexMessagesReciever::hasFrame() const
+{
+    return m_socket && !m_isClosed && m_socket->bytesAvailable() > 0 && headerIsComplete();
+}
+
 /// False for a line that so far is only the beginning of a known header: the rest is still under way, and a reader that
 /// takes the beginning for a line of its own has lost its place for good.
 bool TarvexMessagesReciever::headerIsComplete() const
@@ -133,15 +154,41 @@ bool TarvexMessagesReciever::headerIsComplete() const
         && !QLatin1String(busframe::REPLY_HEADER).startsWith(beginning);
 }
 
+/// Reads one frame and posts the turn of the next, so that a stop, a restart and the timers get their turns under any
+/// backlog. Only what a lost connection has left behind is read in one go: the owner is about to close it.
+void TarvexMessagesReciever::readFrames()
+{
+    // Writing an acknowledgement waits on the socket, which may call us again for the bytes that come meanwhile: the
+    // loop that is under way gets to them, after the message that it is about to deliver.
+    if (m_reading) {
+        return;
+    }
+    const QScopedValueRollback<bool> reading(m_reading, true);
+    while (hasFrame() && !isEnding()) {
+        readFrame();
+        if (m_socket && m_socket->state() == QAbstractSocket::ConnectedState) {
+            if (hasFrame() && !std::exchange(m_isPosted, true)) {
+                QMetaObject::invokeMethod(this, "onSocketReadyRead", Qt::QueuedConnection);
+            }
+            return;
+        }
+    }
+}
+
 void TarvexMessagesReciever::readFrame()
 {
     const QString header = busframe::lineText(m_socket->readLine(busframe::LINE_READ_LIMIT));
     if (header == QLatin1String(busframe::REQUEST_HEADER)) {
+        m_unknownHeaders = 0;
         prepareRequest();
     } else if (header == QLatin1String(busframe::REPLY_HEADER)) {
+        m_unknownHeaders = 0;
         prepareReply();
     } else {
         qCritical().noquote() << tr("Unknown request header: %1").arg(header);
+        if (++m_unknownHeaders >= MAX_UNKNOWN_HEADERS) {
+            giveUpConnection();
+        }
     }
 }
 
@@ -164,7 +211,7 @@ qint32 TarvexMessagesReciever::readSize()
 
 bool TarvexMessagesReciever::readData(qint32 size, QVariant& out)
 {
-    const QByteArray payload = socketreader::readPayload(m_socket, size);
+    const QByteArray payload = socketreader::readPayload(m_socket, size, [this] { return isEnding(); });
     if (payload.size() != size) {
         return false;
     }
@@ -188,6 +235,9 @@ void TarvexMessagesReciever::prepareRequest()
     if (!readData(size, envelope) || !processRequest(envelope)) {
         qWarning().noquote() << tr("Invalid request data");
     }
+    if (size > busframe::MAX_PAYLOAD_SIZE) {
+        giveUpConnection();
+    }
 }
 
 void TarvexMessagesReciever::prepareReply()
@@ -197,6 +247,9 @@ void TarvexMessagesReciever::prepareReply()
     if (size < 0 || !readData(size, envelope) || !processReply(envelope)) {
         qWarning().noquote() << tr("Incorrect reply data");
     }
+    if (size > busframe::MAX_PAYLOAD_SIZE) {
+        giveUpConnection();
+    }
 }
 
 bool TarvexMessagesReciever::processRequest(const QVariant& envelope)
@@ -204,16 +257,17 @@ bool TarvexMessagesReciever::processRequest(const QVariant& envelope)
     const QVariantMap request = envelope.toMap();
     const QString operation = request.value(KEY_OPERATION).toString();
     if (operation != OPERATION_SEND_MESSAGE) {
-        reply(operation, TarvexError(TarvexError::UnsupportedRequest), {});
+        giveUpUnless(reply(operation, TarvexError(TarvexError::UnsupportedRequest), {}));
         return false;
     }
     const Message message = Message::fromVariantMap(request.value(KEY_DATA).toMap());
     // Acknowledged before the repeat is looked for: the server repeats a message for as long as it has no answer to it.
-    reply(operation, TarvexError(),
-          {{QStringLiteral("sender"), message.sender()},
-           {QStringLiteral("reciever"), message.reciever()},
-           {QStringLiteral("uid"), message.uid()}});
+    const bool isAcknowledged = reply(operation, TarvexError(),
+                                      {{QStringLiteral("sender"), message.sender()},
+                                       {QStringLiteral("reciever"), message.reciever()},
+                                       {QStringLiteral("uid"), message.uid()}});
     deliver(message);
+    giveUpUnless(isAcknowledged);
     return true;
 }
 
@@ -243,10 +297,13 @@ void TarvexMessagesReciever::deliver(const Message& message)
         qWarning().noquote() << tr("Message repeating:") << logtab
                              << message.sender() + QLatin1Char('\t') + message.reciever() + QLatin1Char('\t')
                 + message.uid()
-                             << logtab << loglist(message.message().split(QLatin1Char('\n')));
+                             << logtab << loglist(QStringList{message.message()});
         return;
     }
-    m_repeatCache.insert(key, new Message(message));
+    auto* const remembered = new Message(message);
+    // The key is all that is asked for; a hundred texts may be hundreds of MiB.
+    remembered->setMessage(QString());
+    m_repeatCache.insert(key, remembered);
     Q_EMIT incomingMessage(message);
 }
 
@@ -257,6 +314,24 @@ bool TarvexMessagesReciever::write(const QByteArray& frame)
     }
     return m_socket->state() != QAbstractSocket::UnconnectedState && m_socket->write(frame) >= 0
         && m_socket->waitForBytesWritten(bussocket::WRITE_TIMEOUT_MS);
+}
+
+/// A server that does not take a reply would hold this thread up once more with the next one.
+void TarvexMessagesReciever::giveUpUnless(bool isReplyWritten)
+{
+    // A connection that is lost anyhow may have left messages behind.
+    if (!isReplyWritten && m_socket && m_socket->state() == QAbstractSocket::ConnectedState) {
+        giveUpConnection();
+    }
+}
+
+/// Ends the connection as if the server had dropped it; whoever owns this object makes it anew. Nothing more is read.
+void TarvexMessagesReciever::giveUpConnection()
+{
+    m_isClosed = true;
+    if (m_socket) {
+        m_socket->abort();
+    }
 }
 
 } // namespace tarvex

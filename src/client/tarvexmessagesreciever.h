@@ -12,9 +12,15 @@
 #include <QString>
 #include <QVariantMap>
 
+#include <memory>
+
 class QTcpSocket;
 
 namespace tarvex {
+
+namespace bussocket {
+class ConnectionAge;
+}
 
 /// The connection on which the bus server pushes messages. The spelling of the name is the bus's own.
 ///
@@ -23,11 +29,14 @@ namespace tarvex {
 /// across a reconnection.
 ///
 /// Lives in its worker's thread and is called from that thread only; it takes no lock, and needs that thread's event
-/// loop. open() blocks for up to 30000 ms to connect and as long again to write the handshake, close() for 100 ms.
-/// Reading a frame blocks for (payload size / 100 + 1) times 10 ms at most, acknowledging it for up to 30000 ms.
+/// loop. open() blocks for up to 30000 ms to connect and as long again to write the handshake, close() for 100 ms. One
+/// frame is read in a turn of the event loop. That blocks for 200 ms until the size line is complete, for (payload size
+/// / 100 + 1) times 10 ms for the payload, at least 200 ms and at most 60000 ms, and up to 30000 ms to write the
+/// acknowledgement. As the child of a worker that is ending (AbstractWorker::isEnding()) it reads no further frame.
 ///
 /// The server is expected on 127.0.0.1, port 45537. Nothing throws. Bad frames are logged in the default category and
-/// dropped; what follows them is read as the next frame.
+/// dropped; what follows them is read as the next frame. After a size line above 48 MiB, 64 unknown header lines in a
+/// row, or an acknowledgement that could not be written, the connection is ended as if the server had dropped it.
 ///
 /// Wire: sends the request "handshake" with {"name": the client's name}, which is accepted by a reply with code 0.
 /// Takes the request "sendMessage", its data a Message in map form, and replies with code 0 and the message's
@@ -55,7 +64,8 @@ Q_SIGNALS:
     /// A message that has not been delivered before.
     void incomingMessage(Message msg);
 
-    /// The server closed the connection. Not emitted after close().
+    /// The server closed the connection, or it was given up; what had come by then has been read. Not emitted after
+    /// close().
     void busDisconnected();
 
     /// open() connected and sent the handshake.
@@ -82,8 +92,14 @@ public Q_SLOTS:
     bool reply(QString cmd, TarvexError error, QVariantMap data);
 
 private:
+    friend class TarvexMsgWorker;
+    bool isEnding() const;
+    bool hasFrame() const;
     bool headerIsComplete() const;
+    void readFrames();
     void readFrame();
+    void giveUpUnless(bool isReplyWritten);
+    void giveUpConnection();
     qint32 readSize();
     bool readData(qint32 size, QVariant& out);
     void prepareRequest();
@@ -97,7 +113,11 @@ private:
     const QString m_clientName;
     bool m_handshaked = false;
     QCache<QString, Message> m_repeatCache;
-    bool m_reading = false; ///< Inside onSocketReadyRead().
+    bool m_reading = false;   ///< Inside readFrames().
+    bool m_isPosted = false;  ///< The next frame's turn is posted.
+    bool m_isClosed = true;   ///< Not opened yet, closed or given up: what is still buffered is not read.
+    int m_unknownHeaders = 0; ///< In a row.
+    const std::unique_ptr<bussocket::ConnectionAge> m_age;
 };
 
 } // namespace tarvex

@@ -1,5 +1,6 @@
 #include "client/tarvexmsgworker.h"
 
+#include "client/bussocket_p.h"
 #include "client/singleconnection_p.h"
 #include "client/tarvexmessagesreciever.h"
 
@@ -44,7 +45,10 @@ bool TarvexMsgWorker::doStart()
     connectOnce(m_receiver, SIGNAL(incomingMessage(Message)), this, SLOT(processMessage(Message)));
     connectOnce(m_receiver, SIGNAL(busDisconnected()), this, SLOT(restart()));
     connectOnce(m_receiver, SIGNAL(tarvexConnected()), this, SIGNAL(workerConnected()));
-    const bool opened = m_receiver->open();
+    // A connection that was lost as soon as it was made is not made anew at once. One that is about to end takes
+    // nothing in, so it needs none.
+    const bool waits = m_receiver->m_age->takeEarlyLoss() || isEnding();
+    const bool opened = !waits && m_receiver->open();
     // Whoever heard of the connection may have taken the timers away.
     if (!m_restartTimer || !m_watchTimer) {
         return true;
@@ -113,7 +117,12 @@ void TarvexMsgWorker::processMessage(Message msg)
 // reports a refusal or a silence: without this look the worker would be deaf from then on.
 void TarvexMsgWorker::lookAtReceiver()
 {
-    if (!m_receiver || m_receiver->isOpen()) {
+    if (!m_receiver) {
+        return;
+    }
+    if (m_receiver->isOpen()) {
+        // What came while the worker was to take nothing in, if it goes on after all.
+        m_receiver->readFrames();
         return;
     }
     if (!m_receiver->isConnected() || m_sinceOpen.hasExpired(HANDSHAKE_TIMEOUT_MS)) {

@@ -20,8 +20,12 @@ class TarvexMessagesReciever;
 /// Keeps the connection on which the bus pushes messages, and turns what comes into signals.
 ///
 /// Handed to TarvexController::initWorkers(), it runs in a thread of its own. While the bus is away it tries again
-/// every 5000 ms; a connection that is lost, refused (at once or later), or not answered for 30000 ms is made anew by
-/// itself: for as long as it is started the worker looks at it every 5000 ms.
+/// every 5000 ms. A connection that is lost is made anew at once, or after 5000 ms if it was lost within 1000 ms after
+/// it had been made. For as long as it is started the worker looks at its connection every 5000 ms: one that was
+/// refused, at once or later, or not answered for 30000 ms, is made anew then.
+///
+/// A derived class whose doStart() does not call this one hears nothing after its first restart(): the connections and
+/// timers are set up here.
 ///
 /// A message whose text is the command "updateSettings" or "stateChanged" is handled here; every other one comes out of
 /// unprocessedMessage(). A service that wants more commands handled here overrides doProcessCommand().

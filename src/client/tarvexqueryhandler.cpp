@@ -15,6 +15,8 @@ using namespace busframe;
 namespace {
 
 constexpr int REPLY_TIMEOUT_MS = 30000;
+/// What is shown of a payload that did not come whole, in bytes.
+constexpr int MAX_SHOWN_SIZE = 60000;
 /// What the list form of subscribe() asks for: everything.
 constexpr qint32 DEFAULT_GOAL = 3;
 
@@ -33,15 +35,31 @@ QVariantMap singleEntry(QLatin1String key, const QVariant& value)
     return map;
 }
 
+/// The payload as text for a log line. Cut before it is decoded: it may be of many MiB, and most of that would be
+/// thrown away.
+QStringList shownPayload(const QByteArray& payload)
+{
+    QStringList shown{QString::fromUtf8(payload.constData(), qMin(payload.size(), MAX_SHOWN_SIZE))};
+    if (payload.size() > MAX_SHOWN_SIZE) {
+        shown.append(QStringLiteral("... of %1 bytes").arg(payload.size()));
+    }
+    return shown;
+}
+
 } // namespace
 
 TarvexQueryHandler::TarvexQueryHandler(const QString& clientName, QObject* parent)
-    : QObject(parent), m_socket(new QTcpSocket(this)), m_clientName(clientName)
+    : QObject(parent)
+    , m_socket(new QTcpSocket(this))
+    , m_clientName(clientName)
+    , m_age(std::make_unique<bussocket::ConnectionAge>())
 {
+    m_socket->setReadBufferSize(bussocket::READ_BUFFER_SIZE);
     connect(m_socket, SIGNAL(connected()), this, SLOT(socketConnected()));
     connect(m_socket, SIGNAL(disconnected()), this, SLOT(socketDisconnected()));
     connect(m_socket, SIGNAL(error(QAbstractSocket::SocketError)), this,
             SLOT(socketError(QAbstractSocket::SocketError)));
+    connect(m_socket.data(), &QTcpSocket::readyRead, this, [this] { lookAtUnaskedBytes(); });
 }
 
 TarvexQueryHandler::~TarvexQueryHandler() = default;
@@ -105,10 +123,13 @@ bool TarvexQueryHandler::open()
     if (isOpen()) {
         return true;
     }
+    m_isClosed = false;
+    m_age->noteOpening();
     if (!bussocket::connectToServer(*m_socket, bussocket::QUERY_PORT) || !handshake()) {
         close();
         return false;
     }
+    m_age->noteOpened();
     Q_EMIT tarvexConnected();
     return true;
 }
@@ -118,6 +139,7 @@ void TarvexQueryHandler::close()
     if (m_socket) {
         bussocket::disconnectFromServer(*m_socket);
         m_handshaked = false;
+        m_isClosed = true;
     }
 }
 
@@ -209,6 +231,7 @@ void TarvexQueryHandler::socketConnected() { }
 
 void TarvexQueryHandler::socketDisconnected()
 {
+    m_age->noteLoss();
     Q_EMIT busDisconnected();
 }
 
@@ -232,12 +255,16 @@ bool TarvexQueryHandler::request(QString operation, QVariantMap data)
 
 bool TarvexQueryHandler::request(QVariantMap& answer, QString operation, QVariantMap data)
 {
-    // The socket's own state and not isOpen(): the handshake goes through here too.
-    if (!m_socket || !m_socket->isOpen()) {
+    // Not isOpen(): the handshake goes through here too.
+    if (!m_socket || m_isClosed) {
         return false;
     }
+    // What has come without being asked for would be taken for the answer.
+    if (m_givesUpLostPlace && isOpen() && socketreader::hasUnaskedBytes(m_socket)) {
+        giveUpConnection();
+    }
     QVariantMap reply;
-    if (!sendRequest(operation, data) || !readReply(reply)) {
+    if (!exchange(reply, operation, data)) {
         return false;
     }
     const QVariantMap replyData = reply.value(KEY_DATA).toMap();
@@ -247,6 +274,23 @@ bool TarvexQueryHandler::request(QVariantMap& answer, QString operation, QVarian
     }
     answer = replyData;
     return true;
+}
+
+/// \return whether a whole reply has come.
+bool TarvexQueryHandler::exchange(QVariantMap& reply, const QString& operation, const QVariantMap& data)
+{
+    m_isExchanging = true;
+    const bool hasReply = sendRequest(operation, data) && readReply(reply);
+    m_isExchanging = false;
+    if (m_givesUpLostPlace) {
+        if (!hasReply) {
+            // Whatever comes later would be taken for the answer to the next request.
+            giveUpConnection();
+        } else {
+            lookAtUnaskedBytes();
+        }
+    }
+    return hasReply;
 }
 
 bool TarvexQueryHandler::sendRequest(const QString& operation, const QVariantMap& data)
@@ -280,9 +324,10 @@ bool TarvexQueryHandler::readReply(QVariantMap& reply)
         return false;
     }
     if (payload.size() != size) {
-        qCritical().noquote() << tr("Incorrect reply data size")
-                              << loglist(
-                                     QString::fromUtf8(payload.constData(), payload.size()).split(QLatin1Char('\n')));
+        qCritical().noquote() << tr("Incorrect reply data size") << loglist(shownPayload(payload));
+        if (size > busframe::MAX_PAYLOAD_SIZE) {
+            giveUpConnection();
+        }
         return false;
     }
     const busframe::Decoded decoded = busframe::decodePayload(payload);
@@ -310,6 +355,22 @@ bool TarvexQueryHandler::processReply(QString operation, QVariantMap data, QVari
         return false;
     }
     return true;
+}
+
+/// A worker's connection on which something comes that nobody has asked for is out of step.
+void TarvexQueryHandler::lookAtUnaskedBytes()
+{
+    if (m_givesUpLostPlace && !m_isExchanging && m_socket && m_socket->bytesAvailable() > 0) {
+        giveUpConnection();
+    }
+}
+
+/// Ends the connection as if the server had dropped it. During open() that is up to open() itself.
+void TarvexQueryHandler::giveUpConnection()
+{
+    if (m_socket && m_handshaked) {
+        m_socket->abort();
+    }
 }
 
 } // namespace tarvex

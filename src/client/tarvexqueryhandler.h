@@ -15,21 +15,32 @@
 #include <QStringList>
 #include <QVariantMap>
 
+#include <memory>
+
 class QTcpSocket;
 
 namespace tarvex {
 
+namespace bussocket {
+class ConnectionAge;
+}
+
 /// The query connection: the client asks, the bus server answers. Every operation is one exchange with the server.
 ///
 /// Lives in its worker's thread and is called from that thread only; it takes no lock. Every operation blocks the
-/// calling thread: up to 30000 ms to write the request, up to 30000 ms for the reply to begin, and (payload size / 100
-/// + 1) times 10 ms for the reply's payload. Needs no event loop, except for the signals that follow a lost connection.
+/// calling thread: up to 30000 ms to write the request, up to 30000 ms for the reply to begin, up to 200 ms each for
+/// the reply's first two lines to become complete, and (payload size / 100 + 1) times 10 ms for its payload, at least
+/// 200 ms and at most 60000 ms. Needs no event loop, except for the signals that follow a lost connection.
 ///
 /// Nothing throws. Every operation returns true when the exchange succeeded and the reply's code was 0. A failed
-/// exchange is logged in the default category and leaves output arguments untouched; a request before the first open()
-/// and a refused handshake are not logged, but for the line that loading a list of settings adds to every failure. The
-/// connection stays open after a failed exchange and nothing is resynchronised; whoever owns it reconnects when it is
-/// lost.
+/// exchange is logged in the default category and leaves output arguments untouched. A request before the first open()
+/// or after close() is not logged, and neither is a refused handshake, but for the line that loading a list of settings
+/// adds to every failure.
+///
+/// By itself this class keeps its connection open after a failed exchange and resynchronises nothing: what comes late
+/// is taken for the answer to the next request. Only a reply that announces more than 48 MiB ends the connection. The
+/// connection of a TarvexQueryWorker is ended, as if the server had dropped it, after every exchange without a whole
+/// reply and when something comes that was not asked for; the worker makes it anew.
 ///
 /// The server is expected on 127.0.0.1, port 45535.
 ///
@@ -141,13 +152,22 @@ private:
     bool handshake();
     bool request(QString operation, QVariantMap data);
     bool request(QVariantMap& answer, QString operation, QVariantMap data);
+    bool exchange(QVariantMap& reply, const QString& operation, const QVariantMap& data);
     bool sendRequest(const QString& operation, const QVariantMap& data);
     bool readReply(QVariantMap& reply);
     bool processReply(QString operation, QVariantMap data, QVariantMap result);
 
+    friend class TarvexQueryWorker;
+    void lookAtUnaskedBytes();
+    void giveUpConnection();
+
     QPointer<QTcpSocket> m_socket;
     const QString m_clientName;
     bool m_handshaked = false;
+    bool m_isClosed = true; ///< Not opened yet, or closed by close(): requests fail without a word.
+    bool m_isExchanging = false;
+    bool m_givesUpLostPlace = false; ///< Set by the worker, which makes the connection anew.
+    const std::unique_ptr<bussocket::ConnectionAge> m_age;
 };
 
 } // namespace tarvex

@@ -1,7 +1,11 @@
 #include "client/tarvexqueryworker.h"
 
+#include "client/bussocket_p.h"
+#include "client/connectionwatch_p.h"
 #include "client/singleconnection_p.h"
 #include "client/tarvexqueryhandler.h"
+#include "logging/logqueue_p.h"
+#include "logging/tarvexlogcreator.h"
 
 #include <QDebug>
 #include <QThread>
@@ -20,7 +24,10 @@ TarvexQueryWorker::TarvexQueryWorker(int interval, const QString& clientName)
     , m_restartTimer(new QTimer(this))
     , m_stateTimer(new QTimer(this))
     , m_interval(interval)
+    , m_logQueue(std::make_shared<LogQueue>(waitingCalls()))
+    , m_watch(new ConnectionWatch(this, [this] { lookAtHandler(); }))
 {
+    handler->m_givesUpLostPlace = true;
     m_stateTimer->setInterval(m_interval);
     m_restartTimer->setInterval(RESTART_INTERVAL_MS);
 }
@@ -41,9 +48,12 @@ bool TarvexQueryWorker::doStart()
                << reinterpret_cast<quintptr>(m_stateTimer->thread());
     m_restartTimer->stop();
     connectOnce(m_restartTimer, SIGNAL(timeout()), this, SLOT(restart()));
-    const bool opened = handler->open();
+    // A connection that was lost as soon as it was made is not made anew at once. A handshake that was accepted under
+    // another name is none.
+    const bool opened = !handler->m_age->takeEarlyLoss() && handler->open() && handler && handler->isOpen();
     // Whoever heard of the connection may have taken the timers away.
     if (!opened) {
+        m_watch->stop();
         if (m_restartTimer) {
             m_restartTimer->start();
         }
@@ -52,6 +62,7 @@ bool TarvexQueryWorker::doStart()
     if (m_restartTimer) {
         m_restartTimer->stop();
     }
+    m_watch->start();
     loadAndApplySettings();
     if (m_stateTimer) {
         m_stateTimer->start();
@@ -62,6 +73,7 @@ bool TarvexQueryWorker::doStart()
 bool TarvexQueryWorker::doStop()
 {
     m_isStopped = true;
+    m_watch->stop();
     if (m_stateTimer) {
         m_stateTimer->stop();
     }
@@ -101,8 +113,16 @@ void TarvexQueryWorker::sendState()
 
 void TarvexQueryWorker::sendMessage(Message message)
 {
+    const bool isLogLine = TarvexLogCreator::isLogLine(message);
     if (handler && handler->isOpen()) {
         handler->sendMessage(message);
+    }
+    if (!isLogLine) {
+        return;
+    }
+    m_logQueue->leave();
+    if (const int dropped = m_logQueue->takeDropped()) {
+        qWarning().noquote() << tr("Dropped %1 log lines: too many were waiting to be sent").arg(dropped);
     }
 }
 
@@ -113,10 +133,24 @@ void TarvexQueryWorker::loadAndApplySettings()
         return;
     }
     ClientSettings settings;
-    if (handler->loadSettings(handler->clientName(), settings)) {
+    if (handler->loadSettings(handler->clientName(), settings) && handler && isOwn(settings)) {
         doApplySettings(settings);
     } else {
         qCritical().noquote() << tr("Settings loading error");
+    }
+}
+
+/// A server that is out of step, or wrong, may answer with somebody else's.
+bool TarvexQueryWorker::isOwn(const ClientSettings& settings) const
+{
+    return settings.owner().isEmpty() || settings.owner() == handler->clientName();
+}
+
+// A handshake that is refused later, on the same connection, closes it in silence.
+void TarvexQueryWorker::lookAtHandler()
+{
+    if (handler && !handler->isOpen()) {
+        restart();
     }
 }
 

@@ -10,10 +10,14 @@
 #include <QPointer>
 #include <QString>
 
+#include <memory>
+
 class QTimer;
 
 namespace tarvex {
 
+class ConnectionWatch;
+class LogQueue;
 class TarvexQueryHandler;
 
 /// Keeps the connection on which the client asks the bus, loads the client's settings, reports its state, and sends its
@@ -21,7 +25,15 @@ class TarvexQueryHandler;
 ///
 /// A service derives from it, says what its state is and applies its settings. Handed to
 /// TarvexController::initWorkers(), it runs in a thread of its own, in which all of this is called. While the bus is
-/// away it tries again every 5000 ms; a lost connection is made anew by itself, and the settings are loaded again.
+/// away it tries again every 5000 ms. A connection that is lost is made anew at once, or after 5000 ms if it was lost
+/// within 1000 ms after it had been made; the settings are loaded again. A connection counts as lost, too, after an
+/// exchange that ended without a whole reply, whoever made it, and when something comes that was not asked for. For as
+/// long as it is connected the worker looks every 5000 ms whether its handler is still open.
+///
+/// Settings that the server gives out for another client are not applied; they count as not loaded.
+///
+/// A derived class whose doStart() does not call this one hears nothing after its first restart(): the connections and
+/// timers are set up here.
 ///
 /// \code
 /// class PrinterQueryWorker : public tarvex::TarvexQueryWorker
@@ -84,7 +96,10 @@ protected:
     QPointer<TarvexQueryHandler> handler; ///< The connection, for use in the worker's thread.
 
 private:
+    friend class TarvexController;
     void loadAndApplySettings();
+    bool isOwn(const ClientSettings& settings) const;
+    void lookAtHandler();
 
     QPointer<QTimer> m_restartTimer;
     QPointer<QTimer> m_stateTimer;
@@ -94,6 +109,8 @@ protected:
 
 private:
     const int m_interval;
+    const std::shared_ptr<LogQueue> m_logQueue;
+    ConnectionWatch* const m_watch; ///< Runs from a successful open() to the next doStop() or failed open().
     bool m_isStopped = false; ///< From doStop() to the next doStart(): calls that were queued before change nothing.
 };
 

@@ -110,7 +110,10 @@ void AbstractTarvexCommandsWorker::doExec(TarvexCommand cmd)
     if (isRepeat(cmd)) {
         return;
     }
-    m_repeatCache.insert(cmd.cmdKey(), new TarvexCommand(cmd));
+    auto* const remembered = new TarvexCommand(cmd);
+    // The key is all that is asked for; the arguments may be of many MiB.
+    remembered->setData({});
+    m_repeatCache.insert(cmd.cmdKey(), remembered);
     qWarning().noquote() << name << agent << uid;
     const QPointer<AbstractTarvexCommandsWorker> self(this);
     if (invokeHandler(name, agent, uid, data).isValid() || !self) {
@@ -187,7 +190,7 @@ bool AbstractTarvexCommandsWorker::isRepeat(const TarvexCommand& cmd) const
     const QString data = QString::fromUtf8(QJsonDocument::fromVariant(cmd.data()).toJson(QJsonDocument::Indented));
     qWarning().noquote() << tr("Cmd repeating: ") << logtab
                          << cmd.agent() + QLatin1Char('\t') + cmd.name() + QLatin1Char('\t') + cmd.uid() << logtab
-                         << loglist(data.split(QLatin1Char('\n')));
+                         << loglist(QStringList{data});
     return true;
 }
 

@@ -2,9 +2,12 @@
 
 #include "client/supportedclients.h"
 #include "cmdlayer/tarvexcommand.h"
+#include "logging/logqueue_p.h"
+#include "logging/logrelay_p.h"
 #include "visiblelocker_p.h"
 
 #include <QMetaMethod>
+#include <QThread>
 
 namespace tarvex {
 
@@ -19,6 +22,8 @@ int TarvexLogCreator::_repeatInterval = 0;
 QString TarvexLogCreator::_lastMessage;
 QElapsedTimer TarvexLogCreator::_lastMessageTime;
 const int TarvexLogCreator::MAX_REPEAT_INTERVAL = 300000;
+QPointer<LogRelay> TarvexLogCreator::_relay;
+std::weak_ptr<LogQueue> TarvexLogCreator::_queue;
 
 namespace {
 
@@ -28,6 +33,9 @@ constexpr double INTERVAL_GROWTH = 1.3;
 /// What SIGNAL() and SLOT() put before a signature.
 constexpr char SIGNAL_CODE = '2';
 constexpr char SLOT_CODE = '1';
+
+const QLatin1String CMD_SAVE("saveLog");
+const QLatin1String CMD_SHOW("showLogMessage");
 
 /// The bus knows three levels only, so debug lines are reported as "INFO".
 QString levelText(QtMsgType type)
@@ -73,6 +81,25 @@ bool isConnectable(const QObject* object, const QByteArray& method)
     return exists && QMetaObject::checkConnectArgs("sendMessage(Message)", signature.constData());
 }
 
+/// The relay of \a receiver, made if it has none yet. Without the bridge's lock, because the receiver hears of a new
+/// child, and may log.
+LogRelay* relayTo(QObject* receiver, const QByteArray& method)
+{
+    auto* relay = receiver->findChild<LogRelay*>(QString(), Qt::FindDirectChildrenOnly);
+    if (relay == nullptr) {
+        relay = new LogRelay;
+        if (receiver->thread() == QThread::currentThread()) {
+            relay->setParent(receiver);
+        } else {
+            relay->moveToThread(receiver->thread());
+            QObject::connect(receiver, &QObject::destroyed, relay, &QObject::deleteLater);
+        }
+    }
+    QObject::disconnect(relay, SIGNAL(relayed(Message)), nullptr, nullptr);
+    QObject::connect(relay, SIGNAL(relayed(Message)), receiver, method.constData());
+    return relay;
+}
+
 } // namespace
 
 TarvexLogCreator::TarvexLogCreator(const QString& clientName, QObject* parent)
@@ -85,9 +112,12 @@ TarvexLogCreator::~TarvexLogCreator() = default;
 void TarvexLogCreator::init(const QPointer<QObject>& sender, const QByteArray& method, const QString& baseClientName,
                             int repeatInterval)
 {
+    LogRelay* const relay = sender && isConnectable(sender, method) ? relayTo(sender, method) : nullptr;
     const VisibleLocker lock(_mutex);
-    _sender = sender;
-    if (_sender && isConnectable(_sender, method)) {
+    _relay = relay;
+    _queue.reset();
+    if (relay != nullptr) {
+        _sender = sender;
         _method = method;
     } else {
         _sender.clear();
@@ -108,6 +138,43 @@ void TarvexLogCreator::release()
     _baseRepeatInterval = 0;
     _repeatInterval = 0;
     _baseClientName.clear();
+    _queue.reset();
+}
+
+/// For the receiver of the lines, which is about to go. \return what the lines of other threads are queued for; null
+/// when they go to another receiver.
+QObject* TarvexLogCreator::relayOf(const QObject* sender)
+{
+    const VisibleLocker lock(_mutex);
+    return _sender == sender ? _relay.data() : nullptr;
+}
+
+/// For the controller, which knows who sends the lines.
+void TarvexLogCreator::setQueue(const std::weak_ptr<LogQueue>& queue)
+{
+    const VisibleLocker lock(_mutex);
+    _queue = queue;
+}
+
+/// Whether the bridge has made \a message and nobody has sent it yet.
+bool TarvexLogCreator::isLogLine(const Message& message)
+{
+    const auto is = [text = message.message()](QLatin1String command) {
+        return text.startsWith(QLatin1String("{\"cmd\":\"") + command + QLatin1String("\","));
+    };
+    return message.uid().isEmpty()
+        && ((message.reciever() == BUSNAME_LOGGER && is(CMD_SAVE))
+            || (message.reciever() == BUSNAME_TERMINAL_GUI && is(CMD_SHOW)));
+}
+
+bool TarvexLogCreator::hasRoom(int messages)
+{
+    std::shared_ptr<LogQueue> queue;
+    {
+        const VisibleLocker lock(_mutex);
+        queue = _queue.lock();
+    }
+    return !queue || queue->admit(messages);
 }
 
 bool TarvexLogCreator::checkMessage(const QString& text)
@@ -138,7 +205,11 @@ QPointer<TarvexLogCreator> TarvexLogCreator::createCreator()
         return {};
     }
     auto* const creator = new TarvexLogCreator(_baseClientName, nullptr);
-    connect(creator, SIGNAL(sendMessage(Message)), _sender, _method.constData());
+    if (_relay && _sender->thread() != QThread::currentThread()) {
+        connect(creator, SIGNAL(sendMessage(Message)), _relay, SIGNAL(relayed(Message)));
+    } else {
+        connect(creator, SIGNAL(sendMessage(Message)), _sender, _method.constData());
+    }
     return creator;
 }
 
@@ -150,7 +221,9 @@ void TarvexLogCreator::humanKivLog(QtMsgType type, const QMessageLogContext& con
     }
     const QPointer<TarvexLogCreator> creator = createCreator();
     if (creator) {
-        creator->sendMessage(levelText(type), text);
+        if (hasRoom(1)) {
+            creator->sendMessage(levelText(type), text);
+        }
         creator->deleteLater();
     }
 }
@@ -163,20 +236,23 @@ void TarvexLogCreator::guiKivLog(QtMsgType type, const QMessageLogContext& conte
     }
     const QPointer<TarvexLogCreator> creator = createCreator();
     if (creator) {
-        creator->sendGuiMessage(levelText(type), text);
-        creator->sendMessage(levelText(type), text);
+        // Shown and stored, or neither.
+        if (hasRoom(2)) {
+            creator->sendGuiMessage(levelText(type), text);
+            creator->sendMessage(levelText(type), text);
+        }
         creator->deleteLater();
     }
 }
 
 void TarvexLogCreator::sendMessage(QString prefix, QString text)
 {
-    Q_EMIT sendMessage(logMessage(QStringLiteral("saveLog"), BUSNAME_LOGGER, prefix, text));
+    Q_EMIT sendMessage(logMessage(CMD_SAVE, BUSNAME_LOGGER, prefix, text));
 }
 
 void TarvexLogCreator::sendGuiMessage(QString prefix, QString text)
 {
-    Q_EMIT sendMessage(logMessage(QStringLiteral("showLogMessage"), BUSNAME_TERMINAL_GUI, prefix, text));
+    Q_EMIT sendMessage(logMessage(CMD_SHOW, BUSNAME_TERMINAL_GUI, prefix, text));
 }
 
 } // namespace tarvex

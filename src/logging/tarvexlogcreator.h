@@ -12,9 +12,14 @@
 #include <QString>
 #include <QtGlobal>
 
+#include <memory>
+
 class QMessageLogContext;
 
 namespace tarvex {
+
+class LogQueue;
+class LogRelay;
 
 /// The bridge from the process's log to the bus: turns log lines into messages to the device's log service and to the
 /// terminal's screen.
@@ -26,6 +31,9 @@ namespace tarvex {
 /// that equals the one before it is sent again only after the repeat interval, which grows by the factor 1.3 with each
 /// repeat that is sent, up to 300000 ms; any other line sets the interval back. Two lines that take turns are never
 /// held back.
+///
+/// At most 1000 messages wait for the query worker. A line that finds no room is dropped, and one warning says how many
+/// were dropped once there is room again.
 ///
 /// Wire: a message to BUSNAME_LOGGER with the command "saveLog", or to BUSNAME_TERMINAL_GUI with "showLogMessage"; data
 /// {"prefix": "INFO", "WARNING" or "ERROR", "text": the line, its line breaks replaced by tabs}.
@@ -69,6 +77,13 @@ Q_SIGNALS:
     void sendMessage(Message msg); // clazy:exclude=overloaded-signal
 
 private:
+    friend class TarvexController;
+    friend class TarvexQueryWorker;
+    static QObject* relayOf(const QObject* sender);
+    static void setQueue(const std::weak_ptr<LogQueue>& queue);
+    static bool isLogLine(const Message& message);
+    static bool hasRoom(int messages);
+
     static QMutex _mutex;
     static QPointer<QObject> _sender;
     static QByteArray _method;
@@ -78,6 +93,8 @@ private:
     static QString _lastMessage;
     static QElapsedTimer _lastMessageTime; ///< Monotonic: indifferent to midnight and to the clock being set.
     static const int MAX_REPEAT_INTERVAL;
+    static QPointer<LogRelay> _relay;      ///< For the lines of other threads than _sender's.
+    static std::weak_ptr<LogQueue> _queue; ///< Of the worker that sends the lines; it goes with the worker.
 
     const QString m_clientName;
 };

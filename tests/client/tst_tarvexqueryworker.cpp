@@ -401,6 +401,7 @@ void TstTarvexQueryWorker::busDropsTheConnection_settingsAreLoadedAgain()
     }
     QVERIFY(m_worker->doStart());
     for (int round = 2; round <= 3; ++round) {
+        letConnectionsAge();
         QElapsedTimer clock;
         clock.start();
         m_bus->dropConnections();
@@ -419,6 +420,7 @@ void TstTarvexQueryWorker::busDropsInsideAnExchange_isBack()
     m_bus->willClose();
     willGiveSettings(QStringLiteral("second"));
     QVERIFY(m_worker->doStart());
+    letConnectionsAge();
     m_worker->sendMessage(someMessage());
     QTRY_COMPARE(m_worker->applied, QStringList({QStringLiteral("first"), QStringLiteral("second")}));
     QVERIFY(m_worker->connection()->isOpen());

@@ -2,6 +2,7 @@
 #define RECONNECTION_H
 
 #include <QString>
+#include <QTest>
 
 /// What the tests expect when a connection is refused or lost: the lines that the socket's error leaves in the log, and
 /// when a worker is back.
@@ -19,6 +20,15 @@ constexpr qint64 LATEST_MS = 15000;
 constexpr qint64 AT_ONCE_MS = 4000;
 /// After which such a timer is sure to be due, by a clock that is moved on by hand.
 constexpr int INTERVAL_MS = 5300;
+
+/// A connection that is lost sooner than this after it was made is made anew after the interval only.
+constexpr int EARLY_LOSS_MS = 1000;
+
+/// Lets the connections of this moment become old enough to be made anew at once.
+inline void letConnectionsAge()
+{
+    QTest::qWait(EARLY_LOSS_MS + 100);
+}
 
 } // namespace reconnection
 

@@ -10,13 +10,13 @@ namespace tarvex {
 
 using wexcor::VisibleLocker;
 
-QMutex TarvexLogCreator::_mutex(QMutex::NonRecursive);
-QPointer<QObject> TarvexLogCreator::_sender;
-QByteArray TarvexLogCreator::_method;
-QString TarvexLogCreator::_baseClientName;
+QMutex& TarvexLogCreator::_mutex = *new QMutex(QMutex::NonRecursive);
+QPointer<QObject>& TarvexLogCreator::_sender = *new QPointer<QObject>;
+QByteArray& TarvexLogCreator::_method = *new QByteArray;
+QString& TarvexLogCreator::_baseClientName = *new QString;
 int TarvexLogCreator::_baseRepeatInterval = 0;
 int TarvexLogCreator::_repeatInterval = 0;
-QString TarvexLogCreator::_lastMessage;
+QString& TarvexLogCreator::_lastMessage = *new QString;
 QElapsedTimer TarvexLogCreator::_lastMessageTime;
 const int TarvexLogCreator::MAX_REPEAT_INTERVAL = 300000;
 

@@ -69,13 +69,15 @@ Q_SIGNALS:
     void sendMessage(Message msg); // clazy:exclude=overloaded-signal
 
 private:
-    static QMutex _mutex;
-    static QPointer<QObject> _sender;
-    static QByteArray _method;
-    static QString _baseClientName;
+    // What has a destructor is never destroyed: other threads, and the destructors of other libraries' static objects,
+    // log until the very end of the process.
+    static QMutex& _mutex;
+    static QPointer<QObject>& _sender;
+    static QByteArray& _method;
+    static QString& _baseClientName;
     static int _baseRepeatInterval;
     static int _repeatInterval;
-    static QString _lastMessage;
+    static QString& _lastMessage;
     static QElapsedTimer _lastMessageTime; ///< Monotonic: indifferent to midnight and to the clock being set.
     static const int MAX_REPEAT_INTERVAL;
 

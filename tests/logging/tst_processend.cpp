@@ -103,6 +103,7 @@ void TstProcessEnd::processEnds_controllerIsStillThere_touchesNothingThatIsGone_
         row("workers-exit-in-slot", 1, LastWords::ForwardedIfLoaded);
         row("thread-in-output", 1, LastWords::ForwardedIfLoaded);
         row("library-opened", 1, LastWords::Forwarded);
+        row("later-handler", 1, LastWords::ForwardedIfLoaded);
         row("two", 0, LastWords::Dropped);
         row("static", 1, LastWords::Dropped);
         row("owned", 1, LastWords::Dropped);
@@ -124,6 +125,9 @@ void TstProcessEnd::processEnds_controllerIsStillThere_touchesNothingThatIsGone(
     const bool isForwarded =
         lastWords == LastWords::Forwarded || (lastWords == LastWords::ForwardedIfLoaded && !isOutlived);
     QCOMPARE(end.lines.contains(QStringLiteral("forwarded: last words")), isForwarded);
+    const QString inTurn = isOutlived ? QStringLiteral("the former") : QStringLiteral("ours");
+    const QString handler = how == QLatin1String("later-handler") ? QStringLiteral("the later") : inTurn;
+    QVERIFY(end.lines.contains(QStringLiteral("handler: ") + handler));
 }
 
 void TstProcessEnd::libraryUnloaded_controllerIsStillThere_logGoesOn()

@@ -51,6 +51,20 @@ void handleMessage(QtMsgType type, const QMessageLogContext& context, const QStr
     }
 }
 
+// Called when the process ends or the library is unloaded: Qt must not go on calling into it.
+void giveWayToPreviousHandler()
+{
+    const std::lock_guard<std::mutex> lock(routes().mutex);
+    if (routes().previousHandler == nullptr) {
+        return;
+    }
+    const QtMessageHandler installed = qInstallMessageHandler(routes().previousHandler);
+    if (installed != handleMessage) {
+        qInstallMessageHandler(installed);
+    }
+}
+Q_DESTRUCTOR_FUNCTION(giveWayToPreviousHandler)
+
 } // namespace
 
 void LoggerManager::setOutputs(const QString& category, Output handler)

@@ -14,8 +14,9 @@ class QMessageLogContext;
 ///
 /// The manager installs itself as Qt's message handler with the first output, and passes every line on to the handler
 /// that was installed before it, so the console output stays. It installs itself once: a handler that is installed
-/// later must pass the lines on in the same way, or the outputs get none any more. A line goes to the output of its
-/// category; an output for the empty category gets the lines of every category that has none of its own.
+/// later must pass the lines on in the same way, or the outputs get none any more. When the process ends or the library
+/// is unloaded, the earlier handler takes its place again, unless a later one is installed by then. A line goes to the
+/// output of its category; an output for the empty category gets the lines of every category that has none of its own.
 ///
 /// All operations are thread-safe. An output is called in the thread that logs, after the earlier handler and without
 /// any lock held. What an output logs itself reaches neither the earlier handler nor any output: Qt writes the lines

@@ -8,36 +8,57 @@
 
 #include <QThread>
 
+#include <atomic>
+
 namespace tarvex {
 
 namespace {
 
-/// The output of this category gets the lines of all categories that have none of their own.
-const QString& everyOtherCategory()
+/// The categories whose outputs lead to the bus.
+struct Categories
 {
-    static const QString category;
-    return category;
-}
+    const QString logger = QString::fromLatin1(LOGGER().categoryName());
+    const QString guiLogger = QString::fromLatin1(GUILOGGER().categoryName());
+    const QString everyOther; ///< Its output gets the lines of all categories that have none of their own.
+};
 
-QString loggerCategory()
+// Never destroyed: a controller, and the library itself, may go when the library's own static objects are gone.
+const Categories& categories()
 {
-    return QString::fromLatin1(LOGGER().categoryName());
-}
-
-QString guiLoggerCategory()
-{
-    return QString::fromLatin1(GUILOGGER().categoryName());
+    static const auto* const instance = new Categories;
+    return *instance;
 }
 
 // Each call replaces the rules of the one before, so that only the last is in force. Services have been configured
 // against just that; whoever makes them one call changes what a device logs.
 void setFilterRules()
 {
-    QLoggingCategory::setFilterRules(QStringLiteral("%1.debug=true").arg(loggerCategory()));
-    QLoggingCategory::setFilterRules(QStringLiteral("%1.debug=true").arg(guiLoggerCategory()));
-    QLoggingCategory::setFilterRules(QStringLiteral("%1.info=true").arg(loggerCategory()));
-    QLoggingCategory::setFilterRules(QStringLiteral("%1.info=true").arg(guiLoggerCategory()));
+    QLoggingCategory::setFilterRules(QStringLiteral("%1.debug=true").arg(categories().logger));
+    QLoggingCategory::setFilterRules(QStringLiteral("%1.debug=true").arg(categories().guiLogger));
+    QLoggingCategory::setFilterRules(QStringLiteral("%1.info=true").arg(categories().logger));
+    QLoggingCategory::setFilterRules(QStringLiteral("%1.info=true").arg(categories().guiLogger));
 }
+
+/// Whether there has been a controller. Without one there is nothing to take down.
+std::atomic<bool> isBridgeUsed{false};
+
+void takeDownBridge()
+{
+    LoggerManager::removeOutput(categories().logger);
+    LoggerManager::removeOutput(categories().guiLogger);
+    LoggerManager::removeOutput(categories().everyOther);
+    TarvexLogCreator::release();
+}
+
+// Called when the process ends or the library is unloaded. A controller that is never destroyed leaves the outputs
+// behind, and other libraries may still log then.
+void takeDownBridgeOnUnload()
+{
+    if (isBridgeUsed) {
+        takeDownBridge();
+    }
+}
+Q_DESTRUCTOR_FUNCTION(takeDownBridgeOnUnload)
 
 /// Queued, because each of them leads to another thread; made once, however often the same workers are handed over.
 constexpr auto QUEUED_ONCE = static_cast<Qt::ConnectionType>(Qt::QueuedConnection | Qt::UniqueConnection);
@@ -47,21 +68,19 @@ constexpr auto QUEUED_ONCE = static_cast<Qt::ConnectionType>(Qt::QueuedConnectio
 TarvexController::TarvexController(int repeatInterval, const QString& clientName, QObject* parent)
     : AbstractWorkerController(parent), m_clientName(clientName)
 {
+    isBridgeUsed = true;
     TarvexLogCreator::init(QPointer<QObject>(this), SIGNAL(sendLogMessage(Message)), m_clientName, repeatInterval);
     setFilterRules();
-    LoggerManager::setOutputs(loggerCategory(), TarvexLogCreator::humanKivLog);
-    LoggerManager::setOutputs(guiLoggerCategory(), TarvexLogCreator::guiKivLog);
-    LoggerManager::setOutputs(everyOtherCategory(), TarvexLogCreator::humanKivLog);
+    LoggerManager::setOutputs(categories().logger, TarvexLogCreator::humanKivLog);
+    LoggerManager::setOutputs(categories().guiLogger, TarvexLogCreator::guiKivLog);
+    LoggerManager::setOutputs(categories().everyOther, TarvexLogCreator::humanKivLog);
 }
 
 TarvexController::~TarvexController()
 {
     // While the log lines of what is still carried out have a way out.
     workOff(TarvexLogCreator::relayOf(this));
-    LoggerManager::removeOutput(loggerCategory());
-    LoggerManager::removeOutput(guiLoggerCategory());
-    LoggerManager::removeOutput(everyOtherCategory());
-    TarvexLogCreator::release();
+    takeDownBridge();
 }
 
 bool TarvexController::initWorkers(TarvexMsgWorker* msgWorker, TarvexQueryWorker* queryWorker)

@@ -20,7 +20,8 @@ class TarvexQueryWorker;
 /// GUILOGGER() to the screen as well. A line that comes to the query worker while its connection is not open is
 /// dropped. The forwarding belongs to the process: a second controller takes it over, and it ends with whichever of the
 /// two goes first. It also ends when the service later installs a message handler of its own that does not call the one
-/// before it. In a thread without an event loop a small object stays for each forwarded line until that thread ends.
+/// before it. A controller that is never destroyed forwards until the process ends or the library is unloaded. In a
+/// thread without an event loop a small object stays for each forwarded line until that thread ends.
 ///
 /// \code
 /// class Printer : public tarvex::TarvexController

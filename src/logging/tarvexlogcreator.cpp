@@ -13,17 +13,17 @@ namespace tarvex {
 
 using wexcor::VisibleLocker;
 
-QMutex TarvexLogCreator::_mutex(QMutex::NonRecursive);
-QPointer<QObject> TarvexLogCreator::_sender;
-QByteArray TarvexLogCreator::_method;
-QString TarvexLogCreator::_baseClientName;
+QMutex& TarvexLogCreator::_mutex = *new QMutex(QMutex::NonRecursive);
+QPointer<QObject>& TarvexLogCreator::_sender = *new QPointer<QObject>;
+QByteArray& TarvexLogCreator::_method = *new QByteArray;
+QString& TarvexLogCreator::_baseClientName = *new QString;
 int TarvexLogCreator::_baseRepeatInterval = 0;
 int TarvexLogCreator::_repeatInterval = 0;
-QString TarvexLogCreator::_lastMessage;
+QString& TarvexLogCreator::_lastMessage = *new QString;
 QElapsedTimer TarvexLogCreator::_lastMessageTime;
 const int TarvexLogCreator::MAX_REPEAT_INTERVAL = 300000;
-QPointer<LogRelay> TarvexLogCreator::_relay;
-std::weak_ptr<LogQueue> TarvexLogCreator::_queue;
+QPointer<LogRelay>& TarvexLogCreator::_relay = *new QPointer<LogRelay>;
+std::weak_ptr<LogQueue>& TarvexLogCreator::_queue = *new std::weak_ptr<LogQueue>;
 
 namespace {
 

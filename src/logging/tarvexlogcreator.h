@@ -84,17 +84,19 @@ private:
     static bool isLogLine(const Message& message);
     static bool hasRoom(int messages);
 
-    static QMutex _mutex;
-    static QPointer<QObject> _sender;
-    static QByteArray _method;
-    static QString _baseClientName;
+    // What has a destructor is never destroyed: other threads, and the destructors of other libraries' static objects,
+    // log until the very end of the process.
+    static QMutex& _mutex;
+    static QPointer<QObject>& _sender;
+    static QByteArray& _method;
+    static QString& _baseClientName;
     static int _baseRepeatInterval;
     static int _repeatInterval;
-    static QString _lastMessage;
+    static QString& _lastMessage;
     static QElapsedTimer _lastMessageTime; ///< Monotonic: indifferent to midnight and to the clock being set.
     static const int MAX_REPEAT_INTERVAL;
-    static QPointer<LogRelay> _relay;      ///< For the lines of other threads than _sender's.
-    static std::weak_ptr<LogQueue> _queue; ///< Of the worker that sends the lines; it goes with the worker.
+    static QPointer<LogRelay>& _relay;      ///< For the lines of other threads than _sender's.
+    static std::weak_ptr<LogQueue>& _queue; ///< Of the worker that sends the lines; it goes with the worker.
 
     const QString m_clientName;
 };

@@ -1,0 +1,418 @@
+#include "abstractworkercontroller.h"
+#include "client/tarvexmessagesreciever.h"
+#include "client/tarvexmsgworker.h"
+#include "fakebus.h"
+#include "logcapture.h"
+#include "reconnection.h"
+
+#include <QElapsedTimer>
+#include <QFile>
+#include <QRegularExpression>
+#include <QSignalSpy>
+#include <QTest>
+#include <QThread>
+#include <QTimer>
+
+#include <atomic>
+#include <chrono>
+#include <memory>
+#include <thread>
+
+using namespace tarvex;
+using namespace reconnection;
+
+namespace {
+
+const QString PRINTER = QStringLiteral("printer");
+
+QByteArray pushFrame(int number, const QString& text = QStringLiteral("text"))
+{
+    Message message;
+    message.setSender(QStringLiteral("cashbox"));
+    message.setReciever(PRINTER);
+    message.setMessage(text);
+    message.setUid(QString::number(number));
+    return FakeBus::requestFrame(QStringLiteral("sendMessage"), message.toVariantMap());
+}
+
+QByteArray pushFrames(int count)
+{
+    QByteArray frames;
+    for (int number = 1; number <= count; ++number) {
+        frames += pushFrame(number);
+    }
+    return frames;
+}
+
+/// Header line, size line and payload, each by itself.
+QList<QByteArray> inThree(const QByteArray& frame)
+{
+    const int sizeAt = frame.indexOf('\n') + 1;
+    const int payloadAt = frame.indexOf('\n', sizeAt) + 1;
+    return {frame.left(sizeAt), frame.mid(sizeAt, payloadAt - sizeAt), frame.mid(payloadAt)};
+}
+
+int residentKiB()
+{
+    QFile file(QStringLiteral("/proc/self/status"));
+    static const QRegularExpression line(QStringLiteral("VmRSS:\\s*(\\d+)"));
+    return file.open(QIODevice::ReadOnly) ? line.match(QString::fromLatin1(file.readAll())).captured(1).toInt() : 0;
+}
+
+/// A service that receives only; its messages are handled in a thread of its own, one after the other.
+class Service : public wexcor::AbstractWorkerController
+{
+public:
+    Service() : AbstractWorkerController(nullptr) { }
+
+    void doStart() override { }
+
+    void start(wexcor::AbstractWorker* worker) { addWorkerToThread(worker)->start(); }
+};
+
+class HandlingWorker : public wexcor::AbstractWorker
+{
+    Q_OBJECT
+public:
+    explicit HandlingWorker(std::atomic<int>& handled) : m_handled(handled) { }
+
+    bool doStart() override { return true; }
+
+    bool doStop() override { return true; }
+
+public Q_SLOTS:
+
+    void handle(Message message)
+    {
+        Q_UNUSED(message)
+        ++m_handled;
+    }
+
+private:
+    std::atomic<int>& m_handled;
+};
+
+} // namespace
+
+/// The receiving side against servers that are slow, busy, or wrong.
+class TstAwkwardserverReceiver : public QObject
+{
+    Q_OBJECT
+private Q_SLOTS:
+    void init();
+    void cleanup();
+    void frameInThreeCalls_isRead_data();
+    void frameInThreeCalls_isRead();
+    void framesOfABacklog_giveWay();
+    void framesLeftByALostConnection_areReadBeforeTheLossIsReported();
+    void backlogAtTheEnd_isNotAcknowledged();
+    void payloadUnderWayAtTheEnd_isGivenUp();
+    void oversizedFrame_endsTheConnection_data();
+    void oversizedFrame_endsTheConnection();
+    void oversizedFrameAndItsBytes_costFewLines();
+    void rubbish_endsTheConnection_data();
+    void rubbish_endsTheConnection();
+    void rubbish_inBetween_isForgiven();
+    void serverThatDropsEveryConnection_isNotStormed_data();
+    void serverThatDropsEveryConnection_isNotStormed();
+    void restartByTheService_isNotDelayed();
+    void largeMessages_leaveNothingBehind();
+
+private:
+    void willAccept(const QByteArray& bytes)
+    {
+        m_bus->willAnswerHandshake(
+            [bytes](FakeBus::Peer& peer, const FakeBus::Request&) { peer.send(FakeBus::acceptance() + bytes); });
+    }
+
+    std::unique_ptr<FakeBus> m_bus;
+};
+
+void TstAwkwardserverReceiver::init()
+{
+    m_bus = std::make_unique<FakeBus>(FakeBus::RECEIVER_PORT);
+}
+
+void TstAwkwardserverReceiver::cleanup()
+{
+    m_bus.reset();
+}
+
+void TstAwkwardserverReceiver::frameInThreeCalls_isRead_data()
+{
+    QTest::addColumn<int>("pauseMs");
+    QTest::addColumn<int>("length");
+    for (const int pauseMs : {15, 40, 100}) {
+        for (const int length : {1, 20000}) {
+            QTest::addRow("%d ms, %d characters", pauseMs, length) << pauseMs << length;
+        }
+    }
+}
+
+void TstAwkwardserverReceiver::frameInThreeCalls_isRead()
+{
+    QFETCH(int, pauseMs);
+    QFETCH(int, length);
+    constexpr int COUNT = 10;
+    QList<QByteArray> pieces;
+    for (int number = 1; number <= COUNT; ++number) {
+        pieces += inThree(pushFrame(number, QString(length, QLatin1Char('x'))));
+    }
+    m_bus->willAnswerHandshake([pieces, pauseMs](FakeBus::Peer& peer, const FakeBus::Request&) {
+        peer.send(FakeBus::acceptance());
+        peer.sendInPieces(pieces, pauseMs);
+    });
+    TarvexMessagesReciever receiver(PRINTER);
+    const QSignalSpy incoming(&receiver, SIGNAL(incomingMessage(Message)));
+    const LogCapture log;
+    QVERIFY(receiver.open());
+    QTRY_COMPARE_WITH_TIMEOUT(incoming.count(), COUNT, 20000);
+    QCOMPARE(log.texts(), QStringList());
+}
+
+// A timer that is due all the time gets its turns in between. In one go it would get one or two.
+void TstAwkwardserverReceiver::framesOfABacklog_giveWay()
+{
+    constexpr int COUNT = 30;
+    willAccept(pushFrames(COUNT));
+    TarvexMessagesReciever receiver(PRINTER);
+    const QSignalSpy incoming(&receiver, SIGNAL(incomingMessage(Message)));
+    QVERIFY(receiver.open());
+    QTRY_VERIFY(receiver.isOpen());
+    int turns = 0;
+    int seen = 0;
+    QTimer timer;
+    connect(&timer, &QTimer::timeout, &timer, [&] {
+        turns += incoming.count() > seen ? 1 : 0;
+        seen = incoming.count();
+    });
+    timer.start(1);
+    QTRY_COMPARE(incoming.count(), COUNT);
+    QVERIFY2(turns >= COUNT / 4, qPrintable(QString::number(turns)));
+}
+
+void TstAwkwardserverReceiver::framesLeftByALostConnection_areReadBeforeTheLossIsReported()
+{
+    m_bus->willAnswerHandshake([](FakeBus::Peer& peer, const FakeBus::Request&) {
+        peer.send(FakeBus::acceptance() + pushFrames(20));
+        peer.close();
+    });
+    TarvexMessagesReciever receiver(PRINTER);
+    const QSignalSpy incoming(&receiver, SIGNAL(incomingMessage(Message)));
+    int before = -1;
+    connect(&receiver, &TarvexMessagesReciever::busDisconnected, &receiver, [&] { before = incoming.count(); });
+    QVERIFY(receiver.open());
+    QTRY_VERIFY(before >= 0);
+    // Inside the reading of a frame the loss is reported when that frame is done; the rest follows in the same turn.
+    QCOMPARE(incoming.count(), 20);
+}
+
+// What is acknowledged is handled, and what is not comes again.
+void TstAwkwardserverReceiver::backlogAtTheEnd_isNotAcknowledged()
+{
+    for (int round = 0; round < 10; ++round) {
+        m_bus.reset();
+        m_bus = std::make_unique<FakeBus>(FakeBus::RECEIVER_PORT);
+        willAccept(pushFrames(200));
+        std::atomic<int> handled{0};
+        QElapsedTimer time;
+        {
+            Service service;
+            auto* const messages = new TarvexMsgWorker(PRINTER);
+            auto* const handler = new HandlingWorker(handled);
+            connect(messages, SIGNAL(unprocessedMessage(Message)), handler, SLOT(handle(Message)),
+                    Qt::QueuedConnection);
+            service.start(handler);
+            service.start(messages);
+            QTRY_VERIFY(handled >= 3);
+            time.start();
+        }
+        // One frame, the rounds and the pause before a connection is closed; all of the backlog would take 2 s.
+        QVERIFY2(time.elapsed() < 1400, qPrintable(QString::number(time.elapsed())));
+        QVERIFY(handled < 200);
+        QTRY_COMPARE(m_bus->requests().size(), handled.load());
+    }
+}
+
+void TstAwkwardserverReceiver::payloadUnderWayAtTheEnd_isGivenUp()
+{
+    willAccept(FakeBus::frame("[-REQUEST-]", QByteArray(1000000, 'A')).chopped(10));
+    QElapsedTimer time;
+    {
+        Service service;
+        service.start(new TarvexMsgWorker(PRINTER));
+        QVERIFY(m_bus->waitForConnections(1));
+        QTest::qWait(300);
+        time.start();
+    }
+    // The silence would take 30 s, and a worker that is blocked 1500 ms.
+    QVERIFY2(time.elapsed() < 900, qPrintable(QString::number(time.elapsed())));
+    QCOMPARE(m_bus->requests().size(), 0);
+}
+
+void TstAwkwardserverReceiver::oversizedFrame_endsTheConnection_data()
+{
+    QTest::addColumn<QByteArray>("header");
+    QTest::addColumn<QString>("line");
+    QTest::newRow("request") << QByteArray("[-REQUEST-]") << QStringLiteral("warning: Invalid request data");
+    QTest::newRow("reply") << QByteArray("[-REPLY-]") << QStringLiteral("warning: Incorrect reply data");
+}
+
+void TstAwkwardserverReceiver::oversizedFrame_endsTheConnection()
+{
+    QFETCH(QByteArray, header);
+    QFETCH(QString, line);
+    willAccept(header + "\r\n50331649\r\nAAAA" + pushFrames(1));
+    TarvexMessagesReciever receiver(PRINTER);
+    const QSignalSpy incoming(&receiver, SIGNAL(incomingMessage(Message)));
+    const QSignalSpy lost(&receiver, SIGNAL(busDisconnected()));
+    const LogCapture log;
+    QVERIFY(receiver.open());
+    QTRY_COMPARE(lost.count(), 1);
+    QVERIFY(!receiver.isConnected());
+    QTest::qWait(50);
+    QCOMPARE(log.texts(), QStringList(line));
+    QCOMPARE(incoming.count(), 0);
+    QCOMPARE(lost.count(), 1);
+    // It can be opened again.
+    willAccept(pushFrames(1));
+    QVERIFY(receiver.open());
+    QTRY_COMPARE(incoming.count(), 1);
+}
+
+void TstAwkwardserverReceiver::oversizedFrameAndItsBytes_costFewLines()
+{
+    m_bus->willAnswerHandshake([](FakeBus::Peer& peer, const FakeBus::Request&) {
+        peer.send(FakeBus::acceptance() + "[-REQUEST-]\r\n50331649\r\n");
+        const QByteArray bytes(65536, 'A');
+        for (int sent = 0; sent < 50331649 && peer.send(bytes); sent += bytes.size()) { }
+    });
+    willAccept(pushFrames(3));
+    TarvexMsgWorker worker(PRINTER);
+    const QSignalSpy messages(&worker, SIGNAL(unprocessedMessage(Message)));
+    const LogCapture log;
+    QVERIFY(worker.doStart());
+    QTRY_COMPARE_WITH_TIMEOUT(messages.count(), 3, LATEST_MS);
+    // Each message says that it is no command.
+    QVERIFY2(log.texts().size() <= 70, qPrintable(QString::number(log.texts().size())));
+    QCOMPARE(log.texts().constFirst(), QStringLiteral("warning: Invalid request data"));
+}
+
+void TstAwkwardserverReceiver::rubbish_endsTheConnection_data()
+{
+    QTest::addColumn<QByteArray>("rubbish");
+    QTest::addColumn<bool>("closes");
+    QTest::newRow("lines") << QByteArray("rubbish\r\n").repeated(1000) << false;
+    QTest::newRow("no lines") << QByteArray(100000, 'A') << false;
+    QTest::newRow("lines, and the server has gone") << QByteArray("rubbish\r\n").repeated(1000) << true;
+}
+
+void TstAwkwardserverReceiver::rubbish_endsTheConnection()
+{
+    QFETCH(QByteArray, rubbish);
+    QFETCH(bool, closes);
+    m_bus->willAnswerHandshake([rubbish, closes](FakeBus::Peer& peer, const FakeBus::Request&) {
+        peer.send(FakeBus::acceptance() + rubbish);
+        if (closes) {
+            peer.close();
+        }
+    });
+    TarvexMessagesReciever receiver(PRINTER);
+    const QSignalSpy lost(&receiver, SIGNAL(busDisconnected()));
+    const LogCapture log;
+    QVERIFY(receiver.open());
+    QTRY_COMPARE(lost.count(), 1);
+    QTest::qWait(50);
+    const QStringList unknown = log.texts().filter(QStringLiteral("critical: Unknown request header: "));
+    QCOMPARE(unknown.size(), 64);
+    QVERIFY(log.texts().size() <= 65);
+    QVERIFY(!receiver.isConnected());
+}
+
+void TstAwkwardserverReceiver::rubbish_inBetween_isForgiven()
+{
+    const QByteArray rubbish = QByteArray("rubbish\r\n").repeated(63);
+    willAccept(rubbish + pushFrame(1) + rubbish + FakeBus::replyFrame(QStringLiteral("x"), 0) + rubbish + pushFrame(2));
+    TarvexMessagesReciever receiver(PRINTER);
+    const QSignalSpy incoming(&receiver, SIGNAL(incomingMessage(Message)));
+    const QSignalSpy lost(&receiver, SIGNAL(busDisconnected()));
+    const LogCapture log;
+    QVERIFY(receiver.open());
+    QTRY_COMPARE(incoming.count(), 2);
+    QCOMPARE(lost.count(), 0);
+    QCOMPARE(log.texts().size(), 3 * 63);
+}
+
+void TstAwkwardserverReceiver::serverThatDropsEveryConnection_isNotStormed_data()
+{
+    QTest::addColumn<bool>("accepts");
+    QTest::newRow("before the handshake is answered") << false;
+    QTest::newRow("after it") << true;
+}
+
+void TstAwkwardserverReceiver::serverThatDropsEveryConnection_isNotStormed()
+{
+    QFETCH(bool, accepts);
+    for (int connection = 0; connection < 100; ++connection) {
+        m_bus->willAnswerHandshake([accepts](FakeBus::Peer& peer, const FakeBus::Request&) {
+            if (accepts) {
+                peer.send(FakeBus::acceptance());
+            }
+            peer.close();
+        });
+    }
+    TarvexMsgWorker worker(PRINTER);
+    QVERIFY(worker.doStart());
+    QTest::qWait(9000);
+    QVERIFY2(m_bus->connectionCount() >= 2 && m_bus->connectionCount() <= 3,
+             qPrintable(QString::number(m_bus->connectionCount())));
+}
+
+void TstAwkwardserverReceiver::restartByTheService_isNotDelayed()
+{
+    m_bus->willAnswerHandshake([](FakeBus::Peer& peer, const FakeBus::Request&) { peer.close(); });
+    TarvexMsgWorker worker(PRINTER);
+    QElapsedTimer time;
+    time.start();
+    QVERIFY(worker.doStart());
+    // The loss has been noticed, and its own restart has decided to wait.
+    QTest::qWait(500);
+    QCOMPARE(m_bus->connectionCount(), 1);
+    worker.restart();
+    QTRY_COMPARE(m_bus->connectionCount(), 2);
+    QVERIFY(time.elapsed() < AT_ONCE_MS);
+}
+
+// In a thread of its own, as in a service: each thread has a heap of its own.
+void TstAwkwardserverReceiver::largeMessages_leaveNothingBehind()
+{
+    constexpr int COUNT = 120;
+    constexpr int GROWTH_KIB = 40 * 1024;
+    std::atomic<int> handled{0};
+    m_bus->willAnswerHandshake([](FakeBus::Peer& peer, const FakeBus::Request&) {
+        peer.send(FakeBus::acceptance());
+        for (int number = 1; number <= COUNT; ++number) {
+            if (!peer.send(pushFrame(number, QString(2 * 1024 * 1024, QLatin1Char('x'))))) {
+                return;
+            }
+        }
+    });
+    Service service;
+    auto* const messages = new TarvexMsgWorker(PRINTER);
+    auto* const handler = new HandlingWorker(handled);
+    connect(messages, SIGNAL(unprocessedMessage(Message)), handler, SLOT(handle(Message)), Qt::QueuedConnection);
+    const int before = residentKiB();
+    service.start(handler);
+    service.start(messages);
+    QTRY_COMPARE_WITH_TIMEOUT(handled.load(), COUNT, 90000);
+    const int after = residentKiB();
+    qInfo("resident: %d -> %d KiB", before, after);
+#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
+    QVERIFY2(after - before < GROWTH_KIB, qPrintable(QString::number(after - before)));
+#else
+    Q_UNUSED(GROWTH_KIB)
+#endif
+}
+
+QTEST_GUILESS_MAIN(TstAwkwardserverReceiver)
+#include "tst_awkwardserver_receiver.moc"

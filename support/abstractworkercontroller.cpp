@@ -27,6 +27,8 @@ namespace {
 constexpr int STOP_TIMEOUT_MS = 1500;
 /// What is left of that for the stop itself when the workers do not get through their queues.
 constexpr int STOP_SHARE_MS = 500;
+/// How often the controller sees to the calls that are queued in its own thread while it waits for a worker.
+constexpr int TURN_MS = 5;
 
 /// What controllers and hosts tell each other. All of it goes without contents: those would be written in one thread
 /// and read in another with nothing but Qt's queue in between, into which the thread sanitizer cannot see.
@@ -464,8 +466,13 @@ bool AbstractWorkerControllerPrivate::carryOutQueues(const QDeadlineTimer& deadl
             }
         }
         for (size_t i = 0; i < running.size(); ++i) {
-            if (isRunning(running[i]) && !running[i].progress->waitForMarkers(markers[i], deadline)) {
-                return false;
+            // One worker's long queue must not hold up what the others send each other through this thread.
+            while (isRunning(running[i])
+                   && !running[i].progress->waitForMarkers(markers[i], std::min(deadline, QDeadlineTimer(TURN_MS)))) {
+                if (deadline.hasExpired()) {
+                    return false;
+                }
+                deliver();
             }
         }
     }

@@ -79,10 +79,10 @@ Q_SIGNALS:
 private:
     friend class TarvexController;
     friend class TarvexQueryWorker;
-    static QObject* relayOf(const QObject* sender);
-    static void setQueue(const std::weak_ptr<LogQueue>& queue);
-    static bool isLogLine(const Message& message);
-    static bool hasRoom(int messages);
+    Q_DECL_HIDDEN static QObject* relayOf(const QObject* sender);
+    Q_DECL_HIDDEN static void setQueue(const std::weak_ptr<LogQueue>& queue);
+    Q_DECL_HIDDEN static bool isLogLine(const Message& message);
+    Q_DECL_HIDDEN static bool hasRoom(int messages);
 
     // What has a destructor is never destroyed: other threads, and the destructors of other libraries' static objects,
     // log until the very end of the process.

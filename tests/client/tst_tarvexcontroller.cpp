@@ -7,6 +7,7 @@
 #include "cmdlayer/tarvexcommand.h"
 #include "fakebus.h"
 #include "heldclock.h"
+#include "logcapture.h"
 #include "logging/tarvexlogcreator.h"
 #include "logging/tarvexloggingcategory.h"
 #include "virtualtable.h"
@@ -18,6 +19,7 @@
 #include <QSignalSpy>
 #include <QTest>
 #include <QThread>
+#include <QTimer>
 
 #include <atomic>
 #include <cstdio>
@@ -262,6 +264,14 @@ private Q_SLOTS:
     void destructor_deletesTheWorkers();
     void destructor_lastStateIsSaved();
     void destructor_withSilentServer_isBounded();
+    void end_storedMessages_areHandledOnceOverManyLives_data();
+    void end_storedMessages_areHandledOnceOverManyLives();
+    void end_linesAndStateJustBefore_reachTheBus_data();
+    void end_linesAndStateJustBefore_reachTheBus();
+    void end_commandUnderWay_isAnsweredReportedAndLogged();
+    void end_ofABlockedWorker_tellsHowManyLinesAreLost();
+    void lines_thatFindNoRoom_areDroppedAndCounted();
+    void lines_withoutAQueryWorker_areNotBounded();
     void refusedLines_doNotMultiply_data();
     void refusedLines_doNotMultiply();
 
@@ -826,6 +836,334 @@ void TstTarvexController::destructor_withSilentServer_isBounded()
     QCOMPARE(livingWorkers.load(), 1);
     m_query.reset();
     QTRY_COMPARE_WITH_TIMEOUT(livingWorkers.load(), 0, 20000);
+}
+
+namespace {
+
+/// A bus that keeps messages until they are acknowledged: pushes what is left on each connection, a few at a time.
+class KeepingBus
+{
+public:
+    explicit KeepingBus(FakeBus& bus, int count)
+    {
+        for (int number = 1; number <= count; ++number) {
+            m_kept.append(number);
+        }
+        // For as many connections as there may be.
+        for (int connection = 0; connection < 1000; ++connection) {
+            bus.willAnswerHandshake([this](FakeBus::Peer& peer, const FakeBus::Request&) {
+                peer.send(FakeBus::acceptance());
+                serve(peer);
+            });
+        }
+    }
+
+    QList<int> kept() const
+    {
+        const std::lock_guard<std::mutex> lock(m_mutex);
+        return m_kept;
+    }
+
+private:
+    void serve(FakeBus::Peer& peer)
+    {
+        constexpr int WINDOW = 64;
+        QList<int> waiting = kept();
+        for (int underWay = 0; !waiting.isEmpty() || underWay > 0;) {
+            for (; underWay < WINDOW && !waiting.isEmpty(); ++underWay) {
+                const QString number = QString::number(waiting.takeFirst());
+                if (!peer.send(pushFrame(QStringLiteral(R"({"cmd":"n","data":{"n":%1}})").arg(number), number))) {
+                    return;
+                }
+            }
+            FakeBus::Request reply;
+            if (!peer.readRequest(reply)) {
+                return;
+            }
+            --underWay;
+            const std::lock_guard<std::mutex> lock(m_mutex);
+            m_kept.removeOne(reply.data.value(QStringLiteral("uid")).toInt());
+        }
+    }
+
+    mutable std::mutex m_mutex;
+    QList<int> m_kept;
+};
+
+/// Carries out what the controller hands on, and answers it.
+class CommandsWorker : public wexcor::AbstractWorker
+{
+    Q_OBJECT
+public:
+    explicit CommandsWorker(QList<int>& handled) : m_handled(handled) { }
+
+    bool doStart() override { return true; }
+
+    bool doStop() override { return true; }
+
+public Q_SLOTS:
+
+    void exec(TarvexCommand cmd)
+    {
+        m_handled.append(cmd.data().value(QStringLiteral("n")).toInt());
+        qWarning() << "carried out";
+        Q_EMIT answer(cmd.toOutgoingMessage());
+    }
+
+Q_SIGNALS:
+    void answer(Message msg);
+
+private:
+    QList<int>& m_handled;
+};
+
+/// The ordinary road: from the message worker through the controller to the commands worker, and the answer back.
+class RoadService : public Service
+{
+    Q_OBJECT
+public:
+    explicit RoadService(QList<int>& handled)
+        : m_messages(new MsgWorker), m_queries(new QueryWorker), m_commands(new CommandsWorker(handled))
+    {
+        connect(m_messages, SIGNAL(unprocessedMessage(Message)), this, SLOT(onMessage(Message)), Qt::QueuedConnection);
+        connect(this, SIGNAL(command(TarvexCommand)), m_commands, SLOT(exec(TarvexCommand)), Qt::QueuedConnection);
+        connect(m_commands, SIGNAL(answer(Message)), this, SLOT(onAnswer(Message)), Qt::QueuedConnection);
+    }
+
+    void doStart() override
+    {
+        addWorkerToThread(m_commands)->start();
+        initWorkers(m_messages, m_queries);
+    }
+
+    QueryWorker* queries() const { return m_queries; }
+
+Q_SIGNALS:
+    void command(TarvexCommand cmd);
+
+private Q_SLOTS:
+
+    void onMessage(Message msg)
+    {
+        TarvexCommand cmd;
+        if (TarvexCommand::incomingMessageToCmd(msg, cmd)) {
+            Q_EMIT command(cmd);
+        }
+    }
+
+    void onAnswer(Message msg)
+    {
+        QMetaObject::invokeMethod(m_queries, "sendMessage", Qt::QueuedConnection, Q_ARG(Message, msg));
+        Q_EMIT stateChanged();
+    }
+
+private:
+    MsgWorker* const m_messages;
+    QueryWorker* const m_queries;
+    CommandsWorker* const m_commands;
+};
+
+enum class End {
+    DoStop,
+    LoopEnds,
+};
+
+} // namespace
+Q_DECLARE_METATYPE(End)
+
+void TstTarvexController::end_storedMessages_areHandledOnceOverManyLives_data()
+{
+    QTest::addColumn<End>("end");
+    QTest::newRow("doStop()") << End::DoStop;
+    QTest::newRow("the event loop ends") << End::LoopEnds;
+}
+
+// Each life ends at another moment, behind a backlog that would take seconds.
+void TstTarvexController::end_storedMessages_areHandledOnceOverManyLives()
+{
+    QFETCH(End, end);
+    constexpr int COUNT = 600;
+    KeepingBus keeping(*m_receiver, COUNT);
+    QList<int> handled;
+    int lives = 0;
+    for (; lives < 200 && handled.size() < COUNT; ++lives) {
+        QElapsedTimer clock;
+        {
+            RoadService service(handled);
+            service.doStart();
+            const int lifeMs = 50 + 37 * lives % 500;
+            if (end == End::LoopEnds) {
+                QTimer::singleShot(lifeMs, QCoreApplication::instance(), &QCoreApplication::quit);
+                QCoreApplication::exec();
+                clock.start();
+            } else {
+                QTest::qWait(lifeMs);
+                clock.start();
+                service.doStop();
+            }
+        }
+        QVERIFY2(clock.elapsed() < BOUND_MS, qPrintable(QString::number(clock.elapsed())));
+    }
+    QList<int> expected;
+    for (int number = 1; number <= COUNT; ++number) {
+        expected.append(number);
+    }
+    QVERIFY(lives > 5);
+    QCOMPARE(handled, expected);
+    QTRY_COMPARE(keeping.kept(), QList<int>());
+}
+
+void TstTarvexController::end_linesAndStateJustBefore_reachTheBus_data()
+{
+    QTest::addColumn<bool>("inAnotherThread");
+    QTest::addColumn<bool>("byDoStop");
+    QTest::newRow("destructor") << false << false;
+    QTest::newRow("destructor, lines of another thread") << true << false;
+    QTest::newRow("doStop()") << false << true;
+    QTest::newRow("doStop(), lines of another thread") << true << true;
+}
+
+void TstTarvexController::end_linesAndStateJustBefore_reachTheBus()
+{
+    QFETCH(bool, inAnotherThread);
+    QFETCH(bool, byDoStop);
+    const auto logLines = [] {
+        for (int line = 1; line <= 30; ++line) {
+            qWarning("line %d", line);
+        }
+    };
+    auto service = std::make_unique<Service>();
+    auto* const query = new QueryWorker;
+    service->initWorkers(new MsgWorker, query);
+    QTRY_COMPARE(query->applied.load(), 1);
+    if (inAnotherThread) {
+        std::thread(logLines).join();
+    } else {
+        logLines();
+    }
+    Q_EMIT service->stateChanged();
+    if (byDoStop) {
+        service->doStop();
+    }
+    service.reset();
+    for (int line = 1; line <= 30; ++line) {
+        QCOMPARE(linesOnBus(*m_query, QStringLiteral("line %1").arg(line)).size(), 1);
+    }
+    QCOMPARE(countOf(*m_query, QStringLiteral("saveState")), 1);
+}
+
+void TstTarvexController::end_commandUnderWay_isAnsweredReportedAndLogged()
+{
+    std::promise<void> pushed;
+    m_receiver->willAnswerHandshake([&pushed](FakeBus::Peer& peer, const FakeBus::Request&) {
+        peer.send(FakeBus::acceptance());
+        peer.send(pushFrame(QStringLiteral(R"({"cmd":"n","data":{"n":1}})"), QStringLiteral("1")));
+        FakeBus::Request reply;
+        if (peer.readRequest(reply)) {
+            pushed.set_value();
+        }
+    });
+    QList<int> handled;
+    RoadService service(handled);
+    service.doStart();
+    // Nothing of what follows the acknowledgement is seen to by this thread before the end begins.
+    pushed.get_future().wait();
+    service.doStop();
+    QCOMPARE(handled, QList<int>{1});
+    QCOMPARE(linesOnBus(*m_query, QStringLiteral("carried out")).size(), 1);
+    QCOMPARE(countOf(*m_query, QStringLiteral("saveState")), 1);
+    int answers = 0;
+    const QList<FakeBus::Request> requests = m_query->requests();
+    for (const FakeBus::Request& request : requests) {
+        answers += request.data.value(QStringLiteral("reciever")) == QLatin1String("cashbox") ? 1 : 0;
+    }
+    QCOMPARE(answers, 1);
+}
+
+void TstTarvexController::end_ofABlockedWorker_tellsHowManyLinesAreLost()
+{
+    m_query->willAlwaysDo([](FakeBus::Peer& peer, const FakeBus::Request& request) {
+        if (request.operation != QLatin1String("sendMessage")) {
+            FakeBus::answer(peer, request);
+        }
+    });
+    auto service = std::make_unique<Service>();
+    auto* const query = new QueryWorker;
+    service->initWorkers(nullptr, query);
+    QTRY_COMPARE(query->applied.load(), 1);
+    // The line about the worker's thread is sent, and never answered. The first of these waits behind it.
+    QTRY_COMPARE(m_query->requests().size(), 2);
+    for (int line = 1; line <= 30; ++line) {
+        qWarning("line %d", line);
+    }
+    // What is told in the end is told when the bridge is down, so that it may be caught.
+    const LogCapture log;
+    QElapsedTimer clock;
+    clock.start();
+    service.reset();
+    QVERIFY(clock.elapsed() < BOUND_MS);
+    const QString dropped =
+        QStringLiteral("warning: Dropped 31 queued messages and calls when the workers were stopped");
+    // The one that is under way is not known to have failed yet.
+    QVERIFY2(log.texts().contains(dropped)
+                 || log.texts().contains(QString(dropped).replace(QLatin1String("31"), QLatin1String("30"))),
+             qPrintable(log.texts().join(QLatin1Char('\n'))));
+    QCOMPARE(log.texts().filter(QStringLiteral("Dropped")).size(), 1);
+}
+
+void TstTarvexController::lines_thatFindNoRoom_areDroppedAndCounted()
+{
+    std::promise<void> release;
+    m_query->willAlwaysDo(
+        [released = release.get_future().share()](FakeBus::Peer& peer, const FakeBus::Request& request) {
+            if (request.operation == QLatin1String("saveState")) {
+                released.wait();
+            }
+            FakeBus::answer(peer, request);
+        });
+    Service service;
+    auto* const query = new QueryWorker;
+    service.initWorkers(nullptr, query);
+    QTRY_COMPARE(query->applied.load(), 1);
+    QTRY_COMPARE(countOf(*m_query, QStringLiteral("sendMessage")), 1);
+    Q_EMIT service.stateChanged();
+    QTRY_COMPARE(countOf(*m_query, QStringLiteral("saveState")), 1);
+    // The worker waits for its answer. From the service's thread and from another one alike.
+    for (int line = 0; line < 900; ++line) {
+        qCDebug(printerCategory, "line %d", line);
+    }
+    std::thread([] {
+        for (int line = 900; line < 1200; ++line) {
+            qCDebug(printerCategory, "line %d", line);
+        }
+    }).join();
+    release.set_value();
+    QTRY_COMPARE_WITH_TIMEOUT(
+        linesOnBus(*m_query, QStringLiteral("Dropped 200 log lines: too many were waiting to be sent")).size(), 1,
+        60000);
+    QCOMPARE(linesOnBus(*m_query, QStringLiteral("line 999")).size(), 1);
+    QCOMPARE(linesOnBus(*m_query, QStringLiteral("line 1000")).size(), 0);
+    qCWarning(printerCategory, "afterwards");
+    QTRY_COMPARE(linesOnBus(*m_query, QStringLiteral("afterwards")).size(), 1);
+    QTest::qWait(100);
+    QCOMPARE(countOf(*m_query, QStringLiteral("sendMessage")), 1 + 1000 + 1 + 1);
+}
+
+void TstTarvexController::lines_withoutAQueryWorker_areNotBounded()
+{
+    Service service;
+    const QSignalSpy sent(&service, SIGNAL(sendLogMessage(Message)));
+    {
+        // One that has gone counts no more.
+        auto* const query = new QueryWorker;
+        service.initWorkers(nullptr, query);
+        service.doKillThreads();
+    }
+    const int before = sent.count();
+    for (int line = 0; line < 1500; ++line) {
+        qCDebug(printerCategory, "line %d", line);
+    }
+    QCOMPARE(sent.count(), before + 1500);
 }
 
 void TstTarvexController::refusedLines_doNotMultiply_data()

@@ -490,7 +490,6 @@ void TstTarvexMessagesReciever::badSize_isReported_data()
     QTest::newRow("reply, words") << QByteArray("[-REPLY-]\r\nmany\r\n")
                                   << QStringList({size + QStringLiteral(": many"), reply});
     QTest::newRow("reply, negative") << QByteArray("[-REPLY-]\r\n-5\r\n") << QStringList({reply});
-    QTest::newRow("beyond the bound") << QByteArray("[-REQUEST-]\r\n2147483647\r\n") << QStringList({data});
 }
 
 void TstTarvexMessagesReciever::badSize_isReported()

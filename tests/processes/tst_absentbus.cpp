@@ -50,7 +50,8 @@ public:
 
     bool doStart() override
     {
-        ++m_starts;
+        // One that is about to end looks for the bus no more.
+        m_starts += isEnding() ? 0 : 1;
         return TarvexMsgWorker::doStart();
     }
 

@@ -6,6 +6,11 @@
 #include <QTcpSocket>
 #include <QTimer>
 
+#include <fcntl.h>
+#include <sys/socket.h>
+#include <unistd.h>
+#include <utility>
+
 namespace tarvex::devbus {
 
 namespace {
@@ -18,7 +23,10 @@ QString portName(BusConnection::Port port)
 } // namespace
 
 BusConnection::BusConnection(QTcpSocket* socket, Port port, QObject* parent)
-    : QObject(parent), m_socket(socket), m_port(port)
+    : QObject(parent)
+    , m_socket(socket)
+    , m_spareDescriptor(::fcntl(static_cast<int>(socket->socketDescriptor()), F_DUPFD_CLOEXEC, 0))
+    , m_port(port)
 {
     m_socket->setParent(this);
     m_socket->setReadBufferSize(READ_BUFFER_SIZE);
@@ -26,7 +34,13 @@ BusConnection::BusConnection(QTcpSocket* socket, Port port, QObject* parent)
     m_socket->setSocketOption(QAbstractSocket::LowDelayOption, 1);
     connect(m_socket, &QTcpSocket::readyRead, this, &BusConnection::onReadyRead);
     connect(m_socket, &QTcpSocket::bytesWritten, this, &BusConnection::onBytesWritten);
-    connect(m_socket, &QTcpSocket::disconnected, this, &BusConnection::closed);
+    connect(m_socket, &QTcpSocket::errorOccurred, this, &BusConnection::onError);
+    connect(m_socket, &QTcpSocket::disconnected, this, &BusConnection::onDisconnected);
+}
+
+BusConnection::~BusConnection()
+{
+    closeSpareDescriptor();
 }
 
 bool BusConnection::isCongested() const
@@ -83,6 +97,30 @@ void BusConnection::onBytesWritten()
     }
     Q_EMIT writable();
     scheduleFrames();
+}
+
+/// A client that ends while it is pushed something resets the connection. When Qt finds that while it writes, it closes
+/// its descriptor and forgets what it has not read yet. The system still has that, for whoever has another descriptor:
+/// acknowledgements among it count.
+void BusConnection::onError()
+{
+    if (m_port != Port::Receiver || m_isClosing) {
+        return;
+    }
+    m_stream.append(m_socket->readAll());
+    QByteArray bytes(READ_BUFFER_SIZE, Qt::Uninitialized);
+    ssize_t count = 0;
+    do {
+        while (!m_isClosing && processFrame()) { }
+        count = ::recv(m_spareDescriptor, bytes.data(), static_cast<std::size_t>(bytes.size()), MSG_DONTWAIT);
+        m_stream.append(bytes.left(static_cast<int>(qMax<ssize_t>(0, count))));
+    } while (count > 0 && !m_isClosing);
+}
+
+void BusConnection::onDisconnected()
+{
+    closeSpareDescriptor(); // only now does the client hear of the end
+    Q_EMIT closed();
 }
 
 /// The frames that waited for room are taken later, when the other clients have had their turn. Not here, in the middle
@@ -167,6 +205,13 @@ void BusConnection::loseTrack(TarvexError::Error error, const QString& what)
     traceNotice(what + m_stream.lostLine());
     sendReply({}, TarvexError(error), {});
     closeWhenWritten();
+}
+
+void BusConnection::closeSpareDescriptor()
+{
+    if (m_spareDescriptor >= 0) {
+        ::close(std::exchange(m_spareDescriptor, -1));
+    }
 }
 
 void BusConnection::traceNotice(const QString& what)

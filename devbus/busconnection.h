@@ -33,6 +33,7 @@ public:
 
     /// Takes over \a socket, which is connected.
     BusConnection(QTcpSocket* socket, Port port, QObject* parent);
+    ~BusConnection() override;
 
     Port port() const { return m_port; }
 
@@ -67,6 +68,8 @@ Q_SIGNALS:
 private:
     void onReadyRead();
     void onBytesWritten();
+    void onError();
+    void onDisconnected();
     void scheduleFrames();
     void processFrames();
     bool takeFrames();
@@ -75,7 +78,10 @@ private:
     void loseTrack(TarvexError::Error error, const QString& what);
     void traceNotice(const QString& what);
 
+    void closeSpareDescriptor();
+
     QTcpSocket* const m_socket;
+    int m_spareDescriptor; ///< Of the same connection as the socket's.
     const Port m_port;
     FrameStream m_stream;
     QString m_client;

@@ -2,6 +2,7 @@
 
 #include "busconnection.h"
 #include "outbox.h"
+#include "printable.h"
 #include "storage.h"
 
 #include <QJsonDocument>
@@ -49,7 +50,8 @@ TarvexError Delivery::write(const std::function<bool()>& work)
     for (auto client = posted.cbegin(); client != posted.cend(); ++client) {
         if (client.value() > 0) {
             Q_EMIT warning(QStringLiteral("dropped the oldest %1 of more than %2 messages that wait for \"%3\"")
-                               .arg(QString::number(client.value()), QString::number(m_keep), client.key()));
+                               .arg(QString::number(client.value()), QString::number(m_keep),
+                                    printable(client.key(), MAX_SHOWN_NAME_LENGTH)));
         }
         if (Outbox* const outbox = m_outboxes.value(client.key())) {
             outbox->push();

@@ -1,6 +1,7 @@
 #include "trace.h"
 
 #include "client/busframe_p.h"
+#include "printable.h"
 
 #include <QJsonDocument>
 #include <QJsonObject>
@@ -10,24 +11,10 @@ namespace tarvex::devbus::trace {
 
 namespace {
 
-/// What clients send must neither break the line nor reach the terminal as a control sequence.
-QString printable(QString text, int maxLength)
-{
-    const int excess = text.size() - maxLength;
-    if (excess > 0) {
-        text.truncate(maxLength);
-    }
-    for (QChar& character : text) {
-        if (!character.isPrint() && !character.isSurrogate()) {
-            character = QLatin1Char('?');
-        }
-    }
-    return excess > 0 ? text + QStringLiteral("... (+%1)").arg(excess) : text;
-}
-
 QString origin(const QString& port, const QString& client)
 {
-    return port + QLatin1Char('/') + (client.isEmpty() ? QStringLiteral("-") : printable(client, MAX_NAME_LENGTH));
+    return port + QLatin1Char('/')
+        + (client.isEmpty() ? QStringLiteral("-") : printable(client, MAX_SHOWN_NAME_LENGTH));
 }
 
 QString now()
@@ -49,7 +36,7 @@ QString frameLine(Direction direction, const QString& port, const QString& clien
     QStringList parts;
     parts << now() << (direction == Direction::In ? QStringLiteral("in ") : QStringLiteral("out"));
     parts << origin(port, client) << (isReply ? QStringLiteral("REPLY") : QStringLiteral("REQUEST"));
-    parts << printable(envelope.value(busframe::KEY_OPERATION).toString(), MAX_NAME_LENGTH);
+    parts << printable(envelope.value(busframe::KEY_OPERATION).toString(), MAX_SHOWN_NAME_LENGTH);
     parts << printable(dataText(envelope), MAX_DATA_LENGTH);
     if (isReply) {
         const QVariantMap result = envelope.value(busframe::KEY_RESULT).toMap();

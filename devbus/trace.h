@@ -7,8 +7,7 @@
 /// What a developer sees of the traffic: one line for each frame, whatever the frame holds.
 namespace tarvex::devbus::trace {
 
-/// Longer names and data are cut, in characters.
-constexpr int MAX_NAME_LENGTH = 64;
+/// Longer data is cut, in characters.
 constexpr int MAX_DATA_LENGTH = 512;
 
 enum class Direction {

@@ -1,5 +1,6 @@
 #include "busrecord_p.h"
 
+#include "printable.h"
 #include "records/message.h"
 
 #include <QCoreApplication>
@@ -10,6 +11,8 @@
 
 using tarvex::devbus::BusConnection;
 using tarvex::devbus::BusServer;
+using tarvex::devbus::MAX_SHOWN_NAME_LENGTH;
+using tarvex::devbus::printable;
 
 namespace tarvex::testing {
 
@@ -18,9 +21,10 @@ namespace {
 constexpr int MAX_DESCRIBED_REQUESTS = 20;
 constexpr int MAX_DESCRIBED_CHARACTERS = 200;
 
-QString shortened(const QString& text)
+/// A name from a client, as it may stand in a line.
+QString quoted(const QString& name)
 {
-    return text.size() > MAX_DESCRIBED_CHARACTERS ? text.left(MAX_DESCRIBED_CHARACTERS) + QLatin1String("...") : text;
+    return QLatin1Char('"') + printable(name, MAX_SHOWN_NAME_LENGTH) + QLatin1Char('"');
 }
 
 QString outcome(int code)
@@ -37,20 +41,26 @@ QString describeRequest(const BusRecord::Request& request)
     QString what;
     if (request.operation == QLatin1String("sendMessage")) {
         const Message message = Message::fromVariantMap(request.data);
-        what =
-            QStringLiteral("\"%1\" to \"%2\": ").arg(request.client, message.reciever()) + shortened(message.message());
+        what = quoted(request.client) + QLatin1String(" to ") + quoted(message.reciever()) + QLatin1String(": ")
+            + printable(message.message(), MAX_DESCRIBED_CHARACTERS);
     } else {
         const QByteArray data = QJsonDocument::fromVariant(request.data).toJson(QJsonDocument::Compact);
-        what =
-            QStringLiteral("\"%1\", %2: ").arg(request.client, request.operation) + shortened(QString::fromUtf8(data));
+        what = quoted(request.client) + QLatin1String(", ") + printable(request.operation, MAX_SHOWN_NAME_LENGTH)
+            + QLatin1String(": ") + printable(QString::fromUtf8(data), MAX_DESCRIBED_CHARACTERS);
     }
     return QLatin1String("\n  ") + what + outcome(request.code);
 }
 
 QString describeClients(const QString& port, const QStringList& clients)
 {
-    return clients.isEmpty() ? QStringLiteral("nobody on the %1 port").arg(port)
-                             : clients.join(QLatin1String(", ")) + QStringLiteral(" on the %1 port").arg(port);
+    if (clients.isEmpty()) {
+        return QStringLiteral("nobody on the %1 port").arg(port);
+    }
+    QStringList names;
+    for (const QString& client : clients) {
+        names.append(printable(client, MAX_SHOWN_NAME_LENGTH));
+    }
+    return names.join(QLatin1String(", ")) + QStringLiteral(" on the %1 port").arg(port);
 }
 
 } // namespace

@@ -2,6 +2,7 @@
 #include "client/tarvexcontroller.h"
 #include "client/tarvexmsgworker.h"
 #include "quitonsignal.h"
+#include "visible.h"
 
 #include <QCoreApplication>
 #include <QDateTime>
@@ -23,9 +24,9 @@ public:
         if (cmd != QLatin1String("saveLog")) {
             return TarvexMsgWorker::doProcessCommand(cmd, data, sender, uid);
         }
-        QTextStream(stdout) << QDateTime::currentDateTime().toString(Qt::ISODateWithMs) << '\t' << sender << '\t'
-                            << data.value(QStringLiteral("prefix")).toString() << '\t'
-                            << data.value(QStringLiteral("text")).toString() << Qt::endl;
+        QTextStream(stdout) << QDateTime::currentDateTime().toString(Qt::ISODateWithMs) << '\t' << visible(sender)
+                            << '\t' << visible(data.value(QStringLiteral("prefix")).toString()) << '\t'
+                            << visible(data.value(QStringLiteral("text")).toString()) << Qt::endl;
         return true;
     }
 };
@@ -46,6 +47,7 @@ int main(int argc, char** argv)
 {
     QCoreApplication application(argc, argv);
     const QuitOnSignal quitOnSignal; // before any thread is started
+    logVisibly();
     LogService service;
     service.doStart();
     return QCoreApplication::exec();

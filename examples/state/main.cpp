@@ -8,6 +8,7 @@
 #include "cmdlayer/tarvexcommand.h"
 #include "quitonsignal.h"
 #include "statewrapper/statecatcher.h"
+#include "visible.h"
 
 #include <QCoreApplication>
 
@@ -85,6 +86,7 @@ int main(int argc, char** argv)
 {
     QCoreApplication application(argc, argv);
     const QuitOnSignal quitOnSignal; // before any thread is started
+    logVisibly();
     DoorService service;
     service.doStart();
     return QCoreApplication::exec();

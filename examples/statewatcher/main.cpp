@@ -4,6 +4,7 @@
 #include "client/tarvexqueryhandler.h"
 #include "client/tarvexqueryworker.h"
 #include "quitonsignal.h"
+#include "visible.h"
 
 #include <QCoreApplication>
 #include <QTextStream>
@@ -38,8 +39,8 @@ public Q_SLOTS:
 
     void show(ClientState state)
     {
-        QTextStream(stdout) << state.dt().toString(Qt::ISODateWithMs) << '\t' << state.owner() << '\t' << state.state()
-                            << Qt::endl;
+        QTextStream(stdout) << state.dt().toString(Qt::ISODateWithMs) << '\t' << visible(state.owner()) << '\t'
+                            << visible(state.state()) << Qt::endl;
     }
 
 private Q_SLOTS:
@@ -77,6 +78,7 @@ int main(int argc, char** argv)
 {
     QCoreApplication application(argc, argv);
     const QuitOnSignal quitOnSignal; // before any thread is started
+    logVisibly();
     WatchService service;
     service.doStart();
     return QCoreApplication::exec();

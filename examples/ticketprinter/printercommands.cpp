@@ -3,6 +3,7 @@
 #include "logging/tarvexloggingcategory.h"
 #include "printerstate.h"
 #include "statewrapper/statecatcher.h"
+#include "visible.h"
 
 #include <QDebug>
 #include <QTextStream>
@@ -137,7 +138,7 @@ QString PrinterCommands::printTicket(const QVariant& data)
     }
     QTextStream paper(stdout);
     for (int copy = 1; copy <= m_copies; ++copy) {
-        paper << "[ " << text << " ] copy " << copy << " of " << m_copies << Qt::endl;
+        paper << "[ " << visible(text) << " ] copy " << copy << " of " << m_copies << Qt::endl;
     }
     StateCatcher() << catchvalue(QStringLiteral("paperLeft"), paperLeft() - m_copies)
                    << catchvalue(QStringLiteral("temperature"), temperature() + DEGREES_PER_TICKET * m_copies)

@@ -1,9 +1,11 @@
 #include "busclient.h"
 
 #include <arpa/inet.h>
+#include <linux/sockios.h>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <poll.h>
+#include <sys/ioctl.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -97,6 +99,12 @@ bool BusClient::hasBytes() const
 {
     pollfd entry{m_descriptor, POLLIN, 0};
     return ::poll(&entry, 1, 0) == 1;
+}
+
+bool BusClient::hasSentAll() const
+{
+    int waiting = -1;
+    return ::ioctl(m_descriptor, SIOCOUTQ, &waiting) == 0 && waiting == 0;
 }
 
 qint64 BusClient::sendWithoutWaiting(const QByteArray& bytes)

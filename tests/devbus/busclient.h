@@ -47,6 +47,8 @@ public:
     bool waitForClose();
     /// Whether bytes are there now.
     bool hasBytes() const;
+    /// Whether the system of the server has all that was sent, read or not.
+    bool hasSentAll() const;
     /// Sends as much as the connection takes without waiting. \return how many bytes that was
     qint64 sendWithoutWaiting(const QByteArray& bytes);
 

@@ -155,6 +155,8 @@ private Q_SLOTS:
     void killed_rightAfterReplies_keepsEverything();
     void killed_inTheMidst_keepsWhatWasConfirmed();
     void killed_unacknowledgedMessages_comeAgain();
+    void acknowledgements_beforeReset_areTakenLate_data();
+    void acknowledgements_beforeReset_areTakenLate();
     void diskFull_isReportedAndServiceGoesOn();
     void keep_isObeyed_data();
     void keep_isObeyed();
@@ -453,6 +455,56 @@ void TstTarvexDevbus::killed_unacknowledgedMessages_comeAgain()
     BusClient receiver(BusClient::RECEIVER_PORT, QStringLiteral("b"));
     QCOMPARE(receiver.read().data.value(QStringLiteral("UID")).toString(), QStringLiteral("2"));
     QCOMPARE(receiver.read().data.value(QStringLiteral("UID")).toString(), QStringLiteral("3"));
+}
+
+void TstTarvexDevbus::acknowledgements_beforeReset_areTakenLate_data()
+{
+    QTest::addColumn<bool>("hasMoreToPush");
+    QTest::newRow("nothing new") << false;
+    QTest::newRow("more to push") << true;
+}
+
+/// A client that ends leaves what it has not read, and the system tells the bus of that by a reset. What the client has
+/// sent before counts all the same, even when the bus finds both at once.
+void TstTarvexDevbus::acknowledgements_beforeReset_areTakenLate()
+{
+    QFETCH(bool, hasMoreToPush);
+    constexpr int ACKNOWLEDGED = 40;
+    constexpr int SENT = 60;
+    Program program(storing(storage()));
+    QVERIFY(program.isReady());
+    BusClient sender(BusClient::QUERY_PORT, QStringLiteral("a"));
+    {
+        BusClient receiver(BusClient::RECEIVER_PORT, QStringLiteral("b"));
+        for (int number = 1; number <= SENT; ++number) {
+            const QVariantMap message = messageTo(QStringLiteral("b"), QString::number(number));
+            QCOMPARE(sender.ask(QStringLiteral("sendMessage"), message).code, 0);
+        }
+        QList<BusClient::Frame> pushed;
+        for (int number = 1; number <= ACKNOWLEDGED; ++number) {
+            pushed.append(receiver.read());
+            QVERIFY(pushed.last().isValid);
+        }
+        QVERIFY(receiver.hasBytes());
+        program.signal(SIGSTOP);
+        if (hasMoreToPush) {
+            QVERIFY(sender.sendRequest(QStringLiteral("sendMessage"),
+                                       messageTo(QStringLiteral("b"), QStringLiteral("new"))));
+        }
+        for (const BusClient::Frame& frame : qAsConst(pushed)) {
+            QVERIFY(receiver.acknowledge(frame));
+        }
+        // A reset takes back what has not left this side yet.
+        QTRY_VERIFY_WITH_TIMEOUT(receiver.hasSentAll(), PATIENCE_MS);
+    }
+    program.signal(SIGCONT);
+    if (hasMoreToPush) {
+        QCOMPARE(sender.read().code, 0);
+    }
+    BusClient receiver(BusClient::RECEIVER_PORT, QStringLiteral("b"));
+    for (int number = ACKNOWLEDGED + 1; number <= SENT; ++number) {
+        QCOMPARE(receiver.read().data.value(QStringLiteral("UID")).toString(), QString::number(number));
+    }
 }
 
 void TstTarvexDevbus::diskFull_isReportedAndServiceGoesOn()

@@ -56,6 +56,15 @@ QStringList ChildProcess::lines()
     return wholeLines(m_output);
 }
 
+QStringList ChildProcess::takeNewLines()
+{
+    readOutput();
+    const int end = m_output.lastIndexOf('\n') + 1;
+    const QByteArray taken = m_output.mid(m_taken, end - m_taken);
+    m_taken = end;
+    return wholeLines(taken);
+}
+
 QStringList ChildProcess::errorLines()
 {
     readOutput();

@@ -22,6 +22,9 @@ public:
     /// The lines of its standard output so far, over all its lives.
     QStringList lines();
 
+    /// The lines of its standard output since the last call.
+    QStringList takeNewLines();
+
     /// The lines of its standard error so far, over all its lives.
     QStringList errorLines();
 
@@ -42,6 +45,7 @@ private:
     const QString m_program;
     const QStringList m_arguments;
     QByteArray m_output;
+    int m_taken = 0; ///< So much of the output has been taken.
     QByteArray m_errorOutput;
 };
 

@@ -1,10 +1,11 @@
+#include "chaosring.h"
 #include "childprocess.h"
 #include "client/tarvexcontroller.h"
 #include "client/tarvexmsgworker.h"
 #include "client/tarvexqueryhandler.h"
 #include "processload.h"
 
-#include <QRegularExpression>
+#include <QElapsedTimer>
 #include <QTcpSocket>
 #include <QTemporaryDir>
 #include <QTest>
@@ -33,15 +34,46 @@ constexpr int LONG_LIFE_GROWTH_KIB = 1000;
 /// The connections that a service's two workers make anew may stand beside those that the bus has not yet seen close.
 constexpr int BUS_FILES_GROWTH = 4;
 
+/// So many services, so many kills and ends in all, and so many at least of each.
+constexpr int RING_SIZE = 10;
+constexpr int RING_STEPS = 200;
+constexpr int RING_LEAST = 60;
+/// From one to the next.
+constexpr int MIN_STEP_MS = 300;
+constexpr int MAX_STEP_MS = 600;
+
 QList<int> numbersAfter(const QStringList& lines, const QString& word)
 {
     QList<int> numbers;
     for (const QString& line : lines) {
         if (line.startsWith(word + QLatin1Char(' '))) {
-            numbers.append(line.midRef(word.size() + 1).toInt());
+            numbers.append(line.midRef(line.lastIndexOf(QLatin1Char(' ')) + 1).toInt());
         }
     }
     return numbers;
+}
+
+/// How many numbers the bus has answered, in either way.
+int settledCount(ChildProcess& sender)
+{
+    const QStringList lines = sender.lines();
+    return numbersAfter(lines, QStringLiteral("accepted")).size()
+        + numbersAfter(lines, QStringLiteral("failed")).size();
+}
+
+QStringList sending(int count)
+{
+    return {QStringLiteral("sender"), QStringLiteral("--to"), QStringLiteral("receiver"), QStringLiteral("--count"),
+            QString::number(count)};
+}
+
+unsigned seedForRandom()
+{
+    const unsigned seed = qEnvironmentVariableIsSet("TARVEX_TEST_SEED")
+        ? qEnvironmentVariable("TARVEX_TEST_SEED").toUInt()
+        : std::random_device()();
+    qInfo("TARVEX_TEST_SEED=%u", seed);
+    return seed;
 }
 
 /// A client that comes and goes in the middle of a frame.
@@ -85,26 +117,23 @@ private Q_SLOTS:
     void everyAcceptedMessage_arrivesOnceAndInOrder();
     void busThatLives_takesNoMore();
     void subscription_outlivesTheBus();
+    void ringOfServices_losesNothing_whateverEnds();
 };
 
 void TstKilledbus::everyAcceptedMessage_arrivesOnceAndInOrder()
 {
-    const unsigned seed = qEnvironmentVariableIsSet("TARVEX_TEST_SEED")
-        ? unsigned(qEnvironmentVariableIntValue("TARVEX_TEST_SEED"))
-        : std::random_device()();
-    qInfo("TARVEX_TEST_SEED=%u", seed);
-    std::mt19937 random(seed);
+    std::mt19937 random(seedForRandom());
 
     const QTemporaryDir folder;
     ChildProcess bus(QStringLiteral(DEVBUS),
                      {QStringLiteral("--storage"), folder.filePath(QStringLiteral("bus.sqlite"))});
-    ChildProcess receiver(QStringLiteral(CHAOS_SERVICE), {QStringLiteral("receiver"), QStringLiteral("0")});
-    ChildProcess sender(QStringLiteral(CHAOS_SERVICE), {QStringLiteral("sender"), QString::number(MESSAGE_COUNT)});
+    ChildProcess receiver(QStringLiteral(CHAOS_SERVICE), {QStringLiteral("receiver")});
+    ChildProcess sender(QStringLiteral(CHAOS_SERVICE), sending(MESSAGE_COUNT));
     bus.start();
     QVERIFY(bus.waitForLine(QString()));
     receiver.start();
     sender.start();
-    QVERIFY(receiver.waitForLine(QStringLiteral("got 1")));
+    QVERIFY(receiver.waitForLine(QStringLiteral("got sender 1")));
 
     int kills = 0;
     ProcessLoad before[2];
@@ -115,8 +144,7 @@ void TstKilledbus::everyAcceptedMessage_arrivesOnceAndInOrder()
     for (int next = 0; !sender.lines().contains(QStringLiteral("done"));) {
         // In the middle of the traffic, wherever that is just then.
         next += 30 + int(random() % 60);
-        // One line for each message, and the last one.
-        while (sender.lines().size() < qMin(next, MESSAGE_COUNT + 1)) {
+        while (settledCount(sender) < qMin(next, MESSAGE_COUNT)) {
             QVERIFY2(sender.waitForMore(30000), "the sender gets nowhere");
         }
         std::this_thread::sleep_for(std::chrono::milliseconds(random() % 20));
@@ -176,8 +204,8 @@ void TstKilledbus::everyAcceptedMessage_arrivesOnceAndInOrder()
 void TstKilledbus::busThatLives_takesNoMore()
 {
     ChildProcess bus(QStringLiteral(DEVBUS), {QStringLiteral("--memory")});
-    ChildProcess receiver(QStringLiteral(CHAOS_SERVICE), {QStringLiteral("receiver"), QStringLiteral("0")});
-    ChildProcess sender(QStringLiteral(CHAOS_SERVICE), {QStringLiteral("sender"), QString::number(LONG_LIFE_COUNT)});
+    ChildProcess receiver(QStringLiteral(CHAOS_SERVICE), {QStringLiteral("receiver")});
+    ChildProcess sender(QStringLiteral(CHAOS_SERVICE), sending(LONG_LIFE_COUNT));
     bus.start();
     QVERIFY(bus.waitForLine(QString()));
     receiver.start();
@@ -235,6 +263,51 @@ void TstKilledbus::subscription_outlivesTheBus()
     QCOMPARE(screen.states.constFirst().owner(), QStringLiteral("printer"));
     QCOMPARE(int(screen.states.constFirst().stateType()), 3);
     QCOMPARE(screen.states.constFirst().state(), state.state());
+}
+
+// Kills of the bus and orderly ends of services, mixed at random. Services are not killed: what a killed service has
+// acknowledged and not handled yet is lost with it.
+void TstKilledbus::ringOfServices_losesNothing_whateverEnds()
+{
+    const unsigned seed = seedForRandom();
+    std::mt19937 random(seed);
+    const auto between = [&random](int least, int most) { return least + int(random() % unsigned(most - least + 1)); };
+    ChaosRing ring(RING_SIZE);
+    QVERIFY2(ring.start(), qPrintable(ring.errorString()));
+    int kills = 0;
+    int ends = 0;
+    QElapsedTimer timer;
+    timer.start();
+    for (int step = 0; step < RING_STEPS; ++step) {
+        QElapsedTimer sinceLast;
+        sinceLast.start();
+        const int left = RING_STEPS - step;
+        if (left <= RING_LEAST - kills || (left > RING_LEAST - ends && random() % 2 == 0)) {
+            // Now and then it stays away for longer, so that services look for it in vain.
+            QVERIFY2(ring.killBus(random() % 8 == 0 ? between(200, 500) : between(0, 20)),
+                     qPrintable(ring.errorString()));
+            ++kills;
+        } else {
+            QVERIFY2(ring.waitForEndable(), qPrintable(ring.errorString()));
+            const QList<int> endable = ring.endable();
+            const int index = endable.at(between(0, endable.size() - 1));
+            if (random() % 4 != 0) {
+                ring.waitForMore(index, MAX_STEP_MS); // in the middle of a burst
+            }
+            QVERIFY2(ring.endService(index), qPrintable(ring.errorString()));
+            ++ends;
+        }
+        ring.goOn(between(MIN_STEP_MS, MAX_STEP_MS) - int(sinceLast.elapsed()));
+    }
+    QVERIFY2(ring.finish(), qPrintable(ring.errorString()));
+    qInfo("%d kills of the bus, %d ends of services in %d s: %s", kills, ends, int(timer.elapsed() / 1000),
+          qPrintable(ring.figures()));
+    QVERIFY(kills >= RING_LEAST && ends >= RING_LEAST);
+    const QStringList violations = ring.violations();
+    for (const QString& violation : violations) {
+        qWarning("%s", qPrintable(violation));
+    }
+    QVERIFY2(violations.isEmpty(), qPrintable(QStringLiteral("see above, TARVEX_TEST_SEED=%1").arg(seed)));
 }
 
 QTEST_GUILESS_MAIN(TstKilledbus)

@@ -140,6 +140,7 @@ private Q_SLOTS:
     void waitForCommand_findsLogLines();
     void waitForCommand_timedOut_saysWhatCame();
     void waitForCommand_timedOut_cutsWhatIsLong();
+    void waitForCommand_timedOut_showsNoControlCharacters();
     void waitForMessage_takesWhatIsNoCommand();
     void waitForMessage_withoutAddressee_isFound();
     void waitForMessage_falseSender_isTheConnectionsOwn();
@@ -699,8 +700,26 @@ void TstTestBus::waitForCommand_timedOut_cutsWhatIsLong()
     const QString text = bus.errorString();
     QVERIFY(text.contains(QStringLiteral(", 31 in all:\n  \"printer\" to \"cashbox\": number 11 xxx")));
     QVERIFY(text.contains(QStringLiteral("\n  \"printer\" to \"cashbox\": number 30 xxx")));
-    QVERIFY(text.endsWith(QStringLiteral("xxx...")));
+    QVERIFY(text.endsWith(QStringLiteral("xxx... (+99810)"))); // 100010 less 200
     QVERIFY2(text.size() < 6000, qPrintable(QString::number(text.size())));
+}
+
+void TstTestBus::waitForCommand_timedOut_showsNoControlCharacters()
+{
+    TestBus bus;
+    QVERIFY(bus.start());
+    const QString hostile = QStringLiteral("\x1b[2J\nfaked line");
+    TarvexQueryHandler client(hostile);
+    QVERIFY(client.open());
+    QVERIFY(client.sendMessage(plainMessage(hostile, hostile)));
+    QVERIFY(!bus.waitForCommand(cashbox(), print(), 0));
+    QCOMPARE(
+        bus.errorString(),
+        QStringLiteral("the command \"print\" to \"cashbox\" has not come within 0 ms. There: ?[2J?faked line on the "
+                       "query port; nobody on the receiver port.\n"
+                       "Came and was not taken, 2 in all:\n"
+                       "  \"?[2J?faked line\", handshake: {\"name\":\"\\u001b[2J\\nfaked line\"}\n"
+                       "  \"?[2J?faked line\" to \"?[2J?faked line\": ?[2J?faked line"));
 }
 
 void TstTestBus::waitForMessage_takesWhatIsNoCommand()

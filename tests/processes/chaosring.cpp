@@ -1,0 +1,400 @@
+#include "chaosring.h"
+
+#include <QCoreApplication>
+#include <QEventLoop>
+#include <QSet>
+#include <QSqlDatabase>
+#include <QSqlQuery>
+#include <QTcpSocket>
+#include <QTimer>
+#include <QVariant>
+
+#include <algorithm>
+
+namespace {
+
+constexpr quint16 QUERY_PORT = 45535;
+constexpr int PATIENCE_MS = 30000;
+/// Short bursts, so that a service that is ended in the middle of one has something on its way; and pauses, so that no
+/// more is on its way than it can work off in the time that it has for its end.
+constexpr int BURST = 15;
+constexpr int PAUSE_MS = 1000;
+constexpr int HANDLING_MS = 10;
+
+QString storagePath(const QTemporaryDir& folder)
+{
+    return folder.filePath(QStringLiteral("bus.sqlite"));
+}
+
+QString flowName(const char* kind, const QString& from, const QString& to)
+{
+    return QStringLiteral("%1 %2 %3").arg(QLatin1String(kind), from, to);
+}
+
+QString endOf(const QString& service)
+{
+    return service + QLatin1String(" ended");
+}
+
+QString listed(const QStringList& items)
+{
+    constexpr int MAX_LISTED = 20;
+    return items.size() <= MAX_LISTED
+        ? items.join(QLatin1String(", "))
+        : QStringLiteral("%1 and %2 more")
+              .arg(items.mid(0, MAX_LISTED).join(QLatin1String(", ")), QString::number(items.size() - MAX_LISTED));
+}
+
+} // namespace
+
+ChaosRing::ChaosRing(int serviceCount)
+{
+    for (int i = 0; i < serviceCount; ++i) {
+        Service service;
+        service.name = QStringLiteral("s%1").arg(i);
+        service.receiver = QStringLiteral("s%1").arg((i + 1) % serviceCount);
+        service.hasCommandsWorker = i % 2 == 0;
+        m_services.push_back(std::move(service));
+    }
+}
+
+ChaosRing::~ChaosRing() = default;
+
+bool ChaosRing::start()
+{
+    if (!startBus()) {
+        return false;
+    }
+    for (Service& service : m_services) {
+        startProcess(service, true);
+    }
+    return waitFor(
+        [this] {
+            return std::all_of(m_services.cbegin(), m_services.cend(),
+                               [](const Service& service) { return service.lastGot > 0; });
+        },
+        QStringLiteral("a first number for each service"), PATIENCE_MS);
+}
+
+bool ChaosRing::killBus(int pauseMs)
+{
+    beginStep(QStringLiteral("bus killed"));
+    if (!m_bus->killHard()) {
+        return fail(QStringLiteral("the bus had ended by itself: ")
+                    + m_bus->errorLines().mid(qMax(0, m_bus->errorLines().size() - 3)).join(QLatin1Char('\n')));
+    }
+    // From here on nothing reaches the bus that is dead: what the services say that they have sent by now is all of it.
+    readLines();
+    for (int i = 0; i < size(); ++i) {
+        m_services[static_cast<size_t>(i)].lastSentToItAtKill = senderTo(i).lastSent;
+    }
+    goOn(pauseMs);
+    return startBus();
+}
+
+QList<int> ChaosRing::endable() const
+{
+    QList<int> indexes;
+    for (int i = 0; i < size(); ++i) {
+        const Service& service = m_services[static_cast<size_t>(i)];
+        if (service.isStarted && service.lastGot > service.lastSentToItAtKill) {
+            indexes.append(i);
+        }
+    }
+    return indexes;
+}
+
+bool ChaosRing::waitForEndable()
+{
+    return waitFor([this] { return !endable().isEmpty(); }, QStringLiteral("a service to get a new number"),
+                   PATIENCE_MS);
+}
+
+bool ChaosRing::waitForMore(int index, int timeoutMs)
+{
+    const Service& service = m_services[static_cast<size_t>(index)];
+    const int before = service.lastGot;
+    return waitFor([&service, before] { return service.lastGot > before; },
+                   QStringLiteral("one more number for ") + service.name, timeoutMs);
+}
+
+bool ChaosRing::endService(int index)
+{
+    Service& service = m_services[static_cast<size_t>(index)];
+    beginStep(endOf(service.name));
+    return endAndRestart(service, true);
+}
+
+void ChaosRing::goOn(int milliseconds)
+{
+    waitFor([] { return false; }, QStringLiteral("nothing"), milliseconds);
+}
+
+bool ChaosRing::finish()
+{
+    for (int i = 0; i < size(); ++i) {
+        if (!waitFor([this, i] { return endable().contains(i); },
+                     m_services[static_cast<size_t>(i)].name + QLatin1String(" to get a new number"), PATIENCE_MS)) {
+            return false;
+        }
+    }
+    for (Service& service : m_services) {
+        beginStep(endOf(service.name));
+        if (!endAndRestart(service, false)) {
+            return false;
+        }
+    }
+    if (!waitFor([this] { return waitingAtBus() == 0; }, QStringLiteral("the bus to deliver all it has"),
+                 PATIENCE_MS)) {
+        return false;
+    }
+    // What a service has acknowledged, it may still have on its way. What has not come by then is lost.
+    waitFor([this] { return hasEverything(); }, QString(), PATIENCE_MS / 3);
+    for (Service& service : m_services) {
+        if (!endProcess(service)) {
+            return false;
+        }
+    }
+    return m_bus->terminate() == 0 || fail(QStringLiteral("the bus did not end with 0"));
+}
+
+QStringList ChaosRing::violations() const
+{
+    QStringList found;
+    for (auto flow = m_flows.cbegin(); flow != m_flows.cend(); ++flow) {
+        found += violations(flow.key(), flow.value());
+    }
+    for (const Service& service : m_services) {
+        QStringList unanswered;
+        for (const QString& number : service.handled) {
+            if (service.hasCommandsWorker && !service.answered.contains(number)) {
+                unanswered.append(number);
+            }
+        }
+        if (!unanswered.isEmpty()) {
+            found.append(QStringLiteral("%1 handled and has sent no answer: %2").arg(service.name, listed(unanswered)));
+        }
+    }
+    return found;
+}
+
+QString ChaosRing::figures() const
+{
+    int accepted = 0;
+    int refused = 0;
+    int delivered = 0;
+    for (const Flow& flow : m_flows) {
+        accepted += flow.accepted.size();
+        refused += flow.refused.size();
+        delivered += flow.delivered.size();
+    }
+    return QStringLiteral("%1 accepted, %2 not, %3 delivered")
+        .arg(QString::number(accepted), QString::number(refused), QString::number(delivered));
+}
+
+bool ChaosRing::startBus()
+{
+    m_bus = std::make_unique<ChildProcess>(QStringLiteral(DEVBUS),
+                                           QStringList{QStringLiteral("--storage"), storagePath(m_folder)});
+    m_bus->start();
+    return m_bus->waitForLine(QString()) || fail(QStringLiteral("the bus does not start"));
+}
+
+/// Waits until the bus has looked at all that has reached it by now: it does so before it answers a new connection. If
+/// it were killed before, the last acknowledgements of a service that has ended would die with it.
+bool ChaosRing::waitForBus()
+{
+    QTcpSocket socket;
+    socket.connectToHost(QStringLiteral("127.0.0.1"), QUERY_PORT);
+    const bool isAnswered = socket.waitForConnected(PATIENCE_MS) && socket.write("no header of a frame\r\n") > 0
+        && socket.waitForReadyRead(PATIENCE_MS);
+    return isAnswered || fail(QStringLiteral("the bus does not answer: ") + socket.errorString());
+}
+
+void ChaosRing::startProcess(Service& service, bool isSending)
+{
+    QStringList arguments{service.name, QStringLiteral("--look"), QStringLiteral("--handling"),
+                          QString::number(HANDLING_MS)};
+    if (service.hasCommandsWorker) {
+        arguments += QStringLiteral("--commands");
+    }
+    if (isSending) {
+        arguments += QStringList{QStringLiteral("--to"),    service.receiver,
+                                 QStringLiteral("--first"), QString::number(service.lastSent + 1),
+                                 QStringLiteral("--burst"), QString::number(BURST),
+                                 QStringLiteral("--pause"), QString::number(PAUSE_MS)};
+    }
+    service.isStarted = false;
+    // It has got nothing yet that could come again.
+    service.lastSentToItAtKill = -1;
+    service.process = std::make_unique<ChildProcess>(QStringLiteral(CHAOS_SERVICE), arguments);
+    service.process->start();
+}
+
+bool ChaosRing::endProcess(Service& service)
+{
+    const int status = service.process->terminate();
+    readLines(service);
+    if (status != 0) {
+        return fail(QStringLiteral("%1 ended with %2").arg(service.name, QString::number(status)));
+    }
+    return waitForBus();
+}
+
+bool ChaosRing::endAndRestart(Service& service, bool isSending)
+{
+    if (!endProcess(service)) {
+        return false;
+    }
+    startProcess(service, isSending);
+    return true;
+}
+
+ChaosRing::Service& ChaosRing::senderTo(int index)
+{
+    return m_services[static_cast<size_t>((index + size() - 1) % size())];
+}
+
+void ChaosRing::beginStep(const QString& what)
+{
+    readLines(); // said before it
+    m_steps.append(what);
+}
+
+void ChaosRing::readLines()
+{
+    for (Service& service : m_services) {
+        readLines(service);
+    }
+}
+
+void ChaosRing::readLines(Service& service)
+{
+    const QStringList lines = service.process->takeNewLines();
+    for (const QString& line : lines) {
+        note(service, line.split(QLatin1Char(' ')));
+    }
+}
+
+void ChaosRing::note(Service& service, const QStringList& words)
+{
+    const QString& what = words.constFirst();
+    const int number = words.constLast().toInt();
+    const QString other = words.value(1); // where the line names another service
+    Flow& numbers = m_flows[flowName("numbers", service.name, service.receiver)];
+    if (what == QLatin1String("started")) {
+        service.isStarted = true;
+    } else if (what == QLatin1String("sending")) {
+        service.lastSent = number;
+    } else if (what == QLatin1String("accepted")) {
+        numbers.accepted.append({number, m_steps.size()});
+    } else if (what == QLatin1String("failed")) {
+        numbers.refused.append(number);
+    } else if (what == QLatin1String("got")) {
+        service.lastGot = number;
+        service.handled.append(other + QLatin1Char(' ') + words.constLast());
+        m_flows[flowName("numbers", other, service.name)].delivered.append(number);
+    } else if (what == QLatin1String("answering")) {
+        service.answered.append(other + QLatin1Char(' ') + words.constLast());
+    } else if (what == QLatin1String("answered")) {
+        m_flows[flowName("answers", service.name, other)].accepted.append({number, m_steps.size()});
+    } else if (what == QLatin1String("unanswered")) {
+        m_flows[flowName("answers", service.name, other)].refused.append(number);
+    } else if (what == QLatin1String("heard")) {
+        m_flows[flowName("answers", other, service.name)].delivered.append(number);
+    }
+}
+
+/// Looks again after whatever the processes say.
+bool ChaosRing::waitFor(const std::function<bool()>& condition, const QString& what, int timeoutMs)
+{
+    QTimer alarm; // wakes the loop up when the time is over
+    alarm.setSingleShot(true);
+    alarm.setTimerType(Qt::PreciseTimer);
+    alarm.start(qMax(0, timeoutMs));
+    readLines();
+    while (!condition()) {
+        if (!alarm.isActive()) {
+            return fail(QStringLiteral("waited in vain for %1, %2 ms").arg(what, QString::number(timeoutMs)));
+        }
+        QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
+        readLines();
+    }
+    return true;
+}
+
+bool ChaosRing::hasEverything() const
+{
+    return std::all_of(m_flows.cbegin(), m_flows.cend(), [](const Flow& flow) {
+        return flow.accepted.isEmpty() || flow.delivered.contains(flow.accepted.constLast().number);
+    });
+}
+
+/// The log lines wait there for ever: there is no log service.
+int ChaosRing::waitingAtBus() const
+{
+    int count = -1;
+    {
+        QSqlDatabase database = QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), QStringLiteral("look"));
+        database.setDatabaseName(storagePath(m_folder));
+        database.setConnectOptions(QStringLiteral("QSQLITE_OPEN_READONLY"));
+        QSqlQuery answer(database);
+        if (database.open() && answer.exec(QStringLiteral("SELECT count(*) FROM messages WHERE client LIKE 's_'"))
+            && answer.next()) {
+            count = answer.value(0).toInt();
+        }
+    }
+    QSqlDatabase::removeDatabase(QStringLiteral("look"));
+    return count;
+}
+
+QStringList ChaosRing::violations(const FlowName& name, const Flow& flow) const
+{
+    const QStringList words = name.split(QLatin1Char(' '));
+    const QString title = QStringLiteral("%1 of %2 to %3").arg(words.at(0), words.at(1), words.at(2));
+    QStringList lost;
+    for (const Flow::Sending& sending : flow.accepted) {
+        if (!flow.delivered.contains(sending.number)) {
+            lost.append(QStringLiteral("%1 (%2)").arg(QString::number(sending.number), endAfter(sending, words.at(2))));
+        }
+    }
+    QStringList twice;
+    QStringList early;
+    QSet<int> seen;
+    int highest = 0;
+    for (const int number : flow.delivered) {
+        if (seen.contains(number)) {
+            twice.append(QString::number(number));
+        } else if (number < highest) {
+            early.append(QStringLiteral("%1 after %2").arg(QString::number(number), QString::number(highest)));
+        }
+        seen.insert(number);
+        highest = qMax(highest, number);
+    }
+    QStringList found;
+    if (!lost.isEmpty()) {
+        found.append(QStringLiteral("%1 lost: %2").arg(title, listed(lost)));
+    }
+    if (!twice.isEmpty()) {
+        found.append(QStringLiteral("%1 delivered twice: %2").arg(title, listed(twice)));
+    }
+    if (!early.isEmpty()) {
+        found.append(QStringLiteral("%1 out of order: %2").arg(title, listed(early)));
+    }
+    return found;
+}
+
+/// The end that most likely lost it. What a service has said may be read only after the step in which it has said it.
+QString ChaosRing::endAfter(const Flow::Sending& sending, const QString& receiver) const
+{
+    const int step = m_steps.indexOf(endOf(receiver), qMax(0, sending.step - 1));
+    const QString accepted = QStringLiteral("accepted at step %1").arg(sending.step);
+    return step < 0 ? accepted
+                    : QStringLiteral("%1, %2 in step %3").arg(accepted, m_steps.at(step), QString::number(step + 1));
+}
+
+bool ChaosRing::fail(const QString& text)
+{
+    m_errorString = text;
+    return false;
+}

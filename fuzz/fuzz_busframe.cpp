@@ -83,24 +83,6 @@ void checkLine(const QByteArray& bytes)
 
 } // namespace
 
-// NOLINTBEGIN(bugprone-reserved-identifier): the sanitizer's names
-extern "C" {
-
-// Qt 5.15's parser leaks an object or array whose key comes a second time. Nothing to be done about it here; what zlib
-// takes for the codec is still watched.
-__attribute__((visibility("default"))) const char* __lsan_default_suppressions()
-{
-    return "leak:libQt5Core.so";
-}
-
-__attribute__((visibility("default"))) const char* __lsan_default_options()
-{
-    return "print_suppressions=0";
-}
-}
-
-// NOLINTEND(bugprone-reserved-identifier)
-
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
 {
     silence();

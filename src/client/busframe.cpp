@@ -1,5 +1,7 @@
 #include "client/busframe_p.h"
 
+#include "wire/jsonreader_p.h"
+
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QtEndian>
@@ -127,7 +129,7 @@ Decoded decodePayload(const QByteArray& payload)
     Decoded decoded;
     QJsonParseError error{};
     decoded.json = inflateBlock(QByteArray::fromBase64(payload));
-    const QJsonDocument document = QJsonDocument::fromJson(decoded.json, &error);
+    const QJsonDocument document = jsonreader::parseJson(decoded.json, error);
     if (error.error != QJsonParseError::NoError) {
         decoded.errorText = error.errorString();
         return decoded;

@@ -3,6 +3,7 @@
 #include "client/bussocket_p.h"
 #include "client/singleconnection_p.h"
 #include "client/tarvexmessagesreciever.h"
+#include "wire/jsonreader_p.h"
 
 #include <QDebug>
 #include <QJsonDocument>
@@ -79,7 +80,7 @@ bool TarvexMsgWorker::doStop()
 void TarvexMsgWorker::doProcessMessage(const tarvex::Message& msg)
 {
     QJsonParseError error{};
-    const QJsonObject object = QJsonDocument::fromJson(msg.message().toUtf8(), &error).object();
+    const QJsonObject object = jsonreader::parseJson(msg.message().toUtf8(), error).object();
     if (error.error != QJsonParseError::NoError || !object.contains(KEY_CMD)) {
         qWarning().noquote() << error.errorString();
         Q_EMIT unprocessedMessage(msg);

@@ -1,5 +1,7 @@
 #include "cmdlayer/tarvexcommand.h"
 
+#include "wire/jsonreader_p.h"
+
 #include <QDebug>
 #include <QJsonDocument>
 #include <QObject>
@@ -79,7 +81,7 @@ bool TarvexCommand::incomingMessageToCmd(const tarvex::Message& msg, TarvexComma
     cmd.m_agent = msg.sender();
     cmd.m_uid = msg.uid();
     QJsonParseError error{};
-    const QJsonDocument document = QJsonDocument::fromJson(msg.message().toUtf8(), &error);
+    const QJsonDocument document = tarvex::jsonreader::parseJson(msg.message().toUtf8(), error);
     if (error.error != QJsonParseError::NoError) {
         qWarning().noquote() << error.errorString();
         return false;

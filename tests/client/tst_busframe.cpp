@@ -1,6 +1,7 @@
 #include "client/busframe_p.h"
 
 #include "logcapture.h"
+#include "memoryuse.h"
 
 #include <QElapsedTimer>
 #include <QFile>
@@ -150,6 +151,11 @@ private Q_SLOTS:
     void decode_atTheBound();
     void decode_bombOfOneGiB_isRefusedCheaply();
     void decode_largeBlock_trailingBytesAreIgnored();
+    void decode_tooManyValues_isRefusedCheaply();
+    void decode_manyValues_staysWithinBounds_data();
+    void decode_manyValues_staysWithinBounds();
+    void decode_repeatedKey_lastCounts();
+    void decode_repeatedKey_leavesNothingBehind();
     void lineText_isSimplified();
     void resultCode_keepsLow16Bits_data();
     void resultCode_keepsLow16Bits();
@@ -353,6 +359,79 @@ void TstBusframe::decode_largeBlock_trailingBytesAreIgnored()
         busframe::decodePayload(block(quint32(json.size()), zlibStream(json) + "trailing").toBase64());
     QVERIFY(decoded.isValid);
     QCOMPARE(decoded.json, json);
+}
+
+// 42 kB on the wire. As variants it would take a gigabyte.
+void TstBusframe::decode_tooManyValues_isRefusedCheaply()
+{
+    QByteArray json = "[" + QByteArray("0,").repeated(busframe::MAX_ENVELOPE_SIZE / 2 - 2) + "0]";
+    const QByteArray payload = block(quint32(json.size()), zlibStream(json)).toBase64();
+    QVERIFY(payload.size() < 50000);
+    json.clear();
+    const memoryuse::Peak peak;
+    const busframe::Decoded decoded = busframe::decodePayload(payload);
+    const qint64 grown = peak.grown();
+    QVERIFY(!decoded.isValid);
+    QCOMPARE(decoded.errorText, QStringLiteral("too large document"));
+    QVERIFY(decoded.envelope.isEmpty());
+    QVERIFY(decoded.json.startsWith("[0,0,"));
+    if (!peak.isKnown()) {
+        QSKIP("the system does not tell the peak");
+    }
+    qInfo("%lld KiB", grown);
+    QVERIFY(grown < 150L * 1024);
+}
+
+void TstBusframe::decode_manyValues_staysWithinBounds_data()
+{
+    QTest::addColumn<QByteArray>("json");
+    QTest::newRow("numbers") << "{\"a\":[" + QByteArray("0,").repeated(990000) + "0]}";
+    QTest::newRow("numbers, key twice") << "{\"a\":[" + QByteArray("0,").repeated(990000) + "0],\"a\":0}";
+    QTest::newRow("text of 30 MiB") << "{\"a\":\"" + QByteArray(30 << 20, 'x') + "\"}";
+}
+
+void TstBusframe::decode_manyValues_staysWithinBounds()
+{
+    QFETCH(QByteArray, json);
+    const QByteArray payload = block(quint32(json.size()), zlibStream(json)).toBase64();
+    const memoryuse::Peak peak;
+    const busframe::Decoded decoded = busframe::decodePayload(payload);
+    const qint64 grown = peak.grown();
+    QVERIFY(decoded.isValid);
+    QCOMPARE(decoded.envelope.size(), 1);
+    if (!peak.isKnown()) {
+        QSKIP("the system does not tell the peak");
+    }
+    qInfo("%lld KiB", grown);
+#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
+    QVERIFY(grown < 150L * 1024);
+#endif
+}
+
+void TstBusframe::decode_repeatedKey_lastCounts()
+{
+    const QByteArray json = R"({"data":{"a":[1]},"operation":"x","data":{"b":2},"\u0064ata":{"c":{"d":[3],"d":[4]}}})";
+    const busframe::Decoded decoded = busframe::decodePayload(qCompress(json).toBase64());
+    QVERIFY(decoded.isValid);
+    const QVariantMap counting{{QStringLiteral("d"), QVariantList{4}}};
+    const QVariantMap envelope{{QStringLiteral("data"), QVariantMap{{QStringLiteral("c"), counting}}},
+                               {QStringLiteral("operation"), QStringLiteral("x")}};
+    QCOMPARE(decoded.envelope, envelope);
+    QCOMPARE(decoded.json, json);
+}
+
+// What Qt's parser alone would keep is 16 kB each time.
+void TstBusframe::decode_repeatedKey_leavesNothingBehind()
+{
+    const QByteArray json = R"({"data":[)" + QByteArray("1,").repeated(1000) + R"(1],"operation":"x","data":{}})";
+    const QByteArray payload = qCompress(json).toBase64();
+    QVERIFY(busframe::decodePayload(payload).isValid);
+    const qint64 before = memoryuse::allocated();
+    for (int i = 0; i < 2000; ++i) {
+        busframe::decodePayload(payload);
+    }
+    const qint64 grown = memoryuse::allocated() - before;
+    QVERIFY2(grown < 500000, QByteArray::number(grown).constData());
 }
 
 void TstBusframe::lineText_isSimplified()

@@ -4,6 +4,7 @@
 #include "fakebus.h"
 #include "heldclock.h"
 #include "logcapture.h"
+#include "memoryuse.h"
 #include "receivercount.h"
 #include "reconnection.h"
 #include "virtualtable.h"
@@ -135,6 +136,7 @@ private Q_SLOTS:
     void created_doesNothingYet();
     void message_isReadAsCommand_data();
     void message_isReadAsCommand();
+    void message_repeatedKey_leavesNothingBehind();
     void stateChanged_carriesTheState();
     void stateChanged_withoutData_isReadFromAnEmptyMap_data();
     void stateChanged_withoutData_isReadFromAnEmptyMap();
@@ -283,6 +285,23 @@ void TstTarvexMsgWorker::message_isReadAsCommand()
     QCOMPARE(state.count(), signal == QLatin1String("stateChanged") ? 1 : 0);
     QCOMPARE(other.count(), signal == QLatin1String("unprocessedMessage") ? 1 : 0);
     QCOMPARE(log.texts(), lines);
+}
+
+void TstTarvexMsgWorker::message_repeatedKey_leavesNothingBehind()
+{
+    PrinterMsgWorker worker;
+    const QString former = QStringLiteral("[1") + QStringLiteral(",1").repeated(1000) + QLatin1Char(']');
+    const Message message = carrying(QStringLiteral(R"({"cmd":"print","data":%1,"data":{"copies":2}})").arg(former));
+    worker.processMessage(message);
+    const QVariantMap data{{QStringLiteral("copies"), 2}};
+    QCOMPARE(worker.commands.constFirst().value(QStringLiteral("data")).toMap(), data);
+    const qint64 before = memoryuse::allocated();
+    for (int i = 0; i < 1000; ++i) {
+        worker.commands.clear();
+        worker.processMessage(message);
+    }
+    const qint64 grown = memoryuse::allocated() - before;
+    QVERIFY2(grown < 500000, QByteArray::number(grown).constData());
 }
 
 void TstTarvexMsgWorker::stateChanged_carriesTheState()

@@ -2,6 +2,7 @@
 
 #include "logcapture.h"
 #include "markingtranslator.h"
+#include "memoryuse.h"
 
 #include <QJsonDocument>
 #include <QJsonParseError>
@@ -69,6 +70,7 @@ private Q_SLOTS:
     void incomingMessageToCmd_readsTheCommand_data();
     void incomingMessageToCmd_readsTheCommand();
     void incomingMessageToCmd_replacesWhatTheRecordHeld();
+    void incomingMessageToCmd_repeatedKey_leavesNothingBehind();
     void incomingMessageToCmd_badText_isReported_data();
     void incomingMessageToCmd_badText_isReported();
     void incomingMessageToCmd_noCommand_isReportedTranslated();
@@ -259,6 +261,22 @@ void TstTarvexCommand::incomingMessageToCmd_replacesWhatTheRecordHeld()
     QVERIFY(TarvexCommand::incomingMessageToCmd(someMessage(QStringLiteral(R"({"cmd":"x"})")), cmd));
     QCOMPARE(cmd.name(), QStringLiteral("x"));
     QVERIFY(cmd.data().isEmpty());
+}
+
+void TstTarvexCommand::incomingMessageToCmd_repeatedKey_leavesNothingBehind()
+{
+    const QString former = QStringLiteral("[1") + QStringLiteral(",1").repeated(1000) + QLatin1Char(']');
+    const tarvex::Message message =
+        someMessage(QStringLiteral(R"({"cmd":"x","data":%1,"data":{"a":"b"}})").arg(former));
+    TarvexCommand cmd;
+    QVERIFY(TarvexCommand::incomingMessageToCmd(message, cmd));
+    const qint64 before = memoryuse::allocated();
+    for (int i = 0; i < 1000; ++i) {
+        TarvexCommand::incomingMessageToCmd(message, cmd);
+    }
+    const qint64 grown = memoryuse::allocated() - before;
+    QVERIFY2(grown < 500000, QByteArray::number(grown).constData());
+    QCOMPARE(cmd.data(), QVariantMap({{QStringLiteral("a"), QStringLiteral("b")}}));
 }
 
 void TstTarvexCommand::incomingMessageToCmd_badText_isReported_data()

@@ -1,0 +1,59 @@
+#ifndef MEMORYUSE_H
+#define MEMORYUSE_H
+
+#include <QFile>
+
+#include <malloc.h>
+
+namespace memoryuse {
+
+/// What this process has allocated and not freed, in bytes. The sanitizers' allocators do not tell: then always 0.
+inline qint64 allocated()
+{
+    const struct mallinfo2 info = mallinfo2();
+    return static_cast<qint64>(info.uordblks) + static_cast<qint64>(info.hblkhd);
+}
+
+/// A line of /proc/self/status, in KiB.
+inline qint64 status(const QByteArray& name)
+{
+    QFile file(QStringLiteral("/proc/self/status"));
+    if (!file.open(QIODevice::ReadOnly)) {
+        return 0;
+    }
+    const QList<QByteArray> lines = file.readAll().split('\n');
+    for (const QByteArray& line : lines) {
+        if (line.startsWith(name + ':')) {
+            return line.mid(name.size() + 1).simplified().split(' ').constFirst().toLongLong();
+        }
+    }
+    return 0;
+}
+
+/// How far this process's resident memory rises from now on. An earlier, higher peak does not hide it.
+class Peak
+{
+public:
+    Peak()
+    {
+        // What is free but still resident would be used again without a rise.
+        malloc_trim(0);
+        QFile file(QStringLiteral("/proc/self/clear_refs"));
+        m_isReset = file.open(QIODevice::WriteOnly) && file.write("5") == 1 && file.flush();
+        m_before = status("VmRSS");
+    }
+
+    /// False where the system does not let a process forget its former peak.
+    bool isKnown() const { return m_isReset; }
+
+    /// In KiB.
+    qint64 grown() const { return status("VmHWM") - m_before; }
+
+private:
+    bool m_isReset = false;
+    qint64 m_before = 0;
+};
+
+} // namespace memoryuse
+
+#endif // MEMORYUSE_H

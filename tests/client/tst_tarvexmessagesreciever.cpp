@@ -475,7 +475,6 @@ void TstTarvexMessagesReciever::badSize_isReported_data()
     QTest::addColumn<QByteArray>("bytes");
     QTest::addColumn<QStringList>("texts");
     const QString size = QStringLiteral("warning: Invalid request size");
-    const QString data = QStringLiteral("warning: Invalid request data");
     const QString reply = QStringLiteral("warning: Incorrect reply data");
     QTest::newRow("words") << QByteArray("[-REQUEST-]\r\nmany\r\n")
                            << QStringList({size + QStringLiteral(": many"), size});

@@ -1,5 +1,6 @@
 #include "client/tarvexmessagesreciever.h"
 #include "client/tarvexqueryhandler.h"
+#include "client/tarvexqueryworker.h"
 #include "fakebus.h"
 #include "logcapture.h"
 
@@ -9,8 +10,12 @@
 #include <QTest>
 
 #include <arpa/inet.h>
+#include <atomic>
+#include <chrono>
+#include <future>
 #include <netinet/in.h>
 #include <sys/socket.h>
+#include <thread>
 #include <unistd.h>
 
 using namespace tarvex;
@@ -69,6 +74,20 @@ void acceptAndHang(FakeBus::Peer& peer, const FakeBus::Request& request)
     peer.hang();
 }
 
+class PrinterWorker : public TarvexQueryWorker
+{
+public:
+    PrinterWorker() : TarvexQueryWorker(1000000, QStringLiteral("printer")) { }
+
+    void doSendState() override { }
+
+    void doApplySettings(ClientSettings settings) override { owners.append(settings.owner()); }
+
+    bool saveState() { return handler->saveState(ClientState()); }
+
+    QStringList owners;
+};
+
 /// Writes to \a socket until the system takes no more.
 void fillBuffers(QTcpSocket* socket)
 {
@@ -89,6 +108,8 @@ private Q_SLOTS:
     void receiver_replyNeverTaken_replyFails();
     void handshakeNeverAnswered_openFails();
     void replyNeverComes_requestFails();
+    void replyComesAfterTheTimeout_isNotTakenForTheNextOne();
+    void receiver_acknowledgementNeverTaken_endsTheConnection();
     void serverHangsWithFullBuffers_reopensWhenItIsBack();
 };
 
@@ -183,6 +204,73 @@ void TstConnectionTimeouts::replyNeverComes_requestFails()
     QCOMPARE(log.texts(), QStringList({TIMEOUT_ERROR, WAIT_ERROR}));
     QVERIFY(handler.isOpen());
     QVERIFY(handler.saveState(ClientState()));
+}
+
+// The connection of a worker is made anew: the late reply, which holds no settings, dies with the former one.
+void TstConnectionTimeouts::replyComesAfterTheTimeout_isNotTakenForTheNextOne()
+{
+    FakeBus bus;
+    ClientSettings settings;
+    settings.setOwner(QStringLiteral("printer"));
+    bus.willAlwaysDo([settings](FakeBus::Peer& peer, const FakeBus::Request& request) {
+        peer.send(FakeBus::replyFrame(request.operation, 0, QString(),
+                                      request.operation == QLatin1String("loadSettings") ? settings.toVariantMap()
+                                                                                         : QVariantMap()));
+    });
+    PrinterWorker worker;
+    QVERIFY(worker.doStart());
+    QCOMPARE(worker.owners, QStringList(QStringLiteral("printer")));
+    std::atomic<bool> isAnswered{false};
+    bus.willDo([&isAnswered](FakeBus::Peer& peer, const FakeBus::Request& request) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(31000));
+        FakeBus::answer(peer, request);
+        isAnswered = true;
+    });
+    QElapsedTimer timer;
+    timer.start();
+    QVERIFY(!worker.saveState());
+    QVERIFY2(isTimeout(timer.elapsed()), qPrintable(QString::number(timer.elapsed())));
+    worker.updateSettings();
+    QTRY_VERIFY_WITH_TIMEOUT(isAnswered, 10000);
+    worker.updateSettings();
+    QTRY_VERIFY(worker.owners.size() >= 3);
+    QCOMPARE(worker.owners.count(QStringLiteral("printer")), worker.owners.size());
+    QVERIFY(worker.saveState());
+    // The update connects by itself; the restart that is under way does so once more.
+    QVERIFY2(bus.connectionCount() <= 3, qPrintable(QString::number(bus.connectionCount())));
+}
+
+// Held up by one acknowledgement, and not by those of all the messages behind it.
+void TstConnectionTimeouts::receiver_acknowledgementNeverTaken_endsTheConnection()
+{
+    FakeBus bus(FakeBus::RECEIVER_PORT);
+    std::promise<void> filled;
+    bus.willAnswerHandshake([isFilled = filled.get_future().share()](FakeBus::Peer& peer, const FakeBus::Request&) {
+        peer.send(FakeBus::acceptance());
+        isFilled.wait();
+        for (int number = 1; number <= 3; ++number) {
+            Message message;
+            message.setUid(QString::number(number));
+            peer.send(FakeBus::requestFrame(QStringLiteral("sendMessage"), message.toVariantMap()));
+        }
+        peer.hang();
+    });
+    TarvexMessagesReciever receiver(QStringLiteral("printer"));
+    const QSignalSpy incoming(&receiver, SIGNAL(incomingMessage(Message)));
+    const QSignalSpy lost(&receiver, SIGNAL(busDisconnected()));
+    QVERIFY(receiver.open());
+    QTRY_VERIFY(receiver.isOpen());
+    fillBuffers(receiver.findChild<QTcpSocket*>());
+    const LogCapture log;
+    QElapsedTimer timer;
+    timer.start();
+    filled.set_value();
+    QTRY_COMPARE_WITH_TIMEOUT(lost.count(), 1, 60000);
+    QVERIFY2(isTimeout(timer.elapsed()), qPrintable(QString::number(timer.elapsed())));
+    QVERIFY(!receiver.isConnected());
+    // Delivered, because the server repeats it: then it is recognised.
+    QCOMPARE(incoming.count(), 1);
+    QCOMPARE(log.texts(), QStringList(TIMEOUT_ERROR));
 }
 
 // Our last bytes are still waiting to be taken when the connection is closed: Qt keeps it in the closing state, in

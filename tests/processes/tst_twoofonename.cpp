@@ -1,0 +1,40 @@
+#include "childprocess.h"
+
+#include <QTest>
+
+/// The same service is started twice by mistake.
+class TstTwoofonename : public QObject
+{
+    Q_OBJECT
+private Q_SLOTS:
+    void eachReplacesTheOther_butDoesNotStorm();
+};
+
+// Each of them takes the name's receiver connection away from the other. The one that has lost a connection which had
+// only just been made waits for 5 s.
+void TstTwoofonename::eachReplacesTheOther_butDoesNotStorm()
+{
+    ChildProcess bus(QStringLiteral(DEVBUS), {QStringLiteral("--memory"), QStringLiteral("--trace")});
+    bus.start();
+    QVERIFY(bus.waitForLine(QString()));
+    ChildProcess first(QStringLiteral(ECHO_SERVICE), {});
+    ChildProcess second(QStringLiteral(ECHO_SERVICE), {});
+    const auto connects = [&bus] {
+        return bus.errorLines().filter(QStringLiteral("receiver/")).filter(QStringLiteral("REQUEST handshake")).size();
+    };
+    first.start();
+    QTRY_COMPARE_WITH_TIMEOUT(connects(), 1, 30000);
+    second.start();
+    QTRY_VERIFY_WITH_TIMEOUT(connects() >= 2, 30000);
+    const int before = connects();
+    QTest::qWait(10000);
+    const int during = connects() - before;
+    // Three for each of them at most; without an end there were 48.
+    QVERIFY2(during >= 2 && during <= 6, qPrintable(QString::number(during)));
+    QCOMPARE(first.terminate(), 0);
+    QCOMPARE(second.terminate(), 0);
+    QCOMPARE(bus.terminate(), 0);
+}
+
+QTEST_GUILESS_MAIN(TstTwoofonename)
+#include "tst_twoofonename.moc"

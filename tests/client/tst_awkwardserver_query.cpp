@@ -118,6 +118,7 @@ private Q_SLOTS:
     void serverThatDropsEveryConnection_isNotStormed_data();
     void serverThatDropsEveryConnection_isNotStormed();
     void restartByTheService_isNotDelayed();
+    void unreadBytes_waitInTheServer();
     void spoiltReplyToALogLine_costsFewLines();
 
 private:
@@ -422,6 +423,24 @@ void TstAwkwardserverQuery::restartByTheService_isNotDelayed()
     worker.restart();
     QTRY_COMPARE(worker.applied.size(), 1);
     QVERIFY(time.elapsed() < AT_ONCE_MS);
+}
+
+void TstAwkwardserverQuery::unreadBytes_waitInTheServer()
+{
+    m_bus->willDo([](FakeBus::Peer& peer, const FakeBus::Request& request) {
+        FakeBus::answer(peer, request);
+        // More than the system's own buffers hold, so that somebody has to take it in.
+        const QByteArray bytes(65536, 'A');
+        for (int count = 0; count < 1000 && peer.send(bytes); ++count) { }
+    });
+    TarvexQueryHandler handler(PRINTER);
+    QVERIFY(handler.open());
+    QVERIFY(handler.saveState(ClientState()));
+    QTest::qWait(500);
+    const qint64 buffered = handler.findChild<QTcpSocket*>()->bytesAvailable();
+    QVERIFY2(buffered > 0 && buffered <= 1024 * 1024, qPrintable(QString::number(buffered)));
+    handler.close();
+    m_bus->dropConnections();
 }
 
 // Each failed attempt to forward a line is logged, and that line is forwarded.

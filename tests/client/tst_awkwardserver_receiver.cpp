@@ -9,6 +9,7 @@
 #include <QFile>
 #include <QRegularExpression>
 #include <QSignalSpy>
+#include <QTcpSocket>
 #include <QTest>
 #include <QThread>
 #include <QTimer>
@@ -16,6 +17,7 @@
 #include <atomic>
 #include <chrono>
 #include <memory>
+#include <random>
 #include <thread>
 
 using namespace tarvex;
@@ -116,6 +118,7 @@ private Q_SLOTS:
     void serverThatDropsEveryConnection_isNotStormed_data();
     void serverThatDropsEveryConnection_isNotStormed();
     void restartByTheService_isNotDelayed();
+    void unreadBytes_waitInTheServer();
     void largeMessages_leaveNothingBehind();
 
 private:
@@ -381,6 +384,33 @@ void TstAwkwardserverReceiver::restartByTheService_isNotDelayed()
     worker.restart();
     QTRY_COMPARE(m_bus->connectionCount(), 2);
     QVERIFY(time.elapsed() < AT_ONCE_MS);
+}
+
+// Qt would take in all that the server sends, while the frames are read one after the other.
+void TstAwkwardserverReceiver::unreadBytes_waitInTheServer()
+{
+    constexpr int COUNT = 60;
+    QByteArray frames;
+    std::mt19937 random(1);
+    for (int number = 1; number <= COUNT; ++number) {
+        QString text;
+        for (int i = 0; i < 100000; ++i) {
+            text.append(QLatin1Char(static_cast<char>('0' + random() % 75)));
+        }
+        frames += pushFrame(number, text);
+    }
+    willAccept(frames);
+    TarvexMessagesReciever receiver(PRINTER);
+    const auto* const socket = receiver.findChild<QTcpSocket*>();
+    int received = 0;
+    qint64 buffered = 0;
+    connect(&receiver, &TarvexMessagesReciever::incomingMessage, &receiver, [&] {
+        ++received;
+        buffered = qMax(buffered, socket->bytesAvailable());
+    });
+    QVERIFY(receiver.open());
+    QTRY_COMPARE_WITH_TIMEOUT(received, COUNT, 60000);
+    QVERIFY2(buffered > 0 && buffered <= 1024 * 1024, qPrintable(QString::number(buffered)));
 }
 
 // In a thread of its own, as in a service: each thread has a heap of its own.

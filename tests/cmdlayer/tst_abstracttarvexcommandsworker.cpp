@@ -4,6 +4,7 @@
 #include "commandsender.h"
 #include "logcapture.h"
 #include "markingtranslator.h"
+#include "memoryuse.h"
 #include "virtualtable.h"
 
 #include <QMetaMethod>
@@ -324,6 +325,7 @@ private Q_SLOTS:
     void repeat_after99Others_isStillKnown();
     void repeat_after100Others_runsAgain();
     void repeat_doesNotMakeTheKeyYounger();
+    void repeat_isRecognisedWithoutItsArguments();
     void repeat_ofATakenCommand_isNoRepeatLater();
 
     void handler_execsAnotherCommand();
@@ -792,6 +794,21 @@ void TstAbstractTarvexCommandsWorker::repeat_doesNotMakeTheKeyYounger()
     QCOMPARE(m_worker->calls.size(), 101);
     m_worker->exec(someCommand(QStringLiteral("plain"), QStringLiteral("0")));
     QCOMPARE(m_worker->calls.size(), 102);
+}
+
+// A hundred commands are remembered, and each may carry many MiB.
+void TstAbstractTarvexCommandsWorker::repeat_isRecognisedWithoutItsArguments()
+{
+    constexpr int MIB = 1024 * 1024;
+    const LogCapture log;
+    const qint64 before = memoryuse::allocated();
+    for (int number = 0; number < 50; ++number) {
+        TarvexCommand cmd = someCommand(QStringLiteral("unknown"), QString::number(number));
+        cmd.setData({{QStringLiteral("text"), QString(MIB / 2, QLatin1Char('x'))}});
+        m_worker->exec(cmd);
+    }
+    // The sanitizers' allocators do not tell.
+    QVERIFY2(memoryuse::allocated() - before < 10 * MIB, qPrintable(QString::number(memoryuse::allocated() - before)));
 }
 
 void TstAbstractTarvexCommandsWorker::repeat_ofATakenCommand_isNoRepeatLater()

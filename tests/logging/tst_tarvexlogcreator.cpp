@@ -11,6 +11,7 @@
 #include <QTest>
 
 #include <atomic>
+#include <chrono>
 #include <limits>
 #include <memory>
 #include <thread>
@@ -668,6 +669,8 @@ void TstTarvexLogCreator::linesFromManyThreads_whileTheBridgeComesAndGoes()
                 const QString text = QStringLiteral("%1/%2").arg(number).arg(i % 3);
                 TarvexLogCreator::humanKivLog(QtWarningMsg, CONTEXT, text);
                 TarvexLogCreator::guiKivLog(QtWarningMsg, CONTEXT, text);
+                // On a loaded machine eight threads without a pause would post faster than one thread can take.
+                std::this_thread::sleep_for(std::chrono::microseconds(200));
             }
         });
     }

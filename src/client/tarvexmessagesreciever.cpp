@@ -97,8 +97,11 @@ void TarvexMessagesReciever::socketConnected() { }
 void TarvexMessagesReciever::socketDisconnected()
 {
     m_age->noteLoss();
-    // The owner closes the connection when it hears of the loss.
-    readFrames();
+    // The owner closes the connection when it hears of the loss. A socket that is being destroyed reports a loss as well,
+    // and is no QTcpSocket any more.
+    if (qobject_cast<QTcpSocket*>(sender()) != nullptr) {
+        readFrames();
+    }
     Q_EMIT busDisconnected();
 }
 

@@ -62,6 +62,9 @@ bool AbstractWorker::event(QEvent* event)
             ++m_state->droppedCalls;
             return true;
         }
+        if (m_state->countsLateCalls) {
+            ++m_state->lateCalls;
+        }
     }
     return QObject::event(event);
 }

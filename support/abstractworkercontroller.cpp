@@ -3,6 +3,7 @@
 #include "abstractworker.h"
 #include "workerstate_p.h"
 
+#include <QBasicTimer>
 #include <QCoreApplication>
 #include <QDeadlineTimer>
 #include <QDebug>
@@ -37,6 +38,7 @@ struct EventTypes
     const QEvent::Type marker = registered();        ///< To a host: what was queued before it has been carried out.
     const QEvent::Type stopWorker = registered();    ///< To a host.
     const QEvent::Type endThread = registered();     ///< To a host, which stops its worker first.
+    const QEvent::Type backlogDone = registered();   ///< From a host to itself, behind what was queued before the stop.
     const QEvent::Type workerStarted = registered(); ///< To a controller.
     const QEvent::Type workerStopped = registered(); ///< To a controller.
     const QEvent::Type resume = registered();        ///< To a controller: the event loop runs again after its end.
@@ -159,6 +161,13 @@ void reportDropped(int count)
     }
 }
 
+void reportLate(int count)
+{
+    if (count > 0) {
+        qWarning().noquote() << QStringLiteral("Stopped a worker ahead of %1 queued messages and calls").arg(count);
+    }
+}
+
 } // namespace
 
 /// Lives in the worker's thread and owns the worker there; survives the controller when the worker is blocked.
@@ -198,10 +207,27 @@ public:
     bool event(QEvent* event) override
     {
         if (event->type() == eventTypes().marker) {
-            m_progress->passMarker();
+            // A call that waits in an event loop of its own is not over: what it leads to is still to come.
+            if (QThread::currentThread()->loopLevel() > 1) {
+                ++m_heldMarkers;
+                m_holdTimer.start(TURN_MS, this);
+            } else {
+                m_progress->passMarker();
+            }
+        } else if (event->type() == QEvent::Timer) {
+            if (QThread::currentThread()->loopLevel() <= 1) {
+                m_holdTimer.stop();
+                for (; m_heldMarkers > 0; --m_heldMarkers) {
+                    QCoreApplication::postEvent(this, new QEvent(eventTypes().marker), Qt::LowEventPriority);
+                }
+            }
         } else if (event->type() == eventTypes().stopWorker) {
             stop();
+            QCoreApplication::postEvent(this, new QEvent(eventTypes().backlogDone), Qt::LowEventPriority);
             m_progress->stopped();
+        } else if (event->type() == eventTypes().backlogDone) {
+            m_state->countsLateCalls = false;
+            reportLate(std::exchange(m_state->lateCalls, 0));
         } else if (event->type() == eventTypes().endThread) {
             stop();
             leave();
@@ -242,6 +268,8 @@ private:
     const std::shared_ptr<Progress> m_progress;
     bool m_isStopped = false;
     bool m_hasLeft = false;
+    QBasicTimer m_holdTimer;
+    int m_heldMarkers = 0; ///< Not passed yet, because a call of the worker's is waiting.
 };
 
 class AbstractWorkerControllerPrivate
@@ -270,6 +298,9 @@ public:
     int killThreads();
     int dropOwnCalls();
 
+    /// Whether the end has run out of time for what is queued for the controller itself.
+    bool isOverdue() const { return m_workOffDeadline && m_workOffDeadline->hasExpired(); }
+
     bool livesHere() const { return m_controller->thread() == QThread::currentThread(); }
 
     std::vector<Entry> entries;
@@ -279,11 +310,13 @@ public:
 
 private:
     bool carryOutQueues(const QDeadlineTimer& deadline, const std::function<void()>& deliver);
+    QDeadlineTimer takeDeadline(int otherwiseMs);
 
     AbstractWorkerController* const m_controller;
     QPointer<QCoreApplication> m_application; ///< Whose end the controller hears of.
     /// Set by workOff(): by when the end that it has begun is to be over.
     std::optional<QDeadlineTimer> m_deadline;
+    std::optional<QDeadlineTimer> m_workOffDeadline; ///< Set while workOff() runs.
     /// The application's event loop has ended: the workers take nothing in until it runs again.
     bool m_isPaused = false;
     bool m_isStuck = false; ///< The workers did not get through their queues then.
@@ -320,23 +353,30 @@ void seeThreadEnd()
     const std::lock_guard<std::mutex> lock(mutex);
 }
 
-void endThread(const Entry& entry, const QDeadlineTimer& deadline)
+/// \return whether the thread has ended.
+bool endThread(const Entry& entry, const QDeadlineTimer& deadline)
 {
     if (!entry.thread) {
-        return;
+        return true;
     }
-    if (!entry.thread->isRunning() && !entry.thread->isFinished()) {
-        // Never started: nothing has run in that thread, so the worker is deleted from this one, with its host.
-        delete entry.thread.data();
-    } else if (entry.thread->wait(deadline)) {
+    // A thread that was never started has run nothing, so the worker is deleted from this one, with its host.
+    const bool wasStarted = entry.thread->isRunning() || entry.thread->isFinished();
+    if (wasStarted && !entry.thread->wait(deadline)) {
+        return false;
+    }
+    if (wasStarted) {
         seeThreadEnd();
-        delete entry.thread.data();
     }
+    delete entry.thread.data();
+    return true;
 }
 
 /// Carries out the calls that are queued for \a object and for what it owns.
 void deliverTo(QObject* object)
 {
+    if (object == nullptr) {
+        return;
+    }
     QList<QPointer<QObject>> receivers{object};
     const QList<QObject*> children = object->findChildren<QObject*>();
     for (QObject* const child : children) {
@@ -433,8 +473,16 @@ void AbstractWorkerControllerPrivate::workOff(const std::function<void()>& deliv
     }
     // Workers that were stuck a moment ago are not waited for twice.
     m_deadline = QDeadlineTimer(m_isStuck ? STOP_SHARE_MS : STOP_TIMEOUT_MS);
-    if (!m_isStuck) {
-        carryOutQueues(QDeadlineTimer(STOP_TIMEOUT_MS - STOP_SHARE_MS), deliver);
+    if (m_isStuck) {
+        return;
+    }
+    const QPointer<AbstractWorkerController> controller(m_controller);
+    const QDeadlineTimer deadline(STOP_TIMEOUT_MS - STOP_SHARE_MS);
+    m_workOffDeadline = deadline;
+    carryOutQueues(deadline, deliver);
+    // What was carried out may have destroyed the controller, and this object with it.
+    if (controller) {
+        m_workOffDeadline.reset();
     }
 }
 
@@ -485,7 +533,13 @@ bool AbstractWorkerControllerPrivate::carryOutQueues(const QDeadlineTimer& deadl
 /// later, in the destructors, the objects are gone that it is meant for.
 void AbstractWorkerControllerPrivate::pause()
 {
-    m_isStuck = !carryOutQueues(QDeadlineTimer(STOP_TIMEOUT_MS - STOP_SHARE_MS), deliverToAll);
+    // What is carried out may destroy the controller, and this object with it.
+    const QPointer<AbstractWorkerController> controller(m_controller);
+    const bool isStuck = !carryOutQueues(QDeadlineTimer(STOP_TIMEOUT_MS - STOP_SHARE_MS), deliverToAll);
+    if (!controller) {
+        return;
+    }
+    m_isStuck = isStuck;
     if (!std::exchange(m_isPaused, true)) {
         QCoreApplication::postEvent(m_controller, new QEvent(eventTypes().resume));
     }
@@ -493,6 +547,9 @@ void AbstractWorkerControllerPrivate::pause()
 
 void AbstractWorkerControllerPrivate::resume()
 {
+    if (m_deadline) {
+        return; // An event loop inside the end is none that goes on.
+    }
     m_isPaused = false;
     m_isStuck = false;
     for (const Entry& entry : entries) {
@@ -500,9 +557,15 @@ void AbstractWorkerControllerPrivate::resume()
     }
 }
 
+/// A call that the end has carried out may have ended the workers itself, and taken the deadline with it.
+QDeadlineTimer AbstractWorkerControllerPrivate::takeDeadline(int otherwiseMs)
+{
+    return std::exchange(m_deadline, std::nullopt).value_or(QDeadlineTimer(otherwiseMs));
+}
+
 void AbstractWorkerControllerPrivate::stop()
 {
-    const QDeadlineTimer deadline = *std::exchange(m_deadline, std::nullopt);
+    const QDeadlineTimer deadline = takeDeadline(0);
     for (const Entry& entry : entries) {
         postStop(entry, eventTypes().stopWorker);
     }
@@ -516,7 +579,7 @@ void AbstractWorkerControllerPrivate::stop()
 /// \return how many queued calls were dropped.
 int AbstractWorkerControllerPrivate::killThreads()
 {
-    const QDeadlineTimer deadline = *std::exchange(m_deadline, std::nullopt);
+    const QDeadlineTimer deadline = takeDeadline(STOP_SHARE_MS);
     const std::vector<Entry> leaving = std::exchange(entries, {});
     for (const Entry& entry : leaving) {
         entry.state->isLeaving = true;
@@ -528,8 +591,15 @@ int AbstractWorkerControllerPrivate::killThreads()
     int dropped = 0;
     for (const Entry& entry : leaving) {
         const bool wasRunning = isRunning(entry);
-        endThread(entry, deadline);
-        dropped += entry.progress->takeDropped(wasRunning ? entry.state->waitingCalls.load() : 0);
+        const QString name = entry.thread ? entry.thread->objectName() : QString();
+        const bool isLeftBehind = !endThread(entry, deadline);
+        const int count = entry.progress->takeDropped(wasRunning ? entry.state->waitingCalls.load() : 0);
+        if (isLeftBehind && count == 0) {
+            // What is queued for it is counted when its wait is over, but then the process may have gone.
+            qWarning().noquote()
+                << QStringLiteral("%1 did not stop in time: what is queued for it may be lost").arg(name);
+        }
+        dropped += count;
     }
     return dropped;
 }
@@ -557,7 +627,9 @@ void Survivors::endAll()
         // What is carried out for one controller may destroy another one.
         if (survivors.has(controller) && controller->livesHere()) {
             controller->workOff(deliverToAll);
-            reportDropped(controller->killThreads());
+            if (survivors.has(controller)) {
+                reportDropped(controller->killThreads());
+            }
         }
     }
 }
@@ -578,14 +650,21 @@ AbstractWorkerController::~AbstractWorkerController()
 
 void AbstractWorkerController::doStop()
 {
-    d->workOff([this] { deliverTo(this); });
-    d->stop();
+    const QPointer<AbstractWorkerController> self(this);
+    d->workOff([self] { deliverTo(self); });
+    if (self) {
+        d->stop();
+        reportDropped(std::exchange(d->droppedCalls, 0));
+    }
 }
 
 void AbstractWorkerController::doKillThreads()
 {
-    d->workOff([this] { deliverTo(this); });
-    reportDropped(d->killThreads());
+    const QPointer<AbstractWorkerController> self(this);
+    d->workOff([self] { deliverTo(self); });
+    if (self) {
+        reportDropped(d->killThreads() + std::exchange(d->droppedCalls, 0));
+    }
 }
 
 QThread* AbstractWorkerController::addWorkerToThread(wexcor::AbstractWorker* worker)
@@ -642,7 +721,7 @@ bool AbstractWorkerController::event(QEvent* event)
         processStoppedWorker();
     } else if (event->type() == eventTypes().resume) {
         d->resume();
-    } else if (event->type() == QEvent::MetaCall && d->dropsCalls) {
+    } else if (event->type() == QEvent::MetaCall && (d->dropsCalls || d->isOverdue())) {
         ++d->droppedCalls;
     } else {
         return QObject::event(event);

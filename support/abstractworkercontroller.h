@@ -23,18 +23,21 @@ class AbstractWorkerControllerPrivate;
 /// - Then what is queued between the workers is carried out, 1000 ms at most, and so is what is queued for the
 ///   controller and its children, unless it is the destructor that ends: by then the derived class is gone. A service
 ///   whose controller has slots on the way of a message calls doStop() first, or lets its event loop end before.
-/// - Then the workers are stopped. A worker that is blocked, or has more queued than fits, is stopped ahead of its
-///   queue. When its thread ends, what is left of the queue is dropped, and one warning says how many calls that were.
+/// - Then the workers are stopped, all at once: what one of them emits in its doStop() is not carried out by another. A
+///   worker that is blocked, or has more queued than fits, is stopped ahead of its queue. When its thread ends, what is
+///   left of the queue is dropped, and one warning says how many calls that were. After doStop() alone the rest is
+///   carried out by the stopped worker, and a warning says how many calls that were.
 ///
 /// The limit does not include workers whose threads were never started: the caller deletes those one by one. No thread
 /// is ever terminated by force: a worker that is blocked in a wait of its own for longer is stopped and deleted in its
 /// own thread when that wait is over, on its own, after the controller has gone.
 ///
 /// When the event loop of the application ends (QCoreApplication::aboutToQuit()), the workers take in nothing more, and
-/// everything that is queued in the controller's thread is carried out, up to 1000 ms. They go on if the loop is run
-/// again. When the application's object is destroyed while the controller still exists (a static one, one declared
-/// before the application, a child of the application), the controller's workers are ended then, as by doKillThreads().
-/// A controller in another thread than the application's must be destroyed before the application.
+/// everything that is queued in the controller's thread is carried out; up to 1000 ms are spent on what comes back from
+/// the workers' threads meanwhile. They go on if the loop is run again. When the application's object is destroyed
+/// while the controller still exists (a static one, one declared before the application, a child of the application),
+/// the controller's workers are ended then, as by doKillThreads(). A controller in another thread than the
+/// application's must be destroyed before the application.
 class WEXCORCORE_EXPORT AbstractWorkerController : public QObject
 {
     Q_OBJECT

@@ -19,6 +19,10 @@ struct WorkerState
     std::atomic<bool> isLeaving{false};
     /// How many queued calls were dropped.
     std::atomic<int> droppedCalls{0};
+    /// Touched in the worker's thread only: how many calls that were queued before the stop were carried out after it,
+    /// and whether they are still being counted.
+    int lateCalls = 0;
+    bool countsLateCalls = true;
     /// How many calls wait for the worker, as far as whoever queues them has counted them here. For a worker that is
     /// blocked nothing else tells.
     std::atomic<int> waitingCalls{0};

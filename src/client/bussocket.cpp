@@ -3,6 +3,9 @@
 #include <QHostAddress>
 #include <QThread>
 
+#include <poll.h>
+#include <sys/ioctl.h>
+
 namespace tarvex::bussocket {
 
 namespace {
@@ -31,6 +34,15 @@ void disconnectFromServer(QTcpSocket& socket)
     socket.blockSignals(true);
     QThread::msleep(CLOSE_PAUSE_MS);
     socket.disconnectFromHost();
+}
+
+bool hasPeerGoneUnnoticed(const QTcpSocket& socket)
+{
+    const int descriptor = static_cast<int>(socket.socketDescriptor());
+    pollfd entry{descriptor, POLLRDHUP, 0};
+    int unread = 0;
+    return ::poll(&entry, 1, 0) == 1 && (entry.revents & (POLLRDHUP | POLLHUP | POLLERR)) != 0
+        && ::ioctl(descriptor, FIONREAD, &unread) == 0 && unread > 0;
 }
 
 bool isUsable(const QPointer<QTcpSocket>& socket)

@@ -30,6 +30,10 @@ void disconnectFromServer(QTcpSocket& socket);
 /// True when there is a connection, or one is being made or ended.
 bool isUsable(const QPointer<QTcpSocket>& socket);
 
+/// True when the server has gone and Qt cannot know yet: it has not taken in all that the server sent before, because
+/// its buffer is bounded. A write would fail then, and Qt would throw away what it has.
+bool hasPeerGoneUnnoticed(const QTcpSocket& socket);
+
 /// How old a connection was when it was lost.
 class ConnectionAge
 {
@@ -41,13 +45,26 @@ public:
     void noteOpened() { m_sinceOpen.start(); }
 
     /// It was lost, also before it had been made.
-    void noteLoss() { m_isEarlyLoss = !m_sinceOpen.isValid() || !m_sinceOpen.hasExpired(EARLY_LOSS_MS); }
+    void noteLoss()
+    {
+        m_isEarlyLoss = !m_sinceOpen.isValid() || !m_sinceOpen.hasExpired(EARLY_LOSS_MS);
+        if (m_isEarlyLoss) {
+            m_sinceEarlyLoss.start();
+        }
+    }
+
+    /// Whether the last early loss is so recent that no connection is to be made.
+    bool isCoolingDown() const { return m_sinceEarlyLoss.isValid() && !m_sinceEarlyLoss.hasExpired(COOLING_DOWN_MS); }
 
     /// \return whether it was lost within EARLY_LOSS_MS, the first time after that.
     bool takeEarlyLoss() { return std::exchange(m_isEarlyLoss, false); }
 
 private:
+    /// A little less than the workers' interval: their timers may be early.
+    static constexpr int COOLING_DOWN_MS = 4500;
+
     QElapsedTimer m_sinceOpen;
+    QElapsedTimer m_sinceEarlyLoss;
     bool m_isEarlyLoss = false;
 };
 

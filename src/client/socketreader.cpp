@@ -108,13 +108,16 @@ public:
         return true;
     }
 
-    /// Whether it is worth while to wait for more after \a round, which has brought nothing.
-    bool isPatient(qint32 round) const
+    /// Whether it is worth while to wait for more after \a round.
+    bool isPatient(qint32 round, bool hasBrought) const
     {
-        // The first rounds are there for everybody: a worker that is being stopped still saves its state.
-        const bool isHurried = round >= MIN_ROUNDS && QThread::currentThread()->isInterruptionRequested();
-        return m_quiet.isConnected() && !isHurried && !m_giveUp()
-            && !m_silence.hasExpired(busframe::PAYLOAD_SILENCE_TIMEOUT_MS);
+        // The first rounds are there for everybody: a worker that is being stopped still saves its state. After them
+        // nobody waits for a payload that trickles.
+        if (round >= MIN_ROUNDS && (QThread::currentThread()->isInterruptionRequested() || m_giveUp())) {
+            return false;
+        }
+        return hasBrought
+            || (m_quiet.isConnected() && !m_giveUp() && !m_silence.hasExpired(busframe::PAYLOAD_SILENCE_TIMEOUT_MS));
     }
 
     bool isOverdue() const { return m_duration.hasExpired(busframe::PAYLOAD_TIMEOUT_MS); }
@@ -160,7 +163,8 @@ QByteArray readPayload(const QPointer<QTcpSocket>& socket, qint32 size, const Gi
     PayloadReader reader(socket, size, giveUp);
     const qint32 rounds = std::max(MIN_ROUNDS, size / BYTES_PER_ROUND + 1);
     for (qint32 round = 0; round < rounds && !reader.isComplete() && !reader.isOverdue(); ++round) {
-        if (!reader.look() && !reader.isPatient(round)) {
+        const bool hasBrought = reader.look();
+        if (!reader.isComplete() && !reader.isPatient(round, hasBrought)) {
             return reader.payload();
         }
         QThread::msleep(ROUND_PAUSE_MS);

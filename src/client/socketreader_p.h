@@ -33,9 +33,10 @@ bool awaitLine(const QPointer<QTcpSocket>& socket);
 ///
 /// Blocks for these rounds at most. Blocks for less when the payload is complete, when the peer has gone and nothing is
 /// left to take in, when nothing has come for busframe::PAYLOAD_SILENCE_TIMEOUT_MS, or when
-/// busframe::PAYLOAD_TIMEOUT_MS are over. A round that has brought nothing is the last one if \a giveUp says so, and,
-/// after the first 20, if the thread's interruption is requested. A size above busframe::MAX_PAYLOAD_SIZE is not waited
-/// for. Memory grows with what arrives only. \return what has come, at most \a size bytes.
+/// busframe::PAYLOAD_TIMEOUT_MS are over. A round that has brought nothing is the last one if \a giveUp says so. After
+/// the first 20 any round is the last one if \a giveUp says so or the thread's interruption is requested. A size above
+/// busframe::MAX_PAYLOAD_SIZE is not waited for. Memory grows with what arrives only. \return what has come, at most \a
+/// size bytes.
 QByteArray readPayload(
     const QPointer<QTcpSocket>& socket, qint32 size, const GiveUp& giveUp = [] { return false; });
 

@@ -60,6 +60,15 @@ void takeDownBridgeOnUnload()
 }
 Q_DESTRUCTOR_FUNCTION(takeDownBridgeOnUnload)
 
+/// A derived class may have a slot of the same name, which the connection by name finds instead. How many messages wait
+/// for that one nobody counts.
+bool takesMessagesItself(const QObject& queryWorker)
+{
+    constexpr const char* SLOT_SIGNATURE = "sendMessage(Message)";
+    return queryWorker.metaObject()->indexOfSlot(SLOT_SIGNATURE)
+        == TarvexQueryWorker::staticMetaObject.indexOfSlot(SLOT_SIGNATURE);
+}
+
 /// Queued, because each of them leads to another thread; made once, however often the same workers are handed over.
 constexpr auto QUEUED_ONCE = static_cast<Qt::ConnectionType>(Qt::QueuedConnection | Qt::UniqueConnection);
 
@@ -91,7 +100,9 @@ bool TarvexController::initWorkers(TarvexMsgWorker* msgWorker, TarvexQueryWorker
         connect(queryWorker, SIGNAL(settingsChanged()), this, SIGNAL(settingsChanged()), QUEUED_ONCE);
         connect(this, SIGNAL(stateChanged()), queryWorker, SLOT(sendState()), QUEUED_ONCE);
         connect(this, SIGNAL(sendLogMessage(Message)), queryWorker, SLOT(sendMessage(Message)), QUEUED_ONCE);
-        TarvexLogCreator::setQueue(queryWorker->m_logQueue);
+        if (takesMessagesItself(*queryWorker)) {
+            TarvexLogCreator::setQueue(queryWorker->m_logQueue);
+        }
         if (msgWorker != nullptr) {
             connect(msgWorker, SIGNAL(updateSettings()), queryWorker, SLOT(updateSettings()), QUEUED_ONCE);
         }

@@ -5,6 +5,7 @@
 #include "client/bussocket_p.h"
 #include "client/socketreader_p.h"
 #include "logtools.h"
+#include "records/repeatkey_p.h"
 
 #include <QDebug>
 #include <QScopedValueRollback>
@@ -18,8 +19,8 @@ namespace {
 
 /// A server repeats what it has pushed last and has no acknowledgement for: a repeat falls well within these.
 constexpr int REPEAT_CACHE_SIZE = 100;
-/// After so many unknown header lines in a row the place in the stream is lost for good.
-constexpr int MAX_UNKNOWN_HEADERS = 64;
+/// After so many unknown header lines and abandoned frames in a row the place in the stream is lost for good.
+constexpr int MAX_BAD_FRAMES = 64;
 
 const QLatin1String OPERATION_HANDSHAKE("handshake");
 const QLatin1String OPERATION_SEND_MESSAGE("sendMessage");
@@ -72,7 +73,7 @@ bool TarvexMessagesReciever::open()
     // After the server has dropped the connection it is still set: the new one is accepted anew.
     m_handshaked = false;
     m_isClosed = false;
-    m_unknownHeaders = 0;
+    m_badFrames = 0;
     m_age->noteOpening();
     if (!bussocket::connectToServer(*m_socket, bussocket::RECEIVER_PORT) || !handshake()) {
         close();
@@ -97,11 +98,6 @@ void TarvexMessagesReciever::socketConnected() { }
 void TarvexMessagesReciever::socketDisconnected()
 {
     m_age->noteLoss();
-    // The owner closes the connection when it hears of the loss. A socket that is being destroyed reports a loss as well,
-    // and is no QTcpSocket any more.
-    if (qobject_cast<QTcpSocket*>(sender()) != nullptr) {
-        readFrames();
-    }
     Q_EMIT busDisconnected();
 }
 
@@ -158,7 +154,8 @@ bool TarvexMessagesReciever::headerIsComplete() const
 }
 
 /// Reads one frame and posts the turn of the next, so that a stop, a restart and the timers get their turns under any
-/// backlog. Only what a lost connection has left behind is read in one go: the owner is about to close it.
+/// backlog. Only what a lost connection has left behind is read in one go: the owner is about to close it, in a turn
+/// that comes after the posted one.
 void TarvexMessagesReciever::readFrames()
 {
     // Writing an acknowledgement waits on the socket, which may call us again for the bytes that come meanwhile: the
@@ -182,16 +179,12 @@ void TarvexMessagesReciever::readFrame()
 {
     const QString header = busframe::lineText(m_socket->readLine(busframe::LINE_READ_LIMIT));
     if (header == QLatin1String(busframe::REQUEST_HEADER)) {
-        m_unknownHeaders = 0;
         prepareRequest();
     } else if (header == QLatin1String(busframe::REPLY_HEADER)) {
-        m_unknownHeaders = 0;
         prepareReply();
     } else {
         qCritical().noquote() << tr("Unknown request header: %1").arg(header);
-        if (++m_unknownHeaders >= MAX_UNKNOWN_HEADERS) {
-            giveUpConnection();
-        }
+        noteBadFrame();
     }
 }
 
@@ -216,6 +209,10 @@ bool TarvexMessagesReciever::readData(qint32 size, QVariant& out)
 {
     const QByteArray payload = socketreader::readPayload(m_socket, size, [this] { return isEnding(); });
     if (payload.size() != size) {
+        // The rest, or what is behind a size that is not waited for, would be read as the next header.
+        if (isEnding() || size > busframe::MAX_PAYLOAD_SIZE) {
+            giveUpConnection();
+        }
         return false;
     }
     const busframe::Decoded decoded = busframe::decodePayload(payload);
@@ -224,6 +221,7 @@ bool TarvexMessagesReciever::readData(qint32 size, QVariant& out)
         return false;
     }
     out = decoded.envelope;
+    m_badFrames = 0;
     return true;
 }
 
@@ -232,14 +230,16 @@ void TarvexMessagesReciever::prepareRequest()
     const qint32 size = readSize();
     if (size < 0) {
         qWarning().noquote() << tr("Invalid request size");
+        noteBadFrame();
         return;
     }
     QVariant envelope;
-    if (!readData(size, envelope) || !processRequest(envelope)) {
+    const bool isRead = readData(size, envelope);
+    if (!isRead || !processRequest(envelope)) {
         qWarning().noquote() << tr("Invalid request data");
     }
-    if (size > busframe::MAX_PAYLOAD_SIZE) {
-        giveUpConnection();
+    if (!isRead) {
+        noteBadFrame();
     }
 }
 
@@ -247,11 +247,12 @@ void TarvexMessagesReciever::prepareReply()
 {
     const qint32 size = readSize();
     QVariant envelope;
-    if (size < 0 || !readData(size, envelope) || !processReply(envelope)) {
+    const bool isRead = size >= 0 && readData(size, envelope);
+    if (!isRead || !processReply(envelope)) {
         qWarning().noquote() << tr("Incorrect reply data");
     }
-    if (size > busframe::MAX_PAYLOAD_SIZE) {
-        giveUpConnection();
+    if (!isRead) {
+        noteBadFrame();
     }
 }
 
@@ -295,18 +296,16 @@ bool TarvexMessagesReciever::processReply(const QVariant& envelope)
 
 void TarvexMessagesReciever::deliver(const Message& message)
 {
-    const QString key = message.msgKey();
+    const QString key = repeatkey::remembered(message.msgKey());
     if (m_repeatCache.contains(key)) {
-        qWarning().noquote() << tr("Message repeating:") << logtab
-                             << message.sender() + QLatin1Char('\t') + message.reciever() + QLatin1Char('\t')
-                + message.uid()
-                             << logtab << loglist(QStringList{message.message()});
+        const QString names =
+            message.sender() + QLatin1Char('\t') + message.reciever() + QLatin1Char('\t') + message.uid();
+        qWarning().noquote() << tr("Message repeating:") << logtab << loglist(QStringList{names}) << logtab
+                             << loglist(QStringList{message.message()});
         return;
     }
-    auto* const remembered = new Message(message);
-    // The key is all that is asked for; a hundred texts may be hundreds of MiB.
-    remembered->setMessage(QString());
-    m_repeatCache.insert(key, remembered);
+    // The key is all that is asked for; a hundred messages may be hundreds of MiB.
+    m_repeatCache.insert(key, new Message);
     Q_EMIT incomingMessage(message);
 }
 
@@ -315,15 +314,24 @@ bool TarvexMessagesReciever::write(const QByteArray& frame)
     if (!m_socket || !m_socket->isOpen()) {
         return false;
     }
-    return m_socket->state() != QAbstractSocket::UnconnectedState && m_socket->write(frame) >= 0
-        && m_socket->waitForBytesWritten(bussocket::WRITE_TIMEOUT_MS);
+    return m_socket->state() != QAbstractSocket::UnconnectedState && !bussocket::hasPeerGoneUnnoticed(*m_socket)
+        && m_socket->write(frame) >= 0 && m_socket->waitForBytesWritten(bussocket::WRITE_TIMEOUT_MS);
+}
+
+/// Rubbish may hold header lines by chance, so a frame that has to be abandoned counts as an unknown header does.
+void TarvexMessagesReciever::noteBadFrame()
+{
+    if (++m_badFrames >= MAX_BAD_FRAMES) {
+        giveUpConnection();
+    }
 }
 
 /// A server that does not take a reply would hold this thread up once more with the next one.
 void TarvexMessagesReciever::giveUpUnless(bool isReplyWritten)
 {
     // A connection that is lost anyhow may have left messages behind.
-    if (!isReplyWritten && m_socket && m_socket->state() == QAbstractSocket::ConnectedState) {
+    if (!isReplyWritten && m_socket && m_socket->state() == QAbstractSocket::ConnectedState
+        && !bussocket::hasPeerGoneUnnoticed(*m_socket)) {
         giveUpConnection();
     }
 }

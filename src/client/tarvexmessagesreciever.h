@@ -35,8 +35,9 @@ class ConnectionAge;
 /// acknowledgement. As the child of a worker that is ending (AbstractWorker::isEnding()) it reads no further frame.
 ///
 /// The server is expected on 127.0.0.1, port 45537. Nothing throws. Bad frames are logged in the default category and
-/// dropped; what follows them is read as the next frame. After a size line above 48 MiB, 64 unknown header lines in a
-/// row, or an acknowledgement that could not be written, the connection is ended as if the server had dropped it.
+/// dropped; what follows them is read as the next frame. After a size line above 48 MiB, 64 unknown header lines or
+/// abandoned frames in a row, or an acknowledgement that could not be written, the connection is ended as if the server
+/// had dropped it.
 ///
 /// Wire: sends the request "handshake" with {"name": the client's name}, which is accepted by a reply with code 0.
 /// Takes the request "sendMessage", its data a Message in map form, and replies with code 0 and the message's
@@ -64,8 +65,8 @@ Q_SIGNALS:
     /// A message that has not been delivered before.
     void incomingMessage(Message msg);
 
-    /// The server closed the connection, or it was given up; what had come by then has been read. Not emitted after
-    /// close().
+    /// The server closed the connection, or it was given up. What the server sent before it closed is still read,
+    /// unless close() comes first. Not emitted after close().
     void busDisconnected();
 
     /// open() connected and sent the handshake.
@@ -98,6 +99,7 @@ private:
     bool headerIsComplete() const;
     void readFrames();
     void readFrame();
+    void noteBadFrame();
     void giveUpUnless(bool isReplyWritten);
     void giveUpConnection();
     qint32 readSize();
@@ -113,10 +115,10 @@ private:
     const QString m_clientName;
     bool m_handshaked = false;
     QCache<QString, Message> m_repeatCache;
-    bool m_reading = false;   ///< Inside readFrames().
-    bool m_isPosted = false;  ///< The next frame's turn is posted.
-    bool m_isClosed = true;   ///< Not opened yet, closed or given up: what is still buffered is not read.
-    int m_unknownHeaders = 0; ///< In a row.
+    bool m_reading = false;  ///< Inside readFrames().
+    bool m_isPosted = false; ///< The next frame's turn is posted.
+    bool m_isClosed = true;  ///< Not opened yet, closed or given up: what is still buffered is not read.
+    int m_badFrames = 0;     ///< In a row.
     const std::unique_ptr<bussocket::ConnectionAge> m_age;
 };
 

@@ -123,6 +123,8 @@ bool TarvexQueryHandler::open()
     if (isOpen()) {
         return true;
     }
+    // After a lost connection it is still set: the new one is accepted anew.
+    m_handshaked = false;
     m_isClosed = false;
     m_age->noteOpening();
     if (!bussocket::connectToServer(*m_socket, bussocket::QUERY_PORT) || !handshake()) {
@@ -280,7 +282,7 @@ bool TarvexQueryHandler::request(QVariantMap& answer, QString operation, QVarian
 bool TarvexQueryHandler::exchange(QVariantMap& reply, const QString& operation, const QVariantMap& data)
 {
     m_isExchanging = true;
-    const bool hasReply = sendRequest(operation, data) && readReply(reply);
+    const bool hasReply = sendRequest(operation, data) && readReply(reply) && isAnswerTo(operation, reply);
     m_isExchanging = false;
     if (m_givesUpLostPlace) {
         if (!hasReply) {
@@ -293,18 +295,37 @@ bool TarvexQueryHandler::exchange(QVariantMap& reply, const QString& operation, 
     return hasReply;
 }
 
+/// A worker's connection on which the answer to another operation comes is out of step: the server has answered one
+/// twice, say. A handshake may be refused at any time, and one that is accepted under another name is for open() to
+/// judge.
+bool TarvexQueryHandler::isAnswerTo(const QString& operation, const QVariantMap& reply) const
+{
+    const QString answered = reply.value(KEY_OPERATION).toString();
+    const bool isHandshake = operation == OPERATION_HANDSHAKE || answered == OPERATION_HANDSHAKE;
+    if (!m_givesUpLostPlace || isHandshake || answered.isEmpty() || answered == operation) {
+        return true;
+    }
+    qCritical().noquote() << tr("Incorrect reply header: ") + answered;
+    return false;
+}
+
 bool TarvexQueryHandler::sendRequest(const QString& operation, const QVariantMap& data)
 {
     // A connection that is known to be lost is not waited for: the wait would fail too, and Qt would say a word of its
     // own.
     const bool isWritten = m_socket->state() != QAbstractSocket::UnconnectedState
         && m_socket->write(busframe::encodeRequest(operation, data)) >= 0;
-    if (!isWritten || !m_socket->waitForBytesWritten(bussocket::WRITE_TIMEOUT_MS) || !m_socket
-        || !m_socket->waitForReadyRead(REPLY_TIMEOUT_MS)) {
+    if (!isWritten || !m_socket->waitForBytesWritten(bussocket::WRITE_TIMEOUT_MS) || !m_socket || !awaitReply()) {
         qCritical().noquote() << tr("Socket wait for ready read error");
         return false;
     }
     return true;
+}
+
+/// With a full buffer Qt would take in nothing and turn round and round until the time is over.
+bool TarvexQueryHandler::awaitReply()
+{
+    return m_socket->bytesAvailable() >= bussocket::READ_BUFFER_SIZE || m_socket->waitForReadyRead(REPLY_TIMEOUT_MS);
 }
 
 bool TarvexQueryHandler::readReply(QVariantMap& reply)

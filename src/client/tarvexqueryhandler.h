@@ -40,7 +40,8 @@ class ConnectionAge;
 /// By itself this class keeps its connection open after a failed exchange and resynchronises nothing: what comes late
 /// is taken for the answer to the next request. Only a reply that announces more than 48 MiB ends the connection. The
 /// connection of a TarvexQueryWorker is ended, as if the server had dropped it, after every exchange without a whole
-/// reply and when something comes that was not asked for; the worker makes it anew.
+/// reply, after the reply to another operation, and when something comes that was not asked for; the worker makes it
+/// anew.
 ///
 /// The server is expected on 127.0.0.1, port 45535.
 ///
@@ -154,7 +155,9 @@ private:
     bool request(QVariantMap& answer, QString operation, QVariantMap data);
     bool exchange(QVariantMap& reply, const QString& operation, const QVariantMap& data);
     bool sendRequest(const QString& operation, const QVariantMap& data);
+    bool awaitReply();
     bool readReply(QVariantMap& reply);
+    bool isAnswerTo(const QString& operation, const QVariantMap& reply) const;
     bool processReply(QString operation, QVariantMap data, QVariantMap result);
 
     friend class TarvexQueryWorker;

@@ -85,10 +85,25 @@ bool TarvexQueryWorker::doStop()
 
 void TarvexQueryWorker::doUpdateSettings()
 {
-    if (m_isStopped || !handler || (!handler->isOpen() && !handler->open())) {
-        return;
+    if (!m_isStopped && handler && (handler->isOpen() || openForUpdate())) {
+        loadAndApplySettings();
     }
-    loadAndApplySettings();
+}
+
+/// One attempt, and not one for each of a hundred calls that have queued up meanwhile: the restart cycle will
+/// reconnect.
+bool TarvexQueryWorker::openForUpdate()
+{
+    const bool isTooSoon = handler->m_age->isCoolingDown()
+        || (m_sinceFailedUpdate.isValid() && !m_sinceFailedUpdate.hasExpired(RESTART_INTERVAL_MS));
+    if (isTooSoon) {
+        return false;
+    }
+    if (handler->open() && handler && handler->isOpen()) {
+        return true;
+    }
+    m_sinceFailedUpdate.start();
+    return false;
 }
 
 void TarvexQueryWorker::updateSettings()

@@ -7,6 +7,7 @@
 #include "tarvexlib_export.h"
 
 #include <QDateTime>
+#include <QElapsedTimer>
 #include <QPointer>
 #include <QString>
 
@@ -62,7 +63,8 @@ public:
     bool doStop() override;
 
     /// Loads the settings anew and applies them. Tries to connect once when the connection is not open, and gives up
-    /// quietly if that fails. Does nothing between doStop() and the next doStart().
+    /// quietly if that fails. It does not try within 5000 ms after such a failure, or after a connection that was lost
+    /// as soon as it had been made. Does nothing between doStop() and the next doStart().
     virtual void doUpdateSettings();
 
     /// Reports the state, usually by handler->saveState(). Called every interval ms while connected, counted from the
@@ -98,6 +100,7 @@ protected:
 private:
     friend class TarvexController;
     void loadAndApplySettings();
+    bool openForUpdate();
     bool isOwn(const ClientSettings& settings) const;
     void lookAtHandler();
 
@@ -110,7 +113,8 @@ protected:
 private:
     const int m_interval;
     const std::shared_ptr<LogQueue> m_logQueue;
-    ConnectionWatch* const m_watch; ///< Runs from a successful open() to the next doStop() or failed open().
+    ConnectionWatch* const m_watch;    ///< Runs from a successful open() to the next doStop() or failed open().
+    QElapsedTimer m_sinceFailedUpdate; ///< Since doUpdateSettings() tried to connect in vain.
     bool m_isStopped = false; ///< From doStop() to the next doStart(): calls that were queued before change nothing.
 };
 

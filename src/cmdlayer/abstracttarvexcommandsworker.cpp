@@ -1,6 +1,7 @@
 #include "cmdlayer/abstracttarvexcommandsworker.h"
 
 #include "logtools.h"
+#include "records/repeatkey_p.h"
 
 #include <QDebug>
 #include <QJsonDocument>
@@ -25,6 +26,12 @@ bool isIdentifier(const QByteArray& name)
     return std::all_of(name.begin(), name.end(), [](char c) {
         return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '_';
     });
+}
+
+/// They come from the wire, and may be of any length.
+void logCommand(const QString& name, const QString& agent, const QString& uid)
+{
+    qWarning().noquote() << loglist(QStringList{name}) << loglist(QStringList{agent}) << loglist(QStringList{uid});
 }
 
 } // namespace
@@ -106,15 +113,13 @@ void AbstractTarvexCommandsWorker::doExec(TarvexCommand cmd)
     const QString agent = cmd.agent();
     const QString uid = cmd.uid();
     const QVariantMap data = cmd.data();
-    qWarning().noquote() << name << agent << uid;
+    logCommand(name, agent, uid);
     if (isRepeat(cmd)) {
         return;
     }
-    auto* const remembered = new TarvexCommand(cmd);
-    // The key is all that is asked for; the arguments may be of many MiB.
-    remembered->setData({});
-    m_repeatCache.insert(cmd.cmdKey(), remembered);
-    qWarning().noquote() << name << agent << uid;
+    // The key is all that is asked for; a hundred commands may be hundreds of MiB.
+    m_repeatCache.insert(tarvex::repeatkey::remembered(cmd.cmdKey()), new TarvexCommand);
+    logCommand(name, agent, uid);
     const QPointer<AbstractTarvexCommandsWorker> self(this);
     if (invokeHandler(name, agent, uid, data).isValid() || !self) {
         return;
@@ -184,13 +189,14 @@ void AbstractTarvexCommandsWorker::destroyExecutor(const QPointer<AbstractTarvex
 bool AbstractTarvexCommandsWorker::isRepeat(const TarvexCommand& cmd) const
 {
     // contains() and not object(), which would make the entry the youngest.
-    if (!m_repeatCache.contains(cmd.cmdKey())) {
+    if (!m_repeatCache.contains(tarvex::repeatkey::remembered(cmd.cmdKey()))) {
         return false;
     }
     const QString data = QString::fromUtf8(QJsonDocument::fromVariant(cmd.data()).toJson(QJsonDocument::Indented));
     qWarning().noquote() << tr("Cmd repeating: ") << logtab
-                         << cmd.agent() + QLatin1Char('\t') + cmd.name() + QLatin1Char('\t') + cmd.uid() << logtab
-                         << loglist(QStringList{data});
+                         << loglist(QStringList{cmd.agent() + QLatin1Char('\t') + cmd.name() + QLatin1Char('\t')
+                                                + cmd.uid()})
+                         << logtab << loglist(QStringList{data});
     return true;
 }
 

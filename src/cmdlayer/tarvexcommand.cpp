@@ -1,5 +1,6 @@
 #include "cmdlayer/tarvexcommand.h"
 
+#include "records/repeatkey_p.h"
 #include "wire/jsonreader_p.h"
 
 #include <QDebug>
@@ -62,8 +63,8 @@ void TarvexCommand::setData(const QVariantMap& data)
 
 QString TarvexCommand::cmdKey() const
 {
-    // One argument at a time, on purpose, as with a message's key; the agent comes first.
-    return QStringLiteral("%1.%2.%3").arg(m_agent).arg(m_name).arg(m_uid); // clazy:exclude=qstring-arg
+    // The agent comes first.
+    return tarvex::repeatkey::joined(m_agent, m_name, m_uid);
 }
 
 bool TarvexCommand::operator==(const TarvexCommand& other) const

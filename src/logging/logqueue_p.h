@@ -1,6 +1,8 @@
 #ifndef LOGQUEUE_P_H
 #define LOGQUEUE_P_H
 
+#include <QDeadlineTimer>
+
 #include <atomic>
 #include <memory>
 #include <utility>
@@ -24,6 +26,10 @@ public:
     /// dropped, and is counted.
     bool admit(int messages)
     {
+        if (*m_waiting + messages > MAX_WAITING && isStale()) {
+            // A message that never reached the worker is still counted: the receiver's signals were blocked, say.
+            *m_waiting = 0;
+        }
         if ((*m_waiting += messages) <= MAX_WAITING) {
             return true;
         }
@@ -35,6 +41,7 @@ public:
     /// For the worker, which has taken a message.
     void leave()
     {
+        m_lastLeave = now();
         // A service may send messages of its own that look like the bridge's.
         int waiting = *m_waiting;
         while (waiting > 0 && !m_waiting->compare_exchange_weak(waiting, waiting - 1)) { }
@@ -45,8 +52,16 @@ public:
     int takeDropped() { return *m_waiting <= MAX_WAITING / 2 ? m_dropped.exchange(0) : 0; }
 
 private:
+    /// No exchange takes longer: 30 s to write, 30 s until the reply begins, 60 s for its payload, and room.
+    static constexpr qint64 STALE_MS = 150000;
+
+    static qint64 now() { return QDeadlineTimer::current().deadline(); }
+
+    bool isStale() const { return now() - m_lastLeave > STALE_MS; }
+
     const std::shared_ptr<std::atomic<int>> m_waiting;
     std::atomic<int> m_dropped{0};
+    std::atomic<qint64> m_lastLeave{now()}; ///< On the monotonic clock, in ms.
 };
 
 } // namespace tarvex

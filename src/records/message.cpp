@@ -1,5 +1,6 @@
 #include "records/message.h"
 
+#include "records/repeatkey_p.h"
 #include "records/wiredate_p.h"
 
 #include <QCryptographicHash>
@@ -101,9 +102,7 @@ QString Message::genUid() const
 
 QString Message::msgKey() const
 {
-    // One argument at a time, on purpose: a "%2" inside the sender is filled by the next step. Both ends of the bus
-    // build the key this way, and they must agree.
-    return QStringLiteral("%1.%2.%3").arg(m_sender).arg(m_reciever).arg(m_uid); // clazy:exclude=qstring-arg
+    return repeatkey::joined(m_sender, m_reciever, m_uid);
 }
 
 bool Message::operator==(const Message& other) const

@@ -14,8 +14,8 @@ namespace tarvex {
 ///
 /// A plain value: copying costs a few reference counts. It may be passed between threads by copy, and is registered
 /// with the meta-type system as "Message" and "tarvex::Message" when the library is loaded. The short names of this and
-/// the other records are taken for the whole process: a service with a type of its own of such a name registers it under
-/// a qualified one, because Qt ends the process otherwise.
+/// the other records are taken for the whole process: a service with a type of its own of such a name registers it
+/// under a qualified one, because Qt ends the process otherwise.
 ///
 /// Wire form: a JSON object with the keys "date", "message", "reciever", "sender" and "UID", all strings. The spelling
 /// "reciever" is the bus's own and part of the interface.

@@ -118,7 +118,12 @@ private Q_SLOTS:
     void serverThatDropsEveryConnection_isNotStormed_data();
     void serverThatDropsEveryConnection_isNotStormed();
     void restartByTheService_isNotDelayed();
+    void replyGivenTwice_isNotTakenForTheSettings();
+    void updatesThatQueuedUp_doNotStorm();
+    void updatesThatQueuedUp_whileTheBusIsAway_tryOnce();
+    void reopenedUnderAnotherName_isNotOpen();
     void unreadBytes_waitInTheServer();
+    void unreadBytes_doNotHoldARequestUp();
     void spoiltReplyToALogLine_costsFewLines();
 
 private:
@@ -423,6 +428,89 @@ void TstAwkwardserverQuery::restartByTheService_isNotDelayed()
     worker.restart();
     QTRY_COMPARE(worker.applied.size(), 1);
     QVERIFY(time.elapsed() < AT_ONCE_MS);
+}
+
+void TstAwkwardserverQuery::replyGivenTwice_isNotTakenForTheSettings()
+{
+    Worker worker;
+    QVERIFY(worker.doStart());
+    letConnectionsAge();
+    m_bus->willAlwaysDo([](FakeBus::Peer& peer, const FakeBus::Request& request) {
+        if (request.operation == QLatin1String("loadSettings")) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(100));
+            peer.send(settingsReply(PRINTER));
+        } else {
+            FakeBus::answer(peer, request);
+        }
+    });
+    m_bus->willDo([](FakeBus::Peer& peer, const FakeBus::Request& request) {
+        FakeBus::answer(peer, request);
+        std::this_thread::sleep_for(std::chrono::milliseconds(20));
+        FakeBus::answer(peer, request);
+    });
+    QVERIFY(worker.saveState());
+    // The second answer comes while this request is under way.
+    worker.updateSettings();
+    QTRY_COMPARE(m_bus->connectionCount(), 2);
+    QTRY_VERIFY(worker.applied.size() >= 2);
+    QCOMPARE(worker.applied.count(PRINTER), worker.applied.size());
+}
+
+void TstAwkwardserverQuery::updatesThatQueuedUp_doNotStorm()
+{
+    for (int connection = 0; connection < 100; ++connection) {
+        m_bus->willAnswerHandshake([](FakeBus::Peer& peer, const FakeBus::Request&) { peer.close(); });
+    }
+    Worker worker;
+    QVERIFY(worker.doStart());
+    for (int call = 0; call < 30; ++call) {
+        QMetaObject::invokeMethod(&worker, "updateSettings", Qt::QueuedConnection);
+    }
+    QTest::qWait(3000);
+    QCOMPARE(m_bus->connectionCount(), 1);
+}
+
+void TstAwkwardserverQuery::updatesThatQueuedUp_whileTheBusIsAway_tryOnce()
+{
+    m_bus.reset();
+    Worker worker;
+    QVERIFY(worker.doStart());
+    const LogCapture log;
+    for (int call = 0; call < 30; ++call) {
+        worker.updateSettings();
+    }
+    QCOMPARE(log.texts(), QStringList(REFUSED_LINE));
+}
+
+// The acceptance of the connection that was lost says nothing about this one.
+void TstAwkwardserverQuery::reopenedUnderAnotherName_isNotOpen()
+{
+    TarvexQueryHandler handler(PRINTER);
+    QVERIFY(handler.open());
+    m_bus->dropConnections();
+    QTRY_VERIFY(!handler.isOpen());
+    m_bus->willAnswerHandshake([](FakeBus::Peer& peer, const FakeBus::Request&) {
+        peer.send(FakeBus::replyFrame(QStringLiteral("welcome"), 0));
+    });
+    QVERIFY(handler.open());
+    QVERIFY(!handler.isOpen());
+}
+
+// Of a full buffer Qt would not say that there is something to be read.
+void TstAwkwardserverQuery::unreadBytes_doNotHoldARequestUp()
+{
+    m_bus->willDo([](FakeBus::Peer& peer, const FakeBus::Request& request) {
+        FakeBus::answer(peer, request);
+        peer.send(QByteArray(1024 * 1024, 'A'));
+    });
+    TarvexQueryHandler handler(PRINTER);
+    QVERIFY(handler.open());
+    QVERIFY(handler.saveState(ClientState()));
+    QTest::qWait(500);
+    QElapsedTimer time;
+    time.start();
+    QVERIFY(!handler.saveState(ClientState()));
+    QVERIFY2(time.elapsed() < 5000, qPrintable(QString::number(time.elapsed())));
 }
 
 void TstAwkwardserverQuery::unreadBytes_waitInTheServer()

@@ -3,6 +3,7 @@
 #include "client/tarvexmsgworker.h"
 #include "fakebus.h"
 #include "logcapture.h"
+#include "memoryuse.h"
 #include "reconnection.h"
 
 #include <QElapsedTimer>
@@ -61,6 +62,17 @@ int residentKiB()
     return file.open(QIODevice::ReadOnly) ? line.match(QString::fromLatin1(file.readAll())).captured(1).toInt() : 0;
 }
 
+/// Hardly gets any shorter when it is compressed.
+QString irregularText(int length, unsigned seed)
+{
+    std::mt19937 random(seed);
+    QString text;
+    for (int i = 0; i < length; ++i) {
+        text.append(QLatin1Char(static_cast<char>('0' + random() % 75)));
+    }
+    return text;
+}
+
 /// A service that receives only; its messages are handled in a thread of its own, one after the other.
 class Service : public wexcor::AbstractWorkerController
 {
@@ -106,7 +118,7 @@ private Q_SLOTS:
     void frameInThreeCalls_isRead_data();
     void frameInThreeCalls_isRead();
     void framesOfABacklog_giveWay();
-    void framesLeftByALostConnection_areReadBeforeTheLossIsReported();
+    void framesLeftByALostConnection_areReadBeforeTheWorkerRestarts();
     void backlogAtTheEnd_isNotAcknowledged();
     void payloadUnderWayAtTheEnd_isGivenUp();
     void oversizedFrame_endsTheConnection_data();
@@ -120,6 +132,11 @@ private Q_SLOTS:
     void restartByTheService_isNotDelayed();
     void unreadBytes_waitInTheServer();
     void largeMessages_leaveNothingBehind();
+    void largeKeys_leaveNothingBehind();
+    void serverThatGoesBehindAFullBuffer_hasItsMessagesRead();
+    void rubbishThatHoldsHeaders_endsTheConnection_data();
+    void rubbishThatHoldsHeaders_endsTheConnection();
+    void tricklingPayloadAtTheEnd_isGivenUp();
 
 private:
     void willAccept(const QByteArray& bytes)
@@ -194,20 +211,23 @@ void TstAwkwardserverReceiver::framesOfABacklog_giveWay()
     QVERIFY2(turns >= COUNT / 4, qPrintable(QString::number(turns)));
 }
 
-void TstAwkwardserverReceiver::framesLeftByALostConnection_areReadBeforeTheLossIsReported()
+// With a loss that is noticed at once, and with one that comes while the frames are being read.
+void TstAwkwardserverReceiver::framesLeftByALostConnection_areReadBeforeTheWorkerRestarts()
 {
-    m_bus->willAnswerHandshake([](FakeBus::Peer& peer, const FakeBus::Request&) {
-        peer.send(FakeBus::acceptance() + pushFrames(20));
-        peer.close();
-    });
-    TarvexMessagesReciever receiver(PRINTER);
-    const QSignalSpy incoming(&receiver, SIGNAL(incomingMessage(Message)));
-    int before = -1;
-    connect(&receiver, &TarvexMessagesReciever::busDisconnected, &receiver, [&] { before = incoming.count(); });
-    QVERIFY(receiver.open());
-    QTRY_VERIFY(before >= 0);
-    // Inside the reading of a frame the loss is reported when that frame is done; the rest follows in the same turn.
-    QCOMPARE(incoming.count(), 20);
+    for (const bool closesLater : {false, true}) {
+        m_bus->willAnswerHandshake([closesLater](FakeBus::Peer& peer, const FakeBus::Request&) {
+            peer.send(FakeBus::acceptance() + pushFrames(20));
+            FakeBus::Request reply;
+            if (closesLater) {
+                peer.readRequest(reply);
+            }
+            peer.close();
+        });
+        TarvexMsgWorker worker(PRINTER);
+        const QSignalSpy messages(&worker, SIGNAL(unprocessedMessage(Message)));
+        QVERIFY(worker.doStart());
+        QTRY_COMPARE(messages.count(), 20);
+    }
 }
 
 // What is acknowledged is handled, and what is not comes again.
@@ -391,13 +411,8 @@ void TstAwkwardserverReceiver::unreadBytes_waitInTheServer()
 {
     constexpr int COUNT = 60;
     QByteArray frames;
-    std::mt19937 random(1);
     for (int number = 1; number <= COUNT; ++number) {
-        QString text;
-        for (int i = 0; i < 100000; ++i) {
-            text.append(QLatin1Char(static_cast<char>('0' + random() % 75)));
-        }
-        frames += pushFrame(number, text);
+        frames += pushFrame(number, irregularText(100000, unsigned(number)));
     }
     willAccept(frames);
     TarvexMessagesReciever receiver(PRINTER);
@@ -442,6 +457,102 @@ void TstAwkwardserverReceiver::largeMessages_leaveNothingBehind()
 #else
     Q_UNUSED(GROWTH_KIB)
 #endif
+}
+
+// A compressed frame of some kB may hold an identifier of many MiB.
+void TstAwkwardserverReceiver::largeKeys_leaveNothingBehind()
+{
+    constexpr int COUNT = 20;
+    QByteArray frames;
+    for (int number = 1; number <= COUNT; ++number) {
+        Message message;
+        message.setUid(QString(2 * 1024 * 1024, QLatin1Char('u')) + QString::number(number));
+        const QByteArray frame = FakeBus::requestFrame(QStringLiteral("sendMessage"), message.toVariantMap());
+        // Twice, and still recognised.
+        frames += frame + frame;
+    }
+    willAccept(frames);
+    TarvexMessagesReciever receiver(PRINTER);
+    int received = 0;
+    connect(&receiver, &TarvexMessagesReciever::incomingMessage, &receiver, [&received] { ++received; });
+    const qint64 before = memoryuse::allocated();
+    LogCapture log;
+    QVERIFY(receiver.open());
+    QTRY_COMPARE_WITH_TIMEOUT(m_bus->requests().size(), 2 * COUNT, 60000);
+    // Each repeat is told of, but not in MiB.
+    QTRY_COMPARE(log.texts().size(), COUNT);
+    QVERIFY(log.texts().constFirst().size() < 200000);
+    log.clear();
+    QCOMPARE(received, COUNT);
+    m_bus.reset();
+    // The sanitizers' allocators do not tell.
+    QVERIFY2(memoryuse::allocated() - before < 20 * 1024 * 1024,
+             qPrintable(QString::number(memoryuse::allocated() - before)));
+}
+
+// With a full buffer Qt does not notice that the server has gone.
+void TstAwkwardserverReceiver::serverThatGoesBehindAFullBuffer_hasItsMessagesRead()
+{
+    constexpr int COUNT = 40;
+    QByteArray frames;
+    for (int number = 1; number <= COUNT; ++number) {
+        frames += pushFrame(number, irregularText(20000, unsigned(number)));
+    }
+    m_bus->willAnswerHandshake([frames](FakeBus::Peer& peer, const FakeBus::Request&) {
+        peer.send(FakeBus::acceptance() + frames);
+        std::this_thread::sleep_for(std::chrono::milliseconds(100));
+        peer.close();
+    });
+    TarvexMessagesReciever receiver(PRINTER);
+    const QSignalSpy incoming(&receiver, SIGNAL(incomingMessage(Message)));
+    const QSignalSpy lost(&receiver, SIGNAL(busDisconnected()));
+    QVERIFY(receiver.open());
+    QTRY_COMPARE_WITH_TIMEOUT(lost.count(), 1, 20000);
+    QTRY_COMPARE(incoming.count(), COUNT);
+}
+
+void TstAwkwardserverReceiver::rubbishThatHoldsHeaders_endsTheConnection_data()
+{
+    QTest::addColumn<QByteArray>("rubbish");
+    QTest::newRow("headers") << QByteArray("[-REQUEST-]\r\n");
+    QTest::newRow("headers, and no sizes") << QByteArray("[-REQUEST-]\r\nx\r\n");
+    QTest::newRow("negative sizes") << QByteArray("[-REPLY-]\r\n-1\r\n");
+    QTest::newRow("empty payloads") << QByteArray("[-REPLY-]\r\n0\r\n");
+}
+
+void TstAwkwardserverReceiver::rubbishThatHoldsHeaders_endsTheConnection()
+{
+    QFETCH(QByteArray, rubbish);
+    willAccept(rubbish.repeated(2000));
+    TarvexMessagesReciever receiver(PRINTER);
+    const QSignalSpy lost(&receiver, SIGNAL(busDisconnected()));
+    const LogCapture log;
+    QVERIFY(receiver.open());
+    QTRY_COMPARE(lost.count(), 1);
+    QVERIFY2(log.texts().size() <= 3 * 64, qPrintable(QString::number(log.texts().size())));
+}
+
+// Each round brings something, for a thousand seconds.
+void TstAwkwardserverReceiver::tricklingPayloadAtTheEnd_isGivenUp()
+{
+    std::atomic<bool> isOver{false};
+    m_bus->willAnswerHandshake([&isOver](FakeBus::Peer& peer, const FakeBus::Request&) {
+        peer.send(FakeBus::acceptance() + "[-REQUEST-]\r\n1000000\r\n");
+        while (!isOver && peer.send("A")) {
+            std::this_thread::sleep_for(std::chrono::microseconds(500));
+        }
+    });
+    QElapsedTimer time;
+    {
+        Service service;
+        service.start(new TarvexMsgWorker(PRINTER));
+        QVERIFY(m_bus->waitForConnections(1));
+        QTest::qWait(500);
+        time.start();
+    }
+    const qint64 elapsed = time.elapsed();
+    isOver = true;
+    QVERIFY2(elapsed < 1000, qPrintable(QString::number(elapsed)));
 }
 
 QTEST_GUILESS_MAIN(TstAwkwardserverReceiver)

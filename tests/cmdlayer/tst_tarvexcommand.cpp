@@ -61,6 +61,7 @@ private Q_SLOTS:
     void equality_comparesAllFields_data();
     void equality_comparesAllFields();
     void equality_ignoresOrderOfInsertion();
+    void cmdKey_ofLongFields_isNotFilledIn();
     void cmdKey_startsWithTheAgent();
     void cmdKey_substitutesOneArgumentAtATime();
     void toOutgoingMessage_carriesTheCommand();
@@ -352,6 +353,15 @@ void TstTarvexCommand::metaType_crossesQueuedConnections()
     QCOMPARE(arrived.count(), 0);
     QTRY_COMPARE(arrived.count(), 1);
     QVERIFY(arrived.constFirst().constFirst().value<TarvexCommand>() == someCommand());
+}
+
+void TstTarvexCommand::cmdKey_ofLongFields_isNotFilledIn()
+{
+    TarvexCommand cmd;
+    cmd.setAgent(QStringLiteral("%2").repeated(65536));
+    cmd.setName(QStringLiteral("n").repeated(65537));
+    cmd.setUid(QStringLiteral("u"));
+    QCOMPARE(cmd.cmdKey(), cmd.agent() + QLatin1Char('.') + cmd.name() + QStringLiteral(".u"));
 }
 
 QTEST_GUILESS_MAIN(TstTarvexCommand)

@@ -147,6 +147,12 @@ void TstAbsentbus::manyRetries_takeNoMoreAndLogNoMore()
     const int threads = lines.filter(QRegularExpression(QStringLiteral("^warning: (\\d+) \\1$"))).size();
     QCOMPARE(refused, service->msgStarts + service->queryStarts);
     QCOMPARE(threads, service->queryStarts.load());
+    // A worker that tries without a pause does not get through its queue before the end.
+    const QStringList dropped = lines.filter(QRegularExpression(QStringLiteral("^warning: Dropped \\d+ queued")));
+    QVERIFY(dropped.size() <= 1);
+    for (const QString& line : dropped) {
+        lines.removeOne(line);
+    }
     QCOMPARE(lines.size(), threads);
 }
 

@@ -142,6 +142,7 @@ private Q_SLOTS:
     void genUid_ofDifferentMessages_differs();
     void genUid_laterMillisecond_differs();
     void genUid_reseedsTheGenerator();
+    void msgKey_ofLongFields_isNotFilledIn();
     void msgKey_data();
     void msgKey();
     void msgKey_ignoresDateAndText();
@@ -666,6 +667,21 @@ void TstMessage::move_keepsValues()
     Message assigned;
     assigned = std::move(moved);
     QCOMPARE(assigned, someMessage());
+}
+
+// What is filled in is multiplied: a compressed frame of some hundred bytes would take all memory there is.
+void TstMessage::msgKey_ofLongFields_isNotFilledIn()
+{
+    Message message;
+    message.setSender(QStringLiteral("%2").repeated(64));
+    message.setReciever(QStringLiteral("r").repeated(128));
+    QCOMPARE(message.msgKey(),
+             QStringLiteral("r").repeated(64 * 128) + QLatin1Char('.') + message.reciever() + QLatin1Char('.'));
+    message.setUid(QStringLiteral("u"));
+    QCOMPARE(message.msgKey(), message.sender() + QLatin1Char('.') + message.reciever() + QStringLiteral(".u"));
+    message.setSender(QStringLiteral("%2").repeated(65536));
+    message.setReciever(QStringLiteral("r").repeated(65537));
+    QCOMPARE(message.msgKey(), message.sender() + QLatin1Char('.') + message.reciever() + QStringLiteral(".u"));
 }
 
 QTEST_GUILESS_MAIN(TstMessage)

@@ -6,6 +6,7 @@
 
 #include <QDeadlineTimer>
 #include <QElapsedTimer>
+#include <QEventLoop>
 #include <QMetaMethod>
 #include <QPointer>
 #include <QTest>
@@ -188,6 +189,12 @@ private Q_SLOTS:
     void end_ofABlockedWorker_saysWhatIsKnown();
     void end_ofABlockedWorker_saysTheRestLater();
     void end_withNothingLeft_saysNothing();
+    void end_ofAHandlerWithALoopOfItsOwn_isWaitedFor();
+    void end_thatDestroysTheController_data();
+    void end_thatDestroysTheController();
+    void end_insideAnEnd_isBounded();
+    void doStop_ofALongQueueOfItsOwn_isBounded();
+    void applicationsLoopEnds_thenALoopInsideTheEnd_takesNothingIn();
     void doStop_carriesOutItsOwnCalls();
     void doStop_inTheMiddleOfALongQueue_goesAheadOfTheRest();
     void destructor_dropsItsOwnCallsAndSaysSo();
@@ -1259,11 +1266,15 @@ void TstAbstractWorkerController::end_ofABlockedWorker_saysTheRestLater()
         }
         QTRY_VERIFY(records[0]->has(MARK));
     }
-    QCOMPARE(log.texts(), QStringList());
+    const QString leftBehind =
+        QStringLiteral("warning: RecordingWorker did not stop in time: what is queued for it may be lost");
+    QCOMPARE(log.texts(), QStringList(leftBehind));
     gate.open();
     QTRY_VERIFY(thread.isNull());
-    QCOMPARE(log.texts(),
-             QStringList(QStringLiteral("warning: Dropped 3 queued messages and calls when the workers were stopped")));
+    QCOMPARE(
+        log.texts(),
+        QStringList({leftBehind,
+                     QStringLiteral("warning: Dropped 3 queued messages and calls when the workers were stopped")}));
     QCOMPARE(records[0]->events(), QStringList({START, MARK, STOP, DELETED}));
 }
 
@@ -1286,6 +1297,145 @@ void TstAbstractWorkerController::end_withNothingLeft_saysNothing()
         }
     }
     QCOMPARE(log.texts(), QStringList());
+}
+
+// A handler that talks to a device in an event loop of its own still has its answer to give.
+void TstAbstractWorkerController::end_ofAHandlerWithALoopOfItsOwn_isWaitedFor()
+{
+    Records records;
+    Controller controller;
+    RecordingWorker* const first = addWorker(controller, records);
+    RecordingWorker* const second = addWorker(controller, records);
+    first->onMark = [second](RecordingWorker&) {
+        QEventLoop loop;
+        QTimer::singleShot(300, &loop, &QEventLoop::quit);
+        loop.exec();
+        QMetaObject::invokeMethod(second, "mark", Qt::QueuedConnection);
+    };
+    controller.doStart();
+    QTRY_VERIFY(allHave(records, START));
+    QMetaObject::invokeMethod(first, "mark", Qt::QueuedConnection);
+    QTRY_VERIFY(records[0]->has(MARK));
+    controller.doStop();
+    QCOMPARE(records[1]->events(), QStringList({START, MARK, STOP}));
+}
+
+void TstAbstractWorkerController::end_thatDestroysTheController_data()
+{
+    QTest::addColumn<int>("end");
+    QTest::newRow("the event loop's") << 0;
+    QTest::newRow("doStop()") << 1;
+    QTest::newRow("doKillThreads()") << 2;
+}
+
+// A call that the end carries out may be the one that deletes the service.
+void TstAbstractWorkerController::end_thatDestroysTheController()
+{
+    QFETCH(int, end);
+    Records records;
+    const QPointer<Controller> controller = new Controller;
+    addWorker(*controller, records);
+    controller->doStart();
+    QTRY_VERIFY(allHave(records, START));
+    const auto queueTheCall = [controller] {
+        QMetaObject::invokeMethod(
+            controller, [controller] { delete controller.data(); }, Qt::QueuedConnection);
+    };
+    if (end == 0) {
+        // Queued when the loop has been told to end already.
+        QTimer::singleShot(0, controller, [queueTheCall] {
+            QCoreApplication::quit();
+            queueTheCall();
+        });
+        QCoreApplication::exec();
+    } else {
+        queueTheCall();
+        end == 1 ? controller->doStop() : controller->doKillThreads();
+    }
+    QVERIFY(controller.isNull());
+    QCOMPARE(records[0]->events(), QStringList({START, STOP, DELETED}));
+}
+
+// A command to shut down that is queued already when the service is told to end.
+void TstAbstractWorkerController::end_insideAnEnd_isBounded()
+{
+    for (const bool killsInside : {false, true}) {
+        for (const bool killsOutside : {false, true}) {
+            Records records;
+            Gate gate;
+            QPointer<QThread> thread;
+            QElapsedTimer time;
+            {
+                Controller controller;
+                RecordingWorker* const worker = addWorker(controller, records);
+                thread = worker->thread();
+                worker->onStart = [&gate](RecordingWorker&) { gate.wait(); };
+                controller.doStart();
+                QTRY_VERIFY(allHave(records, START));
+                QMetaObject::invokeMethod(
+                    &controller,
+                    [&controller, killsInside] { killsInside ? controller.doKillThreads() : controller.doStop(); },
+                    Qt::QueuedConnection);
+                time.start();
+                killsOutside ? controller.doKillThreads() : controller.doStop();
+            }
+            const qint64 elapsed = time.elapsed();
+            gate.open();
+            QTRY_VERIFY(thread.isNull());
+            QVERIFY2(elapsed < 2 * STOP_LIMIT_WITH_ROOM_MS, qPrintable(QString::number(elapsed)));
+            QCOMPARE(records[0]->events(), QStringList({START, STOP, DELETED}));
+        }
+    }
+}
+
+void TstAbstractWorkerController::doStop_ofALongQueueOfItsOwn_isBounded()
+{
+    constexpr int CALLS = 1000;
+    Records records;
+    const LogCapture log;
+    Controller controller;
+    addWorker(controller, records);
+    controller.doStart();
+    QTRY_VERIFY(allHave(records, START));
+    int carriedOut = 0;
+    for (int call = 0; call < CALLS; ++call) {
+        QMetaObject::invokeMethod(
+            &controller,
+            [&carriedOut] {
+                ++carriedOut;
+                QThread::msleep(10);
+            },
+            Qt::QueuedConnection);
+    }
+    QElapsedTimer time;
+    time.start();
+    controller.doStop();
+    QVERIFY2(time.elapsed() < STOP_LIMIT_WITH_ROOM_MS, qPrintable(QString::number(time.elapsed())));
+    QVERIFY(carriedOut > 0 && carriedOut < CALLS);
+    QCOMPARE(log.texts(),
+             QStringList(QStringLiteral("warning: Dropped %1 queued messages and calls when the workers were stopped")
+                             .arg(CALLS - carriedOut)));
+}
+
+void TstAbstractWorkerController::applicationsLoopEnds_thenALoopInsideTheEnd_takesNothingIn()
+{
+    Records records;
+    Controller controller;
+    RecordingWorker* const worker = addWorker(controller, records);
+    controller.doStart();
+    QTRY_VERIFY(allHave(records, START));
+    QTimer::singleShot(0, QCoreApplication::instance(), &QCoreApplication::quit);
+    QCoreApplication::exec();
+    bool wasEnding = false;
+    QMetaObject::invokeMethod(
+        &controller,
+        [&] {
+            QCoreApplication::processEvents();
+            wasEnding = worker->isEnding();
+        },
+        Qt::QueuedConnection);
+    controller.doStop();
+    QVERIFY(wasEnding);
 }
 
 // On its way from one worker to another a call often takes a turn through the controller, or through what it owns.
@@ -1317,6 +1467,7 @@ void TstAbstractWorkerController::doStop_carriesOutItsOwnCalls()
 void TstAbstractWorkerController::doStop_inTheMiddleOfALongQueue_goesAheadOfTheRest()
 {
     constexpr int CALLS = 1000;
+    const LogCapture log;
     Controller controller;
     Records records;
     RecordingWorker* const worker = addWorker(controller, records);
@@ -1335,6 +1486,11 @@ void TstAbstractWorkerController::doStop_inTheMiddleOfALongQueue_goesAheadOfTheR
     QVERIFY(before > 0 && before < CALLS);
     QTRY_COMPARE(records[0]->count(MARK), CALLS);
     QCOMPARE(records[0]->count(STOP), 1);
+    // Whoever stops it this way learns how much came too late.
+    const int late = CALLS - records[0]->events().mid(0, before).count(MARK);
+    QTRY_COMPARE(
+        log.texts(),
+        QStringList(QStringLiteral("warning: Stopped a worker ahead of %1 queued messages and calls").arg(late)));
 }
 
 void TstAbstractWorkerController::destructor_dropsItsOwnCallsAndSaysSo()

@@ -32,8 +32,6 @@ add_library(tarvex_private_options INTERFACE)
 target_compile_options(tarvex_private_options INTERFACE
     -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wnon-virtual-dtor -Woverloaded-virtual
     $<$<BOOL:${TARVEX_WARNINGS_AS_ERRORS}>:-Werror>)
-# A service that is a plug-in can be unloaded together with our libraries: the compiler's unique symbols would keep them.
-target_compile_options(tarvex_private_options INTERFACE $<$<CXX_COMPILER_ID:GNU>:-fno-gnu-unique>)
 if(NOT TARVEX_COVERAGE)
     # No folder of the machine that built it ends up in a library. Only gcov has to find the sources again.
     target_compile_options(tarvex_private_options INTERFACE

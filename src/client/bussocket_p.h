@@ -15,7 +15,7 @@ constexpr quint16 RECEIVER_PORT = 45537;
 constexpr int CONNECT_TIMEOUT_MS = 30000;
 constexpr int WRITE_TIMEOUT_MS = 30000;
 /// So many bytes Qt buffers of what the server sends; TCP makes the server wait with the rest.
-constexpr qint64 READ_BUFFER_SIZE = 256 * 1024;
+constexpr qint64 READ_BUFFER_SIZE = 256LL * 1024;
 /// A connection that is lost so soon after it was opened is not made anew at once, in ms: a server that accepts and
 /// drops, or a second process of the same name, would keep both sides busy with nothing else.
 constexpr int EARLY_LOSS_MS = 1000;

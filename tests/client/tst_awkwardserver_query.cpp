@@ -3,6 +3,7 @@
 #include "client/tarvexqueryhandler.h"
 #include "client/tarvexqueryworker.h"
 #include "fakebus.h"
+#include "framepieces.h"
 #include "logcapture.h"
 #include "reconnection.h"
 
@@ -18,6 +19,7 @@
 #include <thread>
 
 using namespace tarvex;
+using namespace framepieces;
 using namespace reconnection;
 
 namespace {
@@ -33,14 +35,6 @@ QByteArray settingsReply(const QString& owner)
     settings.setOwner(owner);
     settings.setDescription(owner);
     return FakeBus::replyFrame(QStringLiteral("loadSettings"), 0, QString(), settings.toVariantMap());
-}
-
-/// Header line, size line and payload, each by itself.
-QList<QByteArray> inThree(const QByteArray& frame)
-{
-    const int sizeAt = frame.indexOf('\n') + 1;
-    const int payloadAt = frame.indexOf('\n', sizeAt) + 1;
-    return {frame.left(sizeAt), frame.mid(sizeAt, payloadAt - sizeAt), frame.mid(payloadAt)};
 }
 
 class Worker : public TarvexQueryWorker

@@ -2,6 +2,7 @@
 #include "client/tarvexmessagesreciever.h"
 #include "client/tarvexmsgworker.h"
 #include "fakebus.h"
+#include "framepieces.h"
 #include "logcapture.h"
 #include "memoryuse.h"
 #include "reconnection.h"
@@ -18,10 +19,10 @@
 #include <atomic>
 #include <chrono>
 #include <memory>
-#include <random>
 #include <thread>
 
 using namespace tarvex;
+using namespace framepieces;
 using namespace reconnection;
 
 namespace {
@@ -47,30 +48,11 @@ QByteArray pushFrames(int count)
     return frames;
 }
 
-/// Header line, size line and payload, each by itself.
-QList<QByteArray> inThree(const QByteArray& frame)
-{
-    const int sizeAt = frame.indexOf('\n') + 1;
-    const int payloadAt = frame.indexOf('\n', sizeAt) + 1;
-    return {frame.left(sizeAt), frame.mid(sizeAt, payloadAt - sizeAt), frame.mid(payloadAt)};
-}
-
 int residentKiB()
 {
     QFile file(QStringLiteral("/proc/self/status"));
     static const QRegularExpression line(QStringLiteral("VmRSS:\\s*(\\d+)"));
     return file.open(QIODevice::ReadOnly) ? line.match(QString::fromLatin1(file.readAll())).captured(1).toInt() : 0;
-}
-
-/// Hardly gets any shorter when it is compressed.
-QString irregularText(int length, unsigned seed)
-{
-    std::mt19937 random(seed);
-    QString text;
-    for (int i = 0; i < length; ++i) {
-        text.append(QLatin1Char(static_cast<char>('0' + random() % 75)));
-    }
-    return text;
 }
 
 /// A service that receives only; its messages are handled in a thread of its own, one after the other.

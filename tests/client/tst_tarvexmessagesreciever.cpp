@@ -1,6 +1,7 @@
 #include "client/tarvexmessagesreciever.h"
 
 #include "fakebus.h"
+#include "framepieces.h"
 #include "logcapture.h"
 #include "markingtranslator.h"
 #include "reconnection.h"
@@ -15,11 +16,11 @@
 #include <chrono>
 #include <future>
 #include <memory>
-#include <random>
 #include <sys/socket.h>
 #include <thread>
 
 using namespace tarvex;
+using namespace framepieces;
 using namespace reconnection;
 
 namespace {
@@ -35,17 +36,6 @@ Message numbered(int number, const QString& text = QString())
     message.setMessage(text.isNull() ? QStringLiteral("text %1").arg(number) : text);
     message.setUid(QStringLiteral("uid%1").arg(number));
     return message;
-}
-
-/// Hardly gets any shorter when it is compressed.
-QString irregularText(int length, unsigned seed)
-{
-    std::mt19937 random(seed);
-    QString text;
-    for (int i = 0; i < length; ++i) {
-        text.append(QLatin1Char(static_cast<char>('0' + random() % 75)));
-    }
-    return text;
 }
 
 QByteArray pushFrame(const Message& message)

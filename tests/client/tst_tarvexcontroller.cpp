@@ -272,6 +272,7 @@ private Q_SLOTS:
     void end_ofABlockedWorker_tellsHowManyLinesAreLost();
     void lines_thatFindNoRoom_areDroppedAndCounted();
     void lines_withoutAQueryWorker_areNotBounded();
+    void lines_forASlotOfTheServicesOwn_areNotBounded();
     void refusedLines_doNotMultiply_data();
     void refusedLines_doNotMultiply();
 
@@ -1147,6 +1148,40 @@ void TstTarvexController::lines_thatFindNoRoom_areDroppedAndCounted()
     QTRY_COMPARE(linesOnBus(*m_query, QStringLiteral("afterwards")).size(), 1);
     QTest::qWait(100);
     QCOMPARE(countOf(*m_query, QStringLiteral("sendMessage")), 1 + 1000 + 1 + 1);
+}
+
+namespace {
+
+/// Takes the messages in a slot of its own, which the connection by name finds.
+class TakingWorker : public QueryWorker
+{
+    Q_OBJECT
+public:
+    std::atomic<int> taken{0};
+
+public Q_SLOTS:
+
+    void sendMessage(Message message)
+    {
+        Q_UNUSED(message)
+        ++taken;
+    }
+};
+
+} // namespace
+
+// Nobody counts what such a slot has taken.
+void TstTarvexController::lines_forASlotOfTheServicesOwn_areNotBounded()
+{
+    Service service;
+    auto* const query = new TakingWorker;
+    service.initWorkers(nullptr, query);
+    QTRY_COMPARE(query->applied.load(), 1);
+    QTRY_COMPARE(query->taken.load(), 1);
+    for (int line = 0; line < 1500; ++line) {
+        qCDebug(printerCategory, "line %d", line);
+    }
+    QTRY_COMPARE(query->taken.load(), 1501);
 }
 
 void TstTarvexController::lines_withoutAQueryWorker_areNotBounded()

@@ -62,7 +62,7 @@ public:
     QString clientName() const;
 
 Q_SIGNALS:
-    /// A message that has not been delivered before.
+    /// A message that has not been delivered before. A slot that is connected directly must not delete this object.
     void incomingMessage(Message msg);
 
     /// The server closed the connection, or it was given up. What the server sent before it closed is still read,

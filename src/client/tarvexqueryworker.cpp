@@ -24,9 +24,7 @@ TarvexQueryWorker::TarvexQueryWorker(int interval, const QString& clientName)
     , m_restartTimer(new QTimer(this))
     , m_stateTimer(new QTimer(this))
     , m_interval(interval)
-    // std::make_shared() brings a symbol that keeps the library loaded: a plug-in that is a service could not be
-    // unloaded.
-    , m_logQueue(new LogQueue(waitingCalls()))
+    , m_logQueue(std::make_shared<LogQueue>(waitingCalls()))
     , m_watch(new ConnectionWatch(this, [this] { lookAtHandler(); }))
 {
     handler->m_givesUpLostPlace = true;

@@ -31,7 +31,8 @@ bool isIdentifier(const QByteArray& name)
 /// They come from the wire, and may be of any length.
 void logCommand(const QString& name, const QString& agent, const QString& uid)
 {
-    qWarning().noquote() << loglist(QStringList{name}) << loglist(QStringList{agent}) << loglist(QStringList{uid});
+    constexpr int MAX_SHOWN_LENGTH = 65536;
+    qWarning().noquote() << name.left(MAX_SHOWN_LENGTH) << agent.left(MAX_SHOWN_LENGTH) << uid.left(MAX_SHOWN_LENGTH);
 }
 
 } // namespace

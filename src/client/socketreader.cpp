@@ -6,6 +6,7 @@
 #include <QThread>
 
 #include <algorithm>
+#include <sys/ioctl.h>
 
 namespace tarvex::socketreader {
 
@@ -176,7 +177,10 @@ QByteArray readPayload(const QPointer<QTcpSocket>& socket, qint32 size, const Gi
 
 bool hasUnaskedBytes(const QPointer<QTcpSocket>& socket)
 {
-    if (socket && socket->bytesAvailable() == 0) {
+    int waiting = 0;
+    // The system is asked first, because Qt makes an error of nothing being there.
+    if (socket && socket->bytesAvailable() == 0
+        && ::ioctl(static_cast<int>(socket->socketDescriptor()), FIONREAD, &waiting) == 0 && waiting > 0) {
         QuietSocket(socket).takeIn();
     }
     return socket && socket->bytesAvailable() > 0;

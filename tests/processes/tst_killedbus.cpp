@@ -127,8 +127,10 @@ void TstKilledbus::everyAcceptedMessage_arrivesOnceAndInOrder()
     const QTemporaryDir folder;
     ChildProcess bus(QStringLiteral(DEVBUS),
                      {QStringLiteral("--storage"), folder.filePath(QStringLiteral("bus.sqlite"))});
-    ChildProcess receiver(QStringLiteral(CHAOS_SERVICE), {QStringLiteral("receiver")});
-    ChildProcess sender(QStringLiteral(CHAOS_SERVICE), sending(MESSAGE_COUNT));
+    // Most connections are killed within a second, after which the library waits for 5 s. These look sooner, so that
+    // there is traffic to be killed.
+    ChildProcess receiver(QStringLiteral(CHAOS_SERVICE), {QStringLiteral("receiver"), QStringLiteral("--look")});
+    ChildProcess sender(QStringLiteral(CHAOS_SERVICE), sending(MESSAGE_COUNT) << QStringLiteral("--look"));
     bus.start();
     QVERIFY(bus.waitForLine(QString()));
     receiver.start();

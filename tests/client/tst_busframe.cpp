@@ -128,6 +128,12 @@ QByteArray payloadOf(const QByteArray& frame)
     return frame.mid(frame.indexOf("\r\n", frame.indexOf("\r\n") + 2) + 2);
 }
 
+/// Where the system does not let a process forget its former peak, that of the earlier tests is part of the figure.
+qint64 peakLimitKiB(const memoryuse::Peak& peak)
+{
+    return (peak.isKnown() ? 150 : 400) * 1024LL;
+}
+
 } // namespace
 
 class TstBusframe : public QObject
@@ -375,11 +381,8 @@ void TstBusframe::decode_tooManyValues_isRefusedCheaply()
     QCOMPARE(decoded.errorText, QStringLiteral("too large document"));
     QVERIFY(decoded.envelope.isEmpty());
     QVERIFY(decoded.json.startsWith("[0,0,"));
-    if (!peak.isKnown()) {
-        QSKIP("the system does not tell the peak");
-    }
     qInfo("%lld KiB", grown);
-    QVERIFY(grown < 150L * 1024);
+    QVERIFY(grown < peakLimitKiB(peak));
 }
 
 void TstBusframe::decode_manyValues_staysWithinBounds_data()
@@ -399,12 +402,9 @@ void TstBusframe::decode_manyValues_staysWithinBounds()
     const qint64 grown = peak.grown();
     QVERIFY(decoded.isValid);
     QCOMPARE(decoded.envelope.size(), 1);
-    if (!peak.isKnown()) {
-        QSKIP("the system does not tell the peak");
-    }
     qInfo("%lld KiB", grown);
 #if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
-    QVERIFY(grown < 150L * 1024);
+    QVERIFY(grown < peakLimitKiB(peak));
 #endif
 }
 

@@ -31,9 +31,12 @@ struct End
 QStringList checked(const QStringList& command)
 {
 #ifdef VALGRIND
-    const QStringList valgrind{QStringLiteral(VALGRIND), QStringLiteral("--quiet"),
-                               QStringLiteral("--error-exitcode=99"), QStringLiteral("--leak-check=no"),
-                               QStringLiteral("--undef-value-errors=no")};
+    const QStringList valgrind{QStringLiteral(VALGRIND),
+                               QStringLiteral("--quiet"),
+                               QStringLiteral("--error-exitcode=99"),
+                               QStringLiteral("--leak-check=no"),
+                               QStringLiteral("--undef-value-errors=no"),
+                               QStringLiteral("--suppressions=" VALGRIND_SUPPRESSIONS)};
     return valgrind + command;
 #else
     return command;

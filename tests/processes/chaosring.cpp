@@ -2,6 +2,7 @@
 
 #include <QCoreApplication>
 #include <QEventLoop>
+#include <QRegularExpression>
 #include <QSet>
 #include <QSqlDatabase>
 #include <QSqlQuery>
@@ -10,14 +11,15 @@
 #include <QVariant>
 
 #include <algorithm>
+#include <numeric>
 
 namespace {
 
 constexpr quint16 QUERY_PORT = 45535;
 constexpr int PATIENCE_MS = 30000;
 /// Short bursts, so that a service that is ended in the middle of one has something on its way; and pauses, so that no
-/// more is on its way than it can work off in the time that it has for its end.
-constexpr int BURST = 15;
+/// more is on its way than it can work off in the time that it has for its end, on a busy machine as well.
+constexpr int BURST = 8;
 constexpr int PAUSE_MS = 1000;
 constexpr int HANDLING_MS = 10;
 
@@ -34,6 +36,20 @@ QString flowName(const char* kind, const QString& from, const QString& to)
 QString endOf(const QString& service)
 {
     return service + QLatin1String(" ended");
+}
+
+/// What a service has warned that it dropped, over the end of its process. When it cannot say how much, it may be all.
+int droppedIn(const QStringList& errorLines)
+{
+    static const QRegularExpression counted(
+        QStringLiteral("(?:Dropped|Stopped a worker ahead of) ([0-9]+) queued messages and calls"));
+    constexpr int ALL = 1000000;
+    int sum = 0;
+    for (const QString& line : errorLines) {
+        sum += counted.match(line).captured(1).toInt();
+        sum += line.contains(QLatin1String("did not stop in time: what is queued for it may be lost")) ? ALL : 0;
+    }
+    return sum;
 }
 
 QString listed(const QStringList& items)
@@ -160,22 +176,36 @@ bool ChaosRing::finish()
 
 QStringList ChaosRing::violations() const
 {
+    QMap<QString, int> warnedOf;
+    for (const Service& service : m_services) {
+        warnedOf.insert(service.name, std::accumulate(service.dropped.cbegin(), service.dropped.cend(), 0));
+    }
     QStringList found;
+    const auto judge = [&found, &warnedOf](const QString& text, const QStringList& lost, const QString& service) {
+        int& left = warnedOf[service];
+        if (lost.size() <= left) {
+            left -= lost.size();
+        } else {
+            found.append(QStringLiteral("%1: %2").arg(text, listed(lost)));
+        }
+    };
     for (auto flow = m_flows.cbegin(); flow != m_flows.cend(); ++flow) {
-        found += violations(flow.key(), flow.value());
+        const QStringList words = flow.key().split(QLatin1Char(' '));
+        const QString title = QStringLiteral("%1 of %2 to %3").arg(words.at(0), words.at(1), words.at(2));
+        judge(title + QLatin1String(" lost"), lostIn(flow.value(), words.at(2)), words.at(2));
+        found += disorder(title, flow.value());
     }
     for (const Service& service : m_services) {
-        QStringList unanswered;
-        for (const QString& number : service.handled) {
-            if (service.hasCommandsWorker && !service.answered.contains(number)) {
-                unanswered.append(number);
-            }
-        }
-        if (!unanswered.isEmpty()) {
-            found.append(QStringLiteral("%1 handled and has sent no answer: %2").arg(service.name, listed(unanswered)));
-        }
+        judge(service.name + QLatin1String(" handled and has sent no answer"), unansweredBy(service), service.name);
     }
     return found;
+}
+
+int ChaosRing::endsWithWarning() const
+{
+    return std::accumulate(m_services.cbegin(), m_services.cend(), 0, [](int sum, const Service& service) {
+        return sum + int(service.dropped.size()) - int(service.dropped.count(0));
+    });
 }
 
 QString ChaosRing::figures() const
@@ -235,6 +265,7 @@ bool ChaosRing::endProcess(Service& service)
 {
     const int status = service.process->terminate();
     readLines(service);
+    service.dropped.append(droppedIn(service.process->errorLines()));
     if (status != 0) {
         return fail(QStringLiteral("%1 ended with %2").arg(service.name, QString::number(status)));
     }
@@ -348,16 +379,19 @@ int ChaosRing::waitingAtBus() const
     return count;
 }
 
-QStringList ChaosRing::violations(const FlowName& name, const Flow& flow) const
+QStringList ChaosRing::lostIn(const Flow& flow, const QString& receiver) const
 {
-    const QStringList words = name.split(QLatin1Char(' '));
-    const QString title = QStringLiteral("%1 of %2 to %3").arg(words.at(0), words.at(1), words.at(2));
     QStringList lost;
     for (const Flow::Sending& sending : flow.accepted) {
         if (!flow.delivered.contains(sending.number)) {
-            lost.append(QStringLiteral("%1 (%2)").arg(QString::number(sending.number), endAfter(sending, words.at(2))));
+            lost.append(QStringLiteral("%1 (%2)").arg(QString::number(sending.number), endAfter(sending, receiver)));
         }
     }
+    return lost;
+}
+
+QStringList ChaosRing::disorder(const QString& title, const Flow& flow)
+{
     QStringList twice;
     QStringList early;
     QSet<int> seen;
@@ -372,9 +406,6 @@ QStringList ChaosRing::violations(const FlowName& name, const Flow& flow) const
         highest = qMax(highest, number);
     }
     QStringList found;
-    if (!lost.isEmpty()) {
-        found.append(QStringLiteral("%1 lost: %2").arg(title, listed(lost)));
-    }
     if (!twice.isEmpty()) {
         found.append(QStringLiteral("%1 delivered twice: %2").arg(title, listed(twice)));
     }
@@ -382,6 +413,17 @@ QStringList ChaosRing::violations(const FlowName& name, const Flow& flow) const
         found.append(QStringLiteral("%1 out of order: %2").arg(title, listed(early)));
     }
     return found;
+}
+
+QStringList ChaosRing::unansweredBy(const Service& service)
+{
+    QStringList unanswered;
+    for (const QString& number : service.handled) {
+        if (service.hasCommandsWorker && !service.answered.contains(number)) {
+            unanswered.append(number);
+        }
+    }
+    return unanswered;
 }
 
 /// The end that most likely lost it. What a service has said may be read only after the step in which it has said it.

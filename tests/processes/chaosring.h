@@ -3,6 +3,7 @@
 
 #include "childprocess.h"
 
+#include <QList>
 #include <QMap>
 #include <QStringList>
 #include <QTemporaryDir>
@@ -56,8 +57,11 @@ public:
     /// Why the last call that failed did.
     QString errorString() const { return m_errorString; }
 
-    /// What was lost, came twice or out of order, one line for each; only to be asked after finish().
+    /// What was lost, came twice or out of order, one line for each; only to be asked after finish(). What a service
+    /// has warned of at its end, because there was more than it had the time for, counts as told and not as lost.
     QStringList violations() const;
+    /// So many ends there were whose service has warned that it dropped something.
+    int endsWithWarning() const;
     /// So many numbers and answers were accepted, not accepted, delivered.
     QString figures() const;
 
@@ -92,6 +96,7 @@ private:
         int lastSentToItAtKill = 0;
         QStringList handled;
         QStringList answered;
+        QList<int> dropped; ///< How much each end has warned of that did.
     };
 
     bool startBus();
@@ -107,7 +112,9 @@ private:
     bool waitFor(const std::function<bool()>& condition, const QString& what, int timeoutMs);
     bool hasEverything() const;
     int waitingAtBus() const;
-    QStringList violations(const FlowName& name, const Flow& flow) const;
+    static QStringList disorder(const QString& title, const Flow& flow);
+    QStringList lostIn(const Flow& flow, const QString& receiver) const;
+    static QStringList unansweredBy(const Service& service);
     QString endAfter(const Flow::Sending& sending, const QString& receiver) const;
     bool fail(const QString& text);
 

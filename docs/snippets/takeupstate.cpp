@@ -1,0 +1,68 @@
+#include "client/supportedclients.h"
+#include "client/tarvexqueryhandler.h"
+#include "client/tarvexqueryworker.h"
+#include "statewrapper/statecatcher.h"
+
+//! [includes]
+#include <QJsonDocument>
+#include <QJsonObject>
+//! [includes]
+
+namespace {
+
+constexpr int STATE_INTERVAL_MS = 60000;
+
+} // namespace
+
+//! [worker]
+/// Reports the state, once it has taken up what the bus has stored of it.
+class DoorQueryWorker : public tarvex::TarvexQueryWorker
+{
+    Q_OBJECT
+public:
+    DoorQueryWorker() : TarvexQueryWorker(STATE_INTERVAL_MS, tarvex::BUSNAME_DOOR_SENSOR) { }
+
+    void doSendState() override
+    {
+        if (m_isTakenUp) {
+            handler->saveState(StateCatcher().toClientState());
+        }
+    }
+
+    void doApplySettings(tarvex::ClientSettings settings) override { Q_UNUSED(settings) }
+
+public Q_SLOTS:
+
+    void takeUpState()
+    {
+        if (m_isTakenUp) {
+            return; // A reconnection: the process knows better than the bus.
+        }
+        tarvex::ClientState last;
+        if (handler->loadState(QString(), last)) {
+            const QJsonObject values = QJsonDocument::fromJson(last.state().toUtf8()).object();
+            StateCatcher() << catchvalue(QStringLiteral("openings"), values.value(QLatin1String("openings")).toInt());
+        }
+        m_isTakenUp = handler->isOpen(); // When the bus has none yet it refuses, and stays connected.
+    }
+
+private:
+    bool m_isTakenUp = false;
+};
+//! [worker]
+
+/// The part of the service that makes the worker.
+class DoorService : public QObject
+{
+public:
+    void doStart()
+    {
+        auto* const queries = new DoorQueryWorker;
+        //! [connections]
+        connect(queries, SIGNAL(workerConnected()), queries, SLOT(takeUpState()), Qt::QueuedConnection);
+        connect(queries, SIGNAL(workerConnected()), queries, SLOT(sendState()), Qt::QueuedConnection);
+        //! [connections]
+    }
+};
+
+#include "takeupstate.moc"

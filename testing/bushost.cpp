@@ -1,5 +1,7 @@
 #include "bushost_p.h"
 
+#include "waitreport_p.h"
+
 #include <QCoreApplication>
 
 using tarvex::devbus::BusServer;
@@ -76,6 +78,14 @@ bool BusHost::perform(const QString& client, const QString& operation, const QVa
     return true;
 }
 
+void BusHost::noteParties(const Message& message)
+{
+    Message parties;
+    parties.setSender(message.sender());
+    parties.setReciever(message.reciever());
+    m_parties.insert(message.uid(), parties);
+}
+
 void BusHost::addFault(const QString& client, const QString& operation, const BusServer::Fault& fault)
 {
     m_faultRules.prepend({client, operation, fault}); // the latest counts
@@ -90,7 +100,7 @@ void BusHost::clearFaults()
 
 bool BusHost::fail(const QString& text)
 {
-    m_errorString = text;
+    m_errorString = shortened(text, MAX_ERROR_BYTES);
     return false;
 }
 

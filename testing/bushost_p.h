@@ -2,6 +2,7 @@
 #define BUSHOST_P_H
 
 #include "busrecord_p.h"
+#include "records/message.h"
 #include "serverthread.h"
 
 #include <QHash>
@@ -29,10 +30,10 @@ public:
     bool perform(const QString& client, const QString& operation, const QVariantMap& data,
                  QVariantMap* answer = nullptr);
 
-    /// Remembers who has sent a message, and says so; empty for one that was not noted.
-    void noteSender(const QString& uid, const QString& sender) { m_senders.insert(uid, sender); }
+    /// Remembers the parties of a message of the test, and gives them back; an empty message when none was noted.
+    void noteParties(const Message& message);
 
-    QString senderOf(const QString& uid) const { return m_senders.value(uid); }
+    Message parties(const QString& uid) const { return m_parties.value(uid); }
 
     /// An empty \a client or \a operation stands for every one.
     void addFault(const QString& client, const QString& operation, const devbus::BusServer::Fault& fault);
@@ -58,7 +59,7 @@ private:
 
     QString m_errorString;
     QTemporaryDir m_folder;
-    QHash<QString, QString> m_senders; ///< Of the test's own messages, by uid.
+    QHash<QString, Message> m_parties; ///< Of the test's own messages, by uid; without the texts.
     QList<FaultRule> m_faultRules;
     BusRecord m_record;
     std::unique_ptr<devbus::ServerThread> m_server; ///< The last one: what it tells at its end goes to the record.

@@ -1,69 +1,14 @@
 #include "busrecord_p.h"
 
-#include "printable.h"
-#include "records/message.h"
-
 #include <QCoreApplication>
 #include <QEvent>
-#include <QJsonDocument>
 
 #include <algorithm>
 
 using tarvex::devbus::BusConnection;
 using tarvex::devbus::BusServer;
-using tarvex::devbus::MAX_SHOWN_NAME_LENGTH;
-using tarvex::devbus::printable;
 
 namespace tarvex::testing {
-
-namespace {
-
-constexpr int MAX_DESCRIBED_REQUESTS = 20;
-constexpr int MAX_DESCRIBED_CHARACTERS = 200;
-
-/// A name from a client, as it may stand in a line.
-QString quoted(const QString& name)
-{
-    return QLatin1Char('"') + printable(name, MAX_SHOWN_NAME_LENGTH) + QLatin1Char('"');
-}
-
-QString outcome(int code)
-{
-    if (code == 0) {
-        return {};
-    }
-    return code == BusServer::SILENCE ? QStringLiteral(" (not answered)")
-                                      : QStringLiteral(" (refused with %1)").arg(code);
-}
-
-QString describeRequest(const BusRecord::Request& request)
-{
-    QString what;
-    if (request.operation == QLatin1String("sendMessage")) {
-        const Message message = Message::fromVariantMap(request.data);
-        what = quoted(request.client) + QLatin1String(" to ") + quoted(message.reciever()) + QLatin1String(": ")
-            + printable(message.message(), MAX_DESCRIBED_CHARACTERS);
-    } else {
-        const QByteArray data = QJsonDocument::fromVariant(request.data).toJson(QJsonDocument::Compact);
-        what = quoted(request.client) + QLatin1String(", ") + printable(request.operation, MAX_SHOWN_NAME_LENGTH)
-            + QLatin1String(": ") + printable(QString::fromUtf8(data), MAX_DESCRIBED_CHARACTERS);
-    }
-    return QLatin1String("\n  ") + what + outcome(request.code);
-}
-
-QString describeClients(const QString& port, const QStringList& clients)
-{
-    if (clients.isEmpty()) {
-        return QStringLiteral("nobody on the %1 port").arg(port);
-    }
-    QStringList names;
-    for (const QString& client : clients) {
-        names.append(printable(client, MAX_SHOWN_NAME_LENGTH));
-    }
-    return names.join(QLatin1String(", ")) + QStringLiteral(" on the %1 port").arg(port);
-}
-
-} // namespace
 
 void BusRecord::observe(BusServer& server)
 {
@@ -109,8 +54,7 @@ void BusRecord::clear()
 
 bool BusRecord::isConnected(const QString& client, BusConnection::Port port) const
 {
-    const std::lock_guard<std::mutex> lock(m_mutex);
-    return (port == BusConnection::Port::Query ? m_queryClients : m_receiverClients).contains(client);
+    return clients(port).contains(client);
 }
 
 bool BusRecord::isAcknowledged(const QString& uid) const
@@ -124,19 +68,10 @@ void BusRecord::forgetClients()
     setClients({}, {});
 }
 
-QString BusRecord::describe() const
+QStringList BusRecord::clients(BusConnection::Port port) const
 {
     const std::lock_guard<std::mutex> lock(m_mutex);
-    QString text = QLatin1String("There: ") + describeClients(QStringLiteral("query"), m_queryClients)
-        + QLatin1String("; ") + describeClients(QStringLiteral("receiver"), m_receiverClients);
-    if (m_requests.isEmpty()) {
-        return text + QLatin1String(".\nNothing came that was not taken.");
-    }
-    text += QStringLiteral(".\nCame and was not taken, %1 in all:").arg(m_requests.size());
-    for (int index = qMax(0, m_requests.size() - MAX_DESCRIBED_REQUESTS); index < m_requests.size(); ++index) {
-        text += describeRequest(m_requests.at(index));
-    }
-    return text;
+    return port == BusConnection::Port::Query ? m_queryClients : m_receiverClients;
 }
 
 bool BusRecord::event(QEvent* event)

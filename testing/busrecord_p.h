@@ -37,13 +37,11 @@ public:
     bool remove(qint64 number);
     void clear();
 
+    QStringList clients(devbus::BusConnection::Port port) const;
     bool isConnected(const QString& client, devbus::BusConnection::Port port) const;
     bool isAcknowledged(const QString& uid) const;
     /// A server that is stopped does not tell who has gone.
     void forgetClients();
-
-    /// Who is connected and what is there, for people, a line each; of many requests the last ones.
-    QString describe() const;
 
     /// Does nothing but end the wait of this thread's event loop: there is something new.
     bool event(QEvent* event) override;

@@ -2,6 +2,7 @@
 
 #include "bushost_p.h"
 #include "delivery.h"
+#include "waitreport_p.h"
 
 #include <QCoreApplication>
 #include <QEventLoop>
@@ -66,13 +67,36 @@ std::optional<TarvexCommand> commandOf(const Message& message)
     return command;
 }
 
+// What a wait that has failed tells first.
+
+/// Noise is left out unless it is the operation that was waited for.
+WaitReport::Filter isOfClient(const QString& client, const QString& operation = {})
+{
+    return [client, operation](const BusRecord::Request& request) {
+        return request.client == client && (request.operation == operation || !WaitReport::isNoise(request));
+    };
+}
+
+WaitReport::Filter isMessageTo(const QString& reciever)
+{
+    return [reciever](const BusRecord::Request& request) {
+        return request.operation == sendMessageOperation() && sentMessage(request).reciever() == reciever;
+    };
+}
+
+WaitReport::Filter isAbout(const QString& owner, const QString& operation)
+{
+    return [owner, operation](const BusRecord::Request& request) {
+        return request.operation == operation
+            && (request.client == owner || request.data.value(QStringLiteral("owner")).toString() == owner);
+    };
+}
+
 /// Of the requests that a wait has not looked at yet, takes the first that is wanted.
 class Search
 {
 public:
-    using Filter = std::function<bool(const BusRecord::Request& request)>;
-
-    Search(BusRecord& record, const Filter& isWanted) : m_record(record), m_isWanted(isWanted) { }
+    Search(BusRecord& record, const WaitReport::Filter& isWanted) : m_record(record), m_isWanted(isWanted) { }
 
     bool operator()()
     {
@@ -88,7 +112,7 @@ public:
 
 private:
     BusRecord& m_record;
-    const Filter m_isWanted;
+    const WaitReport::Filter m_isWanted;
     qint64 m_lookedAt = 0;
 };
 
@@ -132,7 +156,8 @@ bool TestBus::waitForClient(const QString& client, int timeoutMs, Connections co
             return (connections == Connections::Receiver || record.isConnected(client, BusConnection::Port::Query))
                 && (connections == Connections::Query || record.isConnected(client, BusConnection::Port::Receiver));
         },
-        timeoutMs, QStringLiteral("\"%1\" has not joined the bus").arg(client));
+        timeoutMs,
+        {QStringLiteral("\"%1\" has not joined the bus").arg(client), isOfClient(client, QStringLiteral("handshake"))});
 }
 
 bool TestBus::waitForDisconnected(const QString& client, int timeoutMs)
@@ -143,7 +168,7 @@ bool TestBus::waitForDisconnected(const QString& client, int timeoutMs)
             return !record.isConnected(client, BusConnection::Port::Query)
                 && !record.isConnected(client, BusConnection::Port::Receiver);
         },
-        timeoutMs, QStringLiteral("\"%1\" has not left the bus").arg(client));
+        timeoutMs, {QStringLiteral("\"%1\" has not left the bus").arg(client), isOfClient(client)});
 }
 
 QString TestBus::sendCommand(const QString& sender, const QString& reciever, const QString& name,
@@ -168,14 +193,15 @@ QString TestBus::sendMessage(const Message& message)
     if (sent.uid().isEmpty()) {
         sent.setUid(devbus::Delivery::freshUid());
     }
-    m_host->noteSender(sent.uid(), sent.sender());
+    m_host->noteParties(sent);
     return m_host->perform(sent.sender(), sendMessageOperation(), sent.toVariantMap()) ? sent.uid() : QString();
 }
 
 bool TestBus::waitForAcknowledged(const QString& uid, int timeoutMs)
 {
     return waitUntil([&] { return m_host->record().isAcknowledged(uid); }, timeoutMs,
-                     QStringLiteral("the message \"%1\" was not acknowledged").arg(uid));
+                     {QStringLiteral("the message \"%1\" was not acknowledged").arg(uid),
+                      isOfClient(m_host->parties(uid).reciever())});
 }
 
 bool TestBus::saveSettings(const ClientSettings& settings)
@@ -228,7 +254,8 @@ std::optional<TarvexCommand> TestBus::waitForCommand(const QString& reciever, co
         return found && (name.isEmpty() || found->name() == name) && (!filter || filter(*found));
     });
     const QString what = name.isEmpty() ? QStringLiteral("a command") : QStringLiteral("the command \"%1\"").arg(name);
-    if (!waitUntil(std::ref(search), timeoutMs, QStringLiteral("%1 to \"%2\" has not come").arg(what, reciever))) {
+    if (!waitUntil(std::ref(search), timeoutMs,
+                   {QStringLiteral("%1 to \"%2\" has not come").arg(what, reciever), isMessageTo(reciever)})) {
         return std::nullopt;
     }
     return found;
@@ -241,7 +268,8 @@ std::optional<Message> TestBus::waitForMessage(const QString& reciever, int time
         message = sentMessage(request);
         return isSentMessage(request) && message.reciever() == reciever;
     });
-    if (!waitUntil(std::ref(search), timeoutMs, QStringLiteral("a message to \"%1\" has not come").arg(reciever))) {
+    if (!waitUntil(std::ref(search), timeoutMs,
+                   {QStringLiteral("a message to \"%1\" has not come").arg(reciever), isMessageTo(reciever)})) {
         return std::nullopt;
     }
     return message;
@@ -249,7 +277,7 @@ std::optional<Message> TestBus::waitForMessage(const QString& reciever, int time
 
 std::optional<TarvexCommand> TestBus::waitForReply(const QString& uid, int timeoutMs)
 {
-    const QString sender = m_host->senderOf(uid);
+    const QString sender = m_host->parties(uid).sender();
     if (sender.isEmpty()) {
         m_host->fail(QStringLiteral("no message with the uid \"%1\" was sent").arg(uid));
         return std::nullopt;
@@ -264,7 +292,8 @@ std::optional<TarvexCommand> TestBus::waitForReply(const QString& uid, int timeo
         return found.has_value();
     });
     if (!waitUntil(std::ref(search), timeoutMs,
-                   QStringLiteral("a reply to \"%1\" with the uid \"%2\" has not come").arg(sender, uid))) {
+                   {QStringLiteral("a reply to \"%1\" with the uid \"%2\" has not come").arg(sender, uid),
+                    isMessageTo(sender)})) {
         return std::nullopt;
     }
     return found;
@@ -277,23 +306,26 @@ std::optional<ClientState> TestBus::waitForState(const QString& owner, int timeo
 
 std::optional<ClientState> TestBus::waitForState(const QString& owner, const StateFilter& filter, int timeoutMs)
 {
+    const QString what = filter ? QStringLiteral("the state of \"%1\" that was wanted has not come")
+                                : QStringLiteral("a state of \"%1\" has not come");
+    WaitReport report(what.arg(owner), isAbout(owner, saveStateOperation()));
     ClientState state;
-    const auto isReport = [&](const BusRecord::Request& request) {
+    BusRecord::Request taken;
+    Search search(m_host->record(), [&](const BusRecord::Request& request) {
+        taken = request;
         state = ClientState::fromVariantMap(request.data);
         return request.operation == saveStateOperation() && request.code == 0 && state.owner() == owner;
-    };
-    Search search(m_host->record(), isReport);
+    });
     const auto findReport = [&] {
         while (search()) {
             if (!filter || filter(state)) {
                 return true;
             }
+            report.addRejected(taken);
         }
         return false;
     };
-    const QString what = filter ? QStringLiteral("the state of \"%1\" that was wanted has not come")
-                                : QStringLiteral("a state of \"%1\" has not come");
-    if (!waitUntil(findReport, timeoutMs, what.arg(owner))) {
+    if (!waitUntil(findReport, timeoutMs, report)) {
         return std::nullopt;
     }
     return state;
@@ -306,7 +338,9 @@ std::optional<ClientSettings> TestBus::waitForSettings(const QString& owner, int
         settings = ClientSettings::fromVariantMap(request.data);
         return request.operation == saveSettingsOperation() && request.code == 0 && settings.owner() == owner;
     });
-    if (!waitUntil(std::ref(search), timeoutMs, QStringLiteral("settings of \"%1\" have not come").arg(owner))) {
+    if (!waitUntil(
+            std::ref(search), timeoutMs,
+            {QStringLiteral("settings of \"%1\" have not come").arg(owner), isAbout(owner, saveSettingsOperation())})) {
         return std::nullopt;
     }
     return settings;
@@ -320,7 +354,8 @@ std::optional<QVariantMap> TestBus::waitForRequest(const QString& client, const 
         return request.client == client && request.operation == operation;
     });
     if (!waitUntil(std::ref(search), timeoutMs,
-                   QStringLiteral("the request \"%1\" of \"%2\" has not come").arg(operation, client))) {
+                   {QStringLiteral("the request \"%1\" of \"%2\" has not come").arg(operation, client),
+                    isOfClient(client, operation)})) {
         return std::nullopt;
     }
     return data;
@@ -358,7 +393,7 @@ void TestBus::serveRequests()
 
 /// Looks again after whatever the loop has done. No loop is entered for good: a service that quits the application
 /// would end that, and all that come after.
-bool TestBus::waitUntil(const std::function<bool()>& condition, int timeoutMs, const QString& what)
+bool TestBus::waitUntil(const std::function<bool()>& condition, int timeoutMs, const WaitReport& report)
 {
     QEventLoop loop;
     QTimer alarm; // wakes the loop up when the time is over
@@ -366,8 +401,7 @@ bool TestBus::waitUntil(const std::function<bool()>& condition, int timeoutMs, c
     alarm.start(qMax(0, timeoutMs));
     while (!condition()) {
         if (!alarm.isActive()) {
-            return m_host->fail(QStringLiteral("%1 within %2 ms. %3")
-                                    .arg(what, QString::number(timeoutMs), m_host->record().describe()));
+            return m_host->fail(report.text(m_host->record(), timeoutMs));
         }
         loop.processEvents(QEventLoop::WaitForMoreEvents);
         QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete); // left to a loop that is entered

@@ -18,6 +18,7 @@
 namespace tarvex::testing {
 
 class BusHost;
+class WaitReport;
 
 /// A bus of its own for the test of a service: the service joins it as it joins the device's, the test plays everybody
 /// else.
@@ -70,7 +71,9 @@ public:
 
     bool isRunning() const;
 
-    /// Why the last call that failed did, in words for a test's log; several lines where a wait failed.
+    /// Why the last call that failed did, in words for a test's log, in at most 900 bytes of UTF-8. A wait that failed
+    /// tells in several lines what has come and was not taken: first what is of the kind that was waited for (a message
+    /// to the same addressee), last handshakes and log lines, of each kind the latest first.
     QString errorString() const;
 
     // ---- Who is there
@@ -152,7 +155,7 @@ public:
     void serveRequests();
 
 private:
-    bool waitUntil(const std::function<bool()>& condition, int timeoutMs, const QString& what);
+    bool waitUntil(const std::function<bool()>& condition, int timeoutMs, const WaitReport& report);
 
     const std::unique_ptr<BusHost> m_host;
 };

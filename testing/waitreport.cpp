@@ -1,0 +1,178 @@
+#include "waitreport_p.h"
+
+#include "client/supportedclients.h"
+#include "printable.h"
+#include "records/message.h"
+
+#include <QJsonDocument>
+#include <QJsonObject>
+
+#include <algorithm>
+
+using tarvex::devbus::BusConnection;
+using tarvex::devbus::BusServer;
+using tarvex::devbus::MAX_SHOWN_NAME_LENGTH;
+using tarvex::devbus::printable;
+
+namespace tarvex::testing {
+
+namespace {
+
+// Chosen so that the beginning, one request and the count of the others always fit.
+constexpr int MAX_WHAT_BYTES = 240;
+constexpr int MAX_CLIENTS_BYTES = 100;
+constexpr int MAX_PARTIES_BYTES = 90;
+constexpr int MAX_CONTENT_BYTES = 150;
+constexpr int COUNT_BYTES = 24;
+
+int bytesOf(const QString& text)
+{
+    return text.toUtf8().size();
+}
+
+int bytesOf(uint character)
+{
+    return character < 0x80 ? 1 : character < 0x800 ? 2 : character < 0x10000 ? 3 : 4;
+}
+
+/// The text as it may stand in a line.
+QString shown(const QString& text, int maxBytes)
+{
+    const QString cut = shortened(text, maxBytes);
+    return printable(cut, cut.size());
+}
+
+QString quoted(const QString& name)
+{
+    return QLatin1Char('"') + printable(name, MAX_SHOWN_NAME_LENGTH) + QLatin1Char('"');
+}
+
+bool isSentMessage(const BusRecord::Request& request)
+{
+    return request.operation == QLatin1String("sendMessage");
+}
+
+/// The command in a message, "" when there is none.
+QString commandIn(const Message& message)
+{
+    return QJsonDocument::fromJson(message.message().toUtf8()).object().value(QLatin1String("cmd")).toString();
+}
+
+bool isLogLine(const BusRecord::Request& request)
+{
+    if (!isSentMessage(request)) {
+        return false;
+    }
+    const Message message = Message::fromVariantMap(request.data);
+    if (message.reciever() == BUSNAME_LOGGER) {
+        return commandIn(message) == QLatin1String("saveLog");
+    }
+    return message.reciever() == BUSNAME_TERMINAL_GUI && commandIn(message) == QLatin1String("showLogMessage");
+}
+
+QString outcome(int code)
+{
+    if (code == 0) {
+        return {};
+    }
+    return code == BusServer::SILENCE ? QStringLiteral(" (not answered)")
+                                      : QStringLiteral(" (refused with %1)").arg(code);
+}
+
+QString describeRequest(const BusRecord::Request& request)
+{
+    QString parties;
+    QString content;
+    if (isSentMessage(request)) {
+        const Message message = Message::fromVariantMap(request.data);
+        parties = quoted(request.client) + QLatin1String(" to ") + quoted(message.reciever());
+        content = message.message();
+    } else {
+        parties = quoted(request.client) + QLatin1String(", ") + printable(request.operation, MAX_SHOWN_NAME_LENGTH);
+        content = QString::fromUtf8(QJsonDocument::fromVariant(request.data).toJson(QJsonDocument::Compact));
+    }
+    return QLatin1String("\n  ") + shortened(parties, MAX_PARTIES_BYTES) + QLatin1String(": ")
+        + shown(content, MAX_CONTENT_BYTES) + outcome(request.code);
+}
+
+QString describeClients(const QString& port, const QStringList& clients)
+{
+    QStringList names;
+    for (const QString& client : clients) {
+        names.append(printable(client, MAX_SHOWN_NAME_LENGTH));
+    }
+    const QString list =
+        names.isEmpty() ? QStringLiteral("nobody") : shortened(names.join(QLatin1String(", ")), MAX_CLIENTS_BYTES);
+    return list + QStringLiteral(" on the %1 port").arg(port);
+}
+
+/// The requests, one a line, as many as fit into the bytes.
+QString describeRequests(const QList<BusRecord::Request>& requests, int maxBytes)
+{
+    QString text;
+    int left = maxBytes;
+    for (int index = 0; index < requests.size(); ++index) {
+        const QString line = describeRequest(requests.at(index));
+        const int others = requests.size() - index;
+        left -= bytesOf(line);
+        if (left < (others > 1 ? COUNT_BYTES : 0)) {
+            return text + QStringLiteral("\n  and %1 more").arg(others);
+        }
+        text += line;
+    }
+    return text;
+}
+
+} // namespace
+
+QString shortened(const QString& text, int maxBytes)
+{
+    if (bytesOf(text) <= maxBytes) {
+        return text;
+    }
+    const QVector<uint> characters = text.toUcs4();
+    const int half = (maxBytes - COUNT_BYTES) / 2; // the mark is no longer than a count
+    int begin = 0;
+    for (int bytes = bytesOf(characters.at(0)); bytes <= half; bytes += bytesOf(characters.at(begin))) {
+        ++begin;
+    }
+    int end = characters.size();
+    for (int bytes = bytesOf(characters.at(end - 1)); bytes <= half; bytes += bytesOf(characters.at(end - 1))) {
+        --end;
+    }
+    return QString::fromUcs4(characters.constData(), begin) + QStringLiteral("...(+%1)...").arg(end - begin)
+        + QString::fromUcs4(characters.constData() + end, characters.size() - end);
+}
+
+bool WaitReport::isNoise(const BusRecord::Request& request)
+{
+    return (request.operation == QLatin1String("handshake") && request.code == 0) || isLogLine(request);
+}
+
+QString WaitReport::text(const BusRecord& record, int timeoutMs) const
+{
+    QString text = QStringLiteral("%1 within %2 ms. There: ").arg(shortened(m_what, MAX_WHAT_BYTES)).arg(timeoutMs)
+        + describeClients(QStringLiteral("query"), record.clients(BusConnection::Port::Query)) + QLatin1String("; ")
+        + describeClients(QStringLiteral("receiver"), record.clients(BusConnection::Port::Receiver));
+    const QList<BusRecord::Request> requests = inOrder(record.requestsAfter(0) + m_rejected);
+    if (requests.isEmpty()) {
+        return text + QLatin1String(".\nNothing came that was not taken.");
+    }
+    text += QStringLiteral(".\nCame and was not taken, %1 in all:").arg(requests.size());
+    return text + describeRequests(requests, MAX_ERROR_BYTES - bytesOf(text));
+}
+
+QList<BusRecord::Request> WaitReport::inOrder(QList<BusRecord::Request> requests) const
+{
+    std::sort(requests.begin(), requests.end(),
+              [](const BusRecord::Request& one, const BusRecord::Request& other) { return one.number > other.number; });
+    QList<BusRecord::Request> near;
+    QList<BusRecord::Request> others;
+    QList<BusRecord::Request> noise;
+    for (const BusRecord::Request& request : qAsConst(requests)) {
+        (m_isNear(request) ? near : isNoise(request) ? noise : others).append(request);
+    }
+    return near + others + noise;
+}
+
+} // namespace tarvex::testing

@@ -7,8 +7,8 @@ import tempfile
 import unittest
 
 SCRIPT = pathlib.Path(__file__).resolve().parents[2] / "scripts/check-quotes"
-WHOLE = "int main()\n{\n    //! [call]\n    call();\n\n        again();\n    //! [call]\n}\n"
-SHOWN = "int main()\n{\n    call();\n\n        again();\n}\n"
+WHOLE = "int main()\n{\n    //! [call]\n    call();\n\n        again();\n\n    //! [call]\n}\n"
+SHOWN = "int main()\n{\n    call();\n\n        again();\n\n}\n"
 CALL = "call();\n\n    again();\n"
 BUILD = "#! [find]\nfind_package(tarvexlib)\n#! [find]\nadd_library(snippets OBJECT\n    listed.cpp)\n"
 

@@ -6,6 +6,7 @@
 //! [includes]
 #include <QJsonDocument>
 #include <QJsonObject>
+
 //! [includes]
 
 namespace {
@@ -49,6 +50,7 @@ public Q_SLOTS:
 private:
     bool m_isTakenUp = false;
 };
+
 //! [worker]
 
 /// The part of the service that makes the worker.

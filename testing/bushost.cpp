@@ -3,6 +3,8 @@
 #include "waitreport_p.h"
 
 #include <QCoreApplication>
+#include <QEventLoop>
+#include <QTimer>
 
 using tarvex::devbus::BusServer;
 
@@ -51,6 +53,24 @@ bool BusHost::setListening(bool isListening)
         errorString = server.errorString();
     });
     return isDone || fail(errorString);
+}
+
+/// Looks again after whatever the loop has done. No loop is entered for good: a service that quits the application
+/// would end that, and all that come after.
+bool BusHost::waitUntil(const std::function<bool()>& condition, int timeoutMs, const WaitReport& report)
+{
+    QEventLoop loop;
+    QTimer alarm; // wakes the loop up when the time is over
+    alarm.setSingleShot(true);
+    alarm.start(qMax(0, timeoutMs));
+    while (!condition()) {
+        if (!alarm.isActive()) {
+            return fail(report.text(m_record, timeoutMs));
+        }
+        loop.processEvents(QEventLoop::WaitForMoreEvents);
+        QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete); // left to a loop that is entered
+    }
+    return true;
 }
 
 void BusHost::dropConnections(const QString& client)

@@ -11,9 +11,12 @@
 #include <QTemporaryDir>
 #include <QVariantMap>
 
+#include <functional>
 #include <memory>
 
 namespace tarvex::testing {
+
+class WaitReport;
 
 /// The bus behind a TestBus: the server in its thread, where it stores, the rules for its faults, and its record.
 /// Everything here is called in the test's thread.
@@ -38,6 +41,10 @@ public:
     /// An empty \a client or \a operation stands for every one.
     void addFault(const QString& client, const QString& operation, const devbus::BusServer::Fault& fault);
     void clearFaults();
+
+    /// Runs the thread's event loop until \a condition is true. \return false when the time is over; \a report says
+    /// why.
+    bool waitUntil(const std::function<bool()>& condition, int timeoutMs, const WaitReport& report);
 
     BusRecord& record() { return m_record; }
 

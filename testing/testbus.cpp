@@ -4,11 +4,8 @@
 #include "delivery.h"
 #include "waitreport_p.h"
 
-#include <QCoreApplication>
-#include <QEventLoop>
 #include <QJsonDocument>
 #include <QJsonObject>
-#include <QTimer>
 
 using tarvex::devbus::BusConnection;
 using tarvex::devbus::BusServer;
@@ -151,7 +148,7 @@ QString TestBus::errorString() const
 bool TestBus::waitForClient(const QString& client, int timeoutMs, Connections connections)
 {
     const BusRecord& record = m_host->record();
-    return waitUntil(
+    return m_host->waitUntil(
         [&] {
             return (connections == Connections::Receiver || record.isConnected(client, BusConnection::Port::Query))
                 && (connections == Connections::Query || record.isConnected(client, BusConnection::Port::Receiver));
@@ -163,7 +160,7 @@ bool TestBus::waitForClient(const QString& client, int timeoutMs, Connections co
 bool TestBus::waitForDisconnected(const QString& client, int timeoutMs)
 {
     const BusRecord& record = m_host->record();
-    return waitUntil(
+    return m_host->waitUntil(
         [&] {
             return !record.isConnected(client, BusConnection::Port::Query)
                 && !record.isConnected(client, BusConnection::Port::Receiver);
@@ -199,9 +196,9 @@ QString TestBus::sendMessage(const Message& message)
 
 bool TestBus::waitForAcknowledged(const QString& uid, int timeoutMs)
 {
-    return waitUntil([&] { return m_host->record().isAcknowledged(uid); }, timeoutMs,
-                     {QStringLiteral("the message \"%1\" was not acknowledged").arg(uid),
-                      isOfClient(m_host->parties(uid).reciever())});
+    return m_host->waitUntil([&] { return m_host->record().isAcknowledged(uid); }, timeoutMs,
+                             {QStringLiteral("the message \"%1\" was not acknowledged").arg(uid),
+                              isOfClient(m_host->parties(uid).reciever())});
 }
 
 bool TestBus::saveSettings(const ClientSettings& settings)
@@ -254,8 +251,8 @@ std::optional<TarvexCommand> TestBus::waitForCommand(const QString& reciever, co
         return found && (name.isEmpty() || found->name() == name) && (!filter || filter(*found));
     });
     const QString what = name.isEmpty() ? QStringLiteral("a command") : QStringLiteral("the command \"%1\"").arg(name);
-    if (!waitUntil(std::ref(search), timeoutMs,
-                   {QStringLiteral("%1 to \"%2\" has not come").arg(what, reciever), isMessageTo(reciever)})) {
+    if (!m_host->waitUntil(std::ref(search), timeoutMs,
+                           {QStringLiteral("%1 to \"%2\" has not come").arg(what, reciever), isMessageTo(reciever)})) {
         return std::nullopt;
     }
     return found;
@@ -268,8 +265,8 @@ std::optional<Message> TestBus::waitForMessage(const QString& reciever, int time
         message = sentMessage(request);
         return isSentMessage(request) && message.reciever() == reciever;
     });
-    if (!waitUntil(std::ref(search), timeoutMs,
-                   {QStringLiteral("a message to \"%1\" has not come").arg(reciever), isMessageTo(reciever)})) {
+    if (!m_host->waitUntil(std::ref(search), timeoutMs,
+                           {QStringLiteral("a message to \"%1\" has not come").arg(reciever), isMessageTo(reciever)})) {
         return std::nullopt;
     }
     return message;
@@ -291,9 +288,9 @@ std::optional<TarvexCommand> TestBus::waitForReply(const QString& uid, int timeo
         found = commandOf(message);
         return found.has_value();
     });
-    if (!waitUntil(std::ref(search), timeoutMs,
-                   {QStringLiteral("a reply to \"%1\" with the uid \"%2\" has not come").arg(sender, uid),
-                    isMessageTo(sender)})) {
+    if (!m_host->waitUntil(std::ref(search), timeoutMs,
+                           {QStringLiteral("a reply to \"%1\" with the uid \"%2\" has not come").arg(sender, uid),
+                            isMessageTo(sender)})) {
         return std::nullopt;
     }
     return found;
@@ -325,7 +322,7 @@ std::optional<ClientState> TestBus::waitForState(const QString& owner, const Sta
         }
         return false;
     };
-    if (!waitUntil(findReport, timeoutMs, report)) {
+    if (!m_host->waitUntil(findReport, timeoutMs, report)) {
         return std::nullopt;
     }
     return state;
@@ -338,7 +335,7 @@ std::optional<ClientSettings> TestBus::waitForSettings(const QString& owner, int
         settings = ClientSettings::fromVariantMap(request.data);
         return request.operation == saveSettingsOperation() && request.code == 0 && settings.owner() == owner;
     });
-    if (!waitUntil(
+    if (!m_host->waitUntil(
             std::ref(search), timeoutMs,
             {QStringLiteral("settings of \"%1\" have not come").arg(owner), isAbout(owner, saveSettingsOperation())})) {
         return std::nullopt;
@@ -353,9 +350,9 @@ std::optional<QVariantMap> TestBus::waitForRequest(const QString& client, const 
         data = request.data;
         return request.client == client && request.operation == operation;
     });
-    if (!waitUntil(std::ref(search), timeoutMs,
-                   {QStringLiteral("the request \"%1\" of \"%2\" has not come").arg(operation, client),
-                    isOfClient(client, operation)})) {
+    if (!m_host->waitUntil(std::ref(search), timeoutMs,
+                           {QStringLiteral("the request \"%1\" of \"%2\" has not come").arg(operation, client),
+                            isOfClient(client, operation)})) {
         return std::nullopt;
     }
     return data;
@@ -389,24 +386,6 @@ void TestBus::ignoreRequests(const QString& operation, const QString& client)
 void TestBus::serveRequests()
 {
     m_host->clearFaults();
-}
-
-/// Looks again after whatever the loop has done. No loop is entered for good: a service that quits the application
-/// would end that, and all that come after.
-bool TestBus::waitUntil(const std::function<bool()>& condition, int timeoutMs, const WaitReport& report)
-{
-    QEventLoop loop;
-    QTimer alarm; // wakes the loop up when the time is over
-    alarm.setSingleShot(true);
-    alarm.start(qMax(0, timeoutMs));
-    while (!condition()) {
-        if (!alarm.isActive()) {
-            return m_host->fail(report.text(m_host->record(), timeoutMs));
-        }
-        loop.processEvents(QEventLoop::WaitForMoreEvents);
-        QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete); // left to a loop that is entered
-    }
-    return true;
 }
 
 } // namespace tarvex::testing

@@ -18,7 +18,6 @@
 namespace tarvex::testing {
 
 class BusHost;
-class WaitReport;
 
 /// A bus of its own for the test of a service: the service joins it as it joins the device's, the test plays everybody
 /// else.
@@ -155,8 +154,6 @@ public:
     void serveRequests();
 
 private:
-    bool waitUntil(const std::function<bool()>& condition, int timeoutMs, const WaitReport& report);
-
     const std::unique_ptr<BusHost> m_host;
 };
 

@@ -1,5 +1,5 @@
 #include "gateservice.h"
-#include "quitonsignal.h"
+#include "support/quitonsignal.h"
 #include "visible.h"
 
 #include <QCoreApplication>
@@ -7,7 +7,7 @@
 int main(int argc, char** argv)
 {
     QCoreApplication application(argc, argv);
-    const QuitOnSignal quitOnSignal; // before any thread is started
+    const wexcor::QuitOnSignal quitOnSignal; // before any thread is started
     logVisibly();
     const QStringList arguments = QCoreApplication::arguments();
     GateService service(arguments.size() > 1 ? arguments.at(1) : QStringLiteral("gate"));

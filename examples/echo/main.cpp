@@ -2,7 +2,7 @@
 
 #include "client/tarvexcontroller.h"
 #include "client/tarvexmsgworker.h"
-#include "quitonsignal.h"
+#include "support/quitonsignal.h"
 #include "visible.h"
 
 #include <QCoreApplication>
@@ -39,7 +39,7 @@ private:
 int main(int argc, char** argv)
 {
     QCoreApplication application(argc, argv);
-    const QuitOnSignal quitOnSignal; // before any thread is started
+    const wexcor::QuitOnSignal quitOnSignal; // before any thread is started
     logVisibly();
     const QStringList arguments = QCoreApplication::arguments();
     EchoService service(arguments.size() > 1 ? arguments.at(1) : QStringLiteral("echo"));

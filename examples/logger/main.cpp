@@ -1,7 +1,7 @@
 #include "client/supportedclients.h"
 #include "client/tarvexcontroller.h"
 #include "client/tarvexmsgworker.h"
-#include "quitonsignal.h"
+#include "support/quitonsignal.h"
 #include "visible.h"
 
 #include <QCoreApplication>
@@ -46,7 +46,7 @@ public:
 int main(int argc, char** argv)
 {
     QCoreApplication application(argc, argv);
-    const QuitOnSignal quitOnSignal; // before any thread is started
+    const wexcor::QuitOnSignal quitOnSignal; // before any thread is started
     logVisibly();
     LogService service;
     service.doStart();

@@ -6,8 +6,8 @@
 #include "client/tarvexqueryhandler.h"
 #include "client/tarvexqueryworker.h"
 #include "cmdlayer/tarvexcommand.h"
-#include "quitonsignal.h"
 #include "statewrapper/statecatcher.h"
+#include "support/quitonsignal.h"
 #include "visible.h"
 
 #include <QCoreApplication>
@@ -85,7 +85,7 @@ private Q_SLOTS:
 int main(int argc, char** argv)
 {
     QCoreApplication application(argc, argv);
-    const QuitOnSignal quitOnSignal; // before any thread is started
+    const wexcor::QuitOnSignal quitOnSignal; // before any thread is started
     logVisibly();
     DoorService service;
     service.doStart();

@@ -3,7 +3,7 @@
 #include "client/tarvexmsgworker.h"
 #include "client/tarvexqueryhandler.h"
 #include "client/tarvexqueryworker.h"
-#include "quitonsignal.h"
+#include "support/quitonsignal.h"
 #include "visible.h"
 
 #include <QCoreApplication>
@@ -77,7 +77,7 @@ public:
 int main(int argc, char** argv)
 {
     QCoreApplication application(argc, argv);
-    const QuitOnSignal quitOnSignal; // before any thread is started
+    const wexcor::QuitOnSignal quitOnSignal; // before any thread is started
     logVisibly();
     WatchService service;
     service.doStart();

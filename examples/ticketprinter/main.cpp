@@ -1,6 +1,6 @@
 #include "client/supportedclients.h"
 #include "printerservice.h"
-#include "quitonsignal.h"
+#include "support/quitonsignal.h"
 #include "visible.h"
 
 #include <QCoreApplication>
@@ -8,7 +8,7 @@
 int main(int argc, char** argv)
 {
     QCoreApplication application(argc, argv);
-    const QuitOnSignal quitOnSignal; // before any thread is started
+    const wexcor::QuitOnSignal quitOnSignal; // before any thread is started
     logVisibly();
     const QStringList arguments = QCoreApplication::arguments();
     PrinterService service(arguments.size() > 1 ? arguments.at(1) : tarvex::BUSNAME_TICKET_PRINTER);

@@ -4,7 +4,7 @@
 #include "client/tarvexqueryworker.h"
 #include "cmdlayer/abstracttarvexcommandsworker.h"
 #include "cmdlayer/tarvexcommand.h"
-#include "quitonsignal.h"
+#include "support/quitonsignal.h"
 
 #include <QCommandLineParser>
 #include <QCoreApplication>
@@ -347,7 +347,7 @@ Task taskFromCommandLine()
 int main(int argc, char** argv)
 {
     QCoreApplication application(argc, argv);
-    const QuitOnSignal quitOnSignal;
+    const wexcor::QuitOnSignal quitOnSignal;
     const Task task = taskFromCommandLine();
     if (task.name.isEmpty()) {
         return 2;

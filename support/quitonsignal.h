@@ -1,0 +1,55 @@
+#ifndef QUITONSIGNAL_H
+#define QUITONSIGNAL_H
+
+#include "wexcorcore_export.h"
+
+#include <QtGlobal>
+
+#include <memory>
+
+namespace wexcor {
+
+/// Ends the event loop on SIGTERM and SIGINT, so that a service leaves in order: QCoreApplication::exec() returns, and
+/// what main() has made is destroyed.
+///
+/// \code
+/// int main(int argc, char** argv)
+/// {
+///     QCoreApplication application(argc, argv);
+///     const wexcor::QuitOnSignal quitOnSignal;
+///     Service service;
+///     service.doStart();
+///     return QCoreApplication::exec();
+/// }
+/// \endcode
+///
+/// Make one, in the main thread, after the QCoreApplication and before any thread is started: the signals are blocked
+/// in the thread that makes it, and only threads that it starts later inherit that. A signal that another thread does
+/// not block ends the process at once. A signal that comes before exec() is kept until the event loop runs.
+///
+/// A second signal, while the service is ending, changes nothing. SIGQUIT and SIGKILL are not touched: they end the
+/// process at once. A signal that was ignored before, as SIGINT is in a background job of a shell script, stays
+/// ignored.
+///
+/// Programs that the process starts inherit the blocked signals as well: one that is to be ended by them unblocks them
+/// itself, or in QProcess::setupChildProcess().
+///
+/// When the system gives no file descriptor for the signals (signalfd() fails, mostly because too many files are open),
+/// a warning is logged and the signals are left as they were: each ends the process at once.
+class WEXCORCORE_EXPORT QuitOnSignal
+{
+public:
+    QuitOnSignal();
+    /// Puts the signals back as they were in this thread. Those that have come since then are dropped.
+    ~QuitOnSignal();
+    Q_DISABLE_COPY_MOVE(QuitOnSignal)
+
+private:
+    class Watch;
+
+    const std::unique_ptr<Watch> m_watch;
+};
+
+} // namespace wexcor
+
+#endif // QUITONSIGNAL_H

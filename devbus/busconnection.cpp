@@ -7,6 +7,7 @@
 #include <QTimer>
 
 #include <fcntl.h>
+#include <poll.h>
 #include <sys/socket.h>
 #include <unistd.h>
 #include <utility>
@@ -41,6 +42,20 @@ BusConnection::BusConnection(QTcpSocket* socket, Port port, QObject* parent)
 BusConnection::~BusConnection()
 {
     closeSpareDescriptor();
+}
+
+void BusConnection::introduce(const QString& client)
+{
+    if (client != m_client) {
+        m_introducedAt = QDateTime::currentDateTime();
+    }
+    m_client = client;
+}
+
+bool BusConnection::hasPeer() const
+{
+    pollfd peer{m_spareDescriptor, POLLRDHUP, 0};
+    return !m_isClosing && m_spareDescriptor >= 0 && ::poll(&peer, 1, 0) == 0;
 }
 
 bool BusConnection::isCongested() const

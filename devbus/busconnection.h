@@ -4,6 +4,7 @@
 #include "framestream.h"
 #include "records/tarvexerror.h"
 
+#include <QDateTime>
 #include <QObject>
 #include <QString>
 #include <QVariantMap>
@@ -42,7 +43,13 @@ public:
 
     bool isIntroduced() const { return !m_client.isEmpty(); }
 
-    void introduce(const QString& client) { m_client = client; }
+    void introduce(const QString& client);
+
+    /// When the client has introduced itself by its present name.
+    QDateTime introducedAt() const { return m_introducedAt; }
+
+    /// Whether the client is still at its end, as far as the system knows; what it has sent may wait to be read.
+    bool hasPeer() const;
 
     void setTracing(bool isOn) { m_isTracing = isOn; }
 
@@ -85,6 +92,7 @@ private:
     const Port m_port;
     FrameStream m_stream;
     QString m_client;
+    QDateTime m_introducedAt;
     bool m_isScheduled = false;
     bool m_isClosing = false;
     bool m_isTracing = false;

@@ -8,6 +8,7 @@
 
 #include <QTcpSocket>
 
+#include <algorithm>
 #include <utility>
 
 namespace tarvex::devbus {
@@ -66,6 +67,17 @@ QStringList BusServer::clients(BusConnection::Port port) const
         }
     }
     return names;
+}
+
+QList<BusServer::Presence> BusServer::presences() const
+{
+    QList<Presence> presences;
+    for (const BusConnection* const connection : m_connections) {
+        if (connection->isIntroduced()) {
+            presences.append({connection->client(), connection->port(), connection->introducedAt()});
+        }
+    }
+    return presences;
 }
 
 TarvexError BusServer::perform(const QString& client, const QString& operation, const QVariantMap& data,
@@ -235,12 +247,34 @@ void BusServer::handshake(BusConnection* connection, const QVariantMap& data)
     } else {
         m_delivery->leave(connection);
     }
+    if (isReceiver) {
+        noteTakeover(connection, name.toString());
+    }
+    m_seenNames.add(name.toString());
     connection->introduce(name.toString());
     answer(connection, OPERATION_HANDSHAKE, data, TarvexError());
     if (isReceiver) {
         m_delivery->attach(connection);
     }
     Q_EMIT clientsChanged();
+}
+
+/// A connection whose client has left already, but whose end has not been dealt with yet, is none that loses its name:
+/// the service is only back sooner than that.
+void BusServer::noteTakeover(const BusConnection* newcomer, const QString& name)
+{
+    const bool isTaken =
+        std::any_of(m_connections.cbegin(), m_connections.cend(), [&](const BusConnection* connection) {
+            return connection != newcomer && connection->port() == BusConnection::Port::Receiver
+                && connection->client() == name && connection->hasPeer();
+        });
+    if (!isTaken) {
+        return;
+    }
+    const QString text = m_takeovers.add(name);
+    if (!text.isEmpty()) {
+        Q_EMIT warning(text);
+    }
 }
 
 bool BusServer::meetsFault(BusConnection* connection, const QString& client, const QString& operation,

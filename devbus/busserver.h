@@ -2,7 +2,10 @@
 #define BUSSERVER_H
 
 #include "busconnection.h"
+#include "seennames.h"
+#include "takeovers.h"
 
+#include <QDateTime>
 #include <QList>
 #include <QObject>
 #include <QString>
@@ -81,6 +84,27 @@ public:
     /// The names that the connections to \a port have introduced themselves by, each once for each of them.
     QStringList clients(BusConnection::Port port) const;
 
+    /// One connection that has introduced itself.
+    struct Presence
+    {
+        QString client;
+        BusConnection::Port port;
+        QDateTime since;
+    };
+
+    /// In the order in which they were made.
+    QList<Presence> presences() const;
+
+    /// Whether a client of this name has introduced itself since this object was made. Also true when the bus does not
+    /// remember all names any more.
+    bool hasSeen(const QString& client) const { return m_seenNames.contains(client); }
+
+    /// How often a second receiver connection has taken the name of \a client from one that was there.
+    int takeoverCount(const QString& client) const { return m_takeovers.count(client); }
+
+    /// Of a server that runs.
+    Storage& storage() const { return *m_storage; }
+
     /// Does what \a client would have done over its query port, and tells nobody who is not concerned. The server runs.
     /// \return the reply's code and text; \a answer is its data.
     TarvexError perform(const QString& client, const QString& operation, const QVariantMap& data, QVariantMap& answer);
@@ -122,6 +146,7 @@ private:
     void onReply(BusConnection* connection, const QVariantMap& envelope);
     void handleRequest(BusConnection* connection, const QString& operation, const QVariantMap& data);
     void handshake(BusConnection* connection, const QVariantMap& data);
+    void noteTakeover(const BusConnection* newcomer, const QString& name);
     bool meetsFault(BusConnection* connection, const QString& client, const QString& operation,
                     const QVariantMap& data);
     void answer(BusConnection* connection, const QString& operation, const QVariantMap& data, const TarvexError& error,
@@ -136,6 +161,8 @@ private:
     std::unique_ptr<Delivery> m_delivery;
     std::unique_ptr<QueryService> m_queryService;
     QList<BusConnection*> m_connections;
+    SeenNames m_seenNames;
+    Takeovers m_takeovers;
 };
 
 } // namespace tarvex::devbus

@@ -1,4 +1,6 @@
 #include "busserver.h"
+#include "controlserver.h"
+#include "controlservice.h"
 #include "signalwatcher.h"
 
 #include <QCommandLineParser>
@@ -10,6 +12,8 @@
 #include <cstdio>
 
 using tarvex::devbus::BusServer;
+using tarvex::devbus::ControlServer;
+using tarvex::devbus::ControlService;
 using tarvex::devbus::SignalWatcher;
 
 namespace {
@@ -174,6 +178,13 @@ int run(const CommandLine& commandLine)
     if (!server.start()) {
         complain(server.errorString());
         return ExitFailure;
+    }
+    // After the server, which holds the ports: the socket of a bus that runs must not be taken away. It is the first to
+    // go for the same reason.
+    ControlService controlService(server);
+    ControlServer controlServer([&](const QVariantMap& request) { return controlService.handle(request); });
+    if (!controlServer.open(ControlServer::defaultPath())) {
+        complain(QLatin1String("cannot open the control socket: ") + controlServer.errorString());
     }
     SignalWatcher signalWatcher;
     QObject::connect(&signalWatcher, &SignalWatcher::endRequested, &QCoreApplication::quit);

@@ -71,16 +71,9 @@ bool Storage::unsubscribe(const QString& client, const QString& publisher)
 
 bool Storage::subscribers(const QString& publisher, int goal, QStringList& clients)
 {
-    Database::Rows rows;
-    if (!m_database.select(
-            QStringLiteral("SELECT client FROM subscriptions WHERE publisher = ? AND (goals & ?) != 0 ORDER BY client"),
-            {publisher, goal}, rows)) {
-        return false;
-    }
-    for (const QVariantList& row : qAsConst(rows)) {
-        clients.append(row.value(0).toString());
-    }
-    return true;
+    return selectNames(
+        QStringLiteral("SELECT client FROM subscriptions WHERE publisher = ? AND (goals & ?) != 0 ORDER BY client"),
+        {publisher, goal}, clients);
 }
 
 bool Storage::addMessage(const QString& client, const Message& message)
@@ -121,6 +114,68 @@ bool Storage::trimMessages(const QString& client, int keep, int& dropped)
     return m_database.run(QStringLiteral("DELETE FROM messages WHERE client = ? AND id <= (SELECT id FROM messages "
                                          "WHERE client = ? ORDER BY id DESC LIMIT 1 OFFSET ?)"),
                           {client, client, keep}, &dropped);
+}
+
+bool Storage::holdings(QMap<QString, Holdings>& holdings)
+{
+    QStringList withSettings;
+    QStringList withState;
+    Database::Rows subscriptions;
+    Database::Rows messages;
+    if (!settingsOwners(withSettings) || !stateOwners(withState)
+        || !m_database.select(QStringLiteral("SELECT client, count(*) FROM subscriptions GROUP BY client"), {},
+                              subscriptions)
+        || !m_database.select(QStringLiteral("SELECT client, count(*) FROM messages GROUP BY client"), {}, messages)) {
+        return false;
+    }
+    for (const QString& owner : qAsConst(withSettings)) {
+        holdings[owner].hasSettings = true;
+    }
+    for (const QString& owner : qAsConst(withState)) {
+        holdings[owner].hasState = true;
+    }
+    for (const QVariantList& row : qAsConst(subscriptions)) {
+        holdings[row.value(0).toString()].subscriptions = row.value(1).toInt();
+    }
+    for (const QVariantList& row : qAsConst(messages)) {
+        holdings[row.value(0).toString()].messages = row.value(1).toInt();
+    }
+    return true;
+}
+
+bool Storage::hasStored(const QString& client, bool& hasStored)
+{
+    Database::Rows rows;
+    if (!m_database.select(QStringLiteral("SELECT EXISTS (SELECT 1 FROM settings WHERE owner = ?) "
+                                          "OR EXISTS (SELECT 1 FROM states WHERE owner = ?) "
+                                          "OR EXISTS (SELECT 1 FROM subscriptions WHERE client = ?)"),
+                           {client, client, client}, rows)) {
+        return false;
+    }
+    hasStored = rows.value(0).value(0).toBool();
+    return true;
+}
+
+bool Storage::settingsOwners(QStringList& owners)
+{
+    return selectNames(QStringLiteral("SELECT owner FROM settings ORDER BY owner"), {}, owners);
+}
+
+bool Storage::stateOwners(QStringList& owners)
+{
+    return selectNames(QStringLiteral("SELECT owner FROM states ORDER BY owner"), {}, owners);
+}
+
+bool Storage::selectNames(const QString& sql, const QVariantList& values, QStringList& names)
+{
+    Database::Rows rows;
+    if (!m_database.select(sql, values, rows)) {
+        return false;
+    }
+    for (const QVariantList& row : qAsConst(rows)) {
+        names.append(row.value(0).toString());
+    }
+    return true;
 }
 
 bool Storage::loadRecord(const QString& sql, const QString& owner, QByteArray& json)

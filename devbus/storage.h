@@ -9,6 +9,7 @@
 
 #include <QByteArray>
 #include <QList>
+#include <QMap>
 #include <QPair>
 #include <QString>
 #include <QStringList>
@@ -62,7 +63,25 @@ public:
     /// Drops the oldest messages of \a client so that \a keep remain; \a dropped is how many went.
     bool trimMessages(const QString& client, int keep, int& dropped);
 
+    /// How much there is of one client.
+    struct Holdings
+    {
+        bool hasSettings = false;
+        bool hasState = false;
+        int subscriptions = 0;
+        int messages = 0; ///< That wait for it.
+    };
+
+    /// Of every client that has something, by name.
+    bool holdings(QMap<QString, Holdings>& holdings);
+    /// Whether \a client has stored settings, a state or subscriptions.
+    bool hasStored(const QString& client, bool& hasStored);
+    /// In the order of their names.
+    bool settingsOwners(QStringList& owners);
+    bool stateOwners(QStringList& owners);
+
 private:
+    bool selectNames(const QString& sql, const QVariantList& values, QStringList& names);
     bool loadRecord(const QString& sql, const QString& owner, QByteArray& json);
     bool readMessage(const Database::Rows& rows, StoredMessage& message);
 

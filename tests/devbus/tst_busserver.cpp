@@ -58,6 +58,9 @@ private Q_SLOTS:
     void connections_several_areServedAtOnce();
     void connections_tooMany_areClosed();
     void connections_thatEnd_makeRoom();
+    void connections_ofOneNameOnReceiverPort_areWarnedOf();
+    void connections_ofServiceThatIsBack_areNot();
+    void hasSeen_namesOfThisRun();
     void trace_showsFramesBothWays();
     void trace_off_isSilent();
     void clients_areNamedByPort();
@@ -307,6 +310,60 @@ void TstBusServer::connections_thatEnd_makeRoom()
     QTRY_COMPARE(server.connectionCount(), 1);
     client.reset();
     QTRY_COMPARE(server.connectionCount(), 0);
+}
+
+void TstBusServer::connections_ofOneNameOnReceiverPort_areWarnedOf()
+{
+    BusThread bus;
+    const QString name = QStringLiteral("printer");
+    const BusClient query(BusClient::QUERY_PORT, name);
+    BusClient first(BusClient::RECEIVER_PORT, name);
+    BusClient again(BusClient::QUERY_PORT, name); // of the same port, but they live side by side
+    QCOMPARE(again.ask(QStringLiteral("loadState"), owned(name)).code, 5);
+    QCOMPARE(first.ask(handshake(), named(name)).code, 0); // the same connection once more
+    QCOMPARE(bus.warnings(), QStringList());
+    const BusClient second(BusClient::RECEIVER_PORT, name);
+    QVERIFY(bus.waitForWarnings(1));
+    QVERIFY(first.waitForClose());
+    const BusClient third(BusClient::RECEIVER_PORT, name);
+    QVERIFY(bus.waitForClients(BusConnection::Port::Receiver, {name}));
+    QCOMPARE(bus.warnings().size(), 1);
+    QVERIFY2(bus.warnings().constFirst().contains(QLatin1String("\"printer\"")),
+             qPrintable(bus.warnings().constFirst()));
+    int takeovers = 0;
+    bus.call([&](BusServer& server) { takeovers = server.takeoverCount(name); });
+    QCOMPARE(takeovers, 2);
+}
+
+/// Also when the bus finds the end of the old connection only after the new one has come.
+void TstBusServer::connections_ofServiceThatIsBack_areNot()
+{
+    BusThread bus;
+    const QString name = QStringLiteral("printer");
+    // Made first, so that the bus deals with it first when it sees both at once.
+    BusClient second(BusClient::RECEIVER_PORT);
+    QCOMPARE(second.ask(QStringLiteral("dance"), {}).code, 3);
+    auto first = std::make_unique<BusClient>(BusClient::RECEIVER_PORT, name);
+    bus.call([&](BusServer&) { // its thread is busy meanwhile
+        first.reset();
+        second.sendRequest(handshake(), named(name));
+    });
+    QCOMPARE(second.read().code, 0);
+    QCOMPARE(bus.warnings(), QStringList());
+}
+
+void TstBusServer::hasSeen_namesOfThisRun()
+{
+    BusThread bus;
+    QCOMPARE(BusClient(BusClient::QUERY_PORT).ask(handshake(), named(QStringLiteral("printer"))).code, 0);
+    bool hasSeenPrinter = false;
+    bool hasSeenCashbox = true;
+    bus.call([&](BusServer& server) {
+        hasSeenPrinter = server.hasSeen(QStringLiteral("printer"));
+        hasSeenCashbox = server.hasSeen(QStringLiteral("cashbox"));
+    });
+    QVERIFY(hasSeenPrinter);
+    QVERIFY(!hasSeenCashbox);
 }
 
 void TstBusServer::trace_showsFramesBothWays()

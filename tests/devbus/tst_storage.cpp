@@ -119,6 +119,7 @@ private Q_SLOTS:
     void subscribers_areFoundByGoal();
     void messages_comeInOrder();
     void trimMessages_dropsOldest();
+    void holdings_countWhatThereIs();
     void nullStrings_areStored();
     void write_workFails_isUndone();
     void write_lockedByOther_isAccessErrorUntilItEnds();
@@ -472,6 +473,52 @@ void TstStorage::trimMessages_dropsOldest()
     QCOMPARE(first.message.uid(), QStringLiteral("3"));
     QCOMPARE(droppedAll, 2);
     QCOMPARE(other.message.uid(), QStringLiteral("x"));
+}
+
+void TstStorage::holdings_countWhatThereIs()
+{
+    Storage storage{QString()};
+    QVERIFY(storage.database().open());
+    ClientSettings settings;
+    settings.setOwner(QStringLiteral("cashbox"));
+    QCOMPARE(codeOf(storage.database().write([&] {
+                 return storage.saveState(someState()) && storage.saveSettings(settings)
+                     && storage.subscribe(QStringLiteral("gui"), QStringLiteral("printer"), 1)
+                     && storage.subscribe(QStringLiteral("gui"), QStringLiteral("cashbox"), 2)
+                     && storage.addMessage(QStringLiteral("gui"), someMessage(QStringLiteral("1")))
+                     && storage.addMessage(QStringLiteral("prnter"), someMessage(QStringLiteral("2")));
+             })),
+             0);
+    QMap<QString, Storage::Holdings> holdings;
+    QStringList known;
+    QStringList settingsOwners;
+    QStringList stateOwners;
+    QCOMPARE(codeOf(storage.database().read([&] {
+                 for (const char* const name : {"printer", "cashbox", "gui", "prnter"}) {
+                     bool hasStored = false;
+                     if (!storage.hasStored(QString::fromLatin1(name), hasStored)) {
+                         return false;
+                     }
+                     known += hasStored ? QStringList(QString::fromLatin1(name)) : QStringList();
+                 }
+                 return storage.holdings(holdings) && storage.settingsOwners(settingsOwners)
+                     && storage.stateOwners(stateOwners);
+             })),
+             0);
+    QCOMPARE(holdings.keys(),
+             (QStringList{QStringLiteral("cashbox"), QStringLiteral("gui"), QStringLiteral("printer"),
+                          QStringLiteral("prnter")}));
+    QVERIFY(holdings.value(QStringLiteral("cashbox")).hasSettings);
+    QVERIFY(!holdings.value(QStringLiteral("cashbox")).hasState);
+    QVERIFY(holdings.value(QStringLiteral("printer")).hasState);
+    QVERIFY(!holdings.value(QStringLiteral("printer")).hasSettings);
+    QCOMPARE(holdings.value(QStringLiteral("gui")).subscriptions, 2);
+    QCOMPARE(holdings.value(QStringLiteral("gui")).messages, 1);
+    QCOMPARE(holdings.value(QStringLiteral("prnter")).messages, 1);
+    // What only waits for a name says nothing about whether there ever was such a client.
+    QCOMPARE(known, (QStringList{QStringLiteral("printer"), QStringLiteral("cashbox"), QStringLiteral("gui")}));
+    QCOMPARE(settingsOwners, QStringList{QStringLiteral("cashbox")});
+    QCOMPARE(stateOwners, QStringList{QStringLiteral("printer")});
 }
 
 void TstStorage::nullStrings_areStored()

@@ -4,6 +4,7 @@
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
+#include <QLocalSocket>
 #include <QProcess>
 #include <QRegularExpression>
 #include <QTemporaryDir>
@@ -161,17 +162,41 @@ private Q_SLOTS:
     void keep_isObeyed_data();
     void keep_isObeyed();
     void trace_showsFrames();
+    void sameServiceTwice_isWarnedOf();
+    void controlSocket_answersUntilTheEnd();
+    void controlSocket_ofKilledBus_isReplaced();
+    void controlSocket_ofRunningBus_isLeftToIt();
+    void controlSocket_impossible_isAWordOnly();
 
 private:
     QString storage() const { return m_folder->filePath(QStringLiteral("bus.sqlite")); }
 
+    /// The files in the folder of the control socket.
+    QStringList controlSockets() const { return QDir(m_runtimeFolder->path()).entryList(QDir::Files | QDir::System); }
+
+    /// What the control socket answers first; empty when nobody does.
+    QByteArray askControlSocket(const QByteArray& request) const;
+
     std::unique_ptr<QTemporaryDir> m_folder;
+    std::unique_ptr<QTemporaryDir> m_runtimeFolder;
 };
 
 void TstTarvexDevbus::init()
 {
     m_folder = std::make_unique<QTemporaryDir>();
     QVERIFY(m_folder->isValid());
+    m_runtimeFolder = std::make_unique<QTemporaryDir>();
+    QVERIFY(m_runtimeFolder->isValid());
+    qputenv("XDG_RUNTIME_DIR", m_runtimeFolder->path().toUtf8());
+}
+
+QByteArray TstTarvexDevbus::askControlSocket(const QByteArray& request) const
+{
+    QLocalSocket socket;
+    socket.connectToServer(m_runtimeFolder->filePath(controlSockets().value(0)));
+    socket.write(request + '\n');
+    while (!socket.canReadLine() && socket.waitForReadyRead(PATIENCE_MS)) { }
+    return socket.readLine();
 }
 
 void TstTarvexDevbus::commandLine_wrongUse_exitsWithTwo_data()
@@ -567,6 +592,81 @@ void TstTarvexDevbus::trace_showsFrames()
     QCOMPARE(lines.at(1).mid(13), QByteArray("out query/a REPLY handshake {} 0"));
     QCOMPARE(lines.at(2).mid(13), QByteArray("in  query/a REQUEST loadState {\"owner\":\"a\"}"));
     QCOMPARE(lines.at(3).mid(13), QByteArray("out query/a REPLY loadState {} 5"));
+}
+
+void TstTarvexDevbus::sameServiceTwice_isWarnedOf()
+{
+    Program program({QStringLiteral("--memory")});
+    QVERIFY(program.isReady());
+    for (int round = 0; round < 3; ++round) {
+        BusClient first(BusClient::RECEIVER_PORT, QStringLiteral("printer"));
+        const BusClient second(BusClient::RECEIVER_PORT, QStringLiteral("printer"));
+        QVERIFY(second.isConnected());
+        QVERIFY(first.waitForClose());
+    }
+    program.signal(SIGTERM);
+    QCOMPARE(program.wait(), 0);
+    QCOMPARE(program.errors(),
+             QByteArray("tarvex-devbus: a second receiver connection took the name \"printer\", and the first one was "
+                        "closed; does this service run twice?\n"));
+}
+
+void TstTarvexDevbus::controlSocket_answersUntilTheEnd()
+{
+    Program program({QStringLiteral("--memory")});
+    QVERIFY(program.isReady());
+    QCOMPARE(controlSockets().size(), 1);
+    QCOMPARE(QFile::permissions(m_runtimeFolder->filePath(controlSockets().constFirst()))
+                 & (QFile::ReadGroup | QFile::WriteGroup | QFile::ReadOther | QFile::WriteOther),
+             QFile::Permissions());
+    const BusClient client(BusClient::QUERY_PORT, QStringLiteral("printer"));
+    const QByteArray item = askControlSocket("{\"request\":\"clients\"}");
+    QVERIFY2(item.startsWith("{\"item\":{") && item.contains("\"name\":\"printer\""), item.constData());
+    program.signal(SIGTERM);
+    QCOMPARE(program.wait(), 0);
+    QCOMPARE(program.errors(), QByteArray());
+    QCOMPARE(controlSockets(), QStringList());
+}
+
+void TstTarvexDevbus::controlSocket_ofKilledBus_isReplaced()
+{
+    {
+        Program program({QStringLiteral("--memory")});
+        QVERIFY(program.isReady());
+        QVERIFY(program.kill());
+    }
+    QCOMPARE(controlSockets().size(), 1);
+    QCOMPARE(askControlSocket("{\"request\":\"clients\"}"), QByteArray());
+    Program program({QStringLiteral("--memory")});
+    QVERIFY(program.isReady());
+    QCOMPARE(controlSockets().size(), 1);
+    QCOMPARE(askControlSocket("{\"request\":\"clients\"}"), QByteArray("{\"done\":true}\n"));
+}
+
+void TstTarvexDevbus::controlSocket_ofRunningBus_isLeftToIt()
+{
+    Program program({QStringLiteral("--memory")});
+    QVERIFY(program.isReady());
+    Program second({QStringLiteral("--memory")});
+    QCOMPARE(second.wait(), 1);
+    QCOMPARE(askControlSocket("{\"request\":\"clients\"}"), QByteArray("{\"done\":true}\n"));
+}
+
+void TstTarvexDevbus::controlSocket_impossible_isAWordOnly()
+{
+    // Longer than the address of a socket may be.
+    const QString folder = m_folder->filePath(QString(150, QLatin1Char('x')));
+    QVERIFY(QDir().mkdir(folder));
+    QVERIFY(QFile::setPermissions(folder, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner));
+    qputenv("XDG_RUNTIME_DIR", folder.toUtf8());
+    Program program({QStringLiteral("--memory")});
+    QVERIFY(program.isReady());
+    QVERIFY(BusClient(BusClient::QUERY_PORT, QStringLiteral("a")).isConnected());
+    program.signal(SIGTERM);
+    QCOMPARE(program.wait(), 0);
+    const QByteArray errors = program.errors();
+    QVERIFY2(isOneLine(errors) && errors.contains("cannot open the control socket: " + folder.toUtf8()),
+             errors.constData());
 }
 
 QTEST_GUILESS_MAIN(TstTarvexDevbus)

@@ -1,0 +1,75 @@
+#ifndef CONTROLSERVER_H
+#define CONTROLSERVER_H
+
+#include <QList>
+#include <QLocalServer>
+#include <QObject>
+#include <QString>
+#include <QVariantMap>
+
+#include <functional>
+
+class QLocalSocket;
+
+namespace tarvex::devbus {
+
+/// The control socket: lets programs of the same user ask the bus about itself. It is no part of the bus; its clients
+/// are no clients of the bus.
+///
+/// A request is one line of JSON, an object with the text "request". The answer is one line {"item":{...}} for each
+/// thing that was asked for, then the line {"done":true}; or the one line {"error":"..."}. The requests of a connection
+/// are answered in order. What the requests mean is up to the responder.
+///
+/// What a client can make the bus hold is bounded: the length of a request, the number of clients, and the answers that
+/// a client has not taken. Until it has taken them, no further request of it is read.
+class ControlServer : public QObject
+{
+    Q_OBJECT
+public:
+    /// Further clients are closed at once.
+    static constexpr int MAX_CLIENTS = 16;
+    /// In bytes, without the line end. A client with a longer line gets an error and is closed.
+    static constexpr int MAX_REQUEST_LENGTH = 65536;
+    static constexpr qint64 MAX_WAITING_BYTES = 1 << 20;
+
+    struct Answer
+    {
+        QList<QVariantMap> items;
+        QString error; ///< When it is not empty there are no items.
+    };
+
+    /// Called in this object's thread, for each request that is an object.
+    using Responder = std::function<Answer(const QVariantMap& request)>;
+
+    explicit ControlServer(const Responder& responder, QObject* parent = nullptr);
+    /// Closes the socket and removes it.
+    ~ControlServer() override;
+
+    /// The socket's place: in the user's folder for such files (XDG_RUNTIME_DIR), or else in a folder of the user's own
+    /// in the folder for temporary files, which is made. The name tells the network namespace, because each of them can
+    /// have a bus. \return empty when neither folder belongs to this user alone
+    static QString defaultPath();
+
+    /// Listens at \a path, for this user only. A socket that is there already is replaced, so this bus must hold its
+    /// ports by now: then it was left by a killed one. \return false when it cannot; errorString() says why.
+    bool open(const QString& path);
+
+    QString errorString() const { return m_errorString; }
+
+    int clientCount() const { return m_clientCount; }
+
+private:
+    void accept();
+    void addClient(QLocalSocket* client);
+    void answerNext(QLocalSocket* client);
+    void answerLine(QLocalSocket* client, const QByteArray& line);
+
+    const Responder m_responder;
+    QLocalServer m_server;
+    QString m_errorString;
+    int m_clientCount = 0;
+};
+
+} // namespace tarvex::devbus
+
+#endif // CONTROLSERVER_H

@@ -1,0 +1,161 @@
+#include "controlservice.h"
+
+#include "busserver.h"
+#include "storage.h"
+#include "values.h"
+
+#include <QHash>
+#include <QMap>
+
+#include <functional>
+
+namespace tarvex::devbus {
+
+namespace {
+
+using Answer = ControlServer::Answer;
+
+const QLatin1String KEY_REQUEST("request");
+const QLatin1String KEY_NAME("name");
+
+/// What stands in the answer about one client.
+struct Client
+{
+    QString querySince; ///< Of its oldest query connection; empty when it has none.
+    int queryConnections = 0;
+    QString receiverSince;
+    Storage::Holdings holdings;
+};
+
+void addPresence(const BusServer::Presence& presence, Client& client)
+{
+    const QString since = presence.since.toString(Qt::ISODateWithMs);
+    if (presence.port == BusConnection::Port::Receiver) {
+        client.receiverSince = since;
+    } else if (client.queryConnections++ == 0) {
+        client.querySince = since;
+    }
+}
+
+QVariantMap clientItem(const QString& name, const Client& client, int takeovers)
+{
+    return {{KEY_NAME, name},
+            {QStringLiteral("querySince"), client.querySince},
+            {QStringLiteral("queryConnections"), client.queryConnections},
+            {QStringLiteral("receiverSince"), client.receiverSince},
+            {QStringLiteral("takeovers"), takeovers},
+            {QStringLiteral("waiting"), client.holdings.messages},
+            {QStringLiteral("subscriptions"), client.holdings.subscriptions},
+            {QStringLiteral("settings"), client.holdings.hasSettings},
+            {QStringLiteral("state"), client.holdings.hasState}};
+}
+
+QVariantMap settingsItem(const QVariantMap& record)
+{
+    const ClientSettings settings = ClientSettings::fromVariantMap(record);
+    return {{QStringLiteral("owner"), settings.owner()},
+            {QStringLiteral("count"), settings.settings().size()},
+            {QStringLiteral("date"), record.value(QStringLiteral("date"))},
+            {QStringLiteral("description"), settings.description()}};
+}
+
+/// Does \a work in one transaction that only reads.
+Answer read(Storage& storage, Answer& answer, const std::function<bool()>& work)
+{
+    const TarvexError error = storage.database().read(work);
+    if (error.error() != TarvexError::NoError) {
+        return {{}, QStringLiteral("%1 %2").arg(QString::number(error.error()), error.description()).trimmed()};
+    }
+    return answer;
+}
+
+} // namespace
+
+Answer ControlService::handle(const QVariantMap& request)
+{
+    using Handler = Answer (ControlService::*)(const QVariantMap&);
+    static const QHash<QString, Handler> handlers{
+        {QStringLiteral("clients"), &ControlService::clients},
+        {QStringLiteral("known"), &ControlService::known},
+        {QStringLiteral("settings"), &ControlService::settings},
+        {QStringLiteral("states"), &ControlService::states},
+    };
+    const QVariant name = request.value(KEY_REQUEST);
+    const Handler handler = isText(name) ? handlers.value(name.toString()) : nullptr;
+    if (!handler) {
+        return {{}, QStringLiteral("there is no such request")};
+    }
+    return (this->*handler)(request);
+}
+
+Answer ControlService::clients(const QVariantMap&)
+{
+    Answer answer;
+    return read(m_server.storage(), answer, [&] {
+        QMap<QString, Storage::Holdings> holdings;
+        if (!m_server.storage().holdings(holdings)) {
+            return false;
+        }
+        QMap<QString, Client> clients;
+        for (auto holding = holdings.cbegin(); holding != holdings.cend(); ++holding) {
+            clients[holding.key()].holdings = holding.value();
+        }
+        const QList<BusServer::Presence> presences = m_server.presences();
+        for (const BusServer::Presence& presence : presences) {
+            addPresence(presence, clients[presence.client]);
+        }
+        for (auto client = clients.cbegin(); client != clients.cend(); ++client) {
+            answer.items.append(clientItem(client.key(), client.value(), m_server.takeoverCount(client.key())));
+        }
+        return true;
+    });
+}
+
+Answer ControlService::known(const QVariantMap& request)
+{
+    if (!isName(request.value(KEY_NAME))) {
+        return {{}, QStringLiteral("the name of a client is missing")};
+    }
+    const QString name = request.value(KEY_NAME).toString();
+    Answer answer;
+    return read(m_server.storage(), answer, [&] {
+        bool isKnown = false;
+        if (!m_server.storage().hasStored(name, isKnown)) {
+            return false;
+        }
+        answer.items.append({{QStringLiteral("isKnown"), isKnown || m_server.hasSeen(name)}});
+        return true;
+    });
+}
+
+Answer ControlService::settings(const QVariantMap&)
+{
+    Answer answer;
+    return read(m_server.storage(), answer, [&] {
+        QStringList owners;
+        bool isDone = m_server.storage().settingsOwners(owners);
+        for (const QString& owner : qAsConst(owners)) {
+            QByteArray record;
+            isDone = isDone && m_server.storage().loadSettings(owner, record);
+            answer.items.append(settingsItem(Storage::fromJson(record)));
+        }
+        return isDone;
+    });
+}
+
+Answer ControlService::states(const QVariantMap&)
+{
+    Answer answer;
+    return read(m_server.storage(), answer, [&] {
+        QStringList owners;
+        bool isDone = m_server.storage().stateOwners(owners);
+        for (const QString& owner : qAsConst(owners)) {
+            QVariantMap state;
+            isDone = isDone && m_server.storage().loadState(owner, state);
+            answer.items.append(state);
+        }
+        return isDone;
+    });
+}
+
+} // namespace tarvex::devbus

@@ -1,0 +1,36 @@
+#include "takeovers.h"
+
+#include "printable.h"
+
+namespace tarvex::devbus {
+
+Takeovers::Takeovers()
+{
+    m_clock.start();
+}
+
+QString Takeovers::add(const QString& name)
+{
+    return add(name, m_clock.elapsed());
+}
+
+QString Takeovers::add(const QString& name, qint64 nowMs)
+{
+    if (!m_entries.contains(name) && m_entries.size() >= MAX_NAMES) {
+        return {};
+    }
+    Entry& entry = m_entries[name];
+    ++entry.count;
+    if (entry.warnedCount > 0 && nowMs - entry.warnedAtMs < WARNING_INTERVAL_MS) {
+        return {};
+    }
+    const int fresh = entry.count - entry.warnedCount;
+    const QString times = fresh > 1 ? QStringLiteral(" (%1 times since the last warning)").arg(fresh) : QString();
+    entry.warnedCount = entry.count;
+    entry.warnedAtMs = nowMs;
+    return QStringLiteral("a second receiver connection took the name \"%1\", and the first one was closed%2; "
+                          "does this service run twice?")
+        .arg(printable(name, MAX_SHOWN_NAME_LENGTH), times);
+}
+
+} // namespace tarvex::devbus

@@ -1,0 +1,359 @@
+#include "controlserver.h"
+
+#include <QCoreApplication>
+#include <QDeadlineTimer>
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QLocalSocket>
+#include <QTemporaryDir>
+#include <QTest>
+
+#include <functional>
+#include <memory>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/un.h>
+#include <unistd.h>
+#include <vector>
+
+using tarvex::devbus::ControlServer;
+
+namespace {
+
+constexpr int PATIENCE_MS = 20000;
+
+/// "echo" gives the request back, as many times as "count" says.
+ControlServer::Answer answerTo(const QVariantMap& request)
+{
+    if (request.value(QStringLiteral("request")) != QStringLiteral("echo")) {
+        return {{}, QStringLiteral("no such request")};
+    }
+    ControlServer::Answer answer;
+    for (int number = 0; number < request.value(QStringLiteral("count"), 1).toInt(); ++number) {
+        answer.items.append({{QStringLiteral("text"), request.value(QStringLiteral("text"))}});
+    }
+    return answer;
+}
+
+/// Leaves a socket behind as a killed bus does.
+bool leaveSocket(const QString& path)
+{
+    const QByteArray name = QFile::encodeName(path);
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    qstrncpy(address.sun_path, name.constData(), sizeof address.sun_path);
+    const int descriptor = ::socket(AF_UNIX, SOCK_STREAM, 0);
+    // NOLINTNEXTLINE(cppcoreguidelines-pro-type-reinterpret-cast): the system's own way to pass an address
+    const bool isBound = ::bind(descriptor, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0;
+    ::close(descriptor);
+    return isBound && QFileInfo::exists(path);
+}
+
+/// QTest::qWaitFor() pauses after each piece, and there are many.
+bool waitFor(const std::function<bool()>& condition)
+{
+    const QDeadlineTimer deadline(PATIENCE_MS);
+    while (!condition() && !deadline.hasExpired()) {
+        QCoreApplication::processEvents();
+    }
+    return condition();
+}
+
+mode_t modeOf(const QString& path)
+{
+    struct stat status
+    {
+    };
+
+    return ::lstat(QFile::encodeName(path).constData(), &status) == 0 ? status.st_mode : 0;
+}
+
+} // namespace
+
+class TstControlServer : public QObject
+{
+    Q_OBJECT
+private Q_SLOTS:
+    void init();
+    void defaultPath_isInRuntimeFolder();
+    void defaultPath_folderNotPrivate_isInTemporaryFolder_data();
+    void defaultPath_folderNotPrivate_isInTemporaryFolder();
+    void defaultPath_noPrivateFolder_isEmpty();
+    void open_isForThisUserOnly();
+    void open_replacesWhatAKilledBusLeft();
+    void open_failure_saysWhy_data();
+    void open_failure_saysWhy();
+    void end_removesSocket();
+    void request_isAnsweredWithItemsAndEnd();
+    void request_inPieces_isAnswered();
+    void requests_severalAtOnce_areAnsweredInOrder();
+    void request_wrong_getsError_data();
+    void request_wrong_getsError();
+    void request_tooLong_endsTheConnection();
+    void request_longest_isAnswered();
+    void request_beforeHalfClose_isAnswered();
+    void clients_tooMany_areClosed();
+    void client_thatTakesNothing_isAskedNoMore();
+
+private:
+    QString path() const { return m_folder->filePath(QStringLiteral("control.sock")); }
+
+    QByteArray ask(const QByteArray& request, int lines = 1);
+
+    std::unique_ptr<QTemporaryDir> m_folder;
+};
+
+void TstControlServer::init()
+{
+    m_folder = std::make_unique<QTemporaryDir>();
+    QVERIFY(m_folder->isValid());
+    qputenv("XDG_RUNTIME_DIR", m_folder->path().toUtf8());
+}
+
+/// Sends it to the server of this thread. \return what came when so many lines are there
+QByteArray TstControlServer::ask(const QByteArray& request, int lines)
+{
+    QLocalSocket client;
+    client.connectToServer(path());
+    client.write(request);
+    QByteArray answer;
+    const auto isComplete = [&] {
+        answer += client.readAll();
+        return answer.count('\n') >= lines;
+    };
+    return waitFor(isComplete) ? answer : "incomplete: " + answer;
+}
+
+void TstControlServer::defaultPath_isInRuntimeFolder()
+{
+    struct stat status
+    {
+    };
+
+    QCOMPARE(::stat("/proc/self/ns/net", &status), 0);
+    QCOMPARE(ControlServer::defaultPath(),
+             m_folder->filePath(QStringLiteral("tarvex-devbus-%1.sock").arg(status.st_ino)));
+}
+
+void TstControlServer::defaultPath_folderNotPrivate_isInTemporaryFolder_data()
+{
+    QTest::addColumn<QString>("variable");
+    QTest::newRow("not set") << QString();
+    QTest::newRow("relative") << QStringLiteral("run");
+    QTest::newRow("missing") << QStringLiteral("%1/missing");
+    QTest::newRow("for all") << QStringLiteral("%1/open");
+    QTest::newRow("link") << QStringLiteral("%1/link");
+}
+
+void TstControlServer::defaultPath_folderNotPrivate_isInTemporaryFolder()
+{
+    QFETCH(QString, variable);
+    const QString folder = m_folder->path();
+    QVERIFY(QDir(folder).mkdir(QStringLiteral("open")));
+    QVERIFY(QFile::setPermissions(folder + QStringLiteral("/open"), QFile::Permissions(0x7755)));
+    QVERIFY(QFile::link(folder, folder + QStringLiteral("/link")));
+    qputenv("XDG_RUNTIME_DIR", variable.replace(QLatin1String("%1"), folder).toUtf8());
+    qputenv("TMPDIR", folder.toUtf8());
+    const QString path = ControlServer::defaultPath();
+    qunsetenv("TMPDIR");
+    const QString own = folder + QStringLiteral("/tarvex-devbus-%1").arg(::geteuid());
+    QCOMPARE(QFileInfo(path).path(), own);
+    QCOMPARE(modeOf(own), static_cast<mode_t>(S_IFDIR | 0700));
+}
+
+void TstControlServer::defaultPath_noPrivateFolder_isEmpty()
+{
+    const QString own = m_folder->filePath(QStringLiteral("tarvex-devbus-%1").arg(::geteuid()));
+    QVERIFY(QDir().mkdir(own));
+    QVERIFY(QFile::setPermissions(own, QFile::Permissions(0x7777)));
+    qunsetenv("XDG_RUNTIME_DIR");
+    qputenv("TMPDIR", m_folder->path().toUtf8());
+    const QString path = ControlServer::defaultPath();
+    qunsetenv("TMPDIR");
+    QCOMPARE(path, QString());
+    ControlServer server(answerTo);
+    QVERIFY(!server.open(path));
+    QVERIFY(!server.errorString().isEmpty());
+}
+
+void TstControlServer::open_isForThisUserOnly()
+{
+    ControlServer server(answerTo);
+    QVERIFY2(server.open(path()), qPrintable(server.errorString()));
+    QCOMPARE(modeOf(path()), static_cast<mode_t>(S_IFSOCK | 0600));
+}
+
+void TstControlServer::open_replacesWhatAKilledBusLeft()
+{
+    QVERIFY(leaveSocket(path()));
+    ControlServer server(answerTo);
+    QVERIFY2(server.open(path()), qPrintable(server.errorString()));
+    QCOMPARE(ask("{\"request\":\"echo\",\"count\":0}\n"), QByteArray("{\"done\":true}\n"));
+}
+
+void TstControlServer::open_failure_saysWhy_data()
+{
+    QTest::addColumn<QString>("path");
+    QTest::newRow("no folder") << QStringLiteral("/no such folder/control.sock");
+    QTest::newRow("too long") << QStringLiteral("/tmp/") + QString(200, QLatin1Char('x'));
+}
+
+void TstControlServer::open_failure_saysWhy()
+{
+    QFETCH(QString, path);
+    ControlServer server(answerTo);
+    QVERIFY(!server.open(path));
+    QVERIFY2(server.errorString().contains(path), qPrintable(server.errorString()));
+    QVERIFY(!server.errorString().contains(QLatin1Char('\n')));
+}
+
+void TstControlServer::end_removesSocket()
+{
+    {
+        ControlServer server(answerTo);
+        QVERIFY(server.open(path()));
+        QLocalSocket client;
+        client.connectToServer(path());
+        QTRY_COMPARE_WITH_TIMEOUT(server.clientCount(), 1, PATIENCE_MS);
+    }
+    QVERIFY(!QFileInfo::exists(path()));
+}
+
+void TstControlServer::request_isAnsweredWithItemsAndEnd()
+{
+    ControlServer server(answerTo);
+    QVERIFY(server.open(path()));
+    QCOMPARE(ask("{\"request\":\"echo\",\"text\":\"a\\nb\",\"count\":2}\n", 3),
+             QByteArray("{\"item\":{\"text\":\"a\\nb\"}}\n{\"item\":{\"text\":\"a\\nb\"}}\n{\"done\":true}\n"));
+    QTRY_COMPARE_WITH_TIMEOUT(server.clientCount(), 0, PATIENCE_MS);
+}
+
+void TstControlServer::request_inPieces_isAnswered()
+{
+    ControlServer server(answerTo);
+    QVERIFY(server.open(path()));
+    QLocalSocket client;
+    client.connectToServer(path());
+    client.write("{\"request\":\"ec");
+    client.flush();
+    QTRY_COMPARE_WITH_TIMEOUT(server.clientCount(), 1, PATIENCE_MS);
+    client.write("ho\",\"count\":0}\n");
+    QTRY_VERIFY_WITH_TIMEOUT(client.canReadLine(), PATIENCE_MS);
+    QCOMPARE(client.readAll(), QByteArray("{\"done\":true}\n"));
+}
+
+void TstControlServer::requests_severalAtOnce_areAnsweredInOrder()
+{
+    ControlServer server(answerTo);
+    QVERIFY(server.open(path()));
+    QCOMPARE(ask("{\"request\":\"echo\",\"text\":1}\n{\"request\":\"dance\"}\n{\"request\":\"echo\",\"text\":2}\n", 5),
+             QByteArray("{\"item\":{\"text\":1}}\n{\"done\":true}\n{\"error\":\"no such request\"}\n"
+                        "{\"item\":{\"text\":2}}\n{\"done\":true}\n"));
+}
+
+void TstControlServer::request_wrong_getsError_data()
+{
+    QTest::addColumn<QByteArray>("line");
+    QTest::newRow("empty") << QByteArray("\n");
+    QTest::newRow("word") << QByteArray("clients\n");
+    QTest::newRow("array") << QByteArray("[1]\n");
+    QTest::newRow("cut") << QByteArray("{\"request\":\n");
+    QTest::newRow("not UTF-8") << QByteArray("{\"request\":\"\xff\"}\n");
+    QTest::newRow("two objects") << QByteArray("{}{}\n");
+}
+
+void TstControlServer::request_wrong_getsError()
+{
+    QFETCH(QByteArray, line);
+    ControlServer server(answerTo);
+    QVERIFY(server.open(path()));
+    QCOMPARE(ask(line + "{\"request\":\"echo\",\"count\":0}\n", 2),
+             QByteArray("{\"error\":\"a request must be a JSON object on one line\"}\n{\"done\":true}\n"));
+}
+
+void TstControlServer::request_tooLong_endsTheConnection()
+{
+    ControlServer server(answerTo);
+    QVERIFY(server.open(path()));
+    QLocalSocket client;
+    client.connectToServer(path());
+    client.write(QByteArray(ControlServer::MAX_REQUEST_LENGTH + 1, 'x'));
+    QTRY_COMPARE_WITH_TIMEOUT(client.state(), QLocalSocket::UnconnectedState, PATIENCE_MS);
+    QCOMPARE(client.readAll(), QByteArray("{\"error\":\"a request must not be longer than 65536 bytes\"}\n"));
+    QCOMPARE(server.clientCount(), 0);
+}
+
+void TstControlServer::request_longest_isAnswered()
+{
+    ControlServer server(answerTo);
+    QVERIFY(server.open(path()));
+    QByteArray request("{\"request\":\"echo\",\"count\":0}");
+    request += QByteArray(ControlServer::MAX_REQUEST_LENGTH - request.size(), ' ');
+    QCOMPARE(ask(request + '\n'), QByteArray("{\"done\":true}\n"));
+}
+
+void TstControlServer::request_beforeHalfClose_isAnswered()
+{
+    ControlServer server(answerTo);
+    QVERIFY(server.open(path()));
+    QLocalSocket client;
+    client.connectToServer(path());
+    client.write("{\"request\":\"echo\",\"count\":0}\n");
+    client.flush();
+    QCOMPARE(::shutdown(static_cast<int>(client.socketDescriptor()), SHUT_WR), 0);
+    QTRY_VERIFY_WITH_TIMEOUT(client.canReadLine(), PATIENCE_MS);
+    QCOMPARE(client.readAll(), QByteArray("{\"done\":true}\n"));
+}
+
+void TstControlServer::clients_tooMany_areClosed()
+{
+    ControlServer server(answerTo);
+    QVERIFY(server.open(path()));
+    std::vector<std::unique_ptr<QLocalSocket>> clients;
+    for (int number = 0; number < ControlServer::MAX_CLIENTS; ++number) {
+        clients.push_back(std::make_unique<QLocalSocket>());
+        clients.back()->connectToServer(path());
+        QTRY_COMPARE_WITH_TIMEOUT(server.clientCount(), number + 1, PATIENCE_MS);
+    }
+    QLocalSocket late;
+    late.connectToServer(path());
+    QTRY_COMPARE_WITH_TIMEOUT(late.state(), QLocalSocket::UnconnectedState, PATIENCE_MS);
+    clients.pop_back();
+    QTRY_COMPARE_WITH_TIMEOUT(server.clientCount(), ControlServer::MAX_CLIENTS - 1, PATIENCE_MS);
+    QCOMPARE(ask("{\"request\":\"echo\",\"count\":0}\n"), QByteArray("{\"done\":true}\n"));
+}
+
+void TstControlServer::client_thatTakesNothing_isAskedNoMore()
+{
+    constexpr int REQUESTS = 50; // half a megabyte of answer each
+    int answered = 0;
+    ControlServer server([&answered](const QVariantMap& request) {
+        answered += request.contains(QStringLiteral("text")) ? 1 : 0;
+        return answerTo(request);
+    });
+    QVERIFY(server.open(path()));
+    QLocalSocket client;
+    client.setReadBufferSize(1);
+    client.connectToServer(path());
+    // Others are answered meanwhile, so each request has had its turn before the next one comes.
+    for (int number = 0; number < REQUESTS; ++number) {
+        client.write("{\"request\":\"echo\",\"text\":\"" + QByteArray(1000, 'x') + "\",\"count\":500}\n");
+        QCOMPARE(ask("{\"request\":\"echo\",\"count\":0}\n"), QByteArray("{\"done\":true}\n"));
+    }
+    QVERIFY2(answered < REQUESTS / 2, qPrintable(QString::number(answered)));
+    client.setReadBufferSize(0);
+    int done = 0;
+    const auto isComplete = [&] {
+        while (client.canReadLine()) {
+            done += client.readLine() == "{\"done\":true}\n" ? 1 : 0;
+        }
+        return done == REQUESTS;
+    };
+    QVERIFY2(waitFor(isComplete), qPrintable(QString::number(done)));
+}
+
+QTEST_GUILESS_MAIN(TstControlServer)
+#include "tst_controlserver.moc"

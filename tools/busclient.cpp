@@ -1,6 +1,7 @@
 #include "busclient.h"
 
 #include "liblog.h"
+#include "records/tarvexerror.h"
 
 namespace tarvexctl {
 
@@ -78,6 +79,19 @@ void BusClient::ask(const Operation& operation)
     if (!operation(m_handler)) {
         throw askFailure(m_handler.isOpen(), log);
     }
+}
+
+bool BusClient::askForStored(const Operation& operation)
+{
+    try {
+        ask(operation);
+    } catch (const Failure& failure) {
+        if (failure.code() != tarvex::TarvexError::NoSettingsForClient) {
+            throw;
+        }
+        return false;
+    }
+    return true;
 }
 
 } // namespace tarvexctl

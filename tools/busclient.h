@@ -31,6 +31,9 @@ public:
     /// text of the bus, after which the connection can still be used; NoBus or TimedOut, after which it cannot.
     void ask(const Operation& operation);
 
+    /// The same for an operation that loads what one client has stored. \return false when nothing is
+    bool askForStored(const Operation& operation);
+
 private:
     tarvex::TarvexQueryHandler m_handler;
 };

@@ -3,6 +3,7 @@
 #include "arguments.h"
 #include "busclient.h"
 #include "cmdlayer/tarvexcommand.h"
+#include "controlclient.h"
 #include "follower.h"
 #include "messages.h"
 #include "output.h"
@@ -53,7 +54,11 @@ protected:
     void onConnected(BusClient& bus, bool isFirst) override
     {
         if (isFirst) {
+            const bool isUnknown = isUnknownToBus(m_call.receiver); // before it is sent, as by the verb send
             bus.ask([this](TarvexQueryHandler& handler) { return handler.sendMessage(m_request); });
+            if (isUnknown) {
+                tellOfUnknownReceiver(m_call.receiver);
+            }
             if (m_call.silenceIsOk) {
                 setSatisfied();
             }

@@ -2,9 +2,11 @@
 
 #include "arguments.h"
 #include "callverb.h"
+#include "clientsverb.h"
 #include "failure.h"
 #include "interrupts.h"
 #include "listenverb.h"
+#include "listverbs.h"
 #include "output.h"
 #include "sendverb.h"
 #include "settingsverbs.h"
@@ -95,6 +97,13 @@ void addLimits(CLI::App* verb, CommandLine& line, const std::string& what)
     verb->footer(RECEIVING_FOOTER);
 }
 
+/// The verbs of settings beside those that read and write one record.
+void addMoreSettingsVerbs(CLI::App* settings, CommandLine& line)
+{
+    CLI::App* list = settings->add_subcommand("list", "Shows whose settings are stored");
+    list->callback([&line] { line.run = listSettings; });
+}
+
 void addSettingsVerbs(CLI::App& program, CommandLine& line)
 {
     CLI::App* settings = program.add_subcommand("settings", "The stored settings of a client");
@@ -128,6 +137,7 @@ void addSettingsVerbs(CLI::App& program, CommandLine& line)
     remove->callback([&line] {
         line.run = [&line](const QString& name, Output& output) { removeSettings(name, text(line.owner), output); };
     });
+    addMoreSettingsVerbs(settings, line);
 }
 
 void addStateWatch(CLI::App& state, CommandLine& line)
@@ -167,6 +177,9 @@ void addStateVerbs(CLI::App& program, CommandLine& line)
         };
     });
     addStateWatch(*state, line);
+
+    CLI::App* list = state->add_subcommand("list", "Shows all states that are stored");
+    list->callback([&line] { line.run = listStates; });
 }
 
 QString messageText(const CommandLine& line)
@@ -238,6 +251,12 @@ void addListenVerb(CLI::App& program, CommandLine& line)
     });
 }
 
+void addClientsVerb(CLI::App& program, CommandLine& line)
+{
+    CLI::App* clients = program.add_subcommand("clients", "Shows who is on a development bus, and what it has of whom");
+    clients->callback([&line] { line.run = listClients; });
+}
+
 void showVersion(Output& output)
 {
     const wexcor::AppVersion version = bus::TarvexLib::version();
@@ -271,7 +290,8 @@ void run(const CommandLine& line)
         return;
     }
     if (!line.run) {
-        throw Failure(WrongUse, QStringLiteral("a verb is missing: settings, state, send, call or listen; see --help"));
+        throw Failure(WrongUse,
+                      QStringLiteral("a verb is missing: settings, state, send, call, listen or clients; see --help"));
     }
     line.run(clientNameOf(line), output);
 }
@@ -301,6 +321,7 @@ bool parse(int argc, char** argv, CommandLine& line)
     addSendVerb(program, line);
     addCallVerb(program, line);
     addListenVerb(program, line);
+    addClientsVerb(program, line);
 
     std::vector<std::string> arguments = parserArguments(argc, argv);
     std::reverse(arguments.begin(), arguments.end()); // the parser takes them from the end

@@ -113,6 +113,25 @@ void Output::writeRow(const QStringList& header, const QStringList& row)
     writeData(lines + rowLine(m_widths, cells));
 }
 
+void Output::writeTable(const QStringList& header, const QList<QVariantMap>& items,
+                        const std::function<QStringList(const QVariantMap&)>& rowOf)
+{
+    QList<QStringList> rows;
+    for (const QVariantMap& item : items) {
+        rows.append(rowOf(item));
+        QStringList cells;
+        std::transform(rows.last().begin(), rows.last().end(), std::back_inserter(cells), cellText);
+        widen(m_widths, cells);
+    }
+    for (int row = 0; row < rows.size(); ++row) {
+        if (m_json) {
+            writeObject(items.at(row));
+        } else {
+            writeRow(header, rows.at(row));
+        }
+    }
+}
+
 void Output::report(const QVariantMap& object, const QString& words)
 {
     if (m_json) {

@@ -8,6 +8,8 @@
 #include <QVariantMap>
 #include <QVector>
 
+#include <functional>
+
 class QDateTime;
 
 /// What the program writes, all of it UTF-8. Data goes to stdout, words to stderr.
@@ -36,6 +38,11 @@ public:
     /// shown as visible() does, empty cells as "-". A column is as wide as its widest cell so far. Throws Failure as
     /// well.
     void writeRow(const QStringList& header, const QStringList& row);
+
+    /// Writes a whole table: each item as a line with --json, otherwise as a row, which \a rowOf makes of it, see
+    /// writeRow(). Columns are as wide as their widest cell. Without items nothing is written. Throws Failure as well.
+    void writeTable(const QStringList& header, const QList<QVariantMap>& items,
+                    const std::function<QStringList(const QVariantMap&)>& rowOf);
 
     /// Tells of something done: the object with --json, otherwise the words, on stderr.
     void report(const QVariantMap& object, const QString& words);

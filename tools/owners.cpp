@@ -3,6 +3,7 @@
 #include "arguments.h"
 #include "failure.h"
 #include "output.h"
+#include "supportedclients.h"
 
 namespace tarvexctl {
 
@@ -12,6 +13,19 @@ QStringList ownersOrSelf(const QStringList& owners, const QString& self)
         requireName(owner, QStringLiteral("OWNER"));
     }
     return owners.isEmpty() ? QStringList(self) : owners;
+}
+
+const QStringList& supportedClients()
+{
+    static const QStringList names = [] {
+        // Those that run on demand are not among the others.
+        QStringList all = tarvex::ALL_SUPPORTED_CLIENTS + tarvex::ALL_SUPPORTED_CLIENT_SETTINGS
+            + QStringList{tarvex::BUSNAME_UPDATER, tarvex::BUSNAME_SERVICE_MENU};
+        all.removeDuplicates();
+        all.sort();
+        return all;
+    }();
+    return names;
 }
 
 void forEachOwner(const QStringList& owners, const std::function<void(const QString&)>& get)

@@ -12,6 +12,9 @@ namespace tarvexctl {
 /// The names asked about; \a self alone when there are none. Throws Failure when one of them is empty.
 QStringList ownersOrSelf(const QStringList& owners, const QString& self);
 
+/// Every name that the library knows, in the order of the names.
+const QStringList& supportedClients();
+
 /// Calls \a get for each owner. What the bus refuses is told of at once, with the owner's name when there are several,
 /// and ends the verb only after the last owner, by a Failure without words. Any other failure ends it there and then.
 void forEachOwner(const QStringList& owners, const std::function<void(const QString&)>& get);

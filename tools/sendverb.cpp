@@ -2,6 +2,7 @@
 
 #include "arguments.h"
 #include "busclient.h"
+#include "controlclient.h"
 #include "failure.h"
 #include "messages.h"
 #include "output.h"
@@ -48,7 +49,12 @@ void sendMessage(const QString& clientName, const QString& receiver, const QStri
     requireName(receiver, QStringLiteral("RECEIVER"));
     const Message message = newMessage(clientName, receiver, text);
     BusClient bus(clientName);
+    // Before it is sent: the message itself may make the bus know the name.
+    const bool isUnknown = isUnknownToBus(receiver);
     bus.ask([&](TarvexQueryHandler& handler) { return handler.sendMessage(message); });
+    if (isUnknown) {
+        tellOfUnknownReceiver(receiver);
+    }
 
     QVariantMap done;
     done.insert(QStringLiteral("done"), QStringLiteral("send"));

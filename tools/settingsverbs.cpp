@@ -6,12 +6,10 @@
 #include "output.h"
 #include "owners.h"
 #include "records/clientsettings.h"
-#include "records/tarvexerror.h"
 
 #include <QDateTime>
 
 using tarvex::ClientSettings;
-using tarvex::TarvexError;
 using tarvex::TarvexQueryHandler;
 
 namespace tarvexctl {
@@ -34,20 +32,6 @@ QString settingsText(const ClientSettings& settings)
                      visible(jsonText(map.value(QStringLiteral("value"))))});
     }
     return text + tableLines(rows);
-}
-
-/// \return false when nothing is stored for \a owner.
-bool loadStored(BusClient& bus, const QString& owner, ClientSettings& settings)
-{
-    try {
-        bus.ask([&](TarvexQueryHandler& handler) { return handler.loadSettings(owner, settings); });
-    } catch (const Failure& failure) {
-        if (failure.code() != TarvexError::NoSettingsForClient) {
-            throw;
-        }
-        return false;
-    }
-    return true;
 }
 
 void mergeChange(const SettingChange& change, ClientSettings& settings)
@@ -91,7 +75,8 @@ void setSetting(const QString& clientName, const SettingChange& change, Output& 
     requireName(change.key, QStringLiteral("KEY"));
     BusClient bus(clientName);
     ClientSettings settings;
-    const bool wasStored = loadStored(bus, change.owner, settings);
+    const bool wasStored =
+        bus.askForStored([&](TarvexQueryHandler& handler) { return handler.loadSettings(change.owner, settings); });
     mergeChange(change, settings);
     settings.setOwner(change.owner);
     settings.setDt(QDateTime::currentDateTime());

@@ -7,12 +7,10 @@
 #include "output.h"
 #include "owners.h"
 #include "records/clientstate.h"
-#include "records/tarvexerror.h"
 
 #include <QHash>
 
 using tarvex::ClientState;
-using tarvex::TarvexError;
 using tarvex::TarvexQueryHandler;
 
 namespace tarvexctl {
@@ -97,12 +95,7 @@ private:
     static ClientState loadState(BusClient& bus, const QString& owner)
     {
         ClientState state;
-        try {
-            bus.ask([&](TarvexQueryHandler& handler) { return handler.loadState(owner, state); });
-        } catch (const Failure& failure) {
-            if (failure.code() != TarvexError::NoSettingsForClient) {
-                throw;
-            }
+        if (!bus.askForStored([&](TarvexQueryHandler& handler) { return handler.loadState(owner, state); })) {
             state.setOwner(owner);
         }
         return state;

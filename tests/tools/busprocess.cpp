@@ -8,6 +8,9 @@
 
 BusProcess::BusProcess(Storage storage) : m_storage(storage)
 {
+    // The control socket of a bus that is killed stays behind, so it is in a folder that goes with this object. The
+    // program finds it by the same variable.
+    qputenv("XDG_RUNTIME_DIR", m_folder.path().toUtf8());
     start();
 }
 

@@ -9,7 +9,7 @@
 #include <QTemporaryDir>
 #include <QVariantMap>
 
-/// A bus in a process of its own, to be killed and hung.
+/// A bus in a process of its own, to be killed and hung. Sets XDG_RUNTIME_DIR for this and every later process.
 class BusProcess
 {
 public:

@@ -1,6 +1,7 @@
 #include "busprocess.h"
 #include "programrun.h"
 
+#include <QDeadlineTimer>
 #include <QElapsedTimer>
 #include <QTest>
 
@@ -25,6 +26,19 @@ QString errorReply(const QString& errorText)
 QString uidOf(const QVariantMap& message)
 {
     return message.value(QStringLiteral("UID")).toString();
+}
+
+/// Waits until the bus knows a client of this name, up to 30 s.
+bool waitForClient(const QString& name)
+{
+    const QDeadlineTimer deadline(30000);
+    bool isThere = false;
+    while (!isThere && !deadline.hasExpired()) {
+        ProgramRun clients({QStringLiteral("--json"), QStringLiteral("clients")});
+        clients.status();
+        isThere = clients.out().contains("\"name\":\"" + name.toUtf8() + '"');
+    }
+    return isThere;
 }
 
 } // namespace
@@ -62,6 +76,7 @@ void TstCallVerb::echo_replyIsShown()
     BusProcess bus;
     QProcess echo;
     echo.start(QStringLiteral(ECHO_SERVICE), {QStringLiteral("echo")});
+    QVERIFY(waitForClient(QStringLiteral("echo"))); // sooner, the bus would not know the name
     ProgramRun run(QStringList{QStringLiteral("call"), QStringLiteral("echo"), QStringLiteral("echo"),
                                QStringLiteral(R"({"text":"Good morning"})"), QStringLiteral("--timeout"),
                                QStringLiteral("20")});
@@ -207,7 +222,11 @@ void TstCallVerb::silenceByDefault_is4After10s()
     ProgramRun run(call({QStringLiteral("print")}));
     QCOMPARE(run.status(30000), 4);
     QVERIFY(timer.elapsed() >= 10000);
-    QCOMPARE(run.err(), QByteArray("tarvexctl: no reply from printer within 10 s\n"));
+    // Sent to nobody: the bus keeps the command, and tells that it does not know the name.
+    QCOMPARE(run.err(),
+             QByteArray("tarvexctl: nobody has ever been \"printer\" on this bus, as far as it knows; it keeps the "
+                        "message for that name\n"
+                        "tarvexctl: no reply from printer within 10 s\n"));
 }
 
 void TstCallVerb::silenceOk_is0_data()

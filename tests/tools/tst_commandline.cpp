@@ -28,16 +28,17 @@ void TstCommandLine::help_ofProgramAndVerbs_data()
 {
     QTest::addColumn<QStringList>("verb");
     QTest::addColumn<QByteArrayList>("mentioned");
-    QTest::newRow("program") << QStringList()
-                             << QByteArrayList{"--as", "--json", "settings", "state", "send", "call", "listen", "130"};
-    QTest::newRow("settings") << QStringList{QStringLiteral("settings")} << QByteArrayList{"get", "set", "remove"};
+    QTest::newRow("program") << QStringList() << QByteArrayList{"--as", "--json", "settings", "state", "send",
+                                                                "call", "listen", "clients",  "130"};
+    QTest::newRow("settings") << QStringList{QStringLiteral("settings")}
+                              << QByteArrayList{"get", "set", "remove", "list"};
     QTest::newRow("settings get") << QStringList{QStringLiteral("settings"), QStringLiteral("get")}
                                   << QByteArrayList{"OWNER..."};
     QTest::newRow("settings set") << QStringList{QStringLiteral("settings"), QStringLiteral("set")}
                                   << QByteArrayList{"OWNER GROUP KEY VALUE", "--string", "--description"};
     QTest::newRow("settings remove") << QStringList{QStringLiteral("settings"), QStringLiteral("remove")}
                                      << QByteArrayList{"OWNER"};
-    QTest::newRow("state") << QStringList{QStringLiteral("state")} << QByteArrayList{"get", "set", "watch"};
+    QTest::newRow("state") << QStringList{QStringLiteral("state")} << QByteArrayList{"get", "set", "watch", "list"};
     QTest::newRow("state get") << QStringList{QStringLiteral("state"), QStringLiteral("get")}
                                << QByteArrayList{"OWNER..."};
     QTest::newRow("state set") << QStringList{QStringLiteral("state"), QStringLiteral("set")}
@@ -112,6 +113,8 @@ void TstCommandLine::wrongUse_isRefusedBeforeConnecting_data()
                                        << QByteArray("123456789012345678901234567890 is too large");
     QTest::newRow("remove nobody") << QStringLiteral("settings remove") << QByteArray("OWNER is required");
     QTest::newRow("remove empty") << QStringLiteral("settings remove ''") << QByteArray("OWNER must not be empty");
+    QTest::newRow("list whom") << QStringLiteral("settings list a") << QByteArray("not expected: a");
+    QTest::newRow("clients whom") << QStringLiteral("clients a") << QByteArray("not expected: a");
     QTest::newRow("state without text") << QStringLiteral("state set") << QByteArray("TEXT is required");
     QTest::newRow("type -1") << QStringLiteral("state set ok --type -1") << QByteArray("from 0 to 127, not \"-1\"");
     QTest::newRow("type 128") << QStringLiteral("state set ok --type 128") << QByteArray("from 0 to 127, not \"128\"");

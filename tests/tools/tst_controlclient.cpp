@@ -1,0 +1,212 @@
+#include "busprocess.h"
+#include "fakebus.h"
+#include "programrun.h"
+
+#include <QFile>
+#include <QTemporaryDir>
+#include <QTest>
+
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/un.h>
+#include <thread>
+#include <unistd.h>
+
+namespace {
+
+/// A control socket, at the place where the program looks for it, that answers one request with these bytes, and then
+/// closes or holds its peace.
+class ScriptedSocket
+{
+public:
+    enum End {
+        Close,
+        Hold
+    };
+
+    ScriptedSocket(const QByteArray& answer, End end) : m_answer(answer), m_end(end)
+    {
+        struct stat network
+        {
+        };
+
+        ::stat("/proc/self/ns/net", &network);
+        qputenv("XDG_RUNTIME_DIR", m_folder.path().toUtf8());
+        const QByteArray path = m_folder.filePath(QStringLiteral("tarvex-devbus-%1.sock").arg(network.st_ino)).toUtf8();
+        sockaddr_un address{};
+        address.sun_family = AF_UNIX;
+        qstrncpy(address.sun_path, path.constData(), sizeof address.sun_path);
+        m_listener = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+        // NOLINTNEXTLINE(cppcoreguidelines-pro-type-reinterpret-cast): the system's own way to pass an address
+        m_isListening = ::bind(m_listener, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0
+            && ::listen(m_listener, 1) == 0;
+        m_thread = std::thread([this] { serve(); });
+    }
+
+    ~ScriptedSocket()
+    {
+        ::shutdown(m_listener, SHUT_RDWR); // ends the wait for a client
+        m_thread.join();
+        ::close(m_client);
+        ::close(m_listener);
+    }
+
+    Q_DISABLE_COPY_MOVE(ScriptedSocket)
+
+    bool isListening() const { return m_isListening; }
+
+private:
+    void serve()
+    {
+        m_client = ::accept4(m_listener, nullptr, nullptr, SOCK_CLOEXEC);
+        char byte = 0;
+        while (byte != '\n' && ::recv(m_client, &byte, 1, 0) == 1) { }
+        ::send(m_client, m_answer.constData(), static_cast<std::size_t>(m_answer.size()), MSG_NOSIGNAL);
+        if (m_end == Close) {
+            ::shutdown(m_client, SHUT_RDWR);
+        }
+    }
+
+    const QByteArray m_answer;
+    const End m_end;
+    QTemporaryDir m_folder;
+    int m_listener = -1;
+    int m_client = -1;
+    bool m_isListening = false;
+    std::thread m_thread;
+};
+
+QStringList send(const QString& receiver)
+{
+    return {QStringLiteral("send"), receiver, QStringLiteral("hello")};
+}
+
+QByteArray unknownWords(const QByteArray& name)
+{
+    return "tarvexctl: nobody has ever been \"" + name
+        + "\" on this bus, as far as it knows; it keeps the message for that name\n";
+}
+
+} // namespace
+
+/// How the program asks the development bus about itself, by the verbs that do.
+class TstControlClient : public QObject
+{
+    Q_OBJECT
+private Q_SLOTS:
+    void answer_wrong_endsTheVerb_data();
+    void answer_wrong_endsTheVerb();
+    void folder_ofOthers_isNotTrusted();
+    void send_toNameThatNeverWas_isToldEachTime();
+    void send_toNameThatIsOrWas_isSilent_data();
+    void send_toNameThatIsOrWas_isSilent();
+    void send_busThatCannotTell_isSilent_data();
+    void send_busThatCannotTell_isSilent();
+    void send_refused_isNotTold();
+};
+
+void TstControlClient::answer_wrong_endsTheVerb_data()
+{
+    QTest::addColumn<QByteArray>("answer");
+    QTest::addColumn<int>("status");
+    QTest::addColumn<QByteArray>("words");
+    QTest::newRow("none") << QByteArray() << 3 << QByteArray("tarvexctl: the bus closed the connection\n");
+    QTest::newRow("cut") << QByteArray("{\"item\":{\"name\":\"a\"}}\n{\"done\"") << 3
+                         << QByteArray("tarvexctl: the bus closed the connection\n");
+    QTest::newRow("no JSON") << QByteArray("hello\n") << 3
+                             << QByteArray("tarvexctl: what answered is no reply of the bus\n");
+    QTest::newRow("error") << QByteArray("{\"error\":\"256 Invalid\\nstorage\"}\n") << 1
+                           << QByteArray("tarvexctl: refused by the bus: 256 Invalid\\nstorage\n");
+}
+
+void TstControlClient::answer_wrong_endsTheVerb()
+{
+    QFETCH(QByteArray, answer);
+    QFETCH(int, status);
+    QFETCH(QByteArray, words);
+    const ScriptedSocket socket(answer, ScriptedSocket::Close);
+    QVERIFY(socket.isListening());
+    ProgramRun run({QStringLiteral("clients")});
+    QCOMPARE(run.status(), status);
+    QCOMPARE(run.out(), QByteArray());
+    QCOMPARE(run.err(), words);
+}
+
+void TstControlClient::folder_ofOthers_isNotTrusted()
+{
+    const FakeBus bus;
+    const ScriptedSocket socket("{\"done\":true}\n", ScriptedSocket::Close);
+    QVERIFY(QFile::setPermissions(qEnvironmentVariable("XDG_RUNTIME_DIR"), QFile::Permissions(0x7755)));
+    ProgramRun run({QStringLiteral("clients")});
+    QCOMPARE(run.status(), 1);
+    QVERIFY2(run.err().contains("this bus cannot tell"), run.err().constData());
+}
+
+void TstControlClient::send_toNameThatNeverWas_isToldEachTime()
+{
+    const BusProcess bus;
+    for (int round = 0; round < 2; ++round) {
+        ProgramRun run(send(QStringLiteral("prnter")));
+        QCOMPARE(run.status(), 0);
+        QVERIFY2(run.err().startsWith(unknownWords("prnter") + "tarvexctl: sent to prnter"), run.err().constData());
+    }
+    QCOMPARE(bus.messages().size(), 2);
+}
+
+void TstControlClient::send_toNameThatIsOrWas_isSilent_data()
+{
+    QTest::addColumn<QString>("receiver");
+    QTest::newRow("is there") << QStringLiteral("gui");
+    QTest::newRow("was there") << QStringLiteral("gone");
+    QTest::newRow("has stored something") << QStringLiteral("owner");
+    QTest::newRow("of the library") << QStringLiteral("updater");
+    QTest::newRow("oneself") << QStringLiteral("tarvexctl");
+}
+
+void TstControlClient::send_toNameThatIsOrWas_isSilent()
+{
+    QFETCH(QString, receiver);
+    const BusProcess bus;
+    BusClient gui(BusClient::QUERY_PORT, QStringLiteral("gui"));
+    QVERIFY(BusClient(BusClient::QUERY_PORT, QStringLiteral("gone")).isConnected());
+    QCOMPARE(gui.ask(QStringLiteral("saveState"), {{QStringLiteral("owner"), QStringLiteral("owner")}}).code, 0);
+    ProgramRun run(send(receiver));
+    QCOMPARE(run.status(), 0);
+    QVERIFY2(run.err().startsWith("tarvexctl: sent to "), run.err().constData());
+}
+
+void TstControlClient::send_busThatCannotTell_isSilent_data()
+{
+    QTest::addColumn<QByteArray>("answer");
+    QTest::addColumn<bool>("hold");
+    QTest::newRow("closes") << QByteArray() << false;
+    QTest::newRow("no JSON") << QByteArray("hello\n") << false;
+    QTest::newRow("does not know the request") << QByteArray("{\"error\":\"there is no such request\"}\n") << false;
+    QTest::newRow("another answer") << QByteArray("{\"item\":{}}\n{\"done\":true}\n") << false;
+    QTest::newRow("says nothing") << QByteArray() << true; // takes the 5 s of the wait
+}
+
+void TstControlClient::send_busThatCannotTell_isSilent()
+{
+    QFETCH(QByteArray, answer);
+    QFETCH(bool, hold);
+    FakeBus bus;
+    bus.willReply(QStringLiteral("sendMessage"));
+    const ScriptedSocket socket(answer, hold ? ScriptedSocket::Hold : ScriptedSocket::Close);
+    ProgramRun run(send(QStringLiteral("prnter")));
+    QCOMPARE(run.status(), 0);
+    QVERIFY2(run.err().startsWith("tarvexctl: sent to prnter"), run.err().constData());
+}
+
+void TstControlClient::send_refused_isNotTold()
+{
+    FakeBus bus;
+    bus.willReply(QStringLiteral("sendMessage"), 512, QStringLiteral("Storage access error"));
+    const ScriptedSocket socket("{\"item\":{\"isKnown\":false}}\n{\"done\":true}\n", ScriptedSocket::Close);
+    ProgramRun run(send(QStringLiteral("prnter")));
+    QCOMPARE(run.status(), 1);
+    QCOMPARE(run.err(), QByteArray("tarvexctl: refused by the bus: 512 Storage access error\n"));
+}
+
+QTEST_GUILESS_MAIN(TstControlClient)
+#include "tst_controlclient.moc"

@@ -1,0 +1,137 @@
+#include "controlclient.h"
+
+#include "busclient.h"
+#include "output.h"
+#include "owners.h"
+
+#include <QDeadlineTimer>
+#include <QDir>
+#include <QFile>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QLocalSocket>
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace tarvexctl {
+
+namespace {
+
+/// A bus that has just answered does this in a millisecond; a word on stderr is not worth a longer wait.
+constexpr int HINT_TIMEOUT_MS = 5000;
+
+const QLatin1String KEY_ITEM("item");
+const QLatin1String KEY_ERROR("error");
+
+struct stat statusOf(const QString& path)
+{
+    struct stat status
+    {
+    };
+
+    ::lstat(QFile::encodeName(path).constData(), &status);
+    return status;
+}
+
+/// In a folder where others may write, the socket could be anybody's.
+bool isPrivateFolder(const QString& path)
+{
+    const struct stat status = statusOf(path);
+    return S_ISDIR(status.st_mode) && status.st_uid == ::geteuid() && (status.st_mode & (S_IRWXG | S_IRWXO)) == 0;
+}
+
+/// Where the bus may have its socket: it may have been started with another environment than this program.
+QStringList socketPaths()
+{
+    struct stat network
+    {
+    };
+
+    if (::stat("/proc/self/ns/net", &network) != 0) {
+        return {};
+    }
+    QStringList paths;
+    const QStringList folders{qEnvironmentVariable("XDG_RUNTIME_DIR"), QStringLiteral("/run/user/%1").arg(::geteuid()),
+                              QStringLiteral("%1/tarvex-devbus-%2").arg(QDir::tempPath()).arg(::geteuid())};
+    for (const QString& folder : folders) {
+        if (QDir::isAbsolutePath(folder) && isPrivateFolder(folder)) {
+            paths.append(QStringLiteral("%1/tarvex-devbus-%2.sock").arg(folder).arg(network.st_ino));
+        }
+    }
+    return paths;
+}
+
+/// \return false when nobody listens.
+bool connectToBus(QLocalSocket& socket, int timeoutMs)
+{
+    const QStringList paths = socketPaths();
+    for (const QString& path : paths) {
+        socket.connectToServer(path);
+        if (socket.waitForConnected(timeoutMs)) {
+            return true;
+        }
+        socket.abort();
+    }
+    return false;
+}
+
+QVariantMap readObject(QLocalSocket& socket, const QDeadlineTimer& deadline)
+{
+    while (!socket.canReadLine()) {
+        if (!socket.waitForReadyRead(static_cast<int>(deadline.remainingTime()))) {
+            throw deadline.hasExpired() ? silence() : Failure(NoBus, QStringLiteral("the bus closed the connection"));
+        }
+    }
+    const QJsonDocument document = QJsonDocument::fromJson(socket.readLine());
+    if (!document.isObject()) {
+        throw Failure(NoBus, QStringLiteral("what answered is no reply of the bus"));
+    }
+    return document.object().toVariantMap();
+}
+
+} // namespace
+
+std::optional<QList<QVariantMap>> askControlSocket(const QVariantMap& request, int timeoutMs)
+{
+    const QDeadlineTimer deadline(timeoutMs);
+    QLocalSocket socket;
+    if (!connectToBus(socket, timeoutMs)) {
+        return std::nullopt;
+    }
+    socket.write(jsonText(request).toUtf8() + '\n');
+    QList<QVariantMap> items;
+    QVariantMap object = readObject(socket, deadline);
+    while (object.contains(KEY_ITEM)) {
+        items.append(object.value(KEY_ITEM).toMap());
+        object = readObject(socket, deadline);
+    }
+    if (object.contains(KEY_ERROR)) {
+        throw Failure(Refused, QStringLiteral("refused by the bus: %1").arg(object.value(KEY_ERROR).toString()));
+    }
+    return items;
+}
+
+bool isUnknownToBus(const QString& client)
+{
+    if (supportedClients().contains(client)) {
+        return false;
+    }
+    try {
+        const auto items = askControlSocket(
+            {{QStringLiteral("request"), QStringLiteral("known")}, {QStringLiteral("name"), client}}, HINT_TIMEOUT_MS);
+        const QVariant isKnown = items ? items->value(0).value(QStringLiteral("isKnown")) : QVariant();
+        return isKnown.isValid() && !isKnown.toBool();
+    } catch (const Failure&) {
+        return false;
+    }
+}
+
+void tellOfUnknownReceiver(const QString& receiver)
+{
+    complain(QStringLiteral(
+                 "nobody has ever been \"%1\" on this bus, as far as it knows; it keeps the message for that name")
+                 .arg(receiver));
+}
+
+} // namespace tarvexctl

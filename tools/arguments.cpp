@@ -107,6 +107,14 @@ QVariant jsonOrText(const QString& text)
     return value;
 }
 
+void tellOfBrokenJson(const QString& text)
+{
+    const QString beginnings = QStringLiteral("{[\"");
+    if (!isJson(text) && beginnings.contains(text.trimmed().left(1)) && !text.trimmed().isEmpty()) {
+        complain(QStringLiteral("%1 begins like JSON and is none: it is taken as a text, as with --string").arg(text));
+    }
+}
+
 ClientState::EStateType stateTypeFrom(const QString& text)
 {
     bool isNumber = false;

@@ -30,6 +30,9 @@ bool isJson(const QString& text);
 /// An integer beyond what the bus carries exactly (JSON numbers travel as doubles) is refused.
 QVariant jsonOrText(const QString& text);
 
+/// Tells on stderr of a text that begins as JSON does and is none, such as one with a bracket missing.
+void tellOfBrokenJson(const QString& text);
+
 /// A decimal number from 0 to 127.
 tarvex::ClientState::EStateType stateTypeFrom(const QString& text);
 

@@ -9,6 +9,7 @@
 #include "listverbs.h"
 #include "output.h"
 #include "sendverb.h"
+#include "settingsload.h"
 #include "settingsverbs.h"
 #include "stateverbs.h"
 #include "statewatch.h"
@@ -50,6 +51,7 @@ struct CommandLine
     std::string value;
     bool valueIsText = false;
     std::optional<std::string> description;
+    std::string file = "-";
     std::string type = "0";
     std::string receiver;
     std::optional<std::string> text;
@@ -102,6 +104,22 @@ void addMoreSettingsVerbs(CLI::App* settings, CommandLine& line)
 {
     CLI::App* list = settings->add_subcommand("list", "Shows whose settings are stored");
     list->callback([&line] { line.run = listSettings; });
+
+    CLI::App* unset = settings->add_subcommand("unset", "Removes one setting; the others stay");
+    unset->add_option("OWNER", line.owner, "The client's name")->type_name("")->required();
+    unset->add_option("GROUP", line.group, "The setting's group; may be empty")->type_name("")->required();
+    unset->add_option("KEY", line.key, "The setting's name within the group")->type_name("")->required();
+    unset->callback([&line] {
+        line.run = [&line](const QString& name, Output& output) {
+            unsetSetting(name, {text(line.owner), text(line.group), text(line.key)}, output);
+        };
+    });
+
+    CLI::App* load = settings->add_subcommand("load", "Saves records as --json settings get writes them");
+    load->add_option("FILE", line.file, "One JSON object a line; stdin when it is - or missing")->type_name("");
+    load->callback([&line] {
+        line.run = [&line](const QString& name, Output& output) { loadSettings(name, text(line.file), output); };
+    });
 }
 
 void addSettingsVerbs(CLI::App& program, CommandLine& line)
@@ -125,6 +143,9 @@ void addSettingsVerbs(CLI::App& program, CommandLine& line)
     set->callback([&line] {
         line.run = [&line](const QString& name, Output& output) {
             const QString value = text(line.value);
+            if (!line.valueIsText) {
+                tellOfBrokenJson(value);
+            }
             setSetting(name,
                        {text(line.owner), text(line.group), text(line.key),
                         line.valueIsText ? QVariant(value) : jsonOrText(value), optionalText(line.description)},

@@ -52,6 +52,26 @@ void mergeChange(const SettingChange& change, ClientSettings& settings)
     }
 }
 
+/// Throws Failure when there is no such setting.
+void removeEntries(const SettingPath& path, ClientSettings& settings)
+{
+    QList<QVariant> kept;
+    const QList<QVariant> entries = settings.settings();
+    for (const QVariant& entry : entries) {
+        const QVariantMap map = entry.toMap();
+        if (map.value(QStringLiteral("group")).toString() != path.group
+            || map.value(QStringLiteral("key")).toString() != path.key) {
+            kept.append(entry);
+        }
+    }
+    if (kept.size() == entries.size()) {
+        throw Failure(
+            Refused,
+            QStringLiteral("there is no setting %1/%2 in the settings of %3").arg(path.group, path.key, path.owner));
+    }
+    settings.setSettings(kept);
+}
+
 } // namespace
 
 void getSettings(const QString& clientName, const QStringList& owners, Output& output)
@@ -96,6 +116,25 @@ void setSetting(const QString& clientName, const SettingChange& change, Output& 
                   QStringLiteral("saved %1/%2 = %3 in the settings of %4%5")
                       .arg(change.group, change.key, jsonText(change.value), change.owner,
                            wasStored ? QString() : QStringLiteral(" (its first)")));
+}
+
+void unsetSetting(const QString& clientName, const SettingPath& path, Output& output)
+{
+    requireName(path.owner, QStringLiteral("OWNER"));
+    requireName(path.key, QStringLiteral("KEY"));
+    BusClient bus(clientName);
+    ClientSettings settings;
+    bus.ask([&](TarvexQueryHandler& handler) { return handler.loadSettings(path.owner, settings); });
+    removeEntries(path, settings);
+    settings.setDt(QDateTime::currentDateTime());
+    bus.ask([&](TarvexQueryHandler& handler) { return handler.saveSettings(settings); });
+
+    QVariantMap done;
+    done.insert(QStringLiteral("done"), QStringLiteral("settings unset"));
+    done.insert(QStringLiteral("owner"), path.owner);
+    done.insert(QStringLiteral("group"), path.group);
+    done.insert(QStringLiteral("key"), path.key);
+    output.report(done, QStringLiteral("removed %1/%2 from the settings of %3").arg(path.group, path.key, path.owner));
 }
 
 void removeSettings(const QString& clientName, const QString& owner, Output& output)

@@ -30,6 +30,17 @@ void getSettings(const QString& clientName, const QStringList& owners, Output& o
 /// Nothing is written when the stored settings cannot be read for another reason.
 void setSetting(const QString& clientName, const SettingChange& change, Output& output);
 
+struct SettingPath
+{
+    QString owner;
+    QString group;
+    QString key;
+};
+
+/// Removes one setting from what is stored; the others stay as they are. Without such a setting nothing is saved, and
+/// the Failure is Refused.
+void unsetSetting(const QString& clientName, const SettingPath& path, Output& output);
+
 void removeSettings(const QString& clientName, const QString& owner, Output& output);
 
 } // namespace tarvexctl

@@ -31,13 +31,17 @@ void TstCommandLine::help_ofProgramAndVerbs_data()
     QTest::newRow("program") << QStringList() << QByteArrayList{"--as", "--json", "settings", "state", "send",
                                                                 "call", "listen", "clients",  "130"};
     QTest::newRow("settings") << QStringList{QStringLiteral("settings")}
-                              << QByteArrayList{"get", "set", "remove", "list"};
+                              << QByteArrayList{"get", "set", "remove", "list", "unset", "load"};
     QTest::newRow("settings get") << QStringList{QStringLiteral("settings"), QStringLiteral("get")}
                                   << QByteArrayList{"OWNER..."};
     QTest::newRow("settings set") << QStringList{QStringLiteral("settings"), QStringLiteral("set")}
                                   << QByteArrayList{"OWNER GROUP KEY VALUE", "--string", "--description"};
     QTest::newRow("settings remove") << QStringList{QStringLiteral("settings"), QStringLiteral("remove")}
                                      << QByteArrayList{"OWNER"};
+    QTest::newRow("settings unset") << QStringList{QStringLiteral("settings"), QStringLiteral("unset")}
+                                    << QByteArrayList{"OWNER GROUP KEY"};
+    QTest::newRow("settings load") << QStringList{QStringLiteral("settings"), QStringLiteral("load")}
+                                   << QByteArrayList{"[FILE]", "stdin"};
     QTest::newRow("state") << QStringList{QStringLiteral("state")} << QByteArrayList{"get", "set", "watch", "list"};
     QTest::newRow("state get") << QStringList{QStringLiteral("state"), QStringLiteral("get")}
                                << QByteArrayList{"OWNER..."};
@@ -113,6 +117,11 @@ void TstCommandLine::wrongUse_isRefusedBeforeConnecting_data()
                                        << QByteArray("123456789012345678901234567890 is too large");
     QTest::newRow("remove nobody") << QStringLiteral("settings remove") << QByteArray("OWNER is required");
     QTest::newRow("remove empty") << QStringLiteral("settings remove ''") << QByteArray("OWNER must not be empty");
+    QTest::newRow("unset without key") << QStringLiteral("settings unset a b") << QByteArray("KEY is required");
+    QTest::newRow("unset empty owner") << QStringLiteral("settings unset '' b c")
+                                       << QByteArray("OWNER must not be empty");
+    QTest::newRow("unset empty key") << QStringLiteral("settings unset a b ''") << QByteArray("KEY must not be empty");
+    QTest::newRow("load twice") << QStringLiteral("settings load a b") << QByteArray("not expected: b");
     QTest::newRow("list whom") << QStringLiteral("settings list a") << QByteArray("not expected: a");
     QTest::newRow("clients whom") << QStringLiteral("clients a") << QByteArray("not expected: a");
     QTest::newRow("state without text") << QStringLiteral("state set") << QByteArray("TEXT is required");

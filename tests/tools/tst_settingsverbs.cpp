@@ -71,6 +71,12 @@ private Q_SLOTS:
     void set_loadRefusedOtherwise_savesNothing();
     void set_samePathCutElsewhere_isRefused();
     void set_asJson_tellsWhatWasDone();
+    void set_brokenJson_isTakenAsTextWithAWord_data();
+    void set_brokenJson_isTakenAsTextWithAWord();
+    void unset_removesOneAndKeepsTheRest();
+    void unset_noSuchSetting_savesNothing_data();
+    void unset_noSuchSetting_savesNothing();
+    void unset_asJson_tellsWhatWasDone();
     void remove_asksBusToRemove();
     void remove_asJson_tellsWhatWasDone();
 };
@@ -310,6 +316,100 @@ void TstSettingsVerbs::set_asJson_tellsWhatWasDone()
                                   {QStringLiteral("key"), QStringLiteral("port")},
                                   {QStringLiteral("value"), QVariantList{1}},
                                   {QStringLiteral("newRecord"), true}}}));
+}
+
+void TstSettingsVerbs::set_brokenJson_isTakenAsTextWithAWord_data()
+{
+    QTest::addColumn<QString>("value");
+    QTest::addColumn<bool>("asText");
+    QTest::addColumn<bool>("isTold");
+    QTest::newRow("object") << QStringLiteral("{\"a\":1") << false << true;
+    QTest::newRow("list") << QStringLiteral("[1") << false << true;
+    QTest::newRow("text") << QStringLiteral("\"a") << false << true;
+    QTest::newRow("after a blank") << QStringLiteral(" {") << false << true;
+    QTest::newRow("meant") << QStringLiteral("{\"a\":1") << true << false;
+    QTest::newRow("JSON") << QStringLiteral("{\"a\":1}") << false << false;
+    QTest::newRow("word") << QStringLiteral("a{") << false << false;
+    QTest::newRow("empty") << QString() << false << false;
+}
+
+void TstSettingsVerbs::set_brokenJson_isTakenAsTextWithAWord()
+{
+    QFETCH(QString, value);
+    QFETCH(bool, asText);
+    QFETCH(bool, isTold);
+    FakeBus bus;
+    willLoad(bus, record(QStringLiteral("printer"), {}));
+    bus.willReply(QStringLiteral("saveSettings"));
+    ProgramRun run(setting(value, asText ? QStringList{QStringLiteral("--string")} : QStringList()));
+    QCOMPARE(run.status(), 0);
+    const QByteArray words =
+        "tarvexctl: " + value.toUtf8() + " begins like JSON and is none: it is taken as a text, as with --string\n";
+    const QByteArray told = isTold ? words : QByteArray();
+    QVERIFY2(run.err().startsWith(told + "tarvexctl: saved network/port = "), run.err().constData());
+}
+
+void TstSettingsVerbs::unset_removesOneAndKeepsTheRest()
+{
+    FakeBus bus;
+    willLoad(bus, printerRecord());
+    bus.willReply(QStringLiteral("saveSettings"));
+    const QDateTime before = QDateTime::currentDateTime();
+    ProgramRun run({QStringLiteral("settings"), QStringLiteral("unset"), QStringLiteral("printer"),
+                    QStringLiteral("network"), QStringLiteral("port")});
+    QCOMPARE(run.status(), 0);
+    QCOMPARE(run.out(), QByteArray());
+    QCOMPARE(run.err(), QByteArray("tarvexctl: removed network/port from the settings of printer\n"));
+    QCOMPARE(bus.requests().size(), 2);
+    QCOMPARE(bus.requests().at(1).operation, QStringLiteral("saveSettings"));
+    QVariantMap saved = sent(bus, 1);
+    const QDateTime date = QDateTime::fromString(saved.take(QStringLiteral("date")).toString(), Qt::ISODateWithMs);
+    QVERIFY(before.msecsTo(date) >= 0 && date.msecsTo(QDateTime::currentDateTime()) >= 0);
+    QVariantMap expected = printerRecord();
+    expected.remove(QStringLiteral("date"));
+    QVariantList entries = expected.value(QStringLiteral("settings")).toList();
+    entries.removeAt(1);
+    expected.insert(QStringLiteral("settings"), entries);
+    QCOMPARE(saved, expected);
+}
+
+void TstSettingsVerbs::unset_noSuchSetting_savesNothing_data()
+{
+    QTest::addColumn<QString>("group");
+    QTest::addColumn<QString>("key");
+    QTest::newRow("no such key") << QStringLiteral("network") << QStringLiteral("speed");
+    QTest::newRow("no such group") << QStringLiteral("paper") << QStringLiteral("port");
+    QTest::newRow("cut elsewhere") << QString() << QStringLiteral("network/port");
+}
+
+void TstSettingsVerbs::unset_noSuchSetting_savesNothing()
+{
+    QFETCH(QString, group);
+    QFETCH(QString, key);
+    FakeBus bus;
+    willLoad(bus, printerRecord());
+    ProgramRun run({QStringLiteral("settings"), QStringLiteral("unset"), QStringLiteral("printer"), group, key});
+    QCOMPARE(run.status(), 1);
+    QCOMPARE(run.out(), QByteArray());
+    QCOMPARE(
+        run.err(),
+        QStringLiteral("tarvexctl: there is no setting %1/%2 in the settings of printer\n").arg(group, key).toUtf8());
+    QCOMPARE(bus.requests().size(), 1);
+}
+
+void TstSettingsVerbs::unset_asJson_tellsWhatWasDone()
+{
+    FakeBus bus;
+    willLoad(bus, printerRecord());
+    bus.willReply(QStringLiteral("saveSettings"));
+    ProgramRun run({QStringLiteral("settings"), QStringLiteral("unset"), QStringLiteral("printer"), QString(),
+                    QStringLiteral("id"), QStringLiteral("--json")});
+    QCOMPARE(run.status(), 0);
+    QCOMPARE(run.objects(),
+             (QList<QVariantMap>{{{QStringLiteral("done"), QStringLiteral("settings unset")},
+                                  {QStringLiteral("owner"), QStringLiteral("printer")},
+                                  {QStringLiteral("group"), QString()},
+                                  {QStringLiteral("key"), QStringLiteral("id")}}}));
 }
 
 void TstSettingsVerbs::remove_asksBusToRemove()

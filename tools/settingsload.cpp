@@ -1,0 +1,218 @@
+#include "settingsload.h"
+
+#include "busclient.h"
+#include "output.h"
+#include "owners.h"
+
+#include <QDateTime>
+#include <QFile>
+#include <QHash>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QSet>
+
+#include <algorithm>
+#include <unistd.h>
+
+using tarvex::ClientSettings;
+using tarvex::TarvexQueryHandler;
+
+namespace tarvexctl {
+
+namespace {
+
+const QLatin1String KEY_OWNER("owner");
+const QLatin1String KEY_DATE("date");
+const QLatin1String KEY_DESCRIPTION("description");
+const QLatin1String KEY_MAIL_OWNER("mailOwner");
+const QLatin1String KEY_SETTINGS("settings");
+const QLatin1String KEY_GROUP("group");
+const QLatin1String KEY_KEY("key");
+const QLatin1String KEY_VALUE("value");
+
+/// What is wrong with one line; its number is added to the words.
+Failure wrong(const QString& words)
+{
+    return Failure(WrongUse, words);
+}
+
+void require(bool isRight, const QString& words)
+{
+    if (!isRight) {
+        throw wrong(words);
+    }
+}
+
+bool isText(const QVariant& value)
+{
+    return value.userType() == QMetaType::QString;
+}
+
+/// Also true for a missing one; null is the bus's own way to write that.
+bool isTextIfAny(const QVariant& value)
+{
+    return !value.isValid() || value.isNull() || isText(value);
+}
+
+/// JSON numbers travel as doubles.
+bool isExact(const QVariant& value)
+{
+    switch (value.userType()) {
+    case QMetaType::LongLong:
+        return static_cast<qlonglong>(value.toDouble()) == value.toLongLong();
+    case QMetaType::QVariantList: {
+        const QVariantList list = value.toList();
+        return std::all_of(list.begin(), list.end(), isExact);
+    }
+    case QMetaType::QVariantMap: {
+        const QVariantMap map = value.toMap();
+        return std::all_of(map.begin(), map.end(), isExact);
+    }
+    default:
+        return true;
+    }
+}
+
+void checkKeys(const QVariantMap& record)
+{
+    static const QStringList known{KEY_OWNER, KEY_DATE, KEY_DESCRIPTION, KEY_MAIL_OWNER, KEY_SETTINGS};
+    for (auto key = record.cbegin(); key != record.cend(); ++key) {
+        require(known.contains(key.key()), QStringLiteral("\"%1\" is no part of a settings record").arg(key.key()));
+    }
+}
+
+/// \return the setting's path
+QString checkEntry(const QVariant& value)
+{
+    const QVariantMap entry = value.toMap();
+    require(value.userType() == QMetaType::QVariantMap, QStringLiteral("each of \"settings\" must be an object"));
+    require(isTextIfAny(entry.value(KEY_GROUP)), QStringLiteral("the \"group\" of a setting must be a text"));
+    require(isText(entry.value(KEY_KEY)) && !entry.value(KEY_KEY).toString().isEmpty(),
+            QStringLiteral("a setting needs a \"key\", a text that is not empty"));
+    const QString path = entry.value(KEY_GROUP).toString() + QLatin1Char('/') + entry.value(KEY_KEY).toString();
+    require(entry.contains(KEY_VALUE), QStringLiteral("the setting %1 has no \"value\"").arg(path));
+    require(isExact(entry.value(KEY_VALUE)),
+            QStringLiteral("the setting %1 holds a number that is too large to be stored exactly").arg(path));
+    return path;
+}
+
+void checkEntries(const QVariant& value)
+{
+    require(value.userType() == QMetaType::QVariantList, QStringLiteral("\"settings\" is needed, a list"));
+    QSet<QString> paths;
+    const QVariantList entries = value.toList();
+    for (const QVariant& entry : entries) {
+        const QString path = checkEntry(entry);
+        require(!paths.contains(path), QStringLiteral("the setting %1 is there twice").arg(path));
+        paths.insert(path);
+    }
+}
+
+bool isFlag(const QVariant& value)
+{
+    return !value.isValid() || value.userType() == QMetaType::Bool
+        || (value.userType() == QMetaType::LongLong && (value == 0 || value == 1));
+}
+
+ClientSettings recordFrom(const QByteArray& line)
+{
+    QJsonParseError error{};
+    const QJsonDocument document = QJsonDocument::fromJson(line, &error);
+    require(error.error == QJsonParseError::NoError,
+            QStringLiteral("no JSON: %1 at byte %2").arg(error.errorString(), QString::number(error.offset)));
+    require(document.isObject(), QStringLiteral("a settings record must be a JSON object"));
+    const QVariantMap record = document.object().toVariantMap();
+    checkKeys(record);
+    require(isText(record.value(KEY_OWNER)) && !record.value(KEY_OWNER).toString().isEmpty(),
+            QStringLiteral("\"owner\" is needed, a text that is not empty"));
+    require(isTextIfAny(record.value(KEY_DATE)), QStringLiteral("\"date\" must be a text"));
+    require(isTextIfAny(record.value(KEY_DESCRIPTION)), QStringLiteral("\"description\" must be a text"));
+    require(isFlag(record.value(KEY_MAIL_OWNER)), QStringLiteral("\"mailOwner\" must be 0 or 1"));
+    checkEntries(record.value(KEY_SETTINGS));
+
+    ClientSettings settings = ClientSettings::fromVariantMap(record);
+    if (record.value(KEY_DATE).toString().isEmpty()) {
+        settings.setDt(QDateTime::currentDateTime());
+    }
+    require(
+        settings.dt().isValid(),
+        QStringLiteral("\"%1\" is no date of the form 2026-03-01T10:11:12.345").arg(record.value(KEY_DATE).toString()));
+    return settings;
+}
+
+QString shownName(const QString& fileName)
+{
+    return fileName == QLatin1String("-") ? QStringLiteral("stdin") : fileName;
+}
+
+QByteArray contentsOf(const QString& fileName)
+{
+    QFile file(fileName);
+    const bool isOpen =
+        fileName == QLatin1String("-") ? file.open(STDIN_FILENO, QIODevice::ReadOnly) : file.open(QIODevice::ReadOnly);
+    const QByteArray text = isOpen ? file.readAll() : QByteArray();
+    if (!isOpen || file.error() != QFileDevice::NoError) {
+        throw Failure(WrongUse, QStringLiteral("cannot read %1: %2").arg(shownName(fileName), file.errorString()));
+    }
+    return text;
+}
+
+void reportSaved(const ClientSettings& settings, Output& output)
+{
+    const int count = settings.settings().size();
+    QVariantMap done;
+    done.insert(QStringLiteral("done"), QStringLiteral("settings load"));
+    done.insert(QStringLiteral("owner"), settings.owner());
+    done.insert(QStringLiteral("count"), count);
+    output.report(done,
+                  QStringLiteral("saved the settings of %1: %2 %3")
+                      .arg(settings.owner(), QString::number(count),
+                           count == 1 ? QStringLiteral("value") : QStringLiteral("values")));
+}
+
+} // namespace
+
+QList<ClientSettings> settingsFrom(const QByteArray& text)
+{
+    QList<ClientSettings> records;
+    QHash<QString, int> lineOf;
+    const QList<QByteArray> lines = text.split('\n');
+    for (int line = 0; line < lines.size(); ++line) {
+        if (lines.at(line).trimmed().isEmpty()) {
+            continue;
+        }
+        try {
+            records.append(recordFrom(lines.at(line)));
+            const QString owner = records.last().owner();
+            require(
+                !lineOf.contains(owner),
+                QStringLiteral("%1 has a record in line %2 already").arg(owner, QString::number(lineOf.value(owner))));
+            lineOf.insert(owner, line + 1);
+        } catch (const Failure& failure) {
+            throw Failure(WrongUse, QStringLiteral("line %1: %2").arg(QString::number(line + 1), failure.words()));
+        }
+    }
+    return records;
+}
+
+void loadSettings(const QString& clientName, const QString& fileName, Output& output)
+{
+    const QList<ClientSettings> records = settingsFrom(contentsOf(fileName));
+    if (records.isEmpty()) {
+        throw Failure(WrongUse, QStringLiteral("there is no settings record in %1").arg(shownName(fileName)));
+    }
+    BusClient bus(clientName);
+    QHash<QString, ClientSettings> byOwner;
+    QStringList owners;
+    for (const ClientSettings& settings : records) {
+        owners.append(settings.owner());
+        byOwner.insert(settings.owner(), settings);
+    }
+    forEachOwner(owners, [&](const QString& owner) {
+        const ClientSettings settings = byOwner.value(owner);
+        bus.ask([&](TarvexQueryHandler& handler) { return handler.saveSettings(settings); });
+        reportSaved(settings, output);
+    });
+}
+
+} // namespace tarvexctl

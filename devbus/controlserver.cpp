@@ -27,7 +27,7 @@ bool isPrivateFolder(const QString& path)
 
 QString runtimeFolder()
 {
-    const QString folder = qEnvironmentVariable("XDG_RUNTIME_DIR");
+    QString folder = qEnvironmentVariable("XDG_RUNTIME_DIR");
     if (QDir::isAbsolutePath(folder) && isPrivateFolder(folder)) {
         return folder;
     }

@@ -109,8 +109,8 @@ QVariant jsonOrText(const QString& text)
 
 void tellOfBrokenJson(const QString& text)
 {
-    const QString beginnings = QStringLiteral("{[\"");
-    if (!isJson(text) && beginnings.contains(text.trimmed().left(1)) && !text.trimmed().isEmpty()) {
+    static const QRegularExpression beginning(QStringLiteral("^\\s*[{[\"]"));
+    if (beginning.match(text).hasMatch() && !isJson(text)) {
         complain(QStringLiteral("%1 begins like JSON and is none: it is taken as a text, as with --string").arg(text));
     }
 }

@@ -89,7 +89,7 @@ QString checkEntry(const QVariant& value)
     require(isTextIfAny(entry.value(KEY_GROUP)), QStringLiteral("the \"group\" of a setting must be a text"));
     require(isText(entry.value(KEY_KEY)) && !entry.value(KEY_KEY).toString().isEmpty(),
             QStringLiteral("a setting needs a \"key\", a text that is not empty"));
-    const QString path = entry.value(KEY_GROUP).toString() + QLatin1Char('/') + entry.value(KEY_KEY).toString();
+    QString path = entry.value(KEY_GROUP).toString() + QLatin1Char('/') + entry.value(KEY_KEY).toString();
     require(entry.contains(KEY_VALUE), QStringLiteral("the setting %1 has no \"value\"").arg(path));
     require(isExact(entry.value(KEY_VALUE)),
             QStringLiteral("the setting %1 holds a number that is too large to be stored exactly").arg(path));
@@ -150,7 +150,7 @@ QByteArray contentsOf(const QString& fileName)
     QFile file(fileName);
     const bool isOpen =
         fileName == QLatin1String("-") ? file.open(STDIN_FILENO, QIODevice::ReadOnly) : file.open(QIODevice::ReadOnly);
-    const QByteArray text = isOpen ? file.readAll() : QByteArray();
+    QByteArray text = isOpen ? file.readAll() : QByteArray();
     if (!isOpen || file.error() != QFileDevice::NoError) {
         throw Failure(WrongUse, QStringLiteral("cannot read %1: %2").arg(shownName(fileName), file.errorString()));
     }

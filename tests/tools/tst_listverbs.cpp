@@ -75,14 +75,14 @@ void TstListVerbs::settings_areListed()
 {
     const BusProcess bus;
     QVERIFY(save(QStringLiteral("saveSettings"), settingsRecord(QStringLiteral("printer"))));
-    QVERIFY(save(QStringLiteral("saveSettings"), settingsRecord(QStringLiteral("a name of its own"))));
+    QVERIFY(save(QStringLiteral("saveSettings"), settingsRecord(QStringLiteral("the other printer"))));
     ProgramRun run(list(QStringLiteral("settings")));
     QCOMPARE(run.status(), 0);
     QCOMPARE(run.err(), QByteArray());
     QCOMPARE(run.out(),
              QByteArray("WRITTEN                  OWNER              VALUES  DESCRIPTION\n"
-                        "2026-03-01T10:11:00.345  a name of its own  1       At the\\ndoor\n"
-                        "2026-03-01T10:11:00.345  printer            1       At the\\ndoor\n"));
+                        "2026-03-01T10:11:00.345  printer            1       At the\\ndoor\n"
+                        "2026-03-01T10:11:00.345  the other printer  1       At the\\ndoor\n"));
 }
 
 void TstListVerbs::states_areListed()

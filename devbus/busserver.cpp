@@ -17,6 +17,7 @@ namespace {
 
 const QLatin1String OPERATION_HANDSHAKE("handshake");
 const QLatin1String KEY_NAME("name");
+constexpr int STORAGE_WARNING_INTERVAL_MS = 60000;
 
 } // namespace
 
@@ -126,9 +127,16 @@ void BusServer::closePorts()
 
 bool BusServer::listen(QTcpServer& server, quint16 port)
 {
-    return server.isListening() || server.listen(QHostAddress(QHostAddress::LocalHost), port)
-        || fail(QStringLiteral("cannot listen on 127.0.0.1 port %1: %2")
-                    .arg(QString::number(port), server.errorString()));
+    if (server.isListening() || server.listen(QHostAddress(QHostAddress::LocalHost), port)) {
+        return true;
+    }
+    if (server.serverError() == QAbstractSocket::AddressInUseError) {
+        return fail(
+            QStringLiteral("port %1 of 127.0.0.1 is taken: is another bus running there? Stop it, then try again")
+                .arg(port));
+    }
+    return fail(
+        QStringLiteral("cannot listen on 127.0.0.1 port %1: %2").arg(QString::number(port), server.errorString()));
 }
 
 bool BusServer::openStorage()
@@ -143,7 +151,17 @@ bool BusServer::openStorage()
     m_queryService = std::make_unique<QueryService>(*m_storage, *m_delivery);
     connect(m_delivery.get(), &Delivery::acknowledged, this, &BusServer::messageAcknowledged);
     connect(m_delivery.get(), &Delivery::warning, this, &BusServer::warning);
+    m_storage->database().setFailureHandler([this](const QString& reason) { onStorageFailure(reason); });
     return true;
+}
+
+/// Clients may ask many times a second, so not each failure is told.
+void BusServer::onStorageFailure(const QString& reason)
+{
+    if (!m_sinceStorageWarning.isValid() || m_sinceStorageWarning.hasExpired(STORAGE_WARNING_INTERVAL_MS)) {
+        m_sinceStorageWarning.start();
+        Q_EMIT warning(QStringLiteral("the storage fails: %1 (told once a minute)").arg(reason.simplified()));
+    }
 }
 
 bool BusServer::fail(const QString& text)

@@ -6,6 +6,7 @@
 #include "takeovers.h"
 
 #include <QDateTime>
+#include <QElapsedTimer>
 #include <QList>
 #include <QObject>
 #include <QString>
@@ -137,6 +138,7 @@ private:
     void closePorts();
     bool listen(QTcpServer& server, quint16 port);
     bool openStorage();
+    void onStorageFailure(const QString& reason);
     bool fail(const QString& text);
     void accept(QTcpServer& server, BusConnection::Port port);
     void addConnection(QTcpSocket* socket, BusConnection::Port port);
@@ -155,6 +157,7 @@ private:
     const Options m_options;
     FaultSource m_faultSource;
     QString m_errorString;
+    QElapsedTimer m_sinceStorageWarning;
     QTcpServer m_queryServer;
     QTcpServer m_receiverServer;
     std::unique_ptr<Storage> m_storage;

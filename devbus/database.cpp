@@ -83,6 +83,9 @@ bool Database::open()
     if (file.exists() && !file.isFile()) {
         return fail(TarvexError::StorageAccessError, QStringLiteral("it is no regular file"));
     }
+    if (!QFileInfo(file.absolutePath()).isDir()) {
+        return fail(TarvexError::StorageAccessError, QStringLiteral("its folder does not exist"));
+    }
     if (file.isSymLink() && file.exists()) {
         m_path = file.canonicalFilePath(); // a new file is moved into place, and must not replace the link
     }
@@ -257,14 +260,25 @@ TarvexError Database::transact(const QString& begin, const std::function<bool()>
 {
     m_error = TarvexError::NoError;
     if (!isFileInPlace() || !run(begin)) {
-        return {m_error};
+        return failed();
     }
     if (work() && run(QStringLiteral("COMMIT"))) {
         return {};
     }
     // SQLite has undone some failed transactions by itself; then this fails, and must not hide the first error.
     QSqlQuery(QSqlDatabase::database(m_connectionName, false)).exec(QStringLiteral("ROLLBACK"));
-    return {m_error == TarvexError::NoError ? TarvexError::StorageAccessError : m_error};
+    if (m_error == TarvexError::NoError) {
+        fail(TarvexError::StorageAccessError, QStringLiteral("unknown"));
+    }
+    return failed();
+}
+
+TarvexError Database::failed()
+{
+    if (m_failureHandler) {
+        m_failureHandler(m_errorString);
+    }
+    return {m_error};
 }
 
 bool Database::run(const QString& sql, const QVariantList& values, int* affectedRows)

@@ -32,6 +32,9 @@ public:
 
     QString errorString() const { return m_errorString; }
 
+    /// Called with the reason of each transaction that fails from now on.
+    void setFailureHandler(const std::function<void(const QString&)>& handler) { m_failureHandler = handler; }
+
     /// Runs \a work in one transaction, which is committed when it returns true and undone otherwise. \a work uses the
     /// statements below.
     /// \return NoError once it is committed; InvalidDataStorage or StorageAccessError when a statement failed.
@@ -59,6 +62,7 @@ private:
     bool noteFile();
     bool isFileInPlace();
     TarvexError transact(const QString& begin, const std::function<bool()>& work);
+    TarvexError failed();
     bool execute(QSqlQuery& query, const QString& sql, const QVariantList& values);
     bool fail(TarvexError::Error code, const QString& text);
 
@@ -70,6 +74,7 @@ private:
     quint64 m_inode = 0;
     TarvexError::Error m_error = TarvexError::NoError;
     QString m_errorString;
+    std::function<void(const QString&)> m_failureHandler;
 };
 
 } // namespace tarvex::devbus

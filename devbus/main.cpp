@@ -1,6 +1,7 @@
 #include "busserver.h"
 #include "controlserver.h"
 #include "controlservice.h"
+#include "programs/standardstreams.h"
 #include "signalwatcher.h"
 
 #include <QCommandLineParser>
@@ -9,7 +10,8 @@
 #include <QFileInfo>
 
 #include <csignal>
-#include <cstdio>
+#include <limits>
+#include <unistd.h>
 
 using tarvex::devbus::BusServer;
 using tarvex::devbus::ControlServer;
@@ -24,17 +26,25 @@ enum ExitStatus {
     ExitWrongUse = 2,
 };
 
-/// \return whether the stream has taken it.
-bool printLine(std::FILE* stream, const QString& text)
+/// \return why the stream has not taken it; empty when it has.
+QString printLine(int stream, const QString& text)
 {
-    const QByteArray line = text.toLocal8Bit() + '\n';
-    const auto size = static_cast<std::size_t>(line.size());
-    return std::fwrite(line.constData(), 1, size, stream) == size && std::fflush(stream) == 0;
+    return tarvex::programs::writeAll(stream, text.toLocal8Bit() + '\n');
 }
 
 void complain(const QString& text)
 {
-    printLine(stderr, QLatin1String("tarvex-devbus: ") + text);
+    printLine(STDERR_FILENO, QLatin1String("tarvex-devbus: ") + text);
+}
+
+/// Says what was asked for, or what somebody waits for. \return false when nobody can have read it.
+bool announce(const QString& text)
+{
+    const QString error = printLine(STDOUT_FILENO, text);
+    if (!error.isEmpty()) {
+        complain(QLatin1String("cannot write to stdout: ") + error);
+    }
+    return error.isEmpty();
 }
 
 /// Qt's own lines as well go to stderr, one each, wherever the system would have them.
@@ -71,28 +81,25 @@ CommandLine finished(int exitStatus)
 
 CommandLine wrongUse(const QString& text)
 {
-    complain(text + QLatin1String(" (see tarvex-devbus --help)"));
+    complain(text + QLatin1String("; see --help"));
     return finished(ExitWrongUse);
 }
 
 /// What was asked for and nothing else: not to have told it is a failure.
 CommandLine answered(const QString& text)
 {
-    if (printLine(stdout, text)) {
-        return finished(ExitDone);
-    }
-    complain(QLatin1String("cannot write to stdout: ") + qt_error_string());
-    return finished(ExitFailure);
+    return finished(announce(text) ? ExitDone : ExitFailure);
 }
 
 struct Parser : QCommandLineParser
 {
     Parser();
 
+    QList<QCommandLineOption> options() const { return {storage, memory, keep, trace, help, version}; }
+
     const QCommandLineOption storage{
         QStringLiteral("storage"),
-        QStringLiteral("Store in <file>; it is created when it does not exist, its folder is not. Default: %1")
-            .arg(defaultStorage()),
+        QStringLiteral("Store in <file>; it is created when it does not exist, its folder is not."),
         QStringLiteral("file")};
     const QCommandLineOption memory{QStringLiteral("memory"),
                                     QStringLiteral("Store in memory: everything is gone when the program ends.")};
@@ -103,15 +110,16 @@ struct Parser : QCommandLineParser
     const QCommandLineOption trace{QStringLiteral("trace"), QStringLiteral("Show every frame, decoded, on stderr.")};
     const QCommandLineOption help{{QStringLiteral("h"), QStringLiteral("help")},
                                   QStringLiteral("Show this text and exit.")};
-    const QCommandLineOption version{{QStringLiteral("v"), QStringLiteral("version")},
+    const QCommandLineOption version{{QStringLiteral("V"), QStringLiteral("version")},
                                      QStringLiteral("Show the version and exit.")};
 };
 
 Parser::Parser()
 {
-    setApplicationDescription(QStringLiteral("The development bus server: a Tarvex bus for desks and tests, on "
-                                             "127.0.0.1 ports 45535 and 45537. Not for devices."));
-    addOptions({storage, memory, keep, trace, help, version});
+    setApplicationDescription(
+        QStringLiteral("The development bus server: a Tarvex bus for desks and tests, on 127.0.0.1\n"
+                       "ports 45535 and 45537. Not for devices."));
+    addOptions(options());
 }
 
 CommandLine interpret(const Parser& parser)
@@ -129,7 +137,8 @@ CommandLine interpret(const Parser& parser)
     bool isNumber = false;
     commandLine.options.keep = parser.value(parser.keep).toInt(&isNumber);
     if (!isNumber || commandLine.options.keep < 0) {
-        return wrongUse(QStringLiteral("--keep needs a number of messages, 0 or more"));
+        return wrongUse(QStringLiteral("--keep must be a whole number from 0 to %1, not \"%2\"")
+                            .arg(QString::number(std::numeric_limits<int>::max()), parser.value(parser.keep)));
     }
     commandLine.options.isTracing = parser.isSet(parser.trace);
     commandLine.isDefaultStorage = !parser.isSet(parser.storage) && !parser.isSet(parser.memory);
@@ -141,19 +150,67 @@ CommandLine interpret(const Parser& parser)
     return commandLine;
 }
 
+/// An option that is given more than once; empty when there is none.
+QString repeatedOption(const Parser& parser)
+{
+    const QStringList given = parser.optionNames();
+    for (const QCommandLineOption& option : parser.options()) {
+        int count = 0;
+        for (const QString& name : option.names()) {
+            count += given.count(name);
+        }
+        if (count > 1) {
+            return option.names().constLast();
+        }
+    }
+    return QString();
+}
+
+/// What is wrong with the options themselves; empty when nothing is.
+QString optionError(const Parser& parser, bool isParsed)
+{
+    const QStringList unknown = parser.unknownOptionNames();
+    if (!unknown.isEmpty()) {
+        const QString& name = unknown.constFirst();
+        return (name.size() == 1 ? QStringLiteral("unknown option \"-%1\"") : QStringLiteral("unknown option \"--%1\""))
+            .arg(name);
+    }
+    if (!isParsed) {
+        const QString text = parser.errorText(); // a sentence, with a full stop
+        return text.endsWith(QLatin1Char('.')) ? text.chopped(1) : text;
+    }
+    const QString repeated = repeatedOption(parser);
+    return repeated.isEmpty() ? QString() : QStringLiteral("--%1 is given more than once").arg(repeated);
+}
+
+/// The first line of Qt's own text names the program by its path, however long that is.
+QString helpText(const Parser& parser)
+{
+    return QStringLiteral("Usage: tarvex-devbus [options]\n%1\n\n"
+                          "Without --storage and --memory it stores in\n%2\n\n"
+                          "Exit status:\n"
+                          "  0  ended by SIGTERM or SIGINT; after --help and --version\n"
+                          "  1  it could not start, or stdout could not be written\n"
+                          "  2  wrong use")
+        .arg(parser.helpText().section(QLatin1Char('\n'), 1).trimmed(), defaultStorage());
+}
+
 CommandLine readCommandLine()
 {
     Parser parser;
-    if (!parser.parse(QCoreApplication::arguments())) {
-        return wrongUse(parser.errorText());
+    const bool isParsed = parser.parse(QCoreApplication::arguments());
+    const QString error = optionError(parser, isParsed);
+    if (!error.isEmpty()) {
+        return wrongUse(error);
     }
     if (parser.isSet(parser.help)) {
-        return answered(parser.helpText().trimmed());
+        return answered(helpText(parser));
     }
-    if (parser.isSet(parser.version)) {
+    const CommandLine commandLine = interpret(parser);
+    if (commandLine.exitStatus < 0 && parser.isSet(parser.version)) {
         return answered(QLatin1String("tarvex-devbus ") + QCoreApplication::applicationVersion());
     }
-    return interpret(parser);
+    return commandLine;
 }
 
 bool makeDefaultFolder(const QString& storagePath)
@@ -173,7 +230,7 @@ int run(const CommandLine& commandLine)
         return ExitFailure;
     }
     BusServer server(options);
-    QObject::connect(&server, &BusServer::traced, [](const QString& line) { printLine(stderr, line); });
+    QObject::connect(&server, &BusServer::traced, [](const QString& line) { printLine(STDERR_FILENO, line); });
     QObject::connect(&server, &BusServer::warning, complain);
     if (!server.start()) {
         complain(server.errorString());
@@ -190,7 +247,10 @@ int run(const CommandLine& commandLine)
     QObject::connect(&signalWatcher, &SignalWatcher::endRequested, &QCoreApplication::quit);
     const QString place =
         options.storagePath.isEmpty() ? QStringLiteral("in memory") : QLatin1String("in ") + options.storagePath;
-    printLine(stdout, QLatin1String("tarvex-devbus: ready on 127.0.0.1 ports 45535 and 45537, storing ") + place);
+    // Whoever started it waits for this line.
+    if (!announce(QLatin1String("tarvex-devbus: ready on 127.0.0.1 ports 45535 and 45537, storing ") + place)) {
+        return ExitFailure;
+    }
     return QCoreApplication::exec();
 }
 
@@ -198,6 +258,7 @@ int run(const CommandLine& commandLine)
 
 int main(int argc, char** argv)
 {
+    tarvex::programs::holdStandardStreams();
     std::signal(SIGPIPE, SIG_IGN); // whoever waited for the ready line may have closed the pipe since
     qInstallMessageHandler(onQtMessage);
     SignalWatcher::blockSignals();

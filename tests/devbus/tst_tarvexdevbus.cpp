@@ -65,6 +65,8 @@ public:
 
     bool isReady() { return readyLine().contains("ready"); }
 
+    qint64 processId() const { return m_process.processId(); }
+
     void signal(int number) { ::kill(static_cast<pid_t>(m_process.processId()), number); }
 
     bool kill()
@@ -138,10 +140,17 @@ private Q_SLOTS:
     void init();
     void commandLine_wrongUse_exitsWithTwo_data();
     void commandLine_wrongUse_exitsWithTwo();
+    void commandLine_wrongUse_saysWhat_data();
+    void commandLine_wrongUse_saysWhat();
+    void commandLine_help_fitsTerminalAndTellsStatuses();
     void commandLine_questions_exitWithZero_data();
     void commandLine_questions_exitWithZero();
     void commandLine_questions_stdoutFull_exitWithOne_data();
     void commandLine_questions_stdoutFull_exitWithOne();
+    void commandLine_questions_stdoutClosed_exitWithOne();
+    void readyLine_notWritten_exitsWithOne_data();
+    void readyLine_notWritten_exitsWithOne();
+    void stderrClosed_nothingElseTakesItsPlace();
     void readyLine_saysWhereItStores();
     void readyLine_memory_saysSo();
     void defaultStorage_isMadeInStateFolder();
@@ -214,7 +223,13 @@ void TstTarvexDevbus::commandLine_wrongUse_exitsWithTwo_data()
     row("--memory --keep");
     row("--memory --keep many");
     row("--memory --keep -1");
+    row("--memory --keep 2147483648");
     row("--memory=yes");
+    row("--memory --memory");
+    row("--memory --keep 1 --keep 2");
+    row("--version -V");
+    row("--version file");
+    row("-v");
 }
 
 void TstTarvexDevbus::commandLine_wrongUse_exitsWithTwo()
@@ -227,11 +242,58 @@ void TstTarvexDevbus::commandLine_wrongUse_exitsWithTwo()
     QCOMPARE(program.output(), QByteArray());
 }
 
+void TstTarvexDevbus::commandLine_wrongUse_saysWhat_data()
+{
+    QTest::addColumn<QStringList>("arguments");
+    QTest::addColumn<QByteArray>("words");
+    const auto row = [](const char* arguments, const char* words) {
+        QTest::newRow(arguments) << QString::fromLatin1(arguments).split(QLatin1Char(' ')) << QByteArray(words);
+    };
+    row("--nonsense", "unknown option \"--nonsense\"; see --help");
+    row("-x", "unknown option \"-x\"; see --help");
+    row("file", "unexpected argument \"file\"; see --help");
+    row("--memory --memory", "--memory is given more than once; see --help");
+    row("--memory --keep 1 --keep 2", "--keep is given more than once; see --help");
+    row("-V --version", "--version is given more than once; see --help");
+    row("--memory --keep 2147483648",
+        "--keep must be a whole number from 0 to 2147483647, not \"2147483648\"; see --help");
+}
+
+void TstTarvexDevbus::commandLine_wrongUse_saysWhat()
+{
+    QFETCH(QStringList, arguments);
+    QFETCH(QByteArray, words);
+    Program program(arguments);
+    QCOMPARE(program.wait(), 2);
+    QCOMPARE(program.errors(), "tarvex-devbus: " + words + '\n');
+}
+
+void TstTarvexDevbus::commandLine_help_fitsTerminalAndTellsStatuses()
+{
+    // The name of the default storage stands on a line of its own, and whole.
+    const QString home = QLatin1Char('/') + QString(100, QLatin1Char('h'));
+    Program program({QStringLiteral("--help")}, home);
+    QCOMPARE(program.wait(), 0);
+    const QString help = QString::fromUtf8(program.output());
+    const QString storage = home + QLatin1String("/.local/state/tarvex-devbus/bus.sqlite");
+    for (const QString& line : help.split(QLatin1Char('\n'))) {
+        QVERIFY2(line.size() <= 80 || line == storage, qPrintable(line));
+    }
+    QVERIFY(help.contains(QLatin1Char('\n') + storage + QLatin1Char('\n')));
+    QVERIFY(help.simplified().contains(QStringLiteral("it is created when it does not exist, its folder is not.")));
+    const QString statuses = help.section(QStringLiteral("\nExit status:\n"), 1);
+    for (const char* const status : {"  0  ", "  1  ", "  2  "}) {
+        QVERIFY2(statuses.contains(QLatin1String(status)), status);
+    }
+}
+
 void TstTarvexDevbus::commandLine_questions_exitWithZero_data()
 {
     QTest::addColumn<QString>("argument");
     QTest::addColumn<QByteArray>("answer");
     QTest::newRow("help") << QStringLiteral("--help") << QByteArray("--storage");
+    QTest::newRow("help, short") << QStringLiteral("-h") << QByteArray("--storage");
+    QTest::newRow("version, short") << QStringLiteral("-V") << QByteArray("tarvex-devbus 5.0.28\n");
     QTest::newRow("version") << QStringLiteral("--version") << QByteArray("tarvex-devbus 5.0.28\n");
 }
 
@@ -250,6 +312,44 @@ void TstTarvexDevbus::commandLine_questions_stdoutFull_exitWithOne_data()
     QTest::addColumn<QString>("argument");
     QTest::newRow("help") << QStringLiteral("--help");
     QTest::newRow("version") << QStringLiteral("--version");
+}
+
+void TstTarvexDevbus::commandLine_questions_stdoutClosed_exitWithOne()
+{
+    Program program(QStringLiteral("exec >&-"), {QStringLiteral("--version")});
+    QCOMPARE(program.wait(), 1);
+    QCOMPARE(program.errors(), QByteArray("tarvex-devbus: cannot write to stdout: it is closed\n"));
+}
+
+void TstTarvexDevbus::readyLine_notWritten_exitsWithOne_data()
+{
+    QTest::addColumn<QString>("stream");
+    QTest::addColumn<QByteArray>("reason");
+    QTest::newRow("full") << QStringLiteral("exec >/dev/full") << QByteArray("No space left on device");
+    QTest::newRow("closed") << QStringLiteral("exec >&-") << QByteArray("it is closed");
+}
+
+/// Whoever waits for the line would wait for ever.
+void TstTarvexDevbus::readyLine_notWritten_exitsWithOne()
+{
+    QFETCH(QString, stream);
+    QFETCH(QByteArray, reason);
+    Program program(stream, {QStringLiteral("--memory")});
+    QCOMPARE(program.wait(), 1);
+    QCOMPARE(program.errors(), "tarvex-devbus: cannot write to stdout: " + reason + '\n');
+}
+
+/// The next thing to be opened would have the number, and get what is meant for stderr.
+void TstTarvexDevbus::stderrClosed_nothingElseTakesItsPlace()
+{
+    Program program(QStringLiteral("exec 2>&-"), {QStringLiteral("--memory"), QStringLiteral("--trace")});
+    QVERIFY(program.isReady());
+    const QString place = QStringLiteral("/proc/%1/fd/2").arg(program.processId());
+    QCOMPARE(QFile::symLinkTarget(place), QStringLiteral("/dev/null"));
+    BusClient client(BusClient::QUERY_PORT, QStringLiteral("a"));
+    QCOMPARE(client.ask(QStringLiteral("saveState"), owned(QStringLiteral("a"))).code, 0);
+    program.signal(SIGTERM);
+    QCOMPARE(program.wait(), 0);
 }
 
 void TstTarvexDevbus::commandLine_questions_stdoutFull_exitWithOne()
@@ -326,26 +426,34 @@ void TstTarvexDevbus::start_portInUse_exitsWithOne()
     Program second({QStringLiteral("--memory")});
     QCOMPARE(second.wait(), 1);
     const QByteArray errors = second.errors();
-    QVERIFY2(isOneLine(errors) && errors.contains("45535"), errors.constData());
+    QCOMPARE(
+        errors,
+        QByteArray("tarvex-devbus: port 45535 of 127.0.0.1 is taken: is another bus running there? Stop it, then try "
+                   "again\n"));
     QCOMPARE(second.output(), QByteArray());
 }
 
 void TstTarvexDevbus::start_badStorage_exitsWithOne_data()
 {
     QTest::addColumn<QString>("path");
-    QTest::newRow("folder") << QStringLiteral("/tmp");
-    QTest::newRow("missing folder") << QStringLiteral("/no such folder/bus.sqlite");
-    QTest::newRow("no folder at all") << QStringLiteral("/dev/null/bus.sqlite");
-    QTest::newRow("cannot be written") << QStringLiteral("/proc/bus.sqlite");
+    QTest::addColumn<QByteArray>("reason");
+    QTest::newRow("folder") << QStringLiteral("/tmp") << QByteArray("it is no regular file");
+    QTest::newRow("missing folder") << QStringLiteral("/no such folder/bus.sqlite")
+                                    << QByteArray("its folder does not exist");
+    QTest::newRow("no folder at all") << QStringLiteral("/dev/null/bus.sqlite")
+                                      << QByteArray("its folder does not exist");
+    QTest::newRow("cannot be written") << QStringLiteral("/proc/bus.sqlite") << QByteArray();
 }
 
 void TstTarvexDevbus::start_badStorage_exitsWithOne()
 {
     QFETCH(QString, path);
+    QFETCH(QByteArray, reason);
     Program program(storing(path));
     QCOMPARE(program.wait(), 1);
     const QByteArray errors = program.errors();
     QVERIFY2(isOneLine(errors) && errors.contains(path.toUtf8()), errors.constData());
+    QVERIFY2(errors.contains(reason), errors.constData());
     QCOMPARE(program.output(), QByteArray());
 }
 
@@ -542,10 +650,16 @@ void TstTarvexDevbus::diskFull_isReportedAndServiceGoesOn()
     QVariantMap state = owned(QStringLiteral("a"));
     state.insert(QStringLiteral("state"), QString(1024 * 1024, QLatin1Char('x')));
     QCOMPARE(client.ask(QStringLiteral("saveState"), state).code, 512);
+    QCOMPARE(client.ask(QStringLiteral("saveState"), state).code, 512);
     state.insert(QStringLiteral("state"), QStringLiteral("small"));
     QCOMPARE(client.ask(QStringLiteral("saveState"), state).code, 0);
     const BusClient::Frame loaded = client.ask(QStringLiteral("loadState"), owned(QStringLiteral("a")));
     QCOMPARE(loaded.data.value(QStringLiteral("state")).toString(), QStringLiteral("small"));
+    program.signal(SIGTERM);
+    QCOMPARE(program.wait(), 0);
+    // Not once for each request.
+    const QByteArray errors = program.errors();
+    QVERIFY2(isOneLine(errors) && errors.startsWith("tarvex-devbus: the storage fails: "), errors.constData());
 }
 
 void TstTarvexDevbus::keep_isObeyed_data()

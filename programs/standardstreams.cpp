@@ -1,0 +1,38 @@
+#include "programs/standardstreams.h"
+
+#include <cerrno>
+#include <cstring>
+#include <fcntl.h>
+#include <unistd.h>
+
+namespace tarvex::programs {
+
+void holdStandardStreams()
+{
+    // For reading only, so that writing fails as it does on a stream that is closed. The lowest free number is taken.
+    int descriptor = 0;
+    while (descriptor >= 0 && descriptor <= STDERR_FILENO) {
+        descriptor = ::open("/dev/null", O_RDONLY);
+    }
+    if (descriptor >= 0) {
+        ::close(descriptor);
+    }
+}
+
+QString writeAll(int descriptor, const QByteArray& bytes)
+{
+    for (int written = 0; written < bytes.size();) {
+        const ssize_t count =
+            ::write(descriptor, bytes.constData() + written, static_cast<size_t>(bytes.size() - written));
+        if (count >= 0) {
+            written += static_cast<int>(count);
+        } else if (errno == EBADF) {
+            return QStringLiteral("it is closed"); // or held by holdStandardStreams()
+        } else if (errno != EINTR) {
+            return QString::fromUtf8(std::strerror(errno));
+        }
+    }
+    return QString();
+}
+
+} // namespace tarvex::programs

@@ -3,6 +3,8 @@
 #include "liblog.h"
 #include "records/tarvexerror.h"
 
+#include <QTcpSocket>
+
 namespace tarvexctl {
 
 namespace {
@@ -12,11 +14,40 @@ constexpr int MAX_SHOWN_LENGTH = 200;
 
 Failure notUnderstood(const LibLog& log)
 {
-    const QString line = log.complaint().isEmpty() ? QStringLiteral("unknown") : log.complaint();
-    return Failure(NoBus,
-                   QStringLiteral("what answered is no reply of the bus: %1")
-                       .arg(line.section(QLatin1Char('\n'), 0, 0).left(MAX_SHOWN_LENGTH)));
+    return tarvexctl::notUnderstood(log.complaint().isEmpty() ? QStringLiteral("unknown") : log.complaint());
 }
+
+/// Notices a server that speaks before it was spoken to, which no bus does, and ends the connection then. The library
+/// would take in what came while it writes, and then wait for the whole of its time-out for more.
+class FirstWord
+{
+public:
+    explicit FirstWord(const tarvex::TarvexQueryHandler& handler)
+    {
+        if (auto* const socket = handler.findChild<QTcpSocket*>()) {
+            m_connection = QObject::connect(socket, &QTcpSocket::readyRead, [this, socket] { look(*socket); });
+        }
+    }
+
+    ~FirstWord() { QObject::disconnect(m_connection); }
+
+    Q_DISABLE_COPY_MOVE(FirstWord)
+
+    /// What came; empty when nothing did.
+    QByteArray bytes() const { return m_bytes; }
+
+private:
+    void look(QTcpSocket& socket)
+    {
+        if (socket.bytesToWrite() > 0) {
+            m_bytes = socket.peek(MAX_SHOWN_LENGTH);
+            socket.abort();
+        }
+    }
+
+    QByteArray m_bytes;
+    QMetaObject::Connection m_connection;
+};
 
 Failure openFailure(const QString& name, const LibLog& log)
 {
@@ -64,12 +95,21 @@ Failure silence()
     return Failure(TimedOut, QStringLiteral("the bus is there, but nothing came within 30 s"));
 }
 
+Failure notUnderstood(const QString& shown)
+{
+    return Failure(NoBus,
+                   QStringLiteral("what answered is no reply of the bus: %1")
+                       .arg(shown.section(QLatin1Char('\n'), 0, 0).left(MAX_SHOWN_LENGTH).trimmed()));
+}
+
 BusClient::BusClient(const QString& name) : m_handler(name)
 {
     const LibLog log;
+    const FirstWord firstWord(m_handler);
     // A reply that is none to a handshake, yet is no refusal, opens the connection without introducing us.
     if (!m_handler.open() || !m_handler.handshaked()) {
-        throw openFailure(name, log);
+        throw firstWord.bytes().isEmpty() ? openFailure(name, log)
+                                          : notUnderstood(QString::fromUtf8(firstWord.bytes()));
     }
 }
 

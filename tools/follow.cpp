@@ -3,6 +3,7 @@
 #include "liblog.h"
 #include "output.h"
 
+#include <QElapsedTimer>
 #include <QEventLoop>
 #include <QThread>
 
@@ -14,6 +15,9 @@ namespace {
 
 /// What remains to do takes a few milliseconds when the bus answers at all.
 constexpr int LEAVE_TIMEOUT_MS = 2000;
+/// As long as nothing is subscribed, an answer of the bus would change nothing more.
+constexpr int LEAVE_UNSUBSCRIBED_TIMEOUT_MS = 300;
+constexpr int LOOK_INTERVAL_MS = 50;
 
 /// Watches a follower from the main thread, which nothing blocks.
 class Watch
@@ -25,12 +29,15 @@ public:
 
 private:
     void leave(ExitStatus status, const QString& words, void (Follower::*slot)());
+    void startLeaving(ExitStatus status, const QString& words);
+    void lookAtLeaving();
     void giveUp();
 
     Follower& m_follower;
     InterruptWatcher m_interrupts;
     QTimer m_deadline;
-    QTimer m_patience;
+    QTimer m_patience; ///< Runs from the reason to end on.
+    QElapsedTimer m_sinceLeaving;
     ExitStatus m_status = Done;
     QString m_words;
 };
@@ -39,8 +46,7 @@ Watch::Watch(Follower& follower) : m_follower(follower)
 {
     m_deadline.setSingleShot(true);
     m_deadline.setTimerType(Qt::PreciseTimer); // others may be up to a twentieth too early
-    m_patience.setSingleShot(true);
-    m_patience.setInterval(LEAVE_TIMEOUT_MS);
+    m_patience.setInterval(LOOK_INTERVAL_MS);
     QObject::connect(&m_interrupts, &InterruptWatcher::interrupted, &m_patience,
                      [this] { leave(Interrupted, QStringLiteral("interrupted"), &Follower::interrupt); });
     QObject::connect(&m_deadline, &QTimer::timeout, &m_patience, [this] {
@@ -51,13 +57,9 @@ Watch::Watch(Follower& follower) : m_follower(follower)
         }
     });
     QObject::connect(&follower, &Follower::leaving, &m_patience, [this](int status, const QString& words) {
-        m_status = static_cast<ExitStatus>(status);
-        m_words = words;
-        if (!m_patience.isActive()) {
-            m_patience.start();
-        }
+        startLeaving(static_cast<ExitStatus>(status), words);
     });
-    QObject::connect(&m_patience, &QTimer::timeout, &m_patience, [this] { giveUp(); });
+    QObject::connect(&m_patience, &QTimer::timeout, &m_patience, [this] { lookAtLeaving(); });
 }
 
 void Watch::run(const std::optional<int>& timeoutMs)
@@ -81,11 +83,27 @@ void Watch::leave(ExitStatus status, const QString& words, void (Follower::*slot
     m_deadline.stop();
     // Not when it is on its way out already: that keeps its status.
     if (!m_patience.isActive()) {
-        m_status = status;
-        m_words = words;
-        m_patience.start();
+        startLeaving(status, words);
     }
     QMetaObject::invokeMethod(&m_follower, slot, Qt::QueuedConnection);
+}
+
+void Watch::startLeaving(ExitStatus status, const QString& words)
+{
+    m_status = status;
+    m_words = words;
+    if (!m_patience.isActive()) {
+        m_sinceLeaving.start();
+        m_patience.start();
+    }
+}
+
+void Watch::lookAtLeaving()
+{
+    const bool isFree = m_follower.isAsking() && !m_follower.hasSubscriptions();
+    if (m_sinceLeaving.hasExpired(isFree ? LEAVE_UNSUBSCRIBED_TIMEOUT_MS : LEAVE_TIMEOUT_MS)) {
+        giveUp();
+    }
 }
 
 // The follower's thread is in one of the library's waits and cannot be ended, nor can what it uses be taken away.

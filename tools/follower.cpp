@@ -18,6 +18,22 @@ constexpr int HANDSHAKE_LOOK_INTERVAL_MS = 10;
 constexpr int HANDSHAKE_TIMEOUT_MS = 30000;
 /// Also the pause before the first try: when another client has taken our name over, the two change places this often.
 constexpr int RETRY_INTERVAL_MS = 1000;
+/// Two programs that take a name from each other do so every second.
+constexpr int NAME_TAKEN_INTERVAL_MS = 60000;
+
+/// Marks the time in which the follower's thread may be blocked by the bus.
+class Asking
+{
+public:
+    explicit Asking(std::atomic<bool>& isAsking) : m_isAsking(isAsking) { m_isAsking = true; }
+
+    ~Asking() { m_isAsking = false; }
+
+    Q_DISABLE_COPY_MOVE(Asking)
+
+private:
+    std::atomic<bool>& m_isAsking;
+};
 
 QStringList publishersOf(const Subscriptions& subscriptions)
 {
@@ -97,6 +113,8 @@ void Follower::end(const std::optional<Failure>& failure)
     }
     m_hasEnded = true;
     m_failure = failure;
+    m_stage = Stage::Closed;
+    m_handshakeLog.reset();
     m_handshakeTimer.stop();
     m_retryTimer.stop();
     Q_EMIT leaving(failure ? failure->status() : Done, failure ? failure->words() : QString());
@@ -108,14 +126,12 @@ void Follower::end(const std::optional<Failure>& failure)
 
 void Follower::onDisconnected()
 {
-    m_handshakeTimer.stop();
-    if (m_hasEnded) {
-        return;
-    }
-    if (m_wasConnected) {
-        waitForBus(QStringLiteral("the bus has gone; waiting for it to come back"));
-    } else {
-        end(Failure(NoBus, QStringLiteral("the bus closed the connection during the handshake")));
+    const Stage stage = std::exchange(m_stage, Stage::Closed);
+    if (stage == Stage::Introduced) {
+        onConnectionFailed(receiverLost());
+    } else if (stage == Stage::Receiving) {
+        // We are in the middle of the receiver's own work.
+        QMetaObject::invokeMethod(this, &Follower::lookAfterLoss, Qt::QueuedConnection);
     }
 }
 
@@ -133,6 +149,7 @@ void Follower::onIncomingMessage(Message message)
 
 void Follower::connectToBus()
 {
+    const Asking asking(m_isAsking);
     try {
         if (m_wasConnected) {
             m_receiver->close(); // it may be open still, or waiting for the answer to its handshake
@@ -148,17 +165,35 @@ void Follower::connectToBus()
 
 void Follower::openReceiver()
 {
-    const LibLog log;
-    if (!m_receiver->open()) {
-        throw unreachable(log);
+    m_handshakeLog = std::make_unique<LibLog>();
+    m_stage = Stage::Opening;
+    const bool isOpen = m_receiver->open();
+    if (m_stage != Stage::Opening) {
+        throw receiverLost();
     }
+    if (!isOpen) {
+        throw unreachable(*m_handshakeLog);
+    }
+    m_stage = Stage::Introduced;
+}
+
+/// What comes on the receiving connection before the handshake is answered is logged by the library and passed over.
+Failure Follower::receiverLost() const
+{
+    const QString strange = m_handshakeLog->strangeLine();
+    return strange.isEmpty() ? Failure(NoBus, QStringLiteral("the bus closed the connection during the handshake"))
+                             : notUnderstood(strange);
 }
 
 void Follower::lookAtHandshake()
 {
     if (m_receiver->isOpen()) {
         m_handshakeTimer.stop();
+        m_handshakeLog.reset();
+        m_stage = Stage::Receiving;
         useConnection();
+    } else if (!m_handshakeLog->strangeLine().isEmpty()) {
+        onConnectionFailed(receiverLost());
     } else if (!m_receiver->isConnected()) {
         onConnectionFailed(handshakeRefused(m_clientName));
     } else if (m_sinceOpen.hasExpired(HANDSHAKE_TIMEOUT_MS)) {
@@ -169,12 +204,10 @@ void Follower::lookAtHandshake()
 void Follower::useConnection()
 {
     const std::unique_ptr<BusClient> bus = std::move(m_bus);
+    const Asking asking(m_isAsking);
     try {
         onConnected(*bus, !m_wasConnected);
-        if (!m_told.isEmpty()) {
-            complain(QStringLiteral("the bus is back"));
-            m_told.clear();
-        }
+        tellOfReturn();
         m_wasConnected = true;
     } catch (const Failure& failure) {
         onConnectionFailed(failure);
@@ -183,12 +216,29 @@ void Follower::useConnection()
 
 void Follower::onConnectionFailed(const Failure& failure)
 {
+    m_stage = Stage::Closed;
+    m_handshakeLog.reset();
     m_handshakeTimer.stop();
     const bool isLoss = failure.status() == NoBus || failure.status() == TimedOut;
     if (m_wasConnected && isLoss) {
         waitForBus(failure.words());
     } else {
         end(failure);
+    }
+}
+
+/// The bus has ended the receiving connection. When it answers all the same, it did so on purpose.
+void Follower::lookAfterLoss()
+{
+    if (m_hasEnded) {
+        return;
+    }
+    const Asking asking(m_isAsking);
+    try {
+        const BusClient bus(m_clientName);
+        waitForName();
+    } catch (const Failure&) {
+        waitForBus(QStringLiteral("the bus has gone; waiting for it to come back"));
     }
 }
 
@@ -199,6 +249,29 @@ void Follower::waitForBus(const QString& words)
         m_told.append(words);
     }
     m_retryTimer.start();
+}
+
+void Follower::waitForName()
+{
+    if (!m_sinceNameTaken.isValid() || m_sinceNameTaken.hasExpired(NAME_TAKEN_INTERVAL_MS)) {
+        complain(QStringLiteral("the bus is there, but has closed the connection that receives: another program took "
+                                "the name \"%1\", most likely; trying every second to get it back")
+                     .arg(m_clientName));
+        m_sinceNameTaken.start();
+        m_isNameTaken = true;
+    }
+    m_retryTimer.start();
+}
+
+void Follower::tellOfReturn()
+{
+    if (!m_told.isEmpty()) {
+        complain(QStringLiteral("the bus is back"));
+    } else if (m_isNameTaken) {
+        complain(QStringLiteral("receiving as %1 again").arg(m_clientName));
+    }
+    m_told.clear();
+    m_isNameTaken = false;
 }
 
 void Follower::tidyUp()

@@ -23,6 +23,7 @@ class TarvexMessagesReciever;
 namespace tarvexctl {
 
 class BusClient;
+class LibLog;
 class Tally;
 
 using tarvex::Message;
@@ -37,7 +38,7 @@ using Subscriptions = QList<QPair<QString, qint32>>;
 ///
 /// Lives in a thread of its own, since the library's connections block theirs; follow() runs it. A bus that is not
 /// there at the beginning, or does not want this client, ends it. One that goes away later is waited for, with a word
-/// on stderr when it goes and when it is back.
+/// on stderr when it goes and when it is back. So is a name that another program has taken.
 ///
 /// The connection for asking exists only while something is asked, so there is but one to watch.
 class Follower : public QObject
@@ -53,6 +54,9 @@ public:
     bool isSatisfied() const { return m_isSatisfied; }
 
     bool hasSubscriptions() const { return m_hasSubscriptions; }
+
+    /// Whether it waits for an answer of the bus, which may take as long as the library's time-outs.
+    bool isAsking() const { return m_isAsking; }
 
     QString clientName() const { return m_clientName; }
 
@@ -98,33 +102,50 @@ private Q_SLOTS:
     void onIncomingMessage(Message message);
 
 private:
+    /// How far the receiving connection has come.
+    enum class Stage {
+        Closed,
+        Opening,
+        Introduced, ///< The handshake is sent and not answered yet.
+        Receiving
+    };
+
     void connectToBus();
     void openReceiver();
     void lookAtHandshake();
+    Failure receiverLost() const;
     void useConnection();
     void onConnectionFailed(const Failure& failure);
+    void lookAfterLoss();
     void waitForBus(const QString& words);
+    void waitForName();
+    void tellOfReturn();
     void tidyUp();
 
     const QString m_clientName;
     tarvex::TarvexMessagesReciever* const m_receiver;
-    std::unique_ptr<BusClient> m_bus; ///< From connecting until the verb has used it.
+    std::unique_ptr<BusClient> m_bus;       ///< From connecting until the verb has used it.
+    std::unique_ptr<LibLog> m_handshakeLog; ///< From opening the receiver until its handshake is answered.
+    Stage m_stage = Stage::Closed;
     QTimer m_handshakeTimer{this};
     QTimer m_retryTimer{this};
     QElapsedTimer m_sinceOpen;
     QStringList m_subscribed;
-    QStringList m_told; ///< Since the bus went away: each thing once, however often it is tried.
+    QStringList m_told;             ///< Since the bus went away: each thing once, however often it is tried.
+    QElapsedTimer m_sinceNameTaken; ///< Since that was told.
+    bool m_isNameTaken = false;
     bool m_wasConnected = false;
     bool m_hasEnded = false;
     std::optional<Failure> m_failure;
+    std::atomic<bool> m_isAsking{false};
     std::atomic<bool> m_isSatisfied{false};
     std::atomic<bool> m_hasSubscriptions{false};
 };
 
 /// Runs the verb until it ends, is interrupted, or its time is over. Throws Failure as other verbs do.
 ///
-/// Whatever the bus does, the program ends within 2 s of the reason to do so. When the follower is still blocked then,
-/// this function ends the process and does not return.
+/// Whatever the bus does, the program ends within 2 s of the reason to do so, and at once when nothing is subscribed.
+/// When the follower is still blocked then, this function ends the process and does not return.
 void follow(Follower& follower, const std::optional<int>& timeoutMs);
 
 } // namespace tarvexctl

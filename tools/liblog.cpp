@@ -9,6 +9,8 @@ namespace tarvexctl {
 namespace {
 
 const QLatin1String FAILED_WAIT("Socket wait for ready read error");
+/// What the receiver says of a reply that it could not use, a refusal among them.
+const QLatin1String UNUSED_REPLY("Incorrect reply data");
 const QLatin1String SOCKET_ERROR("QAbstractSocket::");
 const QLatin1String SOCKET_TIME_OUT("QAbstractSocket::SocketTimeoutError");
 /// A refusal's fields: code, description, operation, data, result.
@@ -104,6 +106,16 @@ QString LibLog::complaint() const
 {
     for (const QString& line : qAsConst(capturedLines())) {
         if (!line.startsWith(SOCKET_ERROR)) {
+            return line;
+        }
+    }
+    return QString();
+}
+
+QString LibLog::strangeLine() const
+{
+    for (const QString& line : qAsConst(capturedLines())) {
+        if (!line.startsWith(SOCKET_ERROR) && line != UNUSED_REPLY) {
             return line;
         }
     }

@@ -40,6 +40,10 @@ public:
     /// The first line that is not the socket's own: what was wrong with the exchange. Empty when there is none.
     QString complaint() const;
 
+    /// The first line that tells of something else than a reply before a handshake of the receiver was answered; empty
+    /// when there is none. A refusal leaves a line too, which is not it.
+    QString strangeLine() const;
+
     /// The socket's own words on its last error, such as "Connection refused"; empty when it had none.
     QString socketErrorText() const;
 

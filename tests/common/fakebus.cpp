@@ -188,6 +188,12 @@ FakeBus::~FakeBus()
     ::close(m_wakeUp[1]);
 }
 
+void FakeBus::willGreet(const QByteArray& bytes)
+{
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    m_greeting = bytes;
+}
+
 void FakeBus::willAnswerHandshake(const Action& action)
 {
     const std::lock_guard<std::mutex> lock(m_mutex);
@@ -344,12 +350,19 @@ void FakeBus::serve(int descriptor)
 {
     Peer peer(descriptor);
     Request request;
+    peer.send(greeting());
     // For the beginning of a request it waits as long as it takes; the destructor's shutdown ends that too.
     while (peer.isUsable() && waitFor(descriptor, POLLIN, -1) && peer.readRequest(request)) {
         const bool handshake = request.operation == QLatin1String("handshake");
         record(handshake, request);
         nextAction(handshake)(peer, request);
     }
+}
+
+QByteArray FakeBus::greeting() const
+{
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    return m_greeting;
 }
 
 FakeBus::Action FakeBus::nextAction(bool handshake)

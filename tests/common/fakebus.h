@@ -73,6 +73,9 @@ public:
 
     bool isListening() const { return m_listener >= 0; }
 
+    /// Sends \a bytes on every connection from now on, before anything was asked.
+    void willGreet(const QByteArray& bytes);
+
     // What to do with the next handshakes and requests, in the order in which they are told.
     void willAnswerHandshake(const Action& action);
     void willRefuseHandshake(int code);
@@ -111,6 +114,7 @@ public:
 private:
     void acceptConnections();
     void serve(int descriptor);
+    QByteArray greeting() const;
     Action nextAction(bool handshake);
     void record(bool handshake, const Request& request);
 
@@ -121,6 +125,7 @@ private:
     mutable std::condition_variable m_changed;
     std::list<std::thread> m_servers;
     QList<int> m_descriptors;
+    QByteArray m_greeting;
     std::deque<Action> m_handshakeActions;
     std::deque<Action> m_actions;
     Action m_lastingAction = [](Peer&, const Request&) {};

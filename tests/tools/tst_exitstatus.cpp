@@ -8,6 +8,8 @@
 
 namespace {
 
+constexpr int LIBRARY_TIMEOUT_MS = 30000;
+
 QStringList someVerb()
 {
     return {QStringLiteral("settings"), QStringLiteral("get"), QStringLiteral("printer")};
@@ -24,6 +26,8 @@ private Q_SLOTS:
     void handshakeRefused_is3();
     void connectionClosedInHandshake_is3();
     void handshakeAnsweredByStranger_is3();
+    void strangerSpeaksFirst_is3AtOnce_data();
+    void strangerSpeaksFirst_is3AtOnce();
     void handshakeCutOff_is3();
     void handshakeAnsweredBySomethingElse_is3();
     void connectionClosedInRequest_is3();
@@ -75,6 +79,35 @@ void TstExitStatus::handshakeAnsweredByStranger_is3()
     QCOMPARE(run.out(), QByteArray());
     QCOMPARE(run.err(),
              QByteArray("tarvexctl: what answered is no reply of the bus: Incorrect reply header: HTTP/1.1\n"));
+}
+
+void TstExitStatus::strangerSpeaksFirst_is3AtOnce_data()
+{
+    QTest::addColumn<QByteArray>("greeting");
+    QTest::addColumn<QByteArray>("shown");
+    QTest::newRow("line") << QByteArray("SSH-2.0-sshd\r\n") << QByteArray("SSH-2.0-sshd\n");
+    QTest::newRow("lines") << QByteArray("220-mail\r\n220 ready\r\n") << QByteArray("220-mail\n");
+    QTest::newRow("bytes") << QByteArray("\x01\x02\x03") << QByteArray("\\x01\\x02\\x03\n");
+}
+
+// The greeting is there before our handshake is written, or after it, as it happens: so a few tries.
+void TstExitStatus::strangerSpeaksFirst_is3AtOnce()
+{
+    QFETCH(QByteArray, greeting);
+    QFETCH(QByteArray, shown);
+    FakeBus bus;
+    bus.willGreet(greeting);
+    for (int time = 0; time < 5; ++time) {
+        bus.willAnswerHandshake([](FakeBus::Peer&, const FakeBus::Request&) {});
+        QElapsedTimer timer;
+        timer.start();
+        ProgramRun run(someVerb());
+        QCOMPARE(run.status(), 3);
+        QVERIFY(timer.elapsed() < LIBRARY_TIMEOUT_MS / 2);
+        QCOMPARE(run.out(), QByteArray());
+        QVERIFY2(run.err().startsWith("tarvexctl: what answered is no reply of the bus: "), run.err().constData());
+        QVERIFY2(run.err().endsWith(shown), run.err().constData());
+    }
 }
 
 void TstExitStatus::handshakeCutOff_is3()

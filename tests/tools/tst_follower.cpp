@@ -5,6 +5,7 @@
 #include <QTest>
 
 #include <csignal>
+#include <limits>
 
 namespace {
 
@@ -31,6 +32,13 @@ private Q_SLOTS:
     void handshakeRefused_is3();
     void receiverHandshakeRefused_is3();
     void receiverClosedInHandshake_is3();
+    void strangerOnQueryPort_is3AtOnce();
+    void strangerOnReceiverPort_is3AtOnce_data();
+    void strangerOnReceiverPort_is3AtOnce();
+    void slowBus_isWaitedFor();
+    void nameTaken_isTold();
+    void busHangs_endsAtOnce_data();
+    void busHangs_endsAtOnce();
     void busSilentFromTheStart_timeOutIs4();
     void receiverHandshakeUnanswered_timeOutIs4();
     void busSilentFromTheStart_interruptIs130();
@@ -105,6 +113,145 @@ void TstFollower::receiverClosedInHandshake_is3()
     QCOMPARE(run.status(), 3);
     QCOMPARE(run.err(), QByteArray("tarvexctl: the bus closed the connection during the handshake\n"));
     QVERIFY(query.requests().isEmpty());
+}
+
+void TstFollower::strangerOnQueryPort_is3AtOnce()
+{
+    QFETCH_GLOBAL(QString, verb);
+    FakeBus query;
+    FakeBus receiver(FakeBus::RECEIVER_PORT);
+    query.willGreet("220 mail ready\r\n");
+    query.willAnswerHandshake([](FakeBus::Peer&, const FakeBus::Request&) {});
+    QElapsedTimer timer;
+    timer.start();
+    ProgramRun run(words(verb));
+    QCOMPARE(run.status(), 3);
+    QVERIFY(timer.elapsed() < BOUND_MS);
+    QVERIFY2(run.err().startsWith("tarvexctl: what answered is no reply of the bus: "), run.err().constData());
+    QVERIFY2(run.err().endsWith("220 mail ready\n"), run.err().constData());
+}
+
+void TstFollower::strangerOnReceiverPort_is3AtOnce_data()
+{
+    QTest::addColumn<QByteArray>("greeting");
+    QTest::addColumn<QByteArray>("answer");
+    QTest::addColumn<bool>("closes");
+    const QByteArray line = "220 mail ready\r\n";
+    QTest::newRow("before the handshake") << line << QByteArray() << false;
+    QTest::newRow("after the handshake") << QByteArray() << line << false;
+    QTest::newRow("bytes without a line end") << QByteArray("\x01\x02") << QByteArray() << false;
+    QTest::newRow("and closes") << QByteArray() << line << true;
+    QTest::newRow("a frame's first line") << QByteArray() << QByteArray("[-REPLY-]\r\nready\r\n") << false;
+}
+
+void TstFollower::strangerOnReceiverPort_is3AtOnce()
+{
+    QFETCH_GLOBAL(QString, verb);
+    QFETCH(QByteArray, greeting);
+    QFETCH(QByteArray, answer);
+    QFETCH(bool, closes);
+    FakeBus query;
+    FakeBus receiver(FakeBus::RECEIVER_PORT);
+    receiver.willGreet(greeting);
+    receiver.willAnswerHandshake([&](FakeBus::Peer& peer, const FakeBus::Request&) {
+        peer.send(answer);
+        if (closes) {
+            peer.close();
+        }
+    });
+    QElapsedTimer timer;
+    timer.start();
+    ProgramRun run(words(verb));
+    QCOMPARE(run.status(), 3);
+    QVERIFY(timer.elapsed() < BOUND_MS);
+    QVERIFY2(run.err().startsWith("tarvexctl: what answered is no reply of the bus: "), run.err().constData());
+    QVERIFY(query.requests().isEmpty());
+}
+
+// Slow, but a bus: the answers to both handshakes come late and in pieces.
+void TstFollower::slowBus_isWaitedFor()
+{
+    QFETCH_GLOBAL(QString, verb);
+    FakeBus query;
+    FakeBus receiver(FakeBus::RECEIVER_PORT);
+    const auto answerSlowly = [](FakeBus::Peer& peer, const FakeBus::Request&) {
+        const QByteArray frame = FakeBus::acceptance();
+        peer.sendInPieces({QByteArray(), frame.left(5), frame.mid(5, 20), frame.mid(25)}, 100);
+    };
+    query.willAnswerHandshake(answerSlowly);
+    receiver.willAnswerHandshake(answerSlowly);
+    query.willAlwaysDo(FakeBus::answer);
+    ProgramRun run(words(verb) + words(QStringLiteral("--timeout 60")));
+    // At work, which it is only with both connections accepted.
+    if (verb == QLatin1String("listen")) {
+        QVERIFY(run.waitForWords("listening as"));
+    } else {
+        QVERIFY(query.waitForRequests(1));
+    }
+    run.sendSignal(SIGTERM);
+    QCOMPARE(run.status(), 130);
+    QVERIFY2(run.err().endsWith("tarvexctl: interrupted\n"), run.err().constData());
+}
+
+void TstFollower::nameTaken_isTold()
+{
+    QFETCH_GLOBAL(QString, verb);
+    BusProcess bus;
+    ProgramRun run(words(verb) + words(QStringLiteral("--as shared --timeout 60")));
+    ScriptedClient printer(QStringLiteral("printer"));
+    QVERIFY(printer.isConnected());
+    if (verb.startsWith(QLatin1String("call"))) {
+        QVERIFY(printer.receive().contains(QStringLiteral("UID")));
+    } else if (verb.startsWith(QLatin1String("listen"))) {
+        QVERIFY(run.waitForWords("listening as"));
+    } else {
+        QVERIFY(run.waitForLines(2));
+    }
+    {
+        ScriptedClient other(QStringLiteral("shared"));
+        QVERIFY(other.isConnected());
+        QVERIFY2(
+            run.waitForWords("the bus is there, but has closed the connection that receives: another program took the "
+                             "name \"shared\", most likely"),
+            run.err().constData());
+    }
+    QVERIFY2(run.waitForWords("receiving as shared again"), run.err().constData());
+    QVERIFY2(!run.err().contains("the bus has gone"), run.err().constData());
+    run.sendSignal(SIGTERM);
+    QCOMPARE(run.status(), 130);
+}
+
+void TstFollower::busHangs_endsAtOnce_data()
+{
+    QTest::addColumn<bool>("isInterrupted");
+    QTest::newRow("time-out") << false;
+    QTest::newRow("interrupt") << true;
+}
+
+// Nothing is subscribed yet, so there is nothing to wait for. With something to unsubscribe it takes 2 s.
+void TstFollower::busHangs_endsAtOnce()
+{
+    QFETCH_GLOBAL(QString, verb);
+    QFETCH(bool, isInterrupted);
+    constexpr int UNSUBSCRIBING_MS = 2000;
+    FakeBus query;
+    FakeBus receiver(FakeBus::RECEIVER_PORT);
+    qint64 quickest = std::numeric_limits<qint64>::max();
+    // The quickest of some, since others may be at work on this machine.
+    for (int time = 1; time <= 10 && quickest >= UNSUBSCRIBING_MS; ++time) {
+        query.willAnswerHandshake([](FakeBus::Peer&, const FakeBus::Request&) {});
+        QElapsedTimer timer;
+        timer.start();
+        ProgramRun run(words(verb) + words(QLatin1String("--timeout ") + QLatin1String(isInterrupted ? "60" : "0.1")));
+        if (isInterrupted) {
+            QVERIFY(query.waitForConnections(time));
+            timer.start();
+            run.sendSignal(SIGINT);
+        }
+        QCOMPARE(run.status(), isInterrupted ? 130 : 4);
+        quickest = qMin(quickest, timer.elapsed());
+    }
+    QVERIFY2(quickest < UNSUBSCRIBING_MS, qPrintable(QString::number(quickest)));
 }
 
 void TstFollower::busSilentFromTheStart_timeOutIs4()

@@ -9,6 +9,7 @@
 
 #include <algorithm>
 #include <iterator>
+#include <limits>
 
 using tarvex::ClientState;
 
@@ -131,7 +132,9 @@ int countFrom(const QString& text)
     bool isNumber = false;
     const int count = text.toInt(&isNumber);
     if (!isNumber || count < 1) {
-        throw Failure(WrongUse, QStringLiteral("--count must be a whole number from 1, not \"%1\"").arg(text));
+        throw Failure(WrongUse,
+                      QStringLiteral("--count must be a whole number from 1 to %1, not \"%2\"")
+                          .arg(QString::number(std::numeric_limits<int>::max()), text));
     }
     return count;
 }

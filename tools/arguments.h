@@ -36,7 +36,7 @@ void tellOfBrokenJson(const QString& text);
 /// A decimal number from 0 to 127.
 tarvex::ClientState::EStateType stateTypeFrom(const QString& text);
 
-/// A whole number from 1.
+/// A whole number from 1 that an int holds.
 int countFrom(const QString& text);
 
 /// Seconds, which need not be whole, as milliseconds.

@@ -27,13 +27,13 @@ Failure refusal(const Message& reply, const TarvexCommand& command)
 
 QString replyText(const Message& reply, const TarvexCommand* command)
 {
-    QList<QPair<QString, QString>> fields{{QStringLiteral("From"), visible(reply.sender())},
+    QList<QPair<QString, QString>> fields{{QStringLiteral("From"), reply.sender()},
                                           {QStringLiteral("Sent"), timeText(reply.dt())}};
     if (command != nullptr) {
-        fields.append({QStringLiteral("Command"), visible(command->name())});
-        fields.append({QStringLiteral("Data"), visible(jsonText(command->data()))});
+        fields.append({QStringLiteral("Command"), command->name()});
+        fields.append({QStringLiteral("Data"), jsonText(command->data())});
     } else {
-        fields.append({QStringLiteral("Message"), visible(reply.message())});
+        fields.append({QStringLiteral("Message"), reply.message()});
     }
     return fieldLines(fields);
 }

@@ -8,6 +8,7 @@
 #include "listenverb.h"
 #include "listverbs.h"
 #include "output.h"
+#include "programs/standardstreams.h"
 #include "sendverb.h"
 #include "settingsload.h"
 #include "settingsverbs.h"
@@ -363,7 +364,7 @@ bool parse(int argc, char** argv, CommandLine& line)
 
 int main(int argc, char** argv)
 {
-    holdStandardStreams();
+    tarvex::programs::holdStandardStreams();
     endOnInterrupt();
     const QCoreApplication application(argc, argv);
     try {

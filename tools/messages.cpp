@@ -31,7 +31,7 @@ QVariantMap messageObject(const Message& message)
 
 void tellOfStray(const Message& message)
 {
-    complain(QStringLiteral("taken from the bus meanwhile, from %1, uid %2: %3")
+    complain(QStringLiteral("taken from the bus meanwhile, from %1, UID %2: %3")
                  .arg(message.sender(), message.uid(), message.message()));
 }
 

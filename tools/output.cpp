@@ -1,6 +1,8 @@
 #include "output.h"
 
+#include "cellwidth.h"
 #include "failure.h"
+#include "programs/standardstreams.h"
 
 #include <QDateTime>
 #include <QJsonArray>
@@ -8,10 +10,7 @@
 #include <QJsonObject>
 
 #include <algorithm>
-#include <cerrno>
 #include <cstdio>
-#include <cstring>
-#include <fcntl.h>
 #include <iterator>
 #include <unistd.h>
 
@@ -20,21 +19,15 @@ namespace tarvexctl {
 namespace {
 
 const QLatin1String COLUMN_GAP("  ");
+const QLatin1String NOTHING("-");
 
 // Without a stream's buffer: what has been read is on its way before the program waits for the next answer, and nothing
 // is left for the end of the process to flush, which would get stuck behind a reader that takes nothing.
 void writeData(const QString& text)
 {
-    const QByteArray bytes = text.toUtf8();
-    for (int written = 0; written < bytes.size();) {
-        const ssize_t count =
-            ::write(STDOUT_FILENO, bytes.constData() + written, static_cast<size_t>(bytes.size() - written));
-        if (count >= 0) {
-            written += static_cast<int>(count);
-        } else if (errno != EINTR) {
-            throw Failure(Refused,
-                          QStringLiteral("cannot write to stdout: %1").arg(QString::fromUtf8(strerror(errno))));
-        }
+    const QString error = tarvex::programs::writeAll(STDOUT_FILENO, text.toUtf8());
+    if (!error.isEmpty()) {
+        throw Failure(Refused, QStringLiteral("cannot write to stdout: %1").arg(error));
     }
 }
 
@@ -56,7 +49,7 @@ void widen(QVector<int>& widths, const QStringList& row)
 {
     widths.resize(qMax(widths.size(), row.size()));
     for (int column = 0; column < row.size(); ++column) {
-        widths[column] = qMax(widths.at(column), row.at(column).size());
+        widths[column] = qMax(widths.at(column), cellWidth(row.at(column)));
     }
 }
 
@@ -64,29 +57,13 @@ QString rowLine(const QVector<int>& widths, const QStringList& row)
 {
     QString line;
     for (int column = 0; column < row.size() - 1; ++column) {
-        line += row.at(column).leftJustified(widths.at(column)) + COLUMN_GAP;
+        const QString& cell = row.at(column);
+        line += cell + QString(widths.at(column) - cellWidth(cell), QLatin1Char(' ')) + COLUMN_GAP;
     }
     return line + row.last() + QLatin1Char('\n');
 }
 
-QString cellText(const QString& text)
-{
-    return text.isEmpty() ? QStringLiteral("-") : visible(text);
-}
-
 } // namespace
-
-void holdStandardStreams()
-{
-    // For reading only, so that writing fails as it does on a stream that is closed. The lowest free number is taken.
-    int descriptor = 0;
-    while (descriptor >= 0 && descriptor <= STDERR_FILENO) {
-        descriptor = ::open("/dev/null", O_RDONLY);
-    }
-    if (descriptor >= 0) {
-        ::close(descriptor);
-    }
-}
 
 void Output::writeObject(const QVariantMap& object)
 {
@@ -134,10 +111,15 @@ void Output::writeTable(const QStringList& header, const QList<QVariantMap>& ite
 
 void Output::report(const QVariantMap& object, const QString& words)
 {
-    if (m_json) {
-        writeObject(object);
-    } else {
+    if (!m_json) {
         complain(words);
+        return;
+    }
+    try {
+        writeObject(object);
+    } catch (const Failure& failure) {
+        // The status says that something went wrong; what was done is done all the same.
+        throw Failure(failure.status(), QStringLiteral("%1, but %2").arg(words, failure.words()));
     }
 }
 
@@ -161,6 +143,14 @@ QString visible(const QString& text)
     return shown;
 }
 
+QString cellText(const QString& text)
+{
+    if (text.isEmpty()) {
+        return NOTHING;
+    }
+    return text == NOTHING ? QStringLiteral("\"-\"") : visible(text);
+}
+
 QString jsonText(const QVariant& value)
 {
     // A document is an object or an array; the array's brackets are taken off again.
@@ -171,14 +161,14 @@ QString jsonText(const QVariant& value)
 
 QString timeText(const QDateTime& time)
 {
-    return time.isValid() ? time.toString(Qt::ISODateWithMs) : QStringLiteral("-");
+    return time.isValid() ? time.toString(Qt::ISODateWithMs) : QString();
 }
 
 QString fieldLines(const QList<QPair<QString, QString>>& fields)
 {
     QList<QStringList> rows;
     for (const auto& field : fields) {
-        rows.append({field.first, field.second.isEmpty() ? QStringLiteral("-") : field.second});
+        rows.append({field.first, cellText(field.second)});
     }
     return tableLines(rows);
 }

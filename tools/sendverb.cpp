@@ -61,8 +61,8 @@ void sendMessage(const QString& clientName, const QString& receiver, const QStri
     done.insert(QStringLiteral("sender"), clientName);
     done.insert(QStringLiteral("reciever"), receiver);
     done.insert(QStringLiteral("message"), text);
-    done.insert(QStringLiteral("uid"), message.uid());
-    output.report(done, QStringLiteral("sent to %1, uid %2").arg(receiver, message.uid()));
+    done.insert(QStringLiteral("UID"), message.uid());
+    output.report(done, QStringLiteral("sent to %1, UID %2").arg(receiver, message.uid()));
 }
 
 } // namespace tarvexctl

@@ -19,16 +19,16 @@ namespace {
 QString settingsText(const ClientSettings& settings)
 {
     QString text = fieldLines(
-        {{QStringLiteral("Owner"), visible(settings.owner())},
+        {{QStringLiteral("Owner"), settings.owner()},
          {QStringLiteral("Written"), timeText(settings.dt())},
-         {QStringLiteral("Description"), visible(settings.description())},
+         {QStringLiteral("Description"), settings.description()},
          {QStringLiteral("Mail owner"), settings.mailOwner() ? QStringLiteral("yes") : QStringLiteral("no")}});
     QList<QStringList> rows{{QStringLiteral("GROUP"), QStringLiteral("KEY"), QStringLiteral("VALUE")}};
     const QList<QVariant> entries = settings.settings();
     for (const QVariant& entry : entries) {
         const QVariantMap map = entry.toMap();
-        rows.append({visible(map.value(QStringLiteral("group")).toString()),
-                     visible(map.value(QStringLiteral("key")).toString()),
+        rows.append({cellText(map.value(QStringLiteral("group")).toString()),
+                     cellText(map.value(QStringLiteral("key")).toString()),
                      visible(jsonText(map.value(QStringLiteral("value"))))});
     }
     return text + tableLines(rows);

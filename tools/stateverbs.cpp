@@ -17,11 +17,11 @@ namespace {
 
 QString stateText(const ClientState& state)
 {
-    return fieldLines({{QStringLiteral("Owner"), visible(state.owner())},
+    return fieldLines({{QStringLiteral("Owner"), state.owner()},
                        {QStringLiteral("Taken"), timeText(state.dt())},
-                       {QStringLiteral("Description"), visible(state.description())},
+                       {QStringLiteral("Description"), state.description()},
                        {QStringLiteral("Type"), QString::number(state.stateType())},
-                       {QStringLiteral("State"), visible(state.state())}});
+                       {QStringLiteral("State"), state.state()}});
 }
 
 } // namespace

@@ -198,7 +198,7 @@ void TstCallVerb::otherMessages_areToldAndNoReply()
     QVERIFY(printer.send(QStringLiteral("monitor"), QStringLiteral("printed"), uid));
     QCOMPARE(run.status(), 0);
     QVERIFY(run.out().endsWith("Message  printed\n"));
-    const QByteArray told = "tarvexctl: taken from the bus meanwhile, from printer, uid ";
+    const QByteArray told = "tarvexctl: taken from the bus meanwhile, from printer, UID ";
     QCOMPARE(run.err(),
              told + "other: low\\npaper\n" + told + "another: " + errorReply(QStringLiteral("?")).toUtf8() + '\n');
 }

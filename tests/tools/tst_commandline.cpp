@@ -21,6 +21,7 @@ private Q_SLOTS:
     void optionsOfProgram_afterVerb_areUnderstood();
     void argumentNotUtf8_isRefused();
     void stdoutFull_isTold();
+    void stdoutFull_afterChange_isToldWithTheChange();
     void stdoutClosed_isToldAndNothingElseGetsTheData();
 };
 
@@ -160,7 +161,7 @@ void TstCommandLine::wrongLimitsAndGoals_areRefusedBeforeConnecting_data()
     for (const QString& value : counts) {
         QTest::newRow(qPrintable(QStringLiteral("count ") + value))
             << QStringLiteral("--count") << value
-            << QByteArray("--count must be a whole number from 1, not \"" + value.toUtf8() + '"');
+            << QByteArray("--count must be a whole number from 1 to 2147483647, not \"" + value.toUtf8() + '"');
     }
     const QStringList timeouts{
         QStringLiteral("0"),   QStringLiteral("-1"),  QStringLiteral("0.0001"), QStringLiteral("soon"),
@@ -257,6 +258,22 @@ void TstCommandLine::stdoutFull_isTold()
     QVERIFY(process.readAllStandardError().startsWith("tarvexctl: cannot write to stdout: "));
 }
 
+// The change is made; who only looks at the status must find out.
+void TstCommandLine::stdoutFull_afterChange_isToldWithTheChange()
+{
+    FakeBus bus;
+    bus.willReply(QStringLiteral("saveState"));
+    QProcess process;
+    process.setStandardOutputFile(QStringLiteral("/dev/full"));
+    process.start(ProgramRun::program(),
+                  {QStringLiteral("--json"), QStringLiteral("state"), QStringLiteral("set"), QStringLiteral("ready")});
+    QVERIFY(process.waitForFinished());
+    QCOMPARE(process.exitCode(), 1);
+    QCOMPARE(
+        process.readAllStandardError(),
+        QByteArray("tarvexctl: saved the state of tarvexctl, but cannot write to stdout: No space left on device\n"));
+}
+
 // A program that is started without the stream gives its number to the next thing it opens: a connection, say.
 void TstCommandLine::stdoutClosed_isToldAndNothingElseGetsTheData()
 {
@@ -268,7 +285,7 @@ void TstCommandLine::stdoutClosed_isToldAndNothingElseGetsTheData()
         {QStringLiteral("-c"), QStringLiteral("exec \"$0\" --json state get printer >&-"), ProgramRun::program()});
     QVERIFY(process.waitForFinished());
     QCOMPARE(process.exitCode(), 1);
-    QCOMPARE(process.readAllStandardError(), QByteArray("tarvexctl: cannot write to stdout: Bad file descriptor\n"));
+    QCOMPARE(process.readAllStandardError(), QByteArray("tarvexctl: cannot write to stdout: it is closed\n"));
     QCOMPARE(bus.requests().size(), 1);
 }
 

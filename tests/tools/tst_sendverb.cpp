@@ -47,7 +47,7 @@ void TstSendVerb::send_text_isSentAsItIs()
     QCOMPARE(sent.value(QStringLiteral("message")).toString(), text);
     const QByteArray uid = sent.value(QStringLiteral("UID")).toString().toUtf8();
     QCOMPARE(uid.size(), 24);
-    QCOMPARE(run.err(), QByteArray("tarvexctl: sent to gui, uid " + uid + '\n'));
+    QCOMPARE(run.err(), QByteArray("tarvexctl: sent to gui, UID " + uid + '\n'));
 }
 
 void TstSendVerb::send_command_isCompactJson_data()
@@ -88,7 +88,7 @@ void TstSendVerb::send_asJson_tellsUidThatWasSent()
                              {QStringLiteral("sender"), QStringLiteral("tarvexctl")},
                              {QStringLiteral("reciever"), QStringLiteral("gui")},
                              {QStringLiteral("message"), QStringLiteral("hello")},
-                             {QStringLiteral("uid"), bus.requests().constFirst().data.value(QStringLiteral("UID"))}}}));
+                             {QStringLiteral("UID"), bus.requests().constFirst().data.value(QStringLiteral("UID"))}}}));
 }
 
 void TstSendVerb::send_refused_leavesStdoutClean()

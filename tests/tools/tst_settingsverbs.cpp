@@ -63,6 +63,7 @@ private Q_SLOTS:
     void get_severalConnectionLost_stopsThere();
     void get_ownerInBrackets_isOneName();
     void get_controlCharacters_areShownAsEscapes();
+    void get_wideAndCombiningCharacters_stayAligned();
     void set_mergesIntoStored();
     void set_description_replacesStored();
     void set_value_data();
@@ -95,7 +96,7 @@ void TstSettingsVerbs::get_writesAlignedTable()
                         "GROUP    KEY   VALUE\n"
                         "network  host  \"10.0.0.1\"\n"
                         "network  port  9100\n"
-                        "         id    null\n"));
+                        "-        id    null\n"));
     QCOMPARE(run.err(), QByteArray());
     QCOMPARE(bus.requests().size(), 1);
     QCOMPARE(bus.requests().constFirst().operation, QStringLiteral("loadSettings"));
@@ -179,6 +180,26 @@ void TstSettingsVerbs::get_controlCharacters_areShownAsEscapes()
     QCOMPARE(run.status(), 0);
     QVERIFY2(run.out().contains("Owner        a\\tb\\nc\\x1b[2J\n"), run.out().constData());
     QVERIFY2(run.out().contains("g\\x7f  k    \"x\\u001b\\n\"\n"), run.out().constData());
+}
+
+// By the cells that they take on a terminal: two for the wide ones, none for an accent of its own.
+void TstSettingsVerbs::get_wideAndCombiningCharacters_stayAligned()
+{
+    FakeBus bus;
+    willLoad(bus,
+             record(QStringLiteral("printer"),
+                    {entry(QStringLiteral("abcd"), QStringLiteral("1"), 1),
+                     entry(QString::fromUtf8("\u4e2d\u6587"), QStringLiteral("2"), 2),
+                     entry(QString::fromUtf8("e\u0301\u00e9ab"), QStringLiteral("3"), 3),
+                     entry(QString::fromUtf8("\U0001F600ab"), QStringLiteral("4"), 4)}));
+    ProgramRun run({QStringLiteral("settings"), QStringLiteral("get"), QStringLiteral("printer")});
+    QCOMPARE(run.status(), 0);
+    QCOMPARE(QString::fromUtf8(run.out()).section(QLatin1Char('\n'), 4),
+             QString::fromUtf8("GROUP  KEY  VALUE\n"
+                               "abcd   1    1\n"
+                               "\u4e2d\u6587   2    2\n"
+                               "e\u0301\u00e9ab   3    3\n"
+                               "\U0001F600ab   4    4\n"));
 }
 
 void TstSettingsVerbs::set_mergesIntoStored()

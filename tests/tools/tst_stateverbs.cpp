@@ -22,6 +22,7 @@ class TstStateVerbs : public QObject
     Q_OBJECT
 private Q_SLOTS:
     void get_writesAlignedFields();
+    void get_emptyAndHyphen_lookDifferent();
     void get_withoutOwner_asksForOwnName();
     void get_asJson_writesOneRecordALine();
     void get_severalOneMissing_writesOthersAndEndsWithRefusal();
@@ -47,6 +48,21 @@ void TstStateVerbs::get_writesAlignedFields()
     QCOMPARE(bus.requests().size(), 1);
     QCOMPARE(bus.requests().constFirst().operation, QStringLiteral("loadState"));
     QCOMPARE(bus.requests().constFirst().data, (QVariantMap{{QStringLiteral("owner"), QStringLiteral("printer")}}));
+}
+
+void TstStateVerbs::get_emptyAndHyphen_lookDifferent()
+{
+    FakeBus bus;
+    QVariantMap state = record(QStringLiteral("printer"));
+    state.insert(QStringLiteral("state"), QStringLiteral("-"));
+    bus.willReply(QStringLiteral("loadState"), 0, QString(), state);
+    state.insert(QStringLiteral("state"), QString());
+    bus.willReply(QStringLiteral("loadState"), 0, QString(), state);
+    ProgramRun run(
+        {QStringLiteral("state"), QStringLiteral("get"), QStringLiteral("printer"), QStringLiteral("printer")});
+    QCOMPARE(run.status(), 0);
+    QVERIFY2(run.out().contains("\nState        \"-\"\n"), run.out().constData());
+    QVERIFY2(run.out().endsWith("\nState        -\n"), run.out().constData());
 }
 
 void TstStateVerbs::get_withoutOwner_asksForOwnName()

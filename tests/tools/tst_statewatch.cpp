@@ -253,7 +253,7 @@ void TstStateWatch::otherMessages_areTold()
     QVERIFY(save(printer, QStringLiteral("a"), 1));
     QCOMPARE(run.status(), 0);
     QCOMPARE(run.objects().size(), 2);
-    const QByteArray told = "tarvexctl: taken from the bus meanwhile, from printer, uid ";
+    const QByteArray told = "tarvexctl: taken from the bus meanwhile, from printer, UID ";
     QCOMPARE(run.err(), told + "1: hello\n" + told + "2: " + stranger.toUtf8() + '\n');
 }
 

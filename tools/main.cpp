@@ -4,10 +4,12 @@
 #include "callverb.h"
 #include "clientsverb.h"
 #include "failure.h"
+#include "helpformatter.h"
 #include "interrupts.h"
 #include "listenverb.h"
 #include "listverbs.h"
 #include "output.h"
+#include "parserwords.h"
 #include "programs/standardstreams.h"
 #include "sendverb.h"
 #include "settingsload.h"
@@ -16,12 +18,14 @@
 #include "statewatch.h"
 #include "tally.h"
 #include "tarvexlib.h"
+#include "waitverb.h"
 
 #include <CLI/CLI.hpp>
 #include <QCoreApplication>
 
 #include <algorithm>
 #include <functional>
+#include <memory>
 #include <optional>
 
 using namespace tarvexctl;
@@ -29,15 +33,15 @@ using namespace tarvexctl;
 namespace {
 
 const char* const DESCRIPTION = "Talks to the local Tarvex bus: settings, states and messages of its clients.";
-const char* const FOOTER =
-    "--as and --json may stand before the verb or after it; what follows -- is never an option.\n"
-    "Exit status: 0 done, 1 refused by the bus or the other party, 2 wrong use, 3 no bus to be\n"
-    "reached or handshake refused, 4 nothing came within the time-out, 130 interrupted.";
-const char* const RECEIVING_FOOTER =
-    "Without --as the name is \"tarvexctl-\" and the process id. With --as and the name of a service,\n"
-    "that service loses its connection and its messages to this program.";
+const char* const FOOTER = "--as and --json may stand before the verb or after it; what follows -- is never an option. "
+                           "Times are local, as the "
+                           "clients wrote them.";
+const char* const RECEIVING_FOOTER = "Without --as the name is \"tarvexctl-\" and the process id. With --as and the "
+                                     "name of a service, that service loses "
+                                     "its connection and its messages to this program.";
 const char* const DEFAULT_NAME = "tarvexctl";
 const char* const DEFAULT_CALL_TIMEOUT = "10";
+const char* const DEFAULT_WAIT_TIMEOUT = "30";
 
 /// Everything that the command line can hold, as the parser leaves it.
 struct CommandLine
@@ -95,7 +99,7 @@ void addLimits(CLI::App* verb, CommandLine& line, const std::string& what)
 {
     verb->add_option("--count", line.count, "Ends after so many " + what)->type_name("N");
     verb->add_option("--timeout", line.timeout,
-                     "Ends after so many seconds; with status 4 when nothing came by then, or less than --count")
+                     "Ends after so many seconds: with status 4 when nothing came by then, or less than --count")
         ->type_name("S");
     verb->footer(RECEIVING_FOOTER);
 }
@@ -279,6 +283,19 @@ void addClientsVerb(CLI::App& program, CommandLine& line)
     clients->callback([&line] { line.run = listClients; });
 }
 
+void addWaitVerb(CLI::App& program, CommandLine& line)
+{
+    CLI::App* wait = program.add_subcommand("wait", "Waits until a bus answers");
+    wait->add_option("--timeout", line.timeout, "How many seconds to wait")
+        ->type_name("S")
+        ->default_str(DEFAULT_WAIT_TIMEOUT);
+    wait->callback([&line] {
+        line.run = [&line](const QString& name, Output& output) {
+            waitForBus(name, timeoutMsFrom(text(line.timeout.value_or(DEFAULT_WAIT_TIMEOUT))), output);
+        };
+    });
+}
+
 void showVersion(Output& output)
 {
     const wexcor::AppVersion version = bus::TarvexLib::version();
@@ -311,40 +328,40 @@ void run(const CommandLine& line)
         showVersion(output);
         return;
     }
-    if (!line.run) {
-        throw Failure(WrongUse,
-                      QStringLiteral("a verb is missing: settings, state, send, call, listen or clients; see --help"));
-    }
     line.run(clientNameOf(line), output);
 }
 
-/// What is missing may be there under a wrong name, as in "settings show": then that is told.
-std::string wordsFor(const CLI::RequiredError& error, const CLI::App& program)
+void addVerbs(CLI::App& program, CommandLine& line)
 {
-    std::vector<std::string> unknown = program.remaining(true);
-    std::reverse(unknown.begin(), unknown.end()); // the error names them from the end
-    return unknown.empty() ? error.what() : CLI::ExtrasError(program.get_name(), unknown).what();
+    program.formatter(std::make_shared<HelpFormatter>());
+    program.footer(FOOTER);
+    program.fallthrough(); // so that --as and --json may also stand after the verb
+    program.require_subcommand(0, 1);
+    program.set_help_flag("-h,--help", "Shows this text");
+    program.add_option("--as", line.clientName, "The name to introduce oneself with")
+        ->type_name("NAME")
+        ->default_str(DEFAULT_NAME);
+    program.add_flag("--json", line.json, "Writes one JSON object a line");
+    program.add_flag("-V,--version", line.version, "Shows the version and when it was built");
+    addSettingsVerbs(program, line);
+    addStateVerbs(program, line);
+    addSendVerb(program, line);
+    addCallVerb(program, line);
+    addListenVerb(program, line);
+    addWaitVerb(program, line);
+    makeStrict(program);
+}
+
+Failure wrongUse(const QString& words)
+{
+    return Failure(WrongUse, words + QStringLiteral("; see --help"));
 }
 
 /// Throws Failure for a line that cannot be understood. \return false when help was asked for, which is shown then.
 bool parse(int argc, char** argv, CommandLine& line)
 {
     CLI::App program(DESCRIPTION, "tarvexctl");
-    program.footer(FOOTER);
-    program.fallthrough(); // so that --as and --json may also stand after the verb
-    program.require_subcommand(0, 1);
-    program.add_option("--as", line.clientName, "The name to introduce oneself with")
-        ->type_name("NAME")
-        ->default_str(DEFAULT_NAME);
-    program.add_flag("--json", line.json, "Writes one JSON object a line");
-    program.add_flag("--version", line.version, "Shows the version and when it was built");
-    addSettingsVerbs(program, line);
-    addStateVerbs(program, line);
-    addSendVerb(program, line);
-    addCallVerb(program, line);
-    addListenVerb(program, line);
-    addClientsVerb(program, line);
-
+    addVerbs(program, line);
     std::vector<std::string> arguments = parserArguments(argc, argv);
     std::reverse(arguments.begin(), arguments.end()); // the parser takes them from the end
     try {
@@ -352,10 +369,15 @@ bool parse(int argc, char** argv, CommandLine& line)
     } catch (const CLI::CallForHelp&) {
         Output(false).writeRecord(QString::fromStdString(program.help()));
         return false;
-    } catch (const CLI::RequiredError& error) {
-        throw Failure(WrongUse, QString::fromStdString(wordsFor(error, program)) + QStringLiteral("; see --help"));
     } catch (const CLI::ParseError& error) {
-        throw Failure(WrongUse, QString::fromStdString(error.what()) + QStringLiteral("; see --help"));
+        throw wrongUse(wordsFor(error, program));
+    }
+    const QString repeated = repeatedOption(program);
+    if (!repeated.isEmpty()) {
+        throw wrongUse(repeated + QStringLiteral(" is given more than once"));
+    }
+    if (!line.run && !line.version) {
+        throw wrongUse(missingVerbWords(program));
     }
     return true;
 }

@@ -2,6 +2,7 @@
 #include "programrun.h"
 
 #include <QDateTime>
+#include <QMap>
 #include <QTest>
 
 /// What the program understands, and what it refuses before it has spoken to the bus.
@@ -11,6 +12,8 @@ class TstCommandLine : public QObject
 private Q_SLOTS:
     void help_ofProgramAndVerbs_data();
     void help_ofProgramAndVerbs();
+    void help_everywhere_fitsTerminalAndTellsStatuses();
+    void version_isTheLibrarys_data();
     void version_isTheLibrarys();
     void version_asJson_isOneObject();
     void wrongUse_isRefusedBeforeConnecting_data();
@@ -29,8 +32,9 @@ void TstCommandLine::help_ofProgramAndVerbs_data()
 {
     QTest::addColumn<QStringList>("verb");
     QTest::addColumn<QByteArrayList>("mentioned");
-    QTest::newRow("program") << QStringList() << QByteArrayList{"--as", "--json", "settings", "state", "send",
-                                                                "call", "listen", "clients",  "130"};
+    QTest::newRow("program") << QStringList()
+                             << QByteArrayList{"--as",   "--json",  "settings", "state",        "send", "call",
+                                               "listen", "clients", "wait",     "-V,--version", "130"};
     QTest::newRow("settings") << QStringList{QStringLiteral("settings")}
                               << QByteArrayList{"get", "set", "remove", "list", "unset", "load"};
     QTest::newRow("settings get") << QStringList{QStringLiteral("settings"), QStringLiteral("get")}
@@ -54,6 +58,7 @@ void TstCommandLine::help_ofProgramAndVerbs_data()
     QTest::newRow("send") << QStringList{QStringLiteral("send")} << QByteArrayList{"RECEIVER [TEXT]", "--command NAME"};
     QTest::newRow("call") << QStringList{QStringLiteral("call")}
                           << QByteArrayList{"RECEIVER COMMAND [JSON]", "--timeout S=10", "--silence-ok", nameHint};
+    QTest::newRow("wait") << QStringList{QStringLiteral("wait")} << QByteArrayList{"--timeout S=30"};
     QTest::newRow("listen") << QStringList{QStringLiteral("listen")}
                             << QByteArrayList{"--subscribe PUBLISHER[:GOAL]", "--count N", "--timeout S", nameHint};
 }
@@ -70,9 +75,78 @@ void TstCommandLine::help_ofProgramAndVerbs()
     }
 }
 
+namespace {
+
+/// The verbs that a help text names: the lines of the part "Verbs" up to the next empty one.
+QStringList verbsIn(const QString& help)
+{
+    QStringList verbs;
+    const QString part = help.section(QStringLiteral("\nVerbs:\n"), 1).section(QStringLiteral("\n\n"), 0, 0);
+    for (const QString& line : part.split(QLatin1Char('\n'), Qt::SkipEmptyParts)) {
+        // An explanation that goes on in the next line stands far to the right.
+        if (line.startsWith(QLatin1String("  ")) && !line.startsWith(QLatin1String("   "))) {
+            verbs.append(line.simplified().section(QLatin1Char(' '), 0, 0));
+        }
+    }
+    return verbs;
+}
+
+/// The help of the program and, by what each help names, of all verbs within; keyed by the words before --help.
+QMap<QString, QString> allHelps()
+{
+    QMap<QString, QString> helps;
+    QList<QStringList> verbs{QStringList()};
+    while (!verbs.isEmpty()) {
+        const QStringList verb = verbs.takeFirst();
+        ProgramRun run(verb + QStringList{QStringLiteral("--help")});
+        const QString help = run.status() == 0 ? QString::fromUtf8(run.out()) : QString();
+        helps.insert(verb.join(QLatin1Char(' ')), help);
+        for (const QString& inner : verbsIn(help)) {
+            verbs.append(verb + QStringList{inner});
+        }
+    }
+    return helps;
+}
+
+} // namespace
+
+void TstCommandLine::help_everywhere_fitsTerminalAndTellsStatuses()
+{
+    const QMap<QString, QString> helps = allHelps();
+    for (const char* const known : {"", "settings set", "state watch", "call", "listen", "wait"}) {
+        QVERIFY2(helps.contains(QLatin1String(known)), known);
+    }
+    for (auto help = helps.cbegin(); help != helps.cend(); ++help) {
+        for (const QString& line : help->split(QLatin1Char('\n'))) {
+            QVERIFY2(line.size() <= 80, qPrintable(help.key() + QLatin1String(": ") + line));
+        }
+        const QString statuses = help->section(QStringLiteral("\nExit status:\n"), 1);
+        for (const char* const status : {"  0    ", "  1    ", "  2    ", "  3    ", "  4    ", "  130  "}) {
+            QVERIFY2(statuses.contains(QLatin1String(status)), qPrintable(help.key() + QLatin1String(status)));
+        }
+    }
+    // Long texts stand whole in several lines.
+    QVERIFY(
+        helps.value(QStringLiteral("listen"))
+            .simplified()
+            .contains(QStringLiteral("its messages to nobody in particular (2), or both (3, and without a goal); for "
+                                     "each publisher once more --count N")));
+    QVERIFY(helps.value(QStringLiteral("call"))
+                .simplified()
+                .contains(QStringLiteral("that service loses its connection and its messages to this program. Exit")));
+}
+
+void TstCommandLine::version_isTheLibrarys_data()
+{
+    QTest::addColumn<QString>("option");
+    QTest::newRow("long") << QStringLiteral("--version");
+    QTest::newRow("short") << QStringLiteral("-V");
+}
+
 void TstCommandLine::version_isTheLibrarys()
 {
-    ProgramRun run({QStringLiteral("--version")});
+    QFETCH(QString, option);
+    ProgramRun run({option});
     QCOMPARE(run.status(), 0);
     const QString line = QString::fromUtf8(run.out());
     QVERIFY2(line.startsWith(QLatin1String("tarvexctl 5.0.28, built ")), run.out().constData());
@@ -96,19 +170,26 @@ void TstCommandLine::wrongUse_isRefusedBeforeConnecting_data()
     QTest::addColumn<QString>("line");
     QTest::addColumn<QByteArray>("words");
     // "''" stands for an empty argument.
-    QTest::newRow("nothing") << QString() << QByteArray("a verb is missing");
-    QTest::newRow("unknown verb") << QStringLiteral("hearken") << QByteArray("hearken");
-    QTest::newRow("unknown option") << QStringLiteral("state get --all") << QByteArray("--all");
-    QTest::newRow("settings alone") << QStringLiteral("settings") << QByteArray("subcommand is required");
-    QTest::newRow("state alone") << QStringLiteral("state") << QByteArray("subcommand is required");
-    QTest::newRow("settings unknown") << QStringLiteral("settings show") << QByteArray("not expected: show");
-    QTest::newRow("state unknown") << QStringLiteral("state show printer") << QByteArray("not expected: show printer");
-    QTest::newRow("set unknown") << QStringLiteral("settings set a b c --text") << QByteArray("not expected: --text");
+    QTest::newRow("nothing") << QString() << QByteArray("needs a verb: settings, state, send, call, listen or wait");
+    QTest::newRow("unknown verb") << QStringLiteral("hearken")
+                                  << QByteArray("unknown verb \"hearken\"; there are settings, ");
+    QTest::newRow("unknown option") << QStringLiteral("state get --all") << QByteArray("unknown option \"--all\"");
+    QTest::newRow("settings alone") << QStringLiteral("settings")
+                                    << QByteArray("settings needs a verb: get, set or remove");
+    QTest::newRow("state alone") << QStringLiteral("state") << QByteArray("state needs a verb: get, set or watch");
+    QTest::newRow("settings unknown") << QStringLiteral("settings show")
+                                      << QByteArray("unknown verb \"show\"; there are get, set and remove");
+    QTest::newRow("state unknown") << QStringLiteral("state show printer")
+                                   << QByteArray("unknown verb \"show\"; there are get, set and watch");
+    QTest::newRow("set unknown")
+        << QStringLiteral("settings set a b c --text")
+        << QByteArray("unknown option \"--text\"; an argument that begins with a minus stands after --");
     QTest::newRow("empty name") << QStringLiteral("--as '' state get") << QByteArray("--as must not be empty");
     QTest::newRow("get empty") << QStringLiteral("settings get printer ''") << QByteArray("OWNER must not be empty");
     QTest::newRow("state get empty") << QStringLiteral("state get ''") << QByteArray("OWNER must not be empty");
     QTest::newRow("set without value") << QStringLiteral("settings set a b c") << QByteArray("VALUE is required");
-    QTest::newRow("set too much") << QStringLiteral("settings set a b c 1 2") << QByteArray("not expected: 2");
+    QTest::newRow("set too much") << QStringLiteral("settings set a b c 1 2")
+                                  << QByteArray("unexpected argument \"2\"");
     QTest::newRow("set empty owner") << QStringLiteral("settings set '' b c 1")
                                      << QByteArray("OWNER must not be empty");
     QTest::newRow("set empty key") << QStringLiteral("settings set a b '' 1") << QByteArray("KEY must not be empty");
@@ -147,6 +228,22 @@ void TstCommandLine::wrongUse_isRefusedBeforeConnecting_data()
     QTest::newRow("watch nobody") << QStringLiteral("state watch") << QByteArray("OWNER is required");
     QTest::newRow("watch empty") << QStringLiteral("state watch a ''") << QByteArray("OWNER must not be empty");
     QTest::newRow("watch count") << QStringLiteral("state watch a --count 0") << QByteArray("not \"0\"");
+    QTest::newRow("text with minus") << QStringLiteral("send gui -y")
+                                     << QByteArray("begins with a minus stands after --");
+    QTest::newRow("verb after --") << QStringLiteral("state -- get") << QByteArray("\"get\" stands after --");
+    QTest::newRow("flag with value") << QStringLiteral("--json=1 --version") << QByteArray("--json takes no value");
+    QTest::newRow("help with value") << QStringLiteral("state --help=1") << QByteArray("--help takes no value");
+    QTest::newRow("verb's flag with value")
+        << QStringLiteral("call gui beep --silence-ok=0") << QByteArray("--silence-ok takes no value");
+    QTest::newRow("flag twice") << QStringLiteral("--json --json --version")
+                                << QByteArray("--json is given more than once");
+    QTest::newRow("version twice") << QStringLiteral("--version -V") << QByteArray("--version is given more than once");
+    QTest::newRow("name twice") << QStringLiteral("--as a state get --as b")
+                                << QByteArray("--as is given more than once");
+    QTest::newRow("verb's option twice") << QStringLiteral("call gui beep --timeout 1 --timeout 2")
+                                         << QByteArray("--timeout is given more than once");
+    QTest::newRow("wait for") << QStringLiteral("wait bus") << QByteArray("unexpected argument \"bus\"");
+    QTest::newRow("wait timeout 0") << QStringLiteral("wait --timeout 0") << QByteArray("not \"0\"");
     QTest::newRow("listen to") << QStringLiteral("listen gui") << QByteArray("gui");
 }
 

@@ -1,0 +1,120 @@
+#include "helpformatter.h"
+
+#include "failure.h"
+
+#include <sstream>
+
+namespace tarvexctl {
+
+namespace {
+
+constexpr std::size_t LINE_WIDTH = 80;
+/// Where the explanations begin.
+constexpr std::size_t TEXT_COLUMN = 26;
+constexpr std::size_t STATUS_COLUMN = 7;
+constexpr std::size_t USAGE_INDENT = 4;
+const char* const NAME_INDENT = "  ";
+
+struct StatusText
+{
+    ExitStatus status;
+    const char* text;
+};
+
+constexpr StatusText STATUS_TEXTS[] = {
+    {Done, "done"},
+    {Refused, "refused by the bus or the other party, or stdout cannot be written"},
+    {WrongUse, "wrong use; nothing was changed"},
+    {NoBus, "no bus to be reached, a refused handshake or a lost connection"},
+    {TimedOut, "nothing, or not enough, came within the time-out"},
+    {Interrupted, "interrupted"},
+};
+
+/// Appends the words of \a text to \a lines, whose last line is \a column wide so far. Further lines begin at
+/// \a indent.
+void appendWords(std::string& lines, std::size_t column, std::size_t indent, const std::string& text)
+{
+    std::istringstream words(text);
+    bool isFirst = true;
+    for (std::string word; words >> word; isFirst = false) {
+        const std::size_t gap = isFirst ? 0 : 1;
+        if (!isFirst && column + gap + word.size() > LINE_WIDTH) {
+            lines += '\n' + std::string(indent, ' ');
+            column = indent;
+        } else {
+            lines.append(gap, ' ');
+            column += gap;
+        }
+        lines += word;
+        column += word.size();
+    }
+    lines += '\n';
+}
+
+std::string paragraph(const std::string& text, std::size_t indent = 0)
+{
+    std::string lines;
+    appendWords(lines, 0, indent, text);
+    return lines;
+}
+
+/// A name and its explanation. A name that is too long for its column has a line to itself.
+std::string entry(const std::string& name, const std::string& text, std::size_t column)
+{
+    std::string lines = NAME_INDENT + name;
+    if (text.empty()) {
+        return lines + '\n';
+    }
+    if (lines.size() + 1 > column) {
+        lines += '\n' + std::string(column, ' ');
+    } else {
+        lines.append(column - lines.size(), ' ');
+    }
+    appendWords(lines, column, column, text);
+    return lines;
+}
+
+} // namespace
+
+HelpFormatter::HelpFormatter()
+{
+    label("OPTIONS", "OPTION...");
+    label("SUBCOMMAND", "VERB");
+    label("Positionals", "Arguments");
+}
+
+std::string HelpFormatter::make_description(const CLI::App* app) const
+{
+    return paragraph(app->get_description());
+}
+
+std::string HelpFormatter::make_usage(const CLI::App* app, std::string name) const
+{
+    return paragraph(Formatter::make_usage(app, std::move(name)), USAGE_INDENT);
+}
+
+std::string HelpFormatter::make_option(const CLI::Option* option, bool isPositional) const
+{
+    return entry(make_option_name(option, isPositional) + make_option_opts(option), make_option_desc(option),
+                 TEXT_COLUMN);
+}
+
+std::string HelpFormatter::make_subcommands(const CLI::App* app, CLI::AppFormatMode) const
+{
+    std::string lines;
+    for (const CLI::App* const verb : app->get_subcommands(nullptr)) {
+        lines += (lines.empty() ? "\nVerbs:\n" : "") + entry(verb->get_name(), verb->get_description(), TEXT_COLUMN);
+    }
+    return lines;
+}
+
+std::string HelpFormatter::make_footer(const CLI::App* app) const
+{
+    std::string footer = paragraph(app->get_footer()) + "\nExit status:\n";
+    for (const StatusText& status : STATUS_TEXTS) {
+        footer += entry(std::to_string(status.status), status.text, STATUS_COLUMN);
+    }
+    return footer;
+}
+
+} // namespace tarvexctl

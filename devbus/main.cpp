@@ -9,6 +9,7 @@
 #include <QDir>
 #include <QFileInfo>
 
+#include <algorithm>
 #include <csignal>
 #include <limits>
 #include <unistd.h>
@@ -195,6 +196,13 @@ QString helpText(const Parser& parser)
         .arg(parser.helpText().section(QLatin1Char('\n'), 1).trimmed(), defaultStorage());
 }
 
+/// Qt replaces what is no text, and the storage would have another name than the one that was given.
+bool areTexts(int argc, char** argv)
+{
+    return std::all_of(argv, argv + argc,
+                       [](const char* argument) { return QString::fromLocal8Bit(argument).toLocal8Bit() == argument; });
+}
+
 CommandLine readCommandLine()
 {
     Parser parser;
@@ -265,6 +273,7 @@ int main(int argc, char** argv)
     QCoreApplication application(argc, argv);
     QCoreApplication::setApplicationName(QStringLiteral("tarvex-devbus"));
     QCoreApplication::setApplicationVersion(QStringLiteral(TARVEX_DEVBUS_VERSION));
-    const CommandLine commandLine = readCommandLine();
+    const CommandLine commandLine =
+        areTexts(argc, argv) ? readCommandLine() : wrongUse(QStringLiteral("an argument is no text"));
     return commandLine.exitStatus >= 0 ? commandLine.exitStatus : run(commandLine);
 }

@@ -142,6 +142,7 @@ private Q_SLOTS:
     void commandLine_wrongUse_exitsWithTwo();
     void commandLine_wrongUse_saysWhat_data();
     void commandLine_wrongUse_saysWhat();
+    void commandLine_notText_isRefused();
     void commandLine_help_fitsTerminalAndTellsStatuses();
     void commandLine_questions_exitWithZero_data();
     void commandLine_questions_exitWithZero();
@@ -266,6 +267,15 @@ void TstTarvexDevbus::commandLine_wrongUse_saysWhat()
     Program program(arguments);
     QCOMPARE(program.wait(), 2);
     QCOMPARE(program.errors(), "tarvex-devbus: " + words + '\n');
+}
+
+void TstTarvexDevbus::commandLine_notText_isRefused()
+{
+    // Through the shell, because QProcess itself passes nothing but text.
+    Program program(QStringLiteral("cd '%1'; set -- --storage \"$(printf 'a\\377')\"").arg(m_folder->path()), {});
+    QCOMPARE(program.wait(), 2);
+    QCOMPARE(program.errors(), QByteArray("tarvex-devbus: an argument is no text; see --help\n"));
+    QVERIFY(QDir(m_folder->path()).isEmpty());
 }
 
 void TstTarvexDevbus::commandLine_help_fitsTerminalAndTellsStatuses()

@@ -31,6 +31,12 @@ std::string marked(const std::string& argument)
     return !argument.empty() && argument.front() == '[' ? MARK + argument : argument;
 }
 
+/// "--name="
+bool isWithoutValue(const std::string& argument)
+{
+    return argument.size() > 3 && argument.compare(0, 2, "--") == 0 && argument.find('=') == argument.size() - 1;
+}
+
 bool isInteger(const QString& text)
 {
     static const QRegularExpression digits(QStringLiteral("^\\s*-?[1-9][0-9]*\\s*$"));
@@ -66,7 +72,17 @@ QPair<QString, qint32> subscriptionFrom(const QString& text)
 std::vector<std::string> parserArguments(int argc, char** argv)
 {
     std::vector<std::string> arguments;
-    std::transform(argv + std::min(argc, 1), argv + argc, std::back_inserter(arguments), marked);
+    bool isOption = true; // until "--"
+    for (int index = 1; index < argc; ++index) {
+        const std::string argument = argv[index];
+        isOption = isOption && argument != "--";
+        if (isOption && isWithoutValue(argument)) {
+            arguments.push_back(argument.substr(0, argument.size() - 1));
+            arguments.emplace_back();
+        } else {
+            arguments.push_back(marked(argument));
+        }
+    }
     return arguments;
 }
 

@@ -185,6 +185,9 @@ void TstCommandLine::wrongUse_isRefusedBeforeConnecting_data()
         << QStringLiteral("settings set a b c --text")
         << QByteArray("unknown option \"--text\"; an argument that begins with a minus stands after --");
     QTest::newRow("empty name") << QStringLiteral("--as '' state get") << QByteArray("--as must not be empty");
+    QTest::newRow("empty name, with =") << QStringLiteral("--as= state get") << QByteArray("--as must not be empty");
+    QTest::newRow("empty command, with =")
+        << QStringLiteral("send gui --command= beep") << QByteArray("--command must not be empty");
     QTest::newRow("get empty") << QStringLiteral("settings get printer ''") << QByteArray("OWNER must not be empty");
     QTest::newRow("state get empty") << QStringLiteral("state get ''") << QByteArray("OWNER must not be empty");
     QTest::newRow("set without value") << QStringLiteral("settings set a b c") << QByteArray("VALUE is required");

@@ -348,6 +348,7 @@ void addVerbs(CLI::App& program, CommandLine& line)
     addSendVerb(program, line);
     addCallVerb(program, line);
     addListenVerb(program, line);
+    addClientsVerb(program, line);
     addWaitVerb(program, line);
     makeStrict(program);
 }

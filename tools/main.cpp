@@ -279,7 +279,7 @@ void addListenVerb(CLI::App& program, CommandLine& line)
 
 void addClientsVerb(CLI::App& program, CommandLine& line)
 {
-    CLI::App* clients = program.add_subcommand("clients", "Shows who is on a development bus, and what it has of whom");
+    CLI::App* clients = program.add_subcommand("clients", "Shows the names that a development bus knows");
     clients->callback([&line] { line.run = listClients; });
 }
 

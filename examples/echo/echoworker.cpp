@@ -16,6 +16,7 @@ constexpr auto STATE_RUNNING = static_cast<tarvex::ClientState::EStateType>(1);
 
 EchoWorker::EchoWorker(int stateInterval, const QString& clientName) : TarvexQueryWorker(stateInterval, clientName)
 {
+    connect(this, SIGNAL(workerConnected()), this, SLOT(storeDefaults()), Qt::QueuedConnection);
     connect(this, SIGNAL(workerConnected()), this, SLOT(answerWaiting()), Qt::QueuedConnection);
 }
 
@@ -31,7 +32,20 @@ void EchoWorker::doApplySettings(tarvex::ClientSettings settings)
 {
     const QVariantMap echo = settings.formattedSettings().value(QStringLiteral("echo")).toMap();
     m_prefix = echo.value(QStringLiteral("prefix")).toString();
+    m_hasSettings = true;
     qInfo().noquote() << "prefix is now" << m_prefix;
+}
+
+/// At a first start the bus has no settings for this service: it has refused them, and stays connected.
+void EchoWorker::storeDefaults()
+{
+    if (m_hasSettings || !handler->isOpen()) {
+        return;
+    }
+    tarvex::ClientSettings settings;
+    settings.setOwner(handler->clientName());
+    settings.setFormattedSettings({{QStringLiteral("echo"), QVariantMap{{QStringLiteral("prefix"), m_prefix}}}}, true);
+    handler->saveSettings(settings); // the bus tells their owner, and so they are applied
 }
 
 void EchoWorker::answer(Message message)

@@ -20,10 +20,12 @@ public Q_SLOTS:
     void answer(Message message);
 
 private Q_SLOTS:
+    void storeDefaults();
     void answerWaiting();
 
 private:
     QString m_prefix;
+    bool m_hasSettings = false;
     QList<Message> m_waiting;
     int m_answered = 0;
 };

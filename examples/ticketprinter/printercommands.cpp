@@ -83,6 +83,13 @@ bool PrinterCommands::doStop()
     return true;
 }
 
+QVariantMap PrinterCommands::defaultSettings()
+{
+    return {{QStringLiteral("printer"),
+             QVariantMap{{QStringLiteral("copies"), DEFAULT_COPIES},
+                         {QStringLiteral("paperWarning"), DEFAULT_PAPER_WARNING}}}};
+}
+
 void PrinterCommands::answer(const QString& agent, const QString& uid, const QString& name, const QVariantMap& data)
 {
     TarvexCommand answer;

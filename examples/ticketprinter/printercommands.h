@@ -18,6 +18,9 @@ public:
     bool doStart() override;
     bool doStop() override;
 
+    /// What the printer goes by as long as nobody sets anything else, by group and key.
+    static QVariantMap defaultSettings();
+
     /// Sends an answer to whoever sent the command of this \a uid.
     void answer(const QString& agent, const QString& uid, const QString& name, const QVariantMap& data);
 

@@ -13,8 +13,10 @@ constexpr int MAX_WAITING = 100;
 
 } // namespace
 
-PrinterQueries::PrinterQueries(const QString& clientName) : TarvexQueryWorker(STATE_INTERVAL_MS, clientName)
+PrinterQueries::PrinterQueries(const QString& clientName, const QVariantMap& defaults)
+    : TarvexQueryWorker(STATE_INTERVAL_MS, clientName), m_defaults(defaults)
 {
+    connect(this, SIGNAL(workerConnected()), this, SLOT(storeDefaults()), Qt::QueuedConnection);
     connect(this, SIGNAL(workerConnected()), this, SLOT(sendWaiting()), Qt::QueuedConnection);
     // What was committed while the bus was away could not be reported.
     connect(this, SIGNAL(workerConnected()), this, SLOT(sendState()), Qt::QueuedConnection);
@@ -27,6 +29,12 @@ void PrinterQueries::doSendState()
     }
 }
 
+void PrinterQueries::doApplySettings(ClientSettings settings)
+{
+    m_hasSettings = true;
+    Q_EMIT settingsLoaded(settings);
+}
+
 void PrinterQueries::send(TarvexCommand command)
 {
     m_waiting.append(command);
@@ -34,6 +42,19 @@ void PrinterQueries::send(TarvexCommand command)
         qWarning().noquote() << "The bus is away for too long, dropped the answer to" << m_waiting.takeFirst().uid();
     }
     sendWaiting();
+}
+
+/// At a first start the bus has no settings for this service: it has refused them, and stays connected. Stored, they
+/// show an administrator what can be set.
+void PrinterQueries::storeDefaults()
+{
+    if (m_hasSettings || !handler->isOpen()) {
+        return;
+    }
+    ClientSettings settings;
+    settings.setOwner(handler->clientName());
+    settings.setFormattedSettings(m_defaults, true);
+    handler->saveSettings(settings); // the bus tells their owner, and so they are applied
 }
 
 void PrinterQueries::sendWaiting()

@@ -11,11 +11,12 @@ class PrinterQueries : public tarvex::TarvexQueryWorker
 {
     Q_OBJECT
 public:
-    explicit PrinterQueries(const QString& clientName);
+    /// Stores \a defaults, by group and key, when the bus has no settings for the printer.
+    PrinterQueries(const QString& clientName, const QVariantMap& defaults);
 
     void doSendState() override;
 
-    void doApplySettings(tarvex::ClientSettings settings) override { Q_EMIT settingsLoaded(settings); }
+    void doApplySettings(tarvex::ClientSettings settings) override;
 
 public Q_SLOTS:
     /// Sends an answer, behind those that wait; at the next connection if there is none.
@@ -25,9 +26,12 @@ Q_SIGNALS:
     void settingsLoaded(ClientSettings settings);
 
 private Q_SLOTS:
+    void storeDefaults();
     void sendWaiting();
 
 private:
+    const QVariantMap m_defaults;
+    bool m_hasSettings = false;
     QList<TarvexCommand> m_waiting;
 };
 

@@ -23,7 +23,7 @@ PrinterService::PrinterService(const QString& clientName)
 void PrinterService::doStart()
 {
     auto* const messages = new tarvex::TarvexMsgWorker(m_clientName);
-    auto* const queries = new PrinterQueries(m_clientName);
+    auto* const queries = new PrinterQueries(m_clientName, PrinterCommands::defaultSettings());
     auto* const commands = new PrinterCommands;
     AbstractStateWrapper* const state = StateCatcher().wrapper().data();
 

@@ -45,6 +45,8 @@ private Q_SLOTS:
     void print_withoutText_isRefused();
     void print_isReportedInTheState();
     void unknownCommand_isRefused();
+    void firstStart_storesTheDefaults();
+    void laterStart_keepsWhatIsStored();
     void settings_areApplied();
     void settings_outOfBounds_haveTheirDefaults();
     void paper_runningLow_isShownOnTheScreen();
@@ -56,9 +58,11 @@ private:
     QString send(const QString& command, const QVariantMap& data);
     std::optional<TarvexCommand> ask(const QString& command, const QVariantMap& data);
     bool configure(const QString& key, int value);
+    bool waitForApplied();
 
     std::unique_ptr<TestBus> m_bus;
     std::unique_ptr<PrinterService> m_service;
+    std::optional<tarvex::ClientSettings> m_defaults;
 };
 
 void TstTicketPrinter::init()
@@ -68,6 +72,9 @@ void TstTicketPrinter::init()
     m_service = std::make_unique<PrinterService>(BUSNAME_TICKET_PRINTER);
     m_service->doStart();
     QVERIFY2(m_bus->waitForClient(BUSNAME_TICKET_PRINTER), qPrintable(m_bus->errorString()));
+    // At its first start it stores its defaults, and applies them when the bus tells it. No test must come before that.
+    m_defaults = m_bus->waitForSettings(BUSNAME_TICKET_PRINTER);
+    QVERIFY2(m_defaults && waitForApplied(), qPrintable(m_bus->errorString()));
 }
 
 void TstTicketPrinter::cleanup()
@@ -125,6 +132,26 @@ void TstTicketPrinter::unknownCommand_isRefused()
     QVERIFY2(answer, qPrintable(m_bus->errorString()));
     QCOMPARE(answer->name(), QStringLiteral("commandError"));
     QCOMPARE(answer->data().value(QStringLiteral("errorText")).toString(), QStringLiteral("No such method (dance)"));
+}
+
+void TstTicketPrinter::firstStart_storesTheDefaults()
+{
+    const QVariantMap printer = m_defaults->formattedSettings().value(QStringLiteral("printer")).toMap();
+    QCOMPARE(printer, (QVariantMap{{QStringLiteral("copies"), 1}, {QStringLiteral("paperWarning"), 10}}));
+}
+
+void TstTicketPrinter::laterStart_keepsWhatIsStored()
+{
+    QVERIFY2(configure(QStringLiteral("copies"), 3), qPrintable(m_bus->errorString()));
+    m_service.reset();
+    m_bus->clear();
+    m_service = std::make_unique<PrinterService>(BUSNAME_TICKET_PRINTER);
+    m_service->doStart();
+    QVERIFY2(waitForApplied(), qPrintable(m_bus->errorString()));
+    const auto answer = ask(QStringLiteral("print"), ticket(QStringLiteral("zone A")));
+    QVERIFY2(answer, qPrintable(m_bus->errorString()));
+    QCOMPARE(answer->data().value(QStringLiteral("paperLeft")).toInt(), PrinterState::PAPER_ROLL - 3);
+    QVERIFY(!m_bus->waitForSettings(BUSNAME_TICKET_PRINTER, 0));
 }
 
 void TstTicketPrinter::settings_areApplied()
@@ -202,17 +229,23 @@ std::optional<TarvexCommand> TstTicketPrinter::ask(const QString& command, const
     return m_bus->waitForReply(send(command, data));
 }
 
-/// Saves a setting and waits until the printer goes by it. That it has loaded its settings would not be enough: they
-/// are on their way to another of its threads then. It logs what it has applied.
+/// Saves a setting and waits until the printer goes by it.
 bool TstTicketPrinter::configure(const QString& key, int value)
 {
     tarvex::ClientSettings settings;
     settings.setOwner(BUSNAME_TICKET_PRINTER);
     settings.setFormattedSettings({{QStringLiteral("printer"), QVariantMap{{key, value}}}}, true);
+    return m_bus->saveSettings(settings) && waitForApplied();
+}
+
+/// That the printer has loaded its settings would not be enough: they are on their way to another of its threads then.
+/// It logs what it has applied.
+bool TstTicketPrinter::waitForApplied()
+{
     const auto isApplied = [](const TarvexCommand& line) {
         return line.data().value(QStringLiteral("text")).toString().startsWith(QLatin1String("copies:"));
     };
-    return m_bus->saveSettings(settings) && m_bus->waitForCommand(BUSNAME_LOGGER, QStringLiteral("saveLog"), isApplied);
+    return m_bus->waitForCommand(BUSNAME_LOGGER, QStringLiteral("saveLog"), isApplied).has_value();
 }
 
 QTEST_GUILESS_MAIN(TstTicketPrinter)

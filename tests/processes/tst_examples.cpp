@@ -74,6 +74,11 @@ QList<SentCommand> tracedCommands(ChildProcess& bus, const QString& client, cons
     return commands;
 }
 
+int countEchoRequests(ChildProcess& bus, const QString& operation)
+{
+    return bus.errorLines().filter(QStringLiteral(" in  query/echo REQUEST %1 ").arg(operation)).size();
+}
+
 bool hasLine(ChildProcess& process, const QStringList& parts)
 {
     const QStringList lines = process.lines();
@@ -100,6 +105,7 @@ private Q_SLOTS:
     void cleanup();
     void echo_answersAndReportsItsState();
     void echo_answersTheSenderWithPrefixAndUid();
+    void echo_storesItsDefaultsOnce();
     void echo_takesNewSettingsAndLogsThem();
     void services_comeBackAfterTheBusWasKilled();
 
@@ -122,9 +128,9 @@ void TstExamples::init()
     QVERIFY(m_bus->waitForLine(QString()));
     m_logger->start();
     m_echo->start();
-    // The first line that it logs: that it found no settings.
-    QTRY_VERIFY_WITH_TIMEOUT(hasLine(*m_logger, {QStringLiteral("echo"), QStringLiteral("Settings loading error")}),
-                             30000);
+    // It finds no settings, says so, stores its defaults, and is told to load them.
+    QTRY_VERIFY_WITH_TIMEOUT(hasLine(*m_logger, {QStringLiteral("\techo\t"), QStringLiteral("prefix is now ")}), 30000);
+    QVERIFY(hasLine(*m_logger, {QStringLiteral("\techo\t"), QStringLiteral("Settings loading error")}));
 }
 
 void TstExamples::cleanup()
@@ -157,6 +163,22 @@ void TstExamples::echo_answersTheSenderWithPrefixAndUid()
     QCOMPARE(answer.uid, asked.constFirst().uid);
     QCOMPARE(answer.addressee, client);
     QCOMPARE(answer.data, (QVariantMap{{QStringLiteral("text"), QStringLiteral("loud: one")}}));
+}
+
+void TstExamples::echo_storesItsDefaultsOnce()
+{
+    const auto loads = [this] { return countEchoRequests(*m_bus, QStringLiteral("loadSettings")); };
+    QCOMPARE(loads(), 2); // before they were stored and after
+    QCOMPARE(m_echo->terminate(), 0);
+    m_echo->start();
+    QTRY_COMPARE_WITH_TIMEOUT(loads(), 3, 30000);
+    QVERIFY(m_bus->killHard());
+    m_bus->start();
+    QTRY_VERIFY_WITH_TIMEOUT(loads() >= 4, 30000);
+    // Its answer comes behind whatever it would have stored.
+    QCOMPARE(sendEcho(QStringLiteral("one")), 0);
+    QTRY_COMPARE_WITH_TIMEOUT(echoState(), QStringLiteral(R"({"answered":1})"), 20000);
+    QCOMPARE(countEchoRequests(*m_bus, QStringLiteral("saveSettings")), 1);
 }
 
 void TstExamples::echo_takesNewSettingsAndLogsThem()

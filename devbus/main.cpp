@@ -155,13 +155,15 @@ CommandLine interpret(const Parser& parser)
 QString repeatedOption(const Parser& parser)
 {
     const QStringList given = parser.optionNames();
-    for (const QCommandLineOption& option : parser.options()) {
+    const QList<QCommandLineOption> options = parser.options();
+    for (const QCommandLineOption& option : options) {
+        const QStringList names = option.names();
         int count = 0;
-        for (const QString& name : option.names()) {
+        for (const QString& name : names) {
             count += given.count(name);
         }
         if (count > 1) {
-            return option.names().constLast();
+            return names.constLast();
         }
     }
     return QString();
@@ -214,7 +216,7 @@ CommandLine readCommandLine()
     if (parser.isSet(parser.help)) {
         return answered(helpText(parser));
     }
-    const CommandLine commandLine = interpret(parser);
+    CommandLine commandLine = interpret(parser);
     if (commandLine.exitStatus < 0 && parser.isSet(parser.version)) {
         return answered(QLatin1String("tarvex-devbus ") + QCoreApplication::applicationVersion());
     }

@@ -25,7 +25,7 @@ public:
     explicit FirstWord(const tarvex::TarvexQueryHandler& handler)
     {
         if (auto* const socket = handler.findChild<QTcpSocket*>()) {
-            m_connection = QObject::connect(socket, &QTcpSocket::readyRead, [this, socket] { look(*socket); });
+            m_connection = QObject::connect(socket, &QTcpSocket::readyRead, socket, [this, socket] { look(*socket); });
         }
     }
 

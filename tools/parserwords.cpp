@@ -107,7 +107,7 @@ QString wordsFor(const CLI::ParseError& error, const CLI::App& program)
     if (isRequired && !verbsOf(app).isEmpty()) {
         return missingVerbWords(app);
     }
-    const QString words = QString::fromUtf8(error.what());
+    QString words = QString::fromUtf8(error.what());
     if (words.contains(FLAG_OVERRIDE)) {
         const QString name = words.section(QLatin1Char(' '), 0, 0); // without its hyphens
         return (name.size() == 1 ? QStringLiteral("-%1 takes no value") : QStringLiteral("--%1 takes no value"))

@@ -286,7 +286,8 @@ void TstTarvexDevbus::commandLine_help_fitsTerminalAndTellsStatuses()
     QCOMPARE(program.wait(), 0);
     const QString help = QString::fromUtf8(program.output());
     const QString storage = home + QLatin1String("/.local/state/tarvex-devbus/bus.sqlite");
-    for (const QString& line : help.split(QLatin1Char('\n'))) {
+    const QStringList lines = help.split(QLatin1Char('\n'));
+    for (const QString& line : lines) {
         QVERIFY2(line.size() <= 80 || line == storage, qPrintable(line));
     }
     QVERIFY(help.contains(QLatin1Char('\n') + storage + QLatin1Char('\n')));

@@ -82,7 +82,8 @@ QStringList verbsIn(const QString& help)
 {
     QStringList verbs;
     const QString part = help.section(QStringLiteral("\nVerbs:\n"), 1).section(QStringLiteral("\n\n"), 0, 0);
-    for (const QString& line : part.split(QLatin1Char('\n'), Qt::SkipEmptyParts)) {
+    const QStringList lines = part.split(QLatin1Char('\n'), Qt::SkipEmptyParts);
+    for (const QString& line : lines) {
         // An explanation that goes on in the next line stands far to the right.
         if (line.startsWith(QLatin1String("  ")) && !line.startsWith(QLatin1String("   "))) {
             verbs.append(line.simplified().section(QLatin1Char(' '), 0, 0));
@@ -101,7 +102,8 @@ QMap<QString, QString> allHelps()
         ProgramRun run(verb + QStringList{QStringLiteral("--help")});
         const QString help = run.status() == 0 ? QString::fromUtf8(run.out()) : QString();
         helps.insert(verb.join(QLatin1Char(' ')), help);
-        for (const QString& inner : verbsIn(help)) {
+        const QStringList inners = verbsIn(help);
+        for (const QString& inner : inners) {
             verbs.append(verb + QStringList{inner});
         }
     }
@@ -117,7 +119,8 @@ void TstCommandLine::help_everywhere_fitsTerminalAndTellsStatuses()
         QVERIFY2(helps.contains(QLatin1String(known)), known);
     }
     for (auto help = helps.cbegin(); help != helps.cend(); ++help) {
-        for (const QString& line : help->split(QLatin1Char('\n'))) {
+        const QStringList lines = help->split(QLatin1Char('\n'));
+        for (const QString& line : lines) {
             QVERIFY2(line.size() <= 80, qPrintable(help.key() + QLatin1String(": ") + line));
         }
         const QString statuses = help->section(QStringLiteral("\nExit status:\n"), 1);

@@ -16,8 +16,8 @@
 namespace tarvexctl {
 
 /// The program's arguments, without its name, for the parser. It would take a text in brackets for a list: such a text
-/// is marked. text() takes the mark off again. It would also give an option that ends with "=" the next argument for its
-/// value: such an option is followed by an empty one.
+/// is marked. text() takes the mark off again. It would also give an option that ends with "=" the next argument for
+/// its value: such an option is followed by an empty one.
 std::vector<std::string> parserArguments(int argc, char** argv);
 
 /// An argument as it was given. Arguments must be UTF-8.

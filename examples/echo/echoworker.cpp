@@ -36,10 +36,14 @@ void EchoWorker::doApplySettings(tarvex::ClientSettings settings)
     qInfo().noquote() << "prefix is now" << m_prefix;
 }
 
-/// At a first start the bus has no settings for this service: it has refused them, and stays connected.
+/// At a first start the bus has no settings for this service: it has refused to load them. But it may have failed to
+/// read them, and what is saved replaces what is there. The list tells the one from the other: without settings it is
+/// empty.
 void EchoWorker::storeDefaults()
 {
-    if (m_hasSettings || !handler->isOpen()) {
+    QList<tarvex::ClientSettings> stored;
+    if (m_hasSettings || !handler->isOpen() || !handler->loadSettings(QStringList{handler->clientName()}, stored)
+        || !stored.isEmpty()) {
         return;
     }
     tarvex::ClientSettings settings;

@@ -44,11 +44,14 @@ void PrinterQueries::send(TarvexCommand command)
     sendWaiting();
 }
 
-/// At a first start the bus has no settings for this service: it has refused them, and stays connected. Stored, they
-/// show an administrator what can be set.
+/// At a first start the bus has no settings for this service: it has refused to load them. But it may have failed to
+/// read them, and what is saved replaces what is there. The list tells the one from the other: without settings it is
+/// empty. The defaults show an administrator what can be set.
 void PrinterQueries::storeDefaults()
 {
-    if (m_hasSettings || !handler->isOpen()) {
+    QList<ClientSettings> stored;
+    if (m_hasSettings || !handler->isOpen() || !handler->loadSettings(QStringList{handler->clientName()}, stored)
+        || !stored.isEmpty()) {
         return;
     }
     ClientSettings settings;

@@ -43,7 +43,7 @@ public:
         : m_descriptor(descriptor), m_notifier(descriptor, QSocketNotifier::Read)
     {
         pthread_sigmask(SIG_BLOCK, &signals, &m_before);
-        QObject::connect(&m_notifier, &QSocketNotifier::activated, [this] {
+        QObject::connect(&m_notifier, &QSocketNotifier::activated, &m_notifier, [this] {
             drop();
             QCoreApplication::quit();
         });

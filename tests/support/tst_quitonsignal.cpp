@@ -188,7 +188,7 @@ void TstQuitOnSignal::end_leavesBlockedWhatWasBlocked()
     sigemptyset(&signals);
     sigaddset(&signals, SIGINT);
     pthread_sigmask(SIG_BLOCK, &signals, &before);
-    QuitOnSignal(); // made and gone
+    std::make_unique<QuitOnSignal>().reset();
     const bool isIntBlocked = isBlocked(SIGINT);
     pthread_sigmask(SIG_SETMASK, &before, nullptr);
     QVERIFY(isIntBlocked);

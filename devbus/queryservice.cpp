@@ -189,8 +189,8 @@ QueryService::Answer QueryService::loadSettingsList(const QString&, const QVaria
     if (error.error() != TarvexError::NoError) {
         return {error, {}};
     }
-    // A list in which all are missing is no other case than one in which some are. So a client can tell "there are none"
-    // from "they could not be read".
+    // A list in which all are missing is no other case than one in which some are. So a client can tell "there are
+    // none" from "they could not be read".
     return {error, {{KEY_SETTINGS_LIST, list}}};
 }
 

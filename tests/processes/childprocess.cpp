@@ -98,13 +98,12 @@ int ChildProcess::terminate()
     return ended && m_process.exitStatus() == QProcess::NormalExit ? m_process.exitCode() : -1;
 }
 
-// Reading alone returns what Qt has taken out of the pipe by then, which its event loop does. Under load that is far less
-// than the process has written.
+// Reading alone returns what Qt has taken out of the pipe by then, which its event loop does. Under load that is far
+// less than the process has written.
 void ChildProcess::readOutput()
 {
     constexpr int MAX_ROUNDS = 1000; // a process that never stops writing is read again with the next call
-    for (int round = 0; round < MAX_ROUNDS && m_process.waitForReadyRead(0); ++round) {
-    }
+    for (int round = 0; round < MAX_ROUNDS && m_process.waitForReadyRead(0); ++round) { }
     m_output += m_process.readAllStandardOutput();
     m_errorOutput += m_process.readAllStandardError();
 }

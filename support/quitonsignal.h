@@ -45,7 +45,9 @@ public:
     Q_DISABLE_COPY_MOVE(QuitOnSignal)
 
 private:
-    class Watch;
+    // Hidden, because a static of one of its inline functions (a QStringLiteral holds one) would otherwise be bound once
+    // for the whole process, and keep the library loaded for ever.
+    class Q_DECL_HIDDEN Watch;
 
     const std::unique_ptr<Watch> m_watch;
 };

@@ -178,7 +178,7 @@ void TstVisibleNames::call_tellsOfStrays()
     ChildProcess& call = start(
         TARVEXCTL,
         {QStringLiteral("--as"), MONITOR, QStringLiteral("call"), QStringLiteral("nobody"), QStringLiteral("print")});
-    const QString problem = problemOnErrors(call, QStringLiteral("from %1, uid %1: %1").arg(ESCAPED));
+    const QString problem = problemOnErrors(call, QStringLiteral("from %1, UID %1: %1").arg(ESCAPED));
     QVERIFY2(problem.isEmpty(), qPrintable(problem));
 }
 

@@ -173,17 +173,19 @@ void TstCommandLine::wrongUse_isRefusedBeforeConnecting_data()
     QTest::addColumn<QString>("line");
     QTest::addColumn<QByteArray>("words");
     // "''" stands for an empty argument.
-    QTest::newRow("nothing") << QString() << QByteArray("needs a verb: settings, state, send, call, listen or wait");
+    QTest::newRow("nothing") << QString()
+                             << QByteArray("needs a verb: settings, state, send, call, listen, clients or wait");
     QTest::newRow("unknown verb") << QStringLiteral("hearken")
                                   << QByteArray("unknown verb \"hearken\"; there are settings, ");
     QTest::newRow("unknown option") << QStringLiteral("state get --all") << QByteArray("unknown option \"--all\"");
     QTest::newRow("settings alone") << QStringLiteral("settings")
-                                    << QByteArray("settings needs a verb: get, set or remove");
-    QTest::newRow("state alone") << QStringLiteral("state") << QByteArray("state needs a verb: get, set or watch");
-    QTest::newRow("settings unknown") << QStringLiteral("settings show")
-                                      << QByteArray("unknown verb \"show\"; there are get, set and remove");
+                                    << QByteArray("settings needs a verb: get, set, remove, list, unset or load");
+    QTest::newRow("state alone") << QStringLiteral("state")
+                                 << QByteArray("state needs a verb: get, set, watch or list");
+    QTest::newRow("settings unknown") << QStringLiteral(
+        "settings show") << QByteArray("unknown verb \"show\"; there are get, set, remove, list, unset and load");
     QTest::newRow("state unknown") << QStringLiteral("state show printer")
-                                   << QByteArray("unknown verb \"show\"; there are get, set and watch");
+                                   << QByteArray("unknown verb \"show\"; there are get, set, watch and list");
     QTest::newRow("set unknown")
         << QStringLiteral("settings set a b c --text")
         << QByteArray("unknown option \"--text\"; an argument that begins with a minus stands after --");
@@ -209,9 +211,9 @@ void TstCommandLine::wrongUse_isRefusedBeforeConnecting_data()
     QTest::newRow("unset empty owner") << QStringLiteral("settings unset '' b c")
                                        << QByteArray("OWNER must not be empty");
     QTest::newRow("unset empty key") << QStringLiteral("settings unset a b ''") << QByteArray("KEY must not be empty");
-    QTest::newRow("load twice") << QStringLiteral("settings load a b") << QByteArray("not expected: b");
-    QTest::newRow("list whom") << QStringLiteral("settings list a") << QByteArray("not expected: a");
-    QTest::newRow("clients whom") << QStringLiteral("clients a") << QByteArray("not expected: a");
+    QTest::newRow("load twice") << QStringLiteral("settings load a b") << QByteArray(R"(unexpected argument "b")");
+    QTest::newRow("list whom") << QStringLiteral("settings list a") << QByteArray(R"(unexpected argument "a")");
+    QTest::newRow("clients whom") << QStringLiteral("clients a") << QByteArray(R"(unexpected argument "a")");
     QTest::newRow("state without text") << QStringLiteral("state set") << QByteArray("TEXT is required");
     QTest::newRow("type -1") << QStringLiteral("state set ok --type -1") << QByteArray("from 0 to 127, not \"-1\"");
     QTest::newRow("type 128") << QStringLiteral("state set ok --type 128") << QByteArray("from 0 to 127, not \"128\"");

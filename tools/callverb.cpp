@@ -17,12 +17,24 @@ namespace {
 
 const QLatin1String CMD_ERROR("commandError");
 
+/// A receiver that is built on the library has one method for a command with data and another for one without, and its
+/// words do not say which it has looked for.
+QString reasonOf(const QVariantMap& error)
+{
+    const QString text = error.value(QStringLiteral("errorText")).toString();
+    if (text.isEmpty()) {
+        return QStringLiteral("no reason given");
+    }
+    if (text != QStringLiteral("No such method (%1)").arg(error.value(QStringLiteral("command")).toString())) {
+        return text;
+    }
+    const bool hasData = !error.value(QStringLiteral("data")).toMap().isEmpty();
+    return text + (hasData ? QLatin1String(" for a command with data") : QLatin1String(" for a command without data"));
+}
+
 Failure refusal(const Message& reply, const TarvexCommand& command)
 {
-    const QString errorText = command.data().value(QStringLiteral("errorText")).toString();
-    return Failure(Refused,
-                   QStringLiteral("refused by %1: %2")
-                       .arg(reply.sender(), errorText.isEmpty() ? QStringLiteral("no reason given") : errorText));
+    return Failure(Refused, QStringLiteral("refused by %1: %2").arg(reply.sender(), reasonOf(command.data())));
 }
 
 QString replyText(const Message& reply, const TarvexCommand* command)

@@ -3,6 +3,8 @@
 #include "cmdlayer/tarvexcommand.h"
 #include "output.h"
 
+#include <QUuid>
+
 using tarvex::Message;
 
 namespace tarvexctl {
@@ -13,8 +15,9 @@ Message newMessage(const QString& sender, const QString& receiver, const QString
     message.setSender(sender);
     message.setReciever(receiver);
     message.setMessage(text);
-    // The connection makes one as well, but does not tell it.
-    message.setUid(message.genUid());
+    // The connection would make one of the texts and the time. Of two programs that send the same in the same
+    // millisecond, as a script's background jobs do, the receiver would take the second message for a repeat.
+    message.setUid(QString::fromLatin1(QUuid::createUuid().toRfc4122().toBase64()));
     return message;
 }
 

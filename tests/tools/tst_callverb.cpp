@@ -17,10 +17,10 @@ QStringList call(const QStringList& arguments)
     + arguments;
 }
 
-QString errorReply(const QString& errorText)
+QString errorReply(const QString& errorText, const QString& data = QStringLiteral("{}"))
 {
-    return QStringLiteral(R"({"cmd":"commandError","data":{"command":"print","data":{},"errorText":"%1"}})")
-        .arg(errorText);
+    return QStringLiteral(R"({"cmd":"commandError","data":{"command":"print","data":%1,"errorText":"%2"}})")
+        .arg(data, errorText);
 }
 
 QString uidOf(const QVariantMap& message)
@@ -167,21 +167,31 @@ void TstCallVerb::replyWithControlCharacters_isMadeVisible()
 
 void TstCallVerb::commandError_is1_data()
 {
+    QTest::addColumn<QString>("data");
     QTest::addColumn<QString>("errorText");
     QTest::addColumn<QByteArray>("words");
-    QTest::newRow("with text") << QStringLiteral("No such method (print)") << QByteArray("No such method (print)");
-    QTest::newRow("without text") << QString() << QByteArray("no reason given");
-    QTest::newRow("with lines") << QStringLiteral(R"(a\nb\u001b[2J)") << QByteArray("a\\nb\\x1b[2J");
+    const QString none = QStringLiteral("{}");
+    const QString some = QStringLiteral(R"({"text":"a"})");
+    QTest::newRow("with text") << none << QStringLiteral("Paper is out") << QByteArray("Paper is out");
+    QTest::newRow("without text") << none << QString() << QByteArray("no reason given");
+    QTest::newRow("with lines") << none << QStringLiteral(R"(a\nb\u001b[2J)") << QByteArray("a\\nb\\x1b[2J");
+    QTest::newRow("no method, no data") << none << QStringLiteral("No such method (print)")
+                                        << QByteArray("No such method (print) for a command without data");
+    QTest::newRow("no method, data") << some << QStringLiteral("No such method (print)")
+                                     << QByteArray("No such method (print) for a command with data");
+    QTest::newRow("no method of another command")
+        << none << QStringLiteral("No such method (fold)") << QByteArray("No such method (fold)");
 }
 
 void TstCallVerb::commandError_is1()
 {
+    QFETCH(QString, data);
     QFETCH(QString, errorText);
     QFETCH(QByteArray, words);
     BusProcess bus;
     ScriptedClient printer(QStringLiteral("printer"));
     ProgramRun run(call({QStringLiteral("--json"), QStringLiteral("print")}));
-    QVERIFY(printer.send(QStringLiteral("monitor"), errorReply(errorText), uidOf(printer.receive())));
+    QVERIFY(printer.send(QStringLiteral("monitor"), errorReply(errorText, data), uidOf(printer.receive())));
     QCOMPARE(run.status(), 1);
     QCOMPARE(run.out(), QByteArray());
     QCOMPARE(run.err(), QByteArray("tarvexctl: refused by printer: " + words + '\n'));

@@ -1,7 +1,11 @@
 #include "fakebus.h"
 #include "programrun.h"
 
+#include <QSet>
 #include <QTest>
+
+#include <memory>
+#include <vector>
 
 class TstSendVerb : public QObject
 {
@@ -12,6 +16,7 @@ private Q_SLOTS:
     void send_command_isCompactJson_data();
     void send_command_isCompactJson();
     void send_asJson_tellsUidThatWasSent();
+    void send_sameTextSideBySide_hasUidsOfItsOwn();
     void send_refused_leavesStdoutClean();
 };
 
@@ -89,6 +94,31 @@ void TstSendVerb::send_asJson_tellsUidThatWasSent()
                              {QStringLiteral("reciever"), QStringLiteral("gui")},
                              {QStringLiteral("message"), QStringLiteral("hello")},
                              {QStringLiteral("UID"), bus.requests().constFirst().data.value(QStringLiteral("UID"))}}}));
+}
+
+// As a script's background jobs do. A uid of the content and the time would come twice among so many, mostly.
+void TstSendVerb::send_sameTextSideBySide_hasUidsOfItsOwn()
+{
+    constexpr int BATCHES = 4;
+    constexpr int BATCH = 20;
+    FakeBus bus;
+    bus.willAlwaysDo(FakeBus::answer);
+    for (int batch = 0; batch < BATCHES; ++batch) {
+        std::vector<std::unique_ptr<ProgramRun>> runs;
+        for (int i = 0; i < BATCH; ++i) {
+            runs.push_back(std::make_unique<ProgramRun>(
+                QStringList{QStringLiteral("send"), QStringLiteral("gui"), QStringLiteral("paper is low")}));
+        }
+        for (const auto& run : runs) {
+            QCOMPARE(run->status(), 0);
+        }
+    }
+    QSet<QString> uids;
+    const QList<FakeBus::Request> requests = bus.requests();
+    for (const FakeBus::Request& request : requests) {
+        uids.insert(request.data.value(QStringLiteral("UID")).toString());
+    }
+    QCOMPARE(uids.size(), BATCHES * BATCH);
 }
 
 void TstSendVerb::send_refused_leavesStdoutClean()

@@ -37,12 +37,6 @@ bool isWithoutValue(const std::string& argument)
     return argument.size() > 3 && argument.compare(0, 2, "--") == 0 && argument.find('=') == argument.size() - 1;
 }
 
-bool isInteger(const QString& text)
-{
-    static const QRegularExpression digits(QStringLiteral("^\\s*-?[1-9][0-9]*\\s*$"));
-    return digits.match(text).hasMatch();
-}
-
 /// The values of a JSON array with \a text between its brackets; empty when that is no JSON.
 QJsonArray arrayOf(const QString& text)
 {
@@ -115,13 +109,28 @@ QVariant jsonOrText(const QString& text)
     if (values.size() != 1) { // "1,2" makes two elements: it is no JSON value
         return text;
     }
-    QVariant value = values.first().toVariant();
-    if (isInteger(text) && jsonText(value) != text.trimmed()) {
+    const QString inexact = inexactInteger(text);
+    if (!inexact.isEmpty()) {
         throw Failure(WrongUse,
                       QStringLiteral("%1 is too large to be stored exactly as a number; --string stores it as a text")
-                          .arg(text.trimmed()));
+                          .arg(inexact));
     }
-    return value;
+    return values.first().toVariant();
+}
+
+QString inexactInteger(const QString& json)
+{
+    // Texts are passed over; of numbers the whole is taken, so that a fraction is not taken for an integer.
+    static const QRegularExpression tokens(
+        QStringLiteral("\"(?:[^\"\\\\]++|\\\\.)*+\"|-?[0-9]+(?:\\.[0-9]+)?(?:[eE][-+]?[0-9]+)?"));
+    static const QRegularExpression integer(QStringLiteral("^-?[1-9][0-9]*$"));
+    for (auto match = tokens.globalMatch(json); match.hasNext();) {
+        QString token = match.next().captured();
+        if (integer.match(token).hasMatch() && jsonText(token.toDouble()) != token) {
+            return token;
+        }
+    }
+    return QString();
 }
 
 void tellOfBrokenJson(const QString& text)

@@ -1,5 +1,6 @@
 #include "settingsload.h"
 
+#include "arguments.h"
 #include "busclient.h"
 #include "output.h"
 #include "owners.h"
@@ -11,7 +12,6 @@
 #include <QJsonObject>
 #include <QSet>
 
-#include <algorithm>
 #include <unistd.h>
 
 using tarvex::ClientSettings;
@@ -54,25 +54,6 @@ bool isTextIfAny(const QVariant& value)
     return !value.isValid() || value.isNull() || isText(value);
 }
 
-/// JSON numbers travel as doubles.
-bool isExact(const QVariant& value)
-{
-    switch (value.userType()) {
-    case QMetaType::LongLong:
-        return static_cast<qlonglong>(value.toDouble()) == value.toLongLong();
-    case QMetaType::QVariantList: {
-        const QVariantList list = value.toList();
-        return std::all_of(list.begin(), list.end(), isExact);
-    }
-    case QMetaType::QVariantMap: {
-        const QVariantMap map = value.toMap();
-        return std::all_of(map.begin(), map.end(), isExact);
-    }
-    default:
-        return true;
-    }
-}
-
 void checkKeys(const QVariantMap& record)
 {
     static const QStringList known{KEY_OWNER, KEY_DATE, KEY_DESCRIPTION, KEY_MAIL_OWNER, KEY_SETTINGS};
@@ -91,8 +72,6 @@ QString checkEntry(const QVariant& value)
             QStringLiteral("a setting needs a \"key\", a text that is not empty"));
     QString path = entry.value(KEY_GROUP).toString() + QLatin1Char('/') + entry.value(KEY_KEY).toString();
     require(entry.contains(KEY_VALUE), QStringLiteral("the setting %1 has no \"value\"").arg(path));
-    require(isExact(entry.value(KEY_VALUE)),
-            QStringLiteral("the setting %1 holds a number that is too large to be stored exactly").arg(path));
     return path;
 }
 
@@ -121,6 +100,8 @@ ClientSettings recordFrom(const QByteArray& line)
     require(error.error == QJsonParseError::NoError,
             QStringLiteral("no JSON: %1 at byte %2").arg(error.errorString(), QString::number(error.offset)));
     require(document.isObject(), QStringLiteral("a settings record must be a JSON object"));
+    const QString inexact = inexactInteger(QString::fromUtf8(line));
+    require(inexact.isEmpty(), QStringLiteral("%1 is too large to be stored exactly as a number").arg(inexact));
     const QVariantMap record = document.object().toVariantMap();
     checkKeys(record);
     require(isText(record.value(KEY_OWNER)) && !record.value(KEY_OWNER).toString().isEmpty(),

@@ -205,6 +205,8 @@ void TstCommandLine::wrongUse_isRefusedBeforeConnecting_data()
                                    << QByteArray("9007199254740993 is too large");
     QTest::newRow("set far too large") << QStringLiteral("settings set a b c 123456789012345678901234567890")
                                        << QByteArray("123456789012345678901234567890 is too large");
+    QTest::newRow("set too large within") << QStringLiteral("settings set a b c {\"id\":[1.5,9007199254740993]}")
+                                          << QByteArray(": 9007199254740993 is too large");
     QTest::newRow("remove nobody") << QStringLiteral("settings remove") << QByteArray("OWNER is required");
     QTest::newRow("remove empty") << QStringLiteral("settings remove ''") << QByteArray("OWNER must not be empty");
     QTest::newRow("unset without key") << QStringLiteral("settings unset a b") << QByteArray("KEY is required");

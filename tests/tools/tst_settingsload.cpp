@@ -192,7 +192,9 @@ void TstSettingsLoad::load_wrongInput_savesNothing_data()
     QTest::newRow("no value") << withEntries("{\"group\":\"g\",\"key\":\"k\"}")
                               << QByteArray("the setting g/k has no \"value\"");
     QTest::newRow("too large") << withEntries("{\"group\":\"g\",\"key\":\"k\",\"value\":[{\"a\":9007199254740993}]}")
-                               << QByteArray("g/k holds a number that is too large");
+                               << QByteArray("line 3: 9007199254740993 is too large");
+    QTest::newRow("far too large") << withEntries("{\"group\":\"g\",\"key\":\"k\",\"value\":-12345678901234567890}")
+                                   << QByteArray("line 3: -12345678901234567890 is too large");
     QTest::newRow("path twice") << withEntries(entry + ',' + entry) << QByteArray("the setting g/k is there twice");
     QTest::newRow("path cut elsewhere") << withEntries(
         "{\"group\":\"a/b\",\"key\":\"c\",\"value\":1},{\"group\":\"a\",\"key\":\"b/c\",\"value\":1}")

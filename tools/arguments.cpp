@@ -31,6 +31,12 @@ std::string marked(const std::string& argument)
     return !argument.empty() && argument.front() == '[' ? MARK + argument : argument;
 }
 
+std::string withoutMark(const std::string& argument)
+{
+    const bool isMarked = !argument.empty() && argument.front() == MARK;
+    return isMarked ? argument.substr(1) : argument;
+}
+
 /// "--name="
 bool isWithoutValue(const std::string& argument)
 {
@@ -80,12 +86,15 @@ std::vector<std::string> parserArguments(int argc, char** argv)
     return arguments;
 }
 
+QString unmarked(const std::string& argument)
+{
+    return QString::fromStdString(withoutMark(argument));
+}
+
 QString text(const std::string& argument)
 {
-    const bool isMarked = !argument.empty() && argument.front() == MARK;
-    const std::string bytes = isMarked ? argument.substr(1) : argument;
-    QString decoded = QString::fromStdString(bytes);
-    if (decoded.toStdString() != bytes) {
+    QString decoded = unmarked(argument);
+    if (decoded.toStdString() != withoutMark(argument)) {
         throw Failure(WrongUse, QStringLiteral("an argument is no UTF-8 text: %1").arg(decoded));
     }
     return decoded;

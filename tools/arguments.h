@@ -20,6 +20,9 @@ namespace tarvexctl {
 /// its value: such an option is followed by an empty one.
 std::vector<std::string> parserArguments(int argc, char** argv);
 
+/// An argument as it was given, to be shown; what is no UTF-8 is replaced.
+QString unmarked(const std::string& argument);
+
 /// An argument as it was given. Arguments must be UTF-8.
 QString text(const std::string& argument);
 

@@ -1,5 +1,7 @@
 #include "parserwords.h"
 
+#include "arguments.h"
+
 #include <QStringList>
 
 namespace tarvexctl {
@@ -46,7 +48,7 @@ QStringList unknownArguments(const CLI::App& program)
     QStringList arguments;
     for (const std::string& argument : program.remaining(true)) {
         if (argument != "--") {
-            arguments.append(QString::fromStdString(argument));
+            arguments.append(unmarked(argument));
         }
     }
     return arguments;

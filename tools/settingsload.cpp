@@ -178,6 +178,7 @@ QList<ClientSettings> settingsFrom(const QByteArray& text)
 
 void loadSettings(const QString& clientName, const QString& fileName, Output& output)
 {
+    requireName(fileName, QStringLiteral("FILE"));
     const QList<ClientSettings> records = settingsFrom(contentsOf(fileName));
     if (records.isEmpty()) {
         throw Failure(WrongUse, QStringLiteral("there is no settings record in %1").arg(shownName(fileName)));

@@ -175,6 +175,9 @@ void TstCommandLine::wrongUse_isRefusedBeforeConnecting_data()
     // "''" stands for an empty argument.
     QTest::newRow("nothing") << QString()
                              << QByteArray("needs a verb: settings, state, send, call, listen, clients or wait");
+    QTest::newRow("unknown verb in a bracket")
+        << QStringLiteral("[hearken") << QByteArray("unknown verb \"[hearken\";");
+    QTest::newRow("load without a name") << QStringLiteral("settings load ''") << QByteArray("FILE must not be empty");
     QTest::newRow("unknown verb") << QStringLiteral("hearken")
                                   << QByteArray("unknown verb \"hearken\"; there are settings, ");
     QTest::newRow("unknown option") << QStringLiteral("state get --all") << QByteArray("unknown option \"--all\"");

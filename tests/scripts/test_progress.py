@@ -4,8 +4,10 @@ import os
 import pathlib
 import pty
 import re
+import select
 import subprocess
 import tempfile
+import time
 import unittest
 
 PROGRESS = pathlib.Path(__file__).resolve().parents[2] / "scripts" / "progress"
@@ -68,8 +70,23 @@ class Progress(unittest.TestCase):
         self.assertRegex(lines[0], rb"^the work: step 7 of 20, \d+ s$")
         self.assertTrue(shown.endswith(b"\r\x1b[K"))
 
+    def test_killed_leaves_no_watch(self):
+        terminal, other_end = pty.openpty()
+        process = subprocess.Popen([PROGRESS, "the work", self.log, "sleep", "20"], stderr=other_end)
+        os.close(other_end)
+        self.addCleanup(os.close, terminal)
+        self.assertTrue(select.select([terminal], [], [], 100)[0])  # the first line of the watch
+        process.kill()
+        process.wait()
+        # Once nobody has the terminal open any more, reading fails.
+        end = time.monotonic() + 60
+        with self.assertRaises(OSError):
+            while time.monotonic() < end:
+                if select.select([terminal], [], [], 1)[0]:
+                    os.read(terminal, 4096)
+
     def test_wrong_use(self):
-        for arguments in ([], ["name"], ["name", "log"], ["--unknown", "name", "log", "true"]):
+        for arguments in ([], ["name"], ["name", "log"], ["--unknown", "name", "log", "true"], ["--usually"]):
             with self.subTest(arguments=arguments):
                 result = self.run_it(*arguments)
                 self.assertEqual(result.returncode, 2)

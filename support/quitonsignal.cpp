@@ -3,6 +3,7 @@
 #include <QCoreApplication>
 #include <QDebug>
 #include <QSocketNotifier>
+#include <QTimer>
 
 #include <cerrno>
 #include <csignal>
@@ -12,6 +13,8 @@
 namespace wexcor {
 
 namespace {
+
+constexpr int QUIT_INTERVAL_MS = 50;
 
 /// An ignored signal is delivered once it is blocked, so such a one is left out.
 bool isIgnored(int signal)
@@ -46,7 +49,10 @@ public:
         QObject::connect(&m_notifier, &QSocketNotifier::activated, &m_notifier, [this] {
             drop();
             QCoreApplication::quit();
+            m_again.start(QUIT_INTERVAL_MS);
         });
+        QObject::connect(&m_again, &QTimer::timeout, &m_again, [] { QCoreApplication::quit(); });
+        QObject::connect(QCoreApplication::instance(), &QCoreApplication::aboutToQuit, &m_again, &QTimer::stop);
     }
 
     ~Watch()
@@ -81,6 +87,7 @@ private:
 
     const int m_descriptor;
     QSocketNotifier m_notifier;
+    QTimer m_again; ///< Until exec() returns: what is quit before it is forgotten when it begins.
     sigset_t m_before = {};
 };
 

@@ -25,7 +25,8 @@ namespace wexcor {
 ///
 /// Make one, in the main thread, after the QCoreApplication and before any thread is started: the signals are blocked
 /// in the thread that makes it, and only threads that it starts later inherit that. A signal that another thread does
-/// not block ends the process at once. A signal that comes before exec() is kept until the event loop runs.
+/// not block ends the process at once. A signal that comes before exec() ends that at once, even when events were
+/// processed or another loop was run in between.
 ///
 /// A second signal, while the service is ending, changes nothing. SIGQUIT and SIGKILL are not touched: they end the
 /// process at once. A signal that was ignored before, as SIGINT is in a background job of a shell script, stays
@@ -45,8 +46,8 @@ public:
     Q_DISABLE_COPY_MOVE(QuitOnSignal)
 
 private:
-    // Hidden, because a static of one of its inline functions (a QStringLiteral holds one) would otherwise be bound once
-    // for the whole process, and keep the library loaded for ever.
+    // Hidden, because a static of one of its inline functions (a QStringLiteral holds one) would otherwise be bound
+    // once for the whole process, and keep the library loaded for ever.
     class Q_DECL_HIDDEN Watch;
 
     const std::unique_ptr<Watch> m_watch;

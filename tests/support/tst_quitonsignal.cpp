@@ -1,6 +1,7 @@
 #include "quitonsignal.h"
 
 #include <QCoreApplication>
+#include <QEventLoop>
 #include <QTest>
 #include <QThread>
 #include <QTimer>
@@ -82,6 +83,7 @@ private Q_SLOTS:
     void signal_endsTheLoop();
     void signal_beforeTheLoop_endsIt_data();
     void signal_beforeTheLoop_endsIt();
+    void signal_beforeTheLoopInAnotherOne_endsBoth();
     void secondSignal_changesNothing();
     void otherSignal_isNotTouched();
     void laterThread_inheritsWhatIsBlocked();
@@ -126,6 +128,16 @@ void TstQuitOnSignal::signal_beforeTheLoop_endsIt()
     QFETCH(int, signal);
     const QuitOnSignal quitOnSignal;
     ::raise(signal);
+    QVERIFY(loopIsEnded());
+}
+
+void TstQuitOnSignal::signal_beforeTheLoopInAnotherOne_endsBoth()
+{
+    const QuitOnSignal quitOnSignal;
+    ::raise(SIGTERM);
+    QEventLoop loop;
+    QTimer::singleShot(PATIENCE_MS, &loop, [&loop] { loop.exit(STATUS_TOO_LATE); });
+    QCOMPARE(loop.exec(), 0);
     QVERIFY(loopIsEnded());
 }
 

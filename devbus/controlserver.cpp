@@ -1,49 +1,27 @@
 #include "controlserver.h"
 
+#include "programs/controlplace.h"
 #include "wire/jsonreader_p.h"
 
-#include <QDir>
 #include <QFile>
 #include <QJsonObject>
 #include <QLocalSocket>
 
 #include <sys/stat.h>
-#include <unistd.h>
 
 namespace tarvex::devbus {
 
 namespace {
 
-/// Whether \a path is a folder, no link to one, that only this user can look into.
-bool isPrivateFolder(const QString& path)
-{
-    struct stat status
-    {
-    };
-
-    return ::lstat(QFile::encodeName(path).constData(), &status) == 0 && S_ISDIR(status.st_mode)
-        && status.st_uid == ::geteuid() && (status.st_mode & (S_IRWXG | S_IRWXO)) == 0;
-}
-
 QString runtimeFolder()
 {
     QString folder = qEnvironmentVariable("XDG_RUNTIME_DIR");
-    if (QDir::isAbsolutePath(folder) && isPrivateFolder(folder)) {
+    if (programs::isPrivateFolder(folder)) {
         return folder;
     }
-    const QString own = QStringLiteral("%1/tarvex-devbus-%2").arg(QDir::tempPath()).arg(::geteuid());
+    const QString own = programs::ownTemporaryFolder();
     ::mkdir(QFile::encodeName(own).constData(), S_IRWXU);
-    return isPrivateFolder(own) ? own : QString();
-}
-
-/// A number that tells the network namespaces of this machine apart; 0 when the system does not tell.
-quint64 networkNamespace()
-{
-    struct stat status
-    {
-    };
-
-    return ::stat("/proc/self/ns/net", &status) == 0 ? status.st_ino : 0;
+    return programs::isPrivateFolder(own) ? own : QString();
 }
 
 void writeLine(QLocalSocket* client, const QVariantMap& object)
@@ -75,8 +53,7 @@ ControlServer::~ControlServer()
 QString ControlServer::defaultPath()
 {
     const QString folder = runtimeFolder();
-    return folder.isEmpty() ? QString()
-                            : QStringLiteral("%1/tarvex-devbus-%2.sock").arg(folder).arg(networkNamespace());
+    return folder.isEmpty() ? QString() : folder + QLatin1Char('/') + programs::controlSocketName();
 }
 
 bool ControlServer::open(const QString& path)

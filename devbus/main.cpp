@@ -201,7 +201,7 @@ QString helpText(const Parser& parser)
 /// Qt replaces what is no text, and the storage would have another name than the one that was given.
 bool areTexts(int argc, char** argv)
 {
-    return std::all_of(argv, argv + argc,
+    return std::all_of(argv + qMin(argc, 1), argv + argc,
                        [](const char* argument) { return QString::fromLocal8Bit(argument).toLocal8Bit() == argument; });
 }
 

@@ -3,15 +3,13 @@
 #include "busclient.h"
 #include "output.h"
 #include "owners.h"
+#include "programs/controlplace.h"
 
 #include <QDeadlineTimer>
-#include <QDir>
-#include <QFile>
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QLocalSocket>
 
-#include <sys/stat.h>
 #include <unistd.h>
 
 namespace tarvexctl {
@@ -24,51 +22,18 @@ constexpr int HINT_TIMEOUT_MS = 5000;
 const QLatin1String KEY_ITEM("item");
 const QLatin1String KEY_ERROR("error");
 
-struct stat statusOf(const QString& path)
-{
-    struct stat status
-    {
-    };
-
-    ::lstat(QFile::encodeName(path).constData(), &status);
-    return status;
-}
-
-/// In a folder where others may write, the socket could be anybody's.
-bool isPrivateFolder(const QString& path)
-{
-    const struct stat status = statusOf(path);
-    return S_ISDIR(status.st_mode) && status.st_uid == ::geteuid() && (status.st_mode & (S_IRWXG | S_IRWXO)) == 0;
-}
-
-/// Where the bus may have its socket: it may have been started with another environment than this program.
-QStringList socketPaths()
-{
-    struct stat network
-    {
-    };
-
-    if (::stat("/proc/self/ns/net", &network) != 0) {
-        return {};
-    }
-    QStringList paths;
-    const QStringList folders{qEnvironmentVariable("XDG_RUNTIME_DIR"), QStringLiteral("/run/user/%1").arg(::geteuid()),
-                              QStringLiteral("%1/tarvex-devbus-%2").arg(QDir::tempPath()).arg(::geteuid())};
-    for (const QString& folder : folders) {
-        if (QDir::isAbsolutePath(folder) && isPrivateFolder(folder)) {
-            paths.append(QStringLiteral("%1/tarvex-devbus-%2.sock").arg(folder).arg(network.st_ino));
-        }
-    }
-    return paths;
-}
-
 /// \return false when nobody listens.
-bool connectToBus(QLocalSocket& socket, int timeoutMs)
+bool connectToBus(QLocalSocket& socket, const QDeadlineTimer& deadline)
 {
-    const QStringList paths = socketPaths();
-    for (const QString& path : paths) {
-        socket.connectToServer(path);
-        if (socket.waitForConnected(timeoutMs)) {
+    // The bus may have been started with another environment than this program.
+    const QStringList folders{qEnvironmentVariable("XDG_RUNTIME_DIR"), QStringLiteral("/run/user/%1").arg(::geteuid()),
+                              tarvex::programs::ownTemporaryFolder()};
+    for (const QString& folder : folders) {
+        if (!tarvex::programs::isPrivateFolder(folder)) {
+            continue; // where others may write, the socket could be anybody's
+        }
+        socket.connectToServer(folder + QLatin1Char('/') + tarvex::programs::controlSocketName());
+        if (socket.waitForConnected(static_cast<int>(deadline.remainingTime()))) {
             return true;
         }
         socket.abort();
@@ -96,7 +61,7 @@ std::optional<QList<QVariantMap>> askControlSocket(const QVariantMap& request, i
 {
     const QDeadlineTimer deadline(timeoutMs);
     QLocalSocket socket;
-    if (!connectToBus(socket, timeoutMs)) {
+    if (!connectToBus(socket, deadline)) {
         return std::nullopt;
     }
     socket.write(jsonText(request).toUtf8() + '\n');

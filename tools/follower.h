@@ -91,6 +91,10 @@ protected:
 
     void setSatisfied() { m_isSatisfied = true; }
 
+    /// Whether the bus has accepted the receiving connection. While it has not, nothing else may be asked: what the
+    /// library says of the handshake is read then.
+    bool isReceiving() const { return m_stage == Stage::Receiving; }
+
     /// One more of what the verb shows: satisfied when it is enough, and ends when it is all that is wanted.
     void count(Tally& tally);
 

@@ -74,12 +74,14 @@ LibLog::LibLog()
     category->setEnabled(QtCriticalMsg, true);
     capturedLines().clear();
     m_previous = qInstallMessageHandler(capture);
+    m_formerPrevious = previousHandler;
     previousHandler = m_previous;
 }
 
 LibLog::~LibLog()
 {
     qInstallMessageHandler(m_previous);
+    previousHandler = m_formerPrevious;
 }
 
 QStringList LibLog::lines() const

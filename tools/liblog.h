@@ -52,6 +52,7 @@ public:
 
 private:
     QtMessageHandler m_previous;
+    QtMessageHandler m_formerPrevious; ///< Of the one around it, if there is one.
 };
 
 /// Keeps what the library logs from stderr, from construction to destruction. A LibLog may be made meanwhile.

@@ -22,6 +22,10 @@ QJsonObject objectFrom(const QString& text)
     QJsonParseError error{};
     const QJsonDocument document = QJsonDocument::fromJson(text.toUtf8(), &error);
     if (document.isObject()) {
+        const QString inexact = inexactInteger(text);
+        if (!inexact.isEmpty()) {
+            throw Failure(WrongUse, QStringLiteral("%1 is too large to travel exactly as a number").arg(inexact));
+        }
         return document.object();
     }
     // Of a number or a text alone the parser says only that it is no document; whether it is JSON at all is asked

@@ -78,6 +78,9 @@ private:
 
     void lookAgain()
     {
+        if (!isReceiving()) {
+            return; // the bus has gone once more; onConnected() begins anew
+        }
         try {
             BusClient bus(clientName());
             look(bus);

@@ -216,6 +216,10 @@ void TstCommandLine::wrongUse_isRefusedBeforeConnecting_data()
     QTest::newRow("unset empty owner") << QStringLiteral("settings unset '' b c")
                                        << QByteArray("OWNER must not be empty");
     QTest::newRow("unset empty key") << QStringLiteral("settings unset a b ''") << QByteArray("KEY must not be empty");
+    QTest::newRow("data inexact") << QStringLiteral(R"(send a --command b {"id":9007199254740993})")
+                                  << QByteArray("9007199254740993 is too large to travel exactly as a number");
+    QTest::newRow("call's data inexact") << QStringLiteral(R"(call a b {"id":[1,-9007199254740993]})")
+                                         << QByteArray("-9007199254740993 is too large to travel exactly");
     QTest::newRow("load twice") << QStringLiteral("settings load a b") << QByteArray(R"(unexpected argument "b")");
     QTest::newRow("list whom") << QStringLiteral("settings list a") << QByteArray(R"(unexpected argument "a")");
     QTest::newRow("clients whom") << QStringLiteral("clients a") << QByteArray(R"(unexpected argument "a")");

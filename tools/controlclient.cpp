@@ -94,9 +94,11 @@ bool isUnknownToBus(const QString& client)
 
 void tellOfUnknownReceiver(const QString& receiver)
 {
-    complain(QStringLiteral(
-                 "nobody has ever been \"%1\" on this bus, as far as it knows; it keeps the message for that name")
-                 .arg(receiver));
+    // How many messages the bus keeps, or none, is its own affair.
+    complain(
+        QStringLiteral("nobody has ever been \"%1\" on this bus, as far as it knows; it treats the message like one "
+                       "for any absent client")
+            .arg(receiver));
 }
 
 } // namespace tarvexctl

@@ -232,10 +232,10 @@ void TstCallVerb::silenceByDefault_is4After10s()
     ProgramRun run(call({QStringLiteral("print")}));
     QCOMPARE(run.status(30000), 4);
     QVERIFY(timer.elapsed() >= 10000);
-    // Sent to nobody: the bus keeps the command, and tells that it does not know the name.
+    // Sent to nobody: the bus takes the command, and tells that it does not know the name.
     QCOMPARE(run.err(),
-             QByteArray("tarvexctl: nobody has ever been \"printer\" on this bus, as far as it knows; it keeps the "
-                        "message for that name\n"
+             QByteArray("tarvexctl: nobody has ever been \"printer\" on this bus, as far as it knows; it treats "
+                        "the message like one for any absent client\n"
                         "tarvexctl: no reply from printer within 10 s\n"));
 }
 

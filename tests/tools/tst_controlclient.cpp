@@ -84,7 +84,7 @@ QStringList send(const QString& receiver)
 QByteArray unknownWords(const QByteArray& name)
 {
     return "tarvexctl: nobody has ever been \"" + name
-        + "\" on this bus, as far as it knows; it keeps the message for that name\n";
+        + "\" on this bus, as far as it knows; it treats the message like one for any absent client\n";
 }
 
 } // namespace

@@ -1,13 +1,15 @@
 #include "controlserver.h"
 
+#include "controlconnection.h"
 #include "programs/controlplace.h"
 #include "wire/jsonreader_p.h"
 
 #include <QFile>
 #include <QJsonObject>
-#include <QLocalSocket>
+#include <QLocalServer>
 
 #include <sys/stat.h>
+#include <unistd.h>
 
 namespace tarvex::devbus {
 
@@ -24,30 +26,39 @@ QString runtimeFolder()
     return programs::isPrivateFolder(own) ? own : QString();
 }
 
-void writeLine(QLocalSocket* client, const QVariantMap& object)
+QByteArray lineOf(const QVariantMap& object)
 {
-    client->write(QJsonDocument(QJsonObject::fromVariantMap(object)).toJson(QJsonDocument::Compact) + '\n');
+    return QJsonDocument(QJsonObject::fromVariantMap(object)).toJson(QJsonDocument::Compact) + '\n';
 }
 
-void writeError(QLocalSocket* client, const QString& text)
+QByteArray errorLine(const QString& text)
 {
-    writeLine(client, {{QStringLiteral("error"), text}});
+    return lineOf({{QStringLiteral("error"), text}});
 }
 
 } // namespace
 
-ControlServer::ControlServer(const Responder& responder, QObject* parent) : QObject(parent), m_responder(responder)
+/// Hands over the descriptors themselves, and makes no QLocalSocket of them.
+class ControlServer::Listener : public QLocalServer
 {
-    connect(&m_server, &QLocalServer::newConnection, this, &ControlServer::accept);
+public:
+    explicit Listener(ControlServer& server) : m_server(server) { }
+
+protected:
+    void incomingConnection(quintptr descriptor) override { m_server.accept(static_cast<int>(descriptor)); }
+
+private:
+    ControlServer& m_server;
+};
+
+ControlServer::ControlServer(const Responder& responder, QObject* parent)
+    : QObject(parent), m_responder(responder), m_listener(std::make_unique<Listener>(*this))
+{
 }
 
 ControlServer::~ControlServer()
 {
-    const QList<QLocalSocket*> clients = m_server.findChildren<QLocalSocket*>();
-    for (QLocalSocket* const client : clients) {
-        client->disconnect(); // they end with the server, later than this object
-    }
-    m_server.close(); // removes the socket
+    m_listener->close(); // removes the socket
 }
 
 QString ControlServer::defaultPath()
@@ -63,75 +74,50 @@ bool ControlServer::open(const QString& path)
         return false;
     }
     // With this option Qt makes the socket beside its place and moves it there, over one that was left behind.
-    m_server.setSocketOptions(QLocalServer::UserAccessOption);
-    if (!m_server.listen(path)) {
-        m_errorString = QStringLiteral("%1: %2").arg(path, m_server.errorString());
+    m_listener->setSocketOptions(QLocalServer::UserAccessOption);
+    if (!m_listener->listen(path)) {
+        m_errorString = QStringLiteral("%1: %2").arg(path, m_listener->errorString());
         return false;
     }
     QFile::setPermissions(path, QFile::ReadOwner | QFile::WriteOwner); // Qt lets it be executed as well
     return true;
 }
 
-void ControlServer::accept()
+void ControlServer::accept(int descriptor)
 {
-    while (QLocalSocket* const client = m_server.nextPendingConnection()) {
-        if (m_clientCount < MAX_CLIENTS) {
-            addClient(client);
-        } else {
-            delete client;
-        }
-    }
-}
-
-void ControlServer::addClient(QLocalSocket* client)
-{
-    ++m_clientCount;
-    client->setReadBufferSize(MAX_REQUEST_LENGTH + 1);
-    connect(client, &QLocalSocket::readyRead, client, [this, client] { answerNext(client); });
-    // Later, because it may be emitted in the middle of the answer's writing.
-    connect(
-        client, &QLocalSocket::bytesWritten, client, [this, client] { answerNext(client); }, Qt::QueuedConnection);
-    connect(client, &QLocalSocket::disconnected, client, [this, client] {
-        --m_clientCount;
-        client->disconnect();
-        client->deleteLater();
-    });
-    answerNext(client); // its first request may have come with it
-}
-
-/// One request in a turn of the event loop, so that the bus goes on between them. The bytes of the answer, once
-/// written, bring on the next.
-void ControlServer::answerNext(QLocalSocket* client)
-{
-    if (client->state() != QLocalSocket::ConnectedState || client->bytesToWrite() > MAX_WAITING_BYTES) {
+    if (m_clientCount >= MAX_CLIENTS) {
+        ::close(descriptor);
         return;
     }
-    if (client->canReadLine()) {
-        answerLine(client, client->readLine());
-        client->flush(); // a client that has closed its own direction already would lose what still waits here
-    } else if (client->bytesAvailable() > MAX_REQUEST_LENGTH) {
-        writeError(client, QStringLiteral("a request must not be longer than %1 bytes").arg(MAX_REQUEST_LENGTH));
-        client->disconnectFromServer(); // once the error is written
-    }
+    ++m_clientCount;
+    auto* const client = new ControlConnection(
+        descriptor, [this](const QByteArray& line) { return answerTo(line); }, this);
+    connect(client, &ControlConnection::ended, this, [this, client] {
+        --m_clientCount;
+        client->deleteLater();
+    });
 }
 
-void ControlServer::answerLine(QLocalSocket* client, const QByteArray& line)
+QByteArray ControlServer::answerTo(const QByteArray& line) const
 {
+    if (line.size() > ControlConnection::MAX_REQUEST_LENGTH) {
+        return errorLine(
+            QStringLiteral("a request must not be longer than %1 bytes").arg(ControlConnection::MAX_REQUEST_LENGTH));
+    }
     QJsonParseError error{};
     const QJsonDocument document = jsonreader::parseJson(line, error);
     if (!document.isObject()) {
-        writeError(client, QStringLiteral("a request must be a JSON object on one line"));
-        return;
+        return errorLine(QStringLiteral("a request must be a JSON object on one line"));
     }
     const Answer answer = m_responder(document.object().toVariantMap());
     if (!answer.error.isEmpty()) {
-        writeError(client, answer.error);
-        return;
+        return errorLine(answer.error);
     }
+    QByteArray lines;
     for (const QVariantMap& item : answer.items) {
-        writeLine(client, {{QStringLiteral("item"), item}});
+        lines += lineOf({{QStringLiteral("item"), item}});
     }
-    writeLine(client, {{QStringLiteral("done"), true}});
+    return lines + lineOf({{QStringLiteral("done"), true}});
 }
 
 } // namespace tarvex::devbus

@@ -2,14 +2,12 @@
 #define CONTROLSERVER_H
 
 #include <QList>
-#include <QLocalServer>
 #include <QObject>
 #include <QString>
 #include <QVariantMap>
 
 #include <functional>
-
-class QLocalSocket;
+#include <memory>
 
 namespace tarvex::devbus {
 
@@ -18,7 +16,8 @@ namespace tarvex::devbus {
 ///
 /// A request is one line of JSON, an object with the text "request". The answer is one line {"item":{...}} for each
 /// thing that was asked for, then the line {"done":true}; or the one line {"error":"..."}. The requests of a connection
-/// are answered in order. What the requests mean is up to the responder.
+/// are answered in order, also when the client has closed its sending direction after them. What the requests mean is
+/// up to the responder.
 ///
 /// What a client can make the bus hold is bounded: the length of a request, the number of clients, and the answers that
 /// a client has not taken. Until it has taken them, no further request of it is read.
@@ -28,9 +27,6 @@ class ControlServer : public QObject
 public:
     /// Further clients are closed at once.
     static constexpr int MAX_CLIENTS = 16;
-    /// In bytes, without the line end. A client with a longer line gets an error and is closed.
-    static constexpr int MAX_REQUEST_LENGTH = 65536;
-    static constexpr qint64 MAX_WAITING_BYTES = 1 << 20;
 
     struct Answer
     {
@@ -59,13 +55,13 @@ public:
     int clientCount() const { return m_clientCount; }
 
 private:
-    void accept();
-    void addClient(QLocalSocket* client);
-    void answerNext(QLocalSocket* client);
-    void answerLine(QLocalSocket* client, const QByteArray& line);
+    class Listener;
+
+    void accept(int descriptor);
+    QByteArray answerTo(const QByteArray& line) const;
 
     const Responder m_responder;
-    QLocalServer m_server;
+    const std::unique_ptr<Listener> m_listener;
     QString m_errorString;
     int m_clientCount = 0;
 };

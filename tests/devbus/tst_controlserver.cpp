@@ -1,5 +1,7 @@
 #include "controlserver.h"
 
+#include "controlconnection.h"
+
 #include <QCoreApplication>
 #include <QDeadlineTimer>
 #include <QDir>
@@ -11,6 +13,7 @@
 #include <QTemporaryDir>
 #include <QTest>
 
+#include <cerrno>
 #include <functional>
 #include <memory>
 #include <sys/socket.h>
@@ -19,6 +22,7 @@
 #include <unistd.h>
 #include <vector>
 
+using tarvex::devbus::ControlConnection;
 using tarvex::devbus::ControlServer;
 
 namespace {
@@ -38,19 +42,61 @@ ControlServer::Answer answerTo(const QVariantMap& request)
     return answer;
 }
 
+sockaddr_un addressOf(const QString& path)
+{
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    qstrncpy(address.sun_path, QFile::encodeName(path).constData(), sizeof address.sun_path);
+    return address;
+}
+
 /// Leaves a socket behind as a killed bus does.
 bool leaveSocket(const QString& path)
 {
-    const QByteArray name = QFile::encodeName(path);
-    sockaddr_un address{};
-    address.sun_family = AF_UNIX;
-    qstrncpy(address.sun_path, name.constData(), sizeof address.sun_path);
+    const sockaddr_un address = addressOf(path);
     const int descriptor = ::socket(AF_UNIX, SOCK_STREAM, 0);
     // NOLINTNEXTLINE(cppcoreguidelines-pro-type-reinterpret-cast): the system's own way to pass an address
     const bool isBound = ::bind(descriptor, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0;
     ::close(descriptor);
     return isBound && QFileInfo::exists(path);
 }
+
+/// A client that closes its sending direction and still receives, which QLocalSocket does not.
+class PlainClient
+{
+public:
+    explicit PlainClient(const QString& path) : m_descriptor(::socket(AF_UNIX, SOCK_STREAM, 0))
+    {
+        const sockaddr_un address = addressOf(path);
+        // NOLINTNEXTLINE(cppcoreguidelines-pro-type-reinterpret-cast): the system's own way to pass an address
+        m_isConnected = ::connect(m_descriptor, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0;
+    }
+
+    ~PlainClient() { ::close(m_descriptor); }
+    Q_DISABLE_COPY_MOVE(PlainClient)
+
+    /// All at once: the system takes as much as this test sends.
+    bool sendAndClose(const QByteArray& requests) const
+    {
+        return m_isConnected
+            && ::send(m_descriptor, requests.constData(), static_cast<std::size_t>(requests.size()), MSG_DONTWAIT)
+            == requests.size()
+            && ::shutdown(m_descriptor, SHUT_WR) == 0;
+    }
+
+    /// Adds what has come. \return false once the server has closed the connection.
+    bool take(QByteArray& answers) const
+    {
+        QByteArray piece(1 << 16, Qt::Uninitialized);
+        const ssize_t count = ::recv(m_descriptor, piece.data(), static_cast<std::size_t>(piece.size()), MSG_DONTWAIT);
+        answers += piece.left(static_cast<int>(qMax<ssize_t>(count, 0)));
+        return count > 0 || (count < 0 && errno == EAGAIN);
+    }
+
+private:
+    const int m_descriptor;
+    bool m_isConnected = false;
+};
 
 /// QTest::qWaitFor() pauses after each piece, and there are many.
 bool waitFor(const std::function<bool()>& condition)
@@ -94,7 +140,10 @@ private Q_SLOTS:
     void request_wrong_getsError();
     void request_tooLong_endsTheConnection();
     void request_longest_isAnswered();
-    void request_beforeHalfClose_isAnswered();
+    void requests_beforeHalfClose_areAnswered_data();
+    void requests_beforeHalfClose_areAnswered();
+    void requests_halfClosedAndSlow_areAnswered();
+    void client_thatLeaves_isAskedNoMore();
     void clients_tooMany_areClosed();
     void client_thatTakesNothing_isAskedNoMore();
 
@@ -280,7 +329,7 @@ void TstControlServer::request_tooLong_endsTheConnection()
     QVERIFY(server.open(path()));
     QLocalSocket client;
     client.connectToServer(path());
-    client.write(QByteArray(ControlServer::MAX_REQUEST_LENGTH + 1, 'x'));
+    client.write(QByteArray(ControlConnection::MAX_REQUEST_LENGTH + 1, 'x'));
     QTRY_COMPARE_WITH_TIMEOUT(client.state(), QLocalSocket::UnconnectedState, PATIENCE_MS);
     QCOMPARE(client.readAll(), QByteArray("{\"error\":\"a request must not be longer than 65536 bytes\"}\n"));
     QCOMPARE(server.clientCount(), 0);
@@ -291,21 +340,74 @@ void TstControlServer::request_longest_isAnswered()
     ControlServer server(answerTo);
     QVERIFY(server.open(path()));
     QByteArray request("{\"request\":\"echo\",\"count\":0}");
-    request += QByteArray(ControlServer::MAX_REQUEST_LENGTH - request.size(), ' ');
+    request += QByteArray(ControlConnection::MAX_REQUEST_LENGTH - request.size(), ' ');
     QCOMPARE(ask(request + '\n'), QByteArray("{\"done\":true}\n"));
 }
 
-void TstControlServer::request_beforeHalfClose_isAnswered()
+void TstControlServer::requests_beforeHalfClose_areAnswered_data()
 {
+    QTest::addColumn<int>("count");
+    QTest::addColumn<QByteArray>("rest");
+    QTest::newRow("none") << 0 << QByteArray();
+    QTest::newRow("one") << 1 << QByteArray();
+    QTest::newRow("four") << 4 << QByteArray();
+    QTest::newRow("more than are taken in at once") << 3000 << QByteArray();
+    QTest::newRow("four and a piece of one") << 4 << QByteArray("{\"request\":\"echo\",\"cou");
+}
+
+void TstControlServer::requests_beforeHalfClose_areAnswered()
+{
+    QFETCH(int, count);
+    QFETCH(QByteArray, rest);
     ControlServer server(answerTo);
     QVERIFY(server.open(path()));
-    QLocalSocket client;
-    client.connectToServer(path());
-    client.write("{\"request\":\"echo\",\"count\":0}\n");
-    client.flush();
-    QCOMPARE(::shutdown(static_cast<int>(client.socketDescriptor()), SHUT_WR), 0);
-    QTRY_VERIFY_WITH_TIMEOUT(client.canReadLine(), PATIENCE_MS);
-    QCOMPARE(client.readAll(), QByteArray("{\"done\":true}\n"));
+    const PlainClient client(path());
+    QVERIFY(client.sendAndClose(QByteArray("{\"request\":\"echo\",\"count\":0}\n").repeated(count) + rest));
+    QByteArray answers;
+    QVERIFY2(waitFor([&] { return !client.take(answers); }), qPrintable(QString::number(answers.size())));
+    QCOMPARE(answers, QByteArray("{\"done\":true}\n").repeated(count));
+    QTRY_COMPARE_WITH_TIMEOUT(server.clientCount(), 0, PATIENCE_MS);
+}
+
+void TstControlServer::requests_halfClosedAndSlow_areAnswered()
+{
+    constexpr int REQUESTS = 10; // half a megabyte of answer each, more than the server holds back
+    int answered = 0;
+    ControlServer server([&answered](const QVariantMap& request) {
+        answered += request.contains(QStringLiteral("text")) ? 1 : 0;
+        return answerTo(request);
+    });
+    QVERIFY(server.open(path()));
+    const PlainClient client(path());
+    const QByteArray request = "{\"request\":\"echo\",\"text\":\"" + QByteArray(1000, 'x') + "\",\"count\":500}\n";
+    QVERIFY(client.sendAndClose(request.repeated(REQUESTS)));
+    QVERIFY(waitFor([&] { return answered > 0; }));
+    for (int number = 0; number < REQUESTS; ++number) {
+        QCOMPARE(ask("{\"request\":\"echo\",\"count\":0}\n"), QByteArray("{\"done\":true}\n"));
+    }
+    QVERIFY2(answered < REQUESTS, qPrintable(QString::number(answered)));
+    QByteArray answers;
+    QVERIFY2(waitFor([&] { return !client.take(answers); }), qPrintable(QString::number(answers.size())));
+    QCOMPARE(answers.count("{\"done\":true}\n"), REQUESTS);
+    QCOMPARE(answers.count('\n'), REQUESTS * 501);
+}
+
+void TstControlServer::client_thatLeaves_isAskedNoMore()
+{
+    constexpr int REQUESTS = 2000;
+    int answered = 0;
+    ControlServer server([&answered](const QVariantMap& request) {
+        ++answered;
+        return answerTo(request);
+    });
+    QVERIFY(server.open(path()));
+    {
+        const PlainClient client(path());
+        QVERIFY(client.sendAndClose(QByteArray("{\"request\":\"echo\",\"count\":0}\n").repeated(REQUESTS)));
+        QVERIFY(waitFor([&] { return answered > 0; }));
+    }
+    QTRY_COMPARE_WITH_TIMEOUT(server.clientCount(), 0, PATIENCE_MS);
+    QVERIFY2(answered < REQUESTS, qPrintable(QString::number(answered)));
 }
 
 void TstControlServer::clients_tooMany_areClosed()

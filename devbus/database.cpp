@@ -10,7 +10,9 @@
 #include <QUuid>
 
 #include <cstdio>
+#include <filesystem>
 #include <sys/stat.h>
+#include <system_error>
 #include <unistd.h>
 
 namespace tarvex::devbus {
@@ -55,6 +57,33 @@ QVariant bindable(const QVariant& value)
     return value.userType() == QMetaType::QString && value.isNull() ? QVariant(QLatin1String("")) : value;
 }
 
+/// As many as the system itself follows.
+constexpr int MAX_LINKS = 40;
+
+/// Follows \a path through all links, to the file at their end, which need not exist. Qt and the system give that name
+/// only for a file that exists.
+/// \return empty when the links lead nowhere
+QString behindLinks(const QString& path)
+{
+    namespace fs = std::filesystem;
+    std::error_code error;
+    fs::path place = fs::absolute(QFile::encodeName(path).toStdString(), error);
+    for (int links = 0; links <= MAX_LINKS; ++links) {
+        // A relative link counts from the folder in which it really stands.
+        const fs::path folder = fs::canonical(place.parent_path(), error);
+        if (error) {
+            return QFile::decodeName(place.c_str());
+        }
+        place = folder / place.filename();
+        const fs::path target = fs::read_symlink(place, error);
+        if (error) {
+            return QFile::decodeName(place.c_str()); // it is no link
+        }
+        place = folder / target;
+    }
+    return QString();
+}
+
 QString journalPath(const QString& path)
 {
     return path + QLatin1String("-wal");
@@ -83,11 +112,8 @@ bool Database::open()
     if (file.exists() && !file.isFile()) {
         return fail(TarvexError::StorageAccessError, QStringLiteral("it is no regular file"));
     }
-    if (!QFileInfo(file.absolutePath()).isDir()) {
-        return fail(TarvexError::StorageAccessError, QStringLiteral("its folder does not exist"));
-    }
-    if (file.isSymLink() && file.exists()) {
-        m_path = file.canonicalFilePath(); // a new file is moved into place, and must not replace the link
+    if (!findPlace()) {
+        return false;
     }
     const bool isNew = !file.exists() || file.size() == 0;
     // SQLite opens a file that may only be read all the same, and refuses no transaction before the first change.
@@ -95,6 +121,24 @@ bool Database::open()
         return fail(TarvexError::StorageAccessError, qt_error_string());
     }
     return (isNew ? createFile() : checkFile()) && openConnection(m_path, {}) && configure() && noteFile();
+}
+
+/// Looks for the file's folder and replaces the name of a link: a new file is moved into place, and must not replace
+/// it.
+bool Database::findPlace()
+{
+    const bool isLink = QFileInfo(m_path).isSymLink();
+    const QString place = isLink ? behindLinks(m_path) : m_path;
+    if (place.isEmpty()) {
+        return fail(TarvexError::StorageAccessError, QStringLiteral("it is a link that leads nowhere"));
+    }
+    if (!QFileInfo(QFileInfo(place).absolutePath()).isDir()) {
+        const QString reason = isLink ? QStringLiteral("it is a link to \"%1\", whose folder does not exist").arg(place)
+                                      : QStringLiteral("its folder does not exist");
+        return fail(TarvexError::StorageAccessError, reason);
+    }
+    m_path = place;
+    return true;
 }
 
 void Database::close()

@@ -25,7 +25,7 @@ public:
     Q_DISABLE_COPY_MOVE(Database)
 
     /// Opens the file, and creates it when it does not exist or is empty. A file that is damaged, or no database of
-    /// this program, is left byte for byte as it is.
+    /// this program, is left byte for byte as it is. A link stays one: the file at its end is opened or created.
     /// \return false when it cannot be used; errorString() says why.
     bool open();
     void close();
@@ -52,6 +52,7 @@ public:
     bool reportDamage(const QString& what);
 
 private:
+    bool findPlace();
     bool checkFile();
     bool createFile();
     bool openConnection(const QString& fileName, const QString& options);

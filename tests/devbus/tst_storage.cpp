@@ -102,6 +102,10 @@ private Q_SLOTS:
     void open_leftoverOfKilledCreation_isReplaced();
     void open_logOfRemovedDatabase_isNotReplayed();
     void open_link_staysLink();
+    void open_linkToNothing_createsItsTarget_data();
+    void open_linkToNothing_createsItsTarget();
+    void open_linkThatLeadsNowhere_staysAndFails_data();
+    void open_linkThatLeadsNowhere_staysAndFails();
     void open_again_findsEverything();
     void open_inMemory_needsNoFile();
     void open_noDatabase_leavesItUntouched_data();
@@ -245,6 +249,60 @@ void TstStorage::open_link_staysLink()
     QVERIFY(storage.database().open());
     QVERIFY(QFileInfo(bus()).isSymLink());
     QVERIFY(QFileInfo(target).size() > 0);
+}
+
+void TstStorage::open_linkToNothing_createsItsTarget_data()
+{
+    QTest::addColumn<QString>("link"); // %1 is the test's folder
+    QTest::newRow("absolute") << QStringLiteral("%1/far/elsewhere.sqlite");
+    QTest::newRow("relative") << QStringLiteral("far/elsewhere.sqlite");
+    QTest::newRow("to a link") << QStringLiteral("far/next");
+    QTest::newRow("up from a linked folder") << QStringLiteral("shortcut/../elsewhere.sqlite");
+}
+
+void TstStorage::open_linkToNothing_createsItsTarget()
+{
+    QFETCH(QString, link);
+    QVERIFY(QDir().mkpath(path("far/folder")));
+    QVERIFY(QFile::link(QStringLiteral("elsewhere.sqlite"), path("far/next")));
+    QVERIFY(QFile::link(path("far/folder"), path("shortcut")));
+    QVERIFY(QFile::link(link.replace(QLatin1String("%1"), m_folder->path()), bus()));
+    {
+        Storage storage(bus());
+        QVERIFY2(storage.database().open(), qPrintable(storage.database().errorString()));
+        QCOMPARE(save(storage, someState()), 0);
+        QVERIFY(QFileInfo(bus()).isSymLink());
+        QVERIFY(QFileInfo(path("far/elsewhere.sqlite")).size() > 0);
+    }
+    Storage again(bus());
+    QVERIFY(again.database().open());
+    QVariantMap state;
+    QCOMPARE(load(again, state), 0);
+    QCOMPARE(state, someState().toVariantMap());
+    QVERIFY(QFileInfo(bus()).isSymLink());
+}
+
+void TstStorage::open_linkThatLeadsNowhere_staysAndFails_data()
+{
+    QTest::addColumn<QString>("link");
+    QTest::addColumn<QString>("reason");
+    QTest::newRow("missing folder") << QStringLiteral("missing/bus.sqlite")
+                                    << QStringLiteral(
+                                           "it is a link to \"%1/missing/bus.sqlite\", whose folder does not "
+                                           "exist");
+    QTest::newRow("to itself") << QStringLiteral("bus.sqlite") << QStringLiteral("it is a link that leads nowhere");
+}
+
+void TstStorage::open_linkThatLeadsNowhere_staysAndFails()
+{
+    QFETCH(QString, link);
+    QFETCH(QString, reason);
+    QVERIFY(QFile::link(link, bus()));
+    Storage storage(bus());
+    QVERIFY(!storage.database().open());
+    QCOMPARE(storage.database().errorString(), reason.replace(QLatin1String("%1"), m_folder->path()));
+    QVERIFY(QFileInfo(bus()).isSymLink());
+    QCOMPARE(QDir(m_folder->path()).entryList(QDir::AllEntries | QDir::System | QDir::NoDotAndDotDot).size(), 1);
 }
 
 void TstStorage::open_again_findsEverything()

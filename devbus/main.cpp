@@ -233,6 +233,13 @@ bool makeDefaultFolder(const QString& storagePath)
     return false;
 }
 
+/// Whoever started it waits for this line. \return false when nobody can have read it.
+bool announceReady(const QString& storagePath)
+{
+    const QString place = storagePath.isEmpty() ? QStringLiteral("in memory") : QLatin1String("in ") + storagePath;
+    return announce(QLatin1String("tarvex-devbus: ready on 127.0.0.1 ports 45535 and 45537, storing ") + place);
+}
+
 int run(const CommandLine& commandLine)
 {
     const BusServer::Options& options = commandLine.options;
@@ -254,14 +261,12 @@ int run(const CommandLine& commandLine)
         complain(QLatin1String("cannot open the control socket: ") + controlServer.errorString());
     }
     SignalWatcher signalWatcher;
-    QObject::connect(&signalWatcher, &SignalWatcher::endRequested, &QCoreApplication::quit);
-    const QString place =
-        options.storagePath.isEmpty() ? QStringLiteral("in memory") : QLatin1String("in ") + options.storagePath;
-    // Whoever started it waits for this line.
-    if (!announce(QLatin1String("tarvex-devbus: ready on 127.0.0.1 ports 45535 and 45537, storing ") + place)) {
+    if (!signalWatcher.errorString().isEmpty()) {
+        complain(QLatin1String("cannot watch for SIGTERM and SIGINT: ") + signalWatcher.errorString());
         return ExitFailure;
     }
-    return QCoreApplication::exec();
+    QObject::connect(&signalWatcher, &SignalWatcher::endRequested, &QCoreApplication::quit);
+    return announceReady(options.storagePath) ? QCoreApplication::exec() : ExitFailure;
 }
 
 } // namespace

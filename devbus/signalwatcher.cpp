@@ -1,5 +1,6 @@
 #include "signalwatcher.h"
 
+#include <cerrno>
 #include <csignal>
 #include <sys/signalfd.h>
 #include <unistd.h>
@@ -29,6 +30,10 @@ SignalWatcher::SignalWatcher(QObject* parent) : QObject(parent)
 {
     const sigset_t signals = watchedSignals();
     m_descriptor = ::signalfd(-1, &signals, SFD_CLOEXEC | SFD_NONBLOCK);
+    if (m_descriptor < 0) {
+        m_errorString = qt_error_string(errno);
+        return;
+    }
     m_notifier = std::make_unique<QSocketNotifier>(m_descriptor, QSocketNotifier::Read);
     connect(m_notifier.get(), &QSocketNotifier::activated, this, &SignalWatcher::onActivated);
 }
@@ -36,7 +41,9 @@ SignalWatcher::SignalWatcher(QObject* parent) : QObject(parent)
 SignalWatcher::~SignalWatcher()
 {
     m_notifier.reset();
-    ::close(m_descriptor);
+    if (m_descriptor >= 0) {
+        ::close(m_descriptor);
+    }
 }
 
 void SignalWatcher::onActivated()

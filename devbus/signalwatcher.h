@@ -3,6 +3,7 @@
 
 #include <QObject>
 #include <QSocketNotifier>
+#include <QString>
 
 #include <memory>
 
@@ -17,9 +18,13 @@ public:
     /// the process has further threads, since one that has not inherited this would still be ended.
     static void blockSignals();
 
-    /// Needs the application object.
+    /// Needs the application object. When the system refuses, errorString() says why; the blocked signals then have no
+    /// effect.
     explicit SignalWatcher(QObject* parent = nullptr);
     ~SignalWatcher() override;
+
+    /// Empty when the signals are watched.
+    QString errorString() const { return m_errorString; }
 
 Q_SIGNALS:
     void endRequested();
@@ -28,6 +33,7 @@ private:
     void onActivated();
 
     int m_descriptor = -1;
+    QString m_errorString;
     std::unique_ptr<QSocketNotifier> m_notifier;
 };
 

@@ -11,9 +11,12 @@
 #include <QTest>
 
 #include <csignal>
+#include <filesystem>
 #include <linux/capability.h>
 #include <memory>
 #include <sys/prctl.h>
+#include <system_error>
+#include <unistd.h>
 
 using namespace tarvex;
 
@@ -126,6 +129,22 @@ QByteArray contents(const QString& path)
     return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("unreadable");
 }
 
+/// \return the descriptor of the process that is open for this, or -1.
+int descriptorNumber(qint64 processId, const QString& what)
+{
+    const QDir folder(QStringLiteral("/proc/%1/fd").arg(processId));
+    const QStringList numbers = folder.entryList(QDir::AllEntries | QDir::System | QDir::NoDotAndDotDot);
+    for (const QString& number : numbers) {
+        // Not QFile::symLinkTarget(), which makes a path of it.
+        std::error_code error;
+        const auto target = std::filesystem::read_symlink(folder.filePath(number).toStdString(), error);
+        if (QString::fromStdString(target) == what) {
+            return number.toInt();
+        }
+    }
+    return -1;
+}
+
 bool isOneLine(const QByteArray& text)
 {
     return text.endsWith('\n') && text.count('\n') == 1 && text.startsWith("tarvex-devbus: ");
@@ -158,6 +177,7 @@ private Q_SLOTS:
     void defaultStorage_followsStateHome();
     void signals_endItCleanly_data();
     void signals_endItCleanly();
+    void start_signalsNotToBeWatched_exitsWithOne();
     void start_portInUse_exitsWithOne();
     void start_badStorage_exitsWithOne_data();
     void start_badStorage_exitsWithOne();
@@ -428,6 +448,23 @@ void TstTarvexDevbus::signals_endItCleanly()
     QVERIFY(client.waitForClose());
     QCOMPARE(program.errors(), QByteArray());
     QVERIFY(!QFileInfo::exists(storage() + QStringLiteral("-wal")));
+}
+
+void TstTarvexDevbus::start_signalsNotToBeWatched_exitsWithOne()
+{
+    int number = -1;
+    {
+        Program program(QStringLiteral(":"), {QStringLiteral("--memory")});
+        QVERIFY(program.isReady());
+        number = descriptorNumber(program.processId(), QStringLiteral("anon_inode:[signalfd]"));
+        QVERIFY(number > STDERR_FILENO);
+    }
+    // Room for what the program opens before, and for no more.
+    Program program(QStringLiteral("ulimit -n %1").arg(number), {QStringLiteral("--memory")});
+    QCOMPARE(program.wait(), 1);
+    QCOMPARE(program.errors(), QByteArray("tarvex-devbus: cannot watch for SIGTERM and SIGINT: Too many open files\n"));
+    QCOMPARE(program.output(), QByteArray());
+    QCOMPARE(controlSockets(), QStringList());
 }
 
 void TstTarvexDevbus::start_portInUse_exitsWithOne()

@@ -48,26 +48,29 @@ bool isText(const QVariant& value)
     return value.userType() == QMetaType::QString;
 }
 
-/// Also true for a missing one; null is the bus's own way to write that.
+/// Also true for a missing one.
 bool isTextIfAny(const QVariant& value)
 {
-    return !value.isValid() || value.isNull() || isText(value);
+    return !value.isValid() || isText(value);
 }
 
-void checkKeys(const QVariantMap& record)
+void checkKeys(const QVariantMap& object, const QStringList& known, const QString& name)
 {
-    static const QStringList known{KEY_OWNER, KEY_DATE, KEY_DESCRIPTION, KEY_MAIL_OWNER, KEY_SETTINGS};
-    for (auto key = record.cbegin(); key != record.cend(); ++key) {
-        require(known.contains(key.key()), QStringLiteral("\"%1\" is no part of a settings record").arg(key.key()));
+    for (auto key = object.cbegin(); key != object.cend(); ++key) {
+        require(known.contains(key.key()), QStringLiteral("\"%1\" is no part of %2").arg(key.key(), name));
     }
 }
 
 /// \return the setting's path
 QString checkEntry(const QVariant& value)
 {
+    static const QStringList known{KEY_GROUP, KEY_KEY, KEY_VALUE};
     const QVariantMap entry = value.toMap();
     require(value.userType() == QMetaType::QVariantMap, QStringLiteral("each of \"settings\" must be an object"));
-    require(isTextIfAny(entry.value(KEY_GROUP)), QStringLiteral("the \"group\" of a setting must be a text"));
+    checkKeys(entry, known, QStringLiteral("a setting"));
+    // The library writes null for a missing group when it changes a record, so "get" may have written it.
+    const QVariant group = entry.value(KEY_GROUP);
+    require(isTextIfAny(group) || group.isNull(), QStringLiteral("the \"group\" of a setting must be a text"));
     require(isText(entry.value(KEY_KEY)) && !entry.value(KEY_KEY).toString().isEmpty(),
             QStringLiteral("a setting needs a \"key\", a text that is not empty"));
     QString path = entry.value(KEY_GROUP).toString() + QLatin1Char('/') + entry.value(KEY_KEY).toString();
@@ -89,8 +92,7 @@ void checkEntries(const QVariant& value)
 
 bool isFlag(const QVariant& value)
 {
-    return !value.isValid() || value.userType() == QMetaType::Bool
-        || (value.userType() == QMetaType::LongLong && (value == 0 || value == 1));
+    return !value.isValid() || (value.userType() == QMetaType::LongLong && (value == 0 || value == 1));
 }
 
 ClientSettings recordFrom(const QByteArray& line)
@@ -102,8 +104,9 @@ ClientSettings recordFrom(const QByteArray& line)
     require(document.isObject(), QStringLiteral("a settings record must be a JSON object"));
     const QString inexact = inexactInteger(QString::fromUtf8(line));
     require(inexact.isEmpty(), QStringLiteral("%1 is too large to be stored exactly as a number").arg(inexact));
+    static const QStringList known{KEY_OWNER, KEY_DATE, KEY_DESCRIPTION, KEY_MAIL_OWNER, KEY_SETTINGS};
     const QVariantMap record = document.object().toVariantMap();
-    checkKeys(record);
+    checkKeys(record, known, QStringLiteral("a settings record"));
     require(isText(record.value(KEY_OWNER)) && !record.value(KEY_OWNER).toString().isEmpty(),
             QStringLiteral("\"owner\" is needed, a text that is not empty"));
     require(isTextIfAny(record.value(KEY_DATE)), QStringLiteral("\"date\" must be a text"));

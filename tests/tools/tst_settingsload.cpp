@@ -37,6 +37,7 @@ private Q_SLOTS:
     void load_whatGetWrote_bringsTheSameBack();
     void load_replacesWhatWasThere();
     void load_fromPipe_isTheSame();
+    void load_groupNull_asGetWritesIt_isTaken();
     void load_leastRecord_isCompleted();
     void load_asJson_tellsWhatWasDone();
     void load_wrongInput_savesNothing_data();
@@ -120,6 +121,23 @@ void TstSettingsLoad::load_fromPipe_isTheSame()
     }
 }
 
+// When a record is changed, the library writes null for each group that is missing in it.
+void TstSettingsLoad::load_groupNull_asGetWritesIt_isTaken()
+{
+    const BusProcess bus;
+    ProgramRun first(load("{\"owner\":\"printer\",\"settings\":[{\"key\":\"id\",\"value\":1}]}"));
+    QCOMPARE(first.status(), 0);
+    QVERIFY(setSetting({QStringLiteral("printer"), QString(), QStringLiteral("other"), QStringLiteral("2")}));
+    ProgramRun before(get({QStringLiteral("printer")}));
+    QCOMPARE(before.status(), 0);
+    QVERIFY2(before.out().contains("\"group\":null"), before.out().constData());
+    ProgramRun run(load(before.out()));
+    QCOMPARE(run.status(), 0);
+    ProgramRun after(get({QStringLiteral("printer")}));
+    QCOMPARE(after.status(), 0);
+    QCOMPARE(after.out(), before.out());
+}
+
 void TstSettingsLoad::load_leastRecord_isCompleted()
 {
     FakeBus bus;
@@ -183,6 +201,18 @@ void TstSettingsLoad::load_wrongInput_savesNothing_data()
                                     << QByteArray("\"mailOwner\" must be 0 or 1");
     QTest::newRow("unknown part") << QByteArray("{\"owner\":\"b\",\"settings\":[],\"descripton\":\"\"}")
                                   << QByteArray("\"descripton\" is no part of a settings record");
+    QTest::newRow("mailOwner true") << QByteArray("{\"owner\":\"b\",\"settings\":[],\"mailOwner\":true}")
+                                    << QByteArray("\"mailOwner\" must be 0 or 1");
+    QTest::newRow("mailOwner null") << QByteArray("{\"owner\":\"b\",\"settings\":[],\"mailOwner\":null}")
+                                    << QByteArray("\"mailOwner\" must be 0 or 1");
+    QTest::newRow("mailOwner 0.5") << QByteArray("{\"owner\":\"b\",\"settings\":[],\"mailOwner\":0.5}")
+                                   << QByteArray("\"mailOwner\" must be 0 or 1");
+    QTest::newRow("date null") << QByteArray("{\"owner\":\"b\",\"settings\":[],\"date\":null}")
+                               << QByteArray("\"date\" must be a text");
+    QTest::newRow("description null") << QByteArray("{\"owner\":\"b\",\"settings\":[],\"description\":null}")
+                                      << QByteArray("\"description\" must be a text");
+    QTest::newRow("unknown part of an entry") << withEntries("{\"Group\":\"paper\",\"key\":\"width\",\"value\":80}")
+                                              << QByteArray("\"Group\" is no part of a setting");
     QTest::newRow("entry text") << withEntries("\"a\"") << QByteArray("must be an object");
     QTest::newRow("entry without key") << withEntries("{\"group\":\"g\",\"value\":1}") << QByteArray("needs a \"key\"");
     QTest::newRow("key empty") << withEntries("{\"key\":\"\",\"value\":1}") << QByteArray("needs a \"key\"");

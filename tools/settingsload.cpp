@@ -141,17 +141,42 @@ QByteArray contentsOf(const QString& fileName)
     return text;
 }
 
-void reportSaved(const ClientSettings& settings, Output& output)
+/// Tells of each record that was saved. When stdout does not take an object, the words for it and for all further
+/// records go to stderr.
+class Report
+{
+public:
+    explicit Report(Output& output) : m_output(output) { }
+
+    void tellSaved(const ClientSettings& settings);
+
+    /// Whether stdout has taken everything.
+    bool isComplete() const { return m_isComplete; }
+
+private:
+    Output& m_output;
+    bool m_isComplete = true;
+};
+
+void Report::tellSaved(const ClientSettings& settings)
 {
     const int count = settings.settings().size();
-    QVariantMap done;
-    done.insert(QStringLiteral("done"), QStringLiteral("settings load"));
-    done.insert(QStringLiteral("owner"), settings.owner());
-    done.insert(QStringLiteral("count"), count);
-    output.report(done,
-                  QStringLiteral("saved the settings of %1: %2 %3")
-                      .arg(settings.owner(), QString::number(count),
-                           count == 1 ? QStringLiteral("value") : QStringLiteral("values")));
+    const QString words = QStringLiteral("saved the settings of %1: %2 %3")
+                              .arg(settings.owner(), QString::number(count),
+                                   count == 1 ? QStringLiteral("value") : QStringLiteral("values"));
+    if (!m_isComplete) {
+        complain(words);
+        return;
+    }
+    try {
+        m_output.report({{QStringLiteral("done"), QStringLiteral("settings load")},
+                         {QStringLiteral("owner"), settings.owner()},
+                         {QStringLiteral("count"), count}},
+                        words);
+    } catch (const Failure& failure) {
+        complain(failure.words());
+        m_isComplete = false;
+    }
 }
 
 } // namespace
@@ -193,11 +218,15 @@ void loadSettings(const QString& clientName, const QString& fileName, Output& ou
         owners.append(settings.owner());
         byOwner.insert(settings.owner(), settings);
     }
+    Report report(output);
     forEachOwner(owners, [&](const QString& owner) {
         const ClientSettings settings = byOwner.value(owner);
         bus.ask([&](TarvexQueryHandler& handler) { return handler.saveSettings(settings); });
-        reportSaved(settings, output);
+        report.tellSaved(settings);
     });
+    if (!report.isComplete()) {
+        throw Failure(Refused, QString());
+    }
 }
 
 } // namespace tarvexctl

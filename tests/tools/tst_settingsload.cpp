@@ -45,6 +45,7 @@ private Q_SLOTS:
     void load_noFile_isTold_data();
     void load_noFile_isTold();
     void load_refusedRecord_isToldAndOthersAreSaved();
+    void load_stdoutFull_savesAllAndTellsWhich();
 
 private:
     QStringList load(const QByteArray& text, const QStringList& more = {});
@@ -283,6 +284,29 @@ void TstSettingsLoad::load_refusedRecord_isToldAndOthersAreSaved()
              QByteArray("tarvexctl: saved the settings of a: 0 values\n"
                         "tarvexctl: b: refused by the bus: 512 Storage access error\n"
                         "tarvexctl: saved the settings of c: 0 values\n"));
+    QCOMPARE(bus.requests().size(), 3);
+}
+
+// The records are independent of each other, as when the bus refuses one of them.
+void TstSettingsLoad::load_stdoutFull_savesAllAndTellsWhich()
+{
+    FakeBus bus;
+    bus.willReply(QStringLiteral("saveSettings"));
+    bus.willReply(QStringLiteral("saveSettings"), 512, QStringLiteral("Storage access error"));
+    bus.willReply(QStringLiteral("saveSettings"));
+    QProcess process;
+    process.setStandardOutputFile(QStringLiteral("/dev/full"));
+    process.start(ProgramRun::program(),
+                  load("{\"owner\":\"a\",\"settings\":[]}\n{\"owner\":\"b\",\"settings\":[]}\n"
+                       "{\"owner\":\"c\",\"settings\":[{\"key\":\"id\",\"value\":1}]}\n",
+                       {QStringLiteral("--json")}));
+    QVERIFY(process.waitForFinished());
+    QCOMPARE(process.exitCode(), 1);
+    QCOMPARE(process.readAllStandardError(),
+             QByteArray("tarvexctl: saved the settings of a: 0 values, but cannot write to stdout: No space left on "
+                        "device\n"
+                        "tarvexctl: b: refused by the bus: 512 Storage access error\n"
+                        "tarvexctl: saved the settings of c: 1 value\n"));
     QCOMPARE(bus.requests().size(), 3);
 }
 

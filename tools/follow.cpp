@@ -122,8 +122,6 @@ void Watch::giveUp()
 
 void follow(Follower& follower, const std::optional<int>& timeoutMs)
 {
-    // A reader that goes away does not end us before we have unsubscribed: Qt's sockets have SIGPIPE ignored, and the
-    // failed write tells of it.
     const LibSilence silence;
     Watch(follower).run(timeoutMs);
     if (follower.failure()) {

@@ -5,6 +5,34 @@
 #include <QMap>
 #include <QTest>
 
+#include <unistd.h>
+
+namespace {
+
+/// A process whose stdout is a pipe that nobody reads any more.
+class RunWithoutReader : public QProcess
+{
+public:
+    RunWithoutReader()
+    {
+        if (::pipe(m_pipe) == 0) {
+            ::close(m_pipe[0]);
+        }
+    }
+
+    ~RunWithoutReader() override { ::close(m_pipe[1]); }
+
+    Q_DISABLE_COPY_MOVE(RunWithoutReader)
+
+protected:
+    void setupChildProcess() override { ::dup2(m_pipe[1], STDOUT_FILENO); }
+
+private:
+    int m_pipe[2] = {-1, -1};
+};
+
+} // namespace
+
 /// What the program understands, and what it refuses before it has spoken to the bus.
 class TstCommandLine : public QObject
 {
@@ -24,6 +52,8 @@ private Q_SLOTS:
     void optionsOfProgram_afterVerb_areUnderstood();
     void argumentNotUtf8_isRefused();
     void stdoutFull_isTold();
+    void readerGone_isTold_data();
+    void readerGone_isTold();
     void stdoutFull_afterChange_isToldWithTheChange();
     void stdoutClosed_isToldAndNothingElseGetsTheData();
 };
@@ -370,6 +400,26 @@ void TstCommandLine::stdoutFull_isTold()
     QVERIFY(process.waitForFinished());
     QCOMPARE(process.exitCode(), 1);
     QVERIFY(process.readAllStandardError().startsWith("tarvexctl: cannot write to stdout: "));
+}
+
+void TstCommandLine::readerGone_isTold_data()
+{
+    QTest::addColumn<QStringList>("arguments");
+    QTest::newRow("help") << QStringList{QStringLiteral("--help")};
+    QTest::newRow("version") << QStringList{QStringLiteral("--version")};
+    QTest::newRow("help of a verb") << QStringList{QStringLiteral("wait"), QStringLiteral("--help")};
+}
+
+// Before there is a connection: Qt ignores SIGPIPE only from the first one on.
+void TstCommandLine::readerGone_isTold()
+{
+    QFETCH(QStringList, arguments);
+    RunWithoutReader process;
+    process.start(ProgramRun::program(), arguments);
+    QVERIFY(process.waitForFinished());
+    QCOMPARE(process.exitStatus(), QProcess::NormalExit);
+    QCOMPARE(process.exitCode(), 1);
+    QCOMPARE(process.readAllStandardError(), QByteArray("tarvexctl: cannot write to stdout: Broken pipe\n"));
 }
 
 // The change is made; who only looks at the status must find out.

@@ -19,6 +19,8 @@ namespace {
 
 /// Begins nothing that the parser knows, and is nothing that one types.
 constexpr char MARK = '\x01';
+/// Any value will do: a flag takes none.
+constexpr char SOME_VALUE = '\x01';
 constexpr int MAX_STATE_TYPE = 127;
 /// Three weeks; a timer holds a little more.
 constexpr double MAX_TIMEOUT_S = 2000000;
@@ -69,7 +71,7 @@ QPair<QString, qint32> subscriptionFrom(const QString& text)
 
 } // namespace
 
-std::vector<std::string> parserArguments(int argc, char** argv)
+std::vector<std::string> parserArguments(int argc, char** argv, const std::function<bool(const std::string&)>& isFlag)
 {
     std::vector<std::string> arguments;
     bool isOption = true; // until "--"
@@ -77,8 +79,13 @@ std::vector<std::string> parserArguments(int argc, char** argv)
         const std::string argument = argv[index];
         isOption = isOption && argument != "--";
         if (isOption && isWithoutValue(argument)) {
-            arguments.push_back(argument.substr(0, argument.size() - 1));
-            arguments.emplace_back();
+            const std::string name = argument.substr(0, argument.size() - 1);
+            if (isFlag(name)) {
+                arguments.push_back(argument + SOME_VALUE);
+            } else {
+                arguments.push_back(name);
+                arguments.emplace_back();
+            }
         } else {
             arguments.push_back(marked(argument));
         }

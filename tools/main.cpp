@@ -95,6 +95,12 @@ Limits limits(const CommandLine& line)
     return limits;
 }
 
+/// Beside the footer of every verb.
+void addReceivingFooter(CLI::App* verb)
+{
+    verb->footer(verb->get_footer() + ' ' + RECEIVING_FOOTER);
+}
+
 /// What the verbs have in common that follow the bus until they have enough.
 void addLimits(CLI::App* verb, CommandLine& line, const std::string& what)
 {
@@ -102,7 +108,7 @@ void addLimits(CLI::App* verb, CommandLine& line, const std::string& what)
     verb->add_option("--timeout", line.timeout,
                      "Ends after so many seconds: with status 4 when nothing came by then, or less than --count")
         ->type_name("S");
-    verb->footer(RECEIVING_FOOTER);
+    addReceivingFooter(verb);
 }
 
 /// The verbs of settings beside those that read and write one record.
@@ -246,7 +252,7 @@ void addCallVerb(CLI::App& program, CommandLine& line)
         ->default_str(DEFAULT_CALL_TIMEOUT);
     call->add_flag("--silence-ok", line.silenceIsOk,
                    "No reply within the time-out is a success: many services answer only what fails");
-    call->footer(RECEIVING_FOOTER);
+    addReceivingFooter(call);
     call->callback([&line] {
         line.receives = true;
         line.run = [&line](const QString& name, Output& output) {
@@ -364,7 +370,8 @@ bool parse(int argc, char** argv, CommandLine& line)
 {
     CLI::App program(DESCRIPTION, "tarvexctl");
     addVerbs(program, line);
-    std::vector<std::string> arguments = parserArguments(argc, argv);
+    std::vector<std::string> arguments =
+        parserArguments(argc, argv, [&](const std::string& name) { return isFlagOf(program, name); });
     std::reverse(arguments.begin(), arguments.end()); // the parser takes them from the end
     try {
         program.parse(arguments);
@@ -389,8 +396,8 @@ bool parse(int argc, char** argv, CommandLine& line)
 int main(int argc, char** argv)
 {
     tarvex::programs::holdStandardStreams();
-    // A reader that goes away does not end us: the failed write tells of it. Qt ignores the signal as well, but only from
-    // the first socket on.
+    // A reader that goes away does not end us: the failed write tells of it. Qt ignores the signal as well, but only
+    // from the first socket on.
     std::signal(SIGPIPE, SIG_IGN);
     endOnInterrupt();
     const QCoreApplication application(argc, argv);

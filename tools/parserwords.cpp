@@ -4,6 +4,8 @@
 
 #include <QStringList>
 
+#include <algorithm>
+
 namespace tarvexctl {
 
 namespace {
@@ -84,6 +86,16 @@ void makeStrict(CLI::App& program)
     for (CLI::App* const verb : program.get_subcommands(nullptr)) {
         makeStrict(*verb);
     }
+}
+
+bool isFlagOf(const CLI::App& app, const std::string& name)
+{
+    const CLI::Option* const option = app.get_option_no_throw(name);
+    if (option != nullptr) {
+        return isFlag(*option);
+    }
+    const std::vector<const CLI::App*> verbs = app.get_subcommands(nullptr);
+    return std::any_of(verbs.begin(), verbs.end(), [&](const CLI::App* verb) { return isFlagOf(*verb, name); });
 }
 
 QString repeatedOption(const CLI::App& program)

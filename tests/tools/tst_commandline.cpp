@@ -149,6 +149,10 @@ void TstCommandLine::help_everywhere_fitsTerminalAndTellsStatuses()
         QVERIFY2(helps.contains(QLatin1String(known)), known);
     }
     for (auto help = helps.cbegin(); help != helps.cend(); ++help) {
+        QVERIFY2(
+            help->simplified().contains(QLatin1String("--as and --json may stand before the verb or after it; what "
+                                                      "follows -- is never an option.")),
+            qPrintable(help.key()));
         const QStringList lines = help->split(QLatin1Char('\n'));
         for (const QString& line : lines) {
             QVERIFY2(line.size() <= 80, qPrintable(help.key() + QLatin1String(": ") + line));
@@ -279,6 +283,12 @@ void TstCommandLine::wrongUse_isRefusedBeforeConnecting_data()
                                      << QByteArray("begins with a minus stands after --");
     QTest::newRow("verb after --") << QStringLiteral("state -- get") << QByteArray("\"get\" stands after --");
     QTest::newRow("flag with value") << QStringLiteral("--json=1 --version") << QByteArray("--json takes no value");
+    QTest::newRow("flag with empty value")
+        << QStringLiteral("--json= --version") << QByteArray("--json takes no value; see");
+    QTest::newRow("flag with empty value, no verb") << QStringLiteral("--json=") << QByteArray("--json takes no value");
+    QTest::newRow("verb's flag with empty value")
+        << QStringLiteral("call gui beep --silence-ok=") << QByteArray("--silence-ok takes no value");
+    QTest::newRow("unknown with empty value") << QStringLiteral("state get --all=") << QByteArray("\"--all\"");
     QTest::newRow("help with value") << QStringLiteral("state --help=1") << QByteArray("--help takes no value");
     QTest::newRow("verb's flag with value")
         << QStringLiteral("call gui beep --silence-ok=0") << QByteArray("--silence-ok takes no value");

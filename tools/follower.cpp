@@ -90,9 +90,17 @@ void Follower::subscribe(BusClient& bus, const Subscriptions& subscriptions)
         return;
     }
     // Noted before it is asked for: when the answer is lost, the bus may have done it.
-    m_subscribed = publishersOf(subscriptions);
+    const QStringList subscribedBefore = std::exchange(m_subscribed, publishersOf(subscriptions));
     m_hasSubscriptions = true;
-    bus.ask([&](TarvexQueryHandler& handler) { return handler.subscribe(subscriptions); });
+    try {
+        bus.ask([&](TarvexQueryHandler& handler) { return handler.subscribe(subscriptions); });
+    } catch (const Failure& failure) {
+        if (failure.status() == Refused) {
+            m_subscribed = subscribedBefore;
+            m_hasSubscriptions = !m_subscribed.isEmpty();
+        }
+        throw;
+    }
 }
 
 void Follower::count(Tally& tally)

@@ -79,6 +79,8 @@ private Q_SLOTS:
     void subscribe_goals();
     void subscribe_bringsWhatIsPublished();
     void subscribeRefused_is1();
+    void subscribeRefusedWhenBack_isUndone();
+    void subscribeUnanswered_isUndone();
     void end_unsubscribes_data();
     void end_unsubscribes();
     void stdoutFails_is1AndUnsubscribes_data();
@@ -294,16 +296,48 @@ void TstListenVerb::subscribeRefused_is1()
     FakeBus query;
     FakeBus receiver(FakeBus::RECEIVER_PORT);
     query.willReply(QStringLiteral("subscribe"), 512, QStringLiteral("Storage access error"));
-    query.willReply(QStringLiteral("unsubscribe"));
     ProgramRun run(listen(QStringLiteral("--subscribe printer:1")));
     QCOMPARE(run.status(), 1);
     QCOMPARE(run.out(), QByteArray());
     QCOMPARE(run.err(), QByteArray("tarvexctl: refused by the bus: 512 Storage access error\n"));
-    QCOMPARE(query.requests().size(), 2);
+    // Nothing was subscribed, so there is nothing to undo.
+    QCOMPARE(query.requests().size(), 1);
     QCOMPARE(query.requests().constFirst().data,
              (QVariantMap{{QStringLiteral("publishers"),
                            QVariantList{QVariantMap{{QStringLiteral("name"), QStringLiteral("printer")},
                                                     {QStringLiteral("goal"), 1}}}}}));
+}
+
+// The bus keeps what it took before it went away.
+void TstListenVerb::subscribeRefusedWhenBack_isUndone()
+{
+    FakeBus query;
+    FakeBus receiver(FakeBus::RECEIVER_PORT);
+    query.willReply(QStringLiteral("subscribe"));
+    query.willReply(QStringLiteral("subscribe"), 256, QStringLiteral("Invalid data storage"));
+    query.willReply(QStringLiteral("unsubscribe"), 256, QStringLiteral("Invalid data storage"));
+    ProgramRun run(listen(QStringLiteral("--subscribe printer")));
+    QVERIFY(isListening(run));
+    receiver.dropConnections();
+    QCOMPARE(run.status(), 1);
+    QCOMPARE(query.requests().size(), 3);
+    QCOMPARE(query.requests().constLast().data,
+             (QVariantMap{{QStringLiteral("publishers"), QVariantList{QStringLiteral("printer")}}}));
+    QVERIFY2(run.err().contains("monitor stays subscribed to printer: refused by the bus: 256 "),
+             run.err().constData());
+}
+
+// The bus may have done what it did not answer.
+void TstListenVerb::subscribeUnanswered_isUndone()
+{
+    FakeBus query;
+    FakeBus receiver(FakeBus::RECEIVER_PORT);
+    query.willClose();
+    query.willReply(QStringLiteral("unsubscribe"));
+    ProgramRun run(listen(QStringLiteral("--subscribe printer")));
+    QCOMPARE(run.status(), 3);
+    QCOMPARE(run.err(), QByteArray("tarvexctl: the bus closed the connection\n"));
+    QCOMPARE(query.requests().size(), 2);
     QCOMPARE(query.requests().constLast().data,
              (QVariantMap{{QStringLiteral("publishers"), QVariantList{QStringLiteral("printer")}}}));
 }

@@ -21,6 +21,11 @@ constexpr milliseconds RETRY_PAUSE{100};
 /// A try that fails takes less than this. One that takes longer waits for an answer.
 constexpr milliseconds TRY_PATIENCE{500};
 
+QString hangingWords()
+{
+    return QStringLiteral("something is there, but does not answer");
+}
+
 /// Tries to reach the bus, in a thread of its own because the library's waits block.
 class Search
 {
@@ -62,7 +67,8 @@ void Search::run()
         try {
             const BusClient bus(m_clientName);
         } catch (const Failure& failure) {
-            words = failure.words();
+            // A try that ends by the library's own time-out has seen what one has that still waits.
+            words = failure.status() == TimedOut ? hangingWords() : failure.words();
         }
         lock.lock();
         m_isTrying = false;
@@ -109,7 +115,7 @@ void waitForBus(const QString& clientName, int timeoutMs, Output& output)
     const bool hasEnded = search.end();
     const QString words = QStringLiteral("no bus has answered within %1: %2").arg(secondsText(timeoutMs));
     if (!hasEnded) {
-        complain(words.arg(QStringLiteral("something is there, but does not answer")));
+        complain(words.arg(hangingWords()));
         ::_exit(TimedOut);
     }
     thread.join();

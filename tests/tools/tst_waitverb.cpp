@@ -20,6 +20,7 @@ private Q_SLOTS:
     void timeOut_is4AndTellsWhatWasSeen_data();
     void timeOut_is4AndTellsWhatWasSeen();
     void busHangs_timeOutIs4();
+    void busHangs_defaultTimeOut_isToldTheSame();
     void interrupted_is130();
     void stdoutFull_isTold();
 };
@@ -101,6 +102,18 @@ void TstWaitVerb::busHangs_timeOutIs4()
     QVERIFY(timer.elapsed() < 15000); // the library's own wait takes 30 s
     QCOMPARE(run.err(),
              QByteArray("tarvexctl: no bus has answered within 0.5 s: something is there, but does not answer\n"));
+}
+
+// The library gives up after 30 s as well, so that the try itself ends by a time-out.
+void TstWaitVerb::busHangs_defaultTimeOut_isToldTheSame()
+{
+    FakeBus bus;
+    bus.willAnswerHandshake([](FakeBus::Peer&, const FakeBus::Request&) {});
+    bus.willAnswerHandshake([](FakeBus::Peer&, const FakeBus::Request&) {});
+    ProgramRun run({QStringLiteral("wait")});
+    QCOMPARE(run.status(60000), 4);
+    QCOMPARE(run.err(),
+             QByteArray("tarvexctl: no bus has answered within 30 s: something is there, but does not answer\n"));
 }
 
 void TstWaitVerb::interrupted_is130()

@@ -33,8 +33,11 @@ public:
 
     Q_DISABLE_COPY_MOVE(FirstWord)
 
-    /// What came; empty when nothing did.
-    QByteArray bytes() const { return m_bytes; }
+    /// Whether something came.
+    bool hasCome() const { return !m_bytes.isEmpty(); }
+
+    /// What came. With its length, because a text alone would end at the first zero byte.
+    QString text() const { return QString::fromUtf8(m_bytes.constData(), m_bytes.size()); }
 
 private:
     void look(QTcpSocket& socket)
@@ -97,9 +100,10 @@ Failure silence()
 
 Failure notUnderstood(const QString& shown)
 {
+    const QString line = shown.trimmed().section(QLatin1Char('\n'), 0, 0).left(MAX_SHOWN_LENGTH).trimmed();
     return Failure(NoBus,
                    QStringLiteral("what answered is no reply of the bus: %1")
-                       .arg(shown.section(QLatin1Char('\n'), 0, 0).left(MAX_SHOWN_LENGTH).trimmed()));
+                       .arg(line.isEmpty() ? QStringLiteral("nothing but blanks") : line));
 }
 
 BusClient::BusClient(const QString& name) : m_handler(name)
@@ -108,8 +112,7 @@ BusClient::BusClient(const QString& name) : m_handler(name)
     const FirstWord firstWord(m_handler);
     // A reply that is none to a handshake, yet is no refusal, opens the connection without introducing us.
     if (!m_handler.open() || !m_handler.handshaked()) {
-        throw firstWord.bytes().isEmpty() ? openFailure(name, log)
-                                          : notUnderstood(QString::fromUtf8(firstWord.bytes()));
+        throw firstWord.hasCome() ? notUnderstood(firstWord.text()) : openFailure(name, log);
     }
 }
 

@@ -17,7 +17,8 @@ class LibLog;
 Failure unreachable(const LibLog& log);
 Failure handshakeRefused(const QString& name);
 Failure silence();
-/// Somebody has answered, and it is not a bus: \a shown is what came.
+/// Somebody has answered, and it is not a bus: \a shown is what came, of which the first line that is not
+/// blank is told.
 Failure notUnderstood(const QString& shown);
 
 /// The connection to the bus, with failures that say what happened.

@@ -28,6 +28,7 @@ private Q_SLOTS:
     void handshakeAnsweredByStranger_is3();
     void strangerSpeaksFirst_is3AtOnce_data();
     void strangerSpeaksFirst_is3AtOnce();
+    void strangerSendsBlankLine_isTold();
     void handshakeCutOff_is3();
     void handshakeAnsweredBySomethingElse_is3();
     void connectionClosedInRequest_is3();
@@ -88,6 +89,8 @@ void TstExitStatus::strangerSpeaksFirst_is3AtOnce_data()
     QTest::newRow("line") << QByteArray("SSH-2.0-sshd\r\n") << QByteArray("SSH-2.0-sshd\n");
     QTest::newRow("lines") << QByteArray("220-mail\r\n220 ready\r\n") << QByteArray("220-mail\n");
     QTest::newRow("bytes") << QByteArray("\x01\x02\x03") << QByteArray("\\x01\\x02\\x03\n");
+    QTest::newRow("zero bytes") << QByteArray(3, '\0') << QByteArray("\\x00\\x00\\x00\n");
+    QTest::newRow("many zero bytes") << QByteArray(300000, '\0') << QByteArray("\\x00\\x00\\x00\n");
 }
 
 // The greeting is there before our handshake is written, or after it, as it happens: so a few tries.
@@ -107,6 +110,23 @@ void TstExitStatus::strangerSpeaksFirst_is3AtOnce()
         QCOMPARE(run.out(), QByteArray());
         QVERIFY2(run.err().startsWith("tarvexctl: what answered is no reply of the bus: "), run.err().constData());
         QVERIFY2(run.err().endsWith(shown), run.err().constData());
+    }
+}
+
+// The library's words are about the first line; ours, when it came before our handshake was written, about the first
+// that is not blank.
+void TstExitStatus::strangerSendsBlankLine_isTold()
+{
+    FakeBus bus;
+    bus.willGreet("\r\n \r\n");
+    for (int time = 0; time < 20; ++time) {
+        bus.willAnswerHandshake([](FakeBus::Peer&, const FakeBus::Request&) {});
+        ProgramRun run(someVerb());
+        QCOMPARE(run.status(), 3);
+        const QByteArray beginning = "tarvexctl: what answered is no reply of the bus: ";
+        QVERIFY2(run.err() == beginning + "Incorrect reply header:\n"
+                     || run.err() == beginning + "nothing but blanks\n",
+                 run.err().constData());
     }
 }
 

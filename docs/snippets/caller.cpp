@@ -20,7 +20,7 @@ Caller::Caller(const QString& clientName, int replyTimeoutMs)
     connect(this, SIGNAL(workerConnected()), this, SLOT(sendUnsent()), Qt::QueuedConnection);
 }
 
-void Caller::call(TarvexCommand command)
+QString Caller::call(TarvexCommand command)
 {
     const QString uid = m_prefix + QUuid::createUuid().toString(QUuid::WithoutBraces);
     command.setUid(uid);
@@ -28,6 +28,7 @@ void Caller::call(TarvexCommand command)
     QTimer::singleShot(m_replyTimeoutMs, this, [this, uid] { fail(uid, QStringLiteral("There is no answer")); });
     m_unsent.append(uid);
     sendUnsent();
+    return uid;
 }
 
 void Caller::take(Message message)

@@ -23,7 +23,8 @@ public:
 
 public Q_SLOTS:
     /// Sends \a command to its agent() under a uid of its own. One of the two signals below follows.
-    void call(TarvexCommand command);
+    /// \return the uid, by which the command of that signal can be told. For callers in this thread.
+    QString call(TarvexCommand command);
 
     /// For all that is pushed: connect the message worker's unprocessedMessage() here.
     void take(Message message);

@@ -21,7 +21,7 @@ const QLatin1String CMD_ERROR("commandError");
 /// words do not say which it has looked for.
 QString reasonOf(const QVariantMap& error)
 {
-    const QString text = error.value(QStringLiteral("errorText")).toString();
+    QString text = error.value(QStringLiteral("errorText")).toString();
     if (text.isEmpty()) {
         return QStringLiteral("no reason given");
     }

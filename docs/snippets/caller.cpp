@@ -22,7 +22,7 @@ Caller::Caller(const QString& clientName, int replyTimeoutMs)
 
 QString Caller::call(TarvexCommand command)
 {
-    const QString uid = m_prefix + QUuid::createUuid().toString(QUuid::WithoutBraces);
+    QString uid = m_prefix + QUuid::createUuid().toString(QUuid::WithoutBraces);
     command.setUid(uid);
     m_calls.insert(uid, command);
     QTimer::singleShot(m_replyTimeoutMs, this, [this, uid] { fail(uid, QStringLiteral("There is no answer")); });

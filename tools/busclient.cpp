@@ -3,6 +3,7 @@
 #include "liblog.h"
 #include "records/tarvexerror.h"
 
+#include <QStringList>
 #include <QTcpSocket>
 
 namespace tarvexctl {
@@ -37,7 +38,16 @@ public:
     bool hasCome() const { return !m_bytes.isEmpty(); }
 
     /// What came. With its length, because a text alone would end at the first zero byte.
-    QString text() const { return QString::fromUtf8(m_bytes.constData(), m_bytes.size()); }
+    QString text() const
+    {
+        // A byte array as a whole would be taken up to its first zero byte.
+        QStringList parts;
+        const QList<QByteArray> pieces = m_bytes.split('\0');
+        for (const QByteArray& piece : pieces) {
+            parts.append(QString::fromUtf8(piece));
+        }
+        return parts.join(QChar(QChar::Null));
+    }
 
 private:
     void look(QTcpSocket& socket)

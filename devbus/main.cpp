@@ -10,7 +10,6 @@
 #include <QFileInfo>
 
 #include <algorithm>
-#include <csignal>
 #include <limits>
 #include <unistd.h>
 
@@ -274,7 +273,6 @@ int run(const CommandLine& commandLine)
 int main(int argc, char** argv)
 {
     tarvex::programs::holdStandardStreams();
-    std::signal(SIGPIPE, SIG_IGN); // whoever waited for the ready line may have closed the pipe since
     qInstallMessageHandler(onQtMessage);
     SignalWatcher::blockSignals();
     QCoreApplication application(argc, argv);

@@ -1,6 +1,7 @@
 #include "programs/standardstreams.h"
 
 #include <cerrno>
+#include <csignal>
 #include <cstring>
 #include <fcntl.h>
 #include <unistd.h>
@@ -17,6 +18,7 @@ void holdStandardStreams()
     if (descriptor >= 0) {
         ::close(descriptor);
     }
+    std::signal(SIGPIPE, SIG_IGN);
 }
 
 QString writeAll(int descriptor, const QByteArray& bytes)

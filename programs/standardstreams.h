@@ -9,6 +9,9 @@ namespace tarvex::programs {
 /// Takes the places of standard streams that the program was started without. Otherwise the next file or connection to
 /// be opened would have one of their numbers, and get what is written to stdout or stderr. Called before anything is
 /// opened.
+///
+/// From then on SIGPIPE is ignored: a reader that goes away does not end the program, the failed write tells of it. Qt
+/// ignores the signal as well, but only from the first socket on.
 void holdStandardStreams();
 
 /// Writes all of \a bytes, without a buffer.

@@ -24,7 +24,6 @@
 #include <QCoreApplication>
 
 #include <algorithm>
-#include <csignal>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -396,9 +395,6 @@ bool parse(int argc, char** argv, CommandLine& line)
 int main(int argc, char** argv)
 {
     tarvex::programs::holdStandardStreams();
-    // A reader that goes away does not end us: the failed write tells of it. Qt ignores the signal as well, but only
-    // from the first socket on.
-    std::signal(SIGPIPE, SIG_IGN);
     endOnInterrupt();
     const QCoreApplication application(argc, argv);
     try {

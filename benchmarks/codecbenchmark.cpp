@@ -1,10 +1,10 @@
 #include "codecbenchmark.h"
 
 #include "allocations.h"
-#include "client/busframe_p.h"
 #include "require.h"
 #include "sampledata.h"
 #include "sizes.h"
+#include "wire/busframe_p.h"
 
 #include <QJsonDocument>
 #include <QJsonObject>

@@ -1,7 +1,6 @@
 #include "pushbenchmark.h"
 
 #include "allocations.h"
-#include "client/busframe_p.h"
 #include "client/tarvexmessagesreciever.h"
 #include "fakebus.h"
 #include "pausebenchmark.h"
@@ -9,6 +8,7 @@
 #include "require.h"
 #include "sampledata.h"
 #include "sizes.h"
+#include "wire/busframe_p.h"
 
 #include <QCoreApplication>
 #include <QJsonDocument>

@@ -28,6 +28,15 @@ set(CMAKE_BUILD_RPATH_USE_ORIGIN ON)
 file(RELATIVE_PATH tarvex_bin_to_lib ${CMAKE_INSTALL_FULL_BINDIR} ${CMAKE_INSTALL_FULL_LIBDIR})
 set(CMAKE_INSTALL_RPATH $ORIGIN $ORIGIN/${tarvex_bin_to_lib})
 
+# tarvex_include_by_folder(<target> <folder>): lets the target's users write <folder>/header.h in the build tree as they
+# do with the installed package, without the sources' root as an include folder.
+function(tarvex_include_by_folder target folder)
+    set(place ${PROJECT_BINARY_DIR}/include/${folder})
+    file(MAKE_DIRECTORY ${place})
+    file(CREATE_LINK ${PROJECT_SOURCE_DIR}/${folder} ${place}/${folder} SYMBOLIC)
+    target_include_directories(${target} PUBLIC $<BUILD_INTERFACE:${place}>)
+endfunction()
+
 add_library(tarvex_private_options INTERFACE)
 target_compile_options(tarvex_private_options INTERFACE
     -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wnon-virtual-dtor -Woverloaded-virtual

@@ -1,7 +1,7 @@
 #include "busconnection.h"
 
-#include "client/busframe_p.h"
 #include "trace.h"
+#include "wire/busframe_p.h"
 
 #include <QTcpSocket>
 #include <QTimer>

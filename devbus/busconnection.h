@@ -1,8 +1,8 @@
 #ifndef BUSCONNECTION_H
 #define BUSCONNECTION_H
 
-#include "framestream.h"
 #include "records/tarvexerror.h"
+#include "wire/framestream_p.h"
 
 #include <QDateTime>
 #include <QObject>

@@ -1,10 +1,10 @@
 #include "busserver.h"
 
-#include "client/busframe_p.h"
 #include "delivery.h"
 #include "queryservice.h"
 #include "storage.h"
 #include "values.h"
+#include "wire/busframe_p.h"
 
 #include <QTcpSocket>
 

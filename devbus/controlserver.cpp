@@ -1,7 +1,7 @@
 #include "controlserver.h"
 
 #include "controlconnection.h"
-#include "programs/controlplace.h"
+#include "controlplace.h"
 #include "wire/jsonreader_p.h"
 
 #include <QFile>

@@ -1,8 +1,8 @@
 #include "busserver.h"
 #include "controlserver.h"
 #include "controlservice.h"
-#include "programs/standardstreams.h"
 #include "signalwatcher.h"
+#include "standardstreams.h"
 
 #include <QCommandLineParser>
 #include <QCoreApplication>

@@ -1,7 +1,7 @@
 #include "outbox.h"
 
-#include "client/busframe_p.h"
 #include "storage.h"
+#include "wire/busframe_p.h"
 
 namespace tarvex::devbus {
 

@@ -1,9 +1,9 @@
 #include "queryservice.h"
 
-#include "client/busframe_p.h"
 #include "delivery.h"
 #include "storage.h"
 #include "values.h"
+#include "wire/busframe_p.h"
 
 #include <QHash>
 

@@ -1,7 +1,7 @@
 #include "trace.h"
 
-#include "client/busframe_p.h"
 #include "printable.h"
+#include "wire/busframe_p.h"
 
 #include <QJsonDocument>
 #include <QJsonObject>

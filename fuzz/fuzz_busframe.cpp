@@ -1,6 +1,6 @@
 // Fuzz target for the frame codec: whatever a peer sends must neither crash it nor make it take more than its bounds.
 
-#include "client/busframe_p.h"
+#include "wire/busframe_p.h"
 
 #include <QtEndian>
 #include <QtGlobal>

@@ -1,4 +1,4 @@
-#include "programs/standardstreams.h"
+#include "standardstreams.h"
 
 #include <cerrno>
 #include <csignal>

@@ -1,9 +1,9 @@
 #include "controlclient.h"
 
 #include "busclient.h"
+#include "controlplace.h"
 #include "output.h"
 #include "owners.h"
-#include "programs/controlplace.h"
 
 #include <QDeadlineTimer>
 #include <QJsonDocument>

@@ -2,7 +2,7 @@
 
 #include "cellwidth.h"
 #include "failure.h"
-#include "programs/standardstreams.h"
+#include "standardstreams.h"
 
 #include <QDateTime>
 #include <QJsonArray>

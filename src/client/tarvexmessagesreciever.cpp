@@ -1,11 +1,11 @@
 #include "client/tarvexmessagesreciever.h"
 
 #include "abstractworker.h"
-#include "client/busframe_p.h"
-#include "client/bussocket_p.h"
-#include "client/socketreader_p.h"
 #include "logtools.h"
 #include "records/repeatkey_p.h"
+#include "wire/busframe_p.h"
+#include "wire/bussocket_p.h"
+#include "wire/socketreader_p.h"
 
 #include <QDebug>
 #include <QScopedValueRollback>

@@ -1,8 +1,8 @@
 #include "client/tarvexmsgworker.h"
 
-#include "client/bussocket_p.h"
 #include "client/singleconnection_p.h"
 #include "client/tarvexmessagesreciever.h"
+#include "wire/bussocket_p.h"
 #include "wire/jsonreader_p.h"
 
 #include <QDebug>

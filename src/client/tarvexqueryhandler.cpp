@@ -1,9 +1,9 @@
 #include "client/tarvexqueryhandler.h"
 
-#include "client/busframe_p.h"
-#include "client/bussocket_p.h"
-#include "client/socketreader_p.h"
 #include "logtools.h"
+#include "wire/busframe_p.h"
+#include "wire/bussocket_p.h"
+#include "wire/socketreader_p.h"
 
 #include <QDebug>
 #include <QTcpSocket>

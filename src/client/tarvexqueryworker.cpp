@@ -1,11 +1,11 @@
 #include "client/tarvexqueryworker.h"
 
-#include "client/bussocket_p.h"
 #include "client/connectionwatch_p.h"
 #include "client/singleconnection_p.h"
 #include "client/tarvexqueryhandler.h"
 #include "logging/logqueue_p.h"
 #include "logging/tarvexlogcreator.h"
+#include "wire/bussocket_p.h"
 
 #include <QDebug>
 #include <QThread>

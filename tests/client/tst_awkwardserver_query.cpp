@@ -4,6 +4,7 @@
 #include "client/tarvexqueryworker.h"
 #include "fakebus.h"
 #include "framepieces.h"
+#include "literals.h"
 #include "logcapture.h"
 #include "reconnection.h"
 
@@ -24,8 +25,8 @@ using namespace reconnection;
 
 namespace {
 
-const QString PRINTER = QStringLiteral("printer");
-const QString LOADING_LINE = QStringLiteral("critical: Settings loading error");
+const QString PRINTER = u"printer"_s;
+const QString LOADING_LINE = u"critical: Settings loading error"_s;
 /// So long that no report is due by itself.
 constexpr int NEVER_MS = 1000000;
 
@@ -34,7 +35,7 @@ QByteArray settingsReply(const QString& owner)
     ClientSettings settings;
     settings.setOwner(owner);
     settings.setDescription(owner);
-    return FakeBus::replyFrame(QStringLiteral("loadSettings"), 0, QString(), settings.toVariantMap());
+    return FakeBus::replyFrame(u"loadSettings"_s, 0, QString(), settings.toVariantMap());
 }
 
 class Worker : public TarvexQueryWorker
@@ -176,24 +177,23 @@ void TstAwkwardserverQuery::lostPlace_isMadeGood_data()
     QTest::addColumn<QList<QByteArray>>("pieces");
     QTest::addColumn<int>("pauseMs");
     QTest::addColumn<QString>("line");
-    const QByteArray whole = FakeBus::replyFrame(QStringLiteral("saveState"), 0);
+    const QByteArray whole = FakeBus::replyFrame(u"saveState"_s, 0);
     const QList<QByteArray> parts = inThree(whole);
-    QTest::newRow("the payload comes too late") << QList<QByteArray>{parts.at(0) + parts.at(1), parts.at(2)} << 600
-                                                << QStringLiteral("critical: Incorrect reply data size");
+    QTest::newRow("the payload comes too late")
+        << QList<QByteArray>{parts.at(0) + parts.at(1), parts.at(2)} << 600 << u"critical: Incorrect reply data size"_s;
     QTest::newRow("the size line comes too late")
-        << QList<QByteArray>{parts.at(0), parts.at(1) + parts.at(2)} << 600 << QStringLiteral("warning: ");
+        << QList<QByteArray>{parts.at(0), parts.at(1) + parts.at(2)} << 600 << u"warning: "_s;
     QTest::newRow("another header") << QList<QByteArray>{"[-ANSWER-]\r\n" + parts.at(1) + parts.at(2)} << 0
-                                    << QStringLiteral("critical: Incorrect reply header: [-ANSWER-]");
-    QTest::newRow("size too small") << QList<QByteArray>{parts.at(0) + "8\r\n" + parts.at(2)} << 0
-                                    << QStringLiteral("warning: ");
+                                    << u"critical: Incorrect reply header: [-ANSWER-]"_s;
+    QTest::newRow("size too small") << QList<QByteArray>{parts.at(0) + "8\r\n" + parts.at(2)} << 0 << u"warning: "_s;
     QTest::newRow("size too large") << QList<QByteArray>{parts.at(0) + "800\r\n" + parts.at(2)} << 0
-                                    << QStringLiteral("critical: Incorrect reply data size");
+                                    << u"critical: Incorrect reply data size"_s;
     QTest::newRow("negative size") << QList<QByteArray>{parts.at(0) + "-8\r\n" + parts.at(2)} << 0
-                                   << QStringLiteral("critical: Incorrect reply data size");
+                                   << u"critical: Incorrect reply data size"_s;
     QTest::newRow("undecodable") << QList<QByteArray>{FakeBus::frame("[-REPLY-]", QByteArray(40, 'A'))} << 0
-                                 << QStringLiteral("warning: ");
+                                 << u"warning: "_s;
     QTest::newRow("beyond the bound") << QList<QByteArray>{parts.at(0) + "50331649\r\n" + parts.at(2)} << 0
-                                      << QStringLiteral("critical: Incorrect reply data size");
+                                      << u"critical: Incorrect reply data size"_s;
 }
 
 void TstAwkwardserverQuery::lostPlace_isMadeGood()
@@ -238,7 +238,7 @@ void TstAwkwardserverQuery::lostPlace_noFurtherExchangeOnThatConnection()
     worker.sendMessage(Message());
     QCOMPARE(m_bus->requests().size(), requests);
     // As on a connection that the server has dropped.
-    QCOMPARE(log.texts(), QStringList(QStringLiteral("critical: Socket wait for ready read error")));
+    QCOMPARE(log.texts(), QStringList(u"critical: Socket wait for ready read error"_s));
 }
 
 void TstAwkwardserverQuery::lostPlace_ofAYoungConnection_isMadeGoodAfter5s()
@@ -282,7 +282,7 @@ void TstAwkwardserverQuery::refusal_isAWholeReply()
 {
     Worker worker;
     QVERIFY(worker.doStart());
-    m_bus->willReply(QStringLiteral("saveState"), 5, QStringLiteral("no"));
+    m_bus->willReply(u"saveState"_s, 5, u"no"_s);
     QVERIFY(!worker.saveState());
     QVERIFY(worker.connection()->isOpen());
     QVERIFY(worker.saveState());
@@ -309,7 +309,7 @@ void TstAwkwardserverQuery::unaskedBytes_areALostPlace()
         FakeBus::answer(peer, request);
         // A second answer, which would be taken for that to the next request.
         std::this_thread::sleep_for(std::chrono::milliseconds(100));
-        peer.send(FakeBus::replyFrame(QStringLiteral("saveState"), 7));
+        peer.send(FakeBus::replyFrame(u"saveState"_s, 7));
         sent.set_value();
     });
     QVERIFY(worker.saveState());
@@ -319,7 +319,7 @@ void TstAwkwardserverQuery::unaskedBytes_areALostPlace()
         const int requests = m_bus->requests().size();
         const LogCapture log;
         QVERIFY(!worker.saveState());
-        QCOMPARE(log.texts(), QStringList(QStringLiteral("critical: Socket wait for ready read error")));
+        QCOMPARE(log.texts(), QStringList(u"critical: Socket wait for ready read error"_s));
         QCOMPARE(m_bus->requests().size(), requests);
     }
     QTRY_COMPARE(worker.applied.size(), 2);
@@ -333,8 +333,8 @@ void TstAwkwardserverQuery::settingsOfAnother_areNotApplied_data()
     QTest::addColumn<bool>("isApplied");
     QTest::newRow("own") << PRINTER << true;
     QTest::newRow("nobody's") << QString() << true;
-    QTest::newRow("another's") << QStringLiteral("cashbox") << false;
-    QTest::newRow("in capitals") << QStringLiteral("Printer") << false;
+    QTest::newRow("another's") << u"cashbox"_s << false;
+    QTest::newRow("in capitals") << u"Printer"_s << false;
 }
 
 void TstAwkwardserverQuery::settingsOfAnother_areNotApplied()
@@ -353,9 +353,8 @@ void TstAwkwardserverQuery::settingsOfAnother_areNotApplied()
 
 void TstAwkwardserverQuery::handshakeUnderAnotherName_isTriedAgain()
 {
-    m_bus->willAnswerHandshake([](FakeBus::Peer& peer, const FakeBus::Request&) {
-        peer.send(FakeBus::replyFrame(QStringLiteral("welcome"), 0));
-    });
+    m_bus->willAnswerHandshake(
+        [](FakeBus::Peer& peer, const FakeBus::Request&) { peer.send(FakeBus::replyFrame(u"welcome"_s, 0)); });
     Worker worker;
     QElapsedTimer time;
     time.start();
@@ -372,7 +371,7 @@ void TstAwkwardserverQuery::handshakeRefusedLater_isTriedAgain()
 {
     Worker worker;
     QVERIFY(worker.doStart());
-    m_bus->willReply(QStringLiteral("handshake"), 3);
+    m_bus->willReply(u"handshake"_s, 3);
     QVERIFY(!worker.saveState());
     QVERIFY(!worker.connection()->isOpen());
     QTRY_COMPARE_WITH_TIMEOUT(worker.applied.size(), 2, LATEST_MS);
@@ -483,9 +482,8 @@ void TstAwkwardserverQuery::reopenedUnderAnotherName_isNotOpen()
     QVERIFY(handler.open());
     m_bus->dropConnections();
     QTRY_VERIFY(!handler.isOpen());
-    m_bus->willAnswerHandshake([](FakeBus::Peer& peer, const FakeBus::Request&) {
-        peer.send(FakeBus::replyFrame(QStringLiteral("welcome"), 0));
-    });
+    m_bus->willAnswerHandshake(
+        [](FakeBus::Peer& peer, const FakeBus::Request&) { peer.send(FakeBus::replyFrame(u"welcome"_s, 0)); });
     QVERIFY(handler.open());
     QVERIFY(!handler.isOpen());
 }

@@ -3,6 +3,7 @@
 #include "client/tarvexmsgworker.h"
 #include "fakebus.h"
 #include "framepieces.h"
+#include "literals.h"
 #include "logcapture.h"
 #include "memoryuse.h"
 #include "reconnection.h"
@@ -27,16 +28,16 @@ using namespace reconnection;
 
 namespace {
 
-const QString PRINTER = QStringLiteral("printer");
+const QString PRINTER = u"printer"_s;
 
-QByteArray pushFrame(int number, const QString& text = QStringLiteral("text"))
+QByteArray pushFrame(int number, const QString& text = u"text"_s)
 {
     Message message;
-    message.setSender(QStringLiteral("cashbox"));
+    message.setSender(u"cashbox"_s);
     message.setReciever(PRINTER);
     message.setMessage(text);
     message.setUid(QString::number(number));
-    return FakeBus::requestFrame(QStringLiteral("sendMessage"), message.toVariantMap());
+    return FakeBus::requestFrame(u"sendMessage"_s, message.toVariantMap());
 }
 
 QByteArray pushFrames(int count)
@@ -50,8 +51,8 @@ QByteArray pushFrames(int count)
 
 int residentKiB()
 {
-    QFile file(QStringLiteral("/proc/self/status"));
-    static const QRegularExpression line(QStringLiteral("VmRSS:\\s*(\\d+)"));
+    QFile file(u"/proc/self/status"_s);
+    static const QRegularExpression line(u"VmRSS:\\s*(\\d+)"_s);
     return file.open(QIODevice::ReadOnly) ? line.match(QString::fromLatin1(file.readAll())).captured(1).toInt() : 0;
 }
 
@@ -259,8 +260,8 @@ void TstAwkwardserverReceiver::oversizedFrame_endsTheConnection_data()
 {
     QTest::addColumn<QByteArray>("header");
     QTest::addColumn<QString>("line");
-    QTest::newRow("request") << QByteArray("[-REQUEST-]") << QStringLiteral("warning: Invalid request data");
-    QTest::newRow("reply") << QByteArray("[-REPLY-]") << QStringLiteral("warning: Incorrect reply data");
+    QTest::newRow("request") << QByteArray("[-REQUEST-]") << u"warning: Invalid request data"_s;
+    QTest::newRow("reply") << QByteArray("[-REPLY-]") << u"warning: Incorrect reply data"_s;
 }
 
 void TstAwkwardserverReceiver::oversizedFrame_endsTheConnection()
@@ -300,7 +301,7 @@ void TstAwkwardserverReceiver::oversizedFrameAndItsBytes_costFewLines()
     QTRY_COMPARE_WITH_TIMEOUT(messages.count(), 3, LATEST_MS);
     // Each message says that it is no command.
     QVERIFY2(log.texts().size() <= 70, qPrintable(QString::number(log.texts().size())));
-    QCOMPARE(log.texts().constFirst(), QStringLiteral("warning: Invalid request data"));
+    QCOMPARE(log.texts().constFirst(), u"warning: Invalid request data"_s);
 }
 
 void TstAwkwardserverReceiver::rubbish_endsTheConnection_data()
@@ -328,7 +329,7 @@ void TstAwkwardserverReceiver::rubbish_endsTheConnection()
     QVERIFY(receiver.open());
     QTRY_COMPARE(lost.count(), 1);
     QTest::qWait(50);
-    const QStringList unknown = log.texts().filter(QStringLiteral("critical: Unknown request header: "));
+    const QStringList unknown = log.texts().filter(u"critical: Unknown request header: "_s);
     QCOMPARE(unknown.size(), 64);
     QVERIFY(log.texts().size() <= 65);
     QVERIFY(!receiver.isConnected());
@@ -337,7 +338,7 @@ void TstAwkwardserverReceiver::rubbish_endsTheConnection()
 void TstAwkwardserverReceiver::rubbish_inBetween_isForgiven()
 {
     const QByteArray rubbish = QByteArray("rubbish\r\n").repeated(63);
-    willAccept(rubbish + pushFrame(1) + rubbish + FakeBus::replyFrame(QStringLiteral("x"), 0) + rubbish + pushFrame(2));
+    willAccept(rubbish + pushFrame(1) + rubbish + FakeBus::replyFrame(u"x"_s, 0) + rubbish + pushFrame(2));
     TarvexMessagesReciever receiver(PRINTER);
     const QSignalSpy incoming(&receiver, SIGNAL(incomingMessage(Message)));
     const QSignalSpy lost(&receiver, SIGNAL(busDisconnected()));
@@ -449,7 +450,7 @@ void TstAwkwardserverReceiver::largeKeys_leaveNothingBehind()
     for (int number = 1; number <= COUNT; ++number) {
         Message message;
         message.setUid(QString(2 * 1024 * 1024, QLatin1Char('u')) + QString::number(number));
-        const QByteArray frame = FakeBus::requestFrame(QStringLiteral("sendMessage"), message.toVariantMap());
+        const QByteArray frame = FakeBus::requestFrame(u"sendMessage"_s, message.toVariantMap());
         // Twice, and still recognised.
         frames += frame + frame;
     }

@@ -2,6 +2,7 @@
 #include "client/tarvexqueryhandler.h"
 #include "client/tarvexqueryworker.h"
 #include "fakebus.h"
+#include "literals.h"
 #include "logcapture.h"
 
 #include <QElapsedTimer>
@@ -31,9 +32,8 @@ bool isTimeout(qint64 elapsed)
     return elapsed >= TIMEOUT_MS && elapsed < LATEST_MS;
 }
 
-const QString WAIT_ERROR = QStringLiteral("critical: Socket wait for ready read error");
-const QString TIMEOUT_ERROR =
-    QStringLiteral("warning: QAbstractSocket::SocketTimeoutError Network operation timed out");
+const QString WAIT_ERROR = u"critical: Socket wait for ready read error"_s;
+const QString TIMEOUT_ERROR = u"warning: QAbstractSocket::SocketTimeoutError Network operation timed out"_s;
 
 /// A server that listens and never accepts, with no room left for those who wait: a connect to it is not answered.
 class FullServer
@@ -77,7 +77,7 @@ void acceptAndHang(FakeBus::Peer& peer, const FakeBus::Request& request)
 class PrinterWorker : public TarvexQueryWorker
 {
 public:
-    PrinterWorker() : TarvexQueryWorker(1000000, QStringLiteral("printer")) { }
+    PrinterWorker() : TarvexQueryWorker(1000000, u"printer"_s) { }
 
     void doSendState() override { }
 
@@ -117,7 +117,7 @@ void TstConnectionTimeouts::connectNeverAnswered_openFails()
 {
     const FullServer server(FakeBus::QUERY_PORT);
     QVERIFY(server.isFull());
-    TarvexQueryHandler handler(QStringLiteral("printer"));
+    TarvexQueryHandler handler(u"printer"_s);
     const LogCapture log;
     QElapsedTimer timer;
     timer.start();
@@ -132,7 +132,7 @@ void TstConnectionTimeouts::requestNeverTaken_requestFails()
 {
     FakeBus bus;
     bus.willAnswerHandshake(acceptAndHang);
-    TarvexQueryHandler handler(QStringLiteral("printer"));
+    TarvexQueryHandler handler(u"printer"_s);
     QVERIFY(handler.open());
     fillBuffers(handler.findChild<QTcpSocket*>());
     const LogCapture log;
@@ -147,7 +147,7 @@ void TstConnectionTimeouts::receiver_connectNeverAnswered_openFails()
 {
     const FullServer server(FakeBus::RECEIVER_PORT);
     QVERIFY(server.isFull());
-    TarvexMessagesReciever receiver(QStringLiteral("printer"));
+    TarvexMessagesReciever receiver(u"printer"_s);
     const LogCapture log;
     QElapsedTimer timer;
     timer.start();
@@ -160,14 +160,14 @@ void TstConnectionTimeouts::receiver_replyNeverTaken_replyFails()
 {
     FakeBus bus(FakeBus::RECEIVER_PORT);
     bus.willAnswerHandshake(acceptAndHang);
-    TarvexMessagesReciever receiver(QStringLiteral("printer"));
+    TarvexMessagesReciever receiver(u"printer"_s);
     QVERIFY(receiver.open());
     QTRY_VERIFY(receiver.isOpen());
     fillBuffers(receiver.findChild<QTcpSocket*>());
     const LogCapture log;
     QElapsedTimer timer;
     timer.start();
-    QVERIFY(!receiver.reply(QStringLiteral("sendMessage"), TarvexError(), {}));
+    QVERIFY(!receiver.reply(u"sendMessage"_s, TarvexError(), {}));
     QVERIFY2(isTimeout(timer.elapsed()), qPrintable(QString::number(timer.elapsed())));
     QCOMPARE(log.texts(), QStringList(TIMEOUT_ERROR));
 }
@@ -176,7 +176,7 @@ void TstConnectionTimeouts::handshakeNeverAnswered_openFails()
 {
     FakeBus bus;
     bus.willAnswerHandshake([](FakeBus::Peer&, const FakeBus::Request&) {});
-    TarvexQueryHandler handler(QStringLiteral("printer"));
+    TarvexQueryHandler handler(u"printer"_s);
     const QSignalSpy connected(&handler, SIGNAL(tarvexConnected()));
     const LogCapture log;
     QElapsedTimer timer;
@@ -193,8 +193,8 @@ void TstConnectionTimeouts::replyNeverComes_requestFails()
 {
     FakeBus bus;
     bus.willSayNothing();
-    bus.willReply(QStringLiteral("saveState"));
-    TarvexQueryHandler handler(QStringLiteral("printer"));
+    bus.willReply(u"saveState"_s);
+    TarvexQueryHandler handler(u"printer"_s);
     QVERIFY(handler.open());
     const LogCapture log;
     QElapsedTimer timer;
@@ -211,7 +211,7 @@ void TstConnectionTimeouts::replyComesAfterTheTimeout_isNotTakenForTheNextOne()
 {
     FakeBus bus;
     ClientSettings settings;
-    settings.setOwner(QStringLiteral("printer"));
+    settings.setOwner(u"printer"_s);
     bus.willAlwaysDo([settings](FakeBus::Peer& peer, const FakeBus::Request& request) {
         peer.send(FakeBus::replyFrame(request.operation, 0, QString(),
                                       request.operation == QLatin1String("loadSettings") ? settings.toVariantMap()
@@ -219,7 +219,7 @@ void TstConnectionTimeouts::replyComesAfterTheTimeout_isNotTakenForTheNextOne()
     });
     PrinterWorker worker;
     QVERIFY(worker.doStart());
-    QCOMPARE(worker.owners, QStringList(QStringLiteral("printer")));
+    QCOMPARE(worker.owners, QStringList(u"printer"_s));
     std::atomic<bool> isAnswered{false};
     bus.willDo([&isAnswered](FakeBus::Peer& peer, const FakeBus::Request& request) {
         std::this_thread::sleep_for(std::chrono::milliseconds(31000));
@@ -234,7 +234,7 @@ void TstConnectionTimeouts::replyComesAfterTheTimeout_isNotTakenForTheNextOne()
     QTRY_VERIFY_WITH_TIMEOUT(isAnswered, 10000);
     worker.updateSettings();
     QTRY_VERIFY(worker.owners.size() >= 3);
-    QCOMPARE(worker.owners.count(QStringLiteral("printer")), worker.owners.size());
+    QCOMPARE(worker.owners.count(u"printer"_s), worker.owners.size());
     QVERIFY(worker.saveState());
     // The update connects by itself; the restart that is under way does so once more.
     QVERIFY2(bus.connectionCount() <= 3, qPrintable(QString::number(bus.connectionCount())));
@@ -251,11 +251,11 @@ void TstConnectionTimeouts::receiver_acknowledgementNeverTaken_endsTheConnection
         for (int number = 1; number <= 3; ++number) {
             Message message;
             message.setUid(QString::number(number));
-            peer.send(FakeBus::requestFrame(QStringLiteral("sendMessage"), message.toVariantMap()));
+            peer.send(FakeBus::requestFrame(u"sendMessage"_s, message.toVariantMap()));
         }
         peer.hang();
     });
-    TarvexMessagesReciever receiver(QStringLiteral("printer"));
+    TarvexMessagesReciever receiver(u"printer"_s);
     const QSignalSpy incoming(&receiver, SIGNAL(incomingMessage(Message)));
     const QSignalSpy lost(&receiver, SIGNAL(busDisconnected()));
     QVERIFY(receiver.open());
@@ -279,7 +279,7 @@ void TstConnectionTimeouts::serverHangsWithFullBuffers_reopensWhenItIsBack()
 {
     FakeBus bus;
     bus.willAnswerHandshake(acceptAndHang);
-    TarvexQueryHandler handler(QStringLiteral("printer"));
+    TarvexQueryHandler handler(u"printer"_s);
     QVERIFY(handler.open());
     QString text;
     quint32 seed = 1;

@@ -5,6 +5,7 @@
 #include "client/tarvexqueryworker.h"
 #include "cmdlayer/tarvexcommand.h"
 #include "fakebus.h"
+#include "literals.h"
 
 #include <QCoreApplication>
 #include <QDeadlineTimer>
@@ -78,10 +79,7 @@ public:
     void begin() { m_clock.start(); }
 
 private:
-    static int threadCount()
-    {
-        return QDir(QStringLiteral("/proc/self/task")).entryList(QDir::Dirs | QDir::NoDotAndDotDot).size();
-    }
+    static int threadCount() { return QDir(u"/proc/self/task"_s).entryList(QDir::Dirs | QDir::NoDotAndDotDot).size(); }
 
     QElapsedTimer m_clock;
 };
@@ -147,11 +145,11 @@ public:
     bool doStop() override
     {
         m_witness.seeStop();
-        save(QStringLiteral("farewell"));
+        save(u"farewell"_s);
         return TarvexQueryWorker::doStop();
     }
 
-    void doSendState() override { save(QStringLiteral("report")); }
+    void doSendState() override { save(u"report"_s); }
 
     void doApplySettings(ClientSettings settings) override { Q_UNUSED(settings) }
 
@@ -294,7 +292,7 @@ struct Outcome
 Outcome runCase(const QString& name)
 {
     QProcess process;
-    process.start(QCoreApplication::applicationFilePath(), {QStringLiteral("--case"), name});
+    process.start(QCoreApplication::applicationFilePath(), {u"--case"_s, name});
     Outcome outcome;
     if (process.waitForFinished(PATIENCE_MS) && process.exitStatus() == QProcess::NormalExit) {
         outcome.exitCode = process.exitCode();
@@ -308,7 +306,7 @@ QString lineIn(const Message& message)
 {
     TarvexCommand cmd;
     TarvexCommand::incomingMessageToCmd(message, cmd);
-    return cmd.data().value(QStringLiteral("text")).toString();
+    return cmd.data().value(u"text"_s).toString();
 }
 
 /// The last lines, and the states, in the order in which they came to the bus.
@@ -362,10 +360,9 @@ void TstControllerWithoutApplication::processEnds_workersAreStoppedSavedAndDelet
         QVERIFY2(outcome.lines.count(QString::fromLatin1(line)) == 1, line);
     }
     QCOMPARE(lastThings(query),
-             QStringList({QStringLiteral("last line 1"), QStringLiteral("last line 2"), QStringLiteral("last line 3"),
-                          QStringLiteral("report"), QStringLiteral("farewell")}));
-    QCOMPARE(outcome.number(QStringLiteral("threads: ")), OWN_THREADS);
-    const int milliseconds = outcome.number(QStringLiteral("milliseconds: "));
+             QStringList({u"last line 1"_s, u"last line 2"_s, u"last line 3"_s, u"report"_s, u"farewell"_s}));
+    QCOMPARE(outcome.number(u"threads: "_s), OWN_THREADS);
+    const int milliseconds = outcome.number(u"milliseconds: "_s);
     QVERIFY2(milliseconds >= 0 && milliseconds < BOUND_MS, qPrintable(QString::number(milliseconds)));
 }
 

@@ -1,6 +1,7 @@
 #include "client/tarvexqueryhandler.h"
 
 #include "fakebus.h"
+#include "literals.h"
 #include "logcapture.h"
 
 #include <QCryptographicHash>
@@ -18,46 +19,43 @@ using Call = std::function<bool(TarvexQueryHandler&)>;
 using Publishers = QList<QPair<QString, qint32>>;
 
 const QDateTime SOME_TIME(QDate(2024, 3, 5), QTime(7, 8, 9, 10));
-const QString SOME_TIME_TEXT = QStringLiteral("2024-03-05T07:08:09.010");
+const QString SOME_TIME_TEXT = u"2024-03-05T07:08:09.010"_s;
 
 ClientSettings someSettings(const QString& owner)
 {
     ClientSettings settings;
     settings.setOwner(owner);
     settings.setDt(SOME_TIME);
-    settings.setDescription(QStringLiteral("about"));
+    settings.setDescription(u"about"_s);
     settings.setMailOwner(false);
-    settings.setFormattedSettings({{QStringLiteral("net"), QVariantMap{{QStringLiteral("host"), QStringLiteral("h")}}}},
-                                  true);
+    settings.setFormattedSettings({{u"net"_s, QVariantMap{{u"host"_s, u"h"_s}}}}, true);
     return settings;
 }
 
 QVariantMap someSettingsMap(const QString& owner)
 {
-    const QVariantMap entry{{QStringLiteral("group"), QStringLiteral("net")},
-                            {QStringLiteral("key"), QStringLiteral("host")},
-                            {QStringLiteral("value"), QStringLiteral("h")}};
-    return {{QStringLiteral("owner"), owner},
-            {QStringLiteral("date"), SOME_TIME_TEXT},
-            {QStringLiteral("description"), QStringLiteral("about")},
-            {QStringLiteral("mailOwner"), 0.0},
-            {QStringLiteral("settings"), QVariantList{entry}}};
+    const QVariantMap entry{{u"group"_s, u"net"_s}, {u"key"_s, u"host"_s}, {u"value"_s, u"h"_s}};
+    return {{u"owner"_s, owner},
+            {u"date"_s, SOME_TIME_TEXT},
+            {u"description"_s, u"about"_s},
+            {u"mailOwner"_s, 0.0},
+            {u"settings"_s, QVariantList{entry}}};
 }
 
 Message someMessage()
 {
     Message message;
-    message.setSender(QStringLiteral("other"));
-    message.setReciever(QStringLiteral("logger"));
+    message.setSender(u"other"_s);
+    message.setReciever(u"logger"_s);
     message.setDt(SOME_TIME);
-    message.setMessage(QStringLiteral("text"));
-    message.setUid(QStringLiteral("u1"));
+    message.setMessage(u"text"_s);
+    message.setUid(u"u1"_s);
     return message;
 }
 
 QVariantMap publisher(const QString& name, int goal)
 {
-    return {{QStringLiteral("name"), name}, {QStringLiteral("goal"), double(goal)}};
+    return {{u"name"_s, name}, {u"goal"_s, double(goal)}};
 }
 
 QVariantMap single(const char* key, const QVariant& value)
@@ -77,7 +75,7 @@ QStringList uidsMadeBetween(qint64 first, qint64 last, const Message& message)
             for (int draw = 0; draw < 3; ++draw) {
                 sum += static_cast<quint32>(std::rand());
             }
-            const QString ingredients = QStringLiteral("MESSAGE") + message.sender() + message.reciever()
+            const QString ingredients = u"MESSAGE"_s + message.sender() + message.reciever()
                 + message.dt().toString(Qt::ISODate) + message.message() + QString::number(clock)
                 + QString::number(static_cast<qint32>(sum) / 3);
             uids.append(QString::fromLatin1(
@@ -89,8 +87,7 @@ QStringList uidsMadeBetween(qint64 first, qint64 last, const Message& message)
 
 QDateTime dateOf(const FakeBus::Request& request)
 {
-    return QDateTime::fromString(request.data.value(QStringLiteral("date")).toString(),
-                                 QStringLiteral("yyyy-MM-ddThh:mm:ss.zzz"));
+    return QDateTime::fromString(request.data.value(u"date"_s).toString(), u"yyyy-MM-ddThh:mm:ss.zzz"_s);
 }
 
 } // namespace
@@ -136,7 +133,7 @@ private:
 void TstQueryoperations::init()
 {
     m_bus = std::make_unique<FakeBus>();
-    m_handler = std::make_unique<TarvexQueryHandler>(QStringLiteral("printer"));
+    m_handler = std::make_unique<TarvexQueryHandler>(u"printer"_s);
     QVERIFY(m_handler->open());
 }
 
@@ -154,26 +151,26 @@ void TstQueryoperations::operation_asksExactly_data()
     const auto row = [](const char* name, const Call& call, const char* operation, const QVariantMap& data) {
         QTest::newRow(name) << call << QString::fromLatin1(operation) << data;
     };
-    const QString a = QStringLiteral("a");
-    const QString b = QStringLiteral("b");
-    const QString own = QStringLiteral("printer");
+    const QString a = u"a"_s;
+    const QString b = u"b"_s;
+    const QString own = u"printer"_s;
 
     row("saveState",
         [](TarvexQueryHandler& handler) {
             ClientState state;
-            state.setOwner(QStringLiteral("somebody else"));
+            state.setOwner(u"somebody else"_s);
             state.setDt(SOME_TIME);
             state.setStateType(static_cast<ClientState::EStateType>(3));
-            state.setState(QStringLiteral("{}"));
-            state.setDescription(QStringLiteral("d"));
+            state.setState(u"{}"_s);
+            state.setDescription(u"d"_s);
             return handler.saveState(state);
         },
         "saveState",
-        {{QStringLiteral("owner"), own},
-         {QStringLiteral("date"), SOME_TIME_TEXT},
-         {QStringLiteral("type"), 3.0},
-         {QStringLiteral("state"), QStringLiteral("{}")},
-         {QStringLiteral("description"), QStringLiteral("d")}});
+        {{u"owner"_s, own},
+         {u"date"_s, SOME_TIME_TEXT},
+         {u"type"_s, 3.0},
+         {u"state"_s, u"{}"_s},
+         {u"description"_s, u"d"_s}});
     row(
         "saveSettings", [=](TarvexQueryHandler& handler) { return handler.saveSettings(someSettings(a)); },
         "saveSettings", someSettingsMap(a));
@@ -185,11 +182,11 @@ void TstQueryoperations::operation_asksExactly_data()
         "removeSettings record", [=](TarvexQueryHandler& handler) { return handler.removeSettings(someSettings(a)); },
         "removeSettings", someSettingsMap(a));
     row("sendMessage", [](TarvexQueryHandler& handler) { return handler.sendMessage(someMessage()); }, "sendMessage",
-        {{QStringLiteral("sender"), own},
-         {QStringLiteral("reciever"), QStringLiteral("logger")},
-         {QStringLiteral("date"), SOME_TIME_TEXT},
-         {QStringLiteral("message"), QStringLiteral("text")},
-         {QStringLiteral("UID"), QStringLiteral("u1")}});
+        {{u"sender"_s, own},
+         {u"reciever"_s, u"logger"_s},
+         {u"date"_s, SOME_TIME_TEXT},
+         {u"message"_s, u"text"_s},
+         {u"UID"_s, u"u1"_s}});
     row(
         "subscribe pairs",
         [=](TarvexQueryHandler& handler) {
@@ -248,7 +245,7 @@ void TstQueryoperations::operation_asksExactly_data()
             QList<ClientSettings> list;
             return handler.loadSettings(QStringList{a, b}, list);
         },
-        "loadSettingsList", single("owners", QStringLiteral("a,b")));
+        "loadSettingsList", single("owners", u"a,b"_s));
     row(
         "loadSettings list own",
         [](TarvexQueryHandler& handler) {
@@ -267,7 +264,7 @@ void TstQueryoperations::operation_asksExactly()
     const LogCapture log;
     QVERIFY(call(*m_handler));
     QCOMPARE(m_bus->requests().size(), 1);
-    const QVariantMap envelope{{QStringLiteral("operation"), operation}, {QStringLiteral("data"), data}};
+    const QVariantMap envelope{{u"operation"_s, operation}, {u"data"_s, data}};
     QCOMPARE(m_bus->requests().constFirst().envelope, envelope);
     QCOMPARE(log.texts(), QStringList());
 }
@@ -281,28 +278,28 @@ void TstQueryoperations::operation_refused_returnsFalse()
 {
     QFETCH(Call, call);
     QFETCH(QString, operation);
-    m_bus->willReply(operation, 512, QStringLiteral("Storage access error"));
+    m_bus->willReply(operation, 512, u"Storage access error"_s);
     const LogCapture log;
     QVERIFY(!call(*m_handler));
-    QVERIFY(log.texts().constFirst().startsWith(QStringLiteral("critical: 512 \tStorage access error")));
+    QVERIFY(log.texts().constFirst().startsWith(u"critical: 512 \tStorage access error"_s));
     QCOMPARE(log.texts().size(), operation == QLatin1String("loadSettingsList") ? 2 : 1);
 }
 
 void TstQueryoperations::saveState_fillsInOwnerAndInvalidDate()
 {
-    m_bus->willReply(QStringLiteral("saveState"));
+    m_bus->willReply(u"saveState"_s);
     const QDateTime before = QDateTime::currentDateTime();
     QVERIFY(m_handler->saveState(ClientState()));
     const QDateTime after = QDateTime::currentDateTime();
     const FakeBus::Request request = m_bus->requests().constFirst();
-    QCOMPARE(request.data.value(QStringLiteral("owner")).toString(), QStringLiteral("printer"));
+    QCOMPARE(request.data.value(u"owner"_s).toString(), u"printer"_s);
     QVERIFY(dateOf(request) >= before && dateOf(request) <= after);
-    QCOMPARE(request.data.value(QStringLiteral("type")).toInt(), -1);
+    QCOMPARE(request.data.value(u"type"_s).toInt(), -1);
 }
 
 void TstQueryoperations::saveState_doesNotChangeCallersRecord()
 {
-    m_bus->willReply(QStringLiteral("saveState"));
+    m_bus->willReply(u"saveState"_s);
     const ClientState state;
     QVERIFY(m_handler->saveState(state));
     QCOMPARE(state, ClientState());
@@ -310,16 +307,15 @@ void TstQueryoperations::saveState_doesNotChangeCallersRecord()
 
 void TstQueryoperations::saveSettings_list_triesEach()
 {
-    const QString operation = QStringLiteral("saveSettings");
+    const QString operation = u"saveSettings"_s;
     m_bus->willReply(operation);
-    m_bus->willReply(operation, 512, QStringLiteral("Storage access error"));
+    m_bus->willReply(operation, 512, u"Storage access error"_s);
     m_bus->willReply(operation);
-    const QList<ClientSettings> list{someSettings(QStringLiteral("a")), someSettings(QStringLiteral("b")),
-                                     someSettings(QStringLiteral("c"))};
+    const QList<ClientSettings> list{someSettings(u"a"_s), someSettings(u"b"_s), someSettings(u"c"_s)};
     const LogCapture log;
     QVERIFY(!m_handler->saveSettings(list));
     QCOMPARE(m_bus->requests().size(), 3);
-    QCOMPARE(m_bus->requests().constLast().data, someSettingsMap(QStringLiteral("c")));
+    QCOMPARE(m_bus->requests().constLast().data, someSettingsMap(u"c"_s));
     QCOMPARE(log.texts().size(), 1);
 
     for (int i = 0; i < 3; ++i) {
@@ -339,7 +335,7 @@ void TstQueryoperations::removeSettings_byOwner_sendsFreshRecord_data()
 {
     QTest::addColumn<Call>("call");
     QTest::addColumn<int>("mailOwner");
-    const QString owner = QStringLiteral("cashbox");
+    const QString owner = u"cashbox"_s;
     QTest::newRow("owner") << Call([=](TarvexQueryHandler& handler) { return handler.removeSettings(owner); }) << 1;
     QTest::newRow("mail") << Call([=](TarvexQueryHandler& handler) { return handler.removeSettings(owner, true); })
                           << 1;
@@ -351,19 +347,19 @@ void TstQueryoperations::removeSettings_byOwner_sendsFreshRecord()
 {
     QFETCH(Call, call);
     QFETCH(int, mailOwner);
-    m_bus->willReply(QStringLiteral("removeSettings"));
+    m_bus->willReply(u"removeSettings"_s);
     const QDateTime before = QDateTime::currentDateTime();
     QVERIFY(call(*m_handler));
     const QDateTime after = QDateTime::currentDateTime();
     const FakeBus::Request request = m_bus->requests().constFirst();
-    QCOMPARE(request.operation, QStringLiteral("removeSettings"));
+    QCOMPARE(request.operation, u"removeSettings"_s);
     QVERIFY(dateOf(request) >= before && dateOf(request) <= after);
     QVariantMap data = request.data;
-    data.remove(QStringLiteral("date"));
-    const QVariantMap expected{{QStringLiteral("owner"), QStringLiteral("cashbox")},
-                               {QStringLiteral("description"), QString()},
-                               {QStringLiteral("settings"), QVariantList()},
-                               {QStringLiteral("mailOwner"), double(mailOwner)}};
+    data.remove(u"date"_s);
+    const QVariantMap expected{{u"owner"_s, u"cashbox"_s},
+                               {u"description"_s, QString()},
+                               {u"settings"_s, QVariantList()},
+                               {u"mailOwner"_s, double(mailOwner)}};
     QCOMPARE(data, expected);
 }
 
@@ -377,32 +373,32 @@ void TstQueryoperations::sendMessage_makesMissingUid_data()
 void TstQueryoperations::sendMessage_makesMissingUid()
 {
     QFETCH(QString, uid);
-    m_bus->willReply(QStringLiteral("sendMessage"));
+    m_bus->willReply(u"sendMessage"_s);
     Message message = someMessage();
     message.setUid(uid);
     QVERIFY(m_handler->sendMessage(message));
-    const QString made = m_bus->requests().constFirst().data.value(QStringLiteral("UID")).toString();
+    const QString made = m_bus->requests().constFirst().data.value(u"UID"_s).toString();
     QCOMPARE(made.size(), 24);
-    QVERIFY(made.endsWith(QStringLiteral("==")));
+    QVERIFY(made.endsWith(u"=="_s));
 }
 
 // The sender that the caller left in the record is an ingredient of the identifier, and replaced after that.
 void TstQueryoperations::sendMessage_makesUidOfTheCallersRecord()
 {
-    m_bus->willReply(QStringLiteral("sendMessage"));
+    m_bus->willReply(u"sendMessage"_s);
     Message message = someMessage();
     message.setUid(QString());
     const qint64 before = QDateTime::currentMSecsSinceEpoch();
     QVERIFY(m_handler->sendMessage(message));
     const QStringList candidates = uidsMadeBetween(before, QDateTime::currentMSecsSinceEpoch(), message);
     const QVariantMap data = m_bus->requests().constFirst().data;
-    QVERIFY(candidates.contains(data.value(QStringLiteral("UID")).toString()));
-    QCOMPARE(data.value(QStringLiteral("sender")).toString(), QStringLiteral("printer"));
+    QVERIFY(candidates.contains(data.value(u"UID"_s).toString()));
+    QCOMPARE(data.value(u"sender"_s).toString(), u"printer"_s);
 }
 
 void TstQueryoperations::sendMessage_doesNotChangeCallersRecord()
 {
-    m_bus->willReply(QStringLiteral("sendMessage"));
+    m_bus->willReply(u"sendMessage"_s);
     Message message = someMessage();
     message.setUid(QString());
     const Message before = message;
@@ -421,96 +417,95 @@ void TstQueryoperations::subscribe_emptyList_succeedsWithoutExchange()
 
 void TstQueryoperations::loadSettings_readsRecord()
 {
-    m_bus->willReply(QStringLiteral("loadSettings"), 0, QString(), someSettingsMap(QStringLiteral("a")));
+    m_bus->willReply(u"loadSettings"_s, 0, QString(), someSettingsMap(u"a"_s));
     ClientSettings settings;
-    QVERIFY(m_handler->loadSettings(QStringLiteral("a"), settings));
-    QVERIFY(settings == someSettings(QStringLiteral("a")));
+    QVERIFY(m_handler->loadSettings(u"a"_s, settings));
+    QVERIFY(settings == someSettings(u"a"_s));
     QVERIFY(!settings.mailOwner());
 }
 
 void TstQueryoperations::loadSettings_refused_leavesRecordUntouched()
 {
-    m_bus->willReply(QStringLiteral("loadSettings"), 5, QString(), someSettingsMap(QStringLiteral("a")));
-    ClientSettings settings = someSettings(QStringLiteral("mine"));
+    m_bus->willReply(u"loadSettings"_s, 5, QString(), someSettingsMap(u"a"_s));
+    ClientSettings settings = someSettings(u"mine"_s);
     const LogCapture log;
-    QVERIFY(!m_handler->loadSettings(QStringLiteral("a"), settings));
-    QVERIFY(settings == someSettings(QStringLiteral("mine")));
+    QVERIFY(!m_handler->loadSettings(u"a"_s, settings));
+    QVERIFY(settings == someSettings(u"mine"_s));
     QCOMPARE(log.texts().size(), 1);
 }
 
 void TstQueryoperations::loadState_readsRecord()
 {
     ClientState saved;
-    saved.setOwner(QStringLiteral("a"));
+    saved.setOwner(u"a"_s);
     saved.setDt(SOME_TIME);
     saved.setStateType(static_cast<ClientState::EStateType>(2));
-    saved.setState(QStringLiteral("B\u00fccher"));
-    m_bus->willReply(QStringLiteral("loadState"), 0, QString(), saved.toVariantMap());
+    saved.setState(u"B\u00fccher"_s);
+    m_bus->willReply(u"loadState"_s, 0, QString(), saved.toVariantMap());
     ClientState state;
-    QVERIFY(m_handler->loadState(QStringLiteral("a"), state));
+    QVERIFY(m_handler->loadState(u"a"_s, state));
     QCOMPARE(state, saved);
 }
 
 void TstQueryoperations::loadState_refused_leavesRecordUntouched()
 {
-    m_bus->willReply(QStringLiteral("loadState"), 5);
+    m_bus->willReply(u"loadState"_s, 5);
     ClientState state;
-    state.setState(QStringLiteral("before"));
+    state.setState(u"before"_s);
     const LogCapture log;
-    QVERIFY(!m_handler->loadState(QStringLiteral("a"), state));
-    QCOMPARE(state.state(), QStringLiteral("before"));
+    QVERIFY(!m_handler->loadState(u"a"_s, state));
+    QCOMPARE(state.state(), u"before"_s);
 }
 
 void TstQueryoperations::loadSettingsList_appends()
 {
-    const QVariantList loaded{someSettingsMap(QStringLiteral("b")), someSettingsMap(QStringLiteral("a"))};
-    m_bus->willReply(QStringLiteral("loadSettingsList"), 0, QString(), single("settingsList", loaded));
-    QList<ClientSettings> list{someSettings(QStringLiteral("first"))};
-    QVERIFY(m_handler->loadSettings(QStringList{QStringLiteral("b"), QStringLiteral("a")}, list));
+    const QVariantList loaded{someSettingsMap(u"b"_s), someSettingsMap(u"a"_s)};
+    m_bus->willReply(u"loadSettingsList"_s, 0, QString(), single("settingsList", loaded));
+    QList<ClientSettings> list{someSettings(u"first"_s)};
+    QVERIFY(m_handler->loadSettings(QStringList{u"b"_s, u"a"_s}, list));
     QCOMPARE(list.size(), 3);
-    QCOMPARE(list.at(0).owner(), QStringLiteral("first"));
-    QVERIFY(list.at(1) == someSettings(QStringLiteral("b")));
-    QVERIFY(list.at(2) == someSettings(QStringLiteral("a")));
+    QCOMPARE(list.at(0).owner(), u"first"_s);
+    QVERIFY(list.at(1) == someSettings(u"b"_s));
+    QVERIFY(list.at(2) == someSettings(u"a"_s));
 }
 
 void TstQueryoperations::loadSettingsList_elementThatIsNoMap_isAppendedAllTheSame()
 {
-    m_bus->willReply(QStringLiteral("loadSettingsList"), 0, QString(),
-                     single("settingsList", QVariantList{5, someSettingsMap(QStringLiteral("a"))}));
+    m_bus->willReply(u"loadSettingsList"_s, 0, QString(),
+                     single("settingsList", QVariantList{5, someSettingsMap(u"a"_s)}));
     QList<ClientSettings> list;
-    QVERIFY(m_handler->loadSettings(QStringList{QStringLiteral("a")}, list));
+    QVERIFY(m_handler->loadSettings(QStringList{u"a"_s}, list));
     QCOMPARE(list.size(), 2);
     QVERIFY(list.constFirst() == ClientSettings::fromVariantMap({}));
 }
 
 void TstQueryoperations::loadSettingsList_refused_leavesListUntouched()
 {
-    m_bus->willReply(QStringLiteral("loadSettingsList"), 5, QStringLiteral("There are no settings for client"));
-    QList<ClientSettings> list{someSettings(QStringLiteral("first"))};
+    m_bus->willReply(u"loadSettingsList"_s, 5, u"There are no settings for client"_s);
+    QList<ClientSettings> list{someSettings(u"first"_s)};
     const LogCapture log;
-    QVERIFY(!m_handler->loadSettings(QStringList{QStringLiteral("a")}, list));
+    QVERIFY(!m_handler->loadSettings(QStringList{u"a"_s}, list));
     QCOMPARE(list.size(), 1);
     QCOMPARE(log.texts().size(), 2);
-    QCOMPARE(log.texts().constLast(), QStringLiteral("critical: Settings list loading error"));
+    QCOMPARE(log.texts().constLast(), u"critical: Settings list loading error"_s);
 }
 
 // As a queued connection from another thread does: the argument types must be known by the names in the signatures.
 void TstQueryoperations::slots_canBeInvokedByName()
 {
-    m_bus->willReply(QStringLiteral("sendMessage"));
-    m_bus->willReply(QStringLiteral("saveSettings"));
-    m_bus->willReply(QStringLiteral("subscribe"));
+    m_bus->willReply(u"sendMessage"_s);
+    m_bus->willReply(u"saveSettings"_s);
+    m_bus->willReply(u"subscribe"_s);
     const Message message = someMessage();
     QVERIFY(QMetaObject::invokeMethod(m_handler.get(), "sendMessage", Qt::QueuedConnection,
                                       QGenericArgument("Message", &message)));
-    QVERIFY(QMetaObject::invokeMethod(
-        m_handler.get(), "saveSettings", Qt::QueuedConnection,
-        Q_ARG(QList<ClientSettings>, QList<ClientSettings>{someSettings(QStringLiteral("a"))})));
-    const Publishers publishers{{QStringLiteral("x"), 1}};
+    QVERIFY(QMetaObject::invokeMethod(m_handler.get(), "saveSettings", Qt::QueuedConnection,
+                                      Q_ARG(QList<ClientSettings>, QList<ClientSettings>{someSettings(u"a"_s)})));
+    const Publishers publishers{{u"x"_s, 1}};
     QVERIFY(QMetaObject::invokeMethod(m_handler.get(), "subscribe", Qt::QueuedConnection,
                                       QGenericArgument("QList<QPair<QString,qint32> >", &publishers)));
     QTRY_COMPARE(m_bus->requests().size(), 3);
-    QCOMPARE(m_bus->requests().at(1).data, someSettingsMap(QStringLiteral("a")));
+    QCOMPARE(m_bus->requests().at(1).data, someSettingsMap(u"a"_s));
 }
 
 QTEST_GUILESS_MAIN(TstQueryoperations)

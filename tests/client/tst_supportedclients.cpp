@@ -1,5 +1,7 @@
 #include "client/supportedclients.h"
 
+#include "literals.h"
+
 #include <QSet>
 #include <QTest>
 
@@ -66,8 +68,8 @@ void TstSupportedClients::names_canBeUsedInFrames()
 
 void TstSupportedClients::names_usedByTheLibrary()
 {
-    QCOMPARE(BUSNAME_LOGGER, QStringLiteral("logger"));
-    QCOMPARE(BUSNAME_TERMINAL_GUI, QStringLiteral("terminal_gui"));
+    QCOMPARE(BUSNAME_LOGGER, u"logger"_s);
+    QCOMPARE(BUSNAME_TERMINAL_GUI, u"terminal_gui"_s);
 }
 
 void TstSupportedClients::lists_areSelectionsOfTheNames_data()
@@ -91,13 +93,12 @@ void TstSupportedClients::lists_areSelectionsOfTheNames()
 
 void TstSupportedClients::lists_haveTheirOrder()
 {
-    QCOMPARE(
-        ALL_SUPPORTED_CLIENTS.join(QLatin1Char(' ')),
-        QStringLiteral("logger power_supply door_sensor ticket_printer cashbox coin_acceptor bill_acceptor card_reader "
-                       "ticket_sales receipt_printer barcode_scanner monitoring terminal_gui"));
+    QCOMPARE(ALL_SUPPORTED_CLIENTS.join(QLatin1Char(' ')),
+             u"logger power_supply door_sensor ticket_printer cashbox coin_acceptor bill_acceptor card_reader "
+             "ticket_sales receipt_printer barcode_scanner monitoring terminal_gui"_s);
     QCOMPARE(ALL_SUPPORTED_CLIENT_SETTINGS.join(QLatin1Char(' ')),
-             QStringLiteral("logger terminal_gui ticket_sales ticket_printer receipt_printer cashbox coin_acceptor "
-                            "bill_acceptor card_reader barcode_scanner monitoring"));
+             u"logger terminal_gui ticket_sales ticket_printer receipt_printer cashbox coin_acceptor "
+             "bill_acceptor card_reader barcode_scanner monitoring"_s);
 }
 
 void TstSupportedClients::lists_differ()

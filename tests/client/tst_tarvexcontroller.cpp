@@ -7,6 +7,7 @@
 #include "cmdlayer/tarvexcommand.h"
 #include "fakebus.h"
 #include "heldclock.h"
+#include "literals.h"
 #include "logcapture.h"
 #include "logging/tarvexlogcreator.h"
 #include "logging/tarvexloggingcategory.h"
@@ -161,7 +162,7 @@ TarvexCommand commandIn(const Message& message)
 
 QString textIn(const Message& message)
 {
-    return commandIn(message).data().value(QStringLiteral("text")).toString();
+    return commandIn(message).data().value(u"text"_s).toString();
 }
 
 /// The log lines with \a text that have come to the bus: "command to addressee".
@@ -191,11 +192,11 @@ int countOf(const FakeBus& bus, const QString& operation)
 QByteArray pushFrame(const QString& text, const QString& uid)
 {
     Message message;
-    message.setSender(QStringLiteral("cashbox"));
+    message.setSender(u"cashbox"_s);
     message.setReciever(PRINTER);
     message.setMessage(text);
     message.setUid(uid);
-    return FakeBus::requestFrame(QStringLiteral("sendMessage"), message.toVariantMap());
+    return FakeBus::requestFrame(u"sendMessage"_s, message.toVariantMap());
 }
 
 QLoggingCategory::CategoryFilter earlierFilter = nullptr;
@@ -311,9 +312,7 @@ void TstTarvexController::metaObject_hasItsMethodsInOrder()
         actual.append(QString::fromLatin1(meta.method(i).methodSignature()));
         QCOMPARE(meta.method(i).methodType(), QMetaMethod::Signal);
     }
-    QCOMPARE(actual,
-             QStringList({QStringLiteral("stateChanged()"), QStringLiteral("settingsChanged()"),
-                          QStringLiteral("sendLogMessage(Message)")}));
+    QCOMPARE(actual, QStringList({u"stateChanged()"_s, u"settingsChanged()"_s, u"sendLogMessage(Message)"_s}));
     QCOMPARE(meta.className(), "tarvex::TarvexController");
     QCOMPARE(meta.superClass()->className(), "wexcor::AbstractWorkerController");
 }
@@ -332,7 +331,7 @@ void TstTarvexController::filterRules_onlyTheLastIsInForce()
     const QLoggingCategory logger("tarvexLogger", QtWarningMsg);
     const QLoggingCategory guiLogger("guiLogger", QtWarningMsg);
     const QLoggingCategory other("other", QtWarningMsg);
-    QLoggingCategory::setFilterRules(QStringLiteral("other.debug=true\nguiLogger.warning=false"));
+    QLoggingCategory::setFilterRules(u"other.debug=true\nguiLogger.warning=false"_s);
     QVERIFY(other.isDebugEnabled());
     const Service service;
     QVERIFY(!logger.isDebugEnabled());
@@ -357,8 +356,7 @@ void TstTarvexController::filterRules_areSetInTheirOrder()
     }
     QLoggingCategory::installFilter(earlierFilter);
     QCOMPARE(probedLevels,
-             QStringList({QStringLiteral("tarvexLogger.debug"), QStringLiteral("guiLogger.debug"),
-                          QStringLiteral("tarvexLogger.info"), QStringLiteral("guiLogger.info")}));
+             QStringList({u"tarvexLogger.debug"_s, u"guiLogger.debug"_s, u"tarvexLogger.info"_s, u"guiLogger.info"_s}));
 }
 
 void TstTarvexController::repeatInterval_isHandedOn()
@@ -393,12 +391,11 @@ void TstTarvexController::lines_becomeMessages_data()
 {
     QTest::addColumn<QString>("category");
     QTest::addColumn<QStringList>("commands");
-    const QString save = QStringLiteral("saveLog");
-    QTest::newRow("default") << QStringLiteral("default") << QStringList(save);
-    QTest::newRow("LOGGER()") << QStringLiteral("tarvexLogger") << QStringList(save);
-    QTest::newRow("GUILOGGER()") << QStringLiteral("guiLogger")
-                                 << QStringList({QStringLiteral("showLogMessage"), save});
-    QTest::newRow("of the service") << QStringLiteral("printer.feeder") << QStringList(save);
+    const QString save = u"saveLog"_s;
+    QTest::newRow("default") << u"default"_s << QStringList(save);
+    QTest::newRow("LOGGER()") << u"tarvexLogger"_s << QStringList(save);
+    QTest::newRow("GUILOGGER()") << u"guiLogger"_s << QStringList({u"showLogMessage"_s, save});
+    QTest::newRow("of the service") << u"printer.feeder"_s << QStringList(save);
 }
 
 void TstTarvexController::lines_becomeMessages()
@@ -416,9 +413,8 @@ void TstTarvexController::lines_becomeMessages()
     QStringList actual;
     for (const QList<QVariant>& arguments : qAsConst(sent)) {
         const TarvexCommand cmd = commandIn(arguments.constFirst().value<Message>());
-        actual.append(QStringLiteral("%1 %2 %3")
-                          .arg(cmd.name(), cmd.data().value(QStringLiteral("prefix")).toString(),
-                               cmd.data().value(QStringLiteral("text")).toString()));
+        actual.append(u"%1 %2 %3"_s.arg(cmd.name(), cmd.data().value(u"prefix"_s).toString(),
+                                        cmd.data().value(u"text"_s).toString()));
     }
     QStringList expected;
     for (const char* line : {"INFO debug", "INFO info", "WARNING warning", "ERROR critical"}) {
@@ -472,23 +468,23 @@ void TstTarvexController::lines_reachTheBusOnceEach()
     auto* const worker = new QueryWorker;
     service.initWorkers(nullptr, worker);
     QTRY_COMPARE(worker->applied.load(), 1);
-    const QString save = QStringLiteral("saveLog to ") + BUSNAME_LOGGER;
-    const QString show = QStringLiteral("showLogMessage to ") + BUSNAME_TERMINAL_GUI;
+    const QString save = u"saveLog to "_s + BUSNAME_LOGGER;
+    const QString show = u"showLogMessage to "_s + BUSNAME_TERMINAL_GUI;
     qWarning() << "of the default category";
     qCWarning(LOGGER) << "stored";
     qCWarning(GUILOGGER) << "shown";
     qCWarning(printerCategory) << "of the service";
     std::thread([] { qCritical("from elsewhere"); }).join();
-    QTRY_COMPARE(linesOnBus(*m_query, QStringLiteral("from elsewhere")), QStringList(save));
-    QCOMPARE(linesOnBus(*m_query, QStringLiteral("of the default category")), QStringList(save));
-    QCOMPARE(linesOnBus(*m_query, QStringLiteral("stored")), QStringList(save));
-    QCOMPARE(linesOnBus(*m_query, QStringLiteral("shown")), QStringList({show, save}));
-    QCOMPARE(linesOnBus(*m_query, QStringLiteral("of the service")), QStringList(save));
+    QTRY_COMPARE(linesOnBus(*m_query, u"from elsewhere"_s), QStringList(save));
+    QCOMPARE(linesOnBus(*m_query, u"of the default category"_s), QStringList(save));
+    QCOMPARE(linesOnBus(*m_query, u"stored"_s), QStringList(save));
+    QCOMPARE(linesOnBus(*m_query, u"shown"_s), QStringList({show, save}));
+    QCOMPARE(linesOnBus(*m_query, u"of the service"_s), QStringList(save));
     const QList<FakeBus::Request> requests = m_query->requests();
     for (const FakeBus::Request& request : requests) {
         if (request.operation == QLatin1String("sendMessage")) {
-            QCOMPARE(request.data.value(QStringLiteral("sender")).toString(), PRINTER);
-            QVERIFY(!request.data.value(QStringLiteral("UID")).toString().isEmpty());
+            QCOMPARE(request.data.value(u"sender"_s).toString(), PRINTER);
+            QVERIFY(!request.data.value(u"UID"_s).toString().isEmpty());
         }
     }
 }
@@ -509,7 +505,7 @@ void TstTarvexController::initWorkers_withBoth_connectsEachOnce()
     QCOMPARE(msg->connections(SIGNAL(unprocessedMessage(Message))), 0);
     QTRY_COMPARE(query->applied.load(), 1);
     QTRY_COMPARE(m_receiver->handshakes().size(), 1);
-    QCOMPARE(m_query->handshakes().constFirst().data.value(QStringLiteral("name")).toString(), PRINTER);
+    QCOMPARE(m_query->handshakes().constFirst().data.value(u"name"_s).toString(), PRINTER);
     QVERIFY(msg->threadId != query->threadId);
     QVERIFY(msg->threadId != ::syscall(SYS_gettid));
     QVERIFY(query->threadId != ::syscall(SYS_gettid));
@@ -633,11 +629,11 @@ void TstTarvexController::initWorkers_withoutThreads_stillQueues()
     QCOMPARE(query.applied.load(), 1);
     // Dropped while the connection is not open, which it is by now.
     Message message;
-    message.setReciever(QStringLiteral("cashbox"));
+    message.setReciever(u"cashbox"_s);
     Q_EMIT service.sendLogMessage(message);
-    QCOMPARE(countOf(*m_query, QStringLiteral("sendMessage")), 0);
+    QCOMPARE(countOf(*m_query, u"sendMessage"_s), 0);
     QCoreApplication::sendPostedEvents();
-    QCOMPARE(countOf(*m_query, QStringLiteral("sendMessage")), 1);
+    QCOMPARE(countOf(*m_query, u"sendMessage"_s), 1);
 }
 
 // The system numbers threads in the order in which they are made, and starts again from below some day.
@@ -666,7 +662,7 @@ void TstTarvexController::stateChanged_isReportedByTheWorker()
         QTRY_COMPARE(query->reports.load(), count);
     }
     QCOMPARE(query->reportThreadId.load(), query->threadId.load());
-    QCOMPARE(countOf(*m_query, QStringLiteral("saveState")), 3);
+    QCOMPARE(countOf(*m_query, u"saveState"_s), 3);
 }
 
 void TstTarvexController::stateChanged_mayComeFromAnyThread()
@@ -697,16 +693,16 @@ void TstTarvexController::sendLogMessage_isSentByTheWorker()
     service.initWorkers(nullptr, query);
     QTRY_COMPARE(query->applied.load(), 1);
     Message message;
-    message.setReciever(QStringLiteral("cashbox"));
-    message.setMessage(QStringLiteral("plain words"));
-    message.setUid(QStringLiteral("uid1"));
+    message.setReciever(u"cashbox"_s);
+    message.setMessage(u"plain words"_s);
+    message.setUid(u"uid1"_s);
     Q_EMIT service.sendLogMessage(message);
     Q_EMIT service.stateChanged();
     QTRY_COMPARE(query->reports.load(), 1);
     int arrived = 0;
     const QList<FakeBus::Request> requests = m_query->requests();
     for (const FakeBus::Request& request : requests) {
-        arrived += request.data.value(QStringLiteral("UID")) == QLatin1String("uid1") ? 1 : 0;
+        arrived += request.data.value(u"UID"_s) == QLatin1String("uid1") ? 1 : 0;
     }
     QCOMPARE(arrived, 1);
 }
@@ -717,7 +713,7 @@ void TstTarvexController::pushedUpdate_loadsTheSettings()
     m_receiver->willAnswerHandshake([&push](FakeBus::Peer& peer, const FakeBus::Request&) {
         peer.send(FakeBus::acceptance());
         push.get_future().wait();
-        peer.send(pushFrame(QStringLiteral(R"({"cmd":"updateSettings"})"), QStringLiteral("uid1")));
+        peer.send(pushFrame(uR"({"cmd":"updateSettings"})"_s, u"uid1"_s));
     });
     Service service;
     const QSignalSpy changed(&service, SIGNAL(settingsChanged()));
@@ -729,7 +725,7 @@ void TstTarvexController::pushedUpdate_loadsTheSettings()
     push.set_value();
     QTRY_COMPARE(changed.count(), 1);
     QCOMPARE(query->applied.load(), 2);
-    QCOMPARE(countOf(*m_query, QStringLiteral("loadSettings")), 2);
+    QCOMPARE(countOf(*m_query, u"loadSettings"_s), 2);
     QCOMPARE(query->connections(SIGNAL(settingsChanged())), 1);
 }
 
@@ -751,11 +747,11 @@ void TstTarvexController::stopped_whatIsQueuedBehindTheStop_changesNothing()
     QTRY_COMPARE(query->applied.load(), 1);
     QTRY_COMPARE(m_receiver->handshakes().size(), 1);
     Q_EMIT service.stateChanged();
-    QTRY_COMPARE(countOf(*m_query, QStringLiteral("saveState")), 1);
+    QTRY_COMPARE(countOf(*m_query, u"saveState"_s), 1);
 
     Q_EMIT service.stateChanged();
     Message message;
-    message.setReciever(QStringLiteral("cashbox"));
+    message.setReciever(u"cashbox"_s);
     Q_EMIT service.sendLogMessage(message);
     Q_EMIT msg->updateSettings();
     query->restart();
@@ -819,7 +815,7 @@ void TstTarvexController::destructor_lastStateIsSaved()
     service.reset();
     QTRY_COMPARE(livingWorkers.load(), 0);
     QVERIFY(isSaved);
-    QCOMPARE(countOf(*m_query, QStringLiteral("saveState")), 1);
+    QCOMPARE(countOf(*m_query, u"saveState"_s), 1);
 }
 
 void TstTarvexController::destructor_withSilentServer_isBounded()
@@ -873,7 +869,7 @@ private:
         for (int underWay = 0; !waiting.isEmpty() || underWay > 0;) {
             for (; underWay < WINDOW && !waiting.isEmpty(); ++underWay) {
                 const QString number = QString::number(waiting.takeFirst());
-                if (!peer.send(pushFrame(QStringLiteral(R"({"cmd":"n","data":{"n":%1}})").arg(number), number))) {
+                if (!peer.send(pushFrame(uR"({"cmd":"n","data":{"n":%1}})"_s.arg(number), number))) {
                     return;
                 }
             }
@@ -883,7 +879,7 @@ private:
             }
             --underWay;
             const std::lock_guard<std::mutex> lock(m_mutex);
-            m_kept.removeOne(reply.data.value(QStringLiteral("uid")).toInt());
+            m_kept.removeOne(reply.data.value(u"uid"_s).toInt());
         }
     }
 
@@ -906,7 +902,7 @@ public Q_SLOTS:
 
     void exec(TarvexCommand cmd)
     {
-        m_handled.append(cmd.data().value(QStringLiteral("n")).toInt());
+        m_handled.append(cmd.data().value(u"n"_s).toInt());
         qWarning() << "carried out";
         Q_EMIT answer(cmd.toOutgoingMessage());
     }
@@ -1048,9 +1044,9 @@ void TstTarvexController::end_linesAndStateJustBefore_reachTheBus()
     }
     service.reset();
     for (int line = 1; line <= 30; ++line) {
-        QCOMPARE(linesOnBus(*m_query, QStringLiteral("line %1").arg(line)).size(), 1);
+        QCOMPARE(linesOnBus(*m_query, u"line %1"_s.arg(line)).size(), 1);
     }
-    QCOMPARE(countOf(*m_query, QStringLiteral("saveState")), 1);
+    QCOMPARE(countOf(*m_query, u"saveState"_s), 1);
 }
 
 void TstTarvexController::end_commandUnderWay_isAnsweredReportedAndLogged()
@@ -1058,7 +1054,7 @@ void TstTarvexController::end_commandUnderWay_isAnsweredReportedAndLogged()
     std::promise<void> pushed;
     m_receiver->willAnswerHandshake([&pushed](FakeBus::Peer& peer, const FakeBus::Request&) {
         peer.send(FakeBus::acceptance());
-        peer.send(pushFrame(QStringLiteral(R"({"cmd":"n","data":{"n":1}})"), QStringLiteral("1")));
+        peer.send(pushFrame(uR"({"cmd":"n","data":{"n":1}})"_s, u"1"_s));
         FakeBus::Request reply;
         if (peer.readRequest(reply)) {
             pushed.set_value();
@@ -1071,12 +1067,12 @@ void TstTarvexController::end_commandUnderWay_isAnsweredReportedAndLogged()
     pushed.get_future().wait();
     service.doStop();
     QCOMPARE(handled, QList<int>{1});
-    QCOMPARE(linesOnBus(*m_query, QStringLiteral("carried out")).size(), 1);
-    QCOMPARE(countOf(*m_query, QStringLiteral("saveState")), 1);
+    QCOMPARE(linesOnBus(*m_query, u"carried out"_s).size(), 1);
+    QCOMPARE(countOf(*m_query, u"saveState"_s), 1);
     int answers = 0;
     const QList<FakeBus::Request> requests = m_query->requests();
     for (const FakeBus::Request& request : requests) {
-        answers += request.data.value(QStringLiteral("reciever")) == QLatin1String("cashbox") ? 1 : 0;
+        answers += request.data.value(u"reciever"_s) == QLatin1String("cashbox") ? 1 : 0;
     }
     QCOMPARE(answers, 1);
 }
@@ -1103,13 +1099,12 @@ void TstTarvexController::end_ofABlockedWorker_tellsHowManyLinesAreLost()
     clock.start();
     service.reset();
     QVERIFY(clock.elapsed() < BOUND_MS);
-    const QString dropped =
-        QStringLiteral("warning: Dropped 31 queued messages and calls when the workers were stopped");
+    const QString dropped = u"warning: Dropped 31 queued messages and calls when the workers were stopped"_s;
     // The one that is under way is not known to have failed yet.
     QVERIFY2(log.texts().contains(dropped)
                  || log.texts().contains(QString(dropped).replace(QLatin1String("31"), QLatin1String("30"))),
              qPrintable(log.texts().join(QLatin1Char('\n'))));
-    QCOMPARE(log.texts().filter(QStringLiteral("Dropped")).size(), 1);
+    QCOMPARE(log.texts().filter(u"Dropped"_s).size(), 1);
 }
 
 void TstTarvexController::lines_thatFindNoRoom_areDroppedAndCounted()
@@ -1126,9 +1121,9 @@ void TstTarvexController::lines_thatFindNoRoom_areDroppedAndCounted()
     auto* const query = new QueryWorker;
     service.initWorkers(nullptr, query);
     QTRY_COMPARE(query->applied.load(), 1);
-    QTRY_COMPARE(countOf(*m_query, QStringLiteral("sendMessage")), 1);
+    QTRY_COMPARE(countOf(*m_query, u"sendMessage"_s), 1);
     Q_EMIT service.stateChanged();
-    QTRY_COMPARE(countOf(*m_query, QStringLiteral("saveState")), 1);
+    QTRY_COMPARE(countOf(*m_query, u"saveState"_s), 1);
     // The worker waits for its answer. From the service's thread and from another one alike.
     for (int line = 0; line < 900; ++line) {
         qCDebug(printerCategory, "line %d", line);
@@ -1139,15 +1134,14 @@ void TstTarvexController::lines_thatFindNoRoom_areDroppedAndCounted()
         }
     }).join();
     release.set_value();
-    QTRY_COMPARE_WITH_TIMEOUT(
-        linesOnBus(*m_query, QStringLiteral("Dropped 200 log lines: too many were waiting to be sent")).size(), 1,
-        60000);
-    QCOMPARE(linesOnBus(*m_query, QStringLiteral("line 999")).size(), 1);
-    QCOMPARE(linesOnBus(*m_query, QStringLiteral("line 1000")).size(), 0);
+    QTRY_COMPARE_WITH_TIMEOUT(linesOnBus(*m_query, u"Dropped 200 log lines: too many were waiting to be sent"_s).size(),
+                              1, 60000);
+    QCOMPARE(linesOnBus(*m_query, u"line 999"_s).size(), 1);
+    QCOMPARE(linesOnBus(*m_query, u"line 1000"_s).size(), 0);
     qCWarning(printerCategory, "afterwards");
-    QTRY_COMPARE(linesOnBus(*m_query, QStringLiteral("afterwards")).size(), 1);
+    QTRY_COMPARE(linesOnBus(*m_query, u"afterwards"_s).size(), 1);
     QTest::qWait(100);
-    QCOMPARE(countOf(*m_query, QStringLiteral("sendMessage")), 1 + 1000 + 1 + 1);
+    QCOMPARE(countOf(*m_query, u"sendMessage"_s), 1 + 1000 + 1 + 1);
 }
 
 namespace {
@@ -1224,8 +1218,8 @@ void TstTarvexController::refusedLines_doNotMultiply()
             return;
         }
         const int number = ++refused;
-        peer.send(FakeBus::replyFrame(request.operation, 1,
-                                      alwaysAnotherText ? QString::number(number) : QStringLiteral("refused")));
+        peer.send(
+            FakeBus::replyFrame(request.operation, 1, alwaysAnotherText ? QString::number(number) : u"refused"_s));
     });
     Service service(repeatInterval);
     const QSignalSpy sent(&service, SIGNAL(sendLogMessage(Message)));

@@ -2,6 +2,7 @@
 
 #include "fakebus.h"
 #include "framepieces.h"
+#include "literals.h"
 #include "logcapture.h"
 #include "markingtranslator.h"
 #include "reconnection.h"
@@ -25,22 +26,22 @@ using namespace reconnection;
 
 namespace {
 
-const QString HANDSHAKE = QStringLiteral("handshake");
+const QString HANDSHAKE = u"handshake"_s;
 
 Message numbered(int number, const QString& text = QString())
 {
     Message message;
-    message.setSender(QStringLiteral("cashbox"));
-    message.setReciever(QStringLiteral("printer"));
+    message.setSender(u"cashbox"_s);
+    message.setReciever(u"printer"_s);
     message.setDt(QDateTime(QDate(2024, 3, 5), QTime(7, 8, 9, 10)));
-    message.setMessage(text.isNull() ? QStringLiteral("text %1").arg(number) : text);
-    message.setUid(QStringLiteral("uid%1").arg(number));
+    message.setMessage(text.isNull() ? u"text %1"_s.arg(number) : text);
+    message.setUid(u"uid%1"_s.arg(number));
     return message;
 }
 
 QByteArray pushFrame(const Message& message)
 {
-    return FakeBus::requestFrame(QStringLiteral("sendMessage"), message.toVariantMap());
+    return FakeBus::requestFrame(u"sendMessage"_s, message.toVariantMap());
 }
 
 QByteArray pushFrames(int first, int last)
@@ -123,9 +124,7 @@ struct PushingBus
 
 QVariantMap acknowledgement(int number)
 {
-    return {{QStringLiteral("sender"), QStringLiteral("cashbox")},
-            {QStringLiteral("reciever"), QStringLiteral("printer")},
-            {QStringLiteral("uid"), QStringLiteral("uid%1").arg(number)}};
+    return {{u"sender"_s, u"cashbox"_s}, {u"reciever"_s, u"printer"_s}, {u"uid"_s, u"uid%1"_s.arg(number)}};
 }
 
 } // namespace
@@ -187,7 +186,7 @@ private:
 void TstTarvexMessagesReciever::init()
 {
     m_bus = std::make_unique<PushingBus>();
-    m_receiver = std::make_unique<TarvexMessagesReciever>(QStringLiteral("printer"));
+    m_receiver = std::make_unique<TarvexMessagesReciever>(u"printer"_s);
 }
 
 void TstTarvexMessagesReciever::cleanup()
@@ -203,14 +202,11 @@ void TstTarvexMessagesReciever::metaObject_hasItsMethodsInOrder()
     for (int i = meta.methodOffset(); i < meta.methodCount(); ++i) {
         actual.append(QString::fromLatin1(meta.method(i).methodSignature()));
     }
-    QCOMPARE(
-        actual,
-        QStringList({QStringLiteral("incomingMessage(Message)"), QStringLiteral("busDisconnected()"),
-                     QStringLiteral("tarvexConnected()"), QStringLiteral("open()"), QStringLiteral("close()"),
-                     QStringLiteral("socketConnected()"), QStringLiteral("socketDisconnected()"),
-                     QStringLiteral("socketError(QAbstractSocket::SocketError)"), QStringLiteral("onSocketReadyRead()"),
-                     QStringLiteral("handshake()"), QStringLiteral("request(QString,QVariantMap)"),
-                     QStringLiteral("reply(QString,TarvexError,QVariantMap)")}));
+    QCOMPARE(actual,
+             QStringList({u"incomingMessage(Message)"_s, u"busDisconnected()"_s, u"tarvexConnected()"_s, u"open()"_s,
+                          u"close()"_s, u"socketConnected()"_s, u"socketDisconnected()"_s,
+                          u"socketError(QAbstractSocket::SocketError)"_s, u"onSocketReadyRead()"_s, u"handshake()"_s,
+                          u"request(QString,QVariantMap)"_s, u"reply(QString,TarvexError,QVariantMap)"_s}));
     QCOMPARE(meta.className(), "tarvex::TarvexMessagesReciever");
 }
 
@@ -233,11 +229,9 @@ void TstTarvexMessagesReciever::open_sendsHandshakeAndReturns()
     QVERIFY(!m_receiver->isOpen());
     QVERIFY(m_receiver->isConnected());
     QTRY_COMPARE(m_bus->bus.handshakes().size(), 1);
-    const QVariantMap envelope{
-        {QStringLiteral("operation"), HANDSHAKE},
-        {QStringLiteral("data"), QVariantMap{{QStringLiteral("name"), QStringLiteral("printer")}}}};
+    const QVariantMap envelope{{u"operation"_s, HANDSHAKE}, {u"data"_s, QVariantMap{{u"name"_s, u"printer"_s}}}};
     QCOMPARE(m_bus->bus.handshakes().constFirst().envelope, envelope);
-    QCOMPARE(m_receiver->clientName(), QStringLiteral("printer"));
+    QCOMPARE(m_receiver->clientName(), u"printer"_s);
 }
 
 void TstTarvexMessagesReciever::open_accepted_becomesOpen()
@@ -279,7 +273,7 @@ void TstTarvexMessagesReciever::open_refused_isClosed()
     QVERIFY(!m_receiver->isOpen());
     QTest::qWait(20);
     QCOMPARE(disconnected.count(), 0);
-    QCOMPARE(log.texts(), QStringList(QStringLiteral("warning: Incorrect reply data")));
+    QCOMPARE(log.texts(), QStringList(u"warning: Incorrect reply data"_s));
     QVERIFY(m_receiver->open());
     QTRY_VERIFY(m_receiver->isOpen());
 }
@@ -308,11 +302,9 @@ void TstTarvexMessagesReciever::message_isAcknowledgedAndEmitted()
     QVERIFY(m_bus->bus.waitForRequests(1));
     const FakeBus::Request reply = m_bus->bus.requests().constFirst();
     QVERIFY(reply.frame.startsWith("[-REPLY-]\r\n"));
-    const QVariantMap envelope{
-        {QStringLiteral("operation"), QStringLiteral("sendMessage")},
-        {QStringLiteral("data"), acknowledgement(1)},
-        {QStringLiteral("result"),
-         QVariantMap{{QStringLiteral("code"), 0.0}, {QStringLiteral("description"), QString()}}}};
+    const QVariantMap envelope{{u"operation"_s, u"sendMessage"_s},
+                               {u"data"_s, acknowledgement(1)},
+                               {u"result"_s, QVariantMap{{u"code"_s, 0.0}, {u"description"_s, QString()}}}};
     QCOMPARE(reply.envelope, envelope);
     QCOMPARE(log.texts(), QStringList());
 }
@@ -354,15 +346,14 @@ void TstTarvexMessagesReciever::messages_inOneSegment_keepTheirOrder()
 
 void TstTarvexMessagesReciever::repeat_isAcknowledgedButNotEmitted()
 {
-    m_bus->willPush(pushFrames(1, 1) + pushFrame(numbered(1, QStringLiteral("two\n\nlines"))) + pushFrames(2, 2));
+    m_bus->willPush(pushFrames(1, 1) + pushFrame(numbered(1, u"two\n\nlines"_s)) + pushFrames(2, 2));
     QSignalSpy incoming(m_receiver.get(), SIGNAL(incomingMessage(Message)));
     const LogCapture log;
     QVERIFY(m_receiver->open());
     QTRY_COMPARE(m_bus->bus.requests().size(), 3);
     QTRY_COMPARE(incoming.count(), 2);
     QCOMPARE(m_bus->bus.requests().at(1).data, acknowledgement(1));
-    QCOMPARE(log.texts(),
-             QStringList(QStringLiteral("warning: Message repeating: \tcashbox\tprinter\tuid1 \ttwo\n\nlines")));
+    QCOMPARE(log.texts(), QStringList(u"warning: Message repeating: \tcashbox\tprinter\tuid1 \ttwo\n\nlines"_s));
 }
 
 void TstTarvexMessagesReciever::repeat_acrossReconnection_isRecognised()
@@ -395,36 +386,33 @@ void TstTarvexMessagesReciever::repeat_after100Others_isDeliveredAgain()
 
 void TstTarvexMessagesReciever::otherOperation_isRefused()
 {
-    m_bus->willPush(FakeBus::requestFrame(QStringLiteral("SendMessage"), {}) + pushFrames(1, 1));
+    m_bus->willPush(FakeBus::requestFrame(u"SendMessage"_s, {}) + pushFrames(1, 1));
     QSignalSpy incoming(m_receiver.get(), SIGNAL(incomingMessage(Message)));
     const LogCapture log;
     QVERIFY(m_receiver->open());
     QTRY_COMPARE(incoming.count(), 1);
     QVERIFY(m_bus->bus.waitForRequests(2));
-    const QVariantMap envelope{{QStringLiteral("operation"), QStringLiteral("SendMessage")},
-                               {QStringLiteral("data"), QVariantMap()},
-                               {QStringLiteral("result"),
-                                QVariantMap{{QStringLiteral("code"), 4.0},
-                                            {QStringLiteral("description"), QStringLiteral("Unsupported request")}}}};
+    const QVariantMap envelope{
+        {u"operation"_s, u"SendMessage"_s},
+        {u"data"_s, QVariantMap()},
+        {u"result"_s, QVariantMap{{u"code"_s, 4.0}, {u"description"_s, u"Unsupported request"_s}}}};
     QCOMPARE(m_bus->bus.requests().constFirst().envelope, envelope);
-    QCOMPARE(log.texts(), QStringList(QStringLiteral("warning: Invalid request data")));
+    QCOMPARE(log.texts(), QStringList(u"warning: Invalid request data"_s));
 }
 
 void TstTarvexMessagesReciever::replyToSomethingElse_isJudged()
 {
-    m_bus->willPush(FakeBus::replyFrame(QStringLiteral("sendMessage"), 0)
-                    + FakeBus::replyFrame(QStringLiteral("sendMessage"), 65536)
-                    + FakeBus::replyFrame(QStringLiteral("sendMessage"), 2, QStringLiteral("Incorrect request data"))
-                    + FakeBus::replyFrame(QStringLiteral("Handshake"), 3, QStringLiteral("three")) + pushFrames(1, 1));
+    m_bus->willPush(FakeBus::replyFrame(u"sendMessage"_s, 0) + FakeBus::replyFrame(u"sendMessage"_s, 65536)
+                    + FakeBus::replyFrame(u"sendMessage"_s, 2, u"Incorrect request data"_s)
+                    + FakeBus::replyFrame(u"Handshake"_s, 3, u"three"_s) + pushFrames(1, 1));
     QSignalSpy incoming(m_receiver.get(), SIGNAL(incomingMessage(Message)));
     const LogCapture log;
     QVERIFY(m_receiver->open());
     QTRY_COMPARE(incoming.count(), 1);
     QVERIFY(m_receiver->isOpen());
     QCOMPARE(log.texts(),
-             QStringList({QStringLiteral("critical: 2 \tIncorrect request data"),
-                          QStringLiteral("warning: Incorrect reply data"), QStringLiteral("critical: 3 \tthree"),
-                          QStringLiteral("warning: Incorrect reply data")}));
+             QStringList({u"critical: 2 \tIncorrect request data"_s, u"warning: Incorrect reply data"_s,
+                          u"critical: 3 \tthree"_s, u"warning: Incorrect reply data"_s}));
 }
 
 void TstTarvexMessagesReciever::unknownHeaders_areSkippedLineByLine()
@@ -435,10 +423,9 @@ void TstTarvexMessagesReciever::unknownHeaders_areSkippedLineByLine()
     QVERIFY(m_receiver->open());
     QTRY_COMPARE(incoming.count(), 1);
     QCOMPARE(log.texts(),
-             QStringList({QStringLiteral("critical: Unknown request header: garbage"),
-                          QStringLiteral("critical: Unknown request header: more than fifte"),
-                          QStringLiteral("critical: Unknown request header: en"),
-                          QStringLiteral("critical: Unknown request header: ")}));
+             QStringList({u"critical: Unknown request header: garbage"_s,
+                          u"critical: Unknown request header: more than fifte"_s,
+                          u"critical: Unknown request header: en"_s, u"critical: Unknown request header: "_s}));
 }
 
 void TstTarvexMessagesReciever::headerCase_matters()
@@ -448,7 +435,7 @@ void TstTarvexMessagesReciever::headerCase_matters()
     const LogCapture log;
     QVERIFY(m_receiver->open());
     QTRY_COMPARE(incoming.count(), 1);
-    QCOMPARE(log.texts(), QStringList(QStringLiteral("critical: Unknown request header: [-request-]")));
+    QCOMPARE(log.texts(), QStringList(u"critical: Unknown request header: [-request-]"_s));
 }
 
 void TstTarvexMessagesReciever::headerWithBlanks_isRecognised()
@@ -464,20 +451,18 @@ void TstTarvexMessagesReciever::badSize_isReported_data()
 {
     QTest::addColumn<QByteArray>("bytes");
     QTest::addColumn<QStringList>("texts");
-    const QString size = QStringLiteral("warning: Invalid request size");
-    const QString reply = QStringLiteral("warning: Incorrect reply data");
-    QTest::newRow("words") << QByteArray("[-REQUEST-]\r\nmany\r\n")
-                           << QStringList({size + QStringLiteral(": many"), size});
-    QTest::newRow("empty") << QByteArray("[-REQUEST-]\r\n\r\n") << QStringList({size + QStringLiteral(": "), size});
+    const QString size = u"warning: Invalid request size"_s;
+    const QString reply = u"warning: Incorrect reply data"_s;
+    QTest::newRow("words") << QByteArray("[-REQUEST-]\r\nmany\r\n") << QStringList({size + u": many"_s, size});
+    QTest::newRow("empty") << QByteArray("[-REQUEST-]\r\n\r\n") << QStringList({size + u": "_s, size});
     QTest::newRow("negative") << QByteArray("[-REQUEST-]\r\n-5\r\n") << QStringList({size});
     QTest::newRow("beyond 32 bits") << QByteArray("[-REQUEST-]\r\n2147483648\r\n")
-                                    << QStringList({size + QStringLiteral(": 2147483648"), size});
+                                    << QStringList({size + u": 2147483648"_s, size});
     // Of a line that long only the first 15 bytes are taken; the rest is the next line.
     QTest::newRow("longer than a line") << QByteArray("[-REQUEST-]\r\n12345678901234567890\r\n")
-                                        << QStringList({size + QStringLiteral(": 123456789012345"), size,
-                                                        QStringLiteral("critical: Unknown request header: 67890")});
-    QTest::newRow("reply, words") << QByteArray("[-REPLY-]\r\nmany\r\n")
-                                  << QStringList({size + QStringLiteral(": many"), reply});
+                                        << QStringList({size + u": 123456789012345"_s, size,
+                                                        u"critical: Unknown request header: 67890"_s});
+    QTest::newRow("reply, words") << QByteArray("[-REPLY-]\r\nmany\r\n") << QStringList({size + u": many"_s, reply});
     QTest::newRow("reply, negative") << QByteArray("[-REPLY-]\r\n-5\r\n") << QStringList({reply});
 }
 
@@ -500,8 +485,8 @@ void TstTarvexMessagesReciever::sizeLineThatNeverComes_isReported()
     QVERIFY(m_receiver->open());
     QTRY_COMPARE(log.texts().size(), 3);
     QCOMPARE(log.texts(),
-             QStringList({QStringLiteral("warning: Socket is empty"), QStringLiteral("warning: Invalid request size"),
-                          QStringLiteral("critical: Unknown request header: 12")}));
+             QStringList({u"warning: Socket is empty"_s, u"warning: Invalid request size"_s,
+                          u"critical: Unknown request header: 12"_s}));
 }
 
 void TstTarvexMessagesReciever::badPayload_isReported_data()
@@ -510,15 +495,14 @@ void TstTarvexMessagesReciever::badPayload_isReported_data()
     QTest::addColumn<QStringList>("texts");
     const QByteArray words = FakeBus::payload(QByteArray("plain w\xc3\xb6rds"));
     QTest::newRow("request") << FakeBus::frame("[-REQUEST-]", words)
-                             << QStringList({QStringLiteral("warning: illegal value \tplain w\u00f6rds"),
-                                             QStringLiteral("warning: Invalid request data")});
+                             << QStringList({u"warning: illegal value \tplain w\u00f6rds"_s,
+                                             u"warning: Invalid request data"_s});
     QTest::newRow("reply") << FakeBus::frame("[-REPLY-]", words)
-                           << QStringList({QStringLiteral("warning: illegal value \tplain w\u00f6rds"),
-                                           QStringLiteral("warning: Incorrect reply data")});
+                           << QStringList(
+                                  {u"warning: illegal value \tplain w\u00f6rds"_s, u"warning: Incorrect reply data"_s});
     QTest::newRow("of size 0") << QByteArray("[-REQUEST-]\r\n0\r\n")
-                               << QStringList({QStringLiteral("warning: qUncompress: Input data is corrupted"),
-                                               QStringLiteral("warning: illegal value \t "),
-                                               QStringLiteral("warning: Invalid request data")});
+                               << QStringList({u"warning: qUncompress: Input data is corrupted"_s,
+                                               u"warning: illegal value \t "_s, u"warning: Invalid request data"_s});
 }
 
 void TstTarvexMessagesReciever::badPayload_isReported()
@@ -547,7 +531,7 @@ void TstTarvexMessagesReciever::shortPayload_isReportedOnce()
     m_bus->willPushInPieces({frame.chopped(1), "X"}, 2000);
     const LogCapture log;
     QVERIFY(m_receiver->open());
-    QTRY_COMPARE(log.texts(), QStringList(QStringLiteral("warning: Invalid request data")));
+    QTRY_COMPARE(log.texts(), QStringList(u"warning: Invalid request data"_s));
 }
 
 // A loaded machine may hold the second piece back for longer than the reader waits: one of five tries must do.
@@ -558,7 +542,7 @@ void TstTarvexMessagesReciever::frame_cutAnywhere_isRead()
     for (int cut = 1; cut < length - 1; cut += cut < 20 ? 1 : 3) {
         bool delivered = false;
         for (int attempt = 0; attempt < 5 && !delivered; ++attempt) {
-            m_receiver = std::make_unique<TarvexMessagesReciever>(QStringLiteral("printer"));
+            m_receiver = std::make_unique<TarvexMessagesReciever>(u"printer"_s);
             const QByteArray frame = pushFrame(numbered(10000));
             m_bus->willPushInPieces({frame.left(cut), frame.mid(cut)}, 1);
             QSignalSpy incoming(m_receiver.get(), SIGNAL(incomingMessage(Message)));
@@ -623,7 +607,7 @@ void TstTarvexMessagesReciever::burst_inTinyPieces_isDeliveredCompletely()
     QList<Message> delivered;
     QStringList lines;
     for (int attempt = 0; attempt < 10 && (delivered != messages || !lines.isEmpty()); ++attempt) {
-        m_receiver = std::make_unique<TarvexMessagesReciever>(QStringLiteral("printer"));
+        m_receiver = std::make_unique<TarvexMessagesReciever>(u"printer"_s);
         m_bus->willPushInTinyPieces(frames, pieceSize);
         QSignalSpy incoming(m_receiver.get(), SIGNAL(incomingMessage(Message)));
         const LogCapture log;
@@ -675,7 +659,7 @@ void TstTarvexMessagesReciever::peerDiesInsidePayload_isReported()
     const LogCapture log;
     QVERIFY(m_receiver->open());
     QTRY_COMPARE(disconnected.count(), 1);
-    QTRY_COMPARE(log.texts(), QStringList({CLOSED_LINE, QStringLiteral("warning: Invalid request data")}));
+    QTRY_COMPARE(log.texts(), QStringList({CLOSED_LINE, u"warning: Invalid request data"_s}));
     QTest::qWait(20);
     QCOMPARE(disconnected.count(), 1);
     QCOMPARE(incoming.count(), 0);
@@ -689,17 +673,16 @@ void TstTarvexMessagesReciever::logTexts_areTranslated()
     };
     // The last is a size line that never comes.
     m_bus->willPush("garbage\r\n" + QByteArray("[-REQUEST-]\r\nmany\r\n") + "[-REPLY-]\r\n-5\r\n" + pushFrames(1, 1)
-                    + pushFrames(1, 1) + FakeBus::requestFrame(QStringLiteral("other"), {}) + "[-REPLY-]\r\n");
+                    + pushFrames(1, 1) + FakeBus::requestFrame(u"other"_s, {}) + "[-REPLY-]\r\n");
     const MarkingTranslator translator;
     const LogCapture log;
     QVERIFY(m_receiver->open());
     QTRY_COMPARE(log.texts().size(), 8);
     QStringList texts = log.texts();
     QCOMPARE(texts.takeAt(0),
-             QStringLiteral("critical: ")
-                 + MarkingTranslator::marked("tarvex::TarvexMessagesReciever",
-                                             QStringLiteral("Unknown request header: garbage")));
-    QCOMPARE(texts.takeAt(0), marked("warning: ", "Invalid request size: ") + QStringLiteral("many"));
+             u"critical: "_s
+                 + MarkingTranslator::marked("tarvex::TarvexMessagesReciever", u"Unknown request header: garbage"_s));
+    QCOMPARE(texts.takeAt(0), marked("warning: ", "Invalid request size: ") + u"many"_s);
     QVERIFY(texts.takeAt(2).startsWith(marked("warning: ", "Message repeating:")));
     QCOMPARE(texts,
              QStringList({marked("warning: ", "Invalid request size"), marked("warning: ", "Incorrect reply data"),
@@ -804,8 +787,8 @@ void TstTarvexMessagesReciever::socketGone_everythingFails()
     QVERIFY(!m_receiver->isOpen());
     QVERIFY(!m_receiver->open());
     QVERIFY(!m_receiver->handshake());
-    QVERIFY(!m_receiver->request(QStringLiteral("x"), {}));
-    QVERIFY(!m_receiver->reply(QStringLiteral("x"), TarvexError(), {}));
+    QVERIFY(!m_receiver->request(u"x"_s, {}));
+    QVERIFY(!m_receiver->reply(u"x"_s, TarvexError(), {}));
     m_receiver->close();
     QVERIFY(QMetaObject::invokeMethod(m_receiver.get(), "onSocketReadyRead", Qt::DirectConnection));
     QCOMPARE(log.texts(), QStringList());

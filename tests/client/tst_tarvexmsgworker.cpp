@@ -3,6 +3,7 @@
 #include "client/tarvexmessagesreciever.h"
 #include "fakebus.h"
 #include "heldclock.h"
+#include "literals.h"
 #include "logcapture.h"
 #include "memoryuse.h"
 #include "receivercount.h"
@@ -29,17 +30,17 @@ namespace {
 Message carrying(const QString& text, int number = 1)
 {
     Message message;
-    message.setSender(QStringLiteral("cashbox"));
-    message.setReciever(QStringLiteral("printer"));
+    message.setSender(u"cashbox"_s);
+    message.setReciever(u"printer"_s);
     message.setDt(QDateTime(QDate(2024, 3, 5), QTime(7, 8, 9, 10)));
     message.setMessage(text);
-    message.setUid(QStringLiteral("uid%1").arg(number));
+    message.setUid(u"uid%1"_s.arg(number));
     return message;
 }
 
 QByteArray pushFrame(const Message& message)
 {
-    return FakeBus::requestFrame(QStringLiteral("sendMessage"), message.toVariantMap());
+    return FakeBus::requestFrame(u"sendMessage"_s, message.toVariantMap());
 }
 
 /// Accepts the handshake and pushes messages right after.
@@ -53,10 +54,10 @@ const FakeBus::Action sayNothing = [](FakeBus::Peer&, const FakeBus::Request&) {
 ClientState someState()
 {
     ClientState state;
-    state.setOwner(QStringLiteral("cashbox"));
-    state.setState(QStringLiteral("open"));
+    state.setOwner(u"cashbox"_s);
+    state.setState(u"open"_s);
     state.setStateType(static_cast<ClientState::EStateType>(3));
-    state.setDescription(QStringLiteral("the drawer"));
+    state.setDescription(u"the drawer"_s);
     state.setDt(QDateTime(QDate(2024, 3, 5), QTime(7, 8, 9, 10)));
     return state;
 }
@@ -65,7 +66,7 @@ ClientState someState()
 class CountingWorker : public TarvexMsgWorker
 {
 public:
-    CountingWorker() : TarvexMsgWorker(QStringLiteral("printer")) { clock.start(); }
+    CountingWorker() : TarvexMsgWorker(u"printer"_s) { clock.start(); }
 
     bool doStart() override
     {
@@ -97,15 +98,12 @@ public:
 class PrinterMsgWorker : public TarvexMsgWorker
 {
 public:
-    PrinterMsgWorker() : TarvexMsgWorker(QStringLiteral("printer")) { }
+    PrinterMsgWorker() : TarvexMsgWorker(u"printer"_s) { }
 
     bool doProcessCommand(const QString& cmd, const QVariantMap& data, const QString& sender,
                           const QString& uid) override
     {
-        commands.append(QVariantMap{{QStringLiteral("cmd"), cmd},
-                                    {QStringLiteral("data"), data},
-                                    {QStringLiteral("sender"), sender},
-                                    {QStringLiteral("uid"), uid}});
+        commands.append(QVariantMap{{u"cmd"_s, cmd}, {u"data"_s, data}, {u"sender"_s, sender}, {u"uid"_s, uid}});
         return cmd == QLatin1String("print") || TarvexMsgWorker::doProcessCommand(cmd, data, sender, uid);
     }
 
@@ -116,7 +114,7 @@ public:
 class RawMsgWorker : public TarvexMsgWorker
 {
 public:
-    RawMsgWorker() : TarvexMsgWorker(QStringLiteral("printer")) { }
+    RawMsgWorker() : TarvexMsgWorker(u"printer"_s) { }
 
     void doProcessMessage(const Message& msg) override { messages.append(msg); }
 
@@ -202,9 +200,8 @@ void TstTarvexMsgWorker::metaObject_hasItsMethodsInOrder()
         actual.append(QString::fromLatin1(meta.method(i).methodSignature()));
     }
     QCOMPARE(actual,
-             QStringList({QStringLiteral("updateSettings()"), QStringLiteral("stateChanged(ClientState)"),
-                          QStringLiteral("unprocessedMessage(Message)"), QStringLiteral("workerConnected()"),
-                          QStringLiteral("processMessage(Message)")}));
+             QStringList({u"updateSettings()"_s, u"stateChanged(ClientState)"_s, u"unprocessedMessage(Message)"_s,
+                          u"workerConnected()"_s, u"processMessage(Message)"_s}));
     for (int i = 0; i < 5; ++i) {
         QCOMPARE(meta.method(meta.methodOffset() + i).methodType(), i < 4 ? QMetaMethod::Signal : QMetaMethod::Slot);
     }
@@ -221,7 +218,7 @@ void TstTarvexMsgWorker::virtuals_standInTheirOrder()
 void TstTarvexMsgWorker::created_doesNothingYet()
 {
     const LogCapture log;
-    TarvexMsgWorker worker(QStringLiteral("printer"));
+    TarvexMsgWorker worker(u"printer"_s);
     QVERIFY(worker.parent() == nullptr);
     const auto timers = worker.findChildren<QTimer*>();
     QVERIFY(!timers.isEmpty());
@@ -230,7 +227,7 @@ void TstTarvexMsgWorker::created_doesNothingYet()
         QVERIFY(!timer->isSingleShot());
         QVERIFY(!timer->isActive());
     }
-    QCOMPARE(worker.findChild<TarvexMessagesReciever*>()->clientName(), QStringLiteral("printer"));
+    QCOMPARE(worker.findChild<TarvexMessagesReciever*>()->clientName(), u"printer"_s);
     QCOMPARE(m_bus->connectionCount(), 0);
     QCOMPARE(log.texts(), QStringList());
 }
@@ -240,35 +237,31 @@ void TstTarvexMsgWorker::message_isReadAsCommand_data()
     QTest::addColumn<QString>("text");
     QTest::addColumn<QString>("signal");
     QTest::addColumn<QStringList>("lines");
-    const QString update = QStringLiteral("updateSettings");
-    const QString state = QStringLiteral("stateChanged");
-    const QString other = QStringLiteral("unprocessedMessage");
+    const QString update = u"updateSettings"_s;
+    const QString state = u"stateChanged"_s;
+    const QString other = u"unprocessedMessage"_s;
     const QStringList nothing;
-    const QStringList noCommand{QStringLiteral("warning: no error occurred")};
-    const QStringList noJson{QStringLiteral("warning: illegal value")};
-    QTest::newRow("updateSettings") << QStringLiteral(R"({"cmd":"updateSettings"})") << update << nothing;
-    QTest::newRow("updateSettings, data")
-        << QStringLiteral(R"({"cmd":"updateSettings","data":{"a":1}})") << update << nothing;
-    QTest::newRow("updateSettings, a number")
-        << QStringLiteral(R"({"cmd":"updateSettings","data":5})") << update << nothing;
-    QTest::newRow("stateChanged") << QStringLiteral(R"({"cmd":"stateChanged","data":{"owner":"x"}})") << state
-                                  << nothing;
-    QTest::newRow("stateChanged, no data") << QStringLiteral(R"({"cmd":"stateChanged"})") << state << nothing;
-    QTest::newRow("another command") << QStringLiteral(R"({"cmd":"print","data":{}})") << other << nothing;
-    QTest::newRow("another case") << QStringLiteral(R"({"cmd":"UpdateSettings"})") << other << nothing;
-    QTest::newRow("a blank more") << QStringLiteral(R"({"cmd":"stateChanged "})") << other << nothing;
-    QTest::newRow("command a number") << QStringLiteral(R"({"cmd":5})") << other << nothing;
-    QTest::newRow("command null") << QStringLiteral(R"({"cmd":null})") << other << nothing;
-    QTest::newRow("command empty") << QStringLiteral(R"({"cmd":""})") << other << nothing;
-    QTest::newRow("no command") << QStringLiteral(R"({"command":"x"})") << other << noCommand;
-    QTest::newRow("empty object") << QStringLiteral("{}") << other << noCommand;
-    QTest::newRow("array") << QStringLiteral(R"(["cmd"])") << other << noCommand;
-    QTest::newRow("words") << QStringLiteral("plain words") << other << noJson;
+    const QStringList noCommand{u"warning: no error occurred"_s};
+    const QStringList noJson{u"warning: illegal value"_s};
+    QTest::newRow("updateSettings") << uR"({"cmd":"updateSettings"})"_s << update << nothing;
+    QTest::newRow("updateSettings, data") << uR"({"cmd":"updateSettings","data":{"a":1}})"_s << update << nothing;
+    QTest::newRow("updateSettings, a number") << uR"({"cmd":"updateSettings","data":5})"_s << update << nothing;
+    QTest::newRow("stateChanged") << uR"({"cmd":"stateChanged","data":{"owner":"x"}})"_s << state << nothing;
+    QTest::newRow("stateChanged, no data") << uR"({"cmd":"stateChanged"})"_s << state << nothing;
+    QTest::newRow("another command") << uR"({"cmd":"print","data":{}})"_s << other << nothing;
+    QTest::newRow("another case") << uR"({"cmd":"UpdateSettings"})"_s << other << nothing;
+    QTest::newRow("a blank more") << uR"({"cmd":"stateChanged "})"_s << other << nothing;
+    QTest::newRow("command a number") << uR"({"cmd":5})"_s << other << nothing;
+    QTest::newRow("command null") << uR"({"cmd":null})"_s << other << nothing;
+    QTest::newRow("command empty") << uR"({"cmd":""})"_s << other << nothing;
+    QTest::newRow("no command") << uR"({"command":"x"})"_s << other << noCommand;
+    QTest::newRow("empty object") << u"{}"_s << other << noCommand;
+    QTest::newRow("array") << uR"(["cmd"])"_s << other << noCommand;
+    QTest::newRow("words") << u"plain words"_s << other << noJson;
     QTest::newRow("empty") << QString() << other << noJson;
-    QTest::newRow("cut") << QStringLiteral(R"({"cmd":"updateSettings" )") << other
-                         << QStringList(QStringLiteral("warning: unterminated object"));
-    QTest::newRow("more behind") << QStringLiteral(R"({"cmd":"updateSettings"}{})") << other
-                                 << QStringList(QStringLiteral("warning: garbage at the end of the document"));
+    QTest::newRow("cut") << uR"({"cmd":"updateSettings" )"_s << other << QStringList(u"warning: unterminated object"_s);
+    QTest::newRow("more behind") << uR"({"cmd":"updateSettings"}{})"_s << other
+                                 << QStringList(u"warning: garbage at the end of the document"_s);
 }
 
 void TstTarvexMsgWorker::message_isReadAsCommand()
@@ -290,11 +283,11 @@ void TstTarvexMsgWorker::message_isReadAsCommand()
 void TstTarvexMsgWorker::message_repeatedKey_leavesNothingBehind()
 {
     PrinterMsgWorker worker;
-    const QString former = QStringLiteral("[1") + QStringLiteral(",1").repeated(1000) + QLatin1Char(']');
-    const Message message = carrying(QStringLiteral(R"({"cmd":"print","data":%1,"data":{"copies":2}})").arg(former));
+    const QString former = u"[1"_s + u",1"_s.repeated(1000) + QLatin1Char(']');
+    const Message message = carrying(uR"({"cmd":"print","data":%1,"data":{"copies":2}})"_s.arg(former));
     worker.processMessage(message);
-    const QVariantMap data{{QStringLiteral("copies"), 2}};
-    QCOMPARE(worker.commands.constFirst().value(QStringLiteral("data")).toMap(), data);
+    const QVariantMap data{{u"copies"_s, 2}};
+    QCOMPARE(worker.commands.constFirst().value(u"data"_s).toMap(), data);
     const qint64 before = memoryuse::allocated();
     for (int i = 0; i < 1000; ++i) {
         worker.commands.clear();
@@ -307,9 +300,8 @@ void TstTarvexMsgWorker::message_repeatedKey_leavesNothingBehind()
 void TstTarvexMsgWorker::stateChanged_carriesTheState()
 {
     QSignalSpy state(m_worker.get(), SIGNAL(stateChanged(ClientState)));
-    m_worker->processMessage(
-        carrying(QStringLiteral(R"({"cmd":"stateChanged","data":{"owner":"cashbox","state":"open","type":3,)"
-                                R"("description":"the drawer","date":"2024-03-05T07:08:09.010"}})")));
+    m_worker->processMessage(carrying(uR"({"cmd":"stateChanged","data":{"owner":"cashbox","state":"open","type":3,)"
+                                      R"("description":"the drawer","date":"2024-03-05T07:08:09.010"}})"_s));
     QCOMPARE(state.count(), 1);
     QVERIFY(state.constFirst().constFirst().value<ClientState>() == someState());
 }
@@ -317,10 +309,10 @@ void TstTarvexMsgWorker::stateChanged_carriesTheState()
 void TstTarvexMsgWorker::stateChanged_withoutData_isReadFromAnEmptyMap_data()
 {
     QTest::addColumn<QString>("text");
-    QTest::newRow("none") << QStringLiteral(R"({"cmd":"stateChanged"})");
-    QTest::newRow("null") << QStringLiteral(R"({"cmd":"stateChanged","data":null})");
-    QTest::newRow("string") << QStringLiteral(R"({"cmd":"stateChanged","data":"{\"owner\":\"x\"}"})");
-    QTest::newRow("array") << QStringLiteral(R"({"cmd":"stateChanged","data":[{"owner":"x"}]})");
+    QTest::newRow("none") << uR"({"cmd":"stateChanged"})"_s;
+    QTest::newRow("null") << uR"({"cmd":"stateChanged","data":null})"_s;
+    QTest::newRow("string") << uR"({"cmd":"stateChanged","data":"{\"owner\":\"x\"}"})"_s;
+    QTest::newRow("array") << uR"({"cmd":"stateChanged","data":[{"owner":"x"}]})"_s;
 }
 
 void TstTarvexMsgWorker::stateChanged_withoutData_isReadFromAnEmptyMap()
@@ -335,7 +327,7 @@ void TstTarvexMsgWorker::stateChanged_withoutData_isReadFromAnEmptyMap()
 void TstTarvexMsgWorker::otherMessage_isPassedOnAsItCame()
 {
     QSignalSpy other(m_worker.get(), SIGNAL(unprocessedMessage(Message)));
-    const Message message = carrying(QStringLiteral("plain words"), 7);
+    const Message message = carrying(u"plain words"_s, 7);
     m_worker->processMessage(message);
     QVERIFY(other.constFirst().constFirst().value<Message>() == message);
 }
@@ -345,20 +337,20 @@ void TstTarvexMsgWorker::subclass_handlesCommandsOfItsOwn()
     PrinterMsgWorker worker;
     const QSignalSpy update(&worker, SIGNAL(updateSettings()));
     QSignalSpy other(&worker, SIGNAL(unprocessedMessage(Message)));
-    worker.processMessage(carrying(QStringLiteral(R"({"cmd":"print","data":{"copies":2}})"), 4));
+    worker.processMessage(carrying(uR"({"cmd":"print","data":{"copies":2}})"_s, 4));
     QCOMPARE(other.count(), 0);
-    const QVariantMap command{{QStringLiteral("cmd"), QStringLiteral("print")},
-                              {QStringLiteral("data"), QVariantMap{{QStringLiteral("copies"), 2}}},
-                              {QStringLiteral("sender"), QStringLiteral("cashbox")},
-                              {QStringLiteral("uid"), QStringLiteral("uid4")}};
+    const QVariantMap command{{u"cmd"_s, u"print"_s},
+                              {u"data"_s, QVariantMap{{u"copies"_s, 2}}},
+                              {u"sender"_s, u"cashbox"_s},
+                              {u"uid"_s, u"uid4"_s}};
     QCOMPARE(worker.commands, QList<QVariantMap>{command});
-    worker.processMessage(carrying(QStringLiteral(R"({"cmd":"eject"})")));
+    worker.processMessage(carrying(uR"({"cmd":"eject"})"_s));
     QCOMPARE(other.count(), 1);
-    worker.processMessage(carrying(QStringLiteral(R"({"cmd":"updateSettings"})")));
+    worker.processMessage(carrying(uR"({"cmd":"updateSettings"})"_s));
     QCOMPARE(update.count(), 1);
     QCOMPARE(other.count(), 1);
     QCOMPARE(worker.commands.size(), 3);
-    worker.processMessage(carrying(QStringLiteral("plain words")));
+    worker.processMessage(carrying(u"plain words"_s));
     QCOMPARE(worker.commands.size(), 3);
 }
 
@@ -366,8 +358,8 @@ void TstTarvexMsgWorker::subclass_getsEmptyDataForAnythingButAnObject()
 {
     PrinterMsgWorker worker;
     for (const char* data : {"5", "[1]", "\"x\"", "null", "true"}) {
-        worker.processMessage(carrying(QStringLiteral(R"({"cmd":"print","data":%1})").arg(QLatin1String(data))));
-        QVERIFY2(worker.commands.constLast().value(QStringLiteral("data")).toMap().isEmpty(), data);
+        worker.processMessage(carrying(uR"({"cmd":"print","data":%1})"_s.arg(QLatin1String(data))));
+        QVERIFY2(worker.commands.constLast().value(u"data"_s).toMap().isEmpty(), data);
     }
     QCOMPARE(worker.commands.size(), 5);
 }
@@ -375,9 +367,9 @@ void TstTarvexMsgWorker::subclass_getsEmptyDataForAnythingButAnObject()
 void TstTarvexMsgWorker::subclass_getsANumberAsText()
 {
     PrinterMsgWorker worker;
-    worker.processMessage(carrying(QStringLiteral(R"({"cmd":5})")));
+    worker.processMessage(carrying(uR"({"cmd":5})"_s));
     QCOMPARE(worker.commands.size(), 1);
-    QCOMPARE(worker.commands.constFirst().value(QStringLiteral("cmd")).toString(), QStringLiteral("5"));
+    QCOMPARE(worker.commands.constFirst().value(u"cmd"_s).toString(), u"5"_s);
 }
 
 void TstTarvexMsgWorker::subclass_readsMessagesItself()
@@ -385,7 +377,7 @@ void TstTarvexMsgWorker::subclass_readsMessagesItself()
     RawMsgWorker worker;
     const QSignalSpy other(&worker, SIGNAL(unprocessedMessage(Message)));
     const LogCapture log;
-    const Message message = carrying(QStringLiteral("plain words"));
+    const Message message = carrying(u"plain words"_s);
     QVERIFY(QMetaObject::invokeMethod(&worker, "processMessage", Q_ARG(Message, message)));
     QCOMPARE(worker.messages.size(), 1);
     QVERIFY(worker.messages.constFirst() == message);
@@ -400,7 +392,7 @@ void TstTarvexMsgWorker::start_joinsTheBus()
     QVERIFY(m_worker->doStart());
     QCOMPARE(connected.count(), 1);
     QTRY_VERIFY(m_worker->isOpen());
-    const QVariantMap data{{QStringLiteral("name"), QStringLiteral("printer")}};
+    const QVariantMap data{{u"name"_s, u"printer"_s}};
     QCOMPARE(m_bus->handshakes().constFirst().data, data);
     QVERIFY(isLeftAlone());
     QCOMPARE(m_worker->starts.size(), 1);
@@ -411,26 +403,25 @@ void TstTarvexMsgWorker::start_joinsTheBus()
 
 void TstTarvexMsgWorker::pushedMessages_comeOutInOrder()
 {
-    m_bus->willAnswerHandshake(acceptAndPush(pushFrame(carrying(QStringLiteral(R"({"cmd":"updateSettings"})"), 1))
-                                             + pushFrame(carrying(QStringLiteral("plain words"), 2))
-                                             + pushFrame(carrying(QStringLiteral(R"({"cmd":"print"})"), 3))));
+    m_bus->willAnswerHandshake(acceptAndPush(pushFrame(carrying(uR"({"cmd":"updateSettings"})"_s, 1))
+                                             + pushFrame(carrying(u"plain words"_s, 2))
+                                             + pushFrame(carrying(uR"({"cmd":"print"})"_s, 3))));
     const QSignalSpy update(m_worker.get(), SIGNAL(updateSettings()));
     QSignalSpy other(m_worker.get(), SIGNAL(unprocessedMessage(Message)));
     const LogCapture log;
     QVERIFY(m_worker->doStart());
     QTRY_COMPARE(other.count(), 2);
     QCOMPARE(update.count(), 1);
-    QVERIFY(other.at(0).constFirst().value<Message>() == carrying(QStringLiteral("plain words"), 2));
-    QVERIFY(other.at(1).constFirst().value<Message>() == carrying(QStringLiteral(R"({"cmd":"print"})"), 3));
+    QVERIFY(other.at(0).constFirst().value<Message>() == carrying(u"plain words"_s, 2));
+    QVERIFY(other.at(1).constFirst().value<Message>() == carrying(uR"({"cmd":"print"})"_s, 3));
     QVERIFY(m_bus->waitForRequests(3));
-    QCOMPARE(log.texts(), QStringList(QStringLiteral("warning: illegal value")));
+    QCOMPARE(log.texts(), QStringList(u"warning: illegal value"_s));
 }
 
 void TstTarvexMsgWorker::startedTwice_hearsEverythingOnce()
 {
     m_bus->willAnswerHandshake(sayNothing);
-    m_bus->willAnswerHandshake(
-        acceptAndPush(pushFrame(carrying(QStringLiteral("one"), 1)) + pushFrame(carrying(QStringLiteral("two"), 2))));
+    m_bus->willAnswerHandshake(acceptAndPush(pushFrame(carrying(u"one"_s, 1)) + pushFrame(carrying(u"two"_s, 2))));
     const QSignalSpy connected(m_worker.get(), SIGNAL(workerConnected()));
     const QSignalSpy other(m_worker.get(), SIGNAL(unprocessedMessage(Message)));
     QVERIFY(m_worker->doStart());
@@ -503,7 +494,7 @@ void TstTarvexMsgWorker::busAway_isTriedEvery5000ms()
 void TstTarvexMsgWorker::busDropsTheConnection_isBackAtOnce()
 {
     m_bus->willAnswerHandshake(acceptAndPush({}));
-    m_bus->willAnswerHandshake(acceptAndPush(pushFrame(carrying(QStringLiteral("after the drop")))));
+    m_bus->willAnswerHandshake(acceptAndPush(pushFrame(carrying(u"after the drop"_s))));
     const QSignalSpy connected(m_worker.get(), SIGNAL(workerConnected()));
     const QSignalSpy other(m_worker.get(), SIGNAL(unprocessedMessage(Message)));
     QVERIFY(m_worker->doStart());
@@ -542,7 +533,7 @@ void TstTarvexMsgWorker::handshakeRefused_isBackAfter5s()
     const qint64 pause = m_worker->starts.at(1) - m_worker->starts.at(0);
     QVERIFY2(pause >= EARLIEST_MS && pause <= LATEST_MS, qPrintable(QString::number(pause)));
     QCOMPARE(m_bus->connectionCount(), 2);
-    QCOMPARE(log.texts(), QStringList(QStringLiteral("warning: Incorrect reply data")));
+    QCOMPARE(log.texts(), QStringList(u"warning: Incorrect reply data"_s));
 }
 
 void TstTarvexMsgWorker::handshakeNeverAnswered_isRestartedAfter30s()
@@ -578,7 +569,7 @@ void TstTarvexMsgWorker::acceptanceTakenBack_isBackAfter5s()
     m_bus->willAnswerHandshake([&takeBack](FakeBus::Peer& peer, const FakeBus::Request&) {
         peer.send(FakeBus::acceptance());
         takeBack.get_future().wait();
-        peer.send(FakeBus::replyFrame(QStringLiteral("handshake"), 3, QStringLiteral("refused")));
+        peer.send(FakeBus::replyFrame(u"handshake"_s, 3, u"refused"_s));
     });
     QVERIFY(m_worker->doStart());
     QTRY_VERIFY(m_worker->isOpen());
@@ -595,7 +586,7 @@ void TstTarvexMsgWorker::acceptanceTakenBack_isBackAfter5s()
     QCOMPARE(m_bus->connectionCount(), 2);
     QCOMPARE(m_worker->starts.size(), 2);
     QCOMPARE(m_worker->stops, 1);
-    QCOMPARE(log.texts(), QStringList(QStringLiteral("warning: Incorrect reply data")));
+    QCOMPARE(log.texts(), QStringList(u"warning: Incorrect reply data"_s));
 }
 
 // Whichever way it came to that, there is one timer that restarts it.
@@ -665,16 +656,15 @@ void TstTarvexMsgWorker::stop_beforeStart_isFine()
 
 void TstTarvexMsgWorker::stopAndStart_joinsAgain()
 {
-    m_bus->willAnswerHandshake(acceptAndPush(pushFrame(carrying(QStringLiteral("one"), 1))));
-    m_bus->willAnswerHandshake(
-        acceptAndPush(pushFrame(carrying(QStringLiteral("one"), 1)) + pushFrame(carrying(QStringLiteral("two"), 2))));
+    m_bus->willAnswerHandshake(acceptAndPush(pushFrame(carrying(u"one"_s, 1))));
+    m_bus->willAnswerHandshake(acceptAndPush(pushFrame(carrying(u"one"_s, 1)) + pushFrame(carrying(u"two"_s, 2))));
     QSignalSpy other(m_worker.get(), SIGNAL(unprocessedMessage(Message)));
     QVERIFY(m_worker->doStart());
     QTRY_COMPARE(other.count(), 1);
     m_worker->restart();
     // What was delivered before the restart is still known.
     QTRY_COMPARE(other.count(), 2);
-    QVERIFY(other.at(1).constFirst().value<Message>() == carrying(QStringLiteral("two"), 2));
+    QVERIFY(other.at(1).constFirst().value<Message>() == carrying(u"two"_s, 2));
     QCOMPARE(m_worker->stops, 1);
     QCOMPARE(m_bus->connectionCount(), 2);
 }

@@ -1,6 +1,7 @@
 #include "client/tarvexqueryhandler.h"
 
 #include "fakebus.h"
+#include "literals.h"
 #include "logcapture.h"
 #include "markingtranslator.h"
 #include "reconnection.h"
@@ -20,12 +21,12 @@ using namespace reconnection;
 
 namespace {
 
-const QString OPERATION = QStringLiteral("loadState");
+const QString OPERATION = u"loadState"_s;
 
 QVariantMap stateMap(const QString& text)
 {
     ClientState state;
-    state.setOwner(QStringLiteral("cashbox"));
+    state.setOwner(u"cashbox"_s);
     state.setState(text);
     state.setStateType(static_cast<ClientState::EStateType>(4));
     return state.toVariantMap();
@@ -127,24 +128,24 @@ private Q_SLOTS:
 void TstTarvexQueryHandler::metaObject_hasItsMethodsInOrder()
 {
     const QStringList expected{
-        QStringLiteral("busDisconnected()"),
-        QStringLiteral("tarvexConnected()"),
-        QStringLiteral("open()"),
-        QStringLiteral("close()"),
-        QStringLiteral("saveState(ClientState)"),
-        QStringLiteral("saveSettings(ClientSettings)"),
-        QStringLiteral("saveSettings(QList<ClientSettings>)"),
-        QStringLiteral("removeSettings(ClientSettings)"),
-        QStringLiteral("removeSettings(QString,bool)"),
-        QStringLiteral("removeSettings(QString)"),
-        QStringLiteral("sendMessage(Message)"),
-        QStringLiteral("subscribe(QList<QPair<QString,qint32> >)"),
-        QStringLiteral("subscribe(QStringList)"),
-        QStringLiteral("subscribe(QString,int)"),
-        QStringLiteral("unsubscribe(QStringList)"),
-        QStringLiteral("socketConnected()"),
-        QStringLiteral("socketDisconnected()"),
-        QStringLiteral("socketError(QAbstractSocket::SocketError)"),
+        u"busDisconnected()"_s,
+        u"tarvexConnected()"_s,
+        u"open()"_s,
+        u"close()"_s,
+        u"saveState(ClientState)"_s,
+        u"saveSettings(ClientSettings)"_s,
+        u"saveSettings(QList<ClientSettings>)"_s,
+        u"removeSettings(ClientSettings)"_s,
+        u"removeSettings(QString,bool)"_s,
+        u"removeSettings(QString)"_s,
+        u"sendMessage(Message)"_s,
+        u"subscribe(QList<QPair<QString,qint32> >)"_s,
+        u"subscribe(QStringList)"_s,
+        u"subscribe(QString,int)"_s,
+        u"unsubscribe(QStringList)"_s,
+        u"socketConnected()"_s,
+        u"socketDisconnected()"_s,
+        u"socketError(QAbstractSocket::SocketError)"_s,
     };
     const QMetaObject& meta = TarvexQueryHandler::staticMetaObject;
     QStringList actual;
@@ -163,9 +164,9 @@ void TstTarvexQueryHandler::metaObject_hasItsMethodsInOrder()
 void TstTarvexQueryHandler::construct_isClosed()
 {
     QObject parent;
-    const auto* handler = new TarvexQueryHandler(QStringLiteral("printer"), &parent);
+    const auto* handler = new TarvexQueryHandler(u"printer"_s, &parent);
     QCOMPARE(handler->parent(), &parent);
-    QCOMPARE(handler->clientName(), QStringLiteral("printer"));
+    QCOMPARE(handler->clientName(), u"printer"_s);
     QVERIFY(!handler->isOpen());
     QVERIFY(!handler->handshaked());
     QVERIFY(handler->findChild<QTcpSocket*>() != nullptr);
@@ -173,7 +174,7 @@ void TstTarvexQueryHandler::construct_isClosed()
 
 void TstTarvexQueryHandler::open_withoutServer_fails()
 {
-    TarvexQueryHandler handler(QStringLiteral("printer"));
+    TarvexQueryHandler handler(u"printer"_s);
     const QSignalSpy connected(&handler, SIGNAL(tarvexConnected()));
     const LogCapture log;
     QVERIFY(!handler.open());
@@ -185,7 +186,7 @@ void TstTarvexQueryHandler::open_withoutServer_fails()
 void TstTarvexQueryHandler::open_accepted_isOpen()
 {
     FakeBus bus;
-    TarvexQueryHandler handler(QStringLiteral("printer"));
+    TarvexQueryHandler handler(u"printer"_s);
     const QSignalSpy connected(&handler, SIGNAL(tarvexConnected()));
     const LogCapture log;
     QVERIFY(handler.open());
@@ -198,7 +199,7 @@ void TstTarvexQueryHandler::open_accepted_isOpen()
 void TstTarvexQueryHandler::open_whenOpen_doesNothing()
 {
     FakeBus bus;
-    TarvexQueryHandler handler(QStringLiteral("printer"));
+    TarvexQueryHandler handler(u"printer"_s);
     QVERIFY(handler.open());
     const QSignalSpy connected(&handler, SIGNAL(tarvexConnected()));
     QVERIFY(handler.open());
@@ -211,7 +212,7 @@ void TstTarvexQueryHandler::open_refused_isClosedAndSilent()
 {
     FakeBus bus;
     bus.willRefuseHandshake(3);
-    TarvexQueryHandler handler(QStringLiteral("printer"));
+    TarvexQueryHandler handler(u"printer"_s);
     const QSignalSpy connected(&handler, SIGNAL(tarvexConnected()));
     const QSignalSpy disconnected(&handler, SIGNAL(busDisconnected()));
     const LogCapture log;
@@ -232,7 +233,7 @@ void TstTarvexQueryHandler::open_codeWithEmptyLow16Bits_isAccepted()
 {
     FakeBus bus;
     bus.willRefuseHandshake(65536);
-    TarvexQueryHandler handler(QStringLiteral("printer"));
+    TarvexQueryHandler handler(u"printer"_s);
     QVERIFY(handler.open());
     QVERIFY(handler.isOpen());
 }
@@ -240,7 +241,7 @@ void TstTarvexQueryHandler::open_codeWithEmptyLow16Bits_isAccepted()
 void TstTarvexQueryHandler::open_betweenConnectAndReply_isNotOpen()
 {
     FakeBus bus;
-    TarvexQueryHandler handler(QStringLiteral("printer"));
+    TarvexQueryHandler handler(u"printer"_s);
     bool wasConnected = false;
     bool wasOpen = true;
     connect(handler.findChild<QTcpSocket*>(), &QTcpSocket::connected, &handler, [&] {
@@ -256,14 +257,14 @@ void TstTarvexQueryHandler::open_serverDiesInHandshake_fails()
 {
     FakeBus bus;
     bus.willAnswerHandshake([](FakeBus::Peer& peer, const FakeBus::Request&) { peer.close(); });
-    TarvexQueryHandler handler(QStringLiteral("printer"));
+    TarvexQueryHandler handler(u"printer"_s);
     const QSignalSpy connected(&handler, SIGNAL(tarvexConnected()));
     const QSignalSpy disconnected(&handler, SIGNAL(busDisconnected()));
     const LogCapture log;
     QVERIFY(!handler.open());
     QCOMPARE(connected.count(), 0);
     QCOMPARE(disconnected.count(), 1);
-    QCOMPARE(log.texts(), QStringList({CLOSED_LINE, QStringLiteral("critical: Socket wait for ready read error")}));
+    QCOMPARE(log.texts(), QStringList({CLOSED_LINE, u"critical: Socket wait for ready read error"_s}));
     QVERIFY(isClosed(handler));
     QVERIFY(handler.open());
     QCOMPARE(bus.connectionCount(), 2);
@@ -272,14 +273,12 @@ void TstTarvexQueryHandler::open_serverDiesInHandshake_fails()
 void TstTarvexQueryHandler::handshake_isOneRequestFrame()
 {
     FakeBus bus;
-    TarvexQueryHandler handler(QStringLiteral("printer"));
+    TarvexQueryHandler handler(u"printer"_s);
     QVERIFY(handler.open());
     QCOMPARE(bus.handshakes().size(), 1);
     const FakeBus::Request handshake = bus.handshakes().constFirst();
     QVERIFY(handshake.frame.startsWith("[-REQUEST-]\r\n"));
-    const QVariantMap envelope{
-        {QStringLiteral("operation"), QStringLiteral("handshake")},
-        {QStringLiteral("data"), QVariantMap{{QStringLiteral("name"), QStringLiteral("printer")}}}};
+    const QVariantMap envelope{{u"operation"_s, u"handshake"_s}, {u"data"_s, QVariantMap{{u"name"_s, u"printer"_s}}}};
     QCOMPARE(handshake.envelope, envelope);
     QCOMPARE(bus.requests().size(), 0);
 }
@@ -287,7 +286,7 @@ void TstTarvexQueryHandler::handshake_isOneRequestFrame()
 void TstTarvexQueryHandler::request_whenClosed_isSilent()
 {
     FakeBus bus;
-    TarvexQueryHandler handler(QStringLiteral("printer"));
+    TarvexQueryHandler handler(u"printer"_s);
     const LogCapture log;
     QVERIFY(!handler.saveState(ClientState()));
     QCOMPARE(log.texts(), QStringList());
@@ -297,7 +296,7 @@ void TstTarvexQueryHandler::request_whenClosed_isSilent()
 void TstTarvexQueryHandler::request_afterServerWent_fails()
 {
     FakeBus bus;
-    TarvexQueryHandler handler(QStringLiteral("printer"));
+    TarvexQueryHandler handler(u"printer"_s);
     QVERIFY(handler.open());
     bus.dropConnections();
     const QSignalSpy disconnected(&handler, SIGNAL(busDisconnected()));
@@ -305,14 +304,14 @@ void TstTarvexQueryHandler::request_afterServerWent_fails()
     QVERIFY(!handler.saveState(ClientState()));
     QVERIFY(!handler.isOpen());
     QCOMPARE(disconnected.count(), 1);
-    QCOMPARE(log.texts().constLast(), QStringLiteral("critical: Socket wait for ready read error"));
+    QCOMPARE(log.texts().constLast(), u"critical: Socket wait for ready read error"_s);
     QVERIFY(handler.open());
 }
 
 void TstTarvexQueryHandler::request_afterClose_isSilent()
 {
     FakeBus bus;
-    TarvexQueryHandler handler(QStringLiteral("printer"));
+    TarvexQueryHandler handler(u"printer"_s);
     QVERIFY(handler.open());
     handler.close();
     const LogCapture log;
@@ -324,27 +323,27 @@ void TstTarvexQueryHandler::request_afterClose_isSilent()
 void TstTarvexQueryHandler::request_afterNoticedDrop_logsOnce()
 {
     FakeBus bus;
-    TarvexQueryHandler handler(QStringLiteral("printer"));
+    TarvexQueryHandler handler(u"printer"_s);
     QVERIFY(handler.open());
     QSignalSpy disconnected(&handler, SIGNAL(busDisconnected()));
     bus.dropConnections();
     QVERIFY(disconnected.wait(20000));
     const LogCapture log;
     QVERIFY(!handler.saveState(ClientState()));
-    QCOMPARE(log.texts(), QStringList(QStringLiteral("critical: Socket wait for ready read error")));
+    QCOMPARE(log.texts(), QStringList(u"critical: Socket wait for ready read error"_s));
 }
 
 void TstTarvexQueryHandler::reply_takenBySomebodyElse_isLogged()
 {
     FakeBus bus;
     bus.willReply(OPERATION);
-    TarvexQueryHandler handler(QStringLiteral("printer"));
+    TarvexQueryHandler handler(u"printer"_s);
     QVERIFY(handler.open());
     auto* const socket = handler.findChild<QTcpSocket*>();
     connect(socket, &QTcpSocket::readyRead, socket, [socket] { socket->readAll(); });
     const LogCapture log;
     QVERIFY(!handler.saveState(ClientState()));
-    QCOMPARE(log.texts(), QStringList(QStringLiteral("critical: Socket is empty")));
+    QCOMPARE(log.texts(), QStringList(u"critical: Socket is empty"_s));
 }
 
 void TstTarvexQueryHandler::reply_isTakenAsAnswer_data()
@@ -361,11 +360,11 @@ void TstTarvexQueryHandler::reply_isTakenAsAnswer()
     const QString text = longText(length);
     FakeBus bus;
     bus.willSend(stateReply(text));
-    TarvexQueryHandler handler(QStringLiteral("printer"));
+    TarvexQueryHandler handler(u"printer"_s);
     QVERIFY(handler.open());
     ClientState state;
     const LogCapture log;
-    QVERIFY(handler.loadState(QStringLiteral("cashbox"), state));
+    QVERIFY(handler.loadState(u"cashbox"_s, state));
     QVERIFY(state.state() == text);
     QCOMPARE(int(state.stateType()), 4);
     QCOMPARE(log.texts(), QStringList());
@@ -375,10 +374,10 @@ void TstTarvexQueryHandler::reply_withoutDataOrResult_isSuccess()
 {
     FakeBus bus;
     bus.willSend(FakeBus::frame("[-REPLY-]", FakeBus::payload(QByteArray("{}"))));
-    TarvexQueryHandler handler(QStringLiteral("printer"));
+    TarvexQueryHandler handler(u"printer"_s);
     QVERIFY(handler.open());
     ClientState state;
-    state.setState(QStringLiteral("before"));
+    state.setState(u"before"_s);
     QVERIFY(handler.loadState(QString(), state));
     QCOMPARE(state, ClientState::fromVariantMap({}));
 }
@@ -387,7 +386,7 @@ void TstTarvexQueryHandler::reply_notAnObject_isSuccess()
 {
     FakeBus bus;
     bus.willSend(FakeBus::frame("[-REPLY-]", FakeBus::payload(QByteArray("[1,2]"))));
-    TarvexQueryHandler handler(QStringLiteral("printer"));
+    TarvexQueryHandler handler(u"printer"_s);
     QVERIFY(handler.open());
     QVERIFY(handler.saveState(ClientState()));
 }
@@ -395,8 +394,8 @@ void TstTarvexQueryHandler::reply_notAnObject_isSuccess()
 void TstTarvexQueryHandler::reply_operationIsNotCompared()
 {
     FakeBus bus;
-    bus.willReply(QStringLiteral("somethingElse"));
-    TarvexQueryHandler handler(QStringLiteral("printer"));
+    bus.willReply(u"somethingElse"_s);
+    TarvexQueryHandler handler(u"printer"_s);
     QVERIFY(handler.open());
     QVERIFY(handler.saveState(ClientState()));
 }
@@ -404,25 +403,24 @@ void TstTarvexQueryHandler::reply_operationIsNotCompared()
 void TstTarvexQueryHandler::reply_nonZeroCode_isLogged()
 {
     FakeBus bus;
-    bus.willReply(OPERATION, 5, QStringLiteral("There are no settings for client"), {{QStringLiteral("a"), 1}});
-    TarvexQueryHandler handler(QStringLiteral("printer"));
+    bus.willReply(OPERATION, 5, u"There are no settings for client"_s, {{u"a"_s, 1}});
+    TarvexQueryHandler handler(u"printer"_s);
     QVERIFY(handler.open());
     ClientState state;
-    state.setState(QStringLiteral("before"));
+    state.setState(u"before"_s);
     const LogCapture log;
     QVERIFY(!handler.loadState(QString(), state));
-    QCOMPARE(state.state(), QStringLiteral("before"));
+    QCOMPARE(state.state(), u"before"_s);
     QCOMPARE(log.lines().size(), 1);
     QCOMPARE(log.lines().constFirst().type, QtCriticalMsg);
-    QCOMPARE(log.lines().constFirst().category, QStringLiteral("default"));
+    QCOMPARE(log.lines().constFirst().category, u"default"_s);
     QStringList fields = log.lines().constFirst().text.split(QLatin1Char('\t'));
     for (QString& field : fields) {
         field = field.trimmed();
     }
     QCOMPARE(fields,
-             QStringList({QStringLiteral("5"), QStringLiteral("There are no settings for client"), OPERATION,
-                          QStringLiteral(R"({"a":1})"),
-                          QStringLiteral(R"({"code":5,"description":"There are no settings for client"})")}));
+             QStringList({u"5"_s, u"There are no settings for client"_s, OPERATION, uR"({"a":1})"_s,
+                          uR"({"code":5,"description":"There are no settings for client"})"_s}));
     QVERIFY(handler.isOpen());
 }
 
@@ -430,21 +428,21 @@ void TstTarvexQueryHandler::reply_codeIsCutTo16Bits()
 {
     FakeBus bus;
     bus.willReply(OPERATION, 65536);
-    bus.willReply(OPERATION, 65538, QStringLiteral("two"));
-    TarvexQueryHandler handler(QStringLiteral("printer"));
+    bus.willReply(OPERATION, 65538, u"two"_s);
+    TarvexQueryHandler handler(u"printer"_s);
     QVERIFY(handler.open());
     QVERIFY(handler.saveState(ClientState()));
     const LogCapture log;
     QVERIFY(!handler.saveState(ClientState()));
-    QVERIFY(contains(log.texts(), QStringLiteral("critical: 2 \ttwo")));
+    QVERIFY(contains(log.texts(), u"critical: 2 \ttwo"_s));
 }
 
 void TstTarvexQueryHandler::reply_namedHandshake_decidesOnTheConnection()
 {
     FakeBus bus;
-    bus.willReply(QStringLiteral("handshake"), 0);
-    bus.willReply(QStringLiteral("handshake"), 3);
-    TarvexQueryHandler handler(QStringLiteral("printer"));
+    bus.willReply(u"handshake"_s, 0);
+    bus.willReply(u"handshake"_s, 3);
+    TarvexQueryHandler handler(u"printer"_s);
     QVERIFY(handler.open());
     QVERIFY(handler.saveState(ClientState()));
     QVERIFY(handler.handshaked());
@@ -460,28 +458,27 @@ void TstTarvexQueryHandler::reply_namedHandshake_decidesOnTheConnection()
 void TstTarvexQueryHandler::reply_namedAlmostHandshake_isOrdinary()
 {
     FakeBus bus;
-    bus.willReply(QStringLiteral("Handshake"), 3, QStringLiteral("three"));
-    TarvexQueryHandler handler(QStringLiteral("printer"));
+    bus.willReply(u"Handshake"_s, 3, u"three"_s);
+    TarvexQueryHandler handler(u"printer"_s);
     QVERIFY(handler.open());
     const LogCapture log;
     QVERIFY(!handler.saveState(ClientState()));
     QVERIFY(handler.isOpen());
     QCOMPARE(log.texts().size(), 1);
-    QVERIFY(contains(log.texts(), QStringLiteral("critical: 3 \tthree")));
+    QVERIFY(contains(log.texts(), u"critical: 3 \tthree"_s));
 }
 
 void TstTarvexQueryHandler::reply_wrongHeader_isLogged_data()
 {
     QTest::addColumn<QByteArray>("line");
     QTest::addColumn<QString>("shown");
-    QTest::newRow("a request") << QByteArray("[-REQUEST-]\r\n") << QStringLiteral("[-REQUEST-]");
-    QTest::newRow("lower case") << QByteArray("[-reply-]\r\n") << QStringLiteral("[-reply-]");
-    QTest::newRow("not ASCII") << QByteArray("\xe9t\xe9\r\n") << QStringLiteral("\u00e9t\u00e9");
-    QTest::newRow("without an end") << QByteArray("[-REP") << QStringLiteral("[-REP");
-    QTest::newRow("too long") << QByteArray("0123456789abcdefghi\r\n") << QStringLiteral("0123456789abcde");
+    QTest::newRow("a request") << QByteArray("[-REQUEST-]\r\n") << u"[-REQUEST-]"_s;
+    QTest::newRow("lower case") << QByteArray("[-reply-]\r\n") << u"[-reply-]"_s;
+    QTest::newRow("not ASCII") << QByteArray("\xe9t\xe9\r\n") << u"\u00e9t\u00e9"_s;
+    QTest::newRow("without an end") << QByteArray("[-REP") << u"[-REP"_s;
+    QTest::newRow("too long") << QByteArray("0123456789abcdefghi\r\n") << u"0123456789abcde"_s;
     QTest::newRow("empty") << QByteArray("\r\n") << QString();
-    QTest::newRow("with a zero byte") << QByteArray("[-REPLY-]\0x\r\n", 13)
-                                      << QString(QStringLiteral("[-REPLY-]%1x").arg(QChar(0)));
+    QTest::newRow("with a zero byte") << QByteArray("[-REPLY-]\0x\r\n", 13) << QString(u"[-REPLY-]%1x"_s.arg(QChar(0)));
 }
 
 void TstTarvexQueryHandler::reply_wrongHeader_isLogged()
@@ -490,11 +487,11 @@ void TstTarvexQueryHandler::reply_wrongHeader_isLogged()
     QFETCH(QString, shown);
     FakeBus bus;
     bus.willSend(line);
-    TarvexQueryHandler handler(QStringLiteral("printer"));
+    TarvexQueryHandler handler(u"printer"_s);
     QVERIFY(handler.open());
     const LogCapture log;
     QVERIFY(!handler.saveState(ClientState()));
-    QCOMPARE(log.texts(), QStringList(QStringLiteral("critical: Incorrect reply header: ") + shown));
+    QCOMPARE(log.texts(), QStringList(u"critical: Incorrect reply header: "_s + shown));
     QVERIFY(handler.isOpen());
 }
 
@@ -503,7 +500,7 @@ void TstTarvexQueryHandler::reply_headerWithBlanks_isRecognised()
     FakeBus bus;
     const QByteArray payload = FakeBus::payload(QByteArray("{}"));
     bus.willSend(" [-REPLY-]\t\r\n " + QByteArray::number(payload.size()) + " \n" + payload);
-    TarvexQueryHandler handler(QStringLiteral("printer"));
+    TarvexQueryHandler handler(u"printer"_s);
     QVERIFY(handler.open());
     QVERIFY(handler.saveState(ClientState()));
 }
@@ -527,52 +524,52 @@ void TstTarvexQueryHandler::reply_sizeThatIsNoNumber_isReadAsEmpty()
     QFETCH(QByteArray, line);
     FakeBus bus;
     bus.willSend("[-REPLY-]\r\n" + line);
-    TarvexQueryHandler handler(QStringLiteral("printer"));
+    TarvexQueryHandler handler(u"printer"_s);
     QVERIFY(handler.open());
     const LogCapture log;
     QVERIFY(!handler.saveState(ClientState()));
     QStringList texts = log.texts();
-    texts.removeAll(QStringLiteral("warning: qUncompress: Input data is corrupted"));
-    QCOMPARE(texts, QStringList(QStringLiteral("warning: illegal value \t")));
+    texts.removeAll(u"warning: qUncompress: Input data is corrupted"_s);
+    QCOMPARE(texts, QStringList(u"warning: illegal value \t"_s));
 }
 
 void TstTarvexQueryHandler::reply_negativeSize_isLogged()
 {
     FakeBus bus;
     bus.willSend("[-REPLY-]\r\n-5\r\nabcde");
-    TarvexQueryHandler handler(QStringLiteral("printer"));
+    TarvexQueryHandler handler(u"printer"_s);
     QVERIFY(handler.open());
     const LogCapture log;
     QVERIFY(!handler.saveState(ClientState()));
-    QCOMPARE(log.texts(), QStringList(QStringLiteral("critical: Incorrect reply data size ")));
+    QCOMPARE(log.texts(), QStringList(u"critical: Incorrect reply data size "_s));
 }
 
 void TstTarvexQueryHandler::reply_lyingSize_fails()
 {
     FakeBus bus;
     bus.willSend("[-REPLY-]\r\n2147483647\r\nabcd");
-    TarvexQueryHandler handler(QStringLiteral("printer"));
+    TarvexQueryHandler handler(u"printer"_s);
     QVERIFY(handler.open());
     QElapsedTimer timer;
     timer.start();
     const LogCapture log;
     QVERIFY(!handler.saveState(ClientState()));
     QVERIFY(timer.elapsed() < 20000);
-    QCOMPARE(log.texts(), QStringList(QStringLiteral("critical: Incorrect reply data size ")));
+    QCOMPARE(log.texts(), QStringList(u"critical: Incorrect reply data size "_s));
 }
 
 void TstTarvexQueryHandler::reply_shortPayload_isLogged()
 {
     FakeBus bus;
     bus.willSend("[-REPLY-]\r\n250\r\nline one\nl\xc3\xadnea dos");
-    TarvexQueryHandler handler(QStringLiteral("printer"));
+    TarvexQueryHandler handler(u"printer"_s);
     QVERIFY(handler.open());
     ClientState state;
-    state.setState(QStringLiteral("before"));
+    state.setState(u"before"_s);
     const LogCapture log;
     QVERIFY(!handler.loadState(QString(), state));
-    QCOMPARE(log.texts(), QStringList(QStringLiteral("critical: Incorrect reply data size line one\nl\u00ednea dos")));
-    QCOMPARE(state.state(), QStringLiteral("before"));
+    QCOMPARE(log.texts(), QStringList(u"critical: Incorrect reply data size line one\nl\u00ednea dos"_s));
+    QCOMPARE(state.state(), u"before"_s);
     QVERIFY(handler.isOpen());
 }
 
@@ -580,19 +577,19 @@ void TstTarvexQueryHandler::reply_undecodable_isLogged()
 {
     FakeBus bus;
     bus.willSend(FakeBus::frame("[-REPLY-]", FakeBus::payload(QByteArray("plain \x01w\xc3\xb6rds"))));
-    TarvexQueryHandler handler(QStringLiteral("printer"));
+    TarvexQueryHandler handler(u"printer"_s);
     QVERIFY(handler.open());
     const LogCapture log;
     QVERIFY(!handler.saveState(ClientState()));
-    QCOMPARE(log.texts(), QStringList(QStringLiteral("warning: illegal value \tplain \\x01w\u00f6rds")));
+    QCOMPARE(log.texts(), QStringList(u"warning: illegal value \tplain \\x01w\u00f6rds"_s));
 }
 
 // A loaded machine may hold the second piece back for longer than the reader waits: one of five tries must do.
 void TstTarvexQueryHandler::reply_cutAnywhere_isRead()
 {
-    const QByteArray frame = stateReply(QStringLiteral("ready"));
+    const QByteArray frame = stateReply(u"ready"_s);
     FakeBus bus;
-    TarvexQueryHandler handler(QStringLiteral("printer"));
+    TarvexQueryHandler handler(u"printer"_s);
     for (int cut = 1; cut < frame.size(); ++cut) {
         bool read = false;
         for (int attempt = 0; attempt < 5 && !read; ++attempt) {
@@ -602,7 +599,7 @@ void TstTarvexQueryHandler::reply_cutAnywhere_isRead()
             QVERIFY(handler.open());
             bus.willSendInPieces({frame.left(cut), frame.mid(cut)}, 1);
             ClientState state;
-            read = handler.loadState(QString(), state) && state.state() == QStringLiteral("ready");
+            read = handler.loadState(QString(), state) && state.state() == u"ready"_s;
         }
         QVERIFY2(read, qPrintable(QString::number(cut)));
     }
@@ -619,7 +616,7 @@ void TstTarvexQueryHandler::reply_inManySegmentsWithPauses_isRead()
     }
     FakeBus bus;
     bus.willSendInPieces(pieces, 3);
-    TarvexQueryHandler handler(QStringLiteral("printer"));
+    TarvexQueryHandler handler(u"printer"_s);
     QVERIFY(handler.open());
     ClientState state;
     const LogCapture log;
@@ -630,15 +627,15 @@ void TstTarvexQueryHandler::reply_inManySegmentsWithPauses_isRead()
 
 void TstTarvexQueryHandler::reply_pauseBeyondTheRounds_fails()
 {
-    const QByteArray frame = stateReply(QStringLiteral("ready"));
+    const QByteArray frame = stateReply(u"ready"_s);
     FakeBus bus;
     bus.willSendInPieces({frame.chopped(10), frame.right(10)}, 1000);
-    TarvexQueryHandler handler(QStringLiteral("printer"));
+    TarvexQueryHandler handler(u"printer"_s);
     QVERIFY(handler.open());
     const LogCapture log;
     QVERIFY(!handler.saveState(ClientState()));
     QCOMPARE(log.texts().size(), 1);
-    QVERIFY(contains(log.texts(), QStringLiteral("critical: Incorrect reply data size ")));
+    QVERIFY(contains(log.texts(), u"critical: Incorrect reply data size "_s));
 }
 
 void TstTarvexQueryHandler::reply_serverDiesInTheMiddle_failsSoon()
@@ -649,7 +646,7 @@ void TstTarvexQueryHandler::reply_serverDiesInTheMiddle_failsSoon()
         peer.send(frame.left(frame.size() / 2));
         peer.close();
     });
-    TarvexQueryHandler handler(QStringLiteral("printer"));
+    TarvexQueryHandler handler(u"printer"_s);
     QVERIFY(handler.open());
     const QSignalSpy disconnected(&handler, SIGNAL(busDisconnected()));
     const LogCapture log;
@@ -659,7 +656,7 @@ void TstTarvexQueryHandler::reply_serverDiesInTheMiddle_failsSoon()
     QVERIFY(timer.elapsed() < 20000); // all rounds would be 400 s
     QCOMPARE(log.texts().size(), 2);
     QCOMPARE(log.texts().constFirst(), CLOSED_LINE);
-    QVERIFY(log.texts().constLast().startsWith(QStringLiteral("critical: Incorrect reply data size ")));
+    QVERIFY(log.texts().constLast().startsWith(u"critical: Incorrect reply data size "_s));
     QVERIFY(!handler.isOpen());
     QTest::qWait(20);
     QCOMPARE(disconnected.count(), 1);
@@ -669,8 +666,8 @@ void TstTarvexQueryHandler::reply_serverDiesInALine_isReported_data()
 {
     QTest::addColumn<QByteArray>("bytes");
     QTest::addColumn<QString>("beginning");
-    QTest::newRow("header") << QByteArray("[-REP") << QStringLiteral("critical: Incorrect reply header: [-REP");
-    QTest::newRow("size") << QByteArray("[-REPLY-]\r\n12") << QStringLiteral("critical: Incorrect reply data size ");
+    QTest::newRow("header") << QByteArray("[-REP") << u"critical: Incorrect reply header: [-REP"_s;
+    QTest::newRow("size") << QByteArray("[-REPLY-]\r\n12") << u"critical: Incorrect reply data size "_s;
 }
 
 // The connection's own word comes before that it is gone, and the exchange's after both.
@@ -683,7 +680,7 @@ void TstTarvexQueryHandler::reply_serverDiesInALine_isReported()
         peer.send(bytes);
         peer.close();
     });
-    TarvexQueryHandler handler(QStringLiteral("printer"));
+    TarvexQueryHandler handler(u"printer"_s);
     QVERIFY(handler.open());
     const LogCapture log;
     QStringList before;
@@ -701,15 +698,15 @@ void TstTarvexQueryHandler::reply_serverClosesAfterIt_isRead()
 {
     FakeBus bus;
     bus.willDo([](FakeBus::Peer& peer, const FakeBus::Request&) {
-        peer.send(stateReply(QStringLiteral("last words")));
+        peer.send(stateReply(u"last words"_s));
         peer.close();
     });
-    TarvexQueryHandler handler(QStringLiteral("printer"));
+    TarvexQueryHandler handler(u"printer"_s);
     QVERIFY(handler.open());
     const QSignalSpy disconnected(&handler, SIGNAL(busDisconnected()));
     ClientState state;
     QVERIFY(handler.loadState(QString(), state));
-    QCOMPARE(state.state(), QStringLiteral("last words"));
+    QCOMPARE(state.state(), u"last words"_s);
     QTRY_COMPARE(disconnected.count(), 1);
     QVERIFY(!handler.isOpen());
 }
@@ -718,12 +715,12 @@ void TstTarvexQueryHandler::reply_serverResets_fails()
 {
     FakeBus bus;
     bus.willDo([](FakeBus::Peer& peer, const FakeBus::Request&) { peer.reset(); });
-    TarvexQueryHandler handler(QStringLiteral("printer"));
+    TarvexQueryHandler handler(u"printer"_s);
     QVERIFY(handler.open());
     const QSignalSpy disconnected(&handler, SIGNAL(busDisconnected()));
     const LogCapture log;
     QVERIFY(!handler.saveState(ClientState()));
-    QCOMPARE(log.texts().constLast(), QStringLiteral("critical: Socket wait for ready read error"));
+    QCOMPARE(log.texts().constLast(), u"critical: Socket wait for ready read error"_s);
     QTRY_COMPARE(disconnected.count(), 1);
     QVERIFY(handler.open());
 }
@@ -731,36 +728,36 @@ void TstTarvexQueryHandler::reply_serverResets_fails()
 void TstTarvexQueryHandler::failure_resynchronisesNothing()
 {
     FakeBus bus;
-    bus.willSend("garbage\r\n" + stateReply(QStringLiteral("first")));
-    bus.willSend(stateReply(QStringLiteral("second")));
-    TarvexQueryHandler handler(QStringLiteral("printer"));
+    bus.willSend("garbage\r\n" + stateReply(u"first"_s));
+    bus.willSend(stateReply(u"second"_s));
+    TarvexQueryHandler handler(u"printer"_s);
     QVERIFY(handler.open());
     ClientState state;
     QVERIFY(!handler.loadState(QString(), state));
     QVERIFY(handler.loadState(QString(), state));
-    QCOMPARE(state.state(), QStringLiteral("first"));
+    QCOMPARE(state.state(), u"first"_s);
 }
 
 void TstTarvexQueryHandler::lateReply_answersTheNextRequest()
 {
     FakeBus bus;
-    bus.willSendInPieces({"[-NOTHING-]\r\n", stateReply(QStringLiteral("late"))}, 100);
-    bus.willSend(stateReply(QStringLiteral("in time")));
-    TarvexQueryHandler handler(QStringLiteral("printer"));
+    bus.willSendInPieces({"[-NOTHING-]\r\n", stateReply(u"late"_s)}, 100);
+    bus.willSend(stateReply(u"in time"_s));
+    TarvexQueryHandler handler(u"printer"_s);
     QVERIFY(handler.open());
     ClientState state;
     QVERIFY(!handler.loadState(QString(), state));
     QVERIFY(handler.loadState(QString(), state));
-    QCOMPARE(state.state(), QStringLiteral("late"));
+    QCOMPARE(state.state(), u"late"_s);
 }
 
 void TstTarvexQueryHandler::latePartOfReply_spoilsTheNextRequest()
 {
-    const QByteArray frame = stateReply(QStringLiteral("cut"));
+    const QByteArray frame = stateReply(u"cut"_s);
     FakeBus bus;
     bus.willSendInPieces({frame.chopped(20), frame.right(20)}, 500);
-    bus.willSend(stateReply(QStringLiteral("in time")));
-    TarvexQueryHandler handler(QStringLiteral("printer"));
+    bus.willSend(stateReply(u"in time"_s));
+    TarvexQueryHandler handler(u"printer"_s);
     QVERIFY(handler.open());
     ClientState state;
     const LogCapture log;
@@ -768,7 +765,7 @@ void TstTarvexQueryHandler::latePartOfReply_spoilsTheNextRequest()
     QVERIFY(!handler.loadState(QString(), state));
     QCOMPARE(log.texts().size(), 2);
     QCOMPARE(log.texts().constLast(),
-             QStringLiteral("critical: Incorrect reply header: ") + QString::fromLatin1(frame.right(20).left(15)));
+             u"critical: Incorrect reply header: "_s + QString::fromLatin1(frame.right(20).left(15)));
     QVERIFY(handler.isOpen());
 }
 
@@ -782,31 +779,29 @@ void TstTarvexQueryHandler::logTexts_areTranslated()
     bus.willSend("[-REPLY-]\r\n-5\r\n");
     bus.willReply(OPERATION);
     bus.willClose();
-    TarvexQueryHandler handler(QStringLiteral("printer"));
+    TarvexQueryHandler handler(u"printer"_s);
     QVERIFY(handler.open());
     const MarkingTranslator translator;
     LogCapture log;
     QVERIFY(!handler.saveState(ClientState()));
-    QCOMPARE(
-        log.texts(),
-        QStringList(QStringLiteral("critical: ") + marked("Incorrect reply header: ") + QStringLiteral("garbage")));
+    QCOMPARE(log.texts(), QStringList(u"critical: "_s + marked("Incorrect reply header: ") + u"garbage"_s));
     log.clear();
     QVERIFY(!handler.saveState(ClientState()));
     QCOMPARE(log.texts().size(), 1);
-    QVERIFY(contains(log.texts(), QStringLiteral("critical: ") + marked("Incorrect reply data size")));
+    QVERIFY(contains(log.texts(), u"critical: "_s + marked("Incorrect reply data size")));
 
     auto* const socket = handler.findChild<QTcpSocket*>();
     const auto thief = connect(socket, &QTcpSocket::readyRead, socket, [socket] { socket->readAll(); });
     log.clear();
     QVERIFY(!handler.saveState(ClientState()));
-    QCOMPARE(log.texts(), QStringList(QStringLiteral("critical: ") + marked("Socket is empty")));
+    QCOMPARE(log.texts(), QStringList(u"critical: "_s + marked("Socket is empty")));
     disconnect(thief);
     log.clear();
     QList<ClientSettings> settings;
     QVERIFY(!handler.loadSettings(QStringList(), settings));
     QCOMPARE(log.texts().mid(1),
-             QStringList({QStringLiteral("critical: ") + marked("Socket wait for ready read error"),
-                          QStringLiteral("critical: ") + marked("Settings list loading error")}));
+             QStringList({u"critical: "_s + marked("Socket wait for ready read error"),
+                          u"critical: "_s + marked("Settings list loading error")}));
 }
 
 void TstTarvexQueryHandler::request_threadEnding_givesUpPayload()
@@ -815,7 +810,7 @@ void TstTarvexQueryHandler::request_threadEnding_givesUpPayload()
     bus.willSend("[-REPLY-]\r\n10000000\r\nabc");
     bool result = true;
     std::unique_ptr<QThread> thread(QThread::create([&result] {
-        TarvexQueryHandler handler(QStringLiteral("printer"));
+        TarvexQueryHandler handler(u"printer"_s);
         result = handler.open() && handler.saveState(ClientState());
     }));
     thread->start();
@@ -828,7 +823,7 @@ void TstTarvexQueryHandler::request_threadEnding_givesUpPayload()
 void TstTarvexQueryHandler::serverDrop_isReportedOnce()
 {
     FakeBus bus;
-    TarvexQueryHandler handler(QStringLiteral("printer"));
+    TarvexQueryHandler handler(u"printer"_s);
     QVERIFY(handler.open());
     QSignalSpy disconnected(&handler, SIGNAL(busDisconnected()));
     const LogCapture log;
@@ -845,7 +840,7 @@ void TstTarvexQueryHandler::serverDrop_isReportedOnce()
 void TstTarvexQueryHandler::close_isSilent()
 {
     FakeBus bus;
-    TarvexQueryHandler handler(QStringLiteral("printer"));
+    TarvexQueryHandler handler(u"printer"_s);
     QVERIFY(handler.open());
     const QSignalSpy disconnected(&handler, SIGNAL(busDisconnected()));
     const LogCapture log;
@@ -873,7 +868,7 @@ void TstTarvexQueryHandler::close_pausesBeforeItDisconnects()
         peer.waitForClose();
         seen.set_value(timer.elapsed());
     });
-    TarvexQueryHandler handler(QStringLiteral("printer"));
+    TarvexQueryHandler handler(u"printer"_s);
     QVERIFY(handler.open());
     const qint64 before = timer.elapsed();
     handler.close();
@@ -883,15 +878,15 @@ void TstTarvexQueryHandler::close_pausesBeforeItDisconnects()
 void TstTarvexQueryHandler::close_thenOpen_worksAgain()
 {
     FakeBus bus;
-    bus.willSend(stateReply(QStringLiteral("again")));
-    TarvexQueryHandler handler(QStringLiteral("printer"));
+    bus.willSend(stateReply(u"again"_s));
+    TarvexQueryHandler handler(u"printer"_s);
     QSignalSpy disconnected(&handler, SIGNAL(busDisconnected()));
     QVERIFY(handler.open());
     handler.close();
     QVERIFY(handler.open());
     ClientState state;
     QVERIFY(handler.loadState(QString(), state));
-    QCOMPARE(state.state(), QStringLiteral("again"));
+    QCOMPARE(state.state(), u"again"_s);
     QCOMPARE(bus.handshakes().size(), 2);
     bus.dropConnections();
     QVERIFY(disconnected.wait(20000));
@@ -900,7 +895,7 @@ void TstTarvexQueryHandler::close_thenOpen_worksAgain()
 void TstTarvexQueryHandler::socketGone_everythingFails()
 {
     FakeBus bus;
-    TarvexQueryHandler handler(QStringLiteral("printer"));
+    TarvexQueryHandler handler(u"printer"_s);
     QVERIFY(handler.open());
     delete handler.findChild<QTcpSocket*>();
     const LogCapture log;
@@ -918,7 +913,7 @@ void TstTarvexQueryHandler::socketGoesInsideAPayload_failsWithoutAnotherLine()
         peer.send("[-REPLY-]\r\n5000\r\nabc");
         peer.close();
     });
-    TarvexQueryHandler handler(QStringLiteral("printer"));
+    TarvexQueryHandler handler(u"printer"_s);
     QVERIFY(handler.open());
     connect(&handler, &TarvexQueryHandler::busDisconnected, &handler,
             [&handler] { delete handler.findChild<QTcpSocket*>(); });

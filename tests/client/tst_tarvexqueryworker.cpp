@@ -2,6 +2,7 @@
 
 #include "client/tarvexqueryhandler.h"
 #include "fakebus.h"
+#include "literals.h"
 #include "logcapture.h"
 #include "markingtranslator.h"
 #include "receivercount.h"
@@ -28,7 +29,7 @@ static_assert(std::is_abstract_v<TarvexQueryWorker>, "what the state is, only th
 
 namespace {
 
-const QString LOADING_LINE = QStringLiteral("critical: Settings loading error");
+const QString LOADING_LINE = u"critical: Settings loading error"_s;
 
 /// So long that no report is due by itself.
 constexpr int NEVER_MS = 1000000;
@@ -36,7 +37,7 @@ constexpr int NEVER_MS = 1000000;
 QVariantMap settingsMap(const QString& description)
 {
     ClientSettings settings;
-    settings.setOwner(QStringLiteral("printer"));
+    settings.setOwner(u"printer"_s);
     settings.setDescription(description);
     settings.setDt(QDateTime(QDate(2024, 3, 5), QTime(7, 8, 9, 10)));
     return settings.toVariantMap();
@@ -45,8 +46,8 @@ QVariantMap settingsMap(const QString& description)
 Message someMessage()
 {
     Message message;
-    message.setReciever(QStringLiteral("cashbox"));
-    message.setMessage(QStringLiteral("plain words"));
+    message.setReciever(u"cashbox"_s);
+    message.setMessage(u"plain words"_s);
     return message;
 }
 
@@ -55,7 +56,7 @@ class PrinterWorker : public TarvexQueryWorker
 {
 public:
     explicit PrinterWorker(int interval = NEVER_MS)
-        : TarvexQueryWorker(interval, QStringLiteral("printer")), reportInterval(interval)
+        : TarvexQueryWorker(interval, u"printer"_s), reportInterval(interval)
     {
         clock.start();
     }
@@ -128,7 +129,7 @@ public:
 /// Two numbers, which are equal: the thread that it runs in, and the one that its timer is in.
 bool isThreadLine(const LogCapture::Line& line)
 {
-    static const QRegularExpression twoNumbers(QStringLiteral("^(\\d+) \\1$"));
+    static const QRegularExpression twoNumbers(u"^(\\d+) \\1$"_s);
     return line.type == QtWarningMsg && twoNumbers.match(line.text).hasMatch();
 }
 
@@ -178,7 +179,7 @@ private Q_SLOTS:
 private:
     void willGiveSettings(const QString& description)
     {
-        m_bus->willReply(QStringLiteral("loadSettings"), 0, QString(), settingsMap(description));
+        m_bus->willReply(u"loadSettings"_s, 0, QString(), settingsMap(description));
     }
 
     std::unique_ptr<FakeBus> m_bus;
@@ -206,9 +207,8 @@ void TstTarvexQueryWorker::metaObject_hasItsMethodsInOrder()
         QCOMPARE(meta.method(i).methodType(), actual.size() <= 2 ? QMetaMethod::Signal : QMetaMethod::Slot);
     }
     QCOMPARE(actual,
-             QStringList({QStringLiteral("settingsChanged()"), QStringLiteral("workerConnected()"),
-                          QStringLiteral("updateSettings()"), QStringLiteral("sendState()"),
-                          QStringLiteral("sendMessage(Message)")}));
+             QStringList({u"settingsChanged()"_s, u"workerConnected()"_s, u"updateSettings()"_s, u"sendState()"_s,
+                          u"sendMessage(Message)"_s}));
     QCOMPARE(meta.className(), "tarvex::TarvexQueryWorker");
     QCOMPARE(meta.superClass()->className(), "wexcor::AbstractWorker");
 }
@@ -234,7 +234,7 @@ void TstTarvexQueryWorker::created_doesNothingYet()
     }
     std::sort(intervals.begin(), intervals.end());
     QCOMPARE(intervals, QList<int>({1234, 5000}));
-    QCOMPARE(worker.connection()->clientName(), QStringLiteral("printer"));
+    QCOMPARE(worker.connection()->clientName(), u"printer"_s);
     QCOMPARE(worker.connection()->parent(), &worker);
     QVERIFY(!worker.stateTime().isValid());
     QCOMPARE(m_bus->connectionCount(), 0);
@@ -243,18 +243,18 @@ void TstTarvexQueryWorker::created_doesNothingYet()
 
 void TstTarvexQueryWorker::start_loadsAndAppliesItsOwnSettings()
 {
-    willGiveSettings(QStringLiteral("first"));
+    willGiveSettings(u"first"_s);
     const QSignalSpy connected(m_worker.get(), SIGNAL(workerConnected()));
     const QSignalSpy changed(m_worker.get(), SIGNAL(settingsChanged()));
     QVERIFY(m_worker->doStart());
     QCOMPARE(connected.count(), 1);
-    QCOMPARE(m_worker->applied, QStringList(QStringLiteral("first")));
+    QCOMPARE(m_worker->applied, QStringList(u"first"_s));
     QCOMPARE(changed.count(), 0);
     QCOMPARE(m_bus->requests().size(), 1);
-    QCOMPARE(m_bus->requests().constFirst().operation, QStringLiteral("loadSettings"));
-    const QVariantMap owner{{QStringLiteral("owner"), QStringLiteral("printer")}};
+    QCOMPARE(m_bus->requests().constFirst().operation, u"loadSettings"_s);
+    const QVariantMap owner{{u"owner"_s, u"printer"_s}};
     QCOMPARE(m_bus->requests().constFirst().data, owner);
-    const QVariantMap name{{QStringLiteral("name"), QStringLiteral("printer")}};
+    const QVariantMap name{{u"name"_s, u"printer"_s}};
     QCOMPARE(m_bus->handshakes().constFirst().data, name);
     QVERIFY(m_worker->hasActiveTimer(NEVER_MS));
     QVERIFY(!m_worker->isWaitingForBus());
@@ -262,7 +262,7 @@ void TstTarvexQueryWorker::start_loadsAndAppliesItsOwnSettings()
 
 void TstTarvexQueryWorker::start_logsItsThread()
 {
-    willGiveSettings(QStringLiteral("first"));
+    willGiveSettings(u"first"_s);
     const LogCapture log;
     QVERIFY(m_worker->doStart());
     QCOMPARE(log.lines().size(), 1);
@@ -271,13 +271,13 @@ void TstTarvexQueryWorker::start_logsItsThread()
 
 void TstTarvexQueryWorker::start_settingsRefused_goesOnReporting()
 {
-    m_bus->willReply(QStringLiteral("loadSettings"), 5, QStringLiteral("no settings"));
+    m_bus->willReply(u"loadSettings"_s, 5, u"no settings"_s);
     m_worker = std::make_unique<PrinterWorker>(50);
     const LogCapture log;
     QVERIFY(m_worker->doStart());
     QCOMPARE(m_worker->applied, QStringList());
     QCOMPARE(log.texts().size(), 3);
-    QVERIFY2(log.texts().at(1).startsWith(QStringLiteral("critical: 5 \tno settings \tloadSettings")),
+    QVERIFY2(log.texts().at(1).startsWith(u"critical: 5 \tno settings \tloadSettings"_s),
              qPrintable(log.texts().at(1)));
     QCOMPARE(log.texts().at(2), LOADING_LINE);
     QTRY_VERIFY(m_worker->reportStarts.size() >= 2);
@@ -289,18 +289,17 @@ void TstTarvexQueryWorker::start_settingsRefused_goesOnReporting()
 
 void TstTarvexQueryWorker::start_settingsRefused_isLoggedTranslated()
 {
-    m_bus->willReply(QStringLiteral("loadSettings"), 5, QStringLiteral("no settings"));
+    m_bus->willReply(u"loadSettings"_s, 5, u"no settings"_s);
     const MarkingTranslator translator;
     const LogCapture log;
     QVERIFY(m_worker->doStart());
     QCOMPARE(log.texts().constLast(),
-             QStringLiteral("critical: ")
-                 + MarkingTranslator::marked("tarvex::TarvexQueryWorker", QStringLiteral("Settings loading error")));
+             u"critical: "_s + MarkingTranslator::marked("tarvex::TarvexQueryWorker", u"Settings loading error"_s));
 }
 
 void TstTarvexQueryWorker::start_loadedBeforeApplied_reportedAfter()
 {
-    willGiveSettings(QStringLiteral("first"));
+    willGiveSettings(u"first"_s);
     m_worker = std::make_unique<PrinterWorker>(1);
     QVERIFY(m_worker->doStart());
     QCOMPARE(m_worker->applied.size(), 1);
@@ -312,14 +311,14 @@ void TstTarvexQueryWorker::start_loadedBeforeApplied_reportedAfter()
 void TstTarvexQueryWorker::startedTwice_hearsEverythingOnce()
 {
     m_worker = std::make_unique<PrinterWorker>(500);
-    willGiveSettings(QStringLiteral("first"));
-    willGiveSettings(QStringLiteral("second"));
-    willGiveSettings(QStringLiteral("third"));
+    willGiveSettings(u"first"_s);
+    willGiveSettings(u"second"_s);
+    willGiveSettings(u"third"_s);
     const QSignalSpy connected(m_worker.get(), SIGNAL(workerConnected()));
     QVERIFY(m_worker->doStart());
     QVERIFY(m_worker->doStart());
     QCOMPARE(m_bus->connectionCount(), 1);
-    QCOMPARE(m_worker->applied, QStringList({QStringLiteral("first"), QStringLiteral("second")}));
+    QCOMPARE(m_worker->applied, QStringList({u"first"_s, u"second"_s}));
     QCOMPARE(connected.count(), 1);
     // One report for each time-out.
     QTRY_COMPARE(m_worker->reportStarts.size(), 3);
@@ -339,8 +338,8 @@ void TstTarvexQueryWorker::startedTwice_hearsEverythingOnce()
 // restart() makes one of two calls, so that what it does tells nothing.
 void TstTarvexQueryWorker::startedTwice_isConnectedOnce()
 {
-    willGiveSettings(QStringLiteral("first"));
-    willGiveSettings(QStringLiteral("second"));
+    willGiveSettings(u"first"_s);
+    willGiveSettings(u"second"_s);
     QVERIFY(m_worker->doStart());
     QVERIFY(m_worker->doStart());
     const auto timers = m_worker->findChildren<QTimer*>(QString(), Qt::FindDirectChildrenOnly);
@@ -374,8 +373,8 @@ void TstTarvexQueryWorker::busAway_isTriedEvery5000ms()
         QVERIFY2(pause >= EARLIEST_MS && pause <= LATEST_MS, qPrintable(QString::number(pause)));
     }
     m_bus = std::make_unique<FakeBus>(FakeBus::QUERY_PORT);
-    willGiveSettings(QStringLiteral("at last"));
-    QTRY_COMPARE_WITH_TIMEOUT(m_worker->applied, QStringList(QStringLiteral("at last")), LATEST_MS);
+    willGiveSettings(u"at last"_s);
+    QTRY_COMPARE_WITH_TIMEOUT(m_worker->applied, QStringList(u"at last"_s), LATEST_MS);
     QCOMPARE(connected.count(), 1);
     QVERIFY(!m_worker->isWaitingForBus());
     QVERIFY(m_worker->hasActiveTimer(NEVER_MS));
@@ -385,7 +384,7 @@ void TstTarvexQueryWorker::busAway_isTriedEvery5000ms()
 void TstTarvexQueryWorker::handshakeRefused_isTriedAgain()
 {
     m_bus->willRefuseHandshake(3);
-    willGiveSettings(QStringLiteral("first"));
+    willGiveSettings(u"first"_s);
     QVERIFY(m_worker->doStart());
     QVERIFY(m_worker->isWaitingForBus());
     QCOMPARE(m_worker->applied, QStringList());
@@ -396,7 +395,7 @@ void TstTarvexQueryWorker::handshakeRefused_isTriedAgain()
 void TstTarvexQueryWorker::busDropsTheConnection_settingsAreLoadedAgain()
 {
     const QSignalSpy connected(m_worker.get(), SIGNAL(workerConnected()));
-    for (const QString& description : {QStringLiteral("1"), QStringLiteral("2"), QStringLiteral("3")}) {
+    for (const QString& description : {u"1"_s, u"2"_s, u"3"_s}) {
         willGiveSettings(description);
     }
     QVERIFY(m_worker->doStart());
@@ -410,19 +409,19 @@ void TstTarvexQueryWorker::busDropsTheConnection_settingsAreLoadedAgain()
         QCOMPARE(connected.count(), round);
         QCOMPARE(m_worker->stops, round - 1);
     }
-    QCOMPARE(m_worker->applied, QStringList({QStringLiteral("1"), QStringLiteral("2"), QStringLiteral("3")}));
+    QCOMPARE(m_worker->applied, QStringList({u"1"_s, u"2"_s, u"3"_s}));
     QVERIFY(m_worker->hasActiveTimer(NEVER_MS));
 }
 
 void TstTarvexQueryWorker::busDropsInsideAnExchange_isBack()
 {
-    willGiveSettings(QStringLiteral("first"));
+    willGiveSettings(u"first"_s);
     m_bus->willClose();
-    willGiveSettings(QStringLiteral("second"));
+    willGiveSettings(u"second"_s);
     QVERIFY(m_worker->doStart());
     letConnectionsAge();
     m_worker->sendMessage(someMessage());
-    QTRY_COMPARE(m_worker->applied, QStringList({QStringLiteral("first"), QStringLiteral("second")}));
+    QTRY_COMPARE(m_worker->applied, QStringList({u"first"_s, u"second"_s}));
     QVERIFY(m_worker->connection()->isOpen());
     QCOMPARE(m_bus->connectionCount(), 2);
     QCOMPARE(m_worker->starts.size(), 2);
@@ -431,7 +430,7 @@ void TstTarvexQueryWorker::busDropsInsideAnExchange_isBack()
 void TstTarvexQueryWorker::state_isReportedAtTheInterval()
 {
     m_worker = std::make_unique<PrinterWorker>(300);
-    willGiveSettings(QStringLiteral("first"));
+    willGiveSettings(u"first"_s);
     QVERIFY(m_worker->doStart());
     const qint64 started = m_worker->clock.elapsed();
     QTRY_COMPARE(m_worker->reportStarts.size(), 4);
@@ -447,7 +446,7 @@ void TstTarvexQueryWorker::state_slowReports_neverOverlap()
 {
     m_worker = std::make_unique<PrinterWorker>(200);
     m_worker->reportDuration = 450;
-    willGiveSettings(QStringLiteral("first"));
+    willGiveSettings(u"first"_s);
     QVERIFY(m_worker->doStart());
     QTRY_COMPARE(m_worker->reportEnds.size(), 3);
     QVERIFY(!m_worker->overlapped);
@@ -459,7 +458,7 @@ void TstTarvexQueryWorker::state_slowReports_neverOverlap()
 void TstTarvexQueryWorker::state_asked_isReportedAtOnce()
 {
     m_worker = std::make_unique<PrinterWorker>(2000);
-    willGiveSettings(QStringLiteral("first"));
+    willGiveSettings(u"first"_s);
     QVERIFY(m_worker->doStart());
     QVERIFY(QMetaObject::invokeMethod(m_worker.get(), "sendState"));
     QCOMPARE(m_worker->reportStarts.size(), 1);
@@ -471,7 +470,7 @@ void TstTarvexQueryWorker::state_asked_isReportedAtOnce()
 void TstTarvexQueryWorker::state_notReportedWhileWaitingForTheBus()
 {
     m_worker = std::make_unique<PrinterWorker>(20);
-    willGiveSettings(QStringLiteral("first"));
+    willGiveSettings(u"first"_s);
     QVERIFY(m_worker->doStart());
     QTRY_VERIFY(!m_worker->reportStarts.isEmpty());
     m_bus.reset();
@@ -481,13 +480,13 @@ void TstTarvexQueryWorker::state_notReportedWhileWaitingForTheBus()
 
 void TstTarvexQueryWorker::update_loadsAndAppliesAnew()
 {
-    willGiveSettings(QStringLiteral("first"));
-    willGiveSettings(QStringLiteral("second"));
+    willGiveSettings(u"first"_s);
+    willGiveSettings(u"second"_s);
     QVERIFY(m_worker->doStart());
     const LogCapture log;
     m_worker->updateSettings();
-    QCOMPARE(m_worker->applied, QStringList({QStringLiteral("first"), QStringLiteral("second")}));
-    const QVariantMap owner{{QStringLiteral("owner"), QStringLiteral("printer")}};
+    QCOMPARE(m_worker->applied, QStringList({u"first"_s, u"second"_s}));
+    const QVariantMap owner{{u"owner"_s, u"printer"_s}};
     QCOMPARE(m_bus->requests().at(1).data, owner);
     QCOMPARE(m_bus->connectionCount(), 1);
     QCOMPARE(log.texts(), QStringList());
@@ -495,12 +494,12 @@ void TstTarvexQueryWorker::update_loadsAndAppliesAnew()
 
 void TstTarvexQueryWorker::update_refused_keepsTheOldOnes()
 {
-    willGiveSettings(QStringLiteral("first"));
-    m_bus->willReply(QStringLiteral("loadSettings"), 256, QStringLiteral("storage"));
+    willGiveSettings(u"first"_s);
+    m_bus->willReply(u"loadSettings"_s, 256, u"storage"_s);
     QVERIFY(m_worker->doStart());
     const LogCapture log;
     m_worker->updateSettings();
-    QCOMPARE(m_worker->applied, QStringList(QStringLiteral("first")));
+    QCOMPARE(m_worker->applied, QStringList(u"first"_s));
     QCOMPARE(log.texts().size(), 2);
     QCOMPARE(log.texts().at(1), LOADING_LINE);
     QVERIFY(m_worker->connection()->isOpen());
@@ -508,10 +507,10 @@ void TstTarvexQueryWorker::update_refused_keepsTheOldOnes()
 
 void TstTarvexQueryWorker::update_whileDisconnected_connectsOnce()
 {
-    willGiveSettings(QStringLiteral("first"));
+    willGiveSettings(u"first"_s);
     const LogCapture log;
     m_worker->updateSettings();
-    QCOMPARE(m_worker->applied, QStringList(QStringLiteral("first")));
+    QCOMPARE(m_worker->applied, QStringList(u"first"_s));
     QVERIFY(m_worker->connection()->isOpen());
     QCOMPARE(m_bus->connectionCount(), 1);
     QCOMPARE(log.texts(), QStringList());
@@ -531,25 +530,25 @@ void TstTarvexQueryWorker::update_whileBusAway_isQuiet()
 
 void TstTarvexQueryWorker::update_isVirtual()
 {
-    willGiveSettings(QStringLiteral("first"));
+    willGiveSettings(u"first"_s);
     QVERIFY(QMetaObject::invokeMethod(m_worker.get(), "updateSettings"));
     QCOMPARE(m_worker->updates, 1);
 }
 
 void TstTarvexQueryWorker::message_isSentOverTheConnection()
 {
-    willGiveSettings(QStringLiteral("first"));
-    m_bus->willReply(QStringLiteral("sendMessage"));
+    willGiveSettings(u"first"_s);
+    m_bus->willReply(u"sendMessage"_s);
     QVERIFY(m_worker->doStart());
     const LogCapture log;
     QVERIFY(QMetaObject::invokeMethod(m_worker.get(), "sendMessage", Q_ARG(Message, someMessage())));
     QCOMPARE(m_bus->requests().size(), 2);
     const FakeBus::Request request = m_bus->requests().at(1);
-    QCOMPARE(request.operation, QStringLiteral("sendMessage"));
-    QCOMPARE(request.data.value(QStringLiteral("sender")).toString(), QStringLiteral("printer"));
-    QCOMPARE(request.data.value(QStringLiteral("reciever")).toString(), QStringLiteral("cashbox"));
-    QCOMPARE(request.data.value(QStringLiteral("message")).toString(), QStringLiteral("plain words"));
-    QVERIFY(!request.data.value(QStringLiteral("UID")).toString().isEmpty());
+    QCOMPARE(request.operation, u"sendMessage"_s);
+    QCOMPARE(request.data.value(u"sender"_s).toString(), u"printer"_s);
+    QCOMPARE(request.data.value(u"reciever"_s).toString(), u"cashbox"_s);
+    QCOMPARE(request.data.value(u"message"_s).toString(), u"plain words"_s);
+    QVERIFY(!request.data.value(u"UID"_s).toString().isEmpty());
     QCOMPARE(log.texts(), QStringList());
 }
 
@@ -569,22 +568,22 @@ void TstTarvexQueryWorker::message_whileNotOpen_isDropped()
 
 void TstTarvexQueryWorker::message_refused_isNotSentAgain()
 {
-    willGiveSettings(QStringLiteral("first"));
-    m_bus->willReply(QStringLiteral("sendMessage"), 1, QStringLiteral("no such client"));
-    m_bus->willReply(QStringLiteral("sendMessage"));
+    willGiveSettings(u"first"_s);
+    m_bus->willReply(u"sendMessage"_s, 1, u"no such client"_s);
+    m_bus->willReply(u"sendMessage"_s);
     QVERIFY(m_worker->doStart());
     m_worker->sendMessage(someMessage());
     Message second = someMessage();
-    second.setUid(QStringLiteral("uid2"));
+    second.setUid(u"uid2"_s);
     m_worker->sendMessage(second);
     QCOMPARE(m_bus->requests().size(), 3);
-    QCOMPARE(m_bus->requests().at(2).data.value(QStringLiteral("UID")).toString(), QStringLiteral("uid2"));
+    QCOMPARE(m_bus->requests().at(2).data.value(u"UID"_s).toString(), u"uid2"_s);
 }
 
 void TstTarvexQueryWorker::stop_isSilent()
 {
     m_worker = std::make_unique<PrinterWorker>(50);
-    willGiveSettings(QStringLiteral("first"));
+    willGiveSettings(u"first"_s);
     QVERIFY(m_worker->doStart());
     QTRY_VERIFY(!m_worker->reportStarts.isEmpty());
     const LogCapture log;
@@ -610,14 +609,14 @@ void TstTarvexQueryWorker::stop_whileBusAway_leavesTheRetryRunning()
 void TstTarvexQueryWorker::stop_thenQueuedCalls_changeNothing()
 {
     m_worker = std::make_unique<PrinterWorker>(50);
-    willGiveSettings(QStringLiteral("first"));
+    willGiveSettings(u"first"_s);
     QVERIFY(m_worker->doStart());
     QVERIFY(m_worker->doStop());
     const int reports = m_worker->reportStarts.size();
     m_worker->updateSettings();
     m_worker->sendState();
     QCOMPARE(m_bus->connectionCount(), 1);
-    QCOMPARE(m_worker->applied, QStringList(QStringLiteral("first")));
+    QCOMPARE(m_worker->applied, QStringList(u"first"_s));
     QCOMPARE(m_worker->reportStarts.size(), reports);
     QVERIFY(!m_worker->hasActiveTimer(50));
 }
@@ -625,19 +624,19 @@ void TstTarvexQueryWorker::stop_thenQueuedCalls_changeNothing()
 void TstTarvexQueryWorker::stop_thenStart_joinsAgain()
 {
     QVERIFY(m_worker->doStop());
-    willGiveSettings(QStringLiteral("first"));
-    willGiveSettings(QStringLiteral("second"));
+    willGiveSettings(u"first"_s);
+    willGiveSettings(u"second"_s);
     QVERIFY(m_worker->doStart());
     m_worker->restart();
     m_worker->restart();
-    QTRY_COMPARE(m_worker->applied, QStringList({QStringLiteral("first"), QStringLiteral("second")}));
+    QTRY_COMPARE(m_worker->applied, QStringList({u"first"_s, u"second"_s}));
     QCOMPARE(m_bus->connectionCount(), 2);
     QCOMPARE(m_worker->starts.size(), 2);
 }
 
 void TstTarvexQueryWorker::handlerGone_nothingHappens()
 {
-    willGiveSettings(QStringLiteral("first"));
+    willGiveSettings(u"first"_s);
     QVERIFY(m_worker->doStart());
     delete m_worker->connection();
     const LogCapture log;
@@ -665,11 +664,11 @@ void TstTarvexQueryWorker::handlerGoneWhileConnecting_nothingHappens()
 
 void TstTarvexQueryWorker::timersGoneWhileConnecting_loadsItsSettings()
 {
-    willGiveSettings(QStringLiteral("first"));
+    willGiveSettings(u"first"_s);
     connect(m_worker.get(), &TarvexQueryWorker::workerConnected, m_worker.get(),
             [this] { qDeleteAll(m_worker->findChildren<QTimer*>(QString(), Qt::FindDirectChildrenOnly)); });
     QVERIFY(m_worker->doStart());
-    QCOMPARE(m_worker->applied, QStringList(QStringLiteral("first")));
+    QCOMPARE(m_worker->applied, QStringList(u"first"_s));
     QVERIFY(m_worker->doStop());
 }
 

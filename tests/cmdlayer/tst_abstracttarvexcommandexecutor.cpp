@@ -1,5 +1,6 @@
 #include "cmdlayer/abstracttarvexcommandexecutor.h"
 
+#include "literals.h"
 #include "virtualtable.h"
 
 #include <QMetaObject>
@@ -40,9 +41,9 @@ public:
 class Renamed : public SelfTest
 {
 public:
-    Renamed() : SelfTest(QStringLiteral("given")) { }
+    Renamed() : SelfTest(u"given"_s) { }
 
-    QString name() const override { return QStringLiteral("own"); }
+    QString name() const override { return u"own"_s; }
 };
 
 } // namespace
@@ -67,15 +68,15 @@ private Q_SLOTS:
 void TstAbstractTarvexCommandExecutor::construct_keepsNameAndParent()
 {
     QObject parent;
-    const SelfTest executor(QStringLiteral("selfTest"), &parent);
-    QCOMPARE(executor.name(), QStringLiteral("selfTest"));
+    const SelfTest executor(u"selfTest"_s, &parent);
+    QCOMPARE(executor.name(), u"selfTest"_s);
     QCOMPARE(executor.parent(), &parent);
     QVERIFY(executor.objectName().isEmpty());
 }
 
 void TstAbstractTarvexCommandExecutor::construct_withoutParent_hasNone()
 {
-    const SelfTest executor(QStringLiteral("selfTest"));
+    const SelfTest executor(u"selfTest"_s);
     QVERIFY(executor.parent() == nullptr);
 }
 
@@ -84,7 +85,7 @@ void TstAbstractTarvexCommandExecutor::name_isKeptAsItIs_data()
     QTest::addColumn<QString>("name");
     QTest::newRow("null") << QString();
     QTest::newRow("empty") << QString(QLatin1String(""));
-    QTest::newRow("blanks") << QStringLiteral(" a b\n");
+    QTest::newRow("blanks") << u" a b\n"_s;
     QTest::newRow("beyond Latin-1") << QString::fromUtf8("печать");
 }
 
@@ -107,7 +108,7 @@ void TstAbstractTarvexCommandExecutor::metaObject_addsNothing()
 
 void TstAbstractTarvexCommandExecutor::name_isTheFirstDataMember()
 {
-    const SelfTest executor(QStringLiteral("selfTest"));
+    const SelfTest executor(u"selfTest"_s);
     const AbstractTarvexCommandExecutor& base = executor;
     const void* firstMember = nullptr;
     std::memcpy(&firstMember, reinterpret_cast<const char*>(&base) + sizeof(QObject), sizeof firstMember);
@@ -123,11 +124,11 @@ void TstAbstractTarvexCommandExecutor::virtuals_standInTheirOrder()
 
 void TstAbstractTarvexCommandExecutor::virtuals_calledThroughTheBase()
 {
-    SelfTest executor(QStringLiteral("tests"));
+    SelfTest executor(u"tests"_s);
     AbstractTarvexCommandExecutor& base = executor;
     TarvexCommand cmd;
     QVERIFY(!base.canExecute(cmd));
-    cmd.setName(QStringLiteral("selfTest"));
+    cmd.setName(u"selfTest"_s);
     QVERIFY(base.canExecute(cmd));
     base.execute(cmd);
     QVERIFY(executor.executed == cmd);
@@ -137,14 +138,14 @@ void TstAbstractTarvexCommandExecutor::name_overridden_isAskedThroughTheBase()
 {
     const Renamed executor;
     const AbstractTarvexCommandExecutor& base = executor;
-    QCOMPARE(base.name(), QStringLiteral("own"));
-    QCOMPARE(base.AbstractTarvexCommandExecutor::name(), QStringLiteral("given"));
+    QCOMPARE(base.name(), u"own"_s);
+    QCOMPARE(base.AbstractTarvexCommandExecutor::name(), u"given"_s);
 }
 
 void TstAbstractTarvexCommandExecutor::destroyed_withItsParent()
 {
     auto parent = std::make_unique<QObject>();
-    const QPointer<AbstractTarvexCommandExecutor> executor(new SelfTest(QStringLiteral("selfTest"), parent.get()));
+    const QPointer<AbstractTarvexCommandExecutor> executor(new SelfTest(u"selfTest"_s, parent.get()));
     parent.reset();
     QVERIFY(executor.isNull());
 }
@@ -153,7 +154,7 @@ void TstAbstractTarvexCommandExecutor::child_movesWithItsParent()
 {
     QThread thread;
     QObject parent;
-    const SelfTest executor(QStringLiteral("selfTest"), &parent);
+    const SelfTest executor(u"selfTest"_s, &parent);
     parent.moveToThread(&thread);
     QCOMPARE(executor.thread(), &thread);
 }

@@ -2,6 +2,7 @@
 
 #include "abstractworkercontroller.h"
 #include "commandsender.h"
+#include "literals.h"
 #include "logcapture.h"
 #include "markingtranslator.h"
 #include "memoryuse.h"
@@ -144,7 +145,7 @@ public:
         const std::shared_ptr<QStringList> kept = argumentsAfterwards;
         const std::function<void()> act = action;
         act();
-        kept->append({agent, uid, data.value(QStringLiteral("text")).toString()});
+        kept->append({agent, uid, data.value(u"text"_s).toString()});
         return done();
     }
 
@@ -180,18 +181,18 @@ public:
     void prepareError(const QString& agent, const QString& uid, const QString& name, const QString& errorText,
                       const QVariantMap& data) override
     {
-        hooks.append(QStringLiteral("prepareError %1 %2 %3 %4 %5").arg(agent, uid, name, errorText).arg(data.size()));
+        hooks.append(u"prepareError %1 %2 %3 %4 %5"_s.arg(agent, uid, name, errorText).arg(data.size()));
     }
 
     void doExec(TarvexCommand cmd) override
     {
-        hooks.append(QStringLiteral("doExec ") + cmd.name());
+        hooks.append(u"doExec "_s + cmd.name());
         Commands::doExec(cmd);
     }
 
-    void addExecutor(AbstractTarvexCommandExecutor*) override { hooks.append(QStringLiteral("addExecutor")); }
+    void addExecutor(AbstractTarvexCommandExecutor*) override { hooks.append(u"addExecutor"_s); }
 
-    void removeExecutor(const QString& name) override { hooks.append(QStringLiteral("removeExecutor ") + name); }
+    void removeExecutor(const QString& name) override { hooks.append(u"removeExecutor "_s + name); }
 
     QStringList hooks;
 };
@@ -199,7 +200,7 @@ public:
 class CountingExecutor : public AbstractTarvexCommandExecutor
 {
 public:
-    explicit CountingExecutor(QObject* parent) : AbstractTarvexCommandExecutor(QStringLiteral("counting"), parent) { }
+    explicit CountingExecutor(QObject* parent) : AbstractTarvexCommandExecutor(u"counting"_s, parent) { }
 
     bool canExecute(const TarvexCommand& cmd) override { return cmd.name() == QLatin1String("count"); }
 
@@ -241,7 +242,7 @@ public:
 
 QString errorText(const QString& name)
 {
-    return QStringLiteral("No such method (%1)").arg(name);
+    return u"No such method (%1)"_s.arg(name);
 }
 
 /// What the worker's own data members look like, byte by byte.
@@ -268,12 +269,11 @@ std::pair<int, int> changed(const QByteArray& before, const QByteArray& after)
 TarvexCommand errorFor(const TarvexCommand& failed)
 {
     TarvexCommand error;
-    error.setName(QStringLiteral("commandError"));
+    error.setName(u"commandError"_s);
     error.setAgent(failed.agent());
     error.setUid(failed.uid());
-    error.setData({{QStringLiteral("command"), failed.name()},
-                   {QStringLiteral("data"), failed.data()},
-                   {QStringLiteral("errorText"), errorText(failed.name())}});
+    error.setData(
+        {{u"command"_s, failed.name()}, {u"data"_s, failed.data()}, {u"errorText"_s, errorText(failed.name())}});
     return error;
 }
 
@@ -365,7 +365,7 @@ void TstAbstractTarvexCommandsWorker::cleanup()
 
 QStringList TstAbstractTarvexCommandsWorker::loggedTwice(const TarvexCommand& cmd) const
 {
-    const QString line = QStringLiteral("warning: %1 %2 %3").arg(cmd.name(), cmd.agent(), cmd.uid());
+    const QString line = u"warning: %1 %2 %3"_s.arg(cmd.name(), cmd.agent(), cmd.uid());
     return {line, line};
 }
 
@@ -396,7 +396,7 @@ void TstAbstractTarvexCommandsWorker::dataMembers_beginWithRegistryAndRepeatCach
     const QByteArray empty = dataMembers(*m_worker);
     m_worker->addExecutor(new CountingExecutor(m_worker.get()));
     const QByteArray withExecutor = dataMembers(*m_worker);
-    m_worker->exec(someCommand(QStringLiteral("plain")));
+    m_worker->exec(someCommand(u"plain"_s));
     const QByteArray withCommand = dataMembers(*m_worker);
 
     const auto [registryFirst, registryLast] = changed(empty, withExecutor);
@@ -417,31 +417,30 @@ void TstAbstractTarvexCommandsWorker::virtuals_calledThroughTheBase()
     Hooked hooked;
     Worker& base = hooked;
     base.addExecutor(nullptr);
-    base.removeExecutor(QStringLiteral("a"));
-    base.exec(someCommand(QStringLiteral("plain")));
-    base.prepareError(QStringLiteral("b"), QStringLiteral("c"), QStringLiteral("d"), QStringLiteral("e"), someData());
+    base.removeExecutor(u"a"_s);
+    base.exec(someCommand(u"plain"_s));
+    base.prepareError(u"b"_s, u"c"_s, u"d"_s, u"e"_s, someData());
     QCOMPARE(hooked.hooks,
-             QStringList({QStringLiteral("addExecutor"), QStringLiteral("removeExecutor a"),
-                          QStringLiteral("doExec plain"), QStringLiteral("prepareError b c d e 2")}));
+             QStringList({u"addExecutor"_s, u"removeExecutor a"_s, u"doExec plain"_s, u"prepareError b c d e 2"_s}));
 }
 
 void TstAbstractTarvexCommandsWorker::handler_getsAgentUidAndData()
 {
     const LogCapture log;
-    m_worker->exec(someCommand(QStringLiteral("both"), QStringLiteral("uid7"), someData()));
-    QCOMPARE(m_worker->calls, QStringList(QStringLiteral("both, data")));
-    QCOMPARE(m_worker->agents, QStringList(QStringLiteral("cashbox")));
-    QCOMPARE(m_worker->uids, QStringList(QStringLiteral("uid7")));
+    m_worker->exec(someCommand(u"both"_s, u"uid7"_s, someData()));
+    QCOMPARE(m_worker->calls, QStringList(u"both, data"_s));
+    QCOMPARE(m_worker->agents, QStringList(u"cashbox"_s));
+    QCOMPARE(m_worker->uids, QStringList(u"uid7"_s));
     QCOMPARE(m_worker->datas, QList<QVariantMap>{someData()});
 }
 
 void TstAbstractTarvexCommandsWorker::handler_withoutData_isNotGivenAny()
 {
     const LogCapture log;
-    m_worker->exec(someCommand(QStringLiteral("both"), QStringLiteral("uid7")));
-    QCOMPARE(m_worker->calls, QStringList(QStringLiteral("both")));
-    QCOMPARE(m_worker->agents, QStringList(QStringLiteral("cashbox")));
-    QCOMPARE(m_worker->uids, QStringList(QStringLiteral("uid7")));
+    m_worker->exec(someCommand(u"both"_s, u"uid7"_s));
+    QCOMPARE(m_worker->calls, QStringList(u"both"_s));
+    QCOMPARE(m_worker->agents, QStringList(u"cashbox"_s));
+    QCOMPARE(m_worker->uids, QStringList(u"uid7"_s));
 }
 
 void TstAbstractTarvexCommandsWorker::handler_isFound_data()
@@ -449,24 +448,24 @@ void TstAbstractTarvexCommandsWorker::handler_isFound_data()
     QTest::addColumn<QString>("name");
     QTest::addColumn<QVariantMap>("data");
     const QVariantMap none;
-    QTest::newRow("plain") << QStringLiteral("plain") << none;
-    QTest::newRow("with data") << QStringLiteral("withData") << someData();
-    QTest::newRow("arguments by reference") << QStringLiteral("byReference") << none;
-    QTest::newRow("the map's type spelled out") << QStringLiteral("spelledOut") << someData();
-    QTest::newRow("data optional, without") << QStringLiteral("optional") << none;
-    QTest::newRow("data optional, with") << QStringLiteral("optional") << someData();
-    QTest::newRow("underscores and a digit") << QStringLiteral("_under_score9") << none;
-    QTest::newRow("public slot") << QStringLiteral("slot") << none;
-    QTest::newRow("protected slot") << QStringLiteral("protectedSlot") << none;
-    QTest::newRow("private slot") << QStringLiteral("privateSlot") << none;
-    QTest::newRow("of the base class") << QStringLiteral("inherited") << none;
+    QTest::newRow("plain") << u"plain"_s << none;
+    QTest::newRow("with data") << u"withData"_s << someData();
+    QTest::newRow("arguments by reference") << u"byReference"_s << none;
+    QTest::newRow("the map's type spelled out") << u"spelledOut"_s << someData();
+    QTest::newRow("data optional, without") << u"optional"_s << none;
+    QTest::newRow("data optional, with") << u"optional"_s << someData();
+    QTest::newRow("underscores and a digit") << u"_under_score9"_s << none;
+    QTest::newRow("public slot") << u"slot"_s << none;
+    QTest::newRow("protected slot") << u"protectedSlot"_s << none;
+    QTest::newRow("private slot") << u"privateSlot"_s << none;
+    QTest::newRow("of the base class") << u"inherited"_s << none;
 }
 
 void TstAbstractTarvexCommandsWorker::handler_isFound()
 {
     QFETCH(QString, name);
     QFETCH(QVariantMap, data);
-    const TarvexCommand cmd = someCommand(name, QStringLiteral("uid1"), data);
+    const TarvexCommand cmd = someCommand(name, u"uid1"_s, data);
     QSignalSpy sent(m_worker.get(), SIGNAL(sendCommand(TarvexCommand)));
     const LogCapture log;
     m_worker->exec(cmd);
@@ -481,35 +480,34 @@ void TstAbstractTarvexCommandsWorker::handler_notFound_isAnsweredWithAnError_dat
     QTest::addColumn<QVariantMap>("data");
     QTest::addColumn<QString>("wordsOfQt"); // none where it looks no further than the return type
     const QVariantMap none;
-    const QString unknown = QStringLiteral("QMetaObject::invokeMethod: No such method Commands::%1");
-    const QString candidate = unknown + QStringLiteral("\nCandidates are:\n    %2");
-    QTest::newRow("unknown") << QStringLiteral("unknown") << none
-                             << unknown.arg(QLatin1String("unknown(QString,QString)"));
-    QTest::newRow("other case") << QStringLiteral("Plain") << none
-                                << unknown.arg(QLatin1String("Plain(QString,QString)"));
-    QTest::newRow("no data, wants some") << QStringLiteral("withData") << none
+    const QString unknown = u"QMetaObject::invokeMethod: No such method Commands::%1"_s;
+    const QString candidate = unknown + u"\nCandidates are:\n    %2"_s;
+    QTest::newRow("unknown") << u"unknown"_s << none << unknown.arg(QLatin1String("unknown(QString,QString)"));
+    QTest::newRow("other case") << u"Plain"_s << none << unknown.arg(QLatin1String("Plain(QString,QString)"));
+    QTest::newRow("no data, wants some") << u"withData"_s << none
                                          << candidate.arg(QLatin1String("withData(QString,QString)"),
                                                           QLatin1String("withData(QString,QString,QVariantMap)"));
-    QTest::newRow("data, wants none") << QStringLiteral("plain") << someData()
+    QTest::newRow("data, wants none") << u"plain"_s << someData()
                                       << candidate.arg(QLatin1String("plain(QString,QString,QVariantMap)"),
                                                        QLatin1String("plain(QString,QString)"));
-    QTest::newRow("too few parameters") << QStringLiteral(
-        "one") << none << candidate.arg(QLatin1String("one(QString,QString)"), QLatin1String("one(QString)"));
-    QTest::newRow("too many parameters") << QStringLiteral("four") << someData()
+    QTest::newRow("too few parameters") << u"one"_s << none
+                                        << candidate.arg(QLatin1String("one(QString,QString)"),
+                                                         QLatin1String("one(QString)"));
+    QTest::newRow("too many parameters") << u"four"_s << someData()
                                          << candidate.arg(QLatin1String("four(QString,QString,QVariantMap)"),
                                                           QLatin1String("four(QString,QString,QVariantMap,int)"));
-    QTest::newRow("a hash for a map") << QStringLiteral("hash") << someData()
+    QTest::newRow("a hash for a map") << u"hash"_s << someData()
                                       << candidate.arg(QLatin1String("hash(QString,QString,QVariantMap)"),
                                                        QLatin1String("hash(QString,QString,QVariantHash)"));
-    QTest::newRow("bytes for text") << QStringLiteral("bytes") << none
+    QTest::newRow("bytes for text") << u"bytes"_s << none
                                     << candidate.arg(QLatin1String("bytes(QString,QString)"),
                                                      QLatin1String("bytes(QByteArray,QByteArray)"));
-    QTest::newRow("returns nothing") << QStringLiteral("returnsNothing") << none << QString();
-    QTest::newRow("returns text") << QStringLiteral("returnsText") << none << QString();
-    QTest::newRow("returns a bool") << QStringLiteral("returnsBool") << none << QString();
-    QTest::newRow("hidden by a method that returns nothing") << QStringLiteral("shadowed") << none << QString();
+    QTest::newRow("returns nothing") << u"returnsNothing"_s << none << QString();
+    QTest::newRow("returns text") << u"returnsText"_s << none << QString();
+    QTest::newRow("returns a bool") << u"returnsBool"_s << none << QString();
+    QTest::newRow("hidden by a method that returns nothing") << u"shadowed"_s << none << QString();
     QTest::newRow("not known to the meta-object")
-        << QStringLiteral("unlisted") << none << unknown.arg(QLatin1String("unlisted(QString,QString)"));
+        << u"unlisted"_s << none << unknown.arg(QLatin1String("unlisted(QString,QString)"));
 }
 
 // The wrong return type in particular must be seen before the method runs, not after it.
@@ -518,7 +516,7 @@ void TstAbstractTarvexCommandsWorker::handler_notFound_isAnsweredWithAnError()
     QFETCH(QString, name);
     QFETCH(QVariantMap, data);
     QFETCH(QString, wordsOfQt);
-    const TarvexCommand cmd = someCommand(name, QStringLiteral("uid1"), data);
+    const TarvexCommand cmd = someCommand(name, u"uid1"_s, data);
     QSignalSpy sent(m_worker.get(), SIGNAL(sendCommand(TarvexCommand)));
     const LogCapture log;
     m_worker->exec(cmd);
@@ -550,18 +548,18 @@ void TstAbstractTarvexCommandsWorker::handler_result_decidesWhetherItIsDone()
 {
     QFETCH(QVariant, result);
     QFETCH(bool, isDone);
-    const TarvexCommand cmd = someCommand(QStringLiteral("returns"));
+    const TarvexCommand cmd = someCommand(u"returns"_s);
     m_worker->result = result;
     QSignalSpy sent(m_worker.get(), SIGNAL(sendCommand(TarvexCommand)));
     const LogCapture log;
     m_worker->exec(cmd);
-    QCOMPARE(m_worker->calls, QStringList(QStringLiteral("returns")));
+    QCOMPARE(m_worker->calls, QStringList(u"returns"_s));
     QCOMPARE(sent.count(), isDone ? 0 : 1);
     if (isDone) {
         QCOMPARE(log.texts(), loggedTwice(cmd));
     } else {
         QVERIFY(sentBy(sent) == errorFor(cmd));
-        QCOMPARE(log.texts(), loggedTwice(cmd) << QStringLiteral("warning: No such method (returns)"));
+        QCOMPARE(log.texts(), loggedTwice(cmd) << u"warning: No such method (returns)"_s);
     }
 }
 
@@ -570,9 +568,8 @@ void TstAbstractTarvexCommandsWorker::signal_namedByACommand_data()
     QTest::addColumn<QString>("name");
     QTest::addColumn<QByteArray>("signature");
     QTest::addColumn<int>("emitted");
-    QTest::newRow("returns nothing") << QStringLiteral("announced") << QByteArray(SIGNAL(announced(QString, QString)))
-                                     << 0;
-    QTest::newRow("returns a variant") << QStringLiteral("asked") << QByteArray(SIGNAL(asked(QString, QString))) << 1;
+    QTest::newRow("returns nothing") << u"announced"_s << QByteArray(SIGNAL(announced(QString, QString))) << 0;
+    QTest::newRow("returns a variant") << u"asked"_s << QByteArray(SIGNAL(asked(QString, QString))) << 1;
 }
 
 // A signal is a method like any other to Qt. Nobody returns a value from one, so it counts as a failure.
@@ -592,11 +589,9 @@ void TstAbstractTarvexCommandsWorker::signal_namedByACommand()
 void TstAbstractTarvexCommandsWorker::doExec_done_logsTheCommandTwice()
 {
     const LogCapture log;
-    m_worker->exec(someCommand(QStringLiteral("plain")));
-    QCOMPARE(
-        log.texts(),
-        QStringList({QStringLiteral("warning: plain cashbox uid1"), QStringLiteral("warning: plain cashbox uid1")}));
-    QCOMPARE(log.lines().constFirst().category, QStringLiteral("default"));
+    m_worker->exec(someCommand(u"plain"_s));
+    QCOMPARE(log.texts(), QStringList({u"warning: plain cashbox uid1"_s, u"warning: plain cashbox uid1"_s}));
+    QCOMPARE(log.lines().constFirst().category, u"default"_s);
 }
 
 void TstAbstractTarvexCommandsWorker::doExec_failed_logsTheErrorAfterTheAnswer()
@@ -614,37 +609,34 @@ void TstAbstractTarvexCommandsWorker::doExec_failed_logsTheErrorAfterTheAnswer()
     };
 
     LogWatcher worker;
-    const TarvexCommand cmd = someCommand(QStringLiteral("returns"));
+    const TarvexCommand cmd = someCommand(u"returns"_s);
     worker.exec(cmd);
     QCOMPARE(worker.loggedBefore, loggedTwice(cmd));
-    QCOMPARE(worker.log.texts(), loggedTwice(cmd) << QStringLiteral("warning: No such method (returns)"));
+    QCOMPARE(worker.log.texts(), loggedTwice(cmd) << u"warning: No such method (returns)"_s);
 }
 
 void TstAbstractTarvexCommandsWorker::doExec_logsUnquoted()
 {
-    TarvexCommand cmd = someCommand(QStringLiteral("\"%1\"\n"), QStringLiteral("u\"1"));
+    TarvexCommand cmd = someCommand(u"\"%1\"\n"_s, u"u\"1"_s);
     cmd.setAgent(QString::fromUtf8("касса"));
     const LogCapture log;
     m_worker->exec(cmd);
     const QString line = QString::fromUtf8("warning: \"%1\"\n касса u\"1");
-    QCOMPARE(log.texts(), QStringList({line, line, QStringLiteral("warning: No such method (\"%1\"\n)")}));
+    QCOMPARE(log.texts(), QStringList({line, line, u"warning: No such method (\"%1\"\n)"_s}));
 }
 
 void TstAbstractTarvexCommandsWorker::prepareError_emitsTheAnswer()
 {
     QSignalSpy sent(m_worker.get(), SIGNAL(sendCommand(TarvexCommand)));
     const LogCapture log;
-    m_worker->prepareError(QStringLiteral("cashbox"), QStringLiteral("uid7"), QStringLiteral("print"),
-                           QStringLiteral("No paper"), someData());
+    m_worker->prepareError(u"cashbox"_s, u"uid7"_s, u"print"_s, u"No paper"_s, someData());
     QCOMPARE(sent.count(), 1);
     const TarvexCommand answer = sentBy(sent);
-    QCOMPARE(answer.name(), QStringLiteral("commandError"));
-    QCOMPARE(answer.agent(), QStringLiteral("cashbox"));
-    QCOMPARE(answer.uid(), QStringLiteral("uid7"));
+    QCOMPARE(answer.name(), u"commandError"_s);
+    QCOMPARE(answer.agent(), u"cashbox"_s);
+    QCOMPARE(answer.uid(), u"uid7"_s);
     QCOMPARE(answer.data(),
-             QVariantMap({{QStringLiteral("command"), QStringLiteral("print")},
-                          {QStringLiteral("data"), someData()},
-                          {QStringLiteral("errorText"), QStringLiteral("No paper")}}));
+             QVariantMap({{u"command"_s, u"print"_s}, {u"data"_s, someData()}, {u"errorText"_s, u"No paper"_s}}));
     QCOMPARE(log.texts(), QStringList());
 }
 
@@ -652,10 +644,10 @@ void TstAbstractTarvexCommandsWorker::prepareError_carriedByAMessage()
 {
     QSignalSpy sent(m_worker.get(), SIGNAL(sendCommand(TarvexCommand)));
     const LogCapture log;
-    m_worker->exec(someCommand(QStringLiteral("x"), QStringLiteral("uid7")));
+    m_worker->exec(someCommand(u"x"_s, u"uid7"_s));
     const Message message = sentBy(sent).toOutgoingMessage();
-    QCOMPARE(message.reciever(), QStringLiteral("cashbox"));
-    QCOMPARE(message.uid(), QStringLiteral("uid7"));
+    QCOMPARE(message.reciever(), u"cashbox"_s);
+    QCOMPARE(message.uid(), u"uid7"_s);
     QCOMPARE(
         message.message(),
         QStringLiteral(
@@ -667,10 +659,8 @@ void TstAbstractTarvexCommandsWorker::prepareError_overridden_isCalled()
     const LogCapture log;
     Hooked hooked;
     QSignalSpy sent(&hooked, SIGNAL(sendCommand(TarvexCommand)));
-    hooked.exec(someCommand(QStringLiteral("x"), QStringLiteral("uid7"), someData()));
-    QCOMPARE(
-        hooked.hooks,
-        QStringList({QStringLiteral("doExec x"), QStringLiteral("prepareError cashbox uid7 x No such method (x) 2")}));
+    hooked.exec(someCommand(u"x"_s, u"uid7"_s, someData()));
+    QCOMPARE(hooked.hooks, QStringList({u"doExec x"_s, u"prepareError cashbox uid7 x No such method (x) 2"_s}));
     QCOMPARE(sent.count(), 0);
 }
 
@@ -678,9 +668,9 @@ void TstAbstractTarvexCommandsWorker::repeat_isNeitherExecutedNorAnswered()
 {
     QSignalSpy sent(m_worker.get(), SIGNAL(sendCommand(TarvexCommand)));
     const LogCapture log;
-    m_worker->exec(someCommand(QStringLiteral("plain")));
-    m_worker->exec(someCommand(QStringLiteral("plain")));
-    QCOMPARE(m_worker->calls, QStringList(QStringLiteral("plain")));
+    m_worker->exec(someCommand(u"plain"_s));
+    m_worker->exec(someCommand(u"plain"_s));
+    QCOMPARE(m_worker->calls, QStringList(u"plain"_s));
     QCOMPARE(sent.count(), 0);
 }
 
@@ -692,24 +682,22 @@ void TstAbstractTarvexCommandsWorker::logTexts_areTranslated()
     QSignalSpy sent(m_worker.get(), SIGNAL(sendCommand(TarvexCommand)));
     const MarkingTranslator translator;
     const LogCapture log;
-    m_worker->exec(someCommand(QStringLiteral("x")));
-    m_worker->exec(someCommand(QStringLiteral("x")));
-    const QString unknown = MarkingTranslator::marked("AbstractTarvexCommandsWorker", errorText(QStringLiteral("x")));
-    QCOMPARE(sentBy(sent).data().value(QStringLiteral("errorText")).toString(), unknown);
-    QVERIFY(log.texts().contains(QStringLiteral("warning: ") + unknown));
-    QVERIFY(
-        log.texts().constLast().startsWith(QStringLiteral("warning: ") + marked(QStringLiteral("Cmd repeating: "))));
+    m_worker->exec(someCommand(u"x"_s));
+    m_worker->exec(someCommand(u"x"_s));
+    const QString unknown = MarkingTranslator::marked("AbstractTarvexCommandsWorker", errorText(u"x"_s));
+    QCOMPARE(sentBy(sent).data().value(u"errorText"_s).toString(), unknown);
+    QVERIFY(log.texts().contains(u"warning: "_s + unknown));
+    QVERIFY(log.texts().constLast().startsWith(u"warning: "_s + marked(u"Cmd repeating: "_s)));
 }
 
 void TstAbstractTarvexCommandsWorker::repeat_isLoggedWithItsData_data()
 {
     QTest::addColumn<QVariantMap>("data");
     QTest::addColumn<QString>("json");
-    QTest::newRow("none") << QVariantMap() << QStringLiteral("{\n}\n");
-    QTest::newRow("some") << someData() << QStringLiteral("{\n    \"copies\": 2,\n    \"text\": \"ticket\"\n}\n");
-    QTest::newRow("deep, beyond Latin-1")
-        << QVariantMap{{QStringLiteral("a"), QVariantMap{{QStringLiteral("b"), QString::fromUtf8("ж")}}}}
-        << QString::fromUtf8("{\n    \"a\": {\n        \"b\": \"ж\"\n    }\n}\n");
+    QTest::newRow("none") << QVariantMap() << u"{\n}\n"_s;
+    QTest::newRow("some") << someData() << u"{\n    \"copies\": 2,\n    \"text\": \"ticket\"\n}\n"_s;
+    QTest::newRow("deep, beyond Latin-1") << QVariantMap{{u"a"_s, QVariantMap{{u"b"_s, QString::fromUtf8("ж")}}}}
+                                          << QString::fromUtf8("{\n    \"a\": {\n        \"b\": \"ж\"\n    }\n}\n");
 }
 
 void TstAbstractTarvexCommandsWorker::repeat_isLoggedWithItsData()
@@ -717,57 +705,57 @@ void TstAbstractTarvexCommandsWorker::repeat_isLoggedWithItsData()
     QFETCH(QVariantMap, data);
     QFETCH(QString, json);
     LogCapture log;
-    m_worker->exec(someCommand(QStringLiteral("both"), QStringLiteral("uid1"), data));
+    m_worker->exec(someCommand(u"both"_s, u"uid1"_s, data));
     log.clear();
-    m_worker->exec(someCommand(QStringLiteral("both"), QStringLiteral("uid1"), data));
-    QCOMPARE(log.texts(),
-             QStringList({QStringLiteral("warning: both cashbox uid1"),
-                          QStringLiteral("warning: Cmd repeating:  \tcashbox\tboth\tuid1 \t") + json}));
+    m_worker->exec(someCommand(u"both"_s, u"uid1"_s, data));
+    QCOMPARE(
+        log.texts(),
+        QStringList({u"warning: both cashbox uid1"_s, u"warning: Cmd repeating:  \tcashbox\tboth\tuid1 \t"_s + json}));
 }
 
 void TstAbstractTarvexCommandsWorker::repeat_ofAFailedCommand_isNotAnsweredAgain()
 {
     QSignalSpy sent(m_worker.get(), SIGNAL(sendCommand(TarvexCommand)));
     const LogCapture log;
-    m_worker->exec(someCommand(QStringLiteral("x")));
-    m_worker->exec(someCommand(QStringLiteral("x")));
+    m_worker->exec(someCommand(u"x"_s));
+    m_worker->exec(someCommand(u"x"_s));
     QCOMPARE(sent.count(), 1);
 }
 
 void TstAbstractTarvexCommandsWorker::repeat_isKnownByItsKeyAlone()
 {
     const LogCapture log;
-    m_worker->exec(someCommand(QStringLiteral("both")));
-    m_worker->exec(someCommand(QStringLiteral("both"), QStringLiteral("uid1"), someData()));
-    QCOMPARE(m_worker->calls, QStringList(QStringLiteral("both")));
+    m_worker->exec(someCommand(u"both"_s));
+    m_worker->exec(someCommand(u"both"_s, u"uid1"_s, someData()));
+    QCOMPARE(m_worker->calls, QStringList(u"both"_s));
 }
 
 void TstAbstractTarvexCommandsWorker::repeat_otherAgentNameOrUid_isNone_data()
 {
     QTest::addColumn<TarvexCommand>("other");
-    TarvexCommand other = someCommand(QStringLiteral("plain"));
-    other.setAgent(QStringLiteral("logger"));
+    TarvexCommand other = someCommand(u"plain"_s);
+    other.setAgent(u"logger"_s);
     QTest::newRow("agent") << other;
-    QTest::newRow("name") << someCommand(QStringLiteral("slot"));
-    QTest::newRow("uid") << someCommand(QStringLiteral("plain"), QStringLiteral("uid2"));
+    QTest::newRow("name") << someCommand(u"slot"_s);
+    QTest::newRow("uid") << someCommand(u"plain"_s, u"uid2"_s);
 }
 
 void TstAbstractTarvexCommandsWorker::repeat_otherAgentNameOrUid_isNone()
 {
     QFETCH(TarvexCommand, other);
     const LogCapture log;
-    m_worker->exec(someCommand(QStringLiteral("plain")));
+    m_worker->exec(someCommand(u"plain"_s));
     m_worker->exec(other);
-    QCOMPARE(m_worker->calls, QStringList({QStringLiteral("plain"), other.name()}));
+    QCOMPARE(m_worker->calls, QStringList({u"plain"_s, other.name()}));
 }
 
 void TstAbstractTarvexCommandsWorker::repeat_after99Others_isStillKnown()
 {
     const LogCapture log;
     for (int i = 0; i < 100; ++i) {
-        m_worker->exec(someCommand(QStringLiteral("plain"), QString::number(i)));
+        m_worker->exec(someCommand(u"plain"_s, QString::number(i)));
     }
-    m_worker->exec(someCommand(QStringLiteral("plain"), QStringLiteral("0")));
+    m_worker->exec(someCommand(u"plain"_s, u"0"_s));
     QCOMPARE(m_worker->calls.size(), 100);
 }
 
@@ -775,11 +763,11 @@ void TstAbstractTarvexCommandsWorker::repeat_after100Others_runsAgain()
 {
     const LogCapture log;
     for (int i = 0; i <= 100; ++i) {
-        m_worker->exec(someCommand(QStringLiteral("plain"), QString::number(i)));
+        m_worker->exec(someCommand(u"plain"_s, QString::number(i)));
     }
-    m_worker->exec(someCommand(QStringLiteral("plain"), QStringLiteral("2"))); // the oldest but one: no run
+    m_worker->exec(someCommand(u"plain"_s, u"2"_s)); // the oldest but one: no run
     QCOMPARE(m_worker->calls.size(), 101);
-    m_worker->exec(someCommand(QStringLiteral("plain"), QStringLiteral("0")));
+    m_worker->exec(someCommand(u"plain"_s, u"0"_s));
     QCOMPARE(m_worker->calls.size(), 102);
 }
 
@@ -787,12 +775,12 @@ void TstAbstractTarvexCommandsWorker::repeat_doesNotMakeTheKeyYounger()
 {
     const LogCapture log;
     for (int i = 0; i < 100; ++i) {
-        m_worker->exec(someCommand(QStringLiteral("plain"), QString::number(i)));
+        m_worker->exec(someCommand(u"plain"_s, QString::number(i)));
     }
-    m_worker->exec(someCommand(QStringLiteral("plain"), QStringLiteral("0")));
-    m_worker->exec(someCommand(QStringLiteral("plain"), QStringLiteral("100")));
+    m_worker->exec(someCommand(u"plain"_s, u"0"_s));
+    m_worker->exec(someCommand(u"plain"_s, u"100"_s));
     QCOMPARE(m_worker->calls.size(), 101);
-    m_worker->exec(someCommand(QStringLiteral("plain"), QStringLiteral("0")));
+    m_worker->exec(someCommand(u"plain"_s, u"0"_s));
     QCOMPARE(m_worker->calls.size(), 102);
 }
 
@@ -803,8 +791,8 @@ void TstAbstractTarvexCommandsWorker::repeat_isRecognisedWithoutItsArguments()
     const LogCapture log;
     const qint64 before = memoryuse::allocated();
     for (int number = 0; number < 50; ++number) {
-        TarvexCommand cmd = someCommand(QStringLiteral("unknown"), QString::number(number));
-        cmd.setData({{QStringLiteral("text"), QString(MIB / 2, QLatin1Char('x'))}});
+        TarvexCommand cmd = someCommand(u"unknown"_s, QString::number(number));
+        cmd.setData({{u"text"_s, QString(MIB / 2, QLatin1Char('x'))}});
         m_worker->exec(cmd);
     }
     // The sanitizers' allocators do not tell.
@@ -814,7 +802,7 @@ void TstAbstractTarvexCommandsWorker::repeat_isRecognisedWithoutItsArguments()
 void TstAbstractTarvexCommandsWorker::repeat_ofATakenCommand_isNoRepeatLater()
 {
     const LogCapture log;
-    const TarvexCommand cmd = someCommand(QStringLiteral("count"));
+    const TarvexCommand cmd = someCommand(u"count"_s);
     QSignalSpy sent(m_worker.get(), SIGNAL(sendCommand(TarvexCommand)));
     const QPointer<CountingExecutor> executor(new CountingExecutor(m_worker.get()));
     m_worker->addExecutor(executor);
@@ -822,7 +810,7 @@ void TstAbstractTarvexCommandsWorker::repeat_ofATakenCommand_isNoRepeatLater()
     m_worker->exec(cmd);
     QCOMPARE(executor->executed, 2);
     QCOMPARE(log.texts(), QStringList());
-    m_worker->removeExecutor(QStringLiteral("counting"));
+    m_worker->removeExecutor(u"counting"_s);
     m_worker->exec(cmd);
     QCOMPARE(sent.count(), 1); // looked for and not found: it has not been here yet
 }
@@ -831,10 +819,10 @@ void TstAbstractTarvexCommandsWorker::handler_execsAnotherCommand()
 {
     const LogCapture log;
     m_worker->result = done();
-    m_worker->action = [this] { m_worker->exec(someCommand(QStringLiteral("plain"))); };
+    m_worker->action = [this] { m_worker->exec(someCommand(u"plain"_s)); };
     QSignalSpy sent(m_worker.get(), SIGNAL(sendCommand(TarvexCommand)));
-    m_worker->exec(someCommand(QStringLiteral("acts")));
-    QCOMPARE(m_worker->calls, QStringList({QStringLiteral("acts"), QStringLiteral("plain")}));
+    m_worker->exec(someCommand(u"acts"_s));
+    QCOMPARE(m_worker->calls, QStringList({u"acts"_s, u"plain"_s}));
     QCOMPARE(sent.count(), 0);
 }
 
@@ -842,9 +830,9 @@ void TstAbstractTarvexCommandsWorker::handler_execsItsOwnCommand_isARepeat()
 {
     const LogCapture log;
     m_worker->result = done();
-    m_worker->action = [this] { m_worker->exec(someCommand(QStringLiteral("acts"))); };
-    m_worker->exec(someCommand(QStringLiteral("acts")));
-    QCOMPARE(m_worker->calls, QStringList(QStringLiteral("acts")));
+    m_worker->action = [this] { m_worker->exec(someCommand(u"acts"_s)); };
+    m_worker->exec(someCommand(u"acts"_s));
+    QCOMPARE(m_worker->calls, QStringList(u"acts"_s));
     QVERIFY(log.texts().constLast().startsWith(QLatin1String("warning: Cmd repeating:  \tcashbox\tacts\tuid1 \t")));
 }
 
@@ -855,13 +843,13 @@ void TstAbstractTarvexCommandsWorker::handler_execsAHundredOthers_mayRunAgain()
     m_worker->action = [this] {
         m_worker->action = [] {};
         for (int i = 0; i < 100; ++i) {
-            m_worker->exec(someCommand(QStringLiteral("plain"), QString::number(i)));
+            m_worker->exec(someCommand(u"plain"_s, QString::number(i)));
         }
-        m_worker->exec(someCommand(QStringLiteral("acts")));
+        m_worker->exec(someCommand(u"acts"_s));
     };
-    m_worker->exec(someCommand(QStringLiteral("acts")));
-    QCOMPARE(m_worker->calls.count(QStringLiteral("plain")), 100);
-    QCOMPARE(m_worker->calls.count(QStringLiteral("acts")), 2);
+    m_worker->exec(someCommand(u"acts"_s));
+    QCOMPARE(m_worker->calls.count(u"plain"_s), 100);
+    QCOMPARE(m_worker->calls.count(u"acts"_s), 2);
 }
 
 void TstAbstractTarvexCommandsWorker::handler_deletesTheWorker_data()
@@ -874,7 +862,7 @@ void TstAbstractTarvexCommandsWorker::handler_deletesTheWorker_data()
 void TstAbstractTarvexCommandsWorker::handler_deletesTheWorker()
 {
     QFETCH(QVariant, result);
-    const TarvexCommand cmd = someCommand(QStringLiteral("acts"));
+    const TarvexCommand cmd = someCommand(u"acts"_s);
     m_worker->result = result;
     const auto arguments = m_worker->argumentsAfterwards;
     m_worker->action = [this] { m_worker.reset(); };
@@ -889,8 +877,7 @@ void TstAbstractTarvexCommandsWorker::handler_deletesTheWorker()
 
 void TstAbstractTarvexCommandsWorker::handler_deletesTheWorker_keepsItsReferences()
 {
-    auto cmd = std::make_unique<TarvexCommand>(
-        someCommand(QStringLiteral("actsWithReferences"), QStringLiteral("uid7"), someData()));
+    auto cmd = std::make_unique<TarvexCommand>(someCommand(u"actsWithReferences"_s, u"uid7"_s, someData()));
     const auto arguments = m_worker->argumentsAfterwards;
     m_worker->action = [&] {
         cmd.reset();
@@ -898,7 +885,7 @@ void TstAbstractTarvexCommandsWorker::handler_deletesTheWorker_keepsItsReference
     };
     const LogCapture log;
     m_worker->exec(*cmd);
-    QCOMPARE(*arguments, QStringList({QStringLiteral("cashbox"), QStringLiteral("uid7"), QStringLiteral("ticket")}));
+    QCOMPARE(*arguments, QStringList({u"cashbox"_s, u"uid7"_s, u"ticket"_s}));
 }
 
 void TstAbstractTarvexCommandsWorker::handler_deletesTheWorkerLater_isAnsweredFirst()
@@ -907,19 +894,19 @@ void TstAbstractTarvexCommandsWorker::handler_deletesTheWorkerLater_isAnsweredFi
     worker->action = [worker] { worker->deleteLater(); };
     QSignalSpy sent(worker.data(), SIGNAL(sendCommand(TarvexCommand)));
     const LogCapture log;
-    worker->exec(someCommand(QStringLiteral("acts")));
+    worker->exec(someCommand(u"acts"_s));
     QCOMPARE(sent.count(), 1);
     QTRY_VERIFY(worker.isNull());
 }
 
 void TstAbstractTarvexCommandsWorker::answer_deletesTheWorker()
 {
-    const TarvexCommand cmd = someCommand(QStringLiteral("returns"));
+    const TarvexCommand cmd = someCommand(u"returns"_s);
     connect(m_worker.get(), &Worker::sendCommand, this, [this] { m_worker.reset(); });
     const LogCapture log;
     m_worker->exec(cmd);
     QVERIFY(m_worker == nullptr);
-    QCOMPARE(log.texts(), loggedTwice(cmd) << QStringLiteral("warning: No such method (returns)"));
+    QCOMPARE(log.texts(), loggedTwice(cmd) << u"warning: No such method (returns)"_s);
 }
 
 void TstAbstractTarvexCommandsWorker::hostileName_isNobodys_data()
@@ -928,32 +915,32 @@ void TstAbstractTarvexCommandsWorker::hostileName_isNobodys_data()
     QTest::newRow("null") << QString();
     QTest::newRow("empty") << QString(QLatin1String(""));
     // Qt would leave the blanks out and call the method.
-    QTest::newRow("blank before") << QStringLiteral(" plain");
-    QTest::newRow("blank behind") << QStringLiteral("plain ");
-    QTest::newRow("tab behind") << QStringLiteral("plain\t");
+    QTest::newRow("blank before") << u" plain"_s;
+    QTest::newRow("blank behind") << u"plain "_s;
+    QTest::newRow("tab behind") << u"plain\t"_s;
     // Qt would take the name to end there.
-    QTest::newRow("zero byte behind") << QStringLiteral("plain") + QChar(0);
-    QTest::newRow("zero byte and more") << QStringLiteral("plain") + QChar(0) + QStringLiteral("x");
+    QTest::newRow("zero byte behind") << u"plain"_s + QChar(0);
+    QTest::newRow("zero byte and more") << u"plain"_s + QChar(0) + u"x"_s;
     QTest::newRow("zero byte alone") << QString(QChar(0));
-    QTest::newRow("new line behind") << QStringLiteral("plain\n");
-    QTest::newRow("log line within") << QStringLiteral("plain cashbox uid1\nall is well");
-    QTest::newRow("parameters") << QStringLiteral("one(QString)");
-    QTest::newRow("its own parameters") << QStringLiteral("plain(QString,QString)");
-    QTest::newRow("no parameters") << QStringLiteral("deleteLater()");
-    QTest::newRow("open bracket") << QStringLiteral("plain(");
-    QTest::newRow("open bracket, comma") << QStringLiteral("plain(,");
-    QTest::newRow("open template") << QStringLiteral("plain(QList<");
-    QTest::newRow("close bracket") << QStringLiteral("plain)");
-    QTest::newRow("return type") << QStringLiteral("QVariant plain");
-    QTest::newRow("class") << QStringLiteral("Commands::plain");
-    QTest::newRow("code of a slot") << QStringLiteral("1plain()");
-    QTest::newRow("format") << QStringLiteral("%s%n%1");
+    QTest::newRow("new line behind") << u"plain\n"_s;
+    QTest::newRow("log line within") << u"plain cashbox uid1\nall is well"_s;
+    QTest::newRow("parameters") << u"one(QString)"_s;
+    QTest::newRow("its own parameters") << u"plain(QString,QString)"_s;
+    QTest::newRow("no parameters") << u"deleteLater()"_s;
+    QTest::newRow("open bracket") << u"plain("_s;
+    QTest::newRow("open bracket, comma") << u"plain(,"_s;
+    QTest::newRow("open template") << u"plain(QList<"_s;
+    QTest::newRow("close bracket") << u"plain)"_s;
+    QTest::newRow("return type") << u"QVariant plain"_s;
+    QTest::newRow("class") << u"Commands::plain"_s;
+    QTest::newRow("code of a slot") << u"1plain()"_s;
+    QTest::newRow("format") << u"%s%n%1"_s;
     QTest::newRow("Latin-1") << QString::fromUtf8("größe");
     QTest::newRow("beyond Latin-1") << QString::fromUtf8("печать");
     QTest::newRow("look-alike") << QString::fromUtf8("plаin"); // the a is Cyrillic
-    QTest::newRow("combining mark") << QStringLiteral("plain") + QChar(0x301);
-    QTest::newRow("half a pair") << QStringLiteral("plain") + QChar(0xD83D);
-    QTest::newRow("byte order mark") << QChar(0xFEFF) + QStringLiteral("plain");
+    QTest::newRow("combining mark") << u"plain"_s + QChar(0x301);
+    QTest::newRow("half a pair") << u"plain"_s + QChar(0xD83D);
+    QTest::newRow("byte order mark") << QChar(0xFEFF) + u"plain"_s;
     constexpr int MIB = 1024 * 1024;
     QTest::newRow("1 MiB of brackets") << QString(MIB, QLatin1Char('('));
     QTest::newRow("1 MiB of templates") << QString(MIB, QLatin1Char('<'));
@@ -1005,7 +992,7 @@ void TstAbstractTarvexCommandsWorker::hostileName_ofTheObjectsOwn_isNotCalled()
         const LogCapture log;
         const auto hooked = std::make_unique<Hooked>();
         const QPointer<Hooked> guard(hooked.get());
-        const TarvexCommand cmd = someCommand(name, QStringLiteral("uid1"), data);
+        const TarvexCommand cmd = someCommand(name, u"uid1"_s, data);
         QSignalSpy named(hooked.get(), SIGNAL(objectNameChanged(QString)));
         QSignalSpy sent(hooked.get(), SIGNAL(sendCommand(TarvexCommand)));
         hooked->exec(cmd);
@@ -1030,15 +1017,14 @@ void TstAbstractTarvexCommandsWorker::hostileData_isHandedOver()
 {
     QVariant deep = 1;
     for (int i = 0; i < 400; ++i) {
-        deep = QVariantMap{{QStringLiteral("a"), deep}};
+        deep = QVariantMap{{u"a"_s, deep}};
     }
-    const QVariantMap data{{QString(), QVariant()},
-                           {QString(QChar(0)), QString(1024 * 1024, QLatin1Char('x'))},
-                           {QStringLiteral("deep"), deep}};
+    const QVariantMap data{
+        {QString(), QVariant()}, {QString(QChar(0)), QString(1024 * 1024, QLatin1Char('x'))}, {u"deep"_s, deep}};
     const LogCapture log;
-    m_worker->exec(someCommand(QStringLiteral("both"), QStringLiteral("uid1"), data));
+    m_worker->exec(someCommand(u"both"_s, u"uid1"_s, data));
     QCOMPARE(m_worker->datas, QList<QVariantMap>{data});
-    m_worker->exec(someCommand(QStringLiteral("both"), QStringLiteral("uid1"), data));
+    m_worker->exec(someCommand(u"both"_s, u"uid1"_s, data));
     QCOMPARE(m_worker->datas.size(), 1);
 }
 
@@ -1053,9 +1039,9 @@ public:
 
     Q_INVOKABLE QVariant report(QString agent, QString uid)
     {
-        TarvexCommand answer = someCommand(QStringLiteral("reported"), uid);
+        TarvexCommand answer = someCommand(u"reported"_s, uid);
         answer.setAgent(agent);
-        answer.setData({{QStringLiteral("inOwnThread"), thread() == QThread::currentThread()}});
+        answer.setData({{u"inOwnThread"_s, thread() == QThread::currentThread()}});
         Q_EMIT sendCommand(answer);
         return done();
     }
@@ -1070,13 +1056,13 @@ void TstAbstractTarvexCommandsWorker::exec_fromAnotherThread_runsInTheWorkersThr
     QVERIFY(connect(&ends, SIGNAL(commandCame(TarvexCommand)), worker, SLOT(exec(TarvexCommand))));
     QVERIFY(connect(worker, SIGNAL(sendCommand(TarvexCommand)), &ends, SLOT(send(TarvexCommand))));
     controller.addWorkerToThread(worker)->start();
-    Q_EMIT ends.commandCame(someCommand(QStringLiteral("report"), QStringLiteral("uid7")));
+    Q_EMIT ends.commandCame(someCommand(u"report"_s, u"uid7"_s));
     QTRY_COMPARE(ends.sent.size(), 1);
     TarvexCommand answer;
     QVERIFY(TarvexCommand::incomingMessageToCmd(ends.sent.constFirst(), answer));
-    QCOMPARE(answer.name(), QStringLiteral("reported"));
-    QCOMPARE(answer.uid(), QStringLiteral("uid7"));
-    QCOMPARE(answer.data(), QVariantMap({{QStringLiteral("inOwnThread"), true}}));
+    QCOMPARE(answer.name(), u"reported"_s);
+    QCOMPARE(answer.uid(), u"uid7"_s);
+    QCOMPARE(answer.data(), QVariantMap({{u"inOwnThread"_s, true}}));
     controller.doKillThreads();
 }
 
@@ -1086,10 +1072,10 @@ void TstAbstractTarvexCommandsWorker::exec_calledStraightFromAnotherThread_runsT
     std::thread::id handlersThread;
     m_worker->result = true;
     m_worker->action = [&handlersThread] { handlersThread = std::this_thread::get_id(); };
-    std::thread caller([this] { m_worker->exec(someCommand(QStringLiteral("acts"))); });
+    std::thread caller([this] { m_worker->exec(someCommand(u"acts"_s)); });
     const std::thread::id callersThread = caller.get_id();
     caller.join();
-    QCOMPARE(m_worker->calls, QStringList{QStringLiteral("acts")});
+    QCOMPARE(m_worker->calls, QStringList{u"acts"_s});
     QVERIFY(handlersThread == callersThread);
 }
 
@@ -1106,20 +1092,19 @@ void TstAbstractTarvexCommandsWorker::wholeRoad_fromMessageToAnswer()
     controller.addWorkerToThread(worker)->start();
 
     Message message;
-    message.setSender(QStringLiteral("cashbox"));
-    const QStringList texts{QStringLiteral("no command"), QStringLiteral(R"({"cmd":"count"})"),
-                            QStringLiteral(R"({"cmd":"plain"})"), QStringLiteral(R"({"cmd":"plain","data":{"a":1}})"),
-                            QStringLiteral(R"({"cmd":"unheardOf","data":{"b":"c"}})")};
+    message.setSender(u"cashbox"_s);
+    const QStringList texts{u"no command"_s, uR"({"cmd":"count"})"_s, uR"({"cmd":"plain"})"_s,
+                            uR"({"cmd":"plain","data":{"a":1}})"_s, uR"({"cmd":"unheardOf","data":{"b":"c"}})"_s};
     for (int i = 0; i < texts.size(); ++i) {
-        message.setUid(QStringLiteral("uid%1").arg(i));
+        message.setUid(u"uid%1"_s.arg(i));
         message.setMessage(texts.at(i));
         ends.deliver(message);
     }
     QTRY_COMPARE(ends.sent.size(), 2);
-    QCOMPARE(ends.sent.at(0).uid(), QStringLiteral("uid3"));
+    QCOMPARE(ends.sent.at(0).uid(), u"uid3"_s);
     const Message answer = ends.sent.at(1);
-    QCOMPARE(answer.reciever(), QStringLiteral("cashbox"));
-    QCOMPARE(answer.uid(), QStringLiteral("uid4"));
+    QCOMPARE(answer.reciever(), u"cashbox"_s);
+    QCOMPARE(answer.uid(), u"uid4"_s);
     QCOMPARE(
         answer.message(),
         QStringLiteral(

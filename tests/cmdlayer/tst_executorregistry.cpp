@@ -1,6 +1,7 @@
 #include "cmdlayer/abstracttarvexcommandsworker.h"
 
 #include "commandsender.h"
+#include "literals.h"
 #include "logcapture.h"
 
 #include <QPointer>
@@ -68,7 +69,7 @@ class RenamedExecutor : public ScriptedExecutor
 {
 public:
     RenamedExecutor(const QString& ownName, const Record& record)
-        : ScriptedExecutor(QStringLiteral("base"), record, true), m_ownName(ownName)
+        : ScriptedExecutor(u"base"_s, record, true), m_ownName(ownName)
     {
     }
 
@@ -90,7 +91,7 @@ class Worker : public AbstractTarvexCommandsWorker
 public:
     explicit Worker(const Record& record) : m_record(record) { }
 
-    ~Worker() override { m_record->append(QStringLiteral("worker destroyed")); }
+    ~Worker() override { m_record->append(u"worker destroyed"_s); }
 
     bool doStart() override { return true; }
 
@@ -102,9 +103,9 @@ private:
     const Record m_record;
 };
 
-const QString A = QStringLiteral("a");
-const QString B = QStringLiteral("b");
-const QString C = QStringLiteral("c");
+const QString A = u"a"_s;
+const QString B = u"b"_s;
+const QString C = u"c"_s;
 
 QStringList lines(std::initializer_list<const char*> texts)
 {
@@ -176,7 +177,7 @@ private Q_SLOTS:
 private:
     ScriptedExecutor* add(const QString& name, bool takes);
 
-    void exec(const QString& name = QStringLiteral("x")) { m_worker->exec(someCommand(name)); }
+    void exec(const QString& name = u"x"_s) { m_worker->exec(someCommand(name)); }
 
     Record m_record;
     QPointer<Worker> m_worker;
@@ -259,7 +260,7 @@ void TstExecutorRegistry::command_reachesAskedAndExecuting()
 {
     const ScriptedExecutor* const asked = add(A, false);
     const ScriptedExecutor* const executing = add(B, true);
-    const TarvexCommand cmd = someCommand(QStringLiteral("x"), QStringLiteral("uid7"), someData());
+    const TarvexCommand cmd = someCommand(u"x"_s, u"uid7"_s, someData());
     m_worker->exec(cmd);
     QVERIFY(asked->lastCommand == cmd);
     QVERIFY(executing->lastCommand == cmd);
@@ -283,7 +284,7 @@ void TstExecutorRegistry::add_asksForTheNameOnce()
     QCOMPARE(executor->timesAsked, 1);
     QCOMPARE(*m_record, lines({"a asked", "base asked", "base executes", "base executed"}));
     m_worker->removeExecutor(B);
-    QCOMPARE(m_record->constLast(), QStringLiteral("base destroyed"));
+    QCOMPARE(m_record->constLast(), u"base destroyed"_s);
 }
 
 void TstExecutorRegistry::add_nameTaken_destroysTheFormerFirst()
@@ -359,7 +360,7 @@ void TstExecutorRegistry::remove_destroysBeforeItReturns()
 void TstExecutorRegistry::remove_unknownName_doesNothing()
 {
     add(A, true);
-    m_worker->removeExecutor(QStringLiteral("A"));
+    m_worker->removeExecutor(u"A"_s);
     m_worker->removeExecutor(QString());
     exec();
     QCOMPARE(*m_record, lines({"a asked", "a executes", "a executed"}));
@@ -385,7 +386,7 @@ void TstExecutorRegistry::remove_looksForTheNameItWasAddedUnder()
     auto* const executor = new RenamedExecutor(B, m_record);
     m_executors.append(executor);
     m_worker->addExecutor(executor);
-    m_worker->removeExecutor(QStringLiteral("base"));
+    m_worker->removeExecutor(u"base"_s);
     QVERIFY(m_record->isEmpty());
     m_worker->removeExecutor(B);
     QCOMPARE(*m_record, lines({"base destroyed"}));
@@ -544,7 +545,7 @@ void TstExecutorRegistry::executing_removesItself_livesUntilItHasReturned()
 {
     add(A, true)->whenExecuting = [this] {
         m_worker->removeExecutor(A);
-        m_record->append(QStringLiteral("removed"));
+        m_record->append(u"removed"_s);
         return true;
     };
     exec();
@@ -557,7 +558,7 @@ void TstExecutorRegistry::executing_replacesItself_livesUntilItHasReturned()
 {
     add(A, true)->whenExecuting = [this] {
         add(A, true);
-        m_record->append(QStringLiteral("replaced"));
+        m_record->append(u"replaced"_s);
         return true;
     };
     exec();
@@ -641,7 +642,7 @@ void TstExecutorRegistry::executing_execsAgain_asksInTheSameOrder()
     add(A, false);
     executor->whenExecuting = [this, executor] {
         executor->whenExecuting = nullptr;
-        exec(QStringLiteral("y"));
+        exec(u"y"_s);
         return true;
     };
     exec();
@@ -658,8 +659,8 @@ void TstExecutorRegistry::executing_removedInAnInnerCall_livesUntilTheOuterHasRe
             m_worker->removeExecutor(A);
             return true;
         };
-        exec(QStringLiteral("y"));
-        m_record->append(QStringLiteral("inner done"));
+        exec(u"y"_s);
+        m_record->append(u"inner done"_s);
         return true;
     };
     exec();
@@ -676,7 +677,7 @@ void TstExecutorRegistry::executing_removedBehindAnInnerAsker_isNotAskedAgain()
             m_worker->removeExecutor(B);
             return true;
         };
-        exec(QStringLiteral("y"));
+        exec(u"y"_s);
         return true;
     };
     exec();

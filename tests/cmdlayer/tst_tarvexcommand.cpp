@@ -1,5 +1,6 @@
 #include "cmdlayer/tarvexcommand.h"
 
+#include "literals.h"
 #include "logcapture.h"
 #include "markingtranslator.h"
 #include "memoryuse.h"
@@ -25,19 +26,19 @@ namespace {
 TarvexCommand someCommand()
 {
     TarvexCommand cmd;
-    cmd.setName(QStringLiteral("print"));
-    cmd.setAgent(QStringLiteral("cashbox"));
-    cmd.setUid(QStringLiteral("uid1"));
-    cmd.setData({{QStringLiteral("copies"), 2}, {QStringLiteral("text"), QStringLiteral("ticket")}});
+    cmd.setName(u"print"_s);
+    cmd.setAgent(u"cashbox"_s);
+    cmd.setUid(u"uid1"_s);
+    cmd.setData({{u"copies"_s, 2}, {u"text"_s, u"ticket"_s}});
     return cmd;
 }
 
 Message someMessage(const QString& text)
 {
     Message message;
-    message.setSender(QStringLiteral("cashbox"));
-    message.setReciever(QStringLiteral("printer"));
-    message.setUid(QStringLiteral("uid7"));
+    message.setSender(u"cashbox"_s);
+    message.setReciever(u"printer"_s);
+    message.setUid(u"uid7"_s);
     message.setMessage(text);
     return message;
 }
@@ -92,11 +93,10 @@ void TstTarvexCommand::defaults_areNull()
 void TstTarvexCommand::setters_storeTheirField()
 {
     const TarvexCommand cmd = someCommand();
-    QCOMPARE(cmd.name(), QStringLiteral("print"));
-    QCOMPARE(cmd.agent(), QStringLiteral("cashbox"));
-    QCOMPARE(cmd.uid(), QStringLiteral("uid1"));
-    QCOMPARE(cmd.data(),
-             QVariantMap({{QStringLiteral("copies"), 2}, {QStringLiteral("text"), QStringLiteral("ticket")}}));
+    QCOMPARE(cmd.name(), u"print"_s);
+    QCOMPARE(cmd.agent(), u"cashbox"_s);
+    QCOMPARE(cmd.uid(), u"uid1"_s);
+    QCOMPARE(cmd.data(), QVariantMap({{u"copies"_s, 2}, {u"text"_s, u"ticket"_s}}));
 }
 
 void TstTarvexCommand::copyAndMove_keepAllFields()
@@ -112,8 +112,8 @@ void TstTarvexCommand::copyAndMove_keepAllFields()
     TarvexCommand moveAssigned;
     moveAssigned = std::move(moved);
     QVERIFY(moveAssigned == original);
-    assigned.setName(QStringLiteral("other"));
-    QCOMPARE(original.name(), QStringLiteral("print"));
+    assigned.setName(u"other"_s);
+    QCOMPARE(original.name(), u"print"_s);
 }
 
 void TstTarvexCommand::equality_comparesAllFields_data()
@@ -122,20 +122,20 @@ void TstTarvexCommand::equality_comparesAllFields_data()
     QTest::addColumn<bool>("equal");
     QTest::newRow("same") << someCommand() << true;
     TarvexCommand other = someCommand();
-    other.setName(QStringLiteral("Print"));
+    other.setName(u"Print"_s);
     QTest::newRow("name") << other << false;
     other = someCommand();
-    other.setAgent(QStringLiteral("logger"));
+    other.setAgent(u"logger"_s);
     QTest::newRow("agent") << other << false;
     other = someCommand();
     other.setUid(QString());
     QTest::newRow("uid") << other << false;
     other = someCommand();
-    other.setData({{QStringLiteral("copies"), 2}});
+    other.setData({{u"copies"_s, 2}});
     QTest::newRow("data: fewer keys") << other << false;
-    other.setData({{QStringLiteral("copies"), 3}, {QStringLiteral("text"), QStringLiteral("ticket")}});
+    other.setData({{u"copies"_s, 3}, {u"text"_s, u"ticket"_s}});
     QTest::newRow("data: another value") << other << false;
-    other.setData({{QStringLiteral("Copies"), 2}, {QStringLiteral("text"), QStringLiteral("ticket")}});
+    other.setData({{u"Copies"_s, 2}, {u"text"_s, u"ticket"_s}});
     QTest::newRow("data: another key") << other << false;
 }
 
@@ -151,11 +151,11 @@ void TstTarvexCommand::equality_comparesAllFields()
 void TstTarvexCommand::equality_ignoresOrderOfInsertion()
 {
     QVariantMap forwards;
-    forwards.insert(QStringLiteral("a"), 1);
-    forwards.insert(QStringLiteral("b"), 2);
+    forwards.insert(u"a"_s, 1);
+    forwards.insert(u"b"_s, 2);
     QVariantMap backwards;
-    backwards.insert(QStringLiteral("b"), 2);
-    backwards.insert(QStringLiteral("a"), 1);
+    backwards.insert(u"b"_s, 2);
+    backwards.insert(u"a"_s, 1);
     TarvexCommand one = someCommand();
     one.setData(forwards);
     TarvexCommand two = someCommand();
@@ -166,39 +166,39 @@ void TstTarvexCommand::equality_ignoresOrderOfInsertion()
 void TstTarvexCommand::cmdKey_startsWithTheAgent()
 {
     TarvexCommand cmd;
-    cmd.setAgent(QStringLiteral("a"));
-    cmd.setName(QStringLiteral("b"));
-    cmd.setUid(QStringLiteral("c"));
-    QCOMPARE(cmd.cmdKey(), QStringLiteral("a.b.c"));
-    QCOMPARE(TarvexCommand().cmdKey(), QStringLiteral(".."));
+    cmd.setAgent(u"a"_s);
+    cmd.setName(u"b"_s);
+    cmd.setUid(u"c"_s);
+    QCOMPARE(cmd.cmdKey(), u"a.b.c"_s);
+    QCOMPARE(TarvexCommand().cmdKey(), u".."_s);
 }
 
 // Existing parties compare keys that were made this way.
 void TstTarvexCommand::cmdKey_substitutesOneArgumentAtATime()
 {
     TarvexCommand cmd;
-    cmd.setAgent(QStringLiteral("a%2"));
-    cmd.setName(QStringLiteral("b"));
-    cmd.setUid(QStringLiteral("c"));
-    QCOMPARE(cmd.cmdKey(), QStringLiteral("ab.b.c"));
-    cmd.setAgent(QStringLiteral("a"));
-    cmd.setName(QStringLiteral("%3%1"));
-    QCOMPARE(cmd.cmdKey(), QStringLiteral("a.%3c.%3"));
+    cmd.setAgent(u"a%2"_s);
+    cmd.setName(u"b"_s);
+    cmd.setUid(u"c"_s);
+    QCOMPARE(cmd.cmdKey(), u"ab.b.c"_s);
+    cmd.setAgent(u"a"_s);
+    cmd.setName(u"%3%1"_s);
+    QCOMPARE(cmd.cmdKey(), u"a.%3c.%3"_s);
 }
 
 void TstTarvexCommand::toOutgoingMessage_carriesTheCommand()
 {
     const Message message = someCommand().toOutgoingMessage();
-    QCOMPARE(message.message(), QStringLiteral(R"({"cmd":"print","data":{"copies":2,"text":"ticket"}})"));
-    QCOMPARE(message.reciever(), QStringLiteral("cashbox"));
-    QCOMPARE(message.uid(), QStringLiteral("uid1"));
+    QCOMPARE(message.message(), uR"({"cmd":"print","data":{"copies":2,"text":"ticket"}})"_s);
+    QCOMPARE(message.reciever(), u"cashbox"_s);
+    QCOMPARE(message.uid(), u"uid1"_s);
     QVERIFY(message.sender().isNull());
 }
 
 void TstTarvexCommand::toOutgoingMessage_ofEmptyCommand_hasBothKeys()
 {
     const Message message = TarvexCommand().toOutgoingMessage();
-    QCOMPARE(message.message(), QStringLiteral(R"({"cmd":"","data":{}})"));
+    QCOMPARE(message.message(), uR"({"cmd":"","data":{}})"_s);
     QVERIFY(message.uid().isEmpty());
     QVERIFY(message.reciever().isEmpty());
 }
@@ -215,8 +215,8 @@ void TstTarvexCommand::toOutgoingMessage_isDatedNow()
 void TstTarvexCommand::toOutgoingMessage_keepsUnicode()
 {
     TarvexCommand cmd;
-    cmd.setName(QStringLiteral("grüße"));
-    cmd.setData({{QStringLiteral("text"), QStringLiteral("a\n\"б\"")}});
+    cmd.setName(u"grüße"_s);
+    cmd.setData({{u"text"_s, u"a\n\"б\""_s}});
     QCOMPARE(cmd.toOutgoingMessage().message(),
              QString::fromUtf8("{\"cmd\":\"grüße\",\"data\":{\"text\":\"a\\n\\\"б\\\"\"}}"));
 }
@@ -227,17 +227,14 @@ void TstTarvexCommand::incomingMessageToCmd_readsTheCommand_data()
     QTest::addColumn<QString>("name");
     QTest::addColumn<QVariantMap>("data");
     const QVariantMap none;
-    QTest::newRow("name and data") << QStringLiteral(R"({"cmd":"x","data":{"a":"b"}})") << QStringLiteral("x")
-                                   << QVariantMap{{QStringLiteral("a"), QStringLiteral("b")}};
-    QTest::newRow("no data") << QStringLiteral(R"({"cmd":"x"})") << QStringLiteral("x") << none;
-    QTest::newRow("number, array") << QStringLiteral(R"({"cmd":5,"data":[1]})") << QStringLiteral("5") << none;
-    QTest::newRow("boolean, null") << QStringLiteral(R"({"cmd":true,"data":null})") << QStringLiteral("true") << none;
-    QTest::newRow("data a string") << QStringLiteral(R"({"cmd":"x","data":"y"})") << QStringLiteral("x") << none;
-    QTest::newRow("empty name") << QStringLiteral(R"({"cmd":""})") << QString() << none;
-    QTest::newRow("other keys") << QStringLiteral(R"({"agent":"z","uid":"9","cmd":"x","Data":{"a":1}})")
-                                << QStringLiteral("x") << none;
-    QTest::newRow("blanks") << QStringLiteral("\r\n { \"data\" : {} ,\t\"cmd\" : \"x\" } ") << QStringLiteral("x")
-                            << none;
+    QTest::newRow("name and data") << uR"({"cmd":"x","data":{"a":"b"}})"_s << u"x"_s << QVariantMap{{u"a"_s, u"b"_s}};
+    QTest::newRow("no data") << uR"({"cmd":"x"})"_s << u"x"_s << none;
+    QTest::newRow("number, array") << uR"({"cmd":5,"data":[1]})"_s << u"5"_s << none;
+    QTest::newRow("boolean, null") << uR"({"cmd":true,"data":null})"_s << u"true"_s << none;
+    QTest::newRow("data a string") << uR"({"cmd":"x","data":"y"})"_s << u"x"_s << none;
+    QTest::newRow("empty name") << uR"({"cmd":""})"_s << QString() << none;
+    QTest::newRow("other keys") << uR"({"agent":"z","uid":"9","cmd":"x","Data":{"a":1}})"_s << u"x"_s << none;
+    QTest::newRow("blanks") << u"\r\n { \"data\" : {} ,\t\"cmd\" : \"x\" } "_s << u"x"_s << none;
     QTest::newRow("beyond Latin-1") << QString::fromUtf8("{\"cmd\":\"печать\"}") << QString::fromUtf8("печать") << none;
 }
 
@@ -250,8 +247,8 @@ void TstTarvexCommand::incomingMessageToCmd_readsTheCommand()
     const LogCapture log;
     QVERIFY(TarvexCommand::incomingMessageToCmd(someMessage(text), cmd));
     QCOMPARE(cmd.name(), name);
-    QCOMPARE(cmd.agent(), QStringLiteral("cashbox"));
-    QCOMPARE(cmd.uid(), QStringLiteral("uid7"));
+    QCOMPARE(cmd.agent(), u"cashbox"_s);
+    QCOMPARE(cmd.uid(), u"uid7"_s);
     QCOMPARE(cmd.data(), data);
     QCOMPARE(log.texts(), QStringList());
 }
@@ -259,16 +256,15 @@ void TstTarvexCommand::incomingMessageToCmd_readsTheCommand()
 void TstTarvexCommand::incomingMessageToCmd_replacesWhatTheRecordHeld()
 {
     TarvexCommand cmd = someCommand();
-    QVERIFY(TarvexCommand::incomingMessageToCmd(someMessage(QStringLiteral(R"({"cmd":"x"})")), cmd));
-    QCOMPARE(cmd.name(), QStringLiteral("x"));
+    QVERIFY(TarvexCommand::incomingMessageToCmd(someMessage(uR"({"cmd":"x"})"_s), cmd));
+    QCOMPARE(cmd.name(), u"x"_s);
     QVERIFY(cmd.data().isEmpty());
 }
 
 void TstTarvexCommand::incomingMessageToCmd_repeatedKey_leavesNothingBehind()
 {
-    const QString former = QStringLiteral("[1") + QStringLiteral(",1").repeated(1000) + QLatin1Char(']');
-    const tarvex::Message message =
-        someMessage(QStringLiteral(R"({"cmd":"x","data":%1,"data":{"a":"b"}})").arg(former));
+    const QString former = u"[1"_s + u",1"_s.repeated(1000) + QLatin1Char(']');
+    const tarvex::Message message = someMessage(uR"({"cmd":"x","data":%1,"data":{"a":"b"}})"_s.arg(former));
     TarvexCommand cmd;
     QVERIFY(TarvexCommand::incomingMessageToCmd(message, cmd));
     const qint64 before = memoryuse::allocated();
@@ -277,23 +273,21 @@ void TstTarvexCommand::incomingMessageToCmd_repeatedKey_leavesNothingBehind()
     }
     const qint64 grown = memoryuse::allocated() - before;
     QVERIFY2(grown < 500000, QByteArray::number(grown).constData());
-    QCOMPARE(cmd.data(), QVariantMap({{QStringLiteral("a"), QStringLiteral("b")}}));
+    QCOMPARE(cmd.data(), QVariantMap({{u"a"_s, u"b"_s}}));
 }
 
 void TstTarvexCommand::incomingMessageToCmd_badText_isReported_data()
 {
     QTest::addColumn<QString>("text");
     QTest::addColumn<QString>("line");
-    const QString noCommand = QStringLiteral("warning: Message is not tarvex command:  ");
-    QTest::newRow("words") << QStringLiteral("plain words") << QStringLiteral("warning: illegal value");
-    QTest::newRow("empty") << QString() << QStringLiteral("warning: illegal value");
-    QTest::newRow("cut") << QStringLiteral(R"({"cmd":"x" )") << QStringLiteral("warning: unterminated object");
-    QTest::newRow("more behind") << QStringLiteral(R"({"cmd":"x"} y)")
-                                 << QStringLiteral("warning: garbage at the end of the document");
-    QTest::newRow("array") << QStringLiteral("[1,2]") << noCommand + QStringLiteral("[1,2]");
-    QTest::newRow("no cmd") << QStringLiteral(R"({"data":{}})") << noCommand + QStringLiteral(R"({"data":{}})");
-    QTest::newRow("cmd in capitals") << QStringLiteral(R"({"CMD":"x"})")
-                                     << noCommand + QStringLiteral(R"({"CMD":"x"})");
+    const QString noCommand = u"warning: Message is not tarvex command:  "_s;
+    QTest::newRow("words") << u"plain words"_s << u"warning: illegal value"_s;
+    QTest::newRow("empty") << QString() << u"warning: illegal value"_s;
+    QTest::newRow("cut") << uR"({"cmd":"x" )"_s << u"warning: unterminated object"_s;
+    QTest::newRow("more behind") << uR"({"cmd":"x"} y)"_s << u"warning: garbage at the end of the document"_s;
+    QTest::newRow("array") << u"[1,2]"_s << noCommand + u"[1,2]"_s;
+    QTest::newRow("no cmd") << uR"({"data":{}})"_s << noCommand + uR"({"data":{}})"_s;
+    QTest::newRow("cmd in capitals") << uR"({"CMD":"x"})"_s << noCommand + uR"({"CMD":"x"})"_s;
 }
 
 void TstTarvexCommand::incomingMessageToCmd_badText_isReported()
@@ -304,9 +298,9 @@ void TstTarvexCommand::incomingMessageToCmd_badText_isReported()
     const LogCapture log;
     QVERIFY(!TarvexCommand::incomingMessageToCmd(someMessage(text), cmd));
     QCOMPARE(log.texts(), QStringList(line));
-    QCOMPARE(log.lines().constFirst().category, QStringLiteral("default"));
-    QCOMPARE(cmd.agent(), QStringLiteral("cashbox"));
-    QCOMPARE(cmd.uid(), QStringLiteral("uid7"));
+    QCOMPARE(log.lines().constFirst().category, u"default"_s);
+    QCOMPARE(cmd.agent(), u"cashbox"_s);
+    QCOMPARE(cmd.uid(), u"uid7"_s);
     QCOMPARE(cmd.name(), someCommand().name());
     QCOMPARE(cmd.data(), someCommand().data());
 }
@@ -316,11 +310,10 @@ void TstTarvexCommand::incomingMessageToCmd_noCommand_isReportedTranslated()
     TarvexCommand cmd;
     const MarkingTranslator translator;
     const LogCapture log;
-    QVERIFY(!TarvexCommand::incomingMessageToCmd(someMessage(QStringLiteral("{}")), cmd));
+    QVERIFY(!TarvexCommand::incomingMessageToCmd(someMessage(u"{}"_s), cmd));
     QCOMPARE(log.texts(),
-             QStringList(QStringLiteral("warning: ")
-                         + MarkingTranslator::marked("QObject", QStringLiteral("Message is not tarvex command: "))
-                         + QStringLiteral(" {}")));
+             QStringList(u"warning: "_s + MarkingTranslator::marked("QObject", u"Message is not tarvex command: "_s)
+                         + u" {}"_s));
 }
 
 void TstTarvexCommand::roundTrip_givesBackNameUidAndData()
@@ -358,10 +351,10 @@ void TstTarvexCommand::metaType_crossesQueuedConnections()
 void TstTarvexCommand::cmdKey_ofLongFields_isNotFilledIn()
 {
     TarvexCommand cmd;
-    cmd.setAgent(QStringLiteral("%2").repeated(65536));
-    cmd.setName(QStringLiteral("n").repeated(65537));
-    cmd.setUid(QStringLiteral("u"));
-    QCOMPARE(cmd.cmdKey(), cmd.agent() + QLatin1Char('.') + cmd.name() + QStringLiteral(".u"));
+    cmd.setAgent(u"%2"_s.repeated(65536));
+    cmd.setName(u"n"_s.repeated(65537));
+    cmd.setUid(u"u"_s);
+    QCOMPARE(cmd.cmdKey(), cmd.agent() + QLatin1Char('.') + cmd.name() + u".u"_s);
 }
 
 QTEST_GUILESS_MAIN(TstTarvexCommand)

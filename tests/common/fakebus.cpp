@@ -1,5 +1,7 @@
 #include "fakebus.h"
 
+#include "literals.h"
+
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QtEndian>
@@ -87,8 +89,8 @@ bool FakeBus::Peer::readRequest(Request& request)
     }
     request.frame = header + size + payload;
     request.envelope = QJsonDocument::fromJson(inflated(QByteArray::fromBase64(payload))).object().toVariantMap();
-    request.operation = request.envelope.value(QStringLiteral("operation")).toString();
-    request.data = request.envelope.value(QStringLiteral("data")).toMap();
+    request.operation = request.envelope.value(u"operation"_s).toString();
+    request.data = request.envelope.value(u"data"_s).toMap();
     return true;
 }
 
@@ -202,9 +204,8 @@ void FakeBus::willAnswerHandshake(const Action& action)
 
 void FakeBus::willRefuseHandshake(int code)
 {
-    willAnswerHandshake([code](Peer& peer, const Request&) {
-        peer.send(replyFrame(QStringLiteral("handshake"), code, QStringLiteral("refused")));
-    });
+    willAnswerHandshake(
+        [code](Peer& peer, const Request&) { peer.send(replyFrame(u"handshake"_s, code, u"refused"_s)); });
 }
 
 void FakeBus::willReply(const QString& operation, int code, const QString& description, const QVariantMap& data)
@@ -301,22 +302,19 @@ QByteArray FakeBus::frame(const QByteArray& header, const QByteArray& payload)
 
 QByteArray FakeBus::replyFrame(const QString& operation, int code, const QString& description, const QVariantMap& data)
 {
-    const QVariantMap result{{QStringLiteral("code"), code}, {QStringLiteral("description"), description}};
+    const QVariantMap result{{u"code"_s, code}, {u"description"_s, description}};
     return frame("[-REPLY-]",
-                 payload(QVariantMap{{QStringLiteral("operation"), operation},
-                                     {QStringLiteral("data"), data},
-                                     {QStringLiteral("result"), result}}));
+                 payload(QVariantMap{{u"operation"_s, operation}, {u"data"_s, data}, {u"result"_s, result}}));
 }
 
 QByteArray FakeBus::requestFrame(const QString& operation, const QVariantMap& data)
 {
-    return frame("[-REQUEST-]",
-                 payload(QVariantMap{{QStringLiteral("operation"), operation}, {QStringLiteral("data"), data}}));
+    return frame("[-REQUEST-]", payload(QVariantMap{{u"operation"_s, operation}, {u"data"_s, data}}));
 }
 
 QByteArray FakeBus::acceptance()
 {
-    return replyFrame(QStringLiteral("handshake"), 0);
+    return replyFrame(u"handshake"_s, 0);
 }
 
 void FakeBus::answer(Peer& peer, const Request& request)

@@ -1,5 +1,7 @@
 #include "logcapture.h"
 
+#include "literals.h"
+
 #include <QMessageLogContext>
 
 #include <mutex>
@@ -24,15 +26,15 @@ QString levelName(QtMsgType type)
 {
     switch (type) {
     case QtDebugMsg:
-        return QStringLiteral("debug");
+        return u"debug"_s;
     case QtInfoMsg:
-        return QStringLiteral("info");
+        return u"info"_s;
     case QtWarningMsg:
-        return QStringLiteral("warning");
+        return u"warning"_s;
     case QtCriticalMsg:
-        return QStringLiteral("critical");
+        return u"critical"_s;
     case QtFatalMsg:
-        return QStringLiteral("fatal");
+        return u"fatal"_s;
     }
     return QString();
 }

@@ -1,6 +1,8 @@
 #ifndef MARKINGTRANSLATOR_H
 #define MARKINGTRANSLATOR_H
 
+#include "literals.h"
+
 #include <QCoreApplication>
 #include <QTranslator>
 
@@ -25,7 +27,7 @@ public:
 
     static QString marked(const char* context, const QString& text)
     {
-        return QStringLiteral("<%1: %2>").arg(QString::fromLatin1(context), text);
+        return u"<%1: %2>"_s.arg(QString::fromLatin1(context), text);
     }
 };
 

@@ -1,6 +1,8 @@
 #ifndef MEMORYUSE_H
 #define MEMORYUSE_H
 
+#include "literals.h"
+
 #include <QFile>
 
 #include <malloc.h>
@@ -17,7 +19,7 @@ inline qint64 allocated()
 /// A line of /proc/self/status, in KiB.
 inline qint64 status(const QByteArray& name)
 {
-    QFile file(QStringLiteral("/proc/self/status"));
+    QFile file(u"/proc/self/status"_s);
     if (!file.open(QIODevice::ReadOnly)) {
         return 0;
     }
@@ -38,7 +40,7 @@ public:
     {
         // What is free but still resident would be used again without a rise.
         malloc_trim(0);
-        QFile file(QStringLiteral("/proc/self/clear_refs"));
+        QFile file(u"/proc/self/clear_refs"_s);
         m_isReset = file.open(QIODevice::WriteOnly) && file.write("5") == 1 && file.flush();
         m_before = status("VmRSS");
     }

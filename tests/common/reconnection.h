@@ -1,6 +1,8 @@
 #ifndef RECONNECTION_H
 #define RECONNECTION_H
 
+#include "literals.h"
+
 #include <QString>
 #include <QTest>
 
@@ -8,10 +10,9 @@
 /// when a worker is back.
 namespace reconnection {
 
-inline const QString REFUSED_LINE =
-    QStringLiteral("warning: QAbstractSocket::ConnectionRefusedError Connection refused");
+inline const QString REFUSED_LINE = u"warning: QAbstractSocket::ConnectionRefusedError Connection refused"_s;
 inline const QString CLOSED_LINE =
-    QStringLiteral("warning: QAbstractSocket::RemoteHostClosedError The remote host closed the connection");
+    u"warning: QAbstractSocket::RemoteHostClosedError The remote host closed the connection"_s;
 
 /// What a timer of 5000 ms makes of it: Qt's coarse timers are up to 5 % early, a loaded machine is late.
 constexpr qint64 EARLIEST_MS = 4700;

@@ -1,5 +1,7 @@
 #include "busclient.h"
 
+#include "literals.h"
+
 #include <arpa/inet.h>
 #include <linux/sockios.h>
 #include <netinet/in.h>
@@ -31,7 +33,7 @@ int connectTo(quint16 port)
 
 BusClient::BusClient(quint16 port, const QString& name) : m_descriptor(connectTo(port)), m_peer(m_descriptor)
 {
-    if (!name.isEmpty() && ask(QStringLiteral("handshake"), {{QStringLiteral("name"), name}}).code != 0) {
+    if (!name.isEmpty() && ask(u"handshake"_s, {{u"name"_s, name}}).code != 0) {
         ::close(m_descriptor);
         m_descriptor = -1;
         m_peer = FakeBus::Peer(-1);
@@ -65,9 +67,9 @@ BusClient::Frame BusClient::read()
         frame.operation = raw.operation;
         frame.data = raw.data;
         frame.envelope = raw.envelope;
-        const QVariantMap result = raw.envelope.value(QStringLiteral("result")).toMap();
-        frame.code = result.value(QStringLiteral("code"), -1).toInt();
-        frame.description = result.value(QStringLiteral("description")).toString();
+        const QVariantMap result = raw.envelope.value(u"result"_s).toMap();
+        frame.code = result.value(u"code"_s, -1).toInt();
+        frame.description = result.value(u"description"_s).toString();
     }
     return frame;
 }
@@ -84,10 +86,10 @@ BusClient::Frame BusClient::askRaw(const QByteArray& bytes)
 
 bool BusClient::acknowledge(const Frame& pushed, int code)
 {
-    return send(FakeBus::replyFrame(QStringLiteral("sendMessage"), code, QString(),
-                                    {{QStringLiteral("sender"), pushed.data.value(QStringLiteral("sender"))},
-                                     {QStringLiteral("reciever"), pushed.data.value(QStringLiteral("reciever"))},
-                                     {QStringLiteral("uid"), pushed.data.value(QStringLiteral("UID"))}}));
+    return send(FakeBus::replyFrame(u"sendMessage"_s, code, QString(),
+                                    {{u"sender"_s, pushed.data.value(u"sender"_s)},
+                                     {u"reciever"_s, pushed.data.value(u"reciever"_s)},
+                                     {u"uid"_s, pushed.data.value(u"UID"_s)}}));
 }
 
 bool BusClient::waitForClose()

@@ -1,5 +1,6 @@
 #include "busclient.h"
 #include "busthread.h"
+#include "literals.h"
 
 #include <QRandomGenerator>
 #include <QTest>
@@ -11,12 +12,12 @@ namespace {
 
 QVariantMap owned(const QString& owner)
 {
-    return {{QStringLiteral("owner"), owner}};
+    return {{u"owner"_s, owner}};
 }
 
 QByteArray loadRequest(const QString& owner)
 {
-    return FakeBus::requestFrame(QStringLiteral("loadState"), owned(owner));
+    return FakeBus::requestFrame(u"loadState"_s, owned(owner));
 }
 
 /// Text that does not get smaller when it is compressed, or only by half.
@@ -31,14 +32,14 @@ QString noise(int size)
 
 QVariantMap largeState(int size)
 {
-    return {{QStringLiteral("owner"), QStringLiteral("large")}, {QStringLiteral("state"), noise(size)}};
+    return {{u"owner"_s, u"large"_s}, {u"state"_s, noise(size)}};
 }
 
 /// A client that looks in on the bus from time to time; that it is answered shows that the bus has gone round.
 bool goRound(BusClient& client, int times)
 {
     for (int round = 0; round < times; ++round) {
-        if (client.askRaw(loadRequest(QStringLiteral("nobody"))).code != 5) {
+        if (client.askRaw(loadRequest(u"nobody"_s)).code != 5) {
             return false;
         }
     }
@@ -76,16 +77,16 @@ void TstBusConnection::frames_literalBytes_areUnderstood()
     const BusThread bus;
     BusClient client(BusClient::QUERY_PORT);
     const BusClient::Frame reply = client.askRaw("[-REQUEST-]\r\n80\r\n" + payload);
-    QCOMPARE(reply.operation, QStringLiteral("handshake"));
+    QCOMPARE(reply.operation, u"handshake"_s);
     QCOMPARE(reply.code, 0);
 }
 
 void TstBusConnection::frames_cutAtEveryPosition_areUnderstood()
 {
     const BusThread bus;
-    BusClient client(BusClient::QUERY_PORT, QStringLiteral("a"));
-    BusClient other(BusClient::QUERY_PORT, QStringLiteral("b"));
-    const QByteArray frame = loadRequest(QStringLiteral("x"));
+    BusClient client(BusClient::QUERY_PORT, u"a"_s);
+    BusClient other(BusClient::QUERY_PORT, u"b"_s);
+    const QByteArray frame = loadRequest(u"x"_s);
     for (int position = 1; position < frame.size(); ++position) {
         QVERIFY(client.send(frame.left(position)));
         // Once the other has its answer, the bus has had the first piece.
@@ -99,8 +100,8 @@ void TstBusConnection::frames_backToBack_areAnsweredInOrder()
 {
     const BusThread bus;
     BusClient client(BusClient::QUERY_PORT);
-    const QVariantMap name{{QStringLiteral("name"), QStringLiteral("a")}};
-    QByteArray bytes = FakeBus::requestFrame(QStringLiteral("handshake"), name);
+    const QVariantMap name{{u"name"_s, u"a"_s}};
+    QByteArray bytes = FakeBus::requestFrame(u"handshake"_s, name);
     for (int number = 0; number < 200; ++number) {
         bytes += FakeBus::requestFrame(QString::number(number), {});
     }
@@ -115,13 +116,13 @@ void TstBusConnection::frames_sentBeforeTheClientCloses_areHandled()
 {
     const BusThread bus;
     {
-        BusClient client(BusClient::QUERY_PORT, QStringLiteral("a"));
-        QVERIFY(client.sendRequest(QStringLiteral("saveState"), owned(QStringLiteral("a"))));
+        BusClient client(BusClient::QUERY_PORT, u"a"_s);
+        QVERIFY(client.sendRequest(u"saveState"_s, owned(u"a"_s)));
         ::shutdown(client.descriptor(), SHUT_WR);
         QCOMPARE(client.read().code, 0);
     }
-    BusClient other(BusClient::QUERY_PORT, QStringLiteral("b"));
-    QCOMPARE(other.askRaw(loadRequest(QStringLiteral("a"))).code, 0);
+    BusClient other(BusClient::QUERY_PORT, u"b"_s);
+    QCOMPARE(other.askRaw(loadRequest(u"a"_s)).code, 0);
 }
 
 void TstBusConnection::wrongSize_isAnsweredThenClosed_data()
@@ -146,14 +147,14 @@ void TstBusConnection::wrongSize_isAnsweredThenClosed()
     const BusClient::Frame reply = client.askRaw("[-REQUEST-]\r\n" + line);
     QVERIFY(reply.isReply);
     QCOMPARE(reply.code, 1);
-    QCOMPARE(reply.description, QStringLiteral("Incorret request size"));
+    QCOMPARE(reply.description, u"Incorret request size"_s);
     QVERIFY(client.waitForClose());
 }
 
 void TstBusConnection::unknownHeader_isAnsweredThenClosed()
 {
     const BusThread bus;
-    BusClient client(BusClient::QUERY_PORT, QStringLiteral("a"));
+    BusClient client(BusClient::QUERY_PORT, u"a"_s);
     const BusClient::Frame reply = client.askRaw("[-request-]\r\n4\r\nAAAA");
     QCOMPARE(reply.code, 2);
     QVERIFY(client.waitForClose());
@@ -179,15 +180,15 @@ void TstBusConnection::payload_noEnvelope_isAnsweredAndGoesOn()
     BusClient client(BusClient::QUERY_PORT);
     const BusClient::Frame reply = client.askRaw(FakeBus::frame("[-REQUEST-]", payload));
     QCOMPARE(reply.code, 2);
-    QCOMPARE(reply.description, QStringLiteral("Incorrect request data"));
-    const QVariantMap name{{QStringLiteral("name"), QStringLiteral("a")}};
-    QCOMPARE(client.ask(QStringLiteral("handshake"), name).code, 0);
+    QCOMPARE(reply.description, u"Incorrect request data"_s);
+    const QVariantMap name{{u"name"_s, u"a"_s}};
+    QCOMPARE(client.ask(u"handshake"_s, name).code, 0);
 }
 
 void TstBusConnection::lostTrack_moreToCome_stillGetsTheAnswer()
 {
     const BusThread bus;
-    BusClient client(BusClient::QUERY_PORT, QStringLiteral("a"));
+    BusClient client(BusClient::QUERY_PORT, u"a"_s);
     const BusClient::Frame reply = client.askRaw("[-REQUEST-]\r\n0\r\n" + QByteArray(50000, 'x'));
     QCOMPARE(reply.code, 1);
     QVERIFY(client.waitForClose());
@@ -196,14 +197,14 @@ void TstBusConnection::lostTrack_moreToCome_stillGetsTheAnswer()
 void TstBusConnection::halfFrame_stalled_holdsUpNobody()
 {
     const BusThread bus;
-    const QByteArray frame = loadRequest(QStringLiteral("x"));
-    BusClient inHeader(BusClient::QUERY_PORT, QStringLiteral("a"));
-    BusClient inSize(BusClient::QUERY_PORT, QStringLiteral("b"));
-    BusClient inPayload(BusClient::RECEIVER_PORT, QStringLiteral("c"));
+    const QByteArray frame = loadRequest(u"x"_s);
+    BusClient inHeader(BusClient::QUERY_PORT, u"a"_s);
+    BusClient inSize(BusClient::QUERY_PORT, u"b"_s);
+    BusClient inPayload(BusClient::RECEIVER_PORT, u"c"_s);
     QVERIFY(inHeader.send(frame.left(5)));
     QVERIFY(inSize.send(frame.left(14)));
     QVERIFY(inPayload.send(frame.left(frame.size() - 1)));
-    BusClient other(BusClient::QUERY_PORT, QStringLiteral("d"));
+    BusClient other(BusClient::QUERY_PORT, u"d"_s);
     QVERIFY(goRound(other, 20));
     QCOMPARE(inHeader.askRaw(frame.mid(5)).code, 5);
     QCOMPARE(inSize.askRaw(frame.mid(14)).code, 5);
@@ -213,28 +214,28 @@ void TstBusConnection::halfFrame_stalled_holdsUpNobody()
 void TstBusConnection::largePayload_isUnderstood()
 {
     const BusThread bus;
-    BusClient client(BusClient::QUERY_PORT, QStringLiteral("a"));
+    BusClient client(BusClient::QUERY_PORT, u"a"_s);
     const QVariantMap state = largeState(8 * 1024 * 1024);
-    QCOMPARE(client.ask(QStringLiteral("saveState"), state).code, 0);
-    const BusClient::Frame reply = client.askRaw(loadRequest(QStringLiteral("large")));
+    QCOMPARE(client.ask(u"saveState"_s, state).code, 0);
+    const BusClient::Frame reply = client.askRaw(loadRequest(u"large"_s));
     QCOMPARE(reply.code, 0);
-    QVERIFY(reply.data.value(QStringLiteral("state")) == state.value(QStringLiteral("state")));
+    QVERIFY(reply.data.value(u"state"_s) == state.value(u"state"_s));
 }
 
 // The replies to these small requests are some 50 MB, and behind them come bytes without end.
 void TstBusConnection::reader_thatNeverReads_isReadNoFurther()
 {
     const BusThread bus;
-    BusClient other(BusClient::QUERY_PORT, QStringLiteral("other"));
-    QCOMPARE(other.ask(QStringLiteral("saveState"), largeState(256 * 1024)).code, 0);
-    BusClient stubborn(BusClient::QUERY_PORT, QStringLiteral("stubborn"));
+    BusClient other(BusClient::QUERY_PORT, u"other"_s);
+    QCOMPARE(other.ask(u"saveState"_s, largeState(256 * 1024)).code, 0);
+    BusClient stubborn(BusClient::QUERY_PORT, u"stubborn"_s);
     const int requests = 250;
-    QVERIFY(stubborn.send(loadRequest(QStringLiteral("large")).repeated(requests)));
+    QVERIFY(stubborn.send(loadRequest(u"large"_s).repeated(requests)));
     QVERIFY(goRound(other, 100));
 
     // What the system and the bus hold for this client, in answers and in bytes of requests.
-    QVERIFY2(bus.handledCount(QStringLiteral("stubborn")) < 110, "the bus goes on answering");
-    const QByteArray junk = loadRequest(QStringLiteral("nobody")).repeated(5000);
+    QVERIFY2(bus.handledCount(u"stubborn"_s) < 110, "the bus goes on answering");
+    const QByteArray junk = loadRequest(u"nobody"_s).repeated(5000);
     qint64 taken = 0;
     for (int round = 0; round < 60; ++round) {
         taken += stubborn.sendWithoutWaiting(junk);
@@ -251,13 +252,13 @@ void TstBusConnection::reader_thatNeverReads_isReadNoFurther()
 void TstBusConnection::flood_ofRequests_leavesOthersTheirTurn()
 {
     const BusThread bus;
-    BusClient flooding(BusClient::QUERY_PORT, QStringLiteral("flooding"));
-    BusClient other(BusClient::QUERY_PORT, QStringLiteral("other"));
+    BusClient flooding(BusClient::QUERY_PORT, u"flooding"_s);
+    BusClient other(BusClient::QUERY_PORT, u"other"_s);
     const int requests = 20000;
-    const QByteArray flood = loadRequest(QStringLiteral("nobody")).repeated(requests);
+    const QByteArray flood = loadRequest(u"nobody"_s).repeated(requests);
     qint64 sent = flooding.sendWithoutWaiting(flood);
     QVERIFY(goRound(other, 1));
-    const int handled = bus.handledCount(QStringLiteral("flooding"));
+    const int handled = bus.handledCount(u"flooding"_s);
     QVERIFY2(handled < requests / 2, qPrintable(QString::number(handled)));
     QVERIFY(sent > 0);
 }

@@ -1,5 +1,6 @@
 #include "busclient.h"
 #include "busthread.h"
+#include "literals.h"
 
 #include <QFile>
 #include <QTest>
@@ -15,22 +16,22 @@ namespace {
 
 QString handshake()
 {
-    return QStringLiteral("handshake");
+    return u"handshake"_s;
 }
 
 QVariantMap named(const QVariant& name)
 {
-    return {{QStringLiteral("name"), name}};
+    return {{u"name"_s, name}};
 }
 
 QVariantMap messageTo(const QString& reciever)
 {
-    return {{QStringLiteral("reciever"), reciever}, {QStringLiteral("message"), QStringLiteral("hello")}};
+    return {{u"reciever"_s, reciever}, {u"message"_s, u"hello"_s}};
 }
 
 QVariantMap owned(const QString& owner)
 {
-    return {{QStringLiteral("owner"), owner}};
+    return {{u"owner"_s, owner}};
 }
 
 } // namespace
@@ -95,8 +96,7 @@ void TstBusServer::start_portInUse_fails()
     const BusThread bus;
     QVERIFY(!bus.isRunning());
     QCOMPARE(bus.errorString(),
-             QStringLiteral("port %1 of 127.0.0.1 is taken: is another bus running there? Stop it, then try again")
-                 .arg(port));
+             u"port %1 of 127.0.0.1 is taken: is another bus running there? Stop it, then try again"_s.arg(port));
     const BusClient other(port == 45535 ? BusClient::RECEIVER_PORT : BusClient::QUERY_PORT);
     QVERIFY(!other.isConnected());
 }
@@ -104,7 +104,7 @@ void TstBusServer::start_portInUse_fails()
 void TstBusServer::start_badStorage_leavesPortsFree()
 {
     BusServer::Options options;
-    options.storagePath = QStringLiteral("/dev/null/bus.sqlite");
+    options.storagePath = u"/dev/null/bus.sqlite"_s;
     BusServer bad(options);
     QVERIFY(!bad.start());
     QVERIFY(bad.errorString().contains(options.storagePath));
@@ -131,7 +131,7 @@ void TstBusServer::listen_isLocalOnly()
 {
     const BusThread bus;
     QVERIFY(bus.isRunning());
-    QFile table(QStringLiteral("/proc/net/tcp"));
+    QFile table(u"/proc/net/tcp"_s);
     QVERIFY(table.open(QIODevice::ReadOnly));
     const QByteArray sockets = table.readAll();
     QVERIFY(sockets.contains(" 0100007F:B1DF 00000000:0000 0A ")); // 127.0.0.1:45535, listening
@@ -152,13 +152,13 @@ void TstBusServer::handshake_named_isAccepted()
     QFETCH(int, port);
     const BusThread bus;
     BusClient client(static_cast<quint16>(port));
-    const BusClient::Frame reply = client.ask(handshake(), named(QStringLiteral("printer")));
+    const BusClient::Frame reply = client.ask(handshake(), named(u"printer"_s));
     QVERIFY(reply.isReply);
     QCOMPARE(reply.operation, handshake());
     QCOMPARE(reply.code, 0);
     QCOMPARE(reply.description, QString());
-    QCOMPARE(reply.envelope.value(QStringLiteral("data")), QVariant(QVariantMap()));
-    QCOMPARE(bus.handled().value(0).client, QStringLiteral("printer"));
+    QCOMPARE(reply.envelope.value(u"data"_s), QVariant(QVariantMap()));
+    QCOMPARE(bus.handled().value(0).client, u"printer"_s);
 }
 
 void TstBusServer::handshake_withoutName_isRefused_data()
@@ -169,7 +169,7 @@ void TstBusServer::handshake_withoutName_isRefused_data()
         QTest::addRow("%d: empty", port) << port << named(QLatin1String(""));
         QTest::addRow("%d: missing", port) << port << QVariantMap();
         QTest::addRow("%d: number", port) << port << named(5);
-        QTest::addRow("%d: list", port) << port << named(QVariantList{QStringLiteral("a")});
+        QTest::addRow("%d: list", port) << port << named(QVariantList{u"a"_s});
         QTest::addRow("%d: null", port) << port << named(QVariant());
     }
 }
@@ -182,10 +182,10 @@ void TstBusServer::handshake_withoutName_isRefused()
     BusClient client(static_cast<quint16>(port));
     const BusClient::Frame reply = client.ask(handshake(), data);
     QCOMPARE(reply.code, 2);
-    QCOMPARE(reply.description, QStringLiteral("Incorrect request data"));
+    QCOMPARE(reply.description, u"Incorrect request data"_s);
     QCOMPARE(reply.operation, handshake());
-    QCOMPARE(client.ask(QStringLiteral("loadState"), owned(QStringLiteral("a"))).code, 3);
-    QCOMPARE(client.ask(handshake(), named(QStringLiteral("a"))).code, 0);
+    QCOMPARE(client.ask(u"loadState"_s, owned(u"a"_s)).code, 3);
+    QCOMPARE(client.ask(handshake(), named(u"a"_s)).code, 0);
 }
 
 void TstBusServer::request_withoutHandshake_isRefused_data()
@@ -193,12 +193,10 @@ void TstBusServer::request_withoutHandshake_isRefused_data()
     QTest::addColumn<int>("port");
     QTest::addColumn<QByteArray>("frame");
     for (const int port : {45535, 45537}) {
-        QTest::addRow("%d: known", port) << port
-                                         << FakeBus::requestFrame(QStringLiteral("loadState"),
-                                                                  owned(QStringLiteral("a")));
-        QTest::addRow("%d: unknown", port) << port << FakeBus::requestFrame(QStringLiteral("dance"), {});
+        QTest::addRow("%d: known", port) << port << FakeBus::requestFrame(u"loadState"_s, owned(u"a"_s));
+        QTest::addRow("%d: unknown", port) << port << FakeBus::requestFrame(u"dance"_s, {});
         QTest::addRow("%d: no operation", port) << port << FakeBus::frame("[-REQUEST-]", FakeBus::payload("{\"a\":1}"));
-        QTest::addRow("%d: reply", port) << port << FakeBus::replyFrame(QStringLiteral("sendMessage"), 0);
+        QTest::addRow("%d: reply", port) << port << FakeBus::replyFrame(u"sendMessage"_s, 0);
     }
 }
 
@@ -211,8 +209,8 @@ void TstBusServer::request_withoutHandshake_isRefused()
     const BusClient::Frame reply = client.askRaw(frame);
     QVERIFY(reply.isReply);
     QCOMPARE(reply.code, 3);
-    QCOMPARE(reply.description, QStringLiteral("Unregisterd client"));
-    QCOMPARE(client.ask(handshake(), named(QStringLiteral("a"))).code, 0);
+    QCOMPARE(reply.description, u"Unregisterd client"_s);
+    QCOMPARE(client.ask(handshake(), named(u"a"_s)).code, 0);
 }
 
 void TstBusServer::request_unknownOperation_isRefused_data()
@@ -220,14 +218,11 @@ void TstBusServer::request_unknownOperation_isRefused_data()
     QTest::addColumn<int>("port");
     QTest::addColumn<QByteArray>("frame");
     QTest::addColumn<QString>("operation");
-    QTest::newRow("unknown") << 45535 << FakeBus::requestFrame(QStringLiteral("dance"), {}) << QStringLiteral("dance");
-    QTest::newRow("other case") << 45535 << FakeBus::requestFrame(QStringLiteral("LoadState"), {})
-                                << QStringLiteral("LoadState");
-    QTest::newRow("reply to nothing") << 45535 << FakeBus::replyFrame(QStringLiteral("loadState"), 0)
-                                      << QStringLiteral("loadState");
+    QTest::newRow("unknown") << 45535 << FakeBus::requestFrame(u"dance"_s, {}) << u"dance"_s;
+    QTest::newRow("other case") << 45535 << FakeBus::requestFrame(u"LoadState"_s, {}) << u"LoadState"_s;
+    QTest::newRow("reply to nothing") << 45535 << FakeBus::replyFrame(u"loadState"_s, 0) << u"loadState"_s;
     QTest::newRow("query on the receiver port")
-        << 45537 << FakeBus::requestFrame(QStringLiteral("loadState"), owned(QStringLiteral("a")))
-        << QStringLiteral("loadState");
+        << 45537 << FakeBus::requestFrame(u"loadState"_s, owned(u"a"_s)) << u"loadState"_s;
 }
 
 void TstBusServer::request_unknownOperation_isRefused()
@@ -235,11 +230,11 @@ void TstBusServer::request_unknownOperation_isRefused()
     QFETCH(int, port);
     QFETCH(QByteArray, frame);
     const BusThread bus;
-    BusClient client(static_cast<quint16>(port), QStringLiteral("a"));
+    BusClient client(static_cast<quint16>(port), u"a"_s);
     QVERIFY(client.isConnected());
     const BusClient::Frame reply = client.askRaw(frame);
     QCOMPARE(reply.code, 4);
-    QCOMPARE(reply.description, QStringLiteral("Unsupported request"));
+    QCOMPARE(reply.description, u"Unsupported request"_s);
     QTEST(reply.operation, "operation");
     QVERIFY(reply.data.isEmpty());
 }
@@ -247,7 +242,7 @@ void TstBusServer::request_unknownOperation_isRefused()
 void TstBusServer::request_operationNoText_isMalformed()
 {
     const BusThread bus;
-    BusClient client(BusClient::QUERY_PORT, QStringLiteral("a"));
+    BusClient client(BusClient::QUERY_PORT, u"a"_s);
     QCOMPARE(client.askRaw(FakeBus::frame("[-REQUEST-]", FakeBus::payload("{\"operation\":[],\"data\":{}}"))).code, 2);
     QCOMPARE(client.askRaw(FakeBus::frame("[-REQUEST-]", FakeBus::payload("{\"data\":{}}"))).code, 2);
     QCOMPARE(
@@ -258,19 +253,19 @@ void TstBusServer::request_operationNoText_isMalformed()
 void TstBusServer::handshake_again_changesName()
 {
     const BusThread bus;
-    BusClient client(BusClient::QUERY_PORT, QStringLiteral("first"));
-    QCOMPARE(client.ask(handshake(), named(QStringLiteral("second"))).code, 0);
-    QCOMPARE(client.ask(QStringLiteral("loadState"), owned(QStringLiteral("x"))).code, 5);
-    QCOMPARE(bus.handled().constLast().client, QStringLiteral("second"));
+    BusClient client(BusClient::QUERY_PORT, u"first"_s);
+    QCOMPARE(client.ask(handshake(), named(u"second"_s)).code, 0);
+    QCOMPARE(client.ask(u"loadState"_s, owned(u"x"_s)).code, 5);
+    QCOMPARE(bus.handled().constLast().client, u"second"_s);
 }
 
 void TstBusServer::connections_ofOneName_coexistOnQueryPort()
 {
     const BusThread bus;
-    BusClient first(BusClient::QUERY_PORT, QStringLiteral("a"));
-    BusClient second(BusClient::QUERY_PORT, QStringLiteral("a"));
-    QCOMPARE(second.ask(QStringLiteral("loadState"), owned(QStringLiteral("a"))).code, 5);
-    QCOMPARE(first.ask(QStringLiteral("loadState"), owned(QStringLiteral("a"))).code, 5);
+    BusClient first(BusClient::QUERY_PORT, u"a"_s);
+    BusClient second(BusClient::QUERY_PORT, u"a"_s);
+    QCOMPARE(second.ask(u"loadState"_s, owned(u"a"_s)).code, 5);
+    QCOMPARE(first.ask(u"loadState"_s, owned(u"a"_s)).code, 5);
 }
 
 void TstBusServer::connections_several_areServedAtOnce()
@@ -282,7 +277,7 @@ void TstBusServer::connections_several_areServedAtOnce()
     }
     for (int round = 0; round < 5; ++round) {
         for (const auto& client : clients) {
-            QVERIFY(client->sendRequest(QStringLiteral("loadState"), owned(QStringLiteral("a"))));
+            QVERIFY(client->sendRequest(u"loadState"_s, owned(u"a"_s)));
         }
         for (const auto& client : clients) {
             QCOMPARE(client->read().code, 5);
@@ -301,7 +296,7 @@ void TstBusServer::connections_tooMany_areClosed()
     BusClient excess(BusClient::RECEIVER_PORT);
     QVERIFY(excess.waitForClose());
     QVERIFY(bus.waitForWarnings(1));
-    QCOMPARE(clients.front()->ask(QStringLiteral("loadState"), owned(QStringLiteral("a"))).code, 5);
+    QCOMPARE(clients.front()->ask(u"loadState"_s, owned(u"a"_s)).code, 5);
 }
 
 void TstBusServer::connections_thatEnd_makeRoom()
@@ -317,11 +312,11 @@ void TstBusServer::connections_thatEnd_makeRoom()
 void TstBusServer::connections_ofOneNameOnReceiverPort_areWarnedOf()
 {
     BusThread bus;
-    const QString name = QStringLiteral("printer");
+    const QString name = u"printer"_s;
     const BusClient query(BusClient::QUERY_PORT, name);
     BusClient first(BusClient::RECEIVER_PORT, name);
     BusClient again(BusClient::QUERY_PORT, name); // of the same port, but they live side by side
-    QCOMPARE(again.ask(QStringLiteral("loadState"), owned(name)).code, 5);
+    QCOMPARE(again.ask(u"loadState"_s, owned(name)).code, 5);
     QCOMPARE(first.ask(handshake(), named(name)).code, 0); // the same connection once more
     QCOMPARE(bus.warnings(), QStringList());
     const BusClient second(BusClient::RECEIVER_PORT, name);
@@ -341,10 +336,10 @@ void TstBusServer::connections_ofOneNameOnReceiverPort_areWarnedOf()
 void TstBusServer::connections_ofServiceThatIsBack_areNot()
 {
     BusThread bus;
-    const QString name = QStringLiteral("printer");
+    const QString name = u"printer"_s;
     // Made first, so that the bus deals with it first when it sees both at once.
     BusClient second(BusClient::RECEIVER_PORT);
-    QCOMPARE(second.ask(QStringLiteral("dance"), {}).code, 3);
+    QCOMPARE(second.ask(u"dance"_s, {}).code, 3);
     auto first = std::make_unique<BusClient>(BusClient::RECEIVER_PORT, name);
     bus.call([&](BusServer&) { // its thread is busy meanwhile
         first.reset();
@@ -357,12 +352,12 @@ void TstBusServer::connections_ofServiceThatIsBack_areNot()
 void TstBusServer::hasSeen_namesOfThisRun()
 {
     BusThread bus;
-    QCOMPARE(BusClient(BusClient::QUERY_PORT).ask(handshake(), named(QStringLiteral("printer"))).code, 0);
+    QCOMPARE(BusClient(BusClient::QUERY_PORT).ask(handshake(), named(u"printer"_s)).code, 0);
     bool hasSeenPrinter = false;
     bool hasSeenCashbox = true;
     bus.call([&](BusServer& server) {
-        hasSeenPrinter = server.hasSeen(QStringLiteral("printer"));
-        hasSeenCashbox = server.hasSeen(QStringLiteral("cashbox"));
+        hasSeenPrinter = server.hasSeen(u"printer"_s);
+        hasSeenCashbox = server.hasSeen(u"cashbox"_s);
     });
     QVERIFY(hasSeenPrinter);
     QVERIFY(!hasSeenCashbox);
@@ -373,31 +368,26 @@ void TstBusServer::trace_showsFramesBothWays()
     BusServer::Options options;
     options.isTracing = true;
     const BusThread bus(options);
-    BusClient client(BusClient::QUERY_PORT, QStringLiteral("printer"));
-    BusClient receiver(BusClient::RECEIVER_PORT, QStringLiteral("printer"));
-    QCOMPARE(client.ask(QStringLiteral("loadState"), owned(QStringLiteral("x"))).code, 5);
-    QCOMPARE(client
-                 .ask(QStringLiteral("sendMessage"),
-                      {{QStringLiteral("reciever"), QStringLiteral("printer")},
-                       {QStringLiteral("message"), QStringLiteral("hello")}})
-                 .code,
-             0);
+    BusClient client(BusClient::QUERY_PORT, u"printer"_s);
+    BusClient receiver(BusClient::RECEIVER_PORT, u"printer"_s);
+    QCOMPARE(client.ask(u"loadState"_s, owned(u"x"_s)).code, 5);
+    QCOMPARE(client.ask(u"sendMessage"_s, {{u"reciever"_s, u"printer"_s}, {u"message"_s, u"hello"_s}}).code, 0);
     QVERIFY(receiver.acknowledge(receiver.read()));
     client.send("[-REQUEST-]\r\nx\r\n");
-    QVERIFY(bus.waitForTraceLine(QStringLiteral("in  query/- REQUEST handshake {\"name\":\"printer\"}")));
-    QVERIFY(bus.waitForTraceLine(QStringLiteral("out query/printer REPLY handshake {} 0")));
-    QVERIFY(bus.waitForTraceLine(QStringLiteral("in  query/printer REQUEST loadState {\"owner\":\"x\"}")));
-    QVERIFY(bus.waitForTraceLine(QStringLiteral("out query/printer REPLY loadState {} 5")));
-    QVERIFY(bus.waitForTraceLine(QStringLiteral("out receiver/printer REQUEST sendMessage {\"UID\":")));
-    QVERIFY(bus.waitForTraceLine(QStringLiteral("in  receiver/printer REPLY sendMessage {\"reciever\":\"printer\"")));
-    QVERIFY(bus.waitForTraceLine(QStringLiteral("in  query/printer wrong size: x")));
+    QVERIFY(bus.waitForTraceLine(u"in  query/- REQUEST handshake {\"name\":\"printer\"}"_s));
+    QVERIFY(bus.waitForTraceLine(u"out query/printer REPLY handshake {} 0"_s));
+    QVERIFY(bus.waitForTraceLine(u"in  query/printer REQUEST loadState {\"owner\":\"x\"}"_s));
+    QVERIFY(bus.waitForTraceLine(u"out query/printer REPLY loadState {} 5"_s));
+    QVERIFY(bus.waitForTraceLine(u"out receiver/printer REQUEST sendMessage {\"UID\":"_s));
+    QVERIFY(bus.waitForTraceLine(u"in  receiver/printer REPLY sendMessage {\"reciever\":\"printer\""_s));
+    QVERIFY(bus.waitForTraceLine(u"in  query/printer wrong size: x"_s));
 }
 
 void TstBusServer::trace_off_isSilent()
 {
     const BusThread bus;
-    BusClient client(BusClient::QUERY_PORT, QStringLiteral("printer"));
-    QCOMPARE(client.ask(QStringLiteral("loadState"), owned(QStringLiteral("x"))).code, 5);
+    BusClient client(BusClient::QUERY_PORT, u"printer"_s);
+    QCOMPARE(client.ask(u"loadState"_s, owned(u"x"_s)).code, 5);
     client.send("[-REQUEST-]\r\nx\r\n");
     QVERIFY(client.waitForClose());
     QVERIFY(bus.traceLines().isEmpty());
@@ -406,14 +396,14 @@ void TstBusServer::trace_off_isSilent()
 void TstBusServer::clients_areNamedByPort()
 {
     const BusThread bus;
-    BusClient query(BusClient::QUERY_PORT, QStringLiteral("printer"));
-    QVERIFY(bus.waitForClients(BusConnection::Port::Query, {QStringLiteral("printer")}));
+    BusClient query(BusClient::QUERY_PORT, u"printer"_s);
+    QVERIFY(bus.waitForClients(BusConnection::Port::Query, {u"printer"_s}));
     QVERIFY(bus.waitForClients(BusConnection::Port::Receiver, {}));
     const BusClient unnamed(BusClient::QUERY_PORT);
-    auto receiver = std::make_unique<BusClient>(BusClient::RECEIVER_PORT, QStringLiteral("cashbox"));
-    QVERIFY(bus.waitForClients(BusConnection::Port::Receiver, {QStringLiteral("cashbox")}));
-    QCOMPARE(query.ask(handshake(), named(QStringLiteral("other"))).code, 0);
-    QVERIFY(bus.waitForClients(BusConnection::Port::Query, {QStringLiteral("other")}));
+    auto receiver = std::make_unique<BusClient>(BusClient::RECEIVER_PORT, u"cashbox"_s);
+    QVERIFY(bus.waitForClients(BusConnection::Port::Receiver, {u"cashbox"_s}));
+    QCOMPARE(query.ask(handshake(), named(u"other"_s)).code, 0);
+    QVERIFY(bus.waitForClients(BusConnection::Port::Query, {u"other"_s}));
     receiver.reset();
     QVERIFY(bus.waitForClients(BusConnection::Port::Receiver, {}));
 }
@@ -421,30 +411,27 @@ void TstBusServer::clients_areNamedByPort()
 void TstBusServer::requestHandled_carriesTheData()
 {
     const BusThread bus;
-    BusClient client(BusClient::QUERY_PORT, QStringLiteral("printer"));
-    QCOMPARE(client.ask(QStringLiteral("loadState"), owned(QStringLiteral("x"))).code, 5);
-    QCOMPARE(bus.handled().value(0).data, named(QStringLiteral("printer")));
-    QCOMPARE(bus.handled().value(1).operation, QStringLiteral("loadState"));
-    QCOMPARE(bus.handled().value(1).data, owned(QStringLiteral("x")));
+    BusClient client(BusClient::QUERY_PORT, u"printer"_s);
+    QCOMPARE(client.ask(u"loadState"_s, owned(u"x"_s)).code, 5);
+    QCOMPARE(bus.handled().value(0).data, named(u"printer"_s));
+    QCOMPARE(bus.handled().value(1).operation, u"loadState"_s);
+    QCOMPARE(bus.handled().value(1).data, owned(u"x"_s));
     QCOMPARE(bus.handled().value(1).code, 5);
 }
 
 void TstBusServer::perform_isDoneLikeARequest()
 {
     BusThread bus;
-    BusClient receiver(BusClient::RECEIVER_PORT, QStringLiteral("printer"));
+    BusClient receiver(BusClient::RECEIVER_PORT, u"printer"_s);
     int code = -1;
     bus.call([&code](BusServer& server) {
         QVariantMap answer;
-        code = server
-                   .perform(QStringLiteral("cashbox"), QStringLiteral("sendMessage"),
-                            messageTo(QStringLiteral("printer")), answer)
-                   .error();
+        code = server.perform(u"cashbox"_s, u"sendMessage"_s, messageTo(u"printer"_s), answer).error();
     });
     QCOMPARE(code, 0);
     const BusClient::Frame pushed = receiver.read();
-    QCOMPARE(pushed.data.value(QStringLiteral("sender")).toString(), QStringLiteral("cashbox"));
-    QCOMPARE(pushed.data.value(QStringLiteral("message")).toString(), QStringLiteral("hello"));
+    QCOMPARE(pushed.data.value(u"sender"_s).toString(), u"cashbox"_s);
+    QCOMPARE(pushed.data.value(u"message"_s).toString(), u"hello"_s);
     QCOMPARE(bus.handled().size(), 1); // the handshake
 }
 
@@ -454,7 +441,7 @@ void TstBusServer::perform_refused_saysWhy()
     TarvexError error;
     bus.call([&error](BusServer& server) {
         QVariantMap answer;
-        error = server.perform(QStringLiteral("a"), QStringLiteral("dance"), {}, answer);
+        error = server.perform(u"a"_s, u"dance"_s, {}, answer);
     });
     QCOMPARE(int(error.error()), 4);
 }
@@ -462,17 +449,17 @@ void TstBusServer::perform_refused_saysWhy()
 void TstBusServer::setListening_false_keepsOpenConnections()
 {
     BusThread bus;
-    BusClient client(BusClient::QUERY_PORT, QStringLiteral("printer"));
+    BusClient client(BusClient::QUERY_PORT, u"printer"_s);
     bool isDone = false;
     bus.call([&isDone](BusServer& server) { isDone = server.setListening(false); });
     QVERIFY(isDone);
     QVERIFY(!BusClient(BusClient::QUERY_PORT).isConnected());
     QVERIFY(!BusClient(BusClient::RECEIVER_PORT).isConnected());
-    QCOMPARE(client.ask(QStringLiteral("loadState"), owned(QStringLiteral("x"))).code, 5);
+    QCOMPARE(client.ask(u"loadState"_s, owned(u"x"_s)).code, 5);
     bus.call([&isDone](BusServer& server) { isDone = server.setListening(true) && server.setListening(true); });
     QVERIFY(isDone);
-    QVERIFY(BusClient(BusClient::QUERY_PORT, QStringLiteral("a")).isConnected());
-    QVERIFY(BusClient(BusClient::RECEIVER_PORT, QStringLiteral("a")).isConnected());
+    QVERIFY(BusClient(BusClient::QUERY_PORT, u"a"_s).isConnected());
+    QVERIFY(BusClient(BusClient::RECEIVER_PORT, u"a"_s).isConnected());
 }
 
 void TstBusServer::setListening_portTaken_fails()
@@ -503,38 +490,38 @@ void TstBusServer::setListening_whenStopped_fails()
 void TstBusServer::dropConnections_ofOneClient_sparesOthers()
 {
     BusThread bus;
-    BusClient query(BusClient::QUERY_PORT, QStringLiteral("printer"));
-    BusClient receiver(BusClient::RECEIVER_PORT, QStringLiteral("printer"));
-    BusClient other(BusClient::QUERY_PORT, QStringLiteral("cashbox"));
-    bus.call([](BusServer& server) { server.dropConnections(QStringLiteral("printer")); });
+    BusClient query(BusClient::QUERY_PORT, u"printer"_s);
+    BusClient receiver(BusClient::RECEIVER_PORT, u"printer"_s);
+    BusClient other(BusClient::QUERY_PORT, u"cashbox"_s);
+    bus.call([](BusServer& server) { server.dropConnections(u"printer"_s); });
     QVERIFY(query.waitForClose());
     QVERIFY(receiver.waitForClose());
-    QCOMPARE(other.ask(QStringLiteral("loadState"), owned(QStringLiteral("x"))).code, 5);
-    QVERIFY(bus.waitForClients(BusConnection::Port::Query, {QStringLiteral("cashbox")}));
+    QCOMPARE(other.ask(u"loadState"_s, owned(u"x"_s)).code, 5);
+    QVERIFY(bus.waitForClients(BusConnection::Port::Query, {u"cashbox"_s}));
 }
 
 void TstBusServer::dropConnections_ofAll_keepsListening()
 {
     BusThread bus;
-    BusClient named(BusClient::QUERY_PORT, QStringLiteral("printer"));
+    BusClient named(BusClient::QUERY_PORT, u"printer"_s);
     BusClient unnamed(BusClient::RECEIVER_PORT);
-    QCOMPARE(unnamed.ask(QStringLiteral("loadState"), owned(QStringLiteral("x"))).code, 3); // so it was accepted
+    QCOMPARE(unnamed.ask(u"loadState"_s, owned(u"x"_s)).code, 3); // so it was accepted
     bus.call([](BusServer& server) { server.dropConnections({}); });
     QVERIFY(named.waitForClose());
     QVERIFY(unnamed.waitForClose());
-    QVERIFY(BusClient(BusClient::QUERY_PORT, QStringLiteral("printer")).isConnected());
+    QVERIFY(BusClient(BusClient::QUERY_PORT, u"printer"_s).isConnected());
 }
 
 void TstBusServer::dropConnections_keepsWhatWasNotAcknowledged()
 {
     BusThread bus;
-    BusClient sender(BusClient::QUERY_PORT, QStringLiteral("cashbox"));
-    BusClient receiver(BusClient::RECEIVER_PORT, QStringLiteral("printer"));
-    QCOMPARE(sender.ask(QStringLiteral("sendMessage"), messageTo(QStringLiteral("printer"))).code, 0);
+    BusClient sender(BusClient::QUERY_PORT, u"cashbox"_s);
+    BusClient receiver(BusClient::RECEIVER_PORT, u"printer"_s);
+    QCOMPARE(sender.ask(u"sendMessage"_s, messageTo(u"printer"_s)).code, 0);
     QVERIFY(receiver.read().isValid);
-    bus.call([](BusServer& server) { server.dropConnections(QStringLiteral("printer")); });
-    BusClient again(BusClient::RECEIVER_PORT, QStringLiteral("printer"));
-    QCOMPARE(again.read().data.value(QStringLiteral("message")).toString(), QStringLiteral("hello"));
+    bus.call([](BusServer& server) { server.dropConnections(u"printer"_s); });
+    BusClient again(BusClient::RECEIVER_PORT, u"printer"_s);
+    QCOMPARE(again.read().data.value(u"message"_s).toString(), u"hello"_s);
 }
 
 void TstBusServer::dropConnections_ofClientFarBehind_keepsWhatItMay()
@@ -542,16 +529,16 @@ void TstBusServer::dropConnections_ofClientFarBehind_keepsWhatItMay()
     BusServer::Options options;
     options.keep = 1;
     BusThread bus(options);
-    BusClient sender(BusClient::QUERY_PORT, QStringLiteral("cashbox"));
-    BusClient receiver(BusClient::RECEIVER_PORT, QStringLiteral("printer"));
+    BusClient sender(BusClient::QUERY_PORT, u"cashbox"_s);
+    BusClient receiver(BusClient::RECEIVER_PORT, u"printer"_s);
     for (int number = 1; number <= 3; ++number) {
-        QVariantMap message = messageTo(QStringLiteral("printer"));
-        message.insert(QStringLiteral("UID"), QString::number(number));
-        QCOMPARE(sender.ask(QStringLiteral("sendMessage"), message).code, 0);
+        QVariantMap message = messageTo(u"printer"_s);
+        message.insert(u"UID"_s, QString::number(number));
+        QCOMPARE(sender.ask(u"sendMessage"_s, message).code, 0);
     }
-    bus.call([](BusServer& server) { server.dropConnections(QStringLiteral("printer")); });
-    BusClient again(BusClient::RECEIVER_PORT, QStringLiteral("printer"));
-    QCOMPARE(again.read().data.value(QStringLiteral("UID")).toString(), QStringLiteral("3"));
+    bus.call([](BusServer& server) { server.dropConnections(u"printer"_s); });
+    BusClient again(BusClient::RECEIVER_PORT, u"printer"_s);
+    QCOMPARE(again.read().data.value(u"UID"_s).toString(), u"3"_s);
 }
 
 void TstBusServer::fault_withError_isRepliedAndNothingDone()
@@ -565,12 +552,12 @@ void TstBusServer::fault_withError_isRepliedAndNothingDone()
             return BusServer::Fault{false, TarvexError(TarvexError::StorageAccessError)};
         });
     });
-    BusClient printer(BusClient::QUERY_PORT, QStringLiteral("printer"));
-    BusClient cashbox(BusClient::QUERY_PORT, QStringLiteral("cashbox"));
-    QCOMPARE(printer.ask(QStringLiteral("saveState"), owned(QStringLiteral("printer"))).code, 512);
+    BusClient printer(BusClient::QUERY_PORT, u"printer"_s);
+    BusClient cashbox(BusClient::QUERY_PORT, u"cashbox"_s);
+    QCOMPARE(printer.ask(u"saveState"_s, owned(u"printer"_s)).code, 512);
     QCOMPARE(bus.handled().constLast().code, 512);
-    QCOMPARE(printer.ask(QStringLiteral("loadState"), owned(QStringLiteral("printer"))).code, 5);
-    QCOMPARE(cashbox.ask(QStringLiteral("saveState"), owned(QStringLiteral("cashbox"))).code, 0);
+    QCOMPARE(printer.ask(u"loadState"_s, owned(u"printer"_s)).code, 5);
+    QCOMPARE(cashbox.ask(u"saveState"_s, owned(u"cashbox"_s)).code, 0);
 }
 
 void TstBusServer::fault_silent_getsNoReply()
@@ -584,13 +571,13 @@ void TstBusServer::fault_silent_getsNoReply()
             return BusServer::Fault{true, {}};
         });
     });
-    BusClient client(BusClient::QUERY_PORT, QStringLiteral("printer"));
-    QVERIFY(client.sendRequest(QStringLiteral("saveState"), owned(QStringLiteral("printer"))));
+    BusClient client(BusClient::QUERY_PORT, u"printer"_s);
+    QVERIFY(client.sendRequest(u"saveState"_s, owned(u"printer"_s)));
     // Requests are answered in order: this is the reply to the second one, and the first was not carried out.
-    const BusClient::Frame reply = client.ask(QStringLiteral("loadState"), owned(QStringLiteral("printer")));
-    QCOMPARE(reply.operation, QStringLiteral("loadState"));
+    const BusClient::Frame reply = client.ask(u"loadState"_s, owned(u"printer"_s));
+    QCOMPARE(reply.operation, u"loadState"_s);
     QCOMPARE(reply.code, 5);
-    QCOMPARE(bus.handled().value(1).operation, QStringLiteral("saveState"));
+    QCOMPARE(bus.handled().value(1).operation, u"saveState"_s);
     QCOMPARE(bus.handled().value(1).code, BusServer::SILENCE);
 }
 
@@ -611,10 +598,10 @@ void TstBusServer::fault_ofHandshake_leavesClientUnknown()
         });
     });
     BusClient client(static_cast<quint16>(port));
-    QCOMPARE(client.ask(handshake(), named(QStringLiteral("printer"))).code, 3);
-    QCOMPARE(bus.handled().value(0).client, QStringLiteral("printer"));
+    QCOMPARE(client.ask(handshake(), named(u"printer"_s)).code, 3);
+    QCOMPARE(bus.handled().value(0).client, u"printer"_s);
     bus.call([](BusServer& server) { server.setFaultSource({}); });
-    QCOMPARE(client.ask(QStringLiteral("loadState"), owned(QStringLiteral("x"))).code, 3);
+    QCOMPARE(client.ask(u"loadState"_s, owned(u"x"_s)).code, 3);
 }
 
 QTEST_GUILESS_MAIN(TstBusServer)

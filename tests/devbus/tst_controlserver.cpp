@@ -1,6 +1,7 @@
 #include "controlserver.h"
 
 #include "controlconnection.h"
+#include "literals.h"
 
 #include <QCoreApplication>
 #include <QDeadlineTimer>
@@ -32,12 +33,12 @@ constexpr int PATIENCE_MS = 20000;
 /// "echo" gives the request back, as many times as "count" says.
 ControlServer::Answer answerTo(const QVariantMap& request)
 {
-    if (request.value(QStringLiteral("request")) != QStringLiteral("echo")) {
-        return {{}, QStringLiteral("no such request")};
+    if (request.value(u"request"_s) != u"echo"_s) {
+        return {{}, u"no such request"_s};
     }
     ControlServer::Answer answer;
-    for (int number = 0; number < request.value(QStringLiteral("count"), 1).toInt(); ++number) {
-        answer.items.append({{QStringLiteral("text"), request.value(QStringLiteral("text"))}});
+    for (int number = 0; number < request.value(u"count"_s, 1).toInt(); ++number) {
+        answer.items.append({{u"text"_s, request.value(u"text"_s)}});
     }
     return answer;
 }
@@ -148,7 +149,7 @@ private Q_SLOTS:
     void client_thatTakesNothing_isAskedNoMore();
 
 private:
-    QString path() const { return m_folder->filePath(QStringLiteral("control.sock")); }
+    QString path() const { return m_folder->filePath(u"control.sock"_s); }
 
     QByteArray ask(const QByteArray& request, int lines = 1);
 
@@ -183,39 +184,38 @@ void TstControlServer::defaultPath_isInRuntimeFolder()
     };
 
     QCOMPARE(::stat("/proc/self/ns/net", &status), 0);
-    QCOMPARE(ControlServer::defaultPath(),
-             m_folder->filePath(QStringLiteral("tarvex-devbus-%1.sock").arg(status.st_ino)));
+    QCOMPARE(ControlServer::defaultPath(), m_folder->filePath(u"tarvex-devbus-%1.sock"_s.arg(status.st_ino)));
 }
 
 void TstControlServer::defaultPath_folderNotPrivate_isInTemporaryFolder_data()
 {
     QTest::addColumn<QString>("variable");
     QTest::newRow("not set") << QString();
-    QTest::newRow("relative") << QStringLiteral("run");
-    QTest::newRow("missing") << QStringLiteral("%1/missing");
-    QTest::newRow("for all") << QStringLiteral("%1/open");
-    QTest::newRow("link") << QStringLiteral("%1/link");
+    QTest::newRow("relative") << u"run"_s;
+    QTest::newRow("missing") << u"%1/missing"_s;
+    QTest::newRow("for all") << u"%1/open"_s;
+    QTest::newRow("link") << u"%1/link"_s;
 }
 
 void TstControlServer::defaultPath_folderNotPrivate_isInTemporaryFolder()
 {
     QFETCH(QString, variable);
     const QString folder = m_folder->path();
-    QVERIFY(QDir(folder).mkdir(QStringLiteral("open")));
-    QVERIFY(QFile::setPermissions(folder + QStringLiteral("/open"), QFile::Permissions(0x7755)));
-    QVERIFY(QFile::link(folder, folder + QStringLiteral("/link")));
+    QVERIFY(QDir(folder).mkdir(u"open"_s));
+    QVERIFY(QFile::setPermissions(folder + u"/open"_s, QFile::Permissions(0x7755)));
+    QVERIFY(QFile::link(folder, folder + u"/link"_s));
     qputenv("XDG_RUNTIME_DIR", variable.replace(QLatin1String("%1"), folder).toUtf8());
     qputenv("TMPDIR", folder.toUtf8());
     const QString path = ControlServer::defaultPath();
     qunsetenv("TMPDIR");
-    const QString own = folder + QStringLiteral("/tarvex-devbus-%1").arg(::geteuid());
+    const QString own = folder + u"/tarvex-devbus-%1"_s.arg(::geteuid());
     QCOMPARE(QFileInfo(path).path(), own);
     QCOMPARE(modeOf(own), static_cast<mode_t>(S_IFDIR | 0700));
 }
 
 void TstControlServer::defaultPath_noPrivateFolder_isEmpty()
 {
-    const QString own = m_folder->filePath(QStringLiteral("tarvex-devbus-%1").arg(::geteuid()));
+    const QString own = m_folder->filePath(u"tarvex-devbus-%1"_s.arg(::geteuid()));
     QVERIFY(QDir().mkdir(own));
     QVERIFY(QFile::setPermissions(own, QFile::Permissions(0x7777)));
     qunsetenv("XDG_RUNTIME_DIR");
@@ -246,8 +246,8 @@ void TstControlServer::open_replacesWhatAKilledBusLeft()
 void TstControlServer::open_failure_saysWhy_data()
 {
     QTest::addColumn<QString>("path");
-    QTest::newRow("no folder") << QStringLiteral("/no such folder/control.sock");
-    QTest::newRow("too long") << QStringLiteral("/tmp/") + QString(200, QLatin1Char('x'));
+    QTest::newRow("no folder") << u"/no such folder/control.sock"_s;
+    QTest::newRow("too long") << u"/tmp/"_s + QString(200, QLatin1Char('x'));
 }
 
 void TstControlServer::open_failure_saysWhy()
@@ -374,7 +374,7 @@ void TstControlServer::requests_halfClosedAndSlow_areAnswered()
     constexpr int REQUESTS = 10; // half a megabyte of answer each, more than the server holds back
     int answered = 0;
     ControlServer server([&answered](const QVariantMap& request) {
-        answered += request.contains(QStringLiteral("text")) ? 1 : 0;
+        answered += request.contains(u"text"_s) ? 1 : 0;
         return answerTo(request);
     });
     QVERIFY(server.open(path()));
@@ -433,7 +433,7 @@ void TstControlServer::client_thatTakesNothing_isAskedNoMore()
     constexpr int REQUESTS = 50; // half a megabyte of answer each
     int answered = 0;
     ControlServer server([&answered](const QVariantMap& request) {
-        answered += request.contains(QStringLiteral("text")) ? 1 : 0;
+        answered += request.contains(u"text"_s) ? 1 : 0;
         return answerTo(request);
     });
     QVERIFY(server.open(path()));

@@ -1,5 +1,6 @@
 #include "busclient.h"
 #include "busthread.h"
+#include "literals.h"
 #include "records/clientsettings.h"
 #include "records/clientstate.h"
 
@@ -25,17 +26,17 @@ QString name(const char* text)
 
 QVariantMap messageTo(const QString& addressee, const QString& uid)
 {
-    return {{QStringLiteral("reciever"), addressee},
-            {QStringLiteral("sender"), QStringLiteral("somebody else")},
-            {QStringLiteral("message"), QStringLiteral("text of ") + uid},
-            {QStringLiteral("date"), QStringLiteral("2024-03-05T07:08:09.010")},
-            {QStringLiteral("UID"), uid}};
+    return {{u"reciever"_s, addressee},
+            {u"sender"_s, u"somebody else"_s},
+            {u"message"_s, u"text of "_s + uid},
+            {u"date"_s, u"2024-03-05T07:08:09.010"_s},
+            {u"UID"_s, uid}};
 }
 
 QVariantMap subscription(const QString& publisher, int goal)
 {
-    const QVariantMap entry{{QStringLiteral("name"), publisher}, {QStringLiteral("goal"), goal}};
-    return {{QStringLiteral("publishers"), QVariantList{entry}}};
+    const QVariantMap entry{{u"name"_s, publisher}, {u"goal"_s, goal}};
+    return {{u"publishers"_s, QVariantList{entry}}};
 }
 
 QVariantMap stateOf(const QString& owner)
@@ -43,7 +44,7 @@ QVariantMap stateOf(const QString& owner)
     ClientState state;
     state.setOwner(owner);
     state.setStateType(static_cast<ClientState::EStateType>(4));
-    state.setState(QStringLiteral("{\"paper\":\"low\"}"));
+    state.setState(u"{\"paper\":\"low\"}"_s);
     return state.toVariantMap();
 }
 
@@ -57,19 +58,17 @@ QVariantMap settingsOf(const QString& owner, bool mailOwner = true)
 
 QString uidOf(const BusClient::Frame& pushed)
 {
-    return pushed.data.value(QStringLiteral("UID")).toString();
+    return pushed.data.value(u"UID"_s).toString();
 }
 
 QVariantMap command(const BusClient::Frame& pushed)
 {
-    return QJsonDocument::fromJson(pushed.data.value(QStringLiteral("message")).toString().toUtf8())
-        .object()
-        .toVariantMap();
+    return QJsonDocument::fromJson(pushed.data.value(u"message"_s).toString().toUtf8()).object().toVariantMap();
 }
 
 QString commandName(const BusClient::Frame& pushed)
 {
-    return command(pushed).value(QStringLiteral("cmd")).toString();
+    return command(pushed).value(u"cmd"_s).toString();
 }
 
 BusServer::Options keeping(int count, const QString& storagePath = QString())
@@ -87,7 +86,7 @@ struct Desk
 
     bool send(const QString& addressee, const QString& uid)
     {
-        return sender.ask(QStringLiteral("sendMessage"), messageTo(addressee, uid)).code == 0;
+        return sender.ask(u"sendMessage"_s, messageTo(addressee, uid)).code == 0;
     }
 
     /// Sends messages with the uids first to last.
@@ -101,7 +100,7 @@ struct Desk
     }
 
     /// Whatever was to be pushed by now has been: this reply comes after it.
-    bool settle() { return sender.ask(QStringLiteral("dance"), {}).code == 4; }
+    bool settle() { return sender.ask(u"dance"_s, {}).code == 4; }
 
     BusThread bus;
     BusClient sender;
@@ -110,7 +109,7 @@ struct Desk
 bool subscribe(const QString& client, const QString& publisher, int goal)
 {
     BusClient query(BusClient::QUERY_PORT, client);
-    return query.ask(QStringLiteral("subscribe"), subscription(publisher, goal)).code == 0;
+    return query.ask(u"subscribe"_s, subscription(publisher, goal)).code == 0;
 }
 
 /// The uids of what is stored for a client that is away, at most 64: that many are pushed without acknowledgement.
@@ -119,7 +118,7 @@ QStringList waitingFor(const QString& client)
     BusClient receiver(BusClient::RECEIVER_PORT, client);
     // Answered on the same connection, after everything that was there to be pushed.
     QStringList uids;
-    receiver.sendRequest(QStringLiteral("dance"), {});
+    receiver.sendRequest(u"dance"_s, {});
     for (BusClient::Frame frame = receiver.read(); frame.isValid && !frame.isReply; frame = receiver.read()) {
         uids.append(uidOf(frame));
     }
@@ -167,9 +166,9 @@ void TstDelivery::message_toPresentClient_isPushed()
     const BusClient::Frame pushed = receiver.read();
     QVERIFY(pushed.isValid);
     QVERIFY(!pushed.isReply);
-    QCOMPARE(pushed.operation, QStringLiteral("sendMessage"));
+    QCOMPARE(pushed.operation, u"sendMessage"_s);
     QVariantMap expected = messageTo(name("b"), name("u1"));
-    expected.insert(QStringLiteral("sender"), name("a"));
+    expected.insert(u"sender"_s, name("a"));
     QCOMPARE(pushed.data, expected);
     QVERIFY(receiver.acknowledge(pushed));
     QVERIFY(desk.bus.waitForAcknowledged(1));
@@ -236,7 +235,7 @@ void TstDelivery::message_toNobody_goesToSubscribersOfMessages()
         BusClient receiver(BusClient::RECEIVER_PORT, name(client));
         const BusClient::Frame pushed = receiver.read();
         QCOMPARE(uidOf(pushed), name("u1"));
-        QCOMPARE(pushed.data.value(QStringLiteral("reciever")).toString(), QString());
+        QCOMPARE(pushed.data.value(u"reciever"_s).toString(), QString());
         QVERIFY(receiver.acknowledge(pushed));
     }
     QVERIFY(desk.bus.waitForAcknowledged(2));
@@ -253,15 +252,13 @@ void TstDelivery::state_goesToSubscribersOfStates()
     QVERIFY(subscribe(name("s1"), name("a"), 1));
     QVERIFY(subscribe(name("s2"), name("a"), 2));
     QVERIFY(subscribe(name("s3"), name("a"), 3));
-    QCOMPARE(desk.sender.ask(QStringLiteral("saveState"), stateOf(name("a"))).code, 0);
+    QCOMPARE(desk.sender.ask(u"saveState"_s, stateOf(name("a"))).code, 0);
     for (const char* const client : {"s1", "s3"}) {
         BusClient receiver(BusClient::RECEIVER_PORT, name(client));
         const BusClient::Frame pushed = receiver.read();
-        QCOMPARE(pushed.data.value(QStringLiteral("sender")).toString(), name("a"));
-        QCOMPARE(pushed.data.value(QStringLiteral("reciever")).toString(), name(client));
-        QCOMPARE(command(pushed),
-                 (QVariantMap{{QStringLiteral("cmd"), QStringLiteral("stateChanged")},
-                              {QStringLiteral("data"), stateOf(name("a"))}}));
+        QCOMPARE(pushed.data.value(u"sender"_s).toString(), name("a"));
+        QCOMPARE(pushed.data.value(u"reciever"_s).toString(), name(client));
+        QCOMPARE(command(pushed), (QVariantMap{{u"cmd"_s, u"stateChanged"_s}, {u"data"_s, stateOf(name("a"))}}));
     }
     BusClient other(BusClient::RECEIVER_PORT, name("s2"));
     QVERIFY(desk.settle());
@@ -274,9 +271,9 @@ void TstDelivery::state_afterUnsubscribing_isNotPushed()
     QVERIFY(subscribe(name("s"), name("a"), 3));
     BusClient query(BusClient::QUERY_PORT, name("s"));
     BusClient receiver(BusClient::RECEIVER_PORT, name("s"));
-    const QVariantMap publishers{{QStringLiteral("publishers"), QStringList{name("a"), name("unknown")}}};
-    QCOMPARE(query.ask(QStringLiteral("unsubscribe"), publishers).code, 0);
-    QCOMPARE(desk.sender.ask(QStringLiteral("saveState"), stateOf(name("a"))).code, 0);
+    const QVariantMap publishers{{u"publishers"_s, QStringList{name("a"), name("unknown")}}};
+    QCOMPARE(query.ask(u"unsubscribe"_s, publishers).code, 0);
+    QCOMPARE(desk.sender.ask(u"saveState"_s, stateOf(name("a"))).code, 0);
     QVERIFY(desk.settle());
     QVERIFY(!receiver.hasBytes());
 }
@@ -287,11 +284,10 @@ void TstDelivery::settings_areAnnouncedToOwner()
     QVERIFY(subscribe(name("s"), name("b"), 3));
     BusClient owner(BusClient::RECEIVER_PORT, name("b"));
     BusClient subscriber(BusClient::RECEIVER_PORT, name("s"));
-    QCOMPARE(desk.sender.ask(QStringLiteral("saveSettings"), settingsOf(name("b"))).code, 0);
+    QCOMPARE(desk.sender.ask(u"saveSettings"_s, settingsOf(name("b"))).code, 0);
     const BusClient::Frame pushed = owner.read();
-    QCOMPARE(pushed.data.value(QStringLiteral("reciever")).toString(), name("b"));
-    QCOMPARE(pushed.data.value(QStringLiteral("message")).toString(),
-             QStringLiteral("{\"cmd\":\"updateSettings\",\"data\":{}}"));
+    QCOMPARE(pushed.data.value(u"reciever"_s).toString(), name("b"));
+    QCOMPARE(pushed.data.value(u"message"_s).toString(), u"{\"cmd\":\"updateSettings\",\"data\":{}}"_s);
     QVERIFY(desk.settle());
     QVERIFY(!subscriber.hasBytes());
 }
@@ -300,7 +296,7 @@ void TstDelivery::settings_ownerNotToBeMailed_areNotAnnounced()
 {
     Desk desk;
     BusClient owner(BusClient::RECEIVER_PORT, name("b"));
-    QCOMPARE(desk.sender.ask(QStringLiteral("saveSettings"), settingsOf(name("b"), false)).code, 0);
+    QCOMPARE(desk.sender.ask(u"saveSettings"_s, settingsOf(name("b"), false)).code, 0);
     QVERIFY(desk.settle());
     QVERIFY(!owner.hasBytes());
 }
@@ -311,12 +307,12 @@ void TstDelivery::uids_ofTheBus_areUnique()
     QVERIFY(subscribe(name("s"), name("a"), 1));
     // All within a few milliseconds, and the text the same each time.
     const int count = 60;
-    QVERIFY(desk.sender.send(FakeBus::requestFrame(QStringLiteral("saveState"), stateOf(name("a"))).repeated(count)));
+    QVERIFY(desk.sender.send(FakeBus::requestFrame(u"saveState"_s, stateOf(name("a"))).repeated(count)));
     BusClient receiver(BusClient::RECEIVER_PORT, name("s"));
     QSet<QString> uids;
     for (int number = 0; number < count; ++number) {
         const BusClient::Frame pushed = receiver.read();
-        QCOMPARE(commandName(pushed), QStringLiteral("stateChanged"));
+        QCOMPARE(commandName(pushed), u"stateChanged"_s);
         uids.insert(uidOf(pushed));
     }
     QCOMPARE(uids.size(), count);
@@ -329,8 +325,7 @@ void TstDelivery::keep_absentClient_dropsOldestWithWarning()
     QVERIFY(desk.bus.warnings().isEmpty());
     QVERIFY(desk.sendMany(name("b"), 4, 5));
     QVERIFY(desk.bus.waitForWarnings(2));
-    QVERIFY2(desk.bus.warnings().constFirst().contains(QStringLiteral("\"b\"")),
-             qPrintable(desk.bus.warnings().constFirst()));
+    QVERIFY2(desk.bus.warnings().constFirst().contains(u"\"b\""_s), qPrintable(desk.bus.warnings().constFirst()));
     QVERIFY(desk.send(name("c"), name("other")));
     BusClient receiver(BusClient::RECEIVER_PORT, name("b"));
     for (int number = 3; number <= 5; ++number) {
@@ -375,8 +370,7 @@ void TstDelivery::keep_clientLeaves_dropsOldestWithWarning()
         QCOMPARE(desk.bus.warnings(), QStringList());
     }
     QVERIFY(desk.bus.waitForWarnings(1));
-    QCOMPARE(desk.bus.warnings(),
-             QStringList(QStringLiteral("dropped the oldest 6 of more than 3 messages that wait for \"b\"")));
+    QCOMPARE(desk.bus.warnings(), QStringList(u"dropped the oldest 6 of more than 3 messages that wait for \"b\""_s));
     QCOMPARE(waitingFor(name("b")), (QStringList{name("8"), name("9"), name("10")}));
 }
 
@@ -404,18 +398,18 @@ void TstDelivery::keep_clientLeavesWhileLocked_dropsWithTheNextMessage()
     auto receiver = std::make_unique<BusClient>(BusClient::RECEIVER_PORT, name("b"));
     QVERIFY(desk.sendMany(name("b"), 1, 5));
     {
-        QSqlDatabase other = QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), QStringLiteral("other"));
+        QSqlDatabase other = QSqlDatabase::addDatabase(u"QSQLITE"_s, u"other"_s);
         other.setDatabaseName(folder.filePath(name("bus.sqlite")));
         QVERIFY(other.open());
-        QVERIFY(QSqlQuery(other).exec(QStringLiteral("BEGIN IMMEDIATE")));
+        QVERIFY(QSqlQuery(other).exec(u"BEGIN IMMEDIATE"_s));
         receiver.reset();
         // Both are refused; by the second the bus has seen at the latest that the client has left.
         QVERIFY(!desk.send(name("c"), name("refused")));
         QVERIFY(!desk.send(name("c"), name("refused")));
-        QVERIFY(QSqlQuery(other).exec(QStringLiteral("COMMIT")));
+        QVERIFY(QSqlQuery(other).exec(u"COMMIT"_s));
         other.close();
     }
-    QSqlDatabase::removeDatabase(QStringLiteral("other"));
+    QSqlDatabase::removeDatabase(u"other"_s);
     // The lock has been told of, and nothing was dropped.
     QVERIFY(desk.bus.waitForWarnings(1));
     QCOMPARE(desk.bus.warnings().filter(name("\"b\"")), QStringList());
@@ -430,7 +424,7 @@ void TstDelivery::keep_clientRenamed_dropsOldestOfItsFormerName()
     Desk desk(keeping(3));
     BusClient receiver(BusClient::RECEIVER_PORT, name("b"));
     QVERIFY(desk.sendMany(name("b"), 1, 5));
-    QVERIFY(receiver.sendRequest(QStringLiteral("handshake"), {{QStringLiteral("name"), name("c")}}));
+    QVERIFY(receiver.sendRequest(u"handshake"_s, {{u"name"_s, name("c")}}));
     QVERIFY(desk.bus.waitForWarnings(1));
     QCOMPARE(waitingFor(name("b")), (QStringList{name("3"), name("4"), name("5")}));
 }
@@ -441,7 +435,7 @@ void TstDelivery::keep_clientComesTwice_dropsNothing()
     BusClient first(BusClient::RECEIVER_PORT, name("b"));
     QVERIFY(desk.sendMany(name("b"), 1, 5));
     // Once more on the same connection, then on another.
-    QVERIFY(first.sendRequest(QStringLiteral("handshake"), {{QStringLiteral("name"), name("b")}}));
+    QVERIFY(first.sendRequest(u"handshake"_s, {{u"name"_s, name("b")}}));
     BusClient second(BusClient::RECEIVER_PORT, name("b"));
     QVERIFY(first.waitForClose());
     for (int number = 1; number <= 5; ++number) {
@@ -479,8 +473,7 @@ void TstDelivery::keep_lessThanIsStored_dropsWithTheNextMessage()
     }
     Desk desk(keeping(2, folder.filePath(name("bus.sqlite"))));
     QVERIFY(desk.sendMany(name("b"), 6, 6));
-    QCOMPARE(desk.bus.warnings(),
-             QStringList(QStringLiteral("dropped the oldest 4 of more than 2 messages that wait for \"b\"")));
+    QCOMPARE(desk.bus.warnings(), QStringList(u"dropped the oldest 4 of more than 2 messages that wait for \"b\""_s));
     QCOMPARE(waitingFor(name("b")), (QStringList{name("5"), name("6")}));
     QCOMPARE(waitingFor(name("c")).size(), 5);
 }
@@ -512,7 +505,7 @@ void TstDelivery::connection_renamed_getsTheOthersMessages()
 {
     Desk desk;
     BusClient receiver(BusClient::RECEIVER_PORT, name("b"));
-    QCOMPARE(receiver.ask(QStringLiteral("handshake"), {{QStringLiteral("name"), name("c")}}).code, 0);
+    QCOMPARE(receiver.ask(u"handshake"_s, {{u"name"_s, name("c")}}).code, 0);
     QVERIFY(desk.send(name("b"), name("u1")));
     QVERIFY(desk.send(name("c"), name("u2")));
     QCOMPARE(uidOf(receiver.read()), name("u2"));
@@ -528,7 +521,7 @@ void TstDelivery::connection_repeatedHandshake_startsAgain()
     BusClient receiver(BusClient::RECEIVER_PORT, name("b"));
     QVERIFY(desk.send(name("b"), name("u1")));
     QCOMPARE(uidOf(receiver.read()), name("u1"));
-    QCOMPARE(receiver.ask(QStringLiteral("handshake"), {{QStringLiteral("name"), name("b")}}).code, 0);
+    QCOMPARE(receiver.ask(u"handshake"_s, {{u"name"_s, name("b")}}).code, 0);
     const BusClient::Frame pushed = receiver.read();
     QCOMPARE(uidOf(pushed), name("u1"));
     QVERIFY(receiver.acknowledge(pushed));

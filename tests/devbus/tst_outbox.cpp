@@ -1,5 +1,6 @@
 #include "busclient.h"
 #include "busthread.h"
+#include "literals.h"
 #include "outbox.h"
 
 #include <QElapsedTimer>
@@ -26,22 +27,21 @@ BusServer::Options resendingAfter(int ms)
 
 QString receiverName()
 {
-    return QStringLiteral("b");
+    return u"b"_s;
 }
 
 QString uidOf(const BusClient::Frame& pushed)
 {
-    return pushed.data.value(QStringLiteral("UID")).toString();
+    return pushed.data.value(u"UID"_s).toString();
 }
 
 /// Sends messages with the uids first to last.
-bool sendMany(BusClient& sender, int first, int last, const QString& text = QStringLiteral("text"))
+bool sendMany(BusClient& sender, int first, int last, const QString& text = u"text"_s)
 {
     for (int number = first; number <= last; ++number) {
-        const QVariantMap message{{QStringLiteral("reciever"), receiverName()},
-                                  {QStringLiteral("message"), text},
-                                  {QStringLiteral("UID"), QString::number(number)}};
-        if (sender.ask(QStringLiteral("sendMessage"), message).code != 0) {
+        const QVariantMap message{
+            {u"reciever"_s, receiverName()}, {u"message"_s, text}, {u"UID"_s, QString::number(number)}};
+        if (sender.ask(u"sendMessage"_s, message).code != 0) {
             return false;
         }
     }
@@ -61,7 +61,7 @@ QString noise(int size)
 /// Whatever was to be pushed by now has been: this reply comes after it.
 bool settle(BusClient& sender)
 {
-    return sender.ask(QStringLiteral("dance"), {}).code == 4;
+    return sender.ask(u"dance"_s, {}).code == 4;
 }
 
 /// Reads pushed messages and expects the uids first to last.
@@ -103,7 +103,7 @@ private Q_SLOTS:
 void TstOutbox::push_manyMessages_leavesFewUnacknowledged()
 {
     const BusThread bus(resendingAfter(NEVER_MS));
-    BusClient sender(BusClient::QUERY_PORT, QStringLiteral("a"));
+    BusClient sender(BusClient::QUERY_PORT, u"a"_s);
     BusClient receiver(BusClient::RECEIVER_PORT, receiverName());
     QVERIFY(sendMany(sender, 1, 200));
     QList<BusClient::Frame> pushed;
@@ -130,7 +130,7 @@ void TstOutbox::push_manyMessages_leavesFewUnacknowledged()
 void TstOutbox::push_oneNeverAcknowledged_neverFallsTooFarBehind()
 {
     const BusThread bus(resendingAfter(NEVER_MS));
-    BusClient sender(BusClient::QUERY_PORT, QStringLiteral("a"));
+    BusClient sender(BusClient::QUERY_PORT, u"a"_s);
     BusClient receiver(BusClient::RECEIVER_PORT, receiverName());
     QVERIFY(sendMany(sender, 1, 150));
     const BusClient::Frame first = receiver.read();
@@ -149,7 +149,7 @@ void TstOutbox::push_oneNeverAcknowledged_neverFallsTooFarBehind()
 void TstOutbox::push_afterFiveSeconds_comesAgain()
 {
     const BusThread bus;
-    BusClient sender(BusClient::QUERY_PORT, QStringLiteral("a"));
+    BusClient sender(BusClient::QUERY_PORT, u"a"_s);
     BusClient receiver(BusClient::RECEIVER_PORT, receiverName());
     QVERIFY(sendMany(sender, 1, 1));
     QVERIFY(readMany(receiver, 1, 1));
@@ -162,7 +162,7 @@ void TstOutbox::push_afterFiveSeconds_comesAgain()
 void TstOutbox::push_unacknowledged_comesAgainInOrder()
 {
     const BusThread bus(resendingAfter(SOON_MS));
-    BusClient sender(BusClient::QUERY_PORT, QStringLiteral("a"));
+    BusClient sender(BusClient::QUERY_PORT, u"a"_s);
     QVERIFY(sendMany(sender, 1, 20));
     BusClient receiver(BusClient::RECEIVER_PORT, receiverName());
     QVERIFY(readMany(receiver, 1, 20));
@@ -173,7 +173,7 @@ void TstOutbox::push_unacknowledged_comesAgainInOrder()
 void TstOutbox::push_acknowledged_doesNotComeAgain()
 {
     const BusThread bus(resendingAfter(SOON_MS));
-    BusClient sender(BusClient::QUERY_PORT, QStringLiteral("a"));
+    BusClient sender(BusClient::QUERY_PORT, u"a"_s);
     BusClient receiver(BusClient::RECEIVER_PORT, receiverName());
     QVERIFY(sendMany(sender, 1, 1));
     QVERIFY(receiver.acknowledge(receiver.read()));
@@ -181,7 +181,7 @@ void TstOutbox::push_acknowledged_doesNotComeAgain()
     // The second is pushed several times; the first, were it to come at all, would come before it.
     QVERIFY(sendMany(sender, 2, 2));
     BusClient::Frame pushed = receiver.read();
-    while (uidOf(pushed) == QStringLiteral("1")) {
+    while (uidOf(pushed) == u"1"_s) {
         pushed = receiver.read(); // it may have been under way again before its acknowledgement came
     }
     for (int round = 0; round < 3; ++round) {
@@ -192,7 +192,7 @@ void TstOutbox::push_acknowledged_doesNotComeAgain()
 void TstOutbox::push_afterReconnection_comesAgainInOrder()
 {
     const BusThread bus(resendingAfter(NEVER_MS));
-    BusClient sender(BusClient::QUERY_PORT, QStringLiteral("a"));
+    BusClient sender(BusClient::QUERY_PORT, u"a"_s);
     QVERIFY(sendMany(sender, 1, 100));
     {
         BusClient receiver(BusClient::RECEIVER_PORT, receiverName());
@@ -212,11 +212,11 @@ void TstOutbox::push_toClientThatNeverReads_isBounded()
     BusServer::Options options = resendingAfter(NEVER_MS);
     options.isTracing = true;
     const BusThread bus(options);
-    BusClient sender(BusClient::QUERY_PORT, QStringLiteral("a"));
+    BusClient sender(BusClient::QUERY_PORT, u"a"_s);
     BusClient receiver(BusClient::RECEIVER_PORT, receiverName());
     QVERIFY(sendMany(sender, 1, 60, noise(512 * 1024)));
     QVERIFY(settle(sender));
-    const QString line = QStringLiteral("out receiver/b REQUEST sendMessage");
+    const QString line = u"out receiver/b REQUEST sendMessage"_s;
     const int pushed = bus.traceLines().filter(line).size();
     QVERIFY2(pushed > 0 && pushed < 45, qPrintable(QString::number(pushed)));
     QVERIFY(readMany(receiver, 1, 60));
@@ -225,7 +225,7 @@ void TstOutbox::push_toClientThatNeverReads_isBounded()
 void TstOutbox::acknowledge_withCode_countsAsNone()
 {
     const BusThread bus(resendingAfter(SOON_MS));
-    BusClient sender(BusClient::QUERY_PORT, QStringLiteral("a"));
+    BusClient sender(BusClient::QUERY_PORT, u"a"_s);
     BusClient receiver(BusClient::RECEIVER_PORT, receiverName());
     QVERIFY(sendMany(sender, 1, 1));
     const BusClient::Frame pushed = receiver.read();
@@ -234,29 +234,29 @@ void TstOutbox::acknowledge_withCode_countsAsNone()
     QVERIFY(readMany(receiver, 1, 1));
     QVERIFY(receiver.acknowledge(pushed));
     QVERIFY(bus.waitForAcknowledged(1));
-    QCOMPARE(bus.acknowledgedUids(), QStringList{QStringLiteral("1")});
+    QCOMPARE(bus.acknowledgedUids(), QStringList{u"1"_s});
 }
 
 void TstOutbox::acknowledge_ofSomethingElse_isPassedOver_data()
 {
     QTest::addColumn<QString>("key");
-    QTest::newRow("sender") << QStringLiteral("sender");
-    QTest::newRow("reciever") << QStringLiteral("reciever");
-    QTest::newRow("uid") << QStringLiteral("UID");
+    QTest::newRow("sender") << u"sender"_s;
+    QTest::newRow("reciever") << u"reciever"_s;
+    QTest::newRow("uid") << u"UID"_s;
 }
 
 void TstOutbox::acknowledge_ofSomethingElse_isPassedOver()
 {
     QFETCH(QString, key);
     const BusThread bus(resendingAfter(SOON_MS));
-    BusClient sender(BusClient::QUERY_PORT, QStringLiteral("a"));
+    BusClient sender(BusClient::QUERY_PORT, u"a"_s);
     BusClient receiver(BusClient::RECEIVER_PORT, receiverName());
     QVERIFY(sendMany(sender, 1, 1));
     BusClient::Frame pushed = receiver.read();
     const BusClient::Frame right = pushed;
-    pushed.data.insert(key, QStringLiteral("another"));
+    pushed.data.insert(key, u"another"_s);
     QVERIFY(receiver.acknowledge(pushed));
-    QVERIFY(receiver.send(FakeBus::replyFrame(QStringLiteral("dance"), 0, QString(), right.data)));
+    QVERIFY(receiver.send(FakeBus::replyFrame(u"dance"_s, 0, QString(), right.data)));
     QVERIFY(readMany(receiver, 1, 1));
     QVERIFY(readMany(receiver, 1, 1));
     QVERIFY(bus.acknowledgedUids().isEmpty());
@@ -267,7 +267,7 @@ void TstOutbox::acknowledge_ofSomethingElse_isPassedOver()
 void TstOutbox::acknowledge_twice_isHarmless()
 {
     const BusThread bus(resendingAfter(NEVER_MS));
-    BusClient sender(BusClient::QUERY_PORT, QStringLiteral("a"));
+    BusClient sender(BusClient::QUERY_PORT, u"a"_s);
     BusClient receiver(BusClient::RECEIVER_PORT, receiverName());
     QVERIFY(sendMany(sender, 1, 70));
     QList<BusClient::Frame> pushed;
@@ -285,25 +285,25 @@ void TstOutbox::acknowledge_storageLocked_comesAgain()
 {
     const QTemporaryDir folder;
     BusServer::Options options = resendingAfter(SOON_MS);
-    options.storagePath = folder.filePath(QStringLiteral("bus.sqlite"));
+    options.storagePath = folder.filePath(u"bus.sqlite"_s);
     const BusThread bus(options);
-    BusClient sender(BusClient::QUERY_PORT, QStringLiteral("a"));
+    BusClient sender(BusClient::QUERY_PORT, u"a"_s);
     BusClient receiver(BusClient::RECEIVER_PORT, receiverName());
     QVERIFY(sendMany(sender, 1, 1));
     const BusClient::Frame pushed = receiver.read();
     {
-        QSqlDatabase other = QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), QStringLiteral("other"));
+        QSqlDatabase other = QSqlDatabase::addDatabase(u"QSQLITE"_s, u"other"_s);
         other.setDatabaseName(options.storagePath);
         QVERIFY(other.open());
-        QVERIFY(QSqlQuery(other).exec(QStringLiteral("BEGIN IMMEDIATE")));
+        QVERIFY(QSqlQuery(other).exec(u"BEGIN IMMEDIATE"_s));
         QVERIFY(receiver.acknowledge(pushed));
         QVERIFY(readMany(receiver, 1, 1));
         QVERIFY(readMany(receiver, 1, 1));
         QVERIFY(bus.acknowledgedUids().isEmpty());
-        QVERIFY(QSqlQuery(other).exec(QStringLiteral("COMMIT")));
+        QVERIFY(QSqlQuery(other).exec(u"COMMIT"_s));
         other.close();
     }
-    QSqlDatabase::removeDatabase(QStringLiteral("other"));
+    QSqlDatabase::removeDatabase(u"other"_s);
     QVERIFY(receiver.acknowledge(pushed));
     QVERIFY(bus.waitForAcknowledged(1));
 }

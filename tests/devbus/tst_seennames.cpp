@@ -1,5 +1,7 @@
 #include "seennames.h"
 
+#include "literals.h"
+
 #include <QTest>
 
 using tarvex::devbus::SeenNames;
@@ -16,9 +18,9 @@ private Q_SLOTS:
 void TstSeenNames::contains_whatWasAdded()
 {
     SeenNames names;
-    names.add(QStringLiteral("printer"));
-    QVERIFY(names.contains(QStringLiteral("printer")));
-    QVERIFY(!names.contains(QStringLiteral("prnter")));
+    names.add(u"printer"_s);
+    QVERIFY(names.contains(u"printer"_s));
+    QVERIFY(!names.contains(u"prnter"_s));
 }
 
 void TstSeenNames::contains_longName_isAlwaysSeen()
@@ -34,9 +36,9 @@ void TstSeenNames::contains_whenFull_isAlwaysSeen()
     for (int number = 1; number < SeenNames::MAX_NAMES; ++number) {
         names.add(QString::number(number));
     }
-    QVERIFY(!names.contains(QStringLiteral("nobody")));
-    names.add(QStringLiteral("the last"));
-    QVERIFY(names.contains(QStringLiteral("nobody")));
+    QVERIFY(!names.contains(u"nobody"_s));
+    names.add(u"the last"_s);
+    QVERIFY(names.contains(u"nobody"_s));
 }
 
 QTEST_GUILESS_MAIN(TstSeenNames)

@@ -1,4 +1,5 @@
 #include "busclient.h"
+#include "literals.h"
 #include "serverthread.h"
 
 #include <QTest>
@@ -62,14 +63,14 @@ void TstServerThread::server_servesWhileItsOwnerBlocks()
 {
     ServerThread thread{BusServer::Options()};
     thread.call([](BusServer& server) { server.start(); });
-    QVERIFY(BusClient(BusClient::QUERY_PORT, QStringLiteral("printer")).isConnected());
+    QVERIFY(BusClient(BusClient::QUERY_PORT, u"printer"_s).isConnected());
 }
 
 void TstServerThread::end_stopsTheServer()
 {
     auto thread = std::make_unique<ServerThread>(BusServer::Options());
     thread->call([](BusServer& server) { server.start(); });
-    BusClient client(BusClient::QUERY_PORT, QStringLiteral("printer"));
+    BusClient client(BusClient::QUERY_PORT, u"printer"_s);
     thread.reset();
     QVERIFY(client.waitForClose());
     QVERIFY(!BusClient(BusClient::QUERY_PORT).isConnected());

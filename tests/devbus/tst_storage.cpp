@@ -1,5 +1,7 @@
 #include "storage.h"
 
+#include "literals.h"
+
 #include <QDir>
 #include <QFile>
 #include <QSqlDatabase>
@@ -21,23 +23,23 @@ class OtherProgram
 public:
     explicit OtherProgram(const QString& path)
     {
-        QSqlDatabase database = QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), QStringLiteral("other"));
+        QSqlDatabase database = QSqlDatabase::addDatabase(u"QSQLITE"_s, u"other"_s);
         database.setDatabaseName(path);
-        database.setConnectOptions(QStringLiteral("QSQLITE_BUSY_TIMEOUT=0"));
+        database.setConnectOptions(u"QSQLITE_BUSY_TIMEOUT=0"_s);
         database.open();
     }
 
     ~OtherProgram()
     {
-        QSqlDatabase::database(QStringLiteral("other"), false).close();
-        QSqlDatabase::removeDatabase(QStringLiteral("other"));
+        QSqlDatabase::database(u"other"_s, false).close();
+        QSqlDatabase::removeDatabase(u"other"_s);
     }
 
     Q_DISABLE_COPY_MOVE(OtherProgram)
 
     bool run(const char* sql)
     {
-        QSqlQuery query(QSqlDatabase::database(QStringLiteral("other"), false));
+        QSqlQuery query(QSqlDatabase::database(u"other"_s, false));
         return query.exec(QString::fromLatin1(sql));
     }
 };
@@ -59,18 +61,18 @@ void overwrite(const QString& path, qint64 offset, const QByteArray& bytes)
 ClientState someState()
 {
     ClientState state;
-    state.setOwner(QStringLiteral("printer"));
+    state.setOwner(u"printer"_s);
     state.setStateType(static_cast<ClientState::EStateType>(7));
-    state.setState(QStringLiteral("{\"paper\":\"low\"}"));
+    state.setState(u"{\"paper\":\"low\"}"_s);
     return state;
 }
 
 Message someMessage(const QString& uid)
 {
     Message message;
-    message.setSender(QStringLiteral("a"));
-    message.setReciever(QStringLiteral("b"));
-    message.setMessage(QStringLiteral("text of ") + uid);
+    message.setSender(u"a"_s);
+    message.setReciever(u"b"_s);
+    message.setMessage(u"text of "_s + uid);
     message.setUid(uid);
     return message;
 }
@@ -87,7 +89,7 @@ int save(Storage& storage, const ClientState& state)
 
 int load(Storage& storage, QVariantMap& state)
 {
-    return codeOf(storage.database().read([&] { return storage.loadState(QStringLiteral("printer"), state); }));
+    return codeOf(storage.database().read([&] { return storage.loadState(u"printer"_s, state); }));
 }
 
 } // namespace
@@ -163,7 +165,7 @@ void TstStorage::makeDatabase()
     const int code = codeOf(storage.database().write([&] {
         bool isDone = true;
         for (int number = 0; number < 500; ++number) {
-            isDone = isDone && storage.addMessage(QStringLiteral("b"), someMessage(QString::number(number)));
+            isDone = isDone && storage.addMessage(u"b"_s, someMessage(QString::number(number)));
         }
         return isDone;
     }));
@@ -190,7 +192,7 @@ void TstStorage::open_newFile_bearsOurMark()
     QCOMPARE(contents(bus()).left(16), QByteArray("SQLite format 3\0", 16));
     QCOMPARE(contents(bus()).mid(68, 4), QByteArray("TxDB"));
     QCOMPARE(save(storage, someState()), 0);
-    QVERIFY(QFileInfo::exists(bus() + QStringLiteral("-wal")));
+    QVERIFY(QFileInfo::exists(bus() + u"-wal"_s));
 }
 
 void TstStorage::open_emptyFile_countsAsNew()
@@ -254,17 +256,17 @@ void TstStorage::open_link_staysLink()
 void TstStorage::open_linkToNothing_createsItsTarget_data()
 {
     QTest::addColumn<QString>("link"); // %1 is the test's folder
-    QTest::newRow("absolute") << QStringLiteral("%1/far/elsewhere.sqlite");
-    QTest::newRow("relative") << QStringLiteral("far/elsewhere.sqlite");
-    QTest::newRow("to a link") << QStringLiteral("far/next");
-    QTest::newRow("up from a linked folder") << QStringLiteral("shortcut/../elsewhere.sqlite");
+    QTest::newRow("absolute") << u"%1/far/elsewhere.sqlite"_s;
+    QTest::newRow("relative") << u"far/elsewhere.sqlite"_s;
+    QTest::newRow("to a link") << u"far/next"_s;
+    QTest::newRow("up from a linked folder") << u"shortcut/../elsewhere.sqlite"_s;
 }
 
 void TstStorage::open_linkToNothing_createsItsTarget()
 {
     QFETCH(QString, link);
     QVERIFY(QDir().mkpath(path("far/folder")));
-    QVERIFY(QFile::link(QStringLiteral("elsewhere.sqlite"), path("far/next")));
+    QVERIFY(QFile::link(u"elsewhere.sqlite"_s, path("far/next")));
     QVERIFY(QFile::link(path("far/folder"), path("shortcut")));
     QVERIFY(QFile::link(link.replace(QLatin1String("%1"), m_folder->path()), bus()));
     {
@@ -286,11 +288,10 @@ void TstStorage::open_linkThatLeadsNowhere_staysAndFails_data()
 {
     QTest::addColumn<QString>("link");
     QTest::addColumn<QString>("reason");
-    QTest::newRow("missing folder") << QStringLiteral("missing/bus.sqlite")
-                                    << QStringLiteral(
-                                           "it is a link to \"%1/missing/bus.sqlite\", whose folder does not "
-                                           "exist");
-    QTest::newRow("to itself") << QStringLiteral("bus.sqlite") << QStringLiteral("it is a link that leads nowhere");
+    QTest::newRow("missing folder") << u"missing/bus.sqlite"_s
+                                    << u"it is a link to \"%1/missing/bus.sqlite\", whose folder does not "
+                                       "exist"_s;
+    QTest::newRow("to itself") << u"bus.sqlite"_s << u"it is a link that leads nowhere"_s;
 }
 
 void TstStorage::open_linkThatLeadsNowhere_staysAndFails()
@@ -403,10 +404,10 @@ void TstStorage::open_impossiblePlace_fails_data()
 {
     QTest::addColumn<QString>("place");
     QTest::newRow("folder") << QDir::tempPath();
-    QTest::newRow("missing folder") << QDir::tempPath() + QStringLiteral("/no such folder/bus.sqlite");
-    QTest::newRow("device") << QStringLiteral("/dev/null");
-    QTest::newRow("no folder at all") << QStringLiteral("/dev/null/bus.sqlite");
-    QTest::newRow("nothing can be written") << QStringLiteral("/proc/bus.sqlite");
+    QTest::newRow("missing folder") << QDir::tempPath() + u"/no such folder/bus.sqlite"_s;
+    QTest::newRow("device") << u"/dev/null"_s;
+    QTest::newRow("no folder at all") << u"/dev/null/bus.sqlite"_s;
+    QTest::newRow("nothing can be written") << u"/proc/bus.sqlite"_s;
 }
 
 void TstStorage::open_impossiblePlace_fails()
@@ -425,7 +426,7 @@ void TstStorage::states_areKeptByOwner()
     QCOMPARE(load(storage, state), 0);
     QVERIFY(state.isEmpty());
     ClientState other = someState();
-    other.setOwner(QStringLiteral("cashbox"));
+    other.setOwner(u"cashbox"_s);
     QCOMPARE(save(storage, other), 0);
     QCOMPARE(save(storage, other), 0);
     QCOMPARE(load(storage, state), 0);
@@ -442,7 +443,7 @@ void TstStorage::settings_areKeptByOwner()
     Storage storage{QString()};
     QVERIFY(storage.database().open());
     ClientSettings settings;
-    settings.setOwner(QStringLiteral("printer"));
+    settings.setOwner(u"printer"_s);
     QByteArray found;
     bool wasThere = false;
     bool wasThereAgain = true;
@@ -464,44 +465,39 @@ void TstStorage::subscribers_areFoundByGoal()
 {
     Storage storage{QString()};
     QVERIFY(storage.database().open());
-    const QString publisher = QStringLiteral("p");
+    const QString publisher = u"p"_s;
     QStringList states;
     QStringList messages;
     const TarvexError error = storage.database().write([&] {
-        return storage.subscribe(QStringLiteral("c3"), publisher, 3)
-            && storage.subscribe(QStringLiteral("c1"), publisher, 1)
-            && storage.subscribe(QStringLiteral("c2"), publisher, 1)
-            && storage.subscribe(QStringLiteral("c2"), publisher, 2) // replaces
-            && storage.subscribe(QStringLiteral("c4"), publisher, 3)
-            && storage.unsubscribe(QStringLiteral("c4"), publisher)
-            && storage.unsubscribe(QStringLiteral("c4"), publisher)
-            && storage.subscribe(QStringLiteral("c5"), QStringLiteral("another"), 3)
+        return storage.subscribe(u"c3"_s, publisher, 3) && storage.subscribe(u"c1"_s, publisher, 1)
+            && storage.subscribe(u"c2"_s, publisher, 1) && storage.subscribe(u"c2"_s, publisher, 2) // replaces
+            && storage.subscribe(u"c4"_s, publisher, 3) && storage.unsubscribe(u"c4"_s, publisher)
+            && storage.unsubscribe(u"c4"_s, publisher) && storage.subscribe(u"c5"_s, u"another"_s, 3)
             && storage.subscribers(publisher, 1, states) && storage.subscribers(publisher, 2, messages);
     });
     QCOMPARE(codeOf(error), 0);
-    QCOMPARE(states, (QStringList{QStringLiteral("c1"), QStringLiteral("c3")}));
-    QCOMPARE(messages, (QStringList{QStringLiteral("c2"), QStringLiteral("c3")}));
+    QCOMPARE(states, (QStringList{u"c1"_s, u"c3"_s}));
+    QCOMPARE(messages, (QStringList{u"c2"_s, u"c3"_s}));
 }
 
 void TstStorage::messages_comeInOrder()
 {
     Storage storage{QString()};
     QVERIFY(storage.database().open());
-    const QString client = QStringLiteral("b");
+    const QString client = u"b"_s;
     Storage::StoredMessage first;
     Storage::StoredMessage second;
     Storage::StoredMessage none;
     Storage::StoredMessage removed;
     const TarvexError error = storage.database().write([&] {
-        return storage.addMessage(client, someMessage(QStringLiteral("1")))
-            && storage.addMessage(QStringLiteral("another"), someMessage(QStringLiteral("x")))
-            && storage.addMessage(client, someMessage(QStringLiteral("2"))) && storage.nextMessage(client, 0, first)
+        return storage.addMessage(client, someMessage(u"1"_s)) && storage.addMessage(u"another"_s, someMessage(u"x"_s))
+            && storage.addMessage(client, someMessage(u"2"_s)) && storage.nextMessage(client, 0, first)
             && storage.nextMessage(client, first.id, second) && storage.nextMessage(client, second.id, none)
             && storage.removeMessages({first.id}) && storage.messageById(first.id, removed);
     });
     QCOMPARE(codeOf(error), 0);
-    QCOMPARE(first.message.message(), QStringLiteral("text of 1"));
-    QCOMPARE(second.message.uid(), QStringLiteral("2"));
+    QCOMPARE(first.message.message(), u"text of 1"_s);
+    QCOMPARE(second.message.uid(), u"2"_s);
     QCOMPARE(none.id, 0);
     QCOMPARE(removed.id, 0);
 }
@@ -510,27 +506,27 @@ void TstStorage::trimMessages_dropsOldest()
 {
     Storage storage{QString()};
     QVERIFY(storage.database().open());
-    const QString client = QStringLiteral("b");
+    const QString client = u"b"_s;
     int droppedNone = -1;
     int dropped = -1;
     int droppedAll = -1;
     Storage::StoredMessage first;
     Storage::StoredMessage other;
     const TarvexError error = storage.database().write([&] {
-        bool isDone = storage.addMessage(QStringLiteral("another"), someMessage(QStringLiteral("x")));
+        bool isDone = storage.addMessage(u"another"_s, someMessage(u"x"_s));
         for (int number = 0; number < 5; ++number) {
             isDone = isDone && storage.addMessage(client, someMessage(QString::number(number)));
         }
         return isDone && storage.trimMessages(client, 5, droppedNone) && storage.trimMessages(client, 2, dropped)
             && storage.nextMessage(client, 0, first) && storage.trimMessages(client, 0, droppedAll)
-            && storage.nextMessage(QStringLiteral("another"), 0, other);
+            && storage.nextMessage(u"another"_s, 0, other);
     });
     QCOMPARE(codeOf(error), 0);
     QCOMPARE(droppedNone, 0);
     QCOMPARE(dropped, 3);
-    QCOMPARE(first.message.uid(), QStringLiteral("3"));
+    QCOMPARE(first.message.uid(), u"3"_s);
     QCOMPARE(droppedAll, 2);
-    QCOMPARE(other.message.uid(), QStringLiteral("x"));
+    QCOMPARE(other.message.uid(), u"x"_s);
 }
 
 void TstStorage::holdings_countWhatThereIs()
@@ -538,13 +534,12 @@ void TstStorage::holdings_countWhatThereIs()
     Storage storage{QString()};
     QVERIFY(storage.database().open());
     ClientSettings settings;
-    settings.setOwner(QStringLiteral("cashbox"));
+    settings.setOwner(u"cashbox"_s);
     QCOMPARE(codeOf(storage.database().write([&] {
                  return storage.saveState(someState()) && storage.saveSettings(settings)
-                     && storage.subscribe(QStringLiteral("gui"), QStringLiteral("printer"), 1)
-                     && storage.subscribe(QStringLiteral("gui"), QStringLiteral("cashbox"), 2)
-                     && storage.addMessage(QStringLiteral("gui"), someMessage(QStringLiteral("1")))
-                     && storage.addMessage(QStringLiteral("prnter"), someMessage(QStringLiteral("2")));
+                     && storage.subscribe(u"gui"_s, u"printer"_s, 1) && storage.subscribe(u"gui"_s, u"cashbox"_s, 2)
+                     && storage.addMessage(u"gui"_s, someMessage(u"1"_s))
+                     && storage.addMessage(u"prnter"_s, someMessage(u"2"_s));
              })),
              0);
     QMap<QString, Storage::Holdings> holdings;
@@ -563,20 +558,18 @@ void TstStorage::holdings_countWhatThereIs()
                      && storage.stateOwners(stateOwners);
              })),
              0);
-    QCOMPARE(holdings.keys(),
-             (QStringList{QStringLiteral("cashbox"), QStringLiteral("gui"), QStringLiteral("printer"),
-                          QStringLiteral("prnter")}));
-    QVERIFY(holdings.value(QStringLiteral("cashbox")).hasSettings);
-    QVERIFY(!holdings.value(QStringLiteral("cashbox")).hasState);
-    QVERIFY(holdings.value(QStringLiteral("printer")).hasState);
-    QVERIFY(!holdings.value(QStringLiteral("printer")).hasSettings);
-    QCOMPARE(holdings.value(QStringLiteral("gui")).subscriptions, 2);
-    QCOMPARE(holdings.value(QStringLiteral("gui")).messages, 1);
-    QCOMPARE(holdings.value(QStringLiteral("prnter")).messages, 1);
+    QCOMPARE(holdings.keys(), (QStringList{u"cashbox"_s, u"gui"_s, u"printer"_s, u"prnter"_s}));
+    QVERIFY(holdings.value(u"cashbox"_s).hasSettings);
+    QVERIFY(!holdings.value(u"cashbox"_s).hasState);
+    QVERIFY(holdings.value(u"printer"_s).hasState);
+    QVERIFY(!holdings.value(u"printer"_s).hasSettings);
+    QCOMPARE(holdings.value(u"gui"_s).subscriptions, 2);
+    QCOMPARE(holdings.value(u"gui"_s).messages, 1);
+    QCOMPARE(holdings.value(u"prnter"_s).messages, 1);
     // What only waits for a name says nothing about whether there ever was such a client.
-    QCOMPARE(known, (QStringList{QStringLiteral("printer"), QStringLiteral("cashbox"), QStringLiteral("gui")}));
-    QCOMPARE(settingsOwners, QStringList{QStringLiteral("cashbox")});
-    QCOMPARE(stateOwners, QStringList{QStringLiteral("printer")});
+    QCOMPARE(known, (QStringList{u"printer"_s, u"cashbox"_s, u"gui"_s}));
+    QCOMPARE(settingsOwners, QStringList{u"cashbox"_s});
+    QCOMPARE(stateOwners, QStringList{u"printer"_s});
 }
 
 void TstStorage::nullStrings_areStored()
@@ -644,7 +637,7 @@ void TstStorage::write_thatReadsFirst_isNotOvertaken()
     OtherProgram other(bus());
     const TarvexError error = storage.database().write([&] {
         QVariantMap state;
-        return storage.loadState(QStringLiteral("printer"), state)
+        return storage.loadState(u"printer"_s, state)
             && !other.run("INSERT INTO states (owner, record) VALUES ('other', '{}')")
             && storage.saveState(someState());
     });
@@ -708,15 +701,14 @@ void TstStorage::read_recordUnreadable_isInvalidStorage()
     QVariantMap state;
     QCOMPARE(load(storage, state), 256);
     Storage::StoredMessage message;
-    QCOMPARE(codeOf(storage.database().read([&] { return storage.nextMessage(QStringLiteral("b"), 0, message); })),
-             256);
+    QCOMPARE(codeOf(storage.database().read([&] { return storage.nextMessage(u"b"_s, 0, message); })), 256);
 }
 
 // Damage that is met in the middle of a list must not pass for the end of the list.
 void TstStorage::read_damagedAnywhere_isNeverIncomplete()
 {
     const int clients = 400;
-    const QString publisher = QStringLiteral("p");
+    const QString publisher = u"p"_s;
     const auto find = [&publisher](Storage& storage, QStringList& found) {
         return codeOf(storage.database().read([&] { return storage.subscribers(publisher, 3, found); }));
     };
@@ -726,7 +718,7 @@ void TstStorage::read_damagedAnywhere_isNeverIncomplete()
         const TarvexError error = storage.database().write([&] {
             bool isDone = true;
             for (int number = 0; number < clients; ++number) {
-                const QString client = QStringLiteral("client %1").arg(number, 100);
+                const QString client = u"client %1"_s.arg(number, 100);
                 isDone = isDone && storage.subscribe(client, publisher, 3);
             }
             return isDone;

@@ -1,5 +1,7 @@
 #include "takeovers.h"
 
+#include "literals.h"
+
 #include <QTest>
 
 using tarvex::devbus::Takeovers;
@@ -18,23 +20,23 @@ private Q_SLOTS:
 void TstTakeovers::add_first_warnsAtOnce()
 {
     Takeovers takeovers;
-    QCOMPARE(takeovers.add(QStringLiteral("printer"), 0),
-             QStringLiteral("a second receiver connection took the name \"printer\", and the first one was closed; "
-                            "does this service run twice?"));
-    QCOMPARE(takeovers.count(QStringLiteral("printer")), 1);
-    QCOMPARE(takeovers.count(QStringLiteral("cashbox")), 0);
+    QCOMPARE(takeovers.add(u"printer"_s, 0),
+             u"a second receiver connection took the name \"printer\", and the first one was closed; "
+             "does this service run twice?"_s);
+    QCOMPARE(takeovers.count(u"printer"_s), 1);
+    QCOMPARE(takeovers.count(u"cashbox"_s), 0);
 }
 
 void TstTakeovers::add_again_warnsOnceInAWhileWithCount()
 {
     Takeovers takeovers;
-    const QString name = QStringLiteral("printer");
+    const QString name = u"printer"_s;
     QVERIFY(!takeovers.add(name, 1000).isEmpty());
     QCOMPARE(takeovers.add(name, 6000), QString());
     QCOMPARE(takeovers.add(name, 30999), QString());
     QCOMPARE(takeovers.add(name, 31000),
-             QStringLiteral("a second receiver connection took the name \"printer\", and the first one was closed "
-                            "(3 times since the last warning); does this service run twice?"));
+             u"a second receiver connection took the name \"printer\", and the first one was closed "
+             "(3 times since the last warning); does this service run twice?"_s);
     QCOMPARE(takeovers.add(name, 60999), QString());
     QVERIFY(takeovers.add(name, 61000).contains(QLatin1String("2 times")));
     QCOMPARE(takeovers.count(name), 6);
@@ -43,15 +45,15 @@ void TstTakeovers::add_again_warnsOnceInAWhileWithCount()
 void TstTakeovers::add_severalNames_areWarnedOfApart()
 {
     Takeovers takeovers;
-    QVERIFY(!takeovers.add(QStringLiteral("a"), 0).isEmpty());
-    QVERIFY(!takeovers.add(QStringLiteral("b"), 1).isEmpty());
-    QVERIFY(takeovers.add(QStringLiteral("a"), 2).isEmpty());
+    QVERIFY(!takeovers.add(u"a"_s, 0).isEmpty());
+    QVERIFY(!takeovers.add(u"b"_s, 1).isEmpty());
+    QVERIFY(takeovers.add(u"a"_s, 2).isEmpty());
 }
 
 void TstTakeovers::add_controlCharacters_areNotShown()
 {
     Takeovers takeovers;
-    QVERIFY(takeovers.add(QStringLiteral("a\nb\x1b"), 0).contains(QLatin1String("\"a?b?\"")));
+    QVERIFY(takeovers.add(u"a\nb\x1b"_s, 0).contains(QLatin1String("\"a?b?\"")));
 }
 
 void TstTakeovers::add_tooManyNames_areNotCounted()
@@ -60,10 +62,10 @@ void TstTakeovers::add_tooManyNames_areNotCounted()
     for (int number = 0; number < Takeovers::MAX_NAMES; ++number) {
         takeovers.add(QString::number(number), 0);
     }
-    QCOMPARE(takeovers.add(QStringLiteral("one more"), 0), QString());
-    QCOMPARE(takeovers.count(QStringLiteral("one more")), 0);
-    takeovers.add(QStringLiteral("0"), 1);
-    QCOMPARE(takeovers.count(QStringLiteral("0")), 2);
+    QCOMPARE(takeovers.add(u"one more"_s, 0), QString());
+    QCOMPARE(takeovers.count(u"one more"_s), 0);
+    takeovers.add(u"0"_s, 1);
+    QCOMPARE(takeovers.count(u"0"_s), 2);
 }
 
 QTEST_GUILESS_MAIN(TstTakeovers)

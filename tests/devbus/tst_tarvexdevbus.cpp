@@ -1,5 +1,6 @@
 #include "busclient.h"
 #include "client/tarvexqueryhandler.h"
+#include "literals.h"
 
 #include <QDir>
 #include <QFile>
@@ -66,9 +67,8 @@ public:
     /// Runs it by way of a shell, where a limit has been set.
     Program(const QString& limit, const QStringList& arguments)
     {
-        m_process.start(QStringLiteral("/bin/sh"),
-                        QStringList{QStringLiteral("-c"), limit + QStringLiteral("; exec \"$0\" \"$@\""),
-                                    QStringLiteral(TARVEX_DEVBUS)}
+        m_process.start(u"/bin/sh"_s,
+                        QStringList{u"-c"_s, limit + u"; exec \"$0\" \"$@\""_s, QStringLiteral(TARVEX_DEVBUS)}
                             + arguments);
     }
 
@@ -118,8 +118,8 @@ private:
         m_process.setReadChannel(QProcess::StandardOutput);
         if (!home.isEmpty()) {
             QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-            environment.insert(QStringLiteral("HOME"), home);
-            environment.remove(QStringLiteral("XDG_STATE_HOME"));
+            environment.insert(u"HOME"_s, home);
+            environment.remove(u"XDG_STATE_HOME"_s);
             m_process.setProcessEnvironment(environment);
         }
     }
@@ -129,19 +129,17 @@ private:
 
 QStringList storing(const QString& path)
 {
-    return {QStringLiteral("--storage"), path};
+    return {u"--storage"_s, path};
 }
 
 QVariantMap owned(const QString& owner)
 {
-    return {{QStringLiteral("owner"), owner}};
+    return {{u"owner"_s, owner}};
 }
 
 QVariantMap messageTo(const QString& addressee, const QString& uid)
 {
-    return {{QStringLiteral("reciever"), addressee},
-            {QStringLiteral("message"), QStringLiteral("text")},
-            {QStringLiteral("UID"), uid}};
+    return {{u"reciever"_s, addressee}, {u"message"_s, u"text"_s}, {u"UID"_s, uid}};
 }
 
 QByteArray contents(const QString& path)
@@ -204,7 +202,7 @@ private Q_SLOTS:
     void controlSocket_impossible_isAWordOnly();
 
 private:
-    QString storage() const { return m_folder->filePath(QStringLiteral("bus.sqlite")); }
+    QString storage() const { return m_folder->filePath(u"bus.sqlite"_s); }
 
     /// The files in the folder of the control socket.
     QStringList controlSockets() const { return QDir(m_runtimeFolder->path()).entryList(QDir::Files | QDir::System); }
@@ -297,7 +295,7 @@ void TstTarvexDevbus::commandLine_wrongUse_saysWhat()
 void TstTarvexDevbus::commandLine_notText_isRefused()
 {
     // Through the shell, because QProcess itself passes nothing but text.
-    Program program(QStringLiteral("cd '%1'; set -- --storage \"$(printf 'a\\377')\"").arg(m_folder->path()), {});
+    Program program(u"cd '%1'; set -- --storage \"$(printf 'a\\377')\""_s.arg(m_folder->path()), {});
     QCOMPARE(program.wait(), 2);
     QCOMPARE(program.errors(), QByteArray("tarvex-devbus: an argument is no text; see --help\n"));
     QVERIFY(QDir(m_folder->path()).isEmpty());
@@ -307,7 +305,7 @@ void TstTarvexDevbus::commandLine_help_fitsTerminalAndTellsStatuses()
 {
     // The name of the default storage stands on a line of its own, and whole.
     const QString home = QLatin1Char('/') + QString(100, QLatin1Char('h'));
-    Program program({QStringLiteral("--help")}, home);
+    Program program({u"--help"_s}, home);
     QCOMPARE(program.wait(), 0);
     const QString help = QString::fromUtf8(program.output());
     const QString storage = home + QLatin1String("/.local/state/tarvex-devbus/bus.sqlite");
@@ -316,8 +314,8 @@ void TstTarvexDevbus::commandLine_help_fitsTerminalAndTellsStatuses()
         QVERIFY2(line.size() <= 80 || line == storage, qPrintable(line));
     }
     QVERIFY(help.contains(QLatin1Char('\n') + storage + QLatin1Char('\n')));
-    QVERIFY(help.simplified().contains(QStringLiteral("it is created when it does not exist, its folder is not.")));
-    const QString statuses = help.section(QStringLiteral("\nExit status:\n"), 1);
+    QVERIFY(help.simplified().contains(u"it is created when it does not exist, its folder is not."_s));
+    const QString statuses = help.section(u"\nExit status:\n"_s, 1);
     for (const char* const status : {"  0  ", "  1  ", "  2  "}) {
         QVERIFY2(statuses.contains(QLatin1String(status)), status);
     }
@@ -327,10 +325,10 @@ void TstTarvexDevbus::commandLine_questions_exitWithZero_data()
 {
     QTest::addColumn<QString>("argument");
     QTest::addColumn<QByteArray>("answer");
-    QTest::newRow("help") << QStringLiteral("--help") << QByteArray("--storage");
-    QTest::newRow("help, short") << QStringLiteral("-h") << QByteArray("--storage");
-    QTest::newRow("version, short") << QStringLiteral("-V") << QByteArray("tarvex-devbus 5.0.28\n");
-    QTest::newRow("version") << QStringLiteral("--version") << QByteArray("tarvex-devbus 5.0.28\n");
+    QTest::newRow("help") << u"--help"_s << QByteArray("--storage");
+    QTest::newRow("help, short") << u"-h"_s << QByteArray("--storage");
+    QTest::newRow("version, short") << u"-V"_s << QByteArray("tarvex-devbus 5.0.28\n");
+    QTest::newRow("version") << u"--version"_s << QByteArray("tarvex-devbus 5.0.28\n");
 }
 
 void TstTarvexDevbus::commandLine_questions_exitWithZero()
@@ -346,13 +344,13 @@ void TstTarvexDevbus::commandLine_questions_exitWithZero()
 void TstTarvexDevbus::commandLine_questions_stdoutFull_exitWithOne_data()
 {
     QTest::addColumn<QString>("argument");
-    QTest::newRow("help") << QStringLiteral("--help");
-    QTest::newRow("version") << QStringLiteral("--version");
+    QTest::newRow("help") << u"--help"_s;
+    QTest::newRow("version") << u"--version"_s;
 }
 
 void TstTarvexDevbus::commandLine_questions_stdoutClosed_exitWithOne()
 {
-    Program program(QStringLiteral("exec >&-"), {QStringLiteral("--version")});
+    Program program(u"exec >&-"_s, {u"--version"_s});
     QCOMPARE(program.wait(), 1);
     QCOMPARE(program.errors(), QByteArray("tarvex-devbus: cannot write to stdout: it is closed\n"));
 }
@@ -361,8 +359,8 @@ void TstTarvexDevbus::readyLine_notWritten_exitsWithOne_data()
 {
     QTest::addColumn<QString>("stream");
     QTest::addColumn<QByteArray>("reason");
-    QTest::newRow("full") << QStringLiteral("exec >/dev/full") << QByteArray("No space left on device");
-    QTest::newRow("closed") << QStringLiteral("exec >&-") << QByteArray("it is closed");
+    QTest::newRow("full") << u"exec >/dev/full"_s << QByteArray("No space left on device");
+    QTest::newRow("closed") << u"exec >&-"_s << QByteArray("it is closed");
 }
 
 /// Whoever waits for the line would wait for ever.
@@ -370,7 +368,7 @@ void TstTarvexDevbus::readyLine_notWritten_exitsWithOne()
 {
     QFETCH(QString, stream);
     QFETCH(QByteArray, reason);
-    Program program(stream, {QStringLiteral("--memory")});
+    Program program(stream, {u"--memory"_s});
     QCOMPARE(program.wait(), 1);
     QCOMPARE(program.errors(), "tarvex-devbus: cannot write to stdout: " + reason + '\n');
 }
@@ -378,12 +376,12 @@ void TstTarvexDevbus::readyLine_notWritten_exitsWithOne()
 /// The next thing to be opened would have the number, and get what is meant for stderr.
 void TstTarvexDevbus::stderrClosed_nothingElseTakesItsPlace()
 {
-    Program program(QStringLiteral("exec 2>&-"), {QStringLiteral("--memory"), QStringLiteral("--trace")});
+    Program program(u"exec 2>&-"_s, {u"--memory"_s, u"--trace"_s});
     QVERIFY(program.isReady());
-    const QString place = QStringLiteral("/proc/%1/fd/2").arg(program.processId());
-    QCOMPARE(QFile::symLinkTarget(place), QStringLiteral("/dev/null"));
-    BusClient client(BusClient::QUERY_PORT, QStringLiteral("a"));
-    QCOMPARE(client.ask(QStringLiteral("saveState"), owned(QStringLiteral("a"))).code, 0);
+    const QString place = u"/proc/%1/fd/2"_s.arg(program.processId());
+    QCOMPARE(QFile::symLinkTarget(place), u"/dev/null"_s);
+    BusClient client(BusClient::QUERY_PORT, u"a"_s);
+    QCOMPARE(client.ask(u"saveState"_s, owned(u"a"_s)).code, 0);
     program.signal(SIGTERM);
     QCOMPARE(program.wait(), 0);
 }
@@ -391,7 +389,7 @@ void TstTarvexDevbus::stderrClosed_nothingElseTakesItsPlace()
 void TstTarvexDevbus::commandLine_questions_stdoutFull_exitWithOne()
 {
     QFETCH(QString, argument);
-    Program program(QStringLiteral("exec >/dev/full"), {argument});
+    Program program(u"exec >/dev/full"_s, {argument});
     QCOMPARE(program.wait(), 1);
     QCOMPARE(program.errors(), QByteArray("tarvex-devbus: cannot write to stdout: No space left on device\n"));
 }
@@ -401,35 +399,35 @@ void TstTarvexDevbus::readyLine_saysWhereItStores()
     Program program(storing(storage()));
     QCOMPARE(program.readyLine(),
              "tarvex-devbus: ready on 127.0.0.1 ports 45535 and 45537, storing in " + storage().toUtf8() + '\n');
-    QVERIFY(BusClient(BusClient::QUERY_PORT, QStringLiteral("a")).isConnected());
-    QVERIFY(BusClient(BusClient::RECEIVER_PORT, QStringLiteral("a")).isConnected());
+    QVERIFY(BusClient(BusClient::QUERY_PORT, u"a"_s).isConnected());
+    QVERIFY(BusClient(BusClient::RECEIVER_PORT, u"a"_s).isConnected());
     QVERIFY(QFileInfo::exists(storage()));
 }
 
 void TstTarvexDevbus::readyLine_memory_saysSo()
 {
-    Program program({QStringLiteral("--memory")}, m_folder->path());
+    Program program({u"--memory"_s}, m_folder->path());
     QVERIFY(program.readyLine().endsWith(" storing in memory\n"));
-    QVERIFY(BusClient(BusClient::QUERY_PORT, QStringLiteral("a")).isConnected());
+    QVERIFY(BusClient(BusClient::QUERY_PORT, u"a"_s).isConnected());
     QVERIFY(QDir(m_folder->path()).isEmpty());
 }
 
 void TstTarvexDevbus::defaultStorage_isMadeInStateFolder()
 {
     Program program({}, m_folder->path());
-    const QString path = m_folder->filePath(QStringLiteral(".local/state/tarvex-devbus/bus.sqlite"));
+    const QString path = m_folder->filePath(u".local/state/tarvex-devbus/bus.sqlite"_s);
     QVERIFY(program.readyLine().contains(path.toUtf8()));
     QVERIFY(QFileInfo::exists(path));
 }
 
 void TstTarvexDevbus::defaultStorage_followsStateHome()
 {
-    qputenv("XDG_STATE_HOME", m_folder->filePath(QStringLiteral("state")).toUtf8());
+    qputenv("XDG_STATE_HOME", m_folder->filePath(u"state"_s).toUtf8());
     Program program(QStringList{});
     const bool isReady = program.isReady();
     qunsetenv("XDG_STATE_HOME");
     QVERIFY(isReady);
-    QVERIFY(QFileInfo::exists(m_folder->filePath(QStringLiteral("state/tarvex-devbus/bus.sqlite"))));
+    QVERIFY(QFileInfo::exists(m_folder->filePath(u"state/tarvex-devbus/bus.sqlite"_s)));
 }
 
 void TstTarvexDevbus::signals_endItCleanly_data()
@@ -444,21 +442,21 @@ void TstTarvexDevbus::signals_endItCleanly()
     QFETCH(int, number);
     Program program(storing(storage()));
     QVERIFY(program.isReady());
-    BusClient client(BusClient::QUERY_PORT, QStringLiteral("a"));
+    BusClient client(BusClient::QUERY_PORT, u"a"_s);
     BusClient half(BusClient::RECEIVER_PORT);
     QVERIFY(half.send("[-REQ"));
-    QCOMPARE(client.ask(QStringLiteral("saveState"), owned(QStringLiteral("a"))).code, 0);
+    QCOMPARE(client.ask(u"saveState"_s, owned(u"a"_s)).code, 0);
     program.signal(number);
     QCOMPARE(program.wait(), 0);
     QVERIFY(client.waitForClose());
     QCOMPARE(program.errors(), QByteArray());
-    QVERIFY(!QFileInfo::exists(storage() + QStringLiteral("-wal")));
+    QVERIFY(!QFileInfo::exists(storage() + u"-wal"_s));
 }
 
 void TstTarvexDevbus::start_signalsNotToBeWatched_exitsWithOne()
 {
     ProcessWithoutSignalDescriptor program;
-    program.start(QStringLiteral(TARVEX_DEVBUS), {QStringLiteral("--memory")});
+    program.start(QStringLiteral(TARVEX_DEVBUS), {u"--memory"_s});
     if (!program.waitForFinished(PATIENCE_MS)) {
         program.kill();
         program.waitForFinished(PATIENCE_MS);
@@ -475,7 +473,7 @@ void TstTarvexDevbus::start_portInUse_exitsWithOne()
 {
     Program first(storing(storage()));
     QVERIFY(first.isReady());
-    Program second({QStringLiteral("--memory")});
+    Program second({u"--memory"_s});
     QCOMPARE(second.wait(), 1);
     const QByteArray errors = second.errors();
     QCOMPARE(
@@ -489,12 +487,10 @@ void TstTarvexDevbus::start_badStorage_exitsWithOne_data()
 {
     QTest::addColumn<QString>("path");
     QTest::addColumn<QByteArray>("reason");
-    QTest::newRow("folder") << QStringLiteral("/tmp") << QByteArray("it is no regular file");
-    QTest::newRow("missing folder") << QStringLiteral("/no such folder/bus.sqlite")
-                                    << QByteArray("its folder does not exist");
-    QTest::newRow("no folder at all") << QStringLiteral("/dev/null/bus.sqlite")
-                                      << QByteArray("its folder does not exist");
-    QTest::newRow("cannot be written") << QStringLiteral("/proc/bus.sqlite") << QByteArray();
+    QTest::newRow("folder") << u"/tmp"_s << QByteArray("it is no regular file");
+    QTest::newRow("missing folder") << u"/no such folder/bus.sqlite"_s << QByteArray("its folder does not exist");
+    QTest::newRow("no folder at all") << u"/dev/null/bus.sqlite"_s << QByteArray("its folder does not exist");
+    QTest::newRow("cannot be written") << u"/proc/bus.sqlite"_s << QByteArray();
 }
 
 void TstTarvexDevbus::start_badStorage_exitsWithOne()
@@ -525,7 +521,7 @@ void TstTarvexDevbus::start_readOnlyFile_exitsWithOne()
     QVERIFY2(isOneLine(errors) && errors.contains(storage().toUtf8()), errors.constData());
     QCOMPARE(program.output(), QByteArray());
     QVERIFY(contents(storage()) == before);
-    QCOMPARE(QDir(m_folder->path()).entryList(QDir::Files), QStringList{QStringLiteral("bus.sqlite")});
+    QCOMPARE(QDir(m_folder->path()).entryList(QDir::Files), QStringList{u"bus.sqlite"_s});
 }
 
 void TstTarvexDevbus::start_damagedFile_isLeftAsItIs()
@@ -553,27 +549,27 @@ void TstTarvexDevbus::killed_rightAfterReplies_keepsEverything()
 {
     Program program(storing(storage()));
     QVERIFY(program.isReady());
-    TarvexQueryHandler handler(QStringLiteral("printer"));
+    TarvexQueryHandler handler(u"printer"_s);
     QVERIFY(handler.open());
     ClientState state;
     state.setStateType(static_cast<ClientState::EStateType>(9));
     ClientSettings settings;
-    settings.setOwner(QStringLiteral("printer"));
+    settings.setOwner(u"printer"_s);
     ClientSettings removed;
-    removed.setOwner(QStringLiteral("removed"));
+    removed.setOwner(u"removed"_s);
     QVERIFY(handler.saveSettings(QList<ClientSettings>{settings, removed}));
-    QVERIFY(handler.subscribe(QStringLiteral("cashbox"), 2));
+    QVERIFY(handler.subscribe(u"cashbox"_s, 2));
     QVERIFY(handler.saveState(state));
     Message message;
-    message.setReciever(QStringLiteral("cashbox"));
-    message.setMessage(QStringLiteral("hello"));
+    message.setReciever(u"cashbox"_s);
+    message.setMessage(u"hello"_s);
     QVERIFY(handler.sendMessage(message));
-    QVERIFY(handler.removeSettings(QStringLiteral("removed")));
+    QVERIFY(handler.removeSettings(u"removed"_s));
     QVERIFY(program.kill());
 
     Program again(storing(storage()));
     QVERIFY(again.isReady());
-    TarvexQueryHandler reader(QStringLiteral("printer"));
+    TarvexQueryHandler reader(u"printer"_s);
     QVERIFY(reader.open());
     ClientState foundState;
     QVERIFY(reader.loadState(QString(), foundState));
@@ -581,14 +577,14 @@ void TstTarvexDevbus::killed_rightAfterReplies_keepsEverything()
     ClientSettings foundSettings;
     QVERIFY(reader.loadSettings(QString(), foundSettings));
     QVERIFY(foundSettings == settings);
-    QVERIFY(!reader.loadSettings(QStringLiteral("removed"), foundSettings));
-    BusClient cashbox(BusClient::RECEIVER_PORT, QStringLiteral("cashbox"));
-    QCOMPARE(cashbox.read().data.value(QStringLiteral("message")).toString(), QStringLiteral("hello"));
-    BusClient publisher(BusClient::QUERY_PORT, QStringLiteral("cashbox"));
-    QCOMPARE(publisher.ask(QStringLiteral("sendMessage"), messageTo(QString(), QStringLiteral("to all"))).code, 0);
-    BusClient subscriber(BusClient::RECEIVER_PORT, QStringLiteral("printer"));
+    QVERIFY(!reader.loadSettings(u"removed"_s, foundSettings));
+    BusClient cashbox(BusClient::RECEIVER_PORT, u"cashbox"_s);
+    QCOMPARE(cashbox.read().data.value(u"message"_s).toString(), u"hello"_s);
+    BusClient publisher(BusClient::QUERY_PORT, u"cashbox"_s);
+    QCOMPARE(publisher.ask(u"sendMessage"_s, messageTo(QString(), u"to all"_s)).code, 0);
+    BusClient subscriber(BusClient::RECEIVER_PORT, u"printer"_s);
     QVERIFY(subscriber.acknowledge(subscriber.read())); // the announcement of its settings
-    QCOMPARE(subscriber.read().data.value(QStringLiteral("UID")).toString(), QStringLiteral("to all"));
+    QCOMPARE(subscriber.read().data.value(u"UID"_s).toString(), u"to all"_s);
 }
 
 void TstTarvexDevbus::killed_inTheMidst_keepsWhatWasConfirmed()
@@ -597,15 +593,15 @@ void TstTarvexDevbus::killed_inTheMidst_keepsWhatWasConfirmed()
     for (int round = 0; round < 5; ++round) {
         Program program(storing(storage()));
         QVERIFY(program.isReady());
-        BusClient client(BusClient::QUERY_PORT, QStringLiteral("a"));
+        BusClient client(BusClient::QUERY_PORT, u"a"_s);
         for (int number = 0; number < confirmed; ++number) {
-            QCOMPARE(client.ask(QStringLiteral("loadState"), owned(QString::number(number))).code, 0);
+            QCOMPARE(client.ask(u"loadState"_s, owned(QString::number(number))).code, 0);
         }
         QByteArray requests;
         for (int number = 0; number < 300; ++number) {
             QVariantMap state = owned(QString::number(confirmed + number));
-            state.insert(QStringLiteral("state"), QString(5000, QLatin1Char('x')));
-            requests += FakeBus::requestFrame(QStringLiteral("saveState"), state);
+            state.insert(u"state"_s, QString(5000, QLatin1Char('x')));
+            requests += FakeBus::requestFrame(u"saveState"_s, state);
         }
         QVERIFY(client.send(requests));
         for (int number = 0; number < 20 * round + 1; ++number) {
@@ -621,25 +617,25 @@ void TstTarvexDevbus::killed_unacknowledgedMessages_comeAgain()
     auto program = std::make_unique<Program>(storing(storage()));
     QVERIFY(program->isReady());
     {
-        BusClient sender(BusClient::QUERY_PORT, QStringLiteral("a"));
-        BusClient receiver(BusClient::RECEIVER_PORT, QStringLiteral("b"));
+        BusClient sender(BusClient::QUERY_PORT, u"a"_s);
+        BusClient receiver(BusClient::RECEIVER_PORT, u"b"_s);
         for (const char* const uid : {"1", "2", "3"}) {
-            const QVariantMap message = messageTo(QStringLiteral("b"), QString::fromLatin1(uid));
-            QCOMPARE(sender.ask(QStringLiteral("sendMessage"), message).code, 0);
+            const QVariantMap message = messageTo(u"b"_s, QString::fromLatin1(uid));
+            QCOMPARE(sender.ask(u"sendMessage"_s, message).code, 0);
         }
         const BusClient::Frame first = receiver.read();
         QVERIFY(receiver.read().isValid);
         QVERIFY(receiver.acknowledge(first));
         // Answered after the acknowledgement, so that has been dealt with.
-        QCOMPARE(receiver.read().data.value(QStringLiteral("UID")).toString(), QStringLiteral("3"));
-        QCOMPARE(receiver.ask(QStringLiteral("dance"), {}).code, 4);
+        QCOMPARE(receiver.read().data.value(u"UID"_s).toString(), u"3"_s);
+        QCOMPARE(receiver.ask(u"dance"_s, {}).code, 4);
         QVERIFY(program->kill());
     }
     program = std::make_unique<Program>(storing(storage()));
     QVERIFY(program->isReady());
-    BusClient receiver(BusClient::RECEIVER_PORT, QStringLiteral("b"));
-    QCOMPARE(receiver.read().data.value(QStringLiteral("UID")).toString(), QStringLiteral("2"));
-    QCOMPARE(receiver.read().data.value(QStringLiteral("UID")).toString(), QStringLiteral("3"));
+    BusClient receiver(BusClient::RECEIVER_PORT, u"b"_s);
+    QCOMPARE(receiver.read().data.value(u"UID"_s).toString(), u"2"_s);
+    QCOMPARE(receiver.read().data.value(u"UID"_s).toString(), u"3"_s);
 }
 
 void TstTarvexDevbus::acknowledgements_beforeReset_areTakenLate_data()
@@ -658,12 +654,12 @@ void TstTarvexDevbus::acknowledgements_beforeReset_areTakenLate()
     constexpr int SENT = 60;
     Program program(storing(storage()));
     QVERIFY(program.isReady());
-    BusClient sender(BusClient::QUERY_PORT, QStringLiteral("a"));
+    BusClient sender(BusClient::QUERY_PORT, u"a"_s);
     {
-        BusClient receiver(BusClient::RECEIVER_PORT, QStringLiteral("b"));
+        BusClient receiver(BusClient::RECEIVER_PORT, u"b"_s);
         for (int number = 1; number <= SENT; ++number) {
-            const QVariantMap message = messageTo(QStringLiteral("b"), QString::number(number));
-            QCOMPARE(sender.ask(QStringLiteral("sendMessage"), message).code, 0);
+            const QVariantMap message = messageTo(u"b"_s, QString::number(number));
+            QCOMPARE(sender.ask(u"sendMessage"_s, message).code, 0);
         }
         QList<BusClient::Frame> pushed;
         for (int number = 1; number <= ACKNOWLEDGED; ++number) {
@@ -673,8 +669,7 @@ void TstTarvexDevbus::acknowledgements_beforeReset_areTakenLate()
         QVERIFY(receiver.hasBytes());
         program.signal(SIGSTOP);
         if (hasMoreToPush) {
-            QVERIFY(sender.sendRequest(QStringLiteral("sendMessage"),
-                                       messageTo(QStringLiteral("b"), QStringLiteral("new"))));
+            QVERIFY(sender.sendRequest(u"sendMessage"_s, messageTo(u"b"_s, u"new"_s)));
         }
         for (const BusClient::Frame& frame : qAsConst(pushed)) {
             QVERIFY(receiver.acknowledge(frame));
@@ -686,27 +681,27 @@ void TstTarvexDevbus::acknowledgements_beforeReset_areTakenLate()
     if (hasMoreToPush) {
         QCOMPARE(sender.read().code, 0);
     }
-    BusClient receiver(BusClient::RECEIVER_PORT, QStringLiteral("b"));
+    BusClient receiver(BusClient::RECEIVER_PORT, u"b"_s);
     for (int number = ACKNOWLEDGED + 1; number <= SENT; ++number) {
-        QCOMPARE(receiver.read().data.value(QStringLiteral("UID")).toString(), QString::number(number));
+        QCOMPARE(receiver.read().data.value(u"UID"_s).toString(), QString::number(number));
     }
 }
 
 void TstTarvexDevbus::diskFull_isReportedAndServiceGoesOn()
 {
     // 400 blocks of 512 bytes are the largest file it may write.
-    Program program(QStringLiteral("trap '' XFSZ; ulimit -f 400"), storing(storage()));
+    Program program(u"trap '' XFSZ; ulimit -f 400"_s, storing(storage()));
     QVERIFY(program.isReady());
-    BusClient client(BusClient::QUERY_PORT, QStringLiteral("a"));
+    BusClient client(BusClient::QUERY_PORT, u"a"_s);
     QVERIFY(client.isConnected());
-    QVariantMap state = owned(QStringLiteral("a"));
-    state.insert(QStringLiteral("state"), QString(1024 * 1024, QLatin1Char('x')));
-    QCOMPARE(client.ask(QStringLiteral("saveState"), state).code, 512);
-    QCOMPARE(client.ask(QStringLiteral("saveState"), state).code, 512);
-    state.insert(QStringLiteral("state"), QStringLiteral("small"));
-    QCOMPARE(client.ask(QStringLiteral("saveState"), state).code, 0);
-    const BusClient::Frame loaded = client.ask(QStringLiteral("loadState"), owned(QStringLiteral("a")));
-    QCOMPARE(loaded.data.value(QStringLiteral("state")).toString(), QStringLiteral("small"));
+    QVariantMap state = owned(u"a"_s);
+    state.insert(u"state"_s, QString(1024 * 1024, QLatin1Char('x')));
+    QCOMPARE(client.ask(u"saveState"_s, state).code, 512);
+    QCOMPARE(client.ask(u"saveState"_s, state).code, 512);
+    state.insert(u"state"_s, u"small"_s);
+    QCOMPARE(client.ask(u"saveState"_s, state).code, 0);
+    const BusClient::Frame loaded = client.ask(u"loadState"_s, owned(u"a"_s));
+    QCOMPARE(loaded.data.value(u"state"_s).toString(), u"small"_s);
     program.signal(SIGTERM);
     QCOMPARE(program.wait(), 0);
     // Not once for each request.
@@ -718,7 +713,7 @@ void TstTarvexDevbus::keep_isObeyed_data()
 {
     QTest::addColumn<QStringList>("options");
     QTest::addColumn<int>("keep");
-    QTest::newRow("two") << QStringList{QStringLiteral("--keep"), QStringLiteral("2")} << 2;
+    QTest::newRow("two") << QStringList{u"--keep"_s, u"2"_s} << 2;
     QTest::newRow("by default") << QStringList() << 1000;
 }
 
@@ -726,15 +721,15 @@ void TstTarvexDevbus::keep_isObeyed()
 {
     QFETCH(QStringList, options);
     QFETCH(int, keep);
-    Program program(QStringList{QStringLiteral("--memory")} + options);
+    Program program(QStringList{u"--memory"_s} + options);
     QVERIFY(program.isReady());
-    BusClient sender(BusClient::QUERY_PORT, QStringLiteral("a"));
+    BusClient sender(BusClient::QUERY_PORT, u"a"_s);
     for (int number = 1; number <= keep + 1; ++number) {
-        const QVariantMap message = messageTo(QStringLiteral("b"), QString::number(number));
-        QCOMPARE(sender.ask(QStringLiteral("sendMessage"), message).code, 0);
+        const QVariantMap message = messageTo(u"b"_s, QString::number(number));
+        QCOMPARE(sender.ask(u"sendMessage"_s, message).code, 0);
     }
-    BusClient receiver(BusClient::RECEIVER_PORT, QStringLiteral("b"));
-    QCOMPARE(receiver.read().data.value(QStringLiteral("UID")).toString(), QStringLiteral("2"));
+    BusClient receiver(BusClient::RECEIVER_PORT, u"b"_s);
+    QCOMPARE(receiver.read().data.value(u"UID"_s).toString(), u"2"_s);
     program.signal(SIGTERM);
     QCOMPARE(program.wait(), 0);
     const QByteArray errors = program.errors();
@@ -744,15 +739,15 @@ void TstTarvexDevbus::keep_isObeyed()
 
 void TstTarvexDevbus::trace_showsFrames()
 {
-    Program program({QStringLiteral("--memory"), QStringLiteral("--trace")});
+    Program program({u"--memory"_s, u"--trace"_s});
     QVERIFY(program.isReady());
-    BusClient client(BusClient::QUERY_PORT, QStringLiteral("a"));
-    QCOMPARE(client.ask(QStringLiteral("loadState"), owned(QStringLiteral("a"))).code, 5);
+    BusClient client(BusClient::QUERY_PORT, u"a"_s);
+    QCOMPARE(client.ask(u"loadState"_s, owned(u"a"_s)).code, 5);
     program.signal(SIGTERM);
     QCOMPARE(program.wait(), 0);
     const QList<QByteArray> lines = program.errors().trimmed().split('\n');
     QCOMPARE(lines.size(), 4);
-    const QRegularExpression time(QStringLiteral("^\\d\\d:\\d\\d:\\d\\d\\.\\d{3} $"));
+    const QRegularExpression time(u"^\\d\\d:\\d\\d:\\d\\d\\.\\d{3} $"_s);
     QVERIFY2(time.match(QString::fromLatin1(lines.at(0).left(13))).hasMatch(), lines.at(0).constData());
     QCOMPARE(lines.at(0).mid(13), QByteArray("in  query/- REQUEST handshake {\"name\":\"a\"}"));
     QCOMPARE(lines.at(1).mid(13), QByteArray("out query/a REPLY handshake {} 0"));
@@ -762,11 +757,11 @@ void TstTarvexDevbus::trace_showsFrames()
 
 void TstTarvexDevbus::sameServiceTwice_isWarnedOf()
 {
-    Program program({QStringLiteral("--memory")});
+    Program program({u"--memory"_s});
     QVERIFY(program.isReady());
     for (int round = 0; round < 3; ++round) {
-        BusClient first(BusClient::RECEIVER_PORT, QStringLiteral("printer"));
-        const BusClient second(BusClient::RECEIVER_PORT, QStringLiteral("printer"));
+        BusClient first(BusClient::RECEIVER_PORT, u"printer"_s);
+        const BusClient second(BusClient::RECEIVER_PORT, u"printer"_s);
         QVERIFY(second.isConnected());
         QVERIFY(first.waitForClose());
     }
@@ -779,13 +774,13 @@ void TstTarvexDevbus::sameServiceTwice_isWarnedOf()
 
 void TstTarvexDevbus::controlSocket_answersUntilTheEnd()
 {
-    Program program({QStringLiteral("--memory")});
+    Program program({u"--memory"_s});
     QVERIFY(program.isReady());
     QCOMPARE(controlSockets().size(), 1);
     QCOMPARE(QFile::permissions(m_runtimeFolder->filePath(controlSockets().constFirst()))
                  & (QFile::ReadGroup | QFile::WriteGroup | QFile::ReadOther | QFile::WriteOther),
              QFile::Permissions());
-    const BusClient client(BusClient::QUERY_PORT, QStringLiteral("printer"));
+    const BusClient client(BusClient::QUERY_PORT, u"printer"_s);
     const QByteArray item = askControlSocket("{\"request\":\"clients\"}");
     QVERIFY2(item.startsWith("{\"item\":{") && item.contains("\"name\":\"printer\""), item.constData());
     program.signal(SIGTERM);
@@ -797,13 +792,13 @@ void TstTarvexDevbus::controlSocket_answersUntilTheEnd()
 void TstTarvexDevbus::controlSocket_ofKilledBus_isReplaced()
 {
     {
-        Program program({QStringLiteral("--memory")});
+        Program program({u"--memory"_s});
         QVERIFY(program.isReady());
         QVERIFY(program.kill());
     }
     QCOMPARE(controlSockets().size(), 1);
     QCOMPARE(askControlSocket("{\"request\":\"clients\"}"), QByteArray());
-    Program program({QStringLiteral("--memory")});
+    Program program({u"--memory"_s});
     QVERIFY(program.isReady());
     QCOMPARE(controlSockets().size(), 1);
     QCOMPARE(askControlSocket("{\"request\":\"clients\"}"), QByteArray("{\"done\":true}\n"));
@@ -811,9 +806,9 @@ void TstTarvexDevbus::controlSocket_ofKilledBus_isReplaced()
 
 void TstTarvexDevbus::controlSocket_ofRunningBus_isLeftToIt()
 {
-    Program program({QStringLiteral("--memory")});
+    Program program({u"--memory"_s});
     QVERIFY(program.isReady());
-    Program second({QStringLiteral("--memory")});
+    Program second({u"--memory"_s});
     QCOMPARE(second.wait(), 1);
     QCOMPARE(askControlSocket("{\"request\":\"clients\"}"), QByteArray("{\"done\":true}\n"));
 }
@@ -825,9 +820,9 @@ void TstTarvexDevbus::controlSocket_impossible_isAWordOnly()
     QVERIFY(QDir().mkdir(folder));
     QVERIFY(QFile::setPermissions(folder, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner));
     qputenv("XDG_RUNTIME_DIR", folder.toUtf8());
-    Program program({QStringLiteral("--memory")});
+    Program program({u"--memory"_s});
     QVERIFY(program.isReady());
-    QVERIFY(BusClient(BusClient::QUERY_PORT, QStringLiteral("a")).isConnected());
+    QVERIFY(BusClient(BusClient::QUERY_PORT, u"a"_s).isConnected());
     program.signal(SIGTERM);
     QCOMPARE(program.wait(), 0);
     const QByteArray errors = program.errors();

@@ -1,3 +1,5 @@
+#include "literals.h"
+
 #include <QProcess>
 #include <QTest>
 
@@ -31,12 +33,9 @@ struct End
 QStringList checked(const QStringList& command)
 {
 #ifdef VALGRIND
-    const QStringList valgrind{QStringLiteral(VALGRIND),
-                               QStringLiteral("--quiet"),
-                               QStringLiteral("--error-exitcode=99"),
-                               QStringLiteral("--leak-check=no"),
-                               QStringLiteral("--undef-value-errors=no"),
-                               QStringLiteral("--suppressions=" VALGRIND_SUPPRESSIONS)};
+    const QStringList valgrind{QStringLiteral(VALGRIND),     u"--quiet"_s,
+                               u"--error-exitcode=99"_s,     u"--leak-check=no"_s,
+                               u"--undef-value-errors=no"_s, QStringLiteral("--suppressions=" VALGRIND_SUPPRESSIONS)};
     return valgrind + command;
 #else
     return command;
@@ -82,11 +81,11 @@ void TstProcessEnd::programs_goInEitherOrder()
 {
     QStringList orders;
     for (const QString& program : PROGRAMS) {
-        const End end = run({program, QStringLiteral("leaked")});
+        const End end = run({program, u"leaked"_s});
         orders.append(end.lines.value(0));
     }
     orders.sort();
-    QCOMPARE(orders, QStringList({QStringLiteral("made after tarvexlib"), QStringLiteral("made before tarvexlib")}));
+    QCOMPARE(orders, QStringList({u"made after tarvexlib"_s, u"made before tarvexlib"_s}));
 }
 
 void TstProcessEnd::processEnds_controllerIsStillThere_touchesNothingThatIsGone_data()
@@ -122,28 +121,25 @@ void TstProcessEnd::processEnds_controllerIsStillThere_touchesNothingThatIsGone(
     const End end = run({program, how, QStringLiteral(LAST_WORDS_MODULE)});
     QVERIFY(end.isClean());
     // The console is there to the end.
-    QVERIFY(end.lines.contains(QStringLiteral("console: last words")));
-    QCOMPARE(end.lines.count(QStringLiteral("forwarded: goodbye")), goodbyes);
+    QVERIFY(end.lines.contains(u"console: last words"_s));
+    QCOMPARE(end.lines.count(u"forwarded: goodbye"_s), goodbyes);
     const bool isOutlived = end.lines.first() == QLatin1String("made before tarvexlib");
     const bool isForwarded =
         lastWords == LastWords::Forwarded || (lastWords == LastWords::ForwardedIfLoaded && !isOutlived);
-    QCOMPARE(end.lines.contains(QStringLiteral("forwarded: last words")), isForwarded);
-    const QString inTurn = isOutlived ? QStringLiteral("the former") : QStringLiteral("ours");
-    const QString handler = how == QLatin1String("later-handler") ? QStringLiteral("the later") : inTurn;
-    QVERIFY(end.lines.contains(QStringLiteral("handler: ") + handler));
+    QCOMPARE(end.lines.contains(u"forwarded: last words"_s), isForwarded);
+    const QString inTurn = isOutlived ? u"the former"_s : u"ours"_s;
+    const QString handler = how == QLatin1String("later-handler") ? u"the later"_s : inTurn;
+    QVERIFY(end.lines.contains(u"handler: "_s + handler));
 }
 
 void TstProcessEnd::libraryUnloaded_controllerIsStillThere_logGoesOn()
 {
     QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
     // What a library keeps to the end is out of the leak checker's reach once the library is unloaded.
-    environment.insert(QStringLiteral("ASAN_OPTIONS"),
-                       environment.value(QStringLiteral("ASAN_OPTIONS")) + QStringLiteral(":detect_leaks=0"));
+    environment.insert(u"ASAN_OPTIONS"_s, environment.value(u"ASAN_OPTIONS"_s) + u":detect_leaks=0"_s);
     const End end = run({QStringLiteral(UNLOADING_HOST), QStringLiteral(UNLOADED_SERVICE)}, environment);
     QVERIFY(end.isClean());
-    QCOMPARE(end.lines.mid(0, 3),
-             QStringList(
-                 {QStringLiteral("console: made"), QStringLiteral("unloaded"), QStringLiteral("console: after it")}));
+    QCOMPARE(end.lines.mid(0, 3), QStringList({u"console: made"_s, u"unloaded"_s, u"console: after it"_s}));
 }
 
 QTEST_GUILESS_MAIN(TstProcessEnd)

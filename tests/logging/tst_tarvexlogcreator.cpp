@@ -3,6 +3,7 @@
 #include "client/supportedclients.h"
 #include "cmdlayer/tarvexcommand.h"
 #include "heldclock.h"
+#include "literals.h"
 #include "logcapture.h"
 
 #include <QDateTime>
@@ -21,7 +22,7 @@ using namespace tarvex;
 
 namespace {
 
-const QString CLIENT = QStringLiteral("ticket_printer");
+const QString CLIENT = u"ticket_printer"_s;
 const QMessageLogContext CONTEXT;
 
 TarvexCommand commandIn(const Message& message)
@@ -33,12 +34,12 @@ TarvexCommand commandIn(const Message& message)
 
 QString textIn(const Message& message)
 {
-    return commandIn(message).data().value(QStringLiteral("text")).toString();
+    return commandIn(message).data().value(u"text"_s).toString();
 }
 
 QString prefixIn(const Message& message)
 {
-    return commandIn(message).data().value(QStringLiteral("prefix")).toString();
+    return commandIn(message).data().value(u"prefix"_s).toString();
 }
 
 void logInThread(const QString& text)
@@ -148,8 +149,8 @@ void TstTarvexLogCreator::metaObject_hasItsMethodsInOrder()
         actual.append(QString::fromLatin1(meta.method(i).methodSignature()));
     }
     QCOMPARE(actual,
-             QStringList({QStringLiteral("sendMessage(Message)"), QStringLiteral("sendMessage(QString,QString)"),
-                          QStringLiteral("sendGuiMessage(QString,QString)")}));
+             QStringList(
+                 {u"sendMessage(Message)"_s, u"sendMessage(QString,QString)"_s, u"sendGuiMessage(QString,QString)"_s}));
     QCOMPARE(meta.method(meta.methodOffset()).methodType(), QMetaMethod::Signal);
     QCOMPARE(meta.className(), "tarvex::TarvexLogCreator");
     QVERIFY(static_cast<TarvexLogCreator*>(nullptr) == static_cast<::TarvexLogCreator*>(nullptr));
@@ -158,20 +159,19 @@ void TstTarvexLogCreator::metaObject_hasItsMethodsInOrder()
 void TstTarvexLogCreator::untilInit_nothingIsSent()
 {
     QVERIFY(TarvexLogCreator::createCreator().isNull());
-    TarvexLogCreator::humanKivLog(QtWarningMsg, CONTEXT, QStringLiteral("line"));
-    TarvexLogCreator::guiKivLog(QtWarningMsg, CONTEXT, QStringLiteral("line"));
-    QVERIFY(TarvexLogCreator::checkMessage(QStringLiteral("line")));
+    TarvexLogCreator::humanKivLog(QtWarningMsg, CONTEXT, u"line"_s);
+    TarvexLogCreator::guiKivLog(QtWarningMsg, CONTEXT, u"line"_s);
+    QVERIFY(TarvexLogCreator::checkMessage(u"line"_s));
 }
 
 void TstTarvexLogCreator::consoleLine_isStored()
 {
     TarvexLogCreator::init(m_receiver.get(), SLOT(onMessage(Message)), CLIENT, 0);
     const QDateTime before = QDateTime::currentDateTime();
-    TarvexLogCreator::humanKivLog(QtWarningMsg, CONTEXT, QStringLiteral("paper is low"));
+    TarvexLogCreator::humanKivLog(QtWarningMsg, CONTEXT, u"paper is low"_s);
     QCOMPARE(m_receiver->messages.size(), 1);
     const Message message = m_receiver->messages.constFirst();
-    QCOMPARE(message.message(),
-             QStringLiteral(R"({"cmd":"saveLog","data":{"prefix":"WARNING","text":"paper is low"}})"));
+    QCOMPARE(message.message(), uR"({"cmd":"saveLog","data":{"prefix":"WARNING","text":"paper is low"}})"_s);
     QCOMPARE(message.reciever(), BUSNAME_LOGGER);
     QVERIFY(message.sender().isNull());
     QVERIFY(message.uid().isEmpty());
@@ -181,13 +181,13 @@ void TstTarvexLogCreator::consoleLine_isStored()
 void TstTarvexLogCreator::guiLine_isShownAndStored()
 {
     TarvexLogCreator::init(m_receiver.get(), SLOT(onMessage(Message)), CLIENT, 0);
-    TarvexLogCreator::guiKivLog(QtCriticalMsg, CONTEXT, QStringLiteral("paper\nis out"));
+    TarvexLogCreator::guiKivLog(QtCriticalMsg, CONTEXT, u"paper\nis out"_s);
     QCOMPARE(m_receiver->messages.size(), 2);
     QCOMPARE(m_receiver->messages.at(0).message(),
-             QStringLiteral(R"({"cmd":"showLogMessage","data":{"prefix":"ERROR","text":"paper\tis out"}})"));
+             uR"({"cmd":"showLogMessage","data":{"prefix":"ERROR","text":"paper\tis out"}})"_s);
     QCOMPARE(m_receiver->messages.at(0).reciever(), BUSNAME_TERMINAL_GUI);
     QCOMPARE(m_receiver->messages.at(1).message(),
-             QStringLiteral(R"({"cmd":"saveLog","data":{"prefix":"ERROR","text":"paper\tis out"}})"));
+             uR"({"cmd":"saveLog","data":{"prefix":"ERROR","text":"paper\tis out"}})"_s);
     QCOMPARE(m_receiver->messages.at(1).reciever(), BUSNAME_LOGGER);
 }
 
@@ -195,11 +195,11 @@ void TstTarvexLogCreator::level_hasItsText_data()
 {
     QTest::addColumn<int>("type");
     QTest::addColumn<QString>("prefix");
-    QTest::newRow("debug") << int(QtDebugMsg) << QStringLiteral("INFO");
-    QTest::newRow("info") << int(QtInfoMsg) << QStringLiteral("INFO");
-    QTest::newRow("warning") << int(QtWarningMsg) << QStringLiteral("WARNING");
-    QTest::newRow("critical") << int(QtCriticalMsg) << QStringLiteral("ERROR");
-    QTest::newRow("fatal") << int(QtFatalMsg) << QStringLiteral("ERROR");
+    QTest::newRow("debug") << int(QtDebugMsg) << u"INFO"_s;
+    QTest::newRow("info") << int(QtInfoMsg) << u"INFO"_s;
+    QTest::newRow("warning") << int(QtWarningMsg) << u"WARNING"_s;
+    QTest::newRow("critical") << int(QtCriticalMsg) << u"ERROR"_s;
+    QTest::newRow("fatal") << int(QtFatalMsg) << u"ERROR"_s;
     QTest::newRow("unknown") << 7 << QString();
 }
 
@@ -208,11 +208,11 @@ void TstTarvexLogCreator::level_hasItsText()
     QFETCH(int, type);
     QFETCH(QString, prefix);
     TarvexLogCreator::init(m_receiver.get(), SLOT(onMessage(Message)), CLIENT, 0);
-    TarvexLogCreator::humanKivLog(static_cast<QtMsgType>(type), CONTEXT, QStringLiteral("line"));
-    TarvexLogCreator::guiKivLog(static_cast<QtMsgType>(type), CONTEXT, QStringLiteral("line"));
+    TarvexLogCreator::humanKivLog(static_cast<QtMsgType>(type), CONTEXT, u"line"_s);
+    TarvexLogCreator::guiKivLog(static_cast<QtMsgType>(type), CONTEXT, u"line"_s);
     QCOMPARE(m_receiver->messages.size(), 3);
     for (const Message& message : qAsConst(m_receiver->messages)) {
-        QVERIFY(commandIn(message).data().contains(QStringLiteral("prefix")));
+        QVERIFY(commandIn(message).data().contains(u"prefix"_s));
         QCOMPARE(prefixIn(message), prefix);
     }
 }
@@ -221,13 +221,13 @@ void TstTarvexLogCreator::lineBreaks_becomeTabs_data()
 {
     QTest::addColumn<QString>("text");
     QTest::addColumn<QString>("sent");
-    QTest::newRow("none") << QStringLiteral("a b") << QStringLiteral("a b");
-    QTest::newRow("CR LF, LF") << QStringLiteral("a\r\nb\nc") << QStringLiteral("a\tb\tc");
-    QTest::newRow("CR") << QStringLiteral("a\rb") << QStringLiteral("a\tb");
-    QTest::newRow("CR CR LF") << QStringLiteral("a\r\r\nb") << QStringLiteral("a\t\tb");
-    QTest::newRow("LF CR") << QStringLiteral("a\n\rb") << QStringLiteral("a\t\tb");
-    QTest::newRow("at both ends") << QStringLiteral("\na\r\n") << QStringLiteral("\ta\t");
-    QTest::newRow("tab stays") << QStringLiteral("a\tb") << QStringLiteral("a\tb");
+    QTest::newRow("none") << u"a b"_s << u"a b"_s;
+    QTest::newRow("CR LF, LF") << u"a\r\nb\nc"_s << u"a\tb\tc"_s;
+    QTest::newRow("CR") << u"a\rb"_s << u"a\tb"_s;
+    QTest::newRow("CR CR LF") << u"a\r\r\nb"_s << u"a\t\tb"_s;
+    QTest::newRow("LF CR") << u"a\n\rb"_s << u"a\t\tb"_s;
+    QTest::newRow("at both ends") << u"\na\r\n"_s << u"\ta\t"_s;
+    QTest::newRow("tab stays") << u"a\tb"_s << u"a\tb"_s;
     QTest::newRow("empty") << QString() << QString();
 }
 
@@ -246,46 +246,44 @@ void TstTarvexLogCreator::creator_emitsByItself()
 {
     TarvexLogCreator creator(CLIENT, nullptr);
     QSignalSpy sent(&creator, SIGNAL(sendMessage(Message)));
-    QVERIFY(QMetaObject::invokeMethod(&creator, "sendMessage", Q_ARG(QString, QStringLiteral("any")),
-                                      Q_ARG(QString, QStringLiteral("a\nb"))));
-    QVERIFY(QMetaObject::invokeMethod(&creator, "sendGuiMessage", Q_ARG(QString, QStringLiteral("any")),
-                                      Q_ARG(QString, QStringLiteral("a\nb"))));
+    QVERIFY(QMetaObject::invokeMethod(&creator, "sendMessage", Q_ARG(QString, u"any"_s), Q_ARG(QString, u"a\nb"_s)));
+    QVERIFY(QMetaObject::invokeMethod(&creator, "sendGuiMessage", Q_ARG(QString, u"any"_s), Q_ARG(QString, u"a\nb"_s)));
     QCOMPARE(sent.count(), 2);
-    QCOMPARE(commandIn(sent.at(0).constFirst().value<Message>()).name(), QStringLiteral("saveLog"));
-    QCOMPARE(commandIn(sent.at(1).constFirst().value<Message>()).name(), QStringLiteral("showLogMessage"));
-    QCOMPARE(prefixIn(sent.at(1).constFirst().value<Message>()), QStringLiteral("any"));
-    QCOMPARE(textIn(sent.at(0).constFirst().value<Message>()), QStringLiteral("a\tb"));
+    QCOMPARE(commandIn(sent.at(0).constFirst().value<Message>()).name(), u"saveLog"_s);
+    QCOMPARE(commandIn(sent.at(1).constFirst().value<Message>()).name(), u"showLogMessage"_s);
+    QCOMPARE(prefixIn(sent.at(1).constFirst().value<Message>()), u"any"_s);
+    QCOMPARE(textIn(sent.at(0).constFirst().value<Message>()), u"a\tb"_s);
 }
 
 void TstTarvexLogCreator::method_mayBeASignal()
 {
     const QSignalSpy forwarded(m_receiver.get(), SIGNAL(forwarded(Message)));
     TarvexLogCreator::init(m_receiver.get(), SIGNAL(forwarded(Message)), CLIENT, 0);
-    TarvexLogCreator::humanKivLog(QtWarningMsg, CONTEXT, QStringLiteral("line"));
+    TarvexLogCreator::humanKivLog(QtWarningMsg, CONTEXT, u"line"_s);
     QCOMPARE(forwarded.count(), 1);
 }
 
 void TstTarvexLogCreator::method_mayTakeNoArguments()
 {
     TarvexLogCreator::init(m_receiver.get(), SLOT(onAnything()), CLIENT, 0);
-    TarvexLogCreator::humanKivLog(QtWarningMsg, CONTEXT, QStringLiteral("line"));
+    TarvexLogCreator::humanKivLog(QtWarningMsg, CONTEXT, u"line"_s);
     QCOMPARE(m_receiver->calls, 1);
 }
 
 void TstTarvexLogCreator::method_mayBeSpelledWithBlanks()
 {
     TarvexLogCreator::init(m_receiver.get(), SLOT(onMessage(const Message&)), CLIENT, 0);
-    TarvexLogCreator::humanKivLog(QtWarningMsg, CONTEXT, QStringLiteral("line"));
+    TarvexLogCreator::humanKivLog(QtWarningMsg, CONTEXT, u"line"_s);
     QCOMPARE(m_receiver->messages.size(), 1);
 }
 
 void TstTarvexLogCreator::lineFromAnotherThread_crossesToTheReceiversThread()
 {
     TarvexLogCreator::init(m_receiver.get(), SLOT(onMessage(Message)), CLIENT, 0);
-    logInThread(QStringLiteral("from elsewhere"));
+    logInThread(u"from elsewhere"_s);
     QCOMPARE(m_receiver->messages.size(), 0);
     QTRY_COMPARE(m_receiver->messages.size(), 1);
-    QCOMPARE(textIn(m_receiver->messages.constFirst()), QStringLiteral("from elsewhere"));
+    QCOMPARE(textIn(m_receiver->messages.constFirst()), u"from elsewhere"_s);
 }
 
 void TstTarvexLogCreator::badInit_staysSilent_data()
@@ -316,20 +314,20 @@ void TstTarvexLogCreator::badInit_staysSilent()
     const LogCapture log;
     TarvexLogCreator::init(alive ? m_receiver.get() : nullptr, method, name, 5000);
     QVERIFY(TarvexLogCreator::createCreator().isNull());
-    TarvexLogCreator::humanKivLog(QtWarningMsg, CONTEXT, QStringLiteral("line"));
-    TarvexLogCreator::guiKivLog(QtWarningMsg, CONTEXT, QStringLiteral("another"));
+    TarvexLogCreator::humanKivLog(QtWarningMsg, CONTEXT, u"line"_s);
+    TarvexLogCreator::guiKivLog(QtWarningMsg, CONTEXT, u"another"_s);
     QCOMPARE(m_receiver->messages.size(), 0);
     QCOMPARE(forwarded.count(), 0);
     QCOMPARE(log.texts(), QStringList());
     // The filter was set up all the same.
-    QVERIFY(!TarvexLogCreator::checkMessage(QStringLiteral("another")));
+    QVERIFY(!TarvexLogCreator::checkMessage(u"another"_s));
 }
 
 void TstTarvexLogCreator::badInit_replacesAGoodOne()
 {
     TarvexLogCreator::init(m_receiver.get(), SLOT(onMessage(Message)), CLIENT, 0);
     TarvexLogCreator::init(m_receiver.get(), QByteArray(), CLIENT, 0);
-    TarvexLogCreator::humanKivLog(QtWarningMsg, CONTEXT, QStringLiteral("line"));
+    TarvexLogCreator::humanKivLog(QtWarningMsg, CONTEXT, u"line"_s);
     QCOMPARE(m_receiver->messages.size(), 0);
 }
 
@@ -339,7 +337,7 @@ void TstTarvexLogCreator::receiverGone_isSilent()
     m_receiver = std::make_unique<Receiver>();
     const LogCapture log;
     QVERIFY(TarvexLogCreator::createCreator().isNull());
-    TarvexLogCreator::humanKivLog(QtWarningMsg, CONTEXT, QStringLiteral("line"));
+    TarvexLogCreator::humanKivLog(QtWarningMsg, CONTEXT, u"line"_s);
     QCOMPARE(log.texts(), QStringList());
 }
 
@@ -348,23 +346,23 @@ void TstTarvexLogCreator::release_isSilent()
     TarvexLogCreator::init(m_receiver.get(), SLOT(onMessage(Message)), CLIENT, 0);
     TarvexLogCreator::release();
     QVERIFY(TarvexLogCreator::createCreator().isNull());
-    TarvexLogCreator::humanKivLog(QtWarningMsg, CONTEXT, QStringLiteral("line"));
-    TarvexLogCreator::guiKivLog(QtWarningMsg, CONTEXT, QStringLiteral("line"));
+    TarvexLogCreator::humanKivLog(QtWarningMsg, CONTEXT, u"line"_s);
+    TarvexLogCreator::guiKivLog(QtWarningMsg, CONTEXT, u"line"_s);
     QCOMPARE(m_receiver->messages.size(), 0);
     TarvexLogCreator::release();
     TarvexLogCreator::init(m_receiver.get(), SLOT(onMessage(Message)), CLIENT, 0);
-    TarvexLogCreator::humanKivLog(QtWarningMsg, CONTEXT, QStringLiteral("line"));
+    TarvexLogCreator::humanKivLog(QtWarningMsg, CONTEXT, u"line"_s);
     QCOMPARE(m_receiver->messages.size(), 1);
 }
 
 void TstTarvexLogCreator::release_turnsTheFilterOff()
 {
     TarvexLogCreator::init(m_receiver.get(), SLOT(onMessage(Message)), CLIENT, 300000);
-    QVERIFY(TarvexLogCreator::checkMessage(QStringLiteral("line")));
-    QVERIFY(!TarvexLogCreator::checkMessage(QStringLiteral("line")));
+    QVERIFY(TarvexLogCreator::checkMessage(u"line"_s));
+    QVERIFY(!TarvexLogCreator::checkMessage(u"line"_s));
     TarvexLogCreator::release();
-    QVERIFY(TarvexLogCreator::checkMessage(QStringLiteral("line")));
-    QVERIFY(TarvexLogCreator::checkMessage(QStringLiteral("line")));
+    QVERIFY(TarvexLogCreator::checkMessage(u"line"_s));
+    QVERIFY(TarvexLogCreator::checkMessage(u"line"_s));
 }
 
 void TstTarvexLogCreator::filter_isOffUpToASecond_data()
@@ -382,7 +380,7 @@ void TstTarvexLogCreator::filter_isOffUpToASecond()
     const HeldClock clock;
     TarvexLogCreator::init(m_receiver.get(), SLOT(onMessage(Message)), CLIENT, interval);
     for (int i = 0; i < 10; ++i) {
-        TarvexLogCreator::humanKivLog(QtWarningMsg, CONTEXT, QStringLiteral("line"));
+        TarvexLogCreator::humanKivLog(QtWarningMsg, CONTEXT, u"line"_s);
     }
     QCOMPARE(m_receiver->messages.size(), 10);
 }
@@ -391,11 +389,11 @@ void TstTarvexLogCreator::filter_isOnAboveASecond()
 {
     HeldClock clock;
     TarvexLogCreator::init(m_receiver.get(), SLOT(onMessage(Message)), CLIENT, 1001);
-    QVERIFY(TarvexLogCreator::checkMessage(QStringLiteral("line")));
+    QVERIFY(TarvexLogCreator::checkMessage(u"line"_s));
     clock.advance(1000);
-    QVERIFY(!TarvexLogCreator::checkMessage(QStringLiteral("line")));
+    QVERIFY(!TarvexLogCreator::checkMessage(u"line"_s));
     clock.advance(1);
-    QVERIFY(TarvexLogCreator::checkMessage(QStringLiteral("line")));
+    QVERIFY(TarvexLogCreator::checkMessage(u"line"_s));
 }
 
 void TstTarvexLogCreator::filter_holdsRepeatsBack()
@@ -403,7 +401,7 @@ void TstTarvexLogCreator::filter_holdsRepeatsBack()
     HeldClock clock;
     TarvexLogCreator::init(m_receiver.get(), SLOT(onMessage(Message)), CLIENT, 2000);
     const auto log = [this] {
-        TarvexLogCreator::humanKivLog(QtWarningMsg, CONTEXT, QStringLiteral("line"));
+        TarvexLogCreator::humanKivLog(QtWarningMsg, CONTEXT, u"line"_s);
         return m_receiver->messages.size();
     };
     QCOMPARE(log(), 1);
@@ -423,13 +421,13 @@ void TstTarvexLogCreator::filter_intervalGrows()
 {
     HeldClock clock;
     TarvexLogCreator::init(m_receiver.get(), SLOT(onMessage(Message)), CLIENT, 2000);
-    QVERIFY(TarvexLogCreator::checkMessage(QStringLiteral("line")));
+    QVERIFY(TarvexLogCreator::checkMessage(u"line"_s));
     // The integer part of 1.3 times the one before.
     for (const int interval : {2000, 2600, 3380, 4394, 5712, 7425, 9652, 12547}) {
         clock.advance(interval - 1);
-        QVERIFY2(!TarvexLogCreator::checkMessage(QStringLiteral("line")), qPrintable(QString::number(interval)));
+        QVERIFY2(!TarvexLogCreator::checkMessage(u"line"_s), qPrintable(QString::number(interval)));
         clock.advance(1);
-        QVERIFY2(TarvexLogCreator::checkMessage(QStringLiteral("line")), qPrintable(QString::number(interval)));
+        QVERIFY2(TarvexLogCreator::checkMessage(u"line"_s), qPrintable(QString::number(interval)));
     }
 }
 
@@ -437,12 +435,12 @@ void TstTarvexLogCreator::filter_intervalIsCapped()
 {
     HeldClock clock;
     TarvexLogCreator::init(m_receiver.get(), SLOT(onMessage(Message)), CLIENT, 230000);
-    QVERIFY(TarvexLogCreator::checkMessage(QStringLiteral("line")));
+    QVERIFY(TarvexLogCreator::checkMessage(u"line"_s));
     for (const int interval : {230000, 299000, 300000, 300000, 300000}) {
         clock.advance(interval - 1);
-        QVERIFY2(!TarvexLogCreator::checkMessage(QStringLiteral("line")), qPrintable(QString::number(interval)));
+        QVERIFY2(!TarvexLogCreator::checkMessage(u"line"_s), qPrintable(QString::number(interval)));
         clock.advance(1);
-        QVERIFY2(TarvexLogCreator::checkMessage(QStringLiteral("line")), qPrintable(QString::number(interval)));
+        QVERIFY2(TarvexLogCreator::checkMessage(u"line"_s), qPrintable(QString::number(interval)));
     }
 }
 
@@ -460,25 +458,25 @@ void TstTarvexLogCreator::filter_baseIsCapped()
     QFETCH(int, interval);
     HeldClock clock;
     TarvexLogCreator::init(m_receiver.get(), SLOT(onMessage(Message)), CLIENT, interval);
-    QVERIFY(TarvexLogCreator::checkMessage(QStringLiteral("line")));
+    QVERIFY(TarvexLogCreator::checkMessage(u"line"_s));
     clock.advance(299999);
-    QVERIFY(!TarvexLogCreator::checkMessage(QStringLiteral("line")));
+    QVERIFY(!TarvexLogCreator::checkMessage(u"line"_s));
     clock.advance(1);
-    QVERIFY(TarvexLogCreator::checkMessage(QStringLiteral("line")));
+    QVERIFY(TarvexLogCreator::checkMessage(u"line"_s));
 }
 
 void TstTarvexLogCreator::filter_differentLine_setsTheIntervalBack()
 {
     HeldClock clock;
     TarvexLogCreator::init(m_receiver.get(), SLOT(onMessage(Message)), CLIENT, 2000);
-    QVERIFY(TarvexLogCreator::checkMessage(QStringLiteral("line")));
+    QVERIFY(TarvexLogCreator::checkMessage(u"line"_s));
     clock.advance(2000);
-    QVERIFY(TarvexLogCreator::checkMessage(QStringLiteral("line")));
-    QVERIFY(TarvexLogCreator::checkMessage(QStringLiteral("another")));
+    QVERIFY(TarvexLogCreator::checkMessage(u"line"_s));
+    QVERIFY(TarvexLogCreator::checkMessage(u"another"_s));
     clock.advance(1999);
-    QVERIFY(!TarvexLogCreator::checkMessage(QStringLiteral("another")));
+    QVERIFY(!TarvexLogCreator::checkMessage(u"another"_s));
     clock.advance(1);
-    QVERIFY(TarvexLogCreator::checkMessage(QStringLiteral("another")));
+    QVERIFY(TarvexLogCreator::checkMessage(u"another"_s));
 }
 
 void TstTarvexLogCreator::filter_alternatingLines_pass()
@@ -495,10 +493,10 @@ void TstTarvexLogCreator::filter_comparesExactly()
 {
     const HeldClock clock;
     TarvexLogCreator::init(m_receiver.get(), SLOT(onMessage(Message)), CLIENT, 2000);
-    QVERIFY(TarvexLogCreator::checkMessage(QStringLiteral("line")));
-    QVERIFY(TarvexLogCreator::checkMessage(QStringLiteral("Line")));
-    QVERIFY(TarvexLogCreator::checkMessage(QStringLiteral("Line ")));
-    QVERIFY(!TarvexLogCreator::checkMessage(QStringLiteral("Line ")));
+    QVERIFY(TarvexLogCreator::checkMessage(u"line"_s));
+    QVERIFY(TarvexLogCreator::checkMessage(u"Line"_s));
+    QVERIFY(TarvexLogCreator::checkMessage(u"Line "_s));
+    QVERIFY(!TarvexLogCreator::checkMessage(u"Line "_s));
 }
 
 void TstTarvexLogCreator::filter_emptyLineFirst_passes()
@@ -513,30 +511,30 @@ void TstTarvexLogCreator::filter_initForgets()
 {
     HeldClock clock;
     TarvexLogCreator::init(m_receiver.get(), SLOT(onMessage(Message)), CLIENT, 2000);
-    QVERIFY(TarvexLogCreator::checkMessage(QStringLiteral("line")));
+    QVERIFY(TarvexLogCreator::checkMessage(u"line"_s));
     clock.advance(2000);
-    QVERIFY(TarvexLogCreator::checkMessage(QStringLiteral("line")));
+    QVERIFY(TarvexLogCreator::checkMessage(u"line"_s));
     TarvexLogCreator::init(m_receiver.get(), SLOT(onMessage(Message)), CLIENT, 2000);
-    QVERIFY(TarvexLogCreator::checkMessage(QStringLiteral("line")));
+    QVERIFY(TarvexLogCreator::checkMessage(u"line"_s));
     clock.advance(2000);
-    QVERIFY(TarvexLogCreator::checkMessage(QStringLiteral("line")));
+    QVERIFY(TarvexLogCreator::checkMessage(u"line"_s));
 }
 
 void TstTarvexLogCreator::filter_runsWhileTheBridgeIsDown()
 {
     const HeldClock clock;
     TarvexLogCreator::init(nullptr, QByteArray(), CLIENT, 2000);
-    TarvexLogCreator::humanKivLog(QtWarningMsg, CONTEXT, QStringLiteral("line"));
-    QVERIFY(!TarvexLogCreator::checkMessage(QStringLiteral("line")));
+    TarvexLogCreator::humanKivLog(QtWarningMsg, CONTEXT, u"line"_s);
+    QVERIFY(!TarvexLogCreator::checkMessage(u"line"_s));
 }
 
 void TstTarvexLogCreator::filter_isSharedByBothOutputs()
 {
     const HeldClock clock;
     TarvexLogCreator::init(m_receiver.get(), SLOT(onMessage(Message)), CLIENT, 2000);
-    TarvexLogCreator::humanKivLog(QtWarningMsg, CONTEXT, QStringLiteral("line"));
+    TarvexLogCreator::humanKivLog(QtWarningMsg, CONTEXT, u"line"_s);
     // Another level, the same text.
-    TarvexLogCreator::guiKivLog(QtCriticalMsg, CONTEXT, QStringLiteral("line"));
+    TarvexLogCreator::guiKivLog(QtCriticalMsg, CONTEXT, u"line"_s);
     QCOMPARE(m_receiver->messages.size(), 1);
 }
 
@@ -544,11 +542,11 @@ void TstTarvexLogCreator::filter_guiLineCountsOnce()
 {
     HeldClock clock;
     TarvexLogCreator::init(m_receiver.get(), SLOT(onMessage(Message)), CLIENT, 2000);
-    TarvexLogCreator::guiKivLog(QtWarningMsg, CONTEXT, QStringLiteral("line"));
+    TarvexLogCreator::guiKivLog(QtWarningMsg, CONTEXT, u"line"_s);
     clock.advance(2000);
-    TarvexLogCreator::guiKivLog(QtWarningMsg, CONTEXT, QStringLiteral("line"));
+    TarvexLogCreator::guiKivLog(QtWarningMsg, CONTEXT, u"line"_s);
     clock.advance(2600);
-    TarvexLogCreator::guiKivLog(QtWarningMsg, CONTEXT, QStringLiteral("line"));
+    TarvexLogCreator::guiKivLog(QtWarningMsg, CONTEXT, u"line"_s);
     QCOMPARE(m_receiver->messages.size(), 6);
 }
 
@@ -579,28 +577,28 @@ void TstTarvexLogCreator::filter_wallClockJumps_countsTheTimeGoneBy()
     const QDateTime before(QDate(2024, 3, 5), start);
     clock.setWallClock(before);
     TarvexLogCreator::init(m_receiver.get(), SLOT(onMessage(Message)), CLIENT, 2000);
-    QVERIFY(TarvexLogCreator::checkMessage(QStringLiteral("line")));
+    QVERIFY(TarvexLogCreator::checkMessage(u"line"_s));
     clock.advance(1000);
     clock.setWallClock(before.addSecs(1 + jumpS));
-    QVERIFY(!TarvexLogCreator::checkMessage(QStringLiteral("line")));
+    QVERIFY(!TarvexLogCreator::checkMessage(u"line"_s));
     clock.advance(999);
-    QVERIFY(!TarvexLogCreator::checkMessage(QStringLiteral("line")));
+    QVERIFY(!TarvexLogCreator::checkMessage(u"line"_s));
     clock.advance(1);
     QCOMPARE(QDateTime::currentDateTime(), before.addSecs(2 + jumpS));
-    QVERIFY(TarvexLogCreator::checkMessage(QStringLiteral("line")));
+    QVERIFY(TarvexLogCreator::checkMessage(u"line"_s));
     // The same for the interval that has grown.
     clock.setWallClock(before);
     clock.advance(2599);
-    QVERIFY(!TarvexLogCreator::checkMessage(QStringLiteral("line")));
+    QVERIFY(!TarvexLogCreator::checkMessage(u"line"_s));
     clock.advance(1);
-    QVERIFY(TarvexLogCreator::checkMessage(QStringLiteral("line")));
+    QVERIFY(TarvexLogCreator::checkMessage(u"line"_s));
 }
 
 void TstTarvexLogCreator::creators_areDeletedByTheEventLoop()
 {
     TarvexLogCreator::init(m_receiver.get(), SLOT(onMessage(Message)), CLIENT, 0);
-    TarvexLogCreator::humanKivLog(QtWarningMsg, CONTEXT, QStringLiteral("line"));
-    TarvexLogCreator::guiKivLog(QtWarningMsg, CONTEXT, QStringLiteral("line"));
+    TarvexLogCreator::humanKivLog(QtWarningMsg, CONTEXT, u"line"_s);
+    TarvexLogCreator::guiKivLog(QtWarningMsg, CONTEXT, u"line"_s);
     QCOMPARE(m_receiver->creators.size(), 3);
     QVERIFY(m_receiver->creators.at(0));
     QVERIFY(m_receiver->creators.at(1));
@@ -636,7 +634,7 @@ void TstTarvexLogCreator::createCreator_isForTheCallerToDelete()
     const QPointer<TarvexLogCreator> creator = TarvexLogCreator::createCreator();
     QVERIFY(creator);
     QVERIFY(creator->parent() == nullptr);
-    creator->sendMessage(QStringLiteral("INFO"), QStringLiteral("line"));
+    creator->sendMessage(u"INFO"_s, u"line"_s);
     QCOMPARE(m_receiver->messages.size(), 1);
     delete creator.data();
 }
@@ -650,10 +648,10 @@ void TstTarvexLogCreator::bridge_neverLogs()
             TarvexLogCreator::humanKivLog(QtWarningMsg, CONTEXT, QString::number(i / 2));
             TarvexLogCreator::guiKivLog(QtFatalMsg, CONTEXT, QString::number(i / 2));
         }
-        logInThread(QStringLiteral("from elsewhere"));
+        logInThread(u"from elsewhere"_s);
         QCoreApplication::sendPostedEvents();
         TarvexLogCreator::release();
-        TarvexLogCreator::humanKivLog(QtWarningMsg, CONTEXT, QStringLiteral("line"));
+        TarvexLogCreator::humanKivLog(QtWarningMsg, CONTEXT, u"line"_s);
     }
     QCOMPARE(log.texts(), QStringList());
     QVERIFY(!m_receiver->messages.isEmpty());
@@ -666,7 +664,7 @@ void TstTarvexLogCreator::linesFromManyThreads_whileTheBridgeComesAndGoes()
     for (int number = 0; number < 8; ++number) {
         threads.emplace_back([&done, number] {
             for (int i = 0; !done; ++i) {
-                const QString text = QStringLiteral("%1/%2").arg(number).arg(i % 3);
+                const QString text = u"%1/%2"_s.arg(number).arg(i % 3);
                 TarvexLogCreator::humanKivLog(QtWarningMsg, CONTEXT, text);
                 TarvexLogCreator::guiKivLog(QtWarningMsg, CONTEXT, text);
                 // On a loaded machine eight threads without a pause would post faster than one thread can take.
@@ -699,7 +697,7 @@ void TstTarvexLogCreator::linesFromManyThreads_whileTheBridgeComesAndGoes()
     QCOMPARE(strange, 0);
     QCoreApplication::sendPostedEvents();
     m_receiver->messages.clear();
-    logInThread(QStringLiteral("after all"));
+    logInThread(u"after all"_s);
     QCoreApplication::sendPostedEvents();
     QCOMPARE(m_receiver->messages.size(), 0);
 }
@@ -711,7 +709,7 @@ void TstTarvexLogCreator::linesFromManyThreads_allArrive()
     for (int number = 0; number < 8; ++number) {
         threads.emplace_back([number] {
             for (int i = 0; i < 100; ++i) {
-                TarvexLogCreator::humanKivLog(QtInfoMsg, CONTEXT, QStringLiteral("%1/%2").arg(number).arg(i));
+                TarvexLogCreator::humanKivLog(QtInfoMsg, CONTEXT, u"%1/%2"_s.arg(number).arg(i));
             }
         });
     }

@@ -1,5 +1,6 @@
 #include "logging/tarvexloggingcategory.h"
 
+#include "literals.h"
 #include "logcapture.h"
 
 #include <QTest>
@@ -58,14 +59,14 @@ void TstTarvexLoggingCategory::lines_carryTheirCategory()
     const LogCapture log;
     qCWarning(LOGGER) << "stored";
     qCCritical(GUILOGGER) << "shown";
-    QCOMPARE(log.texts(), QStringList({QStringLiteral("warning: stored"), QStringLiteral("critical: shown")}));
-    QCOMPARE(log.lines().at(0).category, QStringLiteral("tarvexLogger"));
-    QCOMPARE(log.lines().at(1).category, QStringLiteral("guiLogger"));
+    QCOMPARE(log.texts(), QStringList({u"warning: stored"_s, u"critical: shown"_s}));
+    QCOMPARE(log.lines().at(0).category, u"tarvexLogger"_s);
+    QCOMPARE(log.lines().at(1).category, u"guiLogger"_s);
 }
 
 void TstTarvexLoggingCategory::levels_followTheFilterRules()
 {
-    QLoggingCategory::setFilterRules(QStringLiteral("tarvexLogger.debug=false\nguiLogger.info=false"));
+    QLoggingCategory::setFilterRules(u"tarvexLogger.debug=false\nguiLogger.info=false"_s);
     QVERIFY(!LOGGER().isDebugEnabled());
     QVERIFY(LOGGER().isInfoEnabled());
     QVERIFY(GUILOGGER().isDebugEnabled());

@@ -1,5 +1,7 @@
 #include "chaosring.h"
 
+#include "literals.h"
+
 #include <QCoreApplication>
 #include <QEventLoop>
 #include <QRegularExpression>
@@ -25,12 +27,12 @@ constexpr int HANDLING_MS = 10;
 
 QString storagePath(const QTemporaryDir& folder)
 {
-    return folder.filePath(QStringLiteral("bus.sqlite"));
+    return folder.filePath(u"bus.sqlite"_s);
 }
 
 QString flowName(const char* kind, const QString& from, const QString& to)
 {
-    return QStringLiteral("%1 %2 %3").arg(QLatin1String(kind), from, to);
+    return u"%1 %2 %3"_s.arg(QLatin1String(kind), from, to);
 }
 
 QString endOf(const QString& service)
@@ -42,7 +44,7 @@ QString endOf(const QString& service)
 int droppedIn(const QStringList& errorLines)
 {
     static const QRegularExpression counted(
-        QStringLiteral("(?:Dropped|Stopped a worker ahead of) ([0-9]+) queued messages and calls"));
+        u"(?:Dropped|Stopped a worker ahead of) ([0-9]+) queued messages and calls"_s);
     constexpr int ALL = 1000000;
     int sum = 0;
     for (const QString& line : errorLines) {
@@ -55,10 +57,9 @@ int droppedIn(const QStringList& errorLines)
 QString listed(const QStringList& items)
 {
     constexpr int MAX_LISTED = 20;
-    return items.size() <= MAX_LISTED
-        ? items.join(QLatin1String(", "))
-        : QStringLiteral("%1 and %2 more")
-              .arg(items.mid(0, MAX_LISTED).join(QLatin1String(", ")), QString::number(items.size() - MAX_LISTED));
+    return items.size() <= MAX_LISTED ? items.join(QLatin1String(", "))
+                                      : u"%1 and %2 more"_s.arg(items.mid(0, MAX_LISTED).join(QLatin1String(", ")),
+                                                                QString::number(items.size() - MAX_LISTED));
 }
 
 } // namespace
@@ -67,8 +68,8 @@ ChaosRing::ChaosRing(int serviceCount)
 {
     for (int i = 0; i < serviceCount; ++i) {
         Service service;
-        service.name = QStringLiteral("s%1").arg(i);
-        service.receiver = QStringLiteral("s%1").arg((i + 1) % serviceCount);
+        service.name = u"s%1"_s.arg(i);
+        service.receiver = u"s%1"_s.arg((i + 1) % serviceCount);
         service.hasCommandsWorker = i % 2 == 0;
         m_services.push_back(std::move(service));
     }
@@ -89,14 +90,14 @@ bool ChaosRing::start()
             return std::all_of(m_services.cbegin(), m_services.cend(),
                                [](const Service& service) { return service.lastGot > 0; });
         },
-        QStringLiteral("a first number for each service"), PATIENCE_MS);
+        u"a first number for each service"_s, PATIENCE_MS);
 }
 
 bool ChaosRing::killBus(int pauseMs)
 {
-    beginStep(QStringLiteral("bus killed"));
+    beginStep(u"bus killed"_s);
     if (!m_bus->killHard()) {
-        return fail(QStringLiteral("the bus had ended by itself: ")
+        return fail(u"the bus had ended by itself: "_s
                     + m_bus->errorLines().mid(qMax(0, m_bus->errorLines().size() - 3)).join(QLatin1Char('\n')));
     }
     // From here on nothing reaches the bus that is dead: what the services say that they have sent by now is all of it.
@@ -122,16 +123,15 @@ QList<int> ChaosRing::endable() const
 
 bool ChaosRing::waitForEndable()
 {
-    return waitFor([this] { return !endable().isEmpty(); }, QStringLiteral("a service to get a new number"),
-                   PATIENCE_MS);
+    return waitFor([this] { return !endable().isEmpty(); }, u"a service to get a new number"_s, PATIENCE_MS);
 }
 
 bool ChaosRing::waitForMore(int index, int timeoutMs)
 {
     const Service& service = m_services[static_cast<size_t>(index)];
     const int before = service.lastGot;
-    return waitFor([&service, before] { return service.lastGot > before; },
-                   QStringLiteral("one more number for ") + service.name, timeoutMs);
+    return waitFor([&service, before] { return service.lastGot > before; }, u"one more number for "_s + service.name,
+                   timeoutMs);
 }
 
 bool ChaosRing::endService(int index)
@@ -143,7 +143,7 @@ bool ChaosRing::endService(int index)
 
 void ChaosRing::goOn(int milliseconds)
 {
-    waitFor([] { return false; }, QStringLiteral("nothing"), milliseconds);
+    waitFor([] { return false; }, u"nothing"_s, milliseconds);
 }
 
 bool ChaosRing::finish()
@@ -160,8 +160,7 @@ bool ChaosRing::finish()
             return false;
         }
     }
-    if (!waitFor([this] { return waitingAtBus() == 0; }, QStringLiteral("the bus to deliver all it has"),
-                 PATIENCE_MS)) {
+    if (!waitFor([this] { return waitingAtBus() == 0; }, u"the bus to deliver all it has"_s, PATIENCE_MS)) {
         return false;
     }
     // What a service has acknowledged, it may still have on its way. What has not come by then is lost.
@@ -171,7 +170,7 @@ bool ChaosRing::finish()
             return false;
         }
     }
-    return m_bus->terminate() == 0 || fail(QStringLiteral("the bus did not end with 0"));
+    return m_bus->terminate() == 0 || fail(u"the bus did not end with 0"_s);
 }
 
 QStringList ChaosRing::violations() const
@@ -186,12 +185,12 @@ QStringList ChaosRing::violations() const
         if (lost.size() <= left) {
             left -= lost.size();
         } else {
-            found.append(QStringLiteral("%1: %2").arg(text, listed(lost)));
+            found.append(u"%1: %2"_s.arg(text, listed(lost)));
         }
     };
     for (auto flow = m_flows.cbegin(); flow != m_flows.cend(); ++flow) {
         const QStringList words = flow.key().split(QLatin1Char(' '));
-        const QString title = QStringLiteral("%1 of %2 to %3").arg(words.at(0), words.at(1), words.at(2));
+        const QString title = u"%1 of %2 to %3"_s.arg(words.at(0), words.at(1), words.at(2));
         judge(title + QLatin1String(" lost"), lostIn(flow.value(), words.at(2)), words.at(2));
         found += disorder(title, flow.value());
     }
@@ -218,16 +217,15 @@ QString ChaosRing::figures() const
         refused += flow.refused.size();
         delivered += flow.delivered.size();
     }
-    return QStringLiteral("%1 accepted, %2 not, %3 delivered")
-        .arg(QString::number(accepted), QString::number(refused), QString::number(delivered));
+    return u"%1 accepted, %2 not, %3 delivered"_s.arg(QString::number(accepted), QString::number(refused),
+                                                      QString::number(delivered));
 }
 
 bool ChaosRing::startBus()
 {
-    m_bus = std::make_unique<ChildProcess>(QStringLiteral(DEVBUS),
-                                           QStringList{QStringLiteral("--storage"), storagePath(m_folder)});
+    m_bus = std::make_unique<ChildProcess>(QStringLiteral(DEVBUS), QStringList{u"--storage"_s, storagePath(m_folder)});
     m_bus->start();
-    return m_bus->waitForLine(QString()) || fail(QStringLiteral("the bus does not start"));
+    return m_bus->waitForLine(QString()) || fail(u"the bus does not start"_s);
 }
 
 /// Waits until the bus has looked at all that has reached it by now: it does so before it answers a new connection. If
@@ -235,24 +233,22 @@ bool ChaosRing::startBus()
 bool ChaosRing::waitForBus()
 {
     QTcpSocket socket;
-    socket.connectToHost(QStringLiteral("127.0.0.1"), QUERY_PORT);
+    socket.connectToHost(u"127.0.0.1"_s, QUERY_PORT);
     const bool isAnswered = socket.waitForConnected(PATIENCE_MS) && socket.write("no header of a frame\r\n") > 0
         && socket.waitForReadyRead(PATIENCE_MS);
-    return isAnswered || fail(QStringLiteral("the bus does not answer: ") + socket.errorString());
+    return isAnswered || fail(u"the bus does not answer: "_s + socket.errorString());
 }
 
 void ChaosRing::startProcess(Service& service, bool isSending)
 {
-    QStringList arguments{service.name, QStringLiteral("--look"), QStringLiteral("--handling"),
-                          QString::number(HANDLING_MS)};
+    QStringList arguments{service.name, u"--look"_s, u"--handling"_s, QString::number(HANDLING_MS)};
     if (service.hasCommandsWorker) {
-        arguments += QStringLiteral("--commands");
+        arguments += u"--commands"_s;
     }
     if (isSending) {
-        arguments += QStringList{QStringLiteral("--to"),    service.receiver,
-                                 QStringLiteral("--first"), QString::number(service.lastSent + 1),
-                                 QStringLiteral("--burst"), QString::number(BURST),
-                                 QStringLiteral("--pause"), QString::number(PAUSE_MS)};
+        arguments +=
+            QStringList{u"--to"_s,    service.receiver,       u"--first"_s, QString::number(service.lastSent + 1),
+                        u"--burst"_s, QString::number(BURST), u"--pause"_s, QString::number(PAUSE_MS)};
     }
     service.isStarted = false;
     // It has got nothing yet that could come again.
@@ -267,7 +263,7 @@ bool ChaosRing::endProcess(Service& service)
     readLines(service);
     service.dropped.append(droppedIn(service.process->errorLines()));
     if (status != 0) {
-        return fail(QStringLiteral("%1 ended with %2").arg(service.name, QString::number(status)));
+        return fail(u"%1 ended with %2"_s.arg(service.name, QString::number(status)));
     }
     return waitForBus();
 }
@@ -346,7 +342,7 @@ bool ChaosRing::waitFor(const std::function<bool()>& condition, const QString& w
     readLines();
     while (!condition()) {
         if (!alarm.isActive()) {
-            return fail(QStringLiteral("waited in vain for %1, %2 ms").arg(what, QString::number(timeoutMs)));
+            return fail(u"waited in vain for %1, %2 ms"_s.arg(what, QString::number(timeoutMs)));
         }
         QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
         readLines();
@@ -366,16 +362,16 @@ int ChaosRing::waitingAtBus() const
 {
     int count = -1;
     {
-        QSqlDatabase database = QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), QStringLiteral("look"));
+        QSqlDatabase database = QSqlDatabase::addDatabase(u"QSQLITE"_s, u"look"_s);
         database.setDatabaseName(storagePath(m_folder));
-        database.setConnectOptions(QStringLiteral("QSQLITE_OPEN_READONLY"));
+        database.setConnectOptions(u"QSQLITE_OPEN_READONLY"_s);
         QSqlQuery answer(database);
-        if (database.open() && answer.exec(QStringLiteral("SELECT count(*) FROM messages WHERE client LIKE 's_'"))
+        if (database.open() && answer.exec(u"SELECT count(*) FROM messages WHERE client LIKE 's_'"_s)
             && answer.next()) {
             count = answer.value(0).toInt();
         }
     }
-    QSqlDatabase::removeDatabase(QStringLiteral("look"));
+    QSqlDatabase::removeDatabase(u"look"_s);
     return count;
 }
 
@@ -384,7 +380,7 @@ QStringList ChaosRing::lostIn(const Flow& flow, const QString& receiver) const
     QStringList lost;
     for (const Flow::Sending& sending : flow.accepted) {
         if (!flow.delivered.contains(sending.number)) {
-            lost.append(QStringLiteral("%1 (%2)").arg(QString::number(sending.number), endAfter(sending, receiver)));
+            lost.append(u"%1 (%2)"_s.arg(QString::number(sending.number), endAfter(sending, receiver)));
         }
     }
     return lost;
@@ -400,17 +396,17 @@ QStringList ChaosRing::disorder(const QString& title, const Flow& flow)
         if (seen.contains(number)) {
             twice.append(QString::number(number));
         } else if (number < highest) {
-            early.append(QStringLiteral("%1 after %2").arg(QString::number(number), QString::number(highest)));
+            early.append(u"%1 after %2"_s.arg(QString::number(number), QString::number(highest)));
         }
         seen.insert(number);
         highest = qMax(highest, number);
     }
     QStringList found;
     if (!twice.isEmpty()) {
-        found.append(QStringLiteral("%1 delivered twice: %2").arg(title, listed(twice)));
+        found.append(u"%1 delivered twice: %2"_s.arg(title, listed(twice)));
     }
     if (!early.isEmpty()) {
-        found.append(QStringLiteral("%1 out of order: %2").arg(title, listed(early)));
+        found.append(u"%1 out of order: %2"_s.arg(title, listed(early)));
     }
     return found;
 }
@@ -430,9 +426,8 @@ QStringList ChaosRing::unansweredBy(const Service& service)
 QString ChaosRing::endAfter(const Flow::Sending& sending, const QString& receiver) const
 {
     const int step = m_steps.indexOf(endOf(receiver), qMax(0, sending.step - 1));
-    const QString accepted = QStringLiteral("accepted at step %1").arg(sending.step);
-    return step < 0 ? accepted
-                    : QStringLiteral("%1, %2 in step %3").arg(accepted, m_steps.at(step), QString::number(step + 1));
+    const QString accepted = u"accepted at step %1"_s.arg(sending.step);
+    return step < 0 ? accepted : u"%1, %2 in step %3"_s.arg(accepted, m_steps.at(step), QString::number(step + 1));
 }
 
 bool ChaosRing::fail(const QString& text)

@@ -1,5 +1,7 @@
 #include "processload.h"
 
+#include "literals.h"
+
 #include <QDir>
 #include <QFile>
 
@@ -9,14 +11,14 @@ namespace {
 
 int residentKiB(qint64 processId)
 {
-    QFile statm(QStringLiteral("/proc/%1/statm").arg(processId));
+    QFile statm(u"/proc/%1/statm"_s.arg(processId));
     const int pages = statm.open(QIODevice::ReadOnly) ? statm.readLine().split(' ').value(1).toInt() : 0;
     return pages * static_cast<int>(::sysconf(_SC_PAGESIZE) / 1024);
 }
 
 int openFiles(qint64 processId)
 {
-    const QDir descriptors(QStringLiteral("/proc/%1/fd").arg(processId));
+    const QDir descriptors(u"/proc/%1/fd"_s.arg(processId));
     return descriptors.entryList(QDir::AllEntries | QDir::System | QDir::NoDotAndDotDot).size();
 }
 

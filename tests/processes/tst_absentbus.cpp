@@ -1,6 +1,7 @@
 #include "client/tarvexcontroller.h"
 #include "client/tarvexmsgworker.h"
 #include "client/tarvexqueryworker.h"
+#include "literals.h"
 #include "logcapture.h"
 #include "processload.h"
 
@@ -85,12 +86,11 @@ private:
 class Service : public TarvexController
 {
 public:
-    Service() : TarvexController(LOG_REPEAT_INTERVAL_MS, QStringLiteral("printer"), nullptr) { }
+    Service() : TarvexController(LOG_REPEAT_INTERVAL_MS, u"printer"_s, nullptr) { }
 
     void doStart() override
     {
-        initWorkers(new MsgWorker(QStringLiteral("printer"), msgStarts),
-                    new QueryWorker(QStringLiteral("printer"), queryStarts));
+        initWorkers(new MsgWorker(u"printer"_s, msgStarts), new QueryWorker(u"printer"_s, queryStarts));
     }
 
     int retries() const { return qMin(msgStarts, queryStarts); }
@@ -142,13 +142,12 @@ void TstAbsentbus::manyRetries_takeNoMoreAndLogNoMore()
 #endif
     QVERIFY(after.openFiles <= before.openFiles + FILES_GROWTH);
     // Each retry is refused once; the query worker says first in which thread it is. There is nothing else.
-    const int refused =
-        lines.removeAll(QStringLiteral("warning: QAbstractSocket::ConnectionRefusedError Connection refused"));
-    const int threads = lines.filter(QRegularExpression(QStringLiteral("^warning: (\\d+) \\1$"))).size();
+    const int refused = lines.removeAll(u"warning: QAbstractSocket::ConnectionRefusedError Connection refused"_s);
+    const int threads = lines.filter(QRegularExpression(u"^warning: (\\d+) \\1$"_s)).size();
     QCOMPARE(refused, service->msgStarts + service->queryStarts);
     QCOMPARE(threads, service->queryStarts.load());
     // A worker that tries without a pause does not get through its queue before the end.
-    const QStringList dropped = lines.filter(QRegularExpression(QStringLiteral("^warning: Dropped \\d+ queued")));
+    const QStringList dropped = lines.filter(QRegularExpression(u"^warning: Dropped \\d+ queued"_s));
     QVERIFY(dropped.size() <= 1);
     for (const QString& line : dropped) {
         lines.removeOne(line);

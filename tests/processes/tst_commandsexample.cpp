@@ -3,6 +3,7 @@
 #include "client/tarvexmessagesreciever.h"
 #include "client/tarvexqueryhandler.h"
 #include "cmdlayer/tarvexcommand.h"
+#include "literals.h"
 
 #include <QSignalSpy>
 #include <QTest>
@@ -15,15 +16,15 @@ namespace {
 
 constexpr int PATIENCE_MS = 30000;
 
-const QString GATE = QStringLiteral("gate");
-const QString CASHBOX = QStringLiteral("cashbox");
+const QString GATE = u"gate"_s;
+const QString CASHBOX = u"cashbox"_s;
 
 TarvexCommand command(const QString& name, const QVariantMap& data = {})
 {
     static int count = 0;
     TarvexCommand command;
     command.setAgent(GATE);
-    command.setUid(QStringLiteral("cashbox-%1").arg(++count));
+    command.setUid(u"cashbox-%1"_s.arg(++count));
     command.setName(name);
     command.setData(data);
     return command;
@@ -59,7 +60,7 @@ private:
 
 void TstCommandsExample::initTestCase()
 {
-    m_bus = std::make_unique<ChildProcess>(QStringLiteral(DEVBUS), QStringList{QStringLiteral("--memory")});
+    m_bus = std::make_unique<ChildProcess>(QStringLiteral(DEVBUS), QStringList{u"--memory"_s});
     m_bus->start();
     QVERIFY(m_bus->waitForLine(QString()));
     m_gate = std::make_unique<ChildProcess>(QStringLiteral(GATE_SERVICE), QStringList{GATE});
@@ -74,7 +75,7 @@ void TstCommandsExample::initTestCase()
     constexpr int ATTEMPT_MS = 1000;
     bool answered = false;
     for (int i = 0; i < PATIENCE_MS / ATTEMPT_MS && !answered; ++i) {
-        answered = !answerTo(command(QStringLiteral("status")), ATTEMPT_MS).name().isEmpty();
+        answered = !answerTo(command(u"status"_s), ATTEMPT_MS).name().isEmpty();
     }
     QVERIFY(answered);
 }
@@ -112,7 +113,7 @@ void TstCommandsExample::command_isAnswered_data()
     QTest::addColumn<QVariantMap>("data");
     QTest::addColumn<QString>("answer");
     const QVariantMap none;
-    const QVariantMap fiveSeconds{{QStringLiteral("seconds"), 5}};
+    const QVariantMap fiveSeconds{{u"seconds"_s, 5}};
     // One talk: each command finds what those before it have left.
     const auto says = [](const char* step, const char* name, const QVariantMap& data, const char* answer) {
         QTest::newRow(step) << QString::fromLatin1(name) << data << QString::fromLatin1(answer);
@@ -121,7 +122,7 @@ void TstCommandsExample::command_isAnswered_data()
     says("open", "open", fiveSeconds, R"({"cmd":"opened","data":{"seconds":5}})");
     says("status has changed", "status", none, R"({"cmd":"statusReport","data":{"timesOpened":1}})");
     says(
-        "open for no time", "open", {{QStringLiteral("seconds"), 0}},
+        "open for no time", "open", {{u"seconds"_s, 0}},
         R"({"cmd":"commandError","data":{"command":"open","data":{"seconds":0},"errorText":"1 to 60 seconds, please"}})");
     says("open without data", "open", none,
          R"j({"cmd":"commandError","data":{"command":"open","data":{},"errorText":"No such method (open)"}})j");
@@ -153,13 +154,13 @@ void TstCommandsExample::command_isAnswered()
 
 void TstCommandsExample::command_sentTwice_isCarriedOutOnce()
 {
-    const QString count = QStringLiteral("timesOpened");
-    const int before = answerTo(command(QStringLiteral("status"))).data().value(count).toInt();
-    const TarvexCommand open = command(QStringLiteral("open"), {{QStringLiteral("seconds"), 1}});
-    QCOMPARE(answerTo(open).name(), QStringLiteral("opened"));
+    const QString count = u"timesOpened"_s;
+    const int before = answerTo(command(u"status"_s)).data().value(count).toInt();
+    const TarvexCommand open = command(u"open"_s, {{u"seconds"_s, 1}});
+    QCOMPARE(answerTo(open).name(), u"opened"_s);
     QVERIFY(m_sender->sendMessage(open.toOutgoingMessage()));
     // Messages keep their order: what the second copy leads to has happened before this is answered.
-    QCOMPARE(answerTo(command(QStringLiteral("status"))).data().value(count).toInt(), before + 1);
+    QCOMPARE(answerTo(command(u"status"_s)).data().value(count).toInt(), before + 1);
 }
 
 QTEST_GUILESS_MAIN(TstCommandsExample)

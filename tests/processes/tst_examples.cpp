@@ -1,4 +1,5 @@
 #include "childprocess.h"
+#include "literals.h"
 
 #include <QJsonDocument>
 #include <QJsonObject>
@@ -25,23 +26,18 @@ Result tarvexctl(const QStringList& arguments)
 
 QString echoState()
 {
-    const Result result =
-        tarvexctl({QStringLiteral("--json"), QStringLiteral("state"), QStringLiteral("get"), QStringLiteral("echo")});
-    return QJsonDocument::fromJson(result.output).object().value(QStringLiteral("state")).toString();
+    const Result result = tarvexctl({u"--json"_s, u"state"_s, u"get"_s, u"echo"_s});
+    return QJsonDocument::fromJson(result.output).object().value(u"state"_s).toString();
 }
 
 int sendEcho(const QString& text)
 {
-    return tarvexctl({QStringLiteral("send"), QStringLiteral("echo"), QStringLiteral("--command"),
-                      QStringLiteral("echo"), QStringLiteral(R"({"text":"%1"})").arg(text)})
-        .status;
+    return tarvexctl({u"send"_s, u"echo"_s, u"--command"_s, u"echo"_s, uR"({"text":"%1"})"_s.arg(text)}).status;
 }
 
 int setPrefix(const QString& prefix)
 {
-    return tarvexctl({QStringLiteral("settings"), QStringLiteral("set"), QStringLiteral("echo"), QStringLiteral("echo"),
-                      QStringLiteral("prefix"), prefix})
-        .status;
+    return tarvexctl({u"settings"_s, u"set"_s, u"echo"_s, u"echo"_s, u"prefix"_s, prefix}).status;
 }
 
 QVariantMap jsonObject(const QString& text)
@@ -59,16 +55,15 @@ struct SentCommand
 /// The commands of this name that a client has sent, as the bus's trace shows them.
 QList<SentCommand> tracedCommands(ChildProcess& bus, const QString& client, const QString& name)
 {
-    const QString mark = QStringLiteral(" in  query/%1 REQUEST sendMessage ").arg(client);
+    const QString mark = u" in  query/%1 REQUEST sendMessage "_s.arg(client);
     QList<SentCommand> commands;
     const QStringList lines = bus.errorLines().filter(mark);
     for (const QString& line : lines) {
         const QVariantMap message = jsonObject(line.mid(line.indexOf(mark) + mark.size()));
-        const QVariantMap command = jsonObject(message.value(QStringLiteral("message")).toString());
-        if (command.value(QStringLiteral("cmd")).toString() == name) {
-            commands.append({message.value(QStringLiteral("reciever")).toString(),
-                             message.value(QStringLiteral("UID")).toString(),
-                             command.value(QStringLiteral("data")).toMap()});
+        const QVariantMap command = jsonObject(message.value(u"message"_s).toString());
+        if (command.value(u"cmd"_s).toString() == name) {
+            commands.append({message.value(u"reciever"_s).toString(), message.value(u"UID"_s).toString(),
+                             command.value(u"data"_s).toMap()});
         }
     }
     return commands;
@@ -76,7 +71,7 @@ QList<SentCommand> tracedCommands(ChildProcess& bus, const QString& client, cons
 
 int countEchoRequests(ChildProcess& bus, const QString& operation)
 {
-    return bus.errorLines().filter(QStringLiteral(" in  query/echo REQUEST %1 ").arg(operation)).size();
+    return bus.errorLines().filter(u" in  query/echo REQUEST %1 "_s.arg(operation)).size();
 }
 
 bool hasLine(ChildProcess& process, const QStringList& parts)
@@ -119,9 +114,8 @@ private:
 void TstExamples::init()
 {
     m_folder = std::make_unique<QTemporaryDir>();
-    m_bus = std::make_unique<ChildProcess>(QStringLiteral(DEVBUS),
-                                           QStringList{QStringLiteral("--trace"), QStringLiteral("--storage"),
-                                                       m_folder->filePath(QStringLiteral("bus.sqlite"))});
+    m_bus = std::make_unique<ChildProcess>(
+        QStringLiteral(DEVBUS), QStringList{u"--trace"_s, u"--storage"_s, m_folder->filePath(u"bus.sqlite"_s)});
     m_logger = std::make_unique<ChildProcess>(QStringLiteral(LOG_SERVICE), QStringList());
     m_echo = std::make_unique<ChildProcess>(QStringLiteral(ECHO_SERVICE), QStringList());
     m_bus->start();
@@ -129,8 +123,8 @@ void TstExamples::init()
     m_logger->start();
     m_echo->start();
     // It finds no settings, says so, stores its defaults, and is told to load them.
-    QTRY_VERIFY_WITH_TIMEOUT(hasLine(*m_logger, {QStringLiteral("\techo\t"), QStringLiteral("prefix is now ")}), 30000);
-    QVERIFY(hasLine(*m_logger, {QStringLiteral("\techo\t"), QStringLiteral("Settings loading error")}));
+    QTRY_VERIFY_WITH_TIMEOUT(hasLine(*m_logger, {u"\techo\t"_s, u"prefix is now "_s}), 30000);
+    QVERIFY(hasLine(*m_logger, {u"\techo\t"_s, u"Settings loading error"_s}));
 }
 
 void TstExamples::cleanup()
@@ -142,32 +136,31 @@ void TstExamples::cleanup()
 
 void TstExamples::echo_answersAndReportsItsState()
 {
-    QCOMPARE(sendEcho(QStringLiteral("one")), 0);
-    QTRY_COMPARE_WITH_TIMEOUT(echoState(), QStringLiteral(R"({"answered":1})"), 20000);
-    QCOMPARE(sendEcho(QStringLiteral("two")), 0);
-    QTRY_COMPARE_WITH_TIMEOUT(echoState(), QStringLiteral(R"({"answered":2})"), 20000);
+    QCOMPARE(sendEcho(u"one"_s), 0);
+    QTRY_COMPARE_WITH_TIMEOUT(echoState(), uR"({"answered":1})"_s, 20000);
+    QCOMPARE(sendEcho(u"two"_s), 0);
+    QTRY_COMPARE_WITH_TIMEOUT(echoState(), uR"({"answered":2})"_s, 20000);
 }
 
 void TstExamples::echo_answersTheSenderWithPrefixAndUid()
 {
-    QCOMPARE(setPrefix(QStringLiteral("loud: ")), 0);
-    QTRY_VERIFY_WITH_TIMEOUT(hasLine(*m_logger, {QStringLiteral("prefix is now loud: ")}), 20000);
-    QCOMPARE(sendEcho(QStringLiteral("one")), 0);
-    const QString client = QStringLiteral("tarvexctl");
-    QTRY_COMPARE_WITH_TIMEOUT(tracedCommands(*m_bus, QStringLiteral("echo"), QStringLiteral("echoed")).size(), 1,
-                              20000);
-    const QList<SentCommand> asked = tracedCommands(*m_bus, client, QStringLiteral("echo"));
-    const SentCommand answer = tracedCommands(*m_bus, QStringLiteral("echo"), QStringLiteral("echoed")).constFirst();
+    QCOMPARE(setPrefix(u"loud: "_s), 0);
+    QTRY_VERIFY_WITH_TIMEOUT(hasLine(*m_logger, {u"prefix is now loud: "_s}), 20000);
+    QCOMPARE(sendEcho(u"one"_s), 0);
+    const QString client = u"tarvexctl"_s;
+    QTRY_COMPARE_WITH_TIMEOUT(tracedCommands(*m_bus, u"echo"_s, u"echoed"_s).size(), 1, 20000);
+    const QList<SentCommand> asked = tracedCommands(*m_bus, client, u"echo"_s);
+    const SentCommand answer = tracedCommands(*m_bus, u"echo"_s, u"echoed"_s).constFirst();
     QCOMPARE(asked.size(), 1);
     QVERIFY(!asked.constFirst().uid.isEmpty());
     QCOMPARE(answer.uid, asked.constFirst().uid);
     QCOMPARE(answer.addressee, client);
-    QCOMPARE(answer.data, (QVariantMap{{QStringLiteral("text"), QStringLiteral("loud: one")}}));
+    QCOMPARE(answer.data, (QVariantMap{{u"text"_s, u"loud: one"_s}}));
 }
 
 void TstExamples::echo_storesItsDefaultsOnce()
 {
-    const auto loads = [this] { return countEchoRequests(*m_bus, QStringLiteral("loadSettings")); };
+    const auto loads = [this] { return countEchoRequests(*m_bus, u"loadSettings"_s); };
     QCOMPARE(loads(), 2); // before they were stored and after
     QCOMPARE(m_echo->terminate(), 0);
     m_echo->start();
@@ -176,28 +169,27 @@ void TstExamples::echo_storesItsDefaultsOnce()
     m_bus->start();
     QTRY_VERIFY_WITH_TIMEOUT(loads() >= 4, 30000);
     // Its answer comes behind whatever it would have stored.
-    QCOMPARE(sendEcho(QStringLiteral("one")), 0);
-    QTRY_COMPARE_WITH_TIMEOUT(echoState(), QStringLiteral(R"({"answered":1})"), 20000);
-    QCOMPARE(countEchoRequests(*m_bus, QStringLiteral("saveSettings")), 1);
+    QCOMPARE(sendEcho(u"one"_s), 0);
+    QTRY_COMPARE_WITH_TIMEOUT(echoState(), uR"({"answered":1})"_s, 20000);
+    QCOMPARE(countEchoRequests(*m_bus, u"saveSettings"_s), 1);
 }
 
 void TstExamples::echo_takesNewSettingsAndLogsThem()
 {
-    QCOMPARE(setPrefix(QStringLiteral("loud: ")), 0);
-    QTRY_VERIFY_WITH_TIMEOUT(
-        hasLine(*m_logger, {QStringLiteral("\techo\tINFO\t"), QStringLiteral("prefix is now loud: ")}), 20000);
+    QCOMPARE(setPrefix(u"loud: "_s), 0);
+    QTRY_VERIFY_WITH_TIMEOUT(hasLine(*m_logger, {u"\techo\tINFO\t"_s, u"prefix is now loud: "_s}), 20000);
 }
 
 void TstExamples::services_comeBackAfterTheBusWasKilled()
 {
-    QCOMPARE(sendEcho(QStringLiteral("before")), 0);
-    QTRY_COMPARE_WITH_TIMEOUT(echoState(), QStringLiteral(R"({"answered":1})"), 20000);
+    QCOMPARE(sendEcho(u"before"_s), 0);
+    QTRY_COMPARE_WITH_TIMEOUT(echoState(), uR"({"answered":1})"_s, 20000);
     QVERIFY(m_bus->killHard());
     m_bus->start();
-    QTRY_COMPARE_WITH_TIMEOUT(echoState(), QStringLiteral(R"({"answered":1})"), 20000);
+    QTRY_COMPARE_WITH_TIMEOUT(echoState(), uR"({"answered":1})"_s, 20000);
     // Sent at once: whichever of the two connections comes back first, the command waits for the other.
-    QCOMPARE(sendEcho(QStringLiteral("after")), 0);
-    QTRY_COMPARE_WITH_TIMEOUT(echoState(), QStringLiteral(R"({"answered":2})"), 40000);
+    QCOMPARE(sendEcho(u"after"_s), 0);
+    QTRY_COMPARE_WITH_TIMEOUT(echoState(), uR"({"answered":2})"_s, 40000);
 }
 
 QTEST_GUILESS_MAIN(TstExamples)

@@ -1,24 +1,25 @@
 #include "childprocess.h"
 #include "fakebus.h"
+#include "literals.h"
 
 #include <QTest>
 
 namespace {
 
-const QString LOAD = QStringLiteral("loadSettings");
-const QString LOAD_LIST = QStringLiteral("loadSettingsList");
-const QString SAVE = QStringLiteral("saveSettings");
+const QString LOAD = u"loadSettings"_s;
+const QString LOAD_LIST = u"loadSettingsList"_s;
+const QString SAVE = u"saveSettings"_s;
 
 /// A bus whose answer to "loadSettingsList" has this code, and an empty list with code 0. It has no settings otherwise.
 FakeBus::Action busAnswering(int listCode)
 {
     return [listCode](FakeBus::Peer& peer, const FakeBus::Request& request) {
         if (request.operation == LOAD) {
-            peer.send(FakeBus::replyFrame(LOAD, listCode == 0 ? 5 : listCode, QStringLiteral("none")));
+            peer.send(FakeBus::replyFrame(LOAD, listCode == 0 ? 5 : listCode, u"none"_s));
         } else if (request.operation == LOAD_LIST && listCode == 0) {
-            peer.send(FakeBus::replyFrame(LOAD_LIST, 0, {}, {{QStringLiteral("settingsList"), QVariantList()}}));
+            peer.send(FakeBus::replyFrame(LOAD_LIST, 0, {}, {{u"settingsList"_s, QVariantList()}}));
         } else if (request.operation == LOAD_LIST) {
-            peer.send(FakeBus::replyFrame(LOAD_LIST, listCode, QStringLiteral("none")));
+            peer.send(FakeBus::replyFrame(LOAD_LIST, listCode, u"none"_s));
         } else {
             FakeBus::answer(peer, request);
         }
@@ -90,7 +91,7 @@ void TstFirstStart::busCannotTell_nothingIsStored()
     ChildProcess process(service, {});
     process.start();
     // The report of the state stands behind whatever it would have stored.
-    QTRY_VERIFY_WITH_TIMEOUT(operationsOf(bus).contains(QStringLiteral("saveState")), 30000);
+    QTRY_VERIFY_WITH_TIMEOUT(operationsOf(bus).contains(u"saveState"_s), 30000);
     QVERIFY(operationsOf(bus).contains(LOAD_LIST));
     QVERIFY(!operationsOf(bus).contains(SAVE));
     QCOMPARE(process.terminate(), 0);

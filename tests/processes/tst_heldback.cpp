@@ -1,6 +1,7 @@
 #include "childprocess.h"
 #include "cmdlayer/tarvexcommand.h"
 #include "fakebus.h"
+#include "literals.h"
 #include "records/message.h"
 
 #include <QTest>
@@ -17,22 +18,20 @@ constexpr int LATEST_MS = 20000;
 QByteArray pushedEcho(const QString& text, const QString& uid)
 {
     TarvexCommand command;
-    command.setName(QStringLiteral("echo"));
+    command.setName(u"echo"_s);
     command.setUid(uid);
-    command.setData({{QStringLiteral("text"), text}});
+    command.setData({{u"text"_s, text}});
     Message message = command.toOutgoingMessage();
-    message.setSender(QStringLiteral("cashbox"));
-    message.setReciever(QStringLiteral("echo"));
+    message.setSender(u"cashbox"_s);
+    message.setReciever(u"echo"_s);
     message.setUid(uid);
-    return FakeBus::requestFrame(QStringLiteral("sendMessage"), message.toVariantMap());
+    return FakeBus::requestFrame(u"sendMessage"_s, message.toVariantMap());
 }
 
 QVariantMap settingsWithPrefix(const QString& prefix)
 {
-    const QVariantMap entry{{QStringLiteral("group"), QStringLiteral("echo")},
-                            {QStringLiteral("key"), QStringLiteral("prefix")},
-                            {QStringLiteral("value"), prefix}};
-    return {{QStringLiteral("owner"), QStringLiteral("echo")}, {QStringLiteral("settings"), QVariantList{entry}}};
+    const QVariantMap entry{{u"group"_s, u"echo"_s}, {u"key"_s, u"prefix"_s}, {u"value"_s, prefix}};
+    return {{u"owner"_s, u"echo"_s}, {u"settings"_s, QVariantList{entry}}};
 }
 
 /// The answers that have come to \a bus: "text to addressee". Its log lines are messages too.
@@ -45,8 +44,7 @@ QStringList answersOn(const FakeBus& bus)
         TarvexCommand command;
         if (request.operation == QLatin1String("sendMessage") && TarvexCommand::incomingMessageToCmd(message, command)
             && command.name() == QLatin1String("echoed")) {
-            answers.append(command.data().value(QStringLiteral("text")).toString() + QLatin1String(" to ")
-                           + message.reciever());
+            answers.append(command.data().value(u"text"_s).toString() + QLatin1String(" to ") + message.reciever());
         }
     }
     return answers;
@@ -68,20 +66,19 @@ void TstHeldBack::queryRefusedAtFirst_answersWhenItIsAccepted()
     FakeBus receiver(FakeBus::RECEIVER_PORT);
     std::promise<void> refused;
     query.willAnswerHandshake([&refused](FakeBus::Peer& peer, const FakeBus::Request& request) {
-        peer.send(FakeBus::replyFrame(request.operation, 3, QStringLiteral("refused")));
+        peer.send(FakeBus::replyFrame(request.operation, 3, u"refused"_s));
         peer.waitForClose();
         refused.set_value();
     });
     query.willAlwaysDo([](FakeBus::Peer& peer, const FakeBus::Request& request) {
         const bool asksForSettings = request.operation == QLatin1String("loadSettings");
         peer.send(FakeBus::replyFrame(request.operation, 0, QString(),
-                                      asksForSettings ? settingsWithPrefix(QStringLiteral("loud: ")) : QVariantMap()));
+                                      asksForSettings ? settingsWithPrefix(u"loud: "_s) : QVariantMap()));
     });
     receiver.willAnswerHandshake([&refused](FakeBus::Peer& peer, const FakeBus::Request& request) {
         FakeBus::answer(peer, request);
         refused.get_future().wait();
-        peer.send(pushedEcho(QStringLiteral("one"), QStringLiteral("uid1"))
-                  + pushedEcho(QStringLiteral("two"), QStringLiteral("uid2")));
+        peer.send(pushedEcho(u"one"_s, u"uid1"_s) + pushedEcho(u"two"_s, u"uid2"_s));
     });
     ChildProcess echo(QStringLiteral(ECHO_SERVICE), {});
     echo.start();
@@ -89,9 +86,8 @@ void TstHeldBack::queryRefusedAtFirst_answersWhenItIsAccepted()
     QVERIFY(receiver.waitForRequests(2));
     QCOMPARE(query.handshakes().size(), 1);
     QCOMPARE(query.requests().size(), 0);
-    QTRY_COMPARE_WITH_TIMEOUT(
-        answersOn(query), QStringList({QStringLiteral("loud: one to cashbox"), QStringLiteral("loud: two to cashbox")}),
-        LATEST_MS);
+    QTRY_COMPARE_WITH_TIMEOUT(answersOn(query), QStringList({u"loud: one to cashbox"_s, u"loud: two to cashbox"_s}),
+                              LATEST_MS);
     QCOMPARE(query.handshakes().size(), 2);
     QCOMPARE(receiver.connectionCount(), 1);
     QCOMPARE(echo.terminate(), 0);

@@ -1,4 +1,5 @@
 #include "childprocess.h"
+#include "literals.h"
 
 #include <QElapsedTimer>
 #include <QFile>
@@ -15,7 +16,7 @@ constexpr int END_TIMEOUT_MS = 10000;
 /// Whether a connection to \a port of this machine holds bytes that its server has not read.
 bool hasUnread(quint16 port)
 {
-    QFile connections(QStringLiteral("/proc/net/tcp"));
+    QFile connections(u"/proc/net/tcp"_s);
     if (!connections.open(QIODevice::ReadOnly)) {
         return false;
     }
@@ -51,8 +52,7 @@ private:
 
 void TstHungbus::init()
 {
-    m_bus = std::make_unique<ChildProcess>(QStringLiteral(DEVBUS),
-                                           QStringList{QStringLiteral("--memory"), QStringLiteral("--trace")});
+    m_bus = std::make_unique<ChildProcess>(QStringLiteral(DEVBUS), QStringList{u"--memory"_s, u"--trace"_s});
     m_echo = std::make_unique<ChildProcess>(QStringLiteral(ECHO_SERVICE), QStringList());
     m_bus->start();
     QVERIFY(m_bus->waitForLine(QString()));
@@ -61,8 +61,7 @@ void TstHungbus::init()
 void TstHungbus::echo_inARequest_endsOnSignal()
 {
     m_echo->start();
-    QTRY_VERIFY_WITH_TIMEOUT(!m_bus->errorLines().filter(QStringLiteral("query/echo REPLY loadSettings")).isEmpty(),
-                             30000);
+    QTRY_VERIFY_WITH_TIMEOUT(!m_bus->errorLines().filter(u"query/echo REPLY loadSettings"_s).isEmpty(), 30000);
     m_bus->hang();
     // Whichever request is the next: that of a log line, or the next report of its state.
     QTRY_VERIFY_WITH_TIMEOUT(hasUnread(QUERY_PORT), 30000);

@@ -3,6 +3,7 @@
 #include "client/tarvexcontroller.h"
 #include "client/tarvexmsgworker.h"
 #include "client/tarvexqueryhandler.h"
+#include "literals.h"
 #include "processload.h"
 
 #include <QElapsedTimer>
@@ -57,14 +58,12 @@ QList<int> numbersAfter(const QStringList& lines, const QString& word)
 int settledCount(ChildProcess& sender)
 {
     const QStringList lines = sender.lines();
-    return numbersAfter(lines, QStringLiteral("accepted")).size()
-        + numbersAfter(lines, QStringLiteral("failed")).size();
+    return numbersAfter(lines, u"accepted"_s).size() + numbersAfter(lines, u"failed"_s).size();
 }
 
 QStringList sending(int count)
 {
-    return {QStringLiteral("sender"), QStringLiteral("--to"), QStringLiteral("receiver"), QStringLiteral("--count"),
-            QString::number(count)};
+    return {u"sender"_s, u"--to"_s, u"receiver"_s, u"--count"_s, QString::number(count)};
 }
 
 unsigned seedForRandom()
@@ -80,7 +79,7 @@ unsigned seedForRandom()
 bool visit(quint16 port)
 {
     QTcpSocket socket;
-    socket.connectToHost(QStringLiteral("127.0.0.1"), port);
+    socket.connectToHost(u"127.0.0.1"_s, port);
     return socket.waitForConnected() && socket.write("[-REQUEST-]\r\n100\r\nabc") > 0 && socket.waitForBytesWritten();
 }
 
@@ -125,17 +124,16 @@ void TstKilledbus::everyAcceptedMessage_arrivesOnceAndInOrder()
     std::mt19937 random(seedForRandom());
 
     const QTemporaryDir folder;
-    ChildProcess bus(QStringLiteral(DEVBUS),
-                     {QStringLiteral("--storage"), folder.filePath(QStringLiteral("bus.sqlite"))});
+    ChildProcess bus(QStringLiteral(DEVBUS), {u"--storage"_s, folder.filePath(u"bus.sqlite"_s)});
     // Most connections are killed within a second, after which the library waits for 5 s. These look sooner, so that
     // there is traffic to be killed.
-    ChildProcess receiver(QStringLiteral(CHAOS_SERVICE), {QStringLiteral("receiver"), QStringLiteral("--look")});
-    ChildProcess sender(QStringLiteral(CHAOS_SERVICE), sending(MESSAGE_COUNT) << QStringLiteral("--look"));
+    ChildProcess receiver(QStringLiteral(CHAOS_SERVICE), {u"receiver"_s, u"--look"_s});
+    ChildProcess sender(QStringLiteral(CHAOS_SERVICE), sending(MESSAGE_COUNT) << u"--look"_s);
     bus.start();
     QVERIFY(bus.waitForLine(QString()));
     receiver.start();
     sender.start();
-    QVERIFY(receiver.waitForLine(QStringLiteral("got sender 1")));
+    QVERIFY(receiver.waitForLine(u"got sender 1"_s));
 
     int kills = 0;
     ProcessLoad before[2];
@@ -143,7 +141,7 @@ void TstKilledbus::everyAcceptedMessage_arrivesOnceAndInOrder()
     // Each life of the bus is looked at as it ends: the first quarter of them against the rest.
     ProcessLoad firstLives;
     ProcessLoad laterLives;
-    for (int next = 0; !sender.lines().contains(QStringLiteral("done"));) {
+    for (int next = 0; !sender.lines().contains(u"done"_s);) {
         // In the middle of the traffic, wherever that is just then.
         next += 30 + int(random() % 60);
         while (settledCount(sender) < qMin(next, MESSAGE_COUNT)) {
@@ -162,20 +160,20 @@ void TstKilledbus::everyAcceptedMessage_arrivesOnceAndInOrder()
         std::this_thread::sleep_for(std::chrono::milliseconds(kills % 7 == 0 ? 300 + random() % 1000 : random() % 20));
         bus.start();
     }
-    QVERIFY2(kills >= KILL_COUNT, qPrintable(QStringLiteral("only %1 kills").arg(kills)));
+    QVERIFY2(kills >= KILL_COUNT, qPrintable(u"only %1 kills"_s.arg(kills)));
 
-    const QList<int> accepted = numbersAfter(sender.lines(), QStringLiteral("accepted"));
-    const QList<int> failed = numbersAfter(sender.lines(), QStringLiteral("failed"));
+    const QList<int> accepted = numbersAfter(sender.lines(), u"accepted"_s);
+    const QList<int> failed = numbersAfter(sender.lines(), u"failed"_s);
     QCOMPARE(accepted.size() + failed.size(), MESSAGE_COUNT);
     QVERIFY(accepted.size() > MESSAGE_COUNT / 2);
     // A service that was refused while the bus was down comes back within 5 s; a repeat follows after 5 s more.
     QTRY_VERIFY_WITH_TIMEOUT(
         [&] {
-            const QList<int> got = numbersAfter(receiver.lines(), QStringLiteral("got"));
+            const QList<int> got = numbersAfter(receiver.lines(), u"got"_s);
             return std::all_of(accepted.cbegin(), accepted.cend(), [&got](int number) { return got.contains(number); });
         }(),
         60000);
-    const QList<int> got = numbersAfter(receiver.lines(), QStringLiteral("got"));
+    const QList<int> got = numbersAfter(receiver.lines(), u"got"_s);
     QVERIFY2(std::is_sorted(got.cbegin(), got.cend()), "out of order");
     QVERIFY2(std::adjacent_find(got.cbegin(), got.cend()) == got.cend(), "delivered twice");
     qInfo("%d kills: %d accepted, %d not, %d delivered", kills, accepted.size(), failed.size(), got.size());
@@ -205,8 +203,8 @@ void TstKilledbus::everyAcceptedMessage_arrivesOnceAndInOrder()
 // The other side of it: what a life too short to show it would leak with each message and each connection.
 void TstKilledbus::busThatLives_takesNoMore()
 {
-    ChildProcess bus(QStringLiteral(DEVBUS), {QStringLiteral("--memory")});
-    ChildProcess receiver(QStringLiteral(CHAOS_SERVICE), {QStringLiteral("receiver")});
+    ChildProcess bus(QStringLiteral(DEVBUS), {u"--memory"_s});
+    ChildProcess receiver(QStringLiteral(CHAOS_SERVICE), {u"receiver"_s});
     ChildProcess sender(QStringLiteral(CHAOS_SERVICE), sending(LONG_LIFE_COUNT));
     bus.start();
     QVERIFY(bus.waitForLine(QString()));
@@ -239,30 +237,29 @@ void TstKilledbus::busThatLives_takesNoMore()
 void TstKilledbus::subscription_outlivesTheBus()
 {
     const QTemporaryDir folder;
-    ChildProcess bus(QStringLiteral(DEVBUS),
-                     {QStringLiteral("--storage"), folder.filePath(QStringLiteral("bus.sqlite"))});
+    ChildProcess bus(QStringLiteral(DEVBUS), {u"--storage"_s, folder.filePath(u"bus.sqlite"_s)});
     bus.start();
     QVERIFY(bus.waitForLine(QString()));
-    Listener screen(QStringLiteral("screen"));
+    Listener screen(u"screen"_s);
     screen.doStart();
     {
-        TarvexQueryHandler handler(QStringLiteral("screen"));
+        TarvexQueryHandler handler(u"screen"_s);
         QVERIFY(handler.open());
-        QVERIFY(handler.subscribe(QStringLiteral("printer"), 1));
+        QVERIFY(handler.subscribe(u"printer"_s, 1));
         QVERIFY(bus.killHard());
     }
     bus.start();
     QTRY_COMPARE_WITH_TIMEOUT(bus.lines().size(), 2, 30000);
 
-    TarvexQueryHandler printer(QStringLiteral("printer"));
+    TarvexQueryHandler printer(u"printer"_s);
     QVERIFY(printer.open());
     ClientState state;
     state.setStateType(ClientState::EStateType(3));
-    state.setState(QStringLiteral(R"({"paper":"low"})"));
+    state.setState(uR"({"paper":"low"})"_s);
     QVERIFY(printer.saveState(state));
     // The listener looks for the bus every 5 s.
     QTRY_COMPARE_WITH_TIMEOUT(screen.states.size(), 1, 30000);
-    QCOMPARE(screen.states.constFirst().owner(), QStringLiteral("printer"));
+    QCOMPARE(screen.states.constFirst().owner(), u"printer"_s);
     QCOMPARE(int(screen.states.constFirst().stateType()), 3);
     QCOMPARE(screen.states.constFirst().state(), state.state());
 }
@@ -312,7 +309,7 @@ void TstKilledbus::ringOfServices_losesNothing_whateverEnds()
     for (const QString& violation : violations) {
         qWarning("%s", qPrintable(violation));
     }
-    QVERIFY2(violations.isEmpty(), qPrintable(QStringLiteral("see above, TARVEX_TEST_SEED=%1").arg(seed)));
+    QVERIFY2(violations.isEmpty(), qPrintable(u"see above, TARVEX_TEST_SEED=%1"_s.arg(seed)));
 }
 
 QTEST_GUILESS_MAIN(TstKilledbus)

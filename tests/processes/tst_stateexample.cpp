@@ -1,4 +1,5 @@
 #include "childprocess.h"
+#include "literals.h"
 
 #include <QDateTime>
 #include <QJsonDocument>
@@ -21,9 +22,8 @@ QByteArray tarvexctl(const QStringList& arguments)
 /// The stored state's text.
 QString storedState()
 {
-    const QByteArray record = tarvexctl(
-        {QStringLiteral("--json"), QStringLiteral("state"), QStringLiteral("get"), QStringLiteral("door_sensor")});
-    return QJsonDocument::fromJson(record).object().value(QStringLiteral("state")).toString();
+    const QByteArray record = tarvexctl({u"--json"_s, u"state"_s, u"get"_s, u"door_sensor"_s});
+    return QJsonDocument::fromJson(record).object().value(u"state"_s).toString();
 }
 
 QJsonObject parsed(const QString& state)
@@ -33,12 +33,10 @@ QJsonObject parsed(const QString& state)
 
 bool sendCommand(const QString& command)
 {
-    return !tarvexctl({QStringLiteral("--json"), QStringLiteral("send"), QStringLiteral("door_sensor"),
-                       QStringLiteral("--command"), command})
-                .isEmpty();
+    return !tarvexctl({u"--json"_s, u"send"_s, u"door_sensor"_s, u"--command"_s, command}).isEmpty();
 }
 
-const QString CLOSED = QStringLiteral(R"({"door":"Closed","lastOpened":"","openings":0})");
+const QString CLOSED = uR"({"door":"Closed","lastOpened":"","openings":0})"_s;
 
 } // namespace
 
@@ -63,7 +61,7 @@ private:
 
 void TstStateExample::init()
 {
-    m_bus = std::make_unique<ChildProcess>(QStringLiteral(DEVBUS), QStringList{QStringLiteral("--memory")});
+    m_bus = std::make_unique<ChildProcess>(QStringLiteral(DEVBUS), QStringList{u"--memory"_s});
     m_door = std::make_unique<ChildProcess>(QStringLiteral(DOOR_SERVICE), QStringList());
     m_watcher = std::make_unique<ChildProcess>(QStringLiteral(WATCHER), QStringList());
     m_bus->start();
@@ -88,40 +86,35 @@ QString TstStateExample::lastShown()
 void TstStateExample::service_reportsItsStateOnceConnected()
 {
     // Waited for in init(); and it is the door sensor's own.
-    const QByteArray record = tarvexctl(
-        {QStringLiteral("--json"), QStringLiteral("state"), QStringLiteral("get"), QStringLiteral("door_sensor")});
+    const QByteArray record = tarvexctl({u"--json"_s, u"state"_s, u"get"_s, u"door_sensor"_s});
     const QJsonObject state = QJsonDocument::fromJson(record).object();
-    QCOMPARE(state.value(QStringLiteral("owner")).toString(), QStringLiteral("door_sensor"));
-    QCOMPARE(state.value(QStringLiteral("type")).toInt(), 1);
+    QCOMPARE(state.value(u"owner"_s).toString(), u"door_sensor"_s);
+    QCOMPARE(state.value(u"type"_s).toInt(), 1);
 }
 
 void TstStateExample::committedState_isStoredAtOnce()
 {
-    QVERIFY(sendCommand(QStringLiteral("openDoor")));
+    QVERIFY(sendCommand(u"openDoor"_s));
     // Far within the report's interval of a minute.
-    QTRY_COMPARE_WITH_TIMEOUT(parsed(storedState()).value(QStringLiteral("door")).toString(), QStringLiteral("Open"),
-                              20000);
+    QTRY_COMPARE_WITH_TIMEOUT(parsed(storedState()).value(u"door"_s).toString(), u"Open"_s, 20000);
     const QJsonObject open = parsed(storedState());
-    QCOMPARE(open.value(QStringLiteral("openings")).toInt(), 1);
-    const QDateTime opened =
-        QDateTime::fromString(open.value(QStringLiteral("lastOpened")).toString(), Qt::ISODateWithMs);
+    QCOMPARE(open.value(u"openings"_s).toInt(), 1);
+    const QDateTime opened = QDateTime::fromString(open.value(u"lastOpened"_s).toString(), Qt::ISODateWithMs);
     QVERIFY(qAbs(opened.secsTo(QDateTime::currentDateTime())) < 60);
 
-    QVERIFY(sendCommand(QStringLiteral("closeDoor")));
-    QTRY_COMPARE_WITH_TIMEOUT(parsed(storedState()).value(QStringLiteral("door")).toString(), QStringLiteral("Closed"),
-                              20000);
-    QCOMPARE(parsed(storedState()).value(QStringLiteral("openings")).toInt(), 1);
+    QVERIFY(sendCommand(u"closeDoor"_s));
+    QTRY_COMPARE_WITH_TIMEOUT(parsed(storedState()).value(u"door"_s).toString(), u"Closed"_s, 20000);
+    QCOMPARE(parsed(storedState()).value(u"openings"_s).toInt(), 1);
 }
 
 void TstStateExample::watcher_isShownTheStoredStateAndEachChange()
 {
     m_watcher->start();
     QTRY_COMPARE_WITH_TIMEOUT(lastShown(), CLOSED, 30000);
-    QVERIFY(sendCommand(QStringLiteral("openDoor")));
-    QTRY_COMPARE_WITH_TIMEOUT(parsed(lastShown()).value(QStringLiteral("door")).toString(), QStringLiteral("Open"),
-                              20000);
+    QVERIFY(sendCommand(u"openDoor"_s));
+    QTRY_COMPARE_WITH_TIMEOUT(parsed(lastShown()).value(u"door"_s).toString(), u"Open"_s, 20000);
     QCOMPARE(lastShown(), storedState());
-    QVERIFY(m_watcher->lines().last().contains(QStringLiteral("\tdoor_sensor\t")));
+    QVERIFY(m_watcher->lines().last().contains(u"\tdoor_sensor\t"_s));
     QCOMPARE(m_watcher->terminate(), 0);
 }
 

@@ -1,4 +1,5 @@
 #include "childprocess.h"
+#include "literals.h"
 
 #include <QTest>
 
@@ -14,13 +15,13 @@ private Q_SLOTS:
 // only just been made waits for 5 s.
 void TstTwoofonename::eachReplacesTheOther_butDoesNotStorm()
 {
-    ChildProcess bus(QStringLiteral(DEVBUS), {QStringLiteral("--memory"), QStringLiteral("--trace")});
+    ChildProcess bus(QStringLiteral(DEVBUS), {u"--memory"_s, u"--trace"_s});
     bus.start();
     QVERIFY(bus.waitForLine(QString()));
     ChildProcess first(QStringLiteral(ECHO_SERVICE), {});
     ChildProcess second(QStringLiteral(ECHO_SERVICE), {});
     const auto connects = [&bus] {
-        return bus.errorLines().filter(QStringLiteral("receiver/")).filter(QStringLiteral("REQUEST handshake")).size();
+        return bus.errorLines().filter(u"receiver/"_s).filter(u"REQUEST handshake"_s).size();
     };
     first.start();
     QTRY_COMPARE_WITH_TIMEOUT(connects(), 1, 30000);

@@ -2,6 +2,7 @@
 #include "client/supportedclients.h"
 #include "client/tarvexmessagesreciever.h"
 #include "client/tarvexqueryhandler.h"
+#include "literals.h"
 
 #include <QElapsedTimer>
 #include <QTest>
@@ -17,14 +18,14 @@ namespace {
 constexpr int PATIENCE_MS = 30000;
 
 /// Clears the screen and goes on with a line of its own, and clears the screen once more in another way.
-const QString HOSTILE = QStringLiteral("\x1b[2J\nfaked line\u009b2J");
+const QString HOSTILE = u"\x1b[2J\nfaked line\u009b2J"_s;
 /// The same within a JSON text.
-const QString HOSTILE_JSON = QStringLiteral(R"(\u001b[2J\nfaked line\u009b2J)");
+const QString HOSTILE_JSON = uR"(\u001b[2J\nfaked line\u009b2J)"_s;
 /// How the command-line client and the examples show it, and how the bus does.
-const QString ESCAPED = QStringLiteral(R"(\x1b[2J\nfaked line\x9b2J)");
-const QString MASKED = QStringLiteral("?[2J?faked line?2J");
+const QString ESCAPED = uR"(\x1b[2J\nfaked line\x9b2J)"_s;
+const QString MASKED = u"?[2J?faked line?2J"_s;
 
-const QString MONITOR = QStringLiteral("monitor");
+const QString MONITOR = u"monitor"_s;
 
 /// \return the first line that is not what the program meant to print; empty when there is none.
 QString spoiltLine(const QStringList& lines)
@@ -55,9 +56,8 @@ QString problem(const std::function<QStringList()>& lines, const QString& text)
     if (!spoilt.isEmpty()) {
         return QLatin1String("spoilt: ") + spoilt;
     }
-    return seen.filter(text).isEmpty()
-        ? QStringLiteral("\"%1\" is missing in:\n%2").arg(text, seen.join(QLatin1Char('\n')))
-        : QString();
+    return seen.filter(text).isEmpty() ? u"\"%1\" is missing in:\n%2"_s.arg(text, seen.join(QLatin1Char('\n')))
+                                       : QString();
 }
 
 QString problemOnOutput(ChildProcess& process, const QString& text)
@@ -72,7 +72,7 @@ QString problemOnErrors(ChildProcess& process, const QString& text)
 
 QString commandText(const QString& command, const QString& key)
 {
-    return QStringLiteral(R"({"cmd":"%1","data":{"%2":"%3"}})").arg(command, key, HOSTILE_JSON);
+    return uR"({"cmd":"%1","data":{"%2":"%3"}})"_s.arg(command, key, HOSTILE_JSON);
 }
 
 Message messageTo(const QString& receiver, const QString& text, const QString& uid)
@@ -125,7 +125,7 @@ private Q_SLOTS:
 private:
     ChildProcess& start(const char* program, const QStringList& arguments = {});
     /// A bus, and on it the hostile client.
-    ChildProcess& startBus(const QStringList& arguments = {QStringLiteral("--memory")});
+    ChildProcess& startBus(const QStringList& arguments = {u"--memory"_s});
     /// The hostile client sends a message, which the bus keeps for a receiver that is not there yet.
     bool send(const QString& receiver, const QString& text, const QString& uid = HOSTILE);
     /// The hostile client answers its next message with \a text.
@@ -146,18 +146,18 @@ void TstVisibleNames::cleanup()
 
 void TstVisibleNames::bus_traces()
 {
-    ChildProcess& bus = startBus({QStringLiteral("--memory"), QStringLiteral("--trace")});
+    ChildProcess& bus = startBus({u"--memory"_s, u"--trace"_s});
     QVERIFY(send(HOSTILE, HOSTILE));
     QVERIFY(m_sender->saveState(hostileState()));
-    const QString problem = problemOnErrors(bus, QStringLiteral("query/%1 REPLY saveState").arg(MASKED));
+    const QString problem = problemOnErrors(bus, u"query/%1 REPLY saveState"_s.arg(MASKED));
     QVERIFY2(problem.isEmpty(), qPrintable(problem));
 }
 
 void TstVisibleNames::bus_warns()
 {
-    ChildProcess& bus = startBus({QStringLiteral("--memory"), QStringLiteral("--keep"), QStringLiteral("0")});
+    ChildProcess& bus = startBus({u"--memory"_s, u"--keep"_s, u"0"_s});
     QVERIFY(send(HOSTILE, HOSTILE));
-    const QString problem = problemOnErrors(bus, QStringLiteral("wait for \"%1\"").arg(MASKED));
+    const QString problem = problemOnErrors(bus, u"wait for \"%1\""_s.arg(MASKED));
     QVERIFY2(problem.isEmpty(), qPrintable(problem));
 }
 
@@ -165,9 +165,8 @@ void TstVisibleNames::listen_showsMessages()
 {
     startBus();
     QVERIFY(send(MONITOR, HOSTILE));
-    ChildProcess& listen = start(TARVEXCTL, {QStringLiteral("--as"), MONITOR, QStringLiteral("listen")});
-    const QString problem =
-        problemOnOutput(listen, QStringLiteral("%1  %2  %1").arg(ESCAPED, MONITOR)); // sender, receiver, text
+    ChildProcess& listen = start(TARVEXCTL, {u"--as"_s, MONITOR, u"listen"_s});
+    const QString problem = problemOnOutput(listen, u"%1  %2  %1"_s.arg(ESCAPED, MONITOR)); // sender, receiver, text
     QVERIFY2(problem.isEmpty(), qPrintable(problem));
 }
 
@@ -175,10 +174,8 @@ void TstVisibleNames::call_tellsOfStrays()
 {
     startBus();
     QVERIFY(send(MONITOR, HOSTILE));
-    ChildProcess& call = start(
-        TARVEXCTL,
-        {QStringLiteral("--as"), MONITOR, QStringLiteral("call"), QStringLiteral("nobody"), QStringLiteral("print")});
-    const QString problem = problemOnErrors(call, QStringLiteral("from %1, UID %1: %1").arg(ESCAPED));
+    ChildProcess& call = start(TARVEXCTL, {u"--as"_s, MONITOR, u"call"_s, u"nobody"_s, u"print"_s});
+    const QString problem = problemOnErrors(call, u"from %1, UID %1: %1"_s.arg(ESCAPED));
     QVERIFY2(problem.isEmpty(), qPrintable(problem));
 }
 
@@ -186,10 +183,10 @@ void TstVisibleNames::call_showsReply()
 {
     startBus();
     replyWith(commandText(HOSTILE_JSON, HOSTILE_JSON));
-    ChildProcess& call = start(TARVEXCTL, {QStringLiteral("call"), HOSTILE, QStringLiteral("print")});
-    QString problem = problemOnOutput(call, QStringLiteral("From     ") + ESCAPED);
+    ChildProcess& call = start(TARVEXCTL, {u"call"_s, HOSTILE, u"print"_s});
+    QString problem = problemOnOutput(call, u"From     "_s + ESCAPED);
     QVERIFY2(problem.isEmpty(), qPrintable(problem));
-    problem = problemOnOutput(call, QStringLiteral("Command  ") + ESCAPED);
+    problem = problemOnOutput(call, u"Command  "_s + ESCAPED);
     QVERIFY2(problem.isEmpty(), qPrintable(problem));
     QCOMPARE(call.errorLines(), QStringList());
 }
@@ -197,9 +194,9 @@ void TstVisibleNames::call_showsReply()
 void TstVisibleNames::call_tellsOfRefusal()
 {
     startBus();
-    replyWith(commandText(QStringLiteral("commandError"), QStringLiteral("errorText")));
-    ChildProcess& call = start(TARVEXCTL, {QStringLiteral("call"), HOSTILE, QStringLiteral("print")});
-    const QString problem = problemOnErrors(call, QStringLiteral("refused by %1: %1").arg(ESCAPED));
+    replyWith(commandText(u"commandError"_s, u"errorText"_s));
+    ChildProcess& call = start(TARVEXCTL, {u"call"_s, HOSTILE, u"print"_s});
+    const QString problem = problemOnErrors(call, u"refused by %1: %1"_s.arg(ESCAPED));
     QVERIFY2(problem.isEmpty(), qPrintable(problem));
 }
 
@@ -207,45 +204,42 @@ void TstVisibleNames::state_isShownAndWatched()
 {
     startBus();
     QVERIFY(m_sender->saveState(hostileState()));
-    ChildProcess& get = start(TARVEXCTL, {QStringLiteral("state"), QStringLiteral("get"), HOSTILE});
-    QString problem = problemOnOutput(get, QStringLiteral("State        ") + ESCAPED);
+    ChildProcess& get = start(TARVEXCTL, {u"state"_s, u"get"_s, HOSTILE});
+    QString problem = problemOnOutput(get, u"State        "_s + ESCAPED);
     QVERIFY2(problem.isEmpty(), qPrintable(problem));
-    ChildProcess& watch = start(TARVEXCTL, {QStringLiteral("state"), QStringLiteral("watch"), HOSTILE});
-    problem = problemOnOutput(watch, QStringLiteral("  %1  1     %1  %1").arg(ESCAPED));
+    ChildProcess& watch = start(TARVEXCTL, {u"state"_s, u"watch"_s, HOSTILE});
+    problem = problemOnOutput(watch, u"  %1  1     %1  %1"_s.arg(ESCAPED));
     QVERIFY2(problem.isEmpty(), qPrintable(problem));
 }
 
 void TstVisibleNames::states_areRefused()
 {
     startBus();
-    ChildProcess& get =
-        start(TARVEXCTL, {QStringLiteral("state"), QStringLiteral("get"), HOSTILE, QStringLiteral("nobody")});
-    const QString problem = problemOnErrors(get, ESCAPED + QStringLiteral(": refused by the bus"));
+    ChildProcess& get = start(TARVEXCTL, {u"state"_s, u"get"_s, HOSTILE, u"nobody"_s});
+    const QString problem = problemOnErrors(get, ESCAPED + u": refused by the bus"_s);
     QVERIFY2(problem.isEmpty(), qPrintable(problem));
 }
 
 void TstVisibleNames::settings_areSetAndShown()
 {
     startBus();
-    ChildProcess& set =
-        start(TARVEXCTL, {QStringLiteral("settings"), QStringLiteral("set"), HOSTILE, HOSTILE, HOSTILE, HOSTILE});
-    QString problem = problemOnErrors(set, QStringLiteral("in the settings of ") + ESCAPED);
+    ChildProcess& set = start(TARVEXCTL, {u"settings"_s, u"set"_s, HOSTILE, HOSTILE, HOSTILE, HOSTILE});
+    QString problem = problemOnErrors(set, u"in the settings of "_s + ESCAPED);
     QVERIFY2(problem.isEmpty(), qPrintable(problem));
-    ChildProcess& get = start(TARVEXCTL, {QStringLiteral("settings"), QStringLiteral("get"), HOSTILE});
-    problem = problemOnOutput(get, QStringLiteral("%1  %1  ").arg(ESCAPED));
+    ChildProcess& get = start(TARVEXCTL, {u"settings"_s, u"get"_s, HOSTILE});
+    problem = problemOnOutput(get, u"%1  %1  "_s.arg(ESCAPED));
     QVERIFY2(problem.isEmpty(), qPrintable(problem));
 }
 
 void TstVisibleNames::logger_printsLines()
 {
     startBus();
-    QVERIFY(send(BUSNAME_LOGGER, commandText(QStringLiteral("saveLog"), QStringLiteral("text"))));
-    QVERIFY(send(BUSNAME_LOGGER, commandText(QStringLiteral("saveLog"), QStringLiteral("prefix")),
-                 QStringLiteral("another")));
+    QVERIFY(send(BUSNAME_LOGGER, commandText(u"saveLog"_s, u"text"_s)));
+    QVERIFY(send(BUSNAME_LOGGER, commandText(u"saveLog"_s, u"prefix"_s), u"another"_s));
     ChildProcess& logger = start(LOG_SERVICE);
-    QString problem = problemOnOutput(logger, QStringLiteral("\t%1\t\t%1").arg(ESCAPED)); // sender, prefix, text
+    QString problem = problemOnOutput(logger, u"\t%1\t\t%1"_s.arg(ESCAPED)); // sender, prefix, text
     QVERIFY2(problem.isEmpty(), qPrintable(problem));
-    problem = problemOnOutput(logger, QStringLiteral("\t%1\t%1\t").arg(ESCAPED));
+    problem = problemOnOutput(logger, u"\t%1\t%1\t"_s.arg(ESCAPED));
     QVERIFY2(problem.isEmpty(), qPrintable(problem));
 }
 
@@ -256,7 +250,7 @@ void TstVisibleNames::logger_logsOnItsConsole()
     QVERIFY(send(BUSNAME_LOGGER, HOSTILE));
     QVERIFY(send(BUSNAME_LOGGER, HOSTILE));
     ChildProcess& logger = start(LOG_SERVICE);
-    const QString problem = problemOnErrors(logger, ESCAPED + QStringLiteral(R"(\tlogger\t)"));
+    const QString problem = problemOnErrors(logger, ESCAPED + uR"(\tlogger\t)"_s);
     QVERIFY2(problem.isEmpty(), qPrintable(problem));
 }
 
@@ -267,16 +261,16 @@ void TstVisibleNames::stateWatcher_printsStates()
     QVERIFY(door.open());
     QVERIFY(door.saveState(hostileState()));
     ChildProcess& watcher = start(WATCHER);
-    const QString problem = problemOnOutput(watcher, QStringLiteral("\tdoor_sensor\t") + ESCAPED);
+    const QString problem = problemOnOutput(watcher, u"\tdoor_sensor\t"_s + ESCAPED);
     QVERIFY2(problem.isEmpty(), qPrintable(problem));
 }
 
 void TstVisibleNames::gate_logsOnItsConsole()
 {
     startBus();
-    QVERIFY(send(QStringLiteral("gate"), commandText(QStringLiteral("status"), QStringLiteral("none"))));
+    QVERIFY(send(u"gate"_s, commandText(u"status"_s, u"none"_s)));
     ChildProcess& gate = start(GATE_SERVICE);
-    const QString problem = problemOnErrors(gate, QStringLiteral("status %1 %1").arg(ESCAPED));
+    const QString problem = problemOnErrors(gate, u"status %1 %1"_s.arg(ESCAPED));
     QVERIFY2(problem.isEmpty(), qPrintable(problem));
 }
 
@@ -284,23 +278,23 @@ void TstVisibleNames::echo_logsOnItsConsole()
 {
     startBus();
     ClientSettings settings;
-    settings.setOwner(QStringLiteral("echo"));
-    settings.setFormattedSettings({{QStringLiteral("echo"), QVariantMap{{QStringLiteral("prefix"), HOSTILE}}}}, true);
+    settings.setOwner(u"echo"_s);
+    settings.setFormattedSettings({{u"echo"_s, QVariantMap{{u"prefix"_s, HOSTILE}}}}, true);
     QVERIFY(m_sender->saveSettings(settings));
     ChildProcess& echo = start(ECHO_SERVICE);
-    const QString problem = problemOnErrors(echo, QStringLiteral("prefix is now ") + ESCAPED);
+    const QString problem = problemOnErrors(echo, u"prefix is now "_s + ESCAPED);
     QVERIFY2(problem.isEmpty(), qPrintable(problem));
 }
 
 void TstVisibleNames::ticketPrinter_prints()
 {
     startBus();
-    QVERIFY(send(BUSNAME_TICKET_PRINTER, commandText(QStringLiteral("print"), QStringLiteral("text"))));
+    QVERIFY(send(BUSNAME_TICKET_PRINTER, commandText(u"print"_s, u"text"_s)));
     ChildProcess& printer = start(TICKET_PRINTER);
     // It prints on one line by itself, with a space for each line end.
-    QString problem = problemOnOutput(printer, QStringLiteral(R"([ \x1b[2J faked line\x9b2J ])"));
+    QString problem = problemOnOutput(printer, uR"([ \x1b[2J faked line\x9b2J ])"_s);
     QVERIFY2(problem.isEmpty(), qPrintable(problem));
-    problem = problemOnErrors(printer, QStringLiteral("print %1 %1").arg(ESCAPED));
+    problem = problemOnErrors(printer, u"print %1 %1"_s.arg(ESCAPED));
     QVERIFY2(problem.isEmpty(), qPrintable(problem));
 }
 

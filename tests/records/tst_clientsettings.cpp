@@ -1,5 +1,7 @@
 #include "records/clientsettings.h"
 
+#include "literals.h"
+
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QLocale>
@@ -18,9 +20,9 @@ namespace {
 
 using Change = std::function<void(ClientSettings&)>;
 
-const QString GROUP = QStringLiteral("group");
-const QString KEY = QStringLiteral("key");
-const QString VALUE = QStringLiteral("value");
+const QString GROUP = u"group"_s;
+const QString KEY = u"key"_s;
+const QString VALUE = u"value"_s;
 
 QDateTime someTime()
 {
@@ -66,10 +68,10 @@ QVariantList rebuilt(const QVariantList& entries, const QVariantMap& map)
 
 ClientSettings someSettings()
 {
-    ClientSettings settings = settingsOf({entry("net", "port", 9100), entry("", "name", QStringLiteral("box"))});
-    settings.setOwner(QStringLiteral("cashbox"));
+    ClientSettings settings = settingsOf({entry("net", "port", 9100), entry("", "name", u"box"_s)});
+    settings.setOwner(u"cashbox"_s);
     settings.setDt(someTime());
-    settings.setDescription(QStringLiteral("The cash box"));
+    settings.setDescription(u"The cash box"_s);
     return settings;
 }
 
@@ -163,16 +165,16 @@ void TstClientSettings::setters_changeTheirFieldAlone_data()
     QTest::addColumn<Change>("change");
     QTest::addColumn<QString>("key");
     QTest::addColumn<QVariant>("value");
-    QTest::newRow("owner") << Change([](ClientSettings& s) { s.setOwner(QStringLiteral("new")); })
-                           << QStringLiteral("owner") << QVariant(QStringLiteral("new"));
-    QTest::newRow("description") << Change([](ClientSettings& s) { s.setDescription(QStringLiteral("new")); })
-                                 << QStringLiteral("description") << QVariant(QStringLiteral("new"));
-    QTest::newRow("dt") << Change([](ClientSettings& s) { s.setDt(someTime().addMSecs(1)); }) << QStringLiteral("date")
-                        << QVariant(QStringLiteral("2024-03-05T07:08:09.011"));
-    QTest::newRow("settings") << Change([](ClientSettings& s) { s.setSettings({entry("a", "b", 1)}); })
-                              << QStringLiteral("settings") << QVariant(QVariantList{entry("a", "b", 1)});
-    QTest::newRow("mailOwner") << Change([](ClientSettings& s) { s.setMailOwner(false); })
-                               << QStringLiteral("mailOwner") << QVariant(0);
+    QTest::newRow("owner") << Change([](ClientSettings& s) { s.setOwner(u"new"_s); }) << u"owner"_s
+                           << QVariant(u"new"_s);
+    QTest::newRow("description") << Change([](ClientSettings& s) { s.setDescription(u"new"_s); }) << u"description"_s
+                                 << QVariant(u"new"_s);
+    QTest::newRow("dt") << Change([](ClientSettings& s) { s.setDt(someTime().addMSecs(1)); }) << u"date"_s
+                        << QVariant(u"2024-03-05T07:08:09.011"_s);
+    QTest::newRow("settings") << Change([](ClientSettings& s) { s.setSettings({entry("a", "b", 1)}); }) << u"settings"_s
+                              << QVariant(QVariantList{entry("a", "b", 1)});
+    QTest::newRow("mailOwner") << Change([](ClientSettings& s) { s.setMailOwner(false); }) << u"mailOwner"_s
+                               << QVariant(0);
 }
 
 void TstClientSettings::setters_changeTheirFieldAlone()
@@ -194,10 +196,10 @@ void TstClientSettings::isValid_needsOwnerAndDate_data()
     QTest::addColumn<QString>("owner");
     QTest::addColumn<QDateTime>("dt");
     QTest::addColumn<bool>("valid");
-    QTest::newRow("both") << QStringLiteral("cashbox") << someTime() << true;
+    QTest::newRow("both") << u"cashbox"_s << someTime() << true;
     QTest::newRow("no owner") << QString() << someTime() << false;
     QTest::newRow("empty owner") << QString(QLatin1String("")) << someTime() << false;
-    QTest::newRow("no date") << QStringLiteral("cashbox") << QDateTime() << false;
+    QTest::newRow("no date") << u"cashbox"_s << QDateTime() << false;
     QTest::newRow("neither") << QString() << QDateTime() << false;
 }
 
@@ -215,12 +217,11 @@ void TstClientSettings::isValid_needsOwnerAndDate()
 void TstClientSettings::toVariantMap_hasExactKeysAndValues()
 {
     const QVariantMap expected{
-        {QStringLiteral("description"), QStringLiteral("The cash box")},
-        {QStringLiteral("date"), QStringLiteral("2024-03-05T07:08:09.010")},
-        {QStringLiteral("owner"), QStringLiteral("cashbox")},
-        {QStringLiteral("settings"),
-         QVariantList{entry("net", "port", 9100), entry("", "name", QStringLiteral("box"))}},
-        {QStringLiteral("mailOwner"), 1},
+        {u"description"_s, u"The cash box"_s},
+        {u"date"_s, u"2024-03-05T07:08:09.010"_s},
+        {u"owner"_s, u"cashbox"_s},
+        {u"settings"_s, QVariantList{entry("net", "port", 9100), entry("", "name", u"box"_s)}},
+        {u"mailOwner"_s, 1},
     };
     QCOMPARE(someSettings().toVariantMap(), expected);
 }
@@ -230,7 +231,7 @@ void TstClientSettings::toVariantMap_mailOwnerIsANumber()
     for (const bool mailOwner : {true, false}) {
         ClientSettings settings;
         settings.setMailOwner(mailOwner);
-        const QVariant written = settings.toVariantMap().value(QStringLiteral("mailOwner"));
+        const QVariant written = settings.toVariantMap().value(u"mailOwner"_s);
         QCOMPARE(written.type(), QVariant::Int);
         QCOMPARE(written.toInt(), mailOwner ? 1 : 0);
     }
@@ -240,7 +241,7 @@ void TstClientSettings::toVariantMap_invalidDate_isEmptyText()
 {
     ClientSettings settings = someSettings();
     settings.setDt(QDateTime());
-    const QVariant date = settings.toVariantMap().value(QStringLiteral("date"));
+    const QVariant date = settings.toVariantMap().value(u"date"_s);
     QCOMPARE(date.type(), QVariant::String);
     QCOMPARE(date.toString(), QString());
 }
@@ -248,28 +249,26 @@ void TstClientSettings::toVariantMap_invalidDate_isEmptyText()
 void TstClientSettings::toVariantMap_default_hasEveryKey()
 {
     const QVariantMap map = ClientSettings().toVariantMap();
-    QCOMPARE(map.keys(),
-             QStringList({QStringLiteral("date"), QStringLiteral("description"), QStringLiteral("mailOwner"),
-                          QStringLiteral("owner"), QStringLiteral("settings")}));
-    QCOMPARE(map.value(QStringLiteral("owner")).type(), QVariant::String);
-    QCOMPARE(map.value(QStringLiteral("description")).type(), QVariant::String);
-    QCOMPARE(map.value(QStringLiteral("settings")).type(), QVariant::List);
+    QCOMPARE(map.keys(), QStringList({u"date"_s, u"description"_s, u"mailOwner"_s, u"owner"_s, u"settings"_s}));
+    QCOMPARE(map.value(u"owner"_s).type(), QVariant::String);
+    QCOMPARE(map.value(u"description"_s).type(), QVariant::String);
+    QCOMPARE(map.value(u"settings"_s).type(), QVariant::List);
 }
 
 void TstClientSettings::fromVariantMap_literalMap_fillsEveryField()
 {
     const ClientSettings settings = ClientSettings::fromVariantMap({
-        {QStringLiteral("description"), QStringLiteral("words")},
-        {QStringLiteral("date"), QStringLiteral("2024-03-05T07:08:09.010")},
-        {QStringLiteral("owner"), QStringLiteral("me")},
-        {QStringLiteral("settings"), QVariantList{entry("g", "k", 5)}},
-        {QStringLiteral("mailOwner"), 0},
-        {QStringLiteral("version"), 3},
+        {u"description"_s, u"words"_s},
+        {u"date"_s, u"2024-03-05T07:08:09.010"_s},
+        {u"owner"_s, u"me"_s},
+        {u"settings"_s, QVariantList{entry("g", "k", 5)}},
+        {u"mailOwner"_s, 0},
+        {u"version"_s, 3},
     });
-    QCOMPARE(settings.description(), QStringLiteral("words"));
+    QCOMPARE(settings.description(), u"words"_s);
     QCOMPARE(settings.dt(), someTime());
     QCOMPARE(settings.dt().timeSpec(), Qt::LocalTime);
-    QCOMPARE(settings.owner(), QStringLiteral("me"));
+    QCOMPARE(settings.owner(), u"me"_s);
     QCOMPARE(settings.settings(), QVariantList{entry("g", "k", 5)});
     QCOMPARE(settings.mailOwner(), false);
     QVERIFY(settings.isValid());
@@ -290,13 +289,13 @@ void TstClientSettings::fromVariantMap_date_data()
 {
     QTest::addColumn<QVariant>("given");
     QTest::addColumn<QDateTime>("dt");
-    QTest::newRow("valid") << QVariant(QStringLiteral("2024-03-05T07:08:09.010")) << someTime();
+    QTest::newRow("valid") << QVariant(u"2024-03-05T07:08:09.010"_s) << someTime();
     QTest::newRow("empty") << QVariant(QString()) << QDateTime();
     QTest::newRow("invalid variant") << QVariant() << QDateTime();
     QTest::newRow("JSON null") << QVariant::fromValue(nullptr) << QDateTime();
-    QTest::newRow("no milliseconds") << QVariant(QStringLiteral("2024-03-05T07:08:09")) << QDateTime();
-    QTest::newRow("zone") << QVariant(QStringLiteral("2024-03-05T07:08:09.010Z")) << QDateTime();
-    QTest::newRow("no such day") << QVariant(QStringLiteral("2023-02-29T07:08:09.010")) << QDateTime();
+    QTest::newRow("no milliseconds") << QVariant(u"2024-03-05T07:08:09"_s) << QDateTime();
+    QTest::newRow("zone") << QVariant(u"2024-03-05T07:08:09.010Z"_s) << QDateTime();
+    QTest::newRow("no such day") << QVariant(u"2023-02-29T07:08:09.010"_s) << QDateTime();
     QTest::newRow("number") << QVariant(20240305) << QDateTime();
     QTest::newRow("object") << QVariant(keys("year", 2024)) << QDateTime();
 }
@@ -305,8 +304,7 @@ void TstClientSettings::fromVariantMap_date()
 {
     QFETCH(QVariant, given);
     QFETCH(QDateTime, dt);
-    const ClientSettings settings = ClientSettings::fromVariantMap(
-        {{QStringLiteral("date"), given}, {QStringLiteral("owner"), QStringLiteral("cashbox")}});
+    const ClientSettings settings = ClientSettings::fromVariantMap({{u"date"_s, given}, {u"owner"_s, u"cashbox"_s}});
     QCOMPARE(settings.dt().isValid(), dt.isValid());
     QCOMPARE(settings.dt(), dt);
     QCOMPARE(settings.isValid(), dt.isValid());
@@ -323,9 +321,9 @@ void TstClientSettings::fromVariantMap_mailOwner_data()
     QTest::newRow("true") << QVariant(true) << true;
     QTest::newRow("false") << QVariant(false) << false;
     QTest::newRow("as JSON gives it") << QVariant(1.0) << true;
-    QTest::newRow("text true") << QVariant(QStringLiteral("true")) << false;
-    QTest::newRow("text 1") << QVariant(QStringLiteral("1")) << true;
-    QTest::newRow("text 0") << QVariant(QStringLiteral("0")) << false;
+    QTest::newRow("text true") << QVariant(u"true"_s) << false;
+    QTest::newRow("text 1") << QVariant(u"1"_s) << true;
+    QTest::newRow("text 0") << QVariant(u"0"_s) << false;
     QTest::newRow("empty text") << QVariant(QString()) << false;
     QTest::newRow("null") << QVariant() << false;
     QTest::newRow("JSON null") << QVariant::fromValue(nullptr) << false;
@@ -336,16 +334,16 @@ void TstClientSettings::fromVariantMap_mailOwner()
 {
     QFETCH(QVariant, given);
     QFETCH(bool, mailOwner);
-    const ClientSettings settings = ClientSettings::fromVariantMap({{QStringLiteral("mailOwner"), given}});
+    const ClientSettings settings = ClientSettings::fromVariantMap({{u"mailOwner"_s, given}});
     QCOMPARE(settings.mailOwner(), mailOwner);
-    QCOMPARE(settings.toVariantMap().value(QStringLiteral("mailOwner")), QVariant(mailOwner ? 1 : 0));
+    QCOMPARE(settings.toVariantMap().value(u"mailOwner"_s), QVariant(mailOwner ? 1 : 0));
 }
 
 void TstClientSettings::fromVariantMap_settingsThatAreNoList_areEmpty_data()
 {
     QTest::addColumn<QVariant>("given");
     QTest::newRow("number") << QVariant(5);
-    QTest::newRow("text") << QVariant(QStringLiteral("text"));
+    QTest::newRow("text") << QVariant(u"text"_s);
     QTest::newRow("object") << QVariant(keys("a", 1));
     QTest::newRow("null") << QVariant();
     QTest::newRow("JSON null") << QVariant::fromValue(nullptr);
@@ -354,14 +352,14 @@ void TstClientSettings::fromVariantMap_settingsThatAreNoList_areEmpty_data()
 void TstClientSettings::fromVariantMap_settingsThatAreNoList_areEmpty()
 {
     QFETCH(QVariant, given);
-    const ClientSettings settings = ClientSettings::fromVariantMap({{QStringLiteral("settings"), given}});
+    const ClientSettings settings = ClientSettings::fromVariantMap({{u"settings"_s, given}});
     QVERIFY(settings.settings().isEmpty());
 }
 
 void TstClientSettings::fromVariantMap_malformedTexts_areEmpty()
 {
-    const ClientSettings settings = ClientSettings::fromVariantMap(
-        {{QStringLiteral("owner"), keys("a", 1)}, {QStringLiteral("description"), QVariantList{1, 2}}});
+    const ClientSettings settings =
+        ClientSettings::fromVariantMap({{u"owner"_s, keys("a", 1)}, {u"description"_s, QVariantList{1, 2}}});
     QVERIFY(settings.owner().isEmpty());
     QVERIFY(settings.description().isEmpty());
 }
@@ -378,28 +376,27 @@ void TstClientSettings::roundTrip_isEqual()
 void TstClientSettings::roundTrip_throughJson_isEqual()
 {
     ClientSettings settings = someSettings();
-    settings.setSettings({entry("net", "hosts", QVariantList{QStringLiteral("a"), QStringLiteral("b")}),
-                          entry("net", "on", true), entry("ui", "size", keys("width", 5.5)),
-                          entry("ui", "none", QVariant::fromValue(nullptr))});
+    settings.setSettings({entry("net", "hosts", QVariantList{u"a"_s, u"b"_s}), entry("net", "on", true),
+                          entry("ui", "size", keys("width", 5.5)), entry("ui", "none", QVariant::fromValue(nullptr))});
     const QByteArray json = QJsonDocument(QJsonObject::fromVariantMap(settings.toVariantMap())).toJson();
     QCOMPARE(ClientSettings::fromVariantMap(QJsonDocument::fromJson(json).object().toVariantMap()), settings);
 }
 
 void TstClientSettings::dates_withDigitsOfTheirOwn_stayPlain()
 {
-    QLocale::setDefault(QLocale(QStringLiteral("ar_EG")));
+    QLocale::setDefault(QLocale(u"ar_EG"_s));
     const QVariantMap map = someSettings().toVariantMap();
-    QCOMPARE(map.value(QStringLiteral("date")).toString(), QStringLiteral("2024-03-05T07:08:09.010"));
+    QCOMPARE(map.value(u"date"_s).toString(), u"2024-03-05T07:08:09.010"_s);
     QCOMPARE(ClientSettings::fromVariantMap(map), someSettings());
 }
 
 void TstClientSettings::compare_singleField_data()
 {
     QTest::addColumn<Change>("change");
-    QTest::newRow("owner") << Change([](ClientSettings& s) { s.setOwner(QStringLiteral("x")); });
+    QTest::newRow("owner") << Change([](ClientSettings& s) { s.setOwner(u"x"_s); });
     QTest::newRow("dt") << Change([](ClientSettings& s) { s.setDt(s.dt().addMSecs(1)); });
     QTest::newRow("no dt") << Change([](ClientSettings& s) { s.setDt(QDateTime()); });
-    QTest::newRow("description") << Change([](ClientSettings& s) { s.setDescription(QStringLiteral("x")); });
+    QTest::newRow("description") << Change([](ClientSettings& s) { s.setDescription(u"x"_s); });
     QTest::newRow("no settings") << Change([](ClientSettings& s) { s.setSettings({}); });
     QTest::newRow("one setting less") << Change([](ClientSettings& s) { s.setSettings(s.settings().mid(0, 1)); });
     QTest::newRow("another order") << Change([](ClientSettings& s) {
@@ -432,13 +429,12 @@ void TstClientSettings::compare_ignoresMailOwner()
 void TstClientSettings::formattedSettings_groupsEntries()
 {
     const ClientSettings settings =
-        settingsOf({entry("ui", "lang", QStringLiteral("en")), entry("net", "port", 1),
-                    entry("net", "hosts", QVariantList{1, 2}), entry("", "name", QStringLiteral("box"))});
+        settingsOf({entry("ui", "lang", u"en"_s), entry("net", "port", 1), entry("net", "hosts", QVariantList{1, 2}),
+                    entry("", "name", u"box"_s)});
     const QVariantMap expected{
-        {QStringLiteral("net"),
-         QVariantMap{{QStringLiteral("hosts"), QVariantList{1, 2}}, {QStringLiteral("port"), 1}}},
-        {QStringLiteral("ui"), keys("lang", QStringLiteral("en"))},
-        {QString(), keys("name", QStringLiteral("box"))},
+        {u"net"_s, QVariantMap{{u"hosts"_s, QVariantList{1, 2}}, {u"port"_s, 1}}},
+        {u"ui"_s, keys("lang", u"en"_s)},
+        {QString(), keys("name", u"box"_s)},
     };
     QCOMPARE(settings.formattedSettings(), expected);
 }
@@ -452,7 +448,7 @@ void TstClientSettings::formattedSettings_lastEntryWins()
 {
     const ClientSettings settings =
         settingsOf({entry("net", "port", 1), entry("ui", "lang", 0), entry("net", "port", 2)});
-    const QVariantMap expected{{QStringLiteral("net"), keys("port", 2)}, {QStringLiteral("ui"), keys("lang", 0)}};
+    const QVariantMap expected{{u"net"_s, keys("port", 2)}, {u"ui"_s, keys("lang", 0)}};
     QCOMPARE(settings.formattedSettings(), expected);
 }
 
@@ -463,11 +459,9 @@ void TstClientSettings::formattedSettings_groupWithSlash_staysOneGroup()
 
 void TstClientSettings::formattedSettings_missingFields_readAsEmpty()
 {
-    QCOMPARE(settingsOf({QVariantMap{{KEY, QStringLiteral("k")}, {VALUE, 1}}}).formattedSettings(),
-             formatted("", keys("k", 1)));
-    QCOMPARE(settingsOf({QVariantMap{{GROUP, QStringLiteral("g")}, {VALUE, 1}}}).formattedSettings(),
-             formatted("g", keys("", 1)));
-    QCOMPARE(settingsOf({QVariantMap{{GROUP, QStringLiteral("g")}, {KEY, QStringLiteral("k")}}}).formattedSettings(),
+    QCOMPARE(settingsOf({QVariantMap{{KEY, u"k"_s}, {VALUE, 1}}}).formattedSettings(), formatted("", keys("k", 1)));
+    QCOMPARE(settingsOf({QVariantMap{{GROUP, u"g"_s}, {VALUE, 1}}}).formattedSettings(), formatted("g", keys("", 1)));
+    QCOMPARE(settingsOf({QVariantMap{{GROUP, u"g"_s}, {KEY, u"k"_s}}}).formattedSettings(),
              formatted("g", keys("k", QVariant())));
     QCOMPARE(settingsOf({QVariantMap{{GROUP, 5}, {KEY, 6}, {VALUE, 7}}}).formattedSettings(),
              formatted("5", keys("6", 7)));
@@ -475,15 +469,14 @@ void TstClientSettings::formattedSettings_missingFields_readAsEmpty()
 
 void TstClientSettings::formattedSettings_entriesThatAreNoMaps_landUnderEmptyNames()
 {
-    QCOMPARE(settingsOf({5, QStringLiteral("text"), QVariant()}).formattedSettings(),
-             formatted("", keys("", QVariant())));
+    QCOMPARE(settingsOf({5, u"text"_s, QVariant()}).formattedSettings(), formatted("", keys("", QVariant())));
 }
 
 void TstClientSettings::rebuild_makesEntriesInAscendingOrder()
 {
     const QVariantMap map{
-        {QStringLiteral("ui"), QVariantMap{{QStringLiteral("z"), 1}, {QStringLiteral("a"), QVariantList{2}}}},
-        {QStringLiteral("net"), keys("port", 3)},
+        {u"ui"_s, QVariantMap{{u"z"_s, 1}, {u"a"_s, QVariantList{2}}}},
+        {u"net"_s, keys("port", 3)},
         {QString(), keys("name", QVariant())},
     };
     const QVariantList expected{entry("", "name", QVariant()), entry("net", "port", 3),
@@ -498,11 +491,8 @@ void TstClientSettings::rebuild_fromEmptyMap_emptiesTheList()
 
 void TstClientSettings::rebuild_groupsThatAreNoMaps_addNothing()
 {
-    const QVariantMap map{{QStringLiteral("a"), 5},
-                          {QStringLiteral("b"), QStringLiteral("text")},
-                          {QStringLiteral("c"), QVariantMap()},
-                          {QStringLiteral("d"), QVariant()},
-                          {QStringLiteral("e"), keys("k", 1)}};
+    const QVariantMap map{
+        {u"a"_s, 5}, {u"b"_s, u"text"_s}, {u"c"_s, QVariantMap()}, {u"d"_s, QVariant()}, {u"e"_s, keys("k", 1)}};
     QCOMPARE(rebuilt({}, map), QVariantList{entry("e", "k", 1)});
 }
 
@@ -519,27 +509,25 @@ void TstClientSettings::rebuild_leavesTheOtherFields()
     settings.setMailOwner(false);
     QVariantMap expected = settings.toVariantMap();
     settings.setFormattedSettings(formatted("g", keys("k", 1)), true);
-    expected[QStringLiteral("settings")] = QVariantList{entry("g", "k", 1)};
+    expected[u"settings"_s] = QVariantList{entry("g", "k", 1)};
     QCOMPARE(settings.toVariantMap(), expected);
     settings.setFormattedSettings(formatted("g", keys("k", 2)), false);
-    expected[QStringLiteral("settings")] = QVariantList{entry("g", "k", 2)};
+    expected[u"settings"_s] = QVariantList{entry("g", "k", 2)};
     QCOMPARE(settings.toVariantMap(), expected);
 }
 
 void TstClientSettings::merge_updatesInPlaceAndAppends()
 {
-    const QVariantMap map =
-        formatted("net", QVariantMap{{QStringLiteral("port"), 5}, {QStringLiteral("host"), QStringLiteral("h")}});
-    const QVariantList expected{entry("net", "port", 5), entry("ui", "lang", QStringLiteral("en")),
-                                entry("net", "host", QStringLiteral("h"))};
-    QCOMPARE(merged({entry("net", "port", 1), entry("ui", "lang", QStringLiteral("en"))}, map), expected);
+    const QVariantMap map = formatted("net", QVariantMap{{u"port"_s, 5}, {u"host"_s, u"h"_s}});
+    const QVariantList expected{entry("net", "port", 5), entry("ui", "lang", u"en"_s), entry("net", "host", u"h"_s)};
+    QCOMPARE(merged({entry("net", "port", 1), entry("ui", "lang", u"en"_s)}, map), expected);
 }
 
 void TstClientSettings::merge_appendsInAscendingOrder()
 {
     const QVariantMap map{
-        {QStringLiteral("ui"), QVariantMap{{QStringLiteral("z"), 1}, {QStringLiteral("a"), 2}}},
-        {QStringLiteral("door"), keys("open", true)},
+        {u"ui"_s, QVariantMap{{u"z"_s, 1}, {u"a"_s, 2}}},
+        {u"door"_s, keys("open", true)},
     };
     const QVariantList expected{entry("zoo", "k", 0), entry("door", "open", true), entry("ui", "a", 2),
                                 entry("ui", "z", 1)};
@@ -566,12 +554,12 @@ void TstClientSettings::merge_emptyMap_completesEntries_data()
     const QVariant null;
     const QVariantMap empty{{KEY, null}, {GROUP, null}};
     QTest::newRow("whole") << QVariant(entry("g", "k", 1)) << entry("g", "k", 1);
-    QTest::newRow("no key") << QVariant(QVariantMap{{GROUP, QStringLiteral("g")}, {VALUE, 1}})
-                            << QVariantMap{{GROUP, QStringLiteral("g")}, {KEY, null}, {VALUE, 1}};
-    QTest::newRow("no group") << QVariant(QVariantMap{{KEY, QStringLiteral("k")}, {VALUE, 1}})
-                              << QVariantMap{{GROUP, null}, {KEY, QStringLiteral("k")}, {VALUE, 1}};
-    QTest::newRow("no value") << QVariant(QVariantMap{{GROUP, QStringLiteral("g")}, {KEY, QStringLiteral("k")}})
-                              << QVariantMap{{GROUP, QStringLiteral("g")}, {KEY, QStringLiteral("k")}};
+    QTest::newRow("no key") << QVariant(QVariantMap{{GROUP, u"g"_s}, {VALUE, 1}})
+                            << QVariantMap{{GROUP, u"g"_s}, {KEY, null}, {VALUE, 1}};
+    QTest::newRow("no group") << QVariant(QVariantMap{{KEY, u"k"_s}, {VALUE, 1}})
+                              << QVariantMap{{GROUP, null}, {KEY, u"k"_s}, {VALUE, 1}};
+    QTest::newRow("no value") << QVariant(QVariantMap{{GROUP, u"g"_s}, {KEY, u"k"_s}})
+                              << QVariantMap{{GROUP, u"g"_s}, {KEY, u"k"_s}};
     QTest::newRow("nothing") << QVariant(QVariantMap()) << empty;
     QTest::newRow("no map") << QVariant(5) << empty;
     QTest::newRow("null") << QVariant() << empty;
@@ -594,9 +582,8 @@ void TstClientSettings::merge_emptyMap_completesEntries()
 
 void TstClientSettings::merge_entryWithoutValue_getsOne()
 {
-    QCOMPARE(
-        merged({QVariantMap{{GROUP, QStringLiteral("g")}, {KEY, QStringLiteral("k")}}}, formatted("g", keys("k", 7))),
-        QVariantList{entry("g", "k", 7)});
+    QCOMPARE(merged({QVariantMap{{GROUP, u"g"_s}, {KEY, u"k"_s}}}, formatted("g", keys("k", 7))),
+             QVariantList{entry("g", "k", 7)});
 }
 
 void TstClientSettings::merge_entryWithoutKey_matchesTheEmptyKey()
@@ -615,21 +602,21 @@ void TstClientSettings::merge_comparesWholePaths()
 
 void TstClientSettings::merge_twoNewSettingsWithOnePath_addTheFirst()
 {
-    const QVariantMap map{{QStringLiteral("a"), keys("b/c", 1)}, {QStringLiteral("a/b"), keys("c", 2)}};
+    const QVariantMap map{{u"a"_s, keys("b/c", 1)}, {u"a/b"_s, keys("c", 2)}};
     QCOMPARE(merged({}, map), QVariantList{entry("a", "b/c", 1)});
     QCOMPARE(rebuilt({}, map), QVariantList({entry("a", "b/c", 1), entry("a/b", "c", 2)}));
 }
 
 void TstClientSettings::merge_groupsThatAreNoMaps_changeNothing()
 {
-    const QVariantMap map{{QStringLiteral("net"), 5}, {QStringLiteral("ui"), QStringLiteral("text")}};
+    const QVariantMap map{{u"net"_s, 5}, {u"ui"_s, u"text"_s}};
     QCOMPARE(merged({entry("net", "port", 1)}, map), QVariantList{entry("net", "port", 1)});
 }
 
 void TstClientSettings::merge_keepsFurtherFieldsOfAnEntry()
 {
     QVariantMap withUnit = entry("net", "wait", 1);
-    withUnit.insert(QStringLiteral("unit"), QStringLiteral("ms"));
+    withUnit.insert(u"unit"_s, u"ms"_s);
     QVariantMap expected = withUnit;
     expected[VALUE] = 2;
     QCOMPARE(merged({withUnit}, formatted("net", keys("wait", 2))), QVariantList{expected});

@@ -1,5 +1,7 @@
 #include "records/clientstate.h"
 
+#include "literals.h"
+
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QLocale>
@@ -33,11 +35,11 @@ ClientState::EStateType typeOf(int number)
 ClientState someState()
 {
     ClientState state;
-    state.setOwner(QStringLiteral("cashbox"));
+    state.setOwner(u"cashbox"_s);
     state.setDt(someTime());
     state.setStateType(typeOf(3));
-    state.setState(QStringLiteral("{\"open\":true}"));
-    state.setDescription(QStringLiteral("The cash box"));
+    state.setState(u"{\"open\":true}"_s);
+    state.setDescription(u"The cash box"_s);
     return state;
 }
 
@@ -101,17 +103,14 @@ void TstClientState::setters_changeTheirFieldAlone_data()
     QTest::addColumn<Change>("change");
     QTest::addColumn<QString>("key");
     QTest::addColumn<QVariant>("value");
-    const QVariant text = QStringLiteral("new");
-    QTest::newRow("owner") << Change([](ClientState& s) { s.setOwner(QStringLiteral("new")); })
-                           << QStringLiteral("owner") << text;
-    QTest::newRow("state") << Change([](ClientState& s) { s.setState(QStringLiteral("new")); })
-                           << QStringLiteral("state") << text;
-    QTest::newRow("description") << Change([](ClientState& s) { s.setDescription(QStringLiteral("new")); })
-                                 << QStringLiteral("description") << text;
-    QTest::newRow("type") << Change([](ClientState& s) { s.setStateType(typeOf(127)); }) << QStringLiteral("type")
-                          << QVariant(127);
-    QTest::newRow("dt") << Change([](ClientState& s) { s.setDt(someTime().addMSecs(1)); }) << QStringLiteral("date")
-                        << QVariant(QStringLiteral("2024-03-05T07:08:09.011"));
+    const QVariant text = u"new"_s;
+    QTest::newRow("owner") << Change([](ClientState& s) { s.setOwner(u"new"_s); }) << u"owner"_s << text;
+    QTest::newRow("state") << Change([](ClientState& s) { s.setState(u"new"_s); }) << u"state"_s << text;
+    QTest::newRow("description") << Change([](ClientState& s) { s.setDescription(u"new"_s); }) << u"description"_s
+                                 << text;
+    QTest::newRow("type") << Change([](ClientState& s) { s.setStateType(typeOf(127)); }) << u"type"_s << QVariant(127);
+    QTest::newRow("dt") << Change([](ClientState& s) { s.setDt(someTime().addMSecs(1)); }) << u"date"_s
+                        << QVariant(u"2024-03-05T07:08:09.011"_s);
 }
 
 void TstClientState::setters_changeTheirFieldAlone()
@@ -153,11 +152,11 @@ void TstClientState::isValid_dependsOnTypeAlone()
 void TstClientState::toVariantMap_hasExactKeysAndValues()
 {
     const QVariantMap expected{
-        {QStringLiteral("owner"), QStringLiteral("cashbox")},
-        {QStringLiteral("description"), QStringLiteral("The cash box")},
-        {QStringLiteral("date"), QStringLiteral("2024-03-05T07:08:09.010")},
-        {QStringLiteral("state"), QStringLiteral("{\"open\":true}")},
-        {QStringLiteral("type"), 3},
+        {u"owner"_s, u"cashbox"_s},
+        {u"description"_s, u"The cash box"_s},
+        {u"date"_s, u"2024-03-05T07:08:09.010"_s},
+        {u"state"_s, u"{\"open\":true}"_s},
+        {u"type"_s, 3},
     };
     QCOMPARE(someState().toVariantMap(), expected);
 }
@@ -166,7 +165,7 @@ void TstClientState::toVariantMap_default_hasTypeMinusOneAndNoDate()
 {
     const QVariantMap map = ClientState().toVariantMap();
     QCOMPARE(map.size(), 5);
-    QCOMPARE(map.value(QStringLiteral("type")), QVariant(-1));
+    QCOMPARE(map.value(u"type"_s), QVariant(-1));
     for (const char* const key : {"owner", "description", "date", "state"}) {
         const QVariant value = map.value(QString::fromLatin1(key), 0);
         QCOMPARE(value.type(), QVariant::String);
@@ -191,27 +190,27 @@ void TstClientState::toVariantMap_typeIsANumber()
     QFETCH(QByteArray, json);
     ClientState state;
     state.setStateType(typeOf(type));
-    const QVariant written = state.toVariantMap().value(QStringLiteral("type"));
+    const QVariant written = state.toVariantMap().value(u"type"_s);
     QCOMPARE(written.type(), QVariant::Int);
-    const QJsonObject object{{QStringLiteral("type"), QJsonValue::fromVariant(written)}};
+    const QJsonObject object{{u"type"_s, QJsonValue::fromVariant(written)}};
     QCOMPARE(QJsonDocument(object).toJson(QJsonDocument::Compact), json);
 }
 
 void TstClientState::fromVariantMap_literalMap_fillsEveryField()
 {
     const ClientState state = ClientState::fromVariantMap({
-        {QStringLiteral("owner"), QStringLiteral("me")},
-        {QStringLiteral("description"), QStringLiteral("words")},
-        {QStringLiteral("date"), QStringLiteral("2024-03-05T07:08:09.010")},
-        {QStringLiteral("state"), QStringLiteral("text")},
-        {QStringLiteral("type"), 9},
-        {QStringLiteral("stateType"), 5},
+        {u"owner"_s, u"me"_s},
+        {u"description"_s, u"words"_s},
+        {u"date"_s, u"2024-03-05T07:08:09.010"_s},
+        {u"state"_s, u"text"_s},
+        {u"type"_s, 9},
+        {u"stateType"_s, 5},
     });
-    QCOMPARE(state.owner(), QStringLiteral("me"));
-    QCOMPARE(state.description(), QStringLiteral("words"));
+    QCOMPARE(state.owner(), u"me"_s);
+    QCOMPARE(state.description(), u"words"_s);
     QCOMPARE(state.dt(), someTime());
     QCOMPARE(state.dt().timeSpec(), Qt::LocalTime);
-    QCOMPARE(state.state(), QStringLiteral("text"));
+    QCOMPARE(state.state(), u"text"_s);
     QCOMPARE(static_cast<int>(state.stateType()), 9);
     QVERIFY(state.isValid());
 }
@@ -241,8 +240,8 @@ void TstClientState::fromVariantMap_type_data()
     QTest::newRow("-2") << QVariant(-2) << -2;
     QTest::newRow("as JSON gives it") << QVariant(300.0) << 44;
     QTest::newRow("long") << QVariant(qint64(511)) << -1;
-    QTest::newRow("number in a text") << QVariant(QStringLiteral("12")) << 12;
-    QTest::newRow("text") << QVariant(QStringLiteral("busy")) << 0;
+    QTest::newRow("number in a text") << QVariant(u"12"_s) << 12;
+    QTest::newRow("text") << QVariant(u"busy"_s) << 0;
     QTest::newRow("empty text") << QVariant(QString()) << 0;
     QTest::newRow("truth") << QVariant(true) << 1;
     QTest::newRow("null") << QVariant() << 0;
@@ -254,19 +253,17 @@ void TstClientState::fromVariantMap_type()
 {
     QFETCH(QVariant, given);
     QFETCH(int, type);
-    const ClientState state = ClientState::fromVariantMap({{QStringLiteral("type"), given}});
+    const ClientState state = ClientState::fromVariantMap({{u"type"_s, given}});
     QCOMPARE(static_cast<int>(state.stateType()), type);
     QCOMPARE(state.isValid(), type != -1);
-    QCOMPARE(state.toVariantMap().value(QStringLiteral("type")), QVariant(type));
+    QCOMPARE(state.toVariantMap().value(u"type"_s), QVariant(type));
 }
 
 void TstClientState::fromVariantMap_malformedValues_areEmpty()
 {
-    const QVariantMap object{{QStringLiteral("a"), 1}};
-    const ClientState state = ClientState::fromVariantMap({{QStringLiteral("owner"), object},
-                                                           {QStringLiteral("description"), QVariantList{1, 2}},
-                                                           {QStringLiteral("date"), object},
-                                                           {QStringLiteral("state"), QVariant()}});
+    const QVariantMap object{{u"a"_s, 1}};
+    const ClientState state = ClientState::fromVariantMap(
+        {{u"owner"_s, object}, {u"description"_s, QVariantList{1, 2}}, {u"date"_s, object}, {u"state"_s, QVariant()}});
     QVERIFY(state.owner().isEmpty());
     QVERIFY(state.description().isEmpty());
     QVERIFY(!state.dt().isValid());
@@ -277,21 +274,21 @@ void TstClientState::fromVariantMap_date_data()
 {
     QTest::addColumn<QString>("text");
     QTest::addColumn<QDateTime>("dt");
-    QTest::newRow("valid") << QStringLiteral("2024-03-05T07:08:09.010") << someTime();
+    QTest::newRow("valid") << u"2024-03-05T07:08:09.010"_s << someTime();
     QTest::newRow("empty") << QString() << QDateTime();
-    QTest::newRow("no milliseconds") << QStringLiteral("2024-03-05T07:08:09") << QDateTime();
-    QTest::newRow("zone") << QStringLiteral("2024-03-05T07:08:09.010Z") << QDateTime();
-    QTest::newRow("no such day") << QStringLiteral("2023-02-29T07:08:09.010") << QDateTime();
+    QTest::newRow("no milliseconds") << u"2024-03-05T07:08:09"_s << QDateTime();
+    QTest::newRow("zone") << u"2024-03-05T07:08:09.010Z"_s << QDateTime();
+    QTest::newRow("no such day") << u"2023-02-29T07:08:09.010"_s << QDateTime();
 }
 
 void TstClientState::fromVariantMap_date()
 {
     QFETCH(QString, text);
     QFETCH(QDateTime, dt);
-    const ClientState state = ClientState::fromVariantMap({{QStringLiteral("date"), text}});
+    const ClientState state = ClientState::fromVariantMap({{u"date"_s, text}});
     QCOMPARE(state.dt().isValid(), dt.isValid());
     QCOMPARE(state.dt(), dt);
-    QCOMPARE(state.toVariantMap().value(QStringLiteral("date")).toString(), dt.isValid() ? text : QString());
+    QCOMPARE(state.toVariantMap().value(u"date"_s).toString(), dt.isValid() ? text : QString());
 }
 
 void TstClientState::roundTrip_isEqual()
@@ -308,21 +305,21 @@ void TstClientState::roundTrip_throughJson_isEqual()
 
 void TstClientState::dates_withDigitsOfTheirOwn_stayPlain()
 {
-    QLocale::setDefault(QLocale(QStringLiteral("ar_EG")));
+    QLocale::setDefault(QLocale(u"ar_EG"_s));
     const QVariantMap map = someState().toVariantMap();
-    QCOMPARE(map.value(QStringLiteral("date")).toString(), QStringLiteral("2024-03-05T07:08:09.010"));
+    QCOMPARE(map.value(u"date"_s).toString(), u"2024-03-05T07:08:09.010"_s);
     QCOMPARE(ClientState::fromVariantMap(map), someState());
 }
 
 void TstClientState::compare_singleField_data()
 {
     QTest::addColumn<Change>("change");
-    QTest::newRow("owner") << Change([](ClientState& s) { s.setOwner(QStringLiteral("x")); });
+    QTest::newRow("owner") << Change([](ClientState& s) { s.setOwner(u"x"_s); });
     QTest::newRow("dt") << Change([](ClientState& s) { s.setDt(s.dt().addMSecs(1)); });
     QTest::newRow("no dt") << Change([](ClientState& s) { s.setDt(QDateTime()); });
     QTest::newRow("type") << Change([](ClientState& s) { s.setStateType(typeOf(4)); });
-    QTest::newRow("state") << Change([](ClientState& s) { s.setState(QStringLiteral("x")); });
-    QTest::newRow("description") << Change([](ClientState& s) { s.setDescription(QStringLiteral("x")); });
+    QTest::newRow("state") << Change([](ClientState& s) { s.setState(u"x"_s); });
+    QTest::newRow("description") << Change([](ClientState& s) { s.setDescription(u"x"_s); });
 }
 
 void TstClientState::compare_singleField()
@@ -344,7 +341,7 @@ void TstClientState::copy_sharesTexts()
     ClientState assigned;
     assigned = state;
     QCOMPARE(assigned.state().constData(), data);
-    assigned.setState(QStringLiteral("changed"));
+    assigned.setState(u"changed"_s);
     QCOMPARE(state, someState());
 }
 

@@ -1,6 +1,7 @@
 #include "records/message.h"
 
 #include "heldclock.h"
+#include "literals.h"
 
 #include <QCryptographicHash>
 #include <QJsonDocument>
@@ -34,11 +35,11 @@ QDateTime someTime()
 Message someMessage()
 {
     Message message;
-    message.setSender(QStringLiteral("cashbox"));
-    message.setReciever(QStringLiteral("terminal_gui"));
+    message.setSender(u"cashbox"_s);
+    message.setReciever(u"terminal_gui"_s);
     message.setDt(someTime());
-    message.setMessage(QStringLiteral("{\"cmd\":\"open\"}"));
-    message.setUid(QStringLiteral("u-1"));
+    message.setMessage(u"{\"cmd\":\"open\"}"_s);
+    message.setUid(u"u-1"_s);
     return message;
 }
 
@@ -66,7 +67,7 @@ public:
 /// The identifier as the bus's other clients make it.
 QString expectedUid(const Message& message, const QString& isoTime, const Moment& moment)
 {
-    const QString text = QStringLiteral("MESSAGE") + message.sender() + message.reciever() + isoTime + message.message()
+    const QString text = u"MESSAGE"_s + message.sender() + message.reciever() + isoTime + message.message()
         + QString::number(moment.clockMs) + QLatin1String(moment.randomPart);
     return QString::fromLatin1(QCryptographicHash::hash(text.toUtf8(), QCryptographicHash::Md5).toBase64());
 }
@@ -178,17 +179,13 @@ void TstMessage::setters_changeTheirFieldAlone_data()
     QTest::addColumn<Change>("change");
     QTest::addColumn<QString>("key");
     QTest::addColumn<QString>("value");
-    const QString text = QStringLiteral("new");
-    QTest::newRow("sender") << Change([](Message& m) { m.setSender(QStringLiteral("new")); })
-                            << QStringLiteral("sender") << text;
-    QTest::newRow("reciever") << Change([](Message& m) { m.setReciever(QStringLiteral("new")); })
-                              << QStringLiteral("reciever") << text;
-    QTest::newRow("message") << Change([](Message& m) { m.setMessage(QStringLiteral("new")); })
-                             << QStringLiteral("message") << text;
-    QTest::newRow("uid") << Change([](Message& m) { m.setUid(QStringLiteral("new")); }) << QStringLiteral("UID")
-                         << text;
+    const QString text = u"new"_s;
+    QTest::newRow("sender") << Change([](Message& m) { m.setSender(u"new"_s); }) << u"sender"_s << text;
+    QTest::newRow("reciever") << Change([](Message& m) { m.setReciever(u"new"_s); }) << u"reciever"_s << text;
+    QTest::newRow("message") << Change([](Message& m) { m.setMessage(u"new"_s); }) << u"message"_s << text;
+    QTest::newRow("uid") << Change([](Message& m) { m.setUid(u"new"_s); }) << u"UID"_s << text;
     QTest::newRow("dt") << Change([](Message& m) { m.setDt(QDateTime(QDate(1999, 12, 31), QTime(23, 59, 59, 999))); })
-                        << QStringLiteral("date") << QStringLiteral("1999-12-31T23:59:59.999");
+                        << u"date"_s << u"1999-12-31T23:59:59.999"_s;
 }
 
 void TstMessage::setters_changeTheirFieldAlone()
@@ -207,11 +204,11 @@ void TstMessage::setters_changeTheirFieldAlone()
 void TstMessage::toVariantMap_hasExactKeysAndValues()
 {
     const QVariantMap expected{
-        {QStringLiteral("date"), QStringLiteral("2024-03-05T07:08:09.010")},
-        {QStringLiteral("message"), QStringLiteral("{\"cmd\":\"open\"}")},
-        {QStringLiteral("reciever"), QStringLiteral("terminal_gui")},
-        {QStringLiteral("sender"), QStringLiteral("cashbox")},
-        {QStringLiteral("UID"), QStringLiteral("u-1")},
+        {u"date"_s, u"2024-03-05T07:08:09.010"_s},
+        {u"message"_s, u"{\"cmd\":\"open\"}"_s},
+        {u"reciever"_s, u"terminal_gui"_s},
+        {u"sender"_s, u"cashbox"_s},
+        {u"UID"_s, u"u-1"_s},
     };
     QCOMPARE(someMessage().toVariantMap(), expected);
 }
@@ -219,14 +216,12 @@ void TstMessage::toVariantMap_hasExactKeysAndValues()
 void TstMessage::toVariantMap_default_hasFiveTexts()
 {
     const QVariantMap map = Message().toVariantMap();
-    QCOMPARE(map.keys(),
-             QStringList({QStringLiteral("UID"), QStringLiteral("date"), QStringLiteral("message"),
-                          QStringLiteral("reciever"), QStringLiteral("sender")}));
+    QCOMPARE(map.keys(), QStringList({u"UID"_s, u"date"_s, u"message"_s, u"reciever"_s, u"sender"_s}));
     for (const QVariant& value : map) {
         QCOMPARE(value.type(), QVariant::String);
     }
-    QCOMPARE(map.value(QStringLiteral("UID")).toString(), QString());
-    QCOMPARE(map.value(QStringLiteral("date")).toString().size(), 23);
+    QCOMPARE(map.value(u"UID"_s).toString(), QString());
+    QCOMPARE(map.value(u"date"_s).toString().size(), 23);
 }
 
 void TstMessage::toVariantMap_asJson_listsCapitalsFirst()
@@ -243,7 +238,7 @@ void TstMessage::toVariantMap_invalidDate_isEmptyText()
 {
     Message message = someMessage();
     message.setDt(QDateTime());
-    const QVariant date = message.toVariantMap().value(QStringLiteral("date"));
+    const QVariant date = message.toVariantMap().value(u"date"_s);
     QCOMPARE(date.type(), QVariant::String);
     QCOMPARE(date.toString(), QString());
 }
@@ -264,26 +259,25 @@ void TstMessage::toVariantMap_dropsTheZone()
     QFETCH(QDateTime, dt);
     Message message;
     message.setDt(dt);
-    QCOMPARE(message.toVariantMap().value(QStringLiteral("date")).toString(),
-             QStringLiteral("2024-03-05T07:08:09.010"));
+    QCOMPARE(message.toVariantMap().value(u"date"_s).toString(), u"2024-03-05T07:08:09.010"_s);
 }
 
 void TstMessage::fromVariantMap_literalMap_fillsEveryField()
 {
     const Message message = Message::fromVariantMap({
-        {QStringLiteral("date"), QStringLiteral("2024-03-05T07:08:09.010")},
-        {QStringLiteral("message"), QStringLiteral("text")},
-        {QStringLiteral("reciever"), QStringLiteral("to")},
-        {QStringLiteral("sender"), QStringLiteral("from")},
-        {QStringLiteral("UID"), QStringLiteral("id")},
-        {QStringLiteral("priority"), 3},
+        {u"date"_s, u"2024-03-05T07:08:09.010"_s},
+        {u"message"_s, u"text"_s},
+        {u"reciever"_s, u"to"_s},
+        {u"sender"_s, u"from"_s},
+        {u"UID"_s, u"id"_s},
+        {u"priority"_s, 3},
     });
     QCOMPARE(message.dt(), someTime());
     QCOMPARE(message.dt().timeSpec(), Qt::LocalTime);
-    QCOMPARE(message.message(), QStringLiteral("text"));
-    QCOMPARE(message.reciever(), QStringLiteral("to"));
-    QCOMPARE(message.sender(), QStringLiteral("from"));
-    QCOMPARE(message.uid(), QStringLiteral("id"));
+    QCOMPARE(message.message(), u"text"_s);
+    QCOMPARE(message.reciever(), u"to"_s);
+    QCOMPARE(message.sender(), u"from"_s);
+    QCOMPARE(message.uid(), u"id"_s);
 }
 
 void TstMessage::fromVariantMap_emptyMap_isEmptyWithInvalidDate()
@@ -294,14 +288,13 @@ void TstMessage::fromVariantMap_emptyMap_isEmptyWithInvalidDate()
     QVERIFY(message.reciever().isEmpty());
     QVERIFY(message.message().isEmpty());
     QVERIFY(message.uid().isEmpty());
-    QCOMPARE(message.toVariantMap().value(QStringLiteral("date")).toString(), QString());
+    QCOMPARE(message.toVariantMap().value(u"date"_s).toString(), QString());
 }
 
 void TstMessage::fromVariantMap_lowerCaseUid_isIgnored()
 {
-    const Message message = Message::fromVariantMap({{QStringLiteral("uid"), QStringLiteral("id")},
-                                                     {QStringLiteral("receiver"), QStringLiteral("to")},
-                                                     {QStringLiteral("Sender"), QStringLiteral("from")}});
+    const Message message =
+        Message::fromVariantMap({{u"uid"_s, u"id"_s}, {u"receiver"_s, u"to"_s}, {u"Sender"_s, u"from"_s}});
     QVERIFY(message.uid().isEmpty());
     QVERIFY(message.reciever().isEmpty());
     QVERIFY(message.sender().isEmpty());
@@ -309,13 +302,13 @@ void TstMessage::fromVariantMap_lowerCaseUid_isIgnored()
 
 void TstMessage::fromVariantMap_valuesWithoutText_areEmpty()
 {
-    const QVariantMap object{{QStringLiteral("a"), 1}};
+    const QVariantMap object{{u"a"_s, 1}};
     const Message message = Message::fromVariantMap({
-        {QStringLiteral("date"), object},
-        {QStringLiteral("message"), object},
-        {QStringLiteral("reciever"), QVariantList{1, 2}},
-        {QStringLiteral("sender"), QVariant()},
-        {QStringLiteral("UID"), QVariant::fromValue(nullptr)},
+        {u"date"_s, object},
+        {u"message"_s, object},
+        {u"reciever"_s, QVariantList{1, 2}},
+        {u"sender"_s, QVariant()},
+        {u"UID"_s, QVariant::fromValue(nullptr)},
     });
     QVERIFY(!message.dt().isValid());
     QVERIFY(message.message().isEmpty());
@@ -326,9 +319,9 @@ void TstMessage::fromVariantMap_valuesWithoutText_areEmpty()
 
 void TstMessage::fromVariantMap_numbersAsText()
 {
-    const Message message = Message::fromVariantMap({{QStringLiteral("UID"), 17}, {QStringLiteral("message"), true}});
-    QCOMPARE(message.uid(), QStringLiteral("17"));
-    QCOMPARE(message.message(), QStringLiteral("true"));
+    const Message message = Message::fromVariantMap({{u"UID"_s, 17}, {u"message"_s, true}});
+    QCOMPARE(message.uid(), u"17"_s);
+    QCOMPARE(message.message(), u"true"_s);
 }
 
 void TstMessage::fromVariantMap_date_data()
@@ -379,7 +372,7 @@ void TstMessage::fromVariantMap_date()
 {
     QFETCH(QString, text);
     QFETCH(QDateTime, dt);
-    const Message message = Message::fromVariantMap({{QStringLiteral("date"), text}});
+    const Message message = Message::fromVariantMap({{u"date"_s, text}});
     QCOMPARE(message.dt().isValid(), dt.isValid());
     QCOMPARE(message.dt(), dt);
 }
@@ -396,8 +389,8 @@ void TstMessage::roundTrip_textsOfAllKinds_data()
 {
     QTest::addColumn<QString>("text");
     QTest::newRow("empty") << QString();
-    QTest::newRow("blank") << QStringLiteral(" ");
-    QTest::newRow("lines") << QStringLiteral("a\r\nb\tc");
+    QTest::newRow("blank") << u" "_s;
+    QTest::newRow("lines") << u"a\r\nb\tc"_s;
     QTest::newRow("beyond Latin-1") << QString::fromUtf8("\u0416\u20ac");
     QTest::newRow("beyond 16 bits") << QString::fromUcs4(U"\U0001F3AB", 1);
     QTest::newRow("zero") << QString(QChar(u'\0'));
@@ -420,10 +413,10 @@ void TstMessage::roundTrip_textsOfAllKinds()
 void TstMessage::dates_withOtherDefaultLocale_data()
 {
     QTest::addColumn<QString>("locale");
-    QTest::newRow("Egypt") << QStringLiteral("ar_EG");
-    QTest::newRow("Iran") << QStringLiteral("fa_IR");
-    QTest::newRow("Nepal") << QStringLiteral("ne_NP");
-    QTest::newRow("Germany") << QStringLiteral("de_DE");
+    QTest::newRow("Egypt") << u"ar_EG"_s;
+    QTest::newRow("Iran") << u"fa_IR"_s;
+    QTest::newRow("Nepal") << u"ne_NP"_s;
+    QTest::newRow("Germany") << u"de_DE"_s;
 }
 
 void TstMessage::dates_withOtherDefaultLocale()
@@ -431,19 +424,18 @@ void TstMessage::dates_withOtherDefaultLocale()
     QFETCH(QString, locale);
     QLocale::setDefault(QLocale(locale));
     QCOMPARE(QLocale().name(), locale);
-    QCOMPARE(someMessage().toVariantMap().value(QStringLiteral("date")).toString(),
-             QStringLiteral("2024-03-05T07:08:09.010"));
-    const QVariantMap map{{QStringLiteral("date"), QStringLiteral("2024-03-05T07:08:09.010")}};
+    QCOMPARE(someMessage().toVariantMap().value(u"date"_s).toString(), u"2024-03-05T07:08:09.010"_s);
+    const QVariantMap map{{u"date"_s, u"2024-03-05T07:08:09.010"_s}};
     QCOMPARE(Message::fromVariantMap(map).dt(), someTime());
 }
 
 void TstMessage::dates_hourThatComesTwice_keepTheirText()
 {
     setZone("Europe/Berlin");
-    const QVariantMap map{{QStringLiteral("date"), QStringLiteral("2023-10-29T02:30:00.000")}};
+    const QVariantMap map{{u"date"_s, u"2023-10-29T02:30:00.000"_s}};
     const Message message = Message::fromVariantMap(map);
     QVERIFY(message.dt().isValid());
-    QCOMPARE(message.toVariantMap().value(QStringLiteral("date")), map.first());
+    QCOMPARE(message.toVariantMap().value(u"date"_s), map.first());
     QCOMPARE(Message::fromVariantMap(message.toVariantMap()), message);
 }
 
@@ -451,8 +443,8 @@ void TstMessage::dates_hourThatIsSkipped_data()
 {
     QTest::addColumn<QString>("zone");
     QTest::addColumn<bool>("valid");
-    QTest::newRow("skipped here") << QStringLiteral("Europe/Berlin") << false;
-    QTest::newRow("not skipped here") << QStringLiteral("UTC") << true;
+    QTest::newRow("skipped here") << u"Europe/Berlin"_s << false;
+    QTest::newRow("not skipped here") << u"UTC"_s << true;
 }
 
 // There is no such local time, so there is no valid date-time for it either, and it must not turn into another hour.
@@ -461,11 +453,10 @@ void TstMessage::dates_hourThatIsSkipped()
     QFETCH(QString, zone);
     QFETCH(bool, valid);
     setZone(zone.toLatin1());
-    const QVariantMap map{{QStringLiteral("date"), QStringLiteral("2023-03-26T02:30:00.000")}};
+    const QVariantMap map{{u"date"_s, u"2023-03-26T02:30:00.000"_s}};
     const Message message = Message::fromVariantMap(map);
     QCOMPARE(message.dt().isValid(), valid);
-    QCOMPARE(message.toVariantMap().value(QStringLiteral("date")).toString(),
-             valid ? map.first().toString() : QString());
+    QCOMPARE(message.toVariantMap().value(u"date"_s).toString(), valid ? map.first().toString() : QString());
 }
 
 void TstMessage::genUid_form()
@@ -486,18 +477,17 @@ void TstMessage::genUid_isMadeOfTheIngredients_data()
     QTest::addColumn<QString>("text");
     const QDate date(2024, 3, 5);
     const QTime time(7, 8, 9, 999);
-    const QString text = QStringLiteral("text");
-    QTest::newRow("local") << QDateTime(date, time) << QStringLiteral("2024-03-05T07:08:09") << text;
-    QTest::newRow("UTC") << QDateTime(date, time, Qt::UTC) << QStringLiteral("2024-03-05T07:08:09Z") << text;
-    QTest::newRow("east") << QDateTime(date, time, Qt::OffsetFromUTC, 3 * 3600 + 1800)
-                          << QStringLiteral("2024-03-05T07:08:09+03:30") << text;
-    QTest::newRow("west") << QDateTime(date, time, Qt::OffsetFromUTC, -5 * 3600)
-                          << QStringLiteral("2024-03-05T07:08:09-05:00") << text;
+    const QString text = u"text"_s;
+    QTest::newRow("local") << QDateTime(date, time) << u"2024-03-05T07:08:09"_s << text;
+    QTest::newRow("UTC") << QDateTime(date, time, Qt::UTC) << u"2024-03-05T07:08:09Z"_s << text;
+    QTest::newRow("east") << QDateTime(date, time, Qt::OffsetFromUTC, 3 * 3600 + 1800) << u"2024-03-05T07:08:09+03:30"_s
+                          << text;
+    QTest::newRow("west") << QDateTime(date, time, Qt::OffsetFromUTC, -5 * 3600) << u"2024-03-05T07:08:09-05:00"_s
+                          << text;
     QTest::newRow("no date") << QDateTime() << QString() << text;
-    QTest::newRow("beyond Latin-1") << QDateTime(date, time) << QStringLiteral("2024-03-05T07:08:09")
+    QTest::newRow("beyond Latin-1") << QDateTime(date, time) << u"2024-03-05T07:08:09"_s
                                     << QString::fromUtf8("\u0416\u20ac");
-    QTest::newRow("placeholder") << QDateTime(date, time) << QStringLiteral("2024-03-05T07:08:09")
-                                 << QStringLiteral("%1%2");
+    QTest::newRow("placeholder") << QDateTime(date, time) << u"2024-03-05T07:08:09"_s << u"%1%2"_s;
 }
 
 void TstMessage::genUid_isMadeOfTheIngredients()
@@ -505,7 +495,7 @@ void TstMessage::genUid_isMadeOfTheIngredients()
     QFETCH(QDateTime, dt);
     QFETCH(QString, isoTime);
     QFETCH(QString, text);
-    QLocale::setDefault(QLocale(QStringLiteral("ar_EG")));
+    QLocale::setDefault(QLocale(u"ar_EG"_s));
     Message message = someMessage();
     message.setDt(dt);
     message.setMessage(text);
@@ -518,7 +508,7 @@ void TstMessage::genUid_isMadeOfTheIngredients()
 void TstMessage::genUid_ignoresUidField()
 {
     Message named = someMessage();
-    named.setUid(QStringLiteral("another"));
+    named.setUid(u"another"_s);
     const QStringList uids = uidsOfOneMillisecond({someMessage(), named});
     QCOMPARE(uids.first(), uids.last());
 }
@@ -539,9 +529,9 @@ void TstMessage::genUid_withinOneMillisecond_isTheSame()
 void TstMessage::genUid_ofDifferentMessages_differs()
 {
     QList<Message> messages{someMessage(), someMessage(), someMessage(), someMessage(), someMessage()};
-    messages[1].setSender(QStringLiteral("printer"));
-    messages[2].setReciever(QStringLiteral("printer"));
-    messages[3].setMessage(QStringLiteral("printer"));
+    messages[1].setSender(u"printer"_s);
+    messages[2].setReciever(u"printer"_s);
+    messages[3].setMessage(u"printer"_s);
     messages[4].setDt(someTime().addSecs(1));
     const QStringList uids = uidsOfOneMillisecond(messages);
     QCOMPARE(QSet<QString>(uids.cbegin(), uids.cend()).size(), messages.size());
@@ -612,7 +602,7 @@ void TstMessage::msgKey_ignoresDateAndText()
     QVERIFY(later != someMessage());
     QCOMPARE(later.msgKey(), someMessage().msgKey());
     Message otherText = someMessage();
-    otherText.setMessage(QStringLiteral("other"));
+    otherText.setMessage(u"other"_s);
     QVERIFY(otherText != someMessage());
     QCOMPARE(otherText.msgKey(), someMessage().msgKey());
 }
@@ -620,12 +610,12 @@ void TstMessage::msgKey_ignoresDateAndText()
 void TstMessage::compare_singleField_data()
 {
     QTest::addColumn<Change>("change");
-    QTest::newRow("sender") << Change([](Message& m) { m.setSender(QStringLiteral("x")); });
-    QTest::newRow("reciever") << Change([](Message& m) { m.setReciever(QStringLiteral("x")); });
+    QTest::newRow("sender") << Change([](Message& m) { m.setSender(u"x"_s); });
+    QTest::newRow("reciever") << Change([](Message& m) { m.setReciever(u"x"_s); });
     QTest::newRow("dt") << Change([](Message& m) { m.setDt(m.dt().addMSecs(1)); });
     QTest::newRow("no dt") << Change([](Message& m) { m.setDt(QDateTime()); });
-    QTest::newRow("message") << Change([](Message& m) { m.setMessage(QStringLiteral("x")); });
-    QTest::newRow("uid") << Change([](Message& m) { m.setUid(QStringLiteral("x")); });
+    QTest::newRow("message") << Change([](Message& m) { m.setMessage(u"x"_s); });
+    QTest::newRow("uid") << Change([](Message& m) { m.setUid(u"x"_s); });
 }
 
 void TstMessage::compare_singleField()
@@ -654,9 +644,9 @@ void TstMessage::copy_sharesTexts()
     Message assigned;
     assigned = message;
     QCOMPARE(assigned.message().constData(), data);
-    assigned.setMessage(QStringLiteral("changed"));
+    assigned.setMessage(u"changed"_s);
     QCOMPARE(message, someMessage());
-    QCOMPARE(message.toVariantMap().value(QStringLiteral("message")).toString().constData(), data);
+    QCOMPARE(message.toVariantMap().value(u"message"_s).toString().constData(), data);
 }
 
 void TstMessage::move_keepsValues()
@@ -673,15 +663,14 @@ void TstMessage::move_keepsValues()
 void TstMessage::msgKey_ofLongFields_isNotFilledIn()
 {
     Message message;
-    message.setSender(QStringLiteral("%2").repeated(64));
-    message.setReciever(QStringLiteral("r").repeated(128));
-    QCOMPARE(message.msgKey(),
-             QStringLiteral("r").repeated(64 * 128) + QLatin1Char('.') + message.reciever() + QLatin1Char('.'));
-    message.setUid(QStringLiteral("u"));
-    QCOMPARE(message.msgKey(), message.sender() + QLatin1Char('.') + message.reciever() + QStringLiteral(".u"));
-    message.setSender(QStringLiteral("%2").repeated(65536));
-    message.setReciever(QStringLiteral("r").repeated(65537));
-    QCOMPARE(message.msgKey(), message.sender() + QLatin1Char('.') + message.reciever() + QStringLiteral(".u"));
+    message.setSender(u"%2"_s.repeated(64));
+    message.setReciever(u"r"_s.repeated(128));
+    QCOMPARE(message.msgKey(), u"r"_s.repeated(64 * 128) + QLatin1Char('.') + message.reciever() + QLatin1Char('.'));
+    message.setUid(u"u"_s);
+    QCOMPARE(message.msgKey(), message.sender() + QLatin1Char('.') + message.reciever() + u".u"_s);
+    message.setSender(u"%2"_s.repeated(65536));
+    message.setReciever(u"r"_s.repeated(65537));
+    QCOMPARE(message.msgKey(), message.sender() + QLatin1Char('.') + message.reciever() + u".u"_s);
 }
 
 QTEST_GUILESS_MAIN(TstMessage)

@@ -1,5 +1,6 @@
 #include "records/tarvexerror.h"
 
+#include "literals.h"
 #include "markingtranslator.h"
 
 #include <QTest>
@@ -57,7 +58,7 @@ private Q_SLOTS:
 void TstTarvexError::table_beforeFirstUse_isEmpty()
 {
     QCOMPARE(ErrorTable::size(), 0);
-    const TarvexError given(TarvexError::UnsupportedRequest, QStringLiteral("own text"));
+    const TarvexError given(TarvexError::UnsupportedRequest, u"own text"_s);
     QCOMPARE(ErrorTable::size(), 0);
     TarvexError::prepareErrors();
     QCOMPARE(ErrorTable::size(), 8);
@@ -80,13 +81,13 @@ void TstTarvexError::construct_fromCode_takesTextFromTable_data()
     QTest::addColumn<int>("code");
     QTest::addColumn<QString>("text");
     QTest::newRow("none") << 0 << QString();
-    QTest::newRow("size") << 1 << QStringLiteral("Incorret request size");
-    QTest::newRow("data") << 2 << QStringLiteral("Incorrect request data");
-    QTest::newRow("client") << 3 << QStringLiteral("Unregisterd client");
-    QTest::newRow("request") << 4 << QStringLiteral("Unsupported request");
-    QTest::newRow("settings") << 5 << QStringLiteral("There are no settings for client");
-    QTest::newRow("storage") << 256 << QStringLiteral("Invalid data storage");
-    QTest::newRow("access") << 512 << QStringLiteral("Storage access error");
+    QTest::newRow("size") << 1 << u"Incorret request size"_s;
+    QTest::newRow("data") << 2 << u"Incorrect request data"_s;
+    QTest::newRow("client") << 3 << u"Unregisterd client"_s;
+    QTest::newRow("request") << 4 << u"Unsupported request"_s;
+    QTest::newRow("settings") << 5 << u"There are no settings for client"_s;
+    QTest::newRow("storage") << 256 << u"Invalid data storage"_s;
+    QTest::newRow("access") << 512 << u"Storage access error"_s;
 }
 
 void TstTarvexError::construct_fromCode_takesTextFromTable()
@@ -122,9 +123,9 @@ void TstTarvexError::table_isTranslatedWhenItIsBuilt()
 
 void TstTarvexError::construct_fromCodeAndText_keepsText()
 {
-    const TarvexError error(TarvexError::UnsupportedRequest, QStringLiteral("own text"));
+    const TarvexError error(TarvexError::UnsupportedRequest, u"own text"_s);
     QCOMPARE(error.error(), TarvexError::UnsupportedRequest);
-    QCOMPARE(error.description(), QStringLiteral("own text"));
+    QCOMPARE(error.description(), u"own text"_s);
 }
 
 void TstTarvexError::construct_fromUnknownCode_entersItIntoTable()
@@ -143,21 +144,21 @@ void TstTarvexError::setError_leavesDescription()
     TarvexError error(TarvexError::IncorrectRequestData);
     error.setError(TarvexError::UnregisteredClient);
     QCOMPARE(error.error(), TarvexError::UnregisteredClient);
-    QCOMPARE(error.description(), QStringLiteral("Incorrect request data"));
+    QCOMPARE(error.description(), u"Incorrect request data"_s);
 }
 
 void TstTarvexError::setDescription_leavesCode()
 {
     TarvexError error(TarvexError::StorageAccessError);
-    error.setDescription(QStringLiteral("disk full"));
+    error.setDescription(u"disk full"_s);
     QCOMPARE(error.error(), TarvexError::StorageAccessError);
-    QCOMPARE(error.description(), QStringLiteral("disk full"));
+    QCOMPARE(error.description(), u"disk full"_s);
 }
 
 void TstTarvexError::compare_ignoresDescription()
 {
     TarvexError plain(TarvexError::IncorrectRequestSize);
-    const TarvexError other(TarvexError::IncorrectRequestSize, QStringLiteral("another text"));
+    const TarvexError other(TarvexError::IncorrectRequestSize, u"another text"_s);
     QVERIFY(plain == other);
     QVERIFY(!(plain != other));
     QVERIFY(plain != TarvexError(TarvexError::IncorrectRequestData));

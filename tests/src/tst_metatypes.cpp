@@ -4,6 +4,7 @@
 #include "records/message.h"
 #include "records/tarvexerror.h"
 
+#include "literals.h"
 #include "logcapture.h"
 
 #include <QAbstractSocket>
@@ -146,17 +147,17 @@ void TstMetaTypes::queuedConnection_byShortName_delivers()
     QVERIFY(QObject::connect(&sender, signal.constData(), &receiver, slot.constData()));
 
     Message message;
-    message.setMessage(QStringLiteral("hello"));
+    message.setMessage(u"hello"_s);
     ClientSettings settings;
-    settings.setOwner(QStringLiteral("cashbox"));
+    settings.setOwner(u"cashbox"_s);
     ClientState state;
-    state.setState(QStringLiteral("open"));
+    state.setState(u"open"_s);
     Q_EMIT sender.messageMade(message);
     Q_EMIT sender.settingsMade(settings);
     Q_EMIT sender.settingsListMade({ClientSettings(), settings});
     Q_EMIT sender.stateMade(state);
-    Q_EMIT sender.errorMade(TarvexError(TarvexError::NoError, QStringLiteral("bad")));
-    Q_EMIT sender.pairsMade({{QStringLiteral("door"), 1}, {QStringLiteral("printer"), 3}});
+    Q_EMIT sender.errorMade(TarvexError(TarvexError::NoError, u"bad"_s));
+    Q_EMIT sender.pairsMade({{u"door"_s, 1}, {u"printer"_s, 3}});
     Q_EMIT sender.socketErrorMade(QAbstractSocket::RemoteHostClosedError);
     // Only now, because starting a thread is what the thread sanitizer sees; Qt's queue it does not.
     thread.start();

@@ -1,6 +1,7 @@
 #include "tarvexlib.h"
 
 #include "appversionmanager.h"
+#include "literals.h"
 
 #include <QDateTime>
 #include <QTest>
@@ -10,7 +11,7 @@ using wexcor::AppVersionManager;
 
 namespace {
 
-const QString NAME = QStringLiteral("tarvexlib");
+const QString NAME = u"tarvexlib"_s;
 
 } // namespace
 
@@ -32,7 +33,7 @@ void TstTarvexLib::registry_atLoad_holdsTheLibrary()
 {
     QCOMPARE(AppVersionManager::versions().keys(), QStringList{NAME});
     QCOMPARE(AppVersionManager::localisations(), QStringList{NAME});
-    QCOMPARE(AppVersionManager::version(NAME).version(), QStringLiteral("5.0.28"));
+    QCOMPARE(AppVersionManager::version(NAME).version(), u"5.0.28"_s);
     QVERIFY(AppVersionManager::version(NAME).isValid());
 }
 
@@ -40,7 +41,7 @@ void TstTarvexLib::version_isThatOfTheLibrary()
 {
     const wexcor::AppVersion version = TarvexLib::version();
     QVERIFY(version.isValid());
-    QCOMPARE(version.version(), QStringLiteral("5.0.28"));
+    QCOMPARE(version.version(), u"5.0.28"_s);
     QCOMPARE(AppVersionManager::version(NAME).version(), version.version());
     QCOMPARE(AppVersionManager::version(NAME).buildTime(), version.buildTime());
 }
@@ -50,7 +51,7 @@ void TstTarvexLib::version_buildTimeIsIso()
     const QString text = TarvexLib::version().buildTime();
     const QDateTime buildTime = QDateTime::fromString(text, Qt::ISODate);
     QVERIFY2(buildTime.isValid(), qPrintable(text));
-    QCOMPARE(buildTime.toString(QStringLiteral("yyyy-MM-ddThh:mm:ss")), text);
+    QCOMPARE(buildTime.toString(u"yyyy-MM-ddThh:mm:ss"_s), text);
 }
 
 void TstTarvexLib::version_isReturnedByCopy()
@@ -68,17 +69,17 @@ void TstTarvexLib::secondInstance_changesNothing()
     const TarvexLib second;
     QCOMPARE(AppVersionManager::versions().keys(), QStringList{NAME});
     QCOMPARE(AppVersionManager::localisations(), QStringList{NAME});
-    QCOMPARE(TarvexLib::version().version(), QStringLiteral("5.0.28"));
+    QCOMPARE(TarvexLib::version().version(), u"5.0.28"_s);
     QCOMPARE(TarvexLib::version().buildTime(), buildTime);
 }
 
 void TstTarvexLib::secondInstance_doesNotRegisterTheVersionAgain()
 {
     const wexcor::AppVersion ours = AppVersionManager::version(NAME);
-    AppVersionManager::addVersion(NAME, wexcor::AppVersion(QStringLiteral("0.1"), QStringLiteral("then")));
+    AppVersionManager::addVersion(NAME, wexcor::AppVersion(u"0.1"_s, u"then"_s));
     const TarvexLib another;
-    QCOMPARE(AppVersionManager::version(NAME).version(), QStringLiteral("0.1"));
-    QCOMPARE(TarvexLib::version().version(), QStringLiteral("5.0.28"));
+    QCOMPARE(AppVersionManager::version(NAME).version(), u"0.1"_s);
+    QCOMPARE(TarvexLib::version().version(), u"5.0.28"_s);
     AppVersionManager::addVersion(NAME, ours);
 }
 

@@ -1,5 +1,6 @@
 #include "statewrapper/abstractstatewrapper.h"
 
+#include "literals.h"
 #include "logcapture.h"
 #include "markingtranslator.h"
 #include "virtualtable.h"
@@ -80,7 +81,7 @@ public:
     int readOnly() const { return 7; }
 
     int m_a = 1;
-    QString m_b = QStringLiteral("x");
+    QString m_b = u"x"_s;
 };
 
 /// Exactly the properties "a" and "b".
@@ -91,7 +92,7 @@ class TwoState : public PlainState
     Q_PROPERTY(int a MEMBER m_a)
 public:
     int m_a = 1;
-    QString m_b = QStringLiteral("x");
+    QString m_b = u"x"_s;
 };
 
 class DerivedState : public TwoState
@@ -109,8 +110,8 @@ class RedeclaringState : public TwoState
     Q_PROPERTY(QString a MEMBER m_text)
     Q_PROPERTY(QString objectName MEMBER m_name)
 public:
-    QString m_text = QStringLiteral("own");
-    QString m_name = QStringLiteral("own name");
+    QString m_text = u"own"_s;
+    QString m_name = u"own name"_s;
 };
 
 /// One property of each kind.
@@ -147,19 +148,19 @@ public:
     int m_resettable = 0;
     qlonglong m_large = 1;
     double m_real = 0.5;
-    QString m_text = QStringLiteral("text");
+    QString m_text = u"text"_s;
     QByteArray m_bytes = "bytes";
     QDateTime m_moment{QDate(2024, 5, 1), QTime(1, 2, 3, 4)};
     QDate m_day{2024, 5, 1};
-    QStringList m_texts{QStringLiteral("x")};
+    QStringList m_texts{u"x"_s};
     QVariantList m_list{1};
-    QVariantMap m_map{{QStringLiteral("k"), 1}};
+    QVariantMap m_map{{u"k"_s, 1}};
     QList<int> m_numbers{1};
     QVariant m_any = 1;
-    QUuid m_uuid{QStringLiteral("{67c8770b-44f1-410a-ab9a-f9b5446f13ee}")};
-    QUrl m_url{QStringLiteral("http://127.0.0.1/a")};
+    QUuid m_uuid{u"{67c8770b-44f1-410a-ab9a-f9b5446f13ee}"_s};
+    QUrl m_url{u"http://127.0.0.1/a"_s};
     Pair m_pair{1, -1};
-    Label m_label{QStringLiteral("label")};
+    Label m_label{u"label"_s};
 };
 
 class EnumState : public PlainState
@@ -243,7 +244,7 @@ public:
 
     QByteArray toByteArray() const override { return m_useBytes ? m_bytes : TwoState::toByteArray(); }
 
-    QVariantMap m_map{{QStringLiteral("own"), 1}};
+    QVariantMap m_map{{u"own"_s, 1}};
     QByteArray m_bytes;
     bool m_useBytes = false;
 };
@@ -286,7 +287,7 @@ bool canBeRead(AbstractStateWrapper& state, std::thread& reader)
     std::promise<void> done;
     std::future<void> isDone = done.get_future();
     reader = std::thread([&state, promise = std::move(done)]() mutable {
-        state.value(QStringLiteral("a"));
+        state.value(u"a"_s);
         promise.set_value();
     });
     return isDone.wait_for(MOMENT) == std::future_status::ready;
@@ -451,9 +452,9 @@ void TstAbstractStateWrapper::setValue_declaredProperty_writesIt()
 {
     const LogCapture log;
     TwoState state;
-    state.setValue(QStringLiteral("a"), 5);
+    state.setValue(u"a"_s, 5);
     QCOMPARE(state.m_a, 5);
-    QCOMPARE(state.m_b, QStringLiteral("x"));
+    QCOMPARE(state.m_b, u"x"_s);
     QCOMPARE(log.texts(), QStringList());
 }
 
@@ -461,22 +462,22 @@ void TstAbstractStateWrapper::setValue_ofOtherName_isReportedAndChangesNothing_d
 {
     QTest::addColumn<QString>("name");
 
-    QTest::newRow("unknown") << QStringLiteral("unknown");
+    QTest::newRow("unknown") << u"unknown"_s;
     QTest::newRow("empty") << QString();
-    QTest::newRow("another case") << QStringLiteral("A");
-    QTest::newRow("a blank more") << QStringLiteral("a ");
-    QTest::newRow("dynamic") << QStringLiteral("dynamic");
-    QTest::newRow("objectName") << QStringLiteral("objectName");
-    QTest::newRow("not Latin-1") << QStringLiteral("цена");
-    QTest::newRow("Latin-1 beyond ASCII") << QStringLiteral("größe");
-    QTest::newRow("a placeholder") << QStringLiteral("%1 %2");
+    QTest::newRow("another case") << u"A"_s;
+    QTest::newRow("a blank more") << u"a "_s;
+    QTest::newRow("dynamic") << u"dynamic"_s;
+    QTest::newRow("objectName") << u"objectName"_s;
+    QTest::newRow("not Latin-1") << u"цена"_s;
+    QTest::newRow("Latin-1 beyond ASCII") << u"größe"_s;
+    QTest::newRow("a placeholder") << u"%1 %2"_s;
 }
 
 void TstAbstractStateWrapper::setValue_ofOtherName_isReportedAndChangesNothing()
 {
     QFETCH(QString, name);
     DerivedState state;
-    state.setObjectName(QStringLiteral("name"));
+    state.setObjectName(u"name"_s);
     state.setProperty("dynamic", 9);
     const QVariantMap before = state.toMap();
     const LogCapture log;
@@ -486,10 +487,10 @@ void TstAbstractStateWrapper::setValue_ofOtherName_isReportedAndChangesNothing()
     const QList<LogCapture::Line> lines = log.lines();
     QCOMPARE(lines.size(), 1);
     QCOMPARE(lines.first().type, QtWarningMsg);
-    QCOMPARE(lines.first().category, QStringLiteral("default"));
-    QCOMPARE(lines.first().text, QStringLiteral("There is no property ") + name);
+    QCOMPARE(lines.first().category, u"default"_s);
+    QCOMPARE(lines.first().text, u"There is no property "_s + name);
     QCOMPARE(state.toMap(), before);
-    QCOMPARE(state.objectName(), QStringLiteral("name"));
+    QCOMPARE(state.objectName(), u"name"_s);
     QCOMPARE(state.property("dynamic"), QVariant(9));
     QCOMPARE(state.dynamicPropertyNames(), QList<QByteArray>{"dynamic"});
 }
@@ -499,19 +500,18 @@ void TstAbstractStateWrapper::setValue_ofOtherName_isReportedTranslated()
     TwoState state;
     const MarkingTranslator translator;
     const LogCapture log;
-    state.setValue(QStringLiteral("unknown"), 5);
-    const QString text = QStringLiteral("There is no property unknown");
-    QCOMPARE(log.texts(),
-             QStringList(QStringLiteral("warning: ") + MarkingTranslator::marked("AbstractStateWrapper", text)));
+    state.setValue(u"unknown"_s, 5);
+    const QString text = u"There is no property unknown"_s;
+    QCOMPARE(log.texts(), QStringList(u"warning: "_s + MarkingTranslator::marked("AbstractStateWrapper", text)));
 }
 
 void TstAbstractStateWrapper::setValue_ofBaseClassProperty_writesIt()
 {
     const LogCapture log;
     DerivedState state;
-    state.setValue(QStringLiteral("a"), 5);
+    state.setValue(u"a"_s, 5);
     QCOMPARE(state.m_a, 5);
-    QCOMPARE(state.value(QStringLiteral("a")), QVariant(5));
+    QCOMPARE(state.value(u"a"_s), QVariant(5));
     QCOMPARE(log.texts(), QStringList());
 }
 
@@ -519,19 +519,19 @@ void TstAbstractStateWrapper::setValue_readOnlyProperty_isIgnoredSilently()
 {
     const LogCapture log;
     AbState state;
-    state.setValue(QStringLiteral("readOnly"), 8);
-    QCOMPARE(state.value(QStringLiteral("readOnly")), QVariant(7));
+    state.setValue(u"readOnly"_s, 8);
+    QCOMPARE(state.value(u"readOnly"_s), QVariant(7));
     QCOMPARE(log.texts(), QStringList());
 }
 
 void TstAbstractStateWrapper::setValue_redeclaredProperty_writesTheOwnOne()
 {
     RedeclaringState state;
-    state.setValue(QStringLiteral("a"), QStringLiteral("new"));
-    state.setValue(QStringLiteral("objectName"), QStringLiteral("new name"));
-    QCOMPARE(state.m_text, QStringLiteral("new"));
+    state.setValue(u"a"_s, u"new"_s);
+    state.setValue(u"objectName"_s, u"new name"_s);
+    QCOMPARE(state.m_text, u"new"_s);
     QCOMPARE(state.m_a, 1);
-    QCOMPARE(state.m_name, QStringLiteral("new name"));
+    QCOMPARE(state.m_name, u"new name"_s);
     QCOMPARE(state.objectName(), QString());
 }
 
@@ -546,42 +546,40 @@ void TstAbstractStateWrapper::setValue_convertsAsTheMetaPropertyDoes_data()
     const auto row = [](const char* tag, const char* name, const QVariant& written, const QVariant& expected) {
         QTest::newRow(tag) << QString::fromLatin1(name) << written << expected;
     };
-    row("text of a number", "number", QStringLiteral("77"), 77);
-    row("text of no number", "number", QStringLiteral("seven"), 1);
+    row("text of a number", "number", u"77"_s, 77);
+    row("text of no number", "number", u"seven"_s, 1);
     row("real, rounded", "number", 3.7, 4);
     row("bool as number", "number", true, 1);
-    row("map as number", "number", QVariantMap{{QStringLiteral("k"), 1}}, 1);
+    row("map as number", "number", QVariantMap{{u"k"_s, 1}}, 1);
     row("invalid as number", "number", QVariant(), 0);
     row("invalid, with a reset", "resettable", QVariant(), -1);
     row("large number", "large", 9007199254740993LL, 9007199254740993LL);
-    row("text false", "flag", QStringLiteral("false"), false);
-    row("any other text", "flag", QStringLiteral("yes"), true);
-    row("number as text", "text", 5, QStringLiteral("5"));
-    row("map as text", "text", QVariantMap{{QStringLiteral("k"), 1}}, QStringLiteral("text"));
+    row("text false", "flag", u"false"_s, false);
+    row("any other text", "flag", u"yes"_s, true);
+    row("number as text", "text", 5, u"5"_s);
+    row("map as text", "text", QVariantMap{{u"k"_s, 1}}, u"text"_s);
     row("invalid as text", "text", QVariant(), QString());
-    row("text as bytes", "bytes", QStringLiteral("цена"), QStringLiteral("цена").toUtf8());
-    row("text as real", "real", QStringLiteral("1.25"), 1.25);
-    row("comma in a real", "real", QStringLiteral("1,25"), 0.5);
+    row("text as bytes", "bytes", u"цена"_s, u"цена"_s.toUtf8());
+    row("text as real", "real", u"1.25"_s, 1.25);
+    row("comma in a real", "real", u"1,25"_s, 0.5);
     row("date-time, unchanged", "moment", utc, utc);
-    row("date-time of a text", "moment", QStringLiteral("2024-05-01T01:02:03.456Z"), utc);
-    row("date-time of no date", "moment", QStringLiteral("soon"), before);
+    row("date-time of a text", "moment", u"2024-05-01T01:02:03.456Z"_s, utc);
+    row("date-time of no date", "moment", u"soon"_s, before);
     row("date-time of a date", "moment", QDate(2024, 5, 2), QDateTime(QDate(2024, 5, 2), QTime(0, 0)));
     row("invalid date-time", "moment", QVariant(), QDateTime());
-    row("texts of a list", "texts", QVariantList{QStringLiteral("a"), 1},
-        QStringList{QStringLiteral("a"), QStringLiteral("1")});
-    row("texts of a text", "texts", QStringLiteral("a"), QStringList{QStringLiteral("a")});
-    row("list of texts", "list", QStringList{QStringLiteral("a")}, QVariantList{QStringLiteral("a")});
+    row("texts of a list", "texts", QVariantList{u"a"_s, 1}, QStringList{u"a"_s, u"1"_s});
+    row("texts of a text", "texts", u"a"_s, QStringList{u"a"_s});
+    row("list of texts", "list", QStringList{u"a"_s}, QVariantList{u"a"_s});
     row("list of a number", "list", 5, QVariantList{1});
     row("list of numbers, unchanged", "numbers", QVariant::fromValue(QList<int>{4, 5}),
         QVariant::fromValue(QList<int>{4, 5}));
     row("numbers of a list", "numbers", QVariantList{4, 5}, QVariant::fromValue(QList<int>{1}));
-    row("map of a hash", "map", QVariantHash{{QStringLiteral("z"), 1}}, QVariantMap{{QStringLiteral("z"), 1}});
-    row("anything", "any", QStringList{QStringLiteral("a")}, QStringList{QStringLiteral("a")});
-    row("own type with converter, of a text", "label", QStringLiteral("new"),
-        QVariant::fromValue(Label{QStringLiteral("new")}));
-    row("own type with converter, of a number", "label", 5, QVariant::fromValue(Label{QStringLiteral("label")}));
+    row("map of a hash", "map", QVariantHash{{u"z"_s, 1}}, QVariantMap{{u"z"_s, 1}});
+    row("anything", "any", QStringList{u"a"_s}, QStringList{u"a"_s});
+    row("own type with converter, of a text", "label", u"new"_s, QVariant::fromValue(Label{u"new"_s}));
+    row("own type with converter, of a number", "label", 5, QVariant::fromValue(Label{u"label"_s}));
     row("own type", "pair", QVariant::fromValue(Pair{2, -2}), QVariant::fromValue(Pair{2, -2}));
-    row("own type, of a text", "pair", QStringLiteral("2"), QVariant::fromValue(Pair{1, -1}));
+    row("own type, of a text", "pair", u"2"_s, QVariant::fromValue(Pair{1, -1}));
     row("own type, invalid", "pair", QVariant(), QVariant::fromValue(Pair{}));
 }
 
@@ -618,14 +616,14 @@ void TstAbstractStateWrapper::setValue_enumerator_byNameNumberAndValue_data()
     QTest::addColumn<QVariant>("written");
     QTest::addColumn<int>("expected");
 
-    const QString cover = QStringLiteral("cover");
-    const QString parts = QStringLiteral("parts");
-    QTest::newRow("name") << cover << QVariant(QStringLiteral("Closed")) << int(EnumState::Closed);
-    QTest::newRow("unknown name") << cover << QVariant(QStringLiteral("Ajar")) << int(EnumState::Open);
+    const QString cover = u"cover"_s;
+    const QString parts = u"parts"_s;
+    QTest::newRow("name") << cover << QVariant(u"Closed"_s) << int(EnumState::Closed);
+    QTest::newRow("unknown name") << cover << QVariant(u"Ajar"_s) << int(EnumState::Open);
     QTest::newRow("number") << cover << QVariant(0) << int(EnumState::Closed);
     QTest::newRow("number of none") << cover << QVariant(3) << 3;
     QTest::newRow("value") << cover << QVariant::fromValue(EnumState::Closed) << int(EnumState::Closed);
-    QTest::newRow("names of flags") << parts << QVariant(QStringLiteral("Head|Cutter")) << 3;
+    QTest::newRow("names of flags") << parts << QVariant(u"Head|Cutter"_s) << 3;
     QTest::newRow("number of flags") << parts << QVariant(2) << 2;
     QTest::newRow("flags") << parts << QVariant::fromValue(EnumState::Parts(EnumState::Cutter)) << 2;
 }
@@ -648,7 +646,7 @@ void TstAbstractStateWrapper::setValue_callsTheSetterInTheCallingThread()
     UnrulyState unruly([&setter] { setter = std::this_thread::get_id(); });
     std::thread([&unruly, &caller] {
         caller = std::this_thread::get_id();
-        unruly.setValue(QStringLiteral("releasing"), 1);
+        unruly.setValue(u"releasing"_s, 1);
     }).join();
     QVERIFY(setter != std::thread::id());
     QVERIFY(setter == caller);
@@ -657,17 +655,17 @@ void TstAbstractStateWrapper::setValue_callsTheSetterInTheCallingThread()
 void TstAbstractStateWrapper::value_declaredProperty_readsIt()
 {
     DerivedState state;
-    QCOMPARE(state.value(QStringLiteral("c")), QVariant(3));
-    QCOMPARE(state.value(QStringLiteral("b")), QVariant(QStringLiteral("x")));
+    QCOMPARE(state.value(u"c"_s), QVariant(3));
+    QCOMPARE(state.value(u"b"_s), QVariant(u"x"_s));
 }
 
 void TstAbstractStateWrapper::value_unknownName_isInvalidWithoutWarning_data()
 {
     QTest::addColumn<QString>("name");
 
-    QTest::newRow("unknown") << QStringLiteral("unknown");
+    QTest::newRow("unknown") << u"unknown"_s;
     QTest::newRow("empty") << QString();
-    QTest::newRow("not Latin-1") << QStringLiteral("цена");
+    QTest::newRow("not Latin-1") << u"цена"_s;
 }
 
 void TstAbstractStateWrapper::value_unknownName_isInvalidWithoutWarning()
@@ -682,23 +680,22 @@ void TstAbstractStateWrapper::value_unknownName_isInvalidWithoutWarning()
 void TstAbstractStateWrapper::value_dynamicPropertyAndObjectName_areFound()
 {
     TwoState state;
-    state.setObjectName(QStringLiteral("name"));
+    state.setObjectName(u"name"_s);
     state.setProperty("dynamic", 9);
-    state.setProperty(QStringLiteral("größe").toLatin1().constData(), 10);
-    QCOMPARE(state.value(QStringLiteral("objectName")), QVariant(QStringLiteral("name")));
-    QCOMPARE(state.value(QStringLiteral("dynamic")), QVariant(9));
-    QCOMPARE(state.value(QStringLiteral("größe")), QVariant(10));
+    state.setProperty(u"größe"_s.toLatin1().constData(), 10);
+    QCOMPARE(state.value(u"objectName"_s), QVariant(u"name"_s));
+    QCOMPARE(state.value(u"dynamic"_s), QVariant(9));
+    QCOMPARE(state.value(u"größe"_s), QVariant(10));
 }
 
 void TstAbstractStateWrapper::toMap_hasTheOwnPropertiesOnly()
 {
     DerivedState state;
-    state.setObjectName(QStringLiteral("name"));
+    state.setObjectName(u"name"_s);
     state.setProperty("dynamic", 9);
-    QCOMPARE(state.toMap(), (QVariantMap{{QStringLiteral("c"), 3}}));
-    QCOMPARE(TwoState().toMap(), (QVariantMap{{QStringLiteral("a"), 1}, {QStringLiteral("b"), QStringLiteral("x")}}));
-    QCOMPARE(AbState().toMap().keys(),
-             (QStringList{QStringLiteral("a"), QStringLiteral("b"), QStringLiteral("readOnly")}));
+    QCOMPARE(state.toMap(), (QVariantMap{{u"c"_s, 3}}));
+    QCOMPARE(TwoState().toMap(), (QVariantMap{{u"a"_s, 1}, {u"b"_s, u"x"_s}}));
+    QCOMPARE(AbState().toMap().keys(), (QStringList{u"a"_s, u"b"_s, u"readOnly"_s}));
 }
 
 void TstAbstractStateWrapper::toMap_withoutProperties_isEmpty()
@@ -708,9 +705,7 @@ void TstAbstractStateWrapper::toMap_withoutProperties_isEmpty()
 
 void TstAbstractStateWrapper::toMap_redeclaredProperty_isTheOwnOne()
 {
-    QCOMPARE(RedeclaringState().toMap(),
-             (QVariantMap{{QStringLiteral("a"), QStringLiteral("own")},
-                          {QStringLiteral("objectName"), QStringLiteral("own name")}}));
+    QCOMPARE(RedeclaringState().toMap(), (QVariantMap{{u"a"_s, u"own"_s}, {u"objectName"_s, u"own name"_s}}));
 }
 
 void TstAbstractStateWrapper::toByteArray_isCompactSortedJson()
@@ -744,7 +739,7 @@ void TstAbstractStateWrapper::toByteArray_writesEachKindAsJsonDoes_data()
     row("not a number", "real", std::numeric_limits<double>::quiet_NaN(), "null");
     row("infinite", "real", std::numeric_limits<double>::infinity(), "null");
     row("beyond 2^53", "large", 9007199254740993LL, "9007199254740992");
-    row("text", "text", QStringLiteral("a \"b\"\n\u20ac"), "\"a \\\"b\\\"\\n\xe2\x82\xac\"");
+    row("text", "text", u"a \"b\"\n\u20ac"_s, "\"a \\\"b\\\"\\n\xe2\x82\xac\"");
     row("null text", "text", QString(), "\"\"");
     row("bytes", "bytes", QByteArray("raw"), "\"raw\"");
     row("local date-time", "moment", local, "\"2024-05-01T01:02:03.456\"");
@@ -754,18 +749,17 @@ void TstAbstractStateWrapper::toByteArray_writesEachKindAsJsonDoes_data()
     row("invalid date-time", "moment", QDateTime(), "\"\"");
     row("date", "day", QDate(2024, 5, 1), "\"2024-05-01\"");
     row("invalid date", "day", QDate(), "null");
-    row("texts", "texts", QStringList{QStringLiteral("b"), QStringLiteral("a")}, "[\"b\",\"a\"]");
-    row("list", "list", QVariantList{1, QStringLiteral("two"), QVariantList{true}}, "[1,\"two\",[true]]");
-    row("map", "map", QVariantMap{{QStringLiteral("z"), 1}, {QStringLiteral("y"), local}},
-        "{\"y\":\"2024-05-01T01:02:03.456\",\"z\":1}");
+    row("texts", "texts", QStringList{u"b"_s, u"a"_s}, "[\"b\",\"a\"]");
+    row("list", "list", QVariantList{1, u"two"_s, QVariantList{true}}, "[1,\"two\",[true]]");
+    row("map", "map", QVariantMap{{u"z"_s, 1}, {u"y"_s, local}}, "{\"y\":\"2024-05-01T01:02:03.456\",\"z\":1}");
     row("list of a C++ type", "numbers", QVariant::fromValue(QList<int>{4, 5}), "null");
     row("invalid", "any", QVariant(), "null");
-    row("variant", "any", QVariantMap{{QStringLiteral("k"), 1}}, "{\"k\":1}");
-    row("identifier", "uuid", QUuid(QStringLiteral("{67c8770b-44f1-410a-ab9a-f9b5446f13ee}")),
+    row("variant", "any", QVariantMap{{u"k"_s, 1}}, "{\"k\":1}");
+    row("identifier", "uuid", QUuid(u"{67c8770b-44f1-410a-ab9a-f9b5446f13ee}"_s),
         "\"67c8770b-44f1-410a-ab9a-f9b5446f13ee\"");
-    row("address", "url", QUrl(QStringLiteral("http://127.0.0.1/a b")), "\"http://127.0.0.1/a%20b\"");
+    row("address", "url", QUrl(u"http://127.0.0.1/a b"_s), "\"http://127.0.0.1/a%20b\"");
     row("own type", "pair", QVariant::fromValue(Pair{1, -1}), "null");
-    row("own type with converter", "label", QVariant::fromValue(Label{QStringLiteral("new")}), "\"new\"");
+    row("own type with converter", "label", QVariant::fromValue(Label{u"new"_s}), "\"new\"");
     row("own type, converted to nothing", "label", QVariant::fromValue(Label{}), "null");
 }
 
@@ -801,8 +795,8 @@ void TstAbstractStateWrapper::toByteArray_enumerator_isANumberUntilItsTypeIsRegi
 void TstAbstractStateWrapper::toString_isTheBytesAsUtf8()
 {
     TwoState state;
-    state.m_b = QStringLiteral("цена €");
-    QCOMPARE(state.toString(), QStringLiteral(R"({"a":1,"b":"цена €"})"));
+    state.m_b = u"цена €"_s;
+    QCOMPARE(state.toString(), uR"({"a":1,"b":"цена €"})"_s);
 }
 
 void TstAbstractStateWrapper::toString_ofNullBytes_isNull()
@@ -814,7 +808,7 @@ void TstAbstractStateWrapper::toString_ofNullBytes_isNull()
     state.m_bytes = "";
     QVERIFY(!state.toString().isNull());
     state.m_bytes = "\xe2\x82\xac";
-    QCOMPARE(state.toString(), QStringLiteral("€"));
+    QCOMPARE(state.toString(), u"€"_s);
 }
 
 void TstAbstractStateWrapper::toClientState_isTheDerivedClassesOwn()
@@ -822,7 +816,7 @@ void TstAbstractStateWrapper::toClientState_isTheDerivedClassesOwn()
     const TwoState state;
     const tarvex::ClientState record = static_cast<const AbstractStateWrapper&>(state).toClientState();
     QVERIFY(record.isValid());
-    QCOMPARE(record.state(), QStringLiteral(R"({"a":1,"b":"x"})"));
+    QCOMPARE(record.state(), uR"({"a":1,"b":"x"})"_s);
 }
 
 void TstAbstractStateWrapper::commit_emitsOnceInTheCallingThread()
@@ -877,7 +871,7 @@ void TstAbstractStateWrapper::commit_toReceiverInAnotherThread_showsTheCommitted
             [&state, &seen] { seen.set_value(state.toByteArray()); });
     thread.start();
 
-    state.setValue(QStringLiteral("a"), 2);
+    state.setValue(u"a"_s, 2);
     state.commit();
 
     QCOMPARE(isSeen.get(), QByteArray(R"({"a":2,"b":"x"})"));
@@ -892,7 +886,7 @@ void TstAbstractStateWrapper::setValueAndReads_callAccessorsUnderTheLock()
     bool readInSetter = true;
     UnrulyState state([&other, &reader, &readInSetter] { readInSetter = canBeRead(other, reader); });
 
-    state.setValue(QStringLiteral("releasing"), 1);
+    state.setValue(u"releasing"_s, 1);
 
     reader.join();
     QVERIFY(!readInSetter);
@@ -907,7 +901,7 @@ void TstAbstractStateWrapper::setValue_ofOtherName_isReportedUnderTheLock()
     bool readInOutput = true;
     {
         const DuringLog output([&other, &reader, &readInOutput] { readInOutput = canBeRead(other, reader); });
-        state.setValue(QStringLiteral("unknown"), 5);
+        state.setValue(u"unknown"_s, 5);
     }
     QVERIFY(reader.joinable()); // There was a line.
     reader.join();
@@ -918,9 +912,9 @@ void TstAbstractStateWrapper::setValue_ofOtherName_isReportedUnderTheLock()
 void TstAbstractStateWrapper::throwingAccessor_leavesTheLockFree()
 {
     UnrulyState state([] {});
-    QVERIFY_EXCEPTION_THROWN(state.value(QStringLiteral("throwing")), std::runtime_error);
+    QVERIFY_EXCEPTION_THROWN(state.value(u"throwing"_s), std::runtime_error);
     QVERIFY(isUnlocked());
-    QVERIFY_EXCEPTION_THROWN(state.setValue(QStringLiteral("throwing"), 1), std::runtime_error);
+    QVERIFY_EXCEPTION_THROWN(state.setValue(u"throwing"_s, 1), std::runtime_error);
     QVERIFY(isUnlocked());
     QVERIFY_EXCEPTION_THROWN(state.toMap(), std::runtime_error);
     QVERIFY(isUnlocked());
@@ -929,7 +923,7 @@ void TstAbstractStateWrapper::throwingAccessor_leavesTheLockFree()
 void TstAbstractStateWrapper::setter_thatReleasesTheWrapper_leavesTheLockFree()
 {
     QPointer<UnrulyState> state = new UnrulyState([&state] { delete state; });
-    state->setValue(QStringLiteral("releasing"), 1);
+    state->setValue(u"releasing"_s, 1);
     QVERIFY(state.isNull());
     QVERIFY(isUnlocked());
 }
@@ -962,7 +956,7 @@ void TstAbstractStateWrapper::init_whileDestroyed_formerWrapperFindsItsSuccessor
     // A wrapper whose destruction sets a value: the lock is free by then.
     const QSharedPointer<TwoState> second(new TwoState);
     QObject* const first = new TwoState;
-    connect(first, &QObject::destroyed, this, [second] { second->setValue(QStringLiteral("a"), 9); });
+    connect(first, &QObject::destroyed, this, [second] { second->setValue(u"a"_s, 9); });
     AbstractStateWrapper::init(QSharedPointer<AbstractStateWrapper>(static_cast<TwoState*>(first)));
 
     AbstractStateWrapper::init(second);
@@ -983,20 +977,20 @@ void TstAbstractStateWrapper::manyThreads_neverSeeAValueHalfWritten()
         threads.emplace_back([&state, number] {
             for (int i = 1; i <= ROUNDS; ++i) {
                 const int value = 4 * i + number;
-                state.setValue(QStringLiteral("pair"), QVariant::fromValue(Pair{value, -value}));
-                state.setValue(QStringLiteral("both"), value);
-                state.setValue(QStringLiteral("text"), QString(100, QLatin1Char(static_cast<char>('a' + number))));
+                state.setValue(u"pair"_s, QVariant::fromValue(Pair{value, -value}));
+                state.setValue(u"both"_s, value);
+                state.setValue(u"text"_s, QString(100, QLatin1Char(static_cast<char>('a' + number))));
                 state.commit();
             }
         });
         threads.emplace_back([&state, &halfWritten] {
             for (int i = 0; i < ROUNDS; ++i) {
-                const Pair pair = state.value(QStringLiteral("pair")).value<Pair>();
+                const Pair pair = state.value(u"pair"_s).value<Pair>();
                 const QVariantMap map = state.toMap();
-                const QString text = state.value(QStringLiteral("text")).toString();
+                const QString text = state.value(u"text"_s).toString();
                 const QJsonObject json = QJsonDocument::fromJson(state.toByteArray()).object();
                 const bool whole = pair.first == -pair.second
-                    && map.value(QStringLiteral("left")).toInt() == -map.value(QStringLiteral("right")).toInt()
+                    && map.value(u"left"_s).toInt() == -map.value(u"right"_s).toInt()
                     && (text.isEmpty() || text == QString(100, text.at(0)))
                     && json.value(QLatin1String("left")).toInt() == -json.value(QLatin1String("right")).toInt();
                 halfWritten += whole ? 0 : 1;
@@ -1014,8 +1008,8 @@ void TstAbstractStateWrapper::directReceiver_thatReads_blocksForever_data()
 {
     QTest::addColumn<QString>("connection");
 
-    QTest::newRow("direct") << QStringLiteral("direct");
-    QTest::newRow("default, in the committing thread") << QStringLiteral("default");
+    QTest::newRow("direct") << u"direct"_s;
+    QTest::newRow("default, in the committing thread") << u"default"_s;
 }
 
 void TstAbstractStateWrapper::directReceiver_thatReads_blocksForever()
@@ -1040,7 +1034,7 @@ void TstAbstractStateWrapper::directReceiver_thatReads_blocksForever()
 void TstAbstractStateWrapper::queuedReceiver_thatReads_isServed()
 {
     QProcess child;
-    child.start(QStringLiteral(STATE_CHILD), {QStringLiteral("queued")});
+    child.start(QStringLiteral(STATE_CHILD), {u"queued"_s});
     QVERIFY(child.waitForFinished());
     QCOMPARE(child.readAllStandardOutput(), QByteArray("committed\ncalled\n{\"number\":5}\n"));
     QCOMPARE(child.exitStatus(), QProcess::NormalExit);
@@ -1050,7 +1044,7 @@ void TstAbstractStateWrapper::queuedReceiver_thatReads_isServed()
 void TstAbstractStateWrapper::staticObjects_useTheStateBeforeMain()
 {
     QProcess child;
-    child.start(QStringLiteral(STATE_CHILD), {QStringLiteral("before-main")});
+    child.start(QStringLiteral(STATE_CHILD), {u"before-main"_s});
     QVERIFY(child.waitForFinished());
     QCOMPARE(child.readAllStandardOutput(), QByteArray("{\"number\":1}\n"));
     QCOMPARE(child.exitStatus(), QProcess::NormalExit);
@@ -1060,7 +1054,7 @@ void TstAbstractStateWrapper::staticObjects_useTheStateBeforeMain()
 void TstAbstractStateWrapper::destructorAtUnload_findsNoWrapper()
 {
     QProcess child;
-    child.start(QStringLiteral(STATE_CHILD), {QStringLiteral("at-exit")});
+    child.start(QStringLiteral(STATE_CHILD), {u"at-exit"_s});
     QVERIFY(child.waitForFinished());
     QCOMPARE(child.readAllStandardOutput(), QByteArray("leaving main\ngoing\n3\ngone\n"));
     QCOMPARE(child.readAllStandardError(),

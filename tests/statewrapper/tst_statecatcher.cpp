@@ -1,5 +1,6 @@
 #include "statewrapper/statecatcher.h"
 
+#include "literals.h"
 #include "logcapture.h"
 #include "markingtranslator.h"
 
@@ -42,7 +43,7 @@ public:
     tarvex::ClientState toClientState() const override
     {
         tarvex::ClientState state;
-        state.setOwner(QStringLiteral("printer"));
+        state.setOwner(u"printer"_s);
         state.setStateType(tarvex::ClientState::EStateType(3));
         state.setState(toString());
         return state;
@@ -55,7 +56,7 @@ public:
 
 private Q_SLOTS:
 
-    void onStateChanged() { m_calls.append(QStringLiteral("committed")); }
+    void onStateChanged() { m_calls.append(u"committed"_s); }
 };
 
 /// Counts; called by many threads, and guarded by nothing but the state's lock.
@@ -87,9 +88,9 @@ private Q_SLOTS:
 
 namespace {
 
-const QString NUMBER = QStringLiteral("number");
-const QString TEXT = QStringLiteral("text");
-const QString MOMENT = QStringLiteral("moment");
+const QString NUMBER = u"number"_s;
+const QString TEXT = u"text"_s;
+const QString MOMENT = u"moment"_s;
 
 QSharedPointer<RecordingState> initWrapper()
 {
@@ -145,8 +146,8 @@ void TstStateCatcher::catchvalue_holdsNameAndValue()
     QCOMPARE(number.value, QVariant(5));
     QCOMPARE(static_cast<const void*>(&number.name), static_cast<const void*>(&number));
 
-    const catchvalue text(TEXT, QStringLiteral("new"));
-    QCOMPARE(text.value, QVariant(QStringLiteral("new")));
+    const catchvalue text(TEXT, u"new"_s);
+    QCOMPARE(text.value, QVariant(u"new"_s));
 }
 
 void TstStateCatcher::catchvalue_ofDateTime_isADateTimeVariant()
@@ -167,9 +168,9 @@ void TstStateCatcher::catchvalue_isCopiedAndAssigned()
     catchvalue copy(original);
     QCOMPARE(copy.name, NUMBER);
     QCOMPARE(copy.value, QVariant(5));
-    copy = catchvalue(TEXT, QStringLiteral("new"));
+    copy = catchvalue(TEXT, u"new"_s);
     QCOMPARE(copy.name, TEXT);
-    QCOMPARE(copy.value, QVariant(QStringLiteral("new")));
+    QCOMPARE(copy.value, QVariant(u"new"_s));
     QCOMPARE(original.name, NUMBER);
 }
 
@@ -181,8 +182,8 @@ void TstStateCatcher::withoutWrapper_eachItemIsReported()
     QCOMPARE(lines.size(), 2);
     for (const LogCapture::Line& line : lines) {
         QCOMPARE(line.type, QtWarningMsg);
-        QCOMPARE(line.category, QStringLiteral("default"));
-        QCOMPARE(line.text, QStringLiteral("There is no any state wrapper"));
+        QCOMPARE(line.category, u"default"_s);
+        QCOMPARE(line.text, u"There is no any state wrapper"_s);
     }
 }
 
@@ -191,8 +192,8 @@ void TstStateCatcher::withoutWrapper_isReportedTranslated()
     const MarkingTranslator translator;
     const LogCapture log;
     StateCatcher() << commitstate();
-    const QString text = QStringLiteral("There is no any state wrapper");
-    QCOMPARE(log.texts(), QStringList(QStringLiteral("warning: ") + MarkingTranslator::marked("QObject", text)));
+    const QString text = u"There is no any state wrapper"_s;
+    QCOMPARE(log.texts(), QStringList(u"warning: "_s + MarkingTranslator::marked("QObject", text)));
 }
 
 void TstStateCatcher::withoutWrapper_readsAreEmptyAndSilent()
@@ -213,7 +214,7 @@ void TstStateCatcher::afterInitWithNull_itemsAreReportedAgain()
     AbstractStateWrapper::init({});
     const LogCapture log;
     StateCatcher() << commitstate();
-    QCOMPARE(log.texts(), QStringList{QStringLiteral("warning: There is no any state wrapper")});
+    QCOMPARE(log.texts(), QStringList{u"warning: There is no any state wrapper"_s});
     QCOMPARE(state->m_calls, QStringList());
 }
 
@@ -221,12 +222,11 @@ void TstStateCatcher::stream_setsEachValueThenCommits()
 {
     const LogCapture log;
     const QSharedPointer<RecordingState> state = initWrapper();
-    StateCatcher() << catchvalue(NUMBER, 5) << catchvalue(TEXT, QStringLiteral("new")) << commitstate()
-                   << catchvalue(NUMBER, 6) << commitstate();
-    QCOMPARE(state->m_calls,
-             (QStringList{NUMBER, TEXT, QStringLiteral("committed"), NUMBER, QStringLiteral("committed")}));
+    StateCatcher() << catchvalue(NUMBER, 5) << catchvalue(TEXT, u"new"_s) << commitstate() << catchvalue(NUMBER, 6)
+                   << commitstate();
+    QCOMPARE(state->m_calls, (QStringList{NUMBER, TEXT, u"committed"_s, NUMBER, u"committed"_s}));
     QCOMPARE(state->m_number, 6);
-    QCOMPARE(state->m_text, QStringLiteral("new"));
+    QCOMPARE(state->m_text, u"new"_s);
     QCOMPARE(log.texts(), QStringList());
 }
 
@@ -247,7 +247,7 @@ void TstStateCatcher::stream_valueIsSetBeforeTheCommit()
     QCOMPARE(state->value(NUMBER), QVariant(5));
     QCOMPARE(state->m_calls, QStringList{NUMBER});
     between << commitstate();
-    QCOMPARE(state->m_calls, (QStringList{NUMBER, QStringLiteral("committed")}));
+    QCOMPARE(state->m_calls, (QStringList{NUMBER, u"committed"_s}));
 }
 
 void TstStateCatcher::stream_dateTime_isStoredUnchanged()
@@ -264,8 +264,8 @@ void TstStateCatcher::stream_unknownName_isReportedByTheWrapper()
 {
     const QSharedPointer<RecordingState> state = initWrapper();
     const LogCapture log;
-    StateCatcher() << catchvalue(QStringLiteral("unknown"), 5) << catchvalue(NUMBER, 6);
-    QCOMPARE(log.texts(), QStringList{QStringLiteral("warning: There is no property unknown")});
+    StateCatcher() << catchvalue(u"unknown"_s, 5) << catchvalue(NUMBER, 6);
+    QCOMPARE(log.texts(), QStringList{u"warning: There is no property unknown"_s});
     QCOMPARE(state->m_number, 6);
 }
 
@@ -280,15 +280,15 @@ void TstStateCatcher::stream_afterANewInit_reachesTheNewWrapper()
 
     QCOMPARE(first->m_number, 1);
     QCOMPARE(second->m_number, 2);
-    QCOMPARE(first->m_calls, (QStringList{NUMBER, QStringLiteral("committed")}));
-    QCOMPARE(second->m_calls, (QStringList{NUMBER, QStringLiteral("committed")}));
+    QCOMPARE(first->m_calls, (QStringList{NUMBER, u"committed"_s}));
+    QCOMPARE(second->m_calls, (QStringList{NUMBER, u"committed"_s}));
 }
 
 void TstStateCatcher::stream_withoutCommit_emitsNothing()
 {
     const QSharedPointer<RecordingState> state = initWrapper();
     const QSignalSpy committed(state.data(), &AbstractStateWrapper::stateChanged);
-    StateCatcher() << catchvalue(NUMBER, 5) << catchvalue(TEXT, QStringLiteral("new"));
+    StateCatcher() << catchvalue(NUMBER, 5) << catchvalue(TEXT, u"new"_s);
     QCOMPARE(committed.count(), 0);
 }
 
@@ -325,11 +325,11 @@ void TstStateCatcher::property_readsTheCurrentWrapper()
 {
     const QSharedPointer<RecordingState> state = initWrapper();
     state->m_number = 5;
-    state->setObjectName(QStringLiteral("name"));
+    state->setObjectName(u"name"_s);
     const LogCapture log;
     QCOMPARE(StateCatcher().property(NUMBER), QVariant(5));
-    QCOMPARE(StateCatcher().property(QStringLiteral("objectName")), QVariant(QStringLiteral("name")));
-    QVERIFY(!StateCatcher().property(QStringLiteral("unknown")).isValid());
+    QCOMPARE(StateCatcher().property(u"objectName"_s), QVariant(u"name"_s));
+    QVERIFY(!StateCatcher().property(u"unknown"_s).isValid());
     QCOMPARE(log.texts(), QStringList());
 }
 
@@ -338,9 +338,9 @@ void TstStateCatcher::toClientState_isTheCurrentWrappersRecord()
     const QSharedPointer<RecordingState> state = initWrapper();
     StateCatcher() << catchvalue(NUMBER, 5);
     const tarvex::ClientState record = StateCatcher().toClientState();
-    QCOMPARE(record.owner(), QStringLiteral("printer"));
+    QCOMPARE(record.owner(), u"printer"_s);
     QCOMPARE(int(record.stateType()), 3);
-    QCOMPARE(record.state(), QStringLiteral(R"({"moment":"","number":5,"text":""})"));
+    QCOMPARE(record.state(), uR"({"moment":"","number":5,"text":""})"_s);
     QCOMPARE(record, state->toClientState());
 }
 

@@ -2,6 +2,7 @@
 #define RECORDINGWORKER_H
 
 #include "abstractworker.h"
+#include "literals.h"
 
 #include <QString>
 #include <QStringList>
@@ -93,10 +94,10 @@ private:
     QThread* m_thread = nullptr;
 };
 
-const QString START = QStringLiteral("start");
-const QString STOP = QStringLiteral("stop");
-const QString DELETED = QStringLiteral("deleted");
-const QString MARK = QStringLiteral("mark");
+const QString START = u"start"_s;
+const QString STOP = u"stop"_s;
+const QString DELETED = u"deleted"_s;
+const QString MARK = u"mark"_s;
 
 /// Writes down what is called, and does what a test puts into its hooks.
 class RecordingWorker : public wexcor::AbstractWorker
@@ -148,7 +149,7 @@ private:
     void run(const QString& what, const Hook& hook)
     {
         if (m_inside.exchange(true)) {
-            record->addStray(what + QStringLiteral(" within another"));
+            record->addStray(what + u" within another"_s);
         }
         record->add(what);
         if (hook) {

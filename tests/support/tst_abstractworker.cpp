@@ -1,5 +1,6 @@
 #include "abstractworker.h"
 
+#include "literals.h"
 #include "recordingworker.h"
 #include "virtualtable.h"
 
@@ -414,7 +415,7 @@ void TstAbstractWorker::restart_bySignalFromAnotherThread()
     QObject sender;
     QVERIFY(QObject::connect(&sender, SIGNAL(objectNameChanged(QString)), subject.worker, SLOT(restart())));
     subject.start();
-    sender.setObjectName(QStringLiteral("new"));
+    sender.setObjectName(u"new"_s);
     QTRY_VERIFY(subject.record->has(START));
     QCOMPARE(subject.record->events(), QStringList({STOP, START}));
     QCOMPARE(subject.record->strays(), QStringList());

@@ -1,5 +1,6 @@
 #include "abstractworkercontroller.h"
 
+#include "literals.h"
 #include "logcapture.h"
 #include "recordingworker.h"
 #include "virtualtable.h"
@@ -30,8 +31,8 @@ static_assert(!std::is_default_constructible_v<AbstractWorkerController>);
 
 namespace {
 
-const QString STARTED = QStringLiteral("started");
-const QString STOPPED = QStringLiteral("stopped");
+const QString STARTED = u"started"_s;
+const QString STOPPED = u"stopped"_s;
 
 /// As a service has it: doStart() starts the threads of the workers that were added.
 class Controller : public AbstractWorkerController
@@ -280,7 +281,7 @@ void TstAbstractWorkerController::addWorker_movesItAndDoesNotStart()
     QVERIFY(thread != QThread::currentThread());
     QVERIFY(!thread->isRunning());
     QVERIFY(!thread->isFinished());
-    QCOMPARE(thread->objectName(), QStringLiteral("RecordingWorker"));
+    QCOMPARE(thread->objectName(), u"RecordingWorker"_s);
     QCOMPARE(thread->thread(), QThread::currentThread());
     QVERIFY(worker->parent() == nullptr);
     QCOMPARE(records[0]->events(), QStringList());
@@ -555,12 +556,12 @@ void TstAbstractWorkerController::destructor_interruptsALongRead()
             while (!QThread::currentThread()->isInterruptionRequested()) {
                 QThread::msleep(1);
             }
-            self.record->add(QStringLiteral("interrupted"));
+            self.record->add(u"interrupted"_s);
         };
         controller.doStart();
         QTRY_VERIFY(allHave(records, START));
     }
-    QCOMPARE(records[0]->events(), QStringList({START, QStringLiteral("interrupted"), STOP, DELETED}));
+    QCOMPARE(records[0]->events(), QStringList({START, u"interrupted"_s, STOP, DELETED}));
 }
 
 void TstAbstractWorkerController::destructor_ofBlockedWorker_comesBack()
@@ -1215,8 +1216,8 @@ void TstAbstractWorkerController::end_ofALongQueue_dropsTheRestAndSaysSo()
     QVERIFY(carriedOut > 0 && carriedOut < CALLS);
     QVERIFY(records[0]->has(DELETED));
     QCOMPARE(log.texts(),
-             QStringList(QStringLiteral("warning: Dropped %1 queued messages and calls when the workers were stopped")
-                             .arg(CALLS - carriedOut)));
+             QStringList(u"warning: Dropped %1 queued messages and calls when the workers were stopped"_s.arg(
+                 CALLS - carriedOut)));
 }
 
 void TstAbstractWorkerController::end_ofABlockedWorker_saysWhatIsKnown()
@@ -1238,8 +1239,7 @@ void TstAbstractWorkerController::end_ofABlockedWorker_saysWhatIsKnown()
         worker->countWaiting(3);
         QTRY_VERIFY(records[0]->has(MARK));
     }
-    const QStringList lines{
-        QStringLiteral("warning: Dropped 3 queued messages and calls when the workers were stopped")};
+    const QStringList lines{u"warning: Dropped 3 queued messages and calls when the workers were stopped"_s};
     QCOMPARE(log.texts(), lines);
     gate.open();
     QTRY_VERIFY(thread.isNull());
@@ -1266,15 +1266,13 @@ void TstAbstractWorkerController::end_ofABlockedWorker_saysTheRestLater()
         }
         QTRY_VERIFY(records[0]->has(MARK));
     }
-    const QString leftBehind =
-        QStringLiteral("warning: RecordingWorker did not stop in time: what is queued for it may be lost");
+    const QString leftBehind = u"warning: RecordingWorker did not stop in time: what is queued for it may be lost"_s;
     QCOMPARE(log.texts(), QStringList(leftBehind));
     gate.open();
     QTRY_VERIFY(thread.isNull());
     QCOMPARE(
         log.texts(),
-        QStringList({leftBehind,
-                     QStringLiteral("warning: Dropped 3 queued messages and calls when the workers were stopped")}));
+        QStringList({leftBehind, u"warning: Dropped 3 queued messages and calls when the workers were stopped"_s}));
     QCOMPARE(records[0]->events(), QStringList({START, MARK, STOP, DELETED}));
 }
 
@@ -1413,8 +1411,8 @@ void TstAbstractWorkerController::doStop_ofALongQueueOfItsOwn_isBounded()
     QVERIFY2(time.elapsed() < STOP_LIMIT_WITH_ROOM_MS, qPrintable(QString::number(time.elapsed())));
     QVERIFY(carriedOut > 0 && carriedOut < CALLS);
     QCOMPARE(log.texts(),
-             QStringList(QStringLiteral("warning: Dropped %1 queued messages and calls when the workers were stopped")
-                             .arg(CALLS - carriedOut)));
+             QStringList(u"warning: Dropped %1 queued messages and calls when the workers were stopped"_s.arg(
+                 CALLS - carriedOut)));
 }
 
 void TstAbstractWorkerController::applicationsLoopEnds_thenALoopInsideTheEnd_takesNothingIn()
@@ -1453,7 +1451,7 @@ void TstAbstractWorkerController::doStop_carriesOutItsOwnCalls()
         [second] { QMetaObject::invokeMethod(second, "mark", Qt::QueuedConnection); }, Qt::QueuedConnection));
     first->onMark = [child](RecordingWorker&) {
         QMetaObject::invokeMethod(
-            child, [child] { child->setObjectName(QStringLiteral("called")); }, Qt::QueuedConnection);
+            child, [child] { child->setObjectName(u"called"_s); }, Qt::QueuedConnection);
     };
     controller.doStart();
     QTRY_VERIFY(allHave(records, START));
@@ -1488,9 +1486,8 @@ void TstAbstractWorkerController::doStop_inTheMiddleOfALongQueue_goesAheadOfTheR
     QCOMPARE(records[0]->count(STOP), 1);
     // Whoever stops it this way learns how much came too late.
     const int late = CALLS - records[0]->events().mid(0, before).count(MARK);
-    QTRY_COMPARE(
-        log.texts(),
-        QStringList(QStringLiteral("warning: Stopped a worker ahead of %1 queued messages and calls").arg(late)));
+    QTRY_COMPARE(log.texts(),
+                 QStringList(u"warning: Stopped a worker ahead of %1 queued messages and calls"_s.arg(late)));
 }
 
 void TstAbstractWorkerController::destructor_dropsItsOwnCallsAndSaysSo()
@@ -1507,8 +1504,7 @@ void TstAbstractWorkerController::destructor_dropsItsOwnCallsAndSaysSo()
     QCoreApplication::processEvents();
     // The derived class, for which they were meant, is gone by then.
     QCOMPARE(carriedOut, 0);
-    QCOMPARE(log.texts(),
-             QStringList(QStringLiteral("warning: Dropped 3 queued messages and calls when the workers were stopped")));
+    QCOMPARE(log.texts(), QStringList(u"warning: Dropped 3 queued messages and calls when the workers were stopped"_s));
 }
 
 namespace {
@@ -1522,7 +1518,7 @@ public:
     ~WorkingOffController() override
     {
         workOff(m_relay);
-        hooks->add(QStringLiteral("worked off"));
+        hooks->add(u"worked off"_s);
     }
 
 private:
@@ -1574,7 +1570,7 @@ void TstAbstractWorkerController::workOff_carriesOutTheRelaysCalls()
         QMetaObject::invokeMethod(first, "mark", Qt::QueuedConnection);
     }
     QCOMPARE(records[1]->events(), QStringList({START, MARK, STOP, DELETED}));
-    QCOMPARE(hooks->events(), QStringList({STARTED, STARTED, MARK, QStringLiteral("worked off")}));
+    QCOMPARE(hooks->events(), QStringList({STARTED, STARTED, MARK, u"worked off"_s}));
 }
 
 // An object that belongs to nobody stands for the service's own dispatcher.

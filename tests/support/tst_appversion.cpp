@@ -1,5 +1,7 @@
 #include "appversion.h"
 
+#include "literals.h"
+
 #include <QTest>
 
 #include <type_traits>
@@ -34,13 +36,13 @@ void TstAppVersion::isValid_needsBothTexts_data()
     QTest::addColumn<QString>("version");
     QTest::addColumn<QString>("buildTime");
     QTest::addColumn<bool>("valid");
-    const QString number = QStringLiteral("5.0.28");
-    const QString time = QStringLiteral("2021-05-11T13:12:06");
+    const QString number = u"5.0.28"_s;
+    const QString time = u"2021-05-11T13:12:06"_s;
     QTest::newRow("both") << number << time << true;
     QTest::newRow("no time") << number << QString() << false;
     QTest::newRow("no version") << QString() << time << false;
     QTest::newRow("neither") << QString() << QString() << false;
-    QTest::newRow("any text will do") << QStringLiteral("x") << QStringLiteral("y") << true;
+    QTest::newRow("any text will do") << u"x"_s << u"y"_s << true;
 }
 
 void TstAppVersion::isValid_needsBothTexts()
@@ -56,25 +58,25 @@ void TstAppVersion::isValid_needsBothTexts()
 
 void TstAppVersion::copy_keepsTexts()
 {
-    const AppVersion version(QStringLiteral("1"), QStringLiteral("now"));
+    const AppVersion version(u"1"_s, u"now"_s);
     const AppVersion copy(version); // NOLINT(performance-unnecessary-copy-initialization): the copy is what is tested
     AppVersion assigned;
     assigned = version;
     for (const AppVersion& other : {copy, assigned}) {
-        QCOMPARE(other.version(), QStringLiteral("1"));
-        QCOMPARE(other.buildTime(), QStringLiteral("now"));
+        QCOMPARE(other.version(), u"1"_s);
+        QCOMPARE(other.buildTime(), u"now"_s);
     }
     QVERIFY(version.isValid());
 }
 
 void TstAppVersion::move_keepsTexts()
 {
-    AppVersion version(QStringLiteral("1"), QStringLiteral("now"));
+    AppVersion version(u"1"_s, u"now"_s);
     AppVersion assigned;
     assigned = std::move(version);
     const AppVersion constructed(std::move(assigned));
-    QCOMPARE(constructed.version(), QStringLiteral("1"));
-    QCOMPARE(constructed.buildTime(), QStringLiteral("now"));
+    QCOMPARE(constructed.version(), u"1"_s);
+    QCOMPARE(constructed.buildTime(), u"now"_s);
 }
 
 QTEST_GUILESS_MAIN(TstAppVersion)

@@ -1,5 +1,7 @@
 #include "appversionmanager.h"
 
+#include "literals.h"
+
 #include <QTest>
 
 #include <thread>
@@ -10,14 +12,14 @@ using wexcor::AppVersionManager;
 
 namespace {
 
-const QString EARLY = QStringLiteral("early");
+const QString EARLY = u"early"_s;
 
 /// Registers before main() and asks after it, as libraries do.
 struct EarlyComponent
 {
     EarlyComponent()
     {
-        AppVersionManager::addVersion(EARLY, AppVersion(QStringLiteral("0.1"), QStringLiteral("then")));
+        AppVersionManager::addVersion(EARLY, AppVersion(u"0.1"_s, u"then"_s));
         AppVersionManager::addLocalisation(EARLY);
     }
 
@@ -33,7 +35,7 @@ const EarlyComponent earlyComponent;
 
 AppVersion someVersion(const QString& version)
 {
-    return AppVersion(version, QStringLiteral("2021-05-11T13:12:06"));
+    return AppVersion(version, u"2021-05-11T13:12:06"_s);
 }
 
 } // namespace
@@ -56,42 +58,42 @@ private Q_SLOTS:
 void TstAppVersionManager::registry_duringStaticInitialisation_works()
 {
     QCOMPARE(AppVersionManager::versions().keys(), QStringList{EARLY});
-    QCOMPARE(AppVersionManager::version(EARLY).version(), QStringLiteral("0.1"));
+    QCOMPARE(AppVersionManager::version(EARLY).version(), u"0.1"_s);
     QCOMPARE(AppVersionManager::localisations(), QStringList{EARLY});
 }
 
 void TstAppVersionManager::addVersion_returnsAndKeepsIt()
 {
-    const AppVersion registered = AppVersionManager::addVersion(QStringLiteral("a"), someVersion(QStringLiteral("1")));
-    const AppVersion asked = AppVersionManager::version(QStringLiteral("a"));
-    const AppVersion listed = AppVersionManager::versions().value(QStringLiteral("a"));
+    const AppVersion registered = AppVersionManager::addVersion(u"a"_s, someVersion(u"1"_s));
+    const AppVersion asked = AppVersionManager::version(u"a"_s);
+    const AppVersion listed = AppVersionManager::versions().value(u"a"_s);
     for (const AppVersion& version : {registered, asked, listed}) {
         QVERIFY(version.isValid());
-        QCOMPARE(version.version(), QStringLiteral("1"));
-        QCOMPARE(version.buildTime(), QStringLiteral("2021-05-11T13:12:06"));
+        QCOMPARE(version.version(), u"1"_s);
+        QCOMPARE(version.buildTime(), u"2021-05-11T13:12:06"_s);
     }
 }
 
 void TstAppVersionManager::addVersion_again_replaces()
 {
-    AppVersionManager::addVersion(QStringLiteral("b"), someVersion(QStringLiteral("1")));
+    AppVersionManager::addVersion(u"b"_s, someVersion(u"1"_s));
     const int size = AppVersionManager::versions().size();
-    const AppVersion registered = AppVersionManager::addVersion(QStringLiteral("b"), someVersion(QStringLiteral("2")));
-    QCOMPARE(registered.version(), QStringLiteral("2"));
-    QCOMPARE(AppVersionManager::version(QStringLiteral("b")).version(), QStringLiteral("2"));
+    const AppVersion registered = AppVersionManager::addVersion(u"b"_s, someVersion(u"2"_s));
+    QCOMPARE(registered.version(), u"2"_s);
+    QCOMPARE(AppVersionManager::version(u"b"_s).version(), u"2"_s);
     QCOMPARE(AppVersionManager::versions().size(), size);
 }
 
 void TstAppVersionManager::addVersion_invalid_isKept()
 {
-    QVERIFY(!AppVersionManager::addVersion(QStringLiteral("c"), AppVersion()).isValid());
-    QVERIFY(AppVersionManager::versions().contains(QStringLiteral("c")));
+    QVERIFY(!AppVersionManager::addVersion(u"c"_s, AppVersion()).isValid());
+    QVERIFY(AppVersionManager::versions().contains(u"c"_s));
 }
 
 void TstAppVersionManager::version_unknownName_isInvalid()
 {
-    QVERIFY(!AppVersionManager::version(QStringLiteral("nobody")).isValid());
-    QVERIFY(!AppVersionManager::versions().contains(QStringLiteral("nobody")));
+    QVERIFY(!AppVersionManager::version(u"nobody"_s).isValid());
+    QVERIFY(!AppVersionManager::versions().contains(u"nobody"_s));
 }
 
 void TstAppVersionManager::versions_isACopy()
@@ -104,11 +106,11 @@ void TstAppVersionManager::versions_isACopy()
 void TstAppVersionManager::addLocalisation_keepsEachNameOnce()
 {
     const QStringList before = AppVersionManager::localisations();
-    AppVersionManager::addLocalisation(QStringLiteral("z"));
-    AppVersionManager::addLocalisation(QStringLiteral("a"));
-    AppVersionManager::addLocalisation(QStringLiteral("z"));
+    AppVersionManager::addLocalisation(u"z"_s);
+    AppVersionManager::addLocalisation(u"a"_s);
+    AppVersionManager::addLocalisation(u"z"_s);
     AppVersionManager::addLocalisation(EARLY);
-    QCOMPARE(AppVersionManager::localisations(), before + QStringList({QStringLiteral("z"), QStringLiteral("a")}));
+    QCOMPARE(AppVersionManager::localisations(), before + QStringList({u"z"_s, u"a"_s}));
 }
 
 void TstAppVersionManager::registry_usedFromManyThreads_isWhole()
@@ -119,7 +121,7 @@ void TstAppVersionManager::registry_usedFromManyThreads_isWhole()
     for (int thread = 0; thread < THREADS; ++thread) {
         threads.emplace_back([] {
             for (int number = 0; number < NAMES; ++number) {
-                const QString name = QStringLiteral("thread%1").arg(number);
+                const QString name = u"thread%1"_s.arg(number);
                 AppVersionManager::addVersion(name, someVersion(name));
                 AppVersionManager::addLocalisation(name);
                 AppVersionManager::version(name);
@@ -133,7 +135,7 @@ void TstAppVersionManager::registry_usedFromManyThreads_isWhole()
     }
     const QStringList localisations = AppVersionManager::localisations();
     for (int number = 0; number < NAMES; ++number) {
-        const QString name = QStringLiteral("thread%1").arg(number);
+        const QString name = u"thread%1"_s.arg(number);
         QCOMPARE(AppVersionManager::version(name).version(), name);
         QCOMPARE(localisations.count(name), 1);
     }

@@ -1,5 +1,7 @@
 #include "loggermanager.h"
 
+#include "literals.h"
+
 #include <QLoggingCategory>
 #include <QTest>
 
@@ -16,9 +18,9 @@ Q_LOGGING_CATEGORY(otherCategory, "tst.other")
 
 namespace {
 
-const QString FIRST = QStringLiteral("tst.first");
-const QString SECOND = QStringLiteral("tst.second");
-const QString DEFAULT = QStringLiteral("default");
+const QString FIRST = u"tst.first"_s;
+const QString SECOND = u"tst.second"_s;
+const QString DEFAULT = u"default"_s;
 const QString EVERY_OTHER;
 
 /// Lines in the order in which they came, from whichever thread.
@@ -49,14 +51,12 @@ Lines lines;
 
 void console(QtMsgType, const QMessageLogContext&, const QString& text)
 {
-    lines.add(QStringLiteral("console: ") + text);
+    lines.add(u"console: "_s + text);
 }
 
 LoggerManager::Output output(const QString& name)
 {
-    return [name](QtMsgType, const QMessageLogContext&, const QString& text) {
-        lines.add(name + QStringLiteral(": ") + text);
-    };
+    return [name](QtMsgType, const QMessageLogContext&, const QString& text) { lines.add(name + u": "_s + text); };
 }
 
 void logEverywhere()
@@ -83,13 +83,13 @@ public:
 class CallsWhenDestroyed
 {
 public:
-    ~CallsWhenDestroyed() { LoggerManager::removeOutput(QStringLiteral("tst.nobody")); }
+    ~CallsWhenDestroyed() { LoggerManager::removeOutput(u"tst.nobody"_s); }
 };
 
 LoggerManager::Output outputThatLogsWhenDestroyed()
 {
     return [token = std::make_shared<LogsWhenDestroyed>()](QtMsgType, const QMessageLogContext&, const QString& text) {
-        lines.add(QStringLiteral("token: ") + text);
+        lines.add(u"token: "_s + text);
     };
 }
 
@@ -201,13 +201,13 @@ void TstLoggerManager::firstOutput_whileOthersLog_losesNoLine()
     while (logged.load(std::memory_order_relaxed) < 100) {
         std::this_thread::yield();
     }
-    LoggerManager::setOutputs(FIRST, output(QStringLiteral("first")));
+    LoggerManager::setOutputs(FIRST, output(u"first"_s));
     installed.store(true, std::memory_order_relaxed);
     for (std::thread& thread : threads) {
         thread.join();
     }
     const QStringList came = lines.take();
-    QCOMPARE(came.count(QStringLiteral("console: line")), logged.load());
+    QCOMPARE(came.count(u"console: line"_s), logged.load());
     QCOMPARE(came.size(), logged.load());
 }
 
@@ -215,7 +215,7 @@ void TstLoggerManager::firstOutput_installsTheManager()
 {
     const QtMessageHandler manager = installedHandler();
     QVERIFY(manager != &console);
-    LoggerManager::setOutputs(SECOND, output(QStringLiteral("second")));
+    LoggerManager::setOutputs(SECOND, output(u"second"_s));
     LoggerManager::removeOutput(SECOND);
     QVERIFY(installedHandler() == manager);
 }
@@ -228,8 +228,8 @@ void TstLoggerManager::outputs_none_leaveTheConsole()
 
 void TstLoggerManager::output_getsItsCategoryAlone()
 {
-    LoggerManager::setOutputs(FIRST, output(QStringLiteral("first")));
-    LoggerManager::setOutputs(SECOND, output(QStringLiteral("second")));
+    LoggerManager::setOutputs(FIRST, output(u"first"_s));
+    LoggerManager::setOutputs(SECOND, output(u"second"_s));
     logEverywhere();
     QCOMPARE(lines.take(), list("console: 1|first: 1|console: 2|second: 2|console: 3|console: 4"));
 }
@@ -269,30 +269,30 @@ void TstLoggerManager::output_getsLevelContextAndText()
     default:
         logger.critical("t\u00e4xt");
     }
-    QCOMPARE(seen,
-             QStringList({QString::number(type), FIRST, QStringLiteral("door.cpp"), QStringLiteral("17"),
-                          QStringLiteral("open"), QString::fromUtf8("t\u00e4xt")}));
+    QCOMPARE(
+        seen,
+        QStringList({QString::number(type), FIRST, u"door.cpp"_s, u"17"_s, u"open"_s, QString::fromUtf8("t\u00e4xt")}));
 }
 
 void TstLoggerManager::output_forDefaultCategory_getsPlainLines()
 {
-    LoggerManager::setOutputs(DEFAULT, output(QStringLiteral("default")));
+    LoggerManager::setOutputs(DEFAULT, output(u"default"_s));
     logEverywhere();
     QCOMPARE(lines.take(), list("console: 1|console: 2|console: 3|console: 4|default: 4"));
 }
 
 void TstLoggerManager::emptyCategory_getsWhatNoOutputIsFor()
 {
-    LoggerManager::setOutputs(EVERY_OTHER, output(QStringLiteral("other")));
+    LoggerManager::setOutputs(EVERY_OTHER, output(u"other"_s));
     logEverywhere();
     QCOMPARE(lines.take(), list("console: 1|other: 1|console: 2|other: 2|console: 3|other: 3|console: 4|other: 4"));
 }
 
 void TstLoggerManager::emptyCategory_ownOutputWins()
 {
-    LoggerManager::setOutputs(EVERY_OTHER, output(QStringLiteral("other")));
-    LoggerManager::setOutputs(FIRST, output(QStringLiteral("first")));
-    LoggerManager::setOutputs(DEFAULT, output(QStringLiteral("default")));
+    LoggerManager::setOutputs(EVERY_OTHER, output(u"other"_s));
+    LoggerManager::setOutputs(FIRST, output(u"first"_s));
+    LoggerManager::setOutputs(DEFAULT, output(u"default"_s));
     logEverywhere();
     QCOMPARE(lines.take(), list("console: 1|first: 1|console: 2|other: 2|console: 3|other: 3|console: 4|default: 4"));
     LoggerManager::removeOutput(FIRST);
@@ -305,8 +305,8 @@ void TstLoggerManager::emptyCategory_ownOutputWins()
 
 void TstLoggerManager::emptyCategory_nullAndEmptyTextAreTheSame()
 {
-    LoggerManager::setOutputs(QString(), output(QStringLiteral("null")));
-    LoggerManager::setOutputs(QLatin1String(""), output(QStringLiteral("empty")));
+    LoggerManager::setOutputs(QString(), output(u"null"_s));
+    LoggerManager::setOutputs(QLatin1String(""), output(u"empty"_s));
     qWarning("4");
     QCOMPARE(lines.take(), list("console: 4|empty: 4"));
     QMessageLogger(nullptr, 0, nullptr, nullptr).warning("no category");
@@ -318,8 +318,8 @@ void TstLoggerManager::emptyCategory_nullAndEmptyTextAreTheSame()
 
 void TstLoggerManager::setOutputs_again_replaces()
 {
-    LoggerManager::setOutputs(FIRST, output(QStringLiteral("old")));
-    LoggerManager::setOutputs(FIRST, output(QStringLiteral("new")));
+    LoggerManager::setOutputs(FIRST, output(u"old"_s));
+    LoggerManager::setOutputs(FIRST, output(u"new"_s));
     qCWarning(firstCategory, "1");
     QCOMPARE(lines.take(), list("console: 1|new: 1"));
     LoggerManager::removeOutput(FIRST);
@@ -329,8 +329,8 @@ void TstLoggerManager::setOutputs_again_replaces()
 
 void TstLoggerManager::setOutputs_emptyFunction_removes()
 {
-    LoggerManager::setOutputs(FIRST, output(QStringLiteral("first")));
-    LoggerManager::setOutputs(EVERY_OTHER, output(QStringLiteral("other")));
+    LoggerManager::setOutputs(FIRST, output(u"first"_s));
+    LoggerManager::setOutputs(EVERY_OTHER, output(u"other"_s));
     LoggerManager::setOutputs(FIRST, LoggerManager::Output());
     qCWarning(firstCategory, "1");
     QCOMPARE(lines.take(), list("console: 1|other: 1"));
@@ -338,8 +338,8 @@ void TstLoggerManager::setOutputs_emptyFunction_removes()
 
 void TstLoggerManager::removeOutput_undoesOneAlone()
 {
-    LoggerManager::setOutputs(FIRST, output(QStringLiteral("first")));
-    LoggerManager::setOutputs(SECOND, output(QStringLiteral("second")));
+    LoggerManager::setOutputs(FIRST, output(u"first"_s));
+    LoggerManager::setOutputs(SECOND, output(u"second"_s));
     LoggerManager::removeOutput(FIRST);
     logEverywhere();
     QCOMPARE(lines.take(), list("console: 1|console: 2|second: 2|console: 3|console: 4"));
@@ -347,7 +347,7 @@ void TstLoggerManager::removeOutput_undoesOneAlone()
 
 void TstLoggerManager::removeOutput_unknownCategory_isFine()
 {
-    LoggerManager::setOutputs(FIRST, output(QStringLiteral("first")));
+    LoggerManager::setOutputs(FIRST, output(u"first"_s));
     LoggerManager::removeOutput(SECOND);
     LoggerManager::removeOutput(EVERY_OTHER);
     LoggerManager::removeOutput(SECOND);
@@ -357,9 +357,9 @@ void TstLoggerManager::removeOutput_unknownCategory_isFine()
 
 void TstLoggerManager::console_getsEachLineOnceAndFirst()
 {
-    LoggerManager::setOutputs(EVERY_OTHER, output(QStringLiteral("old")));
-    LoggerManager::setOutputs(EVERY_OTHER, output(QStringLiteral("other")));
-    LoggerManager::setOutputs(FIRST, output(QStringLiteral("first")));
+    LoggerManager::setOutputs(EVERY_OTHER, output(u"old"_s));
+    LoggerManager::setOutputs(EVERY_OTHER, output(u"other"_s));
+    LoggerManager::setOutputs(FIRST, output(u"first"_s));
     qCWarning(firstCategory, "1");
     QCOMPARE(lines.take(), list("console: 1|first: 1"));
 }
@@ -386,7 +386,7 @@ void TstLoggerManager::output_isCalledInTheLoggingThread()
 void TstLoggerManager::output_thatLogs_isNotCalledByItsOwnLines()
 {
     LoggerManager::setOutputs(FIRST, [](QtMsgType, const QMessageLogContext&, const QString& text) {
-        lines.add(QStringLiteral("first: ") + text);
+        lines.add(u"first: "_s + text);
         qCWarning(firstCategory, "inner line, on the error output only");
     });
     qCWarning(firstCategory, "1");
@@ -406,9 +406,9 @@ void TstLoggerManager::output_thatLogs_reachesNoOtherOutput()
             qWarning("inner line, on the error output only");
         };
     };
-    LoggerManager::setOutputs(FIRST, logging(QStringLiteral("first: ")));
-    LoggerManager::setOutputs(SECOND, logging(QStringLiteral("second: ")));
-    LoggerManager::setOutputs(EVERY_OTHER, logging(QStringLiteral("other: ")));
+    LoggerManager::setOutputs(FIRST, logging(u"first: "_s));
+    LoggerManager::setOutputs(SECOND, logging(u"second: "_s));
+    LoggerManager::setOutputs(EVERY_OTHER, logging(u"other: "_s));
     logEverywhere();
     QCOMPARE(lines.take(), list("console: 1|first: 1|console: 2|second: 2|console: 3|other: 3|console: 4|other: 4"));
 }
@@ -416,7 +416,7 @@ void TstLoggerManager::output_thatLogs_reachesNoOtherOutput()
 void TstLoggerManager::output_thatLogs_inAnotherThread_isStillCalled()
 {
     LoggerManager::setOutputs(FIRST, [](QtMsgType, const QMessageLogContext&, const QString& text) {
-        lines.add(QStringLiteral("first: ") + text);
+        lines.add(u"first: "_s + text);
         if (text == QLatin1String("1")) {
             std::thread([] { qCWarning(firstCategory, "2"); }).join();
         }
@@ -427,9 +427,9 @@ void TstLoggerManager::output_thatLogs_inAnotherThread_isStillCalled()
 
 void TstLoggerManager::output_mayReplaceItself()
 {
-    const QString name = QStringLiteral("old: ");
+    const QString name = u"old: "_s;
     LoggerManager::setOutputs(FIRST, [name](QtMsgType, const QMessageLogContext&, const QString& text) {
-        LoggerManager::setOutputs(FIRST, output(QStringLiteral("new")));
+        LoggerManager::setOutputs(FIRST, output(u"new"_s));
         // What was captured is still there.
         lines.add(name + text);
     });
@@ -440,7 +440,7 @@ void TstLoggerManager::output_mayReplaceItself()
 
 void TstLoggerManager::output_mayRemoveItself()
 {
-    const QString name = QStringLiteral("first: ");
+    const QString name = u"first: "_s;
     LoggerManager::setOutputs(FIRST, [name](QtMsgType, const QMessageLogContext&, const QString& text) {
         LoggerManager::removeOutput(FIRST);
         // What was captured is still there.
@@ -453,7 +453,7 @@ void TstLoggerManager::output_mayRemoveItself()
 
 void TstLoggerManager::output_isDestroyedOutsideTheLock()
 {
-    LoggerManager::setOutputs(SECOND, output(QStringLiteral("second")));
+    LoggerManager::setOutputs(SECOND, output(u"second"_s));
     // Each would wait for ever for a lock of its own.
     LoggerManager::setOutputs(FIRST, outputThatLogsWhenDestroyed());
     LoggerManager::setOutputs(FIRST, outputThatLogsWhenDestroyed());
@@ -468,7 +468,7 @@ void TstLoggerManager::output_isDestroyedOutsideTheLock()
 void TstLoggerManager::output_ofSharedState_isCopiedIn()
 {
     {
-        const LoggerManager::Output temporary = output(QStringLiteral("first"));
+        const LoggerManager::Output temporary = output(u"first"_s);
         LoggerManager::setOutputs(FIRST, temporary);
     }
     qCWarning(firstCategory, "1");

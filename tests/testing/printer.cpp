@@ -3,6 +3,7 @@
 #include "client/tarvexmsgworker.h"
 #include "client/tarvexqueryhandler.h"
 #include "cmdlayer/tarvexcommand.h"
+#include "literals.h"
 
 namespace {
 
@@ -11,7 +12,7 @@ constexpr int LOG_REPEAT_INTERVAL_MS = 1000;
 
 QString printerName()
 {
-    return QStringLiteral("printer");
+    return u"printer"_s;
 }
 
 } // namespace
@@ -28,8 +29,7 @@ void PrinterWorker::doSendState()
 
 void PrinterWorker::doApplySettings(tarvex::ClientSettings settings)
 {
-    m_paper =
-        settings.formattedSettings().value(QStringLiteral("paper")).toMap().value(QStringLiteral("kind")).toString();
+    m_paper = settings.formattedSettings().value(u"paper"_s).toMap().value(u"kind"_s).toString();
 }
 
 void PrinterWorker::answer(Message message)
@@ -42,7 +42,7 @@ void PrinterWorker::answer(Message message)
     if (command.name() == QLatin1String("store")) {
         tarvex::ClientSettings settings;
         settings.setOwner(printerName());
-        settings.setDescription(QStringLiteral("stored by the printer"));
+        settings.setDescription(u"stored by the printer"_s);
         settings.setMailOwner(false);
         handler->saveSettings(settings);
     } else if (isKnown) {
@@ -50,8 +50,8 @@ void PrinterWorker::answer(Message message)
         sendState();
     }
     TarvexCommand reply = command;
-    reply.setName(isKnown ? QStringLiteral("printed") : QStringLiteral("commandError"));
-    reply.setData({{QStringLiteral("paper"), m_paper}});
+    reply.setName(isKnown ? u"printed"_s : u"commandError"_s);
+    reply.setData({{u"paper"_s, m_paper}});
     handler->sendMessage(reply.toOutgoingMessage());
 }
 

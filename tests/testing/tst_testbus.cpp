@@ -4,6 +4,7 @@
 #include "client/supportedclients.h"
 #include "client/tarvexqueryhandler.h"
 #include "fakebus.h"
+#include "literals.h"
 #include "printer.h"
 
 #include <QCoreApplication>
@@ -27,24 +28,24 @@ constexpr int SHORT_MS = 100; ///< For waits that are to fail.
 
 QString printer()
 {
-    return QStringLiteral("printer");
+    return u"printer"_s;
 }
 
 QString cashbox()
 {
-    return QStringLiteral("cashbox");
+    return u"cashbox"_s;
 }
 
 QString print()
 {
-    return QStringLiteral("print");
+    return u"print"_s;
 }
 
-ClientSettings settingsOf(const QString& owner, const QString& paper = QStringLiteral("thick"))
+ClientSettings settingsOf(const QString& owner, const QString& paper = u"thick"_s)
 {
     ClientSettings settings;
     settings.setOwner(owner);
-    settings.setFormattedSettings({{QStringLiteral("paper"), QVariantMap{{QStringLiteral("kind"), paper}}}}, true);
+    settings.setFormattedSettings({{u"paper"_s, QVariantMap{{u"kind"_s, paper}}}}, true);
     return settings;
 }
 
@@ -76,12 +77,12 @@ Message commandMessage(const QString& reciever, const QString& name, const QVari
 
 QVariantMap numbered(int number)
 {
-    return {{QStringLiteral("number"), number}};
+    return {{u"number"_s, number}};
 }
 
 int numberOf(const std::optional<TarvexCommand>& command)
 {
-    return command ? command->data().value(QStringLiteral("number"), -1).toInt() : -1;
+    return command ? command->data().value(u"number"_s, -1).toInt() : -1;
 }
 
 /// The line with that number of what a failed wait tells; line 0 is the first of what came.
@@ -192,7 +193,7 @@ void TstTestBus::start_again_changesNothing()
     QVERIFY(client.open());
     QVERIFY(bus.start());
     QVERIFY(bus.isRunning());
-    QVERIFY(client.saveState(stateOf(cashbox(), QStringLiteral("open"))));
+    QVERIFY(client.saveState(stateOf(cashbox(), u"open"_s)));
 }
 
 void TstTestBus::start_portInUse_fails_data()
@@ -210,7 +211,7 @@ void TstTestBus::start_portInUse_fails()
         const FakeBus occupant(static_cast<quint16>(port));
         QVERIFY(occupant.isListening());
         QVERIFY(!bus.start());
-        const QString words = QStringLiteral("port %1 of 127.0.0.1 is taken: is another bus running there?").arg(port);
+        const QString words = u"port %1 of 127.0.0.1 is taken: is another bus running there?"_s.arg(port);
         QVERIFY2(bus.errorString().contains(words), qPrintable(bus.errorString()));
         QVERIFY(!bus.isRunning());
     }
@@ -258,16 +259,16 @@ void TstTestBus::restart_severalTimes_keepsWhatIsStored()
     ClientSettings settings = settingsOf(printer());
     settings.setMailOwner(false); // so that the command below is the first message
     QVERIFY(bus.saveSettings(settings));
-    QVERIFY(bus.saveState(stateOf(printer(), QStringLiteral("ready"))));
+    QVERIFY(bus.saveState(stateOf(printer(), u"ready"_s)));
     const QString uid = bus.sendCommand(cashbox(), printer(), print());
     QVERIFY(!uid.isEmpty());
     for (int round = 0; round < 3; ++round) {
         QVERIFY2(bus.restart(), qPrintable(bus.errorString()));
     }
     QCOMPARE(bus.settings(printer()).value_or(ClientSettings()).formattedSettings(), settings.formattedSettings());
-    QCOMPARE(bus.state(printer()).value_or(ClientState()).state(), QStringLiteral("ready"));
+    QCOMPARE(bus.state(printer()).value_or(ClientState()).state(), u"ready"_s);
     BusClient receiver(BusClient::RECEIVER_PORT, printer());
-    QCOMPARE(receiver.read().data.value(QStringLiteral("UID")).toString(), uid);
+    QCOMPARE(receiver.read().data.value(u"UID"_s).toString(), uid);
     QVERIFY(!TestBus().settings(printer()));
 }
 
@@ -275,10 +276,10 @@ void TstTestBus::stopped_takesNothing()
 {
     TestBus bus;
     QVERIFY(bus.start());
-    QVERIFY(bus.saveState(stateOf(printer(), QStringLiteral("ready"))));
+    QVERIFY(bus.saveState(stateOf(printer(), u"ready"_s)));
     bus.stop();
     QCOMPARE(bus.sendCommand(cashbox(), printer(), print()), QString());
-    QVERIFY2(bus.errorString().contains(QStringLiteral("not running")), qPrintable(bus.errorString()));
+    QVERIFY2(bus.errorString().contains(u"not running"_s), qPrintable(bus.errorString()));
     QVERIFY(!bus.saveSettings(settingsOf(printer())));
     QVERIFY(!bus.state(printer()));
     QVERIFY(!bus.refuseConnections(false));
@@ -289,7 +290,7 @@ void TstTestBus::stopped_takesNothing()
 void TstTestBus::neverStarted_takesNothing()
 {
     TestBus bus;
-    QVERIFY(!bus.saveState(stateOf(printer(), QStringLiteral("ready"))));
+    QVERIFY(!bus.saveState(stateOf(printer(), u"ready"_s)));
     QVERIFY(!bus.refuseConnections(true));
     bus.dropConnections();
     bus.clear();
@@ -336,10 +337,10 @@ void TstTestBus::waitForClient_timedOut_saysWhoIsThere()
     QVERIFY(bus.start());
     const BusClient client(BusClient::QUERY_PORT, printer());
     QVERIFY(!bus.waitForClient(printer(), SHORT_MS));
-    const QString expected = QStringLiteral("\"printer\" has not joined the bus within 100 ms. "
-                                            "There: printer on the query port; nobody on the receiver port.\n"
-                                            "Came and was not taken, 1 in all:\n"
-                                            "  \"printer\", handshake: {\"name\":\"printer\"}");
+    const QString expected = u"\"printer\" has not joined the bus within 100 ms. "
+                             "There: printer on the query port; nobody on the receiver port.\n"
+                             "Came and was not taken, 1 in all:\n"
+                             "  \"printer\", handshake: {\"name\":\"printer\"}"_s;
     QCOMPARE(bus.errorString(), expected);
 }
 
@@ -363,7 +364,7 @@ void TstTestBus::waitForDisconnected_timedOut_fails()
     const BusClient receiver(BusClient::RECEIVER_PORT, printer());
     QVERIFY(bus.waitForClient(printer(), TestBus::DEFAULT_TIMEOUT_MS, TestBus::Connections::Receiver));
     QVERIFY(!bus.waitForDisconnected(printer(), SHORT_MS));
-    QVERIFY(bus.errorString().startsWith(QStringLiteral("\"printer\" has not left the bus within 100 ms.")));
+    QVERIFY(bus.errorString().startsWith(u"\"printer\" has not left the bus within 100 ms."_s));
 }
 
 void TstTestBus::sendCommand_isAnswered()
@@ -377,7 +378,7 @@ void TstTestBus::sendCommand_isAnswered()
     QCOMPARE(uid.size(), 24);
     const auto reply = bus.waitForReply(uid);
     QVERIFY2(reply, qPrintable(bus.errorString()));
-    QCOMPARE(reply->name(), QStringLiteral("printed"));
+    QCOMPARE(reply->name(), u"printed"_s);
     QCOMPARE(reply->agent(), printer());
     QCOMPARE(reply->uid(), uid);
     QVERIFY(!bus.waitForReply(uid, SHORT_MS)); // taken
@@ -392,7 +393,7 @@ void TstTestBus::sendCommand_toAbsentClient_reachesItLater()
     const Message pushed = Message::fromVariantMap(receiver.read().data);
     QCOMPARE(pushed.sender(), cashbox());
     QCOMPARE(pushed.reciever(), printer());
-    QCOMPARE(pushed.message(), QStringLiteral(R"({"cmd":"print","data":{"number":7}})"));
+    QCOMPARE(pushed.message(), uR"({"cmd":"print","data":{"number":7}})"_s);
     QVERIFY(pushed.dt().isValid());
 }
 
@@ -402,27 +403,27 @@ void TstTestBus::sendCommand_unknown_getsTheErrorAsReply()
     QVERIFY(bus.start());
     Printer service;
     service.doStart();
-    const auto reply = bus.waitForReply(bus.sendCommand(cashbox(), printer(), QStringLiteral("dance")));
+    const auto reply = bus.waitForReply(bus.sendCommand(cashbox(), printer(), u"dance"_s));
     QVERIFY2(reply, qPrintable(bus.errorString()));
-    QCOMPARE(reply->name(), QStringLiteral("commandError"));
+    QCOMPARE(reply->name(), u"commandError"_s);
 }
 
 void TstTestBus::sendMessage_withoutSender_fails()
 {
     TestBus bus;
     QVERIFY(bus.start());
-    QCOMPARE(bus.sendMessage(plainMessage(printer(), QStringLiteral("hello"))), QString());
-    QCOMPARE(bus.errorString(), QStringLiteral("a message needs a sender"));
+    QCOMPARE(bus.sendMessage(plainMessage(printer(), u"hello"_s)), QString());
+    QCOMPARE(bus.errorString(), u"a message needs a sender"_s);
 }
 
 void TstTestBus::sendMessage_keepsItsUid()
 {
     TestBus bus;
     QVERIFY(bus.start());
-    Message message = plainMessage(printer(), QStringLiteral("hello"));
+    Message message = plainMessage(printer(), u"hello"_s);
     message.setSender(cashbox());
-    message.setUid(QStringLiteral("my own"));
-    QCOMPARE(bus.sendMessage(message), QStringLiteral("my own"));
+    message.setUid(u"my own"_s);
+    QCOMPARE(bus.sendMessage(message), u"my own"_s);
     BusClient receiver(BusClient::RECEIVER_PORT, printer());
     QCOMPARE(receiver.read().data, message.toVariantMap());
 }
@@ -438,8 +439,8 @@ void TstTestBus::waitForReply_unknownUid_fails()
 {
     TestBus bus;
     QVERIFY(bus.start());
-    QVERIFY(!bus.waitForReply(QStringLiteral("unheard of")));
-    QCOMPARE(bus.errorString(), QStringLiteral("no message with the uid \"unheard of\" was sent"));
+    QVERIFY(!bus.waitForReply(u"unheard of"_s));
+    QCOMPARE(bus.errorString(), u"no message with the uid \"unheard of\" was sent"_s);
 }
 
 void TstTestBus::waitForReply_timedOut_fails()
@@ -449,7 +450,7 @@ void TstTestBus::waitForReply_timedOut_fails()
     const QString uid = bus.sendCommand(cashbox(), printer(), print());
     QVERIFY(!bus.waitForReply(uid, SHORT_MS));
     QVERIFY(bus.errorString().startsWith(
-        QStringLiteral("a reply to \"cashbox\" with the uid \"%1\" has not come within 100 ms.").arg(uid)));
+        u"a reply to \"cashbox\" with the uid \"%1\" has not come within 100 ms."_s.arg(uid)));
 }
 
 void TstTestBus::waitForReply_toAnother_isNone()
@@ -459,7 +460,7 @@ void TstTestBus::waitForReply_toAnother_isNone()
     const QString uid = bus.sendCommand(cashbox(), printer(), print());
     TarvexQueryHandler client(printer());
     QVERIFY(client.open());
-    Message elsewhere = commandMessage(QStringLiteral("display"), QStringLiteral("printed"));
+    Message elsewhere = commandMessage(u"display"_s, u"printed"_s);
     elsewhere.setUid(uid);
     QVERIFY(client.sendMessage(elsewhere));
     QVERIFY(!bus.waitForReply(uid, SHORT_MS));
@@ -487,24 +488,24 @@ void TstTestBus::waitForAcknowledged_absentClient_timesOut()
     const QString uid = bus.sendCommand(cashbox(), printer(), print());
     QVERIFY(!bus.waitForAcknowledged(uid, SHORT_MS));
     QVERIFY(bus.errorString().startsWith(
-        QStringLiteral("the message \"%1\" was not acknowledged within 100 ms. There: nobody").arg(uid)));
+        u"the message \"%1\" was not acknowledged within 100 ms. There: nobody"_s.arg(uid)));
 }
 
 void TstTestBus::saveSettings_areAppliedByTheirOwner()
 {
     TestBus bus;
     QVERIFY(bus.start());
-    QVERIFY(bus.saveSettings(settingsOf(printer(), QStringLiteral("thick"))));
+    QVERIFY(bus.saveSettings(settingsOf(printer(), u"thick"_s)));
     Printer service;
     service.doStart();
-    QVERIFY2(bus.waitForRequest(printer(), QStringLiteral("loadSettings")), qPrintable(bus.errorString()));
+    QVERIFY2(bus.waitForRequest(printer(), u"loadSettings"_s), qPrintable(bus.errorString()));
     const auto before = bus.waitForReply(bus.sendCommand(cashbox(), printer(), print()));
-    QVERIFY(bus.saveSettings(settingsOf(printer(), QStringLiteral("thin"))));
-    QVERIFY2(bus.waitForRequest(printer(), QStringLiteral("loadSettings")), qPrintable(bus.errorString()));
+    QVERIFY(bus.saveSettings(settingsOf(printer(), u"thin"_s)));
+    QVERIFY2(bus.waitForRequest(printer(), u"loadSettings"_s), qPrintable(bus.errorString()));
     const auto after = bus.waitForReply(bus.sendCommand(cashbox(), printer(), print()));
     QVERIFY2(before && after, qPrintable(bus.errorString()));
-    QCOMPARE(before->data().value(QStringLiteral("paper")).toString(), QStringLiteral("thick"));
-    QCOMPARE(after->data().value(QStringLiteral("paper")).toString(), QStringLiteral("thin"));
+    QCOMPARE(before->data().value(u"paper"_s).toString(), u"thick"_s);
+    QCOMPARE(after->data().value(u"paper"_s).toString(), u"thin"_s);
 }
 
 void TstTestBus::saveSettings_withoutOwner_areRefused()
@@ -512,7 +513,7 @@ void TstTestBus::saveSettings_withoutOwner_areRefused()
     TestBus bus;
     QVERIFY(bus.start());
     QVERIFY(!bus.saveSettings(settingsOf(QString())));
-    QCOMPARE(bus.errorString(), QStringLiteral("saveSettings: refused with 2, \"Incorrect request data\""));
+    QCOMPARE(bus.errorString(), u"saveSettings: refused with 2, \"Incorrect request data\""_s);
 }
 
 void TstTestBus::saveSettings_withoutMail_tellsNobody()
@@ -524,19 +525,19 @@ void TstTestBus::saveSettings_withoutMail_tellsNobody()
     QVERIFY(bus.saveSettings(settings));
     const QString uid = bus.sendCommand(cashbox(), printer(), print());
     BusClient receiver(BusClient::RECEIVER_PORT, printer());
-    QCOMPARE(receiver.read().data.value(QStringLiteral("UID")).toString(), uid); // and nothing before it
+    QCOMPARE(receiver.read().data.value(u"UID"_s).toString(), uid); // and nothing before it
 }
 
 void TstTestBus::saveState_isStoredAndDated()
 {
     TestBus bus;
     QVERIFY(bus.start());
-    QVERIFY(bus.saveState(stateOf(printer(), QStringLiteral("ready"))));
+    QVERIFY(bus.saveState(stateOf(printer(), u"ready"_s)));
     const auto stored = bus.state(printer());
     QVERIFY2(stored, qPrintable(bus.errorString()));
-    QCOMPARE(stored->state(), QStringLiteral("ready"));
+    QCOMPARE(stored->state(), u"ready"_s);
     QVERIFY(stored->dt().isValid());
-    ClientState dated = stateOf(printer(), QStringLiteral("busy"));
+    ClientState dated = stateOf(printer(), u"busy"_s);
     dated.setDt(QDateTime(QDate(2020, 2, 29), QTime(1, 2, 3)));
     QVERIFY(bus.saveState(dated));
     QVERIFY(bus.state(printer()) == dated);
@@ -549,10 +550,10 @@ void TstTestBus::saveState_tellsSubscribers()
     TarvexQueryHandler client(printer());
     QVERIFY(client.open());
     QVERIFY(client.subscribe(QStringList{cashbox()}));
-    QVERIFY(bus.saveState(stateOf(cashbox(), QStringLiteral("open"))));
+    QVERIFY(bus.saveState(stateOf(cashbox(), u"open"_s)));
     BusClient receiver(BusClient::RECEIVER_PORT, printer());
-    const QString text = receiver.read().data.value(QStringLiteral("message")).toString();
-    QVERIFY2(text.startsWith(QStringLiteral(R"({"cmd":"stateChanged")")), qPrintable(text));
+    const QString text = receiver.read().data.value(u"message"_s).toString();
+    QVERIFY2(text.startsWith(uR"({"cmd":"stateChanged")"_s), qPrintable(text));
 }
 
 void TstTestBus::settings_noneStored_saysSo()
@@ -560,8 +561,7 @@ void TstTestBus::settings_noneStored_saysSo()
     TestBus bus;
     QVERIFY(bus.start());
     QVERIFY(!bus.settings(printer()));
-    QVERIFY2(bus.errorString().startsWith(QStringLiteral("loadSettings: refused with 5")),
-             qPrintable(bus.errorString()));
+    QVERIFY2(bus.errorString().startsWith(u"loadSettings: refused with 5"_s), qPrintable(bus.errorString()));
 }
 
 void TstTestBus::state_noneStored_saysSo()
@@ -569,7 +569,7 @@ void TstTestBus::state_noneStored_saysSo()
     TestBus bus;
     QVERIFY(bus.start());
     QVERIFY(!bus.state(printer()));
-    QVERIFY2(bus.errorString().startsWith(QStringLiteral("loadState: refused with 5")), qPrintable(bus.errorString()));
+    QVERIFY2(bus.errorString().startsWith(u"loadState: refused with 5"_s), qPrintable(bus.errorString()));
 }
 
 void TstTestBus::waitForCommand_takesEachOnce_inOrder()
@@ -593,16 +593,16 @@ void TstTestBus::waitForCommand_otherName_staysForLater()
     QVERIFY(bus.start());
     TarvexQueryHandler client(printer());
     QVERIFY(client.open());
-    QVERIFY(client.sendMessage(commandMessage(cashbox(), QStringLiteral("first"))));
-    QVERIFY(client.sendMessage(commandMessage(QStringLiteral("display"), QStringLiteral("second"))));
-    QVERIFY(client.sendMessage(commandMessage(cashbox(), QStringLiteral("second"))));
-    const auto second = bus.waitForCommand(cashbox(), QStringLiteral("second"));
+    QVERIFY(client.sendMessage(commandMessage(cashbox(), u"first"_s)));
+    QVERIFY(client.sendMessage(commandMessage(u"display"_s, u"second"_s)));
+    QVERIFY(client.sendMessage(commandMessage(cashbox(), u"second"_s)));
+    const auto second = bus.waitForCommand(cashbox(), u"second"_s);
     const auto any = bus.waitForCommand(cashbox(), QString());
     QVERIFY(second && any);
-    QCOMPARE(second->name(), QStringLiteral("second"));
+    QCOMPARE(second->name(), u"second"_s);
     QCOMPARE(second->agent(), printer());
-    QCOMPARE(any->name(), QStringLiteral("first"));
-    QVERIFY(bus.waitForCommand(QStringLiteral("display"), QStringLiteral("second")));
+    QCOMPARE(any->name(), u"first"_s);
+    QVERIFY(bus.waitForCommand(u"display"_s, u"second"_s));
 }
 
 void TstTestBus::waitForCommand_filtered_takesTheFirstThatFits()
@@ -636,13 +636,12 @@ void TstTestBus::waitForCommand_refusedByTheBus_isNone()
 {
     TestBus bus;
     QVERIFY(bus.start());
-    bus.failRequests(QStringLiteral("sendMessage"), TarvexError::StorageAccessError);
+    bus.failRequests(u"sendMessage"_s, TarvexError::StorageAccessError);
     TarvexQueryHandler client(printer());
     QVERIFY(client.open());
     QVERIFY(!client.sendMessage(commandMessage(cashbox(), print())));
     QVERIFY(!bus.waitForCommand(cashbox(), print(), SHORT_MS));
-    QCOMPARE(toldLine(bus, 0),
-             QStringLiteral("  \"printer\" to \"cashbox\": {\"cmd\":\"print\",\"data\":{}} (refused with 512)"));
+    QCOMPARE(toldLine(bus, 0), u"  \"printer\" to \"cashbox\": {\"cmd\":\"print\",\"data\":{}} (refused with 512)"_s);
 }
 
 void TstTestBus::waitForCommand_ofTheTestItself_isNone()
@@ -662,9 +661,9 @@ void TstTestBus::waitForCommand_findsLogLines()
     QVERIFY(bus.waitForClient(printer()));
     qWarning("out of paper");
     const auto isAboutPaper = [](const TarvexCommand& command) {
-        return command.data().value(QStringLiteral("text")).toString().contains(QStringLiteral("out of paper"));
+        return command.data().value(u"text"_s).toString().contains(u"out of paper"_s);
     };
-    const auto line = bus.waitForCommand(tarvex::BUSNAME_LOGGER, QStringLiteral("saveLog"), isAboutPaper);
+    const auto line = bus.waitForCommand(tarvex::BUSNAME_LOGGER, u"saveLog"_s, isAboutPaper);
     QVERIFY2(line, qPrintable(bus.errorString()));
     QCOMPARE(line->agent(), printer());
 }
@@ -677,24 +676,23 @@ void TstTestBus::waitForCommand_timedOut_saysWhatCame()
     QVERIFY(client.open());
     QVERIFY(client.sendMessage(commandMessage(cashbox(), print(), numbered(1))));
     QVERIFY(client.subscribe(QStringList{cashbox()}));
-    bus.ignoreRequests(QStringLiteral("handshake"));
+    bus.ignoreRequests(u"handshake"_s);
     BusClient unheard(BusClient::QUERY_PORT);
-    QVERIFY(unheard.sendRequest(QStringLiteral("handshake"), {{QStringLiteral("name"), cashbox()}}));
-    QVERIFY(!bus.waitForCommand(cashbox(), QStringLiteral("printed"), SHORT_MS));
-    const QString expected =
-        QStringLiteral("the command \"printed\" to \"cashbox\" has not come within 100 ms. "
-                       "There: printer on the query port; nobody on the receiver port.\n"
-                       "Came and was not taken, 4 in all:\n"
-                       "  \"printer\" to \"cashbox\": {\"cmd\":\"print\",\"data\":{\"number\":1}}\n"
-                       "  \"cashbox\", handshake: {\"name\":\"cashbox\"} (not answered)\n"
-                       "  \"printer\", subscribe: {\"publishers\":[{\"goal\":3,\"name\":\"cashbox\"}]}\n"
-                       "  \"printer\", handshake: {\"name\":\"printer\"}");
+    QVERIFY(unheard.sendRequest(u"handshake"_s, {{u"name"_s, cashbox()}}));
+    QVERIFY(!bus.waitForCommand(cashbox(), u"printed"_s, SHORT_MS));
+    const QString expected = u"the command \"printed\" to \"cashbox\" has not come within 100 ms. "
+                             "There: printer on the query port; nobody on the receiver port.\n"
+                             "Came and was not taken, 4 in all:\n"
+                             "  \"printer\" to \"cashbox\": {\"cmd\":\"print\",\"data\":{\"number\":1}}\n"
+                             "  \"cashbox\", handshake: {\"name\":\"cashbox\"} (not answered)\n"
+                             "  \"printer\", subscribe: {\"publishers\":[{\"goal\":3,\"name\":\"cashbox\"}]}\n"
+                             "  \"printer\", handshake: {\"name\":\"printer\"}"_s;
     QCOMPARE(bus.errorString(), expected);
     bus.clear();
     QVERIFY(!bus.waitForCommand(cashbox(), QString(), 0));
     QCOMPARE(bus.errorString(),
-             QStringLiteral("a command to \"cashbox\" has not come within 0 ms. There: printer on the query port; "
-                            "nobody on the receiver port.\nNothing came that was not taken."));
+             u"a command to \"cashbox\" has not come within 0 ms. There: printer on the query port; "
+             "nobody on the receiver port.\nNothing came that was not taken."_s);
 }
 
 void TstTestBus::waitForCommand_timedOut_tellsNoiseLast()
@@ -703,26 +701,26 @@ void TstTestBus::waitForCommand_timedOut_tellsNoiseLast()
     QVERIFY(bus.start());
     TarvexQueryHandler client(printer());
     QVERIFY(client.open());
-    const QVariantMap line = {{QStringLiteral("text"), QStringLiteral("line")}};
-    QVERIFY(client.sendMessage(commandMessage(cashbox(), QStringLiteral("commandError"))));
-    QVERIFY(client.saveState(stateOf(QString(), QStringLiteral("idle"))));
-    QVERIFY(client.sendMessage(commandMessage(tarvex::BUSNAME_LOGGER, QStringLiteral("saveLog"), line)));
-    QVERIFY(client.sendMessage(commandMessage(tarvex::BUSNAME_LOGGER, QStringLiteral("rotate"))));
-    QVERIFY(client.sendMessage(commandMessage(tarvex::BUSNAME_TERMINAL_GUI, QStringLiteral("showLogMessage"), line)));
-    QVERIFY(!bus.waitForCommand(cashbox(), QStringLiteral("printed"), 0));
+    const QVariantMap line = {{u"text"_s, u"line"_s}};
+    QVERIFY(client.sendMessage(commandMessage(cashbox(), u"commandError"_s)));
+    QVERIFY(client.saveState(stateOf(QString(), u"idle"_s)));
+    QVERIFY(client.sendMessage(commandMessage(tarvex::BUSNAME_LOGGER, u"saveLog"_s, line)));
+    QVERIFY(client.sendMessage(commandMessage(tarvex::BUSNAME_LOGGER, u"rotate"_s)));
+    QVERIFY(client.sendMessage(commandMessage(tarvex::BUSNAME_TERMINAL_GUI, u"showLogMessage"_s, line)));
+    QVERIFY(!bus.waitForCommand(cashbox(), u"printed"_s, 0));
     QStringList lines = bus.errorString().split(QLatin1Char('\n'));
     QVERIFY(lines.value(4).startsWith(QLatin1String("  \"printer\", saveState: {")));
     lines.removeAt(4); // it bears the time
     QCOMPARE(lines.join(QLatin1Char('\n')),
-             QStringLiteral("the command \"printed\" to \"cashbox\" has not come within 0 ms. "
-                            "There: printer on the query port; nobody on the receiver port.\n"
-                            "Came and was not taken, 6 in all:\n"
-                            "  \"printer\" to \"cashbox\": {\"cmd\":\"commandError\",\"data\":{}}\n"
-                            "  \"printer\" to \"logger\": {\"cmd\":\"rotate\",\"data\":{}}\n"
-                            "  \"printer\" to \"terminal_gui\": "
-                            "{\"cmd\":\"showLogMessage\",\"data\":{\"text\":\"line\"}}\n"
-                            "  \"printer\" to \"logger\": {\"cmd\":\"saveLog\",\"data\":{\"text\":\"line\"}}\n"
-                            "  \"printer\", handshake: {\"name\":\"printer\"}"));
+             u"the command \"printed\" to \"cashbox\" has not come within 0 ms. "
+             "There: printer on the query port; nobody on the receiver port.\n"
+             "Came and was not taken, 6 in all:\n"
+             "  \"printer\" to \"cashbox\": {\"cmd\":\"commandError\",\"data\":{}}\n"
+             "  \"printer\" to \"logger\": {\"cmd\":\"rotate\",\"data\":{}}\n"
+             "  \"printer\" to \"terminal_gui\": "
+             "{\"cmd\":\"showLogMessage\",\"data\":{\"text\":\"line\"}}\n"
+             "  \"printer\" to \"logger\": {\"cmd\":\"saveLog\",\"data\":{\"text\":\"line\"}}\n"
+             "  \"printer\", handshake: {\"name\":\"printer\"}"_s);
 }
 
 void TstTestBus::waitForCommand_timedOut_cutsWhatIsLong()
@@ -732,32 +730,32 @@ void TstTestBus::waitForCommand_timedOut_cutsWhatIsLong()
     TarvexQueryHandler client(printer());
     QVERIFY(client.open());
     for (int number = 1; number <= 30; ++number) {
-        const QString text = QStringLiteral("number %1 ").arg(number) + QString(100000, QLatin1Char('x'));
-        QVERIFY(client.sendMessage(plainMessage(cashbox(), text + QStringLiteral(" end"))));
+        const QString text = u"number %1 "_s.arg(number) + QString(100000, QLatin1Char('x'));
+        QVERIFY(client.sendMessage(plainMessage(cashbox(), text + u" end"_s)));
     }
     QVERIFY(!bus.waitForCommand(cashbox(), print(), 0));
     const QString begin(53, QLatin1Char('x'));
     const QString end(59, QLatin1Char('x'));
-    QString expected = QStringLiteral("the command \"print\" to \"cashbox\" has not come within 0 ms. "
-                                      "There: printer on the query port; nobody on the receiver port.\n"
-                                      "Came and was not taken, 31 in all:\n");
+    QString expected = u"the command \"print\" to \"cashbox\" has not come within 0 ms. "
+                       "There: printer on the query port; nobody on the receiver port.\n"
+                       "Came and was not taken, 31 in all:\n"_s;
     for (const int number : {30, 29, 28, 27}) {
         // The text has 100014 characters, 126 of which are shown.
-        expected += QStringLiteral("  \"printer\" to \"cashbox\": number %1 %2...(+99888)...%3 end\n")
-                        .arg(QString::number(number), begin, end);
+        expected += u"  \"printer\" to \"cashbox\": number %1 %2...(+99888)...%3 end\n"_s.arg(QString::number(number),
+                                                                                              begin, end);
     }
-    QCOMPARE(bus.errorString(), expected + QStringLiteral("  and 27 more"));
+    QCOMPARE(bus.errorString(), expected + u"  and 27 more"_s);
 }
 
 /// QtTest cuts a message at 1024 bytes, whatever part of it is a tested expression.
 void TstTestBus::waitForCommand_timedOut_isShortInBytes_data()
 {
     QTest::addColumn<QString>("text");
-    QTest::newRow("one byte") << QStringLiteral("x");
-    QTest::newRow("two bytes") << QStringLiteral("\u0436");
-    QTest::newRow("three bytes") << QStringLiteral("\u20ac");
-    QTest::newRow("four bytes") << QStringLiteral("\U0001f39f");
-    QTest::newRow("escaped in JSON") << QStringLiteral("\u0001");
+    QTest::newRow("one byte") << u"x"_s;
+    QTest::newRow("two bytes") << u"\u0436"_s;
+    QTest::newRow("three bytes") << u"\u20ac"_s;
+    QTest::newRow("four bytes") << u"\U0001f39f"_s;
+    QTest::newRow("escaped in JSON") << u"\u0001"_s;
 }
 
 void TstTestBus::waitForCommand_timedOut_isShortInBytes()
@@ -778,7 +776,7 @@ void TstTestBus::waitForCommand_timedOut_isShortInBytes()
     QVERIFY2(said.size() <= 900, said.constData());
     QVERIFY2(said.contains("\nCame and was not taken, 15 in all:\n  \""), said.constData());
     const int shown = said.count("\n  \"");
-    QVERIFY2(said.endsWith(QStringLiteral("\n  and %1 more").arg(15 - shown).toUtf8()), said.constData());
+    QVERIFY2(said.endsWith(u"\n  and %1 more"_s.arg(15 - shown).toUtf8()), said.constData());
     QVERIFY2(!said.contains("\ufffd"), said.constData()); // no character was cut in two
 }
 
@@ -786,18 +784,17 @@ void TstTestBus::waitForCommand_timedOut_showsNoControlCharacters()
 {
     TestBus bus;
     QVERIFY(bus.start());
-    const QString hostile = QStringLiteral("\x1b[2J\nfaked line");
+    const QString hostile = u"\x1b[2J\nfaked line"_s;
     TarvexQueryHandler client(hostile);
     QVERIFY(client.open());
     QVERIFY(client.sendMessage(plainMessage(hostile, hostile)));
     QVERIFY(!bus.waitForCommand(cashbox(), print(), 0));
-    QCOMPARE(
-        bus.errorString(),
-        QStringLiteral("the command \"print\" to \"cashbox\" has not come within 0 ms. There: ?[2J?faked line on the "
-                       "query port; nobody on the receiver port.\n"
-                       "Came and was not taken, 2 in all:\n"
-                       "  \"?[2J?faked line\" to \"?[2J?faked line\": ?[2J?faked line\n"
-                       "  \"?[2J?faked line\", handshake: {\"name\":\"\\u001b[2J\\nfaked line\"}"));
+    QCOMPARE(bus.errorString(),
+             u"the command \"print\" to \"cashbox\" has not come within 0 ms. There: ?[2J?faked line on the "
+             "query port; nobody on the receiver port.\n"
+             "Came and was not taken, 2 in all:\n"
+             "  \"?[2J?faked line\" to \"?[2J?faked line\": ?[2J?faked line\n"
+             "  \"?[2J?faked line\", handshake: {\"name\":\"\\u001b[2J\\nfaked line\"}"_s);
 }
 
 void TstTestBus::waitForMessage_takesWhatIsNoCommand()
@@ -806,14 +803,14 @@ void TstTestBus::waitForMessage_takesWhatIsNoCommand()
     QVERIFY(bus.start());
     TarvexQueryHandler client(printer());
     QVERIFY(client.open());
-    QVERIFY(client.sendMessage(plainMessage(cashbox(), QStringLiteral("plain words"))));
+    QVERIFY(client.sendMessage(plainMessage(cashbox(), u"plain words"_s)));
     QVERIFY(!bus.waitForCommand(cashbox(), QString(), SHORT_MS));
     const auto message = bus.waitForMessage(cashbox());
     QVERIFY2(message, qPrintable(bus.errorString()));
-    QCOMPARE(message->message(), QStringLiteral("plain words"));
+    QCOMPARE(message->message(), u"plain words"_s);
     QCOMPARE(message->sender(), printer());
     QVERIFY(!bus.waitForMessage(cashbox(), SHORT_MS));
-    QVERIFY(bus.errorString().startsWith(QStringLiteral("a message to \"cashbox\" has not come within 100 ms.")));
+    QVERIFY(bus.errorString().startsWith(u"a message to \"cashbox\" has not come within 100 ms."_s));
 }
 
 void TstTestBus::waitForMessage_withoutAddressee_isFound()
@@ -822,10 +819,10 @@ void TstTestBus::waitForMessage_withoutAddressee_isFound()
     QVERIFY(bus.start());
     TarvexQueryHandler client(printer());
     QVERIFY(client.open());
-    QVERIFY(client.sendMessage(plainMessage(QLatin1String(""), QStringLiteral("to whom it may concern"))));
+    QVERIFY(client.sendMessage(plainMessage(QLatin1String(""), u"to whom it may concern"_s)));
     const auto message = bus.waitForMessage(QString());
     QVERIFY2(message, qPrintable(bus.errorString()));
-    QCOMPARE(message->message(), QStringLiteral("to whom it may concern"));
+    QCOMPARE(message->message(), u"to whom it may concern"_s);
 }
 
 void TstTestBus::waitForMessage_falseSender_isTheConnectionsOwn()
@@ -833,9 +830,9 @@ void TstTestBus::waitForMessage_falseSender_isTheConnectionsOwn()
     TestBus bus;
     QVERIFY(bus.start());
     BusClient client(BusClient::QUERY_PORT, printer());
-    Message message = plainMessage(cashbox(), QStringLiteral("from somebody else"));
-    message.setSender(QStringLiteral("display"));
-    QCOMPARE(client.ask(QStringLiteral("sendMessage"), message.toVariantMap()).code, 0);
+    Message message = plainMessage(cashbox(), u"from somebody else"_s);
+    message.setSender(u"display"_s);
+    QCOMPARE(client.ask(u"sendMessage"_s, message.toVariantMap()).code, 0);
     QCOMPARE(bus.waitForMessage(cashbox()).value_or(Message()).sender(), printer());
 }
 
@@ -845,10 +842,10 @@ void TstTestBus::waitForState_takesTheNextReport()
     QVERIFY(bus.start());
     TarvexQueryHandler client(printer());
     QVERIFY(client.open());
-    QVERIFY(client.saveState(stateOf(QString(), QStringLiteral("1"))));
-    QVERIFY(client.saveState(stateOf(QString(), QStringLiteral("2"))));
-    QCOMPARE(bus.waitForState(printer()).value_or(ClientState()).state(), QStringLiteral("1"));
-    QCOMPARE(bus.waitForState(printer()).value_or(ClientState()).state(), QStringLiteral("2"));
+    QVERIFY(client.saveState(stateOf(QString(), u"1"_s)));
+    QVERIFY(client.saveState(stateOf(QString(), u"2"_s)));
+    QCOMPARE(bus.waitForState(printer()).value_or(ClientState()).state(), u"1"_s);
+    QCOMPARE(bus.waitForState(printer()).value_or(ClientState()).state(), u"2"_s);
     QVERIFY(!bus.waitForState(printer(), SHORT_MS));
 }
 
@@ -865,11 +862,11 @@ void TstTestBus::waitForState_filtered_skipsOthers()
     const auto isTwo = [](const ClientState& state) { return state.state() == QLatin1String("2"); };
     const auto two = bus.waitForState(printer(), isTwo);
     QVERIFY2(two, qPrintable(bus.errorString()));
-    QCOMPARE(two->state(), QStringLiteral("2"));
+    QCOMPARE(two->state(), u"2"_s);
     const auto next = bus.waitForState(printer());
     QVERIFY2(next, qPrintable(bus.errorString()));
-    QCOMPARE(next->state(), QStringLiteral("3"));
-    QCOMPARE(bus.state(printer()).value_or(ClientState()).state(), QStringLiteral("3"));
+    QCOMPARE(next->state(), u"3"_s);
+    QCOMPARE(bus.state(printer()).value_or(ClientState()).state(), u"3"_s);
 }
 
 void TstTestBus::waitForState_timedOut_fails()
@@ -878,12 +875,12 @@ void TstTestBus::waitForState_timedOut_fails()
     QVERIFY(bus.start());
     TarvexQueryHandler client(cashbox());
     QVERIFY(client.open());
-    QVERIFY(client.saveState(stateOf(QString(), QStringLiteral("1"))));
+    QVERIFY(client.saveState(stateOf(QString(), u"1"_s)));
     QVERIFY(!bus.waitForState(printer(), SHORT_MS));
-    QVERIFY(bus.errorString().startsWith(QStringLiteral("a state of \"printer\" has not come within 100 ms.")));
+    QVERIFY(bus.errorString().startsWith(u"a state of \"printer\" has not come within 100 ms."_s));
     QVERIFY(!bus.waitForState(
         cashbox(), [](const ClientState&) { return false; }, SHORT_MS));
-    QVERIFY(bus.errorString().startsWith(QStringLiteral("the state of \"cashbox\" that was wanted has not come")));
+    QVERIFY(bus.errorString().startsWith(u"the state of \"cashbox\" that was wanted has not come"_s));
 }
 
 void TstTestBus::waitForState_filtered_tellsWhatItHasSkipped()
@@ -892,44 +889,44 @@ void TstTestBus::waitForState_filtered_tellsWhatItHasSkipped()
     QVERIFY(bus.start());
     TarvexQueryHandler client(cashbox());
     QVERIFY(client.open());
-    QVERIFY(client.saveState(stateOf(QString(), QStringLiteral("1"))));
-    QVERIFY(client.saveState(stateOf(QString(), QStringLiteral("2"))));
-    QVERIFY(client.sendMessage(plainMessage(printer(), QStringLiteral("later"))));
+    QVERIFY(client.saveState(stateOf(QString(), u"1"_s)));
+    QVERIFY(client.saveState(stateOf(QString(), u"2"_s)));
+    QVERIFY(client.sendMessage(plainMessage(printer(), u"later"_s)));
     QVERIFY(!bus.waitForState(
         cashbox(), [](const ClientState& state) { return state.state() == QLatin1String("3"); }, 0));
     QVERIFY2(bus.errorString().contains(QLatin1String("\nCame and was not taken, 4 in all:\n")),
              qPrintable(bus.errorString()));
     QVERIFY2(toldLine(bus, 0).contains(QLatin1String(R"("state":"2")")), qPrintable(bus.errorString()));
     QVERIFY2(toldLine(bus, 1).contains(QLatin1String(R"("state":"1")")), qPrintable(bus.errorString()));
-    QCOMPARE(toldLine(bus, 2), QStringLiteral("  \"cashbox\" to \"printer\": later"));
+    QCOMPARE(toldLine(bus, 2), u"  \"cashbox\" to \"printer\": later"_s);
 }
 
 void TstTestBus::waits_timedOut_tellFirstWhatTheyAreFor()
 {
     TestBus bus;
     QVERIFY(bus.start());
-    bus.failRequests(QStringLiteral("handshake"), TarvexError::UnregisteredClient, printer());
+    bus.failRequests(u"handshake"_s, TarvexError::UnregisteredClient, printer());
     BusClient refused(BusClient::QUERY_PORT);
-    QCOMPARE(refused.ask(QStringLiteral("handshake"), {{QStringLiteral("name"), printer()}}).code, 3);
+    QCOMPARE(refused.ask(u"handshake"_s, {{u"name"_s, printer()}}).code, 3);
     TarvexQueryHandler client(cashbox());
     QVERIFY(client.open());
     const QString uid = bus.sendCommand(cashbox(), cashbox(), print());
-    QVERIFY(client.sendMessage(plainMessage(cashbox(), QStringLiteral("to itself"))));
-    bus.failRequests(QStringLiteral("saveSettings"), TarvexError::StorageAccessError);
+    QVERIFY(client.sendMessage(plainMessage(cashbox(), u"to itself"_s)));
+    bus.failRequests(u"saveSettings"_s, TarvexError::StorageAccessError);
     QVERIFY(!client.saveSettings(settingsOf(QString())));
-    QVERIFY(client.sendMessage(plainMessage(printer(), QStringLiteral("the latest"))));
+    QVERIFY(client.sendMessage(plainMessage(printer(), u"the latest"_s)));
 
-    const QString handshake = QStringLiteral(R"(  "printer", handshake: {"name":"printer"} (refused with 3))");
+    const QString handshake = uR"(  "printer", handshake: {"name":"printer"} (refused with 3))"_s;
     QVERIFY(!bus.waitForClient(printer(), 0));
     QCOMPARE(toldLine(bus, 0), handshake);
-    QVERIFY(!bus.waitForRequest(printer(), QStringLiteral("loadState"), 0));
+    QVERIFY(!bus.waitForRequest(printer(), u"loadState"_s, 0));
     QCOMPARE(toldLine(bus, 0), handshake);
     QVERIFY(!bus.waitForReply(uid, 0));
-    QCOMPARE(toldLine(bus, 0), QStringLiteral("  \"cashbox\" to \"cashbox\": to itself"));
+    QCOMPARE(toldLine(bus, 0), u"  \"cashbox\" to \"cashbox\": to itself"_s);
     QVERIFY(!bus.waitForCommand(cashbox(), print(), 0));
-    QCOMPARE(toldLine(bus, 0), QStringLiteral("  \"cashbox\" to \"cashbox\": to itself"));
+    QCOMPARE(toldLine(bus, 0), u"  \"cashbox\" to \"cashbox\": to itself"_s);
     QVERIFY(!bus.waitForMessage(tarvex::BUSNAME_MONITORING, 0));
-    QCOMPARE(toldLine(bus, 0), QStringLiteral("  \"cashbox\" to \"printer\": the latest"));
+    QCOMPARE(toldLine(bus, 0), u"  \"cashbox\" to \"printer\": the latest"_s);
     QVERIFY(!bus.waitForAcknowledged(bus.sendCommand(cashbox(), printer(), print()), 0));
     QCOMPARE(toldLine(bus, 0), handshake);
     QVERIFY(!bus.waitForSettings(cashbox(), 0));
@@ -945,11 +942,11 @@ void TstTestBus::waitForSettings_findsWhatTheServiceSaves()
     QVERIFY(bus.saveSettings(settingsOf(printer()))); // the test's own, not to be found
     Printer service;
     service.doStart();
-    QVERIFY(!bus.sendCommand(cashbox(), printer(), QStringLiteral("store")).isEmpty());
+    QVERIFY(!bus.sendCommand(cashbox(), printer(), u"store"_s).isEmpty());
     const auto settings = bus.waitForSettings(printer());
     QVERIFY2(settings, qPrintable(bus.errorString()));
-    QCOMPARE(settings->description(), QStringLiteral("stored by the printer"));
-    QCOMPARE(bus.settings(printer()).value_or(ClientSettings()).description(), QStringLiteral("stored by the printer"));
+    QCOMPARE(settings->description(), u"stored by the printer"_s);
+    QCOMPARE(bus.settings(printer()).value_or(ClientSettings()).description(), u"stored by the printer"_s);
 }
 
 void TstTestBus::waitForSettings_timedOut_fails()
@@ -957,7 +954,7 @@ void TstTestBus::waitForSettings_timedOut_fails()
     TestBus bus;
     QVERIFY(bus.start());
     QVERIFY(!bus.waitForSettings(printer(), SHORT_MS));
-    QVERIFY(bus.errorString().startsWith(QStringLiteral("settings of \"printer\" have not come within 100 ms.")));
+    QVERIFY(bus.errorString().startsWith(u"settings of \"printer\" have not come within 100 ms."_s));
 }
 
 void TstTestBus::waitForRequest_findsAnyOperation()
@@ -968,11 +965,11 @@ void TstTestBus::waitForRequest_findsAnyOperation()
     QVERIFY(client.open());
     ClientState state;
     QVERIFY(!client.loadState(cashbox(), state)); // refused, and found all the same
-    const auto data = bus.waitForRequest(printer(), QStringLiteral("loadState"));
+    const auto data = bus.waitForRequest(printer(), u"loadState"_s);
     QVERIFY2(data, qPrintable(bus.errorString()));
-    QCOMPARE(*data, (QVariantMap{{QStringLiteral("owner"), cashbox()}}));
-    QVERIFY(bus.waitForRequest(printer(), QStringLiteral("handshake")));
-    QVERIFY(!bus.waitForRequest(printer(), QStringLiteral("handshake"), SHORT_MS));
+    QCOMPARE(*data, (QVariantMap{{u"owner"_s, cashbox()}}));
+    QVERIFY(bus.waitForRequest(printer(), u"handshake"_s));
+    QVERIFY(!bus.waitForRequest(printer(), u"handshake"_s, SHORT_MS));
 }
 
 void TstTestBus::waitForRequest_timedOut_fails()
@@ -981,9 +978,8 @@ void TstTestBus::waitForRequest_timedOut_fails()
     QVERIFY(bus.start());
     TarvexQueryHandler client(printer());
     QVERIFY(client.open());
-    QVERIFY(!bus.waitForRequest(cashbox(), QStringLiteral("handshake"), SHORT_MS));
-    QVERIFY(bus.errorString().startsWith(
-        QStringLiteral("the request \"handshake\" of \"cashbox\" has not come within 100 ms.")));
+    QVERIFY(!bus.waitForRequest(cashbox(), u"handshake"_s, SHORT_MS));
+    QVERIFY(bus.errorString().startsWith(u"the request \"handshake\" of \"cashbox\" has not come within 100 ms."_s));
 }
 
 void TstTestBus::clear_forgetsWhatCame()
@@ -1035,7 +1031,7 @@ void TstTestBus::refuseConnections_keepsWhoIsThere()
     QVERIFY(client.open());
     QVERIFY(bus.refuseConnections(true));
     QVERIFY(!canConnect());
-    QVERIFY(client.saveState(stateOf(QString(), QStringLiteral("here"))));
+    QVERIFY(client.saveState(stateOf(QString(), u"here"_s)));
     QVERIFY2(bus.refuseConnections(false), qPrintable(bus.errorString()));
     QVERIFY(canConnect());
 }
@@ -1047,7 +1043,7 @@ void TstTestBus::refuseConnections_portTaken_fails()
     QVERIFY(bus.refuseConnections(true));
     const FakeBus occupant(FakeBus::RECEIVER_PORT);
     QVERIFY(!bus.refuseConnections(false));
-    QVERIFY2(bus.errorString().contains(QStringLiteral("45537")), qPrintable(bus.errorString()));
+    QVERIFY2(bus.errorString().contains(u"45537"_s), qPrintable(bus.errorString()));
     QVERIFY(bus.isRunning());
 }
 
@@ -1067,28 +1063,28 @@ void TstTestBus::failRequests_ofOneOperation_failsThatAlone()
 {
     TestBus bus;
     QVERIFY(bus.start());
-    bus.failRequests(QStringLiteral("saveState"), TarvexError::StorageAccessError);
+    bus.failRequests(u"saveState"_s, TarvexError::StorageAccessError);
     TarvexQueryHandler client(printer());
     QVERIFY(client.open());
-    QVERIFY(!client.saveState(stateOf(QString(), QStringLiteral("1"))));
+    QVERIFY(!client.saveState(stateOf(QString(), u"1"_s)));
     QVERIFY(!bus.state(printer()));
     QVERIFY(!bus.waitForState(printer(), 0));
     QVERIFY(client.sendMessage(commandMessage(cashbox(), print())));
     bus.serveRequests();
-    QVERIFY(client.saveState(stateOf(QString(), QStringLiteral("2"))));
-    QCOMPARE(bus.waitForState(printer()).value_or(ClientState()).state(), QStringLiteral("2"));
+    QVERIFY(client.saveState(stateOf(QString(), u"2"_s)));
+    QCOMPARE(bus.waitForState(printer()).value_or(ClientState()).state(), u"2"_s);
 }
 
 void TstTestBus::failRequests_ofOneClient_sparesOthers()
 {
     TestBus bus;
     QVERIFY(bus.start());
-    bus.failRequests(QStringLiteral("saveState"), TarvexError::StorageAccessError, printer());
+    bus.failRequests(u"saveState"_s, TarvexError::StorageAccessError, printer());
     TarvexQueryHandler one(printer());
     TarvexQueryHandler other(cashbox());
     QVERIFY(one.open() && other.open());
-    QVERIFY(!one.saveState(stateOf(QString(), QStringLiteral("1"))));
-    QVERIFY(other.saveState(stateOf(QString(), QStringLiteral("1"))));
+    QVERIFY(!one.saveState(stateOf(QString(), u"1"_s)));
+    QVERIFY(other.saveState(stateOf(QString(), u"1"_s)));
 }
 
 void TstTestBus::failRequests_everything_latestRuleCounts()
@@ -1096,25 +1092,25 @@ void TstTestBus::failRequests_everything_latestRuleCounts()
     TestBus bus;
     QVERIFY(bus.start());
     BusClient client(BusClient::QUERY_PORT, printer());
-    bus.failRequests(QStringLiteral("loadState"), TarvexError::InvalidDataStorage);
+    bus.failRequests(u"loadState"_s, TarvexError::InvalidDataStorage);
     bus.failRequests(QString(), TarvexError::StorageAccessError, printer());
-    const QVariantMap owner{{QStringLiteral("owner"), cashbox()}};
-    QCOMPARE(client.ask(QStringLiteral("loadState"), owner).code, 512);
-    QCOMPARE(client.ask(QStringLiteral("loadSettings"), owner).code, 512);
-    bus.failRequests(QStringLiteral("loadState"), TarvexError::InvalidDataStorage);
-    QCOMPARE(client.ask(QStringLiteral("loadState"), owner).code, 256);
+    const QVariantMap owner{{u"owner"_s, cashbox()}};
+    QCOMPARE(client.ask(u"loadState"_s, owner).code, 512);
+    QCOMPARE(client.ask(u"loadSettings"_s, owner).code, 512);
+    bus.failRequests(u"loadState"_s, TarvexError::InvalidDataStorage);
+    QCOMPARE(client.ask(u"loadState"_s, owner).code, 256);
 }
 
 void TstTestBus::failRequests_handshake_keepsServiceOutside()
 {
     TestBus bus;
     QVERIFY(bus.start());
-    bus.failRequests(QStringLiteral("handshake"), TarvexError::UnregisteredClient, printer());
+    bus.failRequests(u"handshake"_s, TarvexError::UnregisteredClient, printer());
     Printer service;
     service.doStart();
     // One for each connection.
-    QVERIFY2(bus.waitForRequest(printer(), QStringLiteral("handshake")), qPrintable(bus.errorString()));
-    QVERIFY2(bus.waitForRequest(printer(), QStringLiteral("handshake")), qPrintable(bus.errorString()));
+    QVERIFY2(bus.waitForRequest(printer(), u"handshake"_s), qPrintable(bus.errorString()));
+    QVERIFY2(bus.waitForRequest(printer(), u"handshake"_s), qPrintable(bus.errorString()));
     QVERIFY(bus.waitForDisconnected(printer(), 0));
     bus.serveRequests();
     QVERIFY2(bus.waitForClient(printer()), qPrintable(bus.errorString()));
@@ -1123,7 +1119,7 @@ void TstTestBus::failRequests_handshake_keepsServiceOutside()
 void TstTestBus::failRequests_beforeStart_holds()
 {
     TestBus bus;
-    bus.failRequests(QStringLiteral("handshake"), TarvexError::UnregisteredClient);
+    bus.failRequests(u"handshake"_s, TarvexError::UnregisteredClient);
     QVERIFY(bus.start());
     QVERIFY(!BusClient(BusClient::QUERY_PORT, printer()).isConnected());
     QVERIFY(bus.restart());
@@ -1144,12 +1140,12 @@ void TstTestBus::ignoreRequests_getNoReply()
     TestBus bus;
     QVERIFY(bus.start());
     BusClient client(BusClient::QUERY_PORT, printer());
-    bus.ignoreRequests(QStringLiteral("saveState"), printer());
-    QVERIFY(client.sendRequest(QStringLiteral("saveState"), stateOf(printer(), QStringLiteral("1")).toVariantMap()));
-    QVERIFY2(bus.waitForRequest(printer(), QStringLiteral("saveState")), qPrintable(bus.errorString()));
+    bus.ignoreRequests(u"saveState"_s, printer());
+    QVERIFY(client.sendRequest(u"saveState"_s, stateOf(printer(), u"1"_s).toVariantMap()));
+    QVERIFY2(bus.waitForRequest(printer(), u"saveState"_s), qPrintable(bus.errorString()));
     // Requests are answered in order: had there been a reply, it would come first.
-    const BusClient::Frame reply = client.ask(QStringLiteral("loadState"), {{QStringLiteral("owner"), printer()}});
-    QCOMPARE(reply.operation, QStringLiteral("loadState"));
+    const BusClient::Frame reply = client.ask(u"loadState"_s, {{u"owner"_s, printer()}});
+    QCOMPARE(reply.operation, u"loadState"_s);
     QCOMPARE(reply.code, 5);
 }
 
@@ -1196,7 +1192,7 @@ void TstTestBus::wait_manyThatNobodyTakes_findsTheOne()
     BusClient client(BusClient::QUERY_PORT, printer()); // the library's own takes 10 ms for each
     for (int number = 0; number < 5000; ++number) {
         const Message message = commandMessage(cashbox(), print(), numbered(number));
-        QCOMPARE(client.ask(QStringLiteral("sendMessage"), message.toVariantMap()).code, 0);
+        QCOMPARE(client.ask(u"sendMessage"_s, message.toVariantMap()).code, 0);
     }
     const auto isLast = [](const TarvexCommand& command) { return numberOf(command) == 4999; };
     QVERIFY2(bus.waitForCommand(cashbox(), print(), isLast), qPrintable(bus.errorString()));

@@ -1,3 +1,4 @@
+#include "literals.h"
 #include "testbus.h"
 
 #include <QTest>
@@ -13,7 +14,7 @@ void TstTestBusNoApplication::start_withoutApplication_fails()
 {
     tarvex::testing::TestBus bus;
     QVERIFY(!bus.start());
-    QVERIFY2(bus.errorString().contains(QStringLiteral("QCoreApplication")), qPrintable(bus.errorString()));
+    QVERIFY2(bus.errorString().contains(u"QCoreApplication"_s), qPrintable(bus.errorString()));
     QVERIFY(!bus.isRunning());
 }
 

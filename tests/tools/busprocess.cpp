@@ -1,10 +1,10 @@
 #include "busprocess.h"
 
+#include "literals.h"
+
 #include <QSqlDatabase>
 #include <QSqlQuery>
 #include <QVariant>
-
-#include <csignal>
 
 BusProcess::BusProcess(Storage storage) : m_storage(storage)
 {
@@ -22,62 +22,54 @@ BusProcess::~BusProcess()
 bool BusProcess::start()
 {
     const QStringList arguments = m_storage == InMemory
-        ? QStringList{QStringLiteral("--memory")}
-        : QStringList{QStringLiteral("--storage"), m_folder.filePath(QStringLiteral("bus.sqlite"))};
-    m_process.start(QStringLiteral(DEVBUS), arguments, QIODevice::ReadOnly);
-    // Its one line on stdout, which says that it is ready.
-    return m_process.waitForReadyRead() && m_process.readAllStandardOutput().contains("ready on");
+        ? QStringList{u"--memory"_s}
+        : QStringList{u"--storage"_s, m_folder.filePath(u"bus.sqlite"_s)};
+    m_process = std::make_unique<ChildProcess>(QStringLiteral(DEVBUS), arguments);
+    return m_process->start() && m_process->waitForLine(u"tarvex-devbus: ready on"_s);
 }
 
 void BusProcess::killHard()
 {
-    m_process.kill();
-    m_process.waitForFinished();
+    m_process->killHard();
 }
 
 void BusProcess::hang()
 {
-    sendSignal(SIGSTOP);
+    m_process->hang();
 }
 
 void BusProcess::goOn()
 {
-    sendSignal(SIGCONT);
+    m_process->resume();
 }
 
 QStringList BusProcess::subscriptions() const
 {
-    return rows(QStringLiteral(
-        "SELECT client || ' ' || publisher || ' ' || goals FROM subscriptions ORDER BY client, publisher"));
+    return rows(u"SELECT client || ' ' || publisher || ' ' || goals FROM subscriptions ORDER BY client, publisher"_s);
 }
 
 QStringList BusProcess::messages() const
 {
-    return rows(QStringLiteral("SELECT * FROM messages"));
+    return rows(u"SELECT * FROM messages"_s);
 }
 
 QStringList BusProcess::rows(const QString& query) const
 {
     QStringList rows;
     {
-        QSqlDatabase database = QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), QStringLiteral("look"));
-        database.setDatabaseName(m_folder.filePath(QStringLiteral("bus.sqlite")));
-        database.setConnectOptions(QStringLiteral("QSQLITE_OPEN_READONLY"));
+        QSqlDatabase database = QSqlDatabase::addDatabase(u"QSQLITE"_s, u"look"_s);
+        database.setDatabaseName(m_folder.filePath(u"bus.sqlite"_s));
+        database.setConnectOptions(u"QSQLITE_OPEN_READONLY"_s);
         QSqlQuery answer(database);
         if (!database.open() || !answer.exec(query)) {
-            rows.append(QStringLiteral("the storage cannot be read"));
+            rows.append(u"the storage cannot be read"_s);
         }
         while (answer.next()) {
             rows.append(answer.value(0).toString());
         }
     }
-    QSqlDatabase::removeDatabase(QStringLiteral("look"));
+    QSqlDatabase::removeDatabase(u"look"_s);
     return rows;
-}
-
-void BusProcess::sendSignal(int signal)
-{
-    ::kill(static_cast<pid_t>(m_process.processId()), signal);
 }
 
 ScriptedClient::ScriptedClient(const QString& name)
@@ -87,23 +79,23 @@ ScriptedClient::ScriptedClient(const QString& name)
 
 bool ScriptedClient::send(const QString& receiver, const QString& text, const QString& uid)
 {
-    const BusClient::Frame reply = m_query.ask(QStringLiteral("sendMessage"),
-                                               {{QStringLiteral("sender"), m_name},
-                                                {QStringLiteral("reciever"), receiver},
-                                                {QStringLiteral("date"), someDate()},
-                                                {QStringLiteral("message"), text},
-                                                {QStringLiteral("UID"), uid}});
+    const BusClient::Frame reply = m_query.ask(u"sendMessage"_s,
+                                               {{u"sender"_s, m_name},
+                                                {u"reciever"_s, receiver},
+                                                {u"date"_s, someDate()},
+                                                {u"message"_s, text},
+                                                {u"UID"_s, uid}});
     return reply.code == 0;
 }
 
 bool ScriptedClient::saveState(const QString& state, int type, const QString& description, const QString& date)
 {
-    const BusClient::Frame reply = m_query.ask(QStringLiteral("saveState"),
-                                               {{QStringLiteral("owner"), m_name},
-                                                {QStringLiteral("date"), date},
-                                                {QStringLiteral("description"), description},
-                                                {QStringLiteral("state"), state},
-                                                {QStringLiteral("type"), type}});
+    const BusClient::Frame reply = m_query.ask(u"saveState"_s,
+                                               {{u"owner"_s, m_name},
+                                                {u"date"_s, date},
+                                                {u"description"_s, description},
+                                                {u"state"_s, state},
+                                                {u"type"_s, type}});
     return reply.code == 0;
 }
 
@@ -116,5 +108,5 @@ QVariantMap ScriptedClient::receive()
 
 QString someDate(int second)
 {
-    return QStringLiteral("2026-03-01T10:11:%1.345").arg(second, 2, 10, QLatin1Char('0'));
+    return u"2026-03-01T10:11:%1.345"_s.arg(second, 2, 10, QLatin1Char('0'));
 }

@@ -2,12 +2,14 @@
 #define BUSPROCESS_H
 
 #include "busclient.h"
+#include "childprocess.h"
 
-#include <QProcess>
 #include <QString>
 #include <QStringList>
 #include <QTemporaryDir>
 #include <QVariantMap>
+
+#include <memory>
 
 /// A bus in a process of its own, to be killed and hung. Sets XDG_RUNTIME_DIR for this and every later process.
 class BusProcess
@@ -36,11 +38,10 @@ public:
 
 private:
     QStringList rows(const QString& query) const;
-    void sendSignal(int signal);
 
     const Storage m_storage;
     QTemporaryDir m_folder;
-    QProcess m_process;
+    std::unique_ptr<ChildProcess> m_process;
 };
 
 /// A client that does what the test tells it.

@@ -1,4 +1,5 @@
 #include "busprocess.h"
+#include "literals.h"
 #include "programrun.h"
 
 #include <QDeadlineTimer>
@@ -12,20 +13,17 @@ namespace {
 
 QStringList call(const QStringList& arguments)
 {
-    return QStringList{QStringLiteral("--as"), QStringLiteral("monitor"), QStringLiteral("call"),
-                       QStringLiteral("printer")}
-    + arguments;
+    return QStringList{u"--as"_s, u"monitor"_s, u"call"_s, u"printer"_s} + arguments;
 }
 
-QString errorReply(const QString& errorText, const QString& data = QStringLiteral("{}"))
+QString errorReply(const QString& errorText, const QString& data = u"{}"_s)
 {
-    return QStringLiteral(R"({"cmd":"commandError","data":{"command":"print","data":%1,"errorText":"%2"}})")
-        .arg(data, errorText);
+    return uR"({"cmd":"commandError","data":{"command":"print","data":%1,"errorText":"%2"}})"_s.arg(data, errorText);
 }
 
 QString uidOf(const QVariantMap& message)
 {
-    return message.value(QStringLiteral("UID")).toString();
+    return message.value(u"UID"_s).toString();
 }
 
 /// Waits until the bus knows a client of this name, up to 30 s.
@@ -34,7 +32,7 @@ bool waitForClient(const QString& name)
     const QDeadlineTimer deadline(30000);
     bool isThere = false;
     while (!isThere && !deadline.hasExpired()) {
-        ProgramRun clients({QStringLiteral("--json"), QStringLiteral("clients")});
+        ProgramRun clients({u"--json"_s, u"clients"_s});
         clients.status();
         isThere = clients.out().contains("\"name\":\"" + name.toUtf8() + '"');
     }
@@ -75,11 +73,10 @@ void TstCallVerb::echo_replyIsShown()
 {
     BusProcess bus;
     QProcess echo;
-    echo.start(QStringLiteral(ECHO_SERVICE), {QStringLiteral("echo")});
-    QVERIFY(waitForClient(QStringLiteral("echo"))); // sooner, the bus would not know the name
-    ProgramRun run(QStringList{QStringLiteral("call"), QStringLiteral("echo"), QStringLiteral("echo"),
-                               QStringLiteral(R"({"text":"Good morning"})"), QStringLiteral("--timeout"),
-                               QStringLiteral("20")});
+    echo.start(QStringLiteral(ECHO_SERVICE), {u"echo"_s});
+    QVERIFY(waitForClient(u"echo"_s)); // sooner, the bus would not know the name
+    ProgramRun run(
+        QStringList{u"call"_s, u"echo"_s, u"echo"_s, uR"({"text":"Good morning"})"_s, u"--timeout"_s, u"20"_s});
     const int status = run.status(30000);
     echo.terminate();
     QVERIFY(echo.waitForFinished());
@@ -98,10 +95,9 @@ void TstCallVerb::echo_asJson_isRecordWithCommand()
 {
     BusProcess bus;
     QProcess echo;
-    echo.start(QStringLiteral(ECHO_SERVICE), {QStringLiteral("echo")});
-    ProgramRun run(QStringList{QStringLiteral("--json"), QStringLiteral("call"), QStringLiteral("echo"),
-                               QStringLiteral("echo"), QStringLiteral(R"({"text":"Good morning"})"),
-                               QStringLiteral("--timeout"), QStringLiteral("20")});
+    echo.start(QStringLiteral(ECHO_SERVICE), {u"echo"_s});
+    ProgramRun run(QStringList{u"--json"_s, u"call"_s, u"echo"_s, u"echo"_s, uR"({"text":"Good morning"})"_s,
+                               u"--timeout"_s, u"20"_s});
     const int status = run.status(30000);
     echo.terminate();
     QVERIFY(echo.waitForFinished());
@@ -109,20 +105,18 @@ void TstCallVerb::echo_asJson_isRecordWithCommand()
     QCOMPARE(run.objects().size(), 1);
     const QVariantMap reply = run.objects().constFirst();
     QCOMPARE(reply.keys(),
-             (QStringList{QStringLiteral("UID"), QStringLiteral("cmd"), QStringLiteral("data"), QStringLiteral("date"),
-                          QStringLiteral("message"), QStringLiteral("reciever"), QStringLiteral("sender")}));
-    QCOMPARE(reply.value(QStringLiteral("cmd")).toString(), QStringLiteral("echoed"));
-    QCOMPARE(reply.value(QStringLiteral("data")).toMap().value(QStringLiteral("text")).toString(),
-             QStringLiteral("Good morning"));
+             (QStringList{u"UID"_s, u"cmd"_s, u"data"_s, u"date"_s, u"message"_s, u"reciever"_s, u"sender"_s}));
+    QCOMPARE(reply.value(u"cmd"_s).toString(), u"echoed"_s);
+    QCOMPARE(reply.value(u"data"_s).toMap().value(u"text"_s).toString(), u"Good morning"_s);
 }
 
 void TstCallVerb::data_isSentAsByTheVerbSend_data()
 {
     QTest::addColumn<QStringList>("data");
     QTest::addColumn<QString>("text");
-    QTest::newRow("none") << QStringList() << QStringLiteral(R"({"cmd":"print","data":{}})");
-    QTest::newRow("some") << QStringList{QStringLiteral(R"({ "b" : [1], "a": "\u0062" })")}
-                          << QStringLiteral(R"({"cmd":"print","data":{"a":"b","b":[1]}})");
+    QTest::newRow("none") << QStringList() << uR"({"cmd":"print","data":{}})"_s;
+    QTest::newRow("some") << QStringList{uR"({ "b" : [1], "a": "\u0062" })"_s}
+                          << uR"({"cmd":"print","data":{"a":"b","b":[1]}})"_s;
 }
 
 void TstCallVerb::data_isSentAsByTheVerbSend()
@@ -130,22 +124,22 @@ void TstCallVerb::data_isSentAsByTheVerbSend()
     QFETCH(QStringList, data);
     QFETCH(QString, text);
     BusProcess bus;
-    ScriptedClient printer(QStringLiteral("printer"));
-    ProgramRun run(call(QStringList{QStringLiteral("print")} + data));
+    ScriptedClient printer(u"printer"_s);
+    ProgramRun run(call(QStringList{u"print"_s} + data));
     const QVariantMap command = printer.receive();
-    QCOMPARE(command.value(QStringLiteral("message")).toString(), text);
-    QCOMPARE(command.value(QStringLiteral("sender")).toString(), QStringLiteral("monitor"));
+    QCOMPARE(command.value(u"message"_s).toString(), text);
+    QCOMPARE(command.value(u"sender"_s).toString(), u"monitor"_s);
     QCOMPARE(uidOf(command).size(), 24);
-    QVERIFY(printer.send(QStringLiteral("monitor"), QStringLiteral("ok"), uidOf(command)));
+    QVERIFY(printer.send(u"monitor"_s, u"ok"_s, uidOf(command)));
     QCOMPARE(run.status(), 0);
 }
 
 void TstCallVerb::replyNoCommand_isShownAsText()
 {
     BusProcess bus;
-    ScriptedClient printer(QStringLiteral("printer"));
-    ProgramRun run(call({QStringLiteral("print")}));
-    QVERIFY(printer.send(QStringLiteral("monitor"), QStringLiteral("{\"printed\":1}"), uidOf(printer.receive())));
+    ScriptedClient printer(u"printer"_s);
+    ProgramRun run(call({u"print"_s}));
+    QVERIFY(printer.send(u"monitor"_s, u"{\"printed\":1}"_s, uidOf(printer.receive())));
     QCOMPARE(run.status(), 0);
     QCOMPARE(run.out(),
              QByteArray("From     printer\n"
@@ -157,10 +151,10 @@ void TstCallVerb::replyNoCommand_isShownAsText()
 void TstCallVerb::replyWithControlCharacters_isMadeVisible()
 {
     BusProcess bus;
-    ScriptedClient printer(QStringLiteral("printer"));
-    ProgramRun run(call({QStringLiteral("print")}));
-    const QString reply = QStringLiteral(R"({"cmd":"a\u001b[2J","data":{}})");
-    QVERIFY(printer.send(QStringLiteral("monitor"), reply, uidOf(printer.receive())));
+    ScriptedClient printer(u"printer"_s);
+    ProgramRun run(call({u"print"_s}));
+    const QString reply = uR"({"cmd":"a\u001b[2J","data":{}})"_s;
+    QVERIFY(printer.send(u"monitor"_s, reply, uidOf(printer.receive())));
     QCOMPARE(run.status(), 0);
     QVERIFY2(run.out().contains("Command  a\\x1b[2J\n"), run.out().constData());
 }
@@ -170,17 +164,17 @@ void TstCallVerb::commandError_is1_data()
     QTest::addColumn<QString>("data");
     QTest::addColumn<QString>("errorText");
     QTest::addColumn<QByteArray>("words");
-    const QString none = QStringLiteral("{}");
-    const QString some = QStringLiteral(R"({"text":"a"})");
-    QTest::newRow("with text") << none << QStringLiteral("Paper is out") << QByteArray("Paper is out");
+    const QString none = u"{}"_s;
+    const QString some = uR"({"text":"a"})"_s;
+    QTest::newRow("with text") << none << u"Paper is out"_s << QByteArray("Paper is out");
     QTest::newRow("without text") << none << QString() << QByteArray("no reason given");
-    QTest::newRow("with lines") << none << QStringLiteral(R"(a\nb\u001b[2J)") << QByteArray("a\\nb\\x1b[2J");
-    QTest::newRow("no method, no data") << none << QStringLiteral("No such method (print)")
+    QTest::newRow("with lines") << none << uR"(a\nb\u001b[2J)"_s << QByteArray("a\\nb\\x1b[2J");
+    QTest::newRow("no method, no data") << none << u"No such method (print)"_s
                                         << QByteArray("No such method (print) for a command without data");
-    QTest::newRow("no method, data") << some << QStringLiteral("No such method (print)")
+    QTest::newRow("no method, data") << some << u"No such method (print)"_s
                                      << QByteArray("No such method (print) for a command with data");
     QTest::newRow("no method of another command")
-        << none << QStringLiteral("No such method (fold)") << QByteArray("No such method (fold)");
+        << none << u"No such method (fold)"_s << QByteArray("No such method (fold)");
 }
 
 void TstCallVerb::commandError_is1()
@@ -189,9 +183,9 @@ void TstCallVerb::commandError_is1()
     QFETCH(QString, errorText);
     QFETCH(QByteArray, words);
     BusProcess bus;
-    ScriptedClient printer(QStringLiteral("printer"));
-    ProgramRun run(call({QStringLiteral("--json"), QStringLiteral("print")}));
-    QVERIFY(printer.send(QStringLiteral("monitor"), errorReply(errorText, data), uidOf(printer.receive())));
+    ScriptedClient printer(u"printer"_s);
+    ProgramRun run(call({u"--json"_s, u"print"_s}));
+    QVERIFY(printer.send(u"monitor"_s, errorReply(errorText, data), uidOf(printer.receive())));
     QCOMPARE(run.status(), 1);
     QCOMPARE(run.out(), QByteArray());
     QCOMPARE(run.err(), QByteArray("tarvexctl: refused by printer: " + words + '\n'));
@@ -200,24 +194,23 @@ void TstCallVerb::commandError_is1()
 void TstCallVerb::otherMessages_areToldAndNoReply()
 {
     BusProcess bus;
-    ScriptedClient printer(QStringLiteral("printer"));
-    ProgramRun run(call({QStringLiteral("print")}));
+    ScriptedClient printer(u"printer"_s);
+    ProgramRun run(call({u"print"_s}));
     const QString uid = uidOf(printer.receive());
-    QVERIFY(printer.send(QStringLiteral("monitor"), QStringLiteral("low\npaper"), QStringLiteral("other")));
-    QVERIFY(printer.send(QStringLiteral("monitor"), errorReply(QStringLiteral("?")), QStringLiteral("another")));
-    QVERIFY(printer.send(QStringLiteral("monitor"), QStringLiteral("printed"), uid));
+    QVERIFY(printer.send(u"monitor"_s, u"low\npaper"_s, u"other"_s));
+    QVERIFY(printer.send(u"monitor"_s, errorReply(u"?"_s), u"another"_s));
+    QVERIFY(printer.send(u"monitor"_s, u"printed"_s, uid));
     QCOMPARE(run.status(), 0);
     QVERIFY(run.out().endsWith("Message  printed\n"));
     const QByteArray told = "tarvexctl: taken from the bus meanwhile, from printer, UID ";
-    QCOMPARE(run.err(),
-             told + "other: low\\npaper\n" + told + "another: " + errorReply(QStringLiteral("?")).toUtf8() + '\n');
+    QCOMPARE(run.err(), told + "other: low\\npaper\n" + told + "another: " + errorReply(u"?"_s).toUtf8() + '\n');
 }
 
 void TstCallVerb::silence_is4()
 {
     BusProcess bus;
-    ScriptedClient printer(QStringLiteral("printer"));
-    ProgramRun run(call({QStringLiteral("print"), QStringLiteral("--timeout"), QStringLiteral("1.5")}));
+    ScriptedClient printer(u"printer"_s);
+    ProgramRun run(call({u"print"_s, u"--timeout"_s, u"1.5"_s}));
     QVERIFY(!uidOf(printer.receive()).isEmpty());
     QCOMPARE(run.status(), 4);
     QCOMPARE(run.out(), QByteArray());
@@ -229,7 +222,7 @@ void TstCallVerb::silenceByDefault_is4After10s()
     BusProcess bus;
     QElapsedTimer timer;
     timer.start();
-    ProgramRun run(call({QStringLiteral("print")}));
+    ProgramRun run(call({u"print"_s}));
     QCOMPARE(run.status(30000), 4);
     QVERIFY(timer.elapsed() >= 10000);
     // Sent to nobody: the bus takes the command, and tells that it does not know the name.
@@ -243,16 +236,15 @@ void TstCallVerb::silenceOk_is0_data()
 {
     QTest::addColumn<QString>("form");
     QTest::newRow("for people") << QString();
-    QTest::newRow("json") << QStringLiteral("--json");
+    QTest::newRow("json") << u"--json"_s;
 }
 
 void TstCallVerb::silenceOk_is0()
 {
     QFETCH(QString, form);
     BusProcess bus;
-    ScriptedClient printer(QStringLiteral("printer"));
-    QStringList arguments{QStringLiteral("print"), QStringLiteral("--silence-ok"), QStringLiteral("--timeout"),
-                          QStringLiteral("1.5")};
+    ScriptedClient printer(u"printer"_s);
+    QStringList arguments{u"print"_s, u"--silence-ok"_s, u"--timeout"_s, u"1.5"_s};
     if (!form.isEmpty()) {
         arguments.append(form);
     }
@@ -266,9 +258,9 @@ void TstCallVerb::silenceOk_is0()
 void TstCallVerb::silenceOk_commandErrorIs1()
 {
     BusProcess bus;
-    ScriptedClient printer(QStringLiteral("printer"));
-    ProgramRun run(call({QStringLiteral("print"), QStringLiteral("--silence-ok")}));
-    QVERIFY(printer.send(QStringLiteral("monitor"), errorReply(QStringLiteral("No paper")), uidOf(printer.receive())));
+    ScriptedClient printer(u"printer"_s);
+    ProgramRun run(call({u"print"_s, u"--silence-ok"_s}));
+    QVERIFY(printer.send(u"monitor"_s, errorReply(u"No paper"_s), uidOf(printer.receive())));
     QCOMPARE(run.status(), 1);
     QCOMPARE(run.err(), QByteArray("tarvexctl: refused by printer: No paper\n"));
 }
@@ -278,8 +270,7 @@ void TstCallVerb::silenceOk_busSilentIs4()
 {
     FakeBus query;
     FakeBus receiver(FakeBus::RECEIVER_PORT);
-    ProgramRun run(call(
-        {QStringLiteral("print"), QStringLiteral("--silence-ok"), QStringLiteral("--timeout"), QStringLiteral("1.5")}));
+    ProgramRun run(call({u"print"_s, u"--silence-ok"_s, u"--timeout"_s, u"1.5"_s}));
     QVERIFY(query.waitForRequests(1));
     QCOMPARE(run.status(), 4);
     QCOMPARE(run.err(), QByteArray("tarvexctl: the bus is there, but did not answer within the time-out\n"));
@@ -294,17 +285,17 @@ void TstCallVerb::command_isSentWhenTheReplyCanCome()
     receiver.willAnswerHandshake([&](FakeBus::Peer& peer, const FakeBus::Request&) {
         mayAnswer.get_future().wait();
         requestsBefore = query.requests().size();
-        peer.send(FakeBus::replyFrame(QStringLiteral("handshake"), 0));
+        peer.send(FakeBus::replyFrame(u"handshake"_s, 0));
     });
-    query.willReply(QStringLiteral("sendMessage"));
-    ProgramRun run(call({QStringLiteral("print"), QStringLiteral("--timeout"), QStringLiteral("5")}));
+    query.willReply(u"sendMessage"_s);
+    ProgramRun run(call({u"print"_s, u"--timeout"_s, u"5"_s}));
     QVERIFY(receiver.waitForConnections(1));
     // Whoever sends without waiting does so within this time.
     QVERIFY(!QTest::qWaitFor([&query] { return !query.requests().isEmpty(); }, 500));
     mayAnswer.set_value();
     QVERIFY(query.waitForRequests(1));
     QCOMPARE(requestsBefore.load(), 0);
-    QCOMPARE(query.requests().constFirst().operation, QStringLiteral("sendMessage"));
+    QCOMPARE(query.requests().constFirst().operation, u"sendMessage"_s);
     QCOMPARE(run.status(), 4);
     QCOMPARE(query.requests().size(), 1);
 }
@@ -313,8 +304,8 @@ void TstCallVerb::sendRefused_is1()
 {
     FakeBus query;
     FakeBus receiver(FakeBus::RECEIVER_PORT);
-    query.willReply(QStringLiteral("sendMessage"), 512, QStringLiteral("Storage access error"));
-    ProgramRun run(call({QStringLiteral("print"), QStringLiteral("--silence-ok")}));
+    query.willReply(u"sendMessage"_s, 512, u"Storage access error"_s);
+    ProgramRun run(call({u"print"_s, u"--silence-ok"_s}));
     QCOMPARE(run.status(), 1);
     QCOMPARE(run.out(), QByteArray());
     QCOMPARE(run.err(), QByteArray("tarvexctl: refused by the bus: 512 Storage access error\n"));
@@ -324,16 +315,16 @@ void TstCallVerb::killedBus_replyStillComes()
 {
     BusProcess bus;
     QString uid;
-    ProgramRun run(call({QStringLiteral("print"), QStringLiteral("--timeout"), QStringLiteral("60")}));
+    ProgramRun run(call({u"print"_s, u"--timeout"_s, u"60"_s}));
     {
-        ScriptedClient printer(QStringLiteral("printer"));
+        ScriptedClient printer(u"printer"_s);
         uid = uidOf(printer.receive());
     }
     bus.killHard();
     QVERIFY(run.waitForWords("the bus has gone"));
     QVERIFY(bus.start());
-    ScriptedClient printer(QStringLiteral("printer"));
-    QVERIFY(printer.send(QStringLiteral("monitor"), QStringLiteral("printed"), uid));
+    ScriptedClient printer(u"printer"_s);
+    QVERIFY(printer.send(u"monitor"_s, u"printed"_s, uid));
     QCOMPARE(run.status(), 0);
     QVERIFY(run.out().endsWith("Message  printed\n"));
 }
@@ -341,8 +332,8 @@ void TstCallVerb::killedBus_replyStillComes()
 void TstCallVerb::hungBus_timeOutEndsInTime()
 {
     BusProcess bus;
-    ScriptedClient printer(QStringLiteral("printer"));
-    ProgramRun run(call({QStringLiteral("print"), QStringLiteral("--timeout"), QStringLiteral("2")}));
+    ScriptedClient printer(u"printer"_s);
+    ProgramRun run(call({u"print"_s, u"--timeout"_s, u"2"_s}));
     QVERIFY(!uidOf(printer.receive()).isEmpty());
     bus.hang();
     QElapsedTimer timer;
@@ -356,12 +347,12 @@ void TstCallVerb::hungBus_timeOutEndsInTime()
 void TstCallVerb::stdoutFails_is1()
 {
     BusProcess bus;
-    ScriptedClient printer(QStringLiteral("printer"));
+    ScriptedClient printer(u"printer"_s);
     QProcess reader;
-    ProgramRun run(call({QStringLiteral("print")}), reader);
-    reader.start(QStringLiteral("true"), QStringList());
+    ProgramRun run(call({u"print"_s}), reader);
+    reader.start(u"true"_s, QStringList());
     QVERIFY(reader.waitForFinished());
-    QVERIFY(printer.send(QStringLiteral("monitor"), QStringLiteral("printed"), uidOf(printer.receive())));
+    QVERIFY(printer.send(u"monitor"_s, u"printed"_s, uidOf(printer.receive())));
     QCOMPARE(run.status(), 1);
     QCOMPARE(run.err(), QByteArray("tarvexctl: cannot write to stdout: Broken pipe\n"));
 }
@@ -369,8 +360,7 @@ void TstCallVerb::stdoutFails_is1()
 void TstCallVerb::oneself_isWrongUse()
 {
     FakeBus query;
-    ProgramRun run({QStringLiteral("--as"), QStringLiteral("printer"), QStringLiteral("call"),
-                    QStringLiteral("printer"), QStringLiteral("print")});
+    ProgramRun run({u"--as"_s, u"printer"_s, u"call"_s, u"printer"_s, u"print"_s});
     QCOMPARE(run.status(), 2);
     QCOMPARE(run.err(), QByteArray("tarvexctl: a call to oneself has nobody to answer it\n"));
     QCOMPARE(query.connectionCount(), 0);

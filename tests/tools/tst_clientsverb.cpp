@@ -1,5 +1,6 @@
 #include "busprocess.h"
 #include "fakebus.h"
+#include "literals.h"
 #include "programrun.h"
 
 #include <QDateTime>
@@ -9,7 +10,7 @@ namespace {
 
 QStringList clients()
 {
-    return {QStringLiteral("clients")};
+    return {u"clients"_s};
 }
 
 bool isTime(const QString& text)
@@ -37,21 +38,18 @@ private Q_SLOTS:
 void TstClientsVerb::clients_showsWhoIsThereAndWhatIsStored()
 {
     const BusProcess bus;
-    ScriptedClient printer(QStringLiteral("printer"));
-    QVERIFY(printer.saveState(QStringLiteral("ready"), 1, QString(), someDate()));
-    QVERIFY(printer.send(QStringLiteral("gui"), QStringLiteral("hello"), QStringLiteral("1")));
+    ScriptedClient printer(u"printer"_s);
+    QVERIFY(printer.saveState(u"ready"_s, 1, QString(), someDate()));
+    QVERIFY(printer.send(u"gui"_s, u"hello"_s, u"1"_s));
     ProgramRun run(clients());
     QCOMPARE(run.status(), 0);
     QCOMPARE(run.err(), QByteArray());
     const QStringList lines = QString::fromUtf8(run.out()).split(QLatin1Char('\n'));
     QCOMPARE(lines.size(), 4);
-    QCOMPARE(lines.at(0).simplified(),
-             QStringLiteral("NAME QUERY SINCE RECEIVER SINCE TAKEN WAITING SUBSCRIBED SETTINGS STATE"));
-    QCOMPARE(lines.at(1).simplified(), QStringLiteral("gui - - - 1 - - -"));
+    QCOMPARE(lines.at(0).simplified(), u"NAME QUERY SINCE RECEIVER SINCE TAKEN WAITING SUBSCRIBED SETTINGS STATE"_s);
+    QCOMPARE(lines.at(1).simplified(), u"gui - - - 1 - - -"_s);
     const QStringList cells = lines.at(2).simplified().split(QLatin1Char(' '));
-    QCOMPARE(cells.mid(0, 1) + cells.mid(3),
-             (QStringList{QStringLiteral("printer"), QStringLiteral("-"), QStringLiteral("-"), QStringLiteral("-"),
-                          QStringLiteral("-"), QStringLiteral("yes")}));
+    QCOMPARE(cells.mid(0, 1) + cells.mid(3), (QStringList{u"printer"_s, u"-"_s, u"-"_s, u"-"_s, u"-"_s, u"yes"_s}));
     QVERIFY2(isTime(cells.at(1)) && isTime(cells.at(2)), run.out().constData());
     QCOMPARE(lines.at(1).indexOf(QLatin1String("1")), lines.at(0).indexOf(QLatin1String("WAITING")));
 }
@@ -59,45 +57,45 @@ void TstClientsVerb::clients_showsWhoIsThereAndWhatIsStored()
 void TstClientsVerb::clients_severalConnections_areCounted()
 {
     const BusProcess bus;
-    const BusClient query(BusClient::QUERY_PORT, QStringLiteral("printer"));
-    const BusClient again(BusClient::QUERY_PORT, QStringLiteral("printer"));
-    BusClient receiver(BusClient::RECEIVER_PORT, QStringLiteral("printer"));
-    const BusClient taker(BusClient::RECEIVER_PORT, QStringLiteral("printer"));
+    const BusClient query(BusClient::QUERY_PORT, u"printer"_s);
+    const BusClient again(BusClient::QUERY_PORT, u"printer"_s);
+    BusClient receiver(BusClient::RECEIVER_PORT, u"printer"_s);
+    const BusClient taker(BusClient::RECEIVER_PORT, u"printer"_s);
     QVERIFY(receiver.waitForClose());
     ProgramRun run(clients());
     QCOMPARE(run.status(), 0);
     const QString row = QString::fromUtf8(run.out()).section(QLatin1Char('\n'), 1, 1).simplified();
-    QCOMPARE(row.section(QLatin1Char(' '), 2, 2), QStringLiteral("(2)"));
-    QCOMPARE(row.section(QLatin1Char(' '), 4, 4), QStringLiteral("1"));
+    QCOMPARE(row.section(QLatin1Char(' '), 2, 2), u"(2)"_s);
+    QCOMPARE(row.section(QLatin1Char(' '), 4, 4), u"1"_s);
 }
 
 void TstClientsVerb::clients_asJson_writesOneClientALine()
 {
     const BusProcess bus;
-    const BusClient query(BusClient::QUERY_PORT, QStringLiteral("printer"));
-    const BusClient receiver(BusClient::RECEIVER_PORT, QStringLiteral("cashbox"));
-    ProgramRun run(QStringList{QStringLiteral("--json")} + clients());
+    const BusClient query(BusClient::QUERY_PORT, u"printer"_s);
+    const BusClient receiver(BusClient::RECEIVER_PORT, u"cashbox"_s);
+    ProgramRun run(QStringList{u"--json"_s} + clients());
     QCOMPARE(run.status(), 0);
     QCOMPARE(run.err(), QByteArray());
     QCOMPARE(run.objects().size(), 2);
     QVariantMap printer = run.objects().at(1);
-    QVERIFY(isTime(printer.take(QStringLiteral("querySince")).toString()));
+    QVERIFY(isTime(printer.take(u"querySince"_s).toString()));
     QCOMPARE(printer,
-             (QVariantMap{{QStringLiteral("name"), QStringLiteral("printer")},
-                          {QStringLiteral("queryConnections"), 1},
-                          {QStringLiteral("receiverSince"), QString()},
-                          {QStringLiteral("takeovers"), 0},
-                          {QStringLiteral("waiting"), 0},
-                          {QStringLiteral("subscriptions"), 0},
-                          {QStringLiteral("settings"), false},
-                          {QStringLiteral("state"), false}}));
-    QCOMPARE(run.objects().at(0).value(QStringLiteral("name")).toString(), QStringLiteral("cashbox"));
+             (QVariantMap{{u"name"_s, u"printer"_s},
+                          {u"queryConnections"_s, 1},
+                          {u"receiverSince"_s, QString()},
+                          {u"takeovers"_s, 0},
+                          {u"waiting"_s, 0},
+                          {u"subscriptions"_s, 0},
+                          {u"settings"_s, false},
+                          {u"state"_s, false}}));
+    QCOMPARE(run.objects().at(0).value(u"name"_s).toString(), u"cashbox"_s);
 }
 
 void TstClientsVerb::clients_controlCharacters_areShownAsEscapes()
 {
     const BusProcess bus;
-    const BusClient query(BusClient::QUERY_PORT, QStringLiteral("a\nb\x1b[2J"));
+    const BusClient query(BusClient::QUERY_PORT, u"a\nb\x1b[2J"_s);
     ProgramRun run(clients());
     QCOMPARE(run.status(), 0);
     QVERIFY2(run.out().contains("\na\\nb\\x1b[2J  "), run.out().constData());
@@ -115,10 +113,10 @@ void TstClientsVerb::clients_nobody_isTold()
 void TstClientsVerb::clients_askingLeavesNoTrace()
 {
     const BusProcess bus;
-    const BusClient query(BusClient::QUERY_PORT, QStringLiteral("printer"));
-    ProgramRun first(QStringList{QStringLiteral("--json")} + clients());
+    const BusClient query(BusClient::QUERY_PORT, u"printer"_s);
+    ProgramRun first(QStringList{u"--json"_s} + clients());
     QCOMPARE(first.status(), 0);
-    ProgramRun second(QStringList{QStringLiteral("--json")} + clients());
+    ProgramRun second(QStringList{u"--json"_s} + clients());
     QCOMPARE(second.status(), 0);
     QVERIFY(!first.out().isEmpty());
     QCOMPARE(second.out(), first.out());

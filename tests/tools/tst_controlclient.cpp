@@ -1,5 +1,6 @@
 #include "busprocess.h"
 #include "fakebus.h"
+#include "literals.h"
 #include "programrun.h"
 
 #include <QFile>
@@ -32,7 +33,7 @@ public:
 
         ::stat("/proc/self/ns/net", &network);
         qputenv("XDG_RUNTIME_DIR", m_folder.path().toUtf8());
-        const QByteArray path = m_folder.filePath(QStringLiteral("tarvex-devbus-%1.sock").arg(network.st_ino)).toUtf8();
+        const QByteArray path = m_folder.filePath(u"tarvex-devbus-%1.sock"_s.arg(network.st_ino)).toUtf8();
         sockaddr_un address{};
         address.sun_family = AF_UNIX;
         qstrncpy(address.sun_path, path.constData(), sizeof address.sun_path);
@@ -78,7 +79,7 @@ private:
 
 QStringList send(const QString& receiver)
 {
-    return {QStringLiteral("send"), receiver, QStringLiteral("hello")};
+    return {u"send"_s, receiver, u"hello"_s};
 }
 
 QByteArray unknownWords(const QByteArray& name)
@@ -126,7 +127,7 @@ void TstControlClient::answer_wrong_endsTheVerb()
     QFETCH(QByteArray, words);
     const ScriptedSocket socket(answer, ScriptedSocket::Close);
     QVERIFY(socket.isListening());
-    ProgramRun run({QStringLiteral("clients")});
+    ProgramRun run({u"clients"_s});
     QCOMPARE(run.status(), status);
     QCOMPARE(run.out(), QByteArray());
     QCOMPARE(run.err(), words);
@@ -137,7 +138,7 @@ void TstControlClient::folder_ofOthers_isNotTrusted()
     const FakeBus bus;
     const ScriptedSocket socket("{\"done\":true}\n", ScriptedSocket::Close);
     QVERIFY(QFile::setPermissions(qEnvironmentVariable("XDG_RUNTIME_DIR"), QFile::Permissions(0x7755)));
-    ProgramRun run({QStringLiteral("clients")});
+    ProgramRun run({u"clients"_s});
     QCOMPARE(run.status(), 1);
     QVERIFY2(run.err().contains("this bus cannot tell"), run.err().constData());
 }
@@ -146,7 +147,7 @@ void TstControlClient::send_toNameThatNeverWas_isToldEachTime()
 {
     const BusProcess bus;
     for (int round = 0; round < 2; ++round) {
-        ProgramRun run(send(QStringLiteral("prnter")));
+        ProgramRun run(send(u"prnter"_s));
         QCOMPARE(run.status(), 0);
         QVERIFY2(run.err().startsWith(unknownWords("prnter") + "tarvexctl: sent to prnter"), run.err().constData());
     }
@@ -156,20 +157,20 @@ void TstControlClient::send_toNameThatNeverWas_isToldEachTime()
 void TstControlClient::send_toNameThatIsOrWas_isSilent_data()
 {
     QTest::addColumn<QString>("receiver");
-    QTest::newRow("is there") << QStringLiteral("gui");
-    QTest::newRow("was there") << QStringLiteral("gone");
-    QTest::newRow("has stored something") << QStringLiteral("owner");
-    QTest::newRow("of the library") << QStringLiteral("updater");
-    QTest::newRow("oneself") << QStringLiteral("tarvexctl");
+    QTest::newRow("is there") << u"gui"_s;
+    QTest::newRow("was there") << u"gone"_s;
+    QTest::newRow("has stored something") << u"owner"_s;
+    QTest::newRow("of the library") << u"updater"_s;
+    QTest::newRow("oneself") << u"tarvexctl"_s;
 }
 
 void TstControlClient::send_toNameThatIsOrWas_isSilent()
 {
     QFETCH(QString, receiver);
     const BusProcess bus;
-    BusClient gui(BusClient::QUERY_PORT, QStringLiteral("gui"));
-    QVERIFY(BusClient(BusClient::QUERY_PORT, QStringLiteral("gone")).isConnected());
-    QCOMPARE(gui.ask(QStringLiteral("saveState"), {{QStringLiteral("owner"), QStringLiteral("owner")}}).code, 0);
+    BusClient gui(BusClient::QUERY_PORT, u"gui"_s);
+    QVERIFY(BusClient(BusClient::QUERY_PORT, u"gone"_s).isConnected());
+    QCOMPARE(gui.ask(u"saveState"_s, {{u"owner"_s, u"owner"_s}}).code, 0);
     ProgramRun run(send(receiver));
     QCOMPARE(run.status(), 0);
     QVERIFY2(run.err().startsWith("tarvexctl: sent to "), run.err().constData());
@@ -191,9 +192,9 @@ void TstControlClient::send_busThatCannotTell_isSilent()
     QFETCH(QByteArray, answer);
     QFETCH(bool, hold);
     FakeBus bus;
-    bus.willReply(QStringLiteral("sendMessage"));
+    bus.willReply(u"sendMessage"_s);
     const ScriptedSocket socket(answer, hold ? ScriptedSocket::Hold : ScriptedSocket::Close);
-    ProgramRun run(send(QStringLiteral("prnter")));
+    ProgramRun run(send(u"prnter"_s));
     QCOMPARE(run.status(), 0);
     QVERIFY2(run.err().startsWith("tarvexctl: sent to prnter"), run.err().constData());
 }
@@ -201,9 +202,9 @@ void TstControlClient::send_busThatCannotTell_isSilent()
 void TstControlClient::send_refused_isNotTold()
 {
     FakeBus bus;
-    bus.willReply(QStringLiteral("sendMessage"), 512, QStringLiteral("Storage access error"));
+    bus.willReply(u"sendMessage"_s, 512, u"Storage access error"_s);
     const ScriptedSocket socket("{\"item\":{\"isKnown\":false}}\n{\"done\":true}\n", ScriptedSocket::Close);
-    ProgramRun run(send(QStringLiteral("prnter")));
+    ProgramRun run(send(u"prnter"_s));
     QCOMPARE(run.status(), 1);
     QCOMPARE(run.err(), QByteArray("tarvexctl: refused by the bus: 512 Storage access error\n"));
 }

@@ -1,4 +1,5 @@
 #include "fakebus.h"
+#include "literals.h"
 #include "programrun.h"
 
 #include <QElapsedTimer>
@@ -12,7 +13,7 @@ constexpr int LIBRARY_TIMEOUT_MS = 30000;
 
 QStringList someVerb()
 {
-    return {QStringLiteral("settings"), QStringLiteral("get"), QStringLiteral("printer")};
+    return {u"settings"_s, u"get"_s, u"printer"_s};
 }
 
 } // namespace
@@ -54,7 +55,7 @@ void TstExitStatus::handshakeRefused_is3()
 {
     FakeBus bus;
     bus.willRefuseHandshake(3);
-    ProgramRun run(QStringList{QStringLiteral("--as"), QStringLiteral("thief")} + someVerb());
+    ProgramRun run(QStringList{u"--as"_s, u"thief"_s} + someVerb());
     QCOMPARE(run.status(), 3);
     QCOMPARE(run.out(), QByteArray());
     QCOMPARE(run.err(), QByteArray("tarvexctl: the bus refused the handshake of \"thief\"\n"));
@@ -146,9 +147,8 @@ void TstExitStatus::handshakeCutOff_is3()
 void TstExitStatus::handshakeAnsweredBySomethingElse_is3()
 {
     FakeBus bus;
-    bus.willAnswerHandshake([](FakeBus::Peer& peer, const FakeBus::Request&) {
-        peer.send(FakeBus::replyFrame(QStringLiteral("saveState"), 0));
-    });
+    bus.willAnswerHandshake(
+        [](FakeBus::Peer& peer, const FakeBus::Request&) { peer.send(FakeBus::replyFrame(u"saveState"_s, 0)); });
     ProgramRun run(someVerb());
     QCOMPARE(run.status(), 3);
     QCOMPARE(run.out(), QByteArray());
@@ -190,7 +190,7 @@ void TstExitStatus::replyCutOff_is3()
 {
     FakeBus bus;
     bus.willDo([](FakeBus::Peer& peer, const FakeBus::Request&) {
-        const QByteArray frame = FakeBus::replyFrame(QStringLiteral("loadSettings"), 0);
+        const QByteArray frame = FakeBus::replyFrame(u"loadSettings"_s, 0);
         peer.send(frame.left(frame.size() - 1));
         peer.close();
     });
@@ -206,12 +206,12 @@ void TstExitStatus::refused_is1_data()
     QTest::addColumn<int>("code");
     QTest::addColumn<QString>("description");
     QTest::addColumn<QByteArray>("told");
-    QTest::newRow("settings") << 5 << QStringLiteral("There are no settings for client")
+    QTest::newRow("settings") << 5 << u"There are no settings for client"_s
                               << QByteArray("5 There are no settings for client");
-    QTest::newRow("largest code") << 65535 << QStringLiteral("?") << QByteArray("65535 ?");
+    QTest::newRow("largest code") << 65535 << u"?"_s << QByteArray("65535 ?");
     QTest::newRow("no text") << 4 << QString() << QByteArray("4");
-    QTest::newRow("text with tab") << 2 << QStringLiteral("a\tb") << QByteArray("2 a\\tb");
-    QTest::newRow("text with lines") << 2 << QStringLiteral("a\nb\x1b[2J") << QByteArray("2 a\\nb\\x1b[2J");
+    QTest::newRow("text with tab") << 2 << u"a\tb"_s << QByteArray("2 a\\tb");
+    QTest::newRow("text with lines") << 2 << u"a\nb\x1b[2J"_s << QByteArray("2 a\\nb\\x1b[2J");
 }
 
 void TstExitStatus::refused_is1()
@@ -220,8 +220,7 @@ void TstExitStatus::refused_is1()
     QFETCH(QString, description);
     QFETCH(QByteArray, told);
     FakeBus bus;
-    bus.willReply(QStringLiteral("loadSettings"), code, description,
-                  {{QStringLiteral("note"), QStringLiteral("a tab:\t")}});
+    bus.willReply(u"loadSettings"_s, code, description, {{u"note"_s, u"a tab:\t"_s}});
     ProgramRun run(someVerb());
     QCOMPARE(run.status(), 1);
     QCOMPARE(run.out(), QByteArray());
@@ -236,7 +235,7 @@ void TstExitStatus::loggingSwitchedOff_changesNothing()
     QCOMPARE(withoutBus.status(), 3);
     QCOMPARE(withoutBus.err(), QByteArray("tarvexctl: no bus to be reached on 127.0.0.1: Connection refused\n"));
     FakeBus bus;
-    bus.willReply(QStringLiteral("loadSettings"), 5, QStringLiteral("There are no settings for client"));
+    bus.willReply(u"loadSettings"_s, 5, u"There are no settings for client"_s);
     ProgramRun refused(someVerb());
     qputenv("QT_LOGGING_RULES", "");
     QCOMPARE(refused.status(), 1);
@@ -260,9 +259,9 @@ void TstExitStatus::silence_is4()
 void TstExitStatus::interruptedWhileWaiting_is130()
 {
     FakeBus bus;
-    bus.willReply(QStringLiteral("loadSettings"));
+    bus.willReply(u"loadSettings"_s);
     bus.willSayNothing();
-    ProgramRun run(someVerb() + QStringList{QStringLiteral("cashbox"), QStringLiteral("--json")});
+    ProgramRun run(someVerb() + QStringList{u"cashbox"_s, u"--json"_s});
     QVERIFY(bus.waitForRequests(2));
     QCOMPARE(::kill(static_cast<pid_t>(run.processId()), SIGINT), 0);
     QCOMPARE(run.status(), 130);

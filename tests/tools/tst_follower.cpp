@@ -1,4 +1,5 @@
 #include "busprocess.h"
+#include "literals.h"
 #include "programrun.h"
 
 #include <QElapsedTimer>
@@ -51,10 +52,10 @@ private Q_SLOTS:
 void TstFollower::initTestCase_data()
 {
     QTest::addColumn<QString>("verb");
-    QTest::newRow("listen") << QStringLiteral("listen");
-    QTest::newRow("listen subscribed") << QStringLiteral("listen --subscribe printer");
-    QTest::newRow("call") << QStringLiteral("call printer print");
-    QTest::newRow("state watch") << QStringLiteral("state watch printer");
+    QTest::newRow("listen") << u"listen"_s;
+    QTest::newRow("listen subscribed") << u"listen --subscribe printer"_s;
+    QTest::newRow("call") << u"call printer print"_s;
+    QTest::newRow("state watch") << u"state watch printer"_s;
 }
 
 void TstFollower::noBus_is3AtOnce()
@@ -85,7 +86,7 @@ void TstFollower::handshakeRefused_is3()
     FakeBus query;
     FakeBus receiver(FakeBus::RECEIVER_PORT);
     query.willRefuseHandshake(3);
-    ProgramRun run(words(verb) + words(QStringLiteral("--as thief")));
+    ProgramRun run(words(verb) + words(u"--as thief"_s));
     QCOMPARE(run.status(), 3);
     QCOMPARE(run.err(), QByteArray("tarvexctl: the bus refused the handshake of \"thief\"\n"));
     QVERIFY(query.requests().isEmpty());
@@ -97,7 +98,7 @@ void TstFollower::receiverHandshakeRefused_is3()
     FakeBus query;
     FakeBus receiver(FakeBus::RECEIVER_PORT);
     receiver.willRefuseHandshake(3);
-    ProgramRun run(words(verb) + words(QStringLiteral("--as thief")));
+    ProgramRun run(words(verb) + words(u"--as thief"_s));
     QCOMPARE(run.status(), 3);
     QCOMPARE(run.err(), QByteArray("tarvexctl: the bus refused the handshake of \"thief\"\n"));
     QVERIFY(query.requests().isEmpty());
@@ -181,7 +182,7 @@ void TstFollower::slowBus_isWaitedFor()
     query.willAnswerHandshake(answerSlowly);
     receiver.willAnswerHandshake(answerSlowly);
     query.willAlwaysDo(FakeBus::answer);
-    ProgramRun run(words(verb) + words(QStringLiteral("--timeout 60")));
+    ProgramRun run(words(verb) + words(u"--timeout 60"_s));
     // At work, which it is only with both connections accepted.
     if (verb == QLatin1String("listen")) {
         QVERIFY(run.waitForWords("listening as"));
@@ -197,18 +198,18 @@ void TstFollower::nameTaken_isTold()
 {
     QFETCH_GLOBAL(QString, verb);
     BusProcess bus;
-    ProgramRun run(words(verb) + words(QStringLiteral("--as shared --timeout 60")));
-    ScriptedClient printer(QStringLiteral("printer"));
+    ProgramRun run(words(verb) + words(u"--as shared --timeout 60"_s));
+    ScriptedClient printer(u"printer"_s);
     QVERIFY(printer.isConnected());
     if (verb.startsWith(QLatin1String("call"))) {
-        QVERIFY(printer.receive().contains(QStringLiteral("UID")));
+        QVERIFY(printer.receive().contains(u"UID"_s));
     } else if (verb.startsWith(QLatin1String("listen"))) {
         QVERIFY(run.waitForWords("listening as"));
     } else {
         QVERIFY(run.waitForLines(2));
     }
     {
-        ScriptedClient other(QStringLiteral("shared"));
+        ScriptedClient other(u"shared"_s);
         QVERIFY(other.isConnected());
         QVERIFY2(
             run.waitForWords("the bus is there, but has closed the connection that receives: another program took the "
@@ -262,7 +263,7 @@ void TstFollower::busSilentFromTheStart_timeOutIs4()
     query.willAnswerHandshake([](FakeBus::Peer&, const FakeBus::Request&) {});
     QElapsedTimer timer;
     timer.start();
-    ProgramRun run(words(verb) + words(QStringLiteral("--timeout 0.5")));
+    ProgramRun run(words(verb) + words(u"--timeout 0.5"_s));
     QCOMPARE(run.status(), 4);
     QVERIFY(timer.elapsed() < BOUND_MS);
     QCOMPARE(run.out(), QByteArray());
@@ -275,7 +276,7 @@ void TstFollower::receiverHandshakeUnanswered_timeOutIs4()
     FakeBus query;
     FakeBus receiver(FakeBus::RECEIVER_PORT);
     receiver.willAnswerHandshake([](FakeBus::Peer&, const FakeBus::Request&) {});
-    ProgramRun run(words(verb) + words(QStringLiteral("--timeout 0.5")));
+    ProgramRun run(words(verb) + words(u"--timeout 0.5"_s));
     QCOMPARE(run.status(), 4);
     QCOMPARE(run.err(), QByteArray("tarvexctl: the bus is there, but did not answer within the time-out\n"));
     QVERIFY(query.requests().isEmpty());
@@ -302,14 +303,14 @@ void TstFollower::interrupted_is130()
 {
     QFETCH_GLOBAL(QString, verb);
     BusProcess bus;
-    ScriptedClient printer(QStringLiteral("printer"));
+    ScriptedClient printer(u"printer"_s);
     QVERIFY(printer.isConnected());
-    ProgramRun run(words(verb) + words(QStringLiteral("--timeout 60")));
+    ProgramRun run(words(verb) + words(u"--timeout 60"_s));
     // Each has something that shows that it is at work.
     if (verb.startsWith(QLatin1String("listen"))) {
         QVERIFY(run.waitForWords("listening as"));
     } else if (verb.startsWith(QLatin1String("call"))) {
-        QVERIFY(printer.receive().contains(QStringLiteral("UID")));
+        QVERIFY(printer.receive().contains(u"UID"_s));
     } else {
         QVERIFY(run.waitForLines(2));
     }
@@ -323,17 +324,16 @@ void TstFollower::ignoredInterrupt_staysIgnored()
 {
     QFETCH_GLOBAL(QString, verb);
     BusProcess bus;
-    ScriptedClient printer(QStringLiteral("printer"));
+    ScriptedClient printer(u"printer"_s);
     QProcess process;
     process.setProcessChannelMode(QProcess::MergedChannels);
     // As the shell starts a background job.
-    process.start(
-        QStringLiteral("/bin/sh"),
-        QStringList{QStringLiteral("-c"), QStringLiteral("trap '' INT; exec \"$0\" \"$@\""), ProgramRun::program()}
-            + words(verb) + words(QStringLiteral("--timeout 2")));
+    process.start(u"/bin/sh"_s,
+                  QStringList{u"-c"_s, u"trap '' INT; exec \"$0\" \"$@\""_s, ProgramRun::program()} + words(verb)
+                      + words(u"--timeout 2"_s));
     QVERIFY(process.waitForStarted());
     if (verb.startsWith(QLatin1String("call"))) {
-        QVERIFY(printer.receive().contains(QStringLiteral("UID")));
+        QVERIFY(printer.receive().contains(u"UID"_s));
     } else {
         QVERIFY(process.waitForReadyRead());
     }
@@ -354,11 +354,10 @@ void TstFollower::twoAtOnce_haveNamesOfTheirOwn()
     const QList<FakeBus::Request> handshakes = receiver.handshakes();
     QStringList names;
     for (const FakeBus::Request& handshake : handshakes) {
-        names.append(handshake.data.value(QStringLiteral("name")).toString());
+        names.append(handshake.data.value(u"name"_s).toString());
     }
     names.sort();
-    QStringList expected{QStringLiteral("tarvexctl-%1").arg(one.processId()),
-                         QStringLiteral("tarvexctl-%1").arg(other.processId())};
+    QStringList expected{u"tarvexctl-%1"_s.arg(one.processId()), u"tarvexctl-%1"_s.arg(other.processId())};
     expected.sort();
     QCOMPARE(names, expected);
 }

@@ -1,4 +1,5 @@
 #include "busprocess.h"
+#include "literals.h"
 #include "programrun.h"
 
 #include <QElapsedTimer>
@@ -16,7 +17,7 @@ constexpr int BOUND_MS = 15000;
 
 QStringList listen(const QString& more = QString())
 {
-    return (QStringLiteral("--as monitor listen ") + more).split(QLatin1Char(' '), Qt::SkipEmptyParts);
+    return (u"--as monitor listen "_s + more).split(QLatin1Char(' '), Qt::SkipEmptyParts);
 }
 
 bool isListening(ProgramRun& run)
@@ -24,12 +25,12 @@ bool isListening(ProgramRun& run)
     return run.waitForWords("listening as monitor\n");
 }
 
-QStringList texts(const ProgramRun& run)
+QStringList texts(ProgramRun& run)
 {
     QStringList texts;
     const QList<QVariantMap> objects = run.objects();
     for (const QVariantMap& object : objects) {
-        texts.append(object.value(QStringLiteral("message")).toString());
+        texts.append(object.value(u"message"_s).toString());
     }
     return texts;
 }
@@ -48,7 +49,7 @@ bool sendNumbers(ScriptedClient& sender, int first, int last)
     bool areSent = true;
     for (int number = first; number <= last; ++number) {
         const QString text = QString::number(number);
-        areSent = areSent && sender.send(QStringLiteral("monitor"), text, QStringLiteral("uid-") + text);
+        areSent = areSent && sender.send(u"monitor"_s, text, u"uid-"_s + text);
     }
     return areSent;
 }
@@ -56,7 +57,7 @@ bool sendNumbers(ScriptedClient& sender, int first, int last)
 /// Whether no signal waits to be handled: two that follow each other too closely count as one.
 bool hasHandledSignals(qint64 processId)
 {
-    QFile status(QStringLiteral("/proc/%1/status").arg(processId));
+    QFile status(u"/proc/%1/status"_s.arg(processId));
     return status.open(QIODevice::ReadOnly) && status.readAll().contains("ShdPnd:\t0000000000000000");
 }
 
@@ -98,54 +99,54 @@ private Q_SLOTS:
 void TstListenVerb::messages_areShownInColumns()
 {
     BusProcess bus;
-    ScriptedClient door(QStringLiteral("door_sensor"));
-    ScriptedClient gui(QStringLiteral("gui"));
-    ProgramRun run(listen(QStringLiteral("--count 3")));
+    ScriptedClient door(u"door_sensor"_s);
+    ScriptedClient gui(u"gui"_s);
+    ProgramRun run(listen(u"--count 3"_s));
     QVERIFY(isListening(run));
-    QVERIFY(gui.send(QStringLiteral("monitor"), QStringLiteral("a\tb\n\x1b[2J"), QStringLiteral("1")));
+    QVERIFY(gui.send(u"monitor"_s, u"a\tb\n\x1b[2J"_s, u"1"_s));
     QVERIFY(run.waitForLines(2));
-    QVERIFY(door.send(QStringLiteral("monitor"), QStringLiteral("Münze"), QStringLiteral("2")));
+    QVERIFY(door.send(u"monitor"_s, u"Münze"_s, u"2"_s));
     QVERIFY(run.waitForLines(3));
-    QVERIFY(gui.send(QStringLiteral("monitor"), QString(), QStringLiteral("3")));
+    QVERIFY(gui.send(u"monitor"_s, QString(), u"3"_s));
     QCOMPARE(run.status(), 0);
     QCOMPARE(QString::fromUtf8(run.out()),
-             QStringLiteral("SENT                     FROM  TO       MESSAGE\n"
-                            "2026-03-01T10:11:00.345  gui   monitor  a\\tb\\n\\x1b[2J\n"
-                            "2026-03-01T10:11:00.345  door_sensor  monitor  Münze\n"
-                            "2026-03-01T10:11:00.345  gui          monitor  -\n"));
+             u"SENT                     FROM  TO       MESSAGE\n"
+             "2026-03-01T10:11:00.345  gui   monitor  a\\tb\\n\\x1b[2J\n"
+             "2026-03-01T10:11:00.345  door_sensor  monitor  Münze\n"
+             "2026-03-01T10:11:00.345  gui          monitor  -\n"_s);
     QCOMPARE(run.err(), QByteArray("tarvexctl: listening as monitor\n"));
 }
 
 void TstListenVerb::messages_asJson_areRecordsWithTheirCommands()
 {
     BusProcess bus;
-    ScriptedClient gui(QStringLiteral("gui"));
-    ProgramRun run(listen(QStringLiteral("--json --count 2")));
+    ScriptedClient gui(u"gui"_s);
+    ProgramRun run(listen(u"--json --count 2"_s));
     QVERIFY(isListening(run));
-    const QString command = QStringLiteral(R"({"cmd":"beep","data":{"times":2}})");
-    QVERIFY(gui.send(QStringLiteral("monitor"), command, QStringLiteral("1")));
-    QVERIFY(gui.send(QStringLiteral("monitor"), QStringLiteral("two\nlines"), QStringLiteral("2")));
+    const QString command = uR"({"cmd":"beep","data":{"times":2}})"_s;
+    QVERIFY(gui.send(u"monitor"_s, command, u"1"_s));
+    QVERIFY(gui.send(u"monitor"_s, u"two\nlines"_s, u"2"_s));
     QCOMPARE(run.status(), 0);
     QCOMPARE(run.objects(),
-             (QList<QVariantMap>{{{QStringLiteral("sender"), QStringLiteral("gui")},
-                                  {QStringLiteral("reciever"), QStringLiteral("monitor")},
-                                  {QStringLiteral("date"), someDate()},
-                                  {QStringLiteral("message"), command},
-                                  {QStringLiteral("UID"), QStringLiteral("1")},
-                                  {QStringLiteral("cmd"), QStringLiteral("beep")},
-                                  {QStringLiteral("data"), QVariantMap{{QStringLiteral("times"), 2}}}},
-                                 {{QStringLiteral("sender"), QStringLiteral("gui")},
-                                  {QStringLiteral("reciever"), QStringLiteral("monitor")},
-                                  {QStringLiteral("date"), someDate()},
-                                  {QStringLiteral("message"), QStringLiteral("two\nlines")},
-                                  {QStringLiteral("UID"), QStringLiteral("2")}}}));
+             (QList<QVariantMap>{{{u"sender"_s, u"gui"_s},
+                                  {u"reciever"_s, u"monitor"_s},
+                                  {u"date"_s, someDate()},
+                                  {u"message"_s, command},
+                                  {u"UID"_s, u"1"_s},
+                                  {u"cmd"_s, u"beep"_s},
+                                  {u"data"_s, QVariantMap{{u"times"_s, 2}}}},
+                                 {{u"sender"_s, u"gui"_s},
+                                  {u"reciever"_s, u"monitor"_s},
+                                  {u"date"_s, someDate()},
+                                  {u"message"_s, u"two\nlines"_s},
+                                  {u"UID"_s, u"2"_s}}}));
 }
 
 void TstListenVerb::message_isShownAtOnce()
 {
     BusProcess bus;
-    ScriptedClient gui(QStringLiteral("gui"));
-    ProgramRun run(listen(QStringLiteral("--json")));
+    ScriptedClient gui(u"gui"_s);
+    ProgramRun run(listen(u"--json"_s));
     QVERIFY(isListening(run));
     QVERIFY(sendNumbers(gui, 1, 1));
     QVERIFY(run.waitForLines(1));
@@ -159,8 +160,8 @@ void TstListenVerb::message_isShownAtOnce()
 void TstListenVerb::burst_comesInOrder()
 {
     BusProcess bus;
-    ScriptedClient gui(QStringLiteral("gui"));
-    ProgramRun run(listen(QStringLiteral("--json --count 300")));
+    ScriptedClient gui(u"gui"_s);
+    ProgramRun run(listen(u"--json --count 300"_s));
     QVERIFY(isListening(run));
     QVERIFY(sendNumbers(gui, 1, 300));
     QCOMPARE(run.status(), 0);
@@ -170,12 +171,12 @@ void TstListenVerb::burst_comesInOrder()
 void TstListenVerb::count_takesNoMoreThanThat()
 {
     BusProcess bus;
-    ScriptedClient gui(QStringLiteral("gui"));
+    ScriptedClient gui(u"gui"_s);
     QVERIFY(sendNumbers(gui, 1, 50));
-    ProgramRun first(listen(QStringLiteral("--json --count 2")));
+    ProgramRun first(listen(u"--json --count 2"_s));
     QCOMPARE(first.status(), 0);
     QCOMPARE(texts(first), numbers(1, 2));
-    ProgramRun rest(listen(QStringLiteral("--json --count 48")));
+    ProgramRun rest(listen(u"--json --count 48"_s));
     QCOMPARE(rest.status(), 0);
     QCOMPARE(texts(rest), numbers(3, 50));
 }
@@ -183,9 +184,9 @@ void TstListenVerb::count_takesNoMoreThanThat()
 void TstListenVerb::keptMessages_comeFirst()
 {
     BusProcess bus;
-    ScriptedClient gui(QStringLiteral("gui"));
+    ScriptedClient gui(u"gui"_s);
     QVERIFY(sendNumbers(gui, 1, 3));
-    ProgramRun run(listen(QStringLiteral("--json --count 4")));
+    ProgramRun run(listen(u"--json --count 4"_s));
     QVERIFY(run.waitForLines(3));
     QVERIFY(sendNumbers(gui, 4, 4));
     QCOMPARE(run.status(), 0);
@@ -196,11 +197,11 @@ void TstListenVerb::keptMessages_comeFirst()
 void TstListenVerb::keptMessages_comeAfterTheName()
 {
     BusProcess bus;
-    ScriptedClient gui(QStringLiteral("gui"));
+    ScriptedClient gui(u"gui"_s);
     QVERIFY(sendNumbers(gui, 1, 2));
     QProcess process;
     process.setProcessChannelMode(QProcess::MergedChannels);
-    process.start(ProgramRun::program(), listen(QStringLiteral("--count 2")));
+    process.start(ProgramRun::program(), listen(u"--count 2"_s));
     QVERIFY(process.waitForFinished());
     QCOMPARE(process.exitCode(), 0);
     QCOMPARE(process.readAll(),
@@ -218,10 +219,8 @@ void TstListenVerb::timeOut_tellsWhetherEnoughCame_data()
     QTest::addColumn<QByteArray>("words");
     QTest::newRow("nothing") << 0 << QString() << 4 << QByteArray("tarvexctl: nothing came within 2.5 s\n");
     QTest::newRow("something") << 2 << QString() << 0 << QByteArray();
-    QTest::newRow("nothing of 3") << 0 << QStringLiteral("--count 3") << 4
-                                  << QByteArray("tarvexctl: nothing came within 2.5 s\n");
-    QTest::newRow("2 of 3") << 2 << QStringLiteral("--count 3") << 4
-                            << QByteArray("tarvexctl: only 2 of 3 came within 2.5 s\n");
+    QTest::newRow("nothing of 3") << 0 << u"--count 3"_s << 4 << QByteArray("tarvexctl: nothing came within 2.5 s\n");
+    QTest::newRow("2 of 3") << 2 << u"--count 3"_s << 4 << QByteArray("tarvexctl: only 2 of 3 came within 2.5 s\n");
 }
 
 void TstListenVerb::timeOut_tellsWhetherEnoughCame()
@@ -231,11 +230,11 @@ void TstListenVerb::timeOut_tellsWhetherEnoughCame()
     QFETCH(int, status);
     QFETCH(QByteArray, words);
     BusProcess bus;
-    ScriptedClient gui(QStringLiteral("gui"));
+    ScriptedClient gui(u"gui"_s);
     QVERIFY(sendNumbers(gui, 1, messages));
     QElapsedTimer timer;
     timer.start();
-    ProgramRun run(listen(QStringLiteral("--json --timeout 2.5 ") + count));
+    ProgramRun run(listen(u"--json --timeout 2.5 "_s + count));
     QCOMPARE(run.status(), status);
     QVERIFY(timer.elapsed() >= 2500);
     QCOMPARE(texts(run), numbers(1, messages));
@@ -247,18 +246,13 @@ void TstListenVerb::subscribe_goals_data()
     QTest::addColumn<QString>("options");
     QTest::addColumn<QStringList>("subscriptions");
     QTest::newRow("none") << QString() << QStringList();
-    QTest::newRow("without goal") << QStringLiteral("--subscribe printer")
-                                  << QStringList{QStringLiteral("monitor printer 3")};
-    QTest::newRow("states") << QStringLiteral("--subscribe printer:1")
-                            << QStringList{QStringLiteral("monitor printer 1")};
-    QTest::newRow("messages") << QStringLiteral("--subscribe printer:2")
-                              << QStringList{QStringLiteral("monitor printer 2")};
-    QTest::newRow("both") << QStringLiteral("--subscribe=printer:3")
-                          << QStringList{QStringLiteral("monitor printer 3")};
-    QTest::newRow("name with colon") << QStringLiteral("--subscribe printer:4:1")
-                                     << QStringList{QStringLiteral("monitor printer:4 1")};
-    QTest::newRow("several") << QStringLiteral("--subscribe printer --subscribe cashbox:2")
-                             << QStringList{QStringLiteral("monitor cashbox 2"), QStringLiteral("monitor printer 3")};
+    QTest::newRow("without goal") << u"--subscribe printer"_s << QStringList{u"monitor printer 3"_s};
+    QTest::newRow("states") << u"--subscribe printer:1"_s << QStringList{u"monitor printer 1"_s};
+    QTest::newRow("messages") << u"--subscribe printer:2"_s << QStringList{u"monitor printer 2"_s};
+    QTest::newRow("both") << u"--subscribe=printer:3"_s << QStringList{u"monitor printer 3"_s};
+    QTest::newRow("name with colon") << u"--subscribe printer:4:1"_s << QStringList{u"monitor printer:4 1"_s};
+    QTest::newRow("several") << u"--subscribe printer --subscribe cashbox:2"_s
+                             << QStringList{u"monitor cashbox 2"_s, u"monitor printer 3"_s};
 }
 
 void TstListenVerb::subscribe_goals()
@@ -277,35 +271,31 @@ void TstListenVerb::subscribe_goals()
 void TstListenVerb::subscribe_bringsWhatIsPublished()
 {
     BusProcess bus;
-    ScriptedClient printer(QStringLiteral("printer"));
-    ProgramRun run(listen(QStringLiteral("--json --count 2 --subscribe printer")));
+    ScriptedClient printer(u"printer"_s);
+    ProgramRun run(listen(u"--json --count 2 --subscribe printer"_s));
     QVERIFY(isListening(run));
-    QVERIFY(printer.send(QString(), QStringLiteral("to whom it may concern"), QStringLiteral("1")));
-    QVERIFY(printer.saveState(QStringLiteral("ready"), 1, QString(), someDate()));
+    QVERIFY(printer.send(QString(), u"to whom it may concern"_s, u"1"_s));
+    QVERIFY(printer.saveState(u"ready"_s, 1, QString(), someDate()));
     QCOMPARE(run.status(), 0);
-    QCOMPARE(run.objects().constFirst().value(QStringLiteral("message")).toString(),
-             QStringLiteral("to whom it may concern"));
+    QCOMPARE(run.objects().constFirst().value(u"message"_s).toString(), u"to whom it may concern"_s);
     const QVariantMap change = run.objects().constLast();
-    QCOMPARE(change.value(QStringLiteral("cmd")).toString(), QStringLiteral("stateChanged"));
-    QCOMPARE(change.value(QStringLiteral("data")).toMap().value(QStringLiteral("state")).toString(),
-             QStringLiteral("ready"));
+    QCOMPARE(change.value(u"cmd"_s).toString(), u"stateChanged"_s);
+    QCOMPARE(change.value(u"data"_s).toMap().value(u"state"_s).toString(), u"ready"_s);
 }
 
 void TstListenVerb::subscribeRefused_is1()
 {
     FakeBus query;
     FakeBus receiver(FakeBus::RECEIVER_PORT);
-    query.willReply(QStringLiteral("subscribe"), 512, QStringLiteral("Storage access error"));
-    ProgramRun run(listen(QStringLiteral("--subscribe printer:1")));
+    query.willReply(u"subscribe"_s, 512, u"Storage access error"_s);
+    ProgramRun run(listen(u"--subscribe printer:1"_s));
     QCOMPARE(run.status(), 1);
     QCOMPARE(run.out(), QByteArray());
     QCOMPARE(run.err(), QByteArray("tarvexctl: refused by the bus: 512 Storage access error\n"));
     // Nothing was subscribed, so there is nothing to undo.
     QCOMPARE(query.requests().size(), 1);
     QCOMPARE(query.requests().constFirst().data,
-             (QVariantMap{{QStringLiteral("publishers"),
-                           QVariantList{QVariantMap{{QStringLiteral("name"), QStringLiteral("printer")},
-                                                    {QStringLiteral("goal"), 1}}}}}));
+             (QVariantMap{{u"publishers"_s, QVariantList{QVariantMap{{u"name"_s, u"printer"_s}, {u"goal"_s, 1}}}}}));
 }
 
 // The bus keeps what it took before it went away.
@@ -313,16 +303,15 @@ void TstListenVerb::subscribeRefusedWhenBack_isUndone()
 {
     FakeBus query;
     FakeBus receiver(FakeBus::RECEIVER_PORT);
-    query.willReply(QStringLiteral("subscribe"));
-    query.willReply(QStringLiteral("subscribe"), 256, QStringLiteral("Invalid data storage"));
-    query.willReply(QStringLiteral("unsubscribe"), 256, QStringLiteral("Invalid data storage"));
-    ProgramRun run(listen(QStringLiteral("--subscribe printer")));
+    query.willReply(u"subscribe"_s);
+    query.willReply(u"subscribe"_s, 256, u"Invalid data storage"_s);
+    query.willReply(u"unsubscribe"_s, 256, u"Invalid data storage"_s);
+    ProgramRun run(listen(u"--subscribe printer"_s));
     QVERIFY(isListening(run));
     receiver.dropConnections();
     QCOMPARE(run.status(), 1);
     QCOMPARE(query.requests().size(), 3);
-    QCOMPARE(query.requests().constLast().data,
-             (QVariantMap{{QStringLiteral("publishers"), QVariantList{QStringLiteral("printer")}}}));
+    QCOMPARE(query.requests().constLast().data, (QVariantMap{{u"publishers"_s, QVariantList{u"printer"_s}}}));
     QVERIFY2(run.err().contains("monitor stays subscribed to printer: refused by the bus: 256 "),
              run.err().constData());
 }
@@ -333,13 +322,12 @@ void TstListenVerb::subscribeUnanswered_isUndone()
     FakeBus query;
     FakeBus receiver(FakeBus::RECEIVER_PORT);
     query.willClose();
-    query.willReply(QStringLiteral("unsubscribe"));
-    ProgramRun run(listen(QStringLiteral("--subscribe printer")));
+    query.willReply(u"unsubscribe"_s);
+    ProgramRun run(listen(u"--subscribe printer"_s));
     QCOMPARE(run.status(), 3);
     QCOMPARE(run.err(), QByteArray("tarvexctl: the bus closed the connection\n"));
     QCOMPARE(query.requests().size(), 2);
-    QCOMPARE(query.requests().constLast().data,
-             (QVariantMap{{QStringLiteral("publishers"), QVariantList{QStringLiteral("printer")}}}));
+    QCOMPARE(query.requests().constLast().data, (QVariantMap{{u"publishers"_s, QVariantList{u"printer"_s}}}));
 }
 
 void TstListenVerb::end_unsubscribes_data()
@@ -347,8 +335,8 @@ void TstListenVerb::end_unsubscribes_data()
     QTest::addColumn<QString>("options");
     QTest::addColumn<int>("signal");
     QTest::addColumn<int>("status");
-    QTest::newRow("count") << QStringLiteral("--count 1") << 0 << 0;
-    QTest::newRow("timeout") << QStringLiteral("--timeout 3") << 0 << 0;
+    QTest::newRow("count") << u"--count 1"_s << 0 << 0;
+    QTest::newRow("timeout") << u"--timeout 3"_s << 0 << 0;
     QTest::newRow("SIGINT") << QString() << SIGINT << 130;
     QTest::newRow("SIGTERM") << QString() << SIGTERM << 130;
     QTest::newRow("SIGHUP") << QString() << SIGHUP << 130;
@@ -360,8 +348,8 @@ void TstListenVerb::end_unsubscribes()
     QFETCH(int, signal);
     QFETCH(int, status);
     BusProcess bus;
-    ScriptedClient gui(QStringLiteral("gui"));
-    ProgramRun run(listen(QStringLiteral("--json --subscribe printer --subscribe cashbox:1 ") + options));
+    ScriptedClient gui(u"gui"_s);
+    ProgramRun run(listen(u"--json --subscribe printer --subscribe cashbox:1 "_s + options));
     QVERIFY(isListening(run));
     QCOMPARE(bus.subscriptions().size(), 2);
     QVERIFY(sendNumbers(gui, 1, 1));
@@ -379,17 +367,17 @@ void TstListenVerb::stdoutFails_is1AndUnsubscribes_data()
 {
     QTest::addColumn<QString>("options");
     QTest::newRow("table") << QString();
-    QTest::newRow("json") << QStringLiteral("--json");
+    QTest::newRow("json") << u"--json"_s;
 }
 
 void TstListenVerb::stdoutFails_is1AndUnsubscribes()
 {
     QFETCH(QString, options);
     BusProcess bus;
-    ScriptedClient gui(QStringLiteral("gui"));
+    ScriptedClient gui(u"gui"_s);
     QProcess reader;
-    ProgramRun run(listen(QStringLiteral("--subscribe printer ") + options), reader);
-    reader.start(QStringLiteral("true"), QStringList());
+    ProgramRun run(listen(u"--subscribe printer "_s + options), reader);
+    reader.start(u"true"_s, QStringList());
     QVERIFY(reader.waitForFinished());
     QVERIFY(isListening(run));
     QVERIFY(sendNumbers(gui, 1, 1));
@@ -403,13 +391,13 @@ void TstListenVerb::stdoutFails_is1AndUnsubscribes()
 void TstListenVerb::readerStuck_interruptEndsInTime()
 {
     BusProcess bus;
-    ScriptedClient gui(QStringLiteral("gui"));
+    ScriptedClient gui(u"gui"_s);
     QProcess reader;
-    ProgramRun run(listen(QStringLiteral("--subscribe printer")), reader);
-    reader.start(QStringLiteral("sleep"), {QStringLiteral("60")});
+    ProgramRun run(listen(u"--subscribe printer"_s), reader);
+    reader.start(u"sleep"_s, {u"60"_s});
     QVERIFY(isListening(run));
     // More than a pipe takes. Once acknowledged, it is being written.
-    QVERIFY(gui.send(QStringLiteral("monitor"), QString(500000, QLatin1Char('a')), QStringLiteral("1")));
+    QVERIFY(gui.send(u"monitor"_s, QString(500000, QLatin1Char('a')), u"1"_s));
     QTRY_COMPARE(bus.messages(), QStringList());
     QElapsedTimer timer;
     timer.start();
@@ -425,21 +413,21 @@ void TstListenVerb::readerStuck_interruptEndsInTime()
 void TstListenVerb::killedBus_isWaitedFor()
 {
     BusProcess bus(BusProcess::InMemory);
-    ProgramRun run(listen(QStringLiteral("--json --count 2 --subscribe printer:2")));
+    ProgramRun run(listen(u"--json --count 2 --subscribe printer:2"_s));
     QVERIFY(isListening(run));
     bus.killHard();
     QVERIFY(run.waitForWords("tarvexctl: the bus has gone; waiting for it to come back\n"));
     QVERIFY(run.waitForWords("tarvexctl: no bus to be reached on 127.0.0.1: Connection refused\n"));
     QVERIFY(bus.start());
     QVERIFY(run.waitForWords("tarvexctl: the bus is back\n"));
-    ScriptedClient printer(QStringLiteral("printer"));
-    QVERIFY(printer.send(QString(), QStringLiteral("1"), QStringLiteral("uid-1")));
+    ScriptedClient printer(u"printer"_s);
+    QVERIFY(printer.send(QString(), u"1"_s, u"uid-1"_s));
     QVERIFY(run.waitForLines(1));
     bus.killHard();
     QVERIFY(bus.start());
     QVERIFY(run.waitForWords("the bus is back", 2));
-    ScriptedClient again(QStringLiteral("printer"));
-    QVERIFY(again.send(QString(), QStringLiteral("2"), QStringLiteral("uid-2")));
+    ScriptedClient again(u"printer"_s);
+    QVERIFY(again.send(QString(), u"2"_s, u"uid-2"_s));
     QCOMPARE(run.status(), 0);
     QCOMPARE(texts(run), numbers(1, 2));
     QCOMPARE(run.err().count("the bus has gone"), 2);
@@ -449,11 +437,11 @@ void TstListenVerb::killedBus_isWaitedFor()
 void TstListenVerb::killedBusOften_nothingIsLostOrDoubled()
 {
     BusProcess bus;
-    ProgramRun run(listen(QStringLiteral("--json --count 60")));
+    ProgramRun run(listen(u"--json --count 60"_s));
     QVERIFY(isListening(run));
     for (int round = 0; round < 6; ++round) {
         {
-            ScriptedClient gui(QStringLiteral("gui"));
+            ScriptedClient gui(u"gui"_s);
             QVERIFY(sendNumbers(gui, 10 * round + 1, 10 * round + 10));
         }
         bus.killHard();
@@ -474,7 +462,7 @@ void TstListenVerb::busRefusingWhenBack_isToldAndTriedAgain()
     // Late, so that whoever takes the former handshake's acceptance for this one's is found out.
     receiver.willAnswerHandshake([](FakeBus::Peer& peer, const FakeBus::Request&) {
         std::this_thread::sleep_for(std::chrono::milliseconds(200));
-        peer.send(FakeBus::replyFrame(QStringLiteral("handshake"), 3));
+        peer.send(FakeBus::replyFrame(u"handshake"_s, 3));
     });
     receiver.dropConnections();
     QVERIFY(run.waitForWords("tarvexctl: the bus is back\n"));
@@ -493,7 +481,7 @@ void TstListenVerb::busRefusingWhenBack_isToldAndTriedAgain()
 void TstListenVerb::hungBus_interruptEndsInTime()
 {
     BusProcess bus;
-    ProgramRun run(listen(QStringLiteral("--subscribe printer")));
+    ProgramRun run(listen(u"--subscribe printer"_s));
     QVERIFY(isListening(run));
     bus.hang();
     QElapsedTimer timer;
@@ -511,7 +499,7 @@ void TstListenVerb::hungBus_interruptEndsInTime()
 void TstListenVerb::hungBus_secondInterruptEndsAtOnce()
 {
     BusProcess bus;
-    ProgramRun run(listen(QStringLiteral("--subscribe printer")));
+    ProgramRun run(listen(u"--subscribe printer"_s));
     QVERIFY(isListening(run));
     bus.hang();
     run.sendSignal(SIGINT);
@@ -528,7 +516,7 @@ void TstListenVerb::hungBus_secondInterruptEndsAtOnce()
 void TstListenVerb::hungBus_timeOutEndsInTime()
 {
     BusProcess bus;
-    ProgramRun run(listen(QStringLiteral("--subscribe printer --timeout 3")));
+    ProgramRun run(listen(u"--subscribe printer --timeout 3"_s));
     QVERIFY(isListening(run));
     bus.hang();
     QElapsedTimer timer;
@@ -545,7 +533,7 @@ void TstListenVerb::hungBus_timeOutEndsInTime()
 void TstListenVerb::busAway_interruptTellsWhatStays()
 {
     BusProcess bus;
-    ProgramRun run(listen(QStringLiteral("--subscribe printer --subscribe cashbox:1")));
+    ProgramRun run(listen(u"--subscribe printer --subscribe cashbox:1"_s));
     QVERIFY(isListening(run));
     bus.killHard();
     QVERIFY(run.waitForWords("the bus has gone"));

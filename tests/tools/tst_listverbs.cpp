@@ -1,5 +1,6 @@
 #include "busprocess.h"
 #include "fakebus.h"
+#include "literals.h"
 #include "programrun.h"
 
 #include <QTest>
@@ -8,33 +9,31 @@ namespace {
 
 QStringList list(const QString& what, const QStringList& more = {})
 {
-    return QStringList{what, QStringLiteral("list")} + more;
+    return QStringList{what, u"list"_s} + more;
 }
 
 QVariantMap settingsRecord(const QString& owner)
 {
-    const QVariantMap entry{{QStringLiteral("group"), QString()},
-                            {QStringLiteral("key"), QStringLiteral("id")},
-                            {QStringLiteral("value"), 1}};
-    return {{QStringLiteral("owner"), owner},
-            {QStringLiteral("date"), someDate()},
-            {QStringLiteral("description"), QStringLiteral("At the\ndoor")},
-            {QStringLiteral("mailOwner"), 0},
-            {QStringLiteral("settings"), QVariantList{entry}}};
+    const QVariantMap entry{{u"group"_s, QString()}, {u"key"_s, u"id"_s}, {u"value"_s, 1}};
+    return {{u"owner"_s, owner},
+            {u"date"_s, someDate()},
+            {u"description"_s, u"At the\ndoor"_s},
+            {u"mailOwner"_s, 0},
+            {u"settings"_s, QVariantList{entry}}};
 }
 
 QVariantMap stateRecord(const QString& owner)
 {
-    return {{QStringLiteral("owner"), owner},
-            {QStringLiteral("date"), someDate()},
-            {QStringLiteral("description"), QString()},
-            {QStringLiteral("state"), QStringLiteral("ready")},
-            {QStringLiteral("type"), 3}};
+    return {{u"owner"_s, owner},
+            {u"date"_s, someDate()},
+            {u"description"_s, QString()},
+            {u"state"_s, u"ready"_s},
+            {u"type"_s, 3}};
 }
 
 bool save(const QString& operation, const QVariantMap& record)
 {
-    return BusClient(BusClient::QUERY_PORT, QStringLiteral("gui")).ask(operation, record).code == 0;
+    return BusClient(BusClient::QUERY_PORT, u"gui"_s).ask(operation, record).code == 0;
 }
 
 /// The names that are asked for where the bus does not list them.
@@ -47,7 +46,7 @@ void willHaveOne(FakeBus& bus, const QString& operation, const QVariantMap& reco
         if (number == 4) {
             bus.willReply(operation, 0, QString(), record);
         } else {
-            bus.willReply(operation, 5, QStringLiteral("There are no settings for client"));
+            bus.willReply(operation, 5, u"There are no settings for client"_s);
         }
     }
 }
@@ -74,9 +73,9 @@ private Q_SLOTS:
 void TstListVerbs::settings_areListed()
 {
     const BusProcess bus;
-    QVERIFY(save(QStringLiteral("saveSettings"), settingsRecord(QStringLiteral("printer"))));
-    QVERIFY(save(QStringLiteral("saveSettings"), settingsRecord(QStringLiteral("the other printer"))));
-    ProgramRun run(list(QStringLiteral("settings")));
+    QVERIFY(save(u"saveSettings"_s, settingsRecord(u"printer"_s)));
+    QVERIFY(save(u"saveSettings"_s, settingsRecord(u"the other printer"_s)));
+    ProgramRun run(list(u"settings"_s));
     QCOMPARE(run.status(), 0);
     QCOMPARE(run.err(), QByteArray());
     QCOMPARE(run.out(),
@@ -88,8 +87,8 @@ void TstListVerbs::settings_areListed()
 void TstListVerbs::states_areListed()
 {
     const BusProcess bus;
-    QVERIFY(save(QStringLiteral("saveState"), stateRecord(QStringLiteral("printer"))));
-    ProgramRun run(list(QStringLiteral("state")));
+    QVERIFY(save(u"saveState"_s, stateRecord(u"printer"_s)));
+    ProgramRun run(list(u"state"_s));
     QCOMPARE(run.status(), 0);
     QCOMPARE(run.err(), QByteArray());
     QCOMPARE(run.out(),
@@ -100,26 +99,26 @@ void TstListVerbs::states_areListed()
 void TstListVerbs::list_asJson_writesOneObjectALine()
 {
     const BusProcess bus;
-    QVERIFY(save(QStringLiteral("saveSettings"), settingsRecord(QStringLiteral("printer"))));
-    QVERIFY(save(QStringLiteral("saveState"), stateRecord(QStringLiteral("printer"))));
-    ProgramRun settings(list(QStringLiteral("settings"), {QStringLiteral("--json")}));
+    QVERIFY(save(u"saveSettings"_s, settingsRecord(u"printer"_s)));
+    QVERIFY(save(u"saveState"_s, stateRecord(u"printer"_s)));
+    ProgramRun settings(list(u"settings"_s, {u"--json"_s}));
     QCOMPARE(settings.status(), 0);
     QCOMPARE(settings.objects(),
-             (QList<QVariantMap>{{{QStringLiteral("owner"), QStringLiteral("printer")},
-                                  {QStringLiteral("count"), 1},
-                                  {QStringLiteral("date"), someDate()},
-                                  {QStringLiteral("description"), QStringLiteral("At the\ndoor")}}}));
-    ProgramRun states(list(QStringLiteral("state"), {QStringLiteral("--json")}));
+             (QList<QVariantMap>{{{u"owner"_s, u"printer"_s},
+                                  {u"count"_s, 1},
+                                  {u"date"_s, someDate()},
+                                  {u"description"_s, u"At the\ndoor"_s}}}));
+    ProgramRun states(list(u"state"_s, {u"--json"_s}));
     QCOMPARE(states.status(), 0);
-    QCOMPARE(states.objects(), QList<QVariantMap>{stateRecord(QStringLiteral("printer"))});
+    QCOMPARE(states.objects(), QList<QVariantMap>{stateRecord(u"printer"_s)});
 }
 
 void TstListVerbs::list_nothing_isTold_data()
 {
     QTest::addColumn<QString>("what");
     QTest::addColumn<QByteArray>("words");
-    QTest::newRow("settings") << QStringLiteral("settings") << QByteArray("tarvexctl: no settings are stored\n");
-    QTest::newRow("state") << QStringLiteral("state") << QByteArray("tarvexctl: no states are stored\n");
+    QTest::newRow("settings") << u"settings"_s << QByteArray("tarvexctl: no settings are stored\n");
+    QTest::newRow("state") << u"state"_s << QByteArray("tarvexctl: no states are stored\n");
 }
 
 void TstListVerbs::list_nothing_isTold()
@@ -139,14 +138,13 @@ void TstListVerbs::otherBus_isAskedForKnownNames_data()
     QTest::addColumn<QString>("operation");
     QTest::addColumn<QVariantMap>("record");
     QTest::addColumn<QVariantMap>("object");
-    const QString owner = QStringLiteral("coin_acceptor"); // the fifth of the names
-    QTest::newRow("settings") << QStringLiteral("settings") << QStringLiteral("loadSettings") << settingsRecord(owner)
-                              << QVariantMap{{QStringLiteral("owner"), owner},
-                                             {QStringLiteral("count"), 1},
-                                             {QStringLiteral("date"), someDate()},
-                                             {QStringLiteral("description"), QStringLiteral("At the\ndoor")}};
-    QTest::newRow("state") << QStringLiteral("state") << QStringLiteral("loadState") << stateRecord(owner)
-                           << stateRecord(owner);
+    const QString owner = u"coin_acceptor"_s; // the fifth of the names
+    QTest::newRow("settings") << u"settings"_s << u"loadSettings"_s << settingsRecord(owner)
+                              << QVariantMap{{u"owner"_s, owner},
+                                             {u"count"_s, 1},
+                                             {u"date"_s, someDate()},
+                                             {u"description"_s, u"At the\ndoor"_s}};
+    QTest::newRow("state") << u"state"_s << u"loadState"_s << stateRecord(owner) << stateRecord(owner);
 }
 
 void TstListVerbs::otherBus_isAskedForKnownNames()
@@ -157,7 +155,7 @@ void TstListVerbs::otherBus_isAskedForKnownNames()
     QFETCH(QVariantMap, object);
     FakeBus bus;
     willHaveOne(bus, operation, record);
-    ProgramRun run(list(what, {QStringLiteral("--json")}));
+    ProgramRun run(list(what, {u"--json"_s}));
     QCOMPARE(run.status(), 0);
     QCOMPARE(run.objects(), QList<QVariantMap>{object});
     QCOMPARE(
@@ -167,19 +165,19 @@ void TstListVerbs::otherBus_isAskedForKnownNames()
     QStringList asked;
     const auto requests = bus.requests();
     for (const auto& request : requests) {
-        asked.append(request.data.value(QStringLiteral("owner")).toString());
+        asked.append(request.data.value(u"owner"_s).toString());
     }
     QCOMPARE(asked.size(), NAMES);
-    QCOMPARE(asked.at(4), QStringLiteral("coin_acceptor"));
-    QVERIFY(asked.contains(QStringLiteral("service_menu")) && asked.contains(QStringLiteral("updater")));
+    QCOMPARE(asked.at(4), u"coin_acceptor"_s);
+    QVERIFY(asked.contains(u"service_menu"_s) && asked.contains(u"updater"_s));
     QCOMPARE(asked.removeDuplicates(), 0);
 }
 
 void TstListVerbs::otherBus_refusesOtherwise_endsThere()
 {
     FakeBus bus;
-    bus.willReply(QStringLiteral("loadSettings"), 512, QStringLiteral("Storage access error"));
-    ProgramRun run(list(QStringLiteral("settings")));
+    bus.willReply(u"loadSettings"_s, 512, u"Storage access error"_s);
+    ProgramRun run(list(u"settings"_s));
     QCOMPARE(run.status(), 1);
     QCOMPARE(run.out(), QByteArray());
     QVERIFY2(run.err().endsWith("tarvexctl: refused by the bus: 512 Storage access error\n"), run.err().constData());
@@ -189,8 +187,8 @@ void TstListVerbs::otherBus_refusesOtherwise_endsThere()
 void TstListVerbs::noBus_is3_data()
 {
     QTest::addColumn<QString>("what");
-    QTest::newRow("settings") << QStringLiteral("settings");
-    QTest::newRow("state") << QStringLiteral("state");
+    QTest::newRow("settings") << u"settings"_s;
+    QTest::newRow("state") << u"state"_s;
 }
 
 void TstListVerbs::noBus_is3()

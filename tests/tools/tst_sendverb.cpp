@@ -1,4 +1,5 @@
 #include "fakebus.h"
+#include "literals.h"
 #include "programrun.h"
 
 #include <QSet>
@@ -24,13 +25,12 @@ void TstSendVerb::send_text_isSentAsItIs_data()
 {
     QTest::addColumn<QStringList>("arguments");
     QTest::addColumn<QString>("text");
-    QTest::newRow("words") << QStringList{QStringLiteral("paper is low")} << QStringLiteral("paper is low");
-    QTest::newRow("JSON") << QStringList{QStringLiteral("{ \"a\" : 1 }")} << QStringLiteral("{ \"a\" : 1 }");
+    QTest::newRow("words") << QStringList{u"paper is low"_s} << u"paper is low"_s;
+    QTest::newRow("JSON") << QStringList{u"{ \"a\" : 1 }"_s} << u"{ \"a\" : 1 }"_s;
     QTest::newRow("empty") << QStringList{QString()} << QString();
-    QTest::newRow("number") << QStringList{QStringLiteral("-12.5")} << QStringLiteral("-12.5");
-    QTest::newRow("option") << QStringList{QStringLiteral("--"), QStringLiteral("--json")} << QStringLiteral("--json");
-    QTest::newRow("other letters") << QStringList{QStringLiteral("Münzen fehlen €")}
-                                   << QStringLiteral("Münzen fehlen €");
+    QTest::newRow("number") << QStringList{u"-12.5"_s} << u"-12.5"_s;
+    QTest::newRow("option") << QStringList{u"--"_s, u"--json"_s} << u"--json"_s;
+    QTest::newRow("other letters") << QStringList{u"Münzen fehlen €"_s} << u"Münzen fehlen €"_s;
 }
 
 void TstSendVerb::send_text_isSentAsItIs()
@@ -38,19 +38,17 @@ void TstSendVerb::send_text_isSentAsItIs()
     QFETCH(QStringList, arguments);
     QFETCH(QString, text);
     FakeBus bus;
-    bus.willReply(QStringLiteral("sendMessage"));
-    ProgramRun run(
-        QStringList{QStringLiteral("--as"), QStringLiteral("printer"), QStringLiteral("send"), QStringLiteral("gui")}
-        + arguments);
+    bus.willReply(u"sendMessage"_s);
+    ProgramRun run(QStringList{u"--as"_s, u"printer"_s, u"send"_s, u"gui"_s} + arguments);
     QCOMPARE(run.status(), 0);
     QCOMPARE(run.out(), QByteArray());
     QCOMPARE(bus.requests().size(), 1);
-    QCOMPARE(bus.requests().constFirst().operation, QStringLiteral("sendMessage"));
+    QCOMPARE(bus.requests().constFirst().operation, u"sendMessage"_s);
     const QVariantMap sent = bus.requests().constFirst().data;
-    QCOMPARE(sent.value(QStringLiteral("sender")).toString(), QStringLiteral("printer"));
-    QCOMPARE(sent.value(QStringLiteral("reciever")).toString(), QStringLiteral("gui"));
-    QCOMPARE(sent.value(QStringLiteral("message")).toString(), text);
-    const QByteArray uid = sent.value(QStringLiteral("UID")).toString().toUtf8();
+    QCOMPARE(sent.value(u"sender"_s).toString(), u"printer"_s);
+    QCOMPARE(sent.value(u"reciever"_s).toString(), u"gui"_s);
+    QCOMPARE(sent.value(u"message"_s).toString(), text);
+    const QByteArray uid = sent.value(u"UID"_s).toString().toUtf8();
     QCOMPARE(uid.size(), 24);
     QCOMPARE(run.err(), QByteArray("tarvexctl: sent to gui, UID " + uid + '\n'));
 }
@@ -59,9 +57,9 @@ void TstSendVerb::send_command_isCompactJson_data()
 {
     QTest::addColumn<QString>("data");
     QTest::addColumn<QString>("text");
-    QTest::newRow("without data") << QString() << QStringLiteral(R"({"cmd":"beep","data":{}})");
-    QTest::newRow("with data") << QStringLiteral(R"({ "times" : 2, "tone": "a\u0062" })")
-                               << QStringLiteral(R"({"cmd":"beep","data":{"times":2,"tone":"ab"}})");
+    QTest::newRow("without data") << QString() << uR"({"cmd":"beep","data":{}})"_s;
+    QTest::newRow("with data") << uR"({ "times" : 2, "tone": "a\u0062" })"_s
+                               << uR"({"cmd":"beep","data":{"times":2,"tone":"ab"}})"_s;
 }
 
 void TstSendVerb::send_command_isCompactJson()
@@ -69,31 +67,29 @@ void TstSendVerb::send_command_isCompactJson()
     QFETCH(QString, data);
     QFETCH(QString, text);
     FakeBus bus;
-    bus.willReply(QStringLiteral("sendMessage"));
-    QStringList arguments{QStringLiteral("send"), QStringLiteral("gui"), QStringLiteral("--command"),
-                          QStringLiteral("beep")};
+    bus.willReply(u"sendMessage"_s);
+    QStringList arguments{u"send"_s, u"gui"_s, u"--command"_s, u"beep"_s};
     if (!data.isEmpty()) {
         arguments.append(data);
     }
     ProgramRun run(arguments);
     QCOMPARE(run.status(), 0);
-    QCOMPARE(bus.requests().constFirst().data.value(QStringLiteral("message")).toString(), text);
+    QCOMPARE(bus.requests().constFirst().data.value(u"message"_s).toString(), text);
 }
 
 void TstSendVerb::send_asJson_tellsUidThatWasSent()
 {
     FakeBus bus;
-    bus.willReply(QStringLiteral("sendMessage"));
-    ProgramRun run({QStringLiteral("--json"), QStringLiteral("send"), QStringLiteral("gui"), QStringLiteral("hello")});
+    bus.willReply(u"sendMessage"_s);
+    ProgramRun run({u"--json"_s, u"send"_s, u"gui"_s, u"hello"_s});
     QCOMPARE(run.status(), 0);
     QCOMPARE(run.err(), QByteArray());
-    QCOMPARE(
-        run.objects(),
-        (QList<QVariantMap>{{{QStringLiteral("done"), QStringLiteral("send")},
-                             {QStringLiteral("sender"), QStringLiteral("tarvexctl")},
-                             {QStringLiteral("reciever"), QStringLiteral("gui")},
-                             {QStringLiteral("message"), QStringLiteral("hello")},
-                             {QStringLiteral("UID"), bus.requests().constFirst().data.value(QStringLiteral("UID"))}}}));
+    QCOMPARE(run.objects(),
+             (QList<QVariantMap>{{{u"done"_s, u"send"_s},
+                                  {u"sender"_s, u"tarvexctl"_s},
+                                  {u"reciever"_s, u"gui"_s},
+                                  {u"message"_s, u"hello"_s},
+                                  {u"UID"_s, bus.requests().constFirst().data.value(u"UID"_s)}}}));
 }
 
 // As a script's background jobs do. A uid of the content and the time would come twice among so many, mostly.
@@ -106,8 +102,7 @@ void TstSendVerb::send_sameTextSideBySide_hasUidsOfItsOwn()
     for (int batch = 0; batch < BATCHES; ++batch) {
         std::vector<std::unique_ptr<ProgramRun>> runs;
         for (int i = 0; i < BATCH; ++i) {
-            runs.push_back(std::make_unique<ProgramRun>(
-                QStringList{QStringLiteral("send"), QStringLiteral("gui"), QStringLiteral("paper is low")}));
+            runs.push_back(std::make_unique<ProgramRun>(QStringList{u"send"_s, u"gui"_s, u"paper is low"_s}));
         }
         for (const auto& run : runs) {
             QCOMPARE(run->status(), 0);
@@ -116,7 +111,7 @@ void TstSendVerb::send_sameTextSideBySide_hasUidsOfItsOwn()
     QSet<QString> uids;
     const QList<FakeBus::Request> requests = bus.requests();
     for (const FakeBus::Request& request : requests) {
-        uids.insert(request.data.value(QStringLiteral("UID")).toString());
+        uids.insert(request.data.value(u"UID"_s).toString());
     }
     QCOMPARE(uids.size(), BATCHES * BATCH);
 }
@@ -124,8 +119,8 @@ void TstSendVerb::send_sameTextSideBySide_hasUidsOfItsOwn()
 void TstSendVerb::send_refused_leavesStdoutClean()
 {
     FakeBus bus;
-    bus.willReply(QStringLiteral("sendMessage"), 3, QStringLiteral("Unregisterd client"));
-    ProgramRun run({QStringLiteral("--json"), QStringLiteral("send"), QStringLiteral("gui"), QStringLiteral("hello")});
+    bus.willReply(u"sendMessage"_s, 3, u"Unregisterd client"_s);
+    ProgramRun run({u"--json"_s, u"send"_s, u"gui"_s, u"hello"_s});
     QCOMPARE(run.status(), 1);
     QCOMPARE(run.out(), QByteArray());
     QCOMPARE(run.err(), QByteArray("tarvexctl: refused by the bus: 3 Unregisterd client\n"));

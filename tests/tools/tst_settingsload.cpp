@@ -1,5 +1,6 @@
 #include "busprocess.h"
 #include "fakebus.h"
+#include "literals.h"
 #include "programrun.h"
 
 #include <QDateTime>
@@ -12,18 +13,18 @@ namespace {
 
 QStringList get(const QStringList& owners)
 {
-    return QStringList{QStringLiteral("--json"), QStringLiteral("settings"), QStringLiteral("get")} + owners;
+    return QStringList{u"--json"_s, u"settings"_s, u"get"_s} + owners;
 }
 
 bool setSetting(const QStringList& arguments)
 {
-    ProgramRun run(QStringList{QStringLiteral("settings"), QStringLiteral("set")} + arguments);
+    ProgramRun run(QStringList{u"settings"_s, u"set"_s} + arguments);
     return run.status() == 0;
 }
 
 bool removeSettings(const QString& owner)
 {
-    ProgramRun run({QStringLiteral("settings"), QStringLiteral("remove"), owner});
+    ProgramRun run({u"settings"_s, u"remove"_s, owner});
     return run.status() == 0;
 }
 
@@ -56,22 +57,21 @@ private:
 /// The arguments that load a file with this text.
 QStringList TstSettingsLoad::load(const QByteArray& text, const QStringList& more)
 {
-    QFile file(m_folder.filePath(QStringLiteral("settings.jsonl")));
+    QFile file(m_folder.filePath(u"settings.jsonl"_s));
     file.open(QIODevice::WriteOnly);
     file.write(text);
-    return QStringList{QStringLiteral("settings"), QStringLiteral("load"), file.fileName()} + more;
+    return QStringList{u"settings"_s, u"load"_s, file.fileName()} + more;
 }
 
 void TstSettingsLoad::load_whatGetWrote_bringsTheSameBack()
 {
     const BusProcess bus;
-    const QString printer = QStringLiteral("printer");
-    const QString cashbox = QStringLiteral("cash box\n\"€\"");
-    QVERIFY(setSetting({printer, QStringLiteral("paper"), QStringLiteral("width"), QStringLiteral("80"),
-                        QStringLiteral("--description"), QStringLiteral("At the door\t")}));
-    QVERIFY(setSetting({printer, QString(), QStringLiteral("list"), QStringLiteral("[1.5,null,{\"a\":\"b\"},true]")}));
-    QVERIFY(setSetting({printer, QStringLiteral("a"), QStringLiteral("big"), QStringLiteral("9007199254740992")}));
-    QVERIFY(setSetting({cashbox, QStringLiteral("a/b"), QStringLiteral("c"), QStringLiteral("-0.1")}));
+    const QString printer = u"printer"_s;
+    const QString cashbox = u"cash box\n\"€\""_s;
+    QVERIFY(setSetting({printer, u"paper"_s, u"width"_s, u"80"_s, u"--description"_s, u"At the door\t"_s}));
+    QVERIFY(setSetting({printer, QString(), u"list"_s, u"[1.5,null,{\"a\":\"b\"},true]"_s}));
+    QVERIFY(setSetting({printer, u"a"_s, u"big"_s, u"9007199254740992"_s}));
+    QVERIFY(setSetting({cashbox, u"a/b"_s, u"c"_s, u"-0.1"_s}));
     ProgramRun before(get({printer, cashbox}));
     QCOMPARE(before.status(), 0);
     QCOMPARE(before.objects().size(), 2);
@@ -91,13 +91,12 @@ void TstSettingsLoad::load_whatGetWrote_bringsTheSameBack()
 void TstSettingsLoad::load_replacesWhatWasThere()
 {
     const BusProcess bus;
-    QVERIFY(setSetting({QStringLiteral("printer"), QStringLiteral("a"), QStringLiteral("old"), QStringLiteral("1"),
-                        QStringLiteral("--description"), QStringLiteral("Old")}));
+    QVERIFY(setSetting({u"printer"_s, u"a"_s, u"old"_s, u"1"_s, u"--description"_s, u"Old"_s}));
     const QByteArray record("{\"date\":\"2026-03-01T10:11:12.345\",\"description\":\"\",\"mailOwner\":0,\"owner\":"
                             "\"printer\",\"settings\":[{\"group\":\"a\",\"key\":\"new\",\"value\":2}]}\n");
     ProgramRun run(load(record));
     QCOMPARE(run.status(), 0);
-    ProgramRun after(get({QStringLiteral("printer")}));
+    ProgramRun after(get({u"printer"_s}));
     QCOMPARE(after.status(), 0);
     QCOMPARE(after.out(), record);
 }
@@ -107,18 +106,17 @@ void TstSettingsLoad::load_fromPipe_isTheSame()
     const BusProcess bus;
     const QByteArray record("\n{\"date\":\"2026-03-01T10:11:12.345\",\"description\":\"\",\"mailOwner\":1,\"owner\":"
                             "\"printer\",\"settings\":[]}\r\n\n");
-    for (const QStringList& arguments : {QStringList(), QStringList(QStringLiteral("-"))}) {
+    for (const QStringList& arguments : {QStringList(), QStringList(u"-"_s)}) {
         QProcess process;
-        process.start(ProgramRun::program(),
-                      QStringList{QStringLiteral("settings"), QStringLiteral("load")} + arguments);
+        process.start(ProgramRun::program(), QStringList{u"settings"_s, u"load"_s} + arguments);
         process.write(record);
         process.closeWriteChannel();
         QVERIFY(process.waitForFinished());
         QCOMPARE(process.exitCode(), 0);
-        ProgramRun after(get({QStringLiteral("printer")}));
+        ProgramRun after(get({u"printer"_s}));
         QCOMPARE(after.status(), 0);
         QCOMPARE(after.out(), record.trimmed() + '\n');
-        QVERIFY(removeSettings(QStringLiteral("printer")));
+        QVERIFY(removeSettings(u"printer"_s));
     }
 }
 
@@ -128,13 +126,13 @@ void TstSettingsLoad::load_groupNull_asGetWritesIt_isTaken()
     const BusProcess bus;
     ProgramRun first(load("{\"owner\":\"printer\",\"settings\":[{\"key\":\"id\",\"value\":1}]}"));
     QCOMPARE(first.status(), 0);
-    QVERIFY(setSetting({QStringLiteral("printer"), QString(), QStringLiteral("other"), QStringLiteral("2")}));
-    ProgramRun before(get({QStringLiteral("printer")}));
+    QVERIFY(setSetting({u"printer"_s, QString(), u"other"_s, u"2"_s}));
+    ProgramRun before(get({u"printer"_s}));
     QCOMPARE(before.status(), 0);
     QVERIFY2(before.out().contains("\"group\":null"), before.out().constData());
     ProgramRun run(load(before.out()));
     QCOMPARE(run.status(), 0);
-    ProgramRun after(get({QStringLiteral("printer")}));
+    ProgramRun after(get({u"printer"_s}));
     QCOMPARE(after.status(), 0);
     QCOMPARE(after.out(), before.out());
 }
@@ -142,34 +140,31 @@ void TstSettingsLoad::load_groupNull_asGetWritesIt_isTaken()
 void TstSettingsLoad::load_leastRecord_isCompleted()
 {
     FakeBus bus;
-    bus.willReply(QStringLiteral("saveSettings"));
+    bus.willReply(u"saveSettings"_s);
     const QDateTime before = QDateTime::currentDateTime();
     ProgramRun run(load("{\"owner\":\"printer\",\"settings\":[{\"key\":\"id\",\"value\":null}]}"));
     QCOMPARE(run.status(), 0);
     QCOMPARE(bus.requests().size(), 1);
     QVariantMap saved = bus.requests().constFirst().data;
-    const QDateTime date = QDateTime::fromString(saved.take(QStringLiteral("date")).toString(), Qt::ISODateWithMs);
+    const QDateTime date = QDateTime::fromString(saved.take(u"date"_s).toString(), Qt::ISODateWithMs);
     QVERIFY(before.msecsTo(date) >= 0 && date.msecsTo(QDateTime::currentDateTime()) >= 0);
-    const QVariantMap entry{{QStringLiteral("key"), QStringLiteral("id")},
-                            {QStringLiteral("value"), QVariant::fromValue(nullptr)}};
+    const QVariantMap entry{{u"key"_s, u"id"_s}, {u"value"_s, QVariant::fromValue(nullptr)}};
     QCOMPARE(saved,
-             (QVariantMap{{QStringLiteral("owner"), QStringLiteral("printer")},
-                          {QStringLiteral("description"), QString()},
-                          {QStringLiteral("mailOwner"), 1},
-                          {QStringLiteral("settings"), QVariantList{entry}}}));
+             (QVariantMap{{u"owner"_s, u"printer"_s},
+                          {u"description"_s, QString()},
+                          {u"mailOwner"_s, 1},
+                          {u"settings"_s, QVariantList{entry}}}));
 }
 
 void TstSettingsLoad::load_asJson_tellsWhatWasDone()
 {
     FakeBus bus;
-    bus.willReply(QStringLiteral("saveSettings"));
-    ProgramRun run(load("{\"owner\":\"printer\",\"settings\":[]}\n", {QStringLiteral("--json")}));
+    bus.willReply(u"saveSettings"_s);
+    ProgramRun run(load("{\"owner\":\"printer\",\"settings\":[]}\n", {u"--json"_s}));
     QCOMPARE(run.status(), 0);
     QCOMPARE(run.err(), QByteArray());
     QCOMPARE(run.objects(),
-             (QList<QVariantMap>{{{QStringLiteral("done"), QStringLiteral("settings load")},
-                                  {QStringLiteral("owner"), QStringLiteral("printer")},
-                                  {QStringLiteral("count"), 0}}}));
+             (QList<QVariantMap>{{{u"done"_s, u"settings load"_s}, {u"owner"_s, u"printer"_s}, {u"count"_s, 0}}}));
 }
 
 void TstSettingsLoad::load_wrongInput_savesNothing_data()
@@ -251,11 +246,10 @@ void TstSettingsLoad::load_noFile_isTold_data()
 {
     QTest::addColumn<QString>("name");
     QTest::addColumn<QByteArray>("words");
-    QTest::newRow("missing") << QStringLiteral("/no such file")
-                             << QByteArray("cannot read /no such file: No such file");
-    QTest::newRow("folder") << QStringLiteral("/tmp") << QByteArray("cannot read /tmp: ");
-    QTest::newRow("empty") << QStringLiteral("/dev/null") << QByteArray("there is no settings record in /dev/null");
-    QTest::newRow("stdin empty") << QStringLiteral("-") << QByteArray("there is no settings record in stdin");
+    QTest::newRow("missing") << u"/no such file"_s << QByteArray("cannot read /no such file: No such file");
+    QTest::newRow("folder") << u"/tmp"_s << QByteArray("cannot read /tmp: ");
+    QTest::newRow("empty") << u"/dev/null"_s << QByteArray("there is no settings record in /dev/null");
+    QTest::newRow("stdin empty") << u"-"_s << QByteArray("there is no settings record in stdin");
 }
 
 void TstSettingsLoad::load_noFile_isTold()
@@ -263,7 +257,7 @@ void TstSettingsLoad::load_noFile_isTold()
     QFETCH(QString, name);
     QFETCH(QByteArray, words);
     QProcess process;
-    process.start(ProgramRun::program(), {QStringLiteral("settings"), QStringLiteral("load"), name});
+    process.start(ProgramRun::program(), {u"settings"_s, u"load"_s, name});
     process.closeWriteChannel();
     QVERIFY(process.waitForFinished());
     QCOMPARE(process.exitCode(), 2);
@@ -274,9 +268,9 @@ void TstSettingsLoad::load_noFile_isTold()
 void TstSettingsLoad::load_refusedRecord_isToldAndOthersAreSaved()
 {
     FakeBus bus;
-    bus.willReply(QStringLiteral("saveSettings"));
-    bus.willReply(QStringLiteral("saveSettings"), 512, QStringLiteral("Storage access error"));
-    bus.willReply(QStringLiteral("saveSettings"));
+    bus.willReply(u"saveSettings"_s);
+    bus.willReply(u"saveSettings"_s, 512, u"Storage access error"_s);
+    bus.willReply(u"saveSettings"_s);
     ProgramRun run(load("{\"owner\":\"a\",\"settings\":[]}\n{\"owner\":\"b\",\"settings\":[]}\n"
                         "{\"owner\":\"c\",\"settings\":[]}\n"));
     QCOMPARE(run.status(), 1);
@@ -291,15 +285,15 @@ void TstSettingsLoad::load_refusedRecord_isToldAndOthersAreSaved()
 void TstSettingsLoad::load_stdoutFull_savesAllAndTellsWhich()
 {
     FakeBus bus;
-    bus.willReply(QStringLiteral("saveSettings"));
-    bus.willReply(QStringLiteral("saveSettings"), 512, QStringLiteral("Storage access error"));
-    bus.willReply(QStringLiteral("saveSettings"));
+    bus.willReply(u"saveSettings"_s);
+    bus.willReply(u"saveSettings"_s, 512, u"Storage access error"_s);
+    bus.willReply(u"saveSettings"_s);
     QProcess process;
-    process.setStandardOutputFile(QStringLiteral("/dev/full"));
+    process.setStandardOutputFile(u"/dev/full"_s);
     process.start(ProgramRun::program(),
                   load("{\"owner\":\"a\",\"settings\":[]}\n{\"owner\":\"b\",\"settings\":[]}\n"
                        "{\"owner\":\"c\",\"settings\":[{\"key\":\"id\",\"value\":1}]}\n",
-                       {QStringLiteral("--json")}));
+                       {u"--json"_s}));
     QVERIFY(process.waitForFinished());
     QCOMPARE(process.exitCode(), 1);
     QCOMPARE(process.readAllStandardError(),

@@ -1,4 +1,5 @@
 #include "fakebus.h"
+#include "literals.h"
 #include "programrun.h"
 
 #include <QDateTime>
@@ -8,41 +9,38 @@ namespace {
 
 QVariantMap entry(const QString& group, const QString& key, const QVariant& value)
 {
-    return {{QStringLiteral("group"), group}, {QStringLiteral("key"), key}, {QStringLiteral("value"), value}};
+    return {{u"group"_s, group}, {u"key"_s, key}, {u"value"_s, value}};
 }
 
 QVariantMap record(const QString& owner, const QVariantList& entries)
 {
-    return {{QStringLiteral("owner"), owner},
-            {QStringLiteral("date"), QStringLiteral("2026-03-01T10:11:12.345")},
-            {QStringLiteral("description"), QStringLiteral("Printer at the door")},
-            {QStringLiteral("mailOwner"), 0},
-            {QStringLiteral("settings"), entries}};
+    return {{u"owner"_s, owner},
+            {u"date"_s, u"2026-03-01T10:11:12.345"_s},
+            {u"description"_s, u"Printer at the door"_s},
+            {u"mailOwner"_s, 0},
+            {u"settings"_s, entries}};
 }
 
 QVariantMap printerRecord()
 {
-    return record(QStringLiteral("printer"),
-                  {entry(QStringLiteral("network"), QStringLiteral("host"), QStringLiteral("10.0.0.1")),
-                   entry(QStringLiteral("network"), QStringLiteral("port"), 9100),
-                   entry(QString(), QStringLiteral("id"), QVariant::fromValue(nullptr))});
+    return record(u"printer"_s,
+                  {entry(u"network"_s, u"host"_s, u"10.0.0.1"_s), entry(u"network"_s, u"port"_s, 9100),
+                   entry(QString(), u"id"_s, QVariant::fromValue(nullptr))});
 }
 
 void willLoad(FakeBus& bus, const QVariantMap& data)
 {
-    bus.willReply(QStringLiteral("loadSettings"), 0, QString(), data);
+    bus.willReply(u"loadSettings"_s, 0, QString(), data);
 }
 
 void willMiss(FakeBus& bus)
 {
-    bus.willReply(QStringLiteral("loadSettings"), 5, QStringLiteral("There are no settings for client"));
+    bus.willReply(u"loadSettings"_s, 5, u"There are no settings for client"_s);
 }
 
 QStringList setting(const QString& value, const QStringList& more = {})
 {
-    return QStringList{QStringLiteral("settings"), QStringLiteral("set"),  QStringLiteral("printer"),
-                       QStringLiteral("network"),  QStringLiteral("port"), value}
-    + more;
+    return QStringList{u"settings"_s, u"set"_s, u"printer"_s, u"network"_s, u"port"_s, value} + more;
 }
 
 QVariantMap sent(const FakeBus& bus, int index)
@@ -86,7 +84,7 @@ void TstSettingsVerbs::get_writesAlignedTable()
 {
     FakeBus bus;
     willLoad(bus, printerRecord());
-    ProgramRun run({QStringLiteral("settings"), QStringLiteral("get"), QStringLiteral("printer")});
+    ProgramRun run({u"settings"_s, u"get"_s, u"printer"_s});
     QCOMPARE(run.status(), 0);
     QCOMPARE(run.out(),
              QByteArray("Owner        printer\n"
@@ -99,19 +97,18 @@ void TstSettingsVerbs::get_writesAlignedTable()
                         "-        id    null\n"));
     QCOMPARE(run.err(), QByteArray());
     QCOMPARE(bus.requests().size(), 1);
-    QCOMPARE(bus.requests().constFirst().operation, QStringLiteral("loadSettings"));
-    QCOMPARE(sent(bus, 0), (QVariantMap{{QStringLiteral("owner"), QStringLiteral("printer")}}));
-    QCOMPARE(bus.handshakes().constFirst().data, (QVariantMap{{QStringLiteral("name"), QStringLiteral("tarvexctl")}}));
+    QCOMPARE(bus.requests().constFirst().operation, u"loadSettings"_s);
+    QCOMPARE(sent(bus, 0), (QVariantMap{{u"owner"_s, u"printer"_s}}));
+    QCOMPARE(bus.handshakes().constFirst().data, (QVariantMap{{u"name"_s, u"tarvexctl"_s}}));
 }
 
 void TstSettingsVerbs::get_withoutOwner_asksForOwnName()
 {
     FakeBus bus;
     willLoad(bus, QVariantMap());
-    ProgramRun run(
-        {QStringLiteral("--as"), QStringLiteral("cashbox"), QStringLiteral("settings"), QStringLiteral("get")});
+    ProgramRun run({u"--as"_s, u"cashbox"_s, u"settings"_s, u"get"_s});
     QCOMPARE(run.status(), 0);
-    QCOMPARE(sent(bus, 0).value(QStringLiteral("owner")).toString(), QStringLiteral("cashbox"));
+    QCOMPARE(sent(bus, 0).value(u"owner"_s).toString(), u"cashbox"_s);
     QCOMPARE(run.out(),
              QByteArray("Owner        -\n"
                         "Written      -\n"
@@ -124,11 +121,10 @@ void TstSettingsVerbs::get_asJson_writesOneRecordALine()
 {
     FakeBus bus;
     willLoad(bus, printerRecord());
-    willLoad(bus, record(QStringLiteral("cashbox"), {}));
-    ProgramRun run({QStringLiteral("--json"), QStringLiteral("settings"), QStringLiteral("get"),
-                    QStringLiteral("printer"), QStringLiteral("cashbox")});
+    willLoad(bus, record(u"cashbox"_s, {}));
+    ProgramRun run({u"--json"_s, u"settings"_s, u"get"_s, u"printer"_s, u"cashbox"_s});
     QCOMPARE(run.status(), 0);
-    QCOMPARE(run.objects(), (QList<QVariantMap>{printerRecord(), record(QStringLiteral("cashbox"), {})}));
+    QCOMPARE(run.objects(), (QList<QVariantMap>{printerRecord(), record(u"cashbox"_s, {})}));
     QCOMPARE(run.err(), QByteArray());
     QCOMPARE(bus.connectionCount(), 1);
 }
@@ -136,11 +132,10 @@ void TstSettingsVerbs::get_asJson_writesOneRecordALine()
 void TstSettingsVerbs::get_severalOneMissing_writesOthersAndEndsWithRefusal()
 {
     FakeBus bus;
-    willLoad(bus, record(QStringLiteral("printer"), {}));
+    willLoad(bus, record(u"printer"_s, {}));
     willMiss(bus);
-    willLoad(bus, record(QStringLiteral("cashbox"), {}));
-    ProgramRun run({QStringLiteral("settings"), QStringLiteral("get"), QStringLiteral("printer"),
-                    QStringLiteral("nobody"), QStringLiteral("cashbox")});
+    willLoad(bus, record(u"cashbox"_s, {}));
+    ProgramRun run({u"settings"_s, u"get"_s, u"printer"_s, u"nobody"_s, u"cashbox"_s});
     QCOMPARE(run.status(), 1);
     QVERIFY2(run.out().startsWith("Owner        printer\n"), run.out().constData());
     QVERIFY2(run.out().contains("VALUE\n\nOwner        cashbox\n"), run.out().constData());
@@ -150,13 +145,12 @@ void TstSettingsVerbs::get_severalOneMissing_writesOthersAndEndsWithRefusal()
 void TstSettingsVerbs::get_severalConnectionLost_stopsThere()
 {
     FakeBus bus;
-    willLoad(bus, record(QStringLiteral("printer"), {}));
+    willLoad(bus, record(u"printer"_s, {}));
     bus.willClose();
-    willLoad(bus, record(QStringLiteral("cashbox"), {}));
-    ProgramRun run({QStringLiteral("--json"), QStringLiteral("settings"), QStringLiteral("get"),
-                    QStringLiteral("printer"), QStringLiteral("gui"), QStringLiteral("cashbox")});
+    willLoad(bus, record(u"cashbox"_s, {}));
+    ProgramRun run({u"--json"_s, u"settings"_s, u"get"_s, u"printer"_s, u"gui"_s, u"cashbox"_s});
     QCOMPARE(run.status(), 3);
-    QCOMPARE(run.objects(), QList<QVariantMap>{record(QStringLiteral("printer"), {})});
+    QCOMPARE(run.objects(), QList<QVariantMap>{record(u"printer"_s, {})});
     QCOMPARE(run.err(), QByteArray("tarvexctl: the bus closed the connection\n"));
     QCOMPARE(bus.requests().size(), 2);
 }
@@ -165,18 +159,16 @@ void TstSettingsVerbs::get_ownerInBrackets_isOneName()
 {
     FakeBus bus;
     willLoad(bus, QVariantMap());
-    ProgramRun run({QStringLiteral("settings"), QStringLiteral("get"), QStringLiteral("[a,b]")});
+    ProgramRun run({u"settings"_s, u"get"_s, u"[a,b]"_s});
     QCOMPARE(run.status(), 0);
-    QCOMPARE(sent(bus, 0).value(QStringLiteral("owner")).toString(), QStringLiteral("[a,b]"));
+    QCOMPARE(sent(bus, 0).value(u"owner"_s).toString(), u"[a,b]"_s);
 }
 
 void TstSettingsVerbs::get_controlCharacters_areShownAsEscapes()
 {
     FakeBus bus;
-    willLoad(bus,
-             record(QStringLiteral("a\tb\nc\x1b[2J"),
-                    {entry(QStringLiteral("g\x7f"), QStringLiteral("k"), QStringLiteral("x\x1b\n"))}));
-    ProgramRun run({QStringLiteral("settings"), QStringLiteral("get"), QStringLiteral("printer")});
+    willLoad(bus, record(u"a\tb\nc\x1b[2J"_s, {entry(u"g\x7f"_s, u"k"_s, u"x\x1b\n"_s)}));
+    ProgramRun run({u"settings"_s, u"get"_s, u"printer"_s});
     QCOMPARE(run.status(), 0);
     QVERIFY2(run.out().contains("Owner        a\\tb\\nc\\x1b[2J\n"), run.out().constData());
     QVERIFY2(run.out().contains("g\\x7f  k    \"x\\u001b\\n\"\n"), run.out().constData());
@@ -187,12 +179,11 @@ void TstSettingsVerbs::get_wideAndCombiningCharacters_stayAligned()
 {
     FakeBus bus;
     willLoad(bus,
-             record(QStringLiteral("printer"),
-                    {entry(QStringLiteral("abcd"), QStringLiteral("1"), 1),
-                     entry(QString::fromUtf8("\u4e2d\u6587"), QStringLiteral("2"), 2),
-                     entry(QString::fromUtf8("e\u0301\u00e9ab"), QStringLiteral("3"), 3),
-                     entry(QString::fromUtf8("\U0001F600ab"), QStringLiteral("4"), 4)}));
-    ProgramRun run({QStringLiteral("settings"), QStringLiteral("get"), QStringLiteral("printer")});
+             record(u"printer"_s,
+                    {entry(u"abcd"_s, u"1"_s, 1), entry(QString::fromUtf8("\u4e2d\u6587"), u"2"_s, 2),
+                     entry(QString::fromUtf8("e\u0301\u00e9ab"), u"3"_s, 3),
+                     entry(QString::fromUtf8("\U0001F600ab"), u"4"_s, 4)}));
+    ProgramRun run({u"settings"_s, u"get"_s, u"printer"_s});
     QCOMPARE(run.status(), 0);
     QCOMPARE(QString::fromUtf8(run.out()).section(QLatin1Char('\n'), 4),
              QString::fromUtf8("GROUP  KEY  VALUE\n"
@@ -206,22 +197,22 @@ void TstSettingsVerbs::set_mergesIntoStored()
 {
     FakeBus bus;
     willLoad(bus, printerRecord());
-    bus.willReply(QStringLiteral("saveSettings"));
+    bus.willReply(u"saveSettings"_s);
     const QDateTime before = QDateTime::currentDateTime();
-    ProgramRun run(setting(QStringLiteral("9200")));
+    ProgramRun run(setting(u"9200"_s));
     QCOMPARE(run.status(), 0);
     QCOMPARE(run.out(), QByteArray());
     QCOMPARE(run.err(), QByteArray("tarvexctl: saved network/port = 9200 in the settings of printer\n"));
     QCOMPARE(bus.requests().size(), 2);
-    QCOMPARE(bus.requests().at(1).operation, QStringLiteral("saveSettings"));
+    QCOMPARE(bus.requests().at(1).operation, u"saveSettings"_s);
     QVariantMap saved = sent(bus, 1);
-    const QDateTime date = QDateTime::fromString(saved.take(QStringLiteral("date")).toString(), Qt::ISODateWithMs);
+    const QDateTime date = QDateTime::fromString(saved.take(u"date"_s).toString(), Qt::ISODateWithMs);
     QVERIFY(before.msecsTo(date) >= 0 && date.msecsTo(QDateTime::currentDateTime()) >= 0);
     QVariantMap expected = printerRecord();
-    expected.remove(QStringLiteral("date"));
-    QVariantList entries = expected.value(QStringLiteral("settings")).toList();
-    entries[1] = entry(QStringLiteral("network"), QStringLiteral("port"), 9200);
-    expected.insert(QStringLiteral("settings"), entries);
+    expected.remove(u"date"_s);
+    QVariantList entries = expected.value(u"settings"_s).toList();
+    entries[1] = entry(u"network"_s, u"port"_s, 9200);
+    expected.insert(u"settings"_s, entries);
     QCOMPARE(saved, expected);
 }
 
@@ -229,10 +220,10 @@ void TstSettingsVerbs::set_description_replacesStored()
 {
     FakeBus bus;
     willLoad(bus, printerRecord());
-    bus.willReply(QStringLiteral("saveSettings"));
-    ProgramRun run(setting(QStringLiteral("1"), {QStringLiteral("--description"), QStringLiteral("Printer, new")}));
+    bus.willReply(u"saveSettings"_s);
+    ProgramRun run(setting(u"1"_s, {u"--description"_s, u"Printer, new"_s}));
     QCOMPARE(run.status(), 0);
-    QCOMPARE(sent(bus, 1).value(QStringLiteral("description")).toString(), QStringLiteral("Printer, new"));
+    QCOMPARE(sent(bus, 1).value(u"description"_s).toString(), u"Printer, new"_s);
 }
 
 void TstSettingsVerbs::set_value_data()
@@ -240,27 +231,25 @@ void TstSettingsVerbs::set_value_data()
     QTest::addColumn<QString>("given");
     QTest::addColumn<bool>("asText");
     QTest::addColumn<QVariant>("stored");
-    QTest::newRow("number") << QStringLiteral("2.5") << false << QVariant(2.5);
-    QTest::newRow("negative") << QStringLiteral("-5") << false << QVariant(-5);
-    QTest::newRow("large") << QStringLiteral("-9007199254740992") << false << QVariant(-9007199254740992LL);
-    QTest::newRow("too large as text") << QStringLiteral("9007199254740993") << true
-                                       << QVariant(QStringLiteral("9007199254740993"));
-    QTest::newRow("with blanks") << QStringLiteral(" 9100 ") << false << QVariant(9100);
-    QTest::newRow("truth") << QStringLiteral("true") << false << QVariant(true);
-    QTest::newRow("null") << QStringLiteral("null") << false << QVariant::fromValue(nullptr);
-    QTest::newRow("list") << QStringLiteral("[1, \"a\"]") << false << QVariant(QVariantList{1, QStringLiteral("a")});
-    QTest::newRow("object") << QStringLiteral("{\"a\": {}}") << false
-                            << QVariant(QVariantMap{{QStringLiteral("a"), QVariantMap()}});
-    QTest::newRow("quoted") << QStringLiteral("\"9100\"") << false << QVariant(QStringLiteral("9100"));
-    QTest::newRow("word") << QStringLiteral("off") << false << QVariant(QStringLiteral("off"));
+    QTest::newRow("number") << u"2.5"_s << false << QVariant(2.5);
+    QTest::newRow("negative") << u"-5"_s << false << QVariant(-5);
+    QTest::newRow("large") << u"-9007199254740992"_s << false << QVariant(-9007199254740992LL);
+    QTest::newRow("too large as text") << u"9007199254740993"_s << true << QVariant(u"9007199254740993"_s);
+    QTest::newRow("with blanks") << u" 9100 "_s << false << QVariant(9100);
+    QTest::newRow("truth") << u"true"_s << false << QVariant(true);
+    QTest::newRow("null") << u"null"_s << false << QVariant::fromValue(nullptr);
+    QTest::newRow("list") << u"[1, \"a\"]"_s << false << QVariant(QVariantList{1, u"a"_s});
+    QTest::newRow("object") << u"{\"a\": {}}"_s << false << QVariant(QVariantMap{{u"a"_s, QVariantMap()}});
+    QTest::newRow("quoted") << u"\"9100\""_s << false << QVariant(u"9100"_s);
+    QTest::newRow("word") << u"off"_s << false << QVariant(u"off"_s);
     QTest::newRow("empty") << QString() << false << QVariant(QString());
-    QTest::newRow("no JSON") << QStringLiteral("{a}") << false << QVariant(QStringLiteral("{a}"));
-    QTest::newRow("two values") << QStringLiteral("1,2") << false << QVariant(QStringLiteral("1,2"));
-    QTest::newRow("leading zero") << QStringLiteral("007") << false << QVariant(QStringLiteral("007"));
-    QTest::newRow("other letters") << QStringLiteral("Größe") << false << QVariant(QStringLiteral("Größe"));
-    QTest::newRow("number as text") << QStringLiteral("9100") << true << QVariant(QStringLiteral("9100"));
-    QTest::newRow("negative as text") << QStringLiteral("-5") << true << QVariant(QStringLiteral("-5"));
-    QTest::newRow("quoted as text") << QStringLiteral("\"a\"") << true << QVariant(QStringLiteral("\"a\""));
+    QTest::newRow("no JSON") << u"{a}"_s << false << QVariant(u"{a}"_s);
+    QTest::newRow("two values") << u"1,2"_s << false << QVariant(u"1,2"_s);
+    QTest::newRow("leading zero") << u"007"_s << false << QVariant(u"007"_s);
+    QTest::newRow("other letters") << u"Größe"_s << false << QVariant(u"Größe"_s);
+    QTest::newRow("number as text") << u"9100"_s << true << QVariant(u"9100"_s);
+    QTest::newRow("negative as text") << u"-5"_s << true << QVariant(u"-5"_s);
+    QTest::newRow("quoted as text") << u"\"a\""_s << true << QVariant(u"\"a\""_s);
 }
 
 void TstSettingsVerbs::set_value()
@@ -269,13 +258,13 @@ void TstSettingsVerbs::set_value()
     QFETCH(bool, asText);
     QFETCH(QVariant, stored);
     FakeBus bus;
-    willLoad(bus, record(QStringLiteral("printer"), {}));
-    bus.willReply(QStringLiteral("saveSettings"));
-    ProgramRun run(setting(given, asText ? QStringList{QStringLiteral("--string")} : QStringList()));
+    willLoad(bus, record(u"printer"_s, {}));
+    bus.willReply(u"saveSettings"_s);
+    ProgramRun run(setting(given, asText ? QStringList{u"--string"_s} : QStringList()));
     QCOMPARE(run.status(), 0);
-    const QVariantList entries = sent(bus, 1).value(QStringLiteral("settings")).toList();
+    const QVariantList entries = sent(bus, 1).value(u"settings"_s).toList();
     QCOMPARE(entries.size(), 1);
-    const QVariant value = entries.first().toMap().value(QStringLiteral("value"));
+    const QVariant value = entries.first().toMap().value(u"value"_s);
     QCOMPARE(value, stored);
     // Comparing variants converts: a text is no number here.
     QCOMPARE(value.type() == QVariant::String, stored.type() == QVariant::String);
@@ -285,26 +274,25 @@ void TstSettingsVerbs::set_ownerWithoutSettings_startsRecord()
 {
     FakeBus bus;
     willMiss(bus);
-    bus.willReply(QStringLiteral("saveSettings"));
-    ProgramRun run(setting(QStringLiteral("9100"), {QStringLiteral("--description"), QStringLiteral("New")}));
+    bus.willReply(u"saveSettings"_s);
+    ProgramRun run(setting(u"9100"_s, {u"--description"_s, u"New"_s}));
     QCOMPARE(run.status(), 0);
     QCOMPARE(run.err(), QByteArray("tarvexctl: saved network/port = 9100 in the settings of printer (its first)\n"));
     QVariantMap saved = sent(bus, 1);
-    QVERIFY(!saved.take(QStringLiteral("date")).toString().isEmpty());
-    QVariantMap expected =
-        record(QStringLiteral("printer"), {entry(QStringLiteral("network"), QStringLiteral("port"), 9100)});
-    expected.remove(QStringLiteral("date"));
-    expected.insert(QStringLiteral("description"), QStringLiteral("New"));
-    expected.insert(QStringLiteral("mailOwner"), 1);
+    QVERIFY(!saved.take(u"date"_s).toString().isEmpty());
+    QVariantMap expected = record(u"printer"_s, {entry(u"network"_s, u"port"_s, 9100)});
+    expected.remove(u"date"_s);
+    expected.insert(u"description"_s, u"New"_s);
+    expected.insert(u"mailOwner"_s, 1);
     QCOMPARE(saved, expected);
 }
 
 void TstSettingsVerbs::set_loadRefusedOtherwise_savesNothing()
 {
     FakeBus bus;
-    bus.willReply(QStringLiteral("loadSettings"), 512, QStringLiteral("Storage access error"));
-    bus.willReply(QStringLiteral("saveSettings"));
-    ProgramRun run(setting(QStringLiteral("1")));
+    bus.willReply(u"loadSettings"_s, 512, u"Storage access error"_s);
+    bus.willReply(u"saveSettings"_s);
+    ProgramRun run(setting(u"1"_s));
     QCOMPARE(run.status(), 1);
     QCOMPARE(run.err(), QByteArray("tarvexctl: refused by the bus: 512 Storage access error\n"));
     QCOMPARE(bus.requests().size(), 1);
@@ -313,10 +301,9 @@ void TstSettingsVerbs::set_loadRefusedOtherwise_savesNothing()
 void TstSettingsVerbs::set_samePathCutElsewhere_isRefused()
 {
     FakeBus bus;
-    willLoad(bus, record(QStringLiteral("printer"), {entry(QStringLiteral("a/b"), QStringLiteral("c"), 1)}));
-    bus.willReply(QStringLiteral("saveSettings"));
-    ProgramRun run({QStringLiteral("settings"), QStringLiteral("set"), QStringLiteral("printer"), QStringLiteral("a"),
-                    QStringLiteral("b/c"), QStringLiteral("2")});
+    willLoad(bus, record(u"printer"_s, {entry(u"a/b"_s, u"c"_s, 1)}));
+    bus.willReply(u"saveSettings"_s);
+    ProgramRun run({u"settings"_s, u"set"_s, u"printer"_s, u"a"_s, u"b/c"_s, u"2"_s});
     QCOMPARE(run.status(), 2);
     QVERIFY2(run.err().contains("\"a/b/c\" is stored already"), run.err().constData());
     QCOMPARE(bus.requests().size(), 1);
@@ -326,17 +313,17 @@ void TstSettingsVerbs::set_asJson_tellsWhatWasDone()
 {
     FakeBus bus;
     willMiss(bus);
-    bus.willReply(QStringLiteral("saveSettings"));
-    ProgramRun run(setting(QStringLiteral("[1]"), {QStringLiteral("--json")}));
+    bus.willReply(u"saveSettings"_s);
+    ProgramRun run(setting(u"[1]"_s, {u"--json"_s}));
     QCOMPARE(run.status(), 0);
     QCOMPARE(run.err(), QByteArray());
     QCOMPARE(run.objects(),
-             (QList<QVariantMap>{{{QStringLiteral("done"), QStringLiteral("settings set")},
-                                  {QStringLiteral("owner"), QStringLiteral("printer")},
-                                  {QStringLiteral("group"), QStringLiteral("network")},
-                                  {QStringLiteral("key"), QStringLiteral("port")},
-                                  {QStringLiteral("value"), QVariantList{1}},
-                                  {QStringLiteral("newRecord"), true}}}));
+             (QList<QVariantMap>{{{u"done"_s, u"settings set"_s},
+                                  {u"owner"_s, u"printer"_s},
+                                  {u"group"_s, u"network"_s},
+                                  {u"key"_s, u"port"_s},
+                                  {u"value"_s, QVariantList{1}},
+                                  {u"newRecord"_s, true}}}));
 }
 
 void TstSettingsVerbs::set_brokenJson_isTakenAsTextWithAWord_data()
@@ -344,13 +331,13 @@ void TstSettingsVerbs::set_brokenJson_isTakenAsTextWithAWord_data()
     QTest::addColumn<QString>("value");
     QTest::addColumn<bool>("asText");
     QTest::addColumn<bool>("isTold");
-    QTest::newRow("object") << QStringLiteral("{\"a\":1") << false << true;
-    QTest::newRow("list") << QStringLiteral("[1") << false << true;
-    QTest::newRow("text") << QStringLiteral("\"a") << false << true;
-    QTest::newRow("after a blank") << QStringLiteral(" {") << false << true;
-    QTest::newRow("meant") << QStringLiteral("{\"a\":1") << true << false;
-    QTest::newRow("JSON") << QStringLiteral("{\"a\":1}") << false << false;
-    QTest::newRow("word") << QStringLiteral("a{") << false << false;
+    QTest::newRow("object") << u"{\"a\":1"_s << false << true;
+    QTest::newRow("list") << u"[1"_s << false << true;
+    QTest::newRow("text") << u"\"a"_s << false << true;
+    QTest::newRow("after a blank") << u" {"_s << false << true;
+    QTest::newRow("meant") << u"{\"a\":1"_s << true << false;
+    QTest::newRow("JSON") << u"{\"a\":1}"_s << false << false;
+    QTest::newRow("word") << u"a{"_s << false << false;
     QTest::newRow("empty") << QString() << false << false;
 }
 
@@ -360,9 +347,9 @@ void TstSettingsVerbs::set_brokenJson_isTakenAsTextWithAWord()
     QFETCH(bool, asText);
     QFETCH(bool, isTold);
     FakeBus bus;
-    willLoad(bus, record(QStringLiteral("printer"), {}));
-    bus.willReply(QStringLiteral("saveSettings"));
-    ProgramRun run(setting(value, asText ? QStringList{QStringLiteral("--string")} : QStringList()));
+    willLoad(bus, record(u"printer"_s, {}));
+    bus.willReply(u"saveSettings"_s);
+    ProgramRun run(setting(value, asText ? QStringList{u"--string"_s} : QStringList()));
     QCOMPARE(run.status(), 0);
     const QByteArray words =
         "tarvexctl: " + value.toUtf8() + " begins like JSON and is none: it is taken as a text, as with --string\n";
@@ -374,23 +361,22 @@ void TstSettingsVerbs::unset_removesOneAndKeepsTheRest()
 {
     FakeBus bus;
     willLoad(bus, printerRecord());
-    bus.willReply(QStringLiteral("saveSettings"));
+    bus.willReply(u"saveSettings"_s);
     const QDateTime before = QDateTime::currentDateTime();
-    ProgramRun run({QStringLiteral("settings"), QStringLiteral("unset"), QStringLiteral("printer"),
-                    QStringLiteral("network"), QStringLiteral("port")});
+    ProgramRun run({u"settings"_s, u"unset"_s, u"printer"_s, u"network"_s, u"port"_s});
     QCOMPARE(run.status(), 0);
     QCOMPARE(run.out(), QByteArray());
     QCOMPARE(run.err(), QByteArray("tarvexctl: removed network/port from the settings of printer\n"));
     QCOMPARE(bus.requests().size(), 2);
-    QCOMPARE(bus.requests().at(1).operation, QStringLiteral("saveSettings"));
+    QCOMPARE(bus.requests().at(1).operation, u"saveSettings"_s);
     QVariantMap saved = sent(bus, 1);
-    const QDateTime date = QDateTime::fromString(saved.take(QStringLiteral("date")).toString(), Qt::ISODateWithMs);
+    const QDateTime date = QDateTime::fromString(saved.take(u"date"_s).toString(), Qt::ISODateWithMs);
     QVERIFY(before.msecsTo(date) >= 0 && date.msecsTo(QDateTime::currentDateTime()) >= 0);
     QVariantMap expected = printerRecord();
-    expected.remove(QStringLiteral("date"));
-    QVariantList entries = expected.value(QStringLiteral("settings")).toList();
+    expected.remove(u"date"_s);
+    QVariantList entries = expected.value(u"settings"_s).toList();
     entries.removeAt(1);
-    expected.insert(QStringLiteral("settings"), entries);
+    expected.insert(u"settings"_s, entries);
     QCOMPARE(saved, expected);
 }
 
@@ -398,9 +384,9 @@ void TstSettingsVerbs::unset_noSuchSetting_savesNothing_data()
 {
     QTest::addColumn<QString>("group");
     QTest::addColumn<QString>("key");
-    QTest::newRow("no such key") << QStringLiteral("network") << QStringLiteral("speed");
-    QTest::newRow("no such group") << QStringLiteral("paper") << QStringLiteral("port");
-    QTest::newRow("cut elsewhere") << QString() << QStringLiteral("network/port");
+    QTest::newRow("no such key") << u"network"_s << u"speed"_s;
+    QTest::newRow("no such group") << u"paper"_s << u"port"_s;
+    QTest::newRow("cut elsewhere") << QString() << u"network/port"_s;
 }
 
 void TstSettingsVerbs::unset_noSuchSetting_savesNothing()
@@ -409,12 +395,11 @@ void TstSettingsVerbs::unset_noSuchSetting_savesNothing()
     QFETCH(QString, key);
     FakeBus bus;
     willLoad(bus, printerRecord());
-    ProgramRun run({QStringLiteral("settings"), QStringLiteral("unset"), QStringLiteral("printer"), group, key});
+    ProgramRun run({u"settings"_s, u"unset"_s, u"printer"_s, group, key});
     QCOMPARE(run.status(), 1);
     QCOMPARE(run.out(), QByteArray());
-    QCOMPARE(
-        run.err(),
-        QStringLiteral("tarvexctl: there is no setting %1/%2 in the settings of printer\n").arg(group, key).toUtf8());
+    QCOMPARE(run.err(),
+             u"tarvexctl: there is no setting %1/%2 in the settings of printer\n"_s.arg(group, key).toUtf8());
     QCOMPARE(bus.requests().size(), 1);
 }
 
@@ -422,40 +407,36 @@ void TstSettingsVerbs::unset_asJson_tellsWhatWasDone()
 {
     FakeBus bus;
     willLoad(bus, printerRecord());
-    bus.willReply(QStringLiteral("saveSettings"));
-    ProgramRun run({QStringLiteral("settings"), QStringLiteral("unset"), QStringLiteral("printer"), QString(),
-                    QStringLiteral("id"), QStringLiteral("--json")});
+    bus.willReply(u"saveSettings"_s);
+    ProgramRun run({u"settings"_s, u"unset"_s, u"printer"_s, QString(), u"id"_s, u"--json"_s});
     QCOMPARE(run.status(), 0);
     QCOMPARE(run.objects(),
-             (QList<QVariantMap>{{{QStringLiteral("done"), QStringLiteral("settings unset")},
-                                  {QStringLiteral("owner"), QStringLiteral("printer")},
-                                  {QStringLiteral("group"), QString()},
-                                  {QStringLiteral("key"), QStringLiteral("id")}}}));
+             (QList<QVariantMap>{{{u"done"_s, u"settings unset"_s},
+                                  {u"owner"_s, u"printer"_s},
+                                  {u"group"_s, QString()},
+                                  {u"key"_s, u"id"_s}}}));
 }
 
 void TstSettingsVerbs::remove_asksBusToRemove()
 {
     FakeBus bus;
-    bus.willReply(QStringLiteral("removeSettings"));
-    ProgramRun run({QStringLiteral("settings"), QStringLiteral("remove"), QStringLiteral("printer")});
+    bus.willReply(u"removeSettings"_s);
+    ProgramRun run({u"settings"_s, u"remove"_s, u"printer"_s});
     QCOMPARE(run.status(), 0);
     QCOMPARE(run.out(), QByteArray());
     QCOMPARE(run.err(), QByteArray("tarvexctl: removed the settings of printer\n"));
     QCOMPARE(bus.requests().size(), 1);
-    QCOMPARE(bus.requests().constFirst().operation, QStringLiteral("removeSettings"));
-    QCOMPARE(sent(bus, 0).value(QStringLiteral("owner")).toString(), QStringLiteral("printer"));
+    QCOMPARE(bus.requests().constFirst().operation, u"removeSettings"_s);
+    QCOMPARE(sent(bus, 0).value(u"owner"_s).toString(), u"printer"_s);
 }
 
 void TstSettingsVerbs::remove_asJson_tellsWhatWasDone()
 {
     FakeBus bus;
-    bus.willReply(QStringLiteral("removeSettings"));
-    ProgramRun run(
-        {QStringLiteral("settings"), QStringLiteral("remove"), QStringLiteral("printer"), QStringLiteral("--json")});
+    bus.willReply(u"removeSettings"_s);
+    ProgramRun run({u"settings"_s, u"remove"_s, u"printer"_s, u"--json"_s});
     QCOMPARE(run.status(), 0);
-    QCOMPARE(run.objects(),
-             (QList<QVariantMap>{{{QStringLiteral("done"), QStringLiteral("settings remove")},
-                                  {QStringLiteral("owner"), QStringLiteral("printer")}}}));
+    QCOMPARE(run.objects(), (QList<QVariantMap>{{{u"done"_s, u"settings remove"_s}, {u"owner"_s, u"printer"_s}}}));
 }
 
 QTEST_GUILESS_MAIN(TstSettingsVerbs)

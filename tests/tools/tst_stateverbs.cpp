@@ -1,4 +1,5 @@
 #include "fakebus.h"
+#include "literals.h"
 #include "programrun.h"
 
 #include <QDateTime>
@@ -8,11 +9,11 @@ namespace {
 
 QVariantMap record(const QString& owner)
 {
-    return {{QStringLiteral("owner"), owner},
-            {QStringLiteral("date"), QStringLiteral("2026-03-01T10:11:12.345")},
-            {QStringLiteral("description"), QString()},
-            {QStringLiteral("state"), QStringLiteral("{\"paper\":\"low\"}")},
-            {QStringLiteral("type"), 3}};
+    return {{u"owner"_s, owner},
+            {u"date"_s, u"2026-03-01T10:11:12.345"_s},
+            {u"description"_s, QString()},
+            {u"state"_s, u"{\"paper\":\"low\"}"_s},
+            {u"type"_s, 3}};
 }
 
 } // namespace
@@ -35,8 +36,8 @@ private Q_SLOTS:
 void TstStateVerbs::get_writesAlignedFields()
 {
     FakeBus bus;
-    bus.willReply(QStringLiteral("loadState"), 0, QString(), record(QStringLiteral("printer")));
-    ProgramRun run({QStringLiteral("state"), QStringLiteral("get"), QStringLiteral("printer")});
+    bus.willReply(u"loadState"_s, 0, QString(), record(u"printer"_s));
+    ProgramRun run({u"state"_s, u"get"_s, u"printer"_s});
     QCOMPARE(run.status(), 0);
     QCOMPARE(run.out(),
              QByteArray("Owner        printer\n"
@@ -46,20 +47,19 @@ void TstStateVerbs::get_writesAlignedFields()
                         "State        {\"paper\":\"low\"}\n"));
     QCOMPARE(run.err(), QByteArray());
     QCOMPARE(bus.requests().size(), 1);
-    QCOMPARE(bus.requests().constFirst().operation, QStringLiteral("loadState"));
-    QCOMPARE(bus.requests().constFirst().data, (QVariantMap{{QStringLiteral("owner"), QStringLiteral("printer")}}));
+    QCOMPARE(bus.requests().constFirst().operation, u"loadState"_s);
+    QCOMPARE(bus.requests().constFirst().data, (QVariantMap{{u"owner"_s, u"printer"_s}}));
 }
 
 void TstStateVerbs::get_emptyAndHyphen_lookDifferent()
 {
     FakeBus bus;
-    QVariantMap state = record(QStringLiteral("printer"));
-    state.insert(QStringLiteral("state"), QStringLiteral("-"));
-    bus.willReply(QStringLiteral("loadState"), 0, QString(), state);
-    state.insert(QStringLiteral("state"), QString());
-    bus.willReply(QStringLiteral("loadState"), 0, QString(), state);
-    ProgramRun run(
-        {QStringLiteral("state"), QStringLiteral("get"), QStringLiteral("printer"), QStringLiteral("printer")});
+    QVariantMap state = record(u"printer"_s);
+    state.insert(u"state"_s, u"-"_s);
+    bus.willReply(u"loadState"_s, 0, QString(), state);
+    state.insert(u"state"_s, QString());
+    bus.willReply(u"loadState"_s, 0, QString(), state);
+    ProgramRun run({u"state"_s, u"get"_s, u"printer"_s, u"printer"_s});
     QCOMPARE(run.status(), 0);
     QVERIFY2(run.out().contains("\nState        \"-\"\n"), run.out().constData());
     QVERIFY2(run.out().endsWith("\nState        -\n"), run.out().constData());
@@ -68,55 +68,50 @@ void TstStateVerbs::get_emptyAndHyphen_lookDifferent()
 void TstStateVerbs::get_withoutOwner_asksForOwnName()
 {
     FakeBus bus;
-    bus.willReply(QStringLiteral("loadState"));
-    ProgramRun run({QStringLiteral("--as"), QStringLiteral("cashbox"), QStringLiteral("state"), QStringLiteral("get")});
+    bus.willReply(u"loadState"_s);
+    ProgramRun run({u"--as"_s, u"cashbox"_s, u"state"_s, u"get"_s});
     QCOMPARE(run.status(), 0);
-    QCOMPARE(bus.requests().constFirst().data, (QVariantMap{{QStringLiteral("owner"), QStringLiteral("cashbox")}}));
+    QCOMPARE(bus.requests().constFirst().data, (QVariantMap{{u"owner"_s, u"cashbox"_s}}));
 }
 
 void TstStateVerbs::get_asJson_writesOneRecordALine()
 {
     FakeBus bus;
-    bus.willReply(QStringLiteral("loadState"), 0, QString(), record(QStringLiteral("printer")));
-    bus.willReply(QStringLiteral("loadState"), 0, QString(), record(QStringLiteral("cashbox")));
-    ProgramRun run({QStringLiteral("--json"), QStringLiteral("state"), QStringLiteral("get"), QStringLiteral("printer"),
-                    QStringLiteral("cashbox")});
+    bus.willReply(u"loadState"_s, 0, QString(), record(u"printer"_s));
+    bus.willReply(u"loadState"_s, 0, QString(), record(u"cashbox"_s));
+    ProgramRun run({u"--json"_s, u"state"_s, u"get"_s, u"printer"_s, u"cashbox"_s});
     QCOMPARE(run.status(), 0);
-    QCOMPARE(run.objects(), (QList<QVariantMap>{record(QStringLiteral("printer")), record(QStringLiteral("cashbox"))}));
+    QCOMPARE(run.objects(), (QList<QVariantMap>{record(u"printer"_s), record(u"cashbox"_s)}));
 }
 
 void TstStateVerbs::get_severalOneMissing_writesOthersAndEndsWithRefusal()
 {
     FakeBus bus;
-    bus.willReply(QStringLiteral("loadState"), 2, QStringLiteral("Incorrect request data"));
-    bus.willReply(QStringLiteral("loadState"), 0, QString(), record(QStringLiteral("cashbox")));
-    ProgramRun run({QStringLiteral("--json"), QStringLiteral("state"), QStringLiteral("get"), QStringLiteral("nobody"),
-                    QStringLiteral("cashbox")});
+    bus.willReply(u"loadState"_s, 2, u"Incorrect request data"_s);
+    bus.willReply(u"loadState"_s, 0, QString(), record(u"cashbox"_s));
+    ProgramRun run({u"--json"_s, u"state"_s, u"get"_s, u"nobody"_s, u"cashbox"_s});
     QCOMPARE(run.status(), 1);
-    QCOMPARE(run.objects(), QList<QVariantMap>{record(QStringLiteral("cashbox"))});
+    QCOMPARE(run.objects(), QList<QVariantMap>{record(u"cashbox"_s)});
     QCOMPARE(run.err(), QByteArray("tarvexctl: nobody: refused by the bus: 2 Incorrect request data\n"));
 }
 
 void TstStateVerbs::set_storesUnderOwnName()
 {
     FakeBus bus;
-    bus.willReply(QStringLiteral("saveState"));
+    bus.willReply(u"saveState"_s);
     const QDateTime before = QDateTime::currentDateTime();
-    ProgramRun run({QStringLiteral("--as"), QStringLiteral("printer"), QStringLiteral("state"), QStringLiteral("set"),
-                    QStringLiteral("ready")});
+    ProgramRun run({u"--as"_s, u"printer"_s, u"state"_s, u"set"_s, u"ready"_s});
     QCOMPARE(run.status(), 0);
     QCOMPARE(run.out(), QByteArray());
     QCOMPARE(run.err(), QByteArray("tarvexctl: saved the state of printer\n"));
     QCOMPARE(bus.requests().size(), 1);
-    QCOMPARE(bus.requests().constFirst().operation, QStringLiteral("saveState"));
+    QCOMPARE(bus.requests().constFirst().operation, u"saveState"_s);
     QVariantMap saved = bus.requests().constFirst().data;
-    const QDateTime date = QDateTime::fromString(saved.take(QStringLiteral("date")).toString(), Qt::ISODateWithMs);
+    const QDateTime date = QDateTime::fromString(saved.take(u"date"_s).toString(), Qt::ISODateWithMs);
     QVERIFY(before.msecsTo(date) >= 0 && date.msecsTo(QDateTime::currentDateTime()) >= 0);
     QCOMPARE(saved,
-             (QVariantMap{{QStringLiteral("owner"), QStringLiteral("printer")},
-                          {QStringLiteral("description"), QString()},
-                          {QStringLiteral("state"), QStringLiteral("ready")},
-                          {QStringLiteral("type"), 0}}));
+             (QVariantMap{
+                 {u"owner"_s, u"printer"_s}, {u"description"_s, QString()}, {u"state"_s, u"ready"_s}, {u"type"_s, 0}}));
 }
 
 void TstStateVerbs::set_typeAndDescription_areStored_data()
@@ -131,27 +126,26 @@ void TstStateVerbs::set_typeAndDescription_areStored()
 {
     QFETCH(int, type);
     FakeBus bus;
-    bus.willReply(QStringLiteral("saveState"));
-    ProgramRun run({QStringLiteral("state"), QStringLiteral("set"), QStringLiteral("-5"), QStringLiteral("--type"),
-                    QString::number(type), QStringLiteral("--description"), QStringLiteral("Degrees outside")});
+    bus.willReply(u"saveState"_s);
+    ProgramRun run(
+        {u"state"_s, u"set"_s, u"-5"_s, u"--type"_s, QString::number(type), u"--description"_s, u"Degrees outside"_s});
     QCOMPARE(run.status(), 0);
     const QVariantMap saved = bus.requests().constFirst().data;
-    QCOMPARE(saved.value(QStringLiteral("type")).toInt(), type);
-    QCOMPARE(saved.value(QStringLiteral("description")).toString(), QStringLiteral("Degrees outside"));
-    QCOMPARE(saved.value(QStringLiteral("state")).toString(), QStringLiteral("-5"));
+    QCOMPARE(saved.value(u"type"_s).toInt(), type);
+    QCOMPARE(saved.value(u"description"_s).toString(), u"Degrees outside"_s);
+    QCOMPARE(saved.value(u"state"_s).toString(), u"-5"_s);
 }
 
 void TstStateVerbs::set_asJson_tellsWhatWasDone()
 {
     FakeBus bus;
-    bus.willReply(QStringLiteral("saveState"));
-    ProgramRun run({QStringLiteral("--json"), QStringLiteral("state"), QStringLiteral("set"), QStringLiteral("ready"),
-                    QStringLiteral("--type"), QStringLiteral("2")});
+    bus.willReply(u"saveState"_s);
+    ProgramRun run({u"--json"_s, u"state"_s, u"set"_s, u"ready"_s, u"--type"_s, u"2"_s});
     QCOMPARE(run.status(), 0);
     QCOMPARE(run.err(), QByteArray());
     QVariantMap expected = bus.requests().constFirst().data;
-    expected.insert(QStringLiteral("done"), QStringLiteral("state set"));
-    QCOMPARE(expected.value(QStringLiteral("owner")).toString(), QStringLiteral("tarvexctl"));
+    expected.insert(u"done"_s, u"state set"_s);
+    QCOMPARE(expected.value(u"owner"_s).toString(), u"tarvexctl"_s);
     QCOMPARE(run.objects(), QList<QVariantMap>{expected});
 }
 

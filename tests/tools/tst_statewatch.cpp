@@ -1,4 +1,5 @@
 #include "busprocess.h"
+#include "literals.h"
 #include "programrun.h"
 
 #include <QJsonDocument>
@@ -12,41 +13,41 @@ namespace {
 
 QStringList watch(const QString& more)
 {
-    return (QStringLiteral("--as monitor state watch ") + more).split(QLatin1Char(' '), Qt::SkipEmptyParts);
+    return (u"--as monitor state watch "_s + more).split(QLatin1Char(' '), Qt::SkipEmptyParts);
 }
 
 QVariantMap record(const QString& owner, const QString& state, int second)
 {
-    return {{QStringLiteral("owner"), owner},
-            {QStringLiteral("date"), someDate(second)},
-            {QStringLiteral("description"), QString()},
-            {QStringLiteral("state"), state},
-            {QStringLiteral("type"), 1}};
+    return {{u"owner"_s, owner},
+            {u"date"_s, someDate(second)},
+            {u"description"_s, QString()},
+            {u"state"_s, state},
+            {u"type"_s, 1}};
 }
 
 QVariantMap noRecord(const QString& owner)
 {
-    return {{QStringLiteral("owner"), owner},
-            {QStringLiteral("date"), QString()},
-            {QStringLiteral("description"), QString()},
-            {QStringLiteral("state"), QString()},
-            {QStringLiteral("type"), -1}};
+    return {{u"owner"_s, owner},
+            {u"date"_s, QString()},
+            {u"description"_s, QString()},
+            {u"state"_s, QString()},
+            {u"type"_s, -1}};
 }
 
 QString handshake()
 {
-    return QStringLiteral("handshake");
+    return u"handshake"_s;
 }
 
 /// What the bus pushes when the state has changed.
 QByteArray pushedChange(const QVariantMap& state)
 {
-    const QVariantMap command{{QStringLiteral("cmd"), QStringLiteral("stateChanged")}, {QStringLiteral("data"), state}};
+    const QVariantMap command{{u"cmd"_s, u"stateChanged"_s}, {u"data"_s, state}};
     const QByteArray text = QJsonDocument::fromVariant(command).toJson(QJsonDocument::Compact);
-    return FakeBus::requestFrame(QStringLiteral("sendMessage"),
-                                 {{QStringLiteral("sender"), state.value(QStringLiteral("owner"))},
-                                  {QStringLiteral("UID"), state.value(QStringLiteral("state"))},
-                                  {QStringLiteral("message"), QString::fromUtf8(text)}});
+    return FakeBus::requestFrame(u"sendMessage"_s,
+                                 {{u"sender"_s, state.value(u"owner"_s)},
+                                  {u"UID"_s, state.value(u"state"_s)},
+                                  {u"message"_s, QString::fromUtf8(text)}});
 }
 
 bool save(ScriptedClient& client, const QString& state, int second)
@@ -83,13 +84,12 @@ private Q_SLOTS:
 void TstStateWatch::presentStatesThenChanges_inColumns()
 {
     BusProcess bus;
-    ScriptedClient printer(QStringLiteral("printer"));
-    QVERIFY(printer.saveState(QStringLiteral("{\"paper\":\"low\"}"), 3, QStringLiteral("Printer\nat the door"),
-                              someDate(1)));
-    ProgramRun run(watch(QStringLiteral("printer cashbox --count 1")));
+    ScriptedClient printer(u"printer"_s);
+    QVERIFY(printer.saveState(u"{\"paper\":\"low\"}"_s, 3, u"Printer\nat the door"_s, someDate(1)));
+    ProgramRun run(watch(u"printer cashbox --count 1"_s));
     QVERIFY(run.waitForLines(3));
-    ScriptedClient cashbox(QStringLiteral("cashbox"));
-    QVERIFY(cashbox.saveState(QStringLiteral("full"), 0, QString(), someDate(2)));
+    ScriptedClient cashbox(u"cashbox"_s);
+    QVERIFY(cashbox.saveState(u"full"_s, 0, QString(), someDate(2)));
     QCOMPARE(run.status(), 0);
     QCOMPARE(run.out(),
              QByteArray("TAKEN                    OWNER    TYPE  DESCRIPTION           STATE\n"
@@ -102,26 +102,26 @@ void TstStateWatch::presentStatesThenChanges_inColumns()
 void TstStateWatch::presentStatesThenChanges_asJson()
 {
     BusProcess bus;
-    ScriptedClient printer(QStringLiteral("printer"));
-    QVERIFY(save(printer, QStringLiteral("a"), 1));
-    ProgramRun run(watch(QStringLiteral("cashbox printer --json --count 2")));
+    ScriptedClient printer(u"printer"_s);
+    QVERIFY(save(printer, u"a"_s, 1));
+    ProgramRun run(watch(u"cashbox printer --json --count 2"_s));
     QVERIFY(run.waitForLines(2));
-    QVERIFY(save(printer, QStringLiteral("b"), 2));
-    QVERIFY(save(printer, QStringLiteral("c"), 3));
+    QVERIFY(save(printer, u"b"_s, 2));
+    QVERIFY(save(printer, u"c"_s, 3));
     QCOMPARE(run.status(), 0);
-    const QString owner = QStringLiteral("printer");
+    const QString owner = u"printer"_s;
     QCOMPARE(run.objects(),
-             (QList<QVariantMap>{noRecord(QStringLiteral("cashbox")), record(owner, QStringLiteral("a"), 1),
-                                 record(owner, QStringLiteral("b"), 2), record(owner, QStringLiteral("c"), 3)}));
+             (QList<QVariantMap>{noRecord(u"cashbox"_s), record(owner, u"a"_s, 1), record(owner, u"b"_s, 2),
+                                 record(owner, u"c"_s, 3)}));
 }
 
 void TstStateWatch::ownerGivenTwice_isShownOnce()
 {
     BusProcess bus;
-    ScriptedClient printer(QStringLiteral("printer"));
-    ProgramRun run(watch(QStringLiteral("printer printer --json --count 1")));
+    ScriptedClient printer(u"printer"_s);
+    ProgramRun run(watch(u"printer printer --json --count 1"_s));
     QVERIFY(run.waitForLines(1));
-    QVERIFY(save(printer, QStringLiteral("a"), 1));
+    QVERIFY(save(printer, u"a"_s, 1));
     QCOMPARE(run.status(), 0);
     QCOMPARE(run.objects().size(), 2);
 }
@@ -129,45 +129,43 @@ void TstStateWatch::ownerGivenTwice_isShownOnce()
 void TstStateWatch::change_isShownAtOnce()
 {
     BusProcess bus;
-    ScriptedClient printer(QStringLiteral("printer"));
-    ProgramRun run(watch(QStringLiteral("printer --json")));
+    ScriptedClient printer(u"printer"_s);
+    ProgramRun run(watch(u"printer --json"_s));
     QVERIFY(run.waitForLines(1));
-    QVERIFY(save(printer, QStringLiteral("a"), 1));
+    QVERIFY(save(printer, u"a"_s, 1));
     QVERIFY(run.waitForLines(2));
     run.sendSignal(SIGINT);
     QCOMPARE(run.status(), 130);
-    QCOMPARE(run.objects().constLast(), record(QStringLiteral("printer"), QStringLiteral("a"), 1));
+    QCOMPARE(run.objects().constLast(), record(u"printer"_s, u"a"_s, 1));
 }
 
 void TstStateWatch::sameStateAgain_isNoChange()
 {
     BusProcess bus;
-    ScriptedClient printer(QStringLiteral("printer"));
-    QVERIFY(save(printer, QStringLiteral("a"), 1));
-    ProgramRun run(watch(QStringLiteral("printer --json --count 1")));
+    ScriptedClient printer(u"printer"_s);
+    QVERIFY(save(printer, u"a"_s, 1));
+    ProgramRun run(watch(u"printer --json --count 1"_s));
     QVERIFY(run.waitForLines(1));
-    QVERIFY(save(printer, QStringLiteral("a"), 1));
-    QVERIFY(save(printer, QStringLiteral("a"), 2));
+    QVERIFY(save(printer, u"a"_s, 1));
+    QVERIFY(save(printer, u"a"_s, 2));
     QCOMPARE(run.status(), 0);
-    const QString owner = QStringLiteral("printer");
-    QCOMPARE(run.objects(),
-             (QList<QVariantMap>{record(owner, QStringLiteral("a"), 1), record(owner, QStringLiteral("a"), 2)}));
+    const QString owner = u"printer"_s;
+    QCOMPARE(run.objects(), (QList<QVariantMap>{record(owner, u"a"_s, 1), record(owner, u"a"_s, 2)}));
 }
 
 void TstStateWatch::changeToAndFro_isShown()
 {
     BusProcess bus;
-    ScriptedClient printer(QStringLiteral("printer"));
-    QVERIFY(save(printer, QStringLiteral("a"), 1));
-    ProgramRun run(watch(QStringLiteral("printer --json --count 2")));
+    ScriptedClient printer(u"printer"_s);
+    QVERIFY(save(printer, u"a"_s, 1));
+    ProgramRun run(watch(u"printer --json --count 2"_s));
     QVERIFY(run.waitForLines(1));
-    QVERIFY(save(printer, QStringLiteral("b"), 1));
-    QVERIFY(save(printer, QStringLiteral("a"), 1));
+    QVERIFY(save(printer, u"b"_s, 1));
+    QVERIFY(save(printer, u"a"_s, 1));
     QCOMPARE(run.status(), 0);
-    const QString owner = QStringLiteral("printer");
+    const QString owner = u"printer"_s;
     QCOMPARE(run.objects(),
-             (QList<QVariantMap>{record(owner, QStringLiteral("a"), 1), record(owner, QStringLiteral("b"), 1),
-                                 record(owner, QStringLiteral("a"), 1)}));
+             (QList<QVariantMap>{record(owner, u"a"_s, 1), record(owner, u"b"_s, 1), record(owner, u"a"_s, 1)}));
 }
 
 // The bus pushes the change, and the state that is read holds it already.
@@ -175,19 +173,19 @@ void TstStateWatch::changeWhileReading_isShownOnce()
 {
     FakeBus query;
     FakeBus receiver(FakeBus::RECEIVER_PORT);
-    const QString owner = QStringLiteral("printer");
-    const QVariantMap state = record(owner, QStringLiteral("a"), 1);
-    const QVariantMap next = record(owner, QStringLiteral("b"), 2);
+    const QString owner = u"printer"_s;
+    const QVariantMap state = record(owner, u"a"_s, 1);
+    const QVariantMap next = record(owner, u"b"_s, 2);
     receiver.willAnswerHandshake([&](FakeBus::Peer& peer, const FakeBus::Request&) {
         peer.send(FakeBus::replyFrame(handshake(), 0));
         query.waitForRequests(2);
         peer.send(pushedChange(state));
         peer.send(pushedChange(next));
     });
-    query.willReply(QStringLiteral("subscribe"));
-    query.willReply(QStringLiteral("loadState"), 0, QString(), state);
-    query.willReply(QStringLiteral("unsubscribe"));
-    ProgramRun run(watch(QStringLiteral("printer --json --count 1")));
+    query.willReply(u"subscribe"_s);
+    query.willReply(u"loadState"_s, 0, QString(), state);
+    query.willReply(u"unsubscribe"_s);
+    ProgramRun run(watch(u"printer --json --count 1"_s));
     QCOMPARE(run.status(), 0);
     QCOMPARE(run.objects(), (QList<QVariantMap>{state, next}));
     QStringList operations;
@@ -195,8 +193,7 @@ void TstStateWatch::changeWhileReading_isShownOnce()
     for (const FakeBus::Request& request : requests) {
         operations.append(request.operation);
     }
-    QCOMPARE(operations,
-             (QStringList{QStringLiteral("subscribe"), QStringLiteral("loadState"), QStringLiteral("unsubscribe")}));
+    QCOMPARE(operations, (QStringList{u"subscribe"_s, u"loadState"_s, u"unsubscribe"_s}));
 }
 
 void TstStateWatch::timeOut_tellsWhetherEnoughCame_data()
@@ -207,8 +204,7 @@ void TstStateWatch::timeOut_tellsWhetherEnoughCame_data()
     QTest::addColumn<QByteArray>("words");
     QTest::newRow("nothing") << 0 << QString() << 4 << QByteArray("tarvexctl: no change came within 3 s\n");
     QTest::newRow("something") << 1 << QString() << 0 << QByteArray();
-    QTest::newRow("1 of 2") << 1 << QStringLiteral("--count 2") << 4
-                            << QByteArray("tarvexctl: only 1 of 2 came within 3 s\n");
+    QTest::newRow("1 of 2") << 1 << u"--count 2"_s << 4 << QByteArray("tarvexctl: only 1 of 2 came within 3 s\n");
 }
 
 void TstStateWatch::timeOut_tellsWhetherEnoughCame()
@@ -218,11 +214,11 @@ void TstStateWatch::timeOut_tellsWhetherEnoughCame()
     QFETCH(int, status);
     QFETCH(QByteArray, words);
     BusProcess bus;
-    ScriptedClient printer(QStringLiteral("printer"));
-    ProgramRun run(watch(QStringLiteral("printer --json --timeout 3 ") + count));
+    ScriptedClient printer(u"printer"_s);
+    ProgramRun run(watch(u"printer --json --timeout 3 "_s + count));
     QVERIFY(run.waitForLines(1));
     for (int change = 0; change < changes; ++change) {
-        QVERIFY(save(printer, QStringLiteral("a"), change));
+        QVERIFY(save(printer, u"a"_s, change));
     }
     QCOMPARE(run.status(), status);
     QCOMPARE(run.objects().size(), 1 + changes);
@@ -232,10 +228,9 @@ void TstStateWatch::timeOut_tellsWhetherEnoughCame()
 void TstStateWatch::subscription_isToStatesOnlyAndEnds()
 {
     BusProcess bus;
-    ProgramRun run(watch(QStringLiteral("printer cashbox --json")));
+    ProgramRun run(watch(u"printer cashbox --json"_s));
     QVERIFY(run.waitForLines(2));
-    QCOMPARE(bus.subscriptions(),
-             (QStringList{QStringLiteral("monitor cashbox 1"), QStringLiteral("monitor printer 1")}));
+    QCOMPARE(bus.subscriptions(), (QStringList{u"monitor cashbox 1"_s, u"monitor printer 1"_s}));
     run.sendSignal(SIGTERM);
     QCOMPARE(run.status(), 130);
     QCOMPARE(bus.subscriptions(), QStringList());
@@ -244,13 +239,13 @@ void TstStateWatch::subscription_isToStatesOnlyAndEnds()
 void TstStateWatch::otherMessages_areTold()
 {
     BusProcess bus;
-    ScriptedClient printer(QStringLiteral("printer"));
-    ProgramRun run(watch(QStringLiteral("printer --json --count 1")));
+    ScriptedClient printer(u"printer"_s);
+    ProgramRun run(watch(u"printer --json --count 1"_s));
     QVERIFY(run.waitForLines(1));
-    QVERIFY(printer.send(QStringLiteral("monitor"), QStringLiteral("hello"), QStringLiteral("1")));
-    const QString stranger = QStringLiteral(R"({"cmd":"stateChanged","data":{"owner":"cashbox","state":"a"}})");
-    QVERIFY(printer.send(QStringLiteral("monitor"), stranger, QStringLiteral("2")));
-    QVERIFY(save(printer, QStringLiteral("a"), 1));
+    QVERIFY(printer.send(u"monitor"_s, u"hello"_s, u"1"_s));
+    const QString stranger = uR"({"cmd":"stateChanged","data":{"owner":"cashbox","state":"a"}})"_s;
+    QVERIFY(printer.send(u"monitor"_s, stranger, u"2"_s));
+    QVERIFY(save(printer, u"a"_s, 1));
     QCOMPARE(run.status(), 0);
     QCOMPARE(run.objects().size(), 2);
     const QByteArray told = "tarvexctl: taken from the bus meanwhile, from printer, UID ";
@@ -261,35 +256,34 @@ void TstStateWatch::loadRefused_is1()
 {
     FakeBus query;
     FakeBus receiver(FakeBus::RECEIVER_PORT);
-    query.willReply(QStringLiteral("subscribe"));
-    query.willReply(QStringLiteral("loadState"), 256, QStringLiteral("Invalid data storage"));
-    query.willReply(QStringLiteral("unsubscribe"));
-    ProgramRun run(watch(QStringLiteral("printer")));
+    query.willReply(u"subscribe"_s);
+    query.willReply(u"loadState"_s, 256, u"Invalid data storage"_s);
+    query.willReply(u"unsubscribe"_s);
+    ProgramRun run(watch(u"printer"_s));
     QCOMPARE(run.status(), 1);
     QCOMPARE(run.out(), QByteArray());
     QCOMPARE(run.err(), QByteArray("tarvexctl: refused by the bus: 256 Invalid data storage\n"));
-    QCOMPARE(query.requests().constLast().operation, QStringLiteral("unsubscribe"));
+    QCOMPARE(query.requests().constLast().operation, u"unsubscribe"_s);
 }
 
 void TstStateWatch::killedBus_changesAfterwardsAreShown()
 {
     BusProcess bus;
-    const QString owner = QStringLiteral("printer");
+    const QString owner = u"printer"_s;
     {
         ScriptedClient printer(owner);
-        QVERIFY(save(printer, QStringLiteral("a"), 1));
+        QVERIFY(save(printer, u"a"_s, 1));
     }
-    ProgramRun run(watch(QStringLiteral("printer --json --count 1")));
+    ProgramRun run(watch(u"printer --json --count 1"_s));
     QVERIFY(run.waitForLines(1));
     bus.killHard();
     QVERIFY(run.waitForWords("the bus has gone"));
     QVERIFY(bus.start());
     QVERIFY(run.waitForWords("the bus is back"));
     ScriptedClient printer(owner);
-    QVERIFY(save(printer, QStringLiteral("b"), 2));
+    QVERIFY(save(printer, u"b"_s, 2));
     QCOMPARE(run.status(), 0);
-    QCOMPARE(run.objects(),
-             (QList<QVariantMap>{record(owner, QStringLiteral("a"), 1), record(owner, QStringLiteral("b"), 2)}));
+    QCOMPARE(run.objects(), (QList<QVariantMap>{record(owner, u"a"_s, 1), record(owner, u"b"_s, 2)}));
     QVERIFY2(run.err().endsWith("tarvexctl: the bus is back\n"), run.err().constData());
     QCOMPARE(bus.subscriptions(), QStringList());
 }
@@ -298,24 +292,23 @@ void TstStateWatch::killedBus_changesAfterwardsAreShown()
 void TstStateWatch::killedBus_keptChangesComeInOrder()
 {
     BusProcess bus;
-    const QString owner = QStringLiteral("printer");
+    const QString owner = u"printer"_s;
     {
         ScriptedClient printer(owner);
-        QVERIFY(save(printer, QStringLiteral("a"), 1));
+        QVERIFY(save(printer, u"a"_s, 1));
     }
-    ProgramRun run(watch(QStringLiteral("printer --json --timeout 10")));
+    ProgramRun run(watch(u"printer --json --timeout 10"_s));
     QVERIFY(run.waitForLines(1));
     run.sendSignal(SIGSTOP);
     bus.killHard();
     QVERIFY(bus.start());
     ScriptedClient printer(owner);
-    QVERIFY(save(printer, QStringLiteral("b"), 2));
-    QVERIFY(save(printer, QStringLiteral("c"), 3));
+    QVERIFY(save(printer, u"b"_s, 2));
+    QVERIFY(save(printer, u"c"_s, 3));
     run.sendSignal(SIGCONT);
     QCOMPARE(run.status(), 0);
     QCOMPARE(run.objects(),
-             (QList<QVariantMap>{record(owner, QStringLiteral("a"), 1), record(owner, QStringLiteral("b"), 2),
-                                 record(owner, QStringLiteral("c"), 3)}));
+             (QList<QVariantMap>{record(owner, u"a"_s, 1), record(owner, u"b"_s, 2), record(owner, u"c"_s, 3)}));
 }
 
 // The bus is back and takes a moment before it pushes what it has kept, of which the state that it has now is the last.
@@ -323,9 +316,8 @@ void TstStateWatch::changesPushedLate_comeInOrder()
 {
     FakeBus query;
     FakeBus receiver(FakeBus::RECEIVER_PORT);
-    const QString owner = QStringLiteral("printer");
-    const QList<QVariantMap> states{record(owner, QStringLiteral("a"), 1), record(owner, QStringLiteral("b"), 2),
-                                    record(owner, QStringLiteral("c"), 3)};
+    const QString owner = u"printer"_s;
+    const QList<QVariantMap> states{record(owner, u"a"_s, 1), record(owner, u"b"_s, 2), record(owner, u"c"_s, 3)};
     receiver.willAnswerHandshake(
         [](FakeBus::Peer& peer, const FakeBus::Request&) { peer.send(FakeBus::replyFrame(handshake(), 0)); });
     receiver.willAnswerHandshake([&](FakeBus::Peer& peer, const FakeBus::Request&) {
@@ -335,12 +327,12 @@ void TstStateWatch::changesPushedLate_comeInOrder()
         peer.send(pushedChange(states.at(1)));
         peer.send(pushedChange(states.at(2)));
     });
-    query.willReply(QStringLiteral("subscribe"));
-    query.willReply(QStringLiteral("loadState"), 0, QString(), states.at(0));
-    query.willReply(QStringLiteral("subscribe"));
-    query.willReply(QStringLiteral("loadState"), 0, QString(), states.at(2));
-    query.willReply(QStringLiteral("unsubscribe"));
-    ProgramRun run(watch(QStringLiteral("printer --json")));
+    query.willReply(u"subscribe"_s);
+    query.willReply(u"loadState"_s, 0, QString(), states.at(0));
+    query.willReply(u"subscribe"_s);
+    query.willReply(u"loadState"_s, 0, QString(), states.at(2));
+    query.willReply(u"unsubscribe"_s);
+    ProgramRun run(watch(u"printer --json"_s));
     QVERIFY(run.waitForLines(1));
     receiver.dropConnections();
     QVERIFY(query.waitForRequests(4));
@@ -353,28 +345,26 @@ void TstStateWatch::changesPushedLate_comeInOrder()
 void TstStateWatch::killedBusWithoutMemory_lostStateIsShown()
 {
     BusProcess bus(BusProcess::InMemory);
-    const QString owner = QStringLiteral("printer");
+    const QString owner = u"printer"_s;
     {
         ScriptedClient printer(owner);
-        QVERIFY(save(printer, QStringLiteral("a"), 1));
+        QVERIFY(save(printer, u"a"_s, 1));
     }
-    ProgramRun run(watch(QStringLiteral("printer --json --count 2")));
+    ProgramRun run(watch(u"printer --json --count 2"_s));
     QVERIFY(run.waitForLines(1));
     bus.killHard();
     QVERIFY(bus.start());
     QVERIFY(run.waitForLines(2));
     ScriptedClient printer(owner);
-    QVERIFY(save(printer, QStringLiteral("a"), 1));
+    QVERIFY(save(printer, u"a"_s, 1));
     QCOMPARE(run.status(), 0);
-    QCOMPARE(run.objects(),
-             (QList<QVariantMap>{record(owner, QStringLiteral("a"), 1), noRecord(owner),
-                                 record(owner, QStringLiteral("a"), 1)}));
+    QCOMPARE(run.objects(), (QList<QVariantMap>{record(owner, u"a"_s, 1), noRecord(owner), record(owner, u"a"_s, 1)}));
 }
 
 void TstStateWatch::hungBus_interruptEndsInTime()
 {
     BusProcess bus;
-    ProgramRun run(watch(QStringLiteral("printer --json")));
+    ProgramRun run(watch(u"printer --json"_s));
     QVERIFY(run.waitForLines(1));
     bus.hang();
     run.sendSignal(SIGINT);
@@ -389,11 +379,11 @@ void TstStateWatch::stdoutFails_is1AndUnsubscribes()
 {
     BusProcess bus;
     QProcess reader;
-    ProgramRun run(watch(QStringLiteral("printer")), reader);
-    reader.start(QStringLiteral("head"), {QStringLiteral("-n"), QStringLiteral("2")});
+    ProgramRun run(watch(u"printer"_s), reader);
+    reader.start(u"head"_s, {u"-n"_s, u"2"_s});
     QVERIFY(reader.waitForFinished());
-    ScriptedClient printer(QStringLiteral("printer"));
-    QVERIFY(save(printer, QStringLiteral("a"), 1));
+    ScriptedClient printer(u"printer"_s);
+    QVERIFY(save(printer, u"a"_s, 1));
     QCOMPARE(run.status(), 1);
     QCOMPARE(run.err(), QByteArray("tarvexctl: cannot write to stdout: Broken pipe\n"));
     QCOMPARE(bus.subscriptions(), QStringList());

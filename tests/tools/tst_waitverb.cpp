@@ -1,5 +1,6 @@
 #include "busprocess.h"
 #include "fakebus.h"
+#include "literals.h"
 #include "programrun.h"
 
 #include <QElapsedTimer>
@@ -28,7 +29,7 @@ private Q_SLOTS:
 void TstWaitVerb::busIsThere_is0AndSilent()
 {
     FakeBus bus;
-    ProgramRun run({QStringLiteral("wait")});
+    ProgramRun run({u"wait"_s});
     QCOMPARE(run.status(), 0);
     QCOMPARE(run.out(), QByteArray());
     QCOMPARE(run.err(), QByteArray());
@@ -39,15 +40,15 @@ void TstWaitVerb::busIsThere_is0AndSilent()
 void TstWaitVerb::busIsThere_asJson_isOneObject()
 {
     FakeBus bus;
-    ProgramRun run({QStringLiteral("wait"), QStringLiteral("--json")});
+    ProgramRun run({u"wait"_s, u"--json"_s});
     QCOMPARE(run.status(), 0);
-    QCOMPARE(run.objects(), (QList<QVariantMap>{{{QStringLiteral("done"), QStringLiteral("wait")}}}));
+    QCOMPARE(run.objects(), (QList<QVariantMap>{{{u"done"_s, u"wait"_s}}}));
     QCOMPARE(run.err(), QByteArray());
 }
 
 void TstWaitVerb::busComesLater_isWaitedFor()
 {
-    ProgramRun run({QStringLiteral("wait")});
+    ProgramRun run({u"wait"_s});
     BusProcess bus(BusProcess::InMemory);
     QCOMPARE(run.status(), 0);
     QCOMPARE(run.out(), QByteArray());
@@ -60,7 +61,7 @@ void TstWaitVerb::busStartsToAnswerLater_isWaitedFor()
     bus.willRefuseHandshake(3);
     bus.willAnswerHandshake([](FakeBus::Peer& peer, const FakeBus::Request&) { peer.close(); });
     bus.willAnswerHandshake([](FakeBus::Peer& peer, const FakeBus::Request&) { peer.send("HTTP/1.1 400\r\n"); });
-    ProgramRun run({QStringLiteral("wait")});
+    ProgramRun run({u"wait"_s});
     QCOMPARE(run.status(), 0);
     QCOMPARE(run.err(), QByteArray());
     QCOMPARE(bus.handshakes().size(), 4);
@@ -83,8 +84,7 @@ void TstWaitVerb::timeOut_is4AndTellsWhatWasSeen()
         stranger = std::make_unique<FakeBus>();
         stranger->willGreet(greeting);
     }
-    ProgramRun run(
-        {QStringLiteral("--json"), QStringLiteral("wait"), QStringLiteral("--timeout"), QStringLiteral("1")});
+    ProgramRun run({u"--json"_s, u"wait"_s, u"--timeout"_s, u"1"_s});
     QCOMPARE(run.status(), 4);
     QCOMPARE(run.out(), QByteArray());
     QVERIFY2(run.err().startsWith("tarvexctl: no bus has answered within 1 s: "), run.err().constData());
@@ -97,7 +97,7 @@ void TstWaitVerb::busHangs_timeOutIs4()
     bus.hang();
     QElapsedTimer timer;
     timer.start();
-    ProgramRun run({QStringLiteral("wait"), QStringLiteral("--timeout"), QStringLiteral("0.5")});
+    ProgramRun run({u"wait"_s, u"--timeout"_s, u"0.5"_s});
     QCOMPARE(run.status(), 4);
     QVERIFY(timer.elapsed() < 15000); // the library's own wait takes 30 s
     QCOMPARE(run.err(),
@@ -110,7 +110,7 @@ void TstWaitVerb::busHangs_defaultTimeOut_isToldTheSame()
     FakeBus bus;
     bus.willAnswerHandshake([](FakeBus::Peer&, const FakeBus::Request&) {});
     bus.willAnswerHandshake([](FakeBus::Peer&, const FakeBus::Request&) {});
-    ProgramRun run({QStringLiteral("wait")});
+    ProgramRun run({u"wait"_s});
     QCOMPARE(run.status(60000), 4);
     QCOMPARE(run.err(),
              QByteArray("tarvexctl: no bus has answered within 30 s: something is there, but does not answer\n"));
@@ -120,7 +120,7 @@ void TstWaitVerb::interrupted_is130()
 {
     FakeBus bus;
     bus.willAnswerHandshake([](FakeBus::Peer&, const FakeBus::Request&) {});
-    ProgramRun run({QStringLiteral("wait")});
+    ProgramRun run({u"wait"_s});
     QVERIFY(bus.waitForConnections(1));
     run.sendSignal(SIGINT);
     QCOMPARE(run.status(), 130);
@@ -132,8 +132,8 @@ void TstWaitVerb::stdoutFull_isTold()
 {
     FakeBus bus;
     QProcess process;
-    process.setStandardOutputFile(QStringLiteral("/dev/full"));
-    process.start(ProgramRun::program(), {QStringLiteral("--json"), QStringLiteral("wait")});
+    process.setStandardOutputFile(u"/dev/full"_s);
+    process.start(ProgramRun::program(), {u"--json"_s, u"wait"_s});
     QVERIFY(process.waitForFinished());
     QCOMPARE(process.exitCode(), 1);
 }

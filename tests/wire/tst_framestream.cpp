@@ -1,9 +1,11 @@
-#include "framestream.h"
+#include "wire/framestream_p.h"
+
+#include "literals.h"
 
 #include <QTest>
 
-using tarvex::devbus::Frame;
-using tarvex::devbus::FrameStream;
+using tarvex::Frame;
+using tarvex::FrameStream;
 
 namespace {
 
@@ -140,11 +142,11 @@ void TstFrameStream::next_unknownHeader_losesTrack_data()
 {
     QTest::addColumn<QByteArray>("bytes");
     QTest::addColumn<QString>("line");
-    QTest::newRow("lower case") << QByteArray("[-request-]\r\n") << QStringLiteral("[-request-]");
+    QTest::newRow("lower case") << QByteArray("[-request-]\r\n") << u"[-request-]"_s;
     QTest::newRow("empty line") << QByteArray("\r\n") << QString();
-    QTest::newRow("another protocol") << QByteArray("GET / HTTP/1.1\r\n") << QStringLiteral("GET / HTTP/1.1");
-    QTest::newRow("no end in sight") << QByteArray("[-REQUEST-]    ") << QStringLiteral("[-REQUEST-]");
-    QTest::newRow("16 bytes") << QByteArray("[-REPLY-]     \r\n") << QStringLiteral("[-REPLY-]");
+    QTest::newRow("another protocol") << QByteArray("GET / HTTP/1.1\r\n") << u"GET / HTTP/1.1"_s;
+    QTest::newRow("no end in sight") << QByteArray("[-REQUEST-]    ") << u"[-REQUEST-]"_s;
+    QTest::newRow("16 bytes") << QByteArray("[-REPLY-]     \r\n") << u"[-REPLY-]"_s;
     QTest::newRow("zeros") << QByteArray(64, '\0') << QString(15, QChar(0));
 }
 

@@ -1,4 +1,4 @@
-#include "client/bussocket_p.h"
+#include "wire/bussocket_p.h"
 
 #include <QHostAddress>
 #include <QThread>

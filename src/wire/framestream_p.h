@@ -1,10 +1,10 @@
-#ifndef FRAMESTREAM_H
-#define FRAMESTREAM_H
+#ifndef FRAMESTREAM_P_H
+#define FRAMESTREAM_P_H
 
 #include <QByteArray>
 #include <QString>
 
-namespace tarvex::devbus {
+namespace tarvex {
 
 /// One frame as it came, its payload still encoded.
 struct Frame
@@ -57,6 +57,6 @@ private:
     QString m_lostLine;
 };
 
-} // namespace tarvex::devbus
+} // namespace tarvex
 
-#endif // FRAMESTREAM_H
+#endif // FRAMESTREAM_P_H

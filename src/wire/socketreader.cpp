@@ -1,6 +1,6 @@
-#include "client/socketreader_p.h"
+#include "wire/socketreader_p.h"
 
-#include "client/busframe_p.h"
+#include "wire/busframe_p.h"
 
 #include <QElapsedTimer>
 #include <QThread>

@@ -1,9 +1,10 @@
-#include "client/socketreader_p.h"
+#include "wire/socketreader_p.h"
 
-#include "client/busframe_p.h"
 #include "fakebus.h"
 #include "heldclock.h"
+#include "literals.h"
 #include "logcapture.h"
+#include "wire/busframe_p.h"
 
 #include <QElapsedTimer>
 #include <QHostAddress>
@@ -85,7 +86,7 @@ public:
         m_socket = std::make_unique<QTcpSocket>();
         m_socket->connectToHost(QHostAddress(QHostAddress::LocalHost), FakeBus::QUERY_PORT);
         if (m_socket->waitForConnected()) {
-            m_socket->write(FakeBus::requestFrame(QStringLiteral("start"), {}));
+            m_socket->write(FakeBus::requestFrame(u"start"_s, {}));
             m_socket->flush();
         }
     }
@@ -588,10 +589,10 @@ void TstSocketreader::readPayload_peerGone_emitsErrorThenDisconnectedOnce()
     QStringList emitted;
     // By name, as the connections do: Qt emits this one whenever it emits its successor.
     QSignalSpy error(socket, SIGNAL(error(QAbstractSocket::SocketError)));
-    connect(socket, &QTcpSocket::errorOccurred, socket, [&] { emitted.append(QStringLiteral("error")); });
-    connect(socket, &QTcpSocket::disconnected, socket, [&] { emitted.append(QStringLiteral("disconnected")); });
+    connect(socket, &QTcpSocket::errorOccurred, socket, [&] { emitted.append(u"error"_s); });
+    connect(socket, &QTcpSocket::disconnected, socket, [&] { emitted.append(u"disconnected"_s); });
     QCOMPARE(socketreader::readPayload(socket, 5000), QByteArray());
-    const QStringList expected{QStringLiteral("error"), QStringLiteral("disconnected")};
+    const QStringList expected{u"error"_s, u"disconnected"_s};
     QCOMPARE(emitted, expected);
     QCOMPARE(error.count(), 1);
     QCOMPARE(error.constFirst().constFirst().value<QAbstractSocket::SocketError>(),

@@ -1,4 +1,4 @@
-#include "client/busframe_p.h"
+#include "wire/busframe_p.h"
 
 #include "wire/jsonreader_p.h"
 

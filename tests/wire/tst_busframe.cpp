@@ -1,5 +1,6 @@
-#include "client/busframe_p.h"
+#include "wire/busframe_p.h"
 
+#include "literals.h"
 #include "logcapture.h"
 #include "memoryuse.h"
 
@@ -69,7 +70,7 @@ public:
     {
         getrlimit(RLIMIT_AS, &m_former);
 #if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
-        QFile statm(QStringLiteral("/proc/self/statm"));
+        QFile statm(u"/proc/self/statm"_s);
         if (statm.open(QIODevice::ReadOnly)) {
             const rlim_t used = statm.readLine().split(' ').constFirst().toULong() * 4096;
             const rlimit limit{used + room, m_former.rlim_max};
@@ -113,7 +114,7 @@ QString noise(int length)
 QByteArray runPython(const QStringList& arguments, const QByteArray& input)
 {
     QProcess python;
-    python.start(QStringLiteral("python3"), QStringList(QStringLiteral(BUSFRAME_PY)) + arguments);
+    python.start(u"python3"_s, QStringList(QStringLiteral(BUSFRAME_PY)) + arguments);
     python.write(input);
     python.closeWriteChannel();
     if (!python.waitForFinished() || python.exitCode() != 0) {
@@ -169,8 +170,7 @@ private Q_SLOTS:
 
 void TstBusframe::encodeRequest_hasTheThreeParts()
 {
-    const QByteArray frame =
-        busframe::encodeRequest(QStringLiteral("handshake"), {{QStringLiteral("name"), QStringLiteral("printer")}});
+    const QByteArray frame = busframe::encodeRequest(u"handshake"_s, {{u"name"_s, u"printer"_s}});
     const QByteArray payload = payloadOf(frame);
     QCOMPARE(frame, "[-REQUEST-]\r\n" + QByteArray::number(payload.size()) + "\r\n" + payload);
     const QByteArray json = R"({"data":{"name":"printer"},"operation":"handshake"})";
@@ -184,14 +184,13 @@ void TstBusframe::encodeRequest_hasTheThreeParts()
 
 void TstBusframe::encodeRequest_withoutData_writesEmptyObject()
 {
-    const QByteArray payload = payloadOf(busframe::encodeRequest(QStringLiteral("x"), {}));
+    const QByteArray payload = payloadOf(busframe::encodeRequest(u"x"_s, {}));
     QCOMPARE(qUncompress(QByteArray::fromBase64(payload)), QByteArray(R"({"data":{},"operation":"x"})"));
 }
 
 void TstBusframe::encodeReply_carriesResult()
 {
-    const QByteArray frame =
-        busframe::encodeReply(QStringLiteral("saveState"), 65535, QStringLiteral("Incorret request size"), {});
+    const QByteArray frame = busframe::encodeReply(u"saveState"_s, 65535, u"Incorret request size"_s, {});
     QVERIFY(frame.startsWith("[-REPLY-]\r\n"));
     QCOMPARE(qUncompress(QByteArray::fromBase64(payloadOf(frame))),
              QByteArray(R"({"data":{},"operation":"saveState",)"
@@ -202,8 +201,8 @@ void TstBusframe::encode_isReadByPython_data()
 {
     QTest::addColumn<QString>("text");
     QTest::newRow("empty") << QString();
-    QTest::newRow("one byte") << QStringLiteral("a");
-    QTest::newRow("not ASCII") << QStringLiteral("B\u00fccher \u20ac \U0001f3ab \"quoted\" \\ \n\t");
+    QTest::newRow("one byte") << u"a"_s;
+    QTest::newRow("not ASCII") << u"B\u00fccher \u20ac \U0001f3ab \"quoted\" \\ \n\t"_s;
     QTest::newRow("64 KiB") << noise(65536);
     QTest::newRow("200 kB") << noise(200000);
     QTest::newRow("5 MB") << noise(5000000);
@@ -212,16 +211,13 @@ void TstBusframe::encode_isReadByPython_data()
 void TstBusframe::encode_isReadByPython()
 {
     QFETCH(QString, text);
-    const QVariantMap data{{QStringLiteral("text"), text}, {QStringLiteral("number"), 7}};
-    const QByteArray output =
-        runPython({QStringLiteral("decode")}, busframe::encodeReply(QStringLiteral("op"), 512, text.left(9), data));
+    const QVariantMap data{{u"text"_s, text}, {u"number"_s, 7}};
+    const QByteArray output = runPython({u"decode"_s}, busframe::encodeReply(u"op"_s, 512, text.left(9), data));
     const QVariantMap read = QJsonDocument::fromJson(output).object().toVariantMap();
-    QCOMPARE(read.value(QStringLiteral("header")).toString(), QStringLiteral("[-REPLY-]"));
-    const QVariantMap result{{QStringLiteral("code"), 512.0}, {QStringLiteral("description"), text.left(9)}};
-    const QVariantMap envelope{{QStringLiteral("operation"), QStringLiteral("op")},
-                               {QStringLiteral("data"), data},
-                               {QStringLiteral("result"), result}};
-    QCOMPARE(read.value(QStringLiteral("envelope")).toMap(), envelope);
+    QCOMPARE(read.value(u"header"_s).toString(), u"[-REPLY-]"_s);
+    const QVariantMap result{{u"code"_s, 512.0}, {u"description"_s, text.left(9)}};
+    const QVariantMap envelope{{u"operation"_s, u"op"_s}, {u"data"_s, data}, {u"result"_s, result}};
+    QCOMPARE(read.value(u"envelope"_s).toMap(), envelope);
 }
 
 void TstBusframe::decode_readsPython_data()
@@ -232,10 +228,9 @@ void TstBusframe::decode_readsPython_data()
 void TstBusframe::decode_readsPython()
 {
     QFETCH(QString, text);
-    const QVariantMap envelope{{QStringLiteral("operation"), QStringLiteral("op")},
-                               {QStringLiteral("data"), QVariantMap{{QStringLiteral("text"), text}}}};
+    const QVariantMap envelope{{u"operation"_s, u"op"_s}, {u"data"_s, QVariantMap{{u"text"_s, text}}}};
     const QByteArray frame =
-        runPython({QStringLiteral("encode"), QStringLiteral("request")},
+        runPython({u"encode"_s, u"request"_s},
                   QJsonDocument(QJsonObject::fromVariantMap(envelope)).toJson(QJsonDocument::Compact));
     QVERIFY(frame.startsWith("[-REQUEST-]\r\n"));
     const busframe::Decoded decoded = busframe::decodePayload(payloadOf(frame));
@@ -248,11 +243,9 @@ void TstBusframe::decode_literalPayload()
 {
     const busframe::Decoded decoded = busframe::decodePayload(GOLDEN_REPLY);
     QVERIFY(decoded.isValid);
-    const QVariantMap result{{QStringLiteral("code"), 5.0},
-                             {QStringLiteral("description"), QStringLiteral("There are no settings for client")}};
-    QCOMPARE(decoded.envelope.value(QStringLiteral("result")).toMap(), result);
-    QCOMPARE(decoded.envelope.value(QStringLiteral("data")).toMap().value(QStringLiteral("name")).toString(),
-             QStringLiteral("B\u00fccher \u20ac"));
+    const QVariantMap result{{u"code"_s, 5.0}, {u"description"_s, u"There are no settings for client"_s}};
+    QCOMPARE(decoded.envelope.value(u"result"_s).toMap(), result);
+    QCOMPARE(decoded.envelope.value(u"data"_s).toMap().value(u"name"_s).toString(), u"B\u00fccher \u20ac"_s);
 }
 
 void TstBusframe::decode_notAnObject_givesEmptyEnvelope()
@@ -267,8 +260,8 @@ void TstBusframe::decode_undecodable_saysWhy_data()
     QTest::addColumn<QByteArray>("payload");
     QTest::addColumn<QString>("errorText");
     QTest::addColumn<QByteArray>("json");
-    const QString nothing = QStringLiteral("illegal value");
-    const QByteArray truncated = zlibStream(QJsonDocument(QJsonObject{{QStringLiteral("x"), noise(90000)}}).toJson());
+    const QString nothing = u"illegal value"_s;
+    const QByteArray truncated = zlibStream(QJsonDocument(QJsonObject{{u"x"_s, noise(90000)}}).toJson());
     QTest::newRow("empty") << QByteArray() << nothing << QByteArray();
     QTest::newRow("no base64") << QByteArray("\x01\x02!!") << nothing << QByteArray();
     QTest::newRow("shorter than a prefix") << QByteArray("AAA=") << nothing << QByteArray();
@@ -278,9 +271,8 @@ void TstBusframe::decode_undecodable_saysWhy_data()
     QTest::newRow("large, no zlib stream") << block(9, QByteArray(100000, 'x')).toBase64() << nothing << QByteArray();
     QTest::newRow("large, truncated") << block(90000, truncated.chopped(100)).toBase64() << nothing << QByteArray();
     QTest::newRow("empty text") << qCompress(QByteArray("")).toBase64() << nothing << QByteArray();
-    QTest::newRow("no JSON") << qCompress("plain words").toBase64() << QStringLiteral("illegal value")
-                             << QByteArray("plain words");
-    QTest::newRow("unterminated") << qCompress("{\"a\":[]").toBase64() << QStringLiteral("unterminated object")
+    QTest::newRow("no JSON") << qCompress("plain words").toBase64() << u"illegal value"_s << QByteArray("plain words");
+    QTest::newRow("unterminated") << qCompress("{\"a\":[]").toBase64() << u"unterminated object"_s
                                   << QByteArray("{\"a\":[]");
 }
 
@@ -312,7 +304,7 @@ void TstBusframe::decode_lyingPrefix_isSeenThrough()
 {
     QFETCH(quint32, prefix);
     QFETCH(int, length);
-    const QByteArray json = QJsonDocument(QJsonObject{{QStringLiteral("x"), noise(length)}}).toJson();
+    const QByteArray json = QJsonDocument(QJsonObject{{u"x"_s, noise(length)}}).toJson();
     const QByteArray payload = block(prefix, zlibStream(json)).toBase64();
     const AddressSpaceLimit limit(100UL << 20);
     const busframe::Decoded decoded = busframe::decodePayload(payload);
@@ -335,7 +327,7 @@ void TstBusframe::decode_atTheBound()
     QFETCH(bool, valid);
     // Blanks around an empty object are valid JSON of any size; noise in front makes the block too large for
     // qUncompress.
-    const QByteArray head = QJsonDocument(QJsonObject{{QStringLiteral("x"), noise(60000)}}).toJson();
+    const QByteArray head = QJsonDocument(QJsonObject{{u"x"_s, noise(60000)}}).toJson();
     const QByteArray json = head + QByteArray(size - head.size(), ' ');
     const busframe::Decoded decoded = busframe::decodePayload(block(quint32(json.size()), zlibStream(json)).toBase64());
     QCOMPARE(decoded.isValid, valid);
@@ -353,14 +345,14 @@ void TstBusframe::decode_bombOfOneGiB_isRefusedCheaply()
     const qint64 elapsed = timer.elapsed();
     const long grown = peakMemoryKiB() - before;
     QVERIFY(!decoded.isValid);
-    QCOMPARE(decoded.errorText, QStringLiteral("illegal value"));
+    QCOMPARE(decoded.errorText, u"illegal value"_s);
     qInfo("a bomb of 1 GiB in %d bytes: %lld ms, %ld KiB", payload.size(), elapsed, grown);
     QVERIFY2(grown < 256L * 1024, "inflated beyond the bound");
 }
 
 void TstBusframe::decode_largeBlock_trailingBytesAreIgnored()
 {
-    const QByteArray json = QJsonDocument(QJsonObject{{QStringLiteral("x"), noise(90000)}}).toJson();
+    const QByteArray json = QJsonDocument(QJsonObject{{u"x"_s, noise(90000)}}).toJson();
     const busframe::Decoded decoded =
         busframe::decodePayload(block(quint32(json.size()), zlibStream(json) + "trailing").toBase64());
     QVERIFY(decoded.isValid);
@@ -378,7 +370,7 @@ void TstBusframe::decode_tooManyValues_isRefusedCheaply()
     const busframe::Decoded decoded = busframe::decodePayload(payload);
     const qint64 grown = peak.grown();
     QVERIFY(!decoded.isValid);
-    QCOMPARE(decoded.errorText, QStringLiteral("too large document"));
+    QCOMPARE(decoded.errorText, u"too large document"_s);
     QVERIFY(decoded.envelope.isEmpty());
     QVERIFY(decoded.json.startsWith("[0,0,"));
     qInfo("%lld KiB", grown);
@@ -413,9 +405,8 @@ void TstBusframe::decode_repeatedKey_lastCounts()
     const QByteArray json = R"({"data":{"a":[1]},"operation":"x","data":{"b":2},"\u0064ata":{"c":{"d":[3],"d":[4]}}})";
     const busframe::Decoded decoded = busframe::decodePayload(qCompress(json).toBase64());
     QVERIFY(decoded.isValid);
-    const QVariantMap counting{{QStringLiteral("d"), QVariantList{4}}};
-    const QVariantMap envelope{{QStringLiteral("data"), QVariantMap{{QStringLiteral("c"), counting}}},
-                               {QStringLiteral("operation"), QStringLiteral("x")}};
+    const QVariantMap counting{{u"d"_s, QVariantList{4}}};
+    const QVariantMap envelope{{u"data"_s, QVariantMap{{u"c"_s, counting}}}, {u"operation"_s, u"x"_s}};
     QCOMPARE(decoded.envelope, envelope);
     QCOMPARE(decoded.json, json);
 }
@@ -436,8 +427,8 @@ void TstBusframe::decode_repeatedKey_leavesNothingBehind()
 
 void TstBusframe::lineText_isSimplified()
 {
-    QCOMPARE(busframe::lineText("  [-REPLY-] \r\n"), QStringLiteral("[-REPLY-]"));
-    QCOMPARE(busframe::lineText("\xe9 \t b\r\n"), QStringLiteral("\u00e9 b"));
+    QCOMPARE(busframe::lineText("  [-REPLY-] \r\n"), u"[-REPLY-]"_s);
+    QCOMPARE(busframe::lineText("\xe9 \t b\r\n"), u"\u00e9 b"_s);
     QCOMPARE(busframe::lineText({}), QString());
 }
 
@@ -445,12 +436,12 @@ void TstBusframe::resultCode_keepsLow16Bits_data()
 {
     QTest::addColumn<QVariantMap>("result");
     QTest::addColumn<int>("code");
-    const QString key = QStringLiteral("code");
+    const QString key = u"code"_s;
     QTest::newRow("missing") << QVariantMap() << 0;
     QTest::newRow("zero") << QVariantMap{{key, 0}} << 0;
     QTest::newRow("number from JSON") << QVariantMap{{key, 512.0}} << 512;
-    QTest::newRow("text") << QVariantMap{{key, QStringLiteral("5")}} << 5;
-    QTest::newRow("words") << QVariantMap{{key, QStringLiteral("five")}} << 0;
+    QTest::newRow("text") << QVariantMap{{key, u"5"_s}} << 5;
+    QTest::newRow("words") << QVariantMap{{key, u"five"_s}} << 0;
     QTest::newRow("65536") << QVariantMap{{key, 65536}} << 0;
     QTest::newRow("65541") << QVariantMap{{key, 65541}} << 5;
 }

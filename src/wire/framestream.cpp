@@ -1,10 +1,10 @@
-#include "framestream.h"
+#include "wire/framestream_p.h"
 
-#include "client/busframe_p.h"
+#include "wire/busframe_p.h"
 
 #include <utility>
 
-namespace tarvex::devbus {
+namespace tarvex {
 
 namespace {
 
@@ -117,4 +117,4 @@ void FrameStream::lose(State state, const QString& line)
     m_progress = true;
 }
 
-} // namespace tarvex::devbus
+} // namespace tarvex

@@ -5,6 +5,7 @@
 #include "storage.h"
 #include "values.h"
 #include "wire/busframe_p.h"
+#include "wire/busterms_p.h"
 
 #include <QTcpSocket>
 
@@ -15,8 +16,6 @@ namespace tarvex::devbus {
 
 namespace {
 
-const QLatin1String OPERATION_HANDSHAKE("handshake");
-const QLatin1String KEY_NAME("name");
 constexpr int STORAGE_WARNING_INTERVAL_MS = 60000;
 
 } // namespace
@@ -116,7 +115,7 @@ void BusServer::dropConnections(const QString& client)
 
 bool BusServer::openPorts()
 {
-    return listen(m_queryServer, QUERY_PORT) && listen(m_receiverServer, RECEIVER_PORT);
+    return listen(m_queryServer, busterms::QUERY_PORT) && listen(m_receiverServer, busterms::RECEIVER_PORT);
 }
 
 void BusServer::closePorts()
@@ -217,7 +216,7 @@ void BusServer::onRequest(BusConnection* connection, const QVariantMap& envelope
 {
     const QVariant operation = envelope.value(busframe::KEY_OPERATION);
     const QVariantMap data = envelope.value(busframe::KEY_DATA).toMap();
-    if (operation.toString() == OPERATION_HANDSHAKE) {
+    if (operation.toString() == busterms::OPERATION_HANDSHAKE) {
         handshake(connection, data);
     } else if (!connection->isIntroduced()) {
         answer(connection, operation.toString(), data, TarvexError(TarvexError::UnregisteredClient));
@@ -251,12 +250,12 @@ void BusServer::handleRequest(BusConnection* connection, const QString& operatio
 
 void BusServer::handshake(BusConnection* connection, const QVariantMap& data)
 {
-    const QVariant name = data.value(KEY_NAME);
+    const QVariant name = data.value(busterms::KEY_NAME);
     if (!isName(name)) {
-        answer(connection, OPERATION_HANDSHAKE, data, TarvexError(TarvexError::IncorrectRequestData));
+        answer(connection, busterms::OPERATION_HANDSHAKE, data, TarvexError(TarvexError::IncorrectRequestData));
         return;
     }
-    if (meetsFault(connection, name.toString(), OPERATION_HANDSHAKE, data)) {
+    if (meetsFault(connection, name.toString(), busterms::OPERATION_HANDSHAKE, data)) {
         return;
     }
     const bool isReceiver = connection->port() == BusConnection::Port::Receiver;
@@ -270,7 +269,7 @@ void BusServer::handshake(BusConnection* connection, const QVariantMap& data)
     }
     m_seenNames.add(name.toString());
     connection->introduce(name.toString());
-    answer(connection, OPERATION_HANDSHAKE, data, TarvexError());
+    answer(connection, busterms::OPERATION_HANDSHAKE, data, TarvexError());
     if (isReceiver) {
         m_delivery->attach(connection);
     }

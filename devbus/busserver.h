@@ -40,8 +40,6 @@ class BusServer : public QObject
 {
     Q_OBJECT
 public:
-    static constexpr quint16 QUERY_PORT = 45535;
-    static constexpr quint16 RECEIVER_PORT = 45537;
     /// Further connections are closed at once.
     static constexpr int MAX_CONNECTIONS = 256;
 

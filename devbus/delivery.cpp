@@ -4,9 +4,8 @@
 #include "outbox.h"
 #include "printable.h"
 #include "storage.h"
+#include "wire/busterms_p.h"
 
-#include <QJsonDocument>
-#include <QJsonObject>
 #include <QUuid>
 
 #include <utility>
@@ -17,10 +16,9 @@ namespace {
 
 Message commandMessage(const QString& sender, const QString& command, const QVariantMap& data)
 {
-    const QVariantMap text{{QStringLiteral("cmd"), command}, {QStringLiteral("data"), data}};
     Message message;
     message.setSender(sender);
-    message.setMessage(QString::fromUtf8(QJsonDocument::fromVariant(text).toJson(QJsonDocument::Compact)));
+    message.setMessage(busterms::commandText(command, data));
     message.setUid(Delivery::freshUid());
     return message;
 }
@@ -66,15 +64,15 @@ bool Delivery::postMessage(Message message)
         message.setUid(freshUid());
     }
     if (message.reciever().isEmpty()) {
-        return postToSubscribers(message.sender(), OpenMessages, message, false);
+        return postToSubscribers(message.sender(), busterms::OpenMessages, message, false);
     }
     return post(message.reciever(), message);
 }
 
 bool Delivery::postState(const ClientState& state)
 {
-    const Message message = commandMessage(state.owner(), QStringLiteral("stateChanged"), state.toVariantMap());
-    return postToSubscribers(state.owner(), StateChanges, message, true);
+    const Message message = commandMessage(state.owner(), busterms::COMMAND_STATE_CHANGED, state.toVariantMap());
+    return postToSubscribers(state.owner(), busterms::StateChanges, message, true);
 }
 
 bool Delivery::postSettingsChange(const QString& sender, const ClientSettings& settings)
@@ -82,7 +80,7 @@ bool Delivery::postSettingsChange(const QString& sender, const ClientSettings& s
     if (!settings.mailOwner()) {
         return true;
     }
-    Message message = commandMessage(sender, QStringLiteral("updateSettings"), {});
+    Message message = commandMessage(sender, busterms::COMMAND_UPDATE_SETTINGS, {});
     message.setReciever(settings.owner());
     return post(settings.owner(), message);
 }
@@ -134,7 +132,7 @@ bool Delivery::post(const QString& client, const Message& message)
 }
 
 /// With \a isAddressed each copy names its subscriber as the addressee.
-bool Delivery::postToSubscribers(const QString& publisher, Goal goal, Message message, bool isAddressed)
+bool Delivery::postToSubscribers(const QString& publisher, busterms::Goal goal, Message message, bool isAddressed)
 {
     QStringList clients;
     if (!m_storage.subscribers(publisher, goal, clients)) {

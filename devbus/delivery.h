@@ -5,6 +5,7 @@
 #include "records/clientstate.h"
 #include "records/message.h"
 #include "records/tarvexerror.h"
+#include "wire/busterms_p.h"
 
 #include <QHash>
 #include <QMap>
@@ -25,12 +26,6 @@ class Delivery : public QObject
 {
     Q_OBJECT
 public:
-    /// The goals of a subscription; 3 is both.
-    enum Goal {
-        StateChanges = 1, ///< What the publisher saves as its state.
-        OpenMessages = 2, ///< What the publisher sends to nobody in particular.
-    };
-
     /// At most \a keep messages are kept for a client that is away: when it leaves, and with each message that comes
     /// for it meanwhile, the oldest are dropped. A client that is present loses nothing, however far behind it is.
     Delivery(Storage& storage, int keep, int resendMs, QObject* parent);
@@ -67,7 +62,7 @@ Q_SIGNALS:
 
 private:
     bool post(const QString& client, const Message& message);
-    bool postToSubscribers(const QString& publisher, Goal goal, Message message, bool isAddressed);
+    bool postToSubscribers(const QString& publisher, busterms::Goal goal, Message message, bool isAddressed);
 
     Storage& m_storage;
     const int m_keep;

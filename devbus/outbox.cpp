@@ -2,21 +2,9 @@
 
 #include "storage.h"
 #include "wire/busframe_p.h"
+#include "wire/busterms_p.h"
 
 namespace tarvex::devbus {
-
-namespace {
-
-const QLatin1String KEY_SENDER("sender");
-const QLatin1String KEY_RECIEVER("reciever"); // the bus's own spelling
-const QLatin1String KEY_UID("uid");
-
-QString sendMessageOperation()
-{
-    return QStringLiteral("sendMessage");
-}
-
-} // namespace
 
 Outbox::Outbox(BusConnection* connection, Storage& storage, int resendMs, QObject* parent)
     : QObject(parent), m_connection(connection), m_storage(storage), m_resendMs(resendMs)
@@ -52,16 +40,16 @@ void Outbox::stop()
 
 void Outbox::acknowledge(const QVariantMap& envelope)
 {
-    if (envelope.value(busframe::KEY_OPERATION).toString() != sendMessageOperation()
+    if (envelope.value(busframe::KEY_OPERATION).toString() != busterms::OPERATION_SEND_MESSAGE
         || busframe::resultCode(envelope.value(busframe::KEY_RESULT).toMap()) != 0) {
         return;
     }
     const QVariantMap data = envelope.value(busframe::KEY_DATA).toMap();
-    const QString uid = data.value(KEY_UID).toString();
+    const QString uid = data.value(busterms::KEY_ACKNOWLEDGED_UID).toString();
     QList<qint64> ids;
     for (const Pushed& pushed : m_pushed) {
-        if (!pushed.isAcknowledged && pushed.uid == uid && pushed.sender == data.value(KEY_SENDER).toString()
-            && pushed.reciever == data.value(KEY_RECIEVER).toString()) {
+        if (!pushed.isAcknowledged && pushed.uid == uid && pushed.sender == data.value(busterms::KEY_SENDER).toString()
+            && pushed.reciever == data.value(busterms::KEY_RECIEVER).toString()) {
             ids.append(pushed.id);
         }
     }
@@ -77,7 +65,8 @@ void Outbox::acknowledge(const QVariantMap& envelope)
 
 bool Outbox::hasRoom() const
 {
-    return m_unacknowledged < MAX_UNACKNOWLEDGED && m_pushed.size() < MAX_SPAN && !m_connection->isCongested();
+    return m_unacknowledged < busterms::MAX_UNACKNOWLEDGED && m_pushed.size() < busterms::MAX_PUSHED_SPAN
+        && !m_connection->isCongested();
 }
 
 bool Outbox::isLate(const Pushed& pushed) const
@@ -116,7 +105,7 @@ Outbox::Result Outbox::pushAgain(Pushed& pushed)
     if (stored.id == 0) {
         return NothingLeft;
     }
-    m_connection->sendRequest(sendMessageOperation(), stored.message.toVariantMap());
+    m_connection->sendRequest(busterms::OPERATION_SEND_MESSAGE, stored.message.toVariantMap());
     pushed.pushedAtMs = m_clock.elapsed();
     return Done;
 }
@@ -136,7 +125,7 @@ Outbox::Result Outbox::pushNext()
     m_pushed.push_back({stored.id, message.sender(), message.reciever(), message.uid(), m_clock.elapsed(), false});
     ++m_unacknowledged;
     m_lastId = stored.id;
-    m_connection->sendRequest(sendMessageOperation(), message.toVariantMap());
+    m_connection->sendRequest(busterms::OPERATION_SEND_MESSAGE, message.toVariantMap());
     return Done;
 }
 

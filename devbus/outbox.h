@@ -18,17 +18,12 @@ class Storage;
 /// The way of the stored messages to one client that is present: pushes them in order over its receiver connection,
 /// and removes each when the client has acknowledged it.
 ///
-/// The client takes a message that comes again for a repeat as long as it is among the last 100 that it got. So only a
-/// few are under way at a time, and none falls so far behind that the client would have forgotten it.
+/// Only a few are under way at a time, because the client recognises a repeated message only as long as it remembers
+/// it: see REMEMBERED_MESSAGES in busterms_p.h.
 class Outbox : public QObject
 {
     Q_OBJECT
 public:
-    /// So many messages are pushed and not acknowledged at most.
-    static constexpr int MAX_UNACKNOWLEDGED = 64;
-    /// So many messages, acknowledged or not, follow the oldest unacknowledged one at most, itself included.
-    static constexpr int MAX_SPAN = 99;
-
     /// Starts from the oldest message that is stored for the client. An unacknowledged message is pushed again after
     /// \a resendMs.
     Outbox(BusConnection* connection, Storage& storage, int resendMs, QObject* parent);

@@ -4,6 +4,7 @@
 #include "storage.h"
 #include "values.h"
 #include "wire/busframe_p.h"
+#include "wire/busterms_p.h"
 
 #include <QHash>
 
@@ -12,17 +13,6 @@
 namespace tarvex::devbus {
 
 namespace {
-
-const QLatin1String KEY_OWNER("owner");
-const QLatin1String KEY_OWNERS("owners");
-const QLatin1String KEY_PUBLISHERS("publishers");
-const QLatin1String KEY_NAME("name");
-const QLatin1String KEY_GOAL("goal");
-const QLatin1String KEY_SETTINGS("settings");
-const QLatin1String KEY_SETTINGS_LIST("settingsList");
-const QLatin1String KEY_MESSAGE("message");
-const QLatin1String KEY_RECIEVER("reciever"); // the bus's own spelling
-const QLatin1String KEY_UID("UID");
 
 /// Room for the rest of the envelope beside the settings.
 constexpr int MAX_SETTINGS_LIST_SIZE = busframe::MAX_ENVELOPE_SIZE - 1024;
@@ -58,10 +48,10 @@ bool readSubscriptions(const QVariant& value, QList<Subscription>& subscriptions
     }
     for (const QVariant& publisher : publishers) {
         const QVariantMap entry = publisher.toMap();
-        if (!isName(entry.value(KEY_NAME)) || !isGoal(entry.value(KEY_GOAL))) {
+        if (!isName(entry.value(busterms::KEY_NAME)) || !isGoal(entry.value(busterms::KEY_GOAL))) {
             return false;
         }
-        subscriptions.append({entry.value(KEY_NAME).toString(), entry.value(KEY_GOAL).toInt()});
+        subscriptions.append({entry.value(busterms::KEY_NAME).toString(), entry.value(busterms::KEY_GOAL).toInt()});
     }
     return true;
 }
@@ -96,15 +86,15 @@ QueryService::Answer QueryService::handle(const QString& client, const QString& 
 {
     using Handler = Answer (QueryService::*)(const QString&, const QVariantMap&);
     static const QHash<QString, Handler> handlers{
-        {QStringLiteral("saveState"), &QueryService::saveState},
-        {QStringLiteral("loadState"), &QueryService::loadState},
-        {QStringLiteral("saveSettings"), &QueryService::saveSettings},
-        {QStringLiteral("loadSettings"), &QueryService::loadSettings},
-        {QStringLiteral("loadSettingsList"), &QueryService::loadSettingsList},
-        {QStringLiteral("removeSettings"), &QueryService::removeSettings},
-        {QStringLiteral("subscribe"), &QueryService::subscribe},
-        {QStringLiteral("unsubscribe"), &QueryService::unsubscribe},
-        {QStringLiteral("sendMessage"), &QueryService::sendMessage},
+        {busterms::OPERATION_SAVE_STATE, &QueryService::saveState},
+        {busterms::OPERATION_LOAD_STATE, &QueryService::loadState},
+        {busterms::OPERATION_SAVE_SETTINGS, &QueryService::saveSettings},
+        {busterms::OPERATION_LOAD_SETTINGS, &QueryService::loadSettings},
+        {busterms::OPERATION_LOAD_SETTINGS_LIST, &QueryService::loadSettingsList},
+        {busterms::OPERATION_REMOVE_SETTINGS, &QueryService::removeSettings},
+        {busterms::OPERATION_SUBSCRIBE, &QueryService::subscribe},
+        {busterms::OPERATION_UNSUBSCRIBE, &QueryService::unsubscribe},
+        {busterms::OPERATION_SEND_MESSAGE, &QueryService::sendMessage},
     };
     const Handler handler = handlers.value(operation);
     if (!handler) {
@@ -115,7 +105,7 @@ QueryService::Answer QueryService::handle(const QString& client, const QString& 
 
 QueryService::Answer QueryService::saveState(const QString&, const QVariantMap& data)
 {
-    if (!isName(data.value(KEY_OWNER))) {
+    if (!isName(data.value(busterms::KEY_OWNER))) {
         return malformed();
     }
     const ClientState state = ClientState::fromVariantMap(data);
@@ -124,12 +114,12 @@ QueryService::Answer QueryService::saveState(const QString&, const QVariantMap& 
 
 QueryService::Answer QueryService::loadState(const QString&, const QVariantMap& data)
 {
-    if (!isName(data.value(KEY_OWNER))) {
+    if (!isName(data.value(busterms::KEY_OWNER))) {
         return malformed();
     }
     QVariantMap state;
-    TarvexError error =
-        m_storage.database().read([&] { return m_storage.loadState(data.value(KEY_OWNER).toString(), state); });
+    TarvexError error = m_storage.database().read(
+        [&] { return m_storage.loadState(data.value(busterms::KEY_OWNER).toString(), state); });
     if (error.error() == TarvexError::NoError && state.isEmpty()) {
         error = TarvexError(TarvexError::NoSettingsForClient, QStringLiteral("There is no state for client"));
     }
@@ -139,8 +129,8 @@ QueryService::Answer QueryService::loadState(const QString&, const QVariantMap& 
 QueryService::Answer QueryService::saveSettings(const QString& client, const QVariantMap& data)
 {
     const ClientSettings settings = ClientSettings::fromVariantMap(data);
-    const bool isListed = !data.contains(KEY_SETTINGS) || isList(data.value(KEY_SETTINGS));
-    if (!isName(data.value(KEY_OWNER)) || !settings.isValid() || !isListed) {
+    const bool isListed = !data.contains(busterms::KEY_SETTINGS) || isList(data.value(busterms::KEY_SETTINGS));
+    if (!isName(data.value(busterms::KEY_OWNER)) || !settings.isValid() || !isListed) {
         return malformed();
     }
     return {m_delivery.write(
@@ -150,12 +140,12 @@ QueryService::Answer QueryService::saveSettings(const QString& client, const QVa
 
 QueryService::Answer QueryService::loadSettings(const QString&, const QVariantMap& data)
 {
-    if (!isName(data.value(KEY_OWNER))) {
+    if (!isName(data.value(busterms::KEY_OWNER))) {
         return malformed();
     }
     QByteArray settings;
-    TarvexError error =
-        m_storage.database().read([&] { return m_storage.loadSettings(data.value(KEY_OWNER).toString(), settings); });
+    TarvexError error = m_storage.database().read(
+        [&] { return m_storage.loadSettings(data.value(busterms::KEY_OWNER).toString(), settings); });
     if (error.error() == TarvexError::NoError && settings.isEmpty()) {
         error = TarvexError(TarvexError::NoSettingsForClient);
     }
@@ -165,7 +155,7 @@ QueryService::Answer QueryService::loadSettings(const QString&, const QVariantMa
 QueryService::Answer QueryService::loadSettingsList(const QString&, const QVariantMap& data)
 {
     QStringList owners;
-    if (!readOwners(data.value(KEY_OWNERS), owners)) {
+    if (!readOwners(data.value(busterms::KEY_OWNERS), owners)) {
         return malformed();
     }
     QVariantList list;
@@ -191,17 +181,17 @@ QueryService::Answer QueryService::loadSettingsList(const QString&, const QVaria
     }
     // A list in which all are missing is no other case than one in which some are. So a client can tell "there are
     // none" from "they could not be read".
-    return {error, {{KEY_SETTINGS_LIST, list}}};
+    return {error, {{busterms::KEY_SETTINGS_LIST, list}}};
 }
 
 QueryService::Answer QueryService::removeSettings(const QString&, const QVariantMap& data)
 {
-    if (!isName(data.value(KEY_OWNER))) {
+    if (!isName(data.value(busterms::KEY_OWNER))) {
         return malformed();
     }
     bool wasThere = false;
     const TarvexError error = m_storage.database().write(
-        [&] { return m_storage.removeSettings(data.value(KEY_OWNER).toString(), wasThere); });
+        [&] { return m_storage.removeSettings(data.value(busterms::KEY_OWNER).toString(), wasThere); });
     if (error.error() == TarvexError::NoError && !wasThere) {
         return {TarvexError(TarvexError::NoSettingsForClient), {}};
     }
@@ -211,7 +201,7 @@ QueryService::Answer QueryService::removeSettings(const QString&, const QVariant
 QueryService::Answer QueryService::subscribe(const QString& client, const QVariantMap& data)
 {
     QList<Subscription> subscriptions;
-    if (!readSubscriptions(data.value(KEY_PUBLISHERS), subscriptions)) {
+    if (!readSubscriptions(data.value(busterms::KEY_PUBLISHERS), subscriptions)) {
         return malformed();
     }
     return {m_storage.database().write([&] {
@@ -227,7 +217,7 @@ QueryService::Answer QueryService::subscribe(const QString& client, const QVaria
 QueryService::Answer QueryService::unsubscribe(const QString& client, const QVariantMap& data)
 {
     QStringList publishers;
-    if (!readNames(data.value(KEY_PUBLISHERS), publishers)) {
+    if (!readNames(data.value(busterms::KEY_PUBLISHERS), publishers)) {
         return malformed();
     }
     return {m_storage.database().write([&] {
@@ -243,8 +233,8 @@ QueryService::Answer QueryService::unsubscribe(const QString& client, const QVar
 QueryService::Answer QueryService::sendMessage(const QString& client, const QVariantMap& data)
 {
     // A missing identifier is made up for; without an addressee's name, even an empty one, it is no message.
-    const bool hasUid = !data.contains(KEY_UID) || isText(data.value(KEY_UID));
-    if (!isText(data.value(KEY_RECIEVER)) || !isText(data.value(KEY_MESSAGE)) || !hasUid) {
+    const bool hasUid = !data.contains(busterms::KEY_UID) || isText(data.value(busterms::KEY_UID));
+    if (!isText(data.value(busterms::KEY_RECIEVER)) || !isText(data.value(busterms::KEY_MESSAGE)) || !hasUid) {
         return malformed();
     }
     Message message = Message::fromVariantMap(data);

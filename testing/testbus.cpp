@@ -3,9 +3,7 @@
 #include "bushost_p.h"
 #include "delivery.h"
 #include "waitreport_p.h"
-
-#include <QJsonDocument>
-#include <QJsonObject>
+#include "wire/busterms_p.h"
 
 using tarvex::devbus::BusConnection;
 using tarvex::devbus::BusServer;
@@ -22,22 +20,22 @@ QString administrator()
 
 QString saveStateOperation()
 {
-    return QStringLiteral("saveState");
+    return busterms::OPERATION_SAVE_STATE;
 }
 
 QString saveSettingsOperation()
 {
-    return QStringLiteral("saveSettings");
+    return busterms::OPERATION_SAVE_SETTINGS;
 }
 
 QString sendMessageOperation()
 {
-    return QStringLiteral("sendMessage");
+    return busterms::OPERATION_SEND_MESSAGE;
 }
 
 QVariantMap ownedBy(const QString& owner)
 {
-    return {{QStringLiteral("owner"), owner}};
+    return {{busterms::KEY_OWNER, owner}};
 }
 
 bool isSentMessage(const BusRecord::Request& request)
@@ -56,9 +54,9 @@ Message sentMessage(const BusRecord::Request& request)
 /// Without the log lines that TarvexCommand writes about what is no command: here that is nothing unusual.
 std::optional<TarvexCommand> commandOf(const Message& message)
 {
-    const QJsonDocument json = QJsonDocument::fromJson(message.message().toUtf8());
     TarvexCommand command;
-    if (!json.object().contains(QLatin1String("cmd")) || !TarvexCommand::incomingMessageToCmd(message, command)) {
+    if (!busterms::readCommandText(message.message()).isCommand
+        || !TarvexCommand::incomingMessageToCmd(message, command)) {
         return std::nullopt;
     }
     return command;
@@ -85,7 +83,7 @@ WaitReport::Filter isAbout(const QString& owner, const QString& operation)
 {
     return [owner, operation](const BusRecord::Request& request) {
         return request.operation == operation
-            && (request.client == owner || request.data.value(QStringLiteral("owner")).toString() == owner);
+            && (request.client == owner || request.data.value(busterms::KEY_OWNER).toString() == owner);
     };
 }
 
@@ -154,7 +152,8 @@ bool TestBus::waitForClient(const QString& client, int timeoutMs, Connections co
                 && (connections == Connections::Query || record.isConnected(client, BusConnection::Port::Receiver));
         },
         timeoutMs,
-        {QStringLiteral("\"%1\" has not joined the bus").arg(client), isOfClient(client, QStringLiteral("handshake"))});
+        {QStringLiteral("\"%1\" has not joined the bus").arg(client),
+         isOfClient(client, busterms::OPERATION_HANDSHAKE)});
 }
 
 bool TestBus::waitForDisconnected(const QString& client, int timeoutMs)
@@ -218,7 +217,7 @@ bool TestBus::saveState(const ClientState& state)
 std::optional<ClientSettings> TestBus::settings(const QString& owner)
 {
     QVariantMap answer;
-    if (!m_host->perform(administrator(), QStringLiteral("loadSettings"), ownedBy(owner), &answer)) {
+    if (!m_host->perform(administrator(), busterms::OPERATION_LOAD_SETTINGS, ownedBy(owner), &answer)) {
         return std::nullopt;
     }
     return ClientSettings::fromVariantMap(answer);
@@ -227,7 +226,7 @@ std::optional<ClientSettings> TestBus::settings(const QString& owner)
 std::optional<ClientState> TestBus::state(const QString& owner)
 {
     QVariantMap answer;
-    if (!m_host->perform(administrator(), QStringLiteral("loadState"), ownedBy(owner), &answer)) {
+    if (!m_host->perform(administrator(), busterms::OPERATION_LOAD_STATE, ownedBy(owner), &answer)) {
         return std::nullopt;
     }
     return ClientState::fromVariantMap(answer);

@@ -3,9 +3,9 @@
 #include "client/supportedclients.h"
 #include "printable.h"
 #include "records/message.h"
+#include "wire/busterms_p.h"
 
 #include <QJsonDocument>
-#include <QJsonObject>
 
 #include <algorithm>
 
@@ -49,13 +49,13 @@ QString quoted(const QString& name)
 
 bool isSentMessage(const BusRecord::Request& request)
 {
-    return request.operation == QLatin1String("sendMessage");
+    return request.operation == busterms::OPERATION_SEND_MESSAGE;
 }
 
 /// The command in a message, "" when there is none.
 QString commandIn(const Message& message)
 {
-    return QJsonDocument::fromJson(message.message().toUtf8()).object().value(QLatin1String("cmd")).toString();
+    return busterms::readCommandText(message.message()).name;
 }
 
 bool isLogLine(const BusRecord::Request& request)
@@ -65,9 +65,9 @@ bool isLogLine(const BusRecord::Request& request)
     }
     const Message message = Message::fromVariantMap(request.data);
     if (message.reciever() == BUSNAME_LOGGER) {
-        return commandIn(message) == QLatin1String("saveLog");
+        return commandIn(message) == busterms::COMMAND_SAVE_LOG;
     }
-    return message.reciever() == BUSNAME_TERMINAL_GUI && commandIn(message) == QLatin1String("showLogMessage");
+    return message.reciever() == BUSNAME_TERMINAL_GUI && commandIn(message) == busterms::COMMAND_SHOW_LOG_MESSAGE;
 }
 
 QString outcome(int code)
@@ -146,7 +146,7 @@ QString shortened(const QString& text, int maxBytes)
 
 bool WaitReport::isNoise(const BusRecord::Request& request)
 {
-    return (request.operation == QLatin1String("handshake") && request.code == 0) || isLogLine(request);
+    return (request.operation == busterms::OPERATION_HANDSHAKE && request.code == 0) || isLogLine(request);
 }
 
 QString WaitReport::text(const BusRecord& record, int timeoutMs) const

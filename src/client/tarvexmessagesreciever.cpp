@@ -5,6 +5,7 @@
 #include "records/repeatkey_p.h"
 #include "wire/busframe_p.h"
 #include "wire/bussocket_p.h"
+#include "wire/busterms_p.h"
 #include "wire/socketreader_p.h"
 
 #include <QDebug>
@@ -13,17 +14,10 @@
 
 namespace tarvex {
 
-using namespace busframe;
-
 namespace {
 
-/// A server repeats what it has pushed last and has no acknowledgement for: a repeat falls well within these.
-constexpr int REPEAT_CACHE_SIZE = 100;
 /// After so many unknown header lines and abandoned frames in a row the place in the stream is lost for good.
 constexpr int MAX_BAD_FRAMES = 64;
-
-const QLatin1String OPERATION_HANDSHAKE("handshake");
-const QLatin1String OPERATION_SEND_MESSAGE("sendMessage");
 
 } // namespace
 
@@ -31,7 +25,7 @@ TarvexMessagesReciever::TarvexMessagesReciever(const QString& clientName, QObjec
     : QObject(parent)
     , m_socket(new QTcpSocket(this))
     , m_clientName(clientName)
-    , m_repeatCache(REPEAT_CACHE_SIZE)
+    , m_repeatCache(busterms::REMEMBERED_MESSAGES)
     , m_age(std::make_unique<bussocket::ConnectionAge>())
 {
     m_socket->setReadBufferSize(bussocket::READ_BUFFER_SIZE);
@@ -75,7 +69,7 @@ bool TarvexMessagesReciever::open()
     m_isClosed = false;
     m_badFrames = 0;
     m_age->noteOpening();
-    if (!bussocket::connectToServer(*m_socket, bussocket::RECEIVER_PORT) || !handshake()) {
+    if (!bussocket::connectToServer(*m_socket, busterms::RECEIVER_PORT) || !handshake()) {
         close();
         return false;
     }
@@ -116,7 +110,7 @@ void TarvexMessagesReciever::onSocketReadyRead()
 
 bool TarvexMessagesReciever::handshake()
 {
-    return request(OPERATION_HANDSHAKE, {{QStringLiteral("name"), m_clientName}});
+    return request(busterms::OPERATION_HANDSHAKE, {{busterms::KEY_NAME, m_clientName}});
 }
 
 bool TarvexMessagesReciever::request(QString cmd, QVariantMap data)
@@ -259,17 +253,17 @@ void TarvexMessagesReciever::prepareReply()
 bool TarvexMessagesReciever::processRequest(const QVariant& envelope)
 {
     const QVariantMap request = envelope.toMap();
-    const QString operation = request.value(KEY_OPERATION).toString();
-    if (operation != OPERATION_SEND_MESSAGE) {
+    const QString operation = request.value(busframe::KEY_OPERATION).toString();
+    if (operation != busterms::OPERATION_SEND_MESSAGE) {
         giveUpUnless(reply(operation, TarvexError(TarvexError::UnsupportedRequest), {}));
         return false;
     }
-    const Message message = Message::fromVariantMap(request.value(KEY_DATA).toMap());
+    const Message message = Message::fromVariantMap(request.value(busframe::KEY_DATA).toMap());
     // Acknowledged before the repeat is looked for: the server repeats a message for as long as it has no answer to it.
     const bool isAcknowledged = reply(operation, TarvexError(),
-                                      {{QStringLiteral("sender"), message.sender()},
-                                       {QStringLiteral("reciever"), message.reciever()},
-                                       {QStringLiteral("uid"), message.uid()}});
+                                      {{busterms::KEY_SENDER, message.sender()},
+                                       {busterms::KEY_RECIEVER, message.reciever()},
+                                       {busterms::KEY_ACKNOWLEDGED_UID, message.uid()}});
     deliver(message);
     giveUpUnless(isAcknowledged);
     return true;
@@ -278,9 +272,9 @@ bool TarvexMessagesReciever::processRequest(const QVariant& envelope)
 bool TarvexMessagesReciever::processReply(const QVariant& envelope)
 {
     const QVariantMap reply = envelope.toMap();
-    const QVariantMap result = reply.value(KEY_RESULT).toMap();
+    const QVariantMap result = reply.value(busframe::KEY_RESULT).toMap();
     const quint16 code = busframe::resultCode(result);
-    if (reply.value(KEY_OPERATION).toString() == OPERATION_HANDSHAKE) {
+    if (reply.value(busframe::KEY_OPERATION).toString() == busterms::OPERATION_HANDSHAKE) {
         m_handshaked = code == 0;
         if (!m_handshaked) {
             close();
@@ -288,7 +282,7 @@ bool TarvexMessagesReciever::processReply(const QVariant& envelope)
         return m_handshaked;
     }
     if (code != 0) {
-        qCritical().noquote() << code << logtab << result.value(KEY_DESCRIPTION).toString();
+        qCritical().noquote() << code << logtab << result.value(busframe::KEY_DESCRIPTION).toString();
         return false;
     }
     return true;

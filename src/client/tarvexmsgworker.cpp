@@ -3,11 +3,9 @@
 #include "client/singleconnection_p.h"
 #include "client/tarvexmessagesreciever.h"
 #include "wire/bussocket_p.h"
-#include "wire/jsonreader_p.h"
+#include "wire/busterms_p.h"
 
 #include <QDebug>
-#include <QJsonDocument>
-#include <QJsonObject>
 #include <QTimer>
 
 namespace tarvex {
@@ -17,11 +15,6 @@ namespace {
 constexpr int RESTART_INTERVAL_MS = 5000;
 constexpr int WATCH_INTERVAL_MS = 5000;
 constexpr int HANDSHAKE_TIMEOUT_MS = 30000;
-
-const QLatin1String KEY_CMD("cmd");
-const QLatin1String KEY_DATA("data");
-const QLatin1String CMD_UPDATE_SETTINGS("updateSettings");
-const QLatin1String CMD_STATE_CHANGED("stateChanged");
 
 } // namespace
 
@@ -79,16 +72,13 @@ bool TarvexMsgWorker::doStop()
 
 void TarvexMsgWorker::doProcessMessage(const tarvex::Message& msg)
 {
-    QJsonParseError error{};
-    const QJsonObject object = jsonreader::parseJson(msg.message().toUtf8(), error).object();
-    if (error.error != QJsonParseError::NoError || !object.contains(KEY_CMD)) {
-        qWarning().noquote() << error.errorString();
+    const busterms::CommandText command = busterms::readCommandText(msg.message());
+    if (!command.isCommand) {
+        qWarning().noquote() << command.errorText;
         Q_EMIT unprocessedMessage(msg);
         return;
     }
-    const QString cmd = object.value(KEY_CMD).toVariant().toString();
-    const QVariantMap data = object.value(KEY_DATA).toObject().toVariantMap();
-    if (!doProcessCommand(cmd, data, msg.sender(), msg.uid())) {
+    if (!doProcessCommand(command.name, command.data, msg.sender(), msg.uid())) {
         Q_EMIT unprocessedMessage(msg);
     }
 }
@@ -98,11 +88,11 @@ bool TarvexMsgWorker::doProcessCommand(const QString& cmd, const QVariantMap& da
 {
     Q_UNUSED(sender)
     Q_UNUSED(uid)
-    if (cmd == CMD_UPDATE_SETTINGS) {
+    if (cmd == busterms::COMMAND_UPDATE_SETTINGS) {
         Q_EMIT updateSettings();
         return true;
     }
-    if (cmd == CMD_STATE_CHANGED) {
+    if (cmd == busterms::COMMAND_STATE_CHANGED) {
         Q_EMIT stateChanged(ClientState::fromVariantMap(data));
         return true;
     }

@@ -3,14 +3,13 @@
 #include "logtools.h"
 #include "wire/busframe_p.h"
 #include "wire/bussocket_p.h"
+#include "wire/busterms_p.h"
 #include "wire/socketreader_p.h"
 
 #include <QDebug>
 #include <QTcpSocket>
 
 namespace tarvex {
-
-using namespace busframe;
 
 namespace {
 
@@ -19,14 +18,6 @@ constexpr int REPLY_TIMEOUT_MS = 30000;
 constexpr int MAX_SHOWN_SIZE = 60000;
 /// What the list form of subscribe() asks for: everything.
 constexpr qint32 DEFAULT_GOAL = 3;
-
-const QLatin1String OPERATION_HANDSHAKE("handshake");
-const QLatin1String KEY_NAME("name");
-const QLatin1String KEY_GOAL("goal");
-const QLatin1String KEY_PUBLISHERS("publishers");
-const QLatin1String KEY_OWNER("owner");
-const QLatin1String KEY_OWNERS("owners");
-const QLatin1String KEY_SETTINGS_LIST("settingsList");
 
 QVariantMap singleEntry(QLatin1String key, const QVariant& value)
 {
@@ -82,8 +73,8 @@ QString TarvexQueryHandler::clientName() const
 bool TarvexQueryHandler::loadSettings(const QString& owner, ClientSettings& settings)
 {
     QVariantMap answer;
-    if (!request(answer, QStringLiteral("loadSettings"),
-                 singleEntry(KEY_OWNER, owner.isEmpty() ? m_clientName : owner))) {
+    if (!request(answer, busterms::OPERATION_LOAD_SETTINGS,
+                 singleEntry(busterms::KEY_OWNER, owner.isEmpty() ? m_clientName : owner))) {
         return false;
     }
     settings = ClientSettings::fromVariantMap(answer);
@@ -93,7 +84,8 @@ bool TarvexQueryHandler::loadSettings(const QString& owner, ClientSettings& sett
 bool TarvexQueryHandler::loadState(const QString& owner, ClientState& state)
 {
     QVariantMap answer;
-    if (!request(answer, QStringLiteral("loadState"), singleEntry(KEY_OWNER, owner.isEmpty() ? m_clientName : owner))) {
+    if (!request(answer, busterms::OPERATION_LOAD_STATE,
+                 singleEntry(busterms::KEY_OWNER, owner.isEmpty() ? m_clientName : owner))) {
         return false;
     }
     state = ClientState::fromVariantMap(answer);
@@ -103,12 +95,12 @@ bool TarvexQueryHandler::loadState(const QString& owner, ClientState& state)
 bool TarvexQueryHandler::loadSettings(const QStringList& owners, QList<ClientSettings>& settingsList)
 {
     QVariantMap answer;
-    if (!request(answer, QStringLiteral("loadSettingsList"),
-                 singleEntry(KEY_OWNERS, owners.isEmpty() ? m_clientName : owners.join(QLatin1Char(','))))) {
+    if (!request(answer, busterms::OPERATION_LOAD_SETTINGS_LIST,
+                 singleEntry(busterms::KEY_OWNERS, owners.isEmpty() ? m_clientName : owners.join(QLatin1Char(','))))) {
         qCritical().noquote() << tr("Settings list loading error");
         return false;
     }
-    const QVariantList loaded = answer.value(KEY_SETTINGS_LIST).toList();
+    const QVariantList loaded = answer.value(busterms::KEY_SETTINGS_LIST).toList();
     for (const QVariant& settings : loaded) {
         settingsList.append(ClientSettings::fromVariantMap(settings.toMap()));
     }
@@ -127,7 +119,7 @@ bool TarvexQueryHandler::open()
     m_handshaked = false;
     m_isClosed = false;
     m_age->noteOpening();
-    if (!bussocket::connectToServer(*m_socket, bussocket::QUERY_PORT) || !handshake()) {
+    if (!bussocket::connectToServer(*m_socket, busterms::QUERY_PORT) || !handshake()) {
         close();
         return false;
     }
@@ -151,12 +143,12 @@ bool TarvexQueryHandler::saveState(ClientState state)
     if (!state.dt().isValid()) {
         state.setDt(QDateTime::currentDateTime());
     }
-    return request(QStringLiteral("saveState"), state.toVariantMap());
+    return request(busterms::OPERATION_SAVE_STATE, state.toVariantMap());
 }
 
 bool TarvexQueryHandler::saveSettings(ClientSettings settings)
 {
-    return request(QStringLiteral("saveSettings"), settings.toVariantMap());
+    return request(busterms::OPERATION_SAVE_SETTINGS, settings.toVariantMap());
 }
 
 bool TarvexQueryHandler::saveSettings(QList<ClientSettings> settings)
@@ -170,7 +162,7 @@ bool TarvexQueryHandler::saveSettings(QList<ClientSettings> settings)
 
 bool TarvexQueryHandler::removeSettings(ClientSettings settings)
 {
-    return request(QStringLiteral("removeSettings"), settings.toVariantMap());
+    return request(busterms::OPERATION_REMOVE_SETTINGS, settings.toVariantMap());
 }
 
 bool TarvexQueryHandler::removeSettings(QString owner, bool mailOwner)
@@ -192,7 +184,7 @@ bool TarvexQueryHandler::sendMessage(Message message)
         message.setUid(message.genUid());
     }
     message.setSender(m_clientName);
-    return request(QStringLiteral("sendMessage"), message.toVariantMap());
+    return request(busterms::OPERATION_SEND_MESSAGE, message.toVariantMap());
 }
 
 bool TarvexQueryHandler::subscribe(QList<QPair<QString, qint32>> pubs)
@@ -203,11 +195,11 @@ bool TarvexQueryHandler::subscribe(QList<QPair<QString, qint32>> pubs)
     QVariantList publishers;
     for (const auto& pub : qAsConst(pubs)) {
         QVariantMap publisher;
-        publisher.insert(KEY_NAME, pub.first);
-        publisher.insert(KEY_GOAL, pub.second);
+        publisher.insert(busterms::KEY_NAME, pub.first);
+        publisher.insert(busterms::KEY_GOAL, pub.second);
         publishers.append(publisher);
     }
-    return request(QStringLiteral("subscribe"), singleEntry(KEY_PUBLISHERS, publishers));
+    return request(busterms::OPERATION_SUBSCRIBE, singleEntry(busterms::KEY_PUBLISHERS, publishers));
 }
 
 bool TarvexQueryHandler::subscribe(QStringList pubs)
@@ -226,7 +218,7 @@ bool TarvexQueryHandler::subscribe(QString publisher, int goals)
 
 bool TarvexQueryHandler::unsubscribe(QStringList pubs)
 {
-    return request(QStringLiteral("unsubscribe"), singleEntry(KEY_PUBLISHERS, pubs));
+    return request(busterms::OPERATION_UNSUBSCRIBE, singleEntry(busterms::KEY_PUBLISHERS, pubs));
 }
 
 void TarvexQueryHandler::socketConnected() { }
@@ -246,7 +238,7 @@ void TarvexQueryHandler::socketError(QAbstractSocket::SocketError error)
 
 bool TarvexQueryHandler::handshake()
 {
-    return request(OPERATION_HANDSHAKE, singleEntry(KEY_NAME, m_clientName));
+    return request(busterms::OPERATION_HANDSHAKE, singleEntry(busterms::KEY_NAME, m_clientName));
 }
 
 bool TarvexQueryHandler::request(QString operation, QVariantMap data)
@@ -269,9 +261,10 @@ bool TarvexQueryHandler::request(QVariantMap& answer, QString operation, QVarian
     if (!exchange(reply, operation, data)) {
         return false;
     }
-    const QVariantMap replyData = reply.value(KEY_DATA).toMap();
+    const QVariantMap replyData = reply.value(busframe::KEY_DATA).toMap();
     // The reply's operation is not compared with ours: it only tells a handshake from the rest.
-    if (!processReply(reply.value(KEY_OPERATION).toString(), replyData, reply.value(KEY_RESULT).toMap())) {
+    if (!processReply(reply.value(busframe::KEY_OPERATION).toString(), replyData,
+                      reply.value(busframe::KEY_RESULT).toMap())) {
         return false;
     }
     answer = replyData;
@@ -300,8 +293,8 @@ bool TarvexQueryHandler::exchange(QVariantMap& reply, const QString& operation, 
 /// judge.
 bool TarvexQueryHandler::isAnswerTo(const QString& operation, const QVariantMap& reply) const
 {
-    const QString answered = reply.value(KEY_OPERATION).toString();
-    const bool isHandshake = operation == OPERATION_HANDSHAKE || answered == OPERATION_HANDSHAKE;
+    const QString answered = reply.value(busframe::KEY_OPERATION).toString();
+    const bool isHandshake = operation == busterms::OPERATION_HANDSHAKE || answered == busterms::OPERATION_HANDSHAKE;
     if (!m_givesUpLostPlace || isHandshake || answered.isEmpty() || answered == operation) {
         return true;
     }
@@ -363,7 +356,7 @@ bool TarvexQueryHandler::readReply(QVariantMap& reply)
 bool TarvexQueryHandler::processReply(QString operation, QVariantMap data, QVariantMap result)
 {
     const quint16 code = busframe::resultCode(result);
-    if (operation == OPERATION_HANDSHAKE) {
+    if (operation == busterms::OPERATION_HANDSHAKE) {
         m_handshaked = code == 0;
         if (!m_handshaked) {
             close();
@@ -371,8 +364,8 @@ bool TarvexQueryHandler::processReply(QString operation, QVariantMap data, QVari
         return m_handshaked;
     }
     if (code != 0) {
-        qCritical().noquote() << code << logtab << result.value(KEY_DESCRIPTION).toString() << logtab << operation
-                              << logtab << logvariant(data) << logtab << logvariant(result);
+        qCritical().noquote() << code << logtab << result.value(busframe::KEY_DESCRIPTION).toString() << logtab
+                              << operation << logtab << logvariant(data) << logtab << logvariant(result);
         return false;
     }
     return true;

@@ -2,6 +2,7 @@
 
 #include "logtools.h"
 #include "records/repeatkey_p.h"
+#include "wire/busterms_p.h"
 
 #include <QDebug>
 #include <QJsonDocument>
@@ -13,11 +14,6 @@
 namespace {
 
 constexpr int REPEAT_CACHE_SIZE = 100;
-
-const QLatin1String CMD_ERROR("commandError");
-const QLatin1String KEY_COMMAND("command");
-const QLatin1String KEY_DATA("data");
-const QLatin1String KEY_ERROR_TEXT("errorText");
 
 /// Names come from the wire, and Qt takes what it gets for the beginning of a signature: it would cut the name at a
 /// zero byte, leave out blanks, and read parameters of its own behind a bracket.
@@ -103,8 +99,10 @@ void AbstractTarvexCommandsWorker::prepareError(const QString& agent, const QStr
     TarvexCommand error;
     error.setAgent(agent);
     error.setUid(uid);
-    error.setName(CMD_ERROR);
-    error.setData({{KEY_COMMAND, name}, {KEY_DATA, data}, {KEY_ERROR_TEXT, errorText}});
+    error.setName(tarvex::busterms::COMMAND_ERROR);
+    error.setData({{tarvex::busterms::KEY_ERROR_COMMAND, name},
+                   {tarvex::busterms::KEY_ERROR_DATA, data},
+                   {tarvex::busterms::KEY_ERROR_TEXT, errorText}});
     Q_EMIT sendCommand(error);
 }
 

@@ -1,23 +1,15 @@
 #include "cmdlayer/tarvexcommand.h"
 
 #include "records/repeatkey_p.h"
-#include "wire/jsonreader_p.h"
+#include "wire/busterms_p.h"
 
 #include <QDebug>
-#include <QJsonDocument>
 #include <QObject>
 
 #include <type_traits>
 
 static_assert(std::is_nothrow_move_constructible_v<TarvexCommand> && std::is_nothrow_move_assignable_v<TarvexCommand>,
               "queued signals of commands rely on moves that cannot fail");
-
-namespace {
-
-const QLatin1String KEY_CMD("cmd");
-const QLatin1String KEY_DATA("data");
-
-} // namespace
 
 TarvexCommand::TarvexCommand() = default;
 
@@ -81,29 +73,26 @@ bool TarvexCommand::incomingMessageToCmd(const tarvex::Message& msg, TarvexComma
 {
     cmd.m_agent = msg.sender();
     cmd.m_uid = msg.uid();
-    QJsonParseError error{};
-    const QJsonDocument document = tarvex::jsonreader::parseJson(msg.message().toUtf8(), error);
-    if (error.error != QJsonParseError::NoError) {
-        qWarning().noquote() << error.errorString();
+    const tarvex::busterms::CommandText command = tarvex::busterms::readCommandText(msg.message());
+    if (!command.isJson) {
+        qWarning().noquote() << command.errorText;
         return false;
     }
-    const QVariantMap object = document.toVariant().toMap();
-    if (!object.contains(KEY_CMD)) {
+    if (!command.isCommand) {
         qWarning().noquote() << QObject::tr("Message is not tarvex command: ") << msg.message();
         return false;
     }
-    cmd.m_name = object.value(KEY_CMD).toString();
-    cmd.m_data = object.value(KEY_DATA).toMap();
+    cmd.m_name = command.name;
+    cmd.m_data = command.data;
     return true;
 }
 
 tarvex::Message TarvexCommand::toOutgoingMessage() const
 {
-    const QVariantMap object{{KEY_CMD, m_name}, {KEY_DATA, m_data}};
     tarvex::Message message;
     message.setDt(QDateTime::currentDateTime());
     message.setReciever(m_agent);
     message.setUid(m_uid);
-    message.setMessage(QString::fromUtf8(QJsonDocument::fromVariant(object).toJson(QJsonDocument::Compact)));
+    message.setMessage(tarvex::busterms::commandText(m_name, m_data));
     return message;
 }

@@ -5,6 +5,7 @@
 #include "logging/logqueue_p.h"
 #include "logging/logrelay_p.h"
 #include "visiblelocker_p.h"
+#include "wire/busterms_p.h"
 
 #include <QMetaMethod>
 #include <QThread>
@@ -33,9 +34,6 @@ constexpr double INTERVAL_GROWTH = 1.3;
 /// What SIGNAL() and SLOT() put before a signature.
 constexpr char SIGNAL_CODE = '2';
 constexpr char SLOT_CODE = '1';
-
-const QLatin1String CMD_SAVE("saveLog");
-const QLatin1String CMD_SHOW("showLogMessage");
 
 /// The bus knows three levels only, so debug lines are reported as "INFO".
 QString levelText(QtMsgType type)
@@ -66,7 +64,7 @@ Message logMessage(const QString& command, const QString& addressee, const QStri
     TarvexCommand cmd;
     cmd.setName(command);
     cmd.setAgent(addressee);
-    cmd.setData({{QStringLiteral("prefix"), prefix}, {QStringLiteral("text"), onOneLine(text)}});
+    cmd.setData({{busterms::KEY_LOG_PREFIX, prefix}, {busterms::KEY_LOG_TEXT, onOneLine(text)}});
     return cmd.toOutgoingMessage();
 }
 
@@ -163,8 +161,8 @@ bool TarvexLogCreator::isLogLine(const Message& message)
         return text.startsWith(QLatin1String("{\"cmd\":\"") + command + QLatin1String("\","));
     };
     return message.uid().isEmpty()
-        && ((message.reciever() == BUSNAME_LOGGER && is(CMD_SAVE))
-            || (message.reciever() == BUSNAME_TERMINAL_GUI && is(CMD_SHOW)));
+        && ((message.reciever() == BUSNAME_LOGGER && is(busterms::COMMAND_SAVE_LOG))
+            || (message.reciever() == BUSNAME_TERMINAL_GUI && is(busterms::COMMAND_SHOW_LOG_MESSAGE)));
 }
 
 bool TarvexLogCreator::hasRoom(int messages)
@@ -247,12 +245,12 @@ void TarvexLogCreator::guiKivLog(QtMsgType type, const QMessageLogContext& conte
 
 void TarvexLogCreator::sendMessage(QString prefix, QString text)
 {
-    Q_EMIT sendMessage(logMessage(CMD_SAVE, BUSNAME_LOGGER, prefix, text));
+    Q_EMIT sendMessage(logMessage(busterms::COMMAND_SAVE_LOG, BUSNAME_LOGGER, prefix, text));
 }
 
 void TarvexLogCreator::sendGuiMessage(QString prefix, QString text)
 {
-    Q_EMIT sendMessage(logMessage(CMD_SHOW, BUSNAME_TERMINAL_GUI, prefix, text));
+    Q_EMIT sendMessage(logMessage(busterms::COMMAND_SHOW_LOG_MESSAGE, BUSNAME_TERMINAL_GUI, prefix, text));
 }
 
 } // namespace tarvex

@@ -1,6 +1,7 @@
 #include "records/clientsettings.h"
 
 #include "records/wiredate_p.h"
+#include "wire/busterms_p.h"
 
 #include <QHash>
 #include <QSet>
@@ -13,15 +14,6 @@ static_assert(std::is_nothrow_move_constructible_v<ClientSettings> && std::is_no
               "lists and queued signals of settings rely on moves that cannot fail");
 
 namespace {
-
-const QLatin1String KEY_DESCRIPTION("description");
-const QLatin1String KEY_DATE("date");
-const QLatin1String KEY_OWNER("owner");
-const QLatin1String KEY_SETTINGS("settings");
-const QLatin1String KEY_MAIL_OWNER("mailOwner");
-const QLatin1String ENTRY_GROUP("group");
-const QLatin1String ENTRY_KEY("key");
-const QLatin1String ENTRY_VALUE("value");
 
 QString entryPath(const QString& group, const QString& key)
 {
@@ -107,23 +99,23 @@ bool ClientSettings::operator!=(const ClientSettings& other) const
 QVariantMap ClientSettings::toVariantMap() const
 {
     QVariantMap map;
-    map.insert(KEY_DESCRIPTION, m_description);
-    map.insert(KEY_DATE, wiredate::toText(m_dt));
-    map.insert(KEY_OWNER, m_owner);
-    map.insert(KEY_SETTINGS, m_settings);
-    map.insert(KEY_MAIL_OWNER, m_mailOwner ? 1 : 0);
+    map.insert(busterms::KEY_DESCRIPTION, m_description);
+    map.insert(busterms::KEY_DATE, wiredate::toText(m_dt));
+    map.insert(busterms::KEY_OWNER, m_owner);
+    map.insert(busterms::KEY_SETTINGS, m_settings);
+    map.insert(busterms::KEY_MAIL_OWNER, m_mailOwner ? 1 : 0);
     return map;
 }
 
 ClientSettings ClientSettings::fromVariantMap(const QVariantMap& map)
 {
     ClientSettings settings;
-    settings.m_description = map.value(KEY_DESCRIPTION).toString();
+    settings.m_description = map.value(busterms::KEY_DESCRIPTION).toString();
     // Without a date, with a null one or with a malformed one alike: no text that parses, so an invalid date-time.
-    settings.m_dt = wiredate::fromText(map.value(KEY_DATE).toString());
-    settings.m_owner = map.value(KEY_OWNER).toString();
-    settings.m_settings = map.value(KEY_SETTINGS).toList();
-    settings.m_mailOwner = map.value(KEY_MAIL_OWNER, 1).toInt() != 0;
+    settings.m_dt = wiredate::fromText(map.value(busterms::KEY_DATE).toString());
+    settings.m_owner = map.value(busterms::KEY_OWNER).toString();
+    settings.m_settings = map.value(busterms::KEY_SETTINGS).toList();
+    settings.m_mailOwner = map.value(busterms::KEY_MAIL_OWNER, 1).toInt() != 0;
     return settings;
 }
 
@@ -132,7 +124,8 @@ QVariantMap ClientSettings::formattedSettings() const
     QMap<QString, QVariantMap> groups;
     for (const QVariant& setting : m_settings) {
         const QVariantMap entry = setting.toMap();
-        groups[entry.value(ENTRY_GROUP).toString()].insert(entry.value(ENTRY_KEY).toString(), entry.value(ENTRY_VALUE));
+        groups[entry.value(busterms::KEY_ENTRY_GROUP).toString()].insert(
+            entry.value(busterms::KEY_ENTRY_KEY).toString(), entry.value(busterms::KEY_ENTRY_VALUE));
     }
     QVariantMap formatted;
     for (auto group = groups.cbegin(); group != groups.cend(); ++group) {
@@ -153,9 +146,9 @@ void ClientSettings::setFormattedSettings(const QVariantMap& formatted, bool rep
 void ClientSettings::appendEntry(const QString& group, const QString& key, const QVariant& value)
 {
     QVariantMap entry;
-    entry.insert(ENTRY_GROUP, group);
-    entry.insert(ENTRY_KEY, key);
-    entry.insert(ENTRY_VALUE, value);
+    entry.insert(busterms::KEY_ENTRY_GROUP, group);
+    entry.insert(busterms::KEY_ENTRY_KEY, key);
+    entry.insert(busterms::KEY_ENTRY_VALUE, value);
     m_settings.append(entry);
 }
 
@@ -180,13 +173,13 @@ void ClientSettings::merge(const QVariantMap& formatted)
     QSet<QString> seenPaths;
     for (QVariant& setting : m_settings) {
         QVariantMap entry = setting.toMap();
-        const QString key = textOrNull(entry, ENTRY_KEY);
-        const QString group = textOrNull(entry, ENTRY_GROUP);
+        const QString key = textOrNull(entry, busterms::KEY_ENTRY_KEY);
+        const QString group = textOrNull(entry, busterms::KEY_ENTRY_GROUP);
         seenPaths.insert(entryPath(group, key));
         const QVariantMap newValues = groups.value(group);
         const auto newValue = newValues.constFind(key);
         if (newValue != newValues.constEnd()) {
-            entry.insert(ENTRY_VALUE, newValue.value());
+            entry.insert(busterms::KEY_ENTRY_VALUE, newValue.value());
         }
         setting = entry;
     }

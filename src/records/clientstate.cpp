@@ -1,6 +1,7 @@
 #include "records/clientstate.h"
 
 #include "records/wiredate_p.h"
+#include "wire/busterms_p.h"
 
 #include <type_traits>
 
@@ -10,12 +11,6 @@ static_assert(std::is_nothrow_move_constructible_v<ClientState> && std::is_nothr
               "queued signals of states rely on moves that cannot fail");
 
 namespace {
-
-const QLatin1String KEY_OWNER("owner");
-const QLatin1String KEY_DESCRIPTION("description");
-const QLatin1String KEY_DATE("date");
-const QLatin1String KEY_STATE("state");
-const QLatin1String KEY_TYPE("type");
 
 } // namespace
 
@@ -90,22 +85,22 @@ bool ClientState::operator!=(const ClientState& other) const
 QVariantMap ClientState::toVariantMap() const
 {
     QVariantMap map;
-    map.insert(KEY_OWNER, m_owner);
-    map.insert(KEY_DESCRIPTION, m_description);
-    map.insert(KEY_DATE, wiredate::toText(m_dt));
-    map.insert(KEY_STATE, m_state);
-    map.insert(KEY_TYPE, static_cast<int>(m_stateType));
+    map.insert(busterms::KEY_OWNER, m_owner);
+    map.insert(busterms::KEY_DESCRIPTION, m_description);
+    map.insert(busterms::KEY_DATE, wiredate::toText(m_dt));
+    map.insert(busterms::KEY_STATE, m_state);
+    map.insert(busterms::KEY_STATE_TYPE, static_cast<int>(m_stateType));
     return map;
 }
 
 ClientState ClientState::fromVariantMap(const QVariantMap& map)
 {
     ClientState state;
-    state.m_description = map.value(KEY_DESCRIPTION).toString();
-    state.m_dt = wiredate::fromText(map.value(KEY_DATE).toString());
-    state.m_owner = map.value(KEY_OWNER).toString();
-    state.m_state = map.value(KEY_STATE).toString();
-    state.m_stateType = static_cast<EStateType>(static_cast<qint8>(map.value(KEY_TYPE).toInt()));
+    state.m_description = map.value(busterms::KEY_DESCRIPTION).toString();
+    state.m_dt = wiredate::fromText(map.value(busterms::KEY_DATE).toString());
+    state.m_owner = map.value(busterms::KEY_OWNER).toString();
+    state.m_state = map.value(busterms::KEY_STATE).toString();
+    state.m_stateType = static_cast<EStateType>(static_cast<qint8>(map.value(busterms::KEY_STATE_TYPE).toInt()));
     return state;
 }
 

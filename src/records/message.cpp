@@ -2,6 +2,7 @@
 
 #include "records/repeatkey_p.h"
 #include "records/wiredate_p.h"
+#include "wire/busterms_p.h"
 
 #include <QCryptographicHash>
 
@@ -14,12 +15,6 @@ static_assert(std::is_nothrow_move_constructible_v<Message> && std::is_nothrow_m
               "lists and queued signals of messages rely on moves that cannot fail");
 
 namespace {
-
-const QLatin1String KEY_DATE("date");
-const QLatin1String KEY_MESSAGE("message");
-const QLatin1String KEY_RECIEVER("reciever");
-const QLatin1String KEY_SENDER("sender");
-const QLatin1String KEY_UID("UID");
 
 // Seeding anew each time makes all calls within one second draw the same numbers: that is how the bus's other clients
 // make their identifiers too. The clock and the message itself keep such identifiers apart.
@@ -119,22 +114,22 @@ bool Message::operator!=(const Message& other) const
 QVariantMap Message::toVariantMap() const
 {
     QVariantMap map;
-    map.insert(KEY_DATE, wiredate::toText(m_dt));
-    map.insert(KEY_MESSAGE, m_message);
-    map.insert(KEY_RECIEVER, m_reciever);
-    map.insert(KEY_SENDER, m_sender);
-    map.insert(KEY_UID, m_uid);
+    map.insert(busterms::KEY_DATE, wiredate::toText(m_dt));
+    map.insert(busterms::KEY_MESSAGE, m_message);
+    map.insert(busterms::KEY_RECIEVER, m_reciever);
+    map.insert(busterms::KEY_SENDER, m_sender);
+    map.insert(busterms::KEY_UID, m_uid);
     return map;
 }
 
 Message Message::fromVariantMap(const QVariantMap& map)
 {
     Message message;
-    message.m_dt = wiredate::fromText(map.value(KEY_DATE).toString());
-    message.m_message = map.value(KEY_MESSAGE).toString();
-    message.m_reciever = map.value(KEY_RECIEVER).toString();
-    message.m_sender = map.value(KEY_SENDER).toString();
-    message.m_uid = map.value(KEY_UID).toString();
+    message.m_dt = wiredate::fromText(map.value(busterms::KEY_DATE).toString());
+    message.m_message = map.value(busterms::KEY_MESSAGE).toString();
+    message.m_reciever = map.value(busterms::KEY_RECIEVER).toString();
+    message.m_sender = map.value(busterms::KEY_SENDER).toString();
+    message.m_uid = map.value(busterms::KEY_UID).toString();
     return message;
 }
 

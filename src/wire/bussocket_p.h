@@ -10,8 +10,6 @@
 /// What the two bus connections do alike with their sockets.
 namespace tarvex::bussocket {
 
-constexpr quint16 QUERY_PORT = 45535;
-constexpr quint16 RECEIVER_PORT = 45537;
 constexpr int CONNECT_TIMEOUT_MS = 30000;
 constexpr int WRITE_TIMEOUT_MS = 30000;
 /// So many bytes Qt buffers of what the server sends; TCP makes the server wait with the rest.

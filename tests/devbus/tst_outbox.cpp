@@ -2,6 +2,7 @@
 #include "busthread.h"
 #include "literals.h"
 #include "outbox.h"
+#include "wire/busterms_p.h"
 
 #include <QElapsedTimer>
 #include <QRandomGenerator>
@@ -134,12 +135,12 @@ void TstOutbox::push_oneNeverAcknowledged_neverFallsTooFarBehind()
     BusClient receiver(BusClient::RECEIVER_PORT, receiverName());
     QVERIFY(sendMany(sender, 1, 150));
     const BusClient::Frame first = receiver.read();
-    for (int number = 2; number <= Outbox::MAX_SPAN; ++number) {
+    for (int number = 2; number <= tarvex::busterms::MAX_PUSHED_SPAN; ++number) {
         const BusClient::Frame pushed = receiver.read();
         QCOMPARE(uidOf(pushed), QString::number(number));
         QVERIFY(receiver.acknowledge(pushed));
     }
-    QVERIFY(bus.waitForAcknowledged(Outbox::MAX_SPAN - 1));
+    QVERIFY(bus.waitForAcknowledged(tarvex::busterms::MAX_PUSHED_SPAN - 1));
     QVERIFY(settle(sender));
     QVERIFY(!receiver.hasBytes());
     QVERIFY(receiver.acknowledge(first));

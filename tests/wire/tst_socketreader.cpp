@@ -76,11 +76,56 @@ bool waitUntilTaken(const std::atomic<int>& descriptor)
     return false;
 }
 
+using Script = std::function<void(FakeBus::Peer&)>;
+
+Script sends(const QByteArray& bytes)
+{
+    return [bytes](FakeBus::Peer& peer) { peer.send(bytes); };
+}
+
+Script sendsAndStays(const QByteArray& bytes = {})
+{
+    return [bytes](FakeBus::Peer& peer) {
+        peer.send(bytes);
+        peer.waitForClose();
+    };
+}
+
+Script sendsAndCloses(const QByteArray& bytes = {})
+{
+    return [bytes](FakeBus::Peer& peer) {
+        peer.send(bytes);
+        peer.close();
+    };
+}
+
+/// Runs \a work in a thread of its own. \return whether it has ended within 20 s.
+bool runInThread(const std::function<void(QThread& thread)>& work)
+{
+    const std::unique_ptr<QThread> thread(QThread::create([&work] { work(*QThread::currentThread()); }));
+    thread->start();
+    return thread->wait(20000);
+}
+
+/// For a peer that lets two thirds of the longest silence go by, by a clock that is moved on while the reader waits.
+/// \return false when the reader has not taken what was sent before.
+bool letTimePass(HeldClock& clock, const std::atomic<int>& descriptor)
+{
+    // The reader counts its silence from here, and from the beginning if it does not count anew.
+    if (!waitUntilTaken(descriptor)) {
+        return false;
+    }
+    clock.advance(busframe::PAYLOAD_SILENCE_TIMEOUT_MS * 2 / 3);
+    // The reader looks at the clock in one of its next rounds.
+    std::this_thread::sleep_for(std::chrono::milliseconds(200));
+    return true;
+}
+
 /// A socket whose peer runs a script as soon as it is connected.
 class Connection
 {
 public:
-    explicit Connection(const std::function<void(FakeBus::Peer&)>& script)
+    explicit Connection(const Script& script)
     {
         m_bus.willDo([script](FakeBus::Peer& peer, const FakeBus::Request&) { script(peer); });
         m_socket = std::make_unique<QTcpSocket>();
@@ -134,10 +179,8 @@ private Q_SLOTS:
     void readPayload_aboveTheBound_isNotWaitedFor();
     void readPayload_allocatesWhatHasCome();
     void readPayload_peerGone_skipsRounds();
-    void readPayload_peerGoneAfterAll_isComplete();
     void readPayload_interrupted_isGivenUp();
     void readPayload_interrupted_takesWhatIsHere();
-    void readPayload_withoutSocket_readsNothing();
     void readPayload_silentForTheWholeTimeout_isGivenUp();
     void readPayload_neverSilentForLong_isComplete();
     void readPayload_thatTrickles_isGivenUp();
@@ -153,27 +196,30 @@ private Q_SLOTS:
     void readPayload_peerGone_emitsErrorThenDisconnectedOnce();
     void readPayload_socketGoesWithTheError_isShort();
     void readPayload_large_takesFewRounds();
-    void readLine_whole();
-    void readLine_longerThanTheLimit_isSplit();
+    void readLine_takesOneLine_data();
+    void readLine_takesOneLine();
     void readLine_incomplete_getsMoreRounds();
     void readLine_thatNeverEnds_isTakenAsItIs();
     void readLine_peerGone_isTakenAsItIs();
-    void readLine_withoutSocket_isEmpty();
+    void withoutSocket_nothingIsRead();
 };
 
 void TstSocketreader::readPayload_ofAnySize_isComplete_data()
 {
     QTest::addColumn<int>("size");
+    QTest::addColumn<bool>("closes");
     for (const int size : {1, 99, 100, 101, 65535, 65536, 65537, 200000, 5000000}) {
-        QTest::addRow("%d", size) << size;
+        QTest::addRow("%d", size) << size << false;
+        QTest::addRow("%d, and the peer goes", size) << size << true;
     }
 }
 
 void TstSocketreader::readPayload_ofAnySize_isComplete()
 {
     QFETCH(int, size);
+    QFETCH(bool, closes);
     const QByteArray bytes = patternedBytes(size);
-    const Connection connection([bytes](FakeBus::Peer& peer) { peer.send(bytes); });
+    const Connection connection(closes ? sendsAndCloses(bytes) : sends(bytes));
     QVERIFY(connection.waitUntilSystemHoldsBytes());
     QCOMPARE(connection.socket()->bytesAvailable(), 0);
     QVERIFY(socketreader::readPayload(connection.socket(), size) == bytes);
@@ -222,7 +268,7 @@ void TstSocketreader::readPayload_cutAtRandom_withPauses_isComplete()
 
 void TstSocketreader::readPayload_takesNoMoreThanItsSize()
 {
-    const Connection connection([](FakeBus::Peer& peer) { peer.send("0123456789next frame"); });
+    const Connection connection(sends("0123456789next frame"));
     QVERIFY(connection.waitUntilSystemHoldsBytes());
     QCOMPARE(socketreader::readPayload(connection.socket(), 10), QByteArray("0123456789"));
     QCOMPARE(connection.socket()->readAll(), QByteArray("next frame"));
@@ -239,7 +285,7 @@ void TstSocketreader::readPayload_ofNoSize_readsNothing_data()
 void TstSocketreader::readPayload_ofNoSize_readsNothing()
 {
     QFETCH(int, size);
-    const Connection connection([](FakeBus::Peer& peer) { peer.send("bytes"); });
+    const Connection connection(sends("bytes"));
     QVERIFY(connection.waitUntilSystemHoldsBytes());
     QCOMPARE(socketreader::readPayload(connection.socket(), size), QByteArray());
     QVERIFY(connection.socket()->waitForReadyRead());
@@ -262,17 +308,13 @@ void TstSocketreader::readPayload_thatNeverComes_usesAllRounds()
 {
     QFETCH(int, size);
     QFETCH(int, rounds);
-    const Connection connection([](FakeBus::Peer& peer) { peer.waitForClose(); });
+    const Connection connection(sendsAndStays());
     pauses.clear();
     QElapsedTimer timer;
     timer.start();
     QCOMPARE(socketreader::readPayload(connection.socket(), size), QByteArray());
     QVERIFY(timer.elapsed() >= rounds * 10 - 1);
-    QList<qint64> expected;
-    for (int round = 0; round < rounds; ++round) {
-        expected.append(10000000);
-    }
-    QCOMPARE(pauses, expected);
+    QCOMPARE(pauses, QVector<qint64>(rounds, ROUND_NS).toList());
 }
 
 void TstSocketreader::readPayload_afterItsRounds_isShort()
@@ -286,7 +328,7 @@ void TstSocketreader::readPayload_afterItsRounds_isShort()
 
 void TstSocketreader::readPayload_aboveTheBound_isNotWaitedFor()
 {
-    const Connection connection([](FakeBus::Peer& peer) { peer.waitForClose(); });
+    const Connection connection(sendsAndStays());
     rusage before{};
     getrusage(RUSAGE_SELF, &before);
     QElapsedTimer timer;
@@ -303,10 +345,7 @@ void TstSocketreader::readPayload_aboveTheBound_isNotWaitedFor()
 
 void TstSocketreader::readPayload_allocatesWhatHasCome()
 {
-    const Connection connection([](FakeBus::Peer& peer) {
-        peer.send(QByteArray(1000, 'a'));
-        peer.close();
-    });
+    const Connection connection(sendsAndCloses(QByteArray(1000, 'a')));
     const QByteArray payload = socketreader::readPayload(connection.socket(), busframe::MAX_PAYLOAD_SIZE);
     QCOMPARE(payload.size(), 1000);
     QVERIFY2(payload.capacity() < 100000, qPrintable(QString::number(payload.capacity())));
@@ -314,40 +353,20 @@ void TstSocketreader::readPayload_allocatesWhatHasCome()
 
 void TstSocketreader::readPayload_peerGone_skipsRounds()
 {
-    const Connection connection([](FakeBus::Peer& peer) {
-        peer.send("half");
-        peer.close();
-    });
+    const Connection connection(sendsAndCloses("half"));
     QElapsedTimer timer;
     timer.start();
     QCOMPARE(socketreader::readPayload(connection.socket(), 10000000), QByteArray("half"));
     QVERIFY(timer.elapsed() < 20000); // all rounds would be 1000 s
 }
 
-void TstSocketreader::readPayload_peerGoneAfterAll_isComplete()
-{
-    const QByteArray bytes = patternedBytes(100000);
-    const Connection connection([bytes](FakeBus::Peer& peer) {
-        peer.send(bytes);
-        peer.close();
-    });
-    QVERIFY(socketreader::readPayload(connection.socket(), bytes.size()) == bytes);
-}
-
 void TstSocketreader::readPayload_interrupted_isGivenUp()
 {
-    const Connection connection([](FakeBus::Peer& peer) { peer.waitForClose(); });
-    std::unique_ptr<QThread> reader(QThread::create([] {
-        const QPointer<QTcpSocket> socket = new QTcpSocket;
-        socket->connectToHost(QHostAddress(QHostAddress::LocalHost), FakeBus::QUERY_PORT);
-        if (socket->waitForConnected()) {
-            socketreader::readPayload(socket, 10000000);
-        }
-        delete socket;
-    }));
-    reader->start();
-    reader->requestInterruption();
-    QVERIFY(reader->wait(20000)); // all rounds would be 1000 s, the silence 30 s
+    QVERIFY(runInThread([](QThread& thread) {
+        const Connection connection(sendsAndStays());
+        thread.requestInterruption();
+        socketreader::readPayload(connection.socket(), 10000000);
+    })); // all rounds would be 1000 s, the silence 30 s
 }
 
 // A worker's last exchange, in its doStop(), has its thread asked to end already.
@@ -355,29 +374,19 @@ void TstSocketreader::readPayload_interrupted_takesWhatIsHere()
 {
     const QByteArray bytes = patternedBytes(5000);
     QByteArray payload;
-    const std::unique_ptr<QThread> reader(QThread::create([&] {
-        const Connection connection([bytes](FakeBus::Peer& peer) { peer.send(bytes); });
+    QVERIFY(runInThread([&](QThread& thread) {
+        const Connection connection(sends(bytes));
         if (connection.waitUntilSystemHoldsBytes()) {
-            QThread::currentThread()->requestInterruption();
+            thread.requestInterruption();
             payload = socketreader::readPayload(connection.socket(), bytes.size());
         }
     }));
-    reader->start();
-    QVERIFY(reader->wait(20000));
     QCOMPARE(payload, bytes);
-}
-
-void TstSocketreader::readPayload_withoutSocket_readsNothing()
-{
-    QCOMPARE(socketreader::readPayload(QPointer<QTcpSocket>(), 1000), QByteArray());
 }
 
 void TstSocketreader::readPayload_silentForTheWholeTimeout_isGivenUp()
 {
-    const Connection connection([](FakeBus::Peer& peer) {
-        peer.send("a");
-        peer.waitForClose();
-    });
+    const Connection connection(sendsAndStays("a"));
     QElapsedTimer timer;
     timer.start();
     QCOMPARE(socketreader::readPayload(connection.socket(), 10000000), QByteArray("a"));
@@ -385,7 +394,6 @@ void TstSocketreader::readPayload_silentForTheWholeTimeout_isGivenUp()
     QVERIFY(timer.elapsed() < 2 * busframe::PAYLOAD_SILENCE_TIMEOUT_MS);
 }
 
-// Each pause is two thirds of the time-out, by a clock that is moved on while the reader waits.
 void TstSocketreader::readPayload_neverSilentForLong_isComplete()
 {
     const QByteArray bytes = patternedBytes(100000);
@@ -394,13 +402,9 @@ void TstSocketreader::readPayload_neverSilentForLong_isComplete()
     const Connection connection([&](FakeBus::Peer& peer) {
         for (int piece = 0; piece < 2; ++piece) {
             peer.send(bytes.mid(piece * 100, 100));
-            // So that it counts its silence from here, and from the beginning if it does not count anew.
-            if (!waitUntilTaken(descriptor)) {
+            if (!letTimePass(clock, descriptor)) {
                 return;
             }
-            clock.advance(busframe::PAYLOAD_SILENCE_TIMEOUT_MS * 2 / 3);
-            // And looks at the clock, in one of its next rounds.
-            std::this_thread::sleep_for(std::chrono::milliseconds(200));
         }
         peer.send(bytes.mid(200));
     });
@@ -413,15 +417,8 @@ void TstSocketreader::readPayload_thatTrickles_isGivenUp()
 {
     HeldClock clock;
     std::atomic<int> descriptor{-1};
-    std::atomic<int> sent{0};
     const Connection connection([&](FakeBus::Peer& peer) {
-        for (; sent < 10; ++sent) {
-            if (!peer.send("a") || !waitUntilTaken(descriptor)) {
-                return;
-            }
-            clock.advance(busframe::PAYLOAD_SILENCE_TIMEOUT_MS * 2 / 3);
-            std::this_thread::sleep_for(std::chrono::milliseconds(200));
-        }
+        for (int sent = 0; sent < 10 && peer.send("a") && letTimePass(clock, descriptor); ++sent) { }
     });
     descriptor = int(connection.socket()->socketDescriptor());
     const QByteArray payload = socketreader::readPayload(connection.socket(), 1000000);
@@ -477,10 +474,7 @@ void TstSocketreader::readPayload_comesInTheLastPause_isComplete()
 
 void TstSocketreader::readPayload_whenItsReaderIsIndifferent_isGivenUp()
 {
-    const Connection connection([](FakeBus::Peer& peer) {
-        peer.send("begun");
-        peer.waitForClose();
-    });
+    const Connection connection(sendsAndStays("begun"));
     QVERIFY(connection.waitUntilSystemHoldsBytes());
     pauses.clear();
     int asked = 0;
@@ -496,8 +490,8 @@ void TstSocketreader::readPayload_interrupted_keepsTheFirstRounds()
 {
     QByteArray payload;
     int pauseCount = 0;
-    const std::unique_ptr<QThread> reader(QThread::create([&] {
-        QThread::currentThread()->requestInterruption();
+    QVERIFY(runInThread([&](QThread& thread) {
+        thread.requestInterruption();
         std::promise<void> tenthPause;
         const Connection connection([begun = tenthPause.get_future().share()](FakeBus::Peer& peer) {
             begun.wait();
@@ -514,8 +508,6 @@ void TstSocketreader::readPayload_interrupted_keepsTheFirstRounds()
         payload = socketreader::readPayload(connection.socket(), 1000000);
         pauseCount = pauses.count(ROUND_NS);
     }));
-    reader->start();
-    QVERIFY(reader->wait(20000));
     QCOMPARE(payload, QByteArray("bytes"));
     QCOMPARE(pauseCount, 20);
 }
@@ -533,10 +525,7 @@ void TstSocketreader::hasUnaskedBytes()
 {
     QFETCH(QByteArray, bytes);
     QFETCH(bool, isTakenIn);
-    const Connection connection([bytes](FakeBus::Peer& peer) {
-        peer.send(bytes);
-        peer.waitForClose();
-    });
+    const Connection connection(sendsAndStays(bytes));
     if (!bytes.isEmpty()) {
         QVERIFY(connection.waitUntilSystemHoldsBytes());
     }
@@ -548,7 +537,6 @@ void TstSocketreader::hasUnaskedBytes()
     QCOMPARE(socketreader::hasUnaskedBytes(connection.socket()), !bytes.isEmpty());
     QCOMPARE(readyRead.count(), 0);
     QCOMPARE(error.count(), 0);
-    QVERIFY(!socketreader::hasUnaskedBytes(QPointer<QTcpSocket>()));
 }
 
 // Between the pieces nothing is there to take in, which Qt calls a time-out and reports as an error.
@@ -572,7 +560,7 @@ void TstSocketreader::readPayload_isQuiet()
 
 void TstSocketreader::readPayload_blockedSocket_staysBlocked()
 {
-    const Connection connection([](FakeBus::Peer& peer) { peer.close(); });
+    const Connection connection(sendsAndCloses());
     const QSignalSpy error(connection.socket(), SIGNAL(error(QAbstractSocket::SocketError)));
     const QSignalSpy disconnected(connection.socket(), SIGNAL(disconnected()));
     connection.socket()->blockSignals(true);
@@ -584,7 +572,7 @@ void TstSocketreader::readPayload_blockedSocket_staysBlocked()
 
 void TstSocketreader::readPayload_peerGone_emitsErrorThenDisconnectedOnce()
 {
-    const Connection connection([](FakeBus::Peer& peer) { peer.close(); });
+    const Connection connection(sendsAndCloses());
     const QPointer<QTcpSocket> socket = connection.socket();
     QStringList emitted;
     // By name, as the connections do: Qt emits this one whenever it emits its successor.
@@ -604,10 +592,7 @@ void TstSocketreader::readPayload_peerGone_emitsErrorThenDisconnectedOnce()
 
 void TstSocketreader::readPayload_socketGoesWithTheError_isShort()
 {
-    Connection connection([](FakeBus::Peer& peer) {
-        peer.send("half");
-        peer.close();
-    });
+    Connection connection(sendsAndCloses("half"));
     connect(connection.socket(), &QTcpSocket::errorOccurred, this, [&] { connection.destroySocket(); });
     QCOMPARE(socketreader::readPayload(connection.socket(), 5000), QByteArray("half"));
     QVERIFY(connection.socket().isNull());
@@ -618,7 +603,7 @@ void TstSocketreader::readPayload_socketGoesWithTheError_isShort()
 void TstSocketreader::readPayload_large_takesFewRounds()
 {
     const QByteArray bytes = patternedBytes(5000000);
-    const Connection connection([bytes](FakeBus::Peer& peer) { peer.send(bytes); });
+    const Connection connection(sends(bytes));
     QVERIFY(connection.waitUntilSystemHoldsBytes());
     QElapsedTimer timer;
     timer.start();
@@ -627,21 +612,25 @@ void TstSocketreader::readPayload_large_takesFewRounds()
     QVERIFY(timer.elapsed() < 10000); // one round for 64 KiB would be 0.8 s, one for 100 bytes 500 s
 }
 
-void TstSocketreader::readLine_whole()
+void TstSocketreader::readLine_takesOneLine_data()
 {
-    const Connection connection([](FakeBus::Peer& peer) { peer.send("[-REPLY-]\r\n12\r\nrest"); });
-    QVERIFY(connection.waitUntilSystemHoldsBytes());
-    QVERIFY(socketreader::awaitLine(connection.socket()));
-    QCOMPARE(socketreader::readLine(connection.socket()), QByteArray("[-REPLY-]\r\n"));
-    QCOMPARE(socketreader::readLine(connection.socket()), QByteArray("12\r\n"));
+    QTest::addColumn<QByteArray>("bytes");
+    QTest::addColumn<QByteArray>("first");
+    QTest::addColumn<QByteArray>("second");
+    QTest::newRow("header and size") << QByteArray("[-REPLY-]\r\n12\r\nrest") << QByteArray("[-REPLY-]\r\n")
+                                     << QByteArray("12\r\n");
+    QTest::newRow("longer than the limit")
+        << QByteArray("12345678901234567890\r\n") << QByteArray("123456789012345") << QByteArray("67890\r\n");
 }
 
-void TstSocketreader::readLine_longerThanTheLimit_isSplit()
+void TstSocketreader::readLine_takesOneLine()
 {
-    const Connection connection([](FakeBus::Peer& peer) { peer.send("12345678901234567890\r\n"); });
+    QFETCH(QByteArray, bytes);
+    const Connection connection(sends(bytes));
     QVERIFY(connection.waitUntilSystemHoldsBytes());
-    QCOMPARE(socketreader::readLine(connection.socket()), QByteArray("123456789012345"));
-    QCOMPARE(socketreader::readLine(connection.socket()), QByteArray("67890\r\n"));
+    QVERIFY(socketreader::awaitLine(connection.socket()));
+    QTEST(socketreader::readLine(connection.socket()), "first");
+    QTEST(socketreader::readLine(connection.socket()), "second");
 }
 
 // A loaded machine may let the second piece come too late, so one of several tries is enough; a reader that does not
@@ -668,10 +657,7 @@ void TstSocketreader::readLine_incomplete_getsMoreRounds()
 
 void TstSocketreader::readLine_thatNeverEnds_isTakenAsItIs()
 {
-    const Connection connection([](FakeBus::Peer& peer) {
-        peer.send("12");
-        peer.waitForClose();
-    });
+    const Connection connection(sendsAndStays("12"));
     QVERIFY(connection.waitUntilSystemHoldsBytes());
     const QSignalSpy error(connection.socket(), SIGNAL(error(QAbstractSocket::SocketError)));
     QElapsedTimer timer;
@@ -684,20 +670,20 @@ void TstSocketreader::readLine_thatNeverEnds_isTakenAsItIs()
 
 void TstSocketreader::readLine_peerGone_isTakenAsItIs()
 {
-    const Connection connection([](FakeBus::Peer& peer) {
-        peer.send("12");
-        peer.close();
-    });
+    const Connection connection(sendsAndCloses("12"));
     const QSignalSpy disconnected(connection.socket(), SIGNAL(disconnected()));
     QVERIFY(connection.waitUntilSystemHoldsBytes());
     QCOMPARE(socketreader::readLine(connection.socket()), QByteArray("12"));
     QTRY_COMPARE(disconnected.count(), 1);
 }
 
-void TstSocketreader::readLine_withoutSocket_isEmpty()
+void TstSocketreader::withoutSocket_nothingIsRead()
 {
-    QVERIFY(!socketreader::awaitLine(QPointer<QTcpSocket>()));
-    QCOMPARE(socketreader::readLine(QPointer<QTcpSocket>()), QByteArray());
+    const QPointer<QTcpSocket> none;
+    QCOMPARE(socketreader::readPayload(none, 1000), QByteArray());
+    QVERIFY(!socketreader::hasUnaskedBytes(none));
+    QVERIFY(!socketreader::awaitLine(none));
+    QCOMPARE(socketreader::readLine(none), QByteArray());
 }
 
 QTEST_GUILESS_MAIN(TstSocketreader)

@@ -17,9 +17,9 @@ namespace {
 
 /// qCompress puts the inflated length in front of the zlib stream, 4 bytes, big-endian.
 constexpr int LENGTH_PREFIX_SIZE = 4;
-/// Deflate cannot do better than 1032 : 1.
+/// Deflate compresses by 1032 : 1 at most.
 constexpr int MAX_INFLATE_RATIO = 1032;
-/// A block up to this size cannot inflate beyond the bound, so qUncompress may have it.
+/// A block up to this size cannot inflate beyond the bound, so it is given to qUncompress.
 constexpr int MAX_TRUSTED_BLOCK_SIZE = MAX_ENVELOPE_SIZE / MAX_INFLATE_RATIO;
 constexpr int MIN_INFLATE_BUFFER_SIZE = 1024 * 1024;
 
@@ -41,7 +41,7 @@ QVariantMap requestEnvelope(const QString& operation, const QVariantMap& data)
     return envelope;
 }
 
-/// How much room to offer the inflater at first: what the prefix claims, but within reason for what has arrived.
+/// The size of the first output buffer: what the prefix claims, but not much more than a block of this size can need.
 quint32 firstInflateSize(const QByteArray& block)
 {
     const qint64 claimed = qFromBigEndian<quint32>(block.constData());
@@ -49,8 +49,8 @@ quint32 firstInflateSize(const QByteArray& block)
     return static_cast<quint32>(std::min({claimed, reasonable, static_cast<qint64>(MAX_ENVELOPE_SIZE)}));
 }
 
-/// qUncompress allocates what the prefix claims, so a claim beyond reason is replaced; it grows the buffer by itself
-/// where the prefix is too small.
+/// qUncompress allocates what the prefix claims, so a claim that is far too large is replaced. It enlarges the buffer
+/// by itself if the prefix is too small.
 QByteArray inflateTrusted(const QByteArray& block)
 {
     if (block.size() <= LENGTH_PREFIX_SIZE) {
@@ -81,7 +81,7 @@ QByteArray inflateBounded(const QByteArray& block)
     while (result == Z_OK) {
         const int used = static_cast<int>(stream.total_out);
         if (used == output.size()) {
-            // At the bound no room is added: what ends there still ends, what goes on fails for want of room.
+            // The buffer does not grow beyond the bound. A text that ends exactly there succeeds; a longer one fails.
             output.resize(std::min(2 * used, MAX_ENVELOPE_SIZE));
         }
         stream.next_out = reinterpret_cast<Bytef*>(output.data()) + used;

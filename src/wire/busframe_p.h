@@ -9,9 +9,9 @@
 ///
 ///     [-REQUEST-] or [-REPLY-], CR LF, the payload's length in decimal digits, CR LF, the payload
 ///
-/// The payload is base64 of a qCompress block of the envelope as compact JSON. Nothing follows it: the next frame's
-/// header line comes directly after its last byte. Pure functions: no socket, no state, and no log line but the word
-/// that qUncompress has about a damaged block.
+/// The payload is base64 of a qCompress block of the envelope as compact JSON. Nothing follows the payload: the header
+/// line of the next frame comes directly after its last byte. The functions use no socket and keep no state. The only
+/// log line is the warning of qUncompress about a damaged block.
 namespace tarvex::busframe {
 
 /// The header lines, without their line ends.
@@ -21,23 +21,23 @@ const char* const REPLY_HEADER = "[-REPLY-]";
 /// Keys of the envelopes, in requests and in replies.
 const QLatin1String KEY_OPERATION("operation");
 const QLatin1String KEY_DATA("data");
-/// Keys of replies alone; the last two stand inside the result.
+/// Keys that only replies have. The last two stand inside the result.
 const QLatin1String KEY_RESULT("result");
 const QLatin1String KEY_CODE("code");
 const QLatin1String KEY_DESCRIPTION("description");
 
-/// Argument of readLine() for header and size lines: at most 15 bytes are taken, the line end included.
+/// Argument of QIODevice::readLine() for header and size lines: it takes at most 15 bytes, the line end included.
 constexpr qint64 LINE_READ_LIMIT = 16;
 
 // The wire is not trusted. These bounds lie far above anything that a device sends.
 
-/// A size line above this is not waited for, in bytes.
+/// A reader does not wait for a payload whose size line says more than this, in bytes.
 constexpr qint32 MAX_PAYLOAD_SIZE = 48 * 1024 * 1024;
-/// An envelope whose JSON text is longer than this counts as undecodable, in bytes.
+/// An envelope whose JSON text is longer than this is undecodable, in bytes.
 constexpr int MAX_ENVELOPE_SIZE = 32 * 1024 * 1024;
-/// A payload of which no byte has come for this long is given up, in ms.
+/// A reader gives a payload up when no byte has come for this long, in ms.
 constexpr int PAYLOAD_SILENCE_TIMEOUT_MS = 30000;
-/// A payload that is not complete after this long is given up, however it trickles, in ms.
+/// A reader gives a payload up when it is not complete after this long, even if bytes still come, in ms.
 constexpr int PAYLOAD_TIMEOUT_MS = 60000;
 
 /// Encodes an envelope as a payload.
@@ -49,23 +49,23 @@ QByteArray encodeRequest(const QString& operation, const QVariantMap& data);
 /// A whole reply frame; \a code 0 means success.
 QByteArray encodeReply(const QString& operation, quint16 code, const QString& description, const QVariantMap& data);
 
-/// What a payload holds, or why there is nothing to be had from it.
+/// What a payload holds, or why it could not be decoded.
 struct Decoded
 {
     bool isValid = false;
     QVariantMap envelope; ///< Empty when the payload's JSON is not an object.
-    QString errorText;    ///< The JSON parser's words, when not valid.
-    QByteArray json;      ///< The inflated text, for a dump; empty when it could not be inflated.
+    QString errorText;    ///< The message of the JSON parser, if not valid.
+    QByteArray json;      ///< The inflated text, for a dump. Empty if it could not be inflated.
 };
 
-/// Decodes a payload. Needs no more memory than a small multiple of what \a payload can honestly hold, whatever its
-/// length prefix claims; what inflates beyond MAX_ENVELOPE_SIZE is refused.
+/// Decodes a payload. The memory that it takes depends on the size of \a payload, not on what the length prefix claims.
+/// A payload that inflates beyond MAX_ENVELOPE_SIZE is refused.
 Decoded decodePayload(const QByteArray& payload);
 
-/// A header or size line as it is compared and parsed: Latin-1, without white space around it.
+/// The text of a header or size line, as it is compared and parsed: Latin-1, without white space around it.
 QString lineText(const QByteArray& line);
 
-/// The code of a reply envelope's "result": an unsigned number of which the low 16 bits count, 0 when missing.
+/// The code in the "result" of a reply: the low 16 bits of an unsigned number, 0 if there is none.
 quint16 resultCode(const QVariantMap& result);
 
 } // namespace tarvex::busframe

@@ -17,8 +17,8 @@ constexpr unsigned long CLOSE_PAUSE_MS = 100;
 bool connectToServer(QTcpSocket& socket, quint16 port)
 {
     if (socket.state() == QAbstractSocket::ClosingState) {
-        // A server that hung has not taken our last bytes, and Qt waits for it to do so. There will be no connection as
-        // long as that wait goes on; the signals are still blocked, so nobody hears of it.
+        // The server hung and has not taken our last bytes. Qt waits until it does, and cannot connect again meanwhile.
+        // The signals are still blocked, so nobody notices the abort.
         socket.abort();
     }
     socket.blockSignals(false);

@@ -12,37 +12,38 @@ namespace tarvex::bussocket {
 
 constexpr int CONNECT_TIMEOUT_MS = 30000;
 constexpr int WRITE_TIMEOUT_MS = 30000;
-/// So many bytes Qt buffers of what the server sends; TCP makes the server wait with the rest.
+/// Qt buffers at most this many bytes that the server has sent. TCP makes the server wait with the rest.
 constexpr qint64 READ_BUFFER_SIZE = 256LL * 1024;
-/// A connection that is lost so soon after it was opened is not made anew at once, in ms: a server that accepts and
-/// drops, or a second process of the same name, would keep both sides busy with nothing else.
+/// A connection that is lost within this time after it was opened is not opened again at once, in ms. Otherwise a
+/// server that accepts and drops, or a second process with the same name, would keep both sides busy with nothing else.
 constexpr int EARLY_LOSS_MS = 1000;
 
-/// Connects to \a port on 127.0.0.1, unless connected already, and lets the socket's signals through again.
+/// Connects to \a port on 127.0.0.1, unless the socket is connected already, and unblocks the socket's signals.
 /// Blocks for up to CONNECT_TIMEOUT_MS.
 bool connectToServer(QTcpSocket& socket, quint16 port);
 
-/// Closes the connection without a word: the socket's signals stay blocked until connectToServer(). Blocks for 100 ms.
+/// Closes the connection. The socket emits nothing: its signals stay blocked until connectToServer(). Blocks for 100
+/// ms.
 void disconnectFromServer(QTcpSocket& socket);
 
-/// True when there is a connection, or one is being made or ended.
+/// True if there is a connection, or one is being opened or closed.
 bool isUsable(const QPointer<QTcpSocket>& socket);
 
-/// True when the server has gone and Qt cannot know yet: it has not taken in all that the server sent before, because
-/// its buffer is bounded. A write would fail then, and Qt would throw away what it has.
+/// True if the server has closed the connection and Qt does not know it yet, because Qt's buffer is bounded and some of
+/// what the server sent before is still in the system. A write would fail then, and Qt would throw away what it has.
 bool hasPeerGoneUnnoticed(const QTcpSocket& socket);
 
 /// How old a connection was when it was lost.
 class ConnectionAge
 {
 public:
-    /// A connection is being made.
+    /// To be called when the connection is about to be opened.
     void noteOpening() { m_sinceOpen.invalidate(); }
 
-    /// It has been made.
+    /// To be called when it is open.
     void noteOpened() { m_sinceOpen.start(); }
 
-    /// It was lost, also before it had been made.
+    /// To be called when it was lost, or could not be opened.
     void noteLoss()
     {
         m_isEarlyLoss = !m_sinceOpen.isValid() || !m_sinceOpen.hasExpired(EARLY_LOSS_MS);
@@ -51,14 +52,14 @@ public:
         }
     }
 
-    /// Whether the last early loss is so recent that no connection is to be made.
+    /// Whether the last early loss is so recent that no connection is to be opened yet.
     bool isCoolingDown() const { return m_sinceEarlyLoss.isValid() && !m_sinceEarlyLoss.hasExpired(COOLING_DOWN_MS); }
 
-    /// \return whether it was lost within EARLY_LOSS_MS, the first time after that.
+    /// \return whether the connection was lost within EARLY_LOSS_MS. The next call returns false.
     bool takeEarlyLoss() { return std::exchange(m_isEarlyLoss, false); }
 
 private:
-    /// A little less than the workers' interval: their timers may be early.
+    /// A little less than the interval of the workers, because their timers may fire early.
     static constexpr int COOLING_DOWN_MS = 4500;
 
     QElapsedTimer m_sinceOpen;

@@ -8,9 +8,9 @@ namespace tarvex {
 
 namespace {
 
-/// The clients read a line with this limit, so a longer one is understood by nobody.
+/// The clients read a line with this limit, so nobody understands a longer one.
 constexpr int MAX_LINE_SIZE = busframe::LINE_READ_LIMIT - 1;
-/// Base64 comes in groups of four characters, always.
+/// Base64 always has groups of four characters.
 constexpr int BASE64_GROUP_SIZE = 4;
 
 bool isPossibleSize(int size)

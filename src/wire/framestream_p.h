@@ -6,32 +6,32 @@
 
 namespace tarvex {
 
-/// One frame as it came, its payload still encoded.
+/// One frame. Its payload is still encoded.
 struct Frame
 {
     bool isReply = false; ///< Otherwise a request.
     QByteArray payload;
 };
 
-/// Bytes in, frames out: takes what a connection delivers in pieces of any size and hands out the frames in it.
+/// Finds the frames in what a connection delivers in pieces of any size.
 ///
-/// Holds no more than what has been appended and not handed out yet; it never makes room for what a size line claims.
+/// It holds the bytes that were appended and not handed out yet. It never allocates what a size line claims.
 class FrameStream
 {
 public:
     enum Result {
         Incomplete,    ///< More bytes are needed.
-        Complete,      ///< A frame was handed out; there may be more.
+        Complete,      ///< A frame was handed out. There may be more.
         UnknownHeader, ///< A line that begins no frame. The place in the stream is lost for good.
         WrongSize,     ///< A size line that is no possible size. The place in the stream is lost for good.
     };
 
     void append(const QByteArray& bytes);
 
-    /// Hands out the next frame. After UnknownHeader and WrongSize it goes on giving the same answer.
+    /// Hands out the next frame. After UnknownHeader and WrongSize every further call returns the same.
     Result next(Frame& frame);
 
-    /// The line that was not understood, for a log line.
+    /// The line that was not understood, to be shown in a log line.
     QString lostLine() const { return m_lostLine; }
 
 private:

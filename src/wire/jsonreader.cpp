@@ -22,7 +22,7 @@ namespace tarvex::jsonreader {
 
 namespace {
 
-/// Qt's parser refuses what is nested deeper.
+/// Qt's parser refuses a text that is nested deeper.
 constexpr int MAX_DEPTH = 1024;
 /// The number in front of a key, in hexadecimal digits.
 constexpr int NUMBER_SIZE = 8;
@@ -34,7 +34,7 @@ bool isSpace(char c)
     return c == ' ' || c == '\t' || c == '\n' || c == '\r';
 }
 
-/// The bytes of a block for which (byte | \a ignored) is \a wanted, as one bit each. The first byte is the lowest bit.
+/// One bit for each byte of a block: 1 if (byte | \a ignored) is \a wanted. The first byte is the lowest bit.
 quint64 matches(const char* block, char wanted, char ignored = 0)
 {
     quint64 bits = 0;
@@ -55,7 +55,7 @@ quint64 matches(const char* block, char wanted, char ignored = 0)
     for (int i = 0; i < BLOCK_SIZE; i += STEP) {
         const quint64 bytes = qFromLittleEndian<quint64>(block + i) | static_cast<quint64>(ignored) * EACH_BYTE;
         const quint64 different = bytes ^ (static_cast<quint64>(wanted) * EACH_BYTE);
-        // The highest bit of each byte that is zero, then these eight bits side by side.
+        // Set the highest bit of each byte that is zero, then bring these eight bits together.
         const quint64 equal = ~(((different & LOW_BITS) + LOW_BITS) | different | LOW_BITS);
         bits |= ((equal >> 7) * 0x0102040810204080) >> 56 << i;
     }
@@ -63,7 +63,7 @@ quint64 matches(const char* block, char wanted, char ignored = 0)
     return bits;
 }
 
-/// Each bit becomes the parity of itself and all lower ones.
+/// Each bit becomes the parity of itself and of all lower bits.
 quint64 parityUpTo(quint64 bits)
 {
     for (int distance = 1; distance < BLOCK_SIZE; distance *= 2) {
@@ -72,11 +72,11 @@ quint64 parityUpTo(quint64 bits)
     return bits;
 }
 
-/// One pass over a text before Qt's parser gets it. Finds out, at the price of a hundredth of the parsing, whether the
-/// text has too many values, and whether Qt might lose memory over it.
+/// One pass over a text before Qt's parser gets it. It finds out whether the text has too many values, and whether Qt
+/// might leak memory when it parses it. It costs a hundredth of the parsing.
 ///
-/// What is found holds for the text as far as Qt reads it, that is up to the first mistake. What comes after a mistake
-/// is read as it may be, because Qt refuses the text there and nothing is lost any more.
+/// The result is correct for the text up to its first mistake, where Qt stops reading. After a mistake the result may
+/// be wrong, which does no harm because Qt refuses the text there and leaks nothing more.
 class Survey
 {
 public:
@@ -88,8 +88,8 @@ public:
 
     bool hasTooManyValues() const { return m_isCounting && m_values > MAX_VALUES; }
 
-    /// \return false when no object or array has a key that comes again later in the same object. True means that this
-    /// is the case, or that it takes a closer look to tell.
+    /// \return false if no value that is an object or an array has a key that comes again later in the same object.
+    /// True means that there is one, or that only a closer look can tell.
     bool mayRepeatKeys();
 
 private:
@@ -99,14 +99,14 @@ private:
         WatchedObject
     };
 
-    /// A container that is open.
+    /// An object or array that has begun and not ended.
     struct Level
     {
         int begin;
         Kind kind;
     };
 
-    /// A key in an object that is watched.
+    /// A key in an object whose keys are recorded.
     struct Key
     {
         int object;
@@ -140,8 +140,8 @@ private:
     const bool m_isCounting;
     int m_values = 1;
     bool m_isDoubtful = false;
-    quint64 m_isInString = 0; ///< All bits, or none.
-    quint64 m_isEscaped = 0;  ///< Whether the next block's first byte follows a backslash that counts.
+    quint64 m_isInString = 0; ///< All bits are set, or none.
+    quint64 m_isEscaped = 0;  ///< 1 if the first byte of the next block follows a backslash that escapes it.
     int m_depth = 0;
     std::array<Level, MAX_DEPTH> m_levels; // not initialised, because most texts need few
     QVarLengthArray<Key, 32> m_keys;
@@ -149,7 +149,7 @@ private:
 
 bool Survey::mayRepeatKeys()
 {
-    // Sorting takes no longer for keys that are chosen to collide.
+    // Sorted and not hashed, because a peer could choose keys whose hashes collide.
     std::sort(m_keys.begin(), m_keys.end());
     return m_isDoubtful || std::adjacent_find(m_keys.cbegin(), m_keys.cend()) != m_keys.cend();
 }
@@ -169,11 +169,11 @@ void Survey::read()
     }
 }
 
-/// \return false when nothing that follows matters any more.
+/// \return false if the rest of the text cannot change the result.
 bool Survey::readBlock(const char* block, int begin)
 {
     const quint64 outside = ~stringBits(block);
-    // The four brackets, and a few letters that stand outside a string by mistake only.
+    // The four brackets. A few letters match as well, but they stand outside a string only by mistake.
     const quint64 brackets = matches(block, 0x7f, 0x26) & outside;
     if (m_isCounting) {
         m_values += static_cast<int>(qPopulationCount(matches(block, ',') & outside));
@@ -217,7 +217,7 @@ bool Survey::readByte(int at)
     }
 }
 
-/// The bytes of a block that stand in strings, the opening quotes included.
+/// The bytes of a block that are inside strings, the opening quotes included.
 quint64 Survey::stringBits(const char* block)
 {
     quint64 quotes = matches(block, '"');
@@ -230,7 +230,7 @@ quint64 Survey::stringBits(const char* block)
     return bits;
 }
 
-/// The bytes of a block that follow a backslash which is not itself escaped.
+/// The bytes of a block that follow a backslash that is not escaped itself.
 quint64 Survey::escapedBits(quint64 backslashes)
 {
     quint64 escaped = m_isEscaped;
@@ -257,7 +257,7 @@ bool Survey::open(int at)
         m_values += next != m_text + m_size && *next != '}' && *next != ']' ? 1 : 0;
     }
     if (m_depth > 0 && top().kind == Kind::Object) {
-        // Only an object or array leaks, so the keys of an object matter from the first such member on.
+        // Only objects and arrays leak, so the keys of an object matter from its first such member on.
         top().kind = Kind::WatchedObject;
         int colon = at - 1;
         while (colon >= 0 && isSpace(m_text[colon])) {
@@ -287,12 +287,12 @@ bool Survey::rememberKey(int colon)
     if (end <= 0 || m_text[end] != '"') {
         return false;
     }
-    // Of a key with escaped quotes this is what follows the last of them, which is enough: what is the same in two keys
-    // that differ costs a closer look only.
+    // If a key has escaped quotes, this is only what follows the last of them. That is enough: if two different keys
+    // have the same end, a closer look is made, which finds no repeat.
     int begin = end;
     while (begin > 0 && m_text[begin - 1] != '"') {
         --begin;
-        // Such a key can be the same as one that is written differently.
+        // A key with escapes can be equal to a key that is written differently.
         m_isDoubtful = m_isDoubtful || m_text[begin] == '\\' || m_text[begin] == '\0';
     }
     if (m_isDoubtful) {
@@ -303,7 +303,7 @@ bool Survey::rememberKey(int colon)
     return true;
 }
 
-/// Where the string ends that begins with the quote at \a quote: its closing quote, or the text's end.
+/// Finds the end of the string that begins with the quote at \a quote: its closing quote, or the end of the text.
 int stringEnd(const QByteArray& text, int quote)
 {
     int end = quote;
@@ -322,22 +322,22 @@ int stringEnd(const QByteArray& text, int quote)
     return end;
 }
 
-/// Whether the string that ends at \a end is a key: nothing else may have a colon after it.
+/// Whether the string that ends at \a end is a key: only a key may have a colon after it.
 bool isKey(const QByteArray& text, int end)
 {
     const auto next = std::find_if_not(std::min(text.cbegin() + end + 1, text.cend()), text.cend(), isSpace);
     return next != text.cend() && *next == ':';
 }
 
-/// \a text with a number in front of each key. No key repeats in it, and all else that Qt's parser looks at is as it
-/// was, so that the parser accepts or refuses it as it would \a text.
+/// Returns \a text with a number in front of each key. No key repeats in it. Everything else that Qt's parser looks at
+/// is unchanged, so the parser accepts it if it accepts \a text, and refuses it if it refuses \a text.
 QByteArray withNumberedKeys(const QByteArray& text)
 {
     QByteArray numbered;
     numbered.reserve(text.size() + text.size() / 2);
     int copied = 0;
     int count = 0;
-    // More keys than that would be behind a mistake: a valid text has no more keys than values.
+    // A valid text has no more keys than values, so any further key comes after a mistake.
     for (int quote = text.indexOf('"'); quote >= 0 && count <= MAX_VALUES;) {
         const int end = stringEnd(text, quote);
         if (isKey(text, end)) {
@@ -354,20 +354,20 @@ QByteArray withNumberedKeys(const QByteArray& text)
 /// A member of one of the objects in a text.
 struct Member
 {
-    int object;             ///< Which object, in the order in which they begin.
-    int keyBegin;           ///< The key's opening quote.
+    int object;             ///< The number of the object. Objects are counted in the order in which they begin.
+    int keyBegin;           ///< The opening quote of the key.
     int keyEnd;             ///< Its closing quote.
-    int containerBegin = 0; ///< Where the value is an object or an array, its first byte.
-    int containerEnd = 0;   ///< The byte after its last; 0 where the value is neither.
+    int containerBegin = 0; ///< The first byte of the value, if it is an object or an array.
+    int containerEnd = 0;   ///< The byte after its last byte; 0 if the value is neither.
 };
 
-/// All members of a text that is valid, in the text's order.
+/// All members of a valid text, in the order of the text.
 std::vector<Member> membersOf(const QByteArray& text)
 {
     struct Container
     {
-        int object;      // no member's in an array
-        int member = -1; // the latest of an object
+        int object;      // not used in an array
+        int member = -1; // the latest member of an object
     };
 
     std::vector<Member> members;
@@ -402,9 +402,9 @@ std::vector<Member> membersOf(const QByteArray& text)
     return members;
 }
 
-/// For each of the \a members whether it counts, or a later one with the same key does. Qt tells: which keys are the
-/// same to it is not plain where they have NUL bytes or escaped surrogates. It gets all objects side by side, with a
-/// member's number as its value, because numbers do not leak.
+/// Tells for each of the \a members whether it counts, or a later one with the same key does. Qt's parser decides this,
+/// because it is not obvious which keys are equal for Qt if they have NUL bytes or escaped surrogates. Qt gets all
+/// objects side by side, and each member has its number as the value, because numbers do not leak.
 std::vector<bool> whichCount(const QByteArray& text, const std::vector<Member>& members)
 {
     std::vector<int> order(members.size());
@@ -439,7 +439,7 @@ std::vector<bool> whichCount(const QByteArray& text, const std::vector<Member>& 
     return counts;
 }
 
-/// \a text, which is valid, with a 0 for each object and array whose key comes again.
+/// Returns \a text, which is valid, with 0 in place of each object and array whose key comes again.
 QByteArray withoutLosses(const QByteArray& text)
 {
     const std::vector<Member> members = membersOf(text);
@@ -449,7 +449,7 @@ QByteArray withoutLosses(const QByteArray& text)
     int copied = 0;
     for (std::size_t i = 0; i < members.size(); ++i) {
         const Member& member = members[i];
-        // Not what stands inside of one that is already left out.
+        // A member inside a value that is left out already needs no replacement.
         if (!counts[i] && member.containerEnd > 0 && member.containerBegin >= copied) {
             reduced.append(text.constData() + copied, member.containerBegin - copied).append('0');
             copied = member.containerEnd;
@@ -458,8 +458,8 @@ QByteArray withoutLosses(const QByteArray& text)
     return reduced.append(text.constData() + copied, text.size() - copied);
 }
 
-/// Parses a text in which keys may repeat. The first step accepts or refuses it as a whole, so that no mistake is left
-/// out together with a value.
+/// Parses a text in which keys may repeat. The first step accepts or refuses the whole text, because a mistake could be
+/// inside a value that a later step leaves out.
 QJsonDocument parseRepeated(const QByteArray& text, QJsonParseError& error)
 {
     QJsonDocument::fromJson(withNumberedKeys(text), &error);

@@ -13,16 +13,16 @@ namespace tarvex::socketreader {
 namespace {
 
 constexpr unsigned long ROUND_PAUSE_MS = 10;
-/// One round for so many bytes, and one round more.
+/// A payload gets one round for each of so many bytes, and one round more.
 constexpr qint32 BYTES_PER_ROUND = 100;
-/// What a line and a small payload get. A peer that writes a frame in several calls is held up 40 ms by our own
-/// system, which delays its acknowledgement, and more on a loaded machine.
+/// A line and a small payload get this many. Our own system delays its TCP acknowledgements, which holds up a peer that
+/// writes a frame in several calls for 40 ms, and for longer on a loaded machine.
 constexpr qint32 MIN_ROUNDS = 20;
 
-/// Keeps the socket quiet while bytes are taken in, and makes up for the signals of a lost connection.
+/// Blocks the socket's signals while bytes are taken in, and emits those of a lost connection afterwards.
 ///
-/// Taking bytes in goes through waitForReadyRead(0), which reports "nothing there" as a time-out error and new bytes as
-/// readyRead(): the one would be logged, the other would read the same payload a second time, nested.
+/// Bytes are taken in by waitForReadyRead(0). It emits a time-out error if there are none, which would be logged, and
+/// readyRead() if there are some, whose slot would read the same payload a second time, nested.
 class QuietSocket
 {
 public:
@@ -55,7 +55,7 @@ public:
     bool isConnected() const { return m_socket && m_socket->state() == QAbstractSocket::ConnectedState; }
 
 private:
-    /// In Qt's order. The error is the loss, never a time-out: once connected no more, nothing is taken in any more.
+    /// In Qt's order. The error is never a time-out, because nothing is taken in after the connection was lost.
     void reportLoss()
     {
         Q_EMIT m_socket->errorOccurred(m_socket->error());
@@ -74,7 +74,7 @@ bool hasLine(const QTcpSocket& socket)
     return socket.canReadLine() || socket.bytesAvailable() >= busframe::LINE_READ_LIMIT - 1;
 }
 
-/// A payload that is being taken in.
+/// Takes in one payload.
 class PayloadReader
 {
 public:
@@ -87,7 +87,7 @@ public:
 
     bool isComplete() const { return m_payload.size() >= m_size; }
 
-    /// Takes what is there. \return whether anything was.
+    /// Takes in what there is. \return whether there was anything.
     bool look()
     {
         const int before = m_payload.size();
@@ -95,7 +95,7 @@ public:
         while (!isComplete() && m_socket) {
             const qint64 missing = m_size - m_payload.size();
             m_quiet.takeInUpTo(missing);
-            // read() allocates what it is asked for, so it is asked for no more than has come.
+            // read() allocates as much as it is asked for, so ask for no more than has come.
             const QByteArray piece = m_socket->read(std::min(missing, m_socket->bytesAvailable()));
             if (piece.isEmpty()) {
                 break;
@@ -109,11 +109,11 @@ public:
         return true;
     }
 
-    /// Whether it is worth while to wait for more after \a round.
+    /// Whether to wait for more after \a round.
     bool isPatient(qint32 round, bool hasBrought) const
     {
-        // The first rounds are there for everybody: a worker that is being stopped still saves its state. After them
-        // nobody waits for a payload that trickles.
+        // The first rounds are always made, because a worker that is being stopped still saves its state. After them,
+        // a worker that is to end does not wait for a payload that comes slowly.
         if (round >= MIN_ROUNDS && (QThread::currentThread()->isInterruptionRequested() || m_giveUp())) {
             return false;
         }
@@ -170,7 +170,7 @@ QByteArray readPayload(const QPointer<QTcpSocket>& socket, qint32 size, const Gi
         }
         QThread::msleep(ROUND_PAUSE_MS);
     }
-    // What came during the last pause is part of it.
+    // What came during the last pause belongs to the payload.
     reader.look();
     return reader.payload();
 }
@@ -178,7 +178,7 @@ QByteArray readPayload(const QPointer<QTcpSocket>& socket, qint32 size, const Gi
 bool hasUnaskedBytes(const QPointer<QTcpSocket>& socket)
 {
     int waiting = 0;
-    // The system is asked first, because Qt makes an error of nothing being there.
+    // Ask the system first, because Qt emits an error if there is nothing.
     if (socket && socket->bytesAvailable() == 0
         && ::ioctl(static_cast<int>(socket->socketDescriptor()), FIONREAD, &waiting) == 0 && waiting > 0) {
         QuietSocket(socket).takeIn();

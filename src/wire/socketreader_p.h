@@ -9,38 +9,41 @@
 
 /// Reading from a bus connection without its event loop, for both connections.
 ///
-/// QTcpSocket is buffered: read() and canReadLine() see only what Qt has taken from the system already, and between two
-/// turns of the event loop it takes nothing. So each step here first takes in what the system holds by then. That waits
-/// for nothing, logs nothing, and emits none of the socket's signals but those of a lost connection, error() and then
-/// disconnected(), which are emitted when the step is over.
+/// QTcpSocket is buffered: read() and canReadLine() see only what Qt has taken from the system already, and Qt takes
+/// nothing between two turns of the event loop. So each step here first takes in what the system holds at that time.
+/// This does not wait and logs nothing. Of the socket's signals it emits only those of a lost connection, error() and
+/// then disconnected(), and it emits them when the step is over.
 namespace tarvex::socketreader {
 
-/// Says whether whoever reads has become indifferent to what is still missing.
+/// Returns true when the caller no longer needs what is still missing.
 using GiveUp = std::function<bool()>;
 
 /// Reads one header or size line: at most 15 bytes, the line end included.
 ///
-/// A line that has not come whole gets 20 rounds of 10 ms before it is taken as it is. Call it from the socket's own
-/// thread; \a socket may be null afterwards.
+/// Waits up to 20 rounds of 10 ms for the rest of an incomplete line, then takes what there is. To be called in the
+/// socket's own thread. \a socket may be null afterwards.
 QByteArray readLine(const QPointer<QTcpSocket>& socket);
 
-/// Gives a line that has not come whole 20 rounds of 10 ms, fewer when the peer has gone. \return whether a whole line
-/// can be read now.
+/// Waits up to 20 rounds of 10 ms for the rest of an incomplete line, less if the peer has closed the connection.
+/// \return whether a whole line can be read now.
 bool awaitLine(const QPointer<QTcpSocket>& socket);
 
-/// Takes a payload of \a size bytes in, in at most size / 100 + 1 rounds of 10 ms each, in 20 if that is more, and one
-/// look after the last.
+/// Takes in a payload of \a size bytes. It looks size / 100 + 1 times, at least 20 times, with 10 ms between two looks,
+/// and once more at the end.
 ///
-/// Blocks for these rounds at most. Blocks for less when the payload is complete, when the peer has gone and nothing is
-/// left to take in, when nothing has come for busframe::PAYLOAD_SILENCE_TIMEOUT_MS, or when
-/// busframe::PAYLOAD_TIMEOUT_MS are over. A round that has brought nothing is the last one if \a giveUp says so. After
-/// the first 20 any round is the last one if \a giveUp says so or the thread's interruption is requested. A size above
-/// busframe::MAX_PAYLOAD_SIZE is not waited for. Memory grows with what arrives only. \return what has come, at most \a
-/// size bytes.
+/// Blocks for this long at most. It returns earlier when
+/// - the payload is complete,
+/// - the peer has closed the connection and nothing is left to take in,
+/// - nothing has come for busframe::PAYLOAD_SILENCE_TIMEOUT_MS, or busframe::PAYLOAD_TIMEOUT_MS are over,
+/// - a look has found nothing and \a giveUp returns true,
+/// - it has looked 20 times, and \a giveUp returns true or the thread's interruption is requested,
+/// - \a size is above busframe::MAX_PAYLOAD_SIZE.
+///
+/// It allocates only what has arrived. \return what has come, at most \a size bytes.
 QByteArray readPayload(
     const QPointer<QTcpSocket>& socket, qint32 size, const GiveUp& giveUp = [] { return false; });
 
-/// Takes in what the system holds, without waiting. \return whether there is anything to be read.
+/// Takes in what the system holds, without waiting. \return whether there are bytes to be read.
 bool hasUnaskedBytes(const QPointer<QTcpSocket>& socket);
 
 } // namespace tarvex::socketreader

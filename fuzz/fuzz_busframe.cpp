@@ -1,4 +1,4 @@
-// Fuzz target for the frame codec: whatever a peer sends must neither crash it nor make it take more than its bounds.
+// Fuzz target for the frame codec: nothing that a peer sends may crash it, or make it take more memory than its bounds.
 
 #include "wire/busframe_p.h"
 
@@ -16,7 +16,7 @@ namespace {
 
 namespace busframe = tarvex::busframe;
 
-/// Inputs are short; what they inflate to must not make the run slow.
+/// Inputs are short, but they may inflate to much. Larger texts are not encoded again, so that the run stays fast.
 constexpr int MAX_ROUND_TRIP_SIZE = 64 * 1024;
 
 void require(bool holds)
@@ -26,7 +26,7 @@ void require(bool holds)
     }
 }
 
-/// qUncompress warns about every broken block, which is nearly every input.
+/// qUncompress warns about every damaged block, and nearly every input is one.
 void silence()
 {
     static const QtMessageHandler previous =
@@ -34,8 +34,9 @@ void silence()
     Q_UNUSED(previous)
 }
 
-/// What decodes must encode, and from then on come back unchanged. The first time it need not: QJsonDocument reads an
-/// integer above 2^53 exactly and writes it rounded to a double.
+/// An envelope that was decoded must encode, and must come back unchanged when it is decoded and encoded again. The
+/// first time it may change, because QJsonDocument reads an integer above 2^53 exactly and writes it rounded to a
+/// double.
 void checkRoundTrip(const QVariantMap& envelope)
 {
     const QByteArray payload = busframe::encodePayload(envelope);
@@ -57,8 +58,8 @@ void check(const QByteArray& payload)
     busframe::resultCode(decoded.envelope.value(QStringLiteral("result")).toMap());
 }
 
-/// \a text as qCompress would make it, but stored: a fuzzer spends its time better than with deflate's tables. The
-/// length prefix says \a claimed.
+/// A block like those of qCompress, but stored and not compressed, because the fuzzer should not spend its time with
+/// deflate's tables. The length prefix says \a claimed.
 QByteArray block(const QByteArray& text, quint32 claimed)
 {
     const auto size = static_cast<quint16>(std::min(text.size(), 0xffff));
@@ -90,7 +91,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
     check(bytes);                                                       // as a payload
     check(bytes.toBase64());                                            // as a block: length prefix and stream
     check(block(bytes, static_cast<quint32>(bytes.size())).toBase64()); // as JSON text
-    // The same with a length prefix that the input chooses, so that lies get as far as the inflater.
+    // The same with a length prefix that the input chooses, so that a wrong prefix reaches the inflater.
     if (bytes.size() > 4) {
         check(block(bytes.mid(4), qFromBigEndian<quint32>(bytes.constData())).toBase64());
     }

@@ -1,5 +1,5 @@
-// Fuzz target for the stream of frames: however a peer's bytes are cut into pieces, the same frames come out, nothing
-// is made up, and a stream that is lost stays lost.
+// Fuzz target for the stream of frames. The same frames must come out however the bytes are cut into pieces, each
+// payload must be found in the bytes, and a stream that has lost its place must stay lost.
 
 #include "wire/busframe_p.h"
 #include "wire/framestream_p.h"
@@ -73,7 +73,7 @@ void requireSame(const Outcome& one, const Outcome& other)
     }
 }
 
-/// The payloads stand in the bytes, one behind the other.
+/// The bytes must hold the payloads, one after the other.
 void requireFound(const QByteArray& bytes, const Outcome& outcome)
 {
     int place = 0;

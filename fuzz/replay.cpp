@@ -1,4 +1,4 @@
-// Stands in for the fuzzing engine where there is none: runs every file of the folders named on the command line.
+// Replaces the fuzzing engine where there is none: runs every file of the folders named on the command line.
 
 #include <QByteArray>
 #include <QDir>
@@ -19,7 +19,7 @@ bool replay(const QString& path)
         return false;
     }
     const QByteArray bytes = file.readAll();
-    // The last name printed is that of the input that failed.
+    // If an input fails, its name is the last one that was printed.
     std::printf("%s\n", qPrintable(path));
     std::fflush(stdout);
     LLVMFuzzerTestOneInput(reinterpret_cast<const uint8_t*>(bytes.constData()), static_cast<size_t>(bytes.size()));

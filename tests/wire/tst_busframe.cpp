@@ -32,7 +32,7 @@ QByteArray block(quint32 prefix, const QByteArray& zlibStream)
     return bytes + zlibStream;
 }
 
-/// A zlib stream of \a size bytes of \a fill, made piece by piece so that it never exists inflated.
+/// A zlib stream of \a size bytes of \a fill. It is made piece by piece, so that the inflated text is never in memory.
 QByteArray zlibRun(qint64 size, char fill)
 {
     z_stream stream{};
@@ -61,8 +61,9 @@ QByteArray zlibStream(const QByteArray& text)
     return qCompress(text).mid(4);
 }
 
-/// Makes an allocation of much more than is in use fail; a claim that is allocated but never touched would not show
-/// otherwise. The sanitizers reserve address space of their own and do without.
+/// Makes an allocation fail that is much larger than what is in use. Without the limit, memory that is allocated and
+/// never touched would not be noticed. The sanitizers reserve address space of their own, so there is no limit with
+/// them.
 class AddressSpaceLimit
 {
 public:
@@ -98,7 +99,7 @@ long peakMemoryKiB()
     return usage.ru_maxrss;
 }
 
-/// Incompressible text that is valid inside a JSON string.
+/// Text that cannot be compressed, and that is valid inside a JSON string.
 QString noise(int length)
 {
     QString text;
@@ -129,7 +130,7 @@ QByteArray payloadOf(const QByteArray& frame)
     return frame.mid(frame.indexOf("\r\n", frame.indexOf("\r\n") + 2) + 2);
 }
 
-/// Where the system does not let a process forget its former peak, that of the earlier tests is part of the figure.
+/// If the system does not let a process reset its peak, the figure includes the peak of the tests before.
 qint64 peakLimitKiB(const memoryuse::Peak& peak)
 {
     return (peak.isKnown() ? 150 : 400) * 1024LL;
@@ -177,7 +178,7 @@ void TstBusframe::encodeRequest_hasTheThreeParts()
     const QByteArray unpacked = QByteArray::fromBase64(payload);
     QCOMPARE(qFromBigEndian<quint32>(unpacked.constData()), quint32(json.size()));
     QCOMPARE(qUncompress(unpacked), json);
-    // The head of a zlib stream tells the level: this one is the default's.
+    // The first bytes of a zlib stream tell the level. These are those of the default level.
     QCOMPARE(unpacked.mid(4, 2), QByteArray("\x78\x9c"));
     QCOMPARE(unpacked.toBase64(), payload);
 }
@@ -299,7 +300,7 @@ void TstBusframe::decode_lyingPrefix_isSeenThrough_data()
     }
 }
 
-// What counts is the stream itself; no reader allocates what a prefix claims.
+// Only the stream itself counts. The reader never allocates what the length prefix claims.
 void TstBusframe::decode_lyingPrefix_isSeenThrough()
 {
     QFETCH(quint32, prefix);
@@ -325,8 +326,8 @@ void TstBusframe::decode_atTheBound()
 {
     QFETCH(int, size);
     QFETCH(bool, valid);
-    // Blanks around an empty object are valid JSON of any size; noise in front makes the block too large for
-    // qUncompress.
+    // Blanks around an empty object are valid JSON of any size. The noise in front makes the block so large that it is
+    // not given to qUncompress.
     const QByteArray head = QJsonDocument(QJsonObject{{u"x"_s, noise(60000)}}).toJson();
     const QByteArray json = head + QByteArray(size - head.size(), ' ');
     const busframe::Decoded decoded = busframe::decodePayload(block(quint32(json.size()), zlibStream(json)).toBase64());
@@ -359,7 +360,7 @@ void TstBusframe::decode_largeBlock_trailingBytesAreIgnored()
     QCOMPARE(decoded.json, json);
 }
 
-// 42 kB on the wire. As variants it would take a gigabyte.
+// The payload has 42 kB. As variants it would take a gigabyte.
 void TstBusframe::decode_tooManyValues_isRefusedCheaply()
 {
     QByteArray json = "[" + QByteArray("0,").repeated(busframe::MAX_ENVELOPE_SIZE / 2 - 2) + "0]";
@@ -411,7 +412,7 @@ void TstBusframe::decode_repeatedKey_lastCounts()
     QCOMPARE(decoded.json, json);
 }
 
-// What Qt's parser alone would keep is 16 kB each time.
+// Qt's parser alone would leak 16 kB each time.
 void TstBusframe::decode_repeatedKey_leavesNothingBehind()
 {
     const QByteArray json = R"({"data":[)" + QByteArray("1,").repeated(1000) + R"(1],"operation":"x","data":{}})";

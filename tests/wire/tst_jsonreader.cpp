@@ -37,7 +37,7 @@ Parsed byReader(const QByteArray& text)
     return parsed(document, error);
 }
 
-/// What Qt's parser alone makes of \a text. The leaks of that are not ours.
+/// What Qt's parser alone makes of \a text. What it leaks is not our reader's.
 Parsed byQt(const QByteArray& text)
 {
 #ifdef __SANITIZE_ADDRESS__
@@ -63,7 +63,7 @@ public:
     QByteArray text()
     {
         m_left = 40;
-        // Ahead of the text, so that it begins anywhere in a block.
+        // In front of the text, so that the text begins anywhere in a block.
         return QByteArray(below(70), ' ') + (below(8) == 0 ? array() : object());
     }
 
@@ -93,7 +93,7 @@ public:
     }
 
 private:
-    // The longer ones stand across the borders of the blocks of 64 bytes in which the reader works.
+    // The reader works in blocks of 64 bytes. The longer keys lie across the borders of the blocks.
     static inline const std::array<QByteArray, 22> KEYS = {"a",
                                                            "b",
                                                            "a",
@@ -244,7 +244,7 @@ void TstJsonReader::parse_readsAsQt_data()
             << QByteArray("{\"a\":").repeated(depth - 1) + "{}" + QByteArray(depth - 1, '}');
     }
     for (int length = 55; length <= 70; ++length) {
-        // Strings, escapes and the text's end on each side of a border.
+        // Strings, escapes and the end of the text, on each side of a border.
         const QByteArray run(length, 'x');
         QTest::addRow("%d before a quote", length) << R"({"a":[")" + run + R"("],"b":2})";
         QTest::addRow("%d before a backslash", length) << R"({"a":[")" + run + R"(\"],\"a\":[\\"],"b":2})";
@@ -264,7 +264,7 @@ void TstJsonReader::parse_readsAsQt()
     QCOMPARE(read.value, expected.value);
 }
 
-// Qt decides about texts with repeated keys, too: what it leaks does not show in what it returns.
+// Qt's result is the right one for texts with repeated keys too, because a leak does not change the result.
 void TstJsonReader::parse_randomTexts_readsAsQt()
 {
     const QByteArray given = qgetenv("TARVEX_TEST_SEED");
@@ -293,7 +293,7 @@ void TstJsonReader::parse_randomTexts_readsAsQt()
 
 void TstJsonReader::parse_mistake_tellsItsOffset()
 {
-    // The same keys in two objects are no repeat.
+    // The same keys in two different objects are no repeat.
     QJsonParseError error{};
     QVERIFY(jsonreader::parseJson(R"([{"a":[1],"b":[2]},{"a":[1],"b":x}])", error).isNull());
     QCOMPARE(error.error, QJsonParseError::IllegalNumber);
@@ -387,14 +387,14 @@ void TstJsonReader::parse_repeatedKey_leavesNothingBehind()
 {
     QFETCH(QByteArray, text);
     const int times = text.size() > 100000 ? 100 : 2000;
-    byReader(text); // what is taken once for all
+    byReader(text); // allocates what is allocated only once
     const qint64 before = memoryuse::allocated();
     for (int i = 0; i < times; ++i) {
         QJsonParseError error{};
         jsonreader::parseJson(text, error);
     }
     const qint64 grown = memoryuse::allocated() - before;
-    // One array each time would be 16 kB each time.
+    // Each leaked array would have 16 kB.
     QVERIFY2(grown < 500000, QByteArray::number(grown).constData());
 }
 
@@ -489,7 +489,7 @@ void TstJsonReader::parse_manyKeys_takesNoSquareOfTheTime()
     qInfo("%lld ms, by Qt alone %lld ms", elapsed, timer.elapsed());
     QCOMPARE(read.errorText, expected.errorText);
     QCOMPARE(read.json, expected.json);
-    // A square would be minutes.
+    // Time that grows with the square would be minutes.
     QVERIFY(elapsed < 20000);
 }
 

@@ -32,14 +32,14 @@ namespace {
 
 /// The pauses that this thread has made, in ns.
 thread_local QList<qint64> pauses;
-/// What else is to happen at the beginning of each.
+/// Called at the beginning of each pause.
 thread_local std::function<void()> onPause;
 /// The pause of one round, in ns.
 constexpr qint64 ROUND_NS = 10000000;
 
 } // namespace
 
-// Stands in for the C library's function, which Qt's pauses come down to, and notes for how long.
+// Replaces the function of the C library, which Qt calls for each pause, and records how long the pause is.
 extern "C" __attribute__((visibility("default"))) int nanosleep(const timespec* time, timespec* left)
 {
     pauses.append(time->tv_sec * 1000000000LL + time->tv_nsec);
@@ -62,8 +62,8 @@ QByteArray patternedBytes(int size)
     return bytes;
 }
 
-/// Waits until nothing is left in the system's buffer of the client's socket \a descriptor, which the client may still
-/// be making.
+/// Waits until nothing is left in the system's buffer of the client's socket \a descriptor. The descriptor is negative
+/// until the client has made the socket.
 bool waitUntilTaken(const std::atomic<int>& descriptor)
 {
     for (int i = 0; i < 20000; ++i) {
@@ -225,7 +225,7 @@ void TstSocketreader::readPayload_ofAnySize_isComplete()
     QVERIFY(socketreader::readPayload(connection.socket(), size) == bytes);
 }
 
-// One part waits in Qt's buffer, the other in the system's: read() alone would see the first only.
+// One part waits in Qt's buffer, the other in the system's. read() alone would see only the first part.
 void TstSocketreader::readPayload_cutAnywhere_isComplete()
 {
     const QByteArray bytes = patternedBytes(40);
@@ -246,7 +246,7 @@ void TstSocketreader::readPayload_cutAnywhere_isComplete()
     }
 }
 
-// The seeds stand in the row names of a failure; 51 rounds of 10 ms leave a loaded machine room for ten short pauses.
+// A failure shows the seed. 51 rounds of 10 ms are enough for ten short pauses, also on a loaded machine.
 void TstSocketreader::readPayload_cutAtRandom_withPauses_isComplete()
 {
     const QByteArray bytes = patternedBytes(20000);
@@ -369,7 +369,7 @@ void TstSocketreader::readPayload_interrupted_isGivenUp()
     })); // all rounds would be 1000 s, the silence 30 s
 }
 
-// A worker's last exchange, in its doStop(), has its thread asked to end already.
+// When a worker makes its last exchange, in doStop(), its thread has been asked to end already.
 void TstSocketreader::readPayload_interrupted_takesWhatIsHere()
 {
     const QByteArray bytes = patternedBytes(5000);
@@ -412,7 +412,7 @@ void TstSocketreader::readPayload_neverSilentForLong_isComplete()
     QVERIFY(socketreader::readPayload(connection.socket(), bytes.size()) == bytes);
 }
 
-// The same pauses, and four of them: it is never silent for long, but takes longer than any payload may.
+// The same pauses, but four of them: the peer is never silent for long, but takes longer than a payload may take.
 void TstSocketreader::readPayload_thatTrickles_isGivenUp()
 {
     HeldClock clock;
@@ -425,7 +425,7 @@ void TstSocketreader::readPayload_thatTrickles_isGivenUp()
     QVERIFY2(payload.size() >= 3 && payload.size() <= 4, payload.constData());
 }
 
-// A server that writes a frame in several calls is held up by the delayed acknowledgement of our own system.
+// The delayed acknowledgements of our own system hold up a server that writes a frame in several calls.
 void TstSocketreader::readPayload_thatPauses_isComplete_data()
 {
     QTest::addColumn<int>("size");
@@ -434,8 +434,8 @@ void TstSocketreader::readPayload_thatPauses_isComplete_data()
     QTest::newRow("10000 bytes") << 10000;
 }
 
-// A loaded machine may sleep longer than it was asked to, so one of several tries is enough; a reader that gives a
-// small payload fewer rounds succeeds in none.
+// One successful try is enough, because a loaded machine may sleep longer than it was asked to. A reader that gives a
+// small payload fewer rounds succeeds in no try.
 void TstSocketreader::readPayload_thatPauses_isComplete()
 {
     QFETCH(int, size);
@@ -451,7 +451,7 @@ void TstSocketreader::readPayload_thatPauses_isComplete()
     QVERIFY(isComplete);
 }
 
-// A reader makes 20 pauses for a small payload. What comes while it sleeps the last one is part of the payload.
+// A reader makes 20 pauses for a small payload. What comes during the last pause is part of the payload.
 void TstSocketreader::readPayload_comesInTheLastPause_isComplete()
 {
     std::promise<void> lastPause;
@@ -478,14 +478,14 @@ void TstSocketreader::readPayload_whenItsReaderIsIndifferent_isGivenUp()
     QVERIFY(connection.waitUntilSystemHoldsBytes());
     pauses.clear();
     int asked = 0;
-    // What is here is taken all the same; only a round that brings nothing asks.
+    // The reader takes what there is without asking. It asks only in a round that brings nothing.
     QCOMPARE(socketreader::readPayload(connection.socket(), 100000, [&asked] { return ++asked == 3; }),
              QByteArray("begun"));
     QCOMPARE(asked, 3);
     QCOMPARE(pauses.size(), 3);
 }
 
-// The answer to the last state of a worker that is being stopped may come in pieces too.
+// A worker that is being stopped saves its last state. The answer may come in pieces too.
 void TstSocketreader::readPayload_interrupted_keepsTheFirstRounds()
 {
     QByteArray payload;
@@ -539,7 +539,7 @@ void TstSocketreader::hasUnaskedBytes()
     QCOMPARE(error.count(), 0);
 }
 
-// Between the pieces nothing is there to take in, which Qt calls a time-out and reports as an error.
+// Between the pieces there is nothing to take in. Qt reports this as a time-out error.
 void TstSocketreader::readPayload_isQuiet()
 {
     const QByteArray bytes = patternedBytes(5000);
@@ -575,7 +575,7 @@ void TstSocketreader::readPayload_peerGone_emitsErrorThenDisconnectedOnce()
     const Connection connection(sendsAndCloses());
     const QPointer<QTcpSocket> socket = connection.socket();
     QStringList emitted;
-    // By name, as the connections do: Qt emits this one whenever it emits its successor.
+    // Connected by name, as the connections do. Qt emits this signal whenever it emits the one that replaced it.
     QSignalSpy error(socket, SIGNAL(error(QAbstractSocket::SocketError)));
     connect(socket, &QTcpSocket::errorOccurred, socket, [&] { emitted.append(u"error"_s); });
     connect(socket, &QTcpSocket::disconnected, socket, [&] { emitted.append(u"disconnected"_s); });
@@ -598,8 +598,8 @@ void TstSocketreader::readPayload_socketGoesWithTheError_isShort()
     QVERIFY(connection.socket().isNull());
 }
 
-// As few as the socket's buffers allow: whatever the peer has managed to send while a round reads belongs to that
-// round.
+// A round takes in everything that the peer has sent by the time it reads, so there are as few rounds as the socket's
+// buffers allow.
 void TstSocketreader::readPayload_large_takesFewRounds()
 {
     const QByteArray bytes = patternedBytes(5000000);
@@ -633,8 +633,8 @@ void TstSocketreader::readLine_takesOneLine()
     QTEST(socketreader::readLine(connection.socket()), "second");
 }
 
-// A loaded machine may let the second piece come too late, so one of several tries is enough; a reader that does not
-// wait for it succeeds in none.
+// One successful try is enough, because on a loaded machine the second piece may come too late. A reader that does not
+// wait for it succeeds in no try.
 void TstSocketreader::readLine_incomplete_getsMoreRounds()
 {
     int complete = 0;

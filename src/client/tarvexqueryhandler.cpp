@@ -1,5 +1,6 @@
 #include "client/tarvexqueryhandler.h"
 
+#include "client/querynotes_p.h"
 #include "logtools.h"
 #include "wire/busframe_p.h"
 #include "wire/bussocket_p.h"
@@ -8,6 +9,8 @@
 
 #include <QDebug>
 #include <QTcpSocket>
+
+#include <optional>
 
 namespace tarvex {
 
@@ -37,13 +40,32 @@ QStringList shownPayload(const QByteArray& payload)
     return shown;
 }
 
+bool isConnected(const QPointer<QTcpSocket>& socket)
+{
+    return socket && socket->state() == QAbstractSocket::ConnectedState;
+}
+
+/// How an exchange ends in which the server was waited for in vain.
+QueryOutcome::Kind endedWaiting(const QPointer<QTcpSocket>& socket)
+{
+    return isConnected(socket) ? QueryOutcome::TimedOut : QueryOutcome::Lost;
+}
+
+/// How an exchange ends when what came of the reply is wrong, or was cut off and may have been right.
+QueryOutcome::Kind endedReading(const QPointer<QTcpSocket>& socket, bool isCutOff)
+{
+    return isCutOff && !isConnected(socket) ? QueryOutcome::Lost : QueryOutcome::NotUnderstood;
+}
+
+bool isWholeLine(const QByteArray& line)
+{
+    return line.endsWith('\n') || line.size() >= busframe::LINE_READ_LIMIT - 1;
+}
+
 } // namespace
 
 TarvexQueryHandler::TarvexQueryHandler(const QString& clientName, QObject* parent)
-    : QObject(parent)
-    , m_socket(new QTcpSocket(this))
-    , m_clientName(clientName)
-    , m_age(std::make_unique<bussocket::ConnectionAge>())
+    : QObject(parent), m_socket(new QTcpSocket(this)), m_clientName(clientName), m_notes(std::make_unique<QueryNotes>())
 {
     m_socket->setReadBufferSize(bussocket::READ_BUFFER_SIZE);
     connect(m_socket, SIGNAL(connected()), this, SLOT(socketConnected()));
@@ -68,6 +90,11 @@ bool TarvexQueryHandler::handshaked() const
 QString TarvexQueryHandler::clientName() const
 {
     return m_clientName;
+}
+
+QueryOutcome TarvexQueryHandler::lastOutcome() const
+{
+    return m_notes->outcome;
 }
 
 bool TarvexQueryHandler::loadSettings(const QString& owner, ClientSettings& settings)
@@ -110,6 +137,7 @@ bool TarvexQueryHandler::loadSettings(const QStringList& owners, QList<ClientSet
 bool TarvexQueryHandler::open()
 {
     if (!m_socket) {
+        m_notes->outcome = QueryOutcome(QueryOutcome::Unreachable);
         return false;
     }
     if (isOpen()) {
@@ -118,12 +146,20 @@ bool TarvexQueryHandler::open()
     // After a lost connection it is still set: the new one is accepted anew.
     m_handshaked = false;
     m_isClosed = false;
-    m_age->noteOpening();
-    if (!bussocket::connectToServer(*m_socket, busterms::QUERY_PORT) || !handshake()) {
+    m_notes->age.noteOpening();
+    if (!bussocket::connectToServer(*m_socket, busterms::QUERY_PORT)) {
+        close();
+        m_notes->outcome = QueryOutcome(QueryOutcome::Unreachable);
+        return false;
+    }
+    if (!handshake()) {
         close();
         return false;
     }
-    m_age->noteOpened();
+    if (!m_handshaked) {
+        m_notes->outcome = QueryOutcome(QueryOutcome::NotUnderstood);
+    }
+    m_notes->age.noteOpened();
     Q_EMIT tarvexConnected();
     return true;
 }
@@ -153,11 +189,16 @@ bool TarvexQueryHandler::saveSettings(ClientSettings settings)
 
 bool TarvexQueryHandler::saveSettings(QList<ClientSettings> settings)
 {
-    bool allSaved = true;
+    std::optional<QueryOutcome> firstFailure;
     for (const ClientSettings& record : qAsConst(settings)) {
-        allSaved = saveSettings(record) && allSaved;
+        if (!saveSettings(record) && !firstFailure) {
+            firstFailure = m_notes->outcome;
+        }
     }
-    return allSaved;
+    if (firstFailure) {
+        m_notes->outcome = *firstFailure;
+    }
+    return !firstFailure;
 }
 
 bool TarvexQueryHandler::removeSettings(ClientSettings settings)
@@ -225,7 +266,7 @@ void TarvexQueryHandler::socketConnected() { }
 
 void TarvexQueryHandler::socketDisconnected()
 {
-    m_age->noteLoss();
+    m_notes->age.noteLoss();
     Q_EMIT busDisconnected();
 }
 
@@ -249,43 +290,61 @@ bool TarvexQueryHandler::request(QString operation, QVariantMap data)
 
 bool TarvexQueryHandler::request(QVariantMap& answer, QString operation, QVariantMap data)
 {
+    // Last: a slot that is called during the exchange may ask as well.
+    m_notes->outcome = ask(answer, operation, data);
+    return m_notes->outcome.isDone();
+}
+
+QueryOutcome TarvexQueryHandler::ask(QVariantMap& answer, const QString& operation, const QVariantMap& data)
+{
     // Not isOpen(): the handshake goes through here too.
     if (!m_socket || m_isClosed) {
-        return false;
+        return QueryOutcome(QueryOutcome::NotOpen);
     }
     // What has come without being asked for would be taken for the answer.
     if (m_givesUpLostPlace && isOpen() && socketreader::hasUnaskedBytes(m_socket)) {
         giveUpConnection();
     }
     QVariantMap reply;
-    if (!exchange(reply, operation, data)) {
-        return false;
+    const QueryOutcome::Kind kind = exchange(reply, operation, data);
+    if (kind != QueryOutcome::Done) {
+        return QueryOutcome(kind);
     }
     const QVariantMap replyData = reply.value(busframe::KEY_DATA).toMap();
+    const QVariantMap result = reply.value(busframe::KEY_RESULT).toMap();
     // The reply's operation is not compared with ours: it only tells a handshake from the rest.
-    if (!processReply(reply.value(busframe::KEY_OPERATION).toString(), replyData,
-                      reply.value(busframe::KEY_RESULT).toMap())) {
-        return false;
+    const QString answered = reply.value(busframe::KEY_OPERATION).toString();
+    if (!processReply(answered, replyData, result)) {
+        const bool isHandshake =
+            operation == busterms::OPERATION_HANDSHAKE || answered == busterms::OPERATION_HANDSHAKE;
+        return QueryOutcome(isHandshake ? QueryOutcome::HandshakeRefused : QueryOutcome::Refused,
+                            busframe::resultCode(result), result.value(busframe::KEY_DESCRIPTION).toString());
     }
     answer = replyData;
-    return true;
+    return QueryOutcome(QueryOutcome::Done);
 }
 
-/// \return whether a whole reply has come.
-bool TarvexQueryHandler::exchange(QVariantMap& reply, const QString& operation, const QVariantMap& data)
+/// \return Done when a whole reply has come, whatever its code is.
+QueryOutcome::Kind TarvexQueryHandler::exchange(QVariantMap& reply, const QString& operation, const QVariantMap& data)
 {
     m_isExchanging = true;
-    const bool hasReply = sendRequest(operation, data) && readReply(reply) && isAnswerTo(operation, reply);
+    QueryOutcome::Kind kind = sendRequest(operation, data);
+    if (kind == QueryOutcome::Done) {
+        kind = readReply(reply);
+    }
+    if (kind == QueryOutcome::Done && !isAnswerTo(operation, reply)) {
+        kind = QueryOutcome::NotUnderstood;
+    }
     m_isExchanging = false;
     if (m_givesUpLostPlace) {
-        if (!hasReply) {
+        if (kind != QueryOutcome::Done) {
             // Whatever comes later would be taken for the answer to the next request.
             giveUpConnection();
         } else {
             lookAtUnaskedBytes();
         }
     }
-    return hasReply;
+    return kind;
 }
 
 /// A worker's connection on which the answer to another operation comes is out of step: the server has answered one
@@ -302,17 +361,18 @@ bool TarvexQueryHandler::isAnswerTo(const QString& operation, const QVariantMap&
     return false;
 }
 
-bool TarvexQueryHandler::sendRequest(const QString& operation, const QVariantMap& data)
+/// \return Done when the request was sent and a reply has begun.
+QueryOutcome::Kind TarvexQueryHandler::sendRequest(const QString& operation, const QVariantMap& data)
 {
     // A connection that is known to be lost is not waited for: the wait would fail too, and Qt would say a word of its
     // own.
-    const bool isWritten = m_socket->state() != QAbstractSocket::UnconnectedState
-        && m_socket->write(busframe::encodeRequest(operation, data)) >= 0;
+    const bool isThere = m_socket->state() != QAbstractSocket::UnconnectedState;
+    const bool isWritten = isThere && m_socket->write(busframe::encodeRequest(operation, data)) >= 0;
     if (!isWritten || !m_socket->waitForBytesWritten(bussocket::WRITE_TIMEOUT_MS) || !m_socket || !awaitReply()) {
         qCritical().noquote() << tr("Socket wait for ready read error");
-        return false;
+        return isThere ? endedWaiting(m_socket) : QueryOutcome::NotOpen;
     }
-    return true;
+    return QueryOutcome::Done;
 }
 
 /// With a full buffer Qt would take in nothing and turn round and round until the time is over.
@@ -321,36 +381,46 @@ bool TarvexQueryHandler::awaitReply()
     return m_socket->bytesAvailable() >= bussocket::READ_BUFFER_SIZE || m_socket->waitForReadyRead(REPLY_TIMEOUT_MS);
 }
 
-bool TarvexQueryHandler::readReply(QVariantMap& reply)
+/// \return Done when a whole reply has come.
+QueryOutcome::Kind TarvexQueryHandler::readReply(QVariantMap& reply)
 {
     if (!m_socket || m_socket->bytesAvailable() <= 0) {
         qCritical().noquote() << tr("Socket is empty");
-        return false;
+        return endedReading(m_socket, true);
     }
-    const QString header = busframe::lineText(socketreader::readLine(m_socket));
+    const QByteArray line = socketreader::readLine(m_socket);
+    const QString header = busframe::lineText(line);
     if (header != QLatin1String(busframe::REPLY_HEADER)) {
         qCritical().noquote() << tr("Incorrect reply header: ") + header;
-        return false;
+        return endedReading(m_socket, !isWholeLine(line));
     }
-    const qint32 size = busframe::lineText(socketreader::readLine(m_socket)).toInt();
+    return readEnvelope(reply);
+}
+
+QueryOutcome::Kind TarvexQueryHandler::readEnvelope(QVariantMap& reply)
+{
+    const QByteArray line = socketreader::readLine(m_socket);
+    const qint32 size = busframe::lineText(line).toInt();
     const QByteArray payload = socketreader::readPayload(m_socket, size);
     if (!m_socket) {
-        return false;
+        return QueryOutcome::Lost;
     }
     if (payload.size() != size) {
         qCritical().noquote() << tr("Incorrect reply data size") << loglist(shownPayload(payload));
+        // Told before the connection is given up: that is not the server's doing.
+        const QueryOutcome::Kind kind = endedReading(m_socket, payload.size() < size);
         if (size > busframe::MAX_PAYLOAD_SIZE) {
             giveUpConnection();
         }
-        return false;
+        return kind;
     }
     const busframe::Decoded decoded = busframe::decodePayload(payload);
     if (!decoded.isValid) {
         qWarning().noquote() << decoded.errorText << logtab << logbinary(decoded.json, "UTF-8");
-        return false;
+        return endedReading(m_socket, !isWholeLine(line));
     }
     reply = decoded.envelope;
-    return true;
+    return QueryOutcome::Done;
 }
 
 bool TarvexQueryHandler::processReply(QString operation, QVariantMap data, QVariantMap result)

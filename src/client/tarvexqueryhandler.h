@@ -1,6 +1,7 @@
 #ifndef TARVEXQUERYHANDLER_H
 #define TARVEXQUERYHANDLER_H
 
+#include "client/queryoutcome.h"
 #include "records/clientsettings.h"
 #include "records/clientstate.h"
 #include "records/message.h"
@@ -21,9 +22,7 @@ class QTcpSocket;
 
 namespace tarvex {
 
-namespace bussocket {
-class ConnectionAge;
-}
+struct QueryNotes;
 
 /// The query connection: the client asks, the bus server answers. Every operation is one exchange with the server.
 ///
@@ -32,8 +31,9 @@ class ConnectionAge;
 /// the reply's first two lines to become complete, and (payload size / 100 + 1) times 10 ms for its payload, at least
 /// 200 ms and at most 60000 ms. Needs no event loop, except for the signals that follow a lost connection.
 ///
-/// Nothing throws. Every operation returns true when the exchange succeeded and the reply's code was 0. A failed
-/// exchange is logged in the default category and leaves output arguments untouched. A request before the first open()
+/// Nothing throws. Every operation returns true when the exchange succeeded and the reply's code was 0; after false
+/// lastOutcome() says why. A failed exchange is logged in the default category and leaves output arguments untouched. A
+/// request before the first open()
 /// or after close() is not logged, and neither is a refused handshake, but for the line that loading a list of settings
 /// adds to every failure.
 ///
@@ -67,6 +67,17 @@ public:
     bool handshaked() const;
 
     QString clientName() const;
+
+    /// How the last exchange with the server ended: why a call has returned false, and whether to repeat it.
+    ///
+    /// Every call that asks the server sets it when it returns, open() too; before the first of them it is NotOpen.
+    /// saveSettings() of a list sets it to its first exchange that failed. What asks nothing leaves it as it was:
+    /// close(), open() when open already, subscribe() to nobody, saveSettings() of an empty list. A slot that is called
+    /// during an exchange sees the outcome of the exchange before.
+    ///
+    /// The calls that a TarvexQueryWorker makes by itself set it as well, so ask in the worker's thread, directly after
+    /// the call.
+    QueryOutcome lastOutcome() const;
 
     /// Loads the settings of \a owner; an empty \a owner means this client. Operation "loadSettings".
     bool loadSettings(const QString& owner, ClientSettings& settings);
@@ -153,10 +164,12 @@ private:
     bool handshake();
     bool request(QString operation, QVariantMap data);
     bool request(QVariantMap& answer, QString operation, QVariantMap data);
-    bool exchange(QVariantMap& reply, const QString& operation, const QVariantMap& data);
-    bool sendRequest(const QString& operation, const QVariantMap& data);
+    QueryOutcome ask(QVariantMap& answer, const QString& operation, const QVariantMap& data);
+    QueryOutcome::Kind exchange(QVariantMap& reply, const QString& operation, const QVariantMap& data);
+    QueryOutcome::Kind sendRequest(const QString& operation, const QVariantMap& data);
     bool awaitReply();
-    bool readReply(QVariantMap& reply);
+    QueryOutcome::Kind readReply(QVariantMap& reply);
+    QueryOutcome::Kind readEnvelope(QVariantMap& reply);
     bool isAnswerTo(const QString& operation, const QVariantMap& reply) const;
     bool processReply(QString operation, QVariantMap data, QVariantMap result);
 
@@ -170,7 +183,7 @@ private:
     bool m_isClosed = true; ///< Not opened yet, or closed by close(): requests fail without a word.
     bool m_isExchanging = false;
     bool m_givesUpLostPlace = false; ///< Set by the worker, which makes the connection anew.
-    const std::unique_ptr<bussocket::ConnectionAge> m_age;
+    const std::unique_ptr<QueryNotes> m_notes;
 };
 
 } // namespace tarvex

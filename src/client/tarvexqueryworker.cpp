@@ -1,11 +1,11 @@
 #include "client/tarvexqueryworker.h"
 
 #include "client/connectionwatch_p.h"
+#include "client/querynotes_p.h"
 #include "client/singleconnection_p.h"
 #include "client/tarvexqueryhandler.h"
 #include "logging/logqueue_p.h"
 #include "logging/tarvexlogcreator.h"
-#include "wire/bussocket_p.h"
 
 #include <QDebug>
 #include <QThread>
@@ -50,7 +50,7 @@ bool TarvexQueryWorker::doStart()
     connectOnce(m_restartTimer, SIGNAL(timeout()), this, SLOT(restart()));
     // A connection that was lost as soon as it was made is not made anew at once. A handshake that was accepted under
     // another name is none.
-    const bool opened = !handler->m_age->takeEarlyLoss() && handler->open() && handler && handler->isOpen();
+    const bool opened = !handler->m_notes->age.takeEarlyLoss() && handler->open() && handler && handler->isOpen();
     // Whoever heard of the connection may have taken the timers away.
     if (!opened) {
         m_watch->stop();
@@ -94,7 +94,7 @@ void TarvexQueryWorker::doUpdateSettings()
 /// reconnect.
 bool TarvexQueryWorker::openForUpdate()
 {
-    const bool isTooSoon = handler->m_age->isCoolingDown()
+    const bool isTooSoon = handler->m_notes->age.isCoolingDown()
         || (m_sinceFailedUpdate.isValid() && !m_sinceFailedUpdate.hasExpired(RESTART_INTERVAL_MS));
     if (isTooSoon) {
         return false;

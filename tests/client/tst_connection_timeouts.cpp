@@ -85,6 +85,8 @@ public:
 
     bool saveState() { return handler->saveState(ClientState()); }
 
+    QueryOutcome lastOutcome() const { return handler->lastOutcome(); }
+
     QStringList owners;
 };
 
@@ -124,6 +126,7 @@ void TstConnectionTimeouts::connectNeverAnswered_openFails()
     QVERIFY(!handler.open());
     QVERIFY2(isTimeout(timer.elapsed()), qPrintable(QString::number(timer.elapsed())));
     QCOMPARE(log.texts(), QStringList());
+    QCOMPARE(handler.lastOutcome(), QueryOutcome(QueryOutcome::Unreachable));
 }
 
 // Of a request that is taken in part the write succeeds, and the reply is what is waited for in vain: so no byte may be
@@ -141,6 +144,7 @@ void TstConnectionTimeouts::requestNeverTaken_requestFails()
     QVERIFY(!handler.saveState(ClientState()));
     QVERIFY2(isTimeout(timer.elapsed()), qPrintable(QString::number(timer.elapsed())));
     QCOMPARE(log.texts(), QStringList({TIMEOUT_ERROR, WAIT_ERROR}));
+    QCOMPARE(handler.lastOutcome(), QueryOutcome(QueryOutcome::TimedOut));
 }
 
 void TstConnectionTimeouts::receiver_connectNeverAnswered_openFails()
@@ -186,6 +190,7 @@ void TstConnectionTimeouts::handshakeNeverAnswered_openFails()
     QVERIFY(!handler.isOpen());
     QCOMPARE(connected.count(), 0);
     QCOMPARE(log.texts(), QStringList({TIMEOUT_ERROR, WAIT_ERROR}));
+    QCOMPARE(handler.lastOutcome(), QueryOutcome(QueryOutcome::TimedOut));
     QVERIFY(handler.open());
 }
 
@@ -202,6 +207,7 @@ void TstConnectionTimeouts::replyNeverComes_requestFails()
     QVERIFY(!handler.saveState(ClientState()));
     QVERIFY2(isTimeout(timer.elapsed()), qPrintable(QString::number(timer.elapsed())));
     QCOMPARE(log.texts(), QStringList({TIMEOUT_ERROR, WAIT_ERROR}));
+    QCOMPARE(handler.lastOutcome(), QueryOutcome(QueryOutcome::TimedOut));
     QVERIFY(handler.isOpen());
     QVERIFY(handler.saveState(ClientState()));
 }
@@ -229,6 +235,7 @@ void TstConnectionTimeouts::replyComesAfterTheTimeout_isNotTakenForTheNextOne()
     QElapsedTimer timer;
     timer.start();
     QVERIFY(!worker.saveState());
+    QCOMPARE(worker.lastOutcome(), QueryOutcome(QueryOutcome::TimedOut));
     QVERIFY2(isTimeout(timer.elapsed()), qPrintable(QString::number(timer.elapsed())));
     worker.updateSettings();
     QTRY_VERIFY_WITH_TIMEOUT(isAnswered, 10000);

@@ -1,0 +1,76 @@
+#ifndef QUERYOUTCOME_H
+#define QUERYOUTCOME_H
+
+#include "tarvexlib_export.h"
+
+#include <QString>
+
+namespace tarvex {
+
+/// How an exchange with the bus server ended. TarvexQueryHandler::lastOutcome() gives it.
+///
+/// A plain value; it may be copied to any thread.
+///
+/// The kind says whether the same request is worth repeating. After Refused it is not: the server has taken the request
+/// and would refuse it again. After NotOpen and Unreachable the request was not sent. After Lost, TimedOut and
+/// NotUnderstood the server may have carried the request out or not: repeat only what may be done twice.
+///
+/// \code
+/// if (!handler->sendMessage(answer) && handler->lastOutcome().kind() != QueryOutcome::Refused) {
+///     m_unsent.append(answer); // to be sent when the worker is connected again
+/// }
+/// \endcode
+class TARVEXLIB_EXPORT QueryOutcome
+{
+public:
+    enum Kind {
+        Done,        ///< The server replied with code 0.
+        NotOpen,     ///< There was no connection, so nothing was sent. Also the kind before the first exchange.
+        Unreachable, ///< open() could not connect: nobody listens, or the connect took longer than 30000 ms.
+        /// The server refused this client's handshake, with code() and text(), and the connection is closed. Mostly in
+        /// open(); a server may say so in reply to a later request as well.
+        HandshakeRefused,
+        Refused,  ///< The server refused the request, with code() and text(); the connection stays open.
+        Lost,     ///< The connection was closed or broke off before the whole reply had come.
+        TimedOut, ///< The server took none of the request, or began no reply, within 30000 ms.
+        /// Something came that is no reply to the request: a wrong header line, a payload that does not come whole or
+        /// cannot be decoded, a reply to the handshake that does not name it, and, on the connection of a
+        /// TarvexQueryWorker, the reply to another operation. Also when somebody else has read the reply.
+        NotUnderstood
+    };
+
+    /// NotOpen, as before the first exchange.
+    QueryOutcome() = default;
+
+    /// \a code and \a text are kept as given, whatever the kind is.
+    explicit QueryOutcome(Kind kind, quint16 code = 0, const QString& text = QString());
+
+    Kind kind() const;
+
+    /// The same as kind() == Done.
+    bool isDone() const;
+
+    /// The code with which the server refused; TarvexError::Error names those that are laid down. 0 when the kind is
+    /// neither Refused nor HandshakeRefused.
+    quint16 code() const;
+
+    /// What the refusing reply says as its "description", exactly as it came over the wire: it may be empty, of any
+    /// length, and hold control characters. Empty when the kind is neither Refused nor HandshakeRefused.
+    QString text() const;
+
+    /// For a log line or a person, in English: "refused: 5 There are no settings for client". Holds text() as it is.
+    QString toString() const;
+
+    /// True when kind, code and text are equal.
+    bool operator==(const QueryOutcome& other) const;
+    bool operator!=(const QueryOutcome& other) const;
+
+private:
+    Kind m_kind = NotOpen;
+    quint16 m_code = 0;
+    QString m_text;
+};
+
+} // namespace tarvex
+
+#endif // QUERYOUTCOME_H

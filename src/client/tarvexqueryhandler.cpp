@@ -51,15 +51,11 @@ QueryOutcome::Kind endedWaiting(const QPointer<QTcpSocket>& socket)
     return isConnected(socket) ? QueryOutcome::TimedOut : QueryOutcome::Lost;
 }
 
-/// How an exchange ends when what came of the reply is wrong, or was cut off and may have been right.
-QueryOutcome::Kind endedReading(const QPointer<QTcpSocket>& socket, bool isCutOff)
+/// How an exchange ends in which what came is no whole reply. The loss of a connection shows only while more is waited
+/// for, so what was cut off is told from what is wrong in itself.
+QueryOutcome::Kind endedReading(const QPointer<QTcpSocket>& socket)
 {
-    return isCutOff && !isConnected(socket) ? QueryOutcome::Lost : QueryOutcome::NotUnderstood;
-}
-
-bool isWholeLine(const QByteArray& line)
-{
-    return line.endsWith('\n') || line.size() >= busframe::LINE_READ_LIMIT - 1;
+    return isConnected(socket) ? QueryOutcome::NotUnderstood : QueryOutcome::Lost;
 }
 
 } // namespace
@@ -386,21 +382,19 @@ QueryOutcome::Kind TarvexQueryHandler::readReply(QVariantMap& reply)
 {
     if (!m_socket || m_socket->bytesAvailable() <= 0) {
         qCritical().noquote() << tr("Socket is empty");
-        return endedReading(m_socket, true);
+        return endedReading(m_socket);
     }
-    const QByteArray line = socketreader::readLine(m_socket);
-    const QString header = busframe::lineText(line);
+    const QString header = busframe::lineText(socketreader::readLine(m_socket));
     if (header != QLatin1String(busframe::REPLY_HEADER)) {
         qCritical().noquote() << tr("Incorrect reply header: ") + header;
-        return endedReading(m_socket, !isWholeLine(line));
+        return endedReading(m_socket);
     }
     return readEnvelope(reply);
 }
 
 QueryOutcome::Kind TarvexQueryHandler::readEnvelope(QVariantMap& reply)
 {
-    const QByteArray line = socketreader::readLine(m_socket);
-    const qint32 size = busframe::lineText(line).toInt();
+    const qint32 size = busframe::lineText(socketreader::readLine(m_socket)).toInt();
     const QByteArray payload = socketreader::readPayload(m_socket, size);
     if (!m_socket) {
         return QueryOutcome::Lost;
@@ -408,7 +402,7 @@ QueryOutcome::Kind TarvexQueryHandler::readEnvelope(QVariantMap& reply)
     if (payload.size() != size) {
         qCritical().noquote() << tr("Incorrect reply data size") << loglist(shownPayload(payload));
         // Told before the connection is given up: that is not the server's doing.
-        const QueryOutcome::Kind kind = endedReading(m_socket, payload.size() < size);
+        const QueryOutcome::Kind kind = endedReading(m_socket);
         if (size > busframe::MAX_PAYLOAD_SIZE) {
             giveUpConnection();
         }
@@ -417,7 +411,7 @@ QueryOutcome::Kind TarvexQueryHandler::readEnvelope(QVariantMap& reply)
     const busframe::Decoded decoded = busframe::decodePayload(payload);
     if (!decoded.isValid) {
         qWarning().noquote() << decoded.errorText << logtab << logbinary(decoded.json, "UTF-8");
-        return endedReading(m_socket, !isWholeLine(line));
+        return endedReading(m_socket);
     }
     reply = decoded.envelope;
     return QueryOutcome::Done;

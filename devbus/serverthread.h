@@ -35,7 +35,7 @@ private:
     void publish(Inbox* inbox);
     void doWork(BusServer& server);
 
-    // Standard ones, which the thread sanitizer can see through; Qt's own it cannot.
+    // Standard types: see support/threadsanitizer_p.h.
     std::mutex m_mutex;
     std::condition_variable m_changed;
     std::mutex m_callMutex; ///< Held by the caller whose work is under way.

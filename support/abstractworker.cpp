@@ -40,8 +40,7 @@ void AbstractWorker::restart()
         return;
     }
     if (!m_state->isRetired && !m_restartQueued.exchange(true)) {
-        // An event without contents: a functor would be written in this thread and read in the other with nothing but
-        // Qt's queue in between, into which the thread sanitizer cannot see.
+        // An event without contents, see threadsanitizer_p.h.
         QCoreApplication::postEvent(this, new QEvent(restartEventType()));
     }
 }

@@ -51,7 +51,7 @@ private:
     void setClients(const QStringList& queryClients, const QStringList& receiverClients);
     void wakeUp();
 
-    mutable std::mutex m_mutex; // a standard one, which the thread sanitizer can see through
+    mutable std::mutex m_mutex; // of the standard library: see support/threadsanitizer_p.h
     QList<Request> m_requests;
     qint64 m_lastNumber = 0;
     QSet<QString> m_acknowledged;

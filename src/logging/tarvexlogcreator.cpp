@@ -4,7 +4,7 @@
 #include "cmdlayer/tarvexcommand.h"
 #include "logging/logqueue_p.h"
 #include "logging/logrelay_p.h"
-#include "visiblelocker_p.h"
+#include "threadsanitizer_p.h"
 #include "wire/busterms_p.h"
 
 #include <QMetaMethod>

@@ -1,6 +1,6 @@
 #include "statewrapper/abstractstatewrapper.h"
 
-#include "visiblelocker_p.h"
+#include "threadsanitizer_p.h"
 
 #include <QDebug>
 #include <QJsonDocument>

@@ -1,5 +1,6 @@
 #include "client/tarvexmsgworker.h"
 
+#include "client/connectionwatch_p.h"
 #include "client/singleconnection_p.h"
 #include "client/tarvexmessagesreciever.h"
 #include "wire/bussocket_p.h"
@@ -13,7 +14,6 @@ namespace tarvex {
 namespace {
 
 constexpr int RESTART_INTERVAL_MS = 5000;
-constexpr int WATCH_INTERVAL_MS = 5000;
 constexpr int HANDSHAKE_TIMEOUT_MS = 30000;
 
 } // namespace
@@ -21,18 +21,16 @@ constexpr int HANDSHAKE_TIMEOUT_MS = 30000;
 TarvexMsgWorker::TarvexMsgWorker(const QString& clientName)
     : m_receiver(new TarvexMessagesReciever(clientName, this))
     , m_restartTimer(new QTimer(this))
-    , m_watchTimer(new QTimer(this))
+    , m_watch(new ConnectionWatch(this, [this] { lookAtReceiver(); }))
 {
     m_restartTimer->setInterval(RESTART_INTERVAL_MS);
-    m_watchTimer->setInterval(WATCH_INTERVAL_MS);
-    connect(m_watchTimer.data(), &QTimer::timeout, this, [this] { lookAtReceiver(); });
 }
 
 TarvexMsgWorker::~TarvexMsgWorker() = default;
 
 bool TarvexMsgWorker::doStart()
 {
-    if (!m_receiver || !m_restartTimer || !m_watchTimer) {
+    if (!m_receiver || !m_restartTimer || !m_watch) {
         return true;
     }
     connectOnce(m_restartTimer, SIGNAL(timeout()), this, SLOT(restart()));
@@ -44,16 +42,16 @@ bool TarvexMsgWorker::doStart()
     const bool waits = m_receiver->m_age->takeEarlyLoss() || isEnding();
     const bool opened = !waits && m_receiver->open();
     // Whoever heard of the connection may have taken the timers away.
-    if (!m_restartTimer || !m_watchTimer) {
+    if (!m_restartTimer || !m_watch) {
         return true;
     }
     // One of the two runs at a time, so that nothing is restarted twice.
     if (opened) {
         m_restartTimer->stop();
         m_sinceOpen.start();
-        m_watchTimer->start();
+        m_watch->start();
     } else {
-        m_watchTimer->stop();
+        m_watch->stop();
         m_restartTimer->start();
     }
     return true;
@@ -61,8 +59,8 @@ bool TarvexMsgWorker::doStart()
 
 bool TarvexMsgWorker::doStop()
 {
-    if (m_watchTimer) {
-        m_watchTimer->stop();
+    if (m_watch) {
+        m_watch->stop();
     }
     if (m_receiver) {
         m_receiver->close();

@@ -15,6 +15,7 @@ class QTimer;
 
 namespace tarvex {
 
+class ConnectionWatch;
 class TarvexMessagesReciever;
 
 /// Keeps the connection on which the bus pushes messages, and turns what comes into signals.
@@ -85,7 +86,7 @@ private:
 
     QPointer<TarvexMessagesReciever> m_receiver;
     QPointer<QTimer> m_restartTimer;
-    QPointer<QTimer> m_watchTimer; ///< Runs from a successful open() to the next doStop() or failed open().
+    QPointer<ConnectionWatch> m_watch; ///< Runs from a successful open() to the next doStop() or failed open().
     QElapsedTimer m_sinceOpen;
 };
 

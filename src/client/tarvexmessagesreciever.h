@@ -56,11 +56,14 @@ public:
     /// open() has succeeded.
     bool isOpen() const;
 
-    /// True while there is a connection, whether or not the server has accepted the handshake.
+    /// True while there is a connection, whether or not the server has accepted the handshake, and while a connection
+    /// is being made or closed.
     bool isConnected() const;
 
     QString clientName() const;
 
+    // The signals and slots below stand in this order because it is interface; that is why public and private slots
+    // alternate. A new one goes to the end.
 Q_SIGNALS:
     /// A message that has not been delivered before. A slot that is connected directly must not delete this object.
     void incomingMessage(Message msg);

@@ -94,6 +94,8 @@ public Q_SLOTS:
     /// Sends a message; drops it silently while the connection is not open. It is never sent a second time.
     void sendMessage(Message message);
 
+    // The members below stand in this order because the layout is interface; that is why protected and private ones
+    // alternate.
 protected:
     QPointer<TarvexQueryHandler> handler; ///< The connection, for use in the worker's thread.
 

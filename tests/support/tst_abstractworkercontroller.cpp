@@ -164,6 +164,7 @@ private Q_SLOTS:
     void destructor_threadEndedBefore();
     void destructor_threadEndedAndDeletedBefore();
     void destructor_inAnotherThread();
+    void destructor_showsWhatItsThreadsWroteLast();
     void doStop_runsInTheWorkersThreadAndWaits();
     void doStop_twice_stopsOnce();
     void doStop_goesAheadOfQueuedCalls();
@@ -688,6 +689,39 @@ void TstAbstractWorkerController::destructor_inAnotherThread()
     service.join();
     QCOMPARE(records[0]->events(), QStringList({START, STOP, DELETED}));
     QCOMPARE(records[0]->strays(), QStringList());
+}
+
+namespace {
+
+/// Writes in its destructor. As a child of a worker it is the last that is destroyed in the worker's thread.
+class LastWord : public QObject
+{
+public:
+    LastWord(QObject* parent, int& number) : QObject(parent), m_number(number) { }
+
+    ~LastWord() override { m_number = 17; }
+
+private:
+    int& m_number;
+};
+
+} // namespace
+
+// For the thread sanitizer above all: nothing but the end of the thread orders the number.
+void TstAbstractWorkerController::destructor_showsWhatItsThreadsWroteLast()
+{
+    int number = 0;
+    {
+        Controller controller;
+        auto* const worker = new RecordingWorker(std::make_shared<Record>());
+        new LastWord(worker, number);
+        QThread* const thread = controller.add(worker);
+        controller.doStart();
+        thread->quit();
+        // A wait for the thread would order the two before the controller does.
+        QVERIFY(waitUntil([thread] { return thread->isFinished(); }));
+    }
+    QCOMPARE(number, 17);
 }
 
 void TstAbstractWorkerController::doStop_runsInTheWorkersThreadAndWaits()

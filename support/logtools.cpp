@@ -1,14 +1,16 @@
 #include "logtools.h"
 
+#include "shownlength_p.h"
+
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QJsonValue>
 #include <QTextCodec>
 
-namespace {
+using wexcor::MAX_SHOWN_LENGTH;
 
-constexpr int MAX_SHOWN_LENGTH = 65536;
+namespace {
 
 /// Writes \a text and \a tail, and a space after them where the stream inserts spaces: the saver does that.
 QDebug writeBounded(QDebug debug, const QString& text, const QString& tail = QString())

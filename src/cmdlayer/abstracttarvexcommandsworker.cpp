@@ -2,6 +2,7 @@
 
 #include "logtools.h"
 #include "records/repeatkey_p.h"
+#include "shownlength_p.h"
 #include "wire/busterms_p.h"
 
 #include <QDebug>
@@ -27,7 +28,7 @@ bool isIdentifier(const QByteArray& name)
 /// They come from the wire, and may be of any length.
 void logCommand(const QString& name, const QString& agent, const QString& uid)
 {
-    constexpr int MAX_SHOWN_LENGTH = 65536;
+    using wexcor::MAX_SHOWN_LENGTH;
     qWarning().noquote() << name.left(MAX_SHOWN_LENGTH) << agent.left(MAX_SHOWN_LENGTH) << uid.left(MAX_SHOWN_LENGTH);
 }
 

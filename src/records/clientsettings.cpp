@@ -3,7 +3,7 @@
 #include "records/wiredate_p.h"
 #include "wire/busterms_p.h"
 
-#include <QHash>
+#include <QMap>
 #include <QSet>
 
 #include <type_traits>
@@ -24,6 +24,38 @@ QString entryPath(const QString& group, const QString& key)
 QString textOrNull(QVariantMap& entry, const QString& name)
 {
     return entry[name].toString();
+}
+
+/// From group name to a map from key to value.
+using Groups = QMap<QString, QVariantMap>;
+
+/// The groups of a formatted map. A group that is no map is empty.
+Groups groupsOf(const QVariantMap& formatted)
+{
+    Groups groups;
+    for (auto group = formatted.cbegin(); group != formatted.cend(); ++group) {
+        groups.insert(group.key(), group->toMap());
+    }
+    return groups;
+}
+
+/// Completes all entries, and gives those that \a groups knows their new values. \return the paths of all entries.
+QSet<QString> updateEntries(QList<QVariant>& entries, const Groups& groups)
+{
+    QSet<QString> paths;
+    for (QVariant& element : entries) {
+        QVariantMap entry = element.toMap();
+        const QString key = textOrNull(entry, busterms::KEY_ENTRY_KEY);
+        const QString group = textOrNull(entry, busterms::KEY_ENTRY_GROUP);
+        paths.insert(entryPath(group, key));
+        const QVariantMap newValues = groups.value(group);
+        const auto newValue = newValues.constFind(key);
+        if (newValue != newValues.constEnd()) {
+            entry.insert(busterms::KEY_ENTRY_VALUE, newValue.value());
+        }
+        element = entry;
+    }
+    return paths;
 }
 
 } // namespace
@@ -121,7 +153,7 @@ ClientSettings ClientSettings::fromVariantMap(const QVariantMap& map)
 
 QVariantMap ClientSettings::formattedSettings() const
 {
-    QMap<QString, QVariantMap> groups;
+    Groups groups;
     for (const QVariant& setting : m_settings) {
         const QVariantMap entry = setting.toMap();
         groups[entry.value(busterms::KEY_ENTRY_GROUP).toString()].insert(
@@ -155,9 +187,9 @@ void ClientSettings::appendEntry(const QString& group, const QString& key, const
 void ClientSettings::rebuild(const QVariantMap& formatted)
 {
     m_settings.clear();
-    for (auto group = formatted.cbegin(); group != formatted.cend(); ++group) {
-        const QVariantMap keys = group.value().toMap();
-        for (auto key = keys.cbegin(); key != keys.cend(); ++key) {
+    const Groups groups = groupsOf(formatted);
+    for (auto group = groups.cbegin(); group != groups.cend(); ++group) {
+        for (auto key = group->cbegin(); key != group->cend(); ++key) {
             appendEntry(group.key(), key.key(), key.value());
         }
     }
@@ -165,28 +197,10 @@ void ClientSettings::rebuild(const QVariantMap& formatted)
 
 void ClientSettings::merge(const QVariantMap& formatted)
 {
-    QHash<QString, QVariantMap> groups;
-    for (auto group = formatted.cbegin(); group != formatted.cend(); ++group) {
-        groups.insert(group.key(), group.value().toMap());
-    }
-
-    QSet<QString> seenPaths;
-    for (QVariant& setting : m_settings) {
-        QVariantMap entry = setting.toMap();
-        const QString key = textOrNull(entry, busterms::KEY_ENTRY_KEY);
-        const QString group = textOrNull(entry, busterms::KEY_ENTRY_GROUP);
-        seenPaths.insert(entryPath(group, key));
-        const QVariantMap newValues = groups.value(group);
-        const auto newValue = newValues.constFind(key);
-        if (newValue != newValues.constEnd()) {
-            entry.insert(busterms::KEY_ENTRY_VALUE, newValue.value());
-        }
-        setting = entry;
-    }
-
-    for (auto group = formatted.cbegin(); group != formatted.cend(); ++group) {
-        const QVariantMap keys = groups.value(group.key());
-        for (auto key = keys.cbegin(); key != keys.cend(); ++key) {
+    const Groups groups = groupsOf(formatted);
+    QSet<QString> seenPaths = updateEntries(m_settings, groups);
+    for (auto group = groups.cbegin(); group != groups.cend(); ++group) {
+        for (auto key = group->cbegin(); key != group->cend(); ++key) {
             const QString path = entryPath(group.key(), key.key());
             if (!seenPaths.contains(path)) {
                 seenPaths.insert(path);

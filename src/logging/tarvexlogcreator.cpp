@@ -211,36 +211,35 @@ QPointer<TarvexLogCreator> TarvexLogCreator::createCreator()
     return creator;
 }
 
-void TarvexLogCreator::humanKivLog(QtMsgType type, const QMessageLogContext& context, const QString& text)
+void TarvexLogCreator::forward(QtMsgType type, const QString& text, bool isShown)
 {
-    Q_UNUSED(context)
     if (!checkMessage(text)) {
         return;
     }
     const QPointer<TarvexLogCreator> creator = createCreator();
-    if (creator) {
-        if (hasRoom(1)) {
-            creator->sendMessage(levelText(type), text);
-        }
-        creator->deleteLater();
+    if (!creator) {
+        return;
     }
+    // Shown and stored, or neither.
+    if (hasRoom(isShown ? 2 : 1)) {
+        if (isShown) {
+            creator->sendGuiMessage(levelText(type), text);
+        }
+        creator->sendMessage(levelText(type), text);
+    }
+    creator->deleteLater();
+}
+
+void TarvexLogCreator::humanKivLog(QtMsgType type, const QMessageLogContext& context, const QString& text)
+{
+    Q_UNUSED(context)
+    forward(type, text, false);
 }
 
 void TarvexLogCreator::guiKivLog(QtMsgType type, const QMessageLogContext& context, const QString& text)
 {
     Q_UNUSED(context)
-    if (!checkMessage(text)) {
-        return;
-    }
-    const QPointer<TarvexLogCreator> creator = createCreator();
-    if (creator) {
-        // Shown and stored, or neither.
-        if (hasRoom(2)) {
-            creator->sendGuiMessage(levelText(type), text);
-            creator->sendMessage(levelText(type), text);
-        }
-        creator->deleteLater();
-    }
+    forward(type, text, true);
 }
 
 void TarvexLogCreator::sendMessage(QString prefix, QString text)

@@ -83,6 +83,7 @@ private:
     Q_DECL_HIDDEN static void setQueue(const std::weak_ptr<LogQueue>& queue);
     Q_DECL_HIDDEN static bool isLogLine(const Message& message);
     Q_DECL_HIDDEN static bool hasRoom(int messages);
+    Q_DECL_HIDDEN static void forward(QtMsgType type, const QString& text, bool isShown);
 
     // What has a destructor is never destroyed: other threads, and the destructors of other libraries' static objects,
     // log until the very end of the process.

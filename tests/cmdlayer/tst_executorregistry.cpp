@@ -4,6 +4,7 @@
 #include "literals.h"
 #include "logcapture.h"
 
+#include <QHash>
 #include <QPointer>
 #include <QTest>
 
@@ -12,30 +13,43 @@
 
 namespace {
 
-/// What happened, in order: "name asked", "name executes", "name executed", "name destroyed".
-using Record = std::shared_ptr<QStringList>;
+/// What is done when something happens: by what happens ("a asked", or "a asked again" for the second time), the steps.
+using Reactions = QHash<QString, QString>;
+
+/// Records what happens, in order, and reacts to it.
+class Script
+{
+public:
+    std::function<void(const QString& steps)> run;
+    Reactions reactions;
+    QStringList record;
+
+    void happens(const QString& what)
+    {
+        record.append(what);
+        const QString steps = reactions.value(record.count(what) > 1 ? what + u" again"_s : what);
+        if (!steps.isEmpty()) {
+            run(steps);
+        }
+    }
+};
 
 class ScriptedExecutor : public AbstractTarvexCommandExecutor
 {
 public:
-    ScriptedExecutor(const QString& name, const Record& record, bool takes, QObject* parent = nullptr)
-        : AbstractTarvexCommandExecutor(name, parent), m_record(record), m_takes(takes)
+    ScriptedExecutor(const QString& name, Script& script, bool takes, QObject* parent = nullptr)
+        : AbstractTarvexCommandExecutor(name, parent), m_script(script), m_takes(takes)
     {
     }
 
-    ~ScriptedExecutor() override
-    {
-        m_record->append(givenName() + QLatin1String(" destroyed"));
-        if (whenDestroyed) {
-            whenDestroyed();
-        }
-    }
+    ~ScriptedExecutor() override { m_script.happens(givenName() + u" destroyed"_s); }
 
     bool canExecute(const TarvexCommand& cmd) override
     {
-        m_record->append(givenName() + QLatin1String(" asked"));
-        // A copy: it may destroy this object, and then nothing of it may be touched.
-        if (const auto action = whenAsked; action && !action()) {
+        const QPointer<ScriptedExecutor> self(this);
+        m_script.happens(givenName() + u" asked"_s);
+        // It may be destroyed by now, and then nothing of it may be touched.
+        if (!self) {
             return true;
         }
         lastCommand = cmd;
@@ -44,668 +58,308 @@ public:
 
     void execute(const TarvexCommand& cmd) override
     {
-        m_record->append(givenName() + QLatin1String(" executes"));
-        if (const auto action = whenExecuting; action && !action()) {
-            return;
+        const QPointer<ScriptedExecutor> self(this);
+        m_script.happens(givenName() + u" executes"_s);
+        if (self) {
+            lastCommand = cmd;
+            m_script.happens(givenName() + u" executed"_s);
         }
-        lastCommand = cmd;
-        m_record->append(givenName() + QLatin1String(" executed"));
     }
 
-    /// They return whether this executor is still to be there afterwards.
-    std::function<bool()> whenAsked;
-    std::function<bool()> whenExecuting;
-    std::function<void()> whenDestroyed;
-    TarvexCommand lastCommand;
-
-private:
     QString givenName() const { return AbstractTarvexCommandExecutor::name(); }
 
-    const Record m_record;
+    TarvexCommand lastCommand;
+
+protected:
+    Script& m_script;
+
+private:
     const bool m_takes;
 };
 
+/// "base" to the record, "b" to the worker.
 class RenamedExecutor : public ScriptedExecutor
 {
 public:
-    RenamedExecutor(const QString& ownName, const Record& record)
-        : ScriptedExecutor(u"base"_s, record, true), m_ownName(ownName)
-    {
-    }
+    explicit RenamedExecutor(Script& script) : ScriptedExecutor(u"base"_s, script, true) { }
 
     QString name() const override
     {
-        ++timesAsked;
-        return m_ownName;
+        m_script.happens(u"base named"_s);
+        return u"b"_s;
     }
-
-    mutable int timesAsked = 0;
-
-private:
-    const QString m_ownName;
 };
 
 class Worker : public AbstractTarvexCommandsWorker
 {
     Q_OBJECT
 public:
-    explicit Worker(const Record& record) : m_record(record) { }
+    explicit Worker(Script& script) : m_script(script) { }
 
-    ~Worker() override { m_record->append(u"worker destroyed"_s); }
+    ~Worker() override { m_script.happens(u"worker destroyed"_s); }
 
     bool doStart() override { return true; }
 
     bool doStop() override { return true; }
 
-    void doExec(TarvexCommand cmd) override { m_record->append(QLatin1String("dispatched ") + cmd.name()); }
+    void doExec(TarvexCommand cmd) override { m_script.happens(u"dispatched "_s + cmd.name()); }
 
 private:
-    const Record m_record;
+    Script& m_script;
 };
 
-const QString A = u"a"_s;
-const QString B = u"b"_s;
-const QString C = u"c"_s;
-
-QStringList lines(std::initializer_list<const char*> texts)
+/// A worker with its executors, which carries out the steps of a test.
+class Registry
 {
-    QStringList list;
-    for (const char* const text : texts) {
-        list.append(QString::fromUtf8(text));
+public:
+    explicit Registry(const Reactions& reactions = {})
+    {
+        script.reactions = reactions;
+        script.run = [this](const QString& steps) { run(steps); };
     }
-    return list;
+
+    ~Registry()
+    {
+        script.reactions.clear();
+        delete worker;
+        for (const auto& executor : qAsConst(m_executors)) {
+            delete executor;
+        }
+    }
+    Q_DISABLE_COPY_MOVE(Registry)
+
+    /// Steps are set apart by "; ".
+    void run(const QString& steps)
+    {
+        const QStringList list = steps.split(u"; "_s);
+        for (const QString& step : list) {
+            const QString verb = step.section(u' ', 0, 0);
+            Q_ASSERT(m_verbs.contains(verb));
+            m_verbs.value(verb)(step.section(u' ', 1));
+        }
+    }
+
+    /// The youngest that is alive.
+    ScriptedExecutor* find(const QString& name) const
+    {
+        for (auto executor = m_executors.crbegin(); executor != m_executors.crend(); ++executor) {
+            if (*executor && (*executor)->givenName() == name) {
+                return *executor;
+            }
+        }
+        return nullptr;
+    }
+
+    Script script;
+    QPointer<Worker> worker = new Worker(script);
+
+private:
+    void add(ScriptedExecutor* executor)
+    {
+        m_executors.append(executor);
+        worker->addExecutor(executor);
+    }
+
+    const QHash<QString, std::function<void(const QString& name)>> m_verbs{
+        {u"add"_s, [this](const QString& name) { add(new ScriptedExecutor(name, script, true)); }},
+        {u"add-declining"_s, [this](const QString& name) { add(new ScriptedExecutor(name, script, false)); }},
+        {u"add-null"_s, [this](const QString&) { worker->addExecutor(nullptr); }},
+        {u"add-again"_s, [this](const QString& name) { worker->addExecutor(find(name)); }},
+        {u"add-renamed"_s, [this](const QString&) { add(new RenamedExecutor(script)); }},
+        {u"add-child-of"_s, [this](const QString& name) { add(new ScriptedExecutor(name, script, true, find(name))); }},
+        {u"remove"_s, [this](const QString& name) { worker->removeExecutor(name); }},
+        {u"delete"_s, [this](const QString& name) { delete find(name); }},
+        {u"delete-worker"_s, [this](const QString&) { delete worker; }},
+        {u"own"_s, [this](const QString& name) { find(name)->setParent(worker); }},
+        {u"exec"_s, [this](const QString& name) { worker->exec(someCommand(name)); }},
+        {u"note"_s, [this](const QString& text) { script.record.append(text); }},
+    };
+    QList<QPointer<ScriptedExecutor>> m_executors;
+};
+
+void addColumns()
+{
+    QTest::addColumn<QString>("steps");
+    QTest::addColumn<Reactions>("reactions");
+    QTest::addColumn<QString>("record");
+}
+
+void row(const char* name, const QString& steps, const QString& record)
+{
+    QTest::newRow(name) << steps << Reactions() << record;
+}
+
+void row(const char* name, const QString& steps, const Reactions& reactions, const QString& record)
+{
+    QTest::newRow(name) << steps << reactions << record;
 }
 
 } // namespace
+
+Q_DECLARE_METATYPE(Reactions)
 
 class TstExecutorRegistry : public QObject
 {
     Q_OBJECT
 private Q_SLOTS:
-    void init();
-    void cleanup();
-
-    void noExecutors_dispatches();
-    void allDecline_dispatchesTheCommand();
-    void severalTake_firstNameGetsIt();
-    void order_isThatOfTheStrings();
-    void taken_logsNothing();
-    void takenTwice_executesTwice();
     void command_reachesAskedAndExecuting();
+    void command_goesToTheFirstThatTakesIt_data();
 
-    void add_null_isIgnored();
-    void add_asksForTheNameOnce();
-    void add_nameTaken_destroysTheFormerFirst();
-    void add_nameTakenByADestroyedOne_takesTheEntry();
-    void add_nullName_isANameLikeAnyOther();
-    void add_sameTwice_destroysItAndLeavesTheEntryEmpty();
-    void add_childOfTheFormer_leavesTheEntryEmpty();
-    void add_formerRemovesItsNameWhenDestroyed_keepsTheNew();
-    void add_formerEntersAnotherWhenDestroyed_keepsTheNewAlone();
-    void remove_destroysBeforeItReturns();
-    void remove_unknownName_doesNothing();
-    void remove_destroyedElsewhere_doesNothing();
-    void remove_executorRemovesItselfWhenDestroyed();
-    void remove_looksForTheNameItWasAddedUnder();
-    void destroyedElsewhere_isSkipped();
-    void workerDestroyed_leavesTheExecutorsAlone();
-    void workerDestroyed_takesItsChildren();
+    void command_goesToTheFirstThatTakesIt() { run(); }
 
-    void asked_removesItself_isDestroyedWhenItHasDeclined();
-    void asked_removesItselfAndTakes_executesFirst();
-    void asked_replacesItself_newOneGetsTheNextCommand();
-    void asked_removesALaterOne_thatIsNotAsked();
-    void asked_removesAnEarlierOne_thatIsGoneAtOnce();
-    void asked_replacesALaterOne_newOneGetsTheNextCommand();
-    void asked_addsOthers_theyGetTheNextCommand();
-    void asked_deletesItself_nextIsAsked();
-    void asked_deletesTheWorker_dropsTheCommand();
-    void asked_deletesTheWorkerItIsAChildOf_dropsTheCommand();
-    void executing_removesItself_livesUntilItHasReturned();
-    void executing_replacesItself_livesUntilItHasReturned();
-    void executing_removesAnother_thatIsGoneAtOnce();
-    void executing_addsOthers_theyGetTheNextCommand();
-    void executing_deletesItself();
-    void executing_removesAndDeletesItself();
-    void executing_deletesTheWorker();
-    void executing_removesItselfAndDeletesTheWorker();
-    void executing_execsAgain_asksInTheSameOrder();
-    void executing_removedInAnInnerCall_livesUntilTheOuterHasReturned();
-    void executing_removedBehindAnInnerAsker_isNotAskedAgain();
-    void dispatched_worksOnTheRegistry();
+    void add_data();
+
+    void add() { run(); }
+
+    void removeOrDestroy_data();
+
+    void removeOrDestroy() { run(); }
+
+    void asked_changesTheRegistry_data();
+
+    void asked_changesTheRegistry() { run(); }
+
+    void executing_changesTheRegistry_data();
+
+    void executing_changesTheRegistry() { run(); }
 
 private:
-    ScriptedExecutor* add(const QString& name, bool takes);
-
-    void exec(const QString& name = u"x"_s) { m_worker->exec(someCommand(name)); }
-
-    Record m_record;
-    QPointer<Worker> m_worker;
-    QList<QPointer<ScriptedExecutor>> m_executors;
+    void run();
 };
 
-void TstExecutorRegistry::init()
+void TstExecutorRegistry::run()
 {
-    m_record = std::make_shared<QStringList>();
-    m_worker = new Worker(m_record);
-}
-
-void TstExecutorRegistry::cleanup()
-{
-    delete m_worker;
-    for (const auto& executor : qAsConst(m_executors)) {
-        delete executor;
-    }
-    m_executors.clear();
-}
-
-ScriptedExecutor* TstExecutorRegistry::add(const QString& name, bool takes)
-{
-    auto* const executor = new ScriptedExecutor(name, m_record, takes);
-    m_executors.append(executor);
-    m_worker->addExecutor(executor);
-    return executor;
-}
-
-void TstExecutorRegistry::noExecutors_dispatches()
-{
-    exec();
-    QCOMPARE(*m_record, lines({"dispatched x"}));
-}
-
-void TstExecutorRegistry::allDecline_dispatchesTheCommand()
-{
-    add(A, false);
-    add(B, false);
-    exec();
-    QCOMPARE(*m_record, lines({"a asked", "b asked", "dispatched x"}));
-}
-
-void TstExecutorRegistry::severalTake_firstNameGetsIt()
-{
-    add(C, true);
-    add(A, false);
-    add(B, true);
-    exec();
-    QCOMPARE(*m_record, lines({"a asked", "b asked", "b executes", "b executed"}));
-}
-
-void TstExecutorRegistry::order_isThatOfTheStrings()
-{
-    for (const char* const name : {"b", "ä", "Z", "", "a10", "a2", "B"}) {
-        add(QString::fromUtf8(name), false);
-    }
-    exec();
-    QCOMPARE(*m_record,
-             lines({" asked", "B asked", "Z asked", "a10 asked", "a2 asked", "b asked", "ä asked", "dispatched x"}));
-}
-
-void TstExecutorRegistry::taken_logsNothing()
-{
-    add(A, true);
+    QFETCH(QString, steps);
+    QFETCH(Reactions, reactions);
+    QFETCH(QString, record);
     const LogCapture log;
-    exec();
+    Registry registry(reactions);
+    registry.run(steps);
+    QCOMPARE(registry.script.record.join(u", "_s), record);
     QCOMPARE(log.texts(), QStringList());
-}
-
-void TstExecutorRegistry::takenTwice_executesTwice()
-{
-    add(A, true);
-    exec();
-    exec();
-    QCOMPARE(*m_record, lines({"a asked", "a executes", "a executed", "a asked", "a executes", "a executed"}));
 }
 
 void TstExecutorRegistry::command_reachesAskedAndExecuting()
 {
-    const ScriptedExecutor* const asked = add(A, false);
-    const ScriptedExecutor* const executing = add(B, true);
+    Registry registry;
+    registry.run(u"add-declining a; add b"_s);
     const TarvexCommand cmd = someCommand(u"x"_s, u"uid7"_s, someData());
-    m_worker->exec(cmd);
-    QVERIFY(asked->lastCommand == cmd);
-    QVERIFY(executing->lastCommand == cmd);
+    registry.worker->exec(cmd);
+    QVERIFY(registry.find(u"a"_s)->lastCommand == cmd);
+    QVERIFY(registry.find(u"b"_s)->lastCommand == cmd);
 }
 
-void TstExecutorRegistry::add_null_isIgnored()
+void TstExecutorRegistry::command_goesToTheFirstThatTakesIt_data()
 {
-    m_worker->addExecutor(nullptr);
-    exec();
-    QCOMPARE(*m_record, lines({"dispatched x"}));
+    addColumns();
+    row("no executors", u"exec x"_s, u"dispatched x"_s);
+    row("all decline", u"add-declining a; add-declining b; exec x"_s, u"a asked, b asked, dispatched x"_s);
+    row("several take, first name gets it", u"add c; add-declining a; add b; exec x"_s,
+        u"a asked, b asked, b executes, b executed"_s);
+    row("order is that of the strings",
+        u"add-declining b; add-declining ä; add-declining Z; add-declining ; add-declining a10; add-declining a2; "
+        "add-declining B; exec x"_s,
+        u" asked, B asked, Z asked, a10 asked, a2 asked, b asked, ä asked, dispatched x"_s);
+    row("taken twice", u"add a; exec x; exec x"_s,
+        u"a asked, a executes, a executed, a asked, a executes, a executed"_s);
 }
 
-void TstExecutorRegistry::add_asksForTheNameOnce()
+void TstExecutorRegistry::add_data()
 {
-    auto* const executor = new RenamedExecutor(B, m_record);
-    m_executors.append(executor);
-    m_worker->addExecutor(executor);
-    add(A, false);
-    add(C, true);
-    exec();
-    QCOMPARE(executor->timesAsked, 1);
-    QCOMPARE(*m_record, lines({"a asked", "base asked", "base executes", "base executed"}));
-    m_worker->removeExecutor(B);
-    QCOMPARE(m_record->constLast(), u"base destroyed"_s);
+    addColumns();
+    row("null is ignored", u"add-null; exec x"_s, u"dispatched x"_s);
+    row("asks for the name once", u"add-renamed; add-declining a; add c; exec x; remove b"_s,
+        u"base named, a asked, base asked, base executes, base executed, base destroyed"_s);
+    row("name taken: destroys the former first", u"add a; add a; note added; exec x"_s,
+        u"a destroyed, added, a asked, a executes, a executed"_s);
+    row("name taken by a destroyed one", u"add a; delete a; add a; exec x"_s,
+        u"a destroyed, a asked, a executes, a executed"_s);
+    row("empty name is a name like any other", u"add ; exec x; remove "_s,
+        u" asked,  executes,  executed,  destroyed"_s);
+    row("same twice: destroyed, the entry is empty", u"add a; add-again a; exec x"_s, u"a destroyed, dispatched x"_s);
+    row("child of the former: the entry is empty", u"add a; add-child-of a; exec x"_s,
+        u"a destroyed, a destroyed, dispatched x"_s);
+    row("former removes its name when destroyed", u"add a; add a; exec x"_s, {{u"a destroyed"_s, u"remove a"_s}},
+        u"a destroyed, a asked, a executes, a executed"_s);
+    row("former enters another when destroyed", u"add-declining a; add a; exec x"_s,
+        {{u"a destroyed"_s, u"add-declining a"_s}}, u"a destroyed, a destroyed, a asked, a executes, a executed"_s);
 }
 
-void TstExecutorRegistry::add_nameTaken_destroysTheFormerFirst()
+void TstExecutorRegistry::removeOrDestroy_data()
 {
-    ScriptedExecutor* const former = add(A, true);
-    bool formerGoneInTime = false;
-    former->whenDestroyed = [&] { formerGoneInTime = true; };
-    auto* const successor = new ScriptedExecutor(A, m_record, true);
-    m_executors.append(successor);
-    m_worker->addExecutor(successor);
-    QVERIFY(formerGoneInTime);
-    exec();
-    QCOMPARE(*m_record, lines({"a destroyed", "a asked", "a executes", "a executed"}));
-    QVERIFY(!m_executors.last().isNull());
+    addColumns();
+    row("destroyed before it returns", u"add a; remove a; note removed; exec x"_s,
+        u"a destroyed, removed, dispatched x"_s);
+    row("unknown name", u"add a; remove A; remove ; exec x"_s, u"a asked, a executes, a executed"_s);
+    row("destroyed elsewhere, then removed twice", u"add a; delete a; remove a; remove a"_s, u"a destroyed"_s);
+    row("removes itself when destroyed", u"add a; remove a"_s, {{u"a destroyed"_s, u"remove a"_s}}, u"a destroyed"_s);
+    row("by the name under which it was added", u"add-renamed; remove base; note removed base; remove b"_s,
+        u"base named, removed base, base destroyed"_s);
+    row("destroyed elsewhere, skipped", u"add a; delete a; add b; exec x"_s,
+        u"a destroyed, b asked, b executes, b executed"_s);
+    row("worker destroyed: leaves the executors alone", u"add a; delete-worker"_s, u"worker destroyed"_s);
+    row("worker destroyed: takes its children", u"add a; own a; delete-worker"_s, u"worker destroyed, a destroyed"_s);
+    row("by the worker's own dispatch", u"add-declining a; exec x"_s, {{u"dispatched x"_s, u"remove a"_s}},
+        u"a asked, dispatched x, a destroyed"_s);
 }
 
-void TstExecutorRegistry::add_nameTakenByADestroyedOne_takesTheEntry()
+void TstExecutorRegistry::asked_changesTheRegistry_data()
 {
-    delete add(A, true);
-    add(A, true);
-    exec();
-    QCOMPARE(*m_record, lines({"a destroyed", "a asked", "a executes", "a executed"}));
+    addColumns();
+    row("removes itself and declines: destroyed then", u"add-declining a; add b; exec x; exec x"_s,
+        {{u"a asked"_s, u"remove a"_s}},
+        u"a asked, a destroyed, b asked, b executes, b executed, b asked, b executes, b executed"_s);
+    row("removes itself and takes: executes first", u"add a; add b; exec x"_s, {{u"a asked"_s, u"remove a"_s}},
+        u"a asked, a executes, a executed, a destroyed"_s);
+    row("replaces itself: the new one gets the next command", u"add-declining a; exec x; exec x"_s,
+        {{u"a asked"_s, u"add a"_s}}, u"a asked, a destroyed, dispatched x, a asked, a executes, a executed"_s);
+    row("removes a later one: that is not asked", u"add-declining a; add b; add c; exec x"_s,
+        {{u"a asked"_s, u"remove b"_s}}, u"a asked, b destroyed, c asked, c executes, c executed"_s);
+    row("removes an earlier one: that is gone at once", u"add-declining a; add b; exec x"_s,
+        {{u"b asked"_s, u"remove a"_s}}, u"a asked, b asked, a destroyed, b executes, b executed"_s);
+    row("replaces a later one: the new one gets the next command", u"add-declining a; add b; exec x; exec x"_s,
+        {{u"a asked"_s, u"add b"_s}},
+        u"a asked, b destroyed, dispatched x, a asked, b asked, b executes, b executed"_s);
+    row("adds others: they get the next command", u"add-declining b; exec x; remove a; exec x"_s,
+        {{u"b asked"_s, u"add a; add c"_s}},
+        u"b asked, dispatched x, a destroyed, b asked, c asked, c executes, c executed"_s);
+    row("deletes itself: the next is asked", u"add a; add b; exec x"_s, {{u"a asked"_s, u"delete a"_s}},
+        u"a asked, a destroyed, b asked, b executes, b executed"_s);
+    row("deletes the worker: the command is dropped", u"add a; add b; exec x"_s, {{u"a asked"_s, u"delete-worker"_s}},
+        u"a asked, worker destroyed"_s);
+    row("deletes the worker whose child it is: the command is dropped", u"add a; own a; add b; exec x"_s,
+        {{u"a asked"_s, u"delete-worker"_s}}, u"a asked, worker destroyed, a destroyed"_s);
 }
 
-void TstExecutorRegistry::add_nullName_isANameLikeAnyOther()
+void TstExecutorRegistry::executing_changesTheRegistry_data()
 {
-    add(QString(), true);
-    exec();
-    m_worker->removeExecutor(QLatin1String(""));
-    QCOMPARE(*m_record, lines({" asked", " executes", " executed", " destroyed"}));
-}
-
-void TstExecutorRegistry::add_sameTwice_destroysItAndLeavesTheEntryEmpty()
-{
-    m_worker->addExecutor(add(A, true));
-    exec();
-    QCOMPARE(*m_record, lines({"a destroyed", "dispatched x"}));
-}
-
-void TstExecutorRegistry::add_childOfTheFormer_leavesTheEntryEmpty()
-{
-    ScriptedExecutor* const former = add(A, true);
-    m_worker->addExecutor(new ScriptedExecutor(A, m_record, true, former));
-    exec();
-    QCOMPARE(*m_record, lines({"a destroyed", "a destroyed", "dispatched x"}));
-}
-
-void TstExecutorRegistry::add_formerRemovesItsNameWhenDestroyed_keepsTheNew()
-{
-    add(A, true)->whenDestroyed = [this] { m_worker->removeExecutor(A); };
-    add(A, true);
-    exec();
-    QCOMPARE(*m_record, lines({"a destroyed", "a asked", "a executes", "a executed"}));
-}
-
-void TstExecutorRegistry::add_formerEntersAnotherWhenDestroyed_keepsTheNewAlone()
-{
-    add(A, false)->whenDestroyed = [this] { add(A, false); };
-    add(A, true);
-    exec();
-    QCOMPARE(*m_record, lines({"a destroyed", "a destroyed", "a asked", "a executes", "a executed"}));
-}
-
-void TstExecutorRegistry::remove_destroysBeforeItReturns()
-{
-    const QPointer<ScriptedExecutor> executor(add(A, true));
-    m_worker->removeExecutor(A);
-    QVERIFY(executor.isNull());
-    exec();
-    QCOMPARE(*m_record, lines({"a destroyed", "dispatched x"}));
-}
-
-void TstExecutorRegistry::remove_unknownName_doesNothing()
-{
-    add(A, true);
-    m_worker->removeExecutor(u"A"_s);
-    m_worker->removeExecutor(QString());
-    exec();
-    QCOMPARE(*m_record, lines({"a asked", "a executes", "a executed"}));
-}
-
-void TstExecutorRegistry::remove_destroyedElsewhere_doesNothing()
-{
-    delete add(A, true);
-    m_worker->removeExecutor(A);
-    m_worker->removeExecutor(A);
-    QCOMPARE(*m_record, lines({"a destroyed"}));
-}
-
-void TstExecutorRegistry::remove_executorRemovesItselfWhenDestroyed()
-{
-    add(A, true)->whenDestroyed = [this] { m_worker->removeExecutor(A); };
-    m_worker->removeExecutor(A);
-    QCOMPARE(*m_record, lines({"a destroyed"}));
-}
-
-void TstExecutorRegistry::remove_looksForTheNameItWasAddedUnder()
-{
-    auto* const executor = new RenamedExecutor(B, m_record);
-    m_executors.append(executor);
-    m_worker->addExecutor(executor);
-    m_worker->removeExecutor(u"base"_s);
-    QVERIFY(m_record->isEmpty());
-    m_worker->removeExecutor(B);
-    QCOMPARE(*m_record, lines({"base destroyed"}));
-}
-
-void TstExecutorRegistry::destroyedElsewhere_isSkipped()
-{
-    delete add(A, true);
-    add(B, true);
-    exec();
-    QCOMPARE(*m_record, lines({"a destroyed", "b asked", "b executes", "b executed"}));
-}
-
-void TstExecutorRegistry::workerDestroyed_leavesTheExecutorsAlone()
-{
-    add(A, true);
-    delete m_worker;
-    QCOMPARE(*m_record, lines({"worker destroyed"}));
-    QVERIFY(!m_executors.constFirst().isNull());
-}
-
-void TstExecutorRegistry::workerDestroyed_takesItsChildren()
-{
-    add(A, true)->setParent(m_worker);
-    delete m_worker;
-    QCOMPARE(*m_record, lines({"worker destroyed", "a destroyed"}));
-}
-
-void TstExecutorRegistry::asked_removesItself_isDestroyedWhenItHasDeclined()
-{
-    add(A, false)->whenAsked = [this] {
-        m_worker->removeExecutor(A);
-        return true;
-    };
-    add(B, true);
-    exec();
-    QCOMPARE(*m_record, lines({"a asked", "a destroyed", "b asked", "b executes", "b executed"}));
-    exec();
-    QCOMPARE(m_record->mid(5), lines({"b asked", "b executes", "b executed"}));
-}
-
-void TstExecutorRegistry::asked_removesItselfAndTakes_executesFirst()
-{
-    add(A, true)->whenAsked = [this] {
-        m_worker->removeExecutor(A);
-        return true;
-    };
-    add(B, true);
-    exec();
-    QCOMPARE(*m_record, lines({"a asked", "a executes", "a executed", "a destroyed"}));
-}
-
-void TstExecutorRegistry::asked_replacesItself_newOneGetsTheNextCommand()
-{
-    add(A, false)->whenAsked = [this] {
-        add(A, true);
-        return true;
-    };
-    exec();
-    QCOMPARE(*m_record, lines({"a asked", "a destroyed", "dispatched x"}));
-    exec();
-    QCOMPARE(m_record->mid(3), lines({"a asked", "a executes", "a executed"}));
-}
-
-void TstExecutorRegistry::asked_removesALaterOne_thatIsNotAsked()
-{
-    add(A, false)->whenAsked = [this] {
-        m_worker->removeExecutor(B);
-        return true;
-    };
-    add(B, true);
-    add(C, true);
-    exec();
-    QCOMPARE(*m_record, lines({"a asked", "b destroyed", "c asked", "c executes", "c executed"}));
-}
-
-void TstExecutorRegistry::asked_removesAnEarlierOne_thatIsGoneAtOnce()
-{
-    add(A, false);
-    add(B, true)->whenAsked = [this] {
-        m_worker->removeExecutor(A);
-        return true;
-    };
-    exec();
-    QCOMPARE(*m_record, lines({"a asked", "b asked", "a destroyed", "b executes", "b executed"}));
-}
-
-void TstExecutorRegistry::asked_replacesALaterOne_newOneGetsTheNextCommand()
-{
-    ScriptedExecutor* const asked = add(A, false);
-    asked->whenAsked = [this] {
-        add(B, true);
-        return true;
-    };
-    add(B, true);
-    exec();
-    QCOMPARE(*m_record, lines({"a asked", "b destroyed", "dispatched x"}));
-    asked->whenAsked = nullptr;
-    exec();
-    QCOMPARE(m_record->mid(3), lines({"a asked", "b asked", "b executes", "b executed"}));
-}
-
-void TstExecutorRegistry::asked_addsOthers_theyGetTheNextCommand()
-{
-    ScriptedExecutor* const asked = add(B, false);
-    asked->whenAsked = [this] {
-        add(A, true);
-        add(C, true);
-        return true;
-    };
-    exec();
-    QCOMPARE(*m_record, lines({"b asked", "dispatched x"}));
-    asked->whenAsked = nullptr;
-    m_worker->removeExecutor(A);
-    exec();
-    QCOMPARE(m_record->mid(2), lines({"a destroyed", "b asked", "c asked", "c executes", "c executed"}));
-}
-
-void TstExecutorRegistry::asked_deletesItself_nextIsAsked()
-{
-    ScriptedExecutor* const executor = add(A, true);
-    executor->whenAsked = [executor] {
-        delete executor;
-        return false;
-    };
-    add(B, true);
-    exec();
-    QCOMPARE(*m_record, lines({"a asked", "a destroyed", "b asked", "b executes", "b executed"}));
-}
-
-void TstExecutorRegistry::asked_deletesTheWorker_dropsTheCommand()
-{
-    add(A, true)->whenAsked = [this] {
-        delete m_worker;
-        return true;
-    };
-    add(B, true);
-    exec();
-    QCOMPARE(*m_record, lines({"a asked", "worker destroyed"}));
-}
-
-void TstExecutorRegistry::asked_deletesTheWorkerItIsAChildOf_dropsTheCommand()
-{
-    ScriptedExecutor* const executor = add(A, true);
-    executor->setParent(m_worker);
-    executor->whenAsked = [this] {
-        delete m_worker;
-        return false;
-    };
-    add(B, true);
-    exec();
-    QCOMPARE(*m_record, lines({"a asked", "worker destroyed", "a destroyed"}));
-}
-
-void TstExecutorRegistry::executing_removesItself_livesUntilItHasReturned()
-{
-    add(A, true)->whenExecuting = [this] {
-        m_worker->removeExecutor(A);
-        m_record->append(u"removed"_s);
-        return true;
-    };
-    exec();
-    QCOMPARE(*m_record, lines({"a asked", "a executes", "removed", "a executed", "a destroyed"}));
-    exec();
-    QCOMPARE(m_record->mid(5), lines({"dispatched x"}));
-}
-
-void TstExecutorRegistry::executing_replacesItself_livesUntilItHasReturned()
-{
-    add(A, true)->whenExecuting = [this] {
-        add(A, true);
-        m_record->append(u"replaced"_s);
-        return true;
-    };
-    exec();
-    QCOMPARE(*m_record, lines({"a asked", "a executes", "replaced", "a executed", "a destroyed"}));
-    exec();
-    QCOMPARE(m_record->mid(5), lines({"a asked", "a executes", "a executed"}));
-}
-
-void TstExecutorRegistry::executing_removesAnother_thatIsGoneAtOnce()
-{
-    add(A, true)->whenExecuting = [this] {
-        m_worker->removeExecutor(B);
-        return true;
-    };
-    add(B, true);
-    exec();
-    QCOMPARE(*m_record, lines({"a asked", "a executes", "b destroyed", "a executed"}));
-}
-
-void TstExecutorRegistry::executing_addsOthers_theyGetTheNextCommand()
-{
-    ScriptedExecutor* const executor = add(B, true);
-    executor->whenExecuting = [this] {
-        add(A, true);
-        return true;
-    };
-    exec();
-    exec();
-    QCOMPARE(*m_record, lines({"b asked", "b executes", "b executed", "a asked", "a executes", "a executed"}));
-}
-
-void TstExecutorRegistry::executing_deletesItself()
-{
-    ScriptedExecutor* const executor = add(A, true);
-    executor->whenExecuting = [executor] {
-        delete executor;
-        return false;
-    };
-    add(B, true);
-    exec();
-    QCOMPARE(*m_record, lines({"a asked", "a executes", "a destroyed"}));
-}
-
-void TstExecutorRegistry::executing_removesAndDeletesItself()
-{
-    ScriptedExecutor* const executor = add(A, true);
-    executor->whenExecuting = [this, executor] {
-        m_worker->removeExecutor(A);
-        delete executor;
-        return false;
-    };
-    exec();
-    QCOMPARE(*m_record, lines({"a asked", "a executes", "a destroyed"}));
-}
-
-void TstExecutorRegistry::executing_deletesTheWorker()
-{
-    add(A, true)->whenExecuting = [this] {
-        delete m_worker;
-        return true;
-    };
-    exec();
-    QCOMPARE(*m_record, lines({"a asked", "a executes", "worker destroyed", "a executed"}));
-    QVERIFY(!m_executors.constFirst().isNull());
-}
-
-void TstExecutorRegistry::executing_removesItselfAndDeletesTheWorker()
-{
-    add(A, true)->whenExecuting = [this] {
-        m_worker->removeExecutor(A);
-        delete m_worker;
-        return true;
-    };
-    exec();
-    QCOMPARE(*m_record, lines({"a asked", "a executes", "worker destroyed", "a executed", "a destroyed"}));
-}
-
-void TstExecutorRegistry::executing_execsAgain_asksInTheSameOrder()
-{
-    ScriptedExecutor* const executor = add(B, true);
-    add(A, false);
-    executor->whenExecuting = [this, executor] {
-        executor->whenExecuting = nullptr;
-        exec(u"y"_s);
-        return true;
-    };
-    exec();
-    QCOMPARE(
-        *m_record,
-        lines({"a asked", "b asked", "b executes", "a asked", "b asked", "b executes", "b executed", "b executed"}));
-}
-
-void TstExecutorRegistry::executing_removedInAnInnerCall_livesUntilTheOuterHasReturned()
-{
-    ScriptedExecutor* const executor = add(A, true);
-    executor->whenExecuting = [this, executor] {
-        executor->whenExecuting = [this] {
-            m_worker->removeExecutor(A);
-            return true;
-        };
-        exec(u"y"_s);
-        m_record->append(u"inner done"_s);
-        return true;
-    };
-    exec();
-    QCOMPARE(*m_record,
-             lines({"a asked", "a executes", "a asked", "a executes", "a executed", "inner done", "a executed",
-                    "a destroyed"}));
-}
-
-void TstExecutorRegistry::executing_removedBehindAnInnerAsker_isNotAskedAgain()
-{
-    ScriptedExecutor* const asker = add(A, false);
-    add(B, true)->whenExecuting = [this, asker] {
-        asker->whenAsked = [this] {
-            m_worker->removeExecutor(B);
-            return true;
-        };
-        exec(u"y"_s);
-        return true;
-    };
-    exec();
-    QCOMPARE(*m_record,
-             lines({"a asked", "b asked", "b executes", "a asked", "dispatched y", "b executed", "b destroyed"}));
-}
-
-void TstExecutorRegistry::dispatched_worksOnTheRegistry()
-{
-    delete m_worker;
-    m_record->clear();
-
-    class RegisteringWorker : public Worker
-    {
-    public:
-        using Worker::Worker;
-
-        void doExec(TarvexCommand cmd) override
-        {
-            Worker::doExec(cmd);
-            removeExecutor(A);
-        }
-    };
-
-    m_worker = new RegisteringWorker(m_record);
-    add(A, false);
-    exec();
-    QCOMPARE(*m_record, lines({"a asked", "dispatched x", "a destroyed"}));
+    addColumns();
+    row("removes itself: lives until it has returned", u"add a; exec x; exec x"_s,
+        {{u"a executes"_s, u"remove a; note removed"_s}},
+        u"a asked, a executes, removed, a executed, a destroyed, dispatched x"_s);
+    row("replaces itself: lives until it has returned", u"add a; exec x; exec x"_s,
+        {{u"a executes"_s, u"add a; note replaced"_s}},
+        u"a asked, a executes, replaced, a executed, a destroyed, a asked, a executes, a executed"_s);
+    row("removes another: that is gone at once", u"add a; add b; exec x"_s, {{u"a executes"_s, u"remove b"_s}},
+        u"a asked, a executes, b destroyed, a executed"_s);
+    row("adds another: it gets the next command", u"add b; exec x; exec x"_s, {{u"b executes"_s, u"add a"_s}},
+        u"b asked, b executes, b executed, a asked, a executes, a executed"_s);
+    row("deletes itself", u"add a; add b; exec x"_s, {{u"a executes"_s, u"delete a"_s}},
+        u"a asked, a executes, a destroyed"_s);
+    row("removes and deletes itself", u"add a; exec x"_s, {{u"a executes"_s, u"remove a; delete a"_s}},
+        u"a asked, a executes, a destroyed"_s);
+    row("deletes the worker", u"add a; exec x"_s, {{u"a executes"_s, u"delete-worker"_s}},
+        u"a asked, a executes, worker destroyed, a executed"_s);
+    row("removes itself and deletes the worker", u"add a; exec x"_s, {{u"a executes"_s, u"remove a; delete-worker"_s}},
+        u"a asked, a executes, worker destroyed, a executed, a destroyed"_s);
+    row("execs again: asks in the same order", u"add b; add-declining a; exec x"_s, {{u"b executes"_s, u"exec y"_s}},
+        u"a asked, b asked, b executes, a asked, b asked, b executes, b executed, b executed"_s);
+    row("removed in an inner call: lives until the outer has returned", u"add a; exec x"_s,
+        {{u"a executes"_s, u"exec y; note inner done"_s}, {u"a executes again"_s, u"remove a"_s}},
+        u"a asked, a executes, a asked, a executes, a executed, inner done, a executed, a destroyed"_s);
+    row("removed behind an inner asker: not asked again", u"add-declining a; add b; exec x"_s,
+        {{u"b executes"_s, u"exec y"_s}, {u"a asked again"_s, u"remove b"_s}},
+        u"a asked, b asked, b executes, a asked, dispatched y, b executed, b destroyed"_s);
 }
 
 QTEST_GUILESS_MAIN(TstExecutorRegistry)

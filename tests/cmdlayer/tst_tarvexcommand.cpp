@@ -1,13 +1,12 @@
 #include "cmdlayer/tarvexcommand.h"
 
+#include "commandsender.h"
 #include "literals.h"
 #include "logcapture.h"
 #include "markingtranslator.h"
 #include "memoryuse.h"
+#include "samples.h"
 
-#include <QJsonDocument>
-#include <QJsonParseError>
-#include <QSignalSpy>
 #include <QTest>
 
 #include <type_traits>
@@ -23,62 +22,39 @@ static_assert(!std::is_polymorphic_v<TarvexCommand>, "a command has no virtual o
 
 namespace {
 
-TarvexCommand someCommand()
+TarvexCommand printCommand()
 {
-    TarvexCommand cmd;
-    cmd.setName(u"print"_s);
-    cmd.setAgent(u"cashbox"_s);
-    cmd.setUid(u"uid1"_s);
-    cmd.setData({{u"copies"_s, 2}, {u"text"_s, u"ticket"_s}});
-    return cmd;
+    return someCommand(u"print"_s, u"uid1"_s, someData());
 }
 
-Message someMessage(const QString& text)
+/// From "cashbox", with the uid "uid7".
+Message messageWith(const QString& text)
 {
-    Message message;
-    message.setSender(u"cashbox"_s);
-    message.setReciever(u"printer"_s);
-    message.setUid(u"uid7"_s);
-    message.setMessage(text);
-    return message;
+    return samples::someMessage(u"printer"_s, text, u"uid7"_s);
 }
 
 } // namespace
-
-class CommandSource : public QObject
-{
-    Q_OBJECT
-Q_SIGNALS:
-    void sendCommand(TarvexCommand cmd);
-};
 
 class TstTarvexCommand : public QObject
 {
     Q_OBJECT
 private Q_SLOTS:
     void defaults_areNull();
-    void setters_storeTheirField();
     void copyAndMove_keepAllFields();
+    void getters_returnTheirField();
     void equality_comparesAllFields_data();
     void equality_comparesAllFields();
-    void equality_ignoresOrderOfInsertion();
-    void cmdKey_ofLongFields_isNotFilledIn();
-    void cmdKey_startsWithTheAgent();
-    void cmdKey_substitutesOneArgumentAtATime();
+    void cmdKey_data();
+    void cmdKey();
+    void toOutgoingMessage_carriesTheCommand_data();
     void toOutgoingMessage_carriesTheCommand();
-    void toOutgoingMessage_ofEmptyCommand_hasBothKeys();
-    void toOutgoingMessage_isDatedNow();
-    void toOutgoingMessage_keepsUnicode();
+    void roundTrip_givesBackNameUidAndData();
     void incomingMessageToCmd_readsTheCommand_data();
     void incomingMessageToCmd_readsTheCommand();
-    void incomingMessageToCmd_replacesWhatTheRecordHeld();
     void incomingMessageToCmd_repeatedKey_leavesNothingBehind();
     void incomingMessageToCmd_badText_isReported_data();
     void incomingMessageToCmd_badText_isReported();
     void incomingMessageToCmd_noCommand_isReportedTranslated();
-    void roundTrip_givesBackNameUidAndData();
-    void metaType_hasItsName();
-    void metaType_crossesQueuedConnections();
 };
 
 void TstTarvexCommand::defaults_areNull()
@@ -90,18 +66,9 @@ void TstTarvexCommand::defaults_areNull()
     QVERIFY(cmd.data().isEmpty());
 }
 
-void TstTarvexCommand::setters_storeTheirField()
-{
-    const TarvexCommand cmd = someCommand();
-    QCOMPARE(cmd.name(), u"print"_s);
-    QCOMPARE(cmd.agent(), u"cashbox"_s);
-    QCOMPARE(cmd.uid(), u"uid1"_s);
-    QCOMPARE(cmd.data(), QVariantMap({{u"copies"_s, 2}, {u"text"_s, u"ticket"_s}}));
-}
-
 void TstTarvexCommand::copyAndMove_keepAllFields()
 {
-    const TarvexCommand original = someCommand();
+    const TarvexCommand original = printCommand();
     TarvexCommand copy(original);
     QVERIFY(copy == original);
     TarvexCommand moved(std::move(copy));
@@ -116,109 +83,97 @@ void TstTarvexCommand::copyAndMove_keepAllFields()
     QCOMPARE(original.name(), u"print"_s);
 }
 
+void TstTarvexCommand::getters_returnTheirField()
+{
+    const TarvexCommand cmd = printCommand();
+    QCOMPARE(cmd.name(), u"print"_s);
+    QCOMPARE(cmd.agent(), u"cashbox"_s);
+    QCOMPARE(cmd.uid(), u"uid1"_s);
+    QCOMPARE(cmd.data(), someData());
+}
+
 void TstTarvexCommand::equality_comparesAllFields_data()
 {
     QTest::addColumn<TarvexCommand>("other");
     QTest::addColumn<bool>("equal");
-    QTest::newRow("same") << someCommand() << true;
-    TarvexCommand other = someCommand();
-    other.setName(u"Print"_s);
-    QTest::newRow("name") << other << false;
-    other = someCommand();
-    other.setAgent(u"logger"_s);
-    QTest::newRow("agent") << other << false;
-    other = someCommand();
-    other.setUid(QString());
-    QTest::newRow("uid") << other << false;
-    other = someCommand();
-    other.setData({{u"copies"_s, 2}});
-    QTest::newRow("data: fewer keys") << other << false;
-    other.setData({{u"copies"_s, 3}, {u"text"_s, u"ticket"_s}});
-    QTest::newRow("data: another value") << other << false;
-    other.setData({{u"Copies"_s, 2}, {u"text"_s, u"ticket"_s}});
-    QTest::newRow("data: another key") << other << false;
+    TarvexCommand byLogger = printCommand();
+    byLogger.setAgent(u"logger"_s);
+    const auto withData = [](const QVariantMap& data) { return someCommand(u"print"_s, u"uid1"_s, data); };
+    QTest::newRow("same") << printCommand() << true;
+    QTest::newRow("name") << someCommand(u"Print"_s, u"uid1"_s, someData()) << false;
+    QTest::newRow("agent") << byLogger << false;
+    QTest::newRow("uid") << someCommand(u"print"_s, QString(), someData()) << false;
+    QTest::newRow("data: fewer keys") << withData({{u"copies"_s, 2}}) << false;
+    QTest::newRow("data: another value") << withData({{u"copies"_s, 3}, {u"text"_s, u"ticket"_s}}) << false;
+    QTest::newRow("data: another key") << withData({{u"Copies"_s, 2}, {u"text"_s, u"ticket"_s}}) << false;
 }
 
 void TstTarvexCommand::equality_comparesAllFields()
 {
     QFETCH(TarvexCommand, other);
     QFETCH(bool, equal);
-    QCOMPARE(someCommand() == other, equal);
-    QCOMPARE(someCommand() != other, !equal);
-    QCOMPARE(other == someCommand(), equal);
+    QCOMPARE(printCommand() == other, equal);
+    QCOMPARE(printCommand() != other, !equal);
+    QCOMPARE(other == printCommand(), equal);
 }
 
-void TstTarvexCommand::equality_ignoresOrderOfInsertion()
+void TstTarvexCommand::cmdKey_data()
 {
-    QVariantMap forwards;
-    forwards.insert(u"a"_s, 1);
-    forwards.insert(u"b"_s, 2);
-    QVariantMap backwards;
-    backwards.insert(u"b"_s, 2);
-    backwards.insert(u"a"_s, 1);
-    TarvexCommand one = someCommand();
-    one.setData(forwards);
-    TarvexCommand two = someCommand();
-    two.setData(backwards);
-    QVERIFY(one == two);
+    QTest::addColumn<QString>("agent");
+    QTest::addColumn<QString>("name");
+    QTest::addColumn<QString>("key");
+    const QString longAgent = u"%2"_s.repeated(65536);
+    const QString longName = u"n"_s.repeated(65537);
+    QTest::newRow("starts with the agent") << u"a"_s << u"b"_s << u"a.b.c"_s;
+    QTest::newRow("empty") << QString() << QString() << u"..c"_s;
+    // Existing parties compare keys that were made this way.
+    QTest::newRow("agent is filled in") << u"a%2"_s << u"b"_s << u"ab.b.c"_s;
+    QTest::newRow("name is filled in") << u"a"_s << u"%3%1"_s << u"a.%3c.%3"_s;
+    QTest::newRow("long fields are not") << longAgent << longName << longAgent + u'.' + longName + u".c"_s;
 }
 
-void TstTarvexCommand::cmdKey_startsWithTheAgent()
+void TstTarvexCommand::cmdKey()
 {
-    TarvexCommand cmd;
-    cmd.setAgent(u"a"_s);
-    cmd.setName(u"b"_s);
-    cmd.setUid(u"c"_s);
-    QCOMPARE(cmd.cmdKey(), u"a.b.c"_s);
-    QCOMPARE(TarvexCommand().cmdKey(), u".."_s);
+    QFETCH(QString, agent);
+    QFETCH(QString, name);
+    QFETCH(QString, key);
+    TarvexCommand cmd = someCommand(name, u"c"_s);
+    cmd.setAgent(agent);
+    QCOMPARE(cmd.cmdKey(), key);
 }
 
-// Existing parties compare keys that were made this way.
-void TstTarvexCommand::cmdKey_substitutesOneArgumentAtATime()
+void TstTarvexCommand::toOutgoingMessage_carriesTheCommand_data()
 {
-    TarvexCommand cmd;
-    cmd.setAgent(u"a%2"_s);
-    cmd.setName(u"b"_s);
-    cmd.setUid(u"c"_s);
-    QCOMPARE(cmd.cmdKey(), u"ab.b.c"_s);
-    cmd.setAgent(u"a"_s);
-    cmd.setName(u"%3%1"_s);
-    QCOMPARE(cmd.cmdKey(), u"a.%3c.%3"_s);
+    QTest::addColumn<TarvexCommand>("cmd");
+    QTest::addColumn<QString>("text");
+    QTest::newRow("name and data") << printCommand() << uR"({"cmd":"print","data":{"copies":2,"text":"ticket"}})"_s;
+    QTest::newRow("empty") << TarvexCommand() << uR"({"cmd":"","data":{}})"_s;
+    QTest::newRow("beyond ASCII") << someCommand(u"grüße"_s, u"u"_s, {{u"text"_s, u"a\n\"б\""_s}})
+                                  << u"{\"cmd\":\"grüße\",\"data\":{\"text\":\"a\\n\\\"б\\\"\"}}"_s;
 }
 
 void TstTarvexCommand::toOutgoingMessage_carriesTheCommand()
 {
-    const Message message = someCommand().toOutgoingMessage();
-    QCOMPARE(message.message(), uR"({"cmd":"print","data":{"copies":2,"text":"ticket"}})"_s);
-    QCOMPARE(message.reciever(), u"cashbox"_s);
-    QCOMPARE(message.uid(), u"uid1"_s);
-    QVERIFY(message.sender().isNull());
-}
-
-void TstTarvexCommand::toOutgoingMessage_ofEmptyCommand_hasBothKeys()
-{
-    const Message message = TarvexCommand().toOutgoingMessage();
-    QCOMPARE(message.message(), uR"({"cmd":"","data":{}})"_s);
-    QVERIFY(message.uid().isEmpty());
-    QVERIFY(message.reciever().isEmpty());
-}
-
-void TstTarvexCommand::toOutgoingMessage_isDatedNow()
-{
+    QFETCH(TarvexCommand, cmd);
+    QFETCH(QString, text);
     const QDateTime before = QDateTime::currentDateTime();
-    const Message message = someCommand().toOutgoingMessage();
-    QVERIFY(message.dt() >= before);
-    QVERIFY(message.dt() <= QDateTime::currentDateTime());
+    const Message message = cmd.toOutgoingMessage();
+    QCOMPARE(message.message(), text);
+    QCOMPARE(message.reciever(), cmd.agent());
+    QCOMPARE(message.uid(), cmd.uid());
+    QVERIFY(message.sender().isNull());
+    QVERIFY(message.dt() >= before && message.dt() <= QDateTime::currentDateTime());
     QCOMPARE(message.dt().timeSpec(), Qt::LocalTime);
 }
 
-void TstTarvexCommand::toOutgoingMessage_keepsUnicode()
+void TstTarvexCommand::roundTrip_givesBackNameUidAndData()
 {
-    TarvexCommand cmd;
-    cmd.setName(u"grüße"_s);
-    cmd.setData({{u"text"_s, u"a\n\"б\""_s}});
-    QCOMPARE(cmd.toOutgoingMessage().message(),
-             QString::fromUtf8("{\"cmd\":\"grüße\",\"data\":{\"text\":\"a\\n\\\"б\\\"\"}}"));
+    const TarvexCommand sent = printCommand();
+    TarvexCommand received;
+    QVERIFY(TarvexCommand::incomingMessageToCmd(sent.toOutgoingMessage(), received));
+    QVERIFY(received.agent().isNull());
+    received.setAgent(sent.agent());
+    QVERIFY(received == sent);
 }
 
 void TstTarvexCommand::incomingMessageToCmd_readsTheCommand_data()
@@ -243,9 +198,9 @@ void TstTarvexCommand::incomingMessageToCmd_readsTheCommand()
     QFETCH(QString, text);
     QFETCH(QString, name);
     QFETCH(QVariantMap, data);
-    TarvexCommand cmd;
+    TarvexCommand cmd = printCommand(); // nothing of it stays
     const LogCapture log;
-    QVERIFY(TarvexCommand::incomingMessageToCmd(someMessage(text), cmd));
+    QVERIFY(TarvexCommand::incomingMessageToCmd(messageWith(text), cmd));
     QCOMPARE(cmd.name(), name);
     QCOMPARE(cmd.agent(), u"cashbox"_s);
     QCOMPARE(cmd.uid(), u"uid7"_s);
@@ -253,18 +208,10 @@ void TstTarvexCommand::incomingMessageToCmd_readsTheCommand()
     QCOMPARE(log.texts(), QStringList());
 }
 
-void TstTarvexCommand::incomingMessageToCmd_replacesWhatTheRecordHeld()
-{
-    TarvexCommand cmd = someCommand();
-    QVERIFY(TarvexCommand::incomingMessageToCmd(someMessage(uR"({"cmd":"x"})"_s), cmd));
-    QCOMPARE(cmd.name(), u"x"_s);
-    QVERIFY(cmd.data().isEmpty());
-}
-
 void TstTarvexCommand::incomingMessageToCmd_repeatedKey_leavesNothingBehind()
 {
     const QString former = u"[1"_s + u",1"_s.repeated(1000) + QLatin1Char(']');
-    const tarvex::Message message = someMessage(uR"({"cmd":"x","data":%1,"data":{"a":"b"}})"_s.arg(former));
+    const Message message = messageWith(uR"({"cmd":"x","data":%1,"data":{"a":"b"}})"_s.arg(former));
     TarvexCommand cmd;
     QVERIFY(TarvexCommand::incomingMessageToCmd(message, cmd));
     const qint64 before = memoryuse::allocated();
@@ -294,15 +241,15 @@ void TstTarvexCommand::incomingMessageToCmd_badText_isReported()
 {
     QFETCH(QString, text);
     QFETCH(QString, line);
-    TarvexCommand cmd = someCommand();
+    TarvexCommand cmd = printCommand();
     const LogCapture log;
-    QVERIFY(!TarvexCommand::incomingMessageToCmd(someMessage(text), cmd));
+    QVERIFY(!TarvexCommand::incomingMessageToCmd(messageWith(text), cmd));
     QCOMPARE(log.texts(), QStringList(line));
     QCOMPARE(log.lines().constFirst().category, u"default"_s);
     QCOMPARE(cmd.agent(), u"cashbox"_s);
     QCOMPARE(cmd.uid(), u"uid7"_s);
-    QCOMPARE(cmd.name(), someCommand().name());
-    QCOMPARE(cmd.data(), someCommand().data());
+    QCOMPARE(cmd.name(), printCommand().name());
+    QCOMPARE(cmd.data(), printCommand().data());
 }
 
 void TstTarvexCommand::incomingMessageToCmd_noCommand_isReportedTranslated()
@@ -310,52 +257,10 @@ void TstTarvexCommand::incomingMessageToCmd_noCommand_isReportedTranslated()
     TarvexCommand cmd;
     const MarkingTranslator translator;
     const LogCapture log;
-    QVERIFY(!TarvexCommand::incomingMessageToCmd(someMessage(u"{}"_s), cmd));
+    QVERIFY(!TarvexCommand::incomingMessageToCmd(messageWith(u"{}"_s), cmd));
     QCOMPARE(log.texts(),
              QStringList(u"warning: "_s + MarkingTranslator::marked("QObject", u"Message is not tarvex command: "_s)
                          + u" {}"_s));
 }
-
-void TstTarvexCommand::roundTrip_givesBackNameUidAndData()
-{
-    const TarvexCommand sent = someCommand();
-    TarvexCommand received;
-    QVERIFY(TarvexCommand::incomingMessageToCmd(sent.toOutgoingMessage(), received));
-    QCOMPARE(received.name(), sent.name());
-    QCOMPARE(received.uid(), sent.uid());
-    QCOMPARE(received.data(), sent.data());
-    QVERIFY(received.agent().isNull());
-}
-
-void TstTarvexCommand::metaType_hasItsName()
-{
-    const int type = QMetaType::type("TarvexCommand");
-    QVERIFY(type != QMetaType::UnknownType);
-    QCOMPARE(qMetaTypeId<TarvexCommand>(), type);
-    QCOMPARE(QMetaType::typeName(type), "TarvexCommand");
-}
-
-void TstTarvexCommand::metaType_crossesQueuedConnections()
-{
-    CommandSource source;
-    CommandSource target;
-    QVERIFY(connect(&source, SIGNAL(sendCommand(TarvexCommand)), &target, SIGNAL(sendCommand(TarvexCommand)),
-                    Qt::QueuedConnection));
-    QSignalSpy arrived(&target, SIGNAL(sendCommand(TarvexCommand)));
-    Q_EMIT source.sendCommand(someCommand());
-    QCOMPARE(arrived.count(), 0);
-    QTRY_COMPARE(arrived.count(), 1);
-    QVERIFY(arrived.constFirst().constFirst().value<TarvexCommand>() == someCommand());
-}
-
-void TstTarvexCommand::cmdKey_ofLongFields_isNotFilledIn()
-{
-    TarvexCommand cmd;
-    cmd.setAgent(u"%2"_s.repeated(65536));
-    cmd.setName(u"n"_s.repeated(65537));
-    cmd.setUid(u"u"_s);
-    QCOMPARE(cmd.cmdKey(), cmd.agent() + QLatin1Char('.') + cmd.name() + u".u"_s);
-}
-
 QTEST_GUILESS_MAIN(TstTarvexCommand)
 #include "tst_tarvexcommand.moc"

@@ -1,19 +1,14 @@
 #ifndef ARGUMENTS_H
 #define ARGUMENTS_H
 
-#include "records/clientstate.h"
-
-#include <QList>
-#include <QPair>
 #include <QString>
 #include <QStringList>
-#include <QVariant>
 
 #include <functional>
 #include <string>
 #include <vector>
 
-/// From the words of the command line to what the verbs work with. What makes no sense throws Failure with WrongUse.
+/// The words of the command line, on their way into the parser and out of it again.
 namespace tarvexctl {
 
 /// The program's arguments, without its name, for the parser. It would take a text in brackets for a list: such a text
@@ -29,34 +24,6 @@ QString unmarked(const std::string& argument);
 QString text(const std::string& argument);
 
 QStringList texts(const std::vector<std::string>& arguments);
-
-bool isJson(const QString& text);
-
-/// The JSON value that \a text holds; \a text itself when it is no JSON, so that plain words need no quotes.
-/// Integers that the bus does not carry exactly are refused, wherever in the value they stand.
-QVariant jsonOrText(const QString& text);
-
-/// The first integer in a JSON text that would travel as another one, since JSON numbers travel as doubles; empty when
-/// there is none.
-QString inexactInteger(const QString& json);
-
-/// Tells on stderr of a text that begins as JSON does and is none, such as one with a bracket missing.
-void tellOfBrokenJson(const QString& text);
-
-/// A decimal number from 0 to 127.
-tarvex::ClientState::EStateType stateTypeFrom(const QString& text);
-
-/// A whole number from 1 that an int holds.
-int countFrom(const QString& text);
-
-/// Seconds, which need not be whole, as milliseconds.
-int timeoutMsFrom(const QString& text);
-
-/// What to subscribe to, from PUBLISHER or PUBLISHER:GOAL; without a goal it is everything.
-QList<QPair<QString, qint32>> subscriptionsFrom(const QStringList& texts);
-
-/// Refuses an empty name; \a what is the argument's name.
-void requireName(const QString& name, const QString& what);
 
 } // namespace tarvexctl
 

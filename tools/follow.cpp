@@ -120,9 +120,10 @@ void Watch::giveUp()
 
 } // namespace
 
-void follow(Follower& follower, const std::optional<int>& timeoutMs)
+void follow(const QString& clientName, FollowerTask& task, const std::optional<int>& timeoutMs)
 {
     const LibSilence silence;
+    Follower follower(clientName, task);
     Watch(follower).run(timeoutMs);
     if (follower.failure()) {
         throw *follower.failure();

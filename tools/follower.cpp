@@ -51,14 +51,16 @@ Failure busIsSilent()
     return Failure(TimedOut, QStringLiteral("the bus is there, but did not answer within the time-out"));
 }
 
-Follower::Follower(const QString& clientName)
-    : m_clientName(clientName), m_receiver(new TarvexMessagesReciever(clientName, this))
+Follower::Follower(const QString& clientName, FollowerTask& task)
+    : m_clientName(clientName), m_task(task), m_receiver(new TarvexMessagesReciever(clientName, this))
 {
     m_handshakeTimer.setInterval(HANDSHAKE_LOOK_INTERVAL_MS);
     m_retryTimer.setInterval(RETRY_INTERVAL_MS);
     m_retryTimer.setSingleShot(true);
+    m_laterTimer.setSingleShot(true);
     connect(&m_handshakeTimer, &QTimer::timeout, this, &Follower::lookAtHandshake);
     connect(&m_retryTimer, &QTimer::timeout, this, &Follower::connectToBus);
+    connect(&m_laterTimer, &QTimer::timeout, this, [this] { m_later(); });
     connect(m_receiver, SIGNAL(incomingMessage(Message)), this, SLOT(onIncomingMessage(Message)));
     connect(m_receiver, SIGNAL(busDisconnected()), this, SLOT(onDisconnected()));
 }
@@ -80,7 +82,7 @@ void Follower::timeUp()
     if (isSatisfied()) {
         end();
     } else {
-        end(m_wasConnected ? Failure(TimedOut, timeOutWords()) : busIsSilent());
+        end(m_wasConnected ? Failure(TimedOut, m_task.timeOutWords()) : busIsSilent());
     }
 }
 
@@ -114,6 +116,12 @@ void Follower::count(Tally& tally)
     }
 }
 
+void Follower::callLater(int milliseconds, const std::function<void()>& function)
+{
+    m_later = function;
+    m_laterTimer.start(milliseconds);
+}
+
 void Follower::end(const std::optional<Failure>& failure)
 {
     if (m_hasEnded) {
@@ -125,6 +133,7 @@ void Follower::end(const std::optional<Failure>& failure)
     m_handshakeLog.reset();
     m_handshakeTimer.stop();
     m_retryTimer.stop();
+    m_laterTimer.stop();
     Q_EMIT leaving(failure ? failure->status() : Done, failure ? failure->words() : QString());
     // From here on nothing is acknowledged any more: what the bus still has for this name, it keeps.
     m_receiver->close();
@@ -149,7 +158,7 @@ void Follower::onIncomingMessage(Message message)
         return;
     }
     try {
-        onMessage(message);
+        m_task.onMessage(*this, message);
     } catch (const Failure& failure) {
         end(failure);
     }
@@ -214,7 +223,7 @@ void Follower::useConnection()
     const std::unique_ptr<BusClient> bus = std::move(m_bus);
     const Asking asking(m_isAsking);
     try {
-        onConnected(*bus, !m_wasConnected);
+        m_task.onConnected(*this, *bus, !m_wasConnected);
         tellOfReturn();
         m_wasConnected = true;
     } catch (const Failure& failure) {

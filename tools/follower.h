@@ -13,6 +13,7 @@
 #include <QTimer>
 
 #include <atomic>
+#include <functional>
 #include <memory>
 #include <optional>
 
@@ -34,7 +35,27 @@ Failure busIsSilent();
 /// Publishers' names, each with what is wanted of it.
 using Subscriptions = QList<QPair<QString, qint32>>;
 
-/// Follows what the bus pushes to one client until it has what it wants: the base of the verbs that wait.
+class Follower;
+
+/// What a verb does with the bus that it follows. All of it runs in the follower's thread. A Failure thrown there ends
+/// the verb, a lost connection apart.
+class FollowerTask
+{
+public:
+    virtual ~FollowerTask() = default;
+
+    /// Called when the bus has accepted both connections: the first time and whenever it is back.
+    virtual void onConnected(Follower& follower, BusClient& bus, bool isFirst) = 0;
+
+    /// Called for each message that is pushed. The library has acknowledged it already: the bus will not keep it.
+    virtual void onMessage(Follower& follower, const Message& message) = 0;
+
+    /// What to say when the time is over, the bus had accepted us, and it was not satisfied.
+    virtual QString timeOutWords() const = 0;
+};
+
+/// Follows what the bus pushes to one client until its task has what it wants: the life of the connections of the verbs
+/// that receive.
 ///
 /// Lives in a thread of its own, since the library's connections block theirs; follow() runs it. A bus that is not
 /// there at the beginning, or does not want this client, ends it. One that goes away later is waited for, with a word
@@ -45,7 +66,7 @@ class Follower : public QObject
 {
     Q_OBJECT
 public:
-    explicit Follower(const QString& clientName);
+    Follower(const QString& clientName, FollowerTask& task);
     ~Follower() override;
 
     // These may be called from any thread.
@@ -63,6 +84,26 @@ public:
     /// Why it ended, to be asked after ended(); nothing when all is well.
     const std::optional<Failure>& failure() const { return m_failure; }
 
+    // For the task, in the follower's thread.
+
+    /// Subscribes; what is subscribed here is unsubscribed at the end.
+    void subscribe(BusClient& bus, const Subscriptions& subscriptions);
+
+    void setSatisfied() { m_isSatisfied = true; }
+
+    /// Calls \a function once, after this time. A further call replaces the former one, and the end drops it.
+    void callLater(int milliseconds, const std::function<void()>& function);
+
+    /// Whether the bus has accepted the receiving connection. While it has not, nothing else may be asked: what the
+    /// library says of the handshake is read then.
+    bool isReceiving() const { return m_stage == Stage::Receiving; }
+
+    /// One more of what the verb shows: satisfied when it is enough, and ends when it is all that is wanted.
+    void count(Tally& tally);
+
+    /// Ends, well or not. Nothing more is received from here on. Further calls change nothing.
+    void end(const std::optional<Failure>& failure = std::nullopt);
+
 public Q_SLOTS:
     void start();
     /// Ends as interrupted.
@@ -75,31 +116,6 @@ Q_SIGNALS:
     void leaving(int status, QString words);
     /// Nothing is left to do. Emitted once.
     void ended();
-
-protected:
-    // What a verb does, in the follower's thread. A Failure thrown there ends the verb, a lost connection apart.
-
-    /// Called when the bus has accepted both connections: the first time and whenever it is back.
-    virtual void onConnected(BusClient& bus, bool isFirst) = 0;
-    /// Called for each message that is pushed. The library has acknowledged it already: the bus will not keep it.
-    virtual void onMessage(const Message& message) = 0;
-    /// What to say when the time is over, the bus had accepted us, and it was not satisfied.
-    virtual QString timeOutWords() const = 0;
-
-    /// Subscribes; what is subscribed here is unsubscribed at the end.
-    void subscribe(BusClient& bus, const Subscriptions& subscriptions);
-
-    void setSatisfied() { m_isSatisfied = true; }
-
-    /// Whether the bus has accepted the receiving connection. While it has not, nothing else may be asked: what the
-    /// library says of the handshake is read then.
-    bool isReceiving() const { return m_stage == Stage::Receiving; }
-
-    /// One more of what the verb shows: satisfied when it is enough, and ends when it is all that is wanted.
-    void count(Tally& tally);
-
-    /// Ends, well or not. Nothing more is received from here on. Further calls change nothing.
-    void end(const std::optional<Failure>& failure = std::nullopt);
 
 private Q_SLOTS:
     void onDisconnected();
@@ -127,12 +143,15 @@ private:
     void tidyUp();
 
     const QString m_clientName;
+    FollowerTask& m_task;
     tarvex::TarvexMessagesReciever* const m_receiver;
     std::unique_ptr<BusClient> m_bus;       ///< From connecting until the verb has used it.
     std::unique_ptr<LibLog> m_handshakeLog; ///< From opening the receiver until its handshake is answered.
     Stage m_stage = Stage::Closed;
     QTimer m_handshakeTimer{this};
     QTimer m_retryTimer{this};
+    QTimer m_laterTimer{this};
+    std::function<void()> m_later;
     QElapsedTimer m_sinceOpen;
     QStringList m_subscribed;
     QStringList m_told;             ///< Since the bus went away: each thing once, however often it is tried.
@@ -146,11 +165,12 @@ private:
     std::atomic<bool> m_hasSubscriptions{false};
 };
 
-/// Runs the verb until it ends, is interrupted, or its time is over. Throws Failure as other verbs do.
+/// Follows the bus as \a clientName until the task ends, is interrupted, or its time is over. Throws Failure as other
+/// verbs do.
 ///
 /// Whatever the bus does, the program ends within 2 s of the reason to do so, and at once when nothing is subscribed.
 /// When the follower is still blocked then, this function ends the process and does not return.
-void follow(Follower& follower, const std::optional<int>& timeoutMs);
+void follow(const QString& clientName, FollowerTask& task, const std::optional<int>& timeoutMs);
 
 } // namespace tarvexctl
 

@@ -1,13 +1,42 @@
 #include "messages.h"
 
 #include "cmdlayer/tarvexcommand.h"
+#include "failure.h"
+#include "jsonvalue.h"
 #include "output.h"
 
+#include <QJsonDocument>
+#include <QJsonObject>
 #include <QUuid>
 
 using tarvex::Message;
 
 namespace tarvexctl {
+
+namespace {
+
+QJsonObject objectFrom(const QString& text)
+{
+    QJsonParseError error{};
+    const QJsonDocument document = QJsonDocument::fromJson(text.toUtf8(), &error);
+    if (document.isObject()) {
+        const QString inexact = inexactInteger(text);
+        if (!inexact.isEmpty()) {
+            throw Failure(WrongUse, QStringLiteral("%1 is too large to travel exactly as a number").arg(inexact));
+        }
+        return document.object();
+    }
+    // Of a number or a text alone the parser says only that it is no document; whether it is JSON at all is asked
+    // apart.
+    if (document.isArray() || isJson(text)) {
+        throw Failure(WrongUse, QStringLiteral("the data of a command must be a JSON object"));
+    }
+    throw Failure(WrongUse,
+                  QStringLiteral("the data of a command is no JSON: %1 at byte %2")
+                      .arg(error.errorString(), QString::number(error.offset)));
+}
+
+} // namespace
 
 Message newMessage(const QString& sender, const QString& receiver, const QString& text)
 {
@@ -19,6 +48,14 @@ Message newMessage(const QString& sender, const QString& receiver, const QString
     // millisecond, as a script's background jobs do, the receiver would take the second message for a repeat.
     message.setUid(QString::fromLatin1(QUuid::createUuid().toRfc4122().toBase64()));
     return message;
+}
+
+QString commandText(const QString& command, const std::optional<QString>& data)
+{
+    QJsonObject object;
+    object.insert(QStringLiteral("cmd"), command);
+    object.insert(QStringLiteral("data"), data ? objectFrom(*data) : QJsonObject());
+    return QString::fromUtf8(QJsonDocument(object).toJson(QJsonDocument::Compact));
 }
 
 QVariantMap messageObject(const Message& message)

@@ -1,19 +1,10 @@
 #include "owners.h"
 
-#include "arguments.h"
 #include "failure.h"
 #include "output.h"
 #include "supportedclients.h"
 
 namespace tarvexctl {
-
-QStringList ownersOrSelf(const QStringList& owners, const QString& self)
-{
-    for (const QString& owner : owners) {
-        requireName(owner, QStringLiteral("OWNER"));
-    }
-    return owners.isEmpty() ? QStringList(self) : owners;
-}
 
 const QStringList& supportedClients()
 {

@@ -9,9 +9,6 @@
 /// What the verbs that read for several clients share.
 namespace tarvexctl {
 
-/// The names asked about; \a self alone when there are none. Throws Failure when one of them is empty.
-QStringList ownersOrSelf(const QStringList& owners, const QString& self);
-
 /// Every name that the library knows, in the order of the names.
 const QStringList& supportedClients();
 

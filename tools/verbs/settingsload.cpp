@@ -1,10 +1,12 @@
-#include "settingsload.h"
-
-#include "arguments.h"
 #include "busclient.h"
+#include "jsonvalue.h"
 #include "output.h"
 #include "owners.h"
+#include "records/clientsettings.h"
+#include "verbs/options.h"
+#include "verbs/verblist.h"
 
+#include <CLI/CLI.hpp>
 #include <QDateTime>
 #include <QFile>
 #include <QHash>
@@ -179,8 +181,9 @@ void Report::tellSaved(const ClientSettings& settings)
     }
 }
 
-} // namespace
-
+/// The records in \a text: one JSON object a line, as "--json settings get" writes them; empty lines are skipped.
+/// "owner" and "settings" are needed. Without "date" it is the present time, without "description" it is empty, without
+/// "mailOwner" it is 1. Throws Failure with WrongUse, and the number of the line.
 QList<ClientSettings> settingsFrom(const QByteArray& text)
 {
     QList<ClientSettings> records;
@@ -204,21 +207,18 @@ QList<ClientSettings> settingsFrom(const QByteArray& text)
     return records;
 }
 
-void loadSettings(const QString& clientName, const QString& fileName, Output& output)
+/// Saves the records, each whole: what the owner had before is replaced. A record that the bus refuses is told of, and
+/// the others are still saved. So they are when stdout does not take what it is told.
+void save(const QList<ClientSettings>& records, const Context& context)
 {
-    requireName(fileName, QStringLiteral("FILE"));
-    const QList<ClientSettings> records = settingsFrom(contentsOf(fileName));
-    if (records.isEmpty()) {
-        throw Failure(WrongUse, QStringLiteral("there is no settings record in %1").arg(shownName(fileName)));
-    }
-    BusClient bus(clientName);
+    BusClient bus(context.clientName);
     QHash<QString, ClientSettings> byOwner;
     QStringList owners;
     for (const ClientSettings& settings : records) {
         owners.append(settings.owner());
         byOwner.insert(settings.owner(), settings);
     }
-    Report report(output);
+    Report report(context.output);
     forEachOwner(owners, [&](const QString& owner) {
         const ClientSettings settings = byOwner.value(owner);
         bus.ask([&](TarvexQueryHandler& handler) { return handler.saveSettings(settings); });
@@ -227,6 +227,35 @@ void loadSettings(const QString& clientName, const QString& fileName, Output& ou
     if (!report.isComplete()) {
         throw Failure(Refused, QString());
     }
+}
+
+class SettingsLoad : public Verb
+{
+public:
+    SettingsLoad() : Verb("settings load", "Saves records as --json settings get writes them") { }
+
+    void addOptions(CLI::App& parser) override { m_file.addTo(parser); }
+
+    void run(const Context& context) const override
+    {
+        const QString fileName = m_file.text().value_or(QStringLiteral("-"));
+        requireName(fileName, QStringLiteral("FILE"));
+        const QList<ClientSettings> records = settingsFrom(contentsOf(fileName));
+        if (records.isEmpty()) {
+            throw Failure(WrongUse, QStringLiteral("there is no settings record in %1").arg(shownName(fileName)));
+        }
+        save(records, context);
+    }
+
+private:
+    OptionalText m_file{"FILE", "One JSON object a line; stdin when it is - or missing"};
+};
+
+} // namespace
+
+std::unique_ptr<Verb> makeSettingsLoad()
+{
+    return std::make_unique<SettingsLoad>();
 }
 
 } // namespace tarvexctl

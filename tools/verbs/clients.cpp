@@ -1,8 +1,7 @@
-#include "clientsverb.h"
-
 #include "busclient.h"
 #include "controlclient.h"
 #include "output.h"
+#include "verbs/verblist.h"
 
 namespace tarvexctl {
 
@@ -38,23 +37,35 @@ QStringList clientRow(const QVariantMap& client)
             flagText(client.value(QStringLiteral("state")))};
 }
 
+class Clients : public Verb
+{
+public:
+    Clients() : Verb("clients", "Shows the names that a development bus knows") { }
+
+    void run(const Context& context) const override
+    {
+        const auto clients = askControlSocket({{QStringLiteral("request"), QStringLiteral("clients")}});
+        if (!clients) {
+            const BusClient bus(context.clientName); // there may be no bus at all
+            throw Failure(
+                Refused,
+                QStringLiteral("this bus cannot tell who is there: only a development bus of the same user can"));
+        }
+        context.output.writeTable({QStringLiteral("NAME"), QStringLiteral("QUERY SINCE"),
+                                   QStringLiteral("RECEIVER SINCE"), QStringLiteral("TAKEN"), QStringLiteral("WAITING"),
+                                   QStringLiteral("SUBSCRIBED"), QStringLiteral("SETTINGS"), QStringLiteral("STATE")},
+                                  *clients, clientRow);
+        if (clients->isEmpty()) {
+            complain(QStringLiteral("nobody is there, and nothing is stored"));
+        }
+    }
+};
+
 } // namespace
 
-void listClients(const QString& clientName, Output& output)
+std::unique_ptr<Verb> makeClients()
 {
-    const auto clients = askControlSocket({{QStringLiteral("request"), QStringLiteral("clients")}});
-    if (!clients) {
-        const BusClient bus(clientName);
-        throw Failure(Refused,
-                      QStringLiteral("this bus cannot tell who is there: only a development bus of the same user can"));
-    }
-    output.writeTable({QStringLiteral("NAME"), QStringLiteral("QUERY SINCE"), QStringLiteral("RECEIVER SINCE"),
-                       QStringLiteral("TAKEN"), QStringLiteral("WAITING"), QStringLiteral("SUBSCRIBED"),
-                       QStringLiteral("SETTINGS"), QStringLiteral("STATE")},
-                      *clients, clientRow);
-    if (clients->isEmpty()) {
-        complain(QStringLiteral("nobody is there, and nothing is stored"));
-    }
+    return std::make_unique<Clients>();
 }
 
 } // namespace tarvexctl

@@ -1,13 +1,13 @@
-#include "statewatch.h"
-
 #include "busclient.h"
 #include "cmdlayer/tarvexcommand.h"
 #include "follower.h"
 #include "messages.h"
 #include "output.h"
-#include "owners.h"
 #include "records/clientstate.h"
+#include "verbs/options.h"
+#include "verbs/verblist.h"
 
+#include <CLI/CLI.hpp>
 #include <QHash>
 
 using tarvex::ClientState;
@@ -25,42 +25,38 @@ constexpr int LOOK_AGAIN_DELAY_MS = 1000;
 
 const QLatin1String CMD_STATE_CHANGED("stateChanged");
 
-class StateWatcher : public Follower
+/// Writes the present state of each owner, and then each change as the bus tells of it.
+class StateWatcher : public FollowerTask
 {
 public:
-    StateWatcher(const QString& clientName, QStringList owners, const Limits& limits, Output& output)
-        : Follower(clientName), m_owners(std::move(owners)), m_tally(limits), m_output(output)
+    StateWatcher(QStringList owners, const Limits& limits, Output& output)
+        : m_owners(std::move(owners)), m_tally(limits), m_output(output)
     {
-        m_lookAgain.setSingleShot(true);
-        m_lookAgain.setInterval(LOOK_AGAIN_DELAY_MS);
-        connect(&m_lookAgain, &QTimer::timeout, this, [this] { lookAgain(); });
-        connect(this, &Follower::leaving, &m_lookAgain, &QTimer::stop);
     }
 
-protected:
-    void onConnected(BusClient& bus, bool isFirst) override
+    void onConnected(Follower& follower, BusClient& bus, bool isFirst) override
     {
         // In this order: a change in between is seen twice, and told of once.
         Subscriptions subscriptions;
         for (const QString& owner : m_owners) {
             subscriptions.append({owner, GOAL_STATES});
         }
-        subscribe(bus, subscriptions);
+        follower.subscribe(bus, subscriptions);
         if (isFirst) {
-            look(bus);
+            look(follower, bus);
             m_isCounting = true;
         } else {
-            m_lookAgain.start();
+            startLookingAgain(follower);
         }
     }
 
-    void onMessage(const Message& message) override
+    void onMessage(Follower& follower, const Message& message) override
     {
         TarvexCommand command;
         const bool isCommand = TarvexCommand::incomingMessageToCmd(message, command);
         const ClientState state = ClientState::fromVariantMap(command.data());
         if (isCommand && command.name() == CMD_STATE_CHANGED && m_owners.contains(state.owner())) {
-            show(state);
+            show(follower, state);
         } else {
             tellOfStray(message);
         }
@@ -69,27 +65,32 @@ protected:
     QString timeOutWords() const override { return m_tally.missingWords(QStringLiteral("no change came")); }
 
 private:
-    void look(BusClient& bus)
+    void look(Follower& follower, BusClient& bus)
     {
         for (const QString& owner : m_owners) {
-            show(loadState(bus, owner));
+            show(follower, loadState(bus, owner));
         }
     }
 
-    void lookAgain()
+    void startLookingAgain(Follower& follower)
     {
-        if (!isReceiving()) {
+        follower.callLater(LOOK_AGAIN_DELAY_MS, [this, &follower] { lookAgain(follower); });
+    }
+
+    void lookAgain(Follower& follower)
+    {
+        if (!follower.isReceiving()) {
             return; // the bus has gone once more; onConnected() begins anew
         }
         try {
-            BusClient bus(clientName());
-            look(bus);
+            BusClient bus(follower.clientName());
+            look(follower, bus);
         } catch (const Failure& failure) {
             // A bus that has gone again is told of by the other connection.
             if (failure.status() == NoBus || failure.status() == TimedOut) {
-                m_lookAgain.start();
+                startLookingAgain(follower);
             } else {
-                end(failure);
+                follower.end(failure);
             }
         }
     }
@@ -104,7 +105,7 @@ private:
         return state;
     }
 
-    void show(const ClientState& state)
+    void show(Follower& follower, const ClientState& state)
     {
         const auto known = m_shown.constFind(state.owner());
         if (known != m_shown.constEnd() && *known == state) {
@@ -113,7 +114,7 @@ private:
         m_shown.insert(state.owner(), state);
         write(state);
         if (m_isCounting) {
-            count(m_tally);
+            follower.count(m_tally);
         }
     }
 
@@ -137,19 +138,40 @@ private:
     const QStringList m_owners;
     Tally m_tally;
     Output& m_output;
-    QTimer m_lookAgain{this};
     QHash<QString, ClientState> m_shown;
     bool m_isCounting = false;
 };
 
+class StateWatch : public Verb
+{
+public:
+    StateWatch() : Verb("state watch", "Shows the states of clients, and then each change", Receives) { }
+
+    void addOptions(CLI::App& parser) override
+    {
+        parser.add_option("OWNER", m_owners, "Clients' names")->type_name("")->required();
+        m_limits.addTo(parser);
+    }
+
+    void run(const Context& context) const override
+    {
+        const Limits limits = m_limits.limits();
+        QStringList owners = ownersFrom(m_owners);
+        owners.removeDuplicates();
+        StateWatcher watcher(owners, limits, context.output);
+        follow(context.clientName, watcher, limits.timeoutMs);
+    }
+
+private:
+    std::vector<std::string> m_owners;
+    LimitOptions m_limits{"changes"};
+};
+
 } // namespace
 
-void watchStates(const QString& clientName, const QStringList& owners, const Limits& limits, Output& output)
+std::unique_ptr<Verb> makeStateWatch()
 {
-    QStringList names = ownersOrSelf(owners, clientName);
-    names.removeDuplicates();
-    StateWatcher watcher(clientName, names, limits, output);
-    follow(watcher, limits.timeoutMs);
+    return std::make_unique<StateWatch>();
 }
 
 } // namespace tarvexctl

@@ -1,8 +1,10 @@
-#include "waitverb.h"
-
 #include "busclient.h"
 #include "output.h"
 #include "tally.h"
+#include "verbs/options.h"
+#include "verbs/verblist.h"
+
+#include <CLI/CLI.hpp>
 
 #include <chrono>
 #include <condition_variable>
@@ -105,9 +107,8 @@ QString Search::lastWords()
     return m_lastWords;
 }
 
-} // namespace
-
-void waitForBus(const QString& clientName, int timeoutMs, Output& output)
+/// A try that hangs cannot be ended: then this function ends the process when the time is over, and does not return.
+void waitForBus(const QString& clientName, int timeoutMs)
 {
     Search search(clientName);
     std::thread thread(&Search::run, &search);
@@ -122,9 +123,32 @@ void waitForBus(const QString& clientName, int timeoutMs, Output& output)
     if (!search.isFound()) {
         throw Failure(TimedOut, words.arg(search.lastWords()));
     }
-    if (output.isJson()) {
-        output.writeObject({{QStringLiteral("done"), QStringLiteral("wait")}});
+}
+
+class Wait : public Verb
+{
+public:
+    Wait() : Verb("wait", "Waits until a bus answers") { }
+
+    void addOptions(CLI::App& parser) override { m_timeout.addTo(parser); }
+
+    void run(const Context& context) const override
+    {
+        waitForBus(context.clientName, m_timeout.milliseconds());
+        if (context.output.isJson()) {
+            context.output.writeObject({{QStringLiteral("done"), QStringLiteral("wait")}});
+        }
     }
+
+private:
+    TimeoutOption m_timeout{"How many seconds to wait", "30"};
+};
+
+} // namespace
+
+std::unique_ptr<Verb> makeWait()
+{
+    return std::make_unique<Wait>();
 }
 
 } // namespace tarvexctl

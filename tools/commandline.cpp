@@ -1,0 +1,144 @@
+#include "commandline.h"
+
+#include "arguments.h"
+#include "failure.h"
+#include "helpformatter.h"
+#include "output.h"
+#include "parserwords.h"
+#include "tarvexlib.h"
+#include "verbs/options.h"
+#include "verbs/verblist.h"
+
+#include <CLI/CLI.hpp>
+#include <QCoreApplication>
+
+#include <algorithm>
+
+namespace tarvexctl {
+
+namespace {
+
+const char* const DESCRIPTION = "Talks to the local Tarvex bus: settings, states and messages of its clients.";
+const char* const FOOTER = "--as and --json may stand before the verb or after it; what follows -- is never an option. "
+                           "Times are local, as the "
+                           "clients wrote them.";
+const char* const RECEIVING_FOOTER = "Without --as the name is \"tarvexctl-\" and the process id. With --as and the "
+                                     "name of a service, that service loses "
+                                     "its connection and its messages to this program.";
+const char* const DEFAULT_NAME = "tarvexctl";
+
+/// The group's place in the parser, which is made with its first verb.
+CLI::App& groupOf(CLI::App& program, const std::string& name)
+{
+    const auto isGroup = [&name](const CLI::App* app) { return app->get_name() == name; };
+    const std::vector<CLI::App*> made = program.get_subcommands(isGroup);
+    if (!made.empty()) {
+        return *made.front();
+    }
+    CLI::App* const group = program.add_subcommand(name, verbGroup(name).help);
+    group->require_subcommand(1);
+    return *group;
+}
+
+Failure wrongUse(const QString& words)
+{
+    return Failure(WrongUse, words + QStringLiteral("; see --help"));
+}
+
+void showVersion(Output& output)
+{
+    const wexcor::AppVersion version = bus::TarvexLib::version();
+    if (output.isJson()) {
+        output.writeObject({{QStringLiteral("program"), QStringLiteral("tarvexctl")},
+                            {QStringLiteral("version"), version.version()},
+                            {QStringLiteral("buildTime"), version.buildTime()}});
+    } else {
+        output.writeRecord(QStringLiteral("tarvexctl %1, built %2\n").arg(version.version(), version.buildTime()));
+    }
+}
+
+} // namespace
+
+CommandLine::CommandLine() : m_verbs(allVerbs()) { }
+
+CommandLine::Task CommandLine::parse(int argc, char** argv)
+{
+    CLI::App program(DESCRIPTION, "tarvexctl");
+    addTo(program);
+    std::vector<std::string> arguments =
+        parserArguments(argc, argv, [&](const std::string& name) { return isFlagOf(program, name); });
+    std::reverse(arguments.begin(), arguments.end()); // the parser takes them from the end
+    try {
+        program.parse(arguments);
+    } catch (const CLI::CallForHelp&) {
+        Output(false).writeRecord(QString::fromStdString(program.help()));
+        return Nothing;
+    } catch (const CLI::ParseError& error) {
+        throw wrongUse(wordsFor(error, program));
+    }
+    const QString repeated = repeatedOption(program);
+    if (!repeated.isEmpty()) {
+        throw wrongUse(repeated + QStringLiteral(" is given more than once"));
+    }
+    if (m_verb == nullptr && !m_version) {
+        throw wrongUse(missingVerbWords(program));
+    }
+    return Run;
+}
+
+void CommandLine::run() const
+{
+    Output output(m_json);
+    if (m_version) {
+        showVersion(output);
+        return;
+    }
+    m_verb->run({clientName(), output});
+}
+
+void CommandLine::addTo(CLI::App& program)
+{
+    program.formatter(std::make_shared<HelpFormatter>());
+    program.footer(FOOTER);
+    program.fallthrough(); // so that --as and --json may also stand after the verb
+    program.require_subcommand(0, 1);
+    program.set_help_flag("-h,--help", "Shows this text");
+    program.add_option("--as", m_clientName, "The name to introduce oneself with")
+        ->type_name("NAME")
+        ->default_str(DEFAULT_NAME);
+    program.add_flag("--json", m_json, "Writes one JSON object a line");
+    program.add_flag("-V,--version", m_version, "Shows the version and when it was built");
+    for (const auto& verb : m_verbs) {
+        addVerb(program, *verb);
+    }
+    makeStrict(program);
+}
+
+void CommandLine::addVerb(CLI::App& program, Verb& verb)
+{
+    const std::size_t space = verb.words().find(' ');
+    const bool isInGroup = space != std::string::npos;
+    CLI::App& parent = isInGroup ? groupOf(program, verb.words().substr(0, space)) : program;
+    const std::string name = isInGroup ? verb.words().substr(space + 1) : verb.words();
+    CLI::App& parser = *parent.add_subcommand(name, verb.help());
+    if (verb.receives()) {
+        parser.footer(parser.get_footer() + ' ' + RECEIVING_FOOTER);
+    }
+    verb.addOptions(parser);
+    parser.callback([this, &verb] { m_verb = &verb; });
+}
+
+/// Two programs that receive under one name would take turns at throwing each other out: without --as, each that
+/// receives has a name of its own.
+QString CommandLine::clientName() const
+{
+    if (m_clientName) {
+        QString name = text(*m_clientName);
+        requireName(name, QStringLiteral("--as"));
+        return name;
+    }
+    const QLatin1String name(DEFAULT_NAME);
+    return m_verb->receives() ? QStringLiteral("%1-%2").arg(name).arg(QCoreApplication::applicationPid()) : name;
+}
+
+} // namespace tarvexctl

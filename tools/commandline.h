@@ -1,0 +1,47 @@
+#ifndef COMMANDLINE_H
+#define COMMANDLINE_H
+
+#include "verbs/verb.h"
+
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace tarvexctl {
+
+class Output;
+
+/// The command line: the options of the program itself, and the verb with its own.
+class CommandLine
+{
+public:
+    /// What is left to do after parse().
+    enum Task {
+        Nothing, ///< The help that was asked for has been shown.
+        Run
+    };
+
+    CommandLine();
+
+    /// Throws Failure with WrongUse for a line that cannot be understood.
+    Task parse(int argc, char** argv);
+
+    /// Runs the verb of the line, or shows the version. Throws Failure.
+    void run() const;
+
+private:
+    void addTo(CLI::App& program);
+    void addVerb(CLI::App& program, Verb& verb);
+    QString clientName() const;
+
+    const std::vector<std::unique_ptr<Verb>> m_verbs;
+    const Verb* m_verb = nullptr;
+    std::optional<std::string> m_clientName;
+    bool m_json = false;
+    bool m_version = false;
+};
+
+} // namespace tarvexctl
+
+#endif // COMMANDLINE_H

@@ -1,0 +1,66 @@
+#include "jsonvalue.h"
+
+#include "failure.h"
+#include "output.h"
+
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QRegularExpression>
+
+namespace tarvexctl {
+
+namespace {
+
+/// The values of a JSON array with \a text between its brackets; empty when that is no JSON.
+QJsonArray arrayOf(const QString& text)
+{
+    // Only an object or an array makes a document, so a value that stands alone is read as an element.
+    return QJsonDocument::fromJson('[' + text.toUtf8() + ']').array();
+}
+
+} // namespace
+
+bool isJson(const QString& text)
+{
+    return arrayOf(text).size() == 1;
+}
+
+QVariant jsonOrText(const QString& text)
+{
+    const QJsonArray values = arrayOf(text);
+    if (values.size() != 1) { // "1,2" makes two elements: it is no JSON value
+        return text;
+    }
+    const QString inexact = inexactInteger(text);
+    if (!inexact.isEmpty()) {
+        throw Failure(WrongUse,
+                      QStringLiteral("%1 is too large to be stored exactly as a number; --string stores it as a text")
+                          .arg(inexact));
+    }
+    return values.first().toVariant();
+}
+
+QString inexactInteger(const QString& json)
+{
+    // Texts are passed over; of numbers the whole is taken, so that a fraction is not taken for an integer.
+    static const QRegularExpression tokens(
+        QStringLiteral("\"(?:[^\"\\\\]++|\\\\.)*+\"|-?[0-9]+(?:\\.[0-9]+)?(?:[eE][-+]?[0-9]+)?"));
+    static const QRegularExpression integer(QStringLiteral("^-?[1-9][0-9]*$"));
+    for (auto match = tokens.globalMatch(json); match.hasNext();) {
+        QString token = match.next().captured();
+        if (integer.match(token).hasMatch() && jsonText(token.toDouble()) != token) {
+            return token;
+        }
+    }
+    return QString();
+}
+
+void tellOfBrokenJson(const QString& text)
+{
+    static const QRegularExpression beginning(QStringLiteral("^\\s*[{[\"]"));
+    if (beginning.match(text).hasMatch() && !isJson(text)) {
+        complain(QStringLiteral("%1 begins like JSON and is none: it is taken as a text, as with --string").arg(text));
+    }
+}
+
+} // namespace tarvexctl

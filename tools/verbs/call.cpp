@@ -1,0 +1,159 @@
+#include "busclient.h"
+#include "cmdlayer/tarvexcommand.h"
+#include "controlclient.h"
+#include "follower.h"
+#include "messages.h"
+#include "output.h"
+#include "verbs/options.h"
+#include "verbs/verblist.h"
+
+#include <CLI/CLI.hpp>
+
+using tarvex::TarvexQueryHandler;
+
+namespace tarvexctl {
+
+namespace {
+
+const QLatin1String CMD_ERROR("commandError");
+
+/// A receiver that is built on the library has one method for a command with data and another for one without, and its
+/// words do not say which it has looked for.
+QString reasonOf(const QVariantMap& error)
+{
+    QString text = error.value(QStringLiteral("errorText")).toString();
+    if (text.isEmpty()) {
+        return QStringLiteral("no reason given");
+    }
+    if (text != QStringLiteral("No such method (%1)").arg(error.value(QStringLiteral("command")).toString())) {
+        return text;
+    }
+    const bool hasData = !error.value(QStringLiteral("data")).toMap().isEmpty();
+    return text + (hasData ? QLatin1String(" for a command with data") : QLatin1String(" for a command without data"));
+}
+
+Failure refusal(const Message& reply, const TarvexCommand& command)
+{
+    return Failure(Refused, QStringLiteral("refused by %1: %2").arg(reply.sender(), reasonOf(command.data())));
+}
+
+QString replyText(const Message& reply, const TarvexCommand* command)
+{
+    QList<QPair<QString, QString>> fields{{QStringLiteral("From"), reply.sender()},
+                                          {QStringLiteral("Sent"), timeText(reply.dt())}};
+    if (command != nullptr) {
+        fields.append({QStringLiteral("Command"), command->name()});
+        fields.append({QStringLiteral("Data"), jsonText(command->data())});
+    } else {
+        fields.append({QStringLiteral("Message"), reply.message()});
+    }
+    return fieldLines(fields);
+}
+
+/// What to send, and how to wait for the reply.
+struct Request
+{
+    QString receiver;
+    QString text;
+    int timeoutMs;
+    bool silenceIsOk; ///< No reply is a success.
+};
+
+/// Sends the command and writes the reply, which is the first message with the command's uid.
+class Caller : public FollowerTask
+{
+public:
+    Caller(const QString& clientName, const Request& request, Output& output)
+        : m_request(request), m_message(newMessage(clientName, request.receiver, request.text)), m_output(output)
+    {
+    }
+
+    // Only now, with the receiving connection accepted, does a reply find us.
+    void onConnected(Follower& follower, BusClient& bus, bool isFirst) override
+    {
+        if (isFirst) {
+            const bool isUnknown = isUnknownToBus(m_request.receiver); // before it is sent, as by the verb send
+            bus.ask([this](TarvexQueryHandler& handler) { return handler.sendMessage(m_message); });
+            if (isUnknown) {
+                tellOfUnknownReceiver(m_request.receiver);
+            }
+            if (m_request.silenceIsOk) {
+                follower.setSatisfied();
+            }
+        }
+    }
+
+    void onMessage(Follower& follower, const Message& message) override
+    {
+        if (message.uid() != m_message.uid()) {
+            tellOfStray(message);
+            return;
+        }
+        TarvexCommand command;
+        const bool isCommand = TarvexCommand::incomingMessageToCmd(message, command);
+        if (isCommand && command.name() == CMD_ERROR) {
+            throw refusal(message, command);
+        }
+        if (m_output.isJson()) {
+            m_output.writeObject(messageObject(message));
+        } else {
+            m_output.writeRecord(replyText(message, isCommand ? &command : nullptr));
+        }
+        follower.end();
+    }
+
+    QString timeOutWords() const override
+    {
+        return QStringLiteral("no reply from %1 within %2").arg(m_request.receiver, secondsText(m_request.timeoutMs));
+    }
+
+private:
+    const Request m_request;
+    const Message m_message;
+    Output& m_output;
+};
+
+class Call : public Verb
+{
+public:
+    Call() : Verb("call", "Sends a command to a client and shows its reply", Receives) { }
+
+    void addOptions(CLI::App& parser) override
+    {
+        m_receiver.addTo(parser);
+        m_command.addTo(parser);
+        m_data.addTo(parser);
+        m_timeout.addTo(parser);
+        parser.add_flag("--silence-ok", m_silenceIsOk,
+                        "No reply within the time-out is a success: many services answer only what fails");
+    }
+
+    void run(const Context& context) const override
+    {
+        const QString command = m_command.nonEmptyText();
+        const int timeoutMs = m_timeout.milliseconds();
+        const QString text = commandText(command, m_data.text());
+        const QString receiver = m_receiver.nonEmptyText();
+        if (receiver == context.clientName) {
+            throw Failure(WrongUse, QStringLiteral("a call to oneself has nobody to answer it"));
+        }
+        Caller caller(context.clientName, {receiver, text, timeoutMs, m_silenceIsOk}, context.output);
+        follow(context.clientName, caller, timeoutMs);
+    }
+
+private:
+    Argument m_receiver{"RECEIVER", "The client that gets the command"};
+    Argument m_command{"COMMAND", "The command's name"};
+    OptionalText m_data{"JSON", "The command's data, a JSON object; empty without it"};
+    TimeoutOption m_timeout{"How many seconds to wait for the reply", "10"};
+    bool m_silenceIsOk = false;
+};
+
+} // namespace
+
+std::unique_ptr<Verb> makeCall()
+{
+    return std::make_unique<Call>();
+}
+
+} // namespace tarvexctl

@@ -1,0 +1,119 @@
+#include "busclient.h"
+#include "controlclient.h"
+#include "output.h"
+#include "owners.h"
+#include "verbs/verblist.h"
+
+#include <functional>
+
+using tarvex::ClientSettings;
+using tarvex::ClientState;
+using tarvex::TarvexQueryHandler;
+
+namespace tarvexctl {
+
+namespace {
+
+/// Asks for \a owner's record. \return what is listed of it; an empty map when nothing is stored.
+using Load = std::function<QVariantMap(BusClient& bus, const QString& owner)>;
+
+QVariantMap loadSettingsItem(BusClient& bus, const QString& owner)
+{
+    ClientSettings settings;
+    if (!bus.askForStored([&](TarvexQueryHandler& handler) { return handler.loadSettings(owner, settings); })) {
+        return {};
+    }
+    return {{QStringLiteral("owner"), owner},
+            {QStringLiteral("count"), settings.settings().size()},
+            {QStringLiteral("date"), settings.toVariantMap().value(QStringLiteral("date"))},
+            {QStringLiteral("description"), settings.description()}};
+}
+
+QVariantMap loadStateItem(BusClient& bus, const QString& owner)
+{
+    ClientState state;
+    if (!bus.askForStored([&](TarvexQueryHandler& handler) { return handler.loadState(owner, state); })) {
+        return {};
+    }
+    return state.toVariantMap();
+}
+
+struct List
+{
+    QString request; ///< Of the control socket.
+    Load load;       ///< Where there is none.
+    QStringList header;
+    QStringList columns; ///< The keys of an item.
+    QString nothing;     ///< To be said when there is none.
+};
+
+QList<QVariantMap> askForKnownNames(const QString& clientName, const Load& load)
+{
+    BusClient bus(clientName);
+    complain(QStringLiteral("this bus does not list what it stores; only the %1 names that the library knows are asked "
+                            "for")
+                 .arg(supportedClients().size()));
+    QList<QVariantMap> items;
+    for (const QString& owner : supportedClients()) {
+        const QVariantMap item = load(bus, owner);
+        if (!item.isEmpty()) {
+            items.append(item);
+        }
+    }
+    return items;
+}
+
+/// Lists what is stored, of all owners. A bus that cannot tell whose it has is asked for each name that the library
+/// knows, and stderr says so.
+class ListVerb : public Verb
+{
+public:
+    ListVerb(const char* words, const char* help, List list) : Verb(words, help), m_list(std::move(list)) { }
+
+    void run(const Context& context) const override
+    {
+        const auto told = askControlSocket({{QStringLiteral("request"), m_list.request}});
+        const QList<QVariantMap> items = told ? *told : askForKnownNames(context.clientName, m_list.load);
+        context.output.writeTable(m_list.header, items, [this](const QVariantMap& item) {
+            QStringList row;
+            for (const QString& column : m_list.columns) {
+                row.append(item.value(column).toString());
+            }
+            return row;
+        });
+        if (items.isEmpty()) {
+            complain(m_list.nothing);
+        }
+    }
+
+private:
+    const List m_list;
+};
+
+} // namespace
+
+std::unique_ptr<Verb> makeSettingsList()
+{
+    return std::make_unique<ListVerb>(
+        "settings list", "Shows whose settings are stored",
+        List{QStringLiteral("settings"),
+             loadSettingsItem,
+             {QStringLiteral("WRITTEN"), QStringLiteral("OWNER"), QStringLiteral("VALUES"),
+              QStringLiteral("DESCRIPTION")},
+             {QStringLiteral("date"), QStringLiteral("owner"), QStringLiteral("count"), QStringLiteral("description")},
+             QStringLiteral("no settings are stored")});
+}
+
+std::unique_ptr<Verb> makeStateList()
+{
+    return std::make_unique<ListVerb>("state list", "Shows all states that are stored",
+                                      List{QStringLiteral("states"),
+                                           loadStateItem,
+                                           {QStringLiteral("TAKEN"), QStringLiteral("OWNER"), QStringLiteral("TYPE"),
+                                            QStringLiteral("DESCRIPTION"), QStringLiteral("STATE")},
+                                           {QStringLiteral("date"), QStringLiteral("owner"), QStringLiteral("type"),
+                                            QStringLiteral("description"), QStringLiteral("state")},
+                                           QStringLiteral("no states are stored")});
+}
+
+} // namespace tarvexctl

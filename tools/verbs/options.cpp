@@ -1,0 +1,132 @@
+#include "verbs/options.h"
+
+#include "arguments.h"
+#include "failure.h"
+
+#include <CLI/CLI.hpp>
+
+#include <limits>
+
+namespace tarvexctl {
+
+namespace {
+
+/// Three weeks; a timer holds a little more.
+constexpr double MAX_TIMEOUT_S = 2000000;
+constexpr int MS_PER_S = 1000;
+
+/// A whole number from 1 that an int holds.
+int countFrom(const QString& text)
+{
+    bool isNumber = false;
+    const int count = text.toInt(&isNumber);
+    if (!isNumber || count < 1) {
+        throw Failure(WrongUse,
+                      QStringLiteral("--count must be a whole number from 1 to %1, not \"%2\"")
+                          .arg(QString::number(std::numeric_limits<int>::max()), text));
+    }
+    return count;
+}
+
+/// Seconds, which need not be whole, as milliseconds.
+int timeoutMsFrom(const QString& text)
+{
+    bool isNumber = false;
+    const double milliseconds = text.toDouble(&isNumber) * MS_PER_S;
+    // Written so that what is no number at all is refused too.
+    if (!isNumber || !(milliseconds >= 1 && milliseconds <= MAX_TIMEOUT_S * MS_PER_S)) {
+        throw Failure(
+            WrongUse,
+            QStringLiteral("--timeout must be a number of seconds from 0.001 to 2000000, not \"%1\"").arg(text));
+    }
+    return qRound(milliseconds);
+}
+
+} // namespace
+
+void Argument::addTo(CLI::App& parser)
+{
+    parser.add_option(m_name, m_value, m_help)->type_name("")->required();
+}
+
+QString Argument::text() const
+{
+    return tarvexctl::text(m_value);
+}
+
+QString Argument::nonEmptyText() const
+{
+    QString value = text();
+    requireName(value, QLatin1String(m_name));
+    return value;
+}
+
+void OptionalText::addTo(CLI::App& parser)
+{
+    parser.add_option(m_name, m_value, m_help)->type_name(m_valueName);
+}
+
+std::optional<QString> OptionalText::text() const
+{
+    return m_value ? std::optional<QString>(tarvexctl::text(*m_value)) : std::nullopt;
+}
+
+void OwnersArgument::addTo(CLI::App& parser)
+{
+    parser.add_option("OWNER", m_names, "Clients' names; the own name when there is none")->type_name("");
+}
+
+QStringList OwnersArgument::names(const QString& clientName) const
+{
+    const QStringList names = ownersFrom(m_names);
+    return names.isEmpty() ? QStringList(clientName) : names;
+}
+
+void TimeoutOption::addTo(CLI::App& parser)
+{
+    parser.add_option("--timeout", m_seconds, m_help)->type_name("S")->default_str(m_default);
+}
+
+int TimeoutOption::milliseconds() const
+{
+    return timeoutMsFrom(text(m_seconds.value_or(m_default)));
+}
+
+void LimitOptions::addTo(CLI::App& parser)
+{
+    parser.add_option("--count", m_count, std::string("Ends after so many ") + m_what)->type_name("N");
+    parser
+        .add_option("--timeout", m_seconds,
+                    "Ends after so many seconds: with status 4 when nothing came by then, or less than --count")
+        ->type_name("S");
+}
+
+Limits LimitOptions::limits() const
+{
+    Limits limits;
+    if (m_count) {
+        limits.count = countFrom(text(*m_count));
+    }
+    if (m_seconds) {
+        limits.timeoutMs = timeoutMsFrom(text(*m_seconds));
+    }
+    return limits;
+}
+
+void requireName(const QString& name, const QString& what)
+{
+    if (name.isEmpty()) {
+        throw Failure(WrongUse, QStringLiteral("%1 must not be empty").arg(what));
+    }
+}
+
+QStringList ownersFrom(const std::vector<std::string>& arguments)
+{
+    QStringList owners = texts(arguments);
+    for (const QString& owner : qAsConst(owners)) {
+        requireName(owner, QStringLiteral("OWNER"));
+    }
+    return owners;
+}
+
+} // namespace tarvexctl

@@ -1,0 +1,116 @@
+#ifndef OPTIONS_H
+#define OPTIONS_H
+
+#include "tally.h"
+
+#include <QString>
+#include <QStringList>
+
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace CLI {
+class App;
+}
+
+/// Arguments and options that several verbs take. A verb has them as members and adds them in its addOptions(). It
+/// reads their values when it runs; a value that makes no sense throws Failure with WrongUse then.
+namespace tarvexctl {
+
+/// An argument that must be there.
+class Argument
+{
+public:
+    Argument(const char* name, const char* help) : m_name(name), m_help(help) { }
+
+    void addTo(CLI::App& parser);
+
+    QString text() const;
+
+    /// The same, but an empty text is refused.
+    QString nonEmptyText() const;
+
+private:
+    const char* const m_name;
+    const char* const m_help;
+    std::string m_value;
+};
+
+/// An argument or an option that may be missing.
+class OptionalText
+{
+public:
+    /// An option's name begins with "--", and \a valueName stands for its value in the help.
+    OptionalText(const char* name, const char* help, const char* valueName = "")
+        : m_name(name), m_help(help), m_valueName(valueName)
+    {
+    }
+
+    void addTo(CLI::App& parser);
+
+    std::optional<QString> text() const;
+
+private:
+    const char* const m_name;
+    const char* const m_help;
+    const char* const m_valueName;
+    std::optional<std::string> m_value;
+};
+
+/// The clients that a verb asks about; the own name when there is none.
+class OwnersArgument
+{
+public:
+    void addTo(CLI::App& parser);
+
+    /// \a clientName alone when there are none.
+    QStringList names(const QString& clientName) const;
+
+private:
+    std::vector<std::string> m_names;
+};
+
+/// How long a verb waits: --timeout.
+class TimeoutOption
+{
+public:
+    /// Without the option it is \a defaultSeconds.
+    TimeoutOption(const char* help, const char* defaultSeconds) : m_help(help), m_default(defaultSeconds) { }
+
+    void addTo(CLI::App& parser);
+
+    int milliseconds() const;
+
+private:
+    const char* const m_help;
+    const char* const m_default;
+    std::optional<std::string> m_seconds;
+};
+
+/// When a verb that follows the bus has enough: --count and --timeout.
+class LimitOptions
+{
+public:
+    /// \a what the verb counts, such as "messages".
+    explicit LimitOptions(const char* what) : m_what(what) { }
+
+    void addTo(CLI::App& parser);
+
+    Limits limits() const;
+
+private:
+    const char* const m_what;
+    std::optional<std::string> m_count;
+    std::optional<std::string> m_seconds;
+};
+
+/// Refuses an empty name; \a what is the argument's name.
+void requireName(const QString& name, const QString& what);
+
+/// Refuses an empty name among the owners. \return each of them
+QStringList ownersFrom(const std::vector<std::string>& arguments);
+
+} // namespace tarvexctl
+
+#endif // OPTIONS_H

@@ -1,0 +1,81 @@
+#include "busclient.h"
+#include "controlclient.h"
+#include "messages.h"
+#include "output.h"
+#include "verbs/options.h"
+#include "verbs/verblist.h"
+
+#include <CLI/CLI.hpp>
+
+using tarvex::Message;
+using tarvex::TarvexQueryHandler;
+
+namespace tarvexctl {
+
+namespace {
+
+class Send : public Verb
+{
+public:
+    Send() : Verb("send", "Sends a message to a client") { }
+
+    void addOptions(CLI::App& parser) override
+    {
+        m_receiver.addTo(parser);
+        m_text.addTo(parser);
+        m_command.addTo(parser);
+    }
+
+    void run(const Context& context) const override;
+
+private:
+    QString messageText() const;
+
+    Argument m_receiver{"RECEIVER", "The client that gets the message"};
+    OptionalText m_text{"TEXT", "The message; with --command the command's data, a JSON object"};
+    OptionalText m_command{"--command", "Sends the command of this name", "NAME"};
+};
+
+QString Send::messageText() const
+{
+    const auto text = m_text.text();
+    if (const auto command = m_command.text()) {
+        requireName(*command, QStringLiteral("--command"));
+        return commandText(*command, text);
+    }
+    if (!text) {
+        throw Failure(WrongUse, QStringLiteral("send needs a TEXT, or a --command"));
+    }
+    return *text;
+}
+
+void Send::run(const Context& context) const
+{
+    const QString text = messageText();
+    const QString receiver = m_receiver.nonEmptyText();
+    const Message message = newMessage(context.clientName, receiver, text);
+    BusClient bus(context.clientName);
+    // Before it is sent: the message itself may make the bus know the name.
+    const bool isUnknown = isUnknownToBus(receiver);
+    bus.ask([&](TarvexQueryHandler& handler) { return handler.sendMessage(message); });
+    if (isUnknown) {
+        tellOfUnknownReceiver(receiver);
+    }
+
+    QVariantMap done;
+    done.insert(QStringLiteral("done"), QStringLiteral("send"));
+    done.insert(QStringLiteral("sender"), context.clientName);
+    done.insert(QStringLiteral("reciever"), receiver);
+    done.insert(QStringLiteral("message"), text);
+    done.insert(QStringLiteral("UID"), message.uid());
+    context.output.report(done, QStringLiteral("sent to %1, UID %2").arg(receiver, message.uid()));
+}
+
+} // namespace
+
+std::unique_ptr<Verb> makeSend()
+{
+    return std::make_unique<Send>();
+}
+
+} // namespace tarvexctl

@@ -1,0 +1,122 @@
+#include "busclient.h"
+#include "jsonvalue.h"
+#include "output.h"
+#include "records/clientsettings.h"
+#include "verbs/options.h"
+#include "verbs/verblist.h"
+
+#include <CLI/CLI.hpp>
+#include <QDateTime>
+
+using tarvex::ClientSettings;
+using tarvex::TarvexQueryHandler;
+
+namespace tarvexctl {
+
+namespace {
+
+/// One setting to store.
+struct Change
+{
+    QVariant value;
+    QString owner;
+    QString group; ///< May be empty: settings without a group are allowed.
+    QString key;
+    std::optional<QString> description; ///< A new text for the whole record; without it the stored one stays.
+};
+
+void merge(const Change& change, ClientSettings& settings)
+{
+    QVariantMap keys;
+    keys.insert(change.key, change.value);
+    QVariantMap groups;
+    groups.insert(change.group, keys);
+    settings.setFormattedSettings(groups, false);
+
+    // Group and key are one path to the bus, and the stored setting with that path may be cut elsewhere: merging then
+    // changes nothing.
+    if (!settings.formattedSettings().value(change.group).toMap().contains(change.key)) {
+        throw Failure(
+            WrongUse,
+            QStringLiteral("\"%1/%2\" is stored already, with the slash between group and key at another place")
+                .arg(change.group, change.key));
+    }
+}
+
+void report(const Change& change, bool wasStored, Output& output)
+{
+    QVariantMap done;
+    done.insert(QStringLiteral("done"), QStringLiteral("settings set"));
+    done.insert(QStringLiteral("owner"), change.owner);
+    done.insert(QStringLiteral("group"), change.group);
+    done.insert(QStringLiteral("key"), change.key);
+    done.insert(QStringLiteral("value"), change.value);
+    done.insert(QStringLiteral("newRecord"), !wasStored);
+    output.report(done,
+                  QStringLiteral("saved %1/%2 = %3 in the settings of %4%5")
+                      .arg(change.group, change.key, jsonText(change.value), change.owner,
+                           wasStored ? QString() : QStringLiteral(" (its first)")));
+}
+
+/// Merges one setting into what is stored, and starts a record for an owner that has none. Nothing is written when the
+/// stored settings cannot be read for another reason.
+class SettingsSet : public Verb
+{
+public:
+    SettingsSet() : Verb("settings set", "Stores one setting, beside those that are stored") { }
+
+    void addOptions(CLI::App& parser) override
+    {
+        m_owner.addTo(parser);
+        m_group.addTo(parser);
+        m_key.addTo(parser);
+        m_value.addTo(parser);
+        parser.add_flag("--string", m_valueIsText, "Takes VALUE as a text even if it is JSON");
+        m_description.addTo(parser);
+    }
+
+    void run(const Context& context) const override
+    {
+        const Change change{value(), m_owner.nonEmptyText(), m_group.text(), m_key.nonEmptyText(),
+                            m_description.text()};
+        BusClient bus(context.clientName);
+        ClientSettings settings;
+        const bool wasStored =
+            bus.askForStored([&](TarvexQueryHandler& handler) { return handler.loadSettings(change.owner, settings); });
+        merge(change, settings);
+        settings.setOwner(change.owner);
+        settings.setDt(QDateTime::currentDateTime());
+        if (change.description) {
+            settings.setDescription(*change.description);
+        }
+        bus.ask([&](TarvexQueryHandler& handler) { return handler.saveSettings(settings); });
+        report(change, wasStored, context.output);
+    }
+
+private:
+    QVariant value() const
+    {
+        const QString text = m_value.text();
+        if (m_valueIsText) {
+            return text;
+        }
+        tellOfBrokenJson(text);
+        return jsonOrText(text);
+    }
+
+    Argument m_owner{"OWNER", "The client's name"};
+    Argument m_group{"GROUP", "The setting's group; may be empty"};
+    Argument m_key{"KEY", "The setting's name within the group"};
+    Argument m_value{"VALUE", "The value: JSON, or else a text"};
+    bool m_valueIsText = false;
+    OptionalText m_description{"--description", "A new description of the client's settings", "TEXT"};
+};
+
+} // namespace
+
+std::unique_ptr<Verb> makeSettingsSet()
+{
+    return std::make_unique<SettingsSet>();
+}
+
+} // namespace tarvexctl

@@ -1,0 +1,57 @@
+#include "busclient.h"
+#include "output.h"
+#include "owners.h"
+#include "records/clientstate.h"
+#include "verbs/options.h"
+#include "verbs/verblist.h"
+
+using tarvex::ClientState;
+using tarvex::TarvexQueryHandler;
+
+namespace tarvexctl {
+
+namespace {
+
+QString stateText(const ClientState& state)
+{
+    return fieldLines({{QStringLiteral("Owner"), state.owner()},
+                       {QStringLiteral("Taken"), timeText(state.dt())},
+                       {QStringLiteral("Description"), state.description()},
+                       {QStringLiteral("Type"), QString::number(state.stateType())},
+                       {QStringLiteral("State"), state.state()}});
+}
+
+class StateGet : public Verb
+{
+public:
+    StateGet() : Verb("state get", "Shows the states of clients") { }
+
+    void addOptions(CLI::App& parser) override { m_owners.addTo(parser); }
+
+    void run(const Context& context) const override
+    {
+        const QStringList owners = m_owners.names(context.clientName);
+        BusClient bus(context.clientName);
+        forEachOwner(owners, [&](const QString& owner) {
+            ClientState state;
+            bus.ask([&](TarvexQueryHandler& handler) { return handler.loadState(owner, state); });
+            if (context.output.isJson()) {
+                context.output.writeObject(state.toVariantMap());
+            } else {
+                context.output.writeRecord(stateText(state));
+            }
+        });
+    }
+
+private:
+    OwnersArgument m_owners;
+};
+
+} // namespace
+
+std::unique_ptr<Verb> makeStateGet()
+{
+    return std::make_unique<StateGet>();
+}
+
+} // namespace tarvexctl

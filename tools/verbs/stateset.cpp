@@ -1,0 +1,77 @@
+#include "arguments.h"
+#include "busclient.h"
+#include "output.h"
+#include "records/clientstate.h"
+#include "verbs/options.h"
+#include "verbs/verblist.h"
+
+#include <CLI/CLI.hpp>
+#include <QDateTime>
+
+using tarvex::ClientState;
+using tarvex::TarvexQueryHandler;
+
+namespace tarvexctl {
+
+namespace {
+
+constexpr int MAX_STATE_TYPE = 127;
+
+/// A decimal number from 0 to 127.
+ClientState::EStateType stateTypeFrom(const QString& text)
+{
+    bool isNumber = false;
+    const int type = text.toInt(&isNumber);
+    if (!isNumber || type < 0 || type > MAX_STATE_TYPE) {
+        throw Failure(WrongUse,
+                      QStringLiteral("the type of a state must be a number from 0 to 127, not \"%1\"").arg(text));
+    }
+    return static_cast<ClientState::EStateType>(type);
+}
+
+/// Stores a state as that of the own name: the bus takes a state from its owner alone.
+class StateSet : public Verb
+{
+public:
+    StateSet() : Verb("state set", "Stores a state under the own name") { }
+
+    void addOptions(CLI::App& parser) override
+    {
+        m_text.addTo(parser);
+        parser.add_option("--type", m_type, "The kind of state, a number from 0 to 127")
+            ->type_name("N")
+            ->capture_default_str();
+        m_description.addTo(parser);
+    }
+
+    void run(const Context& context) const override
+    {
+        ClientState state;
+        state.setState(m_text.text());
+        state.setStateType(stateTypeFrom(text(m_type)));
+        state.setDescription(m_description.text().value_or(QString()));
+        // What the connection would fill in as well; here so that what is told is what was stored.
+        state.setOwner(context.clientName);
+        state.setDt(QDateTime::currentDateTime());
+        BusClient bus(context.clientName);
+        bus.ask([&](TarvexQueryHandler& handler) { return handler.saveState(state); });
+
+        QVariantMap done = state.toVariantMap();
+        done.insert(QStringLiteral("done"), QStringLiteral("state set"));
+        context.output.report(done, QStringLiteral("saved the state of %1").arg(context.clientName));
+    }
+
+private:
+    Argument m_text{"TEXT", "The state, usually a JSON text"};
+    std::string m_type = "0";
+    OptionalText m_description{"--description", "A text for people", "TEXT"};
+};
+
+} // namespace
+
+std::unique_ptr<Verb> makeStateSet()
+{
+    return std::make_unique<StateSet>();
+}
+
+} // namespace tarvexctl

@@ -1,10 +1,12 @@
 #include "busclient.h"
 
-#include "liblog.h"
+#include "queryoutcome.h"
 #include "records/tarvexerror.h"
 
 #include <QStringList>
 #include <QTcpSocket>
+
+using tarvex::QueryOutcome;
 
 namespace tarvexctl {
 
@@ -12,125 +14,125 @@ namespace {
 
 /// How much of what came instead of a reply is worth showing.
 constexpr int MAX_SHOWN_LENGTH = 200;
+/// The first line of every reply.
+const QLatin1String REPLY_HEADER("[-REPLY-]");
 
-Failure notUnderstood(const LibLog& log)
+/// A byte array as a whole would be taken up to its first zero byte.
+QString textOf(const QByteArray& bytes)
 {
-    return tarvexctl::notUnderstood(log.complaint().isEmpty() ? QStringLiteral("unknown") : log.complaint());
+    QStringList parts;
+    const QList<QByteArray> pieces = bytes.split('\0');
+    for (const QByteArray& piece : pieces) {
+        parts.append(QString::fromUtf8(piece));
+    }
+    return parts.join(QChar(QChar::Null));
 }
 
-/// Notices a server that speaks before it was spoken to, which no bus does, and ends the connection then. The library
-/// would take in what came while it writes, and then wait for the whole of its time-out for more.
-class FirstWord
+/// Looks at what comes on the connection before the library takes it in, to tell of it when it is no reply.
+class Witness
 {
 public:
-    explicit FirstWord(const tarvex::TarvexQueryHandler& handler)
+    enum Patience {
+        Any,
+        /// Ends the connection of a server that speaks before the request is sent, which no bus does. The library would
+        /// take in what came while it writes, and then wait for the whole of its time-out for more.
+        EndsEarlyWords
+    };
+
+    Witness(const tarvex::TarvexQueryHandler& handler, Patience patience) : m_patience(patience)
     {
-        if (auto* const socket = handler.findChild<QTcpSocket*>()) {
-            m_connection = QObject::connect(socket, &QTcpSocket::readyRead, socket, [this, socket] { look(*socket); });
-        }
+        QTcpSocket* const socket = socketOf(handler);
+        m_connection = QObject::connect(socket, &QTcpSocket::readyRead, socket, [this, socket] { look(*socket); });
     }
 
-    ~FirstWord() { QObject::disconnect(m_connection); }
+    ~Witness() { QObject::disconnect(m_connection); }
 
-    Q_DISABLE_COPY_MOVE(FirstWord)
+    Q_DISABLE_COPY_MOVE(Witness)
 
-    /// Whether something came.
-    bool hasCome() const { return !m_bytes.isEmpty(); }
+    /// Whether the connection was ended because of early words.
+    bool hasEndedIt() const { return m_hasEndedIt; }
 
-    /// What came. With its length, because a text alone would end at the first zero byte.
-    QString text() const
+    /// That what came is no reply: its first line that is not blank.
+    Failure failure() const
     {
-        // A byte array as a whole would be taken up to its first zero byte.
-        QStringList parts;
-        const QList<QByteArray> pieces = m_bytes.split('\0');
-        for (const QByteArray& piece : pieces) {
-            parts.append(QString::fromUtf8(piece));
+        const QString line = textOf(m_beginning).trimmed().section(QLatin1Char('\n'), 0, 0).trimmed();
+        if (line == REPLY_HEADER) {
+            return notUnderstood(QStringLiteral("a reply that is damaged, or not to what was asked"));
         }
-        return parts.join(QChar(QChar::Null));
+        return notUnderstood(line.isEmpty() ? QStringLiteral("nothing but blanks") : line);
     }
 
 private:
     void look(QTcpSocket& socket)
     {
-        if (socket.bytesToWrite() > 0) {
-            m_bytes = socket.peek(MAX_SHOWN_LENGTH);
+        if (m_beginning.isEmpty()) {
+            m_beginning = socket.peek(MAX_SHOWN_LENGTH);
+        }
+        if (m_patience == EndsEarlyWords && socket.bytesToWrite() > 0) {
+            m_hasEndedIt = true;
             socket.abort();
         }
     }
 
-    QByteArray m_bytes;
+    const Patience m_patience;
+    bool m_hasEndedIt = false;
+    QByteArray m_beginning;
     QMetaObject::Connection m_connection;
 };
 
-Failure openFailure(const QString& name, const LibLog& log)
+Failure openFailure(const tarvex::TarvexQueryHandler& handler, const Witness& witness)
 {
-    if (log.hasFailedWait()) {
-        return log.hasTimeOut() ? silence()
-                                : Failure(NoBus, QStringLiteral("the bus closed the connection during the handshake"));
+    if (witness.hasEndedIt()) {
+        return witness.failure();
     }
-    // A connection lost in the middle of the answer leaves the socket's words too: there was somebody.
-    if (!log.complaint().isEmpty()) {
-        return notUnderstood(log);
+    switch (handler.lastOutcome().kind()) {
+    case QueryOutcome::Unreachable:
+        return unreachable(handler);
+    case QueryOutcome::HandshakeRefused:
+        return handshakeRefused(handler.clientName());
+    case QueryOutcome::TimedOut:
+        return silence();
+    case QueryOutcome::NotUnderstood:
+        return witness.failure();
+    default:
+        return closedInHandshake();
     }
-    if (!log.socketErrorText().isEmpty()) {
-        return unreachable(log);
-    }
-    // The library says nothing about a refused handshake, and something about everything else.
-    return handshakeRefused(name);
 }
 
-Failure askFailure(bool stillOpen, const LibLog& log)
+Failure askFailure(const tarvex::TarvexQueryHandler& handler, const Witness& witness)
 {
-    if (const auto refusal = log.refusal()) {
-        const QString answer = QStringLiteral("%1 %2").arg(QString::number(refusal->code), refusal->description);
-        return Failure(Refused, QStringLiteral("refused by the bus: %1").arg(answer.trimmed()), refusal->code);
+    const QueryOutcome outcome = handler.lastOutcome();
+    const QString answer = QStringLiteral("%1 %2").arg(QString::number(outcome.code()), outcome.text().trimmed());
+    switch (outcome.kind()) {
+    case QueryOutcome::Refused:
+        return Failure(Refused, QStringLiteral("refused by the bus: %1").arg(answer.trimmed()), outcome.code());
+    case QueryOutcome::HandshakeRefused:
+        return handshakeRefused(handler.clientName());
+    case QueryOutcome::TimedOut:
+        return silence();
+    case QueryOutcome::NotUnderstood:
+        return witness.failure();
+    default:
+        return closed();
     }
-    if (log.hasFailedWait() || log.lines().isEmpty()) {
-        return stillOpen ? silence() : Failure(NoBus, QStringLiteral("the bus closed the connection"));
-    }
-    return notUnderstood(log);
 }
 
 } // namespace
 
-Failure unreachable(const LibLog& log)
-{
-    return Failure(NoBus, QStringLiteral("no bus to be reached on 127.0.0.1: %1").arg(log.socketErrorText()));
-}
-
-Failure handshakeRefused(const QString& name)
-{
-    return Failure(NoBus, QStringLiteral("the bus refused the handshake of \"%1\"").arg(name));
-}
-
-Failure silence()
-{
-    return Failure(TimedOut, QStringLiteral("the bus is there, but nothing came within 30 s"));
-}
-
-Failure notUnderstood(const QString& shown)
-{
-    const QString line = shown.trimmed().section(QLatin1Char('\n'), 0, 0).left(MAX_SHOWN_LENGTH).trimmed();
-    return Failure(NoBus,
-                   QStringLiteral("what answered is no reply of the bus: %1")
-                       .arg(line.isEmpty() ? QStringLiteral("nothing but blanks") : line));
-}
-
 BusClient::BusClient(const QString& name) : m_handler(name)
 {
-    const LibLog log;
-    const FirstWord firstWord(m_handler);
+    const Witness witness(m_handler, Witness::EndsEarlyWords);
     // A reply that is none to a handshake, yet is no refusal, opens the connection without introducing us.
     if (!m_handler.open() || !m_handler.handshaked()) {
-        throw firstWord.hasCome() ? notUnderstood(firstWord.text()) : openFailure(name, log);
+        throw openFailure(m_handler, witness);
     }
 }
 
 void BusClient::ask(const Operation& operation)
 {
-    const LibLog log;
+    const Witness witness(m_handler, Witness::Any);
     if (!operation(m_handler)) {
-        throw askFailure(m_handler.isOpen(), log);
+        throw askFailure(m_handler, witness);
     }
 }
 

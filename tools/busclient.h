@@ -1,7 +1,7 @@
 #ifndef BUSCLIENT_H
 #define BUSCLIENT_H
 
-#include "failure.h"
+#include "connectionfailures.h"
 #include "tarvexqueryhandler.h"
 
 #include <QString>
@@ -9,17 +9,6 @@
 #include <functional>
 
 namespace tarvexctl {
-
-class LibLog;
-
-// What goes wrong with either connection to the bus, in the same words.
-
-Failure unreachable(const LibLog& log);
-Failure handshakeRefused(const QString& name);
-Failure silence();
-/// Somebody has answered, and it is not a bus: \a shown is what came, of which the first line that is not
-/// blank is told.
-Failure notUnderstood(const QString& shown);
 
 /// The connection to the bus, with failures that say what happened.
 class BusClient

@@ -1,6 +1,6 @@
 #include "controlclient.h"
 
-#include "busclient.h"
+#include "connectionfailures.h"
 #include "controlplace.h"
 #include "output.h"
 #include "owners.h"
@@ -45,7 +45,7 @@ QVariantMap readObject(QLocalSocket& socket, const QDeadlineTimer& deadline)
 {
     while (!socket.canReadLine()) {
         if (!socket.waitForReadyRead(static_cast<int>(deadline.remainingTime()))) {
-            throw deadline.hasExpired() ? silence() : Failure(NoBus, QStringLiteral("the bus closed the connection"));
+            throw deadline.hasExpired() ? silence() : closed();
         }
     }
     const QJsonDocument document = QJsonDocument::fromJson(socket.readLine());

@@ -1,6 +1,5 @@
 #include "follower.h"
 #include "interrupts.h"
-#include "liblog.h"
 #include "output.h"
 
 #include <QElapsedTimer>
@@ -122,7 +121,6 @@ void Watch::giveUp()
 
 void follow(const QString& clientName, FollowerTask& task, const std::optional<int>& timeoutMs)
 {
-    const LibSilence silence;
     Follower follower(clientName, task);
     Watch(follower).run(timeoutMs);
     if (follower.failure()) {

@@ -1,21 +1,15 @@
 #include "follower.h"
 
 #include "busclient.h"
-#include "liblog.h"
 #include "output.h"
 #include "tally.h"
-#include "tarvexmessagesreciever.h"
 
-using tarvex::TarvexMessagesReciever;
 using tarvex::TarvexQueryHandler;
 
 namespace tarvexctl {
 
 namespace {
 
-/// The library does not say when the bus has accepted the receiver's handshake, so it is looked at.
-constexpr int HANDSHAKE_LOOK_INTERVAL_MS = 10;
-constexpr int HANDSHAKE_TIMEOUT_MS = 30000;
 /// Also the pause before the first try: when another client has taken our name over, the two change places this often.
 constexpr int RETRY_INTERVAL_MS = 1000;
 /// Two programs that take a name from each other do so every second.
@@ -51,18 +45,17 @@ Failure busIsSilent()
     return Failure(TimedOut, QStringLiteral("the bus is there, but did not answer within the time-out"));
 }
 
-Follower::Follower(const QString& clientName, FollowerTask& task)
-    : m_clientName(clientName), m_task(task), m_receiver(new TarvexMessagesReciever(clientName, this))
+Follower::Follower(const QString& clientName, FollowerTask& task) : m_clientName(clientName), m_task(task)
 {
-    m_handshakeTimer.setInterval(HANDSHAKE_LOOK_INTERVAL_MS);
     m_retryTimer.setInterval(RETRY_INTERVAL_MS);
     m_retryTimer.setSingleShot(true);
     m_laterTimer.setSingleShot(true);
-    connect(&m_handshakeTimer, &QTimer::timeout, this, &Follower::lookAtHandshake);
     connect(&m_retryTimer, &QTimer::timeout, this, &Follower::connectToBus);
     connect(&m_laterTimer, &QTimer::timeout, this, [this] { m_later(); });
-    connect(m_receiver, SIGNAL(incomingMessage(Message)), this, SLOT(onIncomingMessage(Message)));
-    connect(m_receiver, SIGNAL(busDisconnected()), this, SLOT(onDisconnected()));
+    connect(&m_receiver, &Receiver::accepted, this, &Follower::useConnection);
+    connect(&m_receiver, &Receiver::refused, this, &Follower::onConnectionFailed);
+    connect(&m_receiver, &Receiver::lost, this, &Follower::lookAfterLoss, Qt::QueuedConnection);
+    connect(&m_receiver, &Receiver::incomingMessage, this, &Follower::onIncomingMessage);
 }
 
 Follower::~Follower() = default;
@@ -129,30 +122,17 @@ void Follower::end(const std::optional<Failure>& failure)
     }
     m_hasEnded = true;
     m_failure = failure;
-    m_stage = Stage::Closed;
-    m_handshakeLog.reset();
-    m_handshakeTimer.stop();
+    m_receiver.giveUp();
     m_retryTimer.stop();
     m_laterTimer.stop();
     Q_EMIT leaving(failure ? failure->status() : Done, failure ? failure->words() : QString());
     // From here on nothing is acknowledged any more: what the bus still has for this name, it keeps.
-    m_receiver->close();
+    m_receiver.close();
     // We may be in the middle of the receiver's own work.
     QMetaObject::invokeMethod(this, &Follower::tidyUp, Qt::QueuedConnection);
 }
 
-void Follower::onDisconnected()
-{
-    const Stage stage = std::exchange(m_stage, Stage::Closed);
-    if (stage == Stage::Introduced) {
-        onConnectionFailed(receiverLost());
-    } else if (stage == Stage::Receiving) {
-        // We are in the middle of the receiver's own work.
-        QMetaObject::invokeMethod(this, &Follower::lookAfterLoss, Qt::QueuedConnection);
-    }
-}
-
-void Follower::onIncomingMessage(Message message)
+void Follower::onIncomingMessage(const Message& message)
 {
     if (m_hasEnded) {
         return;
@@ -169,52 +149,12 @@ void Follower::connectToBus()
     const Asking asking(m_isAsking);
     try {
         if (m_wasConnected) {
-            m_receiver->close(); // it may be open still, or waiting for the answer to its handshake
+            m_receiver.close(); // it may be open still, or waiting for the answer to its handshake
         }
         m_bus = std::make_unique<BusClient>(m_clientName);
-        openReceiver();
-        m_sinceOpen.start();
-        m_handshakeTimer.start();
+        m_receiver.open();
     } catch (const Failure& failure) {
         onConnectionFailed(failure);
-    }
-}
-
-void Follower::openReceiver()
-{
-    m_handshakeLog = std::make_unique<LibLog>();
-    m_stage = Stage::Opening;
-    const bool isOpen = m_receiver->open();
-    if (m_stage != Stage::Opening) {
-        throw receiverLost();
-    }
-    if (!isOpen) {
-        throw unreachable(*m_handshakeLog);
-    }
-    m_stage = Stage::Introduced;
-}
-
-/// What comes on the receiving connection before the handshake is answered is logged by the library and passed over.
-Failure Follower::receiverLost() const
-{
-    const QString strange = m_handshakeLog->strangeLine();
-    return strange.isEmpty() ? Failure(NoBus, QStringLiteral("the bus closed the connection during the handshake"))
-                             : notUnderstood(strange);
-}
-
-void Follower::lookAtHandshake()
-{
-    if (m_receiver->isOpen()) {
-        m_handshakeTimer.stop();
-        m_handshakeLog.reset();
-        m_stage = Stage::Receiving;
-        useConnection();
-    } else if (!m_handshakeLog->strangeLine().isEmpty()) {
-        onConnectionFailed(receiverLost());
-    } else if (!m_receiver->isConnected()) {
-        onConnectionFailed(handshakeRefused(m_clientName));
-    } else if (m_sinceOpen.hasExpired(HANDSHAKE_TIMEOUT_MS)) {
-        onConnectionFailed(silence());
     }
 }
 
@@ -233,9 +173,7 @@ void Follower::useConnection()
 
 void Follower::onConnectionFailed(const Failure& failure)
 {
-    m_stage = Stage::Closed;
-    m_handshakeLog.reset();
-    m_handshakeTimer.stop();
+    m_receiver.giveUp();
     const bool isLoss = failure.status() == NoBus || failure.status() == TimedOut;
     if (m_wasConnected && isLoss) {
         waitForBus(failure.words());

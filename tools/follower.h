@@ -2,7 +2,7 @@
 #define FOLLOWER_H
 
 #include "failure.h"
-#include "records/message.h"
+#include "receiver.h"
 
 #include <QElapsedTimer>
 #include <QList>
@@ -17,17 +17,10 @@
 #include <memory>
 #include <optional>
 
-namespace tarvex {
-class TarvexMessagesReciever;
-}
-
 namespace tarvexctl {
 
 class BusClient;
-class LibLog;
 class Tally;
-
-using tarvex::Message;
 
 /// When the time is over before the bus has accepted us.
 Failure busIsSilent();
@@ -94,9 +87,8 @@ public:
     /// Calls \a function once, after this time. A further call replaces the former one, and the end drops it.
     void callLater(int milliseconds, const std::function<void()>& function);
 
-    /// Whether the bus has accepted the receiving connection. While it has not, nothing else may be asked: what the
-    /// library says of the handshake is read then.
-    bool isReceiving() const { return m_stage == Stage::Receiving; }
+    /// Whether the bus has accepted the receiving connection.
+    bool isReceiving() const { return m_receiver.isAccepted(); }
 
     /// One more of what the verb shows: satisfied when it is enough, and ends when it is all that is wanted.
     void count(Tally& tally);
@@ -117,23 +109,9 @@ Q_SIGNALS:
     /// Nothing is left to do. Emitted once.
     void ended();
 
-private Q_SLOTS:
-    void onDisconnected();
-    void onIncomingMessage(Message message);
-
 private:
-    /// How far the receiving connection has come.
-    enum class Stage {
-        Closed,
-        Opening,
-        Introduced, ///< The handshake is sent and not answered yet.
-        Receiving
-    };
-
     void connectToBus();
-    void openReceiver();
-    void lookAtHandshake();
-    Failure receiverLost() const;
+    void onIncomingMessage(const Message& message);
     void useConnection();
     void onConnectionFailed(const Failure& failure);
     void lookAfterLoss();
@@ -144,15 +122,11 @@ private:
 
     const QString m_clientName;
     FollowerTask& m_task;
-    tarvex::TarvexMessagesReciever* const m_receiver;
-    std::unique_ptr<BusClient> m_bus;       ///< From connecting until the verb has used it.
-    std::unique_ptr<LibLog> m_handshakeLog; ///< From opening the receiver until its handshake is answered.
-    Stage m_stage = Stage::Closed;
-    QTimer m_handshakeTimer{this};
+    Receiver m_receiver{m_clientName, this};
+    std::unique_ptr<BusClient> m_bus; ///< From connecting until the verb has used it.
     QTimer m_retryTimer{this};
     QTimer m_laterTimer{this};
     std::function<void()> m_later;
-    QElapsedTimer m_sinceOpen;
     QStringList m_subscribed;
     QStringList m_told;             ///< Since the bus went away: each thing once, however often it is tried.
     QElapsedTimer m_sinceNameTaken; ///< Since that was told.

@@ -7,14 +7,28 @@
 #include "standardstreams.h"
 
 #include <QCoreApplication>
+#include <QLoggingCategory>
 
 using namespace tarvexctl;
+
+namespace {
+
+/// The library logs in the default category. Its lines are for the logs of services; here the verbs tell what happened.
+void silenceLibrary()
+{
+    for (const QtMsgType type : {QtDebugMsg, QtInfoMsg, QtWarningMsg, QtCriticalMsg}) {
+        QLoggingCategory::defaultCategory()->setEnabled(type, false);
+    }
+}
+
+} // namespace
 
 int main(int argc, char** argv)
 {
     tarvex::programs::holdStandardStreams();
     endOnInterrupt();
     const QCoreApplication application(argc, argv);
+    silenceLibrary(); // only now, because the application object reads the user's logging rules
     try {
         CommandLine line;
         if (line.parse(argc, argv) == CommandLine::Run) {

@@ -17,7 +17,8 @@ std::atomic<bool> isPending{false};
 static_assert(std::atomic<bool>::is_always_lock_free, "a signal handler must not wait for a lock");
 int wakeUp[2] = {-1, -1};
 
-// Nothing but what is safe in a signal handler; data that was read has been flushed.
+// Calls only what a signal handler may call. Output that was printed before is not lost: it is written without a
+// buffer.
 void endAtOnce(int)
 {
     static const char words[] = "tarvexctl: interrupted\n";

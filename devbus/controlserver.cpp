@@ -2,6 +2,7 @@
 
 #include "controlconnection.h"
 #include "controlplace.h"
+#include "fileinfo.h"
 #include "wire/jsonreader_p.h"
 
 #include <QFile>

@@ -11,7 +11,6 @@
 
 #include <cstdio>
 #include <filesystem>
-#include <sys/stat.h>
 #include <system_error>
 #include <unistd.h>
 
@@ -104,7 +103,7 @@ Database::~Database()
 
 bool Database::open()
 {
-    m_inode = 0;
+    m_file.reset();
     if (isInMemory()) {
         return openConnection(QStringLiteral(":memory:"), {}) && createTables();
     }
@@ -259,34 +258,15 @@ bool Database::configure()
 
 bool Database::noteFile()
 {
-    struct stat status
-    {
-    };
-
-    if (::stat(QFile::encodeName(m_path).constData(), &status) != 0) {
-        return fail(TarvexError::StorageAccessError, qt_error_string());
-    }
-    m_device = status.st_dev;
-    m_inode = status.st_ino;
-    return true;
+    m_file = programs::fileIdentity(m_path);
+    return m_file || fail(TarvexError::StorageAccessError, qt_error_string());
 }
 
 /// SQLite goes on with a file that was removed or replaced, and what it then commits is lost.
 bool Database::isFileInPlace()
 {
-    if (m_inode == 0) {
-        return true;
-    }
-
-    struct stat status
-    {
-    };
-
-    if (::stat(QFile::encodeName(m_path).constData(), &status) == 0 && status.st_dev == m_device
-        && status.st_ino == m_inode) {
-        return true;
-    }
-    return reportDamage(QStringLiteral("the file was removed or replaced"));
+    return !m_file || programs::fileIdentity(m_path) == m_file
+        || reportDamage(QStringLiteral("the file was removed or replaced"));
 }
 
 TarvexError Database::read(const std::function<bool()>& work)

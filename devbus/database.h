@@ -1,6 +1,7 @@
 #ifndef DATABASE_H
 #define DATABASE_H
 
+#include "fileinfo.h"
 #include "records/tarvexerror.h"
 
 #include <QList>
@@ -8,6 +9,7 @@
 #include <QVariantList>
 
 #include <functional>
+#include <optional>
 
 class QSqlQuery;
 
@@ -71,8 +73,7 @@ private:
 
     QString m_path;
     const QString m_connectionName;
-    quint64 m_device = 0;
-    quint64 m_inode = 0;
+    std::optional<programs::FileIdentity> m_file; ///< Only once it is open; empty for one in memory.
     TarvexError::Error m_error = TarvexError::NoError;
     QString m_errorString;
     std::function<void(const QString&)> m_failureHandler;

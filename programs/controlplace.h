@@ -9,9 +9,6 @@
 /// user's own in the folder for temporary files.
 namespace tarvex::programs {
 
-/// Whether \a path is an absolute one of a folder, no link to one, that only this user can look into.
-bool isPrivateFolder(const QString& path);
-
 /// The folder of the user's own; it need not exist.
 QString ownTemporaryFolder();
 

@@ -2,6 +2,7 @@
 
 #include "connectionfailures.h"
 #include "controlplace.h"
+#include "fileinfo.h"
 #include "output.h"
 #include "owners.h"
 

@@ -33,17 +33,20 @@ BusServer::~BusServer()
     stop();
 }
 
-bool BusServer::start()
+TarvexError BusServer::start()
 {
     if (isRunning()) {
-        return true;
+        return {};
     }
     // The ports first: whoever holds them may be at work on the same storage.
-    if (openPorts() && openStorage()) {
-        return true;
+    TarvexError error = openPorts();
+    if (!isFailure(error)) {
+        error = openStorage();
     }
-    closePorts();
-    return false;
+    if (isFailure(error)) {
+        closePorts();
+    }
+    return error;
 }
 
 void BusServer::stop()
@@ -88,16 +91,16 @@ TarvexError BusServer::perform(const QString& client, const QString& operation, 
     return result.error;
 }
 
-bool BusServer::setListening(bool isListening)
+TarvexError BusServer::setListening(bool isListening)
 {
     if (isListening && !isRunning()) {
-        return fail(QStringLiteral("the server is not running"));
+        return {LocalFailure, QStringLiteral("the server is not running")};
     }
-    if (isListening && openPorts()) {
-        return true;
+    const TarvexError error = isListening ? openPorts() : TarvexError();
+    if (!isListening || isFailure(error)) {
+        closePorts();
     }
-    closePorts();
-    return !isListening;
+    return error;
 }
 
 void BusServer::dropConnections(const QString& client)
@@ -113,9 +116,10 @@ void BusServer::dropConnections(const QString& client)
     Q_EMIT clientsChanged();
 }
 
-bool BusServer::openPorts()
+TarvexError BusServer::openPorts()
 {
-    return listen(m_queryServer, busterms::QUERY_PORT) && listen(m_receiverServer, busterms::RECEIVER_PORT);
+    const TarvexError error = listen(m_queryServer, busterms::QUERY_PORT);
+    return isFailure(error) ? error : listen(m_receiverServer, busterms::RECEIVER_PORT);
 }
 
 void BusServer::closePorts()
@@ -124,34 +128,36 @@ void BusServer::closePorts()
     m_receiverServer.close();
 }
 
-bool BusServer::listen(QTcpServer& server, quint16 port)
+TarvexError BusServer::listen(QTcpServer& server, quint16 port)
 {
     if (server.isListening() || server.listen(QHostAddress(QHostAddress::LocalHost), port)) {
-        return true;
+        return {};
     }
     if (server.serverError() == QAbstractSocket::AddressInUseError) {
-        return fail(
-            QStringLiteral("port %1 of 127.0.0.1 is taken: is another bus running there? Stop it, then try again")
-                .arg(port));
+        return {LocalFailure,
+                QStringLiteral("port %1 of 127.0.0.1 is taken: is another bus running there? Stop it, then try again")
+                    .arg(port)};
     }
-    return fail(
-        QStringLiteral("cannot listen on 127.0.0.1 port %1: %2").arg(QString::number(port), server.errorString()));
+    return {LocalFailure,
+            QStringLiteral("cannot listen on 127.0.0.1 port %1: %2").arg(QString::number(port), server.errorString())};
 }
 
-bool BusServer::openStorage()
+TarvexError BusServer::openStorage()
 {
     auto storage = std::make_unique<Storage>(m_options.storagePath);
-    if (!storage->database().open()) {
-        return fail(QStringLiteral("cannot use the storage \"%1\": %2")
-                        .arg(m_options.storagePath, storage->database().errorString().simplified()));
+    const TarvexError error = storage->open();
+    if (isFailure(error)) {
+        return {error.error(),
+                QStringLiteral("cannot use the storage \"%1\": %2")
+                    .arg(m_options.storagePath, error.description().simplified())};
     }
     m_storage = std::move(storage);
     m_delivery = std::make_unique<Delivery>(*m_storage, m_options.keep, m_options.resendMs, nullptr);
     m_queryService = std::make_unique<QueryService>(*m_storage, *m_delivery);
     connect(m_delivery.get(), &Delivery::acknowledged, this, &BusServer::messageAcknowledged);
     connect(m_delivery.get(), &Delivery::warning, this, &BusServer::warning);
-    m_storage->database().setFailureHandler([this](const QString& reason) { onStorageFailure(reason); });
-    return true;
+    m_storage->setFailureHandler([this](const QString& reason) { onStorageFailure(reason); });
+    return error;
 }
 
 /// Clients may ask many times a second, so not each failure is told.
@@ -161,12 +167,6 @@ void BusServer::onStorageFailure(const QString& reason)
         m_sinceStorageWarning.start();
         Q_EMIT warning(QStringLiteral("the storage fails: %1 (told once a minute)").arg(reason.simplified()));
     }
-}
-
-bool BusServer::fail(const QString& text)
-{
-    m_errorString = text;
-    return false;
 }
 
 void BusServer::accept(QTcpServer& server, BusConnection::Port port)
@@ -305,7 +305,8 @@ bool BusServer::meetsFault(BusConnection* connection, const QString& client, con
         connection->sendReply(operation, fault->error, {});
     }
     // A connection whose handshake fails has no name yet, but is known by the one it has asked for.
-    Q_EMIT requestHandled(client, operation, fault->isSilent ? SILENCE : fault->error.error(), data);
+    const std::optional<int> code = fault->isSilent ? std::nullopt : std::optional<int>(fault->error.error());
+    Q_EMIT requestHandled(client, operation, code, data);
     return true;
 }
 

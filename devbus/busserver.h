@@ -2,6 +2,7 @@
 #define BUSSERVER_H
 
 #include "busconnection.h"
+#include "failure.h"
 #include "seennames.h"
 #include "takeovers.h"
 
@@ -32,8 +33,9 @@ class Storage;
 /// \code
 /// tarvex::devbus::BusServer::Options options; // in memory
 /// tarvex::devbus::BusServer server(options);
-/// if (!server.start()) {
-///     qCritical().noquote() << server.errorString();
+/// const tarvex::TarvexError error = server.start();
+/// if (tarvex::devbus::isFailure(error)) {
+///     qCritical().noquote() << error.description();
 /// }
 /// \endcode
 class BusServer : public QObject
@@ -61,22 +63,17 @@ public:
     /// Says of a request, handshakes included, whether it meets a fault.
     using FaultSource = std::function<std::optional<Fault>(const QString& client, const QString& operation)>;
 
-    /// In place of a reply's code, in requestHandled(): there was none.
-    static constexpr int SILENCE = -1;
-
     explicit BusServer(const Options& options, QObject* parent = nullptr);
     ~BusServer() override;
 
     /// Opens the storage and listens on both ports of 127.0.0.1. Does nothing when started already.
-    /// \return false when it cannot; errorString() says why in one line, and nothing is left open.
-    bool start();
+    /// \return NoError, or why it cannot, in one line; then nothing is left open.
+    TarvexError start();
     /// Closes everything; what the clients are slow to take in is lost. No signals follow. Not to be called from a slot
     /// of this object's signals.
     void stop();
 
     bool isRunning() const { return m_storage != nullptr; }
-
-    QString errorString() const { return m_errorString; }
 
     int connectionCount() const { return m_connections.size(); }
 
@@ -109,8 +106,8 @@ public:
     TarvexError perform(const QString& client, const QString& operation, const QVariantMap& data, QVariantMap& answer);
 
     /// With false the ports are closed to new connections; those that are open stay. start() opens the ports again.
-    /// \return false when it cannot listen or is not running; errorString() says why, and the ports are closed.
-    bool setListening(bool isListening);
+    /// \return NoError, or why it cannot listen, such as that it is not running; then the ports are closed.
+    TarvexError setListening(bool isListening);
     /// Closes the connections of \a client, or all when it is empty, as the end of the server would. Not to be called
     /// from a slot of this object's signals.
     void dropConnections(const QString& client);
@@ -120,8 +117,10 @@ public:
 
 Q_SIGNALS:
     /// A request was answered, handshakes included, or met with a silent fault; not emitted for frames that could not
-    /// be understood. With code 0 all that \a data asks for is committed.
-    void requestHandled(const QString& client, const QString& operation, int code, const QVariantMap& data);
+    /// be understood. \a code is the reply's, and empty when there was none. With code 0 all that \a data asks for is
+    /// committed.
+    void requestHandled(const QString& client, const QString& operation, std::optional<int> code,
+                        const QVariantMap& data);
     /// A client has acknowledged a pushed message.
     void messageAcknowledged(const QString& client, const QString& uid);
     /// One line for each frame in and out.
@@ -132,12 +131,11 @@ Q_SIGNALS:
     void clientsChanged();
 
 private:
-    bool openPorts();
+    TarvexError openPorts();
     void closePorts();
-    bool listen(QTcpServer& server, quint16 port);
-    bool openStorage();
+    static TarvexError listen(QTcpServer& server, quint16 port);
+    TarvexError openStorage();
     void onStorageFailure(const QString& reason);
-    bool fail(const QString& text);
     void accept(QTcpServer& server, BusConnection::Port port);
     void addConnection(QTcpSocket* socket, BusConnection::Port port);
     void removeConnection(BusConnection* connection);
@@ -154,7 +152,6 @@ private:
 
     const Options m_options;
     FaultSource m_faultSource;
-    QString m_errorString;
     QElapsedTimer m_sinceStorageWarning;
     QTcpServer m_queryServer;
     QTcpServer m_receiverServer;

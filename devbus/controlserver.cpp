@@ -2,6 +2,7 @@
 
 #include "controlconnection.h"
 #include "controlplace.h"
+#include "failure.h"
 #include "fileinfo.h"
 #include "wire/jsonreader_p.h"
 
@@ -68,20 +69,18 @@ QString ControlServer::defaultPath()
     return folder.isEmpty() ? QString() : folder + QLatin1Char('/') + programs::controlSocketName();
 }
 
-bool ControlServer::open(const QString& path)
+TarvexError ControlServer::open(const QString& path)
 {
     if (path.isEmpty()) {
-        m_errorString = QStringLiteral("there is no folder for it that belongs to this user alone");
-        return false;
+        return {LocalFailure, QStringLiteral("there is no folder for it that belongs to this user alone")};
     }
     // With this option Qt makes the socket beside its place and moves it there, over one that was left behind.
     m_listener->setSocketOptions(QLocalServer::UserAccessOption);
     if (!m_listener->listen(path)) {
-        m_errorString = QStringLiteral("%1: %2").arg(path, m_listener->errorString());
-        return false;
+        return {LocalFailure, QStringLiteral("%1: %2").arg(path, m_listener->errorString())};
     }
     QFile::setPermissions(path, QFile::ReadOwner | QFile::WriteOwner); // Qt lets it be executed as well
-    return true;
+    return {};
 }
 
 void ControlServer::accept(int descriptor)

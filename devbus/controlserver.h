@@ -1,6 +1,8 @@
 #ifndef CONTROLSERVER_H
 #define CONTROLSERVER_H
 
+#include "records/tarvexerror.h"
+
 #include <QList>
 #include <QObject>
 #include <QString>
@@ -47,10 +49,8 @@ public:
     static QString defaultPath();
 
     /// Listens at \a path, for this user only. A socket that is there already is replaced, so this bus must hold its
-    /// ports by now: then it was left by a killed one. \return false when it cannot; errorString() says why.
-    bool open(const QString& path);
-
-    QString errorString() const { return m_errorString; }
+    /// ports by now: then it was left by a killed one. \return NoError, or why it cannot, in one line.
+    TarvexError open(const QString& path);
 
     int clientCount() const { return m_clientCount; }
 
@@ -62,7 +62,6 @@ private:
 
     const Responder m_responder;
     const std::unique_ptr<Listener> m_listener;
-    QString m_errorString;
     int m_clientCount = 0;
 };
 

@@ -1,6 +1,7 @@
 #include "controlservice.h"
 
 #include "busserver.h"
+#include "failure.h"
 #include "storage.h"
 #include "values.h"
 
@@ -62,8 +63,8 @@ QVariantMap settingsItem(const QVariantMap& record)
 /// Does \a work in one transaction that only reads.
 Answer read(Storage& storage, Answer& answer, const std::function<bool()>& work)
 {
-    const TarvexError error = storage.database().read(work);
-    if (error.error() != TarvexError::NoError) {
+    const TarvexError error = storage.read(work);
+    if (isFailure(error)) {
         return {{}, QStringLiteral("%1 %2").arg(QString::number(error.error()), error.description()).trimmed()};
     }
     return answer;

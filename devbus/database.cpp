@@ -1,5 +1,7 @@
 #include "database.h"
 
+#include "failure.h"
+
 #include <QFile>
 #include <QFileInfo>
 #include <QSqlDatabase>
@@ -101,12 +103,19 @@ Database::~Database()
     close();
 }
 
-bool Database::open()
+TarvexError Database::open()
 {
     m_file.reset();
-    if (isInMemory()) {
-        return openConnection(QStringLiteral(":memory:"), {}) && createTables();
-    }
+    return (isInMemory() ? openInMemory() : openFile()) ? TarvexError() : m_failure;
+}
+
+bool Database::openInMemory()
+{
+    return openConnection(QStringLiteral(":memory:"), {}) && createTables();
+}
+
+bool Database::openFile()
+{
     const QFileInfo file(m_path);
     if (file.exists() && !file.isFile()) {
         return fail(TarvexError::StorageAccessError, QStringLiteral("it is no regular file"));
@@ -177,7 +186,7 @@ bool Database::createFile()
     const bool isMade = openConnection(newPath, {}) && createTables();
     close();
     if (!isMade || std::rename(QFile::encodeName(newPath).constData(), QFile::encodeName(m_path).constData()) != 0) {
-        const QString reason = isMade ? qt_error_string() : m_errorString;
+        const QString reason = isMade ? qt_error_string() : m_failure.description();
         QFile::remove(newPath);
         return fail(TarvexError::StorageAccessError, reason);
     }
@@ -235,15 +244,15 @@ bool Database::checkContents()
 
 bool Database::createTables()
 {
-    return write([this] {
-               bool isDone = run(QStringLiteral("PRAGMA application_id = %1").arg(APPLICATION_ID))
-                   && run(QStringLiteral("PRAGMA user_version = %1").arg(TABLES_VERSION));
-               for (const char* const table : TABLES) {
-                   isDone = isDone && run(QString::fromLatin1(table));
-               }
-               return isDone;
-           }).error()
-        == TarvexError::NoError;
+    const TarvexError error = write([this] {
+        bool isDone = run(QStringLiteral("PRAGMA application_id = %1").arg(APPLICATION_ID))
+            && run(QStringLiteral("PRAGMA user_version = %1").arg(TABLES_VERSION));
+        for (const char* const table : TABLES) {
+            isDone = isDone && run(QString::fromLatin1(table));
+        }
+        return isDone;
+    });
+    return !isFailure(error);
 }
 
 bool Database::configure()
@@ -253,7 +262,7 @@ bool Database::configure()
     Rows mode;
     return select(QStringLiteral("PRAGMA journal_mode = WAL"), {}, mode)
         && run(QStringLiteral("PRAGMA synchronous = NORMAL")) && run(QStringLiteral("PRAGMA cache_size = 0"))
-        && write([] { return true; }).error() == TarvexError::NoError;
+        && !isFailure(write([] { return true; }));
 }
 
 bool Database::noteFile()
@@ -282,27 +291,18 @@ TarvexError Database::write(const std::function<bool()>& work)
 
 TarvexError Database::transact(const QString& begin, const std::function<bool()>& work)
 {
-    m_error = TarvexError::NoError;
-    if (!isFileInPlace() || !run(begin)) {
-        return failed();
+    m_failure = TarvexError(TarvexError::StorageAccessError, QStringLiteral("unknown"));
+    if (isFileInPlace() && run(begin)) {
+        if (work() && run(QStringLiteral("COMMIT"))) {
+            return {};
+        }
+        // SQLite has undone some failed transactions by itself; then this fails, and must not hide the first error.
+        QSqlQuery(QSqlDatabase::database(m_connectionName, false)).exec(QStringLiteral("ROLLBACK"));
     }
-    if (work() && run(QStringLiteral("COMMIT"))) {
-        return {};
-    }
-    // SQLite has undone some failed transactions by itself; then this fails, and must not hide the first error.
-    QSqlQuery(QSqlDatabase::database(m_connectionName, false)).exec(QStringLiteral("ROLLBACK"));
-    if (m_error == TarvexError::NoError) {
-        fail(TarvexError::StorageAccessError, QStringLiteral("unknown"));
-    }
-    return failed();
-}
-
-TarvexError Database::failed()
-{
     if (m_failureHandler) {
-        m_failureHandler(m_errorString);
+        m_failureHandler(m_failure.description());
     }
-    return {m_error};
+    return {m_failure.error()};
 }
 
 bool Database::run(const QString& sql, const QVariantList& values, int* affectedRows)
@@ -359,8 +359,7 @@ bool Database::execute(QSqlQuery& query, const QString& sql, const QVariantList&
 
 bool Database::fail(TarvexError::Error code, const QString& text)
 {
-    m_error = code;
-    m_errorString = text;
+    m_failure = TarvexError(code, text);
     return false;
 }
 

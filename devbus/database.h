@@ -28,18 +28,17 @@ public:
 
     /// Opens the file, and creates it when it does not exist or is empty. A file that is damaged, or no database of
     /// this program, is left byte for byte as it is. A link stays one: the file at its end is opened or created.
-    /// \return false when it cannot be used; errorString() says why.
-    bool open();
+    /// \return why it cannot be used, or NoError.
+    TarvexError open();
     void close();
-
-    QString errorString() const { return m_errorString; }
 
     /// Called with the reason of each transaction that fails from now on.
     void setFailureHandler(const std::function<void(const QString&)>& handler) { m_failureHandler = handler; }
 
     /// Runs \a work in one transaction, which is committed when it returns true and undone otherwise. \a work uses the
     /// statements below.
-    /// \return NoError once it is committed; InvalidDataStorage or StorageAccessError when a statement failed.
+    /// \return NoError once it is committed; InvalidDataStorage or StorageAccessError, with the texts that these have
+    /// on the bus, when a statement failed.
     TarvexError read(const std::function<bool()>& work);
     TarvexError write(const std::function<bool()>& work);
 
@@ -54,6 +53,8 @@ public:
     bool reportDamage(const QString& what);
 
 private:
+    bool openInMemory();
+    bool openFile();
     bool findPlace();
     bool checkFile();
     bool createFile();
@@ -65,7 +66,6 @@ private:
     bool noteFile();
     bool isFileInPlace();
     TarvexError transact(const QString& begin, const std::function<bool()>& work);
-    TarvexError failed();
     bool execute(QSqlQuery& query, const QString& sql, const QVariantList& values);
     bool fail(TarvexError::Error code, const QString& text);
 
@@ -74,8 +74,7 @@ private:
     QString m_path;
     const QString m_connectionName;
     std::optional<programs::FileIdentity> m_file; ///< Only once it is open; empty for one in memory.
-    TarvexError::Error m_error = TarvexError::NoError;
-    QString m_errorString;
+    TarvexError m_failure; ///< Of the transaction under way or of opening: what failed last, and the reason.
     std::function<void(const QString&)> m_failureHandler;
 };
 

@@ -1,6 +1,7 @@
 #include "delivery.h"
 
 #include "busconnection.h"
+#include "failure.h"
 #include "outbox.h"
 #include "printable.h"
 #include "storage.h"
@@ -40,9 +41,9 @@ QString Delivery::freshUid()
 TarvexError Delivery::write(const std::function<bool()>& work)
 {
     m_posted.clear();
-    TarvexError error = m_storage.database().write(work);
+    TarvexError error = m_storage.write(work);
     const QMap<QString, int> posted = std::exchange(m_posted, {});
-    if (error.error() != TarvexError::NoError) {
+    if (isFailure(error)) {
         return error;
     }
     for (auto client = posted.cbegin(); client != posted.cend(); ++client) {

@@ -13,9 +13,11 @@
 #include <limits>
 #include <unistd.h>
 
+using tarvex::TarvexError;
 using tarvex::devbus::BusServer;
 using tarvex::devbus::ControlServer;
 using tarvex::devbus::ControlService;
+using tarvex::devbus::isFailure;
 using tarvex::devbus::SignalWatcher;
 
 namespace {
@@ -248,16 +250,18 @@ int run(const CommandLine& commandLine)
     BusServer server(options);
     QObject::connect(&server, &BusServer::traced, [](const QString& line) { printLine(STDERR_FILENO, line); });
     QObject::connect(&server, &BusServer::warning, complain);
-    if (!server.start()) {
-        complain(server.errorString());
+    const TarvexError error = server.start();
+    if (isFailure(error)) {
+        complain(error.description());
         return ExitFailure;
     }
     // After the server, which holds the ports: the socket of a bus that runs must not be taken away. It is the first to
     // go for the same reason.
     ControlService controlService(server);
     ControlServer controlServer([&](const QVariantMap& request) { return controlService.handle(request); });
-    if (!controlServer.open(ControlServer::defaultPath())) {
-        complain(QLatin1String("cannot open the control socket: ") + controlServer.errorString());
+    const TarvexError controlError = controlServer.open(ControlServer::defaultPath());
+    if (isFailure(controlError)) {
+        complain(QLatin1String("cannot open the control socket: ") + controlError.description());
     }
     SignalWatcher signalWatcher;
     if (!signalWatcher.errorString().isEmpty()) {

@@ -1,8 +1,11 @@
 #include "outbox.h"
 
+#include "failure.h"
 #include "storage.h"
 #include "wire/busframe_p.h"
 #include "wire/busterms_p.h"
+
+#include <optional>
 
 namespace tarvex::devbus {
 
@@ -54,8 +57,7 @@ void Outbox::acknowledge(const QVariantMap& envelope)
         }
     }
     // When this fails the message is pushed again, and acknowledged again.
-    if (ids.isEmpty()
-        || m_storage.database().write([&] { return m_storage.removeMessages(ids); }).error() != TarvexError::NoError) {
+    if (ids.isEmpty() || isFailure(m_storage.write([&] { return m_storage.removeMessages(ids); }))) {
         return;
     }
     settle(ids);
@@ -98,8 +100,8 @@ bool Outbox::pushLate()
 Outbox::Result Outbox::pushAgain(Pushed& pushed)
 {
     Storage::StoredMessage stored;
-    const TarvexError error = m_storage.database().read([&] { return m_storage.messageById(pushed.id, stored); });
-    if (error.error() != TarvexError::NoError) {
+    const TarvexError error = m_storage.read([&] { return m_storage.messageById(pushed.id, stored); });
+    if (isFailure(error)) {
         return Failed;
     }
     if (stored.id == 0) {
@@ -114,8 +116,8 @@ Outbox::Result Outbox::pushNext()
 {
     Storage::StoredMessage stored;
     const TarvexError error =
-        m_storage.database().read([&] { return m_storage.nextMessage(m_connection->client(), m_lastId, stored); });
-    if (error.error() != TarvexError::NoError) {
+        m_storage.read([&] { return m_storage.nextMessage(m_connection->client(), m_lastId, stored); });
+    if (isFailure(error)) {
         return Failed;
     }
     if (stored.id == 0) {
@@ -145,18 +147,20 @@ void Outbox::settle(const QList<qint64>& ids)
 
 void Outbox::scheduleNextPush(bool hasFailed)
 {
-    qint64 waitMs = hasFailed ? m_resendMs : -1;
-    if (!hasFailed && m_unacknowledged > 0 && !m_connection->isCongested()) {
+    std::optional<qint64> waitMs;
+    if (hasFailed) {
+        waitMs = m_resendMs;
+    } else if (m_unacknowledged > 0 && !m_connection->isCongested()) {
         qint64 oldestMs = m_clock.elapsed();
         for (const Pushed& pushed : m_pushed) {
             oldestMs = pushed.isAcknowledged ? oldestMs : qMin(oldestMs, pushed.pushedAtMs);
         }
         waitMs = qMax<qint64>(0, oldestMs + m_resendMs - m_clock.elapsed());
     }
-    if (waitMs < 0) {
-        m_timer.stop(); // nothing is under way, or the connection tells when it has room again
+    if (waitMs) {
+        m_timer.start(static_cast<int>(*waitMs));
     } else {
-        m_timer.start(static_cast<int>(waitMs));
+        m_timer.stop(); // nothing is under way, or the connection tells when it has room again
     }
 }
 

@@ -1,6 +1,7 @@
 #include "queryservice.h"
 
 #include "delivery.h"
+#include "failure.h"
 #include "storage.h"
 #include "values.h"
 #include "wire/busframe_p.h"
@@ -118,9 +119,9 @@ QueryService::Answer QueryService::loadState(const QString&, const QVariantMap& 
         return malformed();
     }
     QVariantMap state;
-    TarvexError error = m_storage.database().read(
-        [&] { return m_storage.loadState(data.value(busterms::KEY_OWNER).toString(), state); });
-    if (error.error() == TarvexError::NoError && state.isEmpty()) {
+    TarvexError error =
+        m_storage.read([&] { return m_storage.loadState(data.value(busterms::KEY_OWNER).toString(), state); });
+    if (!isFailure(error) && state.isEmpty()) {
         error = TarvexError(TarvexError::NoSettingsForClient, QStringLiteral("There is no state for client"));
     }
     return {error, state};
@@ -144,12 +145,12 @@ QueryService::Answer QueryService::loadSettings(const QString&, const QVariantMa
         return malformed();
     }
     QByteArray settings;
-    TarvexError error = m_storage.database().read(
-        [&] { return m_storage.loadSettings(data.value(busterms::KEY_OWNER).toString(), settings); });
-    if (error.error() == TarvexError::NoError && settings.isEmpty()) {
+    TarvexError error =
+        m_storage.read([&] { return m_storage.loadSettings(data.value(busterms::KEY_OWNER).toString(), settings); });
+    if (!isFailure(error) && settings.isEmpty()) {
         error = TarvexError(TarvexError::NoSettingsForClient);
     }
-    return {error, error.error() == TarvexError::NoError ? Storage::fromJson(settings) : QVariantMap()};
+    return {error, !isFailure(error) ? Storage::fromJson(settings) : QVariantMap()};
 }
 
 QueryService::Answer QueryService::loadSettingsList(const QString&, const QVariantMap& data)
@@ -160,7 +161,7 @@ QueryService::Answer QueryService::loadSettingsList(const QString&, const QVaria
     }
     QVariantList list;
     int size = 0;
-    const TarvexError error = m_storage.database().read([&] {
+    const TarvexError error = m_storage.read([&] {
         for (const QString& owner : qAsConst(owners)) {
             QByteArray settings;
             if (!m_storage.loadSettings(owner, settings)) {
@@ -176,7 +177,7 @@ QueryService::Answer QueryService::loadSettingsList(const QString&, const QVaria
         }
         return true;
     });
-    if (error.error() != TarvexError::NoError) {
+    if (isFailure(error)) {
         return {error, {}};
     }
     // A list in which all are missing is no other case than one in which some are. So a client can tell "there are
@@ -190,9 +191,9 @@ QueryService::Answer QueryService::removeSettings(const QString&, const QVariant
         return malformed();
     }
     bool wasThere = false;
-    const TarvexError error = m_storage.database().write(
-        [&] { return m_storage.removeSettings(data.value(busterms::KEY_OWNER).toString(), wasThere); });
-    if (error.error() == TarvexError::NoError && !wasThere) {
+    const TarvexError error =
+        m_storage.write([&] { return m_storage.removeSettings(data.value(busterms::KEY_OWNER).toString(), wasThere); });
+    if (!isFailure(error) && !wasThere) {
         return {TarvexError(TarvexError::NoSettingsForClient), {}};
     }
     return {error, {}};
@@ -204,7 +205,7 @@ QueryService::Answer QueryService::subscribe(const QString& client, const QVaria
     if (!readSubscriptions(data.value(busterms::KEY_PUBLISHERS), subscriptions)) {
         return malformed();
     }
-    return {m_storage.database().write([&] {
+    return {m_storage.write([&] {
                 bool isDone = true;
                 for (const Subscription& subscription : qAsConst(subscriptions)) {
                     isDone = isDone && m_storage.subscribe(client, subscription.first, subscription.second);
@@ -220,7 +221,7 @@ QueryService::Answer QueryService::unsubscribe(const QString& client, const QVar
     if (!readNames(data.value(busterms::KEY_PUBLISHERS), publishers)) {
         return malformed();
     }
-    return {m_storage.database().write([&] {
+    return {m_storage.write([&] {
                 bool isDone = true;
                 for (const QString& publisher : qAsConst(publishers)) {
                     isDone = isDone && m_storage.unsubscribe(client, publisher);

@@ -1,5 +1,7 @@
 #include "storage.h"
 
+#include "database.h"
+
 #include <QJsonDocument>
 #include <QJsonObject>
 
@@ -14,6 +16,30 @@ QByteArray toJson(const QVariantMap& record)
 
 } // namespace
 
+Storage::Storage(const QString& path) : m_database(std::make_unique<Database>(path)) { }
+
+Storage::~Storage() = default;
+
+TarvexError Storage::open()
+{
+    return m_database->open();
+}
+
+void Storage::setFailureHandler(const std::function<void(const QString&)>& handler)
+{
+    m_database->setFailureHandler(handler);
+}
+
+TarvexError Storage::read(const std::function<bool()>& work)
+{
+    return m_database->read(work);
+}
+
+TarvexError Storage::write(const std::function<bool()>& work)
+{
+    return m_database->write(work);
+}
+
 QVariantMap Storage::fromJson(const QByteArray& json)
 {
     return QJsonDocument::fromJson(json).object().toVariantMap();
@@ -21,8 +47,8 @@ QVariantMap Storage::fromJson(const QByteArray& json)
 
 bool Storage::saveState(const ClientState& state)
 {
-    return m_database.run(QStringLiteral("INSERT OR REPLACE INTO states (owner, record) VALUES (?, ?)"),
-                          {state.owner(), toJson(state.toVariantMap())});
+    return m_database->run(QStringLiteral("INSERT OR REPLACE INTO states (owner, record) VALUES (?, ?)"),
+                           {state.owner(), toJson(state.toVariantMap())});
 }
 
 bool Storage::loadState(const QString& owner, QVariantMap& state)
@@ -37,8 +63,8 @@ bool Storage::loadState(const QString& owner, QVariantMap& state)
 
 bool Storage::saveSettings(const ClientSettings& settings)
 {
-    return m_database.run(QStringLiteral("INSERT OR REPLACE INTO settings (owner, record) VALUES (?, ?)"),
-                          {settings.owner(), toJson(settings.toVariantMap())});
+    return m_database->run(QStringLiteral("INSERT OR REPLACE INTO settings (owner, record) VALUES (?, ?)"),
+                           {settings.owner(), toJson(settings.toVariantMap())});
 }
 
 bool Storage::loadSettings(const QString& owner, QByteArray& settings)
@@ -49,7 +75,7 @@ bool Storage::loadSettings(const QString& owner, QByteArray& settings)
 bool Storage::removeSettings(const QString& owner, bool& wasThere)
 {
     int removed = 0;
-    if (!m_database.run(QStringLiteral("DELETE FROM settings WHERE owner = ?"), {owner}, &removed)) {
+    if (!m_database->run(QStringLiteral("DELETE FROM settings WHERE owner = ?"), {owner}, &removed)) {
         return false;
     }
     wasThere = removed > 0;
@@ -58,15 +84,15 @@ bool Storage::removeSettings(const QString& owner, bool& wasThere)
 
 bool Storage::subscribe(const QString& client, const QString& publisher, int goals)
 {
-    return m_database.run(
+    return m_database->run(
         QStringLiteral("INSERT OR REPLACE INTO subscriptions (client, publisher, goals) VALUES (?, ?, ?)"),
         {client, publisher, goals});
 }
 
 bool Storage::unsubscribe(const QString& client, const QString& publisher)
 {
-    return m_database.run(QStringLiteral("DELETE FROM subscriptions WHERE client = ? AND publisher = ?"),
-                          {client, publisher});
+    return m_database->run(QStringLiteral("DELETE FROM subscriptions WHERE client = ? AND publisher = ?"),
+                           {client, publisher});
 }
 
 bool Storage::subscribers(const QString& publisher, int goal, QStringList& clients)
@@ -78,30 +104,26 @@ bool Storage::subscribers(const QString& publisher, int goal, QStringList& clien
 
 bool Storage::addMessage(const QString& client, const Message& message)
 {
-    return m_database.run(QStringLiteral("INSERT INTO messages (client, record) VALUES (?, ?)"),
-                          {client, toJson(message.toVariantMap())});
+    return m_database->run(QStringLiteral("INSERT INTO messages (client, record) VALUES (?, ?)"),
+                           {client, toJson(message.toVariantMap())});
 }
 
 bool Storage::nextMessage(const QString& client, qint64 afterId, StoredMessage& message)
 {
-    Database::Rows rows;
-    return m_database.select(
-               QStringLiteral("SELECT id, record FROM messages WHERE client = ? AND id > ? ORDER BY id LIMIT 1"),
-               {client, afterId}, rows)
-        && readMessage(rows, message);
+    return selectMessage(
+        QStringLiteral("SELECT id, record FROM messages WHERE client = ? AND id > ? ORDER BY id LIMIT 1"),
+        {client, afterId}, message);
 }
 
 bool Storage::messageById(qint64 id, StoredMessage& message)
 {
-    Database::Rows rows;
-    return m_database.select(QStringLiteral("SELECT id, record FROM messages WHERE id = ?"), {id}, rows)
-        && readMessage(rows, message);
+    return selectMessage(QStringLiteral("SELECT id, record FROM messages WHERE id = ?"), {id}, message);
 }
 
 bool Storage::removeMessages(const QList<qint64>& ids)
 {
     for (const qint64 id : ids) {
-        if (!m_database.run(QStringLiteral("DELETE FROM messages WHERE id = ?"), {id})) {
+        if (!m_database->run(QStringLiteral("DELETE FROM messages WHERE id = ?"), {id})) {
             return false;
         }
     }
@@ -111,9 +133,9 @@ bool Storage::removeMessages(const QList<qint64>& ids)
 bool Storage::trimMessages(const QString& client, int keep, int& dropped)
 {
     // The newest message that is one too many, and all before it.
-    return m_database.run(QStringLiteral("DELETE FROM messages WHERE client = ? AND id <= (SELECT id FROM messages "
-                                         "WHERE client = ? ORDER BY id DESC LIMIT 1 OFFSET ?)"),
-                          {client, client, keep}, &dropped);
+    return m_database->run(QStringLiteral("DELETE FROM messages WHERE client = ? AND id <= (SELECT id FROM messages "
+                                          "WHERE client = ? ORDER BY id DESC LIMIT 1 OFFSET ?)"),
+                           {client, client, keep}, &dropped);
 }
 
 bool Storage::holdings(QMap<QString, Holdings>& holdings)
@@ -123,9 +145,9 @@ bool Storage::holdings(QMap<QString, Holdings>& holdings)
     Database::Rows subscriptions;
     Database::Rows messages;
     if (!settingsOwners(withSettings) || !stateOwners(withState)
-        || !m_database.select(QStringLiteral("SELECT client, count(*) FROM subscriptions GROUP BY client"), {},
-                              subscriptions)
-        || !m_database.select(QStringLiteral("SELECT client, count(*) FROM messages GROUP BY client"), {}, messages)) {
+        || !m_database->select(QStringLiteral("SELECT client, count(*) FROM subscriptions GROUP BY client"), {},
+                               subscriptions)
+        || !m_database->select(QStringLiteral("SELECT client, count(*) FROM messages GROUP BY client"), {}, messages)) {
         return false;
     }
     for (const QString& owner : qAsConst(withSettings)) {
@@ -146,10 +168,10 @@ bool Storage::holdings(QMap<QString, Holdings>& holdings)
 bool Storage::hasStored(const QString& client, bool& hasStored)
 {
     Database::Rows rows;
-    if (!m_database.select(QStringLiteral("SELECT EXISTS (SELECT 1 FROM settings WHERE owner = ?) "
-                                          "OR EXISTS (SELECT 1 FROM states WHERE owner = ?) "
-                                          "OR EXISTS (SELECT 1 FROM subscriptions WHERE client = ?)"),
-                           {client, client, client}, rows)) {
+    if (!m_database->select(QStringLiteral("SELECT EXISTS (SELECT 1 FROM settings WHERE owner = ?) "
+                                           "OR EXISTS (SELECT 1 FROM states WHERE owner = ?) "
+                                           "OR EXISTS (SELECT 1 FROM subscriptions WHERE client = ?)"),
+                            {client, client, client}, rows)) {
         return false;
     }
     hasStored = rows.value(0).value(0).toBool();
@@ -169,7 +191,7 @@ bool Storage::stateOwners(QStringList& owners)
 bool Storage::selectNames(const QString& sql, const QVariantList& values, QStringList& names)
 {
     Database::Rows rows;
-    if (!m_database.select(sql, values, rows)) {
+    if (!m_database->select(sql, values, rows)) {
         return false;
     }
     for (const QVariantList& row : qAsConst(rows)) {
@@ -181,7 +203,7 @@ bool Storage::selectNames(const QString& sql, const QVariantList& values, QStrin
 bool Storage::loadRecord(const QString& sql, const QString& owner, QByteArray& json)
 {
     Database::Rows rows;
-    if (!m_database.select(sql, {owner}, rows)) {
+    if (!m_database->select(sql, {owner}, rows)) {
         return false;
     }
     if (rows.isEmpty()) {
@@ -189,18 +211,22 @@ bool Storage::loadRecord(const QString& sql, const QString& owner, QByteArray& j
         return true;
     }
     json = rows.first().value(0).toByteArray();
-    return !fromJson(json).isEmpty() || m_database.reportDamage(QStringLiteral("a record cannot be read"));
+    return !fromJson(json).isEmpty() || m_database->reportDamage(QStringLiteral("a record cannot be read"));
 }
 
-bool Storage::readMessage(const Database::Rows& rows, StoredMessage& message)
+bool Storage::selectMessage(const QString& sql, const QVariantList& values, StoredMessage& message)
 {
+    Database::Rows rows;
+    if (!m_database->select(sql, values, rows)) {
+        return false;
+    }
     message = {};
     if (rows.isEmpty()) {
         return true;
     }
     const QVariantMap record = fromJson(rows.first().value(1).toByteArray());
     if (record.isEmpty()) {
-        return m_database.reportDamage(QStringLiteral("a message cannot be read"));
+        return m_database->reportDamage(QStringLiteral("a message cannot be read"));
     }
     message.id = rows.first().value(0).toLongLong();
     message.message = Message::fromVariantMap(record);

@@ -1,7 +1,6 @@
 #ifndef STORAGE_H
 #define STORAGE_H
 
-#include "database.h"
 #include "records/clientsettings.h"
 #include "records/clientstate.h"
 #include "records/message.h"
@@ -15,19 +14,42 @@
 #include <QStringList>
 #include <QVariantMap>
 
+#include <functional>
+#include <memory>
+
 namespace tarvex::devbus {
+
+class Database;
 
 /// What the bus keeps: the clients' states, settings and subscriptions, and the messages not yet acknowledged.
 ///
-/// The operations are the steps of a transaction: they are called inside the work given to database().read() or
-/// write(), and return false when the storage failed, which ends the transaction. Nothing found is no failure.
+/// Used in the thread that opened it. Everything is read and written in transactions, which read() and write() run. The
+/// operations after them are the steps of a transaction: they are called inside the work, and return false when the
+/// storage failed, which ends the transaction. Nothing found is no failure.
+///
+/// \code
+/// QVariantMap state;
+/// const TarvexError error = storage.read([&] { return storage.loadState(owner, state); });
+/// \endcode
 class Storage
 {
 public:
-    /// An empty \a path means memory.
-    explicit Storage(const QString& path) : m_database(path) { }
+    /// An empty \a path means memory. Nothing is opened yet.
+    explicit Storage(const QString& path);
+    ~Storage();
+    Q_DISABLE_COPY_MOVE(Storage)
 
-    Database& database() { return m_database; }
+    /// Opens or creates the file. A file that cannot be used is left as it is.
+    /// \return why it cannot be used, or NoError.
+    TarvexError open();
+
+    /// Called with the reason of each transaction that fails from now on.
+    void setFailureHandler(const std::function<void(const QString&)>& handler);
+
+    /// Runs \a work in one transaction, which is committed when it returns true and undone otherwise.
+    /// \return NoError once it is committed; InvalidDataStorage or StorageAccessError otherwise.
+    TarvexError read(const std::function<bool()>& work);
+    TarvexError write(const std::function<bool()>& work);
 
     /// A record's wire form from its JSON text; empty when that is no object, as no record of ours is.
     static QVariantMap fromJson(const QByteArray& json);
@@ -83,9 +105,9 @@ public:
 private:
     bool selectNames(const QString& sql, const QVariantList& values, QStringList& names);
     bool loadRecord(const QString& sql, const QString& owner, QByteArray& json);
-    bool readMessage(const Database::Rows& rows, StoredMessage& message);
+    bool selectMessage(const QString& sql, const QVariantList& values, StoredMessage& message);
 
-    Database m_database;
+    const std::unique_ptr<Database> m_database;
 };
 
 } // namespace tarvex::devbus

@@ -15,13 +15,14 @@ bool BusHost::start()
     if (!makeServer()) {
         return false;
     }
-    bool isDone = false;
-    QString errorString;
+    TarvexError error;
     m_server->call([&](BusServer& server) {
-        isDone = server.start() && server.setListening(true);
-        errorString = server.errorString();
+        error = server.start();
+        if (!devbus::isFailure(error)) {
+            error = server.setListening(true);
+        }
     });
-    return isDone || fail(errorString);
+    return !devbus::isFailure(error) || fail(error.description());
 }
 
 void BusHost::stop()
@@ -46,13 +47,9 @@ bool BusHost::setListening(bool isListening)
     if (!isRunning()) {
         return fail(QStringLiteral("the bus is not running"));
     }
-    bool isDone = false;
-    QString errorString;
-    m_server->call([&](BusServer& server) {
-        isDone = server.setListening(isListening);
-        errorString = server.errorString();
-    });
-    return isDone || fail(errorString);
+    TarvexError error;
+    m_server->call([&](BusServer& server) { error = server.setListening(isListening); });
+    return !devbus::isFailure(error) || fail(error.description());
 }
 
 /// Looks again after whatever the loop has done. No loop is entered for good: a service that quits the application

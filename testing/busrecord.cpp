@@ -13,7 +13,7 @@ namespace tarvex::testing {
 void BusRecord::observe(BusServer& server)
 {
     connect(&server, &BusServer::requestHandled, &server,
-            [this](const QString& client, const QString& operation, int code, const QVariantMap& data) {
+            [this](const QString& client, const QString& operation, std::optional<int> code, const QVariantMap& data) {
                 add(client, operation, code, data);
             });
     connect(&server, &BusServer::messageAcknowledged, &server, [this](const QString&, const QString& uid) {
@@ -84,7 +84,7 @@ bool BusRecord::event(QEvent* event)
     return true;
 }
 
-void BusRecord::add(const QString& client, const QString& operation, int code, const QVariantMap& data)
+void BusRecord::add(const QString& client, const QString& operation, std::optional<int> code, const QVariantMap& data)
 {
     const std::lock_guard<std::mutex> lock(m_mutex);
     m_requests.append({++m_lastNumber, client, operation, data, code});

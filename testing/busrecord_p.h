@@ -11,6 +11,7 @@
 #include <QVariantMap>
 
 #include <mutex>
+#include <optional>
 
 namespace tarvex::testing {
 
@@ -25,7 +26,7 @@ public:
         QString client;
         QString operation;
         QVariantMap data;
-        int code = 0; ///< Of the reply, or BusServer::SILENCE.
+        std::optional<int> code; ///< Of the reply; empty when there was none.
     };
 
     /// Takes down what \a server tells from now on. Called in the server's thread.
@@ -47,7 +48,7 @@ public:
     bool event(QEvent* event) override;
 
 private:
-    void add(const QString& client, const QString& operation, int code, const QVariantMap& data);
+    void add(const QString& client, const QString& operation, std::optional<int> code, const QVariantMap& data);
     void setClients(const QStringList& queryClients, const QStringList& receiverClients);
     void wakeUp();
 

@@ -10,7 +10,6 @@
 #include <algorithm>
 
 using tarvex::devbus::BusConnection;
-using tarvex::devbus::BusServer;
 using tarvex::devbus::MAX_SHOWN_NAME_LENGTH;
 using tarvex::devbus::printable;
 
@@ -70,13 +69,12 @@ bool isLogLine(const BusRecord::Request& request)
     return message.reciever() == BUSNAME_TERMINAL_GUI && commandIn(message) == busterms::COMMAND_SHOW_LOG_MESSAGE;
 }
 
-QString outcome(int code)
+QString outcome(std::optional<int> code)
 {
     if (code == 0) {
         return {};
     }
-    return code == BusServer::SILENCE ? QStringLiteral(" (not answered)")
-                                      : QStringLiteral(" (refused with %1)").arg(code);
+    return code ? QStringLiteral(" (refused with %1)").arg(*code) : QStringLiteral(" (not answered)");
 }
 
 QString describeRequest(const BusRecord::Request& request)

@@ -9,8 +9,8 @@ BusThread::BusThread(const BusServer::Options& options) : m_thread(options)
 {
     m_thread.call([this](BusServer& server) {
         record(server);
-        m_isRunning = server.start();
-        m_errorString = server.errorString();
+        m_errorString = server.start().description();
+        m_isRunning = server.isRunning();
     });
 }
 
@@ -72,12 +72,13 @@ bool BusThread::waitForClients(BusConnection::Port port, const QStringList& name
 /// Called in the bus's thread, where the server emits.
 void BusThread::record(BusServer& server)
 {
-    QObject::connect(&server, &BusServer::requestHandled, &server,
-                     [this](const QString& client, const QString& operation, int code, const QVariantMap& data) {
-                         const std::lock_guard<std::mutex> lock(m_mutex);
-                         m_handled.append({client, operation, code, data});
-                         m_changed.notify_all();
-                     });
+    QObject::connect(
+        &server, &BusServer::requestHandled, &server,
+        [this](const QString& client, const QString& operation, std::optional<int> code, const QVariantMap& data) {
+            const std::lock_guard<std::mutex> lock(m_mutex);
+            m_handled.append({client, operation, code, data});
+            m_changed.notify_all();
+        });
     QObject::connect(&server, &BusServer::messageAcknowledged, &server, [this](const QString&, const QString& uid) {
         const std::lock_guard<std::mutex> lock(m_mutex);
         m_acknowledged.append(uid);

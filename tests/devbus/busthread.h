@@ -11,6 +11,7 @@
 #include <condition_variable>
 #include <functional>
 #include <mutex>
+#include <optional>
 
 /// A bus server in a thread of its own, from construction to destruction, and what it has told.
 class BusThread
@@ -20,7 +21,7 @@ public:
     {
         QString client;
         QString operation;
-        int code = 0;
+        std::optional<int> code; ///< Empty when there was no reply.
         QVariantMap data;
     };
 
@@ -28,6 +29,7 @@ public:
 
     bool isRunning() const { return m_isRunning; }
 
+    /// Why it does not run.
     QString errorString() const { return m_errorString; }
 
     /// Does \a work in the server's thread.

@@ -1,6 +1,7 @@
 #include "controlserver.h"
 
 #include "controlconnection.h"
+#include "failure.h"
 #include "literals.h"
 
 #include <QCoreApplication>
@@ -23,8 +24,10 @@
 #include <unistd.h>
 #include <vector>
 
+using tarvex::TarvexError;
 using tarvex::devbus::ControlConnection;
 using tarvex::devbus::ControlServer;
+using tarvex::devbus::isFailure;
 
 namespace {
 
@@ -224,14 +227,13 @@ void TstControlServer::defaultPath_noPrivateFolder_isEmpty()
     qunsetenv("TMPDIR");
     QCOMPARE(path, QString());
     ControlServer server(answerTo);
-    QVERIFY(!server.open(path));
-    QVERIFY(!server.errorString().isEmpty());
+    QCOMPARE(server.open(path).description(), u"there is no folder for it that belongs to this user alone"_s);
 }
 
 void TstControlServer::open_isForThisUserOnly()
 {
     ControlServer server(answerTo);
-    QVERIFY2(server.open(path()), qPrintable(server.errorString()));
+    QCOMPARE(server.open(path()).description(), QString());
     QCOMPARE(modeOf(path()), static_cast<mode_t>(S_IFSOCK | 0600));
 }
 
@@ -239,7 +241,7 @@ void TstControlServer::open_replacesWhatAKilledBusLeft()
 {
     QVERIFY(leaveSocket(path()));
     ControlServer server(answerTo);
-    QVERIFY2(server.open(path()), qPrintable(server.errorString()));
+    QCOMPARE(server.open(path()).description(), QString());
     QCOMPARE(ask("{\"request\":\"echo\",\"count\":0}\n"), QByteArray("{\"done\":true}\n"));
 }
 
@@ -254,16 +256,17 @@ void TstControlServer::open_failure_saysWhy()
 {
     QFETCH(QString, path);
     ControlServer server(answerTo);
-    QVERIFY(!server.open(path));
-    QVERIFY2(server.errorString().contains(path), qPrintable(server.errorString()));
-    QVERIFY(!server.errorString().contains(QLatin1Char('\n')));
+    const TarvexError error = server.open(path);
+    QVERIFY(isFailure(error));
+    QVERIFY2(error.description().contains(path), qPrintable(error.description()));
+    QVERIFY(!error.description().contains(QLatin1Char('\n')));
 }
 
 void TstControlServer::end_removesSocket()
 {
     {
         ControlServer server(answerTo);
-        QVERIFY(server.open(path()));
+        QVERIFY(!isFailure(server.open(path())));
         QLocalSocket client;
         client.connectToServer(path());
         QTRY_COMPARE_WITH_TIMEOUT(server.clientCount(), 1, PATIENCE_MS);
@@ -274,7 +277,7 @@ void TstControlServer::end_removesSocket()
 void TstControlServer::request_isAnsweredWithItemsAndEnd()
 {
     ControlServer server(answerTo);
-    QVERIFY(server.open(path()));
+    QVERIFY(!isFailure(server.open(path())));
     QCOMPARE(ask("{\"request\":\"echo\",\"text\":\"a\\nb\",\"count\":2}\n", 3),
              QByteArray("{\"item\":{\"text\":\"a\\nb\"}}\n{\"item\":{\"text\":\"a\\nb\"}}\n{\"done\":true}\n"));
     QTRY_COMPARE_WITH_TIMEOUT(server.clientCount(), 0, PATIENCE_MS);
@@ -283,7 +286,7 @@ void TstControlServer::request_isAnsweredWithItemsAndEnd()
 void TstControlServer::request_inPieces_isAnswered()
 {
     ControlServer server(answerTo);
-    QVERIFY(server.open(path()));
+    QVERIFY(!isFailure(server.open(path())));
     QLocalSocket client;
     client.connectToServer(path());
     client.write("{\"request\":\"ec");
@@ -297,7 +300,7 @@ void TstControlServer::request_inPieces_isAnswered()
 void TstControlServer::requests_severalAtOnce_areAnsweredInOrder()
 {
     ControlServer server(answerTo);
-    QVERIFY(server.open(path()));
+    QVERIFY(!isFailure(server.open(path())));
     QCOMPARE(ask("{\"request\":\"echo\",\"text\":1}\n{\"request\":\"dance\"}\n{\"request\":\"echo\",\"text\":2}\n", 5),
              QByteArray("{\"item\":{\"text\":1}}\n{\"done\":true}\n{\"error\":\"no such request\"}\n"
                         "{\"item\":{\"text\":2}}\n{\"done\":true}\n"));
@@ -318,7 +321,7 @@ void TstControlServer::request_wrong_getsError()
 {
     QFETCH(QByteArray, line);
     ControlServer server(answerTo);
-    QVERIFY(server.open(path()));
+    QVERIFY(!isFailure(server.open(path())));
     QCOMPARE(ask(line + "{\"request\":\"echo\",\"count\":0}\n", 2),
              QByteArray("{\"error\":\"a request must be a JSON object on one line\"}\n{\"done\":true}\n"));
 }
@@ -326,7 +329,7 @@ void TstControlServer::request_wrong_getsError()
 void TstControlServer::request_tooLong_endsTheConnection()
 {
     ControlServer server(answerTo);
-    QVERIFY(server.open(path()));
+    QVERIFY(!isFailure(server.open(path())));
     QLocalSocket client;
     client.connectToServer(path());
     client.write(QByteArray(ControlConnection::MAX_REQUEST_LENGTH + 1, 'x'));
@@ -338,7 +341,7 @@ void TstControlServer::request_tooLong_endsTheConnection()
 void TstControlServer::request_longest_isAnswered()
 {
     ControlServer server(answerTo);
-    QVERIFY(server.open(path()));
+    QVERIFY(!isFailure(server.open(path())));
     QByteArray request("{\"request\":\"echo\",\"count\":0}");
     request += QByteArray(ControlConnection::MAX_REQUEST_LENGTH - request.size(), ' ');
     QCOMPARE(ask(request + '\n'), QByteArray("{\"done\":true}\n"));
@@ -360,7 +363,7 @@ void TstControlServer::requests_beforeHalfClose_areAnswered()
     QFETCH(int, count);
     QFETCH(QByteArray, rest);
     ControlServer server(answerTo);
-    QVERIFY(server.open(path()));
+    QVERIFY(!isFailure(server.open(path())));
     const PlainClient client(path());
     QVERIFY(client.sendAndClose(QByteArray("{\"request\":\"echo\",\"count\":0}\n").repeated(count) + rest));
     QByteArray answers;
@@ -377,7 +380,7 @@ void TstControlServer::requests_halfClosedAndSlow_areAnswered()
         answered += request.contains(u"text"_s) ? 1 : 0;
         return answerTo(request);
     });
-    QVERIFY(server.open(path()));
+    QVERIFY(!isFailure(server.open(path())));
     const PlainClient client(path());
     const QByteArray request = "{\"request\":\"echo\",\"text\":\"" + QByteArray(1000, 'x') + "\",\"count\":500}\n";
     QVERIFY(client.sendAndClose(request.repeated(REQUESTS)));
@@ -400,7 +403,7 @@ void TstControlServer::client_thatLeaves_isAskedNoMore()
         ++answered;
         return answerTo(request);
     });
-    QVERIFY(server.open(path()));
+    QVERIFY(!isFailure(server.open(path())));
     {
         const PlainClient client(path());
         QVERIFY(client.sendAndClose(QByteArray("{\"request\":\"echo\",\"count\":0}\n").repeated(REQUESTS)));
@@ -413,7 +416,7 @@ void TstControlServer::client_thatLeaves_isAskedNoMore()
 void TstControlServer::clients_tooMany_areClosed()
 {
     ControlServer server(answerTo);
-    QVERIFY(server.open(path()));
+    QVERIFY(!isFailure(server.open(path())));
     std::vector<std::unique_ptr<QLocalSocket>> clients;
     for (int number = 0; number < ControlServer::MAX_CLIENTS; ++number) {
         clients.push_back(std::make_unique<QLocalSocket>());
@@ -436,7 +439,7 @@ void TstControlServer::client_thatTakesNothing_isAskedNoMore()
         answered += request.contains(u"text"_s) ? 1 : 0;
         return answerTo(request);
     });
-    QVERIFY(server.open(path()));
+    QVERIFY(!isFailure(server.open(path())));
     QLocalSocket client;
     client.setReadBufferSize(1);
     client.connectToServer(path());

@@ -1,0 +1,178 @@
+#include "commandline.h"
+
+#include <QCommandLineParser>
+#include <QCoreApplication>
+#include <QDir>
+#include <QFileInfo>
+
+#include <algorithm>
+#include <limits>
+
+namespace tarvex::devbus {
+
+namespace {
+
+/// Relative paths in these variables are void, as the base directory rules have it.
+QString stateFolder()
+{
+    const QString folder = qEnvironmentVariable("XDG_STATE_HOME");
+    return QDir::isAbsolutePath(folder) ? folder : QDir::homePath() + QLatin1String("/.local/state");
+}
+
+QString defaultStorage()
+{
+    return QDir::cleanPath(stateFolder() + QLatin1String("/tarvex-devbus/bus.sqlite"));
+}
+
+struct Parser : QCommandLineParser
+{
+    Parser();
+
+    QList<QCommandLineOption> options() const { return {storage, memory, keep, trace, help, version}; }
+
+    const QCommandLineOption storage{
+        QStringLiteral("storage"),
+        QStringLiteral("Store in <file>; it is created when it does not exist, its folder is not."),
+        QStringLiteral("file")};
+    const QCommandLineOption memory{QStringLiteral("memory"),
+                                    QStringLiteral("Store in memory: everything is gone when the program ends.")};
+    const QCommandLineOption keep{
+        QStringLiteral("keep"),
+        QStringLiteral("Keep at most <number> messages for each absent client; the oldest go first. Default: 1000"),
+        QStringLiteral("number"), QStringLiteral("1000")};
+    const QCommandLineOption trace{QStringLiteral("trace"), QStringLiteral("Show every frame, decoded, on stderr.")};
+    const QCommandLineOption help{{QStringLiteral("h"), QStringLiteral("help")},
+                                  QStringLiteral("Show this text and exit.")};
+    const QCommandLineOption version{{QStringLiteral("V"), QStringLiteral("version")},
+                                     QStringLiteral("Show the version and exit.")};
+};
+
+Parser::Parser()
+{
+    setApplicationDescription(
+        QStringLiteral("The development bus server: a Tarvex bus for desks and tests, on 127.0.0.1\n"
+                       "ports 45535 and 45537. Not for devices."));
+    addOptions(options());
+}
+
+CommandLine wrongUse(const QString& text)
+{
+    CommandLine commandLine;
+    commandLine.complaint = text + QLatin1String("; see --help");
+    return commandLine;
+}
+
+CommandLine answered(const QString& text)
+{
+    CommandLine commandLine;
+    commandLine.answer = text;
+    return commandLine;
+}
+
+/// The options for the run; what is wrong with them is told instead.
+CommandLine interpret(const Parser& parser)
+{
+    if (!parser.positionalArguments().isEmpty()) {
+        return wrongUse(QStringLiteral("unexpected argument \"%1\"").arg(parser.positionalArguments().constFirst()));
+    }
+    if (parser.isSet(parser.storage) && parser.isSet(parser.memory)) {
+        return wrongUse(QStringLiteral("--storage and --memory exclude each other"));
+    }
+    if (parser.isSet(parser.storage) && parser.value(parser.storage).isEmpty()) {
+        return wrongUse(QStringLiteral("--storage needs the name of a file"));
+    }
+    CommandLine commandLine;
+    bool isNumber = false;
+    commandLine.options.keep = parser.value(parser.keep).toInt(&isNumber);
+    if (!isNumber || commandLine.options.keep < 0) {
+        return wrongUse(QStringLiteral("--keep must be a whole number from 0 to %1, not \"%2\"")
+                            .arg(QString::number(std::numeric_limits<int>::max()), parser.value(parser.keep)));
+    }
+    commandLine.options.isTracing = parser.isSet(parser.trace);
+    commandLine.isDefaultStorage = !parser.isSet(parser.storage) && !parser.isSet(parser.memory);
+    if (commandLine.isDefaultStorage) {
+        commandLine.options.storagePath = defaultStorage();
+    } else if (parser.isSet(parser.storage)) {
+        commandLine.options.storagePath = QFileInfo(parser.value(parser.storage)).absoluteFilePath();
+    }
+    return commandLine;
+}
+
+/// An option that is given more than once; empty when there is none.
+QString repeatedOption(const Parser& parser)
+{
+    const QStringList given = parser.optionNames();
+    const QList<QCommandLineOption> options = parser.options();
+    for (const QCommandLineOption& option : options) {
+        const QStringList names = option.names();
+        int count = 0;
+        for (const QString& name : names) {
+            count += given.count(name);
+        }
+        if (count > 1) {
+            return names.constLast();
+        }
+    }
+    return QString();
+}
+
+/// What is wrong with the options themselves; empty when nothing is.
+QString optionError(const Parser& parser, bool isParsed)
+{
+    const QStringList unknown = parser.unknownOptionNames();
+    if (!unknown.isEmpty()) {
+        const QString& name = unknown.constFirst();
+        return (name.size() == 1 ? QStringLiteral("unknown option \"-%1\"") : QStringLiteral("unknown option \"--%1\""))
+            .arg(name);
+    }
+    if (!isParsed) {
+        const QString text = parser.errorText(); // a sentence, with a full stop
+        return text.endsWith(QLatin1Char('.')) ? text.chopped(1) : text;
+    }
+    const QString repeated = repeatedOption(parser);
+    return repeated.isEmpty() ? QString() : QStringLiteral("--%1 is given more than once").arg(repeated);
+}
+
+/// The first line of Qt's own text names the program by its path, however long that is.
+QString helpText(const Parser& parser)
+{
+    return QStringLiteral("Usage: tarvex-devbus [options]\n%1\n\n"
+                          "Without --storage and --memory it stores in\n%2\n\n"
+                          "Exit status:\n"
+                          "  0  ended by SIGTERM or SIGINT; after --help and --version\n"
+                          "  1  it could not start, or stdout could not be written\n"
+                          "  2  wrong use")
+        .arg(parser.helpText().section(QLatin1Char('\n'), 1).trimmed(), defaultStorage());
+}
+
+/// Qt replaces what is no text, and the storage would have another name than the one that was given.
+bool areTexts(int argc, char** argv)
+{
+    return std::all_of(argv + qMin(argc, 1), argv + argc,
+                       [](const char* argument) { return QString::fromLocal8Bit(argument).toLocal8Bit() == argument; });
+}
+
+} // namespace
+
+CommandLine readCommandLine(int argc, char** argv)
+{
+    if (!areTexts(argc, argv)) {
+        return wrongUse(QStringLiteral("an argument is no text"));
+    }
+    Parser parser;
+    const bool isParsed = parser.parse(QCoreApplication::arguments());
+    const QString error = optionError(parser, isParsed);
+    if (!error.isEmpty()) {
+        return wrongUse(error);
+    }
+    if (parser.isSet(parser.help)) {
+        return answered(helpText(parser));
+    }
+    const CommandLine commandLine = interpret(parser);
+    if (!commandLine.complaint && parser.isSet(parser.version)) {
+        return answered(QLatin1String("tarvex-devbus ") + QCoreApplication::applicationVersion());
+    }
+    return commandLine;
+}
+
+} // namespace tarvex::devbus

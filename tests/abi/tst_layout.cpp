@@ -1,3 +1,4 @@
+#include "client/queryoutcome.h"
 #include "client/supportedclients.h"
 #include "client/tarvexcontroller.h"
 #include "client/tarvexmessagesreciever.h"
@@ -112,6 +113,7 @@ void TstLayout::class_hasItsSize_data()
     row<commitstate>("commitstate", 1);
     row<StateCatcher>("StateCatcher", 1);
     row<tarvex::TarvexLogCreator>("tarvex::TarvexLogCreator", 24);
+    row<tarvex::QueryOutcome>("tarvex::QueryOutcome", 16);
     row<tarvex::TarvexController>("tarvex::TarvexController", 32);
     row<tarvex::TarvexMessagesReciever>("tarvex::TarvexMessagesReciever", 96);
     row<tarvex::TarvexMsgWorker>("tarvex::TarvexMsgWorker", 112);
@@ -142,6 +144,14 @@ void TstLayout::enumerator_hasItsValue_data()
     value(tarvex::TarvexError::Error::InvalidDataStorage, "TarvexError", 256);
     value(tarvex::TarvexError::Error::StorageAccessError, "TarvexError", 512);
     value(tarvex::ClientState::EStateType::NoStateType, "EStateType", -1);
+    value(tarvex::QueryOutcome::Kind::Done, "QueryOutcome", 0);
+    value(tarvex::QueryOutcome::Kind::NotOpen, "QueryOutcome", 1);
+    value(tarvex::QueryOutcome::Kind::Unreachable, "QueryOutcome", 2);
+    value(tarvex::QueryOutcome::Kind::HandshakeRefused, "QueryOutcome", 3);
+    value(tarvex::QueryOutcome::Kind::Refused, "QueryOutcome", 4);
+    value(tarvex::QueryOutcome::Kind::Lost, "QueryOutcome", 5);
+    value(tarvex::QueryOutcome::Kind::TimedOut, "QueryOutcome", 6);
+    value(tarvex::QueryOutcome::Kind::NotUnderstood, "QueryOutcome", 7);
 #ifdef HAS_TESTING_KIT
     value(tarvex::testing::TestBus::Connections::Both, "Connections", 0);
     value(tarvex::testing::TestBus::Connections::Query, "Connections", 1);

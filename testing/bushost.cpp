@@ -1,7 +1,5 @@
 #include "bushost_p.h"
 
-#include "waitreport_p.h"
-
 #include <QCoreApplication>
 #include <QEventLoop>
 #include <QTimer>
@@ -22,7 +20,7 @@ bool BusHost::start()
             error = server.setListening(true);
         }
     });
-    return !devbus::isFailure(error) || fail(error.description());
+    return succeeds(error);
 }
 
 void BusHost::stop()
@@ -49,7 +47,7 @@ bool BusHost::setListening(bool isListening)
     }
     TarvexError error;
     m_server->call([&](BusServer& server) { error = server.setListening(isListening); });
-    return !devbus::isFailure(error) || fail(error.description());
+    return succeeds(error);
 }
 
 /// Looks again after whatever the loop has done. No loop is entered for good: a service that quits the application
@@ -70,6 +68,28 @@ bool BusHost::waitUntil(const std::function<bool()>& condition, int timeoutMs, c
     return true;
 }
 
+bool BusHost::waitForRequest(const Judge& judge, int timeoutMs, WaitReport report)
+{
+    qint64 lookedAt = 0;
+    const auto search = [&] {
+        const QList<BusRequest> requests = m_record.requestsAfter(lookedAt);
+        for (const BusRequest& request : requests) {
+            lookedAt = request.number;
+            const Verdict verdict = judge(request);
+            // A test's filter that waits itself may have taken the request from the record.
+            if (verdict == Verdict::Leave || !m_record.remove(request.number)) {
+                continue;
+            }
+            if (verdict == Verdict::Take) {
+                return true;
+            }
+            report.addRejected(request);
+        }
+        return false;
+    };
+    return waitUntil(search, timeoutMs, report);
+}
+
 void BusHost::dropConnections(const QString& client)
 {
     if (m_server) {
@@ -77,22 +97,20 @@ void BusHost::dropConnections(const QString& client)
     }
 }
 
-bool BusHost::perform(const QString& client, const QString& operation, const QVariantMap& data, QVariantMap* answer)
+std::optional<QVariantMap> BusHost::perform(const QString& client, const QString& operation, const QVariantMap& data)
 {
     if (!isRunning()) {
-        return fail(QStringLiteral("%1: the bus is not running").arg(operation));
+        fail(QStringLiteral("%1: the bus is not running").arg(operation));
+        return std::nullopt;
     }
     TarvexError error;
-    QVariantMap answerData;
-    m_server->call([&](BusServer& server) { error = server.perform(client, operation, data, answerData); });
-    if (error.error() != TarvexError::NoError) {
-        return fail(QStringLiteral("%1: refused with %2, \"%3\"")
-                        .arg(operation, QString::number(error.error()), error.description()));
+    QVariantMap answer;
+    m_server->call([&](BusServer& server) { error = server.perform(client, operation, data, answer); });
+    if (devbus::isFailure(error)) {
+        fail(operation + QLatin1String(": ") + refusal(error));
+        return std::nullopt;
     }
-    if (answer) {
-        *answer = answerData;
-    }
-    return true;
+    return answer;
 }
 
 void BusHost::noteParties(const Message& message)
@@ -119,6 +137,11 @@ bool BusHost::fail(const QString& text)
 {
     m_errorString = shortened(text, MAX_ERROR_BYTES);
     return false;
+}
+
+bool BusHost::succeeds(const TarvexError& error)
+{
+    return !devbus::isFailure(error) || fail(error.description());
 }
 
 bool BusHost::makeServer()

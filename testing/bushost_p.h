@@ -4,6 +4,7 @@
 #include "busrecord_p.h"
 #include "records/message.h"
 #include "serverthread.h"
+#include "waitreport_p.h"
 
 #include <QHash>
 #include <QList>
@@ -13,10 +14,9 @@
 
 #include <functional>
 #include <memory>
+#include <optional>
 
 namespace tarvex::testing {
-
-class WaitReport;
 
 /// The bus behind a TestBus: the server in its thread, where it stores, the rules for its faults, and its record.
 /// Everything here is called in the test's thread.
@@ -29,9 +29,8 @@ public:
     bool setListening(bool isListening);
     void dropConnections(const QString& client);
 
-    /// \return false when the bus refuses it, or does not run.
-    bool perform(const QString& client, const QString& operation, const QVariantMap& data,
-                 QVariantMap* answer = nullptr);
+    /// \return the reply's data; nothing when the bus refuses the request, or does not run.
+    std::optional<QVariantMap> perform(const QString& client, const QString& operation, const QVariantMap& data);
 
     /// Remembers the parties of a message of the test, and gives them back; an empty message when none was noted.
     void noteParties(const Message& message);
@@ -45,6 +44,18 @@ public:
     /// Runs the thread's event loop until \a condition is true. \return false when the time is over; \a report says
     /// why.
     bool waitUntil(const std::function<bool()>& condition, int timeoutMs, const WaitReport& report);
+
+    /// What a wait does with a request: leaves it to others, takes it and looks further, or takes it and ends.
+    enum class Verdict {
+        Leave,
+        Skip,
+        Take
+    };
+    using Judge = std::function<Verdict(const BusRequest& request)>;
+
+    /// Shows \a judge each request of the record, and each that comes, in their order, until it takes one. \return
+    /// false when the time is over; \a report says why.
+    bool waitForRequest(const Judge& judge, int timeoutMs, WaitReport report);
 
     BusRecord& record() { return m_record; }
 
@@ -61,6 +72,7 @@ private:
         devbus::BusServer::Fault fault;
     };
 
+    bool succeeds(const TarvexError& error);
     bool makeServer();
     void setFaults();
 

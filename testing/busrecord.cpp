@@ -26,11 +26,11 @@ void BusRecord::observe(BusServer& server)
     });
 }
 
-QList<BusRecord::Request> BusRecord::requestsAfter(qint64 number) const
+QList<BusRequest> BusRecord::requestsAfter(qint64 number) const
 {
     const std::lock_guard<std::mutex> lock(m_mutex);
     const auto first = std::upper_bound(m_requests.cbegin(), m_requests.cend(), number,
-                                        [](qint64 value, const Request& request) { return value < request.number; });
+                                        [](qint64 value, const BusRequest& request) { return value < request.number; });
     return m_requests.mid(static_cast<int>(first - m_requests.cbegin()));
 }
 
@@ -38,7 +38,7 @@ bool BusRecord::remove(qint64 number)
 {
     const std::lock_guard<std::mutex> lock(m_mutex);
     const auto place = std::lower_bound(m_requests.begin(), m_requests.end(), number,
-                                        [](const Request& request, qint64 value) { return request.number < value; });
+                                        [](const BusRequest& request, qint64 value) { return request.number < value; });
     if (place == m_requests.end() || place->number != number) {
         return false;
     }

@@ -1,6 +1,7 @@
 #ifndef BUSRECORD_P_H
 #define BUSRECORD_P_H
 
+#include "busrequest_p.h"
 #include "busserver.h"
 
 #include <QList>
@@ -19,21 +20,11 @@ namespace tarvex::testing {
 class BusRecord : public QObject
 {
 public:
-    /// What a client has asked of the bus.
-    struct Request
-    {
-        qint64 number = 0; ///< In the order in which they came, from 1.
-        QString client;
-        QString operation;
-        QVariantMap data;
-        std::optional<int> code; ///< Of the reply; empty when there was none.
-    };
-
     /// Takes down what \a server tells from now on. Called in the server's thread.
     void observe(devbus::BusServer& server);
 
     /// What came after \a number and is still there.
-    QList<Request> requestsAfter(qint64 number) const;
+    QList<BusRequest> requestsAfter(qint64 number) const;
     /// \return false when it is not there any more.
     bool remove(qint64 number);
     void clear();
@@ -53,7 +44,7 @@ private:
     void wakeUp();
 
     mutable std::mutex m_mutex; // of the standard library: see support/threadsanitizer_p.h
-    QList<Request> m_requests;
+    QList<BusRequest> m_requests;
     qint64 m_lastNumber = 0;
     QSet<QString> m_acknowledged;
     QStringList m_queryClients;

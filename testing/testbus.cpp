@@ -18,48 +18,9 @@ QString administrator()
     return QStringLiteral("testbus");
 }
 
-QString saveStateOperation()
-{
-    return busterms::OPERATION_SAVE_STATE;
-}
-
-QString saveSettingsOperation()
-{
-    return busterms::OPERATION_SAVE_SETTINGS;
-}
-
-QString sendMessageOperation()
-{
-    return busterms::OPERATION_SEND_MESSAGE;
-}
-
 QVariantMap ownedBy(const QString& owner)
 {
     return {{busterms::KEY_OWNER, owner}};
-}
-
-bool isSentMessage(const BusRecord::Request& request)
-{
-    return request.operation == sendMessageOperation() && request.code == 0;
-}
-
-/// The bus knows the sender from the connection, whatever the data says.
-Message sentMessage(const BusRecord::Request& request)
-{
-    Message message = Message::fromVariantMap(request.data);
-    message.setSender(request.client);
-    return message;
-}
-
-/// Without the log lines that TarvexCommand writes about what is no command: here that is nothing unusual.
-std::optional<TarvexCommand> commandOf(const Message& message)
-{
-    TarvexCommand command;
-    if (!busterms::readCommandText(message.message()).isCommand
-        || !TarvexCommand::incomingMessageToCmd(message, command)) {
-        return std::nullopt;
-    }
-    return command;
 }
 
 // What a wait that has failed tells first.
@@ -67,49 +28,63 @@ std::optional<TarvexCommand> commandOf(const Message& message)
 /// Noise is left out unless it is the operation that was waited for.
 WaitReport::Filter isOfClient(const QString& client, const QString& operation = {})
 {
-    return [client, operation](const BusRecord::Request& request) {
-        return request.client == client && (request.operation == operation || !WaitReport::isNoise(request));
+    return [client, operation](const BusRequest& request) {
+        return request.client == client && (request.operation == operation || !request.isNoise());
     };
 }
 
 WaitReport::Filter isMessageTo(const QString& reciever)
 {
-    return [reciever](const BusRecord::Request& request) {
-        return request.operation == sendMessageOperation() && sentMessage(request).reciever() == reciever;
+    return [reciever](const BusRequest& request) {
+        return request.isMessage() && request.message().reciever() == reciever;
     };
 }
 
-WaitReport::Filter isAbout(const QString& owner, const QString& operation)
+WaitReport::Filter isAbout(const QString& owner, QLatin1String operation)
 {
-    return [owner, operation](const BusRecord::Request& request) {
+    return [owner, operation](const BusRequest& request) {
         return request.operation == operation
             && (request.client == owner || request.data.value(busterms::KEY_OWNER).toString() == owner);
     };
 }
 
-/// Of the requests that a wait has not looked at yet, takes the first that is wanted.
-class Search
+// What a request means to a wait; nothing when it is not of the kind.
+
+std::optional<Message> sentMessage(const BusRequest& request, const QString& reciever)
 {
-public:
-    Search(BusRecord& record, const WaitReport::Filter& isWanted) : m_record(record), m_isWanted(isWanted) { }
-
-    bool operator()()
-    {
-        const QList<BusRecord::Request> requests = m_record.requestsAfter(m_lookedAt);
-        for (const BusRecord::Request& request : requests) {
-            m_lookedAt = request.number;
-            if (m_isWanted(request) && m_record.remove(request.number)) {
-                return true;
-            }
-        }
-        return false;
+    if (!request.isMessage() || !request.isDone() || request.message().reciever() != reciever) {
+        return std::nullopt;
     }
+    return request.message();
+}
 
-private:
-    BusRecord& m_record;
-    const WaitReport::Filter m_isWanted;
-    qint64 m_lookedAt = 0;
-};
+std::optional<TarvexCommand> sentCommand(const BusRequest& request, const QString& reciever)
+{
+    return sentMessage(request, reciever) ? request.command() : std::nullopt;
+}
+
+/// For the records that have an owner.
+template <typename Record>
+std::optional<Record> savedRecord(const BusRequest& request, QLatin1String operation, const QString& owner)
+{
+    if (request.operation != operation || !request.isDone()) {
+        return std::nullopt;
+    }
+    const Record record = Record::fromVariantMap(request.data);
+    return record.owner() == owner ? std::optional<Record>(record) : std::nullopt;
+}
+
+/// Waits for the first request out of which \a read makes a value.
+template <typename Read>
+auto waitForValue(BusHost& host, int timeoutMs, const Read& read, const WaitReport& report)
+{
+    decltype(read(BusRequest())) value;
+    const auto judge = [&](const BusRequest& request) {
+        value = read(request);
+        return value ? BusHost::Verdict::Take : BusHost::Verdict::Leave;
+    };
+    return host.waitForRequest(judge, timeoutMs, report) ? value : std::nullopt;
+}
 
 } // namespace
 
@@ -190,7 +165,8 @@ QString TestBus::sendMessage(const Message& message)
         sent.setUid(devbus::Delivery::freshUid());
     }
     m_host->noteParties(sent);
-    return m_host->perform(sent.sender(), sendMessageOperation(), sent.toVariantMap()) ? sent.uid() : QString();
+    return m_host->perform(sent.sender(), busterms::OPERATION_SEND_MESSAGE, sent.toVariantMap()) ? sent.uid()
+                                                                                                 : QString();
 }
 
 bool TestBus::waitForAcknowledged(const QString& uid, int timeoutMs)
@@ -202,7 +178,7 @@ bool TestBus::waitForAcknowledged(const QString& uid, int timeoutMs)
 
 bool TestBus::saveSettings(const ClientSettings& settings)
 {
-    return m_host->perform(administrator(), saveSettingsOperation(), settings.toVariantMap());
+    return m_host->perform(administrator(), busterms::OPERATION_SAVE_SETTINGS, settings.toVariantMap()).has_value();
 }
 
 bool TestBus::saveState(const ClientState& state)
@@ -211,25 +187,19 @@ bool TestBus::saveState(const ClientState& state)
     if (!saved.dt().isValid()) {
         saved.setDt(QDateTime::currentDateTime());
     }
-    return m_host->perform(saved.owner(), saveStateOperation(), saved.toVariantMap());
+    return m_host->perform(saved.owner(), busterms::OPERATION_SAVE_STATE, saved.toVariantMap()).has_value();
 }
 
 std::optional<ClientSettings> TestBus::settings(const QString& owner)
 {
-    QVariantMap answer;
-    if (!m_host->perform(administrator(), busterms::OPERATION_LOAD_SETTINGS, ownedBy(owner), &answer)) {
-        return std::nullopt;
-    }
-    return ClientSettings::fromVariantMap(answer);
+    const auto answer = m_host->perform(administrator(), busterms::OPERATION_LOAD_SETTINGS, ownedBy(owner));
+    return answer ? std::optional<ClientSettings>(ClientSettings::fromVariantMap(*answer)) : std::nullopt;
 }
 
 std::optional<ClientState> TestBus::state(const QString& owner)
 {
-    QVariantMap answer;
-    if (!m_host->perform(administrator(), busterms::OPERATION_LOAD_STATE, ownedBy(owner), &answer)) {
-        return std::nullopt;
-    }
-    return ClientState::fromVariantMap(answer);
+    const auto answer = m_host->perform(administrator(), busterms::OPERATION_LOAD_STATE, ownedBy(owner));
+    return answer ? std::optional<ClientState>(ClientState::fromVariantMap(*answer)) : std::nullopt;
 }
 
 std::optional<TarvexCommand> TestBus::waitForCommand(const QString& reciever, const QString& name, int timeoutMs)
@@ -240,35 +210,20 @@ std::optional<TarvexCommand> TestBus::waitForCommand(const QString& reciever, co
 std::optional<TarvexCommand> TestBus::waitForCommand(const QString& reciever, const QString& name,
                                                      const CommandFilter& filter, int timeoutMs)
 {
-    std::optional<TarvexCommand> found;
-    Search search(m_host->record(), [&](const BusRecord::Request& request) {
-        const Message message = sentMessage(request);
-        if (!isSentMessage(request) || message.reciever() != reciever) {
-            return false;
-        }
-        found = commandOf(message);
-        return found && (name.isEmpty() || found->name() == name) && (!filter || filter(*found));
-    });
+    const auto read = [&](const BusRequest& request) {
+        const auto command = sentCommand(request, reciever);
+        const bool isWanted = command && (name.isEmpty() || command->name() == name) && (!filter || filter(*command));
+        return isWanted ? command : std::nullopt;
+    };
     const QString what = name.isEmpty() ? QStringLiteral("a command") : QStringLiteral("the command \"%1\"").arg(name);
-    if (!m_host->waitUntil(std::ref(search), timeoutMs,
-                           {QStringLiteral("%1 to \"%2\" has not come").arg(what, reciever), isMessageTo(reciever)})) {
-        return std::nullopt;
-    }
-    return found;
+    return waitForValue(*m_host, timeoutMs, read,
+                        {QStringLiteral("%1 to \"%2\" has not come").arg(what, reciever), isMessageTo(reciever)});
 }
 
 std::optional<Message> TestBus::waitForMessage(const QString& reciever, int timeoutMs)
 {
-    Message message;
-    Search search(m_host->record(), [&](const BusRecord::Request& request) {
-        message = sentMessage(request);
-        return isSentMessage(request) && message.reciever() == reciever;
-    });
-    if (!m_host->waitUntil(std::ref(search), timeoutMs,
-                           {QStringLiteral("a message to \"%1\" has not come").arg(reciever), isMessageTo(reciever)})) {
-        return std::nullopt;
-    }
-    return message;
+    return waitForValue(*m_host, timeoutMs, [&](const BusRequest& request) { return sentMessage(request, reciever); },
+                        {QStringLiteral("a message to \"%1\" has not come").arg(reciever), isMessageTo(reciever)});
 }
 
 std::optional<TarvexCommand> TestBus::waitForReply(const QString& uid, int timeoutMs)
@@ -278,21 +233,13 @@ std::optional<TarvexCommand> TestBus::waitForReply(const QString& uid, int timeo
         m_host->fail(QStringLiteral("no message with the uid \"%1\" was sent").arg(uid));
         return std::nullopt;
     }
-    std::optional<TarvexCommand> found;
-    Search search(m_host->record(), [&](const BusRecord::Request& request) {
-        const Message message = sentMessage(request);
-        if (!isSentMessage(request) || message.uid() != uid || message.reciever() != sender) {
-            return false;
-        }
-        found = commandOf(message);
-        return found.has_value();
-    });
-    if (!m_host->waitUntil(std::ref(search), timeoutMs,
-                           {QStringLiteral("a reply to \"%1\" with the uid \"%2\" has not come").arg(sender, uid),
-                            isMessageTo(sender)})) {
-        return std::nullopt;
-    }
-    return found;
+    const auto read = [&](const BusRequest& request) {
+        const auto command = sentCommand(request, sender);
+        return command && command->uid() == uid ? command : std::nullopt;
+    };
+    return waitForValue(
+        *m_host, timeoutMs, read,
+        {QStringLiteral("a reply to \"%1\" with the uid \"%2\" has not come").arg(sender, uid), isMessageTo(sender)});
 }
 
 std::optional<ClientState> TestBus::waitForState(const QString& owner, int timeoutMs)
@@ -302,59 +249,39 @@ std::optional<ClientState> TestBus::waitForState(const QString& owner, int timeo
 
 std::optional<ClientState> TestBus::waitForState(const QString& owner, const StateFilter& filter, int timeoutMs)
 {
+    std::optional<ClientState> state;
+    const auto judge = [&](const BusRequest& request) {
+        state = savedRecord<ClientState>(request, busterms::OPERATION_SAVE_STATE, owner);
+        if (!state) {
+            return BusHost::Verdict::Leave;
+        }
+        return !filter || filter(*state) ? BusHost::Verdict::Take : BusHost::Verdict::Skip;
+    };
     const QString what = filter ? QStringLiteral("the state of \"%1\" that was wanted has not come")
                                 : QStringLiteral("a state of \"%1\" has not come");
-    WaitReport report(what.arg(owner), isAbout(owner, saveStateOperation()));
-    ClientState state;
-    BusRecord::Request taken;
-    Search search(m_host->record(), [&](const BusRecord::Request& request) {
-        taken = request;
-        state = ClientState::fromVariantMap(request.data);
-        return request.operation == saveStateOperation() && request.code == 0 && state.owner() == owner;
-    });
-    const auto findReport = [&] {
-        while (search()) {
-            if (!filter || filter(state)) {
-                return true;
-            }
-            report.addRejected(taken);
-        }
-        return false;
-    };
-    if (!m_host->waitUntil(findReport, timeoutMs, report)) {
-        return std::nullopt;
-    }
-    return state;
+    const WaitReport report(what.arg(owner), isAbout(owner, busterms::OPERATION_SAVE_STATE));
+    return m_host->waitForRequest(judge, timeoutMs, report) ? state : std::nullopt;
 }
 
 std::optional<ClientSettings> TestBus::waitForSettings(const QString& owner, int timeoutMs)
 {
-    ClientSettings settings;
-    Search search(m_host->record(), [&](const BusRecord::Request& request) {
-        settings = ClientSettings::fromVariantMap(request.data);
-        return request.operation == saveSettingsOperation() && request.code == 0 && settings.owner() == owner;
-    });
-    if (!m_host->waitUntil(
-            std::ref(search), timeoutMs,
-            {QStringLiteral("settings of \"%1\" have not come").arg(owner), isAbout(owner, saveSettingsOperation())})) {
-        return std::nullopt;
-    }
-    return settings;
+    const auto read = [&](const BusRequest& request) {
+        return savedRecord<ClientSettings>(request, busterms::OPERATION_SAVE_SETTINGS, owner);
+    };
+    return waitForValue(*m_host, timeoutMs, read,
+                        {QStringLiteral("settings of \"%1\" have not come").arg(owner),
+                         isAbout(owner, busterms::OPERATION_SAVE_SETTINGS)});
 }
 
 std::optional<QVariantMap> TestBus::waitForRequest(const QString& client, const QString& operation, int timeoutMs)
 {
-    QVariantMap data;
-    Search search(m_host->record(), [&](const BusRecord::Request& request) {
-        data = request.data;
-        return request.client == client && request.operation == operation;
-    });
-    if (!m_host->waitUntil(std::ref(search), timeoutMs,
-                           {QStringLiteral("the request \"%1\" of \"%2\" has not come").arg(operation, client),
-                            isOfClient(client, operation)})) {
-        return std::nullopt;
-    }
-    return data;
+    const auto read = [&](const BusRequest& request) {
+        const bool isWanted = request.client == client && request.operation == operation;
+        return isWanted ? std::optional<QVariantMap>(request.data) : std::nullopt;
+    };
+    return waitForValue(*m_host, timeoutMs, read,
+                        {QStringLiteral("the request \"%1\" of \"%2\" has not come").arg(operation, client),
+                         isOfClient(client, operation)});
 }
 
 void TestBus::clear()

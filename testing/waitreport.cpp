@@ -1,9 +1,7 @@
 #include "waitreport_p.h"
 
-#include "client/supportedclients.h"
+#include "client/queryoutcome.h"
 #include "printable.h"
-#include "records/message.h"
-#include "wire/busterms_p.h"
 
 #include <QJsonDocument>
 
@@ -46,43 +44,23 @@ QString quoted(const QString& name)
     return QLatin1Char('"') + printable(name, MAX_SHOWN_NAME_LENGTH) + QLatin1Char('"');
 }
 
-bool isSentMessage(const BusRecord::Request& request)
+QString outcomeOf(const BusRequest& request)
 {
-    return request.operation == busterms::OPERATION_SEND_MESSAGE;
-}
-
-/// The command in a message, "" when there is none.
-QString commandIn(const Message& message)
-{
-    return busterms::readCommandText(message.message()).name;
-}
-
-bool isLogLine(const BusRecord::Request& request)
-{
-    if (!isSentMessage(request)) {
-        return false;
-    }
-    const Message message = Message::fromVariantMap(request.data);
-    if (message.reciever() == BUSNAME_LOGGER) {
-        return commandIn(message) == busterms::COMMAND_SAVE_LOG;
-    }
-    return message.reciever() == BUSNAME_TERMINAL_GUI && commandIn(message) == busterms::COMMAND_SHOW_LOG_MESSAGE;
-}
-
-QString outcome(std::optional<int> code)
-{
-    if (code == 0) {
+    if (request.isDone()) {
         return {};
     }
-    return code ? QStringLiteral(" (refused with %1)").arg(*code) : QStringLiteral(" (not answered)");
+    if (!request.code) {
+        return QStringLiteral(" (not answered)");
+    }
+    return QLatin1String(" (") + refusal(static_cast<TarvexError::Error>(*request.code)) + QLatin1Char(')');
 }
 
-QString describeRequest(const BusRecord::Request& request)
+QString describeRequest(const BusRequest& request)
 {
     QString parties;
     QString content;
-    if (isSentMessage(request)) {
-        const Message message = Message::fromVariantMap(request.data);
+    if (request.isMessage()) {
+        const Message message = request.message();
         parties = quoted(request.client) + QLatin1String(" to ") + quoted(message.reciever());
         content = message.message();
     } else {
@@ -90,7 +68,7 @@ QString describeRequest(const BusRecord::Request& request)
         content = QString::fromUtf8(QJsonDocument::fromVariant(request.data).toJson(QJsonDocument::Compact));
     }
     return QLatin1String("\n  ") + shortened(parties, MAX_PARTIES_BYTES) + QLatin1String(": ")
-        + shown(content, MAX_CONTENT_BYTES) + outcome(request.code);
+        + shown(content, MAX_CONTENT_BYTES) + outcomeOf(request);
 }
 
 QString describeClients(const QString& port, const QStringList& clients)
@@ -105,7 +83,7 @@ QString describeClients(const QString& port, const QStringList& clients)
 }
 
 /// The requests, one a line, as many as fit into the bytes.
-QString describeRequests(const QList<BusRecord::Request>& requests, int maxBytes)
+QString describeRequests(const QList<BusRequest>& requests, int maxBytes)
 {
     QString text;
     int left = maxBytes;
@@ -122,6 +100,11 @@ QString describeRequests(const QList<BusRecord::Request>& requests, int maxBytes
 }
 
 } // namespace
+
+QString refusal(const TarvexError& error)
+{
+    return QueryOutcome(QueryOutcome::Refused, error.error(), error.description()).toString();
+}
 
 QString shortened(const QString& text, int maxBytes)
 {
@@ -142,17 +125,12 @@ QString shortened(const QString& text, int maxBytes)
         + QString::fromUcs4(characters.constData() + end, characters.size() - end);
 }
 
-bool WaitReport::isNoise(const BusRecord::Request& request)
-{
-    return (request.operation == busterms::OPERATION_HANDSHAKE && request.code == 0) || isLogLine(request);
-}
-
 QString WaitReport::text(const BusRecord& record, int timeoutMs) const
 {
     QString text = QStringLiteral("%1 within %2 ms. There: ").arg(shortened(m_what, MAX_WHAT_BYTES)).arg(timeoutMs)
         + describeClients(QStringLiteral("query"), record.clients(BusConnection::Port::Query)) + QLatin1String("; ")
         + describeClients(QStringLiteral("receiver"), record.clients(BusConnection::Port::Receiver));
-    const QList<BusRecord::Request> requests = inOrder(record.requestsAfter(0) + m_rejected);
+    const QList<BusRequest> requests = inOrder(record.requestsAfter(0) + m_rejected);
     if (requests.isEmpty()) {
         return text + QLatin1String(".\nNothing came that was not taken.");
     }
@@ -160,15 +138,15 @@ QString WaitReport::text(const BusRecord& record, int timeoutMs) const
     return text + describeRequests(requests, MAX_ERROR_BYTES - bytesOf(text));
 }
 
-QList<BusRecord::Request> WaitReport::inOrder(QList<BusRecord::Request> requests) const
+QList<BusRequest> WaitReport::inOrder(QList<BusRequest> requests) const
 {
     std::sort(requests.begin(), requests.end(),
-              [](const BusRecord::Request& one, const BusRecord::Request& other) { return one.number > other.number; });
-    QList<BusRecord::Request> near;
-    QList<BusRecord::Request> others;
-    QList<BusRecord::Request> noise;
-    for (const BusRecord::Request& request : qAsConst(requests)) {
-        (m_isNear(request) ? near : isNoise(request) ? noise : others).append(request);
+              [](const BusRequest& one, const BusRequest& other) { return one.number > other.number; });
+    QList<BusRequest> near;
+    QList<BusRequest> others;
+    QList<BusRequest> noise;
+    for (const BusRequest& request : qAsConst(requests)) {
+        (m_isNear(request) ? near : request.isNoise() ? noise : others).append(request);
     }
     return near + others + noise;
 }

@@ -2,6 +2,7 @@
 #define WAITREPORT_P_H
 
 #include "busrecord_p.h"
+#include "records/tarvexerror.h"
 
 #include <QList>
 #include <QString>
@@ -18,33 +19,32 @@ constexpr int MAX_ERROR_BYTES = 900;
 /// characters are left out.
 QString shortened(const QString& text, int maxBytes);
 
+/// That the bus has refused a request, in the words of a client's QueryOutcome.
+QString refusal(const TarvexError& error);
+
 /// What a wait is for, and what it tells when it fails.
 class WaitReport
 {
 public:
-    using Filter = std::function<bool(const BusRecord::Request& request)>;
+    using Filter = std::function<bool(const BusRequest& request)>;
 
     /// \a what is how the text begins: "a message to \"cashbox\" has not come". The requests that \a isNear says true
     /// of are told first.
     WaitReport(const QString& what, const Filter& isNear) : m_what(what), m_isNear(isNear) { }
 
-    /// Whether a request is a handshake or a log line, which come whatever the service does. A handshake that was
-    /// refused is something else.
-    static bool isNoise(const BusRecord::Request& request);
-
     /// Adds a request that the wait has removed from the record and did not want.
-    void addRejected(const BusRecord::Request& request) { m_rejected.append(request); }
+    void addRejected(const BusRequest& request) { m_rejected.append(request); }
 
     /// Why the wait has failed, who is on the bus, and what came instead: first what is near, last handshakes and log
     /// lines, of each kind the latest first. What does not fit into the bytes is counted.
     QString text(const BusRecord& record, int timeoutMs) const;
 
 private:
-    QList<BusRecord::Request> inOrder(QList<BusRecord::Request> requests) const;
+    QList<BusRequest> inOrder(QList<BusRequest> requests) const;
 
     const QString m_what;
     const Filter m_isNear;
-    QList<BusRecord::Request> m_rejected;
+    QList<BusRequest> m_rejected;
 };
 
 } // namespace tarvex::testing

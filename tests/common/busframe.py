@@ -10,6 +10,7 @@ import struct
 import sys
 import zlib
 
+#! [codec]
 HEADERS = {"request": b"[-REQUEST-]", "reply": b"[-REPLY-]"}
 
 
@@ -28,6 +29,7 @@ def decode(frame):
     if struct.unpack(">I", block[:4])[0] != len(text):
         sys.exit("length prefix is wrong")
     return {"header": header.decode(), "envelope": json.loads(text)}
+#! [codec]
 
 
 def main():

@@ -46,6 +46,9 @@ def resolve(name, includer, headers):
     if beside in headers:
         return beside
     found = [header for header in headers if header == name or header.endswith("/" + name)]
+    # Each library and program comes first in its own list of include folders.
+    own = [header for header in found if header.split("/")[0] == includer.split("/")[0]]
+    found = own or found
     if len(found) > 1:
         sys.exit(f"{includer}: \"{name}\" could be any of {', '.join(sorted(found))}")
     return found[0] if found else None

@@ -443,6 +443,7 @@ void TstBusframe::resultCode_keepsLow16Bits_data()
     QTest::newRow("number from JSON") << QVariantMap{{key, 512.0}} << 512;
     QTest::newRow("text") << QVariantMap{{key, u"5"_s}} << 5;
     QTest::newRow("words") << QVariantMap{{key, u"five"_s}} << 0;
+    QTest::newRow("32773") << QVariantMap{{key, 32773}} << 32773;
     QTest::newRow("65536") << QVariantMap{{key, 65536}} << 0;
     QTest::newRow("65541") << QVariantMap{{key, 65541}} << 5;
 }

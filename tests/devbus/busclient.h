@@ -23,6 +23,9 @@ public:
         QVariantMap envelope;
         int code = -1; ///< Of a reply.
         QString description;
+
+        /// Of a pushed message.
+        QString uid() const { return data.value(QStringLiteral("UID")).toString(); }
     };
 
     /// Connects. With a \a name it introduces itself as well.

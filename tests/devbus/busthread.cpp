@@ -1,5 +1,6 @@
 #include "busthread.h"
 
+#include <algorithm>
 #include <chrono>
 
 using tarvex::devbus::BusConnection;
@@ -23,11 +24,8 @@ QList<BusThread::Handled> BusThread::handled() const
 int BusThread::handledCount(const QString& client) const
 {
     const std::lock_guard<std::mutex> lock(m_mutex);
-    int count = 0;
-    for (const Handled& handled : m_handled) {
-        count += handled.client == client ? 1 : 0;
-    }
-    return count;
+    return static_cast<int>(std::count_if(m_handled.cbegin(), m_handled.cend(),
+                                          [&](const Handled& handled) { return handled.client == client; }));
 }
 
 QStringList BusThread::acknowledgedUids() const
@@ -75,31 +73,27 @@ void BusThread::record(BusServer& server)
     QObject::connect(
         &server, &BusServer::requestHandled, &server,
         [this](const QString& client, const QString& operation, std::optional<int> code, const QVariantMap& data) {
-            const std::lock_guard<std::mutex> lock(m_mutex);
-            m_handled.append({client, operation, code, data});
-            m_changed.notify_all();
+            note([&] { m_handled.append({client, operation, code, data}); });
         });
-    QObject::connect(&server, &BusServer::messageAcknowledged, &server, [this](const QString&, const QString& uid) {
-        const std::lock_guard<std::mutex> lock(m_mutex);
-        m_acknowledged.append(uid);
-        m_changed.notify_all();
-    });
-    QObject::connect(&server, &BusServer::warning, &server, [this](const QString& text) {
-        const std::lock_guard<std::mutex> lock(m_mutex);
-        m_warnings.append(text);
-        m_changed.notify_all();
-    });
-    QObject::connect(&server, &BusServer::traced, &server, [this](const QString& line) {
-        const std::lock_guard<std::mutex> lock(m_mutex);
-        m_traceLines.append(line);
-        m_changed.notify_all();
-    });
+    QObject::connect(&server, &BusServer::messageAcknowledged, &server,
+                     [this](const QString&, const QString& uid) { note([&] { m_acknowledged.append(uid); }); });
+    QObject::connect(&server, &BusServer::warning, &server,
+                     [this](const QString& text) { note([&] { m_warnings.append(text); }); });
+    QObject::connect(&server, &BusServer::traced, &server,
+                     [this](const QString& line) { note([&] { m_traceLines.append(line); }); });
     QObject::connect(&server, &BusServer::clientsChanged, &server, [this, &server] {
-        const std::lock_guard<std::mutex> lock(m_mutex);
-        m_queryClients = server.clients(BusConnection::Port::Query);
-        m_receiverClients = server.clients(BusConnection::Port::Receiver);
-        m_changed.notify_all();
+        note([&] {
+            m_queryClients = server.clients(BusConnection::Port::Query);
+            m_receiverClients = server.clients(BusConnection::Port::Receiver);
+        });
     });
+}
+
+void BusThread::note(const std::function<void()>& change)
+{
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    change();
+    m_changed.notify_all();
 }
 
 bool BusThread::waitFor(const std::function<bool()>& condition) const

@@ -50,6 +50,7 @@ public:
 
 private:
     void record(tarvex::devbus::BusServer& server);
+    void note(const std::function<void()>& change);
     bool waitFor(const std::function<bool()>& condition) const;
 
     mutable std::mutex m_mutex;

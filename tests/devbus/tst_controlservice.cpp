@@ -1,17 +1,20 @@
-#include "busclient.h"
-#include "busthread.h"
 #include "controlservice.h"
-#include "literals.h"
 
-#include <QDateTime>
+#include "desk.h"
+
 #include <QFile>
 #include <QTemporaryDir>
 #include <QTest>
 
+using samples::messageTo;
+using samples::someSettings;
+using samples::someState;
+using tarvex::ClientSettings;
 using tarvex::devbus::BusConnection;
 using tarvex::devbus::BusServer;
 using tarvex::devbus::ControlServer;
 using tarvex::devbus::ControlService;
+using tarvex::devbus::isFailure;
 
 namespace {
 
@@ -32,39 +35,30 @@ QVariantMap knownRequest(const QVariant& name)
     return {{u"request"_s, u"known"_s}, {u"name"_s, name}};
 }
 
-QString someDate()
-{
-    return u"2026-03-01T10:11:12.345"_s;
-}
-
 QVariantMap settingsRecord(const QString& owner)
 {
-    const QVariantMap entry{{u"group"_s, u"paper"_s}, {u"key"_s, u"width"_s}, {u"value"_s, 80}};
-    return {{u"owner"_s, owner},
-            {u"date"_s, someDate()},
-            {u"description"_s, u"At the door"_s},
-            {u"mailOwner"_s, 0},
-            {u"settings"_s, QVariantList{entry, entry}}};
+    ClientSettings settings = someSettings(owner);
+    settings.setFormattedSettings({{u"paper"_s, QVariantMap{{u"width"_s, 80}, {u"height"_s, 40}}}}, true);
+    return settings.toVariantMap();
 }
 
-QVariantMap stateRecord(const QString& owner)
+/// Stores something for each kind of name, without a connection.
+void store(BusThread& bus)
 {
-    return {{u"owner"_s, owner},
-            {u"date"_s, someDate()},
-            {u"description"_s, QString()},
-            {u"state"_s, u"ready"_s},
-            {u"type"_s, 3}};
-}
-
-QVariantMap messageTo(const QString& reciever)
-{
-    return {{u"reciever"_s, reciever}, {u"message"_s, u"hello"_s}};
-}
-
-QVariantMap subscription(const QString& publisher)
-{
-    const QVariantMap entry{{u"name"_s, publisher}, {u"goal"_s, 3}};
-    return {{u"publishers"_s, QVariantList{entry}}};
+    bus.call([](BusServer& server) {
+        const auto perform = [&](const QString& operation, const QVariantMap& data) {
+            QVariantMap answer;
+            QVERIFY(!isFailure(server.perform(u"gui"_s, operation, data, answer)));
+        };
+        perform(u"saveSettings"_s, settingsRecord(u"printer"_s));
+        perform(u"saveSettings"_s, settingsRecord(u"cashbox"_s));
+        perform(u"saveState"_s, someState(u"printer"_s).toVariantMap());
+        perform(u"saveState"_s, someState(u"door"_s).toVariantMap());
+        perform(u"subscribe"_s, subscription(u"printer"_s, 1));
+        perform(u"subscribe"_s, subscription(u"cashbox"_s, 2));
+        perform(u"sendMessage"_s, messageTo(u"prnter"_s));
+        perform(u"sendMessage"_s, messageTo(u"prnter"_s));
+    });
 }
 
 bool isRecent(const QVariant& value)
@@ -82,14 +76,12 @@ private Q_SLOTS:
     void clients_ofEmptyBus_areNone();
     void clients_connected_tellSinceWhen();
     void clients_stored_areListedToo();
+    void known_isWhoConnectedOrStored_data();
     void known_isWhoConnectedOrStored();
-    void known_whatOnlyWaits_isNotKnown();
-    void known_withoutName_isAnError_data();
-    void known_withoutName_isAnError();
     void settings_areListedByOwner();
     void states_areListedByOwner();
-    void request_unknown_isAnError_data();
-    void request_unknown_isAnError();
+    void request_wrong_isAnError_data();
+    void request_wrong_isAnError();
     void storageFails_isAnError();
 };
 
@@ -130,14 +122,7 @@ void TstControlService::clients_connected_tellSinceWhen()
 void TstControlService::clients_stored_areListedToo()
 {
     BusThread bus;
-    {
-        BusClient client(BusClient::QUERY_PORT, u"gui"_s);
-        QCOMPARE(client.ask(u"saveSettings"_s, settingsRecord(u"cashbox"_s)).code, 0);
-        QCOMPARE(client.ask(u"saveState"_s, stateRecord(u"printer"_s)).code, 0);
-        QCOMPARE(client.ask(u"subscribe"_s, subscription(u"printer"_s)).code, 0);
-        QCOMPARE(client.ask(u"sendMessage"_s, messageTo(u"prnter"_s)).code, 0);
-    }
-    QVERIFY(bus.waitForClients(BusConnection::Port::Query, {}));
+    store(bus);
     const QList<QVariantMap> items = ask(bus, request(u"clients"_s)).items;
     QStringList told;
     for (const QVariantMap& item : items) {
@@ -145,99 +130,84 @@ void TstControlService::clients_stored_areListedToo()
             item.value(u"name"_s).toString(), item.value(u"settings"_s).toString(), item.value(u"state"_s).toString(),
             item.value(u"subscriptions"_s).toString(), item.value(u"waiting"_s).toString()));
     }
+    // The saved settings have been announced to their owners, and the printer's state to the subscriber.
     QCOMPARE(told,
-             (QStringList{u"cashbox true false 0 0"_s, u"gui false false 1 0"_s, u"printer false true 0 0"_s,
-                          u"prnter false false 0 1"_s}));
+             (QStringList{u"cashbox true false 0 1"_s, u"door false true 0 0"_s, u"gui false false 2 0"_s,
+                          u"printer true true 0 1"_s, u"prnter false false 0 2"_s}));
+}
+
+void TstControlService::known_isWhoConnectedOrStored_data()
+{
+    QTest::addColumn<bool>("isKnown");
+    QTest::newRow("connected") << true;
+    QTest::newRow("cashbox") << true; // settings
+    QTest::newRow("door") << true;    // a state
+    QTest::newRow("gui") << true;     // subscriptions
+    QTest::newRow("prnter") << false; // a message waits for it: nobody may ever have had that name
+    QTest::newRow("nobody") << false;
 }
 
 void TstControlService::known_isWhoConnectedOrStored()
 {
+    QFETCH(bool, isKnown);
     BusThread bus;
-    {
-        BusClient client(BusClient::QUERY_PORT, u"gui"_s);
-        QCOMPARE(client.ask(u"saveState"_s, stateRecord(u"printer"_s)).code, 0);
-    }
-    const QList<QVariantMap> known{{{u"isKnown"_s, true}}};
-    QCOMPARE(ask(bus, knownRequest(u"gui"_s)).items, known);
-    QCOMPARE(ask(bus, knownRequest(u"printer"_s)).items, known);
-}
-
-void TstControlService::known_whatOnlyWaits_isNotKnown()
-{
-    BusThread bus;
-    BusClient client(BusClient::QUERY_PORT, u"gui"_s);
-    QCOMPARE(client.ask(u"sendMessage"_s, messageTo(u"prnter"_s)).code, 0);
-    QCOMPARE(ask(bus, knownRequest(u"prnter"_s)).items, (QList<QVariantMap>{{{u"isKnown"_s, false}}}));
-}
-
-void TstControlService::known_withoutName_isAnError_data()
-{
-    QTest::addColumn<QVariant>("name");
-    QTest::newRow("missing") << QVariant();
-    QTest::newRow("empty") << QVariant(QString());
-    QTest::newRow("number") << QVariant(5);
-}
-
-void TstControlService::known_withoutName_isAnError()
-{
-    QFETCH(QVariant, name);
-    BusThread bus;
-    const ControlServer::Answer answer = ask(bus, knownRequest(name));
-    QCOMPARE(answer.error, u"the name of a client is missing"_s);
-    QVERIFY(answer.items.isEmpty());
+    store(bus);
+    QVERIFY(BusClient(BusClient::QUERY_PORT, u"connected"_s).isConnected());
+    const QString name = QString::fromLatin1(QTest::currentDataTag());
+    QCOMPARE(ask(bus, knownRequest(name)).items, (QList<QVariantMap>{{{u"isKnown"_s, isKnown}}}));
 }
 
 void TstControlService::settings_areListedByOwner()
 {
     BusThread bus;
-    BusClient client(BusClient::QUERY_PORT, u"gui"_s);
-    QCOMPARE(client.ask(u"saveSettings"_s, settingsRecord(u"printer"_s)).code, 0);
-    QCOMPARE(client.ask(u"saveSettings"_s, settingsRecord(u"cashbox"_s)).code, 0);
-    const QList<QVariantMap> items = ask(bus, request(u"settings"_s)).items;
-    QCOMPARE(items.size(), 2);
-    QCOMPARE(items.at(0),
-             (QVariantMap{{u"owner"_s, u"cashbox"_s},
-                          {u"count"_s, 2},
-                          {u"date"_s, someDate()},
-                          {u"description"_s, u"At the door"_s}}));
-    QCOMPARE(items.at(1).value(u"owner"_s).toString(), u"printer"_s);
+    store(bus);
+    const auto item = [](const QString& owner) {
+        const QVariantMap record = settingsRecord(owner);
+        return QVariantMap{{u"owner"_s, owner},
+                           {u"count"_s, 2},
+                           {u"date"_s, record.value(u"date"_s)},
+                           {u"description"_s, record.value(u"description"_s)}};
+    };
+    QCOMPARE(ask(bus, request(u"settings"_s)).items, (QList<QVariantMap>{item(u"cashbox"_s), item(u"printer"_s)}));
 }
 
 void TstControlService::states_areListedByOwner()
 {
     BusThread bus;
-    BusClient client(BusClient::QUERY_PORT, u"gui"_s);
-    QCOMPARE(client.ask(u"saveState"_s, stateRecord(u"printer"_s)).code, 0);
-    QCOMPARE(client.ask(u"saveState"_s, stateRecord(u"cashbox"_s)).code, 0);
+    store(bus);
     QCOMPARE(ask(bus, request(u"states"_s)).items,
-             (QList<QVariantMap>{stateRecord(u"cashbox"_s), stateRecord(u"printer"_s)}));
+             (QList<QVariantMap>{someState(u"door"_s).toVariantMap(), someState(u"printer"_s).toVariantMap()}));
 }
 
-void TstControlService::request_unknown_isAnError_data()
+void TstControlService::request_wrong_isAnError_data()
 {
     QTest::addColumn<QVariantMap>("asked");
-    QTest::newRow("unknown") << request(u"dance"_s);
-    QTest::newRow("none") << QVariantMap();
-    QTest::newRow("no text") << QVariantMap{{u"request"_s, QVariantList{u"clients"_s}}};
+    QTest::addColumn<QString>("error");
+    const QString none = u"there is no such request"_s;
+    QTest::newRow("unknown") << request(u"dance"_s) << none;
+    QTest::newRow("none") << QVariantMap() << none;
+    QTest::newRow("no text") << QVariantMap{{u"request"_s, QVariantList{u"clients"_s}}} << none;
+    const QString nameless = u"the name of a client is missing"_s;
+    QTest::newRow("name missing") << request(u"known"_s) << nameless;
+    QTest::newRow("name empty") << knownRequest(QString()) << nameless;
+    QTest::newRow("name a number") << knownRequest(5) << nameless;
 }
 
-void TstControlService::request_unknown_isAnError()
+void TstControlService::request_wrong_isAnError()
 {
     QFETCH(QVariantMap, asked);
     BusThread bus;
     const ControlServer::Answer answer = ask(bus, asked);
-    QCOMPARE(answer.error, u"there is no such request"_s);
+    QTEST(answer.error, "error");
     QVERIFY(answer.items.isEmpty());
 }
 
 void TstControlService::storageFails_isAnError()
 {
     const QTemporaryDir folder;
-    BusServer::Options options;
-    options.storagePath = folder.filePath(u"bus.sqlite"_s);
-    BusThread bus(options);
+    BusThread bus(storingIn(folder.filePath(u"bus.sqlite"_s)));
     QVERIFY(bus.isRunning());
-    QVERIFY(QFile::remove(options.storagePath));
+    QVERIFY(QFile::remove(folder.filePath(u"bus.sqlite"_s)));
     for (const char* const name : {"clients", "settings", "states"}) {
         const ControlServer::Answer answer = ask(bus, request(QString::fromLatin1(name)));
         QVERIFY2(answer.error.startsWith(QLatin1String("256 ")), qPrintable(answer.error));

@@ -1,13 +1,10 @@
-#include "busclient.h"
-#include "busthread.h"
-#include "literals.h"
 #include "outbox.h"
+
+#include "desk.h"
+#include "otherprogram.h"
 #include "wire/busterms_p.h"
 
 #include <QElapsedTimer>
-#include <QRandomGenerator>
-#include <QSqlDatabase>
-#include <QSqlQuery>
 #include <QTemporaryDir>
 #include <QTest>
 
@@ -19,59 +16,37 @@ namespace {
 constexpr int NEVER_MS = 600000;
 constexpr int SOON_MS = 100;
 
-BusServer::Options resendingAfter(int ms)
+BusServer::Options resendingAfter(int ms, const QString& storagePath = QString())
 {
-    BusServer::Options options;
+    BusServer::Options options = storingIn(storagePath);
     options.resendMs = ms;
     return options;
 }
 
-QString receiverName()
+/// A desk with the receiver connection of a client "b".
+struct Pair : Desk
 {
-    return u"b"_s;
-}
+    explicit Pair(const BusServer::Options& options) : Desk(options) { }
 
-QString uidOf(const BusClient::Frame& pushed)
-{
-    return pushed.data.value(u"UID"_s).toString();
-}
-
-/// Sends messages with the uids first to last.
-bool sendMany(BusClient& sender, int first, int last, const QString& text = u"text"_s)
-{
-    for (int number = first; number <= last; ++number) {
-        const QVariantMap message{
-            {u"reciever"_s, receiverName()}, {u"message"_s, text}, {u"UID"_s, QString::number(number)}};
-        if (sender.ask(u"sendMessage"_s, message).code != 0) {
-            return false;
-        }
+    /// Messages for "b" with the uids \a first to \a last.
+    bool sendMany(int first, int last, const QString& text = u"text"_s)
+    {
+        return Desk::sendMany(u"b"_s, first, last, text);
     }
-    return true;
-}
 
-/// Text that gets only by half smaller when it is compressed.
-QString noise(int size)
-{
-    QByteArray bytes(size, '\0');
-    for (char& byte : bytes) {
-        byte = static_cast<char>('a' + QRandomGenerator::global()->bounded(26));
-    }
-    return QString::fromLatin1(bytes);
-}
+    /// Whether nothing more was to be pushed by now.
+    bool isQuiet() { return settle() && !receiver.hasBytes(); }
 
-/// Whatever was to be pushed by now has been: this reply comes after it.
-bool settle(BusClient& sender)
-{
-    return sender.ask(u"dance"_s, {}).code == 4;
-}
+    BusClient receiver{BusClient::RECEIVER_PORT, u"b"_s};
+};
 
-/// Reads pushed messages and expects the uids first to last.
+/// Reads pushed messages and expects the uids \a first to \a last.
 bool readMany(BusClient& receiver, int first, int last, QList<BusClient::Frame>* pushed = nullptr)
 {
     for (int number = first; number <= last; ++number) {
         const BusClient::Frame frame = receiver.read();
-        if (frame.isReply || uidOf(frame) != QString::number(number)) {
-            qWarning("expected %d, got %s", number, qPrintable(uidOf(frame)));
+        if (frame.isReply || frame.uid() != QString::number(number)) {
+            qWarning("expected %d, got %s", number, qPrintable(frame.uid()));
             return false;
         }
         if (pushed) {
@@ -103,107 +78,94 @@ private Q_SLOTS:
 
 void TstOutbox::push_manyMessages_leavesFewUnacknowledged()
 {
-    const BusThread bus(resendingAfter(NEVER_MS));
-    BusClient sender(BusClient::QUERY_PORT, u"a"_s);
-    BusClient receiver(BusClient::RECEIVER_PORT, receiverName());
-    QVERIFY(sendMany(sender, 1, 200));
+    Pair pair(resendingAfter(NEVER_MS));
+    QVERIFY(pair.sendMany(1, 200));
     QList<BusClient::Frame> pushed;
-    QVERIFY(readMany(receiver, 1, 64, &pushed));
-    QVERIFY(settle(sender));
-    QVERIFY(!receiver.hasBytes());
+    QVERIFY(readMany(pair.receiver, 1, 64, &pushed));
+    QVERIFY(pair.isQuiet());
     // Each acknowledgement makes room for one, and be it not that of the first.
-    QVERIFY(receiver.acknowledge(pushed.takeAt(10)));
-    QVERIFY(readMany(receiver, 65, 65, &pushed));
-    QVERIFY(bus.waitForAcknowledged(1));
-    QVERIFY(settle(sender));
-    QVERIFY(!receiver.hasBytes());
+    QVERIFY(pair.receiver.acknowledge(pushed.takeAt(10)));
+    QVERIFY(readMany(pair.receiver, 65, 65, &pushed));
+    QVERIFY(pair.bus.waitForAcknowledged(1));
+    QVERIFY(pair.isQuiet());
     for (int number = 66; number <= 200; ++number) {
-        QVERIFY(receiver.acknowledge(pushed.takeFirst()));
-        QVERIFY(readMany(receiver, number, number, &pushed));
+        QVERIFY(pair.receiver.acknowledge(pushed.takeFirst()));
+        QVERIFY(readMany(pair.receiver, number, number, &pushed));
     }
     for (const BusClient::Frame& frame : qAsConst(pushed)) {
-        QVERIFY(receiver.acknowledge(frame));
+        QVERIFY(pair.receiver.acknowledge(frame));
     }
-    QVERIFY(bus.waitForAcknowledged(200));
+    QVERIFY(pair.bus.waitForAcknowledged(200));
 }
 
 // A client takes a message for new again once it has got 100 others.
 void TstOutbox::push_oneNeverAcknowledged_neverFallsTooFarBehind()
 {
-    const BusThread bus(resendingAfter(NEVER_MS));
-    BusClient sender(BusClient::QUERY_PORT, u"a"_s);
-    BusClient receiver(BusClient::RECEIVER_PORT, receiverName());
-    QVERIFY(sendMany(sender, 1, 150));
-    const BusClient::Frame first = receiver.read();
+    Pair pair(resendingAfter(NEVER_MS));
+    QVERIFY(pair.sendMany(1, 150));
+    const BusClient::Frame first = pair.receiver.read();
     for (int number = 2; number <= tarvex::busterms::MAX_PUSHED_SPAN; ++number) {
-        const BusClient::Frame pushed = receiver.read();
-        QCOMPARE(uidOf(pushed), QString::number(number));
-        QVERIFY(receiver.acknowledge(pushed));
+        const BusClient::Frame pushed = pair.receiver.read();
+        QCOMPARE(pushed.uid(), QString::number(number));
+        QVERIFY(pair.receiver.acknowledge(pushed));
     }
-    QVERIFY(bus.waitForAcknowledged(tarvex::busterms::MAX_PUSHED_SPAN - 1));
-    QVERIFY(settle(sender));
-    QVERIFY(!receiver.hasBytes());
-    QVERIFY(receiver.acknowledge(first));
-    QVERIFY(readMany(receiver, 100, 150));
+    QVERIFY(pair.bus.waitForAcknowledged(tarvex::busterms::MAX_PUSHED_SPAN - 1));
+    QVERIFY(pair.isQuiet());
+    QVERIFY(pair.receiver.acknowledge(first));
+    QVERIFY(readMany(pair.receiver, 100, 150));
 }
 
 void TstOutbox::push_afterFiveSeconds_comesAgain()
 {
-    const BusThread bus;
-    BusClient sender(BusClient::QUERY_PORT, u"a"_s);
-    BusClient receiver(BusClient::RECEIVER_PORT, receiverName());
-    QVERIFY(sendMany(sender, 1, 1));
-    QVERIFY(readMany(receiver, 1, 1));
+    Pair pair{BusServer::Options()};
+    QVERIFY(pair.sendMany(1, 1));
+    QVERIFY(readMany(pair.receiver, 1, 1));
     QElapsedTimer clock;
     clock.start();
-    QVERIFY(readMany(receiver, 1, 1));
+    QVERIFY(readMany(pair.receiver, 1, 1));
     QVERIFY2(clock.elapsed() > 4500, qPrintable(QString::number(clock.elapsed())));
 }
 
 void TstOutbox::push_unacknowledged_comesAgainInOrder()
 {
-    const BusThread bus(resendingAfter(SOON_MS));
-    BusClient sender(BusClient::QUERY_PORT, u"a"_s);
-    QVERIFY(sendMany(sender, 1, 20));
-    BusClient receiver(BusClient::RECEIVER_PORT, receiverName());
-    QVERIFY(readMany(receiver, 1, 20));
-    QVERIFY(readMany(receiver, 1, 20));
-    QVERIFY(readMany(receiver, 1, 20));
+    Desk desk(resendingAfter(SOON_MS));
+    QVERIFY(desk.sendMany(u"b"_s, 1, 20));
+    BusClient receiver(BusClient::RECEIVER_PORT, u"b"_s);
+    for (int round = 0; round < 3; ++round) {
+        QVERIFY(readMany(receiver, 1, 20));
+    }
 }
 
 void TstOutbox::push_acknowledged_doesNotComeAgain()
 {
-    const BusThread bus(resendingAfter(SOON_MS));
-    BusClient sender(BusClient::QUERY_PORT, u"a"_s);
-    BusClient receiver(BusClient::RECEIVER_PORT, receiverName());
-    QVERIFY(sendMany(sender, 1, 1));
-    QVERIFY(receiver.acknowledge(receiver.read()));
-    QVERIFY(bus.waitForAcknowledged(1));
+    Pair pair(resendingAfter(SOON_MS));
+    QVERIFY(pair.sendMany(1, 1));
+    QVERIFY(pair.receiver.acknowledge(pair.receiver.read()));
+    QVERIFY(pair.bus.waitForAcknowledged(1));
     // The second is pushed several times; the first, were it to come at all, would come before it.
-    QVERIFY(sendMany(sender, 2, 2));
-    BusClient::Frame pushed = receiver.read();
-    while (uidOf(pushed) == u"1"_s) {
-        pushed = receiver.read(); // it may have been under way again before its acknowledgement came
+    QVERIFY(pair.sendMany(2, 2));
+    BusClient::Frame pushed = pair.receiver.read();
+    while (pushed.uid() == u"1"_s) {
+        pushed = pair.receiver.read(); // it may have been under way again before its acknowledgement came
     }
     for (int round = 0; round < 3; ++round) {
-        QVERIFY(readMany(receiver, 2, 2));
+        QVERIFY(readMany(pair.receiver, 2, 2));
     }
 }
 
 void TstOutbox::push_afterReconnection_comesAgainInOrder()
 {
-    const BusThread bus(resendingAfter(NEVER_MS));
-    BusClient sender(BusClient::QUERY_PORT, u"a"_s);
-    QVERIFY(sendMany(sender, 1, 100));
+    Desk desk(resendingAfter(NEVER_MS));
+    QVERIFY(desk.sendMany(u"b"_s, 1, 100));
     {
-        BusClient receiver(BusClient::RECEIVER_PORT, receiverName());
+        BusClient receiver(BusClient::RECEIVER_PORT, u"b"_s);
         QList<BusClient::Frame> pushed;
         QVERIFY(readMany(receiver, 1, 64, &pushed));
         QVERIFY(receiver.acknowledge(pushed.at(0)));
         QVERIFY(receiver.acknowledge(pushed.at(1)));
-        QVERIFY(bus.waitForAcknowledged(2));
+        QVERIFY(desk.bus.waitForAcknowledged(2));
     }
-    BusClient again(BusClient::RECEIVER_PORT, receiverName());
+    BusClient again(BusClient::RECEIVER_PORT, u"b"_s);
     QVERIFY(readMany(again, 3, 66));
 }
 
@@ -212,30 +174,25 @@ void TstOutbox::push_toClientThatNeverReads_isBounded()
 {
     BusServer::Options options = resendingAfter(NEVER_MS);
     options.isTracing = true;
-    const BusThread bus(options);
-    BusClient sender(BusClient::QUERY_PORT, u"a"_s);
-    BusClient receiver(BusClient::RECEIVER_PORT, receiverName());
-    QVERIFY(sendMany(sender, 1, 60, noise(512 * 1024)));
-    QVERIFY(settle(sender));
+    Pair pair(options);
+    QVERIFY(pair.sendMany(1, 60, noise(512 * 1024)));
+    QVERIFY(pair.settle());
     const QString line = u"out receiver/b REQUEST sendMessage"_s;
-    const int pushed = bus.traceLines().filter(line).size();
+    const int pushed = pair.bus.traceLines().filter(line).size();
     QVERIFY2(pushed > 0 && pushed < 45, qPrintable(QString::number(pushed)));
-    QVERIFY(readMany(receiver, 1, 60));
+    QVERIFY(readMany(pair.receiver, 1, 60));
 }
 
 void TstOutbox::acknowledge_withCode_countsAsNone()
 {
-    const BusThread bus(resendingAfter(SOON_MS));
-    BusClient sender(BusClient::QUERY_PORT, u"a"_s);
-    BusClient receiver(BusClient::RECEIVER_PORT, receiverName());
-    QVERIFY(sendMany(sender, 1, 1));
-    const BusClient::Frame pushed = receiver.read();
-    QVERIFY(receiver.acknowledge(pushed, 4));
-    QVERIFY(readMany(receiver, 1, 1));
-    QVERIFY(readMany(receiver, 1, 1));
-    QVERIFY(receiver.acknowledge(pushed));
-    QVERIFY(bus.waitForAcknowledged(1));
-    QCOMPARE(bus.acknowledgedUids(), QStringList{u"1"_s});
+    Pair pair(resendingAfter(SOON_MS));
+    QVERIFY(pair.sendMany(1, 1));
+    const BusClient::Frame pushed = pair.receiver.read();
+    QVERIFY(pair.receiver.acknowledge(pushed, 4));
+    QVERIFY(readMany(pair.receiver, 1, 1) && readMany(pair.receiver, 1, 1));
+    QVERIFY(pair.receiver.acknowledge(pushed));
+    QVERIFY(pair.bus.waitForAcknowledged(1));
+    QCOMPARE(pair.bus.acknowledgedUids(), QStringList{u"1"_s});
 }
 
 void TstOutbox::acknowledge_ofSomethingElse_isPassedOver_data()
@@ -249,64 +206,49 @@ void TstOutbox::acknowledge_ofSomethingElse_isPassedOver_data()
 void TstOutbox::acknowledge_ofSomethingElse_isPassedOver()
 {
     QFETCH(QString, key);
-    const BusThread bus(resendingAfter(SOON_MS));
-    BusClient sender(BusClient::QUERY_PORT, u"a"_s);
-    BusClient receiver(BusClient::RECEIVER_PORT, receiverName());
-    QVERIFY(sendMany(sender, 1, 1));
-    BusClient::Frame pushed = receiver.read();
+    Pair pair(resendingAfter(SOON_MS));
+    QVERIFY(pair.sendMany(1, 1));
+    BusClient::Frame pushed = pair.receiver.read();
     const BusClient::Frame right = pushed;
     pushed.data.insert(key, u"another"_s);
-    QVERIFY(receiver.acknowledge(pushed));
-    QVERIFY(receiver.send(FakeBus::replyFrame(u"dance"_s, 0, QString(), right.data)));
-    QVERIFY(readMany(receiver, 1, 1));
-    QVERIFY(readMany(receiver, 1, 1));
-    QVERIFY(bus.acknowledgedUids().isEmpty());
-    QVERIFY(receiver.acknowledge(right));
-    QVERIFY(bus.waitForAcknowledged(1));
+    QVERIFY(pair.receiver.acknowledge(pushed));
+    QVERIFY(pair.receiver.send(FakeBus::replyFrame(u"dance"_s, 0, QString(), right.data)));
+    QVERIFY(readMany(pair.receiver, 1, 1) && readMany(pair.receiver, 1, 1));
+    QVERIFY(pair.bus.acknowledgedUids().isEmpty());
+    QVERIFY(pair.receiver.acknowledge(right));
+    QVERIFY(pair.bus.waitForAcknowledged(1));
 }
 
 void TstOutbox::acknowledge_twice_isHarmless()
 {
-    const BusThread bus(resendingAfter(NEVER_MS));
-    BusClient sender(BusClient::QUERY_PORT, u"a"_s);
-    BusClient receiver(BusClient::RECEIVER_PORT, receiverName());
-    QVERIFY(sendMany(sender, 1, 70));
+    Pair pair(resendingAfter(NEVER_MS));
+    QVERIFY(pair.sendMany(1, 70));
     QList<BusClient::Frame> pushed;
-    QVERIFY(readMany(receiver, 1, 64, &pushed));
-    QVERIFY(receiver.acknowledge(pushed.at(0)));
-    QVERIFY(receiver.acknowledge(pushed.at(0)));
-    QVERIFY(receiver.acknowledge(pushed.at(1)));
-    QVERIFY(readMany(receiver, 65, 66));
-    QVERIFY(bus.waitForAcknowledged(2));
-    QVERIFY(settle(sender));
-    QVERIFY(!receiver.hasBytes());
+    QVERIFY(readMany(pair.receiver, 1, 64, &pushed));
+    QVERIFY(pair.receiver.acknowledge(pushed.at(0)));
+    QVERIFY(pair.receiver.acknowledge(pushed.at(0)));
+    QVERIFY(pair.receiver.acknowledge(pushed.at(1)));
+    QVERIFY(readMany(pair.receiver, 65, 66));
+    QVERIFY(pair.bus.waitForAcknowledged(2));
+    QVERIFY(pair.isQuiet());
 }
 
 void TstOutbox::acknowledge_storageLocked_comesAgain()
 {
     const QTemporaryDir folder;
-    BusServer::Options options = resendingAfter(SOON_MS);
-    options.storagePath = folder.filePath(u"bus.sqlite"_s);
-    const BusThread bus(options);
-    BusClient sender(BusClient::QUERY_PORT, u"a"_s);
-    BusClient receiver(BusClient::RECEIVER_PORT, receiverName());
-    QVERIFY(sendMany(sender, 1, 1));
-    const BusClient::Frame pushed = receiver.read();
+    Pair pair(resendingAfter(SOON_MS, folder.filePath(u"bus.sqlite"_s)));
+    QVERIFY(pair.sendMany(1, 1));
+    const BusClient::Frame pushed = pair.receiver.read();
     {
-        QSqlDatabase other = QSqlDatabase::addDatabase(u"QSQLITE"_s, u"other"_s);
-        other.setDatabaseName(options.storagePath);
-        QVERIFY(other.open());
-        QVERIFY(QSqlQuery(other).exec(u"BEGIN IMMEDIATE"_s));
-        QVERIFY(receiver.acknowledge(pushed));
-        QVERIFY(readMany(receiver, 1, 1));
-        QVERIFY(readMany(receiver, 1, 1));
-        QVERIFY(bus.acknowledgedUids().isEmpty());
-        QVERIFY(QSqlQuery(other).exec(u"COMMIT"_s));
-        other.close();
+        OtherProgram other(folder.filePath(u"bus.sqlite"_s));
+        QVERIFY(other.lock());
+        QVERIFY(pair.receiver.acknowledge(pushed));
+        QVERIFY(readMany(pair.receiver, 1, 1));
+        QVERIFY(readMany(pair.receiver, 1, 1));
+        QVERIFY(pair.bus.acknowledgedUids().isEmpty());
     }
-    QSqlDatabase::removeDatabase(u"other"_s);
-    QVERIFY(receiver.acknowledge(pushed));
-    QVERIFY(bus.waitForAcknowledged(1));
+    QVERIFY(pair.receiver.acknowledge(pushed));
+    QVERIFY(pair.bus.waitForAcknowledged(1));
 }
 
 QTEST_GUILESS_MAIN(TstOutbox)

@@ -82,9 +82,8 @@ class TstStorage : public QObject
     Q_OBJECT
 private Q_SLOTS:
     void init();
+    void open_newFile_bearsOurMark_data();
     void open_newFile_bearsOurMark();
-    void open_emptyFile_countsAsNew();
-    void open_leftoverOfKilledCreation_isReplaced();
     void open_logOfRemovedDatabase_isNotReplayed();
     void open_link_staysLink_data();
     void open_link_staysLink();
@@ -92,8 +91,6 @@ private Q_SLOTS:
     void open_linkThatLeadsNowhere_staysAndFails();
     void open_unusable_leavesItUntouched_data();
     void open_unusable_leavesItUntouched();
-    void open_foreignDatabase_leavesItUntouched_data();
-    void open_foreignDatabase_leavesItUntouched();
     void open_damagedPage_leavesItUntouched();
     void open_impossiblePlace_fails_data();
     void open_impossiblePlace_fails();
@@ -155,27 +152,28 @@ void TstStorage::verifyRefused()
     QCOMPARE(QDir(m_folder->path()).entryList(QDir::Files), filesBefore);
 }
 
+void TstStorage::open_newFile_bearsOurMark_data()
+{
+    QTest::addColumn<QString>("former"); // what is there before, beside or in place of the database
+    QTest::addColumn<QByteArray>("bytes");
+    QTest::newRow("nothing there") << QString() << QByteArray();
+    QTest::newRow("empty file") << u"bus.sqlite"_s << QByteArray();
+    QTest::newRow("killed creation") << u"bus.sqlite.tarvex-devbus-new"_s << QByteArray("half of something");
+}
+
 void TstStorage::open_newFile_bearsOurMark()
 {
+    QFETCH(QString, former);
+    QFETCH(QByteArray, bytes);
+    if (!former.isEmpty()) {
+        overwrite(m_folder->filePath(former), 0, bytes);
+    }
     OpenStorage storage(bus());
     QCOMPARE(contents(bus()).left(16), QByteArray("SQLite format 3\0", 16));
     QCOMPARE(contents(bus()).mid(68, 4), QByteArray("TxDB"));
     QCOMPARE(storage.save(), 0);
     QVERIFY(QFileInfo::exists(bus() + u"-wal"_s));
-}
-
-void TstStorage::open_emptyFile_countsAsNew()
-{
-    overwrite(bus(), 0, QByteArray());
-    QCOMPARE(OpenStorage(bus()).save(), 0);
-}
-
-void TstStorage::open_leftoverOfKilledCreation_isReplaced()
-{
-    const QString leftover = path("bus.sqlite.tarvex-devbus-new");
-    overwrite(leftover, 0, "half of something");
-    QCOMPARE(OpenStorage(bus()).save(), 0);
-    QVERIFY(!QFileInfo::exists(leftover));
+    QVERIFY(!QFileInfo::exists(path("bus.sqlite.tarvex-devbus-new")));
 }
 
 // What a developer does to begin afresh after a kill: remove the database, and not the log beside it.
@@ -249,45 +247,42 @@ void TstStorage::open_linkThatLeadsNowhere_staysAndFails()
 
 void TstStorage::open_unusable_leavesItUntouched_data()
 {
-    QTest::addColumn<QByteArray>("bytes");     // the file; empty: a database of ours
-    QTest::addColumn<QByteArray>("statement"); // what another program does to it
-    QTest::newRow("one byte") << QByteArray("x") << QByteArray();
-    QTest::newRow("text") << QByteArray("hello, this is a letter\n").repeated(1000) << QByteArray();
-    QTest::newRow("zeros") << QByteArray(8192, '\0') << QByteArray();
-    QTest::newRow("header alone") << QByteArray("SQLite format 3\0", 16) << QByteArray();
-    QTest::newRow("table missing") << QByteArray() << QByteArray("DROP TABLE settings");
-    QTest::newRow("other version") << QByteArray() << QByteArray("PRAGMA user_version = 2");
-    QTest::newRow("no version") << QByteArray() << QByteArray("PRAGMA user_version = 0");
-    QTest::newRow("other program's") << QByteArray() << QByteArray("PRAGMA application_id = 5");
+    QTest::addColumn<QByteArray>("bytes");          // of the file, unless it is a database
+    QTest::addColumn<bool>("isOurs");               // the database
+    QTest::addColumn<QByteArrayList>("statements"); // what another program does with it
+    const auto fileRow = [](const char* what, const QByteArray& bytes) {
+        QTest::newRow(what) << bytes << false << QByteArrayList();
+    };
+    fileRow("one byte", "x");
+    fileRow("text", QByteArray("hello, this is a letter\n").repeated(1000));
+    fileRow("zeros", QByteArray(8192, '\0'));
+    fileRow("header alone", QByteArray("SQLite format 3\0", 16));
+    const auto databaseRow = [](const char* what, bool isOurs, const QByteArrayList& statements) {
+        QTest::newRow(what) << QByteArray() << isOurs << statements;
+    };
+    databaseRow("table missing", true, {"DROP TABLE settings"});
+    databaseRow("other version", true, {"PRAGMA user_version = 2"});
+    databaseRow("no version", true, {"PRAGMA user_version = 0"});
+    databaseRow("other program's mark", true, {"PRAGMA application_id = 5"});
+    databaseRow("foreign", false, {"PRAGMA journal_mode = DELETE", "CREATE TABLE states (a)"});
+    databaseRow("foreign, write-ahead log", false, {"PRAGMA journal_mode = WAL", "CREATE TABLE states (a)"});
 }
 
 void TstStorage::open_unusable_leavesItUntouched()
 {
     QFETCH(QByteArray, bytes);
-    QFETCH(QByteArray, statement);
-    if (bytes.isEmpty()) {
+    QFETCH(bool, isOurs);
+    QFETCH(QByteArrayList, statements);
+    if (isOurs) {
         makeDatabase();
-        QVERIFY(OtherProgram(bus()).run(statement.constData()));
-    } else {
-        overwrite(bus(), 0, bytes);
     }
-    verifyRefused();
-}
-
-void TstStorage::open_foreignDatabase_leavesItUntouched_data()
-{
-    QTest::addColumn<QByteArray>("journal");
-    QTest::newRow("rollback journal") << QByteArray("PRAGMA journal_mode = DELETE");
-    QTest::newRow("write-ahead log") << QByteArray("PRAGMA journal_mode = WAL");
-}
-
-void TstStorage::open_foreignDatabase_leavesItUntouched()
-{
-    QFETCH(QByteArray, journal);
-    {
+    if (!bytes.isEmpty()) {
+        overwrite(bus(), 0, bytes);
+    } else {
         OtherProgram other(bus());
-        QVERIFY(other.run(journal.constData()));
-        QVERIFY(other.run("CREATE TABLE states (a)"));
+        for (const QByteArray& statement : qAsConst(statements)) {
+            QVERIFY(other.run(statement.constData()));
+        }
     }
     verifyRefused();
 }

@@ -98,7 +98,8 @@ void BusConnection::closeWhenWritten()
 void BusConnection::onReadyRead()
 {
     if (m_isClosing) {
-        // Taken in and dropped: bytes left behind would turn the close into a reset, and cost the client the answer.
+        // The bytes are read and dropped. Unread bytes would turn the close into a reset, and the client would lose the
+        // answer.
         m_socket->readAll();
         return;
     }
@@ -114,9 +115,9 @@ void BusConnection::onBytesWritten()
     scheduleFrames();
 }
 
-/// A client that ends while it is pushed something resets the connection. When Qt finds that while it writes, it closes
-/// its descriptor and forgets what it has not read yet. The system still has that, for whoever has another descriptor:
-/// acknowledgements among it count.
+/// A client that ends while something is pushed to it resets the connection. When Qt notices the reset during a write,
+/// it closes its descriptor and forgets the bytes that it has not read yet. The system still has these bytes, and the
+/// spare descriptor can read them. They may hold acknowledgements, which count.
 void BusConnection::onError()
 {
     if (m_port != Port::Receiver || m_isClosing) {
@@ -134,12 +135,13 @@ void BusConnection::onError()
 
 void BusConnection::onDisconnected()
 {
-    closeSpareDescriptor(); // only now does the client hear of the end
+    closeSpareDescriptor(); // the system tells the client of the end only when this one is closed too
     Q_EMIT closed();
 }
 
-/// The frames that waited for room are taken later, when the other clients have had their turn. Not here, in the middle
-/// of Qt's writing: what is flushed there is not reported by another bytesWritten(), and nothing would wake us again.
+/// The frames that waited for room are read later, after the other clients have had their turn. They must not be read
+/// here, in the middle of Qt's writing: no further bytesWritten() reports what is flushed there, so nothing would wake
+/// this object again.
 void BusConnection::scheduleFrames()
 {
     if (!m_isScheduled) {
@@ -152,15 +154,14 @@ void BusConnection::processFrames()
 {
     m_isScheduled = false;
     const bool isFinished = takeFrames();
-    // Written at once: a client that has closed its own direction already would lose what still waits when Qt sees
-    // that.
+    // Written at once, because Qt drops what still waits when it sees that the client has closed its own direction.
     m_socket->flush();
     if (!isFinished && !isCongested()) {
         scheduleFrames();
     }
 }
 
-/// \return false when it stopped for lack of room, true when it has taken all there is.
+/// \return false when it has stopped for lack of room, true when it has read everything that is there.
 bool BusConnection::takeFrames()
 {
     while (!m_isClosing && !isCongested()) {

@@ -13,11 +13,10 @@ class QTcpSocket;
 
 namespace tarvex::devbus {
 
-/// One connection of a client, from the server's side: envelopes in and out, and no more memory than a bounded amount
-/// for either direction.
+/// The server's side of one connection of a client. Envelopes go in and out; the memory for each direction is bounded.
 ///
-/// While more than MAX_WAITING_BYTES wait to be written to the client nothing more is read from it. Frames that cannot
-/// be understood are answered here; where the place in the stream is lost, the connection ends after that answer.
+/// Nothing is read from the client while more than MAX_WAITING_BYTES wait to be written to it. A frame that cannot be
+/// understood is answered here. If the place in the stream is lost, the connection ends after that answer.
 class BusConnection : public QObject
 {
     Q_OBJECT
@@ -32,34 +31,35 @@ public:
     /// A client that does not take the last answer is cut off after this long, in ms.
     static constexpr int CLOSE_TIMEOUT_MS = 5000;
 
-    /// Takes over \a socket, which is connected.
+    /// Owns \a socket, a connected one, from now on.
     BusConnection(QTcpSocket* socket, Port port, QObject* parent);
     ~BusConnection() override;
 
     Port port() const { return m_port; }
 
-    /// The name from the handshake; empty as long as the client has not introduced itself.
+    /// The name from the handshake; empty until the client introduces itself.
     QString client() const { return m_client; }
 
     bool isIntroduced() const { return !m_client.isEmpty(); }
 
     void introduce(const QString& client);
 
-    /// When the client has introduced itself by its present name.
+    /// The time at which the client took its present name.
     QDateTime introducedAt() const { return m_introducedAt; }
 
-    /// Whether the client is still at its end, as far as the system knows; what it has sent may wait to be read.
+    /// Whether the client has its end of the connection still open, as far as the system knows. Bytes that it has sent
+    /// may still wait to be read.
     bool hasPeer() const;
 
     void setTracing(bool isOn) { m_isTracing = isOn; }
 
-    /// True while the client takes less than it is sent. writable() follows.
+    /// True while too much waits to be written to the client. writable() is emitted when there is room again.
     bool isCongested() const;
 
     void sendRequest(const QString& operation, const QVariantMap& data);
     void sendReply(const QString& operation, const TarvexError& error, const QVariantMap& data);
 
-    /// Takes no more from the client, and closes once all that was sent has been written.
+    /// Reads nothing more from the client, and closes the connection when everything that was sent has been written.
     void closeWhenWritten();
 
 Q_SIGNALS:
@@ -69,7 +69,7 @@ Q_SIGNALS:
     void writable();
     /// The connection is gone; emitted once.
     void closed();
-    /// A frame for the trace; only while tracing is on.
+    /// One line of the trace. Emitted only while tracing is on.
     void traced(const QString& line);
 
 private:
@@ -88,7 +88,7 @@ private:
     void closeSpareDescriptor();
 
     QTcpSocket* const m_socket;
-    int m_spareDescriptor; ///< Of the same connection as the socket's.
+    int m_spareDescriptor; ///< Another one for the socket's connection; -1 when it is closed.
     const Port m_port;
     FrameStream m_stream;
     QString m_client;

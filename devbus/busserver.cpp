@@ -38,7 +38,7 @@ TarvexError BusServer::start()
     if (isRunning()) {
         return {};
     }
-    // The ports first: whoever holds them may be at work on the same storage.
+    // The ports come first, because the program that holds them may be using the same storage.
     TarvexError error = openPorts();
     if (!isFailure(error)) {
         error = openStorage();
@@ -160,7 +160,7 @@ TarvexError BusServer::openStorage()
     return error;
 }
 
-/// Clients may ask many times a second, so not each failure is told.
+/// Not every failure is told, because clients may ask many times a second.
 void BusServer::onStorageFailure(const QString& reason)
 {
     if (!m_sinceStorageWarning.isValid() || m_sinceStorageWarning.hasExpired(STORAGE_WARNING_INTERVAL_MS)) {
@@ -203,7 +203,7 @@ void BusServer::removeConnection(BusConnection* connection)
     Q_EMIT clientsChanged();
 }
 
-/// At once, from this side.
+/// Closes it at once from this side.
 void BusServer::closeConnection(BusConnection* connection)
 {
     connection->disconnect(this);
@@ -227,7 +227,8 @@ void BusServer::onRequest(BusConnection* connection, const QVariantMap& envelope
     }
 }
 
-/// The replies to what was pushed go to the outbox. Others have no place here, and are told so rather than passed over.
+/// The outbox takes the replies to pushed messages. Any other reply is a mistake of the client, and the client is told
+/// so.
 void BusServer::onReply(BusConnection* connection, const QVariantMap& envelope)
 {
     const QString operation = envelope.value(busframe::KEY_OPERATION).toString();
@@ -260,7 +261,7 @@ void BusServer::handshake(BusConnection* connection, const QVariantMap& data)
     }
     const bool isReceiver = connection->port() == BusConnection::Port::Receiver;
     if (connection->client() == name.toString()) {
-        m_delivery->detach(connection); // it only starts again
+        m_delivery->detach(connection); // the client only starts again
     } else {
         m_delivery->leave(connection);
     }
@@ -276,8 +277,8 @@ void BusServer::handshake(BusConnection* connection, const QVariantMap& data)
     Q_EMIT clientsChanged();
 }
 
-/// A connection whose client has left already, but whose end has not been dealt with yet, is none that loses its name:
-/// the service is only back sooner than that.
+/// A connection does not count when its client has already left and the bus has not dealt with its end yet. In that
+/// case the service has only come back quickly.
 void BusServer::noteTakeover(const BusConnection* newcomer, const QString& name)
 {
     const bool isTaken =
@@ -304,7 +305,7 @@ bool BusServer::meetsFault(BusConnection* connection, const QString& client, con
     if (!fault->isSilent) {
         connection->sendReply(operation, fault->error, {});
     }
-    // A connection whose handshake fails has no name yet, but is known by the one it has asked for.
+    // A connection whose handshake meets a fault has no name yet. The signal carries the name that it has asked for.
     const std::optional<int> code = fault->isSilent ? std::nullopt : std::optional<int>(fault->error.error());
     Q_EMIT requestHandled(client, operation, code, data);
     return true;

@@ -25,10 +25,10 @@ class Delivery;
 class QueryService;
 class Storage;
 
-/// The development bus server: what a desk or a test has in place of a device's bus.
+/// The development bus server. A desk or a test uses it instead of a device's bus.
 ///
-/// Lives in the thread that created it and needs that thread's event loop; never blocks it for longer than a statement
-/// of the storage takes. Several servers in one process would only dispute the ports.
+/// Lives in the thread that created it and needs that thread's event loop. Blocks that thread for no longer than a
+/// statement of the storage takes. Only one server at a time can run, because the ports are fixed.
 ///
 /// \code
 /// tarvex::devbus::BusServer::Options options; // in memory
@@ -47,20 +47,20 @@ public:
 
     struct Options
     {
-        QString storagePath;    ///< Of the database file; empty: in memory, gone with the server.
-        int keep = 1000;        ///< Messages kept for an absent client.
-        int resendMs = 5000;    ///< After this an unacknowledged message is pushed again.
+        QString storagePath; ///< The database file. When it is empty, everything is in memory and gone with the server.
+        int keep = 1000;     ///< Messages kept for an absent client.
+        int resendMs = 5000; ///< An unacknowledged message is pushed again after this time.
         bool isTracing = false; ///< Whether traced() is emitted.
     };
 
-    /// What a client gets in place of what it has asked for; for tests of how it takes that.
+    /// What a client gets instead of what it has asked for. Tests use it to see how the client deals with that.
     struct Fault
     {
         bool isSilent = false; ///< No reply at all.
-        TarvexError error;     ///< Otherwise, the reply's.
+        TarvexError error;     ///< The error of the reply, when there is one.
     };
 
-    /// Says of a request, handshakes included, whether it meets a fault.
+    /// Decides whether a request meets a fault. Handshakes are requests too.
     using FaultSource = std::function<std::optional<Fault>(const QString& client, const QString& operation)>;
 
     explicit BusServer(const Options& options, QObject* parent = nullptr);
@@ -69,15 +69,16 @@ public:
     /// Opens the storage and listens on both ports of 127.0.0.1. Does nothing when started already.
     /// \return NoError, or why it cannot, in one line; then nothing is left open.
     TarvexError start();
-    /// Closes everything; what the clients are slow to take in is lost. No signals follow. Not to be called from a slot
-    /// of this object's signals.
+    /// Closes everything. What the clients have not taken by then is lost. No signals follow. Must not be called from a
+    /// slot of this object's signals.
     void stop();
 
     bool isRunning() const { return m_storage != nullptr; }
 
     int connectionCount() const { return m_connections.size(); }
 
-    /// The names that the connections to \a port have introduced themselves by, each once for each of them.
+    /// The names under which the connections to \a port have introduced themselves. A name is in the list once for each
+    /// of its connections.
     QStringList clients(BusConnection::Port port) const;
 
     /// One connection that has introduced itself.
@@ -98,21 +99,23 @@ public:
     /// How often a second receiver connection has taken the name of \a client from one that was there.
     int takeoverCount(const QString& client) const { return m_takeovers.count(client); }
 
-    /// Of a server that runs.
+    /// Only while the server runs.
     Storage& storage() const { return *m_storage; }
 
-    /// Does what \a client would have done over its query port, and tells nobody who is not concerned. The server runs.
+    /// Does the same as a request of \a client over the query port, but does not emit requestHandled(). Only while the
+    /// server runs.
     /// \return the reply's code and text; \a answer is its data.
     TarvexError perform(const QString& client, const QString& operation, const QVariantMap& data, QVariantMap& answer);
 
-    /// With false the ports are closed to new connections; those that are open stay. start() opens the ports again.
+    /// With false the ports are closed to new connections; open connections stay. start() opens the ports again.
     /// \return NoError, or why it cannot listen, such as that it is not running; then the ports are closed.
     TarvexError setListening(bool isListening);
-    /// Closes the connections of \a client, or all when it is empty, as the end of the server would. Not to be called
-    /// from a slot of this object's signals.
+    /// Closes the connections of \a client as the end of the server would; an empty \a client stands for all. Must not
+    /// be called from a slot of this object's signals.
     void dropConnections(const QString& client);
 
-    /// Asked about each request that would be carried out, until another is set; none by default.
+    /// \a faultSource is asked about each request that would otherwise be carried out. It replaces the former one.
+    /// There is none by default.
     void setFaultSource(const FaultSource& faultSource) { m_faultSource = faultSource; }
 
 Q_SIGNALS:
@@ -127,7 +130,7 @@ Q_SIGNALS:
     void traced(const QString& line);
     /// Something for the developer to know, in one line.
     void warning(const QString& text);
-    /// What clients() returns is another list now.
+    /// The lists that clients() returns have changed.
     void clientsChanged();
 
 private:

@@ -12,7 +12,7 @@ namespace tarvex::devbus {
 
 namespace {
 
-/// Relative paths in these variables are void, as the base directory rules have it.
+/// A relative path in this variable does not count; the base directory rules say so.
 QString stateFolder()
 {
     const QString folder = qEnvironmentVariable("XDG_STATE_HOME");
@@ -69,7 +69,7 @@ CommandLine answered(const QString& text)
     return commandLine;
 }
 
-/// The options for the run; what is wrong with them is told instead.
+/// Reads the options for the run, or says what is wrong with them.
 CommandLine interpret(const Parser& parser)
 {
     if (!parser.positionalArguments().isEmpty()) {
@@ -133,7 +133,7 @@ QString optionError(const Parser& parser, bool isParsed)
     return repeated.isEmpty() ? QString() : QStringLiteral("--%1 is given more than once").arg(repeated);
 }
 
-/// The first line of Qt's own text names the program by its path, however long that is.
+/// The first line of Qt's own text is left out, because it names the program by its path, however long that is.
 QString helpText(const Parser& parser)
 {
     return QStringLiteral("Usage: tarvex-devbus [options]\n%1\n\n"
@@ -145,7 +145,7 @@ QString helpText(const Parser& parser)
         .arg(parser.helpText().section(QLatin1Char('\n'), 1).trimmed(), defaultStorage());
 }
 
-/// Qt replaces what is no text, and the storage would have another name than the one that was given.
+/// Whether all arguments are text. Qt replaces what is not, and the storage would have another name than the given one.
 bool areTexts(int argc, char** argv)
 {
     return std::all_of(argv + qMin(argc, 1), argv + argc,

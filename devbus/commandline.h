@@ -18,7 +18,7 @@ struct CommandLine
     bool isDefaultStorage = false;    ///< Nothing was said about the storage; its folder may be missing.
 };
 
-/// Reads the arguments as main() gets them. Needs the application object, whose version is told.
+/// Reads the arguments as main() gets them. Needs the application object, which has the version.
 CommandLine readCommandLine(int argc, char** argv);
 
 } // namespace tarvex::devbus

@@ -39,7 +39,8 @@ ControlConnection::~ControlConnection()
     ::close(m_descriptor);
 }
 
-/// One byte more than a request may have, so that its line end fits, or it is seen to be too long.
+/// Takes in up to one byte more than a request may have. That byte is the line end, or it shows that the request is too
+/// long.
 void ControlConnection::takeIn()
 {
     const int size = m_input.size();
@@ -50,7 +51,7 @@ void ControlConnection::takeIn()
     m_input.resize(size + static_cast<int>(qMax<ssize_t>(count, 0)));
 }
 
-/// One request in a turn of the event loop, so that the bus goes on between them.
+/// Answers one request in a turn of the event loop, so that the bus goes on between two requests.
 void ControlConnection::takeTurn()
 {
     bool isWritable = writeOut();

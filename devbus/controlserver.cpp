@@ -40,7 +40,7 @@ QByteArray errorLine(const QString& text)
 
 } // namespace
 
-/// Hands over the descriptors themselves, and makes no QLocalSocket of them.
+/// Hands over the descriptors themselves; it makes no QLocalSocket from them.
 class ControlServer::Listener : public QLocalServer
 {
 public:
@@ -74,12 +74,13 @@ TarvexError ControlServer::open(const QString& path)
     if (path.isEmpty()) {
         return {LocalFailure, QStringLiteral("there is no folder for it that belongs to this user alone")};
     }
-    // With this option Qt makes the socket beside its place and moves it there, over one that was left behind.
+    // With this option Qt makes the socket beside its place and moves it there. The move replaces a socket that was
+    // left behind.
     m_listener->setSocketOptions(QLocalServer::UserAccessOption);
     if (!m_listener->listen(path)) {
         return {LocalFailure, QStringLiteral("%1: %2").arg(path, m_listener->errorString())};
     }
-    QFile::setPermissions(path, QFile::ReadOwner | QFile::WriteOwner); // Qt lets it be executed as well
+    QFile::setPermissions(path, QFile::ReadOwner | QFile::WriteOwner); // Qt also allows its execution
     return {};
 }
 

@@ -33,7 +33,7 @@ public:
     struct Answer
     {
         QList<QVariantMap> items;
-        QString error; ///< When it is not empty there are no items.
+        QString error; ///< When it is not empty, there are no items.
     };
 
     /// Called in this object's thread, for each request that is an object.
@@ -43,13 +43,15 @@ public:
     /// Closes the socket and removes it.
     ~ControlServer() override;
 
-    /// The socket's place: in the user's folder for such files (XDG_RUNTIME_DIR), or else in a folder of the user's own
-    /// in the folder for temporary files, which is made. The name tells the network namespace, because each of them can
-    /// have a bus. \return empty when neither folder belongs to this user alone
+    /// The place of the socket. It is in the user's folder for such files (XDG_RUNTIME_DIR). If that is no private
+    /// folder, it is in a folder of the user's own in the folder for temporary files; this function creates that one.
+    /// The socket's name contains the network namespace, because each namespace can have a bus.
+    /// \return empty when neither folder belongs to this user alone
     static QString defaultPath();
 
-    /// Listens at \a path, for this user only. A socket that is there already is replaced, so this bus must hold its
-    /// ports by now: then it was left by a killed one. \return NoError, or why it cannot, in one line.
+    /// Listens at \a path, for this user only. A socket that is already there is replaced. So the bus must hold its
+    /// ports by now: then a killed bus has left that socket, and no running bus uses it.
+    /// \return NoError, or why it cannot, in one line.
     TarvexError open(const QString& path);
 
     int clientCount() const { return m_clientCount; }

@@ -22,7 +22,7 @@ const QLatin1String KEY_NAME("name");
 /// What stands in the answer about one client.
 struct Client
 {
-    QString querySince; ///< Of its oldest query connection; empty when it has none.
+    QString querySince; ///< When its oldest query connection took its name; empty when it has none.
     int queryConnections = 0;
     QString receiverSince;
     Storage::Holdings holdings;

@@ -9,18 +9,19 @@ namespace tarvex::devbus {
 
 class BusServer;
 
-/// The requests of the control socket: what the bus tells about itself. It only looks; it changes nothing.
+/// The requests of the control socket. They ask the bus about itself and change nothing.
 ///
-/// | Request | Items |
-/// |---|---|
-/// | clients | each client that is connected or has something stored: name, querySince, queryConnections,
-/// receiverSince, takeovers, waiting, subscriptions, settings, state | | known, with a name | one: isKnown, whether
-/// that client has connected since the bus started, or has stored anything | | settings | each owner with settings:
-/// owner, count, date, description | | states | each stored state's record |
+///
+/// - "clients": an item for each client that is connected or has something stored: name, querySince, queryConnections,
+/// receiverSince, takeovers, waiting, subscriptions, settings, state.
+/// - "known", with a name: one item, isKnown. It says whether that client has connected since the bus started or has
+/// stored anything.
+/// - "settings": an item for each owner with settings: owner, count, date, description.
+/// - "states": the record of each stored state.
 class ControlService
 {
 public:
-    /// \a server runs for as long as requests come.
+    /// \a server must run while requests come.
     explicit ControlService(BusServer& server) : m_server(server) { }
 
     ControlServer::Answer handle(const QVariantMap& request);

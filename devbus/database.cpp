@@ -20,11 +20,11 @@ namespace tarvex::devbus {
 
 namespace {
 
-/// Stand in the header of every file of ours: "TxDB", and the version of the tables.
+/// Both stand in the header of every file of ours. The id is the text "TxDB"; the version is that of the tables.
 constexpr int APPLICATION_ID = 0x54784442;
 constexpr int TABLES_VERSION = 1;
 
-/// Another program's lock holds the whole bus up for this long at most, per statement, in ms.
+/// A statement waits for another program's lock for this long at most, in ms. The whole bus waits meanwhile.
 constexpr int BUSY_TIMEOUT_MS = 500;
 
 // SQLite's result codes that say that the file, not the access to it, is at fault.
@@ -58,7 +58,7 @@ QVariant bindable(const QVariant& value)
     return value.userType() == QMetaType::QString && value.isNull() ? QVariant(QLatin1String("")) : value;
 }
 
-/// As many as the system itself follows.
+/// The system itself follows as many.
 constexpr int MAX_LINKS = 40;
 
 /// Follows \a path through all links, to the file at their end, which need not exist. Qt and the system give that name
@@ -124,15 +124,15 @@ bool Database::openFile()
         return false;
     }
     const bool isNew = !file.exists() || file.size() == 0;
-    // SQLite opens a file that may only be read all the same, and refuses no transaction before the first change.
+    // SQLite also opens a file that may only be read, and refuses nothing before the first change.
     if (!isNew && ::access(QFile::encodeName(m_path).constData(), W_OK) != 0) {
         return fail(TarvexError::StorageAccessError, qt_error_string());
     }
     return (isNew ? createFile() : checkFile()) && openConnection(m_path, {}) && configure() && noteFile();
 }
 
-/// Looks for the file's folder and replaces the name of a link: a new file is moved into place, and must not replace
-/// it.
+/// Checks that the file's folder exists. Replaces the name of a link by the name of the file that it leads to, because
+/// a new file is moved into place and would replace the link.
 bool Database::findPlace()
 {
     const bool isLink = QFileInfo(m_path).isSymLink();
@@ -161,8 +161,8 @@ void Database::close()
 /// Looks at an existing file through a connection that cannot write.
 bool Database::checkFile()
 {
-    // Even a read-only connection leaves files of its own beside a database with a write-ahead log; an immutable one
-    // does not, but sees no log either. There is a log only when the last bus was killed.
+    // A read-only connection still leaves files of its own beside a database with a write-ahead log. An immutable
+    // connection does not, but it does not see the log. There is a log only when the last bus was killed.
     QString uri = QString::fromLatin1(QUrl::fromLocalFile(QFileInfo(m_path).absoluteFilePath()).toEncoded());
     uri += QLatin1String("?mode=ro");
     if (!QFile::exists(journalPath(m_path))) {
@@ -174,13 +174,14 @@ bool Database::checkFile()
     return isGood;
 }
 
-/// Makes the database beside its place and moves it there, so that a kill in between leaves no half of one.
+/// Makes the database beside its place and moves it there, so that a kill in between leaves no incomplete one there.
 bool Database::createFile()
 {
     const QString newPath = m_path + QLatin1String(".tarvex-devbus-new");
     QFile::remove(newPath);
     QFile::remove(journalPath(newPath));
-    // Left by a killed bus whose database somebody has removed to begin afresh: it would be replayed onto the new one.
+    // A killed bus leaves these two. If somebody has then removed its database to begin anew, SQLite would replay the
+    // log onto the new one.
     QFile::remove(journalPath(m_path));
     QFile::remove(m_path + QLatin1String("-shm"));
     const bool isMade = openConnection(newPath, {}) && createTables();
@@ -296,7 +297,8 @@ TarvexError Database::transact(const QString& begin, const std::function<bool()>
         if (work() && run(QStringLiteral("COMMIT"))) {
             return {};
         }
-        // SQLite has undone some failed transactions by itself; then this fails, and must not hide the first error.
+        // SQLite undoes some failed transactions by itself. Then this statement fails too, and must not hide the first
+        // error.
         QSqlQuery(QSqlDatabase::database(m_connectionName, false)).exec(QStringLiteral("ROLLBACK"));
     }
     if (m_failureHandler) {
@@ -332,7 +334,7 @@ bool Database::select(const QString& sql, const QVariantList& values, Rows& rows
         }
         found.append(row);
     }
-    // next() also says false in the middle of damage.
+    // next() also returns false when it meets damage.
     if (query.lastError().isValid()) {
         return fail(errorCode(query.lastError()), query.lastError().databaseText());
     }

@@ -15,7 +15,8 @@ class QSqlQuery;
 
 namespace tarvex::devbus {
 
-/// The SQLite file under the bus's storage: opening it without harm to what is not ours, transactions, error codes.
+/// The SQLite file of the bus's storage. Opens it without harm to files of others, runs the transactions, and gives the
+/// error codes.
 ///
 /// Used in the thread that opened it. A statement waits for another program's lock for up to 500 ms.
 class Database
@@ -27,7 +28,8 @@ public:
     Q_DISABLE_COPY_MOVE(Database)
 
     /// Opens the file, and creates it when it does not exist or is empty. A file that is damaged, or no database of
-    /// this program, is left byte for byte as it is. A link stays one: the file at its end is opened or created.
+    /// this program, is left byte for byte as it is. A symbolic link stays one; the file that it leads to is opened or
+    /// created.
     /// \return why it cannot be used, or NoError.
     TarvexError open();
     void close();
@@ -49,7 +51,7 @@ public:
     bool run(const QString& sql, const QVariantList& values = {}, int* affectedRows = nullptr);
     /// One statement that gives rows; \a rows is complete or untouched.
     bool select(const QString& sql, const QVariantList& values, Rows& rows);
-    /// Notes that what the file holds makes no sense. \return false
+    /// Reports that the content of the file makes no sense. \return false
     bool reportDamage(const QString& what);
 
 private:
@@ -74,7 +76,7 @@ private:
     QString m_path;
     const QString m_connectionName;
     std::optional<programs::FileIdentity> m_file; ///< Only once it is open; empty for one in memory.
-    TarvexError m_failure; ///< Of the transaction under way or of opening: what failed last, and the reason.
+    TarvexError m_failure; ///< What failed last in the present transaction or in opening, and the reason.
     std::function<void(const QString&)> m_failureHandler;
 };
 

@@ -116,7 +116,7 @@ void Delivery::leave(BusConnection* connection)
 {
     const QString client = connection->client();
     if (detach(connection)) {
-        // When the storage cannot be written now, the next message for this client does it.
+        // If the storage cannot be written now, the next message for this client drops them.
         write([&] { return m_storage.trimMessages(client, m_keep, m_posted[client]); });
     }
 }
@@ -132,7 +132,7 @@ bool Delivery::post(const QString& client, const Message& message)
     return true;
 }
 
-/// With \a isAddressed each copy names its subscriber as the addressee.
+/// If \a isAddressed is true, each copy names its subscriber as the addressee.
 bool Delivery::postToSubscribers(const QString& publisher, busterms::Goal goal, Message message, bool isAddressed)
 {
     QStringList clients;

@@ -20,14 +20,14 @@ class BusConnection;
 class Outbox;
 class Storage;
 
-/// Who gets what: puts messages into the storage for each client that is to get them, and hands those of the present
-/// clients to their outboxes.
+/// Decides which client gets what. Stores each message for every client that is to get it, and hands the messages of
+/// the present clients to their outboxes.
 class Delivery : public QObject
 {
     Q_OBJECT
 public:
-    /// At most \a keep messages are kept for a client that is away: when it leaves, and with each message that comes
-    /// for it meanwhile, the oldest are dropped. A client that is present loses nothing, however far behind it is.
+    /// At most \a keep messages are kept for a client that is away. The oldest are dropped when it leaves, and with
+    /// each message that comes for it after that. A client that is present loses nothing, however far behind it is.
     Delivery(Storage& storage, int keep, int resendMs, QObject* parent);
     ~Delivery() override;
 
@@ -39,17 +39,17 @@ public:
 
     // The steps of that work; false when the storage failed.
 
-    /// To the message's addressee, or to the subscribers when it has none. An empty uid is filled in.
+    /// Posts to the message's addressee, or to the subscribers when it has none. Fills an empty uid in.
     bool postMessage(Message message);
-    /// To the subscribers of the state's owner.
+    /// Posts to the subscribers of the state's owner.
     bool postState(const ClientState& state);
-    /// To the owner of the settings, unless they say otherwise; \a sender is who has saved them.
+    /// Posts to the owner of the settings, unless they say otherwise. \a sender is the client that has saved them.
     bool postSettingsChange(const QString& sender, const ClientSettings& settings);
 
-    /// The client is present: \a connection is its receiver connection. One that it had before is closed.
+    /// The client of \a connection is present, and that is its receiver connection. A former one is closed.
     void attach(BusConnection* connection);
-    /// Pushes no more over \a connection. What is stored for its client stays: it comes back at once, or the server
-    /// stops. \return whether it was the client's receiver connection
+    /// Pushes nothing more over \a connection. What is stored for its client stays, because the client comes back at
+    /// once or the server stops. \return whether it was the client's receiver connection
     bool detach(BusConnection* connection);
     /// The client has left: its connection is gone, or is another client's from now on.
     void leave(BusConnection* connection);
@@ -68,7 +68,8 @@ private:
     const int m_keep;
     const int m_resendMs;
     QHash<QString, Outbox*> m_outboxes; ///< Of the present clients, by name.
-    QMap<QString, int> m_posted;        ///< By the transaction under way: client, and how many it lost.
+    /// The clients that the present transaction has posted to, and how many messages each has lost by that.
+    QMap<QString, int> m_posted;
 };
 
 } // namespace tarvex::devbus

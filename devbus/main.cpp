@@ -27,7 +27,7 @@ enum ExitStatus {
     ExitWrongUse = 2,
 };
 
-/// \return why the stream has not taken it; empty when it has.
+/// \return why it could not; empty when it is done.
 QString printLine(int stream, const QString& text)
 {
     return tarvex::programs::writeAll(stream, text.toLocal8Bit() + '\n');
@@ -38,7 +38,7 @@ void complain(const QString& text)
     printLine(STDERR_FILENO, QLatin1String("tarvex-devbus: ") + text);
 }
 
-/// Says what was asked for, or what somebody waits for. \return false when nobody can have read it.
+/// Prints what was asked for, or what somebody waits for. \return false when that failed, so nobody can have read it.
 bool announce(const QString& text)
 {
     const QString error = printLine(STDOUT_FILENO, text);
@@ -48,7 +48,7 @@ bool announce(const QString& text)
     return error.isEmpty();
 }
 
-/// Qt's own lines as well go to stderr, one each, wherever the system would have them.
+/// Qt's own messages go to stderr too, one line each, even where the system would send them elsewhere.
 void onQtMessage(QtMsgType, const QMessageLogContext&, const QString& text)
 {
     complain(text.simplified());
@@ -64,7 +64,7 @@ bool makeDefaultFolder(const QString& storagePath)
     return false;
 }
 
-/// Whoever started it waits for this line. \return false when nobody can have read it.
+/// The program that has started this one waits for this line. \return as announce()
 bool announceReady(const QString& storagePath)
 {
     const QString place = storagePath.isEmpty() ? QStringLiteral("in memory") : QLatin1String("in ") + storagePath;
@@ -85,8 +85,8 @@ int run(const CommandLine& commandLine)
         complain(error.description());
         return ExitFailure;
     }
-    // After the server, which holds the ports: the socket of a bus that runs must not be taken away. It is the first to
-    // go for the same reason.
+    // The control socket is opened after the server, which holds the ports then, and closed before it. Otherwise it
+    // could take away the socket of another bus that runs.
     ControlService controlService(server);
     ControlServer controlServer([&](const QVariantMap& request) { return controlService.handle(request); });
     const TarvexError controlError = controlServer.open(ControlServer::defaultPath());
@@ -118,7 +118,7 @@ int main(int argc, char** argv)
         return ExitWrongUse;
     }
     if (commandLine.answer) {
-        return announce(*commandLine.answer) ? ExitDone : ExitFailure; // not to have told it is a failure
+        return announce(*commandLine.answer) ? ExitDone : ExitFailure; // an answer that nobody could read is a failure
     }
     return run(commandLine);
 }

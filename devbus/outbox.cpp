@@ -24,7 +24,7 @@ void Outbox::push()
     if (!m_connection) {
         return;
     }
-    // What is late goes first, so that the client gets everything in order as far as that can be had.
+    // Late messages go first, so that the client gets everything in order as far as possible.
     Result result = pushLate() ? Done : Failed;
     while (result == Done && hasRoom()) {
         result = pushNext();
@@ -96,7 +96,7 @@ bool Outbox::pushLate()
     return true;
 }
 
-/// Only the keys of what is under way are held in memory: the texts may be large.
+/// The message is read again, because only the keys of the messages under way are in memory: the texts may be large.
 Outbox::Result Outbox::pushAgain(Pushed& pushed)
 {
     Storage::StoredMessage stored;
@@ -131,7 +131,7 @@ Outbox::Result Outbox::pushNext()
     return Done;
 }
 
-/// Nothing more is to be done about these.
+/// Counts these messages as acknowledged.
 void Outbox::settle(const QList<qint64>& ids)
 {
     for (Pushed& pushed : m_pushed) {

@@ -15,11 +15,11 @@ namespace tarvex::devbus {
 
 class Storage;
 
-/// The way of the stored messages to one client that is present: pushes them in order over its receiver connection,
-/// and removes each when the client has acknowledged it.
+/// Brings the stored messages to one client that is present. Pushes them in order over its receiver connection, and
+/// removes each when the client has acknowledged it.
 ///
-/// Only a few are under way at a time, because the client recognises a repeated message only as long as it remembers
-/// it: see REMEMBERED_MESSAGES in busterms_p.h.
+/// The client recognises a message that comes again while it is among the last 100 that it got. Therefore only a few
+/// are under way at a time, and none falls so far behind that the client has forgotten it: see busterms_p.h.
 class Outbox : public QObject
 {
     Q_OBJECT
@@ -30,9 +30,9 @@ public:
 
     BusConnection* connection() const { return m_connection; }
 
-    /// Pushes what there is and what there is room for.
+    /// Pushes the messages for which there is room.
     void push();
-    /// Pushes no more; what is under way stays stored.
+    /// Pushes nothing more. The messages under way stay stored.
     void stop();
     /// Takes the client's reply to a pushed message.
     void acknowledge(const QVariantMap& envelope);
@@ -71,7 +71,7 @@ private:
     const int m_resendMs;
     QElapsedTimer m_clock;
     QTimer m_timer;
-    std::deque<Pushed> m_pushed; ///< In the order of the ids; the first is never an acknowledged one.
+    std::deque<Pushed> m_pushed; ///< In the order of the ids. The first one is always unacknowledged.
     int m_unacknowledged = 0;
     qint64 m_lastId = 0;
 };

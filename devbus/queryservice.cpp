@@ -15,7 +15,7 @@ namespace tarvex::devbus {
 
 namespace {
 
-/// Room for the rest of the envelope beside the settings.
+/// Leaves room for the rest of the envelope beside the settings.
 constexpr int MAX_SETTINGS_LIST_SIZE = busframe::MAX_ENVELOPE_SIZE - 1024;
 
 QueryService::Answer malformed()
@@ -180,8 +180,8 @@ QueryService::Answer QueryService::loadSettingsList(const QString&, const QVaria
     if (isFailure(error)) {
         return {error, {}};
     }
-    // A list in which all are missing is no other case than one in which some are. So a client can tell "there are
-    // none" from "they could not be read".
+    // If all owners are unknown, the list is empty and the code is 0, as when only some are unknown. So a client can
+    // tell "there are none" from "they could not be read".
     return {error, {{busterms::KEY_SETTINGS_LIST, list}}};
 }
 
@@ -233,7 +233,7 @@ QueryService::Answer QueryService::unsubscribe(const QString& client, const QVar
 
 QueryService::Answer QueryService::sendMessage(const QString& client, const QVariantMap& data)
 {
-    // A missing identifier is made up for; without an addressee's name, even an empty one, it is no message.
+    // A missing identifier is filled in. The addressee's name must be there, but may be empty.
     const bool hasUid = !data.contains(busterms::KEY_UID) || isText(data.value(busterms::KEY_UID));
     if (!isText(data.value(busterms::KEY_RECIEVER)) || !isText(data.value(busterms::KEY_MESSAGE)) || !hasUid) {
         return malformed();

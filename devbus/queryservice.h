@@ -11,8 +11,8 @@ namespace tarvex::devbus {
 class Delivery;
 class Storage;
 
-/// The operations of the query port: checks what a client asks for, does it in one transaction, and says what came of
-/// it. What is to be pushed to others because of it is stored in the same transaction.
+/// The operations of the query port. Checks a request, carries it out in one transaction, and gives the answer.
+/// Messages that are to be pushed to others because of it are stored in the same transaction.
 class QueryService
 {
 public:
@@ -22,7 +22,8 @@ public:
         QVariantMap data;
     };
 
-    /// More names than this in one request count as malformed: each costs a statement, and others wait meanwhile.
+    /// A request with more names than this is malformed, because each name costs a statement and other clients wait
+    /// meanwhile.
     static constexpr int MAX_NAMES = 4096;
 
     QueryService(Storage& storage, Delivery& delivery) : m_storage(storage), m_delivery(delivery) { }

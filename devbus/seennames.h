@@ -6,13 +6,13 @@
 
 namespace tarvex::devbus {
 
-/// The names by which clients have introduced themselves. Bounded: what does not fit is not remembered, and every name
-/// counts as seen from then on, because nobody knows any more.
+/// The names under which clients have introduced themselves. Their number is bounded. When it is reached, further names
+/// are not remembered, and every name counts as seen, because nobody knows any more.
 class SeenNames
 {
 public:
     static constexpr int MAX_NAMES = 16384;
-    /// Longer names are not remembered, in characters; each counts as seen.
+    /// In characters. Longer names are not remembered; each of them counts as seen.
     static constexpr int MAX_LENGTH = 256;
 
     void add(const QString& name);

@@ -11,7 +11,7 @@ namespace tarvex::devbus {
 
 namespace {
 
-/// A wait has no end but the work's; this is how often it looks for itself.
+/// A wait ends only when the work is done. It looks at least this often whether that is so.
 constexpr std::chrono::seconds LOOK_INTERVAL(1);
 
 } // namespace
@@ -81,7 +81,7 @@ void ServerThread::publish(Inbox* inbox)
     m_changed.notify_all();
 }
 
-/// Not under the lock: what the work makes the server tell may take long.
+/// The work is done without the lock, because slots of the server's signals may take long.
 void ServerThread::doWork(BusServer& server)
 {
     const Work* work = nullptr;

@@ -14,11 +14,11 @@ namespace tarvex::devbus {
 
 /// A bus server in a thread of its own, for a process whose other threads block or have no event loop.
 ///
-/// The process needs a QCoreApplication. Destroying it stops the server; no signal is emitted after that.
+/// The process needs a QCoreApplication. Destroying this object stops the server; no signal is emitted after that.
 class ServerThread
 {
 public:
-    /// Returns when the server has been made, not started.
+    /// Returns when the server exists. It is not started yet.
     explicit ServerThread(const BusServer::Options& options);
     ~ServerThread();
     Q_DISABLE_COPY_MOVE(ServerThread)

@@ -132,7 +132,7 @@ bool Storage::removeMessages(const QList<qint64>& ids)
 
 bool Storage::trimMessages(const QString& client, int keep, int& dropped)
 {
-    // The newest message that is one too many, and all before it.
+    // Removes the newest message that is one too many, and all messages before it.
     return m_database->run(QStringLiteral("DELETE FROM messages WHERE client = ? AND id <= (SELECT id FROM messages "
                                           "WHERE client = ? ORDER BY id DESC LIMIT 1 OFFSET ?)"),
                            {client, client, keep}, &dropped);

@@ -19,9 +19,9 @@ public:
 
     Takeovers();
 
-    /// \return the warning; empty when the last one for this name is too fresh.
+    /// \return the warning; empty when the last one for this name is too recent.
     QString add(const QString& name);
-    /// The same at \a nowMs, on any clock that only goes on.
+    /// The same at the time \a nowMs of any clock that never goes back.
     QString add(const QString& name, qint64 nowMs);
 
     int count(const QString& name) const { return m_entries.value(name).count; }

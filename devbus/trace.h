@@ -4,7 +4,7 @@
 #include <QString>
 #include <QVariantMap>
 
-/// What a developer sees of the traffic: one line for each frame, whatever the frame holds.
+/// The lines in which a developer sees the traffic: one for each frame, whatever the frame holds.
 namespace tarvex::devbus::trace {
 
 /// Longer data is cut, in characters.
@@ -16,11 +16,11 @@ enum class Direction {
 };
 
 /// "12:30:01.250 in  query/printer REQUEST loadState {"owner":"printer"}"; a reply ends with its code. The client's
-/// name is "-" as long as it has not introduced itself.
+/// name is "-" until it introduces itself.
 QString frameLine(Direction direction, const QString& port, const QString& client, bool isReply,
                   const QVariantMap& envelope);
 
-/// The same for bytes that are no frame: \a what says so.
+/// The same for bytes that are no frame. \a what says what is wrong with them.
 QString noticeLine(const QString& port, const QString& client, const QString& what);
 
 } // namespace tarvex::devbus::trace

@@ -3,7 +3,8 @@
 
 #include <QVariant>
 
-/// What clients send is JSON and may be of any type. These look, where QVariant would convert.
+/// Clients send JSON, in which a value may be of any type. These functions look at the type, because QVariant would
+/// convert the value.
 namespace tarvex::devbus {
 
 inline bool isText(const QVariant& value)

@@ -155,8 +155,10 @@ void TstQueryService::load_nothingStored_saysSo()
     QFETCH(QString, operation);
     Desk desk;
     // What others have stored does not count.
-    QCOMPARE(desk.ask(u"saveState"_s, owned(u"cashbox"_s)), 0);
-    QCOMPARE(desk.ask(u"saveSettings"_s, someSettings(u"cashbox"_s).toVariantMap()), 0);
+    for (const QString& other : {u"cashbox"_s, u"turnstile"_s}) {
+        QCOMPARE(desk.ask(u"saveState"_s, owned(other)), 0);
+        QCOMPARE(desk.ask(u"saveSettings"_s, someSettings(other).toVariantMap()), 0);
+    }
     const BusClient::Frame reply = desk.client.ask(operation, owned(u"printer"_s));
     QCOMPARE(reply.code, 5);
     QTEST(reply.description, "text");
@@ -189,8 +191,11 @@ void TstQueryService::loadSettingsList_someUnknown_givesFoundInOrder()
     QFETCH(QString, names);
     QFETCH(QVariantList, found);
     Desk desk;
-    for (const char* const owner : {"a", "b", "c"}) {
-        QCOMPARE(desk.ask(u"saveSettings"_s, someSettings(QString::fromLatin1(owner)).toVariantMap()), 0);
+    for (const QString& owner : {u"a"_s, u"b"_s, u"c"_s}) {
+        QVariantMap former = someSettings(owner).toVariantMap();
+        former.insert(u"description"_s, u"replaced"_s);
+        QCOMPARE(desk.ask(u"saveSettings"_s, former), 0);
+        QCOMPARE(desk.ask(u"saveSettings"_s, someSettings(owner).toVariantMap()), 0);
     }
     const BusClient::Frame reply = desk.client.ask(u"loadSettingsList"_s, owners(names));
     QCOMPARE(reply.code, 0);

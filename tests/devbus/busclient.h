@@ -7,7 +7,8 @@
 #include <QString>
 #include <QVariantMap>
 
-/// A client's end of a bus connection on a plain socket, without the library's codec. Every call blocks, up to 20 s.
+/// A client's end of a bus connection. It uses a plain socket and not the library's codec. Every call blocks, up to 20
+/// s.
 class BusClient
 {
 public:
@@ -16,7 +17,7 @@ public:
 
     struct Frame
     {
-        bool isValid = false; ///< False when the connection ended, or nothing came in time.
+        bool isValid = false; ///< False when the connection has ended or nothing came in time.
         bool isReply = false;
         QString operation;
         QVariantMap data;
@@ -44,13 +45,13 @@ public:
     Frame ask(const QString& operation, const QVariantMap& data);
     /// Sends raw bytes and reads what comes next.
     Frame askRaw(const QByteArray& bytes);
-    /// The reply of a client that has got \a pushed.
+    /// Sends the reply of a client that has got \a pushed.
     bool acknowledge(const Frame& pushed, int code = 0);
-    /// Whether the server closes the connection; drops what it still sends.
+    /// Waits until the server closes the connection, and drops what it still sends. \return whether it has closed it
     bool waitForClose();
     /// Whether bytes are there now.
     bool hasBytes() const;
-    /// Whether the system of the server has all that was sent, read or not.
+    /// Whether everything that was sent has arrived at the server's system. The server may not have read it yet.
     bool hasSentAll() const;
     /// Sends as much as the connection takes without waiting. \return how many bytes that was
     qint64 sendWithoutWaiting(const QByteArray& bytes);

@@ -13,7 +13,8 @@
 #include <mutex>
 #include <optional>
 
-/// A bus server in a thread of its own, from construction to destruction, and what it has told.
+/// A bus server in a thread of its own. It is started by the constructor and stopped by the destructor. Records what
+/// the server's signals tell.
 class BusThread
 {
 public:
@@ -41,11 +42,11 @@ public:
     QStringList warnings() const;
     QStringList traceLines() const;
 
-    // Wait for what the bus's thread brings about, up to 20 s.
+    // Each of these waits up to 20 s for what the bus's thread does.
     bool waitForAcknowledged(int count) const;
     bool waitForWarnings(int count) const;
     bool waitForTraceLine(const QString& part) const;
-    /// Until the clients of a port are these.
+    /// Waits until the clients of \a port are these.
     bool waitForClients(tarvex::devbus::BusConnection::Port port, const QStringList& names) const;
 
 private:
@@ -63,7 +64,8 @@ private:
     QStringList m_receiverClients;
     QString m_errorString;
     bool m_isRunning = false;
-    tarvex::devbus::ServerThread m_thread; ///< The last one: it ends first, and what it tells goes to the others.
+    tarvex::devbus::ServerThread
+        m_thread; ///< The last member: it is destroyed first, and its signals use the others until then.
 };
 
 #endif // BUSTHREAD_H

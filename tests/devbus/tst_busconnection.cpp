@@ -21,7 +21,7 @@ QVariantMap largeState(int size)
     return {{u"owner"_s, u"large"_s}, {u"state"_s, noise(size)}};
 }
 
-/// A client that looks in on the bus from time to time; that it is answered shows that the bus has gone round.
+/// Asks the bus \a times times. Each answer shows that the bus has dealt with everything that came before.
 bool goRound(BusClient& client, int times)
 {
     for (int round = 0; round < times; ++round) {
@@ -72,7 +72,7 @@ void TstBusConnection::frames_cutAtEveryPosition_areUnderstood()
     const QByteArray frame = loadRequest(u"x"_s);
     for (int position = 1; position < frame.size(); ++position) {
         QVERIFY(client.send(frame.left(position)));
-        // Once the other has its answer, the bus has had the first piece.
+        // When the other client has its answer, the bus has read the first piece.
         QVERIFY(goRound(other, 1));
         QVERIFY(!client.hasBytes());
         QCOMPARE(client.askRaw(frame.mid(position)).code, 5);
@@ -172,7 +172,7 @@ void TstBusConnection::largePayload_isUnderstood()
     QVERIFY(reply.data.value(u"state"_s) == state.value(u"state"_s));
 }
 
-// The replies to these small requests are some 50 MB, and behind them come bytes without end.
+// The replies to these small requests have some 50 MB. More requests follow for as long as the connection takes them.
 void TstBusConnection::reader_thatNeverReads_isReadNoFurther()
 {
     const BusThread bus;
@@ -183,7 +183,8 @@ void TstBusConnection::reader_thatNeverReads_isReadNoFurther()
     QVERIFY(stubborn.send(loadRequest(u"large"_s).repeated(requests)));
     QVERIFY(goRound(other, 100));
 
-    // What the system and the bus hold for this client, in answers and in bytes of requests.
+    // Both figures are bounds for what the system and the bus hold for this client: answers first, then bytes of
+    // requests.
     QVERIFY2(bus.handledCount(u"stubborn"_s) < 110, "the bus goes on answering");
     const QByteArray junk = loadRequest(u"nobody"_s).repeated(5000);
     qint64 taken = 0;

@@ -22,7 +22,7 @@ QString handshake()
     return u"handshake"_s;
 }
 
-/// For tests that are run on both ports.
+/// Rows for tests that run on both ports.
 void addPorts()
 {
     QTest::addColumn<int>("port");
@@ -35,7 +35,7 @@ QByteArray requestFrame(const QByteArray& envelope)
     return FakeBus::frame("[-REQUEST-]", FakeBus::payload(envelope));
 }
 
-/// Lets the requests of one operation meet \a fault, or of one client only.
+/// Lets the requests of \a operation meet \a fault: those of \a client, or all when that is empty.
 void setFault(BusThread& bus, const QString& operation, const BusServer::Fault& fault, const QString& client = {})
 {
     bus.call([&](BusServer& server) {
@@ -214,7 +214,7 @@ void TstBusServer::request_wrong_isRefused()
     QCOMPARE(reply.description, texts.value(code));
     QTEST(reply.operation, "operation");
     QVERIFY(reply.data.isEmpty());
-    // It has not introduced itself by that, and can still do it.
+    // The refused request has not introduced the client, and the client can still introduce itself.
     QCOMPARE(client.ask(u"dance"_s, {}).code, isIntroduced ? 4 : 3);
     QCOMPARE(client.ask(handshake(), named(u"a"_s)).code, 0);
 }
@@ -247,7 +247,7 @@ void TstBusServer::connections_ofOneNameOnReceiverPort_areWarnedOf()
     const QString name = u"printer"_s;
     BusClient query(BusClient::QUERY_PORT, name);
     BusClient first(BusClient::RECEIVER_PORT, name);
-    BusClient again(BusClient::QUERY_PORT, name); // of the same port, but they live side by side
+    BusClient again(BusClient::QUERY_PORT, name); // on the same port, but query connections live side by side
     QCOMPARE(again.ask(u"loadState"_s, owned(name)).code, 5);
     QCOMPARE(query.ask(u"loadState"_s, owned(name)).code, 5);
     QCOMPARE(first.ask(handshake(), named(name)).code, 0); // the same connection once more
@@ -263,16 +263,16 @@ void TstBusServer::connections_ofOneNameOnReceiverPort_areWarnedOf()
     bus.call([&](BusServer& server) { QCOMPARE(server.takeoverCount(name), 2); });
 }
 
-/// Also when the bus finds the end of the old connection only after the new one has come.
+/// This also holds when the bus notices the end of the old connection only after the new one has come.
 void TstBusServer::connections_ofServiceThatIsBack_areNot()
 {
     BusThread bus;
     const QString name = u"printer"_s;
-    // Made first, so that the bus deals with it first when it sees both at once.
+    // This one is made first, so that the bus deals with it first when both have something for it.
     BusClient second(BusClient::RECEIVER_PORT);
     QCOMPARE(second.ask(u"dance"_s, {}).code, 3);
     auto first = std::make_unique<BusClient>(BusClient::RECEIVER_PORT, name);
-    bus.call([&](BusServer&) { // its thread is busy meanwhile
+    bus.call([&](BusServer&) { // the bus's thread is busy meanwhile
         first.reset();
         second.sendRequest(handshake(), named(name));
     });

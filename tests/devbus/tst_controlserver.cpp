@@ -95,7 +95,7 @@ public:
     ~PlainClient() { ::close(m_descriptor); }
     Q_DISABLE_COPY_MOVE(PlainClient)
 
-    /// All at once: the system takes as much as this test sends.
+    /// Sends everything in one call, because the system takes as much as these tests send.
     bool sendAndClose(const QByteArray& requests) const
     {
         return m_isConnected
@@ -104,7 +104,7 @@ public:
             && ::shutdown(m_descriptor, SHUT_WR) == 0;
     }
 
-    /// Adds what has come. \return false once the server has closed the connection.
+    /// Appends the bytes that have come. \return false once the server has closed the connection.
     bool take(QByteArray& answers) const
     {
         QByteArray piece(1 << 16, Qt::Uninitialized);
@@ -118,7 +118,7 @@ private:
     bool m_isConnected = false;
 };
 
-/// QTest::qWaitFor() pauses after each piece, and there are many.
+/// Waits without a pause, because QTest::qWaitFor() pauses after each piece and there are many pieces.
 bool waitFor(const std::function<bool()>& condition)
 {
     const QDeadlineTimer deadline(PATIENCE_MS);
@@ -162,7 +162,7 @@ private:
 
     std::unique_ptr<QTemporaryDir> m_folder;
     std::unique_ptr<ControlServer> m_server; ///< Listens at path().
-    int m_answered = 0;                      ///< Of its requests, those with a text.
+    int m_answered = 0;                      ///< How many requests with a text it has answered.
 };
 
 void TstControlServer::init()
@@ -178,7 +178,7 @@ void TstControlServer::init()
     QCOMPARE(m_server->open(path()).description(), QString());
 }
 
-/// Sends it to the server of this thread. \return what came when so many lines are there
+/// Sends \a request to the server of this thread. \return the answer, once it has this many lines
 QByteArray TstControlServer::ask(const QByteArray& request, int lines)
 {
     QLocalSocket client;
@@ -194,7 +194,7 @@ QByteArray TstControlServer::ask(const QByteArray& request, int lines)
 
 void TstControlServer::defaultPath_isInRuntimeFolder()
 {
-    // "net:[4026531840]", and the number is that of the file behind this link
+    // The link reads "net:[4026531840]". The number is that of the file that it leads to.
     const QString network = QFileInfo(u"/proc/self/ns/net"_s).symLinkTarget().section(QLatin1Char('['), 1).chopped(1);
     QVERIFY(!network.isEmpty());
     QCOMPARE(ControlServer::defaultPath(), m_folder->filePath(u"tarvex-devbus-%1.sock"_s.arg(network)));
@@ -411,7 +411,7 @@ void TstControlServer::client_thatTakesNothing_isAskedNoMore()
     QLocalSocket client;
     client.setReadBufferSize(1);
     client.connectToServer(path());
-    // Others are answered meanwhile, so each request has had its turn before the next one comes.
+    // Another client is answered after each request, so the server has had time for that request.
     for (int number = 0; number < REQUESTS; ++number) {
         client.write(longRequest());
         QCOMPARE(ask(request()), done());

@@ -42,7 +42,7 @@ QVariantMap settingsRecord(const QString& owner)
     return settings.toVariantMap();
 }
 
-/// Stores something for each kind of name, without a connection.
+/// Stores settings, states, subscriptions and messages, without a connection.
 void store(BusThread& bus)
 {
     bus.call([](BusServer& server) {
@@ -143,7 +143,7 @@ void TstControlService::known_isWhoConnectedOrStored_data()
     QTest::newRow("cashbox") << true; // settings
     QTest::newRow("door") << true;    // a state
     QTest::newRow("gui") << true;     // subscriptions
-    QTest::newRow("prnter") << false; // a message waits for it: nobody may ever have had that name
+    QTest::newRow("prnter") << false; // only a message waits for that name, and perhaps nobody has ever had it
     QTest::newRow("nobody") << false;
 }
 

@@ -52,11 +52,12 @@ QStringList takeUids(BusClient& receiver, int count)
     return uids;
 }
 
-/// The uids of what is stored for a client that is away, at most 64: that many are pushed without acknowledgement.
+/// The uids of the messages that are stored for an absent client, at most 64, because no more are pushed without
+/// acknowledgement.
 QStringList waitingFor(const QString& client)
 {
     BusClient receiver(BusClient::RECEIVER_PORT, client);
-    // Answered on the same connection, after everything that was there to be pushed.
+    // The answer comes on the same connection, after all messages that could be pushed.
     QStringList uids;
     receiver.sendRequest(u"dance"_s, {});
     for (BusClient::Frame frame = receiver.read(); frame.isValid && !frame.isReply; frame = receiver.read()) {
@@ -108,7 +109,7 @@ void TstDelivery::message_toPresentClient_isPushed()
 {
     Desk desk;
     BusClient receiver(BusClient::RECEIVER_PORT, u"b"_s);
-    QVariantMap sent = samples::someMessage(u"b"_s).toVariantMap(); // its sender is another one
+    QVariantMap sent = samples::someMessage(u"b"_s).toVariantMap(); // it names another sender
     QCOMPARE(desk.ask(u"sendMessage"_s, sent), 0);
     const BusClient::Frame pushed = receiver.read();
     QVERIFY(pushed.isValid);
@@ -219,7 +220,7 @@ void TstDelivery::uids_ofTheBus_areUnique()
 {
     Desk desk;
     QVERIFY(subscribe(u"s"_s, u"a"_s, 1));
-    // All within a few milliseconds, and the text the same each time.
+    // All states are announced within a few milliseconds and have the same text.
     const int count = 60;
     QVERIFY(desk.client.send(FakeBus::requestFrame(u"saveState"_s, someState(u"a"_s).toVariantMap()).repeated(count)));
     BusClient receiver(BusClient::RECEIVER_PORT, u"s"_s);
@@ -245,7 +246,7 @@ void TstDelivery::keep_absentClient_dropsOldestWithWarning()
     QCOMPARE(takeUids(receiver, 3), numbers(3, 5));
 }
 
-// It may be held in a debugger: what was accepted for it waits there.
+// The client may stand in a debugger. It must find everything that was accepted for it.
 void TstDelivery::keep_clientThatHangs_losesNothing()
 {
     Desk desk(keeping(3));
@@ -293,7 +294,7 @@ void TstDelivery::keep_clientLeavesWithFewer_dropsNothing()
         const BusClient receiver(BusClient::RECEIVER_PORT, u"b"_s);
         QVERIFY(desk.sendMany(u"b"_s, 1, 3));
     }
-    // One that has more, and leaves after it.
+    // This one has more and leaves after the first. Its warning shows that the bus has dealt with both.
     {
         const BusClient receiver(BusClient::RECEIVER_PORT, u"c"_s);
         QVERIFY(desk.sendMany(u"c"_s, 1, 4));
@@ -313,11 +314,11 @@ void TstDelivery::keep_clientLeavesWhileLocked_dropsWithTheNextMessage()
         OtherProgram other(folder.filePath(u"bus.sqlite"_s));
         QVERIFY(other.lock());
         receiver.reset();
-        // Both are refused; by the second the bus has seen at the latest that the client has left.
+        // Both are refused. When the second has been answered, the bus has seen that the client has left.
         QVERIFY(!desk.send(u"c"_s, u"refused"_s));
         QVERIFY(!desk.send(u"c"_s, u"refused"_s));
     }
-    // The lock has been told of, and nothing was dropped.
+    // The bus has warned of the lock and has dropped nothing.
     QVERIFY(desk.bus.waitForWarnings(1));
     QCOMPARE(desk.bus.warnings().filter(u"\"b\""_s), QStringList());
     QVERIFY(desk.send(u"b"_s, u"6"_s));
@@ -331,19 +332,19 @@ void TstDelivery::keep_clientComesTwice_dropsNothing()
     Desk desk(keeping(3));
     BusClient first(BusClient::RECEIVER_PORT, u"b"_s);
     QVERIFY(desk.sendMany(u"b"_s, 1, 5));
-    // Once more on the same connection, then on another.
+    // The client introduces itself again on the same connection, then on another.
     QVERIFY(first.sendRequest(u"handshake"_s, named(u"b"_s)));
     BusClient second(BusClient::RECEIVER_PORT, u"b"_s);
     QVERIFY(first.waitForClose());
     QCOMPARE(takeUids(second, 5), numbers(1, 5));
     QVERIFY(desk.send(u"b"_s, u"6"_s));
     QCOMPARE(second.read().uid(), u"6"_s);
-    // That the name was taken is told, and nothing else.
+    // The bus warns that the name was taken, and of nothing else.
     QCOMPARE(desk.bus.warnings().size(), 1);
     QVERIFY(desk.bus.warnings().constFirst().contains(u"took the name \"b\""_s));
 }
 
-// Its clients are back with the next server within seconds.
+// The clients of the server come back to the next one within seconds.
 void TstDelivery::keep_serverStops_dropsNothing()
 {
     const QTemporaryDir folder;

@@ -34,7 +34,7 @@ struct Pair : Desk
         return Desk::sendMany(u"b"_s, first, last, text);
     }
 
-    /// Whether nothing more was to be pushed by now.
+    /// Whether nothing more has been pushed by now.
     bool isQuiet() { return settle() && !receiver.hasBytes(); }
 
     BusClient receiver{BusClient::RECEIVER_PORT, u"b"_s};
@@ -83,7 +83,7 @@ void TstOutbox::push_manyMessages_leavesFewUnacknowledged()
     QList<BusClient::Frame> pushed;
     QVERIFY(readMany(pair.receiver, 1, 64, &pushed));
     QVERIFY(pair.isQuiet());
-    // Each acknowledgement makes room for one, and be it not that of the first.
+    // Each acknowledgement makes room for one message, also when it is not for the first.
     QVERIFY(pair.receiver.acknowledge(pushed.takeAt(10)));
     QVERIFY(readMany(pair.receiver, 65, 65, &pushed));
     QVERIFY(pair.bus.waitForAcknowledged(1));
@@ -98,7 +98,7 @@ void TstOutbox::push_manyMessages_leavesFewUnacknowledged()
     QVERIFY(pair.bus.waitForAcknowledged(200));
 }
 
-// A client takes a message for new again once it has got 100 others.
+// A client that has got 100 other messages takes a repeated one for a new one.
 void TstOutbox::push_oneNeverAcknowledged_neverFallsTooFarBehind()
 {
     Pair pair(resendingAfter(NEVER_MS));
@@ -142,11 +142,11 @@ void TstOutbox::push_acknowledged_doesNotComeAgain()
     QVERIFY(pair.sendMany(1, 1));
     QVERIFY(pair.receiver.acknowledge(pair.receiver.read()));
     QVERIFY(pair.bus.waitForAcknowledged(1));
-    // The second is pushed several times; the first, were it to come at all, would come before it.
+    // The second message is pushed several times. If the first came again, it would come before the second.
     QVERIFY(pair.sendMany(2, 2));
     BusClient::Frame pushed = pair.receiver.read();
     while (pushed.uid() == u"1"_s) {
-        pushed = pair.receiver.read(); // it may have been under way again before its acknowledgement came
+        pushed = pair.receiver.read(); // the bus may have pushed it again before its acknowledgement came
     }
     for (int round = 0; round < 3; ++round) {
         QVERIFY(readMany(pair.receiver, 2, 2));
@@ -169,7 +169,7 @@ void TstOutbox::push_afterReconnection_comesAgainInOrder()
     QVERIFY(readMany(again, 3, 66));
 }
 
-// All of these together are some 25 MB on the wire.
+// These messages together have some 25 MB on the wire.
 void TstOutbox::push_toClientThatNeverReads_isBounded()
 {
     BusServer::Options options = resendingAfter(NEVER_MS);

@@ -19,7 +19,7 @@ QVariantMap json(const char* text)
     return QJsonDocument::fromJson(text).object().toVariantMap();
 }
 
-/// Columns and rows for a request, whose data is JSON.
+/// addRequestColumns() and addRequest() make a table of requests; the data is JSON.
 void addRequestColumns()
 {
     QTest::addColumn<QString>("operation");
@@ -202,7 +202,7 @@ void TstQueryService::loadSettingsList_someUnknown_givesFoundInOrder()
     QCOMPARE(reply.data, (QVariantMap{{u"settingsList"_s, found}}));
 }
 
-// Names may be repeated, and so a short request could ask for more than the memory holds.
+// A name may be repeated, so a short request could ask for more than fits into the memory.
 void TstQueryService::loadSettingsList_beyondAnEnvelope_isRefused()
 {
     Desk desk;

@@ -43,7 +43,7 @@ void TstServerThread::call_isDoneInTheServersThread_whenItReturns()
 void TstServerThread::call_fromSeveralThreads_isDoneOneAfterTheOther()
 {
     ServerThread thread{BusServer::Options()};
-    int count = 0; // touched in the server's thread alone
+    int count = 0; // used in the server's thread alone
     std::vector<std::thread> callers;
     for (int number = 0; number < 4; ++number) {
         callers.emplace_back([&] {
@@ -62,7 +62,7 @@ void TstServerThread::end_stopsTheServer()
 {
     auto thread = std::make_unique<ServerThread>(BusServer::Options());
     thread->call([](BusServer& server) { server.start(); });
-    BusClient client(BusClient::QUERY_PORT, u"printer"_s); // served while this thread blocks
+    BusClient client(BusClient::QUERY_PORT, u"printer"_s); // the server answers while this thread blocks
     QVERIFY(client.isConnected());
     thread.reset();
     QVERIFY(client.waitForClose());

@@ -55,13 +55,13 @@ struct OpenStorage : Storage
 
     int writeCode(const std::function<bool()>& work) { return write(work).error(); }
 
-    /// The code when someState() is saved.
+    /// Saves someState(). \return the code
     int save()
     {
         return writeCode([this] { return saveState(someState()); });
     }
 
-    /// The code when that state is loaded.
+    /// Loads the state of its owner. \return the code
     int load(QVariantMap& state)
     {
         return readCode([&] { return loadState(someState().owner(), state); });
@@ -154,7 +154,7 @@ void TstStorage::verifyRefused()
 
 void TstStorage::open_newFile_bearsOurMark_data()
 {
-    QTest::addColumn<QString>("former"); // what is there before, beside or in place of the database
+    QTest::addColumn<QString>("former"); // a file that is there before the database
     QTest::addColumn<QByteArray>("bytes");
     QTest::newRow("nothing there") << QString() << QByteArray();
     QTest::newRow("empty file") << u"bus.sqlite"_s << QByteArray();
@@ -176,7 +176,7 @@ void TstStorage::open_newFile_bearsOurMark()
     QVERIFY(!QFileInfo::exists(path("bus.sqlite.tarvex-devbus-new")));
 }
 
-// What a developer does to begin afresh after a kill: remove the database, and not the log beside it.
+// To begin anew after a kill, a developer removes the database and may forget the log beside it.
 void TstStorage::open_logOfRemovedDatabase_isNotReplayed()
 {
     const QString logPath = bus() + u"-wal"_s;

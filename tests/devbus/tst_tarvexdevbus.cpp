@@ -23,7 +23,7 @@ using samples::owned;
 
 namespace {
 
-/// From here on the system gives this process no descriptor for signals. A limit for all descriptors would disturb the
+/// From now on the system refuses this process a descriptor for signals. A limit for all descriptors would disturb the
 /// sanitizers, which open some for their checks.
 void refuseSignalDescriptors()
 {
@@ -34,11 +34,11 @@ void refuseSignalDescriptors()
         BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW),
     };
     const sock_fprog program{4, instructions};
-    ::prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0); // or only root could set a filter
+    ::prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0); // without this only root could set a filter
     ::prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &program);
 }
 
-/// What ending() gives after SIGTERM: \a errors is what it has written to stderr.
+/// What ending() gives when a signal has ended the program and it has written \a errors to stderr.
 QStringList endedBySignal(DevbusProgram& program, const QString& errors = QString())
 {
     return {u"0"_s, program.lines().join(QLatin1Char('\n')) + QLatin1Char('\n'), errors};
@@ -80,7 +80,7 @@ private:
     /// The files in the folder of the control socket.
     QStringList controlSockets() const { return QDir(m_runtimeFolder->path()).entryList(QDir::Files | QDir::System); }
 
-    /// What the control socket answers first; empty when nobody does.
+    /// The first line that the control socket answers; empty when nobody answers.
     QByteArray askControlSocket() const;
 
     std::unique_ptr<QTemporaryDir> m_folder;
@@ -138,7 +138,7 @@ void TstTarvexDevbus::commandLine_wrongUse_exitsWithTwo()
 
 void TstTarvexDevbus::commandLine_notText_isRefused()
 {
-    // Through the shell, because QProcess itself passes nothing but text.
+    // The shell passes the argument, because QProcess passes nothing but text.
     DevbusProgram program(u"cd '%1'; set -- --storage \"$(printf 'a\\377')\""_s.arg(m_folder->path()), {});
     QCOMPARE(program.run(), complained(2, u"an argument is no text; see --help"_s));
     QVERIFY(QDir(m_folder->path()).isEmpty());
@@ -146,7 +146,7 @@ void TstTarvexDevbus::commandLine_notText_isRefused()
 
 void TstTarvexDevbus::commandLine_help_fitsTerminalAndTellsStatuses()
 {
-    // The name of the default storage stands on a line of its own, and whole.
+    // The name of the default storage stands on a line of its own, at its full length.
     const QString home = QLatin1Char('/') + QString(100, QLatin1Char('h'));
     DevbusProgram program({u"--help"_s});
     program.setVariable(u"HOME"_s, home);
@@ -195,7 +195,7 @@ void TstTarvexDevbus::stdout_takesNothing_exitsWithOne_data()
     QTest::newRow("help, full") << full << u"--help"_s << noSpace;
     QTest::newRow("version, full") << full << u"--version"_s << noSpace;
     QTest::newRow("version, closed") << u"exec >&-"_s << u"--version"_s << u"it is closed"_s;
-    // Whoever waits for the line that says that it is ready would wait for ever.
+    // Otherwise a program that waits for the ready line would wait for ever.
     QTest::newRow("ready, full") << full << u"--memory"_s << noSpace;
     QTest::newRow("ready, closed") << u"exec >&-"_s << u"--memory"_s << u"it is closed"_s;
 }
@@ -209,7 +209,7 @@ void TstTarvexDevbus::stdout_takesNothing_exitsWithOne()
     QCOMPARE(program.run(), complained(1, u"cannot write to stdout: "_s + reason));
 }
 
-/// Otherwise the next thing to be opened would have the number 2, and get what is meant for stderr.
+/// Otherwise the next file or connection would get the number 2, and what is meant for stderr would go there.
 void TstTarvexDevbus::stderrClosed_nothingElseTakesItsPlace()
 {
     DevbusProgram program(u"exec 2>&-"_s, {u"--memory"_s, u"--trace"_s});
@@ -291,7 +291,7 @@ void TstTarvexDevbus::start_portInUse_exitsWithOne()
     QCOMPARE(
         second.run(),
         complained(1, u"port 45535 of 127.0.0.1 is taken: is another bus running there? Stop it, then try again"_s));
-    // The control socket is left to the first.
+    // The second has not taken the first one's control socket.
     QCOMPARE(askControlSocket(), QByteArray("{\"done\":true}\n"));
 }
 

@@ -117,7 +117,7 @@ void TstTarvexDevbusDurability::killed_unacknowledgedMessages_comeAgain()
         const BusClient::Frame first = receiver.read();
         QVERIFY(receiver.read().isValid);
         QVERIFY(receiver.acknowledge(first));
-        // Answered after the acknowledgement, so that has been dealt with.
+        // The bus answers this after it has dealt with the acknowledgement.
         QCOMPARE(receiver.read().uid(), u"3"_s);
         QCOMPARE(receiver.ask(u"dance"_s, {}).code, 4);
         QVERIFY(program.killHard());
@@ -135,8 +135,8 @@ void TstTarvexDevbusDurability::acknowledgements_beforeReset_areTakenLate_data()
     QTest::newRow("more to push") << true;
 }
 
-/// A client that ends leaves what it has not read, and the system tells the bus of that by a reset. What the client has
-/// sent before counts all the same, even when the bus finds both at once.
+/// When a client ends without having read everything, its system sends the bus a reset. What the client has sent before
+/// that still counts, even when the bus notices both at once.
 void TstTarvexDevbusDurability::acknowledgements_beforeReset_areTakenLate()
 {
     QFETCH(bool, hasMoreToPush);
@@ -163,7 +163,7 @@ void TstTarvexDevbusDurability::acknowledgements_beforeReset_areTakenLate()
         for (const BusClient::Frame& frame : qAsConst(pushed)) {
             QVERIFY(receiver.acknowledge(frame));
         }
-        // A reset takes back what has not left this side yet.
+        // A reset drops the bytes that have not left this side yet.
         QTRY_VERIFY_WITH_TIMEOUT(receiver.hasSentAll(), ChildProcess::PATIENCE_MS);
     }
     program.resume();
@@ -191,7 +191,7 @@ void TstTarvexDevbusDurability::diskFull_isReportedAndServiceGoesOn()
     const BusClient::Frame loaded = client.ask(u"loadState"_s, owned(u"a"_s));
     QCOMPARE(loaded.data.value(u"state"_s).toString(), u"small"_s);
     QCOMPARE(program.terminate(), 0);
-    // Not once for each request.
+    // The bus does not complain once for each request.
     const QStringList errors = program.errorLines();
     QCOMPARE(errors.size(), 1);
     QVERIFY2(errors.constFirst().startsWith(u"tarvex-devbus: the storage fails: "_s), qPrintable(errors.constFirst()));

@@ -15,7 +15,7 @@ QVariantMap envelope(const QString& operation, const QVariantMap& data)
     return {{u"operation"_s, operation}, {u"data"_s, data}};
 }
 
-/// Without the time at its beginning, which it must have.
+/// Removes the time from the beginning of \a line. A line without a time gives another text.
 QString withoutTime(const QString& line)
 {
     static const QRegularExpression time(u"^\\d\\d:\\d\\d:\\d\\d\\.\\d\\d\\d "_s);

@@ -218,11 +218,14 @@ void TstQueryService::loadSettingsList_beyondAnEnvelope_isRefused()
 void TstQueryService::removeSettings_isDoneOnce()
 {
     Desk desk;
-    const QVariantMap settings = someSettings(u"a"_s).toVariantMap();
-    QCOMPARE(desk.ask(u"saveSettings"_s, settings), 0);
-    QCOMPARE(desk.ask(u"removeSettings"_s, owned(u"a"_s)), 0);
-    QCOMPARE(desk.ask(u"loadSettings"_s, owned(u"a"_s)), 5);
-    QCOMPARE(desk.ask(u"removeSettings"_s, owned(u"a"_s)), 5);
+    for (const QString& owner : {u"a"_s, u"b"_s, u"c"_s}) {
+        QCOMPARE(desk.ask(u"saveSettings"_s, someSettings(owner).toVariantMap()), 0);
+    }
+    QCOMPARE(desk.ask(u"removeSettings"_s, owned(u"b"_s)), 0);
+    QCOMPARE(desk.ask(u"loadSettings"_s, owned(u"b"_s)), 5);
+    QCOMPARE(desk.ask(u"removeSettings"_s, owned(u"b"_s)), 5);
+    QCOMPARE(desk.ask(u"loadSettings"_s, owned(u"a"_s)), 0);
+    QCOMPARE(desk.ask(u"loadSettings"_s, owned(u"c"_s)), 0);
 }
 
 void TstQueryService::request_storageDamaged_isRefused_data()

@@ -8,8 +8,8 @@ thread_local long counter = 0;
 
 } // namespace
 
-// The program's own malloc comes before the C library's in the search order of every shared library, so Qt's
-// allocations pass through here too. free() needs no counterpart: the blocks are the C library's own.
+// The program's own malloc comes before the C library's in the search order of every shared library. So Qt's
+// allocations pass through here too. free() needs no counterpart, because the blocks are the C library's own.
 extern "C" {
 
 // NOLINTBEGIN(bugprone-reserved-identifier): the C library's names for its own

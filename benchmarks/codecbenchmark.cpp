@@ -22,7 +22,7 @@ namespace busframe = tarvex::busframe;
 
 const QString OPERATION = QStringLiteral("saveSettings");
 
-/// One frame and what it consists of on its way.
+/// One frame, and the forms that its content has on the way.
 struct Sample
 {
     explicit Sample(int jsonSize)
@@ -45,14 +45,15 @@ struct Sample
     QByteArray payload;
 };
 
-/// The sample of a size, made when it is first asked for: a run of a few benchmarks must not wait for all.
+/// The sample of one size. It is made when it is first asked for, so that a run of a few benchmarks does not wait for
+/// all samples.
 const Sample& sampleOf(int jsonSize)
 {
     static std::map<int, Sample> samples;
     return samples.try_emplace(jsonSize, jsonSize).first->second;
 }
 
-/// Measures \a step; the speed is that of the JSON text, whichever stage it is.
+/// Measures \a step. The speed is always given for the JSON text, whichever stage is measured.
 template <typename Step>
 void run(benchmark::State& state, const Sample& sample, const Step& step)
 {
@@ -75,7 +76,7 @@ void add(const char* name, const Size& size, Step step)
 template <typename Step>
 double cpuTime(const Step& step, const Sample& sample)
 {
-    // Reading the clock is a system call: short steps are measured by the dozen.
+    // Short steps are measured by the dozen, because reading the clock is a system call.
     const int times = std::max(1, 16000 / sample.json.size());
     timespec begin{};
     timespec end{};
@@ -87,8 +88,8 @@ double cpuTime(const Step& step, const Sample& sample)
     return 1e9 * static_cast<double>(end.tv_sec - begin.tv_sec) + static_cast<double>(end.tv_nsec - begin.tv_nsec);
 }
 
-/// Measures \a codec and \a byHand turn by turn. The median of the turns' ratios stays the same on a busy machine,
-/// where two times measured one after the other differ by more than the two do.
+/// Measures \a codec and \a byHand in turns. The median of the ratios stays the same on a busy machine. Two separate
+/// measurements would differ there by more than the two steps do.
 template <typename Codec, typename ByHand>
 void addRatio(const char* name, const Size& size, Codec codec, ByHand byHand)
 {
@@ -96,7 +97,7 @@ void addRatio(const char* name, const Size& size, Codec codec, ByHand byHand)
         const Sample& sample = sampleOf(size.bytes);
         std::vector<double> ratios;
         for ([[maybe_unused]] auto _ : state) {
-            // Whoever goes second finds the heap as the other left it, so they take turns in that too.
+            // The second one finds the heap as the first has left it, so they take turns in being first.
             const double before = ratios.size() % 2 == 0 ? cpuTime(codec, sample) : 0;
             const double hand = cpuTime(byHand, sample);
             ratios.push_back((before > 0 ? before : cpuTime(codec, sample)) / hand);

@@ -11,7 +11,7 @@
 
 namespace {
 
-/// So many that a command that comes round again is no repeat: the worker remembers the last 100.
+/// More than the worker remembers, which is 100, so that a command that comes round again is no repeat.
 constexpr int DIFFERENT_COMMANDS = 256;
 
 class Worker : public AbstractTarvexCommandsWorker
@@ -34,7 +34,7 @@ public:
     long done = 0;
 };
 
-/// Looks at the name, as most do.
+/// Looks at the name only, as most executors do.
 class Executor : public AbstractTarvexCommandExecutor
 {
     Q_OBJECT
@@ -84,7 +84,7 @@ void run(benchmark::State& state, const QString& name, int executors)
         next = (next + 1) % DIFFERENT_COMMANDS;
     };
     for (int i = 0; i < DIFFERENT_COMMANDS; ++i) {
-        step(); // fills the cache: from here on each new key drives an old one out
+        step(); // fills the cache; from now on each new key removes an old one
     }
     state.counters["allocations"] = static_cast<double>(allocations::during(step));
     worker.done = 0;

@@ -9,7 +9,7 @@
 
 using tarvex::Message;
 
-/// Stands where the query worker stands in a service: takes the log's messages from its thread's queue, and counts
+/// Has the place that the query worker has in a service. Takes the log's messages from its thread's queue, and counts
 /// them.
 class CountingReceiver : public QObject
 {

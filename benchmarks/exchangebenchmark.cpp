@@ -17,7 +17,7 @@ namespace {
 
 const QString OPERATION = QStringLiteral("loadSettings");
 
-/// Answers every request of a connection at once with the same frame, however many there are.
+/// Answers every request of a connection at once with the same frame.
 FakeBus::Action answerAll(const QByteArray& reply)
 {
     return [reply](FakeBus::Peer& peer, const FakeBus::Request&) {
@@ -33,7 +33,7 @@ void loadSettings(tarvex::TarvexQueryHandler& handler)
     benchmark::DoNotOptimize(settings);
 }
 
-/// Wall time is that of an exchange, CPU time that of the client's thread alone.
+/// The wall time is that of an exchange; the CPU time is that of the client's thread alone.
 void runExchange(benchmark::State& state, const QVariantMap& data)
 {
     const QByteArray reply = tarvex::busframe::encodeReply(OPERATION, 0, QString(), data);
@@ -42,7 +42,7 @@ void runExchange(benchmark::State& state, const QVariantMap& data)
     bus.willDo(answerAll(reply));
     tarvex::TarvexQueryHandler handler(QStringLiteral("ticket_printer"));
     require(handler.open(), "the handshake failed");
-    loadSettings(handler); // the first exchange finds the sockets' buffers small
+    loadSettings(handler); // not measured, because the sockets' buffers are still small in the first exchange
     state.counters["allocations"] = static_cast<double>(allocations::during([&] { loadSettings(handler); }));
     state.counters["frame"] = reply.size();
     const long pausesBefore = pauses::count();

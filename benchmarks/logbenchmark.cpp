@@ -18,13 +18,14 @@
 
 namespace {
 
-/// Lines between two looks at the queue: short enough for the queue to stay so, long enough to hide the look.
+/// The number of lines between two looks at the queue. It is small enough to keep the queue short, and large enough to
+/// make the look's time insignificant.
 constexpr int LINES_AT_ONCE = 500;
 constexpr int FILTER_OFF_MS = 0;
 constexpr int FILTER_ON_MS = 300000; // no repeat is sent while the benchmark runs
 constexpr int PATIENCE_MS = 20000;
 
-/// The logging bridge as a service's controller sets it up, with its receiver in a thread of its own.
+/// The logging bridge as a service's controller sets it up. The receiver has a thread of its own.
 class Bridge
 {
 public:
@@ -59,7 +60,7 @@ private:
     CountingReceiver m_receiver;
 };
 
-/// Two lines that take turns are new texts to the filter; otherwise each line repeats the one before it.
+/// Two lines in turns are new texts for the filter each time. One line alone repeats itself.
 void logLines(bool takingTurns)
 {
     static const QString TEXTS[] = {
@@ -68,7 +69,8 @@ void logLines(bool takingTurns)
     for (int i = 0; i < LINES_AT_ONCE; ++i) {
         qWarning().noquote() << TEXTS[takingTurns ? i % 2 : 0];
     }
-    // Each line that is sent leaves an object for the logging thread's event loop to delete: a part of its price.
+    // Each sent line leaves an object that the logging thread's event loop deletes. That time is part of the line's
+    // price.
     QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
 }
 
@@ -88,17 +90,18 @@ void measure(benchmark::State& state, bool takingTurns, const Drain& drain)
     }
 }
 
-/// What a line costs without the bridge: Qt's share, and the manager's look for an output that is not there.
+/// What a line costs without the bridge: Qt's share, and the manager's search for an output that does not exist.
 void runWithoutOutput(benchmark::State& state)
 {
     const SilentConsole silence;
-    // The manager stays once it is installed; so it is there in this run, whichever comes first.
+    // The manager stays installed once it is. Installed here, it is always there in this run, whichever benchmark comes
+    // first.
     LoggerManager::setOutputs(QString(), TarvexLogCreator::humanKivLog);
     LoggerManager::removeOutput(QString());
     measure(state, true, [] {});
 }
 
-/// The message of a sent line alone: its part of the line's price.
+/// Making the message of a sent line, alone. This is one part of the line's price.
 void runMessage(benchmark::State& state)
 {
     const QString text = QStringLiteral("The ticket printer has no paper left, 12 tickets are waiting for it");
@@ -120,7 +123,7 @@ void runBridge(benchmark::State& state, int repeatInterval, bool takingTurns)
     const SilentConsole silence;
     const Bridge bridge(repeatInterval);
     const bool allAreSent = takingTurns || repeatInterval == FILTER_OFF_MS;
-    long sent = allAreSent ? 0 : 1; // of repeats the first is new
+    long sent = allAreSent ? 0 : 1; // the first of the repeats is new
     measure(state, takingTurns, [&] {
         sent += allAreSent ? LINES_AT_ONCE : 0;
         bridge.waitForMessages(sent);

@@ -13,7 +13,7 @@
 
 int main(int argc, char** argv)
 {
-    QCoreApplication application(argc, argv); // sockets need it
+    QCoreApplication application(argc, argv); // the sockets need it
     benchmark::Initialize(&argc, argv);
     if (benchmark::ReportUnrecognizedArguments(argc, argv)) {
         return 2;

@@ -10,7 +10,7 @@ thread_local long counter = 0;
 
 } // namespace
 
-// QThread::msleep() ends here: the program's own function comes before the C library's in Qt's search order.
+// QThread::msleep() calls this function, because the program's own comes before the C library's in Qt's search order.
 extern "C" __attribute__((visibility("default"))) int nanosleep(const timespec* time, timespec* remaining)
 {
     ++counter;

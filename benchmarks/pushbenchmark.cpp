@@ -34,7 +34,7 @@ QString textOf(int bytes)
     return QString::fromUtf8(json);
 }
 
-/// The frame of one message; the number makes each another one, as repeats are not delivered.
+/// The frame of one message. The number makes each message different, because repeats are not delivered.
 QByteArray pushFrame(const QString& text, int number)
 {
     tarvex::Message message;
@@ -46,7 +46,7 @@ QByteArray pushFrame(const QString& text, int number)
     return tarvex::busframe::encodeRequest(OPERATION_SEND_MESSAGE, message.toVariantMap());
 }
 
-/// Accepts the handshake at once and sends the burst when it is told to, so that no message is read before that.
+/// Accepts the handshake at once. Sends the burst when it is told to, so that no message is read before.
 FakeBus::Action pushLater(const std::shared_future<QByteArray>& burst)
 {
     return [burst](FakeBus::Peer& peer, const FakeBus::Request& handshake) {
@@ -57,7 +57,7 @@ FakeBus::Action pushLater(const std::shared_future<QByteArray>& burst)
     };
 }
 
-/// The receiver is served by this thread's event loop, which runs until \a holds does.
+/// This thread's event loop serves the receiver. It runs until \a holds returns true.
 template <typename Condition>
 void serveUntil(const Condition& holds)
 {
@@ -66,7 +66,8 @@ void serveUntil(const Condition& holds)
     }
 }
 
-/// An iteration is one message. Wall time is that of a message in the burst, CPU time that of the receiver's thread.
+/// An iteration is one message. The wall time is that of a message in the burst; the CPU time is that of the receiver's
+/// thread.
 void runPush(benchmark::State& state, const Size& size)
 {
     const auto messages = static_cast<int>(state.max_iterations);

@@ -3,7 +3,7 @@
 
 #include <QtGlobal>
 
-/// A benchmark that does not do what it says ends the program, so that a smoke run fails.
+/// Ends the program when a benchmark does not do what it says, so that a smoke run fails.
 inline void require(bool holds, const char* what)
 {
     if (!holds) {

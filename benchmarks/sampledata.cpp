@@ -11,7 +11,7 @@ namespace sampledata {
 
 namespace {
 
-// Engine and seed are fixed, and its numbers are used without the library's distributions, which differ by vendor.
+// Engine and seed are fixed. The numbers are used without the library's distributions, because these differ by vendor.
 using Engine = std::mt19937;
 
 constexpr int ENTRIES_PER_GROUP = 12;
@@ -65,7 +65,7 @@ int jsonSizeOf(const QVariantMap& map)
     return QJsonDocument::fromVariant(map).toJson(QJsonDocument::Compact).size();
 }
 
-/// ASCII words of \a size bytes altogether.
+/// ASCII words that have \a size bytes together.
 QString words(int size)
 {
     const QString text = QStringLiteral("Settings of the terminal as they were taken over from the control centre. ");
@@ -80,7 +80,7 @@ tarvex::ClientSettings record()
     return settings;
 }
 
-/// The record's data, its description filled up so that the envelope has \a jsonSize bytes.
+/// The record's data. Its description is filled up, so that the envelope has \a jsonSize bytes.
 QVariantMap filledUp(tarvex::ClientSettings settings, const QString& operation, int jsonSize)
 {
     const int missing = jsonSize - jsonSizeOf(envelope(operation, settings.toVariantMap()));

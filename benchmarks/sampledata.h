@@ -10,8 +10,8 @@ namespace sampledata {
 /// compact JSON: a settings record, or a single name where a record would be too long.
 QVariantMap settings(const QString& operation, int jsonSize);
 
-/// The same with one long value that cannot be compressed, as an image in the settings would be: the payload on the
-/// wire is as long as the JSON text.
+/// The same with one long value that cannot be compressed, such as an image in the settings. The payload on the wire is
+/// as long as the JSON text.
 QVariantMap image(const QString& operation, int jsonSize);
 
 /// The envelope of a request.

@@ -21,7 +21,8 @@ using Clock = std::chrono::steady_clock;
 constexpr std::chrono::seconds PATIENCE(20);
 constexpr unsigned long REST_MS = 500;
 
-/// One of the bus's ports, and when the service's handshake came in on it. Every request is answered with success.
+/// One of the bus's ports, and the time at which the service's handshake came in on it. Every request is answered with
+/// success.
 class Port
 {
 public:
@@ -47,10 +48,10 @@ public:
 
 private:
     std::promise<Clock::time_point> m_handshake;
-    FakeBus m_bus; // the last: it ends before what its threads use
+    FakeBus m_bus; // the last member: it ends before the members that its threads use
 };
 
-/// The service's process. It ends with this one, should that end in the middle of a run.
+/// The service's process. It also ends when this process ends in the middle of a run.
 class EchoProcess : public QProcess
 {
 public:
@@ -80,7 +81,8 @@ public:
         return QDir(QStringLiteral("/proc/%1/task").arg(processId())).entryList(QDir::Dirs | QDir::NoDotAndDotDot);
     }
 
-    /// How often each of the threads has been switched to, as text: the same twice, and none has run in between.
+    /// How often the system has switched to each of the threads, as text. If the text is the same twice, no thread has
+    /// run in between.
     QByteArray switches() const
     {
         QByteArray text;
@@ -122,7 +124,7 @@ void waitForRest(const EchoProcess& echo)
     } while (now != before);
 }
 
-/// One iteration is one start; the time is that until both handshakes have come in.
+/// One iteration is one start. The time ends when both handshakes have come in.
 void runStartup(benchmark::State& state)
 {
     for ([[maybe_unused]] auto _ : state) {

@@ -18,7 +18,7 @@ void writeUnlessSilent(QtMsgType type, const QMessageLogContext& context, const 
 
 SilentConsole::SilentConsole()
 {
-    // Installed once, for good: the library's logger manager, installed after it, stays too.
+    // Installed once and never removed, because the library's logger manager, which is installed after it, stays too.
     if (consoleHandler == nullptr) {
         consoleHandler = qInstallMessageHandler(writeUnlessSilent);
     }

@@ -3,7 +3,8 @@
 
 #include <QtGlobal>
 
-/// Keeps the log lines off the console, so that a line's price is not the terminal's. One at a time.
+/// Keeps the log lines off the console, so that a line's price does not include the terminal's. Only one object may
+/// exist at a time.
 class SilentConsole
 {
 public:

@@ -9,7 +9,7 @@
 
 #include <benchmark/benchmark.h>
 
-/// What a ticket printer would have to tell.
+/// The values that a ticket printer would report.
 class PrinterState : public AbstractStateWrapper
 {
     Q_OBJECT

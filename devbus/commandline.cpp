@@ -168,7 +168,7 @@ CommandLine readCommandLine(int argc, char** argv)
     if (parser.isSet(parser.help)) {
         return answered(helpText(parser));
     }
-    const CommandLine commandLine = interpret(parser);
+    CommandLine commandLine = interpret(parser);
     if (!commandLine.complaint && parser.isSet(parser.version)) {
         return answered(QLatin1String("tarvex-devbus ") + QCoreApplication::applicationVersion());
     }

@@ -3,45 +3,21 @@
 #include "literals.h"
 #include "logcapture.h"
 #include "markingtranslator.h"
-#include "virtualtable.h"
+#include "states.h"
 
 #include <QDate>
 #include <QJsonDocument>
 #include <QJsonObject>
-#include <QMetaMethod>
-#include <QMetaProperty>
-#include <QPointer>
-#include <QProcess>
-#include <QSignalSpy>
 #include <QTest>
-#include <QThread>
 #include <QUrl>
 #include <QUuid>
 
-#include <atomic>
-#include <functional>
-#include <future>
 #include <limits>
-#include <stdexcept>
-#include <thread>
 #include <type_traits>
-#include <utility>
-#include <vector>
 
-static_assert(std::is_base_of_v<QObject, AbstractStateWrapper>, "the wrapper has signals and slots");
 static_assert(std::is_abstract_v<AbstractStateWrapper>, "only a service knows its record");
-static_assert(sizeof(AbstractStateWrapper) == sizeof(QObject), "the state lives in the derived class's properties");
 
 namespace {
-
-/// Two values that belong together: the second is always the first one's negative.
-struct Pair
-{
-    int first = 0;
-    int second = 0;
-
-    bool operator!=(const Pair& other) const { return first != other.first || second != other.second; }
-};
 
 /// A type that can be converted from and to a text.
 struct Label
@@ -53,53 +29,16 @@ struct Label
 
 } // namespace
 
-Q_DECLARE_METATYPE(Pair)
 Q_DECLARE_METATYPE(Label)
-
-/// The smallest wrapper: what is common to those below.
-class PlainState : public AbstractStateWrapper
-{
-    Q_OBJECT
-public:
-    tarvex::ClientState toClientState() const override
-    {
-        tarvex::ClientState state;
-        state.setStateType(tarvex::ClientState::EStateType(1));
-        state.setState(toString());
-        return state;
-    }
-};
-
-class AbState : public PlainState
-{
-    Q_OBJECT
-    // Not in the order of their names.
-    Q_PROPERTY(QString b MEMBER m_b)
-    Q_PROPERTY(int a MEMBER m_a)
-    Q_PROPERTY(int readOnly READ readOnly CONSTANT)
-public:
-    int readOnly() const { return 7; }
-
-    int m_a = 1;
-    QString m_b = u"x"_s;
-};
-
-/// Exactly the properties "a" and "b".
-class TwoState : public PlainState
-{
-    Q_OBJECT
-    Q_PROPERTY(QString b MEMBER m_b)
-    Q_PROPERTY(int a MEMBER m_a)
-public:
-    int m_a = 1;
-    QString m_b = u"x"_s;
-};
 
 class DerivedState : public TwoState
 {
     Q_OBJECT
     Q_PROPERTY(int c MEMBER m_c)
+    Q_PROPERTY(int readOnly READ readOnly CONSTANT)
 public:
+    int readOnly() const { return 7; }
+
     int m_c = 3;
 };
 
@@ -205,36 +144,6 @@ public:
     Mode m_mode = Mode::Busy;
 };
 
-/// Accessors that do what accessors should not.
-class UnrulyState : public PlainState
-{
-    Q_OBJECT
-    Q_PROPERTY(int throwing READ readThrowing WRITE writeThrowing)
-    Q_PROPERTY(int releasing READ releasing WRITE release)
-public:
-    explicit UnrulyState(std::function<void()> release) : m_release(std::move(release)) { }
-
-    int readThrowing() const { throw std::runtime_error("read"); }
-
-    void writeThrowing(int value)
-    {
-        Q_UNUSED(value)
-        throw std::runtime_error("write");
-    }
-
-    int releasing() const { return 0; }
-
-    void release(int value)
-    {
-        Q_UNUSED(value)
-        const auto release = m_release; // The object goes during the call.
-        release();
-    }
-
-private:
-    std::function<void()> m_release;
-};
-
 /// Its map and its bytes are what the test says.
 class OverridingState : public TwoState
 {
@@ -249,160 +158,34 @@ public:
     bool m_useBytes = false;
 };
 
-/// For many threads: what belongs together stands in one property, or is written by one setter.
-class SharedState : public PlainState
-{
-    Q_OBJECT
-    Q_PROPERTY(Pair pair MEMBER m_pair)
-    Q_PROPERTY(int both READ left WRITE setBoth)
-    Q_PROPERTY(int left READ left)
-    Q_PROPERTY(int right READ right)
-    Q_PROPERTY(QString text MEMBER m_text)
-public:
-    int left() const { return m_left; }
-
-    int right() const { return m_right; }
-
-    void setBoth(int value)
-    {
-        m_left = value;
-        m_right = -value;
-    }
-
-private:
-    Pair m_pair;
-    int m_left = 0;
-    int m_right = 0;
-    QString m_text;
-};
-
-namespace {
-
-/// Long enough for a thread that does not wait to be through; whoever does wait is not made to fail by a busy machine.
-constexpr std::chrono::milliseconds MOMENT{200};
-
-/// Whether another thread can read \a state just now. The reader is left in \a reader when it cannot.
-bool canBeRead(AbstractStateWrapper& state, std::thread& reader)
-{
-    std::promise<void> done;
-    std::future<void> isDone = done.get_future();
-    reader = std::thread([&state, promise = std::move(done)]() mutable {
-        state.value(u"a"_s);
-        promise.set_value();
-    });
-    return isDone.wait_for(MOMENT) == std::future_status::ready;
-}
-
-/// A read that would block forever if the lock were still taken would take the test's time limit with it.
-bool isUnlocked()
-{
-    TwoState state;
-    std::thread reader;
-    const bool unlocked = canBeRead(state, reader);
-    if (unlocked) {
-        reader.join();
-    } else {
-        reader.detach();
-    }
-    return unlocked;
-}
-
-/// Calls what the test says in the midst of every log line, as a log output is called.
-class DuringLog
-{
-public:
-    explicit DuringLog(std::function<void()> call) : m_previous(qInstallMessageHandler(handle))
-    {
-        whatToCall() = std::move(call);
-    }
-
-    ~DuringLog()
-    {
-        qInstallMessageHandler(m_previous);
-        whatToCall() = {};
-    }
-    Q_DISABLE_COPY_MOVE(DuringLog)
-
-private:
-    static std::function<void()>& whatToCall()
-    {
-        static std::function<void()> call;
-        return call;
-    }
-
-    static void handle(QtMsgType type, const QMessageLogContext& context, const QString& text)
-    {
-        Q_UNUSED(type)
-        Q_UNUSED(context)
-        Q_UNUSED(text)
-        whatToCall()();
-    }
-
-    QtMessageHandler m_previous;
-};
-
-} // namespace
-
+/// What a wrapper's values become: the properties of a service, set, read and written as JSON. How it is locked is
+/// tested by tst_statelock.
 class TstAbstractStateWrapper : public QObject
 {
     Q_OBJECT
 private Q_SLOTS:
     void initTestCase();
-    void cleanup();
-
-    void metaObject_hasItsMethodsInOrder();
-    void virtualOperations_followThoseOfQObjectInOrder();
-    void constructor_hasNoParent();
 
     void setValue_declaredProperty_writesIt();
     void setValue_ofOtherName_isReportedAndChangesNothing_data();
     void setValue_ofOtherName_isReportedAndChangesNothing();
     void setValue_ofOtherName_isReportedTranslated();
-    void setValue_ofBaseClassProperty_writesIt();
-    void setValue_readOnlyProperty_isIgnoredSilently();
     void setValue_redeclaredProperty_writesTheOwnOne();
     void setValue_convertsAsTheMetaPropertyDoes_data();
     void setValue_convertsAsTheMetaPropertyDoes();
     void setValue_enumerator_byNameNumberAndValue_data();
     void setValue_enumerator_byNameNumberAndValue();
-    void setValue_callsTheSetterInTheCallingThread();
 
-    void value_declaredProperty_readsIt();
-    void value_unknownName_isInvalidWithoutWarning_data();
-    void value_unknownName_isInvalidWithoutWarning();
-    void value_dynamicPropertyAndObjectName_areFound();
+    void value_findsEveryProperty_data();
+    void value_findsEveryProperty();
 
     void toMap_hasTheOwnPropertiesOnly();
-    void toMap_withoutProperties_isEmpty();
-    void toMap_redeclaredProperty_isTheOwnOne();
     void toByteArray_isCompactSortedJson();
-    void toByteArray_withoutProperties_isAnEmptyObject();
-    void toByteArray_usesTheOverriddenMap();
     void toByteArray_writesEachKindAsJsonDoes_data();
     void toByteArray_writesEachKindAsJsonDoes();
     void toByteArray_enumerator_isANumberUntilItsTypeIsRegistered();
     void toString_isTheBytesAsUtf8();
-    void toString_ofNullBytes_isNull();
     void toClientState_isTheDerivedClassesOwn();
-
-    void commit_emitsOnceInTheCallingThread();
-    void commit_emitsUnderTheLockOfAllWrappers();
-    void commit_toReceiverInAnotherThread_showsTheCommittedValues();
-    void setValueAndReads_callAccessorsUnderTheLock();
-    void setValue_ofOtherName_isReportedUnderTheLock();
-    void throwingAccessor_leavesTheLockFree();
-    void setter_thatReleasesTheWrapper_leavesTheLockFree();
-    void commit_whoseReceiverReleasesTheWrapper_leavesTheLockFree();
-
-    void init_replacesAndReleasesTheFormerWrapper();
-    void init_whileDestroyed_formerWrapperFindsItsSuccessor();
-    void manyThreads_neverSeeAValueHalfWritten();
-
-    void directReceiver_thatReads_blocksForever_data();
-    void directReceiver_thatReads_blocksForever();
-    void queuedReceiver_thatReads_isServed();
-    void staticObjects_useTheStateBeforeMain();
-    void destructorAtUnload_findsNoWrapper();
 };
 
 void TstAbstractStateWrapper::initTestCase()
@@ -414,47 +197,18 @@ void TstAbstractStateWrapper::initTestCase()
     qRegisterMetaType<EnumState::Parts>();
 }
 
-void TstAbstractStateWrapper::cleanup()
-{
-    AbstractStateWrapper::init({});
-}
-
-void TstAbstractStateWrapper::metaObject_hasItsMethodsInOrder()
-{
-    const QMetaObject& meta = AbstractStateWrapper::staticMetaObject;
-    QCOMPARE(meta.className(), "AbstractStateWrapper");
-    QCOMPARE(meta.superClass(), &QObject::staticMetaObject);
-    QCOMPARE(meta.propertyCount(), meta.propertyOffset());
-    QCOMPARE(meta.methodCount() - meta.methodOffset(), 2);
-    const QMetaMethod signal = meta.method(meta.methodOffset());
-    QCOMPARE(signal.methodSignature(), QByteArray("stateChanged()"));
-    QCOMPARE(signal.methodType(), QMetaMethod::Signal);
-    const QMetaMethod slot = meta.method(meta.methodOffset() + 1);
-    QCOMPARE(slot.methodSignature(), QByteArray("commit()"));
-    QCOMPARE(slot.methodType(), QMetaMethod::Slot);
-    QCOMPARE(slot.access(), QMetaMethod::Public);
-}
-
-void TstAbstractStateWrapper::virtualOperations_followThoseOfQObjectInOrder()
-{
-    QVERIFY(virtualtable::followQObject(&AbstractStateWrapper::setValue, &AbstractStateWrapper::value,
-                                        &AbstractStateWrapper::toMap, &AbstractStateWrapper::toByteArray,
-                                        &AbstractStateWrapper::toString, &AbstractStateWrapper::toClientState));
-}
-
-void TstAbstractStateWrapper::constructor_hasNoParent()
-{
-    const TwoState state;
-    QCOMPARE(state.parent(), nullptr);
-}
-
 void TstAbstractStateWrapper::setValue_declaredProperty_writesIt()
 {
     const LogCapture log;
-    TwoState state;
-    state.setValue(u"a"_s, 5);
+    DerivedState state;
+    QCOMPARE(state.parent(), nullptr);
+    state.setValue(u"c"_s, 4);
+    state.setValue(u"a"_s, 5); // of the base class
+    state.setValue(u"readOnly"_s, 8);
+    QCOMPARE(state.m_c, 4);
     QCOMPARE(state.m_a, 5);
     QCOMPARE(state.m_b, u"x"_s);
+    QCOMPARE(state.value(u"readOnly"_s), QVariant(7));
     QCOMPARE(log.texts(), QStringList());
 }
 
@@ -503,25 +257,6 @@ void TstAbstractStateWrapper::setValue_ofOtherName_isReportedTranslated()
     state.setValue(u"unknown"_s, 5);
     const QString text = u"There is no property unknown"_s;
     QCOMPARE(log.texts(), QStringList(u"warning: "_s + MarkingTranslator::marked("AbstractStateWrapper", text)));
-}
-
-void TstAbstractStateWrapper::setValue_ofBaseClassProperty_writesIt()
-{
-    const LogCapture log;
-    DerivedState state;
-    state.setValue(u"a"_s, 5);
-    QCOMPARE(state.m_a, 5);
-    QCOMPARE(state.value(u"a"_s), QVariant(5));
-    QCOMPARE(log.texts(), QStringList());
-}
-
-void TstAbstractStateWrapper::setValue_readOnlyProperty_isIgnoredSilently()
-{
-    const LogCapture log;
-    AbState state;
-    state.setValue(u"readOnly"_s, 8);
-    QCOMPARE(state.value(u"readOnly"_s), QVariant(7));
-    QCOMPARE(log.texts(), QStringList());
 }
 
 void TstAbstractStateWrapper::setValue_redeclaredProperty_writesTheOwnOne()
@@ -639,53 +374,33 @@ void TstAbstractStateWrapper::setValue_enumerator_byNameNumberAndValue()
     QCOMPARE(now, expected);
 }
 
-void TstAbstractStateWrapper::setValue_callsTheSetterInTheCallingThread()
-{
-    std::thread::id caller;
-    std::thread::id setter;
-    UnrulyState unruly([&setter] { setter = std::this_thread::get_id(); });
-    std::thread([&unruly, &caller] {
-        caller = std::this_thread::get_id();
-        unruly.setValue(u"releasing"_s, 1);
-    }).join();
-    QVERIFY(setter != std::thread::id());
-    QVERIFY(setter == caller);
-}
-
-void TstAbstractStateWrapper::value_declaredProperty_readsIt()
-{
-    DerivedState state;
-    QCOMPARE(state.value(u"c"_s), QVariant(3));
-    QCOMPARE(state.value(u"b"_s), QVariant(u"x"_s));
-}
-
-void TstAbstractStateWrapper::value_unknownName_isInvalidWithoutWarning_data()
+void TstAbstractStateWrapper::value_findsEveryProperty_data()
 {
     QTest::addColumn<QString>("name");
-
-    QTest::newRow("unknown") << u"unknown"_s;
-    QTest::newRow("empty") << QString();
-    QTest::newRow("not Latin-1") << u"цена"_s;
+    QTest::addColumn<QVariant>("value");
+    QTest::newRow("declared") << u"c"_s << QVariant(3);
+    QTest::newRow("of the base class") << u"b"_s << QVariant(u"x"_s);
+    QTest::newRow("objectName") << u"objectName"_s << QVariant(u"name"_s);
+    QTest::newRow("dynamic") << u"dynamic"_s << QVariant(9);
+    QTest::newRow("Latin-1 beyond ASCII") << u"größe"_s << QVariant(10);
+    QTest::newRow("unknown") << u"unknown"_s << QVariant();
+    QTest::newRow("empty") << QString() << QVariant();
+    QTest::newRow("not Latin-1") << u"цена"_s << QVariant();
 }
 
-void TstAbstractStateWrapper::value_unknownName_isInvalidWithoutWarning()
+void TstAbstractStateWrapper::value_findsEveryProperty()
 {
     QFETCH(QString, name);
-    const LogCapture log;
-    TwoState state;
-    QVERIFY(!state.value(name).isValid());
-    QCOMPARE(log.texts(), QStringList());
-}
-
-void TstAbstractStateWrapper::value_dynamicPropertyAndObjectName_areFound()
-{
-    TwoState state;
+    QFETCH(QVariant, value);
+    DerivedState state;
     state.setObjectName(u"name"_s);
     state.setProperty("dynamic", 9);
     state.setProperty(u"größe"_s.toLatin1().constData(), 10);
-    QCOMPARE(state.value(u"objectName"_s), QVariant(u"name"_s));
-    QCOMPARE(state.value(u"dynamic"_s), QVariant(9));
-    QCOMPARE(state.value(u"größe"_s), QVariant(10));
+    const LogCapture log;
+    const QVariant read = state.value(name);
+    QCOMPARE(read.isValid(), value.isValid());
+    QCOMPARE(read, value);
+    QCOMPARE(log.texts(), QStringList());
 }
 
 void TstAbstractStateWrapper::toMap_hasTheOwnPropertiesOnly()
@@ -693,34 +408,17 @@ void TstAbstractStateWrapper::toMap_hasTheOwnPropertiesOnly()
     DerivedState state;
     state.setObjectName(u"name"_s);
     state.setProperty("dynamic", 9);
-    QCOMPARE(state.toMap(), (QVariantMap{{u"c"_s, 3}}));
+    QCOMPARE(state.toMap(), (QVariantMap{{u"c"_s, 3}, {u"readOnly"_s, 7}}));
     QCOMPARE(TwoState().toMap(), (QVariantMap{{u"a"_s, 1}, {u"b"_s, u"x"_s}}));
-    QCOMPARE(AbState().toMap().keys(), (QStringList{u"a"_s, u"b"_s, u"readOnly"_s}));
-}
-
-void TstAbstractStateWrapper::toMap_withoutProperties_isEmpty()
-{
     QCOMPARE(PlainState().toMap(), QVariantMap());
-}
-
-void TstAbstractStateWrapper::toMap_redeclaredProperty_isTheOwnOne()
-{
     QCOMPARE(RedeclaringState().toMap(), (QVariantMap{{u"a"_s, u"own"_s}, {u"objectName"_s, u"own name"_s}}));
 }
 
 void TstAbstractStateWrapper::toByteArray_isCompactSortedJson()
 {
     QCOMPARE(TwoState().toByteArray(), QByteArray(R"({"a":1,"b":"x"})"));
-}
-
-void TstAbstractStateWrapper::toByteArray_withoutProperties_isAnEmptyObject()
-{
     QCOMPARE(PlainState().toByteArray(), QByteArray("{}"));
-}
-
-void TstAbstractStateWrapper::toByteArray_usesTheOverriddenMap()
-{
-    QCOMPARE(OverridingState().toByteArray(), QByteArray(R"({"own":1})"));
+    QCOMPARE(OverridingState().toByteArray(), QByteArray(R"({"own":1})")); // of the overridden map
 }
 
 void TstAbstractStateWrapper::toByteArray_writesEachKindAsJsonDoes_data()
@@ -797,18 +495,14 @@ void TstAbstractStateWrapper::toString_isTheBytesAsUtf8()
     TwoState state;
     state.m_b = u"цена €"_s;
     QCOMPARE(state.toString(), uR"({"a":1,"b":"цена €"})"_s);
-}
 
-void TstAbstractStateWrapper::toString_ofNullBytes_isNull()
-{
-    OverridingState state;
-    state.m_useBytes = true;
-    QVERIFY(state.toString().isNull());
-
-    state.m_bytes = "";
-    QVERIFY(!state.toString().isNull());
-    state.m_bytes = "\xe2\x82\xac";
-    QCOMPARE(state.toString(), u"€"_s);
+    OverridingState overriding;
+    overriding.m_useBytes = true;
+    QVERIFY(overriding.toString().isNull());
+    overriding.m_bytes = "";
+    QVERIFY(!overriding.toString().isNull());
+    overriding.m_bytes = "\xe2\x82\xac";
+    QCOMPARE(overriding.toString(), u"€"_s);
 }
 
 void TstAbstractStateWrapper::toClientState_isTheDerivedClassesOwn()
@@ -817,250 +511,6 @@ void TstAbstractStateWrapper::toClientState_isTheDerivedClassesOwn()
     const tarvex::ClientState record = static_cast<const AbstractStateWrapper&>(state).toClientState();
     QVERIFY(record.isValid());
     QCOMPARE(record.state(), uR"({"a":1,"b":"x"})"_s);
-}
-
-void TstAbstractStateWrapper::commit_emitsOnceInTheCallingThread()
-{
-    TwoState state;
-    int commits = 0;
-    QThread* emitter = nullptr;
-    connect(
-        &state, &AbstractStateWrapper::stateChanged, &state,
-        [&commits, &emitter] {
-            ++commits;
-            emitter = QThread::currentThread();
-        },
-        Qt::DirectConnection);
-
-    QThread* committer = nullptr;
-    std::thread([&state, &committer] {
-        committer = QThread::currentThread();
-        QVERIFY(QMetaObject::invokeMethod(&state, "commit", Qt::DirectConnection));
-    }).join();
-
-    QCOMPARE(commits, 1);
-    QVERIFY(emitter == committer && emitter != thread());
-}
-
-void TstAbstractStateWrapper::commit_emitsUnderTheLockOfAllWrappers()
-{
-    TwoState state;
-    TwoState other;
-    std::thread reader;
-    bool readInSlot = true;
-    connect(&state, &AbstractStateWrapper::stateChanged, this,
-            [&other, &reader, &readInSlot] { readInSlot = canBeRead(other, reader); });
-
-    state.commit();
-
-    reader.join(); // It has been served by now, or is so now that the lock is free.
-    QVERIFY(!readInSlot);
-    QVERIFY(isUnlocked());
-}
-
-void TstAbstractStateWrapper::commit_toReceiverInAnotherThread_showsTheCommittedValues()
-{
-    TwoState state;
-    QThread thread;
-    QObject receiver;
-    receiver.moveToThread(&thread);
-    std::promise<QByteArray> seen;
-    std::future<QByteArray> isSeen = seen.get_future();
-    // The default connection: queued, since the receiver lives elsewhere.
-    connect(&state, &AbstractStateWrapper::stateChanged, &receiver,
-            [&state, &seen] { seen.set_value(state.toByteArray()); });
-    thread.start();
-
-    state.setValue(u"a"_s, 2);
-    state.commit();
-
-    QCOMPARE(isSeen.get(), QByteArray(R"({"a":2,"b":"x"})"));
-    thread.quit();
-    QVERIFY(thread.wait());
-}
-
-void TstAbstractStateWrapper::setValueAndReads_callAccessorsUnderTheLock()
-{
-    TwoState other;
-    std::thread reader;
-    bool readInSetter = true;
-    UnrulyState state([&other, &reader, &readInSetter] { readInSetter = canBeRead(other, reader); });
-
-    state.setValue(u"releasing"_s, 1);
-
-    reader.join();
-    QVERIFY(!readInSetter);
-    QVERIFY(isUnlocked());
-}
-
-void TstAbstractStateWrapper::setValue_ofOtherName_isReportedUnderTheLock()
-{
-    TwoState state;
-    TwoState other;
-    std::thread reader;
-    bool readInOutput = true;
-    {
-        const DuringLog output([&other, &reader, &readInOutput] { readInOutput = canBeRead(other, reader); });
-        state.setValue(u"unknown"_s, 5);
-    }
-    QVERIFY(reader.joinable()); // There was a line.
-    reader.join();
-    QVERIFY(!readInOutput);
-    QVERIFY(isUnlocked());
-}
-
-void TstAbstractStateWrapper::throwingAccessor_leavesTheLockFree()
-{
-    UnrulyState state([] {});
-    QVERIFY_EXCEPTION_THROWN(state.value(u"throwing"_s), std::runtime_error);
-    QVERIFY(isUnlocked());
-    QVERIFY_EXCEPTION_THROWN(state.setValue(u"throwing"_s, 1), std::runtime_error);
-    QVERIFY(isUnlocked());
-    QVERIFY_EXCEPTION_THROWN(state.toMap(), std::runtime_error);
-    QVERIFY(isUnlocked());
-}
-
-void TstAbstractStateWrapper::setter_thatReleasesTheWrapper_leavesTheLockFree()
-{
-    QPointer<UnrulyState> state = new UnrulyState([&state] { delete state; });
-    state->setValue(u"releasing"_s, 1);
-    QVERIFY(state.isNull());
-    QVERIFY(isUnlocked());
-}
-
-void TstAbstractStateWrapper::commit_whoseReceiverReleasesTheWrapper_leavesTheLockFree()
-{
-    QPointer<TwoState> state = new TwoState;
-    connect(state, &AbstractStateWrapper::stateChanged, this, [&state] { delete state; });
-    state->commit();
-    QVERIFY(state.isNull());
-    QVERIFY(isUnlocked());
-}
-
-void TstAbstractStateWrapper::init_replacesAndReleasesTheFormerWrapper()
-{
-    const QPointer<TwoState> first = new TwoState;
-    const QSharedPointer<TwoState> second(new TwoState);
-    AbstractStateWrapper::init(QSharedPointer<AbstractStateWrapper>(first.data()));
-    QVERIFY(first);
-
-    AbstractStateWrapper::init(second);
-    QVERIFY(first.isNull());
-
-    AbstractStateWrapper::init({});
-    second->commit(); // Still held here.
-}
-
-void TstAbstractStateWrapper::init_whileDestroyed_formerWrapperFindsItsSuccessor()
-{
-    // A wrapper whose destruction sets a value: the lock is free by then.
-    const QSharedPointer<TwoState> second(new TwoState);
-    QObject* const first = new TwoState;
-    connect(first, &QObject::destroyed, this, [second] { second->setValue(u"a"_s, 9); });
-    AbstractStateWrapper::init(QSharedPointer<AbstractStateWrapper>(static_cast<TwoState*>(first)));
-
-    AbstractStateWrapper::init(second);
-
-    QCOMPARE(second->m_a, 9);
-}
-
-void TstAbstractStateWrapper::manyThreads_neverSeeAValueHalfWritten()
-{
-    constexpr int ROUNDS = 400;
-    SharedState state;
-    int commits = 0; // Guarded by nothing but the lock under which the signal is emitted.
-    connect(
-        &state, &AbstractStateWrapper::stateChanged, this, [&commits] { ++commits; }, Qt::DirectConnection);
-    std::atomic<int> halfWritten{0};
-    std::vector<std::thread> threads;
-    for (int number = 0; number < 4; ++number) {
-        threads.emplace_back([&state, number] {
-            for (int i = 1; i <= ROUNDS; ++i) {
-                const int value = 4 * i + number;
-                state.setValue(u"pair"_s, QVariant::fromValue(Pair{value, -value}));
-                state.setValue(u"both"_s, value);
-                state.setValue(u"text"_s, QString(100, QLatin1Char(static_cast<char>('a' + number))));
-                state.commit();
-            }
-        });
-        threads.emplace_back([&state, &halfWritten] {
-            for (int i = 0; i < ROUNDS; ++i) {
-                const Pair pair = state.value(u"pair"_s).value<Pair>();
-                const QVariantMap map = state.toMap();
-                const QString text = state.value(u"text"_s).toString();
-                const QJsonObject json = QJsonDocument::fromJson(state.toByteArray()).object();
-                const bool whole = pair.first == -pair.second
-                    && map.value(u"left"_s).toInt() == -map.value(u"right"_s).toInt()
-                    && (text.isEmpty() || text == QString(100, text.at(0)))
-                    && json.value(QLatin1String("left")).toInt() == -json.value(QLatin1String("right")).toInt();
-                halfWritten += whole ? 0 : 1;
-            }
-        });
-    }
-    for (std::thread& thread : threads) {
-        thread.join();
-    }
-    QCOMPARE(halfWritten.load(), 0);
-    QCOMPARE(commits, 4 * ROUNDS);
-}
-
-void TstAbstractStateWrapper::directReceiver_thatReads_blocksForever_data()
-{
-    QTest::addColumn<QString>("connection");
-
-    QTest::newRow("direct") << u"direct"_s;
-    QTest::newRow("default, in the committing thread") << u"default"_s;
-}
-
-void TstAbstractStateWrapper::directReceiver_thatReads_blocksForever()
-{
-    QFETCH(QString, connection);
-    QProcess child;
-    child.start(QStringLiteral(STATE_CHILD), {connection});
-    QByteArray output;
-    QTRY_VERIFY_WITH_TIMEOUT(
-        (child.waitForReadyRead(50), output += child.readAllStandardOutput(), output == "called\n"), 30000);
-
-    // Forever cannot be waited for; whoever is not blocked goes on at once.
-    QVERIFY(!child.waitForReadyRead(2000));
-    QCOMPARE(child.state(), QProcess::Running);
-
-    child.kill();
-    QVERIFY(child.waitForFinished());
-    QCOMPARE(child.exitStatus(), QProcess::CrashExit);
-    QCOMPARE(child.readAllStandardOutput(), QByteArray());
-}
-
-void TstAbstractStateWrapper::queuedReceiver_thatReads_isServed()
-{
-    QProcess child;
-    child.start(QStringLiteral(STATE_CHILD), {u"queued"_s});
-    QVERIFY(child.waitForFinished());
-    QCOMPARE(child.readAllStandardOutput(), QByteArray("committed\ncalled\n{\"number\":5}\n"));
-    QCOMPARE(child.exitStatus(), QProcess::NormalExit);
-    QCOMPARE(child.exitCode(), 0);
-}
-
-void TstAbstractStateWrapper::staticObjects_useTheStateBeforeMain()
-{
-    QProcess child;
-    child.start(QStringLiteral(STATE_CHILD), {u"before-main"_s});
-    QVERIFY(child.waitForFinished());
-    QCOMPARE(child.readAllStandardOutput(), QByteArray("{\"number\":1}\n"));
-    QCOMPARE(child.exitStatus(), QProcess::NormalExit);
-    QCOMPARE(child.exitCode(), 0);
-}
-
-void TstAbstractStateWrapper::destructorAtUnload_findsNoWrapper()
-{
-    QProcess child;
-    child.start(QStringLiteral(STATE_CHILD), {u"at-exit"_s});
-    QVERIFY(child.waitForFinished());
-    QCOMPARE(child.readAllStandardOutput(), QByteArray("leaving main\ngoing\n3\ngone\n"));
-    QCOMPARE(child.readAllStandardError(),
-             QByteArray("There is no any state wrapper\nThere is no any state wrapper\n"));
-    QCOMPARE(child.exitStatus(), QProcess::NormalExit);
-    QCOMPARE(child.exitCode(), 0);
 }
 
 QTEST_GUILESS_MAIN(TstAbstractStateWrapper)

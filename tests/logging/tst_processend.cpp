@@ -1,6 +1,6 @@
+#include "childprocess.h"
 #include "literals.h"
 
-#include <QProcess>
 #include <QTest>
 
 #include <cstdio>
@@ -11,22 +11,6 @@ constexpr int PATIENCE_MS = 240000;
 
 /// The same program, linked so that tarvexlib is unloaded after the library that logs, and before it.
 const QStringList PROGRAMS{QStringLiteral(LEAVING_SERVICE_BEFORE), QStringLiteral(LEAVING_SERVICE_BEHIND)};
-
-struct End
-{
-    int exitCode = -1;
-    QStringList lines;
-    QByteArray errors;
-
-    /// \return whether nothing was found; otherwise shows what the process has said.
-    bool isClean() const
-    {
-        if (exitCode != 0) {
-            std::fprintf(stderr, "%s%s", errors.constData(), lines.join(QLatin1Char('\n')).toUtf8().constData());
-        }
-        return exitCode == 0;
-    }
-};
 
 /// Qt's code makes the access that is looked for, and the compiler's sanitizers do not look there. Valgrind does. Only
 /// reads and writes of memory that is gone count.
@@ -42,20 +26,27 @@ QStringList checked(const QStringList& command)
 #endif
 }
 
-End run(const QStringList& command, const QProcessEnvironment& environment = QProcessEnvironment::systemEnvironment())
+/// A program that runs to its end, checked.
+class Run
 {
-    QProcess process;
-    process.setProcessEnvironment(environment);
-    const QStringList whole = checked(command);
-    process.start(whole.first(), whole.mid(1));
-    End end;
-    if (process.waitForFinished(PATIENCE_MS) && process.exitStatus() == QProcess::NormalExit) {
-        end.exitCode = process.exitCode();
+public:
+    explicit Run(const QStringList& command) : m_process(checked(command).first(), checked(command).mid(1)) { }
+
+    ChildProcess& process() { return m_process; }
+
+    /// \return whether nothing was found; otherwise shows what the process has said.
+    bool isClean()
+    {
+        const bool isClean = m_process.start() && m_process.status(PATIENCE_MS) == 0;
+        if (!isClean) {
+            std::fprintf(stderr, "%s%s", m_process.err().constData(), m_process.out().constData());
+        }
+        return isClean;
     }
-    end.lines = QString::fromUtf8(process.readAllStandardOutput()).split(QLatin1Char('\n'));
-    end.errors = process.readAllStandardError();
-    return end;
-}
+
+private:
+    ChildProcess m_process;
+};
 
 } // namespace
 
@@ -81,8 +72,9 @@ void TstProcessEnd::programs_goInEitherOrder()
 {
     QStringList orders;
     for (const QString& program : PROGRAMS) {
-        const End end = run({program, u"leaked"_s});
-        orders.append(end.lines.value(0));
+        Run run({program, u"leaked"_s});
+        QVERIFY(run.isClean());
+        orders.append(run.process().lines().value(0));
     }
     orders.sort();
     QCOMPARE(orders, QStringList({u"made after tarvexlib"_s, u"made before tarvexlib"_s}));
@@ -118,28 +110,28 @@ void TstProcessEnd::processEnds_controllerIsStillThere_touchesNothingThatIsGone(
     QFETCH(QString, how);
     QFETCH(int, goodbyes);
     QFETCH(LastWords, lastWords);
-    const End end = run({program, how, QStringLiteral(LAST_WORDS_MODULE)});
-    QVERIFY(end.isClean());
+    Run run({program, how, QStringLiteral(LAST_WORDS_MODULE)});
+    QVERIFY(run.isClean());
+    const QStringList lines = run.process().lines();
     // The console is there to the end.
-    QVERIFY(end.lines.contains(u"console: last words"_s));
-    QCOMPARE(end.lines.count(u"forwarded: goodbye"_s), goodbyes);
-    const bool isOutlived = end.lines.first() == QLatin1String("made before tarvexlib");
+    QVERIFY(lines.contains(u"console: last words"_s));
+    QCOMPARE(lines.count(u"forwarded: goodbye"_s), goodbyes);
+    const bool isOutlived = lines.first() == QLatin1String("made before tarvexlib");
     const bool isForwarded =
         lastWords == LastWords::Forwarded || (lastWords == LastWords::ForwardedIfLoaded && !isOutlived);
-    QCOMPARE(end.lines.contains(u"forwarded: last words"_s), isForwarded);
+    QCOMPARE(lines.contains(u"forwarded: last words"_s), isForwarded);
     const QString inTurn = isOutlived ? u"the former"_s : u"ours"_s;
     const QString handler = how == QLatin1String("later-handler") ? u"the later"_s : inTurn;
-    QVERIFY(end.lines.contains(u"handler: "_s + handler));
+    QVERIFY(lines.contains(u"handler: "_s + handler));
 }
 
 void TstProcessEnd::libraryUnloaded_controllerIsStillThere_logGoesOn()
 {
-    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    Run run({QStringLiteral(UNLOADING_HOST), QStringLiteral(UNLOADED_SERVICE)});
     // What a library keeps to the end is out of the leak checker's reach once the library is unloaded.
-    environment.insert(u"ASAN_OPTIONS"_s, environment.value(u"ASAN_OPTIONS"_s) + u":detect_leaks=0"_s);
-    const End end = run({QStringLiteral(UNLOADING_HOST), QStringLiteral(UNLOADED_SERVICE)}, environment);
-    QVERIFY(end.isClean());
-    QCOMPARE(end.lines.mid(0, 3), QStringList({u"console: made"_s, u"unloaded"_s, u"console: after it"_s}));
+    run.process().setVariable(u"ASAN_OPTIONS"_s, qEnvironmentVariable("ASAN_OPTIONS") + u":detect_leaks=0"_s);
+    QVERIFY(run.isClean());
+    QCOMPARE(run.process().lines(), QStringList({u"console: made"_s, u"unloaded"_s, u"console: after it"_s}));
 }
 
 QTEST_GUILESS_MAIN(TstProcessEnd)

@@ -7,12 +7,12 @@
 #include <QObject>
 #include <QString>
 
-/// An object that carries out commands for a worker, if it wants to.
+/// An object that carries out chosen commands for a worker.
 ///
-/// Entered with AbstractTarvexCommandsWorker::addExecutor(), it is asked about every command before the worker looks
-/// for a method of the command's name. It sees repeats too: there is no filter in front of it. It is called in the
-/// worker's thread only; made as the worker's child, it moves there with the worker and is destroyed with it at the
-/// latest.
+/// A service adds it with AbstractTarvexCommandsWorker::addExecutor(). The worker then asks it about every command
+/// before it looks for a method of the command's name. The executor sees repeats too, because the worker filters them
+/// later. It is called in the worker's thread only. An executor that is the worker's child moves to that thread with
+/// the worker, and is destroyed with the worker at the latest.
 ///
 /// \code
 /// class SelfTest : public AbstractTarvexCommandExecutor
@@ -28,19 +28,19 @@ class TARVEXLIB_EXPORT AbstractTarvexCommandExecutor : public QObject
 {
     Q_OBJECT
 public:
-    /// \a name is the key under which a worker registers the executor and by which it orders its executors; it has
-    /// nothing to do with the names of the commands that the executor takes.
+    /// \a name is the key under which a worker registers the executor, and by which it orders its executors. It need
+    /// not be the name of a command.
     explicit AbstractTarvexCommandExecutor(const QString& name, QObject* parent = nullptr);
     ~AbstractTarvexCommandExecutor() override;
 
-    /// \return whether this executor takes \a cmd; the executors behind it are not asked then.
+    /// \return whether this executor takes \a cmd. If it does, the executors after it are not asked.
     virtual bool canExecute(const TarvexCommand& cmd) = 0;
 
-    /// Carries out \a cmd, which canExecute() has just taken. An answer is the executor's own business, and so is a
-    /// failure: nobody answers in its stead.
+    /// Carries out \a cmd, which canExecute() has just taken. The executor itself sends the answer or the error: nobody
+    /// else does.
     virtual void execute(const TarvexCommand& cmd) = 0;
 
-    /// The name given at construction. A worker looks at it once, when the executor is added.
+    /// The name given at construction. A worker reads it once, when the executor is added.
     virtual QString name() const;
 
 private:

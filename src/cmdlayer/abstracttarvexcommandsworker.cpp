@@ -16,8 +16,8 @@ namespace {
 
 constexpr int REPEAT_CACHE_SIZE = 100;
 
-/// Names come from the wire, and Qt takes what it gets for the beginning of a signature: it would cut the name at a
-/// zero byte, leave out blanks, and read parameters of its own behind a bracket.
+/// Names come from the wire, and Qt reads them as the beginning of a signature. Without this check Qt would cut a name
+/// at a zero byte, leave out blanks, and read what follows a bracket as parameters.
 bool isIdentifier(const QByteArray& name)
 {
     return std::all_of(name.begin(), name.end(), [](char c) {
@@ -25,7 +25,7 @@ bool isIdentifier(const QByteArray& name)
     });
 }
 
-/// They come from the wire, and may be of any length.
+/// The texts come from the wire, and may be of any length.
 void logCommand(const QString& name, const QString& agent, const QString& uid)
 {
     using wexcor::MAX_SHOWN_LENGTH;
@@ -34,8 +34,8 @@ void logCommand(const QString& name, const QString& agent, const QString& uid)
 
 } // namespace
 
-/// One executor's dealing with one command, from the question to the end of the execution. It lives on the stack: it
-/// outlives the worker if the executor destroys that.
+/// One command offered to one executor, from the question to the end of the execution. It lives on the stack, because
+/// it must outlive a worker that the executor destroys.
 class AbstractTarvexCommandsWorker::Offer
 {
 public:
@@ -59,7 +59,7 @@ public:
 
     bool isTaken(const TarvexCommand& cmd)
     {
-        // An executor that is gone after its answer cannot execute, and without the worker nothing is to be done.
+        // The executor or the worker may have been destroyed by canExecute(). Then the command is dropped.
         if (!m_executor->canExecute(cmd) || !m_executor || !m_worker) {
             return false;
         }
@@ -67,7 +67,7 @@ public:
         return true;
     }
 
-    /// The outermost of the calls of \a executor that are under way, from \a offer outwards.
+    /// The outermost of the present calls of \a executor, from \a offer outwards.
     static Offer* outermost(Offer* offer, const QPointer<AbstractTarvexCommandExecutor>& executor)
     {
         Offer* found = nullptr;
@@ -117,7 +117,7 @@ void AbstractTarvexCommandsWorker::doExec(TarvexCommand cmd)
     if (isRepeat(cmd)) {
         return;
     }
-    // The key is all that is asked for; a hundred commands may be hundreds of MiB.
+    // The value is an empty command, because only the key is needed, and a hundred commands may have hundreds of MiB.
     m_repeatCache.insert(tarvex::repeatkey::remembered(cmd.cmdKey()), new TarvexCommand);
     logCommand(name, agent, uid);
     const QPointer<AbstractTarvexCommandsWorker> self(this);
@@ -134,10 +134,10 @@ void AbstractTarvexCommandsWorker::addExecutor(AbstractTarvexCommandExecutor* ex
     if (executor == nullptr) {
         return;
     }
-    // Guarded at once: the former executor may take the new one with it, or even be the same.
+    // Guarded at once, because the former executor may be the parent of the new one, or the same object.
     const QPointer<AbstractTarvexCommandExecutor> added(executor);
     const QString name = executor->name();
-    // More than once only when the destructor of one enters another in its place.
+    // A loop, because the destructor of an executor may add another one under the same name.
     while (m_executors.contains(name)) {
         destroyExecutor(m_executors.take(name));
     }
@@ -146,14 +146,14 @@ void AbstractTarvexCommandsWorker::addExecutor(AbstractTarvexCommandExecutor* ex
 
 void AbstractTarvexCommandsWorker::removeExecutor(const QString& name)
 {
-    // Taken out first, since the executor's destructor may come back here.
+    // Taken out of the map first, because the executor's destructor may call this function again.
     destroyExecutor(m_executors.take(name));
 }
 
 void AbstractTarvexCommandsWorker::exec(TarvexCommand cmd)
 {
     const QPointer<AbstractTarvexCommandsWorker> self(this);
-    // Any call below may change the registry: what is walked through is a copy, which costs nothing until then.
+    // A copy, because any call below may change the registry. The copy is shared until then.
     const auto executors = m_executors;
     for (const auto& executor : executors) {
         if (offer(executor, cmd) || !self) {
@@ -169,7 +169,7 @@ bool AbstractTarvexCommandsWorker::offer(const QPointer<AbstractTarvexCommandExe
     if (!executor) {
         return false;
     }
-    // Removed in the middle of an outer command, it is still there, but no longer to be asked.
+    // An executor that was removed during an outer command still exists, but must not be asked any more.
     const Offer* const underWay = Offer::outermost(m_offer, executor);
     if (underWay != nullptr && underWay->isRemoved()) {
         return false;
@@ -188,7 +188,7 @@ void AbstractTarvexCommandsWorker::destroyExecutor(const QPointer<AbstractTarvex
 
 bool AbstractTarvexCommandsWorker::isRepeat(const TarvexCommand& cmd) const
 {
-    // contains() and not object(), which would make the entry the youngest.
+    // contains() is used, because object() would make the entry the youngest.
     if (!m_repeatCache.contains(tarvex::repeatkey::remembered(cmd.cmdKey()))) {
         return false;
     }
@@ -209,7 +209,7 @@ QVariant AbstractTarvexCommandsWorker::invokeHandler(const QString& name, const 
     }
     const QGenericArgument dataArgument = data.isEmpty() ? QGenericArgument() : Q_ARG(QVariantMap, data);
     QVariant result;
-    // Its result says nothing that an invalid variant does not say too: without a method the variant stays invalid.
+    // The return value is not needed: without a method the variant stays invalid.
     QMetaObject::invokeMethod(this, method.constData(), Qt::DirectConnection, Q_RETURN_ARG(QVariant, result),
                               Q_ARG(QString, agent), Q_ARG(QString, uid), dataArgument);
     return result;

@@ -12,19 +12,19 @@
 #include <QString>
 #include <QVariantMap>
 
-/// Carries out the commands that other clients send: by executors that ask for them, or by a method of a command's
-/// name.
+/// Carries out the commands that other clients send. An executor that takes the command carries it out; otherwise a
+/// method of the command's name does.
 ///
-/// A service derives from it, gives it a method for each command, hands it to
-/// wexcor::AbstractWorkerController::addWorkerToThread(), and connects two ends: incoming messages, made into commands
-/// with TarvexCommand::incomingMessageToCmd(), go to exec(); what sendCommand() carries goes to the sender's
-/// client, as the message that TarvexCommand::toOutgoingMessage() makes. Everything here runs in the worker's thread,
-/// and nothing is locked; only exec() may be reached from elsewhere, by a queued call. A command is carried out before
-/// exec() returns.
+/// A service derives from it, gives it a method for each command, and hands it to
+/// wexcor::AbstractWorkerController::addWorkerToThread(). Then it connects two ends. Incoming messages are made into
+/// commands with TarvexCommand::incomingMessageToCmd() and go to exec(). Commands from sendCommand() are made into
+/// messages with TarvexCommand::toOutgoingMessage() and are sent to the command's agent. Everything here runs in the
+/// worker's thread, and nothing is locked. Another thread may reach exec() only, by a queued call. A command is carried
+/// out before exec() returns.
 ///
-/// A handler is a slot or invokable method with exactly one of these two signatures; which one is looked for depends
-/// on whether the command's data is empty. The name stands for itself: every such method, a private slot too, can be
-/// called by every client on the bus.
+/// A handler is a slot or invokable method with exactly one of the two signatures below. Which one is looked for
+/// depends on whether the command's data is empty. Every client on the bus can call every such method, also a private
+/// slot.
 ///
 /// \code
 /// class PrinterCommands : public AbstractTarvexCommandsWorker
@@ -39,14 +39,14 @@
 /// };
 /// \endcode
 ///
-/// A handler that returns a valid variant, whatever its value, has done the command; one that returns an invalid
-/// variant is answered with an error as if it were not there. Its own answer it sends itself.
+/// A handler returns a valid variant, with any value, when it has done the command. If it returns an invalid variant,
+/// the sender gets the same error as for a command without a handler. The handler itself sends its answer.
 class TARVEXLIB_EXPORT AbstractTarvexCommandsWorker : public wexcor::AbstractWorker
 {
     Q_OBJECT
 public:
     AbstractTarvexCommandsWorker();
-    /// Leaves the executors alone: those that are not the worker's children live on.
+    /// Does not destroy executors, except those that are the worker's children.
     ~AbstractTarvexCommandsWorker() override;
 
     /// Answers a command with an error: emits sendCommand() with the command "commandError" for \a agent, with \a uid.
@@ -57,28 +57,30 @@ public:
 
     /// Carries out a command that no executor took, by the method of its name.
     ///
-    /// Logs the command as a warning, twice. A command whose key is among the last 100 different ones is a repeat: it
-    /// is logged as "Cmd repeating: ", and neither executed nor answered. A key is remembered whether its command
-    /// succeeds or fails, and a repeat does not make it any younger. Without a method of that name with the right
-    /// parameters and return type, or when the method returns an invalid variant, the answer is prepareError() with
-    /// "No such method (%1)", which is logged as well. A name that is not a plain identifier (letters, digits and
-    /// underscores of ASCII) is nobody's name.
+    /// Logs the command as a warning, twice. A command whose key is among the last 100 different ones is a repeat. It
+    /// is logged as "Cmd repeating: ", and is neither executed nor answered. A key is remembered whether its command
+    /// succeeds or fails. A repeat does not make the key younger.
+    ///
+    /// The answer is prepareError() with "No such method (%1)", which is logged as well, if there is no method of that
+    /// name with the right parameters and return type, or if the method returns an invalid variant. No method is looked
+    /// for if the name is not a plain identifier (letters, digits and underscores of ASCII).
     ///
     /// The method may call exec() again, and may destroy the worker.
     virtual void doExec(TarvexCommand cmd);
 
-    /// Enters an executor under its name(); a null one is ignored. The executor that had the name is destroyed first.
+    /// Adds an executor under its name(). A null executor is ignored. The executor that had the name is destroyed
+    /// first.
     ///
-    /// An executor is not to be added a second time under its name: it would be destroyed as its own predecessor. The
-    /// worker becomes its owner only in so far as replacing and removing destroy it. The registry notices when it is
-    /// destroyed elsewhere. Call it in the worker's thread or before that is started.
+    /// Do not add an executor a second time under its name: it would be destroyed as the one that had the name. The
+    /// worker destroys an executor that is replaced or removed, but is not its owner otherwise. An executor may be
+    /// destroyed elsewhere: the worker notices. Call this in the worker's thread, or before that thread is started.
     ///
-    /// Replaced or removed, an executor is destroyed before the call returns. Only one that is being asked or is
-    /// executing just then lives until that is over: until its canExecute() has returned false or its execute() has
-    /// returned. So it may remove or replace itself.
+    /// An executor that is replaced or removed is destroyed before the call returns. The exception is an executor that
+    /// is being asked or is executing at that moment: it lives until its canExecute() has returned false or its
+    /// execute() has returned. So an executor may remove or replace itself.
     virtual void addExecutor(AbstractTarvexCommandExecutor* executor);
 
-    /// Removes and destroys the executor with that name, as described for addExecutor(); an unknown name does nothing.
+    /// Removes and destroys the executor with that name, as described for addExecutor(). An unknown name does nothing.
     virtual void removeExecutor(const QString& name);
 
 Q_SIGNALS:
@@ -86,12 +88,12 @@ Q_SIGNALS:
     void sendCommand(TarvexCommand cmd);
 
 public Q_SLOTS:
-    /// Carries out a command: the first executor, in the order of their names, that takes it gets it; otherwise
-    /// doExec() does.
+    /// Carries out a command. The executors are asked in the order of their names, and the first that takes the command
+    /// gets it. If none takes it, doExec() gets it.
     ///
-    /// What is asked are the executors that were registered when the command came and still are when it is their turn:
-    /// one that is added by another one's canExecute() gets its first chance with the next command. Executors may also
-    /// call exec() again, and may destroy the worker; the command is dropped then.
+    /// An executor is asked if it was registered when the command came and still is when it is its turn. One that is
+    /// added by another executor's canExecute() is asked from the next command on. Executors may also call exec()
+    /// again, and may destroy the worker: then the command is dropped.
     void exec(TarvexCommand cmd);
 
 private:
@@ -104,7 +106,7 @@ private:
 
     QMap<QString, QPointer<AbstractTarvexCommandExecutor>> m_executors;
     QCache<QString, TarvexCommand> m_repeatCache;
-    Offer* m_offer = nullptr; ///< The innermost call of an executor that is under way.
+    Offer* m_offer = nullptr; ///< The innermost call of an executor at this moment.
 };
 
 #endif // ABSTRACTTARVEXCOMMANDSWORKER_H

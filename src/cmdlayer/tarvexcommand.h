@@ -10,15 +10,15 @@
 
 /// A named request that one client asks another to carry out, with arguments.
 ///
-/// A plain value, registered with the meta-type system as "TarvexCommand". It travels inside the text of a
-/// tarvex::Message, as the compact JSON object {"cmd": name, "data": arguments}.
+/// A plain value. It is registered with the meta-type system as "TarvexCommand". It is sent as the text of a
+/// tarvex::Message: the compact JSON object {"cmd": name, "data": arguments}.
 class TARVEXLIB_EXPORT TarvexCommand
 {
 public:
     /// Null strings and no arguments.
     TarvexCommand();
 
-    /// What is to be done; on the receiving side the name of the method that does it.
+    /// What is to be done. On the receiving side it is the name of the method that does it.
     QString name() const;
     void setName(const QString& name);
 
@@ -26,7 +26,7 @@ public:
     QString agent() const;
     void setAgent(const QString& agent);
 
-    /// Identifier of the exchange: every reply to a command carries the command's own uid back.
+    /// The identifier of the exchange. Every reply to a command has the uid of that command.
     QString uid() const;
     void setUid(const QString& uid);
 
@@ -43,12 +43,13 @@ public:
 
     /// Fills \a cmd from a received message. \return whether the message carries a command.
     ///
-    /// The agent and uid are taken from the message in any case; the name and the data only on success. A text that is
-    /// no JSON is logged as a warning with the parser's words, one without "cmd" as "Message is not tarvex command: ".
+    /// The agent and the uid are always taken from the message, the name and the data only on success. A text that is
+    /// no JSON is logged as a warning with the parser's words. JSON without "cmd" is logged as "Message is not tarvex
+    /// command: ".
     static bool incomingMessageToCmd(const tarvex::Message& msg, TarvexCommand& cmd);
 
-    /// \return the message that carries this command, made now, addressed to agent(), with uid(); the sender is filled
-    /// in when it is sent, and so is an empty uid.
+    /// \return the message that carries this command. It is dated now, addressed to agent(), and has uid(). The sender,
+    /// and a uid that is empty, are set when the message is sent.
     tarvex::Message toOutgoingMessage() const;
 
 private:

@@ -7,10 +7,11 @@
 
 namespace tarvex {
 
-/// Where the log lines of other threads arrive in the thread of the bridge's receiver.
+/// Takes the log lines of other threads, in the thread of the bridge's receiver.
 ///
-/// They are queued for an object of their own, so that a receiver that is being destroyed can still let them through:
-/// what is queued for the receiver itself may be meant for a derived class that is gone by then.
+/// The lines are queued for an object of their own, so that a receiver that is being destroyed can still process them.
+/// Events that are queued for the receiver itself cannot be processed then, because they may need a derived class that
+/// is destroyed already.
 class LogRelay : public QObject
 {
     Q_OBJECT

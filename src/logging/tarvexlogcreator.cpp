@@ -35,7 +35,7 @@ constexpr double INTERVAL_GROWTH = 1.3;
 constexpr char SIGNAL_CODE = '2';
 constexpr char SLOT_CODE = '1';
 
-/// The bus knows three levels only, so debug lines are reported as "INFO".
+/// The bus knows only three levels, so debug lines are sent as "INFO".
 QString levelText(QtMsgType type)
 {
     switch (type) {
@@ -68,8 +68,8 @@ Message logMessage(const QString& command, const QString& addressee, const QStri
     return cmd.toOutgoingMessage();
 }
 
-/// Whether a creator's signal can be connected to \a method. Asked once, here: a connection that cannot be made logs,
-/// and would do so for every line, from inside the bridge's own lock.
+/// Whether a creator's signal can be connected to \a method. This is checked once, because Qt logs each connection that
+/// cannot be made: it would log for every line, while the bridge's own lock is held.
 bool isConnectable(const QObject* object, const QByteArray& method)
 {
     const QByteArray signature = QMetaObject::normalizedSignature(method.mid(1).constData());
@@ -79,8 +79,8 @@ bool isConnectable(const QObject* object, const QByteArray& method)
     return exists && QMetaObject::checkConnectArgs("sendMessage(Message)", signature.constData());
 }
 
-/// The relay of \a receiver, made if it has none yet. Without the bridge's lock, because the receiver hears of a new
-/// child, and may log.
+/// The relay of \a receiver. It is made if there is none yet. The bridge's lock must not be held, because the receiver
+/// gets an event about a new child, and may log then.
 LogRelay* relayTo(QObject* receiver, const QByteArray& method)
 {
     auto* relay = receiver->findChild<LogRelay*>(QString(), Qt::FindDirectChildrenOnly);
@@ -139,22 +139,22 @@ void TarvexLogCreator::release()
     _queue.reset();
 }
 
-/// For the receiver of the lines, which is about to go. \return what the lines of other threads are queued for; null
-/// when they go to another receiver.
+/// The receiver of the lines calls it before it is destroyed. \return the object for which the lines of other threads
+/// are queued, null when the lines go to another receiver.
 QObject* TarvexLogCreator::relayOf(const QObject* sender)
 {
     const VisibleLocker lock(_mutex);
     return _sender == sender ? _relay.data() : nullptr;
 }
 
-/// For the controller, which knows who sends the lines.
+/// The controller calls it, because it knows the worker that sends the lines.
 void TarvexLogCreator::setQueue(const std::weak_ptr<LogQueue>& queue)
 {
     const VisibleLocker lock(_mutex);
     _queue = queue;
 }
 
-/// Whether the bridge has made \a message and nobody has sent it yet.
+/// Whether the bridge has made \a message, and it has not been sent yet.
 bool TarvexLogCreator::isLogLine(const Message& message)
 {
     const auto is = [text = message.message()](QLatin1String command) {
@@ -197,7 +197,7 @@ bool TarvexLogCreator::checkMessage(const QString& text)
 
 QPointer<TarvexLogCreator> TarvexLogCreator::createCreator()
 {
-    // Under the lock to the end: release() waits for it, so the receiver cannot go while it is being connected.
+    // The lock is held to the end: release() waits for it, so the receiver cannot be destroyed while it is connected.
     const VisibleLocker lock(_mutex);
     if (!_sender || _method.isEmpty() || _baseClientName.isEmpty()) {
         return {};
@@ -220,7 +220,7 @@ void TarvexLogCreator::forward(QtMsgType type, const QString& text, bool isShown
     if (!creator) {
         return;
     }
-    // Shown and stored, or neither.
+    // A line is shown and stored, or neither.
     if (hasRoom(isShown ? 2 : 1)) {
         if (isShown) {
             creator->sendGuiMessage(levelText(type), text);

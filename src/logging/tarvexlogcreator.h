@@ -21,22 +21,23 @@ namespace tarvex {
 class LogQueue;
 class LogRelay;
 
-/// The bridge from the process's log to the bus: turns log lines into messages to the device's log service and to the
-/// terminal's screen.
+/// The bridge from the process's log to the bus. It makes log lines into messages to the device's log service and to
+/// the terminal's screen.
 ///
-/// TarvexController sets it up; a service has no need to. One object of this class lives for one log line: it is
-/// deleted by the event loop of the thread that logs, or, where there is none, when that thread ends.
+/// TarvexController sets it up, so a service need not do that. One object of this class lives for one log line. The
+/// event loop of the thread that logs deletes it. Without an event loop it is deleted when that thread ends.
 ///
 /// All static operations may be called from any thread. The bridge itself never logs. It holds repeats back: a line
-/// that equals the one before it is sent again only after the repeat interval, which grows by the factor 1.3 with each
-/// repeat that is sent, up to 300000 ms; any other line sets the interval back. Two lines that take turns are never
-/// held back.
+/// that equals the line before it is sent again only after the repeat interval. The interval grows by the factor 1.3
+/// with each repeat that is sent, up to 300000 ms. A different line resets the interval. Two lines that alternate are
+/// never held back.
 ///
-/// At most 1000 messages wait for the query worker. A line that finds no room is dropped, and one warning says how many
-/// were dropped once there is room again.
+/// At most 1000 messages wait for the query worker. A line is dropped when there is no room for it. Once there is room
+/// again, one warning says how many lines were dropped.
 ///
-/// Wire: a message to BUSNAME_LOGGER with the command "saveLog", or to BUSNAME_TERMINAL_GUI with "showLogMessage"; data
-/// {"prefix": "INFO", "WARNING" or "ERROR", "text": the line, its line breaks replaced by tabs}.
+/// On the wire a line is a message to BUSNAME_LOGGER with the command "saveLog", or to BUSNAME_TERMINAL_GUI with
+/// "showLogMessage". Its data is {"prefix": "INFO", "WARNING" or "ERROR", "text": the line, with tabs instead of line
+/// breaks}.
 class TARVEXLIB_EXPORT TarvexLogCreator : public QObject
 {
     Q_OBJECT
@@ -44,20 +45,20 @@ public:
     TarvexLogCreator(const QString& clientName, QObject* parent);
     ~TarvexLogCreator() override;
 
-    /// Sets the bridge up. \a method is a signal or slot of \a sender in the form that SIGNAL() or SLOT() gives, taking
-    /// a Message or nothing; without a living sender or with a method that it does not have the bridge stays silent.
-    /// \a repeatInterval is in ms: 1000 or less sends every line, more than 300000 counts as 300000.
+    /// Sets the bridge up. \a method is a signal or slot of \a sender in the form that SIGNAL() or SLOT() gives, with a
+    /// Message or nothing as its parameter. Nothing is sent if the sender is null or destroyed, or does not have the
+    /// method. \a repeatInterval is in ms: with 1000 or less every line is sent, more than 300000 counts as 300000.
     static void init(const QPointer<QObject>& sender, const QByteArray& method, const QString& baseClientName,
                      int repeatInterval);
 
-    /// Takes the bridge down: no line is sent from now on.
+    /// Stops the bridge: no line is sent from now on.
     static void release();
 
     /// The repeat filter. \return whether \a text is to be sent now.
     static bool checkMessage(const QString& text);
 
-    /// \return an object whose sendMessage(Message) reaches the configured receiver, for the caller to delete; null
-    /// when the bridge is not set up.
+    /// \return an object whose sendMessage(Message) reaches the configured receiver, null when the bridge is not set
+    /// up. The caller deletes it.
     static QPointer<TarvexLogCreator> createCreator();
 
     /// Log output for lines that are stored.
@@ -73,7 +74,7 @@ public:
     Q_INVOKABLE void sendGuiMessage(QString prefix, QString text);
 
 Q_SIGNALS:
-    // The name is interface, also of the operation above: connect it with its signature.
+    // The name is interface, although an operation above has it too: connect the signal with its signature.
     void sendMessage(Message msg); // clazy:exclude=overloaded-signal
 
 private:
@@ -85,8 +86,8 @@ private:
     Q_DECL_HIDDEN static bool hasRoom(int messages);
     Q_DECL_HIDDEN static void forward(QtMsgType type, const QString& text, bool isShown);
 
-    // What has a destructor is never destroyed: other threads, and the destructors of other libraries' static objects,
-    // log until the very end of the process.
+    // Members that have a destructor are references to objects that are never destroyed, because other threads, and the
+    // destructors of other libraries' static objects, log until the process ends.
     static QMutex& _mutex;
     static QPointer<QObject>& _sender;
     static QByteArray& _method;
@@ -94,10 +95,10 @@ private:
     static int _baseRepeatInterval;
     static int _repeatInterval;
     static QString& _lastMessage;
-    static QElapsedTimer _lastMessageTime; ///< Monotonic: indifferent to midnight and to the clock being set.
+    static QElapsedTimer _lastMessageTime; ///< Monotonic: midnight and a change of the clock do not matter.
     static const int MAX_REPEAT_INTERVAL;
-    static QPointer<LogRelay>& _relay;      ///< For the lines of other threads than _sender's.
-    static std::weak_ptr<LogQueue>& _queue; ///< Of the worker that sends the lines; it goes with the worker.
+    static QPointer<LogRelay>& _relay;      ///< For lines of threads that are not _sender's.
+    static std::weak_ptr<LogQueue>& _queue; ///< Of the worker that sends the lines, and owns it.
 
     const QString m_clientName;
 };

@@ -20,7 +20,7 @@ QString entryPath(const QString& group, const QString& key)
     return group + QLatin1Char('/') + key;
 }
 
-/// The text under \a name; a map that lacks it is given a null value there, so that it is written back complete.
+/// The text under \a name. A map that lacks it gets a null value there, so that it is written back complete.
 QString textOrNull(QVariantMap& entry, const QString& name)
 {
     return entry[name].toString();
@@ -39,7 +39,7 @@ Groups groupsOf(const QVariantMap& formatted)
     return groups;
 }
 
-/// Completes all entries, and gives those that \a groups knows their new values. \return the paths of all entries.
+/// Completes all entries, and gives new values to those that stand in \a groups. \return the paths of all entries.
 QSet<QString> updateEntries(QList<QVariant>& entries, const Groups& groups)
 {
     QSet<QString> paths;
@@ -143,7 +143,7 @@ ClientSettings ClientSettings::fromVariantMap(const QVariantMap& map)
 {
     ClientSettings settings;
     settings.m_description = map.value(busterms::KEY_DESCRIPTION).toString();
-    // Without a date, with a null one or with a malformed one alike: no text that parses, so an invalid date-time.
+    // A missing, a null and a malformed date are all no text that can be parsed, and give an invalid date-time.
     settings.m_dt = wiredate::fromText(map.value(busterms::KEY_DATE).toString());
     settings.m_owner = map.value(busterms::KEY_OWNER).toString();
     settings.m_settings = map.value(busterms::KEY_SETTINGS).toList();

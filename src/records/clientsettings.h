@@ -14,8 +14,8 @@ namespace tarvex {
 /// The persistent settings of one client as the bus server stores them: a flat list of entries, each a map with
 /// "group", "key" and "value".
 ///
-/// A plain value; registered with the meta-type system as "ClientSettings" and "tarvex::ClientSettings", lists of it as
-/// well.
+/// A plain value. It is registered with the meta-type system as "ClientSettings" and "tarvex::ClientSettings", and so
+/// are lists of it.
 ///
 /// \code
 /// QVariantMap network;
@@ -32,10 +32,10 @@ namespace tarvex {
 class TARVEXLIB_EXPORT ClientSettings
 {
 public:
-    /// The date-time is the current local one, mailOwner is true, the rest is empty.
+    /// The date-time is the current local time, mailOwner is true, everything else is empty.
     ClientSettings();
 
-    /// Client name of the service the settings belong to.
+    /// The client name of the service to which the settings belong.
     QString owner() const;
     void setOwner(const QString& owner);
 
@@ -51,35 +51,37 @@ public:
     QString description() const;
     void setDescription(const QString& description);
 
-    /// A flag for the bus server, which acts on it; the library stores and carries it.
+    /// A flag for the bus server. The library only stores and carries it.
     bool mailOwner() const;
     void setMailOwner(bool mailOwner);
 
     /// True when the owner is not empty and the date-time is valid.
     bool isValid() const;
 
-    /// Compares owner, date-time, entries and description; mailOwner is left out on purpose.
+    /// Compares owner, date-time, entries and description. It does not compare mailOwner, on purpose.
     bool operator==(const ClientSettings& other) const;
     bool operator!=(const ClientSettings& other) const;
 
-    /// The wire form; every key is always present. An invalid date-time is written as an empty string.
+    /// The wire form. Every key is always present. An invalid date-time is written as an empty string.
     QVariantMap toVariantMap() const;
 
     /// Reads the wire form and accepts any map. A missing or malformed date gives an invalid date-time (not the current
-    /// time), a missing "mailOwner" gives true.
+    /// time). A missing "mailOwner" gives true.
     static ClientSettings fromVariantMap(const QVariantMap& map);
 
-    /// The entries as a map from group name to a map from key to value; of several entries for the same group and key
-    /// the last one wins.
+    /// The entries as a map from group name to a map from key to value. If several entries have the same group and key,
+    /// the last one counts.
     QVariantMap formattedSettings() const;
 
     /// Takes the entries from a map of the form that formattedSettings() returns.
     ///
-    /// With \a replace the entries are rebuilt from \a formatted alone, in ascending order. Without it existing entries
-    /// keep their places and get their new values, new ones are appended, nothing is removed; a setting counts as
-    /// existing when its path, group + "/" + key, is the same as a whole string (so "a/b" with "c" and "a" with "b/c"
-    /// are one setting). It also completes existing entries, even when \a formatted is empty: one that lacks "group" or
-    /// "key" gets it with a null value, and one that is no map becomes a map of the two.
+    /// With \a replace the entries are rebuilt from \a formatted alone, in ascending order.
+    ///
+    /// Without \a replace existing entries keep their places and get their new values, new entries are appended, and
+    /// nothing is removed. An entry is the same setting when its path, the string group + "/" + key, is the same: "a/b"
+    /// with "c" and "a" with "b/c" are one setting. Existing entries are completed too, even when \a formatted is
+    /// empty: an entry that lacks "group" or "key" gets it with a null value, and an entry that is no map becomes a map
+    /// of these two.
     void setFormattedSettings(const QVariantMap& formatted, bool replace);
 
 private:

@@ -12,7 +12,7 @@ namespace tarvex {
 
 /// The current state of one client as the bus server stores it.
 ///
-/// A plain value; registered with the meta-type system as "ClientState" and "tarvex::ClientState".
+/// A plain value. It is registered with the meta-type system as "ClientState" and "tarvex::ClientState".
 ///
 /// Wire form: a JSON object with the keys "owner", "description", "date", "state" (strings) and "type" (a number).
 class TARVEXLIB_EXPORT ClientState
@@ -26,11 +26,11 @@ public:
     /// Empty strings, an invalid date-time and NoStateType.
     ClientState();
 
-    /// Client name of the service whose state this is.
+    /// The client name of the service whose state this is.
     QString owner() const;
     void setOwner(const QString& owner);
 
-    /// When the state was taken; invalid in a new record.
+    /// When the state was taken. Invalid in a new record.
     QDateTime dt() const;
     void setDt(const QDateTime& dt);
 
@@ -45,19 +45,19 @@ public:
     QString description() const;
     void setDescription(const QString& description);
 
-    /// True when the state type is not NoStateType; owner, date-time and text play no part.
+    /// True when the state type is not NoStateType. The other fields do not matter.
     bool isValid() const;
 
     /// True when all five fields are equal.
     bool operator==(const ClientState& other) const;
     bool operator!=(const ClientState& other) const;
 
-    /// The wire form; every key is always present. An invalid date-time is written as an empty string.
+    /// The wire form. Every key is always present. An invalid date-time is written as an empty string.
     QVariantMap toVariantMap() const;
 
-    /// Reads the wire form and accepts any map. A missing or malformed date gives an invalid date-time, missing texts
-    /// give empty ones. Mind that a map without "type" gives the state type 0, and so a valid record; only the low 8
-    /// bits of "type" are kept, as a signed number.
+    /// Reads the wire form and accepts any map. A missing or malformed date gives an invalid date-time. A missing
+    /// text gives an empty one. Note that a map without "type" gives the state type 0, which is a valid record. Only
+    /// the low 8 bits of "type" are kept, as a signed number.
     static ClientState fromVariantMap(const QVariantMap& map);
 
 private:

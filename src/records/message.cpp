@@ -16,12 +16,12 @@ static_assert(std::is_nothrow_move_constructible_v<Message> && std::is_nothrow_m
 
 namespace {
 
-// Seeding anew each time makes all calls within one second draw the same numbers: that is how the bus's other clients
-// make their identifiers too. The clock and the message itself keep such identifiers apart.
+// The generator is seeded anew each time, so all calls within one second draw the same numbers. The bus's other clients
+// make their identifiers in the same way. The clock and the message itself make such identifiers differ.
 qint32 randomPart()
 {
     std::srand(static_cast<unsigned int>(QDateTime::currentSecsSinceEpoch()));
-    // Added unsigned, because the sum is meant to wrap around and signed overflow is undefined.
+    // The sum is unsigned, because it is meant to wrap around, and signed overflow is undefined.
     quint32 sum = 0;
     for (int draw = 0; draw < 3; ++draw) {
         sum += static_cast<quint32>(std::rand());

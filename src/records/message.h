@@ -12,17 +12,17 @@ namespace tarvex {
 
 /// The unit of traffic on the bus: one client sends it to another through the bus server.
 ///
-/// A plain value: copying costs a few reference counts. It may be passed between threads by copy, and is registered
-/// with the meta-type system as "Message" and "tarvex::Message" when the library is loaded. The short names of this and
-/// the other records are taken for the whole process: a service with a type of its own of such a name registers it
-/// under a qualified one, because Qt ends the process otherwise.
+/// A plain value: copying costs a few reference counts. It may be passed between threads by copy. It is registered with
+/// the meta-type system as "Message" and "tarvex::Message" when the library is loaded. The short names of this and the
+/// other records belong to the library in the whole process. A service that has a type of its own with such a name
+/// registers that type under a qualified name, because Qt ends the process otherwise.
 ///
 /// Wire form: a JSON object with the keys "date", "message", "reciever", "sender" and "UID", all strings. The spelling
 /// "reciever" is the bus's own and part of the interface.
 class TARVEXLIB_EXPORT Message
 {
 public:
-    /// All strings are null, the date-time is the current local one.
+    /// All strings are null. The date-time is the current local time.
     Message();
     Message(const Message& other) = default;
     Message(Message&& other) = default;
@@ -34,7 +34,7 @@ public:
     QString sender() const;
     void setSender(const QString& sender);
 
-    /// The client it is addressed to.
+    /// The client to which it is addressed.
     QString reciever() const;
     void setReciever(const QString& reciever);
 
@@ -42,17 +42,19 @@ public:
     QDateTime dt() const;
     void setDt(const QDateTime& dt);
 
-    /// The payload text: for a command or a log line a JSON text of its own.
+    /// The payload text. In a command or a log line it is a JSON text of its own.
     QString message() const;
     void setMessage(const QString& message);
 
-    /// Identifier of the message, unique per sender. Empty until set; the query connection fills it in when it sends.
+    /// Identifier of the message, unique per sender. It is empty until it is set; the query connection sets
+    /// an empty one when it sends.
     QString uid() const;
     void setUid(const QString& uid);
 
-    /// Returns a new identifier of 24 characters; it is not stored, see setUid().
+    /// Returns a new identifier of 24 characters. It does not store the identifier, see setUid().
     ///
-    /// Two calls on the same message within one millisecond return the same value. Re-seeds the process-wide rand().
+    /// Two calls on the same message within one millisecond return the same value. It seeds the
+    /// process-wide rand() anew.
     QString genUid() const;
 
     /// The key under which the receiving side remembers this message in order to drop repeats.
@@ -62,11 +64,11 @@ public:
     bool operator==(const Message& other) const;
     bool operator!=(const Message& other) const;
 
-    /// The wire form; every key is always present. An invalid date-time is written as an empty string.
+    /// The wire form. Every key is always present. An invalid date-time is written as an empty string.
     QVariantMap toVariantMap() const;
 
-    /// Reads the wire form. Accepts any map: what is missing or malformed gives an empty string or an invalid
-    /// date-time (not the current time), unknown keys are ignored.
+    /// Reads the wire form and accepts any map. A missing or malformed value gives an empty string or an invalid
+    /// date-time (not the current time). Unknown keys are ignored.
     static Message fromVariantMap(const QVariantMap& map);
 
 private:

@@ -6,14 +6,14 @@
 /// The keys by which repeats of messages and of commands are recognised.
 namespace tarvex::repeatkey {
 
-/// The three texts, set apart by dots.
+/// The three texts, with dots between them.
 ///
-/// One text is put in at a time, on purpose: a "%2" inside the first is filled by the next step. Both ends of the bus
-/// build the key this way, and they must agree. Above 256 characters in all nothing is filled in: what is filled in is
-/// multiplied, and the texts come from the bus.
+/// The texts are put in one after the other, on purpose: a "%2" inside the first text is filled with the second one.
+/// Both ends of the bus build the key this way, and they must agree. If the three texts have more than 256 characters
+/// in all, nothing is filled in, because filling multiplies the length, and the texts come from the bus.
 QString joined(const QString& first, const QString& second, const QString& third);
 
-/// What is remembered of \a key: itself, or its digest if it is longer than 1024 characters.
+/// What is remembered of \a key: the key itself, or its digest if the key is longer than 1024 characters.
 QString remembered(const QString& key);
 
 } // namespace tarvex::repeatkey

@@ -14,14 +14,15 @@ QMap<TarvexError::Error, QString> TarvexError::_errors;
 
 namespace {
 
-// Services construct errors in several threads, and looking an unknown code up writes to the table.
+// Services construct errors in several threads, and the lookup of an unknown code writes to the table.
 std::mutex& tableMutex()
 {
     static std::mutex mutex;
     return mutex;
 }
 
-// "Incorret" and "Unregisterd" are the bus's own spellings and stay: the server compares and logs these texts.
+// "Incorret" and "Unregisterd" are the bus's own spellings. They stay, because the server compares and logs these
+// texts.
 void fillTable(QMap<TarvexError::Error, QString>& table)
 {
     table.insert(TarvexError::NoError, QString());

@@ -11,8 +11,8 @@ namespace tarvex {
 
 /// Says whether a bus request succeeded and, if not, why: a code shared with the bus server, and a text.
 ///
-/// A plain value; registered with the meta-type system as "TarvexError" and "tarvex::TarvexError". On the wire it is
-/// the "result" of a reply: a JSON object with the keys "code" (a number) and "description".
+/// A plain value. It is registered with the meta-type system as "TarvexError" and "tarvex::TarvexError". On the wire it
+/// is the "result" of a reply: a JSON object with the keys "code" (a number) and "description".
 class TARVEXLIB_EXPORT TarvexError
 {
 public:
@@ -31,31 +31,31 @@ public:
     /// The same as TarvexError(NoError).
     TarvexError();
 
-    /// Takes the description from the code table; a code that is not in the table gets an empty description and is
-    /// entered into the table with it. May be called from any thread.
+    /// Takes the description from the code table. A code that is not in the table gets an empty description, and is
+    /// added to the table with it. May be called from any thread.
     TarvexError(Error code);
 
-    /// Keeps both as given; the table is not consulted.
+    /// Keeps both as given. The table is not used.
     TarvexError(Error code, const QString& description);
 
     Error error() const;
-    /// Replaces the code alone; the description stays as it was.
+    /// Changes the code only. The description stays as it was.
     void setError(const Error& error);
 
     QString description() const;
     void setDescription(const QString& description);
 
-    /// Compares the codes only, never the descriptions. Not const, so the left operand must not be either: that is how
-    /// they were published, and adding it would change their symbols.
+    /// Compares the codes only, never the descriptions. The operators are not const, so the left operand must not be
+    /// const either: they were published this way, and const would change their symbols.
     bool operator==(const TarvexError& other);
     bool operator!=(const TarvexError& other);
 
-    /// Builds the code table, unless it has been built before. The constructor from a code does so by itself; a service
-    /// calls it only to fix the moment at which the texts are translated.
+    /// Builds the code table, unless it has been built before. The constructor from a code calls it by itself. A
+    /// service calls it only to choose the moment at which the texts are translated.
     static void prepareErrors();
 
 protected:
-    /// The code table: empty until the first use. Read and written under a lock of its own by the operations above.
+    /// The code table. It is empty until the first use. The operations above read and write it under a lock of its own.
     static QMap<Error, QString> _errors;
 
 private:

@@ -13,7 +13,7 @@ QString pattern()
 
 } // namespace
 
-// The C locale, not the system's: a terminal set to a language with digits of its own must still write 0 to 9.
+// The C locale is used and not the system's, because some languages have digits of their own, and the wire has 0 to 9.
 QString toText(const QDateTime& dateTime)
 {
     return QLocale::c().toString(dateTime, pattern());

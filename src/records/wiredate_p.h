@@ -4,7 +4,7 @@
 #include <QDateTime>
 #include <QString>
 
-/// The one home of the date form that records have on the wire: "yyyy-MM-ddThh:mm:ss.zzz", local time, no zone.
+/// The form of dates on the wire, for all records: "yyyy-MM-ddThh:mm:ss.zzz", local time, no zone.
 namespace tarvex::wiredate {
 
 /// An invalid date-time gives an empty string.

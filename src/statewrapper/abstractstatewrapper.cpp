@@ -8,15 +8,15 @@
 
 using wexcor::VisibleLocker;
 
-// Both are constants to the compiler, so a static object of another library may use them however early it is made. They
-// are destroyed in reverse order: the lock is still there for a wrapper whose destructor sets a last value.
+// The compiler initialises both as constants, so a static object of another library may use them at any time. They are
+// destroyed in reverse order, so the lock still exists when the destructor of a wrapper sets a last value.
 QMutex AbstractStateWrapper::_stateMutex;
 QSharedPointer<AbstractStateWrapper> AbstractStateWrapper::_wrapper;
 
 namespace {
 
-/// Takes the pointer away before the wrapper goes with it: a wrapper whose destructor uses the catcher would otherwise
-/// find itself, and be destroyed a second time when the catcher lets go.
+/// Clears the pointer before the wrapper is destroyed. Otherwise a wrapper whose destructor uses the catcher would find
+/// itself, and would be destroyed a second time when the catcher releases it.
 struct ReleaseAtUnload
 {
     ReleaseAtUnload() = default;
@@ -42,7 +42,7 @@ void AbstractStateWrapper::setValue(QString name, QVariant value)
 {
     const VisibleLocker lock(_stateMutex);
     const int index = metaObject()->indexOfProperty(name.toLatin1().constData());
-    // What QObject itself declares, its name, is no state.
+    // QObject's own property, its name, is no state.
     if (index < QObject::staticMetaObject.propertyCount()) {
         qWarning().noquote() << tr("There is no property %1").arg(name);
         return;
@@ -79,8 +79,8 @@ QString AbstractStateWrapper::toString() const
 
 void AbstractStateWrapper::commit()
 {
-    // Emitted under the lock on purpose: whoever is called directly sees the values that were committed, before
-    // another thread can write the next ones.
+    // Emitted under the lock on purpose: a slot that is called directly sees the committed values, because no other
+    // thread can write the next ones yet.
     const VisibleLocker lock(_stateMutex);
     Q_EMIT stateChanged();
 }

@@ -12,23 +12,23 @@
 #include <QVariant>
 #include <QVariantMap>
 
-/// The current state of a service: each Q_PROPERTY that the derived class declares is one value of it.
+/// The current state of a service. Each Q_PROPERTY that the derived class declares is one value of the state.
 ///
-/// A service derives from it, makes one object, and hands it to init(). From then on any of its code sets and commits
-/// values through StateCatcher, without a pointer to the object.
+/// A service derives from it, makes one object, and hands the object to init(). From then on all its code sets and
+/// commits values through StateCatcher, without a pointer to the object.
 ///
-/// All operations but init() may be called from any thread. One lock, shared by all objects of this class and not
-/// recursive, makes each of them whole: a value is never read half-written, and toMap() shows one moment. Two calls in
-/// a row are two steps, between which another thread may write. The lock is held
+/// All operations except init() may be called from any thread. One lock protects each operation. All objects of this
+/// class share it, and it is not recursive. A value is never read half-written, and toMap() shows the values of one
+/// moment. Between two calls another thread may write. The lock is held
 /// - while setValue(), value() and toMap() call the properties' accessors,
 /// - while setValue() logs that there is no such property, and
 /// - while commit() emits stateChanged(),
 ///
-/// and each call waits for it without limit. So an accessor, a slot that a property's NOTIFY signal calls directly, and
-/// \b a \b slot \b connected \b directly \b to \b stateChanged() \b blocks \b forever when it calls one of these
-/// operations. Connect with Qt::QueuedConnection; the default is not enough, since it calls directly whenever the value
-/// is committed in the receiver's own thread. A log output or message handler that touches the state blocks forever as
-/// well, when an unknown name is set.
+/// and each call waits for it without limit. So \b a \b slot \b that \b is \b connected \b directly \b to
+/// \b stateChanged() \b blocks \b forever when it calls one of these operations. So do an accessor, and a slot that a
+/// property's NOTIFY signal calls directly. Connect with Qt::QueuedConnection. The default connection is not enough,
+/// because it calls the slot directly when the value is committed in the receiver's own thread. A log output or message
+/// handler that uses the state also blocks forever when an unknown name is set.
 ///
 /// \code
 /// class PrinterState : public AbstractStateWrapper
@@ -62,54 +62,55 @@ class TARVEXLIB_EXPORT AbstractStateWrapper : public QObject
 {
     Q_OBJECT
 public:
-    /// No parent: the object is held by shared pointers.
+    /// The object has no parent, because shared pointers hold it.
     AbstractStateWrapper();
     ~AbstractStateWrapper() override;
 
-    /// Makes \a wrapper the process's current one and lets go of the one before; null leaves none. Takes no lock: call
-    /// it once, early, before other threads use StateCatcher.
+    /// Makes \a wrapper the process's current wrapper and releases the former one. With null there is none. It takes no
+    /// lock, so call it once, early, before other threads use StateCatcher.
     ///
-    /// The wrapper is destroyed with its last reference, in the thread that gives it up, at the latest when the library
-    /// is unloaded; by then threads that use it must have ended. A service that wants it gone sooner, for instance
-    /// before its QCoreApplication, calls init() with null.
+    /// The wrapper is destroyed with its last reference, in the thread that releases that reference. The process's own
+    /// reference is released when the library is unloaded. Threads that use the wrapper must have ended by then. A
+    /// service that wants it to be destroyed sooner, for instance before its QCoreApplication, calls init() with null.
     static void init(const QSharedPointer<AbstractStateWrapper>& wrapper);
 
-    /// Writes a declared property, also one of an intermediate base class. The property's setter runs in the calling
-    /// thread, under the lock.
+    /// Writes a declared property, also one that an intermediate base class declares. The property's setter runs in the
+    /// calling thread, under the lock.
     ///
-    /// The value is converted as QMetaProperty::write() does; if that cannot be done, or the property is read-only, it
-    /// keeps its value and nothing is logged. A \a name that is not declared (unknown, dynamic, or QObject's own
-    /// "objectName") changes nothing and is logged as "There is no property ...". Names are Latin-1.
+    /// QMetaProperty::write() converts the value. If it cannot, or if the property is read-only, the property keeps its
+    /// value and nothing is logged. A \a name that is not declared (unknown, dynamic, or QObject's own "objectName")
+    /// changes nothing and is logged as "There is no property ...". Names are Latin-1.
     virtual void setValue(QString name, QVariant value);
 
-    /// Reads a property, in contrast to setValue() also a dynamic one or "objectName". \return an invalid variant, and
-    /// logs nothing, if there is none of that name.
+    /// Reads a property. In contrast to setValue(), it also finds dynamic properties and "objectName". \return the
+    /// value; an invalid variant, without a log line, if there is no property of that name.
     virtual QVariant value(QString name);
 
-    /// \return all properties that the object's own class declares, by name, as they are at one moment; without those
-    /// of intermediate base classes, dynamic ones and "objectName".
+    /// \return all properties that the object's own class declares, by name, as they are at one moment. It does not
+    /// contain properties of intermediate base classes, dynamic properties and "objectName".
     virtual QVariantMap toMap() const;
 
-    /// \return toMap() as one compact JSON object in UTF-8, its keys sorted. Values that JSON does not know are written
-    /// as QJsonValue::fromVariant() does: a date-time as text, a type of one's own or a QList<int> as null unless it
-    /// has a converter to QString. An enumerator is a number until its type is registered, and from then on its name:
-    /// register it (qRegisterMetaType) in the derived class's constructor.
+    /// \return toMap() as one compact JSON object in UTF-8, with sorted keys. Values that JSON does not know are
+    /// written as QJsonValue::fromVariant() does: a date-time as text; a type of the service's own, or a QList<int>, as
+    /// null unless it has a converter to QString. An enumerator is a number until its type is registered, and its name
+    /// from then on. So register the type (qRegisterMetaType) in the derived class's constructor.
     virtual QByteArray toByteArray() const;
 
     /// \return toByteArray() as a string.
     virtual QString toString() const;
 
-    /// For the derived class: the record that describes this state. Usually its text is toString(). Called without the
-    /// lock, in any thread. What saves it, TarvexQueryHandler::saveState(), fills in the owner and a missing date-time.
+    /// The derived class returns the record that describes this state. Usually the record's text is toString(). It is
+    /// called without the lock, in any thread. TarvexQueryHandler::saveState() sets the owner, and the date-time if it
+    /// is missing.
     virtual tarvex::ClientState toClientState() const = 0;
 
 Q_SIGNALS:
-    /// A consistent set of values has been written. Emitted by commit(), in the committing thread and under the lock:
-    /// see above on how to connect.
+    /// A consistent set of values has been written. Emitted by commit(), in the committing thread and under the lock.
+    /// How to connect it is described above.
     void stateChanged();
 
 public Q_SLOTS:
-    /// Emits stateChanged(), also when no value is different. Writers and readers in other threads wait until every
+    /// Emits stateChanged(), even when no value has changed. Writers and readers in other threads wait until every
     /// directly connected slot has returned.
     void commit();
 

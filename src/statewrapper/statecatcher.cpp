@@ -38,8 +38,8 @@ tarvex::ClientState StateCatcher::toClientState() const
     return current ? current->toClientState() : tarvex::ClientState();
 }
 
-// Both hold a reference of their own during the call: the wrapper outlives it even when a slot that the call reaches
-// makes another one the current one.
+// Both operators hold a reference of their own during the call. So the wrapper lives until the call has returned, even
+// when the call reaches a slot that sets another wrapper.
 
 StateCatcher operator<<(const StateCatcher& catcher, const catchvalue& value)
 {

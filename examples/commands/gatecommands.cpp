@@ -4,6 +4,7 @@ namespace {
 
 constexpr int MAX_SECONDS = 60;
 
+//! [executor]
 /// Stands before the handlers as long as the gate is locked: takes "open", which it refuses, and "unlock", with which
 /// it goes.
 class Lock : public AbstractTarvexCommandExecutor
@@ -31,8 +32,11 @@ private:
     GateCommands* const m_gate;
 };
 
+//! [executor]
+
 } // namespace
 
+//! [answer]
 void GateCommands::answer(const QString& agent, const QString& uid, const QString& name, const QVariantMap& data)
 {
     TarvexCommand answer;
@@ -43,6 +47,9 @@ void GateCommands::answer(const QString& agent, const QString& uid, const QStrin
     Q_EMIT sendCommand(answer);
 }
 
+//! [answer]
+
+//! [handlers]
 QVariant GateCommands::open(QString agent, QString uid, QVariantMap data)
 {
     const int seconds = data.value(QStringLiteral("seconds")).toInt();
@@ -67,3 +74,5 @@ QVariant GateCommands::lock(QString agent, QString uid)
     answer(agent, uid, QStringLiteral("locked"));
     return true;
 }
+
+//! [handlers]

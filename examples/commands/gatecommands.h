@@ -16,6 +16,7 @@ public:
     /// Sends an answer to whoever sent the command of this \a uid.
     void answer(const QString& agent, const QString& uid, const QString& name, const QVariantMap& data = {});
 
+    //! [handlers]
 public Q_SLOTS:
     /// The command "open", with data: {"seconds": how long}. Answers "opened".
     QVariant open(QString agent, QString uid, QVariantMap data);
@@ -25,6 +26,7 @@ public Q_SLOTS:
 
     /// The command "lock", without data. Answers "locked"; from then on the gate stays shut until "unlock".
     QVariant lock(QString agent, QString uid);
+    //! [handlers]
 
 private:
     int m_timesOpened = 0;

@@ -34,6 +34,7 @@ void GateService::doStart()
     auto* const messages = new tarvex::TarvexMsgWorker(m_clientName);
     auto* const queries = new GateQueries(m_clientName);
     auto* const commands = new GateCommands;
+    //! [connections]
     // Three workers, three threads: all of it is queued.
     connect(messages, SIGNAL(unprocessedMessage(Message)), this, SLOT(onMessage(Message)), Qt::QueuedConnection);
     connect(this, SIGNAL(commandReceived(TarvexCommand)), commands, SLOT(exec(TarvexCommand)), Qt::QueuedConnection);
@@ -43,8 +44,10 @@ void GateService::doStart()
         thread->start(QThread::InheritPriority);
     }
     initWorkers(messages, queries);
+    //! [connections]
 }
 
+//! [messages]
 void GateService::onMessage(Message message)
 {
     TarvexCommand command;
@@ -59,3 +62,5 @@ void GateService::onAnswer(TarvexCommand answer)
 {
     Q_EMIT answerReady(answer.toOutgoingMessage());
 }
+
+//! [messages]

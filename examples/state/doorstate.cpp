@@ -9,6 +9,7 @@ constexpr auto STATE_RUNNING = static_cast<tarvex::ClientState::EStateType>(1);
 
 } // namespace
 
+//! [record]
 DoorState::DoorState()
 {
     qRegisterMetaType<Door>(); // From now on the state says "Open", and not 1.
@@ -21,3 +22,5 @@ tarvex::ClientState DoorState::toClientState() const
     state.setState(toString());
     return state;
 }
+
+//! [record]

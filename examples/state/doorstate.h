@@ -5,6 +5,7 @@
 
 #include <QDateTime>
 
+//! [properties]
 /// What the door sensor knows: each property is one value of the state.
 class DoorState : public AbstractStateWrapper
 {
@@ -28,5 +29,7 @@ private:
     int m_openings = 0;
     QDateTime m_lastOpened;
 };
+
+//! [properties]
 
 #endif // DOORSTATE_H

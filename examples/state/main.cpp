@@ -19,6 +19,7 @@ namespace {
 constexpr int STATE_INTERVAL_MS = 60000;
 constexpr int LOG_REPEAT_INTERVAL_MS = 10000;
 
+//! [worker]
 /// Reports the state, in a thread of its own.
 class DoorQueryWorker : public tarvex::TarvexQueryWorker
 {
@@ -30,6 +31,9 @@ public:
     void doApplySettings(tarvex::ClientSettings settings) override { Q_UNUSED(settings) }
 };
 
+//! [worker]
+
+//! [values]
 void openDoor()
 {
     const int openings = StateCatcher().property(QStringLiteral("openings")).toInt();
@@ -43,6 +47,8 @@ void closeDoor()
     StateCatcher() << catchvalue(QStringLiteral("door"), DoorState::Closed) << commitstate();
 }
 
+//! [values]
+
 } // namespace
 
 /// Plays the device's door sensor: the commands "openDoor" and "closeDoor" stand for what its hardware would tell.
@@ -54,6 +60,7 @@ public:
 
     void doStart() override
     {
+        //! [start]
         const auto state = QSharedPointer<DoorState>::create();
         AbstractStateWrapper::init(state);
 
@@ -64,6 +71,7 @@ public:
         connect(queries, SIGNAL(workerConnected()), queries, SLOT(sendState()), Qt::QueuedConnection);
         connect(messages, SIGNAL(unprocessedMessage(Message)), this, SLOT(take(Message)), Qt::QueuedConnection);
         initWorkers(messages, queries);
+        //! [start]
     }
 
 private Q_SLOTS:

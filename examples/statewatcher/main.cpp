@@ -20,6 +20,7 @@ constexpr int GOAL_STATE_CHANGES = 1;
 
 } // namespace
 
+//! [worker]
 /// Watches the door sensor's state.
 class WatchWorker : public tarvex::TarvexQueryWorker
 {
@@ -56,6 +57,8 @@ private Q_SLOTS:
     }
 };
 
+//! [worker]
+
 namespace {
 
 class WatchService : public tarvex::TarvexController
@@ -67,7 +70,9 @@ public:
     {
         auto* const messages = new tarvex::TarvexMsgWorker(tarvex::BUSNAME_MONITORING);
         auto* const queries = new WatchWorker;
+        //! [connection]
         connect(messages, SIGNAL(stateChanged(ClientState)), queries, SLOT(show(ClientState)), Qt::QueuedConnection);
+        //! [connection]
         initWorkers(messages, queries);
     }
 };

@@ -68,6 +68,8 @@ void TstCommandNames::hostileName_isNobodys()
     QVERIFY(trial.answer() == errorFor(someCommand(name)));
     const QStringList logged = trial.log.texts();
     QCOMPARE(logged.size(), 5); // twice itself, the error; itself again and that it is a repeat
+    const QString shown = u"warning: %1 cashbox uid1"_s.arg(name.left(65536));
+    QCOMPARE(logged.mid(0, 2) << logged.at(3), QStringList({shown, shown, shown}));
     QCOMPARE(logged.at(2), QLatin1String("warning: ") + errorText(name));
     QVERIFY(logged.at(4).startsWith(QLatin1String("warning: Cmd repeating: ")));
 }

@@ -178,8 +178,7 @@ private Q_SLOTS:
     void setValue_callsTheSetterUnderTheLock();
     void setValue_ofOtherName_isReportedUnderTheLock();
     void throwingAccessor_leavesTheLockFree();
-    void setter_thatReleasesTheWrapper_leavesTheLockFree();
-    void commit_whoseReceiverReleasesTheWrapper_leavesTheLockFree();
+    void wrapperThatIsReleasedMeanwhile_leavesTheLockFree();
 
     void setValue_callsTheSetterInTheCallingThread();
     void commit_emitsOnceInTheCallingThread();
@@ -238,20 +237,17 @@ void TstStateLock::throwingAccessor_leavesTheLockFree()
     QVERIFY(isUnlocked());
 }
 
-void TstStateLock::setter_thatReleasesTheWrapper_leavesTheLockFree()
+void TstStateLock::wrapperThatIsReleasedMeanwhile_leavesTheLockFree()
 {
     QPointer<UnrulyState> state = new UnrulyState([&state] { delete state; });
     state->setValue(u"releasing"_s, 1);
     QVERIFY(state.isNull());
     QVERIFY(isUnlocked());
-}
 
-void TstStateLock::commit_whoseReceiverReleasesTheWrapper_leavesTheLockFree()
-{
-    QPointer<TwoState> state = new TwoState;
-    connect(state, &AbstractStateWrapper::stateChanged, this, [&state] { delete state; });
-    state->commit();
-    QVERIFY(state.isNull());
+    QPointer<TwoState> committed = new TwoState;
+    connect(committed, &AbstractStateWrapper::stateChanged, this, [&committed] { delete committed; });
+    committed->commit();
+    QVERIFY(committed.isNull());
     QVERIFY(isUnlocked());
 }
 

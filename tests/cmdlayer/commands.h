@@ -11,7 +11,7 @@
 #include <functional>
 #include <memory>
 
-/// Handlers as a service's own base class may bring them.
+/// Handlers that a base class of the service has.
 class BaseCommands : public AbstractTarvexCommandsWorker
 {
     Q_OBJECT
@@ -74,7 +74,7 @@ class Commands : public BaseCommands
 public:
     Q_INVOKABLE Commands() = default;
 
-    /// Looks like a handler to who does not look twice.
+    /// Has the parameters of a handler, but is none.
     Q_INVOKABLE Commands(QString, QString) { }
 
     Q_INVOKABLE QVariant both(QString agent, QString uid)

@@ -85,7 +85,7 @@ void TstAbstractTarvexCommandExecutor::name_isTheFirstDataMember()
     const AbstractTarvexCommandExecutor& base = executor;
     const void* firstMember = nullptr;
     std::memcpy(&firstMember, reinterpret_cast<const char*>(&base) + sizeof(QObject), sizeof firstMember);
-    QString name = base.name(); // Shares the member's data, which a string is nothing but a pointer to.
+    QString name = base.name(); // Shares the member's data. A string is a pointer to its data.
     QCOMPARE(firstMember, static_cast<const void*>(name.data_ptr()));
 }
 

@@ -52,7 +52,7 @@ public:
     void doStart() override { }
 };
 
-/// What the worker's own data members look like, byte by byte.
+/// The bytes of the worker's own data members.
 QByteArray dataMembers(const AbstractTarvexCommandsWorker& worker)
 {
     const auto* const object = reinterpret_cast<const char*>(&worker);
@@ -60,7 +60,7 @@ QByteArray dataMembers(const AbstractTarvexCommandsWorker& worker)
             static_cast<int>(sizeof(AbstractTarvexCommandsWorker) - sizeof(wexcor::AbstractWorker))};
 }
 
-/// Where the first and the last difference between two such looks is; -1 when there is none.
+/// The places of the first and the last byte that differ, -1 when none does.
 std::pair<int, int> changed(const QByteArray& before, const QByteArray& after)
 {
     std::pair<int, int> bounds{-1, -1};
@@ -181,7 +181,7 @@ void TstAbstractTarvexCommandsWorker::handler_notFound_isAnsweredWithAnError_dat
 {
     QTest::addColumn<QString>("name");
     QTest::addColumn<QVariantMap>("data");
-    QTest::addColumn<QString>("wordsOfQt"); // none where it looks no further than the return type
+    QTest::addColumn<QString>("wordsOfQt"); // empty where Qt only looks at the return type
     const QVariantMap none;
     const QString unknown = u"QMetaObject::invokeMethod: No such method Commands::%1"_s;
     const QString candidate = unknown + u"\nCandidates are:\n    %2"_s;
@@ -213,7 +213,7 @@ void TstAbstractTarvexCommandsWorker::handler_notFound_isAnsweredWithAnError_dat
         << u"unlisted"_s << none << unknown.arg(QLatin1String("unlisted(QString,QString)"));
 }
 
-// The wrong return type in particular must be seen before the method runs, not after it.
+// A wrong return type must be noticed before the method runs, not after it.
 void TstAbstractTarvexCommandsWorker::handler_notFound_isAnsweredWithAnError()
 {
     QFETCH(QString, name);
@@ -270,7 +270,7 @@ void TstAbstractTarvexCommandsWorker::signal_namedByACommand_data()
     QTest::newRow("returns a variant") << u"asked"_s << QByteArray(SIGNAL(asked(QString, QString))) << 1;
 }
 
-// A signal is a method like any other to Qt. Nobody returns a value from one, so it counts as a failure.
+// To Qt a signal is a method like any other. It returns no valid value, so the command counts as failed.
 void TstAbstractTarvexCommandsWorker::signal_namedByACommand()
 {
     QFETCH(QString, name);
@@ -412,7 +412,7 @@ void TstAbstractTarvexCommandsWorker::wholeRoad_fromMessageToAnswer()
     Controller controller;
     auto* const worker = new Commands;
     worker->addExecutor(new CountingExecutor(worker));
-    // Read by this thread only after an answer has come.
+    // This thread reads it only after an answer has come.
     QThread* handlersThread = nullptr;
     worker->result = true;
     worker->action = [&handlersThread] { handlersThread = QThread::currentThread(); };

@@ -56,7 +56,7 @@ void TstCommandNames::hostileName_isNobodys_data()
     QTest::newRow("1 MiB of zero bytes") << QString(MIB, QChar(0));
 }
 
-// No look for a method at all, and so no line of Qt's either.
+// No method is looked for, so Qt writes no line either.
 void TstCommandNames::hostileName_isNobodys()
 {
     QFETCH(QString, name);
@@ -67,7 +67,7 @@ void TstCommandNames::hostileName_isNobodys()
     QCOMPARE(trial.sent.count(), 1);
     QVERIFY(trial.answer() == errorFor(someCommand(name)));
     const QStringList logged = trial.log.texts();
-    QCOMPARE(logged.size(), 5); // twice itself, the error; itself again and that it is a repeat
+    QCOMPARE(logged.size(), 5); // the command twice, the error; the command once more, the repeat
     const QString shown = u"warning: %1 cashbox uid1"_s.arg(name.left(65536));
     QCOMPARE(logged.mid(0, 2) << logged.at(3), QStringList({shown, shown, shown}));
     QCOMPARE(logged.at(2), QLatin1String("warning: ") + errorText(name));
@@ -101,7 +101,7 @@ void TstCommandNames::nameOfTheObjectsOwn_isNotCalled()
         const QPointer<Commands> guard(trial.worker.get());
         QSignalSpy named(guard.data(), SIGNAL(objectNameChanged(QString)));
         trial.exec(name, u"uid1"_s, data);
-        // What deleteLater() or restart() would have left to be done.
+        // Does what deleteLater() or restart() would have posted.
         QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
         QCoreApplication::processEvents();
         QVERIFY(!guard.isNull());

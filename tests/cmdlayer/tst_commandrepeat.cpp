@@ -124,7 +124,7 @@ void TstCommandRepeat::repeat_after100Others_runsAgain()
 {
     CommandTrial trial;
     execPlain(trial, 101);
-    trial.exec(PLAIN, u"2"_s); // the oldest but one: no run
+    trial.exec(PLAIN, u"2"_s); // still remembered: no run
     QCOMPARE(trial.worker->calls.size(), 101);
     trial.exec(PLAIN, u"0"_s);
     QCOMPARE(trial.worker->calls.size(), 102);
@@ -151,7 +151,7 @@ void TstCommandRepeat::repeat_isRecognisedWithoutItsArguments()
     for (int number = 0; number < 50; ++number) {
         worker.exec(someCommand(u"unknown"_s, QString::number(number), {{u"text"_s, QString(MIB / 2, u'x')}}));
     }
-    // The sanitizers' allocators do not tell.
+    // With the sanitizers' allocators this is always 0.
     const qint64 grown = memoryuse::allocated() - before;
     QVERIFY2(grown < 10 * MIB, QByteArray::number(grown).constData());
 }
@@ -167,7 +167,7 @@ void TstCommandRepeat::repeat_ofATakenCommand_isNoRepeatLater()
     QCOMPARE(trial.log.texts(), QStringList());
     trial.worker->removeExecutor(u"counting"_s);
     trial.exec(u"count"_s);
-    QCOMPARE(trial.sent.count(), 1); // looked for and not found: it has not been here yet
+    QCOMPARE(trial.sent.count(), 1); // not found: the worker itself has not had it before
 }
 
 void TstCommandRepeat::handler_execsItsOwnCommand_isARepeat()

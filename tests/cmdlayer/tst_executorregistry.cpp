@@ -13,7 +13,7 @@
 
 namespace {
 
-/// What is done when something happens: by what happens ("a asked", or "a asked again" for the second time), the steps.
+/// From an event ("a asked", or "a asked again" for its second time) to the steps that it causes.
 using Reactions = QHash<QString, QString>;
 
 /// Records what happens, in order, and reacts to it.
@@ -77,7 +77,7 @@ private:
     const bool m_takes;
 };
 
-/// "base" to the record, "b" to the worker.
+/// The record calls it "base", the worker calls it "b".
 class RenamedExecutor : public ScriptedExecutor
 {
 public:
@@ -128,7 +128,7 @@ public:
     }
     Q_DISABLE_COPY_MOVE(Registry)
 
-    /// Steps are set apart by "; ".
+    /// There is "; " between two steps.
     void run(const QString& steps)
     {
         const QStringList list = steps.split(u"; "_s);
@@ -139,7 +139,7 @@ public:
         }
     }
 
-    /// The youngest that is alive.
+    /// The last one added of those that are alive.
     ScriptedExecutor* find(const QString& name) const
     {
         for (auto executor = m_executors.crbegin(); executor != m_executors.crend(); ++executor) {

@@ -198,7 +198,7 @@ void TstTarvexCommand::incomingMessageToCmd_readsTheCommand()
     QFETCH(QString, text);
     QFETCH(QString, name);
     QFETCH(QVariantMap, data);
-    TarvexCommand cmd = printCommand(); // nothing of it stays
+    TarvexCommand cmd = printCommand(); // all of it is replaced
     const LogCapture log;
     QVERIFY(TarvexCommand::incomingMessageToCmd(messageWith(text), cmd));
     QCOMPARE(cmd.name(), name);

@@ -19,7 +19,7 @@ struct LastWords
 {
     LastWords()
     {
-        // The records are entered while tarvexlib is being loaded.
+        // tarvexlib registers the records while it is loaded.
         const bool isLoaded = QMetaType::type("tarvex::Message") != QMetaType::UnknownType;
         std::puts(isLoaded ? "made after tarvexlib" : "made before tarvexlib");
     }
@@ -29,7 +29,7 @@ struct LastWords
         if (beforeLastWords.load() != nullptr) {
             beforeLastWords.load()();
         }
-        // Each twice: the filter compares a line with the one before it.
+        // Each line comes twice, because the filter compares a line with the one before it.
         for (const char* const category : {"default", "tarvexLogger", "guiLogger"}) {
             logIn(category);
             logIn(category);

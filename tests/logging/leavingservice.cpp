@@ -1,5 +1,5 @@
-// leavingservice CASE [LIBRARY]: a process that ends while a controller is still there, in one of the ways of run().
-// The program is linked twice: the library lastwords comes before tarvexlib or behind it.
+// leavingservice CASE [LIBRARY]: ends while a controller still exists. CASE is one of the ways in run().
+// The program is linked twice: with the library lastwords before tarvexlib, and after it.
 
 #include "client/supportedclients.h"
 #include "client/tarvexcontroller.h"
@@ -29,17 +29,17 @@ using namespace tarvex;
 
 namespace {
 
-/// The filter is on.
+/// With this interval the filter is on.
 constexpr int REPEAT_INTERVAL_MS = 10000;
 constexpr int NEVER_MS = 1000000;
 /// How the worker's lines begin. They are not shown.
 const QLatin1String WORKING("working");
 
-// These are used when the static objects of the program are gone, so they have no destructor.
+// These are used after the static objects of the program are destroyed, so they have no destructor.
 std::atomic<int> linesOfWorker{-1};  ///< Negative until the worker logs.
-std::atomic<bool> isInOutput{false}; ///< The thread has come into the output.
-std::atomic<bool> mayGoOn{false};    ///< It may leave it.
-std::atomic<bool> hasLogged{false};  ///< It has done all its logging.
+std::atomic<bool> isInOutput{false}; ///< The thread is in the output.
+std::atomic<bool> mayGoOn{false};    ///< The thread may leave the output.
+std::atomic<bool> hasLogged{false};  ///< The thread has logged all its lines.
 
 void say(const QString& line)
 {
@@ -92,7 +92,7 @@ void showForwarded(const Message& message)
     }
 }
 
-/// Never comes back from its start, so that it logs until the process is gone.
+/// Its start never returns, so it logs until the process has ended.
 class LoggingWorker : public TarvexMsgWorker
 {
 public:
@@ -131,7 +131,7 @@ public:
     void doStart() override { initWorkers(new LoggingWorker, new QueryWorker); }
 };
 
-/// Logs when it is destroyed, which is before the controllers that were made, or declared, before it.
+/// Logs when it is destroyed. The controllers that were made, or declared, before it still exist then.
 struct Goodbye
 {
     Goodbye() = default;
@@ -144,7 +144,7 @@ Service* leaked = nullptr;
 std::unique_ptr<Service> owned;
 const Goodbye goodbye;
 
-/// Called when the other library is unloaded: before tarvexlib is, or after.
+/// Called when the other library is unloaded, which is before or after tarvexlib is unloaded.
 void atTheEnd()
 {
     if (linesOfWorker >= 0) {
@@ -160,7 +160,7 @@ void atTheEnd()
     say(QStringLiteral("handler: ") + nameOf(installed));
 }
 
-/// The bridge's output, entered by a thread that is then held up.
+/// Calls the bridge's output, but lets the thread wait first.
 void slowOutput(QtMsgType type, const QMessageLogContext& context, const QString& text)
 {
     isInOutput = true;

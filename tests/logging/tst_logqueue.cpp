@@ -62,12 +62,12 @@ void TstLogqueue::takeDropped_tellsOnceHalfIsFree()
         QCOMPARE(queue.takeDropped(), 0);
         queue.leave();
     }
-    // Lines, not messages.
+    // It counts lines, not messages.
     QCOMPARE(queue.takeDropped(), 2);
     QCOMPARE(queue.takeDropped(), 0);
 }
 
-// Lines that were lost on their way must not silence the service for ever.
+// Lines that were lost on their way must not stop the service's log forever.
 void TstLogqueue::whatNeverArrived_isForgottenAfterAWhile()
 {
     HeldClock clock;

@@ -12,8 +12,8 @@ constexpr int PATIENCE_MS = 240000;
 /// The same program, linked so that tarvexlib is unloaded after the library that logs, and before it.
 const QStringList PROGRAMS{QStringLiteral(LEAVING_SERVICE_BEFORE), QStringLiteral(LEAVING_SERVICE_BEHIND)};
 
-/// Qt's code makes the access that is looked for, and the compiler's sanitizers do not look there. Valgrind does. Only
-/// reads and writes of memory that is gone count.
+/// The test looks for reads and writes of freed memory, and for nothing else. Qt's code would make them. The compiler's
+/// sanitizers do not check that code, but Valgrind does.
 QStringList checked(const QStringList& command)
 {
 #ifdef VALGRIND
@@ -26,7 +26,7 @@ QStringList checked(const QStringList& command)
 #endif
 }
 
-/// A program that runs to its end, checked.
+/// Runs a program to its end under the check.
 class Run
 {
 public:
@@ -34,7 +34,7 @@ public:
 
     ChildProcess& process() { return m_process; }
 
-    /// \return whether nothing was found; otherwise shows what the process has said.
+    /// \return whether nothing was found. If something was, it shows what the process has printed.
     bool isClean()
     {
         const bool isClean = m_process.start() && m_process.status(PATIENCE_MS) == 0;
@@ -50,7 +50,7 @@ private:
 
 } // namespace
 
-/// Processes that end while a controller is still there, and the log goes on.
+/// Processes end while a controller still exists and lines are still logged.
 class TstProcessEnd : public QObject
 {
     Q_OBJECT
@@ -63,7 +63,7 @@ private Q_SLOTS:
 
 enum class LastWords {
     Dropped,
-    ForwardedIfLoaded, ///< Unless tarvexlib is gone by then.
+    ForwardedIfLoaded, ///< Forwarded unless tarvexlib is unloaded already.
     Forwarded
 };
 Q_DECLARE_METATYPE(LastWords)
@@ -113,7 +113,7 @@ void TstProcessEnd::processEnds_controllerIsStillThere_touchesNothingThatIsGone(
     Run run({program, how, QStringLiteral(LAST_WORDS_MODULE)});
     QVERIFY(run.isClean());
     const QStringList lines = run.process().lines();
-    // The console is there to the end.
+    // The console gets lines to the end.
     QVERIFY(lines.contains(u"console: last words"_s));
     QCOMPARE(lines.count(u"forwarded: goodbye"_s), goodbyes);
     const bool isOutlived = lines.first() == QLatin1String("made before tarvexlib");
@@ -128,7 +128,7 @@ void TstProcessEnd::processEnds_controllerIsStillThere_touchesNothingThatIsGone(
 void TstProcessEnd::libraryUnloaded_controllerIsStillThere_logGoesOn()
 {
     Run run({QStringLiteral(UNLOADING_HOST), QStringLiteral(UNLOADED_SERVICE)});
-    // What a library keeps to the end is out of the leak checker's reach once the library is unloaded.
+    // The leak checker cannot see what a library keeps to the end once that library is unloaded.
     run.process().setVariable(u"ASAN_OPTIONS"_s, qEnvironmentVariable("ASAN_OPTIONS") + u":detect_leaks=0"_s);
     QVERIFY(run.isClean());
     QCOMPARE(run.process().lines(), QStringList({u"console: made"_s, u"unloaded"_s, u"console: after it"_s}));

@@ -11,7 +11,7 @@
 
 namespace {
 
-/// So many ms after the line before, a line that is sent or held back.
+/// A line, its ms after the line before, and whether it is sent or held back.
 struct Step
 {
     int ms;
@@ -24,7 +24,7 @@ using Steps = QList<Step>;
 const QString LINE = u"line"_s;
 const QString OTHER = u"another"_s;
 
-/// LINE, and its repeats: each is held back 1 ms before its interval is over, and sent then.
+/// LINE and its repeats. Each is held back 1 ms before its interval is over, and sent when it is over.
 Steps repeatsAfter(const QList<int>& intervals)
 {
     Steps steps{{0, LINE, true}};
@@ -70,7 +70,7 @@ void TstRepeatFilter::lines_areSentOrHeldBack_data()
     QTest::newRow("off below 0") << -5 << allSent;
     QTest::newRow("off at the smallest") << std::numeric_limits<int>::min() << allSent;
     QTest::newRow("on at 1001") << 1001 << repeatsAfter({1001});
-    // The integer part of 1.3 times the one before.
+    // Each is the integer part of 1.3 times the one before.
     QTest::newRow("interval grows") << 2000 << repeatsAfter({2000, 2600, 3380, 4394, 5712, 7425, 9652, 12547});
     QTest::newRow("what comes late counts from then")
         << 2000 << Steps{{0, LINE, true}, {500, LINE, false}, {1600, LINE, true}, {2599, LINE, false}, {1, LINE, true}};
@@ -139,7 +139,7 @@ void TstRepeatFilter::bothOutputs_shareIt()
     Receiver receiver;
     receiver.setUp(2000);
     store(LINE);
-    // Another level, the same text.
+    // The level differs, the text is the same.
     show(LINE, QtCriticalMsg);
     QCOMPARE(receiver.messages.size(), 1);
 }

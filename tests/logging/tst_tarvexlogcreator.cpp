@@ -46,7 +46,7 @@ void join(std::vector<std::thread>& threads)
 
 } // namespace
 
-/// The bridge but for its filter of repeats, which tst_repeatfilter has.
+/// The bridge without its filter of repeats, which tst_repeatfilter tests.
 class TstTarvexLogCreator : public QObject
 {
     Q_OBJECT
@@ -243,7 +243,7 @@ void TstTarvexLogCreator::badInit_staysSilent()
     QCOMPARE(receiver.messages.size(), 0);
     QCOMPARE(forwarded.count(), 0);
     QCOMPARE(log.texts(), QStringList());
-    // The filter was set up all the same.
+    // But the filter was set up.
     QVERIFY(!passes(u"another"_s));
 }
 
@@ -296,7 +296,7 @@ void TstTarvexLogCreator::creators_areDeletedByTheEventLoop()
     QVERIFY(!receiver.creators.at(1));
 }
 
-// The leak checker sees those that the outputs make.
+// The leak checker notices the creators that the outputs make and nobody deletes.
 void TstTarvexLogCreator::creators_areDeletedAtThreadExit()
 {
     Receiver receiver;
@@ -362,7 +362,7 @@ void TstTarvexLogCreator::linesFromManyThreads_whileTheBridgeComesAndGoes()
     auto receiver = std::make_unique<Receiver>();
     int received = 0;
     int strange = 0;
-    // It goes on until enough lines have come, however loaded the machine is.
+    // It continues until enough lines have come, however loaded the machine is.
     for (int round = 0; round < 300 || received < 1000; ++round) {
         receiver->setUp(round % 2 == 0 ? 0 : 1500);
         QCoreApplication::sendPostedEvents();
@@ -374,7 +374,7 @@ void TstTarvexLogCreator::linesFromManyThreads_whileTheBridgeComesAndGoes()
         receiver->creators.clear();
         TarvexLogCreator::release();
         if (round % 10 == 0) {
-            // The receiver goes, as a controller does, while lines are on their way to it.
+            // The receiver is destroyed while lines are on their way to it, as a controller may be.
             receiver = std::make_unique<Receiver>();
         }
     }

@@ -19,7 +19,7 @@ private Q_SLOTS:
     void levels_followTheFilterRules();
 };
 
-// The first of all, while neither category exists.
+// This must stay the first test, because neither category may exist before.
 void TstTarvexLoggingCategory::firstUse_inManyThreads_givesOneObject()
 {
     constexpr int THREADS = 8;

@@ -15,7 +15,7 @@ public:
 
 } // namespace
 
-/// What a host finds by name. The controller is for nobody to destroy.
+/// A host finds it by its name. Nobody destroys the controller.
 extern "C" Q_DECL_EXPORT void* makeService()
 {
     auto* const service = new Service;

@@ -8,7 +8,7 @@
 
 namespace {
 
-/// Keeps what is never destroyed within reach of the leak checker.
+/// The leak checker finds the object, which is never destroyed, through this pointer.
 void* service = nullptr;
 
 void console(QtMsgType, const QMessageLogContext&, const QString& text)

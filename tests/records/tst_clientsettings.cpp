@@ -39,7 +39,7 @@ ClientSettings settingsOf(const QVariantList& entries)
     return settings;
 }
 
-/// As text, because QVariant takes a null and an empty text for the same.
+/// Values are compared as JSON text, because for QVariant a null and an empty text are equal.
 QByteArray jsonOf(const QVariant& value)
 {
     return QJsonDocument::fromVariant(value).toJson(QJsonDocument::Compact);
@@ -47,7 +47,7 @@ QByteArray jsonOf(const QVariant& value)
 
 } // namespace
 
-/// What is its own; tst_records has what it shares with the other records.
+/// What this record has of its own. tst_records tests what it shares with the other records.
 class TstClientSettings : public QObject
 {
     Q_OBJECT

@@ -10,7 +10,7 @@
 using samples::someState;
 using tarvex::ClientState;
 
-/// What is its own; tst_records has what it shares with the other records.
+/// What this record has of its own. tst_records tests what it shares with the other records.
 class TstClientState : public QObject
 {
     Q_OBJECT
@@ -74,7 +74,7 @@ void TstClientState::toVariantMap_typeIsANumber_data()
     QTest::addColumn<QByteArray>("json");
     QTest::newRow("none") << -1 << QByteArray("{\"type\":-1}");
     QTest::newRow("zero") << 0 << QByteArray("{\"type\":0}");
-    // A signed char by itself would become a character.
+    // A number, because the type is a signed char, which could be written as a character.
     QTest::newRow("letter") << 65 << QByteArray("{\"type\":65}");
     QTest::newRow("largest") << 127 << QByteArray("{\"type\":127}");
 }

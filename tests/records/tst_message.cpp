@@ -19,16 +19,17 @@ static_assert(std::has_virtual_destructor_v<Message>);
 
 namespace {
 
-/// A moment of the wall clock, and the random part that the bus's other clients put into an identifier then: a third of
-/// the sum, in 32 bits with sign, of what the C library's generator draws first with the second for a seed.
+/// A moment of the wall clock, and the random part that the bus's other clients put into an identifier at that moment.
+/// The random part is a third of a sum in 32 bits with sign. The sum is made of the first three numbers that the C
+/// library's generator draws when the second of the clock is its seed.
 struct Moment
 {
     qint64 clockMs;
     const char* randomPart;
 };
 
-/// What the sum does: it stays below 2^31; goes beyond and comes out negative, with a rest when it is divided; goes
-/// beyond 2^32 and comes out positive again.
+/// The first sum is below 2^31. The second is above it, so it is negative, and its division leaves a rest. The third is
+/// above 2^32, so it is positive again.
 constexpr Moment PLAIN_SUM = {1700000004123, "544011776"};
 constexpr Moment NEGATIVE_SUM = {1700000003123, "-231766546"};
 constexpr Moment WRAPPED_SUM = {1700000023123, "474430852"};
@@ -50,7 +51,7 @@ QString expectedUid(const Message& message, const QString& isoTime, const Moment
 
 } // namespace
 
-/// What is its own; tst_records has what it shares with the other records.
+/// What this record has of its own. tst_records tests what it shares with the other records.
 class TstMessage : public QObject
 {
     Q_OBJECT
@@ -122,7 +123,7 @@ void TstMessage::genUid_isMadeOfTheIngredients_data()
     QTest::newRow("placeholder") << QDateTime(date, time) << iso << u"%1%2"_s;
 }
 
-// The clock is held, so two calls are two calls within one millisecond. The uid is no ingredient.
+// The clock is held, so both calls come within one millisecond. The message's uid is no ingredient.
 void TstMessage::genUid_isMadeOfTheIngredients()
 {
     QFETCH(QDateTime, dt);
@@ -149,7 +150,7 @@ void TstMessage::genUid_ofAnEmptyMessage()
     QCOMPARE(uid.size(), 24);
 }
 
-// Whatever the generator was set to before, afterwards it stands behind the third draw of the current second.
+// Whatever seed the generator had before, its next number is the fourth one of the current second.
 void TstMessage::genUid_reseedsTheGenerator()
 {
     std::srand(static_cast<unsigned int>(PLAIN_SUM.clockMs / 1000));
@@ -180,7 +181,7 @@ void TstMessage::msgKey_data()
     row("sender holds %2", "a%2", "r", "u", "ar.r.u");
     row("sender holds %3", "a%3", "r", "u", "au.r.u");
     row("reciever holds %3", "s", "r%3", "u", "s.ru.u");
-    // The lowest number that is left is replaced, so that a "%1" in the reciever takes the uid's place.
+    // The lowest number that is left is replaced, so the uid is put in for a "%1" in the reciever.
     row("reciever holds %1", "s", "r%1", "u", "s.ru.%3");
     row("uid holds %1", "s", "r", "%1", "s.r.%1");
 }
@@ -196,7 +197,7 @@ void TstMessage::msgKey()
     QCOMPARE(message.msgKey(), key);
 }
 
-// What is filled in is multiplied: a compressed frame of some hundred bytes would take all memory there is.
+// Filling multiplies the length: a compressed frame of some hundred bytes could take all memory.
 void TstMessage::msgKey_ofLongFields_isNotFilledIn()
 {
     Message message;

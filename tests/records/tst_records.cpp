@@ -50,8 +50,8 @@ ClientSettings someSettings()
 struct Kind
 {
     QByteArray json;             ///< The sample.
-    QByteArray empty;            ///< What an empty map is read as.
-    QVariantMap misspelt;        ///< Keys that are none of this record's.
+    QByteArray empty;            ///< The record that an empty map gives.
+    QVariantMap misspelt;        ///< Keys that this record does not know.
     QStringList textKeys;        ///< Without the date.
     QVariantMap sample;          ///< As the record writes it.
     QVariantMap madeNew;         ///< A default-constructed record, as it writes it.
@@ -127,12 +127,12 @@ QVector<Kind> allKinds()
     };
 }
 
-/// What comes of a change of a copy of a sample.
+/// The result when a copy of a sample is changed.
 struct Outcome
 {
     QVariantMap before;
     QVariantMap after;
-    QVariantMap sample; ///< Afterwards.
+    QVariantMap sample; ///< After the change.
     bool wasEqual = false;
     bool isEqual = false;
     bool isUnequal = false;
@@ -172,7 +172,7 @@ Change inState(void (*change)(ClientState& state))
     return changeOf(someState(), change);
 }
 
-/// What the process was given; null when nothing.
+/// The zone with which the process was started; null when there was none.
 const QByteArray ZONE = qgetenv("TZ");
 
 void setZone(const QByteArray& zone)
@@ -511,7 +511,7 @@ void TstRecords::date_inTheHourThatIsSkipped_data()
     QTest::newRow("not skipped here") << QByteArray("UTC") << true;
 }
 
-// There is no such local time, so there is no valid date-time for it either, and it must not turn into another hour.
+// There is no such local time, so the date-time is not valid. It must not become another hour.
 void TstRecords::date_inTheHourThatIsSkipped()
 {
     QFETCH(QByteArray, zone);

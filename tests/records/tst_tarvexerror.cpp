@@ -21,7 +21,7 @@ TarvexError::Error codeOf(int number)
     return static_cast<TarvexError::Error>(number);
 }
 
-/// Opens the protected code table to the tests.
+/// Gives the tests access to the protected code table.
 class ErrorTable : public TarvexError
 {
 public:
@@ -55,7 +55,7 @@ void TstTarvexError::cleanup()
     ErrorTable::clear();
 }
 
-// Must stay the first: nothing has used the table yet.
+// This must stay the first test, because nothing may have used the table before.
 void TstTarvexError::table_beforeFirstUse_isEmpty()
 {
     QCOMPARE(ErrorTable::size(), 0);
@@ -100,14 +100,14 @@ void TstTarvexError::construct_fromCode_takesTextFromTable()
     QCOMPARE(static_cast<int>(error.error()), code);
     QCOMPARE(error.description(), text);
 
-    // The table holds what the translation made of it when it was built.
+    // The table has the texts as they were translated when it was built.
     ErrorTable::clear();
     const MarkingTranslator translator;
     const QString marked = text.isEmpty() ? text : MarkingTranslator::marked("QObject", text);
     QCOMPARE(TarvexError(codeOf(code)).description(), marked);
 }
 
-// And not again, whatever is installed or removed later.
+// The texts are not translated again when a translation is installed or removed later.
 void TstTarvexError::table_isTranslatedWhenItIsBuilt()
 {
     {

@@ -1,5 +1,6 @@
-// statechild direct|default|queued: commits a state whose receiver reads it, connected in that way.
-// statechild before-main: sets the state before main() is entered. statechild at-exit: sets it when the library goes.
+// statechild direct|default|queued: commits a state. Its receiver is connected in this way, and reads the state.
+// statechild before-main: sets the state before main() begins.
+// statechild at-exit: sets the state when the library is unloaded.
 
 #include "statewrapper/statecatcher.h"
 
@@ -59,7 +60,7 @@ public Q_SLOTS:
 
 namespace {
 
-/// Made before main() is entered, as a service's own static objects are.
+/// Made before main() begins, like the static objects of a service.
 struct EarlyUser
 {
     EarlyUser()

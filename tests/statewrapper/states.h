@@ -4,7 +4,7 @@
 #include "literals.h"
 #include "statewrapper/abstractstatewrapper.h"
 
-/// The smallest wrapper: what is common to those of the tests.
+/// The smallest wrapper, the base of the other ones in the tests.
 class PlainState : public AbstractStateWrapper
 {
     Q_OBJECT
@@ -19,7 +19,7 @@ public:
     }
 };
 
-/// Exactly the properties "a" and "b", not in the order of their names.
+/// Has the properties "a" and "b" only. They are not declared in the order of their names.
 class TwoState : public PlainState
 {
     Q_OBJECT

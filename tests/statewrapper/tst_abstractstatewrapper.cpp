@@ -42,7 +42,7 @@ public:
     int m_c = 3;
 };
 
-/// Declares again what the base classes declare already.
+/// Declares properties again that its base classes have.
 class RedeclaringState : public TwoState
 {
     Q_OBJECT
@@ -129,7 +129,7 @@ public:
     Parts m_parts = Head;
 };
 
-/// Its enumeration is known to nobody else, so that one test can watch it being registered.
+/// Only this class uses the enumeration, so one test can see what its registration changes.
 class LateEnumState : public PlainState
 {
     Q_OBJECT
@@ -144,7 +144,7 @@ public:
     Mode m_mode = Mode::Busy;
 };
 
-/// Its map and its bytes are what the test says.
+/// The test sets its map and its bytes.
 class OverridingState : public TwoState
 {
     Q_OBJECT
@@ -158,8 +158,7 @@ public:
     bool m_useBytes = false;
 };
 
-/// What a wrapper's values become: the properties of a service, set, read and written as JSON. How it is locked is
-/// tested by tst_statelock.
+/// How the values of a wrapper are set, read and written as JSON. tst_statelock tests how it is locked.
 class TstAbstractStateWrapper : public QObject
 {
     Q_OBJECT

@@ -109,7 +109,7 @@ void TstStateCatcher::catchvalue_ofDateTime_isADateTimeVariant()
     QCOMPARE(moment.value.userType(), int(QMetaType::QDateTime));
     QCOMPARE(moment.value.toDateTime(), utc);
     QCOMPARE(moment.value.toDateTime().timeSpec(), Qt::UTC);
-    // An invalid one stays a date-time, and not "no value".
+    // An invalid date-time stays a date-time. It does not become "no value".
     QCOMPARE(catchvalue(MOMENT, QDateTime()).value.userType(), int(QMetaType::QDateTime));
 }
 
@@ -158,7 +158,7 @@ void TstStateCatcher::stream_setsEachValueThenCommits()
     QCOMPARE(log.texts(), QStringList());
 }
 
-// Whoever looks in between sees the beginning of a chain.
+// Others can see the first values of a chain before the rest is set.
 void TstStateCatcher::stream_isNoTransaction()
 {
     const QSharedPointer<RecordingState> state = initWrapper();
@@ -275,7 +275,7 @@ void TstStateCatcher::commit_whoseReceiverReplacesTheWrapper_keepsItToTheEnd()
     QCOMPARE(StateCatcher().property(NUMBER), QVariant(5));
 }
 
-/// Gives its place to another wrapper when a value is set, and says whether it outlived that.
+/// Makes another wrapper the current one when a value is set, and tells whether it still lived after that.
 class ResigningState : public RecordingState
 {
     Q_OBJECT

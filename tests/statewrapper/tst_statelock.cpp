@@ -1,4 +1,4 @@
-// The lock of the state: what holds it, what leaves it free, and what threads and processes see of it.
+// The lock of the state: what holds it, what releases it, and how threads and processes behave with it.
 
 #include "childprocess.h"
 #include "literals.h"
@@ -19,7 +19,7 @@
 #include <utility>
 #include <vector>
 
-/// Accessors that do what accessors should not.
+/// Accessors that do what accessors should not do.
 class UnrulyState : public PlainState
 {
     Q_OBJECT
@@ -41,7 +41,7 @@ public:
     void release(int value)
     {
         Q_UNUSED(value)
-        const auto release = m_release; // The object goes during the call.
+        const auto release = m_release; // A copy, because the object may be destroyed during the call.
         release();
     }
 
@@ -70,7 +70,7 @@ public:
         ++m_sets;
     }
 
-    int m_sets = 0; ///< Guarded by nothing but the state's lock.
+    int m_sets = 0; ///< Only the state's lock guards it.
 
 private:
     Pair m_pair;
@@ -81,10 +81,10 @@ private:
 
 namespace {
 
-/// Long enough for a thread that does not wait to be through; whoever does wait is not made to fail by a busy machine.
+/// A thread that need not wait is done within this time. A thread that waits cannot pass by chance on a busy machine.
 constexpr std::chrono::milliseconds MOMENT{200};
 
-/// Whether another thread can read \a state just now. The reader is left in \a reader when it cannot.
+/// Whether another thread can read \a state now. \a reader is that thread.
 bool canBeRead(AbstractStateWrapper& state, std::thread& reader)
 {
     std::promise<void> done;
@@ -96,7 +96,8 @@ bool canBeRead(AbstractStateWrapper& state, std::thread& reader)
     return isDone.wait_for(MOMENT) == std::future_status::ready;
 }
 
-/// A read that would block forever if the lock were still taken would take the test's time limit with it.
+/// If the lock were still taken, a read in this thread would block until the test's time limit. So another thread
+/// reads.
 bool isUnlocked()
 {
     TwoState state;
@@ -122,7 +123,7 @@ public:
         if (!m_reader.joinable()) {
             return false;
         }
-        m_reader.join(); // It has been served by now, or is so now that the lock is free.
+        m_reader.join(); // It can read now, because the lock is free.
         return !m_couldRead && isUnlocked();
     }
 
@@ -132,7 +133,7 @@ private:
     bool m_couldRead = true;
 };
 
-/// Calls what the test says in the midst of every log line, as a log output is called.
+/// Calls a function of the test for every log line, like a log output.
 class DuringLog
 {
 public:
@@ -295,7 +296,7 @@ void TstStateLock::commit_toReceiverInAnotherThread_showsTheCommittedValues()
     receiver.moveToThread(&thread);
     std::promise<QByteArray> seen;
     std::future<QByteArray> isSeen = seen.get_future();
-    // The default connection: queued, since the receiver lives elsewhere.
+    // The default connection is queued here, because the receiver lives in another thread.
     connect(&state, &AbstractStateWrapper::stateChanged, &receiver,
             [&state, &seen] { seen.set_value(state.toByteArray()); });
     thread.start();
@@ -324,7 +325,7 @@ void TstStateLock::init_replacesAndReleasesTheFormerWrapper()
 
 void TstStateLock::init_whileDestroyed_formerWrapperFindsItsSuccessor()
 {
-    // A wrapper whose destruction sets a value: the lock is free by then.
+    // The destruction of a wrapper sets a value: the lock is free at that moment.
     const QSharedPointer<TwoState> second(new TwoState);
     QObject* const first = new TwoState;
     connect(first, &QObject::destroyed, this, [second] { second->setValue(u"a"_s, 9); });
@@ -340,7 +341,7 @@ void TstStateLock::manyThreads_neverSeeAValueHalfWritten()
     constexpr int ROUNDS = 400;
     const auto state = QSharedPointer<SharedState>::create();
     AbstractStateWrapper::init(state);
-    int commits = 0; // Guarded by nothing but the lock under which the signal is emitted.
+    int commits = 0; // Only the lock under which the signal is emitted guards it.
     connect(
         state.data(), &AbstractStateWrapper::stateChanged, this, [&commits] { ++commits; }, Qt::DirectConnection);
     std::atomic<int> halfWritten{0};
@@ -391,7 +392,7 @@ void TstStateLock::directReceiver_thatReads_blocksForever()
     ChildProcess child(QStringLiteral(STATE_CHILD), {connection});
     QVERIFY(child.start());
     QVERIFY(child.waitForLine(u"called"_s));
-    // Forever cannot be waited for; whoever is not blocked goes on at once.
+    // A test cannot wait forever. A process that is not blocked continues at once.
     QVERIFY(!child.waitForMore(2000));
     QVERIFY(child.killHard());
     QCOMPARE(child.out(), QByteArray("called\n"));

@@ -66,7 +66,6 @@ template <typename Record>
 QVector<QVariantMap> copiesOf(const Record& sample)
 {
     static_assert(std::is_nothrow_move_constructible_v<Record> && std::is_nothrow_move_assignable_v<Record>);
-    const Record copy(sample);
     Record assigned;
     assigned = sample;
     Record source(sample);
@@ -74,7 +73,7 @@ QVector<QVariantMap> copiesOf(const Record& sample)
     source = sample;
     Record moveAssigned;
     moveAssigned = std::move(source);
-    return {copy.toVariantMap(), assigned.toVariantMap(), moved.toVariantMap(), moveAssigned.toVariantMap()};
+    return {Record(sample).toVariantMap(), assigned.toVariantMap(), moved.toVariantMap(), moveAssigned.toVariantMap()};
 }
 
 template <typename Record>

@@ -30,7 +30,7 @@ QStringList checked(const QStringList& command)
 class Run
 {
 public:
-    explicit Run(const QStringList& command) : m_process(checked(command).first(), checked(command).mid(1)) { }
+    explicit Run(const QStringList& command) : m_process(checked(command).constFirst(), checked(command).mid(1)) { }
 
     ChildProcess& process() { return m_process; }
 

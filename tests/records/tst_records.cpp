@@ -11,6 +11,7 @@
 #include <ctime>
 #include <functional>
 #include <type_traits>
+#include <vector>
 
 using samples::someMessage;
 using samples::someState;
@@ -104,7 +105,7 @@ QByteArray quoted(QByteArray json)
     return json.replace('\'', '"');
 }
 
-QVector<Kind> allKinds()
+std::vector<Kind> allKinds()
 {
     return {
         kindOf(someMessage(),
@@ -345,7 +346,8 @@ void TstRecords::valueOfAnotherType()
     QFETCH(QVariant, given);
     QFETCH(QString, text);
     for (const Kind& kind : allKinds()) {
-        for (const QString& key : kind.textKeys + QStringList(DATE)) {
+        const QStringList keys = kind.textKeys + QStringList(DATE);
+        for (const QString& key : keys) {
             QVariantMap expected = kind.sample;
             expected[key] = key == DATE ? QString() : text;
             QVariantMap map = kind.sample;

@@ -122,7 +122,15 @@ public:
         return stopResult;
     }
 
-    // To be set before the worker gets its thread.
+    /// Queues marks behind everything that waits for the worker now.
+    void postMarks(int count = 1)
+    {
+        for (int call = 0; call < count; ++call) {
+            QMetaObject::invokeMethod(this, "mark", Qt::QueuedConnection);
+        }
+    }
+
+    // To be set before the worker's thread is started.
     const std::shared_ptr<Record> record;
     Hook onStart;
     Hook onStop;

@@ -2,9 +2,7 @@
 
 #include "literals.h"
 #include "recordingworker.h"
-#include "virtualtable.h"
 
-#include <QMetaMethod>
 #include <QTest>
 #include <QThread>
 #include <QTimer>
@@ -17,10 +15,6 @@
 using wexcor::AbstractWorker;
 
 static_assert(std::is_abstract_v<AbstractWorker>);
-static_assert(std::is_base_of_v<QObject, AbstractWorker>);
-static_assert(std::has_virtual_destructor_v<AbstractWorker>);
-static_assert(std::is_same_v<decltype(&AbstractWorker::doStart), bool (AbstractWorker::*)()>);
-static_assert(std::is_same_v<decltype(&AbstractWorker::doStop), bool (AbstractWorker::*)()>);
 
 namespace {
 
@@ -39,9 +33,6 @@ public:
         QObject::connect(&m_thread, SIGNAL(finished()), worker, SLOT(deleteLater()));
         m_thread.start();
     }
-
-    /// Posts a mark behind everything that waits for the worker now.
-    void postMark() const { QMetaObject::invokeMethod(worker, "mark", Qt::QueuedConnection); }
 
     void end()
     {
@@ -62,21 +53,21 @@ class TstAbstractWorker : public QObject
 {
     Q_OBJECT
 private Q_SLOTS:
+
+    void init() { m_record = std::make_shared<Record>(); }
+
     void construct_hasNoParentAndCallsNothing();
-    void metaObject_hasTheOneSlot();
-    void virtuals_standInTheirOrder();
     void virtuals_calledThroughTheBase();
     void restart_stopsThenStartsInTheOwnThread();
     void restart_returnsAtOnce();
     void restart_inTheOwnThread_isQueuedToo();
     void restart_whileOneIsQueued_addsNothing();
-    void restart_afterOneHasRun_runsAgain();
     void restart_startFollowsWhateverStopReturned_data();
     void restart_startFollowsWhateverStopReturned();
     void restart_insideDoStart_asksForAnotherRound();
     void restart_insideDoStop_addsNothing();
-    void restart_fromOutsideDuringDoStop_getsItsOwnRound();
-    void restart_fromOutsideDuringDoStart_getsItsOwnRound();
+    void restart_fromOutsideDuringOne_getsItsOwnRound_data();
+    void restart_fromOutsideDuringOne_getsItsOwnRound();
     void restart_insideDoStopByQueuedSignal_endsAfterOneMoreRound();
     void restart_beforeTheThreadStarts_runsThen();
     void restart_keepsItsPlaceInTheQueue();
@@ -85,42 +76,24 @@ private Q_SLOTS:
     void restart_byRepeatingTimer_keepsStarting();
     void restart_bySignalFromAnotherThread();
     void destructor_withARestartQueued_runsNothing();
+
+private:
+    std::shared_ptr<Record> m_record; ///< Of a worker in the test's own thread.
 };
 
 void TstAbstractWorker::construct_hasNoParentAndCallsNothing()
 {
-    const auto record = std::make_shared<Record>();
     {
-        RecordingWorker worker(record);
+        RecordingWorker worker(m_record);
         QVERIFY(worker.parent() == nullptr);
         QCOMPARE(worker.thread(), QThread::currentThread());
     }
-    QCOMPARE(record->events(), QStringList{DELETED});
-}
-
-void TstAbstractWorker::metaObject_hasTheOneSlot()
-{
-    const QMetaObject& meta = AbstractWorker::staticMetaObject;
-    QCOMPARE(meta.className(), "wexcor::AbstractWorker");
-    QCOMPARE(meta.superClass(), &QObject::staticMetaObject);
-    QCOMPARE(meta.methodCount() - meta.methodOffset(), 1);
-    const QMetaMethod method = meta.method(meta.methodOffset());
-    QCOMPARE(method.methodSignature(), QByteArray("restart()"));
-    QCOMPARE(method.methodType(), QMetaMethod::Slot);
-    QCOMPARE(method.access(), QMetaMethod::Public);
-    QCOMPARE(method.returnType(), static_cast<int>(QMetaType::Void));
-    QCOMPARE(meta.propertyCount(), QObject::staticMetaObject.propertyCount());
-}
-
-void TstAbstractWorker::virtuals_standInTheirOrder()
-{
-    QVERIFY(virtualtable::followQObject(&AbstractWorker::doStart, &AbstractWorker::doStop));
+    QCOMPARE(m_record->events(), QStringList{DELETED});
 }
 
 void TstAbstractWorker::virtuals_calledThroughTheBase()
 {
-    const auto record = std::make_shared<Record>();
-    RecordingWorker worker(record);
+    RecordingWorker worker(m_record);
     AbstractWorker& base = worker;
     worker.startResult = false;
     QVERIFY(!base.doStart());
@@ -129,7 +102,7 @@ void TstAbstractWorker::virtuals_calledThroughTheBase()
     worker.stopResult = false;
     QVERIFY(base.doStart());
     QVERIFY(!base.doStop());
-    QCOMPARE(record->events(), QStringList({START, STOP, START, STOP}));
+    QCOMPARE(m_record->events(), QStringList({START, STOP, START, STOP}));
 }
 
 void TstAbstractWorker::restart_stopsThenStartsInTheOwnThread()
@@ -137,7 +110,7 @@ void TstAbstractWorker::restart_stopsThenStartsInTheOwnThread()
     WorkerInThread subject;
     subject.start();
     subject.worker->restart();
-    subject.postMark();
+    subject.worker->postMarks();
     QTRY_VERIFY(subject.record->has(MARK));
     QCOMPARE(subject.record->events(), QStringList({STOP, START, MARK}));
     QCOMPARE(subject.record->strays(), QStringList());
@@ -158,35 +131,22 @@ void TstAbstractWorker::restart_returnsAtOnce()
 
 void TstAbstractWorker::restart_inTheOwnThread_isQueuedToo()
 {
-    const auto record = std::make_shared<Record>();
-    RecordingWorker worker(record);
+    RecordingWorker worker(m_record);
     worker.restart();
-    QCOMPARE(record->events(), QStringList());
+    QCOMPARE(m_record->events(), QStringList());
     QCoreApplication::processEvents();
-    QCOMPARE(record->events(), QStringList({STOP, START}));
+    QCOMPARE(m_record->events(), QStringList({STOP, START}));
 }
 
 void TstAbstractWorker::restart_whileOneIsQueued_addsNothing()
 {
-    const auto record = std::make_shared<Record>();
-    RecordingWorker worker(record);
+    RecordingWorker worker(m_record);
     worker.restart();
     worker.restart();
     QVERIFY(QMetaObject::invokeMethod(&worker, "restart", Qt::DirectConnection));
     QCoreApplication::processEvents();
     QCoreApplication::processEvents();
-    QCOMPARE(record->events(), QStringList({STOP, START}));
-}
-
-void TstAbstractWorker::restart_afterOneHasRun_runsAgain()
-{
-    const auto record = std::make_shared<Record>();
-    RecordingWorker worker(record);
-    for (int round = 0; round < 3; ++round) {
-        worker.restart();
-        QCoreApplication::processEvents();
-    }
-    QCOMPARE(record->events(), QStringList({STOP, START, STOP, START, STOP, START}));
+    QCOMPARE(m_record->events(), QStringList({STOP, START}));
 }
 
 void TstAbstractWorker::restart_startFollowsWhateverStopReturned_data()
@@ -203,21 +163,19 @@ void TstAbstractWorker::restart_startFollowsWhateverStopReturned()
 {
     QFETCH(bool, startResult);
     QFETCH(bool, stopResult);
-    const auto record = std::make_shared<Record>();
-    RecordingWorker worker(record);
+    RecordingWorker worker(m_record);
     worker.startResult = startResult;
     worker.stopResult = stopResult;
-    for (int round = 0; round < 2; ++round) {
+    for (int round = 0; round < 3; ++round) {
         worker.restart();
         QCoreApplication::processEvents();
     }
-    QCOMPARE(record->events(), QStringList({STOP, START, STOP, START}));
+    QCOMPARE(m_record->events(), QStringList({STOP, START, STOP, START, STOP, START}));
 }
 
 void TstAbstractWorker::restart_insideDoStart_asksForAnotherRound()
 {
-    const auto record = std::make_shared<Record>();
-    RecordingWorker worker(record);
+    RecordingWorker worker(m_record);
     int calls = 2;
     worker.onStart = [&calls](RecordingWorker& self) {
         if (calls-- > 0) {
@@ -226,57 +184,47 @@ void TstAbstractWorker::restart_insideDoStart_asksForAnotherRound()
         }
     };
     worker.restart();
-    QTRY_COMPARE(record->count(START), 3);
+    QTRY_COMPARE(m_record->count(START), 3);
     QCoreApplication::processEvents();
-    QCOMPARE(record->events(), QStringList({STOP, START, STOP, START, STOP, START}));
+    QCOMPARE(m_record->events(), QStringList({STOP, START, STOP, START, STOP, START}));
 }
 
 void TstAbstractWorker::restart_insideDoStop_addsNothing()
 {
-    const auto record = std::make_shared<Record>();
-    RecordingWorker worker(record);
+    RecordingWorker worker(m_record);
     worker.onStop = [](RecordingWorker& self) { self.restart(); };
     worker.restart();
     for (int round = 0; round < 5; ++round) {
         QCoreApplication::processEvents();
     }
-    QCOMPARE(record->events(), QStringList({STOP, START}));
+    QCOMPARE(m_record->events(), QStringList({STOP, START}));
     // The next one from outside is as good as the first.
     worker.restart();
     QCoreApplication::processEvents();
-    QCOMPARE(record->events(), QStringList({STOP, START, STOP, START}));
+    QCOMPARE(m_record->events(), QStringList({STOP, START, STOP, START}));
 }
 
-void TstAbstractWorker::restart_fromOutsideDuringDoStop_getsItsOwnRound()
+void TstAbstractWorker::restart_fromOutsideDuringOne_getsItsOwnRound_data()
 {
+    QTest::addColumn<bool>("duringStop");
+    QTest::newRow("during doStop()") << true;
+    QTest::newRow("during doStart()") << false;
+}
+
+void TstAbstractWorker::restart_fromOutsideDuringOne_getsItsOwnRound()
+{
+    QFETCH(bool, duringStop);
     WorkerInThread subject;
     Gate gate;
-    subject.worker->onStop = [&gate](RecordingWorker&) { gate.wait(); };
+    (duringStop ? subject.worker->onStop : subject.worker->onStart) = [&gate](RecordingWorker&) { gate.wait(); };
     subject.start();
     subject.worker->restart();
-    QTRY_VERIFY(subject.record->has(STOP));
+    QTRY_VERIFY(subject.record->has(duringStop ? STOP : START));
     subject.worker->restart();
     subject.worker->restart();
     gate.open();
     QTRY_COMPARE(subject.record->count(START), 2);
-    subject.postMark();
-    QTRY_VERIFY(subject.record->has(MARK));
-    QCOMPARE(subject.record->events(), QStringList({STOP, START, STOP, START, MARK}));
-    QCOMPARE(subject.record->strays(), QStringList());
-}
-
-void TstAbstractWorker::restart_fromOutsideDuringDoStart_getsItsOwnRound()
-{
-    WorkerInThread subject;
-    Gate gate;
-    subject.worker->onStart = [&gate](RecordingWorker&) { gate.wait(); };
-    subject.start();
-    subject.worker->restart();
-    QTRY_VERIFY(subject.record->has(START));
-    subject.worker->restart();
-    subject.worker->restart();
-    gate.open();
-    subject.postMark();
+    subject.worker->postMarks();
     QTRY_VERIFY(subject.record->has(MARK));
     QCOMPARE(subject.record->events(), QStringList({STOP, START, STOP, START, MARK}));
     QCOMPARE(subject.record->strays(), QStringList());
@@ -285,8 +233,7 @@ void TstAbstractWorker::restart_fromOutsideDuringDoStart_getsItsOwnRound()
 void TstAbstractWorker::restart_insideDoStopByQueuedSignal_endsAfterOneMoreRound()
 {
     // A queued signal from inside doStop() arrives when the restart is over: it cannot be told from one from outside.
-    const auto record = std::make_shared<Record>();
-    RecordingWorker worker(record);
+    RecordingWorker worker(m_record);
     int signalsLeft = 1;
     worker.onStop = [&signalsLeft](RecordingWorker& self) {
         if (signalsLeft-- > 0) {
@@ -294,9 +241,9 @@ void TstAbstractWorker::restart_insideDoStopByQueuedSignal_endsAfterOneMoreRound
         }
     };
     worker.restart();
-    QTRY_COMPARE(record->count(START), 2);
+    QTRY_COMPARE(m_record->count(START), 2);
     QCoreApplication::processEvents();
-    QCOMPARE(record->events(), QStringList({STOP, START, STOP, START}));
+    QCOMPARE(m_record->events(), QStringList({STOP, START, STOP, START}));
 }
 
 void TstAbstractWorker::restart_beforeTheThreadStarts_runsThen()
@@ -306,7 +253,7 @@ void TstAbstractWorker::restart_beforeTheThreadStarts_runsThen()
     subject.worker->restart();
     QCOMPARE(subject.record->events(), QStringList());
     subject.start();
-    subject.postMark();
+    subject.worker->postMarks();
     QTRY_VERIFY(subject.record->has(MARK));
     QCOMPARE(subject.record->events(), QStringList({STOP, START, MARK}));
     QCOMPARE(subject.record->strays(), QStringList());
@@ -315,9 +262,9 @@ void TstAbstractWorker::restart_beforeTheThreadStarts_runsThen()
 void TstAbstractWorker::restart_keepsItsPlaceInTheQueue()
 {
     WorkerInThread subject;
-    subject.postMark();
+    subject.worker->postMarks();
     subject.worker->restart();
-    subject.postMark();
+    subject.worker->postMarks();
     subject.start();
     QTRY_COMPARE(subject.record->count(MARK), 2);
     QCOMPARE(subject.record->events(), QStringList({MARK, STOP, START, MARK}));
@@ -344,7 +291,7 @@ void TstAbstractWorker::restart_fromManyThreads_isFollowedByOneRound()
     for (std::thread& thread : threads) {
         thread.join();
     }
-    subject.postMark();
+    subject.worker->postMarks();
     QTRY_VERIFY(subject.record->has(MARK));
     const QStringList events = subject.record->events();
     QCOMPARE(events.last(), MARK);
@@ -360,7 +307,7 @@ void TstAbstractWorker::restart_fromManyThreads_isFollowedByOneRound()
     // And it was the last: nothing more is under way.
     subject.record->clear();
     subject.worker->restart();
-    subject.postMark();
+    subject.worker->postMarks();
     QTRY_VERIFY(subject.record->has(MARK));
     QCOMPARE(subject.record->events(), QStringList({STOP, START, MARK}));
 }
@@ -396,15 +343,14 @@ void TstAbstractWorker::restart_showsWhatTheCallerWroteBefore()
 
 void TstAbstractWorker::restart_byRepeatingTimer_keepsStarting()
 {
-    const auto record = std::make_shared<Record>();
-    RecordingWorker worker(record);
+    RecordingWorker worker(m_record);
     // As long as nothing works: both give up every time.
     worker.startResult = false;
     worker.stopResult = false;
     QTimer timer;
     QVERIFY(QObject::connect(&timer, SIGNAL(timeout()), &worker, SLOT(restart())));
     timer.start(1);
-    QTRY_VERIFY(record->count(START) >= 5);
+    QTRY_VERIFY(m_record->count(START) >= 5);
     timer.stop();
     QVERIFY(QObject::disconnect(&timer, SIGNAL(timeout()), &worker, SLOT(restart())));
 }
@@ -423,13 +369,12 @@ void TstAbstractWorker::restart_bySignalFromAnotherThread()
 
 void TstAbstractWorker::destructor_withARestartQueued_runsNothing()
 {
-    const auto record = std::make_shared<Record>();
     {
-        RecordingWorker worker(record);
+        RecordingWorker worker(m_record);
         worker.restart();
     }
     QCoreApplication::processEvents();
-    QCOMPARE(record->events(), QStringList{DELETED});
+    QCOMPARE(m_record->events(), QStringList{DELETED});
 }
 
 QTEST_GUILESS_MAIN(TstAbstractWorker)

@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <functional>
 #include <memory>
 #include <mutex>
 #include <thread>
@@ -57,6 +58,27 @@ void console(QtMsgType, const QMessageLogContext&, const QString& text)
 LoggerManager::Output output(const QString& name)
 {
     return [name](QtMsgType, const QMessageLogContext&, const QString& text) { lines.add(name + u": "_s + text); };
+}
+
+/// One call of the manager.
+struct Step
+{
+    QString category;
+    LoggerManager::Output output;
+    bool isRemoval = false;
+};
+
+using Steps = QList<Step>;
+
+/// An output that puts its name, mostly that of its category, before each line.
+Step set(const QString& category, const QString& name = QString())
+{
+    return {category, output(name.isEmpty() ? category : name)};
+}
+
+Step unset(const QString& category)
+{
+    return {category, nullptr, true};
 }
 
 void logEverywhere()
@@ -111,7 +133,21 @@ bool isHandlerInstalled()
 
 const bool handlerInstalledAtLoad = isHandlerInstalled();
 
+/// Runs \a work in so many threads at once, and waits for them.
+void runInThreads(int count, const std::function<void()>& work)
+{
+    std::vector<std::thread> threads;
+    for (int thread = 0; thread < count; ++thread) {
+        threads.emplace_back(work);
+    }
+    for (std::thread& thread : threads) {
+        thread.join();
+    }
+}
+
 } // namespace
+Q_DECLARE_METATYPE(Steps)
+Q_DECLARE_METATYPE(LoggerManager::Output)
 
 class TstLoggerManager : public QObject
 {
@@ -124,27 +160,18 @@ private Q_SLOTS:
     void removeOutput_beforeTheFirstOutput_installsNothing();
     void firstOutput_whileOthersLog_losesNoLine();
     void firstOutput_installsTheManager();
-    void outputs_none_leaveTheConsole();
-    void output_getsItsCategoryAlone();
+    void outputs_getTheirLines_data();
+    void outputs_getTheirLines();
     void output_getsLevelContextAndText_data();
     void output_getsLevelContextAndText();
-    void output_forDefaultCategory_getsPlainLines();
-    void emptyCategory_getsWhatNoOutputIsFor();
-    void emptyCategory_ownOutputWins();
     void emptyCategory_nullAndEmptyTextAreTheSame();
-    void setOutputs_again_replaces();
-    void setOutputs_emptyFunction_removes();
-    void removeOutput_undoesOneAlone();
-    void removeOutput_unknownCategory_isFine();
-    void console_getsEachLineOnceAndFirst();
     void output_isCalledInTheLoggingThread();
     void output_thatLogs_isNotCalledByItsOwnLines();
     void output_thatLogs_reachesNoOtherOutput();
     void output_thatLogs_inAnotherThread_isStillCalled();
-    void output_mayReplaceItself();
-    void output_mayRemoveItself();
+    void output_mayReplaceOrRemoveItself_data();
+    void output_mayReplaceOrRemoveItself();
     void output_isDestroyedOutsideTheLock();
-    void output_ofSharedState_isCopiedIn();
     void outputs_setAndRemovedWhileOthersLog();
     void outputs_differentCategoriesAtOnce_doNotMix();
 };
@@ -220,18 +247,57 @@ void TstLoggerManager::firstOutput_installsTheManager()
     QVERIFY(installedHandler() == manager);
 }
 
-void TstLoggerManager::outputs_none_leaveTheConsole()
+void TstLoggerManager::outputs_getTheirLines_data()
 {
-    logEverywhere();
-    QCOMPARE(lines.take(), list("console: 1|console: 2|console: 3|console: 4"));
+    QTest::addColumn<Steps>("steps");
+    QTest::addColumn<QStringList>("expected");
+    QTest::newRow("none") << Steps() << list("console: 1|console: 2|console: 3|console: 4");
+    QTest::newRow("two categories") << Steps{set(FIRST), set(SECOND)}
+                                    << list("console: 1|tst.first: 1|console: 2|tst.second: 2|console: 3|console: 4");
+    QTest::newRow("the default category")
+        << Steps{set(DEFAULT)} << list("console: 1|console: 2|console: 3|console: 4|default: 4");
+    QTest::newRow("every other category")
+        << Steps{set(EVERY_OTHER, u"other"_s)}
+        << list("console: 1|other: 1|console: 2|other: 2|console: 3|other: 3|console: 4|other: 4");
+    const Steps everyKind{set(EVERY_OTHER, u"other"_s), set(FIRST), set(DEFAULT)};
+    QTest::newRow("an own output wins")
+        << everyKind << list("console: 1|tst.first: 1|console: 2|other: 2|console: 3|other: 3|console: 4|default: 4");
+    QTest::newRow("an own output is removed")
+        << everyKind + Steps{unset(FIRST)}
+        << list("console: 1|other: 1|console: 2|other: 2|console: 3|other: 3|console: 4|default: 4");
+    QTest::newRow("that of every other is removed, too") << everyKind
+            + Steps{unset(FIRST), unset(EVERY_OTHER)} << list("console: 1|console: 2|console: 3|console: 4|default: 4");
+    QTest::newRow("set again") << Steps{set(FIRST, u"old"_s), set(FIRST, u"new"_s)}
+                               << list("console: 1|new: 1|console: 2|console: 3|console: 4");
+    QTest::newRow("set again and removed") << Steps{set(FIRST, u"old"_s), set(FIRST, u"new"_s), unset(FIRST)}
+                                           << list("console: 1|console: 2|console: 3|console: 4");
+    QTest::newRow("that of every other is set again")
+        << Steps{set(EVERY_OTHER, u"old"_s), set(EVERY_OTHER, u"other"_s), set(FIRST)}
+        << list("console: 1|tst.first: 1|console: 2|other: 2|console: 3|other: 3|console: 4|other: 4");
+    QTest::newRow("an empty function removes")
+        << Steps{set(FIRST), set(EVERY_OTHER, u"other"_s), {FIRST, LoggerManager::Output()}}
+        << list("console: 1|other: 1|console: 2|other: 2|console: 3|other: 3|console: 4|other: 4");
+    QTest::newRow("one of two is removed") << Steps{set(FIRST), set(SECOND), unset(FIRST)}
+                                           << list("console: 1|console: 2|tst.second: 2|console: 3|console: 4");
+    QTest::newRow("unknown ones are removed") << Steps{set(FIRST), unset(SECOND), unset(EVERY_OTHER), unset(SECOND)}
+                                              << list("console: 1|tst.first: 1|console: 2|console: 3|console: 4");
 }
 
-void TstLoggerManager::output_getsItsCategoryAlone()
+// An output is set from a copy of what stands in the table.
+void TstLoggerManager::outputs_getTheirLines()
 {
-    LoggerManager::setOutputs(FIRST, output(u"first"_s));
-    LoggerManager::setOutputs(SECOND, output(u"second"_s));
+    QFETCH(Steps, steps);
+    QFETCH(QStringList, expected);
+    for (const Step& step : qAsConst(steps)) {
+        if (step.isRemoval) {
+            LoggerManager::removeOutput(step.category);
+        } else {
+            LoggerManager::setOutputs(step.category, step.output);
+        }
+    }
+    steps.clear();
     logEverywhere();
-    QCOMPARE(lines.take(), list("console: 1|first: 1|console: 2|second: 2|console: 3|console: 4"));
+    QCOMPARE(lines.take(), expected);
 }
 
 void TstLoggerManager::output_getsLevelContextAndText_data()
@@ -274,35 +340,6 @@ void TstLoggerManager::output_getsLevelContextAndText()
         QStringList({QString::number(type), FIRST, u"door.cpp"_s, u"17"_s, u"open"_s, QString::fromUtf8("t\u00e4xt")}));
 }
 
-void TstLoggerManager::output_forDefaultCategory_getsPlainLines()
-{
-    LoggerManager::setOutputs(DEFAULT, output(u"default"_s));
-    logEverywhere();
-    QCOMPARE(lines.take(), list("console: 1|console: 2|console: 3|console: 4|default: 4"));
-}
-
-void TstLoggerManager::emptyCategory_getsWhatNoOutputIsFor()
-{
-    LoggerManager::setOutputs(EVERY_OTHER, output(u"other"_s));
-    logEverywhere();
-    QCOMPARE(lines.take(), list("console: 1|other: 1|console: 2|other: 2|console: 3|other: 3|console: 4|other: 4"));
-}
-
-void TstLoggerManager::emptyCategory_ownOutputWins()
-{
-    LoggerManager::setOutputs(EVERY_OTHER, output(u"other"_s));
-    LoggerManager::setOutputs(FIRST, output(u"first"_s));
-    LoggerManager::setOutputs(DEFAULT, output(u"default"_s));
-    logEverywhere();
-    QCOMPARE(lines.take(), list("console: 1|first: 1|console: 2|other: 2|console: 3|other: 3|console: 4|default: 4"));
-    LoggerManager::removeOutput(FIRST);
-    qCWarning(firstCategory, "1");
-    QCOMPARE(lines.take(), list("console: 1|other: 1"));
-    LoggerManager::removeOutput(EVERY_OTHER);
-    qCWarning(firstCategory, "1");
-    QCOMPARE(lines.take(), list("console: 1"));
-}
-
 void TstLoggerManager::emptyCategory_nullAndEmptyTextAreTheSame()
 {
     LoggerManager::setOutputs(QString(), output(u"null"_s));
@@ -314,54 +351,6 @@ void TstLoggerManager::emptyCategory_nullAndEmptyTextAreTheSame()
     LoggerManager::removeOutput(QString());
     qWarning("4");
     QCOMPARE(lines.take(), list("console: 4"));
-}
-
-void TstLoggerManager::setOutputs_again_replaces()
-{
-    LoggerManager::setOutputs(FIRST, output(u"old"_s));
-    LoggerManager::setOutputs(FIRST, output(u"new"_s));
-    qCWarning(firstCategory, "1");
-    QCOMPARE(lines.take(), list("console: 1|new: 1"));
-    LoggerManager::removeOutput(FIRST);
-    qCWarning(firstCategory, "1");
-    QCOMPARE(lines.take(), list("console: 1"));
-}
-
-void TstLoggerManager::setOutputs_emptyFunction_removes()
-{
-    LoggerManager::setOutputs(FIRST, output(u"first"_s));
-    LoggerManager::setOutputs(EVERY_OTHER, output(u"other"_s));
-    LoggerManager::setOutputs(FIRST, LoggerManager::Output());
-    qCWarning(firstCategory, "1");
-    QCOMPARE(lines.take(), list("console: 1|other: 1"));
-}
-
-void TstLoggerManager::removeOutput_undoesOneAlone()
-{
-    LoggerManager::setOutputs(FIRST, output(u"first"_s));
-    LoggerManager::setOutputs(SECOND, output(u"second"_s));
-    LoggerManager::removeOutput(FIRST);
-    logEverywhere();
-    QCOMPARE(lines.take(), list("console: 1|console: 2|second: 2|console: 3|console: 4"));
-}
-
-void TstLoggerManager::removeOutput_unknownCategory_isFine()
-{
-    LoggerManager::setOutputs(FIRST, output(u"first"_s));
-    LoggerManager::removeOutput(SECOND);
-    LoggerManager::removeOutput(EVERY_OTHER);
-    LoggerManager::removeOutput(SECOND);
-    qCWarning(firstCategory, "1");
-    QCOMPARE(lines.take(), list("console: 1|first: 1"));
-}
-
-void TstLoggerManager::console_getsEachLineOnceAndFirst()
-{
-    LoggerManager::setOutputs(EVERY_OTHER, output(u"old"_s));
-    LoggerManager::setOutputs(EVERY_OTHER, output(u"other"_s));
-    LoggerManager::setOutputs(FIRST, output(u"first"_s));
-    qCWarning(firstCategory, "1");
-    QCOMPARE(lines.take(), list("console: 1|first: 1"));
 }
 
 void TstLoggerManager::output_isCalledInTheLoggingThread()
@@ -425,30 +414,27 @@ void TstLoggerManager::output_thatLogs_inAnotherThread_isStillCalled()
     QCOMPARE(lines.take(), list("console: 1|first: 1|console: 2|first: 2"));
 }
 
-void TstLoggerManager::output_mayReplaceItself()
+void TstLoggerManager::output_mayReplaceOrRemoveItself_data()
 {
-    const QString name = u"old: "_s;
-    LoggerManager::setOutputs(FIRST, [name](QtMsgType, const QMessageLogContext&, const QString& text) {
-        LoggerManager::setOutputs(FIRST, output(u"new"_s));
-        // What was captured is still there.
-        lines.add(name + text);
-    });
-    qCWarning(firstCategory, "1");
-    qCWarning(firstCategory, "2");
-    QCOMPARE(lines.take(), list("console: 1|old: 1|console: 2|new: 2"));
+    QTest::addColumn<LoggerManager::Output>("next");
+    QTest::addColumn<QStringList>("expected");
+    QTest::newRow("replace") << output(u"new"_s) << list("console: 1|old: 1|console: 2|new: 2");
+    QTest::newRow("remove") << LoggerManager::Output() << list("console: 1|old: 1|console: 2");
 }
 
-void TstLoggerManager::output_mayRemoveItself()
+void TstLoggerManager::output_mayReplaceOrRemoveItself()
 {
-    const QString name = u"first: "_s;
-    LoggerManager::setOutputs(FIRST, [name](QtMsgType, const QMessageLogContext&, const QString& text) {
-        LoggerManager::removeOutput(FIRST);
-        // What was captured is still there.
-        lines.add(name + text);
-    });
+    QFETCH(LoggerManager::Output, next);
+    QFETCH(QStringList, expected);
+    LoggerManager::setOutputs(FIRST,
+                              [next, name = u"old: "_s](QtMsgType, const QMessageLogContext&, const QString& text) {
+                                  next ? LoggerManager::setOutputs(FIRST, next) : LoggerManager::removeOutput(FIRST);
+                                  // What was captured is still there.
+                                  lines.add(name + text);
+                              });
     qCWarning(firstCategory, "1");
     qCWarning(firstCategory, "2");
-    QCOMPARE(lines.take(), list("console: 1|first: 1|console: 2"));
+    QCOMPARE(lines.take(), expected);
 }
 
 void TstLoggerManager::output_isDestroyedOutsideTheLock()
@@ -465,53 +451,34 @@ void TstLoggerManager::output_isDestroyedOutsideTheLock()
     QCOMPARE(lines.take(), list("console: gone|second: gone"));
 }
 
-void TstLoggerManager::output_ofSharedState_isCopiedIn()
-{
-    {
-        const LoggerManager::Output temporary = output(u"first"_s);
-        LoggerManager::setOutputs(FIRST, temporary);
-    }
-    qCWarning(firstCategory, "1");
-    QCOMPARE(lines.take(), list("console: 1|first: 1"));
-}
-
 void TstLoggerManager::outputs_setAndRemovedWhileOthersLog()
 {
     constexpr int ROUNDS = 300;
     const QStringList categories{FIRST, SECOND, DEFAULT, EVERY_OTHER};
     std::atomic<int> calls{0};
     std::atomic<bool> done{false};
-    std::vector<std::thread> setters;
-    for (int thread = 0; thread < 3; ++thread) {
-        setters.emplace_back([&calls, &categories] {
-            for (int round = 0; round < ROUNDS; ++round) {
-                for (const QString& category : categories) {
-                    // The token calls the manager in whichever thread lets go of the output last.
-                    LoggerManager::setOutputs(category,
-                                              [&calls, token = std::make_shared<CallsWhenDestroyed>()](
-                                                  QtMsgType, const QMessageLogContext&, const QString&) { ++calls; });
-                }
-                for (const QString& category : categories) {
-                    LoggerManager::removeOutput(category);
-                }
-            }
-        });
-    }
-    std::vector<std::thread> loggers;
-    for (int thread = 0; thread < 3; ++thread) {
-        loggers.emplace_back([&done] {
+    std::thread loggers([&done] {
+        runInThreads(3, [&done] {
             while (!done) {
                 logEverywhere();
             }
         });
-    }
-    for (std::thread& thread : setters) {
-        thread.join();
-    }
+    });
+    runInThreads(3, [&calls, &categories] {
+        for (int round = 0; round < ROUNDS; ++round) {
+            for (const QString& category : categories) {
+                // The token calls the manager in whichever thread lets go of the output last.
+                LoggerManager::setOutputs(category,
+                                          [&calls, token = std::make_shared<CallsWhenDestroyed>()](
+                                              QtMsgType, const QMessageLogContext&, const QString&) { ++calls; });
+            }
+            for (const QString& category : categories) {
+                LoggerManager::removeOutput(category);
+            }
+        }
+    });
     done = true;
-    for (std::thread& thread : loggers) {
-        thread.join();
-    }
+    loggers.join();
     // Every output of the storm has gone with its captures.
     lines.take();
     const int callsOfTheStorm = calls;
@@ -533,18 +500,12 @@ void TstLoggerManager::outputs_differentCategoriesAtOnce_doNotMix()
     };
     LoggerManager::setOutputs(FIRST, counter(firsts, "tst.first"));
     LoggerManager::setOutputs(SECOND, counter(seconds, "tst.second"));
-    std::vector<std::thread> threads;
-    for (int thread = 0; thread < 4; ++thread) {
-        threads.emplace_back([] {
-            for (int line = 0; line < LINES; ++line) {
-                qCWarning(firstCategory, "1");
-                qCWarning(secondCategory, "2");
-            }
-        });
-    }
-    for (std::thread& thread : threads) {
-        thread.join();
-    }
+    runInThreads(4, [] {
+        for (int line = 0; line < LINES; ++line) {
+            qCWarning(firstCategory, "1");
+            qCWarning(secondCategory, "2");
+        }
+    });
     QCOMPARE(firsts.load(), 4 * LINES);
     QCOMPARE(seconds.load(), 4 * LINES);
     QCOMPARE(strays.load(), 0);

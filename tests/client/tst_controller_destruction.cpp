@@ -1,11 +1,7 @@
 #include "client/tarvexcontroller.h"
 
-#include "client/supportedclients.h"
-#include "client/tarvexmsgworker.h"
-#include "client/tarvexqueryhandler.h"
-#include "client/tarvexqueryworker.h"
-#include "fakebus.h"
 #include "logging/tarvexloggingcategory.h"
+#include "servicetest.h"
 
 #include <QDeadlineTimer>
 #include <QElapsedTimer>
@@ -23,11 +19,6 @@
 using namespace tarvex;
 
 namespace {
-
-const QString PRINTER = BUSNAME_TICKET_PRINTER;
-
-/// What the destructor may take: 1500 ms and room for a loaded machine.
-constexpr qint64 BOUND_MS = 6000;
 
 /// Each controller takes 100 or 200 ms to go, which its workers sleep away while closing: so ten go at a time.
 constexpr int THREADS = 10;
@@ -53,65 +44,23 @@ enum class Moment {
     RetriedOnce
 };
 
-std::atomic<int> livingWorkers{0};
-
-class MsgWorker : public TarvexMsgWorker
-{
-public:
-    MsgWorker() : TarvexMsgWorker(PRINTER) { ++livingWorkers; }
-
-    ~MsgWorker() override { --livingWorkers; }
-
-    bool doStart() override
-    {
-        const bool isStarted = TarvexMsgWorker::doStart();
-        ++starts;
-        return isStarted;
-    }
-
-    std::atomic<int> starts{0};
-};
-
-class QueryWorker : public TarvexQueryWorker
-{
-public:
-    QueryWorker() : TarvexQueryWorker(1, PRINTER) { ++livingWorkers; }
-
-    ~QueryWorker() override { --livingWorkers; }
-
-    bool doStart() override
-    {
-        hasBegun = true;
-        const bool isStarted = TarvexQueryWorker::doStart();
-        ++starts;
-        return isStarted;
-    }
-
-    void doSendState() override { handler->saveState(ClientState()); }
-
-    void doApplySettings(ClientSettings settings) override { Q_UNUSED(settings) }
-
-    std::atomic<int> starts{0};
-    std::atomic<bool> hasBegun{false}; ///< From then on it waits for the server nearly all the time.
-};
-
 /// One pair of workers, as a service has it.
-class Service : public TarvexController
+class PairService : public Service
 {
 public:
-    explicit Service(int repeatInterval)
-        : TarvexController(repeatInterval, PRINTER, nullptr), m_msg(new MsgWorker), m_query(new QueryWorker)
+    explicit PairService(int repeatInterval)
+        : Service(repeatInterval), m_msg(new MsgWorker), m_query(new QueryWorker(1))
     {
-        threads = {addWorkerToThread(m_msg), addWorkerToThread(m_query)};
+        addWorkerToThread(m_msg);
+        addWorkerToThread(m_query);
     }
 
     void doStart() override { initWorkers(m_msg, m_query); }
 
-    bool hasTried(int times) const { return m_msg->starts >= times && m_query->starts >= times; }
+    bool hasTried(int times) const { return m_msg->tries >= times && m_query->tries >= times; }
 
-    bool hasBegun() const { return m_query->hasBegun; }
-
-    QList<QPointer<QThread>> threads;
+    /// From then on the query worker waits for the server nearly all the time.
+    bool hasBegun() const { return m_query->starts > 0; }
 
 private:
     MsgWorker* const m_msg;
@@ -129,7 +78,7 @@ bool processEventsUntil(const std::function<bool()>& condition)
     return condition();
 }
 
-void begin(Service& service, Moment moment, int number)
+void begin(PairService& service, Moment moment, int number)
 {
     if (moment != Moment::NotStarted) {
         service.doStart();
@@ -139,7 +88,7 @@ void begin(Service& service, Moment moment, int number)
 }
 
 /// \return whether it came.
-bool waitForMoment(const Service& service, Moment moment, int number)
+bool waitForMoment(const PairService& service, Moment moment, int number)
 {
     QElapsedTimer clock;
     clock.start();
@@ -170,12 +119,12 @@ struct Counts
 
 void createAndDestroy(int count, int first, Moment moment, Counts& counts)
 {
-    std::list<std::unique_ptr<Service>> services;
+    std::list<std::unique_ptr<PairService>> services;
     for (int number = first; number < first + count; ++number) {
-        services.push_back(std::make_unique<Service>(number % 2 == 0 ? 0 : 5000));
+        services.push_back(std::make_unique<PairService>(number % 2 == 0 ? 0 : 5000));
         begin(*services.back(), moment, number);
     }
-    for (std::unique_ptr<Service>& service : services) {
+    for (std::unique_ptr<PairService>& service : services) {
         counts.missed += waitForMoment(*service, moment, first) ? 0 : 1;
         const QList<QPointer<QThread>> threads = service->threads;
         QElapsedTimer clock;
@@ -232,42 +181,30 @@ Q_DECLARE_METATYPE(Moment)
 
 /// A controller goes, with its pair of workers, a thousand times, at all the moments of their lives. The sanitizers
 /// look for what is left behind.
-class TstControllerDestruction : public QObject
+class TstControllerDestruction : public ServiceTest
 {
     Q_OBJECT
 private Q_SLOTS:
-    void cleanup();
     void destroyed_atAnyMoment_isGone_data();
     void destroyed_atAnyMoment_isGone();
 
 private:
     void startServer(Server server);
-
-    std::unique_ptr<FakeBus> m_query;
-    std::unique_ptr<FakeBus> m_receiver;
 };
-
-void TstControllerDestruction::cleanup()
-{
-    m_query.reset();
-    m_receiver.reset();
-    // Those whose wait ended only with the server.
-    QTRY_COMPARE_WITH_TIMEOUT(livingWorkers.load(), 0, 20000);
-}
 
 void TstControllerDestruction::startServer(Server server)
 {
-    m_query.reset();
-    m_receiver.reset();
+    queryBus.reset();
+    receiverBus.reset();
     if (server == Server::None) {
         return;
     }
-    m_query = std::make_unique<FakeBus>(FakeBus::QUERY_PORT);
-    m_receiver = std::make_unique<FakeBus>(FakeBus::RECEIVER_PORT);
-    m_query->willAlwaysDo(actionOf(server));
+    queryBus = std::make_unique<FakeBus>(FakeBus::QUERY_PORT);
+    receiverBus = std::make_unique<FakeBus>(FakeBus::RECEIVER_PORT);
+    queryBus->willAlwaysDo(actionOf(server));
     for (int i = 0; server == Server::Refusing && i < CONTROLLERS_OF_A_BATCH; ++i) {
-        m_query->willRefuseHandshake(3);
-        m_receiver->willRefuseHandshake(3);
+        queryBus->willRefuseHandshake(3);
+        receiverBus->willRefuseHandshake(3);
     }
 }
 

@@ -34,8 +34,8 @@ std::shared_ptr<std::atomic<int>> AbstractWorker::waitingCalls() const
 
 void AbstractWorker::restart()
 {
-    // A connection that is closed may report its loss from inside doStop(): taken as one more request, the worker would
-    // restart for ever.
+    // A connection that is closed may report its loss from inside doStop(). If that counted as one more request, the
+    // worker would restart for ever.
     if (thread() == QThread::currentThread() && m_stoppingToRestart) {
         return;
     }
@@ -52,8 +52,8 @@ bool AbstractWorker::event(QEvent* event)
         return true;
     }
     if (event->type() == QEvent::MetaCall && m_state->isRetired) {
-        // Qt delivers the calls that it has taken up already before it looks at the stop, whatever its priority. The
-        // stop goes ahead of them all the same.
+        // Qt delivers the calls that it has taken up already before it looks at the stop, whatever its priority is. The
+        // stop must go ahead of them.
         if (m_state->stopNow) {
             m_state->stopNow();
         }
@@ -70,8 +70,9 @@ bool AbstractWorker::event(QEvent* event)
 
 void AbstractWorker::runRestart()
 {
-    // Cleared before the stop, so that a call from another thread that comes now still gets a stop and a start of its
-    // own. Exchanged, not just stored: what the callers wrote before a call that added nothing must be seen here.
+    // Cleared before the stop, so that a call that another thread makes from now on gets a stop and a start of its
+    // own. Exchanged and not just stored, because what the callers wrote before a call that added nothing must be seen
+    // here.
     m_restartQueued.exchange(false);
     if (m_state->isRetired) {
         return;

@@ -46,25 +46,25 @@ public:
     /// worker. \return whether it stopped; on a restart() doStart() follows either way.
     virtual bool doStop() = 0;
 
-    /// True once the controller has begun to end the worker: what is queued is still carried out, but the worker is to
-    /// take in no new work, from a connection or a device for instance. doStop() follows. May be called from any
+    /// True once the controller has begun to end the worker. What is queued is still carried out, but the worker must
+    /// take in no new work, for instance from a connection or a device. doStop() follows. May be called from any
     /// thread.
     bool isEnding() const;
 
 public Q_SLOTS:
     /// Stops the worker and starts it again, both in its own thread. Returns at once.
     ///
-    /// May be called from any thread. One doStop() and doStart() are queued to the worker's thread; calls made while
-    /// they are queued already add nothing. Nothing happens once the controller has stopped the worker. A call that the
-    /// worker makes inside the doStop() of a restart adds nothing either, since doStart() follows; one made inside
-    /// doStart() asks for another round.
+    /// May be called from any thread. One doStop() and doStart() are queued to the worker's thread. Calls that are made
+    /// while they are queued add nothing. Nothing happens once the controller has stopped the worker. A call that the
+    /// worker makes inside the doStop() of a restart adds nothing either, because doStart() follows. A call that it
+    /// makes inside doStart() asks for another round.
     void restart();
 
 protected:
-    /// Carries out restart(); a worker that overrides it passes on the events that it does not know.
+    /// Carries out restart(). A worker that overrides it passes on the events that it does not know.
     bool event(QEvent* event) override;
 
-    /// How many calls wait in the worker's queue, as far as the library itself has queued and counted them.
+    /// How many calls wait in the worker's queue. Only those count that the library itself has queued and counted.
     std::shared_ptr<std::atomic<int>> waitingCalls() const;
 
 private:

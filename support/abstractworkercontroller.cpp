@@ -19,10 +19,10 @@ namespace wexcor {
 
 namespace {
 
-// Long enough for an ordinary stop on a loaded machine (closing a connection takes 100 ms), short enough that a service
-// is not killed by its supervisor for not going.
+// Long enough for an ordinary stop on a loaded machine: closing a connection takes 100 ms. Short enough that a
+// supervisor does not kill the service because it does not end.
 constexpr int STOP_TIMEOUT_MS = 1500;
-/// What is left of that for the stop itself when the workers do not get through their queues.
+/// What remains of that for the stop itself if the workers do not get through their queues.
 constexpr int STOP_SHARE_MS = 500;
 
 /// Carries out the calls that are queued for \a object and for what it owns.
@@ -51,7 +51,7 @@ void deliverToAll()
 
 } // namespace
 
-/// How the end of the workers goes: by when, in which order, and what is dropped.
+/// Controls the end of the workers: its time limits, its order, and what is dropped.
 class AbstractWorkerControllerPrivate
 {
 public:
@@ -70,7 +70,7 @@ public:
     int killThreads();
     int dropOwnCalls();
 
-    /// Whether the end has run out of time for what is queued for the controller itself.
+    /// Whether the time is over in which the controller's own queued calls are carried out.
     bool isOverdue() const { return m_workOffDeadline && m_workOffDeadline->hasExpired(); }
 
     WorkerList workers;
@@ -86,13 +86,13 @@ private:
     QDeadlineTimer takeDeadline(int otherwiseMs);
 
     AbstractWorkerController* const m_controller;
-    QPointer<QCoreApplication> m_application; ///< Whose end the controller hears of.
-    /// Set by workOff(): by when the end that it has begun is to be over.
+    QPointer<QCoreApplication> m_application; ///< The one whose end the controller hears of.
+    /// Set by workOff(). The end that it has begun must be over by then.
     std::optional<QDeadlineTimer> m_deadline;
     std::optional<QDeadlineTimer> m_workOffDeadline; ///< Set while workOff() runs.
-    /// The application's event loop has ended: the workers take nothing in until it runs again.
+    /// The application's event loop has ended. The workers take nothing in until it runs again.
     bool m_isPaused = false;
-    bool m_isStuck = false; ///< The workers did not get through their queues then.
+    bool m_isStuck = false; ///< The workers did not get through their queues when the loop ended.
 };
 
 void AbstractWorkerControllerPrivate::hearOfTheApplicationsEnd()
@@ -105,14 +105,14 @@ void AbstractWorkerControllerPrivate::hearOfTheApplicationsEnd()
     }
 }
 
-/// Begins the end: the workers take nothing in any more, and what is queued is carried out as far as the time allows.
+/// Begins the end. The workers take nothing in any more, and what is queued is carried out as far as the time allows.
 /// \a deliver carries out the calls that are queued in this thread.
 void AbstractWorkerControllerPrivate::workOff(const std::function<void()>& deliver)
 {
     if (m_deadline) {
         return;
     }
-    // Workers that were stuck a moment ago are not waited for twice.
+    // If the workers were stuck a moment ago, they are not waited for again.
     m_deadline = QDeadlineTimer(m_isStuck ? STOP_SHARE_MS : STOP_TIMEOUT_MS);
     if (m_isStuck) {
         return;
@@ -121,15 +121,15 @@ void AbstractWorkerControllerPrivate::workOff(const std::function<void()>& deliv
     const QDeadlineTimer deadline(STOP_TIMEOUT_MS - STOP_SHARE_MS);
     m_workOffDeadline = deadline;
     workers.carryOutQueues(deadline, deliver);
-    // What was carried out may have destroyed the controller, and this object with it.
+    // A call that was carried out may have destroyed the controller, and this object with it.
     if (controller) {
         m_workOffDeadline.reset();
     }
 }
 
-/// The application's event loop has ended, and mostly that is the end of the service. From now on nothing that comes in
-/// would be carried out in this thread, so nothing is taken in. What has come in already is carried out here and now:
-/// later, in the destructors, the objects are gone that it is meant for.
+/// Called when the application's event loop has ended. Mostly that is the end of the service. From now on this thread
+/// would carry out nothing that comes in, so the workers take nothing in. What has come in already is carried out now,
+/// because the objects that it is meant for are gone later, in the destructors.
 void AbstractWorkerControllerPrivate::pause()
 {
     // What is carried out may destroy the controller, and this object with it.
@@ -147,14 +147,14 @@ void AbstractWorkerControllerPrivate::pause()
 void AbstractWorkerControllerPrivate::resume()
 {
     if (m_deadline) {
-        return; // An event loop inside the end is none that goes on.
+        return; // An event loop that runs inside the end does not mean that the service goes on.
     }
     m_isPaused = false;
     m_isStuck = false;
     workers.resume();
 }
 
-/// A call that the end has carried out may have ended the workers itself, and taken the deadline with it.
+/// There may be no deadline any more, because a call that the end has carried out may have ended the workers itself.
 QDeadlineTimer AbstractWorkerControllerPrivate::takeDeadline(int otherwiseMs)
 {
     return std::exchange(m_deadline, std::nullopt).value_or(QDeadlineTimer(otherwiseMs));
@@ -202,7 +202,7 @@ AbstractWorkerController::AbstractWorkerController(QObject* parent)
 AbstractWorkerController::~AbstractWorkerController()
 {
     d->link->cut();
-    // Nothing is carried out here that is queued for this object: whoever derived from it is gone already.
+    // What is queued for this object is not carried out here, because the derived class has gone already.
     d->workOff([] {});
     const int dropped = d->killThreads();
     reportDropped(dropped + d->dropOwnCalls());

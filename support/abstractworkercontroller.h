@@ -22,22 +22,22 @@ class AbstractWorkerControllerPrivate;
 /// - First the workers are told to take in no new work, see AbstractWorker::isEnding().
 /// - Then what is queued between the workers is carried out, 1000 ms at most, and so is what is queued for the
 ///   controller and its children, unless it is the destructor that ends: by then the derived class is gone. A service
-///   whose controller has slots on the way of a message calls doStop() first, or lets its event loop end before.
-/// - Then the workers are stopped, all at once: what one of them emits in its doStop() is not carried out by another. A
-///   worker that is blocked, or has more queued than fits, is stopped ahead of its queue. When its thread ends, what is
-///   left of the queue is dropped, and one warning says how many calls that were. After doStop() alone the rest is
-///   carried out by the stopped worker, and a warning says how many calls that were.
+///   whose controller has slots through which messages pass calls doStop() first, or lets its event loop end before.
+/// - Then the workers are stopped, all at once. What one of them emits in its doStop() is not carried out by another. A
+///   worker that is blocked, or has more queued than fits, is stopped ahead of its queue. When its thread ends, the
+///   rest of the queue is dropped, and one warning says how many calls that were. After doStop() alone the stopped
+///   worker carries out the rest, and a warning says how many calls that were.
 ///
 /// The limit does not include workers whose threads were never started: the caller deletes those one by one. No thread
-/// is ever terminated by force: a worker that is blocked in a wait of its own for longer is stopped and deleted in its
-/// own thread when that wait is over, on its own, after the controller has gone.
+/// is ever terminated by force. A worker that is blocked in a wait of its own for longer than the limit is stopped and
+/// deleted in its own thread when that wait is over. The controller may have gone by then.
 ///
 /// When the event loop of the application ends (QCoreApplication::aboutToQuit()), the workers take in nothing more, and
-/// everything that is queued in the controller's thread is carried out; up to 1000 ms are spent on what comes back from
-/// the workers' threads meanwhile. They go on if the loop is run again. When the application's object is destroyed
-/// while the controller still exists (a static one, one declared before the application, a child of the application),
-/// the controller's workers are ended then, as by doKillThreads(). A controller in another thread than the
-/// application's must be destroyed before the application.
+/// everything that is queued in the controller's thread is carried out. Up to 1000 ms are spent on what comes back from
+/// the workers' threads meanwhile. The workers go on if the loop is run again. A controller may still exist when the
+/// application's object is destroyed: a static one, one declared before the application, a child of the application.
+/// Its workers are ended then, as by doKillThreads(). A controller in another thread than the application's must be
+/// destroyed before the application.
 class WEXCORCORE_EXPORT AbstractWorkerController : public QObject
 {
     Q_OBJECT
@@ -50,15 +50,15 @@ public:
     /// Implemented by the service: creates its workers, hands them over and starts their threads.
     virtual void doStart() = 0;
 
-    /// Carries out what is queued, then runs doStop() of every worker in the worker's own thread; from then on
-    /// restart() has no effect on them. The threads go on running until doKillThreads(), and carry out what is still
-    /// queued then. A worker whose thread has not been started is not stopped; it does not start any more either when
-    /// its thread is started later.
+    /// Carries out what is queued, then runs doStop() of every worker in the worker's own thread. From then on
+    /// restart() has no effect on the workers. The threads run until doKillThreads(), and carry out what is still
+    /// queued. A worker whose thread has not been started is not stopped. It is not started either if its thread is
+    /// started later.
     virtual void doStop();
 
     /// Stops the workers that are not stopped yet, ends their threads and deletes them, each worker in its own thread.
     /// Requests the threads' interruption, so that a long read in a worker is given up. Afterwards the controller owns
-    /// no worker; new ones may be added.
+    /// no worker. New ones may be added.
     virtual void doKillThreads();
 
     /// Takes \a worker over: moves it to a new thread, in which its doStart() will run as soon as the thread is
@@ -80,13 +80,13 @@ public:
     virtual void processStoppedWorker();
 
 protected:
-    /// Calls the two hooks; a controller that overrides it passes on the events that it does not know.
+    /// Calls the two hooks. A controller that overrides it passes on the events that it does not know.
     bool event(QEvent* event) override;
 
-    /// For the destructor of a derived class that has something to take down when the queues are empty and before the
+    /// For the destructor of a derived class that must take something down after the queues are empty and before the
     /// workers are stopped. Begins the end: the workers take in nothing more, and what is queued between them is
-    /// carried out, together with what is queued for \a relay, which may be null. Blocks for up to 1000 ms, which count
-    /// towards the 1500 ms of the base class's destructor.
+    /// carried out, together with what is queued for \a relay, which may be null. Blocks for up to 1000 ms. They are
+    /// part of the 1500 ms of the base class's destructor.
     void workOff(QObject* relay);
 
 private:

@@ -7,7 +7,7 @@
 
 namespace wexcor {
 
-/// The version of one component: a version text and the time at which it was built.
+/// The version of one component: a text, and the time at which the component was built.
 class WEXCORCORE_EXPORT AppVersion
 {
 public:

@@ -13,8 +13,8 @@ struct Registry
     QStringList localisations;
 };
 
-// Made by whoever comes first, so that other libraries' static initialisers may register; never destroyed, because
-// their destructors may still ask.
+// Made by the first call, so that other libraries' static initialisers may register. Never destroyed, because their
+// destructors may still ask.
 Registry& registry()
 {
     static Registry* const instance = new Registry;

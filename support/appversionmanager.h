@@ -18,7 +18,7 @@ class WEXCORCORE_EXPORT AppVersionManager
 public:
     AppVersionManager() = delete;
 
-    /// Registers \a version under \a name, replacing an earlier one. \return the version as registered.
+    /// Registers \a version under \a name. It replaces an earlier one. \return the version as registered.
     static AppVersion addVersion(const QString& name, const AppVersion& version);
 
     /// \return the version registered under \a name, or an invalid one.
@@ -27,7 +27,7 @@ public:
     /// \return every registered version by its component's name.
     static QMap<QString, AppVersion> versions();
 
-    /// Registers the name of a translation resource; a name that is registered already is kept once.
+    /// Registers the name of a translation resource. A name that is registered already is kept once.
     static void addLocalisation(const QString& name);
 
     /// \return the registered names, each once, in the order in which they came.

@@ -18,7 +18,7 @@ struct Routes
     QtMessageHandler previousHandler = nullptr; ///< Null until the manager is installed.
 };
 
-// Never destroyed: lines are logged until the very end of the process, by other libraries' destructors too.
+// Never destroyed, because lines are logged until the very end of the process, also by other libraries' destructors.
 Routes& routes()
 {
     static Routes* const instance = new Routes;
@@ -29,7 +29,7 @@ Routes& routes()
 struct Route
 {
     QtMessageHandler previousHandler;
-    SharedOutput output; ///< A copy keeps it alive while it is called, whatever other threads set and remove meanwhile.
+    SharedOutput output; ///< This copy keeps it alive during the call, whatever other threads set and remove meanwhile.
 };
 
 Route routeFor(const QString& category)
@@ -43,15 +43,15 @@ Route routeFor(const QString& category)
 void handleMessage(QtMsgType type, const QMessageLogContext& context, const QString& text)
 {
     const Route route = routeFor(QString::fromUtf8(context.category));
-    // The console first: a line that brings an output down is then still to be read there.
+    // The console comes first. A line that makes an output crash is then shown there.
     route.previousHandler(type, context, text);
-    // Never from inside an output: Qt passes no handler what is logged inside one.
+    // This is never reached from inside an output, because Qt calls no handler for what is logged inside one.
     if (route.output) {
         (*route.output)(type, context, text);
     }
 }
 
-// Called when the process ends or the library is unloaded: Qt must not go on calling into it.
+// Called when the process ends or the library is unloaded, because Qt must not call into it any more.
 void giveWayToPreviousHandler()
 {
     const std::lock_guard<std::mutex> lock(routes().mutex);
@@ -75,10 +75,10 @@ void LoggerManager::setOutputs(const QString& category, Output handler)
     }
     SharedOutput output = std::make_shared<const Output>(std::move(handler));
     const std::lock_guard<std::mutex> lock(routes().mutex);
-    // Swapped, so that the former output's captures are destroyed outside the lock: they may log.
+    // Swapped, so that the former output's captures are destroyed outside the lock, because they may log.
     output.swap(routes().outputs[category]);
     if (routes().previousHandler == nullptr) {
-        // Under the lock: other threads' lines come in at once and must find the earlier handler.
+        // Under the lock, because other threads' lines come in at once and must find the earlier handler.
         routes().previousHandler = qInstallMessageHandler(handleMessage);
     }
 }

@@ -12,16 +12,16 @@ class QMessageLogContext;
 
 /// Routes the process's Qt log lines to outputs, by logging category.
 ///
-/// The manager installs itself as Qt's message handler with the first output, and passes every line on to the handler
-/// that was installed before it, so the console output stays. It installs itself once: a handler that is installed
-/// later must pass the lines on in the same way, or the outputs get none any more. When the process ends or the library
+/// The manager installs itself as Qt's message handler with the first output. It passes every line on to the handler
+/// that was installed before it, so the console output stays. It installs itself once. A handler that is installed
+/// later must pass the lines on in the same way, or the outputs get no more lines. When the process ends or the library
 /// is unloaded, the earlier handler takes its place again, unless a later one is installed by then. A line goes to the
-/// output of its category; an output for the empty category gets the lines of every category that has none of its own.
+/// output of its category. An output for the empty category gets the lines of every category that has none of its own.
 ///
-/// All operations are thread-safe. An output is called in the thread that logs, after the earlier handler and without
-/// any lock held. What an output logs itself reaches neither the earlier handler nor any output: Qt writes the lines
-/// that are logged inside a message handler to the standard error output, and calls no handler for them. Since an
-/// output is called without a lock, a call that has begun in another thread may outlast removeOutput().
+/// All operations are thread-safe. An output is called in the thread that logs, after the earlier handler. No lock is
+/// held then, so a call that has begun in another thread may outlast removeOutput(). What an output logs itself reaches
+/// neither the earlier handler nor any output: Qt writes the lines that are logged inside a message handler to the
+/// standard error output, and calls no handler for them.
 class WEXCORCORE_EXPORT LoggerManager
 {
 public:
@@ -29,11 +29,11 @@ public:
 
     LoggerManager() = delete;
 
-    /// From now on lines of \a category are passed to \a handler. A second call for a category replaces its output; an
+    /// From now on lines of \a category are passed to \a handler. A second call for a category replaces its output. An
     /// empty \a handler removes it.
     static void setOutputs(const QString& category, Output handler);
 
-    /// Undoes setOutputs() for \a category; a category without an output is fine.
+    /// Undoes setOutputs() for \a category. The category may have no output.
     static void removeOutput(const QString& category);
 };
 

@@ -56,17 +56,17 @@ QString bytesAsHex(const QByteArray& data)
 
 QString dump(const QByteArray& data, const char* codecName)
 {
-    // Cut before decoding: most of a dump of 32 MiB would be thrown away. The cut may split a character.
+    // Cut before decoding, because most of a dump of 32 MiB would be thrown away. The cut may split a character.
     const int shown = qMin(data.size(), MAX_SHOWN_LENGTH);
     const QTextCodec* codec = QTextCodec::codecForName(codecName);
     if (codec == nullptr) {
-        // With its length: from a QByteArray alone Qt 5 takes what stands before the first zero byte.
+        // With its length, because from a QByteArray alone Qt 5 takes only what stands before the first zero byte.
         return withVisibleControls(QString::fromLatin1(data.constData(), shown));
     }
     QTextCodec::ConverterState state;
     const QString text = codec->toUnicode(data.constData(), shown, &state);
     const bool isText = state.invalidChars == 0 && (state.remainingChars == 0 || shown < data.size());
-    // A replacement character would hide which bytes came: show those of what is no text.
+    // A replacement character would hide which bytes came. So bytes that are no text are shown as bytes.
     return isText ? withVisibleControls(text) : bytesAsHex(data.left(shown));
 }
 

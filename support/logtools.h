@@ -15,19 +15,19 @@
 /// qCritical().noquote() << code << logtab << description << logtab << logvariant(data);
 /// \endcode
 ///
-/// What they write is bounded: of a value longer than 65536 characters the beginning is shown, followed by how much was
-/// left out, so that one bad frame of many megabytes cannot flood the log.
+/// What they write is bounded, so that one bad frame of many megabytes cannot flood the log. Of a value that is longer
+/// than 65536 characters they write the beginning, and then how much was left out.
 
-/// Stream manipulator: a tab that sets the fields of a line apart.
+/// Stream manipulator: a tab between the fields of a line.
 WEXCORCORE_EXPORT QTextStream& logtab(QTextStream& stream);
 
-/// Bytes as text: decoded with a codec, control characters written as "\xNN". When the codec cannot decode them all,
-/// every byte is written so, and none as text.
+/// Bytes as text, decoded with a codec. Control characters are written as "\xNN". If the codec cannot decode all bytes,
+/// every byte is written as "\xNN", and none as text.
 class WEXCORCORE_EXPORT logbinary
 {
 public:
-    /// \a codec is the name of a text codec ("UTF-8"); with a name that Qt does not know the bytes are taken as
-    /// Latin-1. The name is not copied.
+    /// \a codec is the name of a text codec ("UTF-8"). If Qt does not know the name, the bytes are taken as Latin-1.
+    /// The name is not copied.
     logbinary(const QByteArray& data, const char* codec);
 
 private:
@@ -38,7 +38,7 @@ private:
 
 WEXCORCORE_EXPORT QDebug operator<<(QDebug debug, const logbinary& binary);
 
-/// A list of strings, one item after the other, each on a line of its own after the first.
+/// A list of strings. Each item after the first stands on a line of its own.
 class WEXCORCORE_EXPORT loglist
 {
 public:
@@ -51,7 +51,8 @@ private:
 
 WEXCORCORE_EXPORT QDebug operator<<(QDebug debug, const loglist& list);
 
-/// A variant's value: maps and lists as compact JSON, anything else as text; an invalid variant as "<invalid>".
+/// A variant's value. Maps and lists are written as compact JSON, anything else as text, an invalid variant as
+/// "<invalid>".
 class WEXCORCORE_EXPORT logvariant
 {
 public:

@@ -16,7 +16,7 @@ namespace {
 
 constexpr int QUIT_INTERVAL_MS = 50;
 
-/// An ignored signal is delivered once it is blocked, so such a one is left out.
+/// An ignored signal is delivered once it is blocked. So ignored signals are left out.
 bool isIgnored(int signal)
 {
     struct sigaction action = {};
@@ -58,7 +58,7 @@ public:
     ~Watch()
     {
         m_notifier.setEnabled(false);
-        drop(); // or one that came twice would end the process now, with its own status
+        drop(); // A signal that came twice would otherwise end the process now, with its own status.
         ::close(m_descriptor);
         pthread_sigmask(SIG_SETMASK, &m_before, nullptr);
     }
@@ -87,7 +87,7 @@ private:
 
     const int m_descriptor;
     QSocketNotifier m_notifier;
-    QTimer m_again; ///< Until exec() returns: what is quit before it is forgotten when it begins.
+    QTimer m_again; ///< Runs until exec() returns, because exec() forgets a quit() from before it began.
     sigset_t m_before = {};
 };
 

@@ -23,20 +23,19 @@ namespace wexcor {
 /// }
 /// \endcode
 ///
-/// Make one, in the main thread, after the QCoreApplication and before any thread is started: the signals are blocked
-/// in the thread that makes it, and only threads that it starts later inherit that. A signal that another thread does
-/// not block ends the process at once. A signal that comes before exec() ends that at once, even when events were
-/// processed or another loop was run in between.
+/// Make one in the main thread, after the QCoreApplication and before any thread is started, because the signals are
+/// blocked in the thread that makes it, and only threads that this thread starts later inherit that. A signal that
+/// another thread does not block ends the process at once. If a signal comes before exec(), exec() returns at once,
+/// even if events were processed or another loop was run in between.
 ///
 /// A second signal, while the service is ending, changes nothing. SIGQUIT and SIGKILL are not touched: they end the
-/// process at once. A signal that was ignored before, as SIGINT is in a background job of a shell script, stays
-/// ignored.
+/// process at once. A signal that was ignored before stays ignored, as SIGINT is in a background job of a shell script.
 ///
-/// Programs that the process starts inherit the blocked signals as well: one that is to be ended by them unblocks them
+/// Programs that the process starts inherit the blocked signals, too. A program that the signals must end unblocks them
 /// itself, or in QProcess::setupChildProcess().
 ///
-/// When the system gives no file descriptor for the signals (signalfd() fails, mostly because too many files are open),
-/// a warning is logged and the signals are left as they were: each ends the process at once.
+/// If the system gives no file descriptor for the signals, a warning is logged and the signals stay as they were: each
+/// ends the process at once. (signalfd() fails mostly because too many files are open.)
 class WEXCORCORE_EXPORT QuitOnSignal
 {
 public:
@@ -46,8 +45,8 @@ public:
     Q_DISABLE_COPY_MOVE(QuitOnSignal)
 
 private:
-    // Hidden, because a static of one of its inline functions (a QStringLiteral holds one) would otherwise be bound
-    // once for the whole process, and keep the library loaded for ever.
+    // Hidden, because a static of one of its inline functions would otherwise be bound once for the whole process and
+    // keep the library loaded for ever. A QStringLiteral holds such a static.
     class Q_DECL_HIDDEN Watch;
 
     const std::unique_ptr<Watch> m_watch;

@@ -9,10 +9,10 @@ namespace wexcor {
 
 SurvivingControllers& SurvivingControllers::instance()
 {
-    // Never destroyed: static controllers go at any time.
+    // Never destroyed, because static controllers may be destroyed at any time.
     static auto* const survivors = new SurvivingControllers;
 
-    // When the library goes, Qt must not call into it any more.
+    // When the library is unloaded, Qt must not call into it any more.
     static const struct Withdrawal
     {
         ~Withdrawal() { qRemovePostRoutine(endAll); }
@@ -27,7 +27,7 @@ void SurvivingControllers::add(const AbstractWorkerController* controller, const
     if (find(controller) == m_survivors.end()) {
         m_survivors.push_back({controller, end});
     }
-    // Qt forgets the routine when it has called it: the next application needs it anew.
+    // Qt forgets the routine when it has called it, so it is added again for the next application.
     if (!std::exchange(m_isHearing, true)) {
         qAddPostRoutine(endAll);
     }

@@ -11,15 +11,15 @@ namespace wexcor {
 
 class AbstractWorkerController;
 
-/// The living controllers that have had workers. When the application's object goes, it ends those that are still
-/// there: static ones, the application's children, those that were declared before it. Without an application Qt
-/// delivers no queued call any more, so they could not be ended in order later.
+/// The living controllers that have had workers. When the application's object is destroyed, this ends those that still
+/// exist: static ones, the application's children, those that were declared before the application. They could not be
+/// ended in order later, because without an application Qt delivers no queued call.
 class SurvivingControllers
 {
 public:
     static SurvivingControllers& instance();
 
-    /// \a end is called when the application's object goes. It may destroy controllers.
+    /// \a end is called when the application's object is destroyed. It may destroy controllers.
     void add(const AbstractWorkerController* controller, const std::function<void()>& end);
     void remove(const AbstractWorkerController* controller);
 

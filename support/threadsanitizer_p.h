@@ -9,18 +9,19 @@
 #    include <sanitizer/tsan_interface.h>
 #endif
 
-/// What the thread sanitizer has to be told, or given, to see which thread's work comes before which.
+/// What the thread sanitizer needs to see the order of two threads' work.
 ///
-/// It follows atomics and the standard library's mutexes and condition variables. It does not follow what Qt orders
-/// inside its own library, because that is not instrumented: a contended QMutex, QSemaphore, QThread::wait(), and the
-/// lock of the event queue. It would report a race wherever only one of those orders two threads. So the rules are:
+/// The sanitizer sees atomics and the standard library's mutexes and condition variables. It does not see what Qt
+/// orders inside its own library, because that library is not instrumented: a contended QMutex, QSemaphore,
+/// QThread::wait(), and the lock of the event queue. Where one of those alone orders two threads, the sanitizer would
+/// report a race. So these are the rules:
 ///
-/// - New code takes std::mutex and std::condition_variable. VisibleLocker is for a QMutex that is interface.
-/// - An event that is posted to another thread has no contents. Whatever belongs to it stands under a mutex.
-/// - Where only Qt orders two threads, one calls handOver() and the other takeOver().
-/// - registerQueuedType() is for the types of queued signals' arguments.
+/// - New code uses std::mutex and std::condition_variable. VisibleLocker is for a QMutex that is interface.
+/// - An event that is posted to another thread has no contents. Its data are kept elsewhere, under a mutex.
+/// - Where only Qt orders two threads, one thread calls handOver() and the other takeOver().
+/// - The types of queued signals' arguments are registered by registerQueuedType().
 ///
-/// All of this is empty in a build without the sanitizer: VisibleLocker only locks there.
+/// In a build without the sanitizer all of this is empty, and VisibleLocker only locks.
 namespace wexcor {
 
 namespace threadsanitizer {
@@ -47,8 +48,8 @@ inline void takeOver(const void* address)
 
 #if defined(__SANITIZE_THREAD__)
 
-/// A queued signal carries copies of its arguments, which one thread makes and another one reads. All copies share one
-/// address: whatever event is delivered counts as one that comes after every copy that has been made by then.
+/// A queued signal carries copies of its arguments: one thread makes them and another one reads them. All copies share
+/// this address, so that every delivered event counts as later than every copy that has been made by then.
 inline char queuedCopies;
 
 template <typename Type>
@@ -81,8 +82,8 @@ inline void watchEvents()
 
 #endif
 
-/// Registers \a Type in a way that makes its queued copies visible. Called before Qt's own registration under the same
-/// name, because the first registration under a name is the one that stays; other modules' later ones find it.
+/// Registers \a Type so that its queued copies are visible. It is called before Qt's own registration under the same
+/// name, because the first registration under a name stays. Later ones, also those of other modules, find it.
 template <typename Type>
 void registerQueuedType(const char* fullName)
 {

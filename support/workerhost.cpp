@@ -23,7 +23,7 @@ void reportLate(int count)
     }
 }
 
-/// Whether a call of the worker's waits in an event loop of its own.
+/// Whether a call of the worker waits in an event loop of its own.
 bool isCallWaiting()
 {
     return QThread::currentThread()->loopLevel() > 1;
@@ -68,7 +68,7 @@ WorkerHost::WorkerHost(AbstractWorker* worker, std::shared_ptr<WorkerState> stat
 
 WorkerHost::~WorkerHost()
 {
-    // The thread has ended. Whoever waited for that sees what the worker has done.
+    // The thread has ended. The thread that runs this sees everything that the worker has done.
     threadsanitizer::takeOver(this);
     delete m_worker.data();
 }
@@ -113,7 +113,7 @@ bool WorkerHost::event(QEvent* event)
     return true;
 }
 
-/// A call that waits in an event loop of its own is not over: what it leads to is still to come.
+/// A call that waits in an event loop of its own is not over. What it leads to is still to come.
 void WorkerHost::passOrHoldMarker()
 {
     if (isCallWaiting()) {
@@ -157,7 +157,7 @@ void WorkerHost::stop()
     }
 }
 
-/// Drops what is still queued for the worker, and says how much it was.
+/// Drops what is still queued for the worker, and logs how much that was.
 void WorkerHost::leave()
 {
     if (m_hasLeft) {

@@ -22,13 +22,13 @@ constexpr int TURN_MS = 5;
 /// What controllers and hosts tell each other. No event has contents, see threadsanitizer_p.h.
 struct EventTypes
 {
-    const QEvent::Type marker = registered();        ///< To a host: what was queued before it has been carried out.
-    const QEvent::Type stopWorker = registered();    ///< To a host.
-    const QEvent::Type endThread = registered();     ///< To a host, which stops its worker first.
-    const QEvent::Type backlogDone = registered();   ///< From a host to itself, behind what was queued before the stop.
+    const QEvent::Type marker = registered();      ///< To a host. What was queued before it has been carried out.
+    const QEvent::Type stopWorker = registered();  ///< To a host.
+    const QEvent::Type endThread = registered();   ///< To a host, which stops its worker first.
+    const QEvent::Type backlogDone = registered(); ///< From a host to itself. What was queued before the stop is done.
     const QEvent::Type workerStarted = registered(); ///< To a controller.
     const QEvent::Type workerStopped = registered(); ///< To a controller.
-    const QEvent::Type resume = registered();        ///< To a controller: the event loop runs again after its end.
+    const QEvent::Type resume = registered();        ///< To a controller. The event loop runs again after its end.
 
 private:
     static QEvent::Type registered() { return static_cast<QEvent::Type>(QEvent::registerEventType()); }
@@ -36,7 +36,7 @@ private:
 
 const EventTypes& eventTypes();
 
-/// How workers' threads reach a controller that may be gone by then.
+/// Through this the workers' threads reach the controller. The controller may have gone by then.
 class ControllerLink
 {
 public:
@@ -54,7 +54,7 @@ private:
 /// Logs that \a count queued calls were dropped, unless there were none.
 void reportDropped(int count);
 
-/// Lives in the worker's thread and owns the worker there; survives the controller when the worker is blocked.
+/// Lives in the worker's thread and owns the worker. It outlives the controller if the worker is blocked.
 class WorkerHost : public QObject
 {
 public:
@@ -64,8 +64,8 @@ public:
 
     void start();
 
-    /// The last that happens in the worker's thread. When that ends by itself, a stop may have been asked for that is
-    /// not going to be delivered.
+    /// Runs last in the worker's thread. If the thread ends by itself, a stop that was posted is not delivered any
+    /// more.
     void finish();
 
     bool event(QEvent* event) override;
@@ -85,7 +85,7 @@ private:
     bool m_isStopped = false;
     bool m_hasLeft = false;
     QBasicTimer m_holdTimer;
-    int m_heldMarkers = 0; ///< Not passed yet, because a call of the worker's is waiting.
+    int m_heldMarkers = 0; ///< Not passed yet, because a call of the worker waits in an event loop of its own.
 };
 
 } // namespace wexcor

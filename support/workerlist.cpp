@@ -24,11 +24,11 @@ QThread* WorkerList::add(AbstractWorker* worker, const std::shared_ptr<WorkerSta
     worker->moveToThread(thread);
     host->moveToThread(thread);
     QObject::connect(thread, &QThread::started, host, &WorkerHost::start);
-    // When the thread has ended, whether or not the controller still exists, the worker goes, in the thread itself;
-    // then the thread object and with it the host, which may be posted to until then.
+    // When the thread ends, the worker is deleted in it, whether or not the controller still exists. The thread object
+    // is deleted after that, and the host with it, because events may be posted to the host until then.
     QObject::connect(thread, &QThread::finished, host, &WorkerHost::finish);
     QObject::connect(thread, &QThread::finished, thread, &QObject::deleteLater);
-    // No context object: the host itself may not be one, and nothing else lives as long.
+    // There is no context object: the host must not be one, and nothing else lives as long.
     QObject::connect(thread, &QObject::destroyed, [host] { delete host; }); // clazy:exclude=connect-3arg-lambda
     m_entries.push_back({state, progress, host, thread});
     return thread;
@@ -44,9 +44,9 @@ std::optional<QThread*> WorkerList::threadOf(const std::shared_ptr<WorkerState>&
     return std::nullopt;
 }
 
-/// A command that comes in leads to a handler, that to an answer and to a report of the state, and each of them to log
-/// lines, all from thread to thread. So a marker goes behind what is queued in each thread, and again, as often as
-/// something may have come from one thread into another that had been seen to.
+/// A command that comes in leads to a handler. The handler leads to an answer and to a report of the state, and each of
+/// these to log lines, all from thread to thread. So a marker is sent behind what is queued in each thread. This is
+/// repeated, because a thread may have queued something in another one after that one's marker.
 bool WorkerList::carryOutQueues(const QDeadlineTimer& deadline, const std::function<void()>& deliver)
 {
     std::vector<Entry> running;
@@ -82,7 +82,7 @@ bool WorkerList::passMarkers(const std::vector<Entry>& running, const QDeadlineT
         }
     }
     for (size_t i = 0; i < running.size(); ++i) {
-        // One worker's long queue must not hold up what the others send each other through this thread.
+        // The others send each other calls through this thread. One worker's long queue must not hold these up.
         while (isRunning(running[i])
                && !running[i].progress->waitForMarkers(markers[i], std::min(deadline, QDeadlineTimer(TURN_MS)))) {
             if (deadline.hasExpired()) {
@@ -135,7 +135,7 @@ bool WorkerList::isRunning(const Entry& entry)
     return entry.thread && entry.thread->isRunning();
 }
 
-/// Ahead of the calls that wait in the worker's queue: each of them may block for a minute.
+/// The stop goes ahead of the calls that wait in the worker's queue, because each of them may block for a minute.
 void WorkerList::postStop(const Entry& entry, QEvent::Type type)
 {
     entry.state->isRetired = true;
@@ -144,12 +144,12 @@ void WorkerList::postStop(const Entry& entry, QEvent::Type type)
     }
     QCoreApplication::postEvent(entry.host, new QEvent(type), Qt::HighEventPriority);
     if (QCoreApplication::instance() == nullptr) {
-        // Without an application Qt delivers no event to any thread. The end of the thread stops the worker as well.
+        // Without an application Qt delivers no event to any thread. The end of the thread stops the worker, too.
         entry.thread->quit();
     }
 }
 
-/// Waits for the thread that has been told to end. \return how many calls that were queued for its worker were dropped.
+/// Waits until the thread has ended, which has been told to. \return how many calls of its worker were dropped.
 int WorkerList::endWorker(const Entry& entry, const QDeadlineTimer& deadline)
 {
     const bool wasRunning = isRunning(entry);
@@ -157,7 +157,7 @@ int WorkerList::endWorker(const Entry& entry, const QDeadlineTimer& deadline)
     const bool isLeftBehind = !endThread(entry, deadline);
     const int count = entry.progress->takeDropped(wasRunning ? entry.state->waitingCalls.load() : 0);
     if (isLeftBehind && count == 0) {
-        // What is queued for it is counted when its wait is over, but then the process may have gone.
+        // Its queue is counted when its wait is over. The process may have gone by then.
         qWarning().noquote() << QStringLiteral("%1 did not stop in time: what is queued for it may be lost").arg(name);
     }
     return count;
@@ -169,7 +169,7 @@ bool WorkerList::endThread(const Entry& entry, const QDeadlineTimer& deadline)
     if (!entry.thread) {
         return true;
     }
-    // A thread that was never started has run nothing, so the worker is deleted from this one, with its host.
+    // A thread that was never started has run nothing. So this thread deletes the worker, together with its host.
     const bool wasStarted = entry.thread->isRunning() || entry.thread->isFinished();
     if (wasStarted && !entry.thread->wait(deadline)) {
         return false;

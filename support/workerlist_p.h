@@ -20,16 +20,16 @@ class WorkerHost;
 class WorkerProgress;
 struct WorkerState;
 
-/// The workers of one controller, each with its thread, and what is done with all of them at once.
+/// The workers of one controller, each with its thread. Its operations act on all workers at once.
 class WorkerList
 {
 public:
-    /// Moves \a worker, whose state \a state is, to a new thread. \return that thread.
+    /// Moves \a worker to a new thread. \a state is the worker's. \return the thread.
     QThread* add(AbstractWorker* worker, const std::shared_ptr<WorkerState>& state,
                  const std::shared_ptr<ControllerLink>& link);
 
-    /// \return the thread of the worker with this state, null when that has ended; nothing for a worker that was not
-    /// added.
+    /// \return the thread of the worker with this state; null when the thread has ended; nothing when no such worker
+    /// was added.
     std::optional<QThread*> threadOf(const std::shared_ptr<WorkerState>& state) const;
 
     /// Tells the running workers to take in nothing more, and waits until what is queued for them is carried out.
@@ -49,7 +49,7 @@ public:
 private:
     struct Entry
     {
-        std::shared_ptr<WorkerState> state; ///< Also tells which worker this is, after the worker has gone.
+        std::shared_ptr<WorkerState> state; ///< Identifies the worker, also after the worker has gone.
         std::shared_ptr<WorkerProgress> progress;
         WorkerHost* host;         ///< Deleted together with the thread object.
         QPointer<QThread> thread; ///< Deletes itself once it has ended.

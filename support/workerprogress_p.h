@@ -11,32 +11,32 @@ class QDeadlineTimer;
 
 namespace wexcor {
 
-/// What a worker's thread has done of what the controller waits for.
+/// What a worker's thread has done. The controller waits for it.
 class WorkerProgress
 {
 public:
     WorkerProgress() = default;
     Q_DISABLE_COPY_MOVE(WorkerProgress)
 
-    /// Another marker is about to be sent. \return how many that makes.
+    /// Another marker is about to be sent. \return the number of markers so far, this one included.
     int addMarker();
 
     void passMarker();
 
-    /// The worker has been stopped, or will not be any more because its thread has ended.
+    /// The worker has been stopped, or its thread has ended and will not stop it any more.
     void stopped();
 
-    /// The same, and the thread is about to end: \a dropped queued calls were dropped. \return how many of them the
-    /// thread itself is to report, because the controller waits no longer.
+    /// The same. The thread is about to end and has dropped \a dropped queued calls. \return how many of them the
+    /// thread itself must report, because the controller does not wait any more.
     int left(int dropped);
 
-    /// \return whether \a count markers have been passed, or no more can be.
+    /// \return true when \a count markers have been passed, and when no more can be passed.
     bool waitForMarkers(int count, const QDeadlineTimer& deadline);
 
     bool waitForStop(const QDeadlineTimer& deadline);
 
-    /// The controller waits no longer. \return how many calls it is to report: those that the thread has dropped, or
-    /// \a known if the thread has not come so far.
+    /// The controller does not wait any more. \return how many dropped calls it must report: the number that the thread
+    /// has told, or \a known if the thread has not told one.
     int takeDropped(int known);
 
 private:
@@ -47,7 +47,7 @@ private:
     int m_markers = 0;
     bool m_isStopped = false;
     int m_dropped = 0;
-    std::optional<int> m_reported; ///< Set when the controller has ceased to wait.
+    std::optional<int> m_reported; ///< Set when the controller does not wait any more.
 };
 
 } // namespace wexcor

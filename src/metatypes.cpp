@@ -9,9 +9,9 @@
 #include <QMetaType>
 #include <QPair>
 
-// Queued connections look their argument types up by the name that stands in the signature, and inside the namespace
-// that is the short name. A service must be able to connect before it has touched any of our classes, so all types that
-// cross threads are entered here, under both names, when the library is loaded.
+// Queued connections look up their argument types by the name in the signature. Inside the namespace that is the short
+// name. A service must be able to connect before it has used any of our classes. So all types that cross threads are
+// registered here, under both names, when the library is loaded.
 namespace {
 
 using wexcor::threadsanitizer::registerQueuedType;

@@ -7,12 +7,12 @@
 
 namespace bus {
 
-// Both stand in this file, and in this order: the instance writes the version.
+// Both stand in this file and in this order, because the instance writes the version.
 wexcor::AppVersion TarvexLib::_version;
 
 namespace {
 
-// It registers at load, which is its whole purpose.
+// Its only purpose is to register when the library is loaded.
 const TarvexLib instance; // clazy:exclude=non-pod-global-static
 
 QString libraryName()
@@ -20,8 +20,7 @@ QString libraryName()
     return QStringLiteral("tarvexlib");
 }
 
-// The compiler takes both macros from SOURCE_DATE_EPOCH where that is set, so that a release can be rebuilt bit for
-// bit.
+// The compiler takes both macros from SOURCE_DATE_EPOCH if that is set, so that a release can be rebuilt bit for bit.
 QDateTime buildDateTime()
 {
     // A one-digit day is padded with a blank ("May  1 2021"), which the parser would not accept.

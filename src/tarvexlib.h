@@ -6,13 +6,13 @@
 
 namespace bus {
 
-/// The library's identity: registers its name, version and build time with wexcor::AppVersionManager at load, so that a
-/// service can report which versions of its libraries it runs with.
+/// The library's identity. It registers its name, version and build time with wexcor::AppVersionManager when it is
+/// loaded, so that a service can report the versions of its libraries.
 class TARVEXLIB_EXPORT TarvexLib
 {
 public:
     /// Registers the version, once per process, and the library's name for localisation. The library makes the one
-    /// instance that is needed; a service has no reason to make another.
+    /// instance that is needed. A service has no reason to make another one.
     TarvexLib();
     ~TarvexLib(); // NOLINT(performance-trivially-destructible): an exported symbol, part of the binary interface
 

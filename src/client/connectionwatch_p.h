@@ -9,7 +9,8 @@
 
 namespace tarvex {
 
-/// Calls a function every 5000 ms while it runs. Child of a worker, so that it moves to the worker's thread with it.
+/// Calls a function every 5000 ms while it runs. It is a child of the worker, so that it moves to the worker's thread
+/// with it.
 class ConnectionWatch : public QObject
 {
 public:

@@ -5,7 +5,7 @@
 
 namespace tarvex {
 
-/// Connects, after taking back the same connection if it is there already: a worker that is started a hundred times
+/// Connects, after it has removed the same connection if there is one. So a worker that is started a hundred times
 /// still hears each signal once. Takes what SIGNAL() and SLOT() give.
 inline void connectOnce(const QObject* sender, const char* signal, const QObject* receiver, const char* member)
 {

@@ -1,7 +1,7 @@
 #include "client/supportedclients.h"
 
-// One device's table: for another device, replace the names here. All in one file, because the lists are built from the
-// constants and only within one file is the order of initialisation given.
+// The table of one device. For another device, replace the names here. Everything stands in one file, because the lists
+// are built from the constants, and the order of initialisation is given within one file only.
 namespace tarvex {
 
 const QString BUSNAME_LOGGER = QStringLiteral("logger");

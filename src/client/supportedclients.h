@@ -6,8 +6,8 @@
 #include <QString>
 #include <QStringList>
 
-/// The client names of the device's services, so that services address each other by constant. Read-only; any thread
-/// may read them once the library is loaded.
+/// The client names of the device's services, so that services address each other by constants. They are read-only. Any
+/// thread may read them once the library is loaded.
 namespace tarvex {
 
 TARVEXLIB_EXPORT extern const QString BUSNAME_LOGGER;       ///< The log service: gets every service's log lines.

@@ -22,15 +22,15 @@ struct Categories
     const QString everyOther; ///< Its output gets the lines of all categories that have none of their own.
 };
 
-// Never destroyed: a controller, and the library itself, may go when the library's own static objects are gone.
+// Never destroyed, because a controller, and the library itself, may outlive the library's own static objects.
 const Categories& categories()
 {
     static const auto* const instance = new Categories;
     return *instance;
 }
 
-// Each call replaces the rules of the one before, so that only the last is in force. Services have been configured
-// against just that; whoever makes them one call changes what a device logs.
+// Each call replaces the rules of the one before, so that only the last is in force. Services are configured for that.
+// To make the four one call would change what a device logs.
 void setFilterRules()
 {
     QLoggingCategory::setFilterRules(QStringLiteral("%1.debug=true").arg(categories().logger));
@@ -50,8 +50,8 @@ void takeDownBridge()
     TarvexLogCreator::release();
 }
 
-// Called when the process ends or the library is unloaded. A controller that is never destroyed leaves the outputs
-// behind, and other libraries may still log then.
+// Called when the process ends or the library is unloaded. A controller that is never destroyed leaves its outputs
+// behind, and other libraries may still log at that time.
 void takeDownBridgeOnUnload()
 {
     if (isBridgeUsed) {
@@ -60,8 +60,8 @@ void takeDownBridgeOnUnload()
 }
 Q_DESTRUCTOR_FUNCTION(takeDownBridgeOnUnload)
 
-/// A derived class may have a slot of the same name, which the connection by name finds instead. How many messages wait
-/// for that one nobody counts.
+/// A derived class may have a slot of the same name. The connection by name then finds that slot, and nobody counts how
+/// many messages wait for it.
 bool takesMessagesItself(const QObject& queryWorker)
 {
     constexpr const char* SLOT_SIGNATURE = "sendMessage(Message)";
@@ -69,7 +69,7 @@ bool takesMessagesItself(const QObject& queryWorker)
         == TarvexQueryWorker::staticMetaObject.indexOfSlot(SLOT_SIGNATURE);
 }
 
-/// Queued, because each of them leads to another thread; made once, however often the same workers are handed over.
+/// Queued, because each of them leads to another thread. Unique, because the same workers may be handed over again.
 constexpr auto QUEUED_ONCE = static_cast<Qt::ConnectionType>(Qt::QueuedConnection | Qt::UniqueConnection);
 
 } // namespace
@@ -87,7 +87,7 @@ TarvexController::TarvexController(int repeatInterval, const QString& clientName
 
 TarvexController::~TarvexController()
 {
-    // While the log lines of what is still carried out have a way out.
+    // This comes first, because the log lines of what is still carried out must have a way out.
     workOff(TarvexLogCreator::relayOf(this));
     takeDownBridge();
 }

@@ -16,12 +16,12 @@ class TarvexQueryWorker;
 ///
 /// A service derives from it and creates one, in its main thread.
 ///
-/// From construction to destruction the process's log lines go to the device's log service over the bus, those of
-/// GUILOGGER() to the screen as well. A line that comes to the query worker while its connection is not open is
-/// dropped. The forwarding belongs to the process: a second controller takes it over, and it ends with whichever of the
-/// two goes first. It also ends when the service later installs a message handler of its own that does not call the one
-/// before it. A controller that is never destroyed forwards until the process ends or the library is unloaded. In a
-/// thread without an event loop a small object stays for each forwarded line until that thread ends.
+/// From construction to destruction the process's log lines go to the device's log service over the bus. Those of
+/// GUILOGGER() go to the screen as well. A line that comes to the query worker while its connection is not open is
+/// dropped. The forwarding belongs to the process: a second controller takes it over, and it ends when the first of the
+/// two is destroyed. It also ends when the service later installs a message handler of its own that does not call the
+/// one before it. A controller that is never destroyed forwards until the process ends or the library is unloaded. In a
+/// thread without an event loop a small object remains for each forwarded line until that thread ends.
 ///
 /// \code
 /// class Printer : public tarvex::TarvexController
@@ -38,35 +38,34 @@ class TARVEXLIB_EXPORT TarvexController : public wexcor::AbstractWorkerControlle
 {
     Q_OBJECT
 public:
-    /// \a repeatInterval says after how many ms a log line that repeats is sent again, see TarvexLogCreator; 1000 or
-    /// less sends every line, more than 300000 counts as 300000. With an empty \a clientName no line is sent.
+    /// \a repeatInterval says after how many ms a log line that repeats is sent again, see TarvexLogCreator. With 1000
+    /// or less every line is sent. More than 300000 counts as 300000. With an empty \a clientName no line is sent.
     ///
-    /// Replaces the rules that QLoggingCategory::setFilterRules() has set before: a service that silences a category of
-    /// its own in that way does so afterwards. Rules from the environment and from Qt's configuration files stay.
+    /// Replaces the rules that QLoggingCategory::setFilterRules() has set before. So a service that silences a category
+    /// of its own in that way does so afterwards. Rules from the environment and from Qt's configuration files stay.
     TarvexController(int repeatInterval, const QString& clientName, QObject* parent);
 
     /// Carries out what is queued between the workers, log lines included, takes the logging bridge down and stops the
-    /// workers; see AbstractWorkerController for the order and for how long that may take. What is queued for slots of
-    /// the derived class is not carried out any more. A message worker whose thread was never started takes 100 ms
-    /// here.
+    /// workers. AbstractWorkerController says in which order, and how long that may take. What is queued for slots of
+    /// the derived class is not carried out any more. A message worker whose thread was never started takes 100 ms.
     ~TarvexController() override;
 
     /// Gives each worker a thread of its own, connects them with each other and with this controller, and starts the
-    /// threads, the query worker's first. Either may be null. The workers belong to the controller from then on. Called
-    /// again with the same workers it changes nothing: a worker keeps its thread and is connected once.
+    /// threads, the query worker's first. Either may be null. The workers belong to the controller from then on. A
+    /// second call with the same workers changes nothing: a worker keeps its thread and is connected once.
     ///
     /// TarvexMsgWorker's stateChanged() and unprocessedMessage() are the service's to connect.
     /// \return true.
     virtual bool initWorkers(tarvex::TarvexMsgWorker* msgWorker, tarvex::TarvexQueryWorker* queryWorker);
 
 Q_SIGNALS:
-    /// For the service to emit, from any thread: the query worker reports the state at once.
+    /// The service emits it, from any thread. The query worker then reports the state at once.
     void stateChanged();
 
     /// The query worker's settingsChanged().
     void settingsChanged();
 
-    /// A message to be sent by the query worker; the logging bridge emits it for each log line.
+    /// The query worker sends this message. The logging bridge emits the signal for each log line.
     void sendLogMessage(Message msg);
 
 private:

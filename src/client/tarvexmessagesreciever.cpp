@@ -16,7 +16,7 @@ namespace tarvex {
 
 namespace {
 
-/// After so many unknown header lines and abandoned frames in a row the place in the stream is lost for good.
+/// After this many unknown header lines and abandoned frames in a row the place in the stream is lost for good.
 constexpr int MAX_BAD_FRAMES = 64;
 
 } // namespace
@@ -64,7 +64,7 @@ bool TarvexMessagesReciever::open()
     if (isOpen()) {
         return true;
     }
-    // After the server has dropped the connection it is still set: the new one is accepted anew.
+    // It is still set if the server has dropped the connection. The new connection must be accepted anew.
     m_handshaked = false;
     m_isClosed = false;
     m_badFrames = 0;
@@ -123,7 +123,7 @@ bool TarvexMessagesReciever::reply(QString cmd, TarvexError error, QVariantMap d
     return write(busframe::encodeReply(cmd, error.error(), error.description(), data));
 }
 
-/// Whoever ends a worker wants what has been taken in to be worked off, not more of it.
+/// When a worker ends, what has been taken in is worked off, and nothing more is taken in.
 bool TarvexMessagesReciever::isEnding() const
 {
     const auto* const worker = qobject_cast<const wexcor::AbstractWorker*>(parent());
@@ -135,8 +135,8 @@ bool TarvexMessagesReciever::hasFrame() const
     return m_socket && !m_isClosed && m_socket->bytesAvailable() > 0 && headerIsComplete();
 }
 
-/// False for a line that so far is only the beginning of a known header: the rest is still under way, and a reader that
-/// takes the beginning for a line of its own has lost its place for good.
+/// False for a line that so far is only the beginning of a known header. The rest is still under way, and a reader that
+/// takes the beginning for a whole line loses its place for good.
 bool TarvexMessagesReciever::headerIsComplete() const
 {
     if (m_socket->canReadLine() || m_socket->bytesAvailable() >= busframe::LINE_READ_LIMIT - 1) {
@@ -147,13 +147,13 @@ bool TarvexMessagesReciever::headerIsComplete() const
         && !QLatin1String(busframe::REPLY_HEADER).startsWith(beginning);
 }
 
-/// Reads one frame and posts the turn of the next, so that a stop, a restart and the timers get their turns under any
-/// backlog. Only what a lost connection has left behind is read in one go: the owner is about to close it, in a turn
-/// that comes after the posted one.
+/// Reads one frame and posts the turn of the next one, so that a stop, a restart and the timers get their turns under
+/// any backlog. Only what a lost connection has left behind is read in one go, because the owner closes the connection
+/// in the turn after the posted one.
 void TarvexMessagesReciever::readFrames()
 {
-    // Writing an acknowledgement waits on the socket, which may call us again for the bytes that come meanwhile: the
-    // loop that is under way gets to them, after the message that it is about to deliver.
+    // Writing an acknowledgement waits on the socket, which may call us again for the bytes that come meanwhile. The
+    // loop that is under way reads them, after the message that it is about to deliver.
     if (m_reading) {
         return;
     }
@@ -203,7 +203,7 @@ bool TarvexMessagesReciever::readData(qint32 size, QVariant& out)
 {
     const QByteArray payload = socketreader::readPayload(m_socket, size, [this] { return isEnding(); });
     if (payload.size() != size) {
-        // The rest, or what is behind a size that is not waited for, would be read as the next header.
+        // Otherwise the rest, or what follows a size that is not waited for, would be read as the next header.
         if (isEnding() || size > busframe::MAX_PAYLOAD_SIZE) {
             giveUpConnection();
         }
@@ -259,7 +259,8 @@ bool TarvexMessagesReciever::processRequest(const QVariant& envelope)
         return false;
     }
     const Message message = Message::fromVariantMap(request.value(busframe::KEY_DATA).toMap());
-    // Acknowledged before the repeat is looked for: the server repeats a message for as long as it has no answer to it.
+    // The acknowledgement comes before the look for a repeat, because the server repeats a message until it has an
+    // answer to it.
     const bool isAcknowledged = reply(operation, TarvexError(),
                                       {{busterms::KEY_SENDER, message.sender()},
                                        {busterms::KEY_RECIEVER, message.reciever()},
@@ -298,7 +299,7 @@ void TarvexMessagesReciever::deliver(const Message& message)
                              << loglist(QStringList{message.message()});
         return;
     }
-    // The key is all that is asked for; a hundred messages may be hundreds of MiB.
+    // Only the key is needed, and a hundred messages may be hundreds of MiB. So no message is kept.
     m_repeatCache.insert(key, new Message);
     Q_EMIT incomingMessage(message);
 }
@@ -312,7 +313,7 @@ bool TarvexMessagesReciever::write(const QByteArray& frame)
         && m_socket->write(frame) >= 0 && m_socket->waitForBytesWritten(bussocket::WRITE_TIMEOUT_MS);
 }
 
-/// Rubbish may hold header lines by chance, so a frame that has to be abandoned counts as an unknown header does.
+/// Rubbish may contain header lines by chance. So a frame that is abandoned counts as an unknown header does.
 void TarvexMessagesReciever::noteBadFrame()
 {
     if (++m_badFrames >= MAX_BAD_FRAMES) {
@@ -320,17 +321,17 @@ void TarvexMessagesReciever::noteBadFrame()
     }
 }
 
-/// A server that does not take a reply would hold this thread up once more with the next one.
+/// A server that does not take a reply would block this thread again with the next one.
 void TarvexMessagesReciever::giveUpUnless(bool isReplyWritten)
 {
-    // A connection that is lost anyhow may have left messages behind.
+    // A connection that is lost already may have left messages behind. They are still read.
     if (!isReplyWritten && m_socket && m_socket->state() == QAbstractSocket::ConnectedState
         && !bussocket::hasPeerGoneUnnoticed(*m_socket)) {
         giveUpConnection();
     }
 }
 
-/// Ends the connection as if the server had dropped it; whoever owns this object makes it anew. Nothing more is read.
+/// Ends the connection as if the server had dropped it. The owner of this object makes it anew. Nothing more is read.
 void TarvexMessagesReciever::giveUpConnection()
 {
     m_isClosed = true;

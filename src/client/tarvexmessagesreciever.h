@@ -24,20 +24,21 @@ class ConnectionAge;
 
 /// The connection on which the bus server pushes messages. The spelling of the name is the bus's own.
 ///
-/// Every pushed message is acknowledged, and emitted once: of a message that the server pushes again, because our
-/// acknowledgement was lost, the repeat is recognised as long as it is among the last 100 distinct messages, also
-/// across a reconnection.
+/// Every pushed message is acknowledged, and emitted once. The server pushes a message again if our acknowledgement was
+/// lost. The repeat is recognised as long as the message is among the last 100 distinct ones, also across a
+/// reconnection.
 ///
-/// Lives in its worker's thread and is called from that thread only; it takes no lock, and needs that thread's event
+/// Lives in its worker's thread and is called from that thread only. It takes no lock, and needs that thread's event
 /// loop. open() blocks for up to 30000 ms to connect and as long again to write the handshake, close() for 100 ms. One
-/// frame is read in a turn of the event loop. That blocks for 200 ms until the size line is complete, for (payload size
-/// / 100 + 1) times 10 ms for the payload, at least 200 ms and at most 60000 ms, and up to 30000 ms to write the
-/// acknowledgement. As the child of a worker that is ending (AbstractWorker::isEnding()) it reads no further frame.
+/// frame is read in a turn of the event loop. That blocks for up to 200 ms until the size line is complete, for up to
+/// (payload size / 100 + 1) times 10 ms for the payload, at least 200 ms and at most 60000 ms, and for up to 30000 ms
+/// to write the acknowledgement. As the child of a worker that is ending (AbstractWorker::isEnding()) it reads no
+/// further frame.
 ///
 /// The server is expected on 127.0.0.1, port 45537. Nothing throws. Bad frames are logged in the default category and
-/// dropped; what follows them is read as the next frame. After a size line above 48 MiB, 64 unknown header lines or
-/// abandoned frames in a row, or an acknowledgement that could not be written, the connection is ended as if the server
-/// had dropped it.
+/// dropped. What follows them is read as the next frame. The connection is ended as if the server had dropped it after
+/// a size line above 48 MiB, after 64 unknown header lines or abandoned frames in a row, and after an acknowledgement
+/// that could not be written.
 ///
 /// Wire: sends the request "handshake" with {"name": the client's name}, which is accepted by a reply with code 0.
 /// Takes the request "sendMessage", its data a Message in map form, and replies with code 0 and the message's
@@ -52,8 +53,8 @@ public:
     /// Closes the connection; blocks for 100 ms.
     ~TarvexMessagesReciever() override;
 
-    /// True while the connection is there and the server has accepted the handshake; so it is false for a moment after
-    /// open() has succeeded.
+    /// True while there is a connection on which the server has accepted the handshake. So it is false for a moment
+    /// after open() has succeeded.
     bool isOpen() const;
 
     /// True while there is a connection, whether or not the server has accepted the handshake, and while a connection
@@ -62,14 +63,14 @@ public:
 
     QString clientName() const;
 
-    // The signals and slots below stand in this order because it is interface; that is why public and private slots
-    // alternate. A new one goes to the end.
+    // The order of the signals and slots below is interface. That is why public and private slots alternate. A new one
+    // goes to the end.
 Q_SIGNALS:
     /// A message that has not been delivered before. A slot that is connected directly must not delete this object.
     void incomingMessage(Message msg);
 
-    /// The server closed the connection, or it was given up. What the server sent before it closed is still read,
-    /// unless close() comes first. Not emitted after close().
+    /// The server closed the connection, or it was given up. What the server sent before is still read, unless close()
+    /// is called first. Not emitted after close().
     void busDisconnected();
 
     /// open() connected and sent the handshake.
@@ -77,10 +78,10 @@ Q_SIGNALS:
 
 public Q_SLOTS:
     /// Connects and sends the handshake, without waiting for the answer. Does nothing when open already.
-    /// \return whether the handshake was sent; the connection is closed if it was not.
+    /// \return whether the handshake was sent. If it was not, the connection is closed.
     bool open();
 
-    /// Closes the connection; no busDisconnected() follows.
+    /// Closes the connection. No busDisconnected() follows.
     void close();
 
 private Q_SLOTS:
@@ -120,7 +121,7 @@ private:
     QCache<QString, Message> m_repeatCache;
     bool m_reading = false;  ///< Inside readFrames().
     bool m_isPosted = false; ///< The next frame's turn is posted.
-    bool m_isClosed = true;  ///< Not opened yet, closed or given up: what is still buffered is not read.
+    bool m_isClosed = true;  ///< Not opened yet, closed, or given up. What is buffered is not read.
     int m_badFrames = 0;     ///< In a row.
     const std::unique_ptr<bussocket::ConnectionAge> m_age;
 };

@@ -37,15 +37,15 @@ bool TarvexMsgWorker::doStart()
     connectOnce(m_receiver, SIGNAL(incomingMessage(Message)), this, SLOT(processMessage(Message)));
     connectOnce(m_receiver, SIGNAL(busDisconnected()), this, SLOT(restart()));
     connectOnce(m_receiver, SIGNAL(tarvexConnected()), this, SIGNAL(workerConnected()));
-    // A connection that was lost as soon as it was made is not made anew at once. One that is about to end takes
-    // nothing in, so it needs none.
+    // A connection that was lost as soon as it was made is not made anew at once. A worker that is about to end takes
+    // nothing in, so it needs no connection.
     const bool waits = m_receiver->m_age->takeEarlyLoss() || isEnding();
     const bool opened = !waits && m_receiver->open();
-    // Whoever heard of the connection may have taken the timers away.
+    // A slot that heard of the connection may have deleted the timers.
     if (!m_restartTimer || !m_watch) {
         return true;
     }
-    // One of the two runs at a time, so that nothing is restarted twice.
+    // Only one of the two runs at a time, so that nothing is restarted twice.
     if (opened) {
         m_restartTimer->stop();
         m_sinceOpen.start();
@@ -102,15 +102,15 @@ void TarvexMsgWorker::processMessage(Message msg)
     doProcessMessage(msg);
 }
 
-// open() succeeds before the server has answered the handshake, and the server may take its answer back later. Nothing
-// reports a refusal or a silence: without this look the worker would be deaf from then on.
+// open() succeeds before the server has answered the handshake, and the server may take its answer back later. No
+// signal reports a refusal or a silence. Without this look the worker would hear nothing from then on.
 void TarvexMsgWorker::lookAtReceiver()
 {
     if (!m_receiver) {
         return;
     }
     if (m_receiver->isOpen()) {
-        // What came while the worker was to take nothing in, if it goes on after all.
+        // Reads what came while the worker had to take nothing in, if it goes on after all.
         m_receiver->readFrames();
         return;
     }

@@ -20,19 +20,19 @@ class TarvexMessagesReciever;
 
 /// Keeps the connection on which the bus pushes messages, and turns what comes into signals.
 ///
-/// Handed to TarvexController::initWorkers(), it runs in a thread of its own. While the bus is away it tries again
-/// every 5000 ms. A connection that is lost is made anew at once, or after 5000 ms if it was lost within 1000 ms after
-/// it had been made. For as long as it is started the worker looks at its connection every 5000 ms: one that was
+/// It is handed to TarvexController::initWorkers() and runs in a thread of its own. While the bus is away it tries
+/// again every 5000 ms. A connection that is lost is made anew at once, or after 5000 ms if it was lost within 1000 ms
+/// after it had been made. While it is started the worker looks at its connection every 5000 ms. A connection that was
 /// refused, at once or later, or not answered for 30000 ms, is made anew then.
 ///
 /// A derived class whose doStart() does not call this one hears nothing after its first restart(): the connections and
 /// timers are set up here.
 ///
-/// A message whose text is the command "updateSettings" or "stateChanged" is handled here; every other one comes out of
-/// unprocessedMessage(). A service that wants more commands handled here overrides doProcessCommand().
+/// A message whose text is the command "updateSettings" or "stateChanged" is handled here. Every other one is emitted
+/// by unprocessedMessage(). A service that wants more commands handled here overrides doProcessCommand().
 ///
-/// Wire: a command is the JSON object {"cmd": name, "data": arguments}; "data" may be missing. Any other text is logged
-/// as a warning in the JSON parser's words, which are "no error occurred" for JSON that is just no command.
+/// Wire: a command is the JSON object {"cmd": name, "data": arguments}. "data" may be missing. Any other text is logged
+/// as a warning in the JSON parser's words. They are "no error occurred" for JSON that is not a command.
 ///
 /// \code
 /// connect(msgWorker, SIGNAL(unprocessedMessage(Message)), service, SLOT(onMessage(Message)));
@@ -45,18 +45,18 @@ public:
     explicit TarvexMsgWorker(const QString& clientName);
     ~TarvexMsgWorker() override;
 
-    /// Opens the connection; tries again in 5000 ms if that fails. Blocks for up to 60000 ms. \return true.
+    /// Opens the connection. Tries again in 5000 ms if that fails. Blocks for up to 60000 ms. \return true.
     bool doStart() override;
 
     /// Closes the connection; blocks for 100 ms. \return true.
     bool doStop() override;
 
-    /// Reads the message's text as a command and passes it to doProcessCommand(); what is no command, or is not handled
-    /// there, is emitted as unprocessedMessage(). Called in the worker's thread.
+    /// Reads the message's text as a command and passes it to doProcessCommand(). A message that is no command, or that
+    /// is not handled there, is emitted as unprocessedMessage(). Called in the worker's thread.
     virtual void doProcessMessage(const tarvex::Message& msg);
 
     /// Handles one command. Called in the worker's thread.
-    /// \param cmd its name; a number or a boolean comes as text
+    /// \param cmd its name, as text also if it is a number or a boolean
     /// \param data the command's arguments, empty when there are none
     /// \param sender the client that sent it
     /// \param uid identifier of the message that carried it

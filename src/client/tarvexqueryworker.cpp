@@ -3,7 +3,6 @@
 #include "client/connectionwatch_p.h"
 #include "client/querynotes_p.h"
 #include "client/singleconnection_p.h"
-#include "client/tarvexqueryhandler.h"
 #include "logging/logqueue_p.h"
 #include "logging/tarvexlogcreator.h"
 

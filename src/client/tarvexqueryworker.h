@@ -2,8 +2,7 @@
 #define TARVEXQUERYWORKER_H
 
 #include "abstractworker.h"
-#include "records/clientsettings.h"
-#include "records/message.h"
+#include "client/tarvexqueryhandler.h"
 #include "tarvexlib_export.h"
 
 #include <QDateTime>
@@ -19,7 +18,6 @@ namespace tarvex {
 
 class ConnectionWatch;
 class LogQueue;
-class TarvexQueryHandler;
 
 /// Keeps the connection on which the client asks the bus, loads the client's settings, reports its state, and sends its
 /// messages.
@@ -35,6 +33,8 @@ class TarvexQueryHandler;
 ///
 /// A derived class whose doStart() does not call this one hears nothing after its first restart(): the connections and
 /// timers are set up here.
+///
+/// This header alone is enough for a derived class: it brings the connection and the records along.
 ///
 /// \code
 /// class PrinterQueryWorker : public tarvex::TarvexQueryWorker

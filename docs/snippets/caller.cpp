@@ -1,7 +1,5 @@
 #include "caller.h"
 
-#include <tarvexqueryhandler.h>
-
 #include <QTimer>
 #include <QUuid>
 
@@ -61,8 +59,8 @@ void Caller::sendUnsent()
         const QString uid = m_unsent.constFirst();
         const bool isWanted = m_calls.contains(uid);
         const bool isTaken = isWanted && handler->sendMessage(m_calls.value(uid).toOutgoingMessage());
-        if (isWanted && !isTaken && !handler->isOpen()) {
-            return; // Lost on the way. The next connection sends it again, with the same uid.
+        if (isWanted && !isTaken && handler->lastOutcome().kind() != tarvex::QueryOutcome::Refused) {
+            return; // Perhaps lost on the way. The next connection sends it again, with the same uid.
         }
         m_unsent.removeFirst();
         if (!isTaken) {

@@ -3,7 +3,6 @@
 #include <abstracttarvexcommandsworker.h>
 #include <tarvexcontroller.h>
 #include <tarvexmsgworker.h>
-#include <tarvexqueryhandler.h>
 
 #include <QThread>
 

@@ -1,5 +1,5 @@
 #include <supportedclients.h>
-#include <tarvexqueryhandler.h>
+#include <tarvexerror.h>
 #include <tarvexqueryworker.h>
 
 namespace {
@@ -34,8 +34,10 @@ public:
     bool change(const QString& owner, const QString& group, const QString& key, const QVariant& value)
     {
         tarvex::ClientSettings settings;
-        if (!handler->loadSettings(owner, settings)) {
-            return false; // What else is stored is not known, and saving replaces all of it.
+        const bool isLoaded = handler->loadSettings(owner, settings);
+        // Saving replaces all that is stored. So go on only if that was loaded, or if the bus says that there is none.
+        if (!isLoaded && handler->lastOutcome().code() != tarvex::TarvexError::NoSettingsForClient) {
+            return false;
         }
         settings.setFormattedSettings({{group, QVariantMap{{key, value}}}}, false);
         settings.setOwner(owner);

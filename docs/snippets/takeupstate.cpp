@@ -1,5 +1,4 @@
 #include "client/supportedclients.h"
-#include "client/tarvexqueryhandler.h"
 #include "client/tarvexqueryworker.h"
 #include "statewrapper/statecatcher.h"
 
@@ -40,11 +39,13 @@ public Q_SLOTS:
             return; // A reconnection: the process knows better than the bus.
         }
         tarvex::ClientState last;
-        if (handler->loadState(QString(), last)) {
+        const bool isLoaded = handler->loadState(QString(), last);
+        if (isLoaded) {
             const QJsonObject values = QJsonDocument::fromJson(last.state().toUtf8()).object();
             StateCatcher() << catchvalue(QStringLiteral("openings"), values.value(QLatin1String("openings")).toInt());
         }
-        m_isTakenUp = handler->isOpen(); // When the bus has none yet it refuses, and stays connected.
+        // The bus refuses when it has no state yet. After any other failure the next connection tries again.
+        m_isTakenUp = isLoaded || handler->lastOutcome().kind() == tarvex::QueryOutcome::Refused;
     }
 
 private:

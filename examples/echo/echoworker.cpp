@@ -1,6 +1,5 @@
 #include "echoworker.h"
 
-#include "client/tarvexqueryhandler.h"
 #include "cmdlayer/tarvexcommand.h"
 
 #include <QDebug>

@@ -3,7 +3,6 @@
 #include "client/supportedclients.h"
 #include "client/tarvexcontroller.h"
 #include "client/tarvexmsgworker.h"
-#include "client/tarvexqueryhandler.h"
 #include "client/tarvexqueryworker.h"
 #include "cmdlayer/tarvexcommand.h"
 #include "statewrapper/statecatcher.h"

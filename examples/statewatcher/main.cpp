@@ -1,7 +1,6 @@
 #include "client/supportedclients.h"
 #include "client/tarvexcontroller.h"
 #include "client/tarvexmsgworker.h"
-#include "client/tarvexqueryhandler.h"
 #include "client/tarvexqueryworker.h"
 #include "support/quitonsignal.h"
 #include "visible.h"

@@ -1,6 +1,5 @@
 #include "printerqueries.h"
 
-#include "client/tarvexqueryhandler.h"
 #include "statewrapper/statecatcher.h"
 
 #include <QDebug>
@@ -64,9 +63,11 @@ void PrinterQueries::sendWaiting()
 {
     // A command can come in before this connection is up: the two are opened independently of each other.
     while (handler->isOpen() && !m_waiting.isEmpty()) {
-        // An answer that goes down with the connection is sent again. If it had arrived, the receiver knows it by its
-        // uid. One that was refused is not: it would be refused again.
-        if (!handler->sendMessage(m_waiting.constFirst().toOutgoingMessage()) && !handler->isOpen()) {
+        const bool isSent = handler->sendMessage(m_waiting.constFirst().toOutgoingMessage());
+        // The bus has refused the answer: it is dropped, because the bus would refuse it again. The bus has not
+        // answered: nobody knows whether it has the answer, so the next connection sends it again. The uid is the same,
+        // and the receiver drops what it has already.
+        if (!isSent && handler->lastOutcome().kind() != tarvex::QueryOutcome::Refused) {
             return;
         }
         m_waiting.removeFirst();

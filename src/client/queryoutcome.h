@@ -11,9 +11,10 @@ namespace tarvex {
 ///
 /// A plain value; it may be copied to any thread.
 ///
-/// The kind says whether the same request is worth repeating. After Refused it is not: the server has taken the request
-/// and would refuse it again. After NotOpen and Unreachable the request was not sent. After Lost, TimedOut and
-/// NotUnderstood the server may have carried the request out or not: repeat only what may be done twice.
+/// The kind says whether the same request is worth repeating. After Refused it is not: the server would refuse it
+/// again. After NotOpen and Unreachable the request was not sent. After Lost, TimedOut and NotUnderstood the server may
+/// have carried the request out or not: repeat only what may be done twice. A table in docs/calling.md, "When the bus
+/// does not do it", says what to do on which.
 ///
 /// \code
 /// if (!handler->sendMessage(answer) && handler->lastOutcome().kind() != QueryOutcome::Refused) {

@@ -1,16 +1,13 @@
 #include "client/supportedclients.h"
 #include "client/tarvexcontroller.h"
-#include "client/tarvexqueryhandler.h"
-#include "client/tarvexqueryworker.h"
 #include "fakebus.h"
 #include "framepieces.h"
 #include "literals.h"
 #include "logcapture.h"
+#include "queryside.h"
 #include "reconnection.h"
 
 #include <QElapsedTimer>
-#include <QPointer>
-#include <QTcpSocket>
 #include <QTest>
 
 #include <atomic>
@@ -21,45 +18,12 @@
 
 using namespace tarvex;
 using namespace framepieces;
+using namespace queryside;
 using namespace reconnection;
 
 namespace {
 
-const QString PRINTER = u"printer"_s;
 const QString LOADING_LINE = u"critical: Settings loading error"_s;
-/// So long that no report is due by itself.
-constexpr int NEVER_MS = 1000000;
-
-QByteArray settingsReply(const QString& owner)
-{
-    ClientSettings settings;
-    settings.setOwner(owner);
-    settings.setDescription(owner);
-    return FakeBus::replyFrame(u"loadSettings"_s, 0, QString(), settings.toVariantMap());
-}
-
-class Worker : public TarvexQueryWorker
-{
-public:
-    Worker() : TarvexQueryWorker(NEVER_MS, PRINTER) { }
-
-    bool doStart() override
-    {
-        ++starts;
-        return TarvexQueryWorker::doStart();
-    }
-
-    void doSendState() override { }
-
-    void doApplySettings(ClientSettings settings) override { applied.append(settings.owner()); }
-
-    TarvexQueryHandler* connection() const { return handler; }
-
-    bool saveState() { return handler->saveState(ClientState()); }
-
-    int starts = 0;
-    QStringList applied;
-};
 
 /// A query worker for a thread of its own.
 class ServiceWorker : public TarvexQueryWorker
@@ -95,14 +59,10 @@ class TstAwkwardserverQuery : public QObject
 private Q_SLOTS:
     void init();
     void cleanup();
-    void replyInThreeCalls_isRead_data();
-    void replyInThreeCalls_isRead();
     void lostPlace_isMadeGood_data();
     void lostPlace_isMadeGood();
     void lostPlace_noFurtherExchangeOnThatConnection();
     void lostPlace_ofAYoungConnection_isMadeGoodAfter5s();
-    void lostPlace_oversizedReply_endsAnybodysConnection();
-    void lostPlace_withoutAWorker_resynchronisesNothing();
     void refusal_isAWholeReply();
     void unaskedBytes_areALostPlace_data();
     void unaskedBytes_areALostPlace();
@@ -116,9 +76,6 @@ private Q_SLOTS:
     void replyGivenTwice_isNotTakenForTheSettings();
     void updatesThatQueuedUp_doNotStorm();
     void updatesThatQueuedUp_whileTheBusIsAway_tryOnce();
-    void reopenedUnderAnotherName_isNotOpen();
-    void unreadBytes_waitInTheServer();
-    void unreadBytes_doNotHoldARequestUp();
     void spoiltReplyToALogLine_costsFewLines();
 
 private:
@@ -127,49 +84,13 @@ private:
 
 void TstAwkwardserverQuery::init()
 {
-    m_bus = std::make_unique<FakeBus>(FakeBus::QUERY_PORT);
-    m_bus->willAlwaysDo([](FakeBus::Peer& peer, const FakeBus::Request& request) {
-        if (request.operation == QLatin1String("loadSettings")) {
-            peer.send(settingsReply(PRINTER));
-        } else {
-            FakeBus::answer(peer, request);
-        }
-    });
+    m_bus = std::make_unique<FakeBus>();
+    m_bus->willAlwaysDo(serve);
 }
 
 void TstAwkwardserverQuery::cleanup()
 {
     m_bus.reset();
-}
-
-void TstAwkwardserverQuery::replyInThreeCalls_isRead_data()
-{
-    QTest::addColumn<int>("pauseMs");
-    for (const int pauseMs : {15, 40, 100}) {
-        QTest::addRow("%d ms", pauseMs) << pauseMs;
-    }
-}
-
-void TstAwkwardserverQuery::replyInThreeCalls_isRead()
-{
-    QFETCH(int, pauseMs);
-    m_bus->willAlwaysDo([pauseMs](FakeBus::Peer& peer, const FakeBus::Request& request) {
-        const QList<QByteArray> pieces = inThree(FakeBus::replyFrame(request.operation, 0));
-        peer.send(pieces.at(0));
-        std::this_thread::sleep_for(std::chrono::milliseconds(pauseMs));
-        peer.send(pieces.at(1));
-        std::this_thread::sleep_for(std::chrono::milliseconds(pauseMs));
-        peer.send(pieces.at(2));
-    });
-    TarvexQueryHandler handler(PRINTER);
-    QVERIFY(handler.open());
-    const LogCapture log;
-    int succeeded = 0;
-    for (int exchange = 0; exchange < 10; ++exchange) {
-        succeeded += handler.saveState(ClientState()) ? 1 : 0;
-    }
-    QCOMPARE(succeeded, 10);
-    QCOMPARE(log.texts(), QStringList());
 }
 
 void TstAwkwardserverQuery::lostPlace_isMadeGood_data()
@@ -238,7 +159,7 @@ void TstAwkwardserverQuery::lostPlace_noFurtherExchangeOnThatConnection()
     worker.sendMessage(Message());
     QCOMPARE(m_bus->requests().size(), requests);
     // As on a connection that the server has dropped.
-    QCOMPARE(log.texts(), QStringList(u"critical: Socket wait for ready read error"_s));
+    QCOMPARE(log.texts(), QStringList(WAIT_ERROR));
 }
 
 void TstAwkwardserverQuery::lostPlace_ofAYoungConnection_isMadeGoodAfter5s()
@@ -251,31 +172,6 @@ void TstAwkwardserverQuery::lostPlace_ofAYoungConnection_isMadeGoodAfter5s()
     QVERIFY(!worker.saveState());
     QTRY_COMPARE_WITH_TIMEOUT(worker.applied.size(), 2, LATEST_MS);
     QVERIFY(time.elapsed() >= EARLIEST_MS);
-}
-
-void TstAwkwardserverQuery::lostPlace_oversizedReply_endsAnybodysConnection()
-{
-    TarvexQueryHandler handler(PRINTER);
-    int lost = 0;
-    connect(&handler, &TarvexQueryHandler::busDisconnected, &handler, [&lost] { ++lost; });
-    QVERIFY(handler.open());
-    m_bus->willSend("[-REPLY-]\r\n50331649\r\n");
-    QVERIFY(!handler.saveState(ClientState()));
-    QCOMPARE(lost, 1);
-    QVERIFY(!handler.isOpen());
-    QVERIFY(handler.open());
-    QVERIFY(handler.saveState(ClientState()));
-}
-
-void TstAwkwardserverQuery::lostPlace_withoutAWorker_resynchronisesNothing()
-{
-    TarvexQueryHandler handler(PRINTER);
-    QVERIFY(handler.open());
-    m_bus->willSend("rubbish\r\n");
-    QVERIFY(!handler.saveState(ClientState()));
-    QVERIFY(handler.isOpen());
-    QVERIFY(handler.saveState(ClientState()));
-    QCOMPARE(m_bus->connectionCount(), 1);
 }
 
 void TstAwkwardserverQuery::refusal_isAWholeReply()
@@ -319,7 +215,7 @@ void TstAwkwardserverQuery::unaskedBytes_areALostPlace()
         const int requests = m_bus->requests().size();
         const LogCapture log;
         QVERIFY(!worker.saveState());
-        QCOMPARE(log.texts(), QStringList(u"critical: Socket wait for ready read error"_s));
+        QCOMPARE(log.texts(), QStringList(WAIT_ERROR));
         QCOMPARE(m_bus->requests().size(), requests);
     }
     QTRY_COMPARE(worker.applied.size(), 2);
@@ -353,8 +249,7 @@ void TstAwkwardserverQuery::settingsOfAnother_areNotApplied()
 
 void TstAwkwardserverQuery::handshakeUnderAnotherName_isTriedAgain()
 {
-    m_bus->willAnswerHandshake(
-        [](FakeBus::Peer& peer, const FakeBus::Request&) { peer.send(FakeBus::replyFrame(u"welcome"_s, 0)); });
+    m_bus->willAnswerHandshake(replies(u"welcome"_s));
     Worker worker;
     QElapsedTimer time;
     time.start();
@@ -411,7 +306,7 @@ void TstAwkwardserverQuery::serverThatDropsEveryConnection_isNotStormed()
 
 void TstAwkwardserverQuery::restartByTheService_isNotDelayed()
 {
-    m_bus->willAnswerHandshake([](FakeBus::Peer& peer, const FakeBus::Request&) { peer.close(); });
+    m_bus->willAnswerHandshake(sendsAndCloses(QByteArray()));
     Worker worker;
     QElapsedTimer time;
     time.start();
@@ -431,10 +326,8 @@ void TstAwkwardserverQuery::replyGivenTwice_isNotTakenForTheSettings()
     m_bus->willAlwaysDo([](FakeBus::Peer& peer, const FakeBus::Request& request) {
         if (request.operation == QLatin1String("loadSettings")) {
             std::this_thread::sleep_for(std::chrono::milliseconds(100));
-            peer.send(settingsReply(PRINTER));
-        } else {
-            FakeBus::answer(peer, request);
         }
+        serve(peer, request);
     });
     m_bus->willDo([](FakeBus::Peer& peer, const FakeBus::Request& request) {
         FakeBus::answer(peer, request);
@@ -452,7 +345,7 @@ void TstAwkwardserverQuery::replyGivenTwice_isNotTakenForTheSettings()
 void TstAwkwardserverQuery::updatesThatQueuedUp_doNotStorm()
 {
     for (int connection = 0; connection < 100; ++connection) {
-        m_bus->willAnswerHandshake([](FakeBus::Peer& peer, const FakeBus::Request&) { peer.close(); });
+        m_bus->willAnswerHandshake(sendsAndCloses(QByteArray()));
     }
     Worker worker;
     QVERIFY(worker.doStart());
@@ -473,54 +366,6 @@ void TstAwkwardserverQuery::updatesThatQueuedUp_whileTheBusIsAway_tryOnce()
         worker.updateSettings();
     }
     QCOMPARE(log.texts(), QStringList(REFUSED_LINE));
-}
-
-// The acceptance of the connection that was lost says nothing about this one.
-void TstAwkwardserverQuery::reopenedUnderAnotherName_isNotOpen()
-{
-    TarvexQueryHandler handler(PRINTER);
-    QVERIFY(handler.open());
-    m_bus->dropConnections();
-    QTRY_VERIFY(!handler.isOpen());
-    m_bus->willAnswerHandshake(
-        [](FakeBus::Peer& peer, const FakeBus::Request&) { peer.send(FakeBus::replyFrame(u"welcome"_s, 0)); });
-    QVERIFY(handler.open());
-    QVERIFY(!handler.isOpen());
-}
-
-// Of a full buffer Qt would not say that there is something to be read.
-void TstAwkwardserverQuery::unreadBytes_doNotHoldARequestUp()
-{
-    m_bus->willDo([](FakeBus::Peer& peer, const FakeBus::Request& request) {
-        FakeBus::answer(peer, request);
-        peer.send(QByteArray(1024 * 1024, 'A'));
-    });
-    TarvexQueryHandler handler(PRINTER);
-    QVERIFY(handler.open());
-    QVERIFY(handler.saveState(ClientState()));
-    QTest::qWait(500);
-    QElapsedTimer time;
-    time.start();
-    QVERIFY(!handler.saveState(ClientState()));
-    QVERIFY2(time.elapsed() < 5000, qPrintable(QString::number(time.elapsed())));
-}
-
-void TstAwkwardserverQuery::unreadBytes_waitInTheServer()
-{
-    m_bus->willDo([](FakeBus::Peer& peer, const FakeBus::Request& request) {
-        FakeBus::answer(peer, request);
-        // More than the system's own buffers hold, so that somebody has to take it in.
-        const QByteArray bytes(65536, 'A');
-        for (int count = 0; count < 1000 && peer.send(bytes); ++count) { }
-    });
-    TarvexQueryHandler handler(PRINTER);
-    QVERIFY(handler.open());
-    QVERIFY(handler.saveState(ClientState()));
-    QTest::qWait(500);
-    const qint64 buffered = handler.findChild<QTcpSocket*>()->bytesAvailable();
-    QVERIFY2(buffered > 0 && buffered <= 1024 * 1024, qPrintable(QString::number(buffered)));
-    handler.close();
-    m_bus->dropConnections();
 }
 
 // Each failed attempt to forward a line is logged, and that line is forwarded.

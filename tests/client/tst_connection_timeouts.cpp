@@ -1,9 +1,9 @@
 #include "client/tarvexmessagesreciever.h"
-#include "client/tarvexqueryhandler.h"
-#include "client/tarvexqueryworker.h"
 #include "fakebus.h"
+#include "framepieces.h"
 #include "literals.h"
 #include "logcapture.h"
+#include "queryside.h"
 
 #include <QElapsedTimer>
 #include <QSignalSpy>
@@ -20,6 +20,7 @@
 #include <unistd.h>
 
 using namespace tarvex;
+using namespace queryside;
 
 namespace {
 
@@ -27,12 +28,19 @@ constexpr int TIMEOUT_MS = 30000;
 /// A loaded machine may be late, but not by this much.
 constexpr int LATEST_MS = 45000;
 
-bool isTimeout(qint64 elapsed)
+class Wait
 {
-    return elapsed >= TIMEOUT_MS && elapsed < LATEST_MS;
-}
+public:
+    Wait() { m_timer.start(); }
 
-const QString WAIT_ERROR = u"critical: Socket wait for ready read error"_s;
+    bool isTimeout() const { return m_timer.elapsed() >= TIMEOUT_MS && m_timer.elapsed() < LATEST_MS; }
+
+    QString text() const { return QString::number(m_timer.elapsed()); }
+
+private:
+    QElapsedTimer m_timer;
+};
+
 const QString TIMEOUT_ERROR = u"warning: QAbstractSocket::SocketTimeoutError Network operation timed out"_s;
 
 /// A server that listens and never accepts, with no room left for those who wait: a connect to it is not answered.
@@ -74,22 +82,6 @@ void acceptAndHang(FakeBus::Peer& peer, const FakeBus::Request& request)
     peer.hang();
 }
 
-class PrinterWorker : public TarvexQueryWorker
-{
-public:
-    PrinterWorker() : TarvexQueryWorker(1000000, u"printer"_s) { }
-
-    void doSendState() override { }
-
-    void doApplySettings(ClientSettings settings) override { owners.append(settings.owner()); }
-
-    bool saveState() { return handler->saveState(ClientState()); }
-
-    QueryOutcome lastOutcome() const { return handler->lastOutcome(); }
-
-    QStringList owners;
-};
-
 /// Writes to \a socket until the system takes no more.
 void fillBuffers(QTcpSocket* socket)
 {
@@ -119,12 +111,11 @@ void TstConnectionTimeouts::connectNeverAnswered_openFails()
 {
     const FullServer server(FakeBus::QUERY_PORT);
     QVERIFY(server.isFull());
-    TarvexQueryHandler handler(u"printer"_s);
+    TarvexQueryHandler handler(PRINTER);
     const LogCapture log;
-    QElapsedTimer timer;
-    timer.start();
+    const Wait wait;
     QVERIFY(!handler.open());
-    QVERIFY2(isTimeout(timer.elapsed()), qPrintable(QString::number(timer.elapsed())));
+    QVERIFY2(wait.isTimeout(), qPrintable(wait.text()));
     QCOMPARE(log.texts(), QStringList());
     QCOMPARE(handler.lastOutcome(), QueryOutcome(QueryOutcome::Unreachable));
 }
@@ -135,14 +126,13 @@ void TstConnectionTimeouts::requestNeverTaken_requestFails()
 {
     FakeBus bus;
     bus.willAnswerHandshake(acceptAndHang);
-    TarvexQueryHandler handler(u"printer"_s);
+    TarvexQueryHandler handler(PRINTER);
     QVERIFY(handler.open());
     fillBuffers(handler.findChild<QTcpSocket*>());
     const LogCapture log;
-    QElapsedTimer timer;
-    timer.start();
+    const Wait wait;
     QVERIFY(!handler.saveState(ClientState()));
-    QVERIFY2(isTimeout(timer.elapsed()), qPrintable(QString::number(timer.elapsed())));
+    QVERIFY2(wait.isTimeout(), qPrintable(wait.text()));
     QCOMPARE(log.texts(), QStringList({TIMEOUT_ERROR, WAIT_ERROR}));
     QCOMPARE(handler.lastOutcome(), QueryOutcome(QueryOutcome::TimedOut));
 }
@@ -151,12 +141,11 @@ void TstConnectionTimeouts::receiver_connectNeverAnswered_openFails()
 {
     const FullServer server(FakeBus::RECEIVER_PORT);
     QVERIFY(server.isFull());
-    TarvexMessagesReciever receiver(u"printer"_s);
+    TarvexMessagesReciever receiver(PRINTER);
     const LogCapture log;
-    QElapsedTimer timer;
-    timer.start();
+    const Wait wait;
     QVERIFY(!receiver.open());
-    QVERIFY2(isTimeout(timer.elapsed()), qPrintable(QString::number(timer.elapsed())));
+    QVERIFY2(wait.isTimeout(), qPrintable(wait.text()));
     QCOMPARE(log.texts(), QStringList());
 }
 
@@ -164,15 +153,14 @@ void TstConnectionTimeouts::receiver_replyNeverTaken_replyFails()
 {
     FakeBus bus(FakeBus::RECEIVER_PORT);
     bus.willAnswerHandshake(acceptAndHang);
-    TarvexMessagesReciever receiver(u"printer"_s);
+    TarvexMessagesReciever receiver(PRINTER);
     QVERIFY(receiver.open());
     QTRY_VERIFY(receiver.isOpen());
     fillBuffers(receiver.findChild<QTcpSocket*>());
     const LogCapture log;
-    QElapsedTimer timer;
-    timer.start();
+    const Wait wait;
     QVERIFY(!receiver.reply(u"sendMessage"_s, TarvexError(), {}));
-    QVERIFY2(isTimeout(timer.elapsed()), qPrintable(QString::number(timer.elapsed())));
+    QVERIFY2(wait.isTimeout(), qPrintable(wait.text()));
     QCOMPARE(log.texts(), QStringList(TIMEOUT_ERROR));
 }
 
@@ -180,13 +168,12 @@ void TstConnectionTimeouts::handshakeNeverAnswered_openFails()
 {
     FakeBus bus;
     bus.willAnswerHandshake([](FakeBus::Peer&, const FakeBus::Request&) {});
-    TarvexQueryHandler handler(u"printer"_s);
+    TarvexQueryHandler handler(PRINTER);
     const QSignalSpy connected(&handler, SIGNAL(tarvexConnected()));
     const LogCapture log;
-    QElapsedTimer timer;
-    timer.start();
+    const Wait wait;
     QVERIFY(!handler.open());
-    QVERIFY2(isTimeout(timer.elapsed()), qPrintable(QString::number(timer.elapsed())));
+    QVERIFY2(wait.isTimeout(), qPrintable(wait.text()));
     QVERIFY(!handler.isOpen());
     QCOMPARE(connected.count(), 0);
     QCOMPARE(log.texts(), QStringList({TIMEOUT_ERROR, WAIT_ERROR}));
@@ -199,13 +186,12 @@ void TstConnectionTimeouts::replyNeverComes_requestFails()
     FakeBus bus;
     bus.willSayNothing();
     bus.willReply(u"saveState"_s);
-    TarvexQueryHandler handler(u"printer"_s);
+    TarvexQueryHandler handler(PRINTER);
     QVERIFY(handler.open());
     const LogCapture log;
-    QElapsedTimer timer;
-    timer.start();
+    const Wait wait;
     QVERIFY(!handler.saveState(ClientState()));
-    QVERIFY2(isTimeout(timer.elapsed()), qPrintable(QString::number(timer.elapsed())));
+    QVERIFY2(wait.isTimeout(), qPrintable(wait.text()));
     QCOMPARE(log.texts(), QStringList({TIMEOUT_ERROR, WAIT_ERROR}));
     QCOMPARE(handler.lastOutcome(), QueryOutcome(QueryOutcome::TimedOut));
     QVERIFY(handler.isOpen());
@@ -216,32 +202,25 @@ void TstConnectionTimeouts::replyNeverComes_requestFails()
 void TstConnectionTimeouts::replyComesAfterTheTimeout_isNotTakenForTheNextOne()
 {
     FakeBus bus;
-    ClientSettings settings;
-    settings.setOwner(u"printer"_s);
-    bus.willAlwaysDo([settings](FakeBus::Peer& peer, const FakeBus::Request& request) {
-        peer.send(FakeBus::replyFrame(request.operation, 0, QString(),
-                                      request.operation == QLatin1String("loadSettings") ? settings.toVariantMap()
-                                                                                         : QVariantMap()));
-    });
-    PrinterWorker worker;
+    bus.willAlwaysDo(serve);
+    Worker worker;
     QVERIFY(worker.doStart());
-    QCOMPARE(worker.owners, QStringList(u"printer"_s));
+    QCOMPARE(worker.applied, QStringList(PRINTER));
     std::atomic<bool> isAnswered{false};
     bus.willDo([&isAnswered](FakeBus::Peer& peer, const FakeBus::Request& request) {
         std::this_thread::sleep_for(std::chrono::milliseconds(31000));
         FakeBus::answer(peer, request);
         isAnswered = true;
     });
-    QElapsedTimer timer;
-    timer.start();
+    const Wait wait;
     QVERIFY(!worker.saveState());
     QCOMPARE(worker.lastOutcome(), QueryOutcome(QueryOutcome::TimedOut));
-    QVERIFY2(isTimeout(timer.elapsed()), qPrintable(QString::number(timer.elapsed())));
+    QVERIFY2(wait.isTimeout(), qPrintable(wait.text()));
     worker.updateSettings();
     QTRY_VERIFY_WITH_TIMEOUT(isAnswered, 10000);
     worker.updateSettings();
-    QTRY_VERIFY(worker.owners.size() >= 3);
-    QCOMPARE(worker.owners.count(u"printer"_s), worker.owners.size());
+    QTRY_VERIFY(worker.applied.size() >= 3);
+    QCOMPARE(worker.applied.count(PRINTER), worker.applied.size());
     QVERIFY(worker.saveState());
     // The update connects by itself; the restart that is under way does so once more.
     QVERIFY2(bus.connectionCount() <= 3, qPrintable(QString::number(bus.connectionCount())));
@@ -262,18 +241,17 @@ void TstConnectionTimeouts::receiver_acknowledgementNeverTaken_endsTheConnection
         }
         peer.hang();
     });
-    TarvexMessagesReciever receiver(u"printer"_s);
+    TarvexMessagesReciever receiver(PRINTER);
     const QSignalSpy incoming(&receiver, SIGNAL(incomingMessage(Message)));
     const QSignalSpy lost(&receiver, SIGNAL(busDisconnected()));
     QVERIFY(receiver.open());
     QTRY_VERIFY(receiver.isOpen());
     fillBuffers(receiver.findChild<QTcpSocket*>());
     const LogCapture log;
-    QElapsedTimer timer;
-    timer.start();
+    const Wait wait;
     filled.set_value();
     QTRY_COMPARE_WITH_TIMEOUT(lost.count(), 1, 60000);
-    QVERIFY2(isTimeout(timer.elapsed()), qPrintable(QString::number(timer.elapsed())));
+    QVERIFY2(wait.isTimeout(), qPrintable(wait.text()));
     QVERIFY(!receiver.isConnected());
     // Delivered, because the server repeats it: then it is recognised.
     QCOMPARE(incoming.count(), 1);
@@ -286,16 +264,10 @@ void TstConnectionTimeouts::serverHangsWithFullBuffers_reopensWhenItIsBack()
 {
     FakeBus bus;
     bus.willAnswerHandshake(acceptAndHang);
-    TarvexQueryHandler handler(u"printer"_s);
+    TarvexQueryHandler handler(PRINTER);
     QVERIFY(handler.open());
-    QString text;
-    quint32 seed = 1;
-    while (text.size() < 20000000) {
-        seed = seed * 1664525U + 1013904223U;
-        text += QString::number(seed, 36);
-    }
     ClientState state;
-    state.setState(text);
+    state.setState(framepieces::irregularText(20000000, 1));
     QVERIFY(!handler.saveState(state));
     handler.close();
     QCOMPARE(handler.findChild<QTcpSocket*>()->state(), QAbstractSocket::ClosingState);

@@ -1,16 +1,15 @@
 #include "client/tarvexqueryworker.h"
 
-#include "client/tarvexqueryhandler.h"
 #include "fakebus.h"
 #include "literals.h"
 #include "logcapture.h"
 #include "markingtranslator.h"
+#include "queryside.h"
 #include "receivercount.h"
 #include "reconnection.h"
-#include "virtualtable.h"
+#include "samples.h"
 
 #include <QElapsedTimer>
-#include <QMetaMethod>
 #include <QRegularExpression>
 #include <QSignalSpy>
 #include <QTcpSocket>
@@ -23,7 +22,9 @@
 #include <type_traits>
 
 using namespace tarvex;
+using namespace queryside;
 using namespace reconnection;
+using samples::someMessage;
 
 static_assert(std::is_abstract_v<TarvexQueryWorker>, "what the state is, only the service knows");
 
@@ -31,32 +32,20 @@ namespace {
 
 const QString LOADING_LINE = u"critical: Settings loading error"_s;
 
-/// So long that no report is due by itself.
-constexpr int NEVER_MS = 1000000;
-
 QVariantMap settingsMap(const QString& description)
 {
     ClientSettings settings;
-    settings.setOwner(u"printer"_s);
+    settings.setOwner(PRINTER);
     settings.setDescription(description);
-    settings.setDt(QDateTime(QDate(2024, 3, 5), QTime(7, 8, 9, 10)));
+    settings.setDt(samples::someTime());
     return settings.toVariantMap();
-}
-
-Message someMessage()
-{
-    Message message;
-    message.setReciever(u"cashbox"_s);
-    message.setMessage(u"plain words"_s);
-    return message;
 }
 
 /// Remembers what it is asked for.
 class PrinterWorker : public TarvexQueryWorker
 {
 public:
-    explicit PrinterWorker(int interval = NEVER_MS)
-        : TarvexQueryWorker(interval, u"printer"_s), reportInterval(interval)
+    explicit PrinterWorker(int interval = NEVER_MS) : TarvexQueryWorker(interval, PRINTER), reportInterval(interval)
     {
         clock.start();
     }
@@ -141,11 +130,8 @@ class TstTarvexQueryWorker : public QObject
 private Q_SLOTS:
     void init();
     void cleanup();
-    void metaObject_hasItsMethodsInOrder();
-    void virtuals_standInTheirOrder();
     void created_doesNothingYet();
     void start_loadsAndAppliesItsOwnSettings();
-    void start_logsItsThread();
     void start_settingsRefused_goesOnReporting();
     void start_settingsRefused_isLoggedTranslated();
     void start_loadedBeforeApplied_reportedAfter();
@@ -182,13 +168,22 @@ private:
         m_bus->willReply(u"loadSettings"_s, 0, QString(), settingsMap(description));
     }
 
+    /// Starts the worker against a bus that gives these settings, one after the other.
+    bool start(const QStringList& descriptions = {u"first"_s})
+    {
+        for (const QString& description : descriptions) {
+            willGiveSettings(description);
+        }
+        return m_worker->doStart();
+    }
+
     std::unique_ptr<FakeBus> m_bus;
     std::unique_ptr<PrinterWorker> m_worker;
 };
 
 void TstTarvexQueryWorker::init()
 {
-    m_bus = std::make_unique<FakeBus>(FakeBus::QUERY_PORT);
+    m_bus = std::make_unique<FakeBus>();
     m_worker = std::make_unique<PrinterWorker>();
 }
 
@@ -196,28 +191,6 @@ void TstTarvexQueryWorker::cleanup()
 {
     m_worker.reset();
     m_bus.reset();
-}
-
-void TstTarvexQueryWorker::metaObject_hasItsMethodsInOrder()
-{
-    const QMetaObject& meta = TarvexQueryWorker::staticMetaObject;
-    QStringList actual;
-    for (int i = meta.methodOffset(); i < meta.methodCount(); ++i) {
-        actual.append(QString::fromLatin1(meta.method(i).methodSignature()));
-        QCOMPARE(meta.method(i).methodType(), actual.size() <= 2 ? QMetaMethod::Signal : QMetaMethod::Slot);
-    }
-    QCOMPARE(actual,
-             QStringList({u"settingsChanged()"_s, u"workerConnected()"_s, u"updateSettings()"_s, u"sendState()"_s,
-                          u"sendMessage(Message)"_s}));
-    QCOMPARE(meta.className(), "tarvex::TarvexQueryWorker");
-    QCOMPARE(meta.superClass()->className(), "wexcor::AbstractWorker");
-}
-
-void TstTarvexQueryWorker::virtuals_standInTheirOrder()
-{
-    QVERIFY(virtualtable::followQObject(&TarvexQueryWorker::doStart, &TarvexQueryWorker::doStop,
-                                        &TarvexQueryWorker::doUpdateSettings, &TarvexQueryWorker::doSendState,
-                                        &TarvexQueryWorker::doApplySettings));
 }
 
 void TstTarvexQueryWorker::created_doesNothingYet()
@@ -234,7 +207,7 @@ void TstTarvexQueryWorker::created_doesNothingYet()
     }
     std::sort(intervals.begin(), intervals.end());
     QCOMPARE(intervals, QList<int>({1234, 5000}));
-    QCOMPARE(worker.connection()->clientName(), u"printer"_s);
+    QCOMPARE(worker.connection()->clientName(), PRINTER);
     QCOMPARE(worker.connection()->parent(), &worker);
     QVERIFY(!worker.stateTime().isValid());
     QCOMPARE(m_bus->connectionCount(), 0);
@@ -243,30 +216,23 @@ void TstTarvexQueryWorker::created_doesNothingYet()
 
 void TstTarvexQueryWorker::start_loadsAndAppliesItsOwnSettings()
 {
-    willGiveSettings(u"first"_s);
     const QSignalSpy connected(m_worker.get(), SIGNAL(workerConnected()));
     const QSignalSpy changed(m_worker.get(), SIGNAL(settingsChanged()));
-    QVERIFY(m_worker->doStart());
+    const LogCapture log;
+    QVERIFY(start());
     QCOMPARE(connected.count(), 1);
     QCOMPARE(m_worker->applied, QStringList(u"first"_s));
     QCOMPARE(changed.count(), 0);
+    QCOMPARE(log.lines().size(), 1);
+    QVERIFY2(isThreadLine(log.lines().constFirst()), qPrintable(log.texts().constFirst()));
     QCOMPARE(m_bus->requests().size(), 1);
     QCOMPARE(m_bus->requests().constFirst().operation, u"loadSettings"_s);
-    const QVariantMap owner{{u"owner"_s, u"printer"_s}};
+    const QVariantMap owner{{u"owner"_s, PRINTER}};
     QCOMPARE(m_bus->requests().constFirst().data, owner);
-    const QVariantMap name{{u"name"_s, u"printer"_s}};
+    const QVariantMap name{{u"name"_s, PRINTER}};
     QCOMPARE(m_bus->handshakes().constFirst().data, name);
     QVERIFY(m_worker->hasActiveTimer(NEVER_MS));
     QVERIFY(!m_worker->isWaitingForBus());
-}
-
-void TstTarvexQueryWorker::start_logsItsThread()
-{
-    willGiveSettings(u"first"_s);
-    const LogCapture log;
-    QVERIFY(m_worker->doStart());
-    QCOMPARE(log.lines().size(), 1);
-    QVERIFY2(isThreadLine(log.lines().constFirst()), qPrintable(log.texts().constFirst()));
 }
 
 void TstTarvexQueryWorker::start_settingsRefused_goesOnReporting()
@@ -299,9 +265,8 @@ void TstTarvexQueryWorker::start_settingsRefused_isLoggedTranslated()
 
 void TstTarvexQueryWorker::start_loadedBeforeApplied_reportedAfter()
 {
-    willGiveSettings(u"first"_s);
     m_worker = std::make_unique<PrinterWorker>(1);
-    QVERIFY(m_worker->doStart());
+    QVERIFY(start());
     QCOMPARE(m_worker->applied.size(), 1);
     QVERIFY(!m_worker->reportedWhileApplying);
     QCOMPARE(m_worker->reportStarts.size(), 0);
@@ -311,11 +276,8 @@ void TstTarvexQueryWorker::start_loadedBeforeApplied_reportedAfter()
 void TstTarvexQueryWorker::startedTwice_hearsEverythingOnce()
 {
     m_worker = std::make_unique<PrinterWorker>(500);
-    willGiveSettings(u"first"_s);
-    willGiveSettings(u"second"_s);
-    willGiveSettings(u"third"_s);
     const QSignalSpy connected(m_worker.get(), SIGNAL(workerConnected()));
-    QVERIFY(m_worker->doStart());
+    QVERIFY(start({u"first"_s, u"second"_s, u"third"_s}));
     QVERIFY(m_worker->doStart());
     QCOMPARE(m_bus->connectionCount(), 1);
     QCOMPARE(m_worker->applied, QStringList({u"first"_s, u"second"_s}));
@@ -338,9 +300,7 @@ void TstTarvexQueryWorker::startedTwice_hearsEverythingOnce()
 // restart() makes one of two calls, so that what it does tells nothing.
 void TstTarvexQueryWorker::startedTwice_isConnectedOnce()
 {
-    willGiveSettings(u"first"_s);
-    willGiveSettings(u"second"_s);
-    QVERIFY(m_worker->doStart());
+    QVERIFY(start({u"first"_s, u"second"_s}));
     QVERIFY(m_worker->doStart());
     const auto timers = m_worker->findChildren<QTimer*>(QString(), Qt::FindDirectChildrenOnly);
     QCOMPARE(timers.size(), 2);
@@ -372,7 +332,7 @@ void TstTarvexQueryWorker::busAway_isTriedEvery5000ms()
         const qint64 pause = m_worker->starts.at(i) - m_worker->starts.at(i - 1);
         QVERIFY2(pause >= EARLIEST_MS && pause <= LATEST_MS, qPrintable(QString::number(pause)));
     }
-    m_bus = std::make_unique<FakeBus>(FakeBus::QUERY_PORT);
+    m_bus = std::make_unique<FakeBus>();
     willGiveSettings(u"at last"_s);
     QTRY_COMPARE_WITH_TIMEOUT(m_worker->applied, QStringList(u"at last"_s), LATEST_MS);
     QCOMPARE(connected.count(), 1);
@@ -384,8 +344,7 @@ void TstTarvexQueryWorker::busAway_isTriedEvery5000ms()
 void TstTarvexQueryWorker::handshakeRefused_isTriedAgain()
 {
     m_bus->willRefuseHandshake(3);
-    willGiveSettings(u"first"_s);
-    QVERIFY(m_worker->doStart());
+    QVERIFY(start());
     QVERIFY(m_worker->isWaitingForBus());
     QCOMPARE(m_worker->applied, QStringList());
     QTRY_COMPARE_WITH_TIMEOUT(m_worker->applied.size(), 1, LATEST_MS);
@@ -395,10 +354,7 @@ void TstTarvexQueryWorker::handshakeRefused_isTriedAgain()
 void TstTarvexQueryWorker::busDropsTheConnection_settingsAreLoadedAgain()
 {
     const QSignalSpy connected(m_worker.get(), SIGNAL(workerConnected()));
-    for (const QString& description : {u"1"_s, u"2"_s, u"3"_s}) {
-        willGiveSettings(description);
-    }
-    QVERIFY(m_worker->doStart());
+    QVERIFY(start({u"1"_s, u"2"_s, u"3"_s}));
     for (int round = 2; round <= 3; ++round) {
         letConnectionsAge();
         QElapsedTimer clock;
@@ -417,8 +373,7 @@ void TstTarvexQueryWorker::busDropsInsideAnExchange_isBack()
 {
     willGiveSettings(u"first"_s);
     m_bus->willClose();
-    willGiveSettings(u"second"_s);
-    QVERIFY(m_worker->doStart());
+    QVERIFY(start({u"second"_s}));
     letConnectionsAge();
     m_worker->sendMessage(someMessage());
     QTRY_COMPARE(m_worker->applied, QStringList({u"first"_s, u"second"_s}));
@@ -430,8 +385,7 @@ void TstTarvexQueryWorker::busDropsInsideAnExchange_isBack()
 void TstTarvexQueryWorker::state_isReportedAtTheInterval()
 {
     m_worker = std::make_unique<PrinterWorker>(300);
-    willGiveSettings(u"first"_s);
-    QVERIFY(m_worker->doStart());
+    QVERIFY(start());
     const qint64 started = m_worker->clock.elapsed();
     QTRY_COMPARE(m_worker->reportStarts.size(), 4);
     QVERIFY(m_worker->reportStarts.constFirst() - started >= 280);
@@ -446,8 +400,7 @@ void TstTarvexQueryWorker::state_slowReports_neverOverlap()
 {
     m_worker = std::make_unique<PrinterWorker>(200);
     m_worker->reportDuration = 450;
-    willGiveSettings(u"first"_s);
-    QVERIFY(m_worker->doStart());
+    QVERIFY(start());
     QTRY_COMPARE(m_worker->reportEnds.size(), 3);
     QVERIFY(!m_worker->overlapped);
     for (int i = 1; i < 3; ++i) {
@@ -458,8 +411,7 @@ void TstTarvexQueryWorker::state_slowReports_neverOverlap()
 void TstTarvexQueryWorker::state_asked_isReportedAtOnce()
 {
     m_worker = std::make_unique<PrinterWorker>(2000);
-    willGiveSettings(u"first"_s);
-    QVERIFY(m_worker->doStart());
+    QVERIFY(start());
     QVERIFY(QMetaObject::invokeMethod(m_worker.get(), "sendState"));
     QCOMPARE(m_worker->reportStarts.size(), 1);
     // And the next one a whole interval after that.
@@ -470,8 +422,7 @@ void TstTarvexQueryWorker::state_asked_isReportedAtOnce()
 void TstTarvexQueryWorker::state_notReportedWhileWaitingForTheBus()
 {
     m_worker = std::make_unique<PrinterWorker>(20);
-    willGiveSettings(u"first"_s);
-    QVERIFY(m_worker->doStart());
+    QVERIFY(start());
     QTRY_VERIFY(!m_worker->reportStarts.isEmpty());
     m_bus.reset();
     QTRY_VERIFY(m_worker->isWaitingForBus());
@@ -480,13 +431,11 @@ void TstTarvexQueryWorker::state_notReportedWhileWaitingForTheBus()
 
 void TstTarvexQueryWorker::update_loadsAndAppliesAnew()
 {
-    willGiveSettings(u"first"_s);
-    willGiveSettings(u"second"_s);
-    QVERIFY(m_worker->doStart());
+    QVERIFY(start({u"first"_s, u"second"_s}));
     const LogCapture log;
     m_worker->updateSettings();
     QCOMPARE(m_worker->applied, QStringList({u"first"_s, u"second"_s}));
-    const QVariantMap owner{{u"owner"_s, u"printer"_s}};
+    const QVariantMap owner{{u"owner"_s, PRINTER}};
     QCOMPARE(m_bus->requests().at(1).data, owner);
     QCOMPARE(m_bus->connectionCount(), 1);
     QCOMPARE(log.texts(), QStringList());
@@ -541,11 +490,12 @@ void TstTarvexQueryWorker::message_isSentOverTheConnection()
     m_bus->willReply(u"sendMessage"_s);
     QVERIFY(m_worker->doStart());
     const LogCapture log;
-    QVERIFY(QMetaObject::invokeMethod(m_worker.get(), "sendMessage", Q_ARG(Message, someMessage())));
+    QVERIFY(QMetaObject::invokeMethod(m_worker.get(), "sendMessage",
+                                      Q_ARG(Message, someMessage(u"cashbox"_s, u"plain words"_s, QString()))));
     QCOMPARE(m_bus->requests().size(), 2);
     const FakeBus::Request request = m_bus->requests().at(1);
     QCOMPARE(request.operation, u"sendMessage"_s);
-    QCOMPARE(request.data.value(u"sender"_s).toString(), u"printer"_s);
+    QCOMPARE(request.data.value(u"sender"_s).toString(), PRINTER);
     QCOMPARE(request.data.value(u"reciever"_s).toString(), u"cashbox"_s);
     QCOMPARE(request.data.value(u"message"_s).toString(), u"plain words"_s);
     QVERIFY(!request.data.value(u"UID"_s).toString().isEmpty());
@@ -573,9 +523,7 @@ void TstTarvexQueryWorker::message_refused_isNotSentAgain()
     m_bus->willReply(u"sendMessage"_s);
     QVERIFY(m_worker->doStart());
     m_worker->sendMessage(someMessage());
-    Message second = someMessage();
-    second.setUid(u"uid2"_s);
-    m_worker->sendMessage(second);
+    m_worker->sendMessage(someMessage(u"cashbox"_s, u"plain words"_s, u"uid2"_s));
     QCOMPARE(m_bus->requests().size(), 3);
     QCOMPARE(m_bus->requests().at(2).data.value(u"UID"_s).toString(), u"uid2"_s);
 }
@@ -583,8 +531,7 @@ void TstTarvexQueryWorker::message_refused_isNotSentAgain()
 void TstTarvexQueryWorker::stop_isSilent()
 {
     m_worker = std::make_unique<PrinterWorker>(50);
-    willGiveSettings(u"first"_s);
-    QVERIFY(m_worker->doStart());
+    QVERIFY(start());
     QTRY_VERIFY(!m_worker->reportStarts.isEmpty());
     const LogCapture log;
     QVERIFY(m_worker->doStop());
@@ -609,8 +556,7 @@ void TstTarvexQueryWorker::stop_whileBusAway_leavesTheRetryRunning()
 void TstTarvexQueryWorker::stop_thenQueuedCalls_changeNothing()
 {
     m_worker = std::make_unique<PrinterWorker>(50);
-    willGiveSettings(u"first"_s);
-    QVERIFY(m_worker->doStart());
+    QVERIFY(start());
     QVERIFY(m_worker->doStop());
     const int reports = m_worker->reportStarts.size();
     m_worker->updateSettings();
@@ -624,9 +570,7 @@ void TstTarvexQueryWorker::stop_thenQueuedCalls_changeNothing()
 void TstTarvexQueryWorker::stop_thenStart_joinsAgain()
 {
     QVERIFY(m_worker->doStop());
-    willGiveSettings(u"first"_s);
-    willGiveSettings(u"second"_s);
-    QVERIFY(m_worker->doStart());
+    QVERIFY(start({u"first"_s, u"second"_s}));
     m_worker->restart();
     m_worker->restart();
     QTRY_COMPARE(m_worker->applied, QStringList({u"first"_s, u"second"_s}));
@@ -636,8 +580,7 @@ void TstTarvexQueryWorker::stop_thenStart_joinsAgain()
 
 void TstTarvexQueryWorker::handlerGone_nothingHappens()
 {
-    willGiveSettings(u"first"_s);
-    QVERIFY(m_worker->doStart());
+    QVERIFY(start());
     delete m_worker->connection();
     const LogCapture log;
     QVERIFY(m_worker->doStart());
@@ -664,10 +607,9 @@ void TstTarvexQueryWorker::handlerGoneWhileConnecting_nothingHappens()
 
 void TstTarvexQueryWorker::timersGoneWhileConnecting_loadsItsSettings()
 {
-    willGiveSettings(u"first"_s);
     connect(m_worker.get(), &TarvexQueryWorker::workerConnected, m_worker.get(),
             [this] { qDeleteAll(m_worker->findChildren<QTimer*>(QString(), Qt::FindDirectChildrenOnly)); });
-    QVERIFY(m_worker->doStart());
+    QVERIFY(start());
     QCOMPARE(m_worker->applied, QStringList(u"first"_s));
     QVERIFY(m_worker->doStop());
 }

@@ -8,17 +8,23 @@
 
 namespace {
 
+//! [state]
 /// The bus leaves the numbers of the states to its services: for this one there is just one, "running".
 constexpr auto STATE_RUNNING = static_cast<tarvex::ClientState::EStateType>(1);
+//! [state]
 
 } // namespace
 
+//! [connections]
 EchoWorker::EchoWorker(int stateInterval, const QString& clientName) : TarvexQueryWorker(stateInterval, clientName)
 {
     connect(this, SIGNAL(workerConnected()), this, SLOT(storeDefaults()), Qt::QueuedConnection);
     connect(this, SIGNAL(workerConnected()), this, SLOT(answerWaiting()), Qt::QueuedConnection);
 }
 
+//! [connections]
+
+//! [report]
 void EchoWorker::doSendState()
 {
     tarvex::ClientState state;
@@ -27,6 +33,9 @@ void EchoWorker::doSendState()
     handler->saveState(state);
 }
 
+//! [report]
+
+//! [settings]
 void EchoWorker::doApplySettings(tarvex::ClientSettings settings)
 {
     const QVariantMap echo = settings.formattedSettings().value(QStringLiteral("echo")).toMap();
@@ -35,6 +44,9 @@ void EchoWorker::doApplySettings(tarvex::ClientSettings settings)
     qInfo().noquote() << "prefix is now" << m_prefix;
 }
 
+//! [settings]
+
+//! [defaults]
 /// At a first start the bus has no settings for this service: it has refused to load them. But it may have failed to
 /// read them, and what is saved replaces what is there. The list tells the one from the other: without settings it is
 /// empty.
@@ -51,6 +63,9 @@ void EchoWorker::storeDefaults()
     handler->saveSettings(settings); // the bus tells their owner, and so they are applied
 }
 
+//! [defaults]
+
+//! [answer]
 void EchoWorker::answer(Message message)
 {
     TarvexCommand command;
@@ -71,6 +86,9 @@ void EchoWorker::answer(Message message)
     sendState();
 }
 
+//! [answer]
+
+//! [waiting]
 void EchoWorker::answerWaiting()
 {
     const QList<Message> waiting = std::exchange(m_waiting, {});
@@ -78,3 +96,5 @@ void EchoWorker::answerWaiting()
         answer(message);
     }
 }
+
+//! [waiting]

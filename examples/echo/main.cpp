@@ -12,6 +12,7 @@ namespace {
 constexpr int STATE_INTERVAL_MS = 10000;
 constexpr int LOG_REPEAT_INTERVAL_MS = 10000;
 
+//! [service]
 /// The service itself: joins the bus with the two workers and keeps them going.
 class EchoService : public tarvex::TarvexController
 {
@@ -34,8 +35,11 @@ private:
     const QString m_clientName;
 };
 
+//! [service]
+
 } // namespace
 
+//! [main]
 int main(int argc, char** argv)
 {
     QCoreApplication application(argc, argv);
@@ -46,3 +50,5 @@ int main(int argc, char** argv)
     service.doStart();
     return QCoreApplication::exec();
 }
+
+//! [main]

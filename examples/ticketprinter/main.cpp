@@ -5,6 +5,7 @@
 
 #include <QCoreApplication>
 
+//! [main]
 int main(int argc, char** argv)
 {
     QCoreApplication application(argc, argv);
@@ -15,3 +16,5 @@ int main(int argc, char** argv)
     service.doStart();
     return QCoreApplication::exec();
 }
+
+//! [main]

@@ -25,6 +25,7 @@ double temperature()
     return StateCatcher().property(QStringLiteral("temperature")).toDouble();
 }
 
+//! [executor]
 /// An object of its own takes the command "selfTest": what grows too large for a method, or comes and goes, goes here.
 class SelfTest : public AbstractTarvexCommandExecutor
 {
@@ -48,6 +49,9 @@ private:
     PrinterCommands* const m_printer;
 };
 
+//! [executor]
+
+//! [number]
 /// The value of \a key if it is a number within the bounds, otherwise \a standard.
 int numberOr(int standard, const QVariantMap& group, const QString& key, int least, int most)
 {
@@ -62,8 +66,11 @@ int numberOr(int standard, const QVariantMap& group, const QString& key, int lea
     return standard;
 }
 
+//! [number]
+
 } // namespace
 
+//! [timer]
 PrinterCommands::PrinterCommands()
 {
     m_coolingTimer.setInterval(COOLING_INTERVAL_MS);
@@ -83,6 +90,8 @@ bool PrinterCommands::doStop()
     return true;
 }
 
+//! [timer]
+
 QVariantMap PrinterCommands::defaultSettings()
 {
     return {{QStringLiteral("printer"),
@@ -90,6 +99,7 @@ QVariantMap PrinterCommands::defaultSettings()
                          {QStringLiteral("paperWarning"), DEFAULT_PAPER_WARNING}}}};
 }
 
+//! [answer]
 void PrinterCommands::answer(const QString& agent, const QString& uid, const QString& name, const QVariantMap& data)
 {
     TarvexCommand answer;
@@ -100,6 +110,9 @@ void PrinterCommands::answer(const QString& agent, const QString& uid, const QSt
     Q_EMIT sendCommand(answer);
 }
 
+//! [answer]
+
+//! [print]
 QVariant PrinterCommands::print(QString agent, QString uid, QVariantMap data)
 {
     const QString error = printTicket(data.value(QStringLiteral("text")));
@@ -111,12 +124,15 @@ QVariant PrinterCommands::print(QString agent, QString uid, QVariantMap data)
     return true; // an invalid value would say that there is no such command
 }
 
+//! [print]
+
 QVariant PrinterCommands::status(QString agent, QString uid)
 {
     answer(agent, uid, QStringLiteral("statusReport"), StateCatcher().wrapper()->toMap());
     return true;
 }
 
+//! [settings]
 void PrinterCommands::applySettings(ClientSettings settings)
 {
     const QVariantMap printer = settings.formattedSettings().value(QStringLiteral("printer")).toMap();
@@ -127,12 +143,18 @@ void PrinterCommands::applySettings(ClientSettings settings)
     updateStatus();
 }
 
+//! [settings]
+
+//! [cooling]
 /// Not committed: a falling temperature is worth no report of its own and goes out with the next one.
 void PrinterCommands::coolDown()
 {
     StateCatcher() << catchvalue(QStringLiteral("temperature"), qMax(PrinterState::ROOM_CELSIUS, temperature() - 1));
 }
 
+//! [cooling]
+
+//! [ticket]
 /// \return why nothing was printed; empty when it was.
 QString PrinterCommands::printTicket(const QVariant& data)
 {
@@ -154,6 +176,9 @@ QString PrinterCommands::printTicket(const QVariant& data)
     return {};
 }
 
+//! [ticket]
+
+//! [status]
 /// Says once that the paper runs out, not with every ticket; and commits what has changed.
 void PrinterCommands::updateStatus()
 {
@@ -167,3 +192,5 @@ void PrinterCommands::updateStatus()
     }
     StateCatcher() << catchvalue(QStringLiteral("status"), status) << commitstate();
 }
+
+//! [status]

@@ -25,6 +25,7 @@ public:
     void answer(const QString& agent, const QString& uid, const QString& name, const QVariantMap& data);
 
 public Q_SLOTS:
+    //! [commands]
     /// The command "print", with data: {"text": what to print}. Answers "printed" with what is left of the paper.
     QVariant print(QString agent, QString uid, QVariantMap data = {}); // so that it is found without data as well
 
@@ -33,6 +34,7 @@ public Q_SLOTS:
 
     /// Takes "copies" and "paperWarning" from the group "printer"; what is missing or wrong has its default.
     void applySettings(ClientSettings settings);
+    //! [commands]
 
 private Q_SLOTS:
     void coolDown();

@@ -12,6 +12,7 @@ constexpr int MAX_WAITING = 100;
 
 } // namespace
 
+//! [connections]
 PrinterQueries::PrinterQueries(const QString& clientName, const QVariantMap& defaults)
     : TarvexQueryWorker(STATE_INTERVAL_MS, clientName), m_defaults(defaults)
 {
@@ -21,6 +22,9 @@ PrinterQueries::PrinterQueries(const QString& clientName, const QVariantMap& def
     connect(this, SIGNAL(workerConnected()), this, SLOT(sendState()), Qt::QueuedConnection);
 }
 
+//! [connections]
+
+//! [state]
 void PrinterQueries::doSendState()
 {
     if (handler->isOpen()) {
@@ -34,6 +38,9 @@ void PrinterQueries::doApplySettings(ClientSettings settings)
     Q_EMIT settingsLoaded(settings);
 }
 
+//! [state]
+
+//! [send]
 void PrinterQueries::send(TarvexCommand command)
 {
     m_waiting.append(command);
@@ -43,6 +50,9 @@ void PrinterQueries::send(TarvexCommand command)
     sendWaiting();
 }
 
+//! [send]
+
+//! [defaults]
 /// At a first start the bus has no settings for this service: it has refused to load them. But it may have failed to
 /// read them, and what is saved replaces what is there. The list tells the one from the other: without settings it is
 /// empty. The defaults show an administrator what can be set.
@@ -59,6 +69,9 @@ void PrinterQueries::storeDefaults()
     handler->saveSettings(settings); // the bus tells their owner, and so they are applied
 }
 
+//! [defaults]
+
+//! [waiting]
 void PrinterQueries::sendWaiting()
 {
     // A command can come in before this connection is up: the two are opened independently of each other.
@@ -73,3 +86,5 @@ void PrinterQueries::sendWaiting()
         m_waiting.removeFirst();
     }
 }
+
+//! [waiting]

@@ -14,12 +14,16 @@ constexpr int LOG_REPEAT_INTERVAL_MS = 10000;
 
 } // namespace
 
+//! [state]
 PrinterService::PrinterService(const QString& clientName)
     : TarvexController(LOG_REPEAT_INTERVAL_MS, clientName, nullptr), m_clientName(clientName)
 {
     AbstractStateWrapper::init(QSharedPointer<PrinterState>::create());
 }
 
+//! [state]
+
+//! [start]
 void PrinterService::doStart()
 {
     auto* const messages = new tarvex::TarvexMsgWorker(m_clientName);
@@ -43,6 +47,9 @@ void PrinterService::doStart()
     initWorkers(messages, queries);
 }
 
+//! [start]
+
+//! [message]
 void PrinterService::onMessage(Message message)
 {
     TarvexCommand command;
@@ -52,3 +59,5 @@ void PrinterService::onMessage(Message message)
         Q_EMIT commandReceived(command);
     }
 }
+
+//! [message]

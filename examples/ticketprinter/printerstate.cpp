@@ -8,6 +8,7 @@ PrinterState::PrinterState()
     qRegisterMetaType<Status>();
 }
 
+//! [record]
 tarvex::ClientState PrinterState::toClientState() const
 {
     const QVariantMap values = toMap();
@@ -19,3 +20,5 @@ tarvex::ClientState PrinterState::toClientState() const
     state.setDescription(QStringLiteral("%1 tickets left").arg(values.value(QStringLiteral("paperLeft")).toInt()));
     return state;
 }
+
+//! [record]

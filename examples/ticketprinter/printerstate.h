@@ -9,6 +9,7 @@
 class PrinterState : public AbstractStateWrapper
 {
     Q_OBJECT
+    //! [properties]
     Q_PROPERTY(int paperLeft MEMBER m_paperLeft)
     Q_PROPERTY(double temperature MEMBER m_temperature)
     Q_PROPERTY(Status status MEMBER m_status)
@@ -20,6 +21,7 @@ public:
         OutOfPaper
     };
     Q_ENUM(Status)
+    //! [properties]
 
     static constexpr int PAPER_ROLL = 100; ///< In tickets. A start counts as a new roll.
     static constexpr double ROOM_CELSIUS = 21;

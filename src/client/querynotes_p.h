@@ -6,7 +6,7 @@
 
 namespace tarvex {
 
-/// What a query handler keeps out of its header, so that more can be added and the handler's layout stays.
+/// Data of a query handler that its header does not show. More can be added here, and the layout of the handler stays.
 struct QueryNotes
 {
     bussocket::ConnectionAge age;

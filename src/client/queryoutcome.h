@@ -28,15 +28,15 @@ public:
         Done,        ///< The server replied with code 0.
         NotOpen,     ///< There was no connection, so nothing was sent. Also the kind before the first exchange.
         Unreachable, ///< open() could not connect: nobody listens, or the connect took longer than 30000 ms.
-        /// The server refused this client's handshake, with code() and text(), and the connection is closed. Mostly in
-        /// open(); a server may say so in reply to a later request as well.
+        /// The server refused this client's handshake, with code() and text(), and the connection is closed. It mostly
+        /// comes of open(), but a server may refuse the handshake in reply to a later request as well.
         HandshakeRefused,
         Refused,  ///< The server refused the request, with code() and text(); the connection stays open.
         Lost,     ///< The connection was closed or broke off before the whole reply had come.
         TimedOut, ///< The server took none of the request, or began no reply, within 30000 ms.
-        /// Something came that is no reply to the request: a wrong header line, a payload that does not come whole or
-        /// cannot be decoded, a reply to the handshake that does not name it, and, on the connection of a
-        /// TarvexQueryWorker, the reply to another operation. Also when somebody else has read the reply.
+        /// Something came that is no reply to the request: a wrong header line, a payload that did not come whole or
+        /// cannot be decoded, or a reply to the handshake that does not name it. On the connection of a
+        /// TarvexQueryWorker also the reply to another operation. It also means that somebody else has read the reply.
         NotUnderstood
     };
 
@@ -51,15 +51,16 @@ public:
     /// The same as kind() == Done.
     bool isDone() const;
 
-    /// The code with which the server refused; TarvexError::Error names those that are laid down. 0 when the kind is
+    /// The code with which the server refused. TarvexError::Error names the known ones. It is 0 when the kind is
     /// neither Refused nor HandshakeRefused.
     quint16 code() const;
 
-    /// What the refusing reply says as its "description", exactly as it came over the wire: it may be empty, of any
-    /// length, and hold control characters. Empty when the kind is neither Refused nor HandshakeRefused.
+    /// The "description" of the refusing reply, exactly as it came over the wire. It may be empty, may have any length,
+    /// and may hold control characters. It is empty when the kind is neither Refused nor HandshakeRefused.
     QString text() const;
 
-    /// For a log line or a person, in English: "refused: 5 There are no settings for client". Holds text() as it is.
+    /// For a log line or a person, in English: "refused: 5 There are no settings for client". It holds text() as it
+    /// is.
     QString toString() const;
 
     /// True when kind, code and text are equal.

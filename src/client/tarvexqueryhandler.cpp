@@ -17,7 +17,7 @@ namespace tarvex {
 namespace {
 
 constexpr int REPLY_TIMEOUT_MS = 30000;
-/// What is shown of a payload that did not come whole, in bytes.
+/// At most this many bytes of a payload that did not come whole are logged.
 constexpr int MAX_SHOWN_SIZE = 60000;
 /// What the list form of subscribe() asks for: everything.
 constexpr qint32 DEFAULT_GOAL = 3;
@@ -29,8 +29,8 @@ QVariantMap singleEntry(QLatin1String key, const QVariant& value)
     return map;
 }
 
-/// The payload as text for a log line. Cut before it is decoded: it may be of many MiB, and most of that would be
-/// thrown away.
+/// The payload as text for a log line. It is cut before it is decoded, because it may have many MiB, and most of them
+/// would be thrown away.
 QStringList shownPayload(const QByteArray& payload)
 {
     QStringList shown{QString::fromUtf8(payload.constData(), qMin(payload.size(), MAX_SHOWN_SIZE))};
@@ -45,14 +45,14 @@ bool isConnected(const QPointer<QTcpSocket>& socket)
     return socket && socket->state() == QAbstractSocket::ConnectedState;
 }
 
-/// How an exchange ends in which the server was waited for in vain.
+/// How an exchange ends when a wait for the server has failed.
 QueryOutcome::Kind endedWaiting(const QPointer<QTcpSocket>& socket)
 {
     return isConnected(socket) ? QueryOutcome::TimedOut : QueryOutcome::Lost;
 }
 
-/// How an exchange ends in which what came is no whole reply. The loss of a connection shows only while more is waited
-/// for, so what was cut off is told from what is wrong in itself.
+/// How an exchange ends when what came is no whole reply. The loss of a connection is noticed only while more bytes are
+/// waited for. So a reply that was cut off is Lost, and one that is wrong in itself is NotUnderstood.
 QueryOutcome::Kind endedReading(const QPointer<QTcpSocket>& socket)
 {
     return isConnected(socket) ? QueryOutcome::NotUnderstood : QueryOutcome::Lost;
@@ -139,7 +139,7 @@ bool TarvexQueryHandler::open()
     if (isOpen()) {
         return true;
     }
-    // After a lost connection it is still set: the new one is accepted anew.
+    // It is still set after a lost connection. The server has to accept the new one anew.
     m_handshaked = false;
     m_isClosed = false;
     m_notes->age.noteOpening();
@@ -286,7 +286,7 @@ bool TarvexQueryHandler::request(QString operation, QVariantMap data)
 
 bool TarvexQueryHandler::request(QVariantMap& answer, QString operation, QVariantMap data)
 {
-    // Last: a slot that is called during the exchange may ask as well.
+    // Set last, because a slot that is called during the exchange may ask as well.
     m_notes->outcome = ask(answer, operation, data);
     return m_notes->outcome.isDone();
 }
@@ -343,9 +343,9 @@ QueryOutcome::Kind TarvexQueryHandler::exchange(QVariantMap& reply, const QStrin
     return kind;
 }
 
-/// A worker's connection on which the answer to another operation comes is out of step: the server has answered one
-/// twice, say. A handshake may be refused at any time, and one that is accepted under another name is for open() to
-/// judge.
+/// A worker's connection is out of step when the answer to another operation comes: the server has answered a request
+/// twice, for example. Handshakes are let through, because a server may refuse one at any time, and because open()
+/// judges one that is answered under another name.
 bool TarvexQueryHandler::isAnswerTo(const QString& operation, const QVariantMap& reply) const
 {
     const QString answered = reply.value(busframe::KEY_OPERATION).toString();
@@ -360,8 +360,8 @@ bool TarvexQueryHandler::isAnswerTo(const QString& operation, const QVariantMap&
 /// \return Done when the request was sent and a reply has begun.
 QueryOutcome::Kind TarvexQueryHandler::sendRequest(const QString& operation, const QVariantMap& data)
 {
-    // A connection that is known to be lost is not waited for: the wait would fail too, and Qt would say a word of its
-    // own.
+    // Nothing is written to a connection that is known to be lost, and nothing is waited for: the wait would fail too,
+    // and Qt would log a line of its own.
     const bool isThere = m_socket->state() != QAbstractSocket::UnconnectedState;
     const bool isWritten = isThere && m_socket->write(busframe::encodeRequest(operation, data)) >= 0;
     if (!isWritten || !m_socket->waitForBytesWritten(bussocket::WRITE_TIMEOUT_MS) || !m_socket || !awaitReply()) {
@@ -371,7 +371,7 @@ QueryOutcome::Kind TarvexQueryHandler::sendRequest(const QString& operation, con
     return QueryOutcome::Done;
 }
 
-/// With a full buffer Qt would take in nothing and turn round and round until the time is over.
+/// When the buffer is full, Qt takes in nothing more, and its wait would loop until the time is over.
 bool TarvexQueryHandler::awaitReply()
 {
     return m_socket->bytesAvailable() >= bussocket::READ_BUFFER_SIZE || m_socket->waitForReadyRead(REPLY_TIMEOUT_MS);
@@ -401,7 +401,7 @@ QueryOutcome::Kind TarvexQueryHandler::readEnvelope(QVariantMap& reply)
     }
     if (payload.size() != size) {
         qCritical().noquote() << tr("Incorrect reply data size") << loglist(shownPayload(payload));
-        // Told before the connection is given up: that is not the server's doing.
+        // Decided before the connection is given up here: the server has not closed it.
         const QueryOutcome::Kind kind = endedReading(m_socket);
         if (size > busframe::MAX_PAYLOAD_SIZE) {
             giveUpConnection();
@@ -435,7 +435,7 @@ bool TarvexQueryHandler::processReply(QString operation, QVariantMap data, QVari
     return true;
 }
 
-/// A worker's connection on which something comes that nobody has asked for is out of step.
+/// A worker's connection is out of step when something comes that nobody has asked for.
 void TarvexQueryHandler::lookAtUnaskedBytes()
 {
     if (m_givesUpLostPlace && !m_isExchanging && m_socket && m_socket->bytesAvailable() > 0) {
@@ -443,7 +443,7 @@ void TarvexQueryHandler::lookAtUnaskedBytes()
     }
 }
 
-/// Ends the connection as if the server had dropped it. During open() that is up to open() itself.
+/// Ends the connection as if the server had dropped it. Does nothing during open(), which closes the connection itself.
 void TarvexQueryHandler::giveUpConnection()
 {
     if (m_socket && m_handshaked) {

@@ -32,15 +32,14 @@ struct QueryNotes;
 /// 200 ms and at most 60000 ms. Needs no event loop, except for the signals that follow a lost connection.
 ///
 /// Nothing throws. Every operation returns true when the exchange succeeded and the reply's code was 0; after false
-/// lastOutcome() says why. A failed exchange is logged in the default category and leaves output arguments untouched. A
-/// request before the first open()
-/// or after close() is not logged, and neither is a refused handshake, but for the line that loading a list of settings
-/// adds to every failure.
+/// lastOutcome() says why. A failed exchange is logged in the default category and leaves output arguments untouched.
+/// Two failures are not logged: a request before the first open() or after close(), and a refused handshake. But
+/// loading a list of settings logs a line of its own at every failure.
 ///
 /// By itself this class keeps its connection open after a failed exchange and resynchronises nothing: what comes late
 /// is taken for the answer to the next request. Only a reply that announces more than 48 MiB ends the connection. The
-/// connection of a TarvexQueryWorker is ended, as if the server had dropped it, after every exchange without a whole
-/// reply, after the reply to another operation, and when something comes that was not asked for; the worker makes it
+/// connection of a TarvexQueryWorker ends, as if the server had dropped it, after every exchange without a whole reply,
+/// after the reply to another operation, and when something comes that was not asked for. The worker then makes it
 /// anew.
 ///
 /// The server is expected on 127.0.0.1, port 45535.
@@ -63,19 +62,20 @@ public:
     /// True while the connection is there and the server has accepted the handshake.
     bool isOpen() const;
 
-    /// Whether the server accepted the last handshake; stays true when the server drops the connection, until close().
+    /// Whether the server accepted the last handshake. It stays true when the server drops the connection, until
+    /// close().
     bool handshaked() const;
 
     QString clientName() const;
 
     /// How the last exchange with the server ended: why a call has returned false, and whether to repeat it.
     ///
-    /// Every call that asks the server sets it when it returns, open() too; before the first of them it is NotOpen.
-    /// saveSettings() of a list sets it to its first exchange that failed. What asks nothing leaves it as it was:
-    /// close(), open() when open already, subscribe() to nobody, saveSettings() of an empty list. A slot that is called
-    /// during an exchange sees the outcome of the exchange before.
+    /// Every call that asks the server sets it when the call returns, open() too. Before the first of these calls it is
+    /// NotOpen. saveSettings() of a list sets it to the first exchange that failed. Calls that ask the server nothing
+    /// leave it as it was: close(), open() when open already, subscribe() to nobody, saveSettings() of an empty list. A
+    /// slot that is called during an exchange sees the outcome of the exchange before.
     ///
-    /// The calls that a TarvexQueryWorker makes by itself set it as well, so ask in the worker's thread, directly after
+    /// The calls that a TarvexQueryWorker makes by itself set it as well. So ask in the worker's thread, directly after
     /// the call.
     QueryOutcome lastOutcome() const;
 
@@ -130,8 +130,8 @@ public Q_SLOTS:
     bool removeSettings(ClientSettings settings);
 
     /// Removes the settings of \a owner; \a mailOwner is a flag for the server. An empty \a owner does not mean this
-    /// client: unlike in loadSettings() it is sent as it is. Operation "removeSettings", with a record that is new but
-    /// for these two.
+    /// client: unlike in loadSettings() it is sent as it is. Operation "removeSettings"; its data is a new record in
+    /// which these two are set.
     bool removeSettings(QString owner, bool mailOwner);
 
     /// The same with the flag set. Operation "removeSettings".
@@ -180,7 +180,7 @@ private:
     QPointer<QTcpSocket> m_socket;
     const QString m_clientName;
     bool m_handshaked = false;
-    bool m_isClosed = true; ///< Not opened yet, or closed by close(): requests fail without a word.
+    bool m_isClosed = true; ///< Not opened yet, or closed by close(): requests fail unlogged.
     bool m_isExchanging = false;
     bool m_givesUpLostPlace = false; ///< Set by the worker, which makes the connection anew.
     const std::unique_ptr<QueryNotes> m_notes;

@@ -48,7 +48,7 @@ bool TarvexQueryWorker::doStart()
     m_restartTimer->stop();
     connectOnce(m_restartTimer, SIGNAL(timeout()), this, SLOT(restart()));
     // A connection that was lost as soon as it was made is not made anew at once. A handshake that was accepted under
-    // another name is none.
+    // another name does not count as accepted.
     const bool opened = !handler->m_notes->age.takeEarlyLoss() && handler->open() && handler && handler->isOpen();
     // Whoever heard of the connection may have taken the timers away.
     if (!opened) {
@@ -89,8 +89,7 @@ void TarvexQueryWorker::doUpdateSettings()
     }
 }
 
-/// One attempt, and not one for each of a hundred calls that have queued up meanwhile: the restart cycle will
-/// reconnect.
+/// Makes one attempt, also when a hundred calls have queued up meanwhile: the restart cycle will reconnect.
 bool TarvexQueryWorker::openForUpdate()
 {
     const bool isTooSoon = handler->m_notes->age.isCoolingDown()
@@ -112,7 +111,7 @@ void TarvexQueryWorker::updateSettings()
 
 void TarvexQueryWorker::sendState()
 {
-    // The stop goes ahead of what is queued: a report that comes after it must not start the reports again.
+    // The stop overtakes what is queued. A report that comes after it must not start the reports again.
     if (m_isStopped) {
         return;
     }
@@ -154,7 +153,7 @@ void TarvexQueryWorker::loadAndApplySettings()
     }
 }
 
-/// A server that is out of step, or wrong, may answer with somebody else's.
+/// A server that is out of step, or wrong, may answer with the settings of another client.
 bool TarvexQueryWorker::isOwn(const ClientSettings& settings) const
 {
     return settings.owner().isEmpty() || settings.owner() == handler->clientName();

@@ -26,13 +26,13 @@ class LogQueue;
 /// TarvexController::initWorkers(), it runs in a thread of its own, in which all of this is called. While the bus is
 /// away it tries again every 5000 ms. A connection that is lost is made anew at once, or after 5000 ms if it was lost
 /// within 1000 ms after it had been made; the settings are loaded again. A connection counts as lost, too, after an
-/// exchange that ended without a whole reply, whoever made it, and when something comes that was not asked for. For as
-/// long as it is connected the worker looks every 5000 ms whether its handler is still open.
+/// exchange that ended without a whole reply, whoever made it, and when something comes that was not asked for. While
+/// it is connected, the worker looks every 5000 ms whether its handler is still open.
 ///
-/// Settings that the server gives out for another client are not applied; they count as not loaded.
+/// If the server gives the settings of another client, the worker does not apply them: they count as not loaded.
 ///
-/// A derived class whose doStart() does not call this one hears nothing after its first restart(): the connections and
-/// timers are set up here.
+/// A derived class whose doStart() does not call this one hears nothing after its first restart(), because this one
+/// sets up the connections and timers.
 ///
 /// This header alone is enough for a derived class: it brings the connection and the records along.
 ///
@@ -63,8 +63,8 @@ public:
     bool doStop() override;
 
     /// Loads the settings anew and applies them. Tries to connect once when the connection is not open, and gives up
-    /// quietly if that fails. It does not try within 5000 ms after such a failure, or after a connection that was lost
-    /// as soon as it had been made. Does nothing between doStop() and the next doStart().
+    /// without a log line of its own if that fails. It does not try within 5000 ms after such a failure, or after a
+    /// connection that was lost as soon as it had been made. Does nothing between doStop() and the next doStart().
     virtual void doUpdateSettings();
 
     /// Reports the state, usually by handler->saveState(). Called every interval ms while connected, counted from the
@@ -79,8 +79,8 @@ Q_SIGNALS:
     /// For the derived class: the settings that were applied have changed something. The controller passes it on.
     void settingsChanged();
 
-    /// The server has accepted the handshake, also after a reconnection. The moment to subscribe, by
-    /// handler->subscribe() in a slot of the worker itself: the connection is used in the worker's thread only.
+    /// The server has accepted the handshake, also after a reconnection. This is the moment to subscribe. Call
+    /// handler->subscribe() in a slot of the worker itself, because the connection is used in the worker's thread only.
     void workerConnected();
 
 public Q_SLOTS:

@@ -154,11 +154,11 @@ void TstAwkwardserverQuery::lostPlace_noFurtherExchangeOnThatConnection()
     QVERIFY(!worker.saveState());
     const int requests = m_bus->requests().size();
     const LogCapture log;
-    // Before the event loop has had a turn, in which the worker restarts.
+    // The worker restarts in the next turn of the event loop.
     QVERIFY(!worker.saveState());
     worker.sendMessage(Message());
     QCOMPARE(m_bus->requests().size(), requests);
-    // As on a connection that the server has dropped.
+    // The same line as on a connection that the server has dropped.
     QCOMPARE(log.texts(), QStringList(WAIT_ERROR));
 }
 
@@ -203,7 +203,7 @@ void TstAwkwardserverQuery::unaskedBytes_areALostPlace()
     std::promise<void> sent;
     m_bus->willDo([&sent](FakeBus::Peer& peer, const FakeBus::Request& request) {
         FakeBus::answer(peer, request);
-        // A second answer, which would be taken for that to the next request.
+        // A second answer, which would be taken for the answer to the next request.
         std::this_thread::sleep_for(std::chrono::milliseconds(100));
         peer.send(FakeBus::replyFrame(u"saveState"_s, 7));
         sent.set_value();
@@ -368,7 +368,7 @@ void TstAwkwardserverQuery::updatesThatQueuedUp_whileTheBusIsAway_tryOnce()
     QCOMPARE(log.texts(), QStringList(REFUSED_LINE));
 }
 
-// Each failed attempt to forward a line is logged, and that line is forwarded.
+// Each failed attempt to forward a line is logged, and the new line is forwarded as well.
 void TstAwkwardserverQuery::spoiltReplyToALogLine_costsFewLines()
 {
     std::atomic<bool> spoils{false};

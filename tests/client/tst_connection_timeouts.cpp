@@ -25,7 +25,7 @@ using namespace queryside;
 namespace {
 
 constexpr int TIMEOUT_MS = 30000;
-/// A loaded machine may be late, but not by this much.
+/// A loaded machine may be late, but not this late.
 constexpr int LATEST_MS = 45000;
 
 class Wait
@@ -43,7 +43,7 @@ private:
 
 const QString TIMEOUT_ERROR = u"warning: QAbstractSocket::SocketTimeoutError Network operation timed out"_s;
 
-/// A server that listens and never accepts, with no room left for those who wait: a connect to it is not answered.
+/// A server that listens and never accepts, and whose queue is full. A connect to it is not answered.
 class FullServer
 {
 public:
@@ -91,7 +91,7 @@ void fillBuffers(QTcpSocket* socket)
 
 } // namespace
 
-/// What a server that hangs does to the two connections; apart from the other tests because each takes half a minute.
+/// What a server that hangs does to the two connections. These tests stand apart because each takes half a minute.
 class TstConnectionTimeouts : public QObject
 {
     Q_OBJECT
@@ -120,8 +120,8 @@ void TstConnectionTimeouts::connectNeverAnswered_openFails()
     QCOMPARE(handler.lastOutcome(), QueryOutcome(QueryOutcome::Unreachable));
 }
 
-// Of a request that is taken in part the write succeeds, and the reply is what is waited for in vain: so no byte may be
-// taken.
+// The server must take no byte: if it took a part of the request, the write would succeed, and the wait for the reply
+// would fail instead.
 void TstConnectionTimeouts::requestNeverTaken_requestFails()
 {
     FakeBus bus;
@@ -198,7 +198,7 @@ void TstConnectionTimeouts::replyNeverComes_requestFails()
     QVERIFY(handler.saveState(ClientState()));
 }
 
-// The connection of a worker is made anew: the late reply, which holds no settings, dies with the former one.
+// The worker makes its connection anew. The late reply, which holds no settings, is lost with the former one.
 void TstConnectionTimeouts::replyComesAfterTheTimeout_isNotTakenForTheNextOne()
 {
     FakeBus bus;
@@ -222,11 +222,11 @@ void TstConnectionTimeouts::replyComesAfterTheTimeout_isNotTakenForTheNextOne()
     QTRY_VERIFY(worker.applied.size() >= 3);
     QCOMPARE(worker.applied.count(PRINTER), worker.applied.size());
     QVERIFY(worker.saveState());
-    // The update connects by itself; the restart that is under way does so once more.
+    // The update connects by itself. The restart that is under way connects once more.
     QVERIFY2(bus.connectionCount() <= 3, qPrintable(QString::number(bus.connectionCount())));
 }
 
-// Held up by one acknowledgement, and not by those of all the messages behind it.
+// One acknowledgement holds the receiver up, and not the acknowledgements of all the messages behind it.
 void TstConnectionTimeouts::receiver_acknowledgementNeverTaken_endsTheConnection()
 {
     FakeBus bus(FakeBus::RECEIVER_PORT);
@@ -253,12 +253,12 @@ void TstConnectionTimeouts::receiver_acknowledgementNeverTaken_endsTheConnection
     QTRY_COMPARE_WITH_TIMEOUT(lost.count(), 1, 60000);
     QVERIFY2(wait.isTimeout(), qPrintable(wait.text()));
     QVERIFY(!receiver.isConnected());
-    // Delivered, because the server repeats it: then it is recognised.
+    // It is delivered although it is not acknowledged. The server repeats it, and the receiver recognises the repeat.
     QCOMPARE(incoming.count(), 1);
     QCOMPARE(log.texts(), QStringList(TIMEOUT_ERROR));
 }
 
-// Our last bytes are still waiting to be taken when the connection is closed: Qt keeps it in the closing state, in
+// When the connection is closed, our last bytes are not taken yet. So Qt keeps the connection in the closing state, in
 // which it refuses to connect.
 void TstConnectionTimeouts::serverHangsWithFullBuffers_reopensWhenItIsBack()
 {

@@ -22,7 +22,7 @@ using Publishers = QList<QPair<QString, qint32>>;
 
 const QString SOME_TIME_TEXT = u"2024-03-05T07:08:09.010"_s;
 
-/// Of which the owner is not told, unlike a new record.
+/// Settings of which the owner is not told. A new record has the flag set.
 ClientSettings quietSettings(const QString& owner)
 {
     ClientSettings settings = samples::someSettings(owner);
@@ -56,12 +56,12 @@ QVariantMap loadedList(const QVariantList& settings)
     return {{u"settingsList"_s, settings}};
 }
 
-/// The identifiers that \a message can have been given between two moments, in ms.
+/// The identifiers that \a message can have got between two moments, in ms.
 QStringList uidsMadeBetween(qint64 first, qint64 last, const Message& message)
 {
     QStringList uids;
     for (qint64 clock = first; clock <= last; ++clock) {
-        // The generator is seeded with the second, which may have been the one before.
+        // The generator is seeded with the second. It may have been seeded in the second before.
         for (const qint64 second : {clock / 1000, clock / 1000 - 1}) {
             std::srand(static_cast<unsigned>(second));
             quint32 sum = 0;
@@ -301,7 +301,8 @@ void TstQueryoperations::sendMessage_makesMissingUid()
     QVERIFY(made.endsWith(u"=="_s));
 }
 
-// The sender that the caller left in the record is an ingredient of the identifier, and replaced after that.
+// The identifier is made of the sender that the caller left in the record, among other things. The sender is replaced
+// after that.
 void TstQueryoperations::sendMessage_makesUidOfTheCallersRecord()
 {
     m_bus->willReply(u"sendMessage"_s);
@@ -384,7 +385,8 @@ void TstQueryoperations::load_refused_leavesRecordsUntouched()
     QCOMPARE(log.texts().constLast(), u"critical: Settings list loading error"_s);
 }
 
-// As a queued connection from another thread does: the argument types must be known by the names in the signatures.
+// A queued connection from another thread does the same: the argument types must be known by the names in the
+// signatures.
 void TstQueryoperations::slots_canBeInvokedByName()
 {
     m_bus->willReply(u"sendMessage"_s);

@@ -24,8 +24,8 @@ QueryOutcome outcome(QueryOutcome::Kind kind, quint16 code = 0, const QString& t
 
 } // namespace
 
-/// What lastOutcome() tells over several calls. What one call leads to is held by tst_tarvexqueryhandler (open()),
-/// tst_queryreplies and, where it takes half a minute, tst_connection_timeouts.
+/// The value, and what lastOutcome() tells over several calls. tst_tarvexqueryhandler tests the outcome of open(),
+/// tst_queryreplies that of one request, and tst_connection_timeouts those that take half a minute.
 class TstQueryOutcome : public QObject
 {
     Q_OBJECT
@@ -161,7 +161,7 @@ void TstQueryOutcome::slotThatAsksItself_changesNothing()
     QCOMPARE(m_handler->lastOutcome(), outcome(QueryOutcome::Lost));
 }
 
-// The worker ends the connection before the call returns; that is not what the call failed for.
+// The worker ends the connection before the call returns. That is not the reason why the call failed.
 void TstQueryOutcome::worker_lostPlace_isToldOnce()
 {
     m_bus->willReply(u"loadSettings"_s);

@@ -88,14 +88,14 @@ void addWrongHeaders()
 void addWrongSizes()
 {
     const QueryOutcome notUnderstood(QueryOutcome::NotUnderstood);
-    // Read as 0. Of the padded line only the first 15 bytes are taken.
+    // Each is read as 0. Of the padded line only the first 15 bytes are taken.
     for (const char* line : {"0", "many", "", "2147483648", "0x10", "1.5", "00000000000000000012"}) {
         const QByteArray name = QByteArray("size \"") + line + '"';
         addRow(name.constData(), sends(QByteArray("[-REPLY-]\r\n") + line + "\r\n"), notUnderstood, {EMPTY_ERROR});
     }
     addRow("negative size", sends("[-REPLY-]\r\n-5\r\nabcde"), notUnderstood, {SIZE_ERROR});
     addRow("negative size, and closed", sendsAndCloses("[-REPLY-]\r\n-5\r\n"), notUnderstood, {SIZE_ERROR});
-    // Beyond the bound the connection of any handler is given up.
+    // A handler gives its connection up when the size is beyond the bound.
     addRow("size beyond the bound", sends("[-REPLY-]\r\n50331649\r\n"), notUnderstood, {SIZE_ERROR}, false);
     addRow("lying size", sends("[-REPLY-]\r\n2147483647\r\nabcd"), notUnderstood, {SIZE_ERROR}, false);
 }
@@ -219,7 +219,7 @@ void TstQueryReplies::reply_leadsTo()
     QVERIFY(timer.elapsed() < 20000);
     QCOMPARE(m_handler->lastOutcome(), outcome);
     QStringList texts = capture.texts();
-    // Qt's inflater says this of an empty block. It is not ours to hold back.
+    // Qt's inflater logs this line for an empty block, and the library does not suppress it.
     texts.removeAll(u"warning: qUncompress: Input data is corrupted"_s);
     QCOMPARE(texts, log);
     QCOMPARE(m_handler->isOpen(), staysOpen);
@@ -229,7 +229,7 @@ void TstQueryReplies::reply_leadsTo()
     if (!staysOpen) {
         QTest::qWait(20);
         QCOMPARE(m_disconnected->count(), 1);
-        QCOMPARE(atTheLoss, log.mid(0, 1)); // What the exchange logs of the loss itself comes after it.
+        QCOMPARE(atTheLoss, log.mid(0, 1)); // The line of the exchange comes after the signal.
         QVERIFY(m_handler->open());
     }
 }
@@ -296,7 +296,7 @@ void TstQueryReplies::reply_takenBySomebodyElse_isLogged()
     QCOMPARE(m_handler->lastOutcome(), QueryOutcome(QueryOutcome::NotUnderstood));
 }
 
-// A loaded machine may hold the second piece back for longer than the reader waits: one of five tries must do.
+// A loaded machine may hold the second piece back for longer than the reader waits. So one of five tries must succeed.
 void TstQueryReplies::reply_cutAnywhere_isRead()
 {
     const QByteArray frame = stateReply(u"ready"_s);
@@ -465,7 +465,7 @@ void TstQueryReplies::unreadBytes_waitInTheServer()
 {
     m_bus->willDo([](FakeBus::Peer& peer, const FakeBus::Request& request) {
         FakeBus::answer(peer, request);
-        // More than the system's own buffers hold, so that somebody has to take it in.
+        // More than the system's own buffers hold, so that the rest waits somewhere else.
         const QByteArray bytes(65536, 'A');
         for (int count = 0; count < 1000 && peer.send(bytes); ++count) { }
     });
@@ -477,7 +477,7 @@ void TstQueryReplies::unreadBytes_waitInTheServer()
     m_bus->dropConnections();
 }
 
-// Of a full buffer Qt would not say that there is something to be read.
+// When the buffer is full, Qt does not report that there is something to be read.
 void TstQueryReplies::unreadBytes_doNotHoldARequestUp()
 {
     m_bus->willDo([](FakeBus::Peer& peer, const FakeBus::Request& request) {

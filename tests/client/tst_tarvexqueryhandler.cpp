@@ -244,7 +244,7 @@ void TstTarvexQueryHandler::close_isSilent()
     QCOMPARE(log.texts(), QStringList());
 }
 
-// The server's last bytes have this time to arrive, and ours to be read by a server that is busy.
+// The server's last bytes have this time to arrive, and a busy server has it to read ours.
 void TstTarvexQueryHandler::close_pausesBeforeItDisconnects()
 {
     std::promise<qint64> seen;

@@ -74,7 +74,7 @@ public:
         reporting = true;
         reportStarts.append(clock.elapsed());
         if (reportDuration > 0) {
-            // A slow bus blocks the worker's thread in just this way.
+            // A slow bus blocks the worker's thread in the same way.
             QThread::msleep(reportDuration);
         }
         reportEnds.append(clock.elapsed());
@@ -115,7 +115,7 @@ public:
     bool reportedWhileApplying = false;
 };
 
-/// Two numbers, which are equal: the thread that it runs in, and the one that its timer is in.
+/// Two equal numbers: the thread in which the worker runs, and the thread of its timer.
 bool isThreadLine(const LogCapture::Line& line)
 {
     static const QRegularExpression twoNumbers(u"^(\\d+) \\1$"_s);
@@ -282,7 +282,7 @@ void TstTarvexQueryWorker::startedTwice_hearsEverythingOnce()
     QCOMPARE(m_bus->connectionCount(), 1);
     QCOMPARE(m_worker->applied, QStringList({u"first"_s, u"second"_s}));
     QCOMPARE(connected.count(), 1);
-    // One report for each time-out.
+    // Each time-out brings one report.
     QTRY_COMPARE(m_worker->reportStarts.size(), 3);
     for (int i = 1; i < 3; ++i) {
         QVERIFY(m_worker->reportStarts.at(i) - m_worker->reportEnds.at(i - 1) >= 470);
@@ -297,7 +297,7 @@ void TstTarvexQueryWorker::startedTwice_hearsEverythingOnce()
     QCOMPARE(m_bus->connectionCount(), 2);
 }
 
-// restart() makes one of two calls, so that what it does tells nothing.
+// Counts the connections, because restart() makes one of two calls: its effect would not show a second connection.
 void TstTarvexQueryWorker::startedTwice_isConnectedOnce()
 {
     QVERIFY(start({u"first"_s, u"second"_s}));
@@ -392,7 +392,7 @@ void TstTarvexQueryWorker::state_isReportedAtTheInterval()
     for (int i = 1; i < 4; ++i) {
         QVERIFY(m_worker->reportStarts.at(i) - m_worker->reportEnds.at(i - 1) >= 280);
     }
-    // The service's business, which does nothing here.
+    // Sending the state is the service's part, and this one sends nothing.
     QCOMPARE(m_bus->requests().size(), 1);
 }
 
@@ -414,7 +414,7 @@ void TstTarvexQueryWorker::state_asked_isReportedAtOnce()
     QVERIFY(start());
     QVERIFY(QMetaObject::invokeMethod(m_worker.get(), "sendState"));
     QCOMPARE(m_worker->reportStarts.size(), 1);
-    // And the next one a whole interval after that.
+    // The next report comes a whole interval after that.
     QTRY_COMPARE(m_worker->reportStarts.size(), 2);
     QVERIFY(m_worker->reportStarts.at(1) - m_worker->reportEnds.at(0) >= 1880);
 }
@@ -471,7 +471,7 @@ void TstTarvexQueryWorker::update_whileBusAway_isQuiet()
     const LogCapture log;
     m_worker->updateSettings();
     QCOMPARE(m_worker->applied, QStringList());
-    // Of the connection, nothing of its own.
+    // The line is the connection's. The worker logs nothing of its own.
     QCOMPARE(log.texts(), QStringList(REFUSED_LINE));
     QVERIFY(!m_worker->isWaitingForBus());
     QCOMPARE(m_worker->starts.size(), 0);
@@ -510,7 +510,7 @@ void TstTarvexQueryWorker::message_whileNotOpen_isDropped()
     QVERIFY(m_worker->connection()->open());
     m_worker->connection()->close();
     m_worker->sendMessage(someMessage());
-    // What was dropped does not come later either.
+    // What was dropped is not sent later either.
     QVERIFY(m_worker->connection()->open());
     QCOMPARE(m_bus->requests().size(), 0);
     QCOMPARE(log.texts(), QStringList());
@@ -552,7 +552,7 @@ void TstTarvexQueryWorker::stop_whileBusAway_leavesTheRetryRunning()
     QVERIFY(m_worker->isWaitingForBus());
 }
 
-// The controller's stop goes ahead of what waits in the worker's queue; that comes afterwards all the same.
+// The controller's stop overtakes the calls in the worker's queue. These calls are made after it.
 void TstTarvexQueryWorker::stop_thenQueuedCalls_changeNothing()
 {
     m_worker = std::make_unique<PrinterWorker>(50);

@@ -41,7 +41,7 @@ void Caller::take(Message message)
         }
         return;
     }
-    // An answer. One that comes too late, or from somebody else, is no command either: it ends here.
+    // An answer. If it comes too late, or from somebody else, it ends here, because it is no command either.
     const auto call = m_calls.constFind(command.uid());
     if (call == m_calls.constEnd() || call->agent() != command.agent()) {
         return;
@@ -60,7 +60,7 @@ void Caller::sendUnsent()
         const bool isWanted = m_calls.contains(uid);
         const bool isTaken = isWanted && handler->sendMessage(m_calls.value(uid).toOutgoingMessage());
         if (isWanted && !isTaken && handler->lastOutcome().kind() != tarvex::QueryOutcome::Refused) {
-            return; // Perhaps lost on the way. The next connection sends it again, with the same uid.
+            return; // Perhaps it was lost on the way. The next connection sends it again, with the same uid.
         }
         m_unsent.removeFirst();
         if (!isTaken) {

@@ -23,10 +23,10 @@ public:
 
 public Q_SLOTS:
     /// Sends \a command to its agent() under a uid of its own. One of the two signals below follows.
-    /// \return the uid, by which the command of that signal can be told. For callers in this thread.
+    /// \return the uid, by which a caller in this thread recognises the command of that signal.
     QString call(TarvexCommand command);
 
-    /// For all that is pushed: connect the message worker's unprocessedMessage() here.
+    /// Takes everything that is pushed. Connect the message worker's unprocessedMessage() to it.
     void take(Message message);
 
 Q_SIGNALS:
@@ -42,9 +42,9 @@ private Q_SLOTS:
 private:
     void fail(const QString& uid, const QString& why);
 
-    const QString m_prefix; ///< Of the uids of our calls.
+    const QString m_prefix; ///< The uids of our calls begin with it.
     const int m_replyTimeoutMs;
-    QMap<QString, TarvexCommand> m_calls; ///< By uid: what is not answered yet.
+    QMap<QString, TarvexCommand> m_calls; ///< The calls that are not answered yet, by uid.
     QStringList m_unsent;                 ///< Uids of calls that the bus has not confirmed.
 };
 

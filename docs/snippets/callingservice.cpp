@@ -18,7 +18,7 @@ public:
 };
 
 //! [worker]
-/// Calls others, by its base, and sends the answers of the commands worker.
+/// Calls others, as its base class does, and sends the answers of the commands worker.
 class CashboxQueries : public Caller
 {
     Q_OBJECT
@@ -58,7 +58,7 @@ public:
 
 } // namespace
 
-/// What a main() would make.
+/// Makes the service, for a main().
 tarvex::TarvexController* makeCashbox();
 
 tarvex::TarvexController* makeCashbox()

@@ -35,14 +35,15 @@ public:
     {
         tarvex::ClientSettings settings;
         const bool isLoaded = handler->loadSettings(owner, settings);
-        // Saving replaces all that is stored. So go on only if that was loaded, or if the bus says that there is none.
+        // Saving replaces all that is stored. So go on only if it was loaded, or if the bus says that nothing is
+        // stored.
         if (!isLoaded && handler->lastOutcome().code() != tarvex::TarvexError::NoSettingsForClient) {
             return false;
         }
         settings.setFormattedSettings({{group, QVariantMap{{key, value}}}}, false);
         settings.setOwner(owner);
         settings.setDt(QDateTime::currentDateTime());
-        settings.setMailOwner(true); // The owner is to hear of it, whoever wrote the record before.
+        settings.setMailOwner(true); // The owner is told, whatever the record said before.
         return handler->saveSettings(settings);
     }
 

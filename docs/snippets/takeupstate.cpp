@@ -15,7 +15,7 @@ constexpr int STATE_INTERVAL_MS = 60000;
 } // namespace
 
 //! [worker]
-/// Reports the state, once it has taken up what the bus has stored of it.
+/// Reports the state only after it has taken up what the bus has stored.
 class DoorQueryWorker : public tarvex::TarvexQueryWorker
 {
     Q_OBJECT
@@ -36,7 +36,7 @@ public Q_SLOTS:
     void takeUpState()
     {
         if (m_isTakenUp) {
-            return; // A reconnection: the process knows better than the bus.
+            return; // A reconnection: the process knows its state better than the bus.
         }
         tarvex::ClientState last;
         const bool isLoaded = handler->loadState(QString(), last);

@@ -5,8 +5,8 @@ namespace {
 constexpr int MAX_SECONDS = 60;
 
 //! [executor]
-/// Stands before the handlers as long as the gate is locked: takes "open", which it refuses, and "unlock", with which
-/// it goes.
+/// Takes commands before the handlers do, as long as the gate is locked: refuses "open", and removes itself at
+/// "unlock".
 class Lock : public AbstractTarvexCommandExecutor
 {
 public:
@@ -55,7 +55,7 @@ QVariant GateCommands::open(QString agent, QString uid, QVariantMap data)
     const int seconds = data.value(QStringLiteral("seconds")).toInt();
     if (seconds < 1 || seconds > MAX_SECONDS) {
         prepareError(agent, uid, QStringLiteral("open"), QStringLiteral("1 to 60 seconds, please"), data);
-        return true; // done all the same: an invalid value would be answered with "No such method (open)"
+        return true; // an invalid value would be answered with "No such method (open)"
     }
     ++m_timesOpened;
     answer(agent, uid, QStringLiteral("opened"), {{QStringLiteral("seconds"), seconds}});
@@ -70,7 +70,7 @@ QVariant GateCommands::status(QString agent, QString uid)
 
 QVariant GateCommands::lock(QString agent, QString uid)
 {
-    addExecutor(new Lock(this)); // destroys the one that is there if the gate is locked already
+    addExecutor(new Lock(this)); // destroys the former one if the gate is locked already
     answer(agent, uid, QStringLiteral("locked"));
     return true;
 }

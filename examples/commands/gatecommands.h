@@ -3,8 +3,8 @@
 
 #include "cmdlayer/abstracttarvexcommandsworker.h"
 
-/// What others may ask of the gate, in a thread of its own. Every slot of this class that has a handler's signature is
-/// a command; the rest is no slot.
+/// The commands of the gate. Runs in a thread of its own. Every slot of this class that has a handler's signature is a
+/// command, so the other functions are no slots.
 class GateCommands : public AbstractTarvexCommandsWorker
 {
     Q_OBJECT

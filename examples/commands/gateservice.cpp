@@ -35,7 +35,7 @@ void GateService::doStart()
     auto* const queries = new GateQueries(m_clientName);
     auto* const commands = new GateCommands;
     //! [connections]
-    // Three workers, three threads: all of it is queued.
+    // All connections are queued, because the three workers live in three threads.
     connect(messages, SIGNAL(unprocessedMessage(Message)), this, SLOT(onMessage(Message)), Qt::QueuedConnection);
     connect(this, SIGNAL(commandReceived(TarvexCommand)), commands, SLOT(exec(TarvexCommand)), Qt::QueuedConnection);
     connect(commands, SIGNAL(sendCommand(TarvexCommand)), this, SLOT(onAnswer(TarvexCommand)), Qt::QueuedConnection);
@@ -51,8 +51,8 @@ void GateService::doStart()
 void GateService::onMessage(Message message)
 {
     TarvexCommand command;
-    // An error that comes back, to a log line for instance, ends here. The commands worker would log it, and that line
-    // would come back as the next error.
+    // An error that comes back, for example for a log line, ends here. The commands worker would log it, and the log
+    // line would come back as the next error.
     if (TarvexCommand::incomingMessageToCmd(message, command) && command.name() != QLatin1String("commandError")) {
         Q_EMIT commandReceived(command);
     }

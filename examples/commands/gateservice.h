@@ -6,7 +6,7 @@
 
 using tarvex::Message;
 
-/// The service: joins the bus, and joins its messages to the commands.
+/// The service: joins the bus, and turns its messages into commands.
 class GateService : public tarvex::TarvexController
 {
     Q_OBJECT

@@ -4,8 +4,8 @@
 #include <QString>
 #include <QTextStream>
 
-/// The text as it may be printed: control characters are shown as escapes such as "\n" and "\x1b". What another client
-/// has sent can hold line ends and sequences that steer the terminal, in its name as well as in its texts.
+/// The text as it may be printed: control characters are shown as escapes such as "\n" and "\x1b". The name and the
+/// texts of another client can hold line ends and sequences that steer the terminal.
 inline QString visible(const QString& text)
 {
     QString shown;
@@ -23,8 +23,9 @@ inline QString visible(const QString& text)
     return shown;
 }
 
-/// From now on the log lines go to stderr as visible() shows them: those of the library hold names and texts of other
-/// clients. Call it before the controller is made, which passes each line on to the handler that it finds.
+/// From now on the log lines go to stderr as visible() shows them, because the library's lines hold names and texts of
+/// other clients. Call it before the controller is made: the controller passes each line on to the handler that it
+/// finds.
 inline void logVisibly()
 {
     qInstallMessageHandler([](QtMsgType type, const QMessageLogContext& context, const QString& text) {

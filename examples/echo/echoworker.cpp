@@ -9,7 +9,7 @@
 namespace {
 
 //! [state]
-/// The bus leaves the numbers of the states to its services: for this one there is just one, "running".
+/// Each service chooses the numbers of its states. This one has one state only, "running".
 constexpr auto STATE_RUNNING = static_cast<tarvex::ClientState::EStateType>(1);
 //! [state]
 
@@ -47,9 +47,9 @@ void EchoWorker::doApplySettings(tarvex::ClientSettings settings)
 //! [settings]
 
 //! [defaults]
-/// At a first start the bus has no settings for this service: it has refused to load them. But it may have failed to
-/// read them, and what is saved replaces what is there. The list tells the one from the other: without settings it is
-/// empty.
+/// At a first start the bus has no settings for this service, and has refused to load them. But a bus that has failed
+/// to read them refuses as well, and what is saved replaces what is there. So this asks for the list, which is empty
+/// only when the bus has none.
 void EchoWorker::storeDefaults()
 {
     QList<tarvex::ClientSettings> stored;
@@ -60,7 +60,7 @@ void EchoWorker::storeDefaults()
     tarvex::ClientSettings settings;
     settings.setOwner(handler->clientName());
     settings.setFormattedSettings({{QStringLiteral("echo"), QVariantMap{{QStringLiteral("prefix"), m_prefix}}}}, true);
-    handler->saveSettings(settings); // the bus tells their owner, and so they are applied
+    handler->saveSettings(settings); // the bus then tells this service, which applies them
 }
 
 //! [defaults]

@@ -26,7 +26,7 @@ public:
     {
         auto* const messages = new tarvex::TarvexMsgWorker(m_clientName);
         auto* const queries = new EchoWorker(STATE_INTERVAL_MS, m_clientName);
-        // Queued: each worker lives in a thread of its own, and an answer is sent from the query worker's.
+        // Queued, because each worker lives in a thread of its own, and the query worker's thread sends the answer.
         connect(messages, SIGNAL(unprocessedMessage(Message)), queries, SLOT(answer(Message)), Qt::QueuedConnection);
         initWorkers(messages, queries);
     }

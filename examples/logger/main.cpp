@@ -12,7 +12,7 @@ namespace {
 
 constexpr int LOG_REPEAT_INTERVAL_MS = 10000;
 
-/// Handles "saveLog" itself; everything else goes the way of every message.
+/// Handles "saveLog" itself, and leaves everything else to the base class.
 class LogWorker : public tarvex::TarvexMsgWorker
 {
 public:
@@ -31,13 +31,13 @@ public:
     }
 };
 
-/// Plays the device's log service: prints the lines that the other services send, one a line, its fields apart by tabs.
+/// Plays the device's log service: prints each log line of the other services on a line, its fields separated by tabs.
 class LogService : public tarvex::TarvexController
 {
 public:
     LogService() : TarvexController(LOG_REPEAT_INTERVAL_MS, tarvex::BUSNAME_LOGGER, nullptr) { }
 
-    /// It only listens, so it does without a query worker; its own lines are to be read on its console.
+    /// It only listens, so it needs no query worker. Its own log lines appear on its console.
     void doStart() override { initWorkers(new LogWorker, nullptr); }
 };
 

@@ -4,7 +4,7 @@
 
 namespace {
 
-/// The bus leaves the numbers of the states to its services: for this one there is just one, "running".
+/// Each service chooses the numbers of its states. This one has one state only, "running".
 constexpr auto STATE_RUNNING = static_cast<tarvex::ClientState::EStateType>(1);
 
 } // namespace

@@ -6,7 +6,7 @@
 #include <QDateTime>
 
 //! [properties]
-/// What the door sensor knows: each property is one value of the state.
+/// The state of the door sensor: each property is one value of it.
 class DoorState : public AbstractStateWrapper
 {
     Q_OBJECT

@@ -50,7 +50,7 @@ void closeDoor()
 
 } // namespace
 
-/// Plays the device's door sensor: the commands "openDoor" and "closeDoor" stand for what its hardware would tell.
+/// Plays the device's door sensor: the commands "openDoor" and "closeDoor" take the place of its hardware.
 class DoorService : public tarvex::TarvexController
 {
     Q_OBJECT
@@ -65,7 +65,7 @@ public:
 
         auto* const messages = new tarvex::TarvexMsgWorker(tarvex::BUSNAME_DOOR_SENSOR);
         auto* const queries = new DoorQueryWorker;
-        // Queued, always: the state is locked while it says that it has changed.
+        // This connection must be queued, because the state is locked while it emits the signal.
         connect(state.data(), SIGNAL(stateChanged()), queries, SLOT(sendState()), Qt::QueuedConnection);
         connect(queries, SIGNAL(workerConnected()), queries, SLOT(sendState()), Qt::QueuedConnection);
         connect(messages, SIGNAL(unprocessedMessage(Message)), this, SLOT(take(Message)), Qt::QueuedConnection);

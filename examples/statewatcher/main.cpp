@@ -14,7 +14,7 @@ namespace {
 
 constexpr int STATE_INTERVAL_MS = 60000;
 constexpr int LOG_REPEAT_INTERVAL_MS = 10000;
-/// What a subscription is to bring: the publisher's state changes, and nothing else that it sends.
+/// The goal of the subscription: the publisher's state changes, and nothing else that it sends.
 constexpr int GOAL_STATE_CHANGES = 1;
 
 } // namespace
@@ -27,7 +27,7 @@ class WatchWorker : public tarvex::TarvexQueryWorker
 public:
     WatchWorker() : TarvexQueryWorker(STATE_INTERVAL_MS, tarvex::BUSNAME_MONITORING)
     {
-        // After a reconnection too: the library does not remember subscriptions.
+        // After a reconnection too, because the library does not remember subscriptions.
         connect(this, SIGNAL(workerConnected()), this, SLOT(watch()), Qt::QueuedConnection);
     }
 
@@ -45,7 +45,8 @@ public Q_SLOTS:
 
 private Q_SLOTS:
 
-    /// Subscribes first, so that no change gets lost between the two; loads, since only changes are pushed.
+    /// Loads the state as well, because only changes are pushed. Subscribes first, so that no change is lost between
+    /// the two.
     void watch()
     {
         handler->subscribe(tarvex::BUSNAME_DOOR_SENSOR, GOAL_STATE_CHANGES);

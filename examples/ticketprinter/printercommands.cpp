@@ -26,7 +26,8 @@ double temperature()
 }
 
 //! [executor]
-/// An object of its own takes the command "selfTest": what grows too large for a method, or comes and goes, goes here.
+/// An object that takes the command "selfTest". A command that grows too large for a method, or that comes and goes,
+/// gets such an object.
 class SelfTest : public AbstractTarvexCommandExecutor
 {
 public:
@@ -121,7 +122,7 @@ QVariant PrinterCommands::print(QString agent, QString uid, QVariantMap data)
     } else {
         prepareError(agent, uid, QStringLiteral("print"), error, data);
     }
-    return true; // an invalid value would say that there is no such command
+    return true; // an invalid value would mean that there is no such command
 }
 
 //! [print]
@@ -146,7 +147,7 @@ void PrinterCommands::applySettings(ClientSettings settings)
 //! [settings]
 
 //! [cooling]
-/// Not committed: a falling temperature is worth no report of its own and goes out with the next one.
+/// Does not commit: a falling temperature is not worth a report of its own, and is in the next one.
 void PrinterCommands::coolDown()
 {
     StateCatcher() << catchvalue(QStringLiteral("temperature"), qMax(PrinterState::ROOM_CELSIUS, temperature() - 1));
@@ -179,7 +180,7 @@ QString PrinterCommands::printTicket(const QVariant& data)
 //! [ticket]
 
 //! [status]
-/// Says once that the paper runs out, not with every ticket; and commits what has changed.
+/// Commits what has changed. Tells that the paper runs out once, and not with every ticket.
 void PrinterCommands::updateStatus()
 {
     const int left = paperLeft();

@@ -18,7 +18,7 @@ public:
     bool doStart() override;
     bool doStop() override;
 
-    /// What the printer goes by as long as nobody sets anything else, by group and key.
+    /// The settings that hold as long as nobody sets anything else, by group and key.
     static QVariantMap defaultSettings();
 
     /// Sends an answer to whoever sent the command of this \a uid.
@@ -27,12 +27,13 @@ public:
 public Q_SLOTS:
     //! [commands]
     /// The command "print", with data: {"text": what to print}. Answers "printed" with what is left of the paper.
-    QVariant print(QString agent, QString uid, QVariantMap data = {}); // so that it is found without data as well
+    QVariant print(QString agent, QString uid, QVariantMap data = {}); // found without data as well
 
     /// The command "status", without data. Answers "statusReport" with the state.
     QVariant status(QString agent, QString uid);
 
-    /// Takes "copies" and "paperWarning" from the group "printer"; what is missing or wrong has its default.
+    /// Takes "copies" and "paperWarning" from the group "printer"; a missing or wrong value becomes its
+    /// default.
     void applySettings(ClientSettings settings);
     //! [commands]
 
@@ -48,7 +49,7 @@ private:
     static constexpr int DEFAULT_PAPER_WARNING = 10;
 
     int m_copies = DEFAULT_COPIES;
-    int m_paperWarning = DEFAULT_PAPER_WARNING; ///< From so many tickets on the paper counts as low.
+    int m_paperWarning = DEFAULT_PAPER_WARNING; ///< With this many tickets or fewer the paper is low.
 };
 
 #endif // PRINTERCOMMANDS_H

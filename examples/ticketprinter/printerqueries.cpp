@@ -7,7 +7,7 @@
 namespace {
 
 constexpr int STATE_INTERVAL_MS = 10000;
-/// Answers that wait for the bus.
+/// At most this many answers wait for the bus.
 constexpr int MAX_WAITING = 100;
 
 } // namespace
@@ -53,9 +53,9 @@ void PrinterQueries::send(TarvexCommand command)
 //! [send]
 
 //! [defaults]
-/// At a first start the bus has no settings for this service: it has refused to load them. But it may have failed to
-/// read them, and what is saved replaces what is there. The list tells the one from the other: without settings it is
-/// empty. The defaults show an administrator what can be set.
+/// At a first start the bus has no settings for this service, and has refused to load them. But a bus that has failed
+/// to read them refuses as well, and what is saved replaces what is there. So this asks for the list, which is empty
+/// only when the bus has none. The defaults show an administrator what can be set.
 void PrinterQueries::storeDefaults()
 {
     QList<ClientSettings> stored;
@@ -66,7 +66,7 @@ void PrinterQueries::storeDefaults()
     ClientSettings settings;
     settings.setOwner(handler->clientName());
     settings.setFormattedSettings(m_defaults, true);
-    handler->saveSettings(settings); // the bus tells their owner, and so they are applied
+    handler->saveSettings(settings); // the bus then tells this service, which applies them
 }
 
 //! [defaults]
@@ -77,9 +77,9 @@ void PrinterQueries::sendWaiting()
     // A command can come in before this connection is up: the two are opened independently of each other.
     while (handler->isOpen() && !m_waiting.isEmpty()) {
         const bool isSent = handler->sendMessage(m_waiting.constFirst().toOutgoingMessage());
-        // The bus has refused the answer: it is dropped, because the bus would refuse it again. The bus has not
-        // answered: nobody knows whether it has the answer, so the next connection sends it again. The uid is the same,
-        // and the receiver drops what it has already.
+        // An answer that the bus has refused is dropped, because the bus would refuse it again. After any other failure
+        // nobody knows whether the bus has it. It then stays here, and is sent again at the next connection with the
+        // same uid, so that the receiver drops it if it has it already.
         if (!isSent && handler->lastOutcome().kind() != tarvex::QueryOutcome::Refused) {
             return;
         }

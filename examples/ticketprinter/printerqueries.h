@@ -19,7 +19,7 @@ public:
     void doApplySettings(tarvex::ClientSettings settings) override;
 
 public Q_SLOTS:
-    /// Sends an answer, behind those that wait; at the next connection if there is none.
+    /// Sends an answer, after those that wait. Without a connection it waits for the next one.
     void send(TarvexCommand command);
 
 Q_SIGNALS:

@@ -35,8 +35,8 @@ void PrinterService::doStart()
     connect(messages, SIGNAL(unprocessedMessage(Message)), this, SLOT(onMessage(Message)), Qt::QueuedConnection);
     connect(this, SIGNAL(commandReceived(TarvexCommand)), commands, SLOT(exec(TarvexCommand)), Qt::QueuedConnection);
     connect(commands, SIGNAL(sendCommand(TarvexCommand)), queries, SLOT(send(TarvexCommand)), Qt::QueuedConnection);
-    // The settings go to those who need them; every commit of the state leads to a report of it. This connection has to
-    // be queued: the state is locked while it says that it has changed.
+    // The settings go to the worker that needs them. Every commit of the state leads to a report of it. That connection
+    // must be queued, because the state is locked while it emits the signal.
     connect(queries, SIGNAL(settingsLoaded(ClientSettings)), commands, SLOT(applySettings(ClientSettings)),
             Qt::QueuedConnection);
     connect(state, SIGNAL(stateChanged()), this, SIGNAL(stateChanged()), Qt::QueuedConnection);
@@ -53,8 +53,8 @@ void PrinterService::doStart()
 void PrinterService::onMessage(Message message)
 {
     TarvexCommand command;
-    // An error that comes back, to a log line for instance, ends here. The commands worker would log it, and that line
-    // would come back as the next error.
+    // An error that comes back, for example for a log line, ends here. The commands worker would log it, and the log
+    // line would come back as the next error.
     if (TarvexCommand::incomingMessageToCmd(message, command) && command.name() != QLatin1String("commandError")) {
         Q_EMIT commandReceived(command);
     }

@@ -6,7 +6,7 @@
 
 using tarvex::Message;
 
-/// The service: three workers, each in a thread of its own, and the roads between them.
+/// The service: three workers, each in a thread of its own, and the connections between them.
 class PrinterService : public tarvex::TarvexController
 {
     Q_OBJECT

@@ -4,7 +4,7 @@
 
 PrinterState::PrinterState()
 {
-    // Otherwise the status would be a number in the state's text, until the first value of this type comes along.
+    // Otherwise the state's text shows the status as a number, until the first value of this type is set.
     qRegisterMetaType<Status>();
 }
 
@@ -13,9 +13,9 @@ tarvex::ClientState PrinterState::toClientState() const
 {
     const QVariantMap values = toMap();
     tarvex::ClientState state;
-    // The owner and the date are filled in when it is saved.
+    // saveState() fills in the owner and the date.
     state.setStateType(static_cast<tarvex::ClientState::EStateType>(values.value(QStringLiteral("status")).toInt()));
-    // Of the same moment as the rest: toString() would read the values once more.
+    // Not toString(), which would read the values once more: they would be of another moment.
     state.setState(QString::fromUtf8(QJsonDocument::fromVariant(values).toJson(QJsonDocument::Compact)));
     state.setDescription(QStringLiteral("%1 tickets left").arg(values.value(QStringLiteral("paperLeft")).toInt()));
     return state;

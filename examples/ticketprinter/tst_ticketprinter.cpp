@@ -18,7 +18,7 @@ namespace {
 
 QString cashbox()
 {
-    return QStringLiteral("cashbox"); // the test's own name; nobody has to know it
+    return QStringLiteral("cashbox"); // the test's own name on the bus
 }
 
 QVariantMap ticket(const QString& text)
@@ -33,7 +33,7 @@ int paperLeft(const tarvex::ClientState& state)
 
 } // namespace
 
-/// Each test has a bus and a service of its own; the bus's name for the service is the device's.
+/// Each test has a bus and a service of its own. The service has the name that it has in the device.
 class TstTicketPrinter : public QObject
 {
     Q_OBJECT
@@ -72,14 +72,15 @@ void TstTicketPrinter::init()
     m_service = std::make_unique<PrinterService>(BUSNAME_TICKET_PRINTER);
     m_service->doStart();
     QVERIFY2(m_bus->waitForClient(BUSNAME_TICKET_PRINTER), qPrintable(m_bus->errorString()));
-    // At its first start it stores its defaults, and applies them when the bus tells it. No test must come before that.
+    // At its first start the service stores its defaults, and applies them when the bus tells it. A test must begin
+    // after that.
     m_defaults = m_bus->waitForSettings(BUSNAME_TICKET_PRINTER);
     QVERIFY2(m_defaults && waitForApplied(), qPrintable(m_bus->errorString()));
 }
 
 void TstTicketPrinter::cleanup()
 {
-    m_service.reset(); // before its bus: it would try to come back
+    m_service.reset(); // before its bus, because it would try to come back
     m_bus.reset();
 }
 
@@ -114,12 +115,13 @@ void TstTicketPrinter::print_withoutText_isRefused()
 
 void TstTicketPrinter::print_isReportedInTheState()
 {
-    QVERIFY2(m_bus->waitForState(BUSNAME_TICKET_PRINTER), qPrintable(m_bus->errorString())); // it has just connected
+    QVERIFY2(m_bus->waitForState(BUSNAME_TICKET_PRINTER),
+             qPrintable(m_bus->errorString())); // the report at the connect
     QVERIFY(ask(QStringLiteral("print"), ticket(QStringLiteral("zone A"))));
     const auto isOneLess = [](const tarvex::ClientState& state) {
         return paperLeft(state) == PrinterState::PAPER_ROLL - 1;
     };
-    // At once: its next report at the interval is due after 10 s.
+    // Reported at once: the next report at the interval is due after 10 s.
     const auto state = m_bus->waitForState(BUSNAME_TICKET_PRINTER, isOneLess, 8000);
     QVERIFY2(state, qPrintable(m_bus->errorString()));
     QCOMPARE(int(state->stateType()), int(PrinterState::Ready));
@@ -171,7 +173,7 @@ void TstTicketPrinter::settings_outOfBounds_haveTheirDefaults()
     QCOMPARE(answer->data().value(QStringLiteral("paperLeft")).toInt(), PrinterState::PAPER_ROLL - 1);
 }
 
-/// A log service that answers each line with an error would otherwise be sent a line about each of its errors.
+/// If a log service answers each line with an error, it must not be sent a line about each of its errors.
 void TstTicketPrinter::errorThatComesBack_isNotLogged()
 {
     m_bus->sendCommand(BUSNAME_LOGGER, BUSNAME_TICKET_PRINTER, QStringLiteral("commandError"),
@@ -203,7 +205,7 @@ void TstTicketPrinter::lostConnection_losesNoCommand()
 {
     QVERIFY(ask(QStringLiteral("print"), ticket(QStringLiteral("zone A"))));
     m_bus->dropConnections(BUSNAME_TICKET_PRINTER);
-    const QString uid = send(QStringLiteral("print"), ticket(QStringLiteral("zone B"))); // it is not there to get it
+    const QString uid = send(QStringLiteral("print"), ticket(QStringLiteral("zone B"))); // it is away at this moment
     QVERIFY(!uid.isEmpty());
     const auto answer = m_bus->waitForReply(uid);
     QVERIFY2(answer, qPrintable(m_bus->errorString()));
@@ -229,7 +231,7 @@ std::optional<TarvexCommand> TstTicketPrinter::ask(const QString& command, const
     return m_bus->waitForReply(send(command, data));
 }
 
-/// Saves a setting and waits until the printer goes by it.
+/// Saves a setting and waits until the printer has applied it.
 bool TstTicketPrinter::configure(const QString& key, int value)
 {
     tarvex::ClientSettings settings;
@@ -238,8 +240,8 @@ bool TstTicketPrinter::configure(const QString& key, int value)
     return m_bus->saveSettings(settings) && waitForApplied();
 }
 
-/// That the printer has loaded its settings would not be enough: they are on their way to another of its threads then.
-/// It logs what it has applied.
+/// Waits for the line that the printer logs when it has applied its settings. To wait until they are loaded would not
+/// be enough, because then they are on their way to another of its threads.
 bool TstTicketPrinter::waitForApplied()
 {
     const auto isApplied = [](const TarvexCommand& line) {

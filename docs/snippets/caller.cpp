@@ -10,6 +10,7 @@ const QLatin1String CMD_ERROR("commandError");
 
 } // namespace
 
+//! [constructor]
 Caller::Caller(const QString& clientName, int replyTimeoutMs)
     : TarvexQueryWorker(STATE_INTERVAL_MS, clientName)
     , m_prefix(clientName + QLatin1Char(':'))
@@ -18,6 +19,9 @@ Caller::Caller(const QString& clientName, int replyTimeoutMs)
     connect(this, SIGNAL(workerConnected()), this, SLOT(sendUnsent()), Qt::QueuedConnection);
 }
 
+//! [constructor]
+
+//! [call]
 QString Caller::call(TarvexCommand command)
 {
     QString uid = m_prefix + QUuid::createUuid().toString(QUuid::WithoutBraces);
@@ -29,6 +33,9 @@ QString Caller::call(TarvexCommand command)
     return uid;
 }
 
+//! [call]
+
+//! [take]
 void Caller::take(Message message)
 {
     TarvexCommand command;
@@ -53,6 +60,9 @@ void Caller::take(Message message)
     }
 }
 
+//! [take]
+
+//! [unsent]
 void Caller::sendUnsent()
 {
     while (handler->isOpen() && !m_unsent.isEmpty()) {
@@ -69,6 +79,9 @@ void Caller::sendUnsent()
     }
 }
 
+//! [unsent]
+
+//! [fail]
 /// Does nothing for a call that is over.
 void Caller::fail(const QString& uid, const QString& why)
 {
@@ -76,3 +89,5 @@ void Caller::fail(const QString& uid, const QString& why)
         Q_EMIT failed(m_calls.take(uid), why);
     }
 }
+
+//! [fail]

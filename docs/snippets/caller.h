@@ -9,6 +9,7 @@
 
 using tarvex::Message;
 
+//! [class]
 /// A query worker that also calls other services: sends them commands, and tells what came of each. Everything here
 /// runs in the worker's thread, so nothing needs a lock.
 class Caller : public tarvex::TarvexQueryWorker
@@ -47,5 +48,7 @@ private:
     QMap<QString, TarvexCommand> m_calls; ///< The calls that are not answered yet, by uid.
     QStringList m_unsent;                 ///< Uids of calls that the bus has not confirmed.
 };
+
+//! [class]
 
 #endif // CALLER_H

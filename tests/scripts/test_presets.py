@@ -53,7 +53,7 @@ class Scripts(unittest.TestCase):
     def test_build_names_the_presets(self):
         result = run("build", "nonsense")
         self.assertEqual((result.returncode, result.stdout), (2, ""))
-        self.assertIn("there is no preset 'nonsense'; there are release debug tools libraries asan", result.stderr)
+        self.assertIn("there is no build preset 'nonsense'; there are release debug tools libraries asan", result.stderr)
 
     def test_setup_names_the_groups(self):
         result = run("setup", "library", "nonsense")

@@ -3,17 +3,63 @@
 
 #include "childprocess.h"
 
+#include <QByteArrayList>
+
+/// What a run of the program has left.
+struct Ending
+{
+    int status;
+    QByteArray out;
+    QByteArray err;
+
+    bool operator==(const Ending& other) const
+    {
+        return status == other.status && out == other.out && err == other.err;
+    }
+};
+
+/// For QCOMPARE.
+char* toString(const Ending& ending);
+
+/// An ending with these \a words on stderr, each on a line of its own that begins with the program's name.
+Ending ended(int status, const QByteArrayList& words = {}, const QByteArray& out = {});
+
+/// The words as the program writes them to stderr.
+QByteArray told(const QByteArray& words);
+
+/// The words of a command line. A word with blanks stands in single quotes, and '' is an empty word.
+QStringList words(const QString& line);
+
 /// One run of tarvexctl, which starts at once. SIGINT has its default meaning there, however the test itself was
-/// started.
+/// started, unless it is to be ignored.
 class ProgramRun : public ChildProcess
 {
 public:
-    explicit ProgramRun(const QStringList& arguments);
+    /// What differs from an ordinary run.
+    enum Circumstances {
+        Ordinary,
+        StdoutFull,      ///< The device of its stdout is full.
+        StdoutUnread,    ///< Its stdout is a pipe that nobody reads any more.
+        StdoutClosed,    ///< It is started without stdout.
+        StreamsTogether, ///< Its stderr goes where its stdout goes, as on a terminal.
+        StdinEmpty,      ///< Its stdin has nothing for it.
+        InterruptIgnored ///< SIGINT is ignored, as in a background job of a shell.
+    };
+
+    explicit ProgramRun(const QStringList& arguments, Circumstances circumstances = Ordinary);
+    /// See words().
+    explicit ProgramRun(const QString& line, Circumstances circumstances = Ordinary);
     /// The same with its stdout piped into \a reader.
-    ProgramRun(const QStringList& arguments, QProcess& reader);
+    ProgramRun(const QString& line, QProcess& reader);
 
     /// The program's file.
     static QString program();
+
+    /// Waits for the end. The status is -1 when it did not end in time.
+    Ending ending(int patienceMs = PATIENCE_MS);
+
+    /// SIGINT. \return as ending().
+    Ending interrupted();
 };
 
 #endif // PROGRAMRUN_H

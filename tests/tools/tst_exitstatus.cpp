@@ -1,4 +1,4 @@
-#include "fakebus.h"
+#include "fakebuses.h"
 #include "literals.h"
 #include "programrun.h"
 
@@ -10,15 +10,71 @@
 namespace {
 
 constexpr int LIBRARY_TIMEOUT_MS = 30000;
+const QByteArray NO_REPLY("what answered is no reply of the bus: ");
 
-QStringList someVerb()
+QString someVerb()
 {
-    return {u"settings"_s, u"get"_s, u"printer"_s};
+    return u"settings get printer"_s;
 }
 
-QByteArray damagedReply()
+/// What a bus does that does not as it is asked, and what the program says of it.
+struct Misbehaviour
 {
-    return "tarvexctl: what answered is no reply of the bus: a reply that is damaged, or not to what was asked\n";
+    const char* name;
+    void (*script)(FakeBus& bus);
+    QByteArray words;
+    QStringList requests;
+};
+
+QList<Misbehaviour> misbehaviours()
+{
+    const QStringList one{u"loadSettings"_s};
+    const QByteArray damaged = NO_REPLY + "a reply that is damaged, or not to what was asked";
+    return {
+        {"handshake refused",
+         [](FakeBus& bus) { bus.willRefuseHandshake(3); },
+         "the bus refused the handshake of \"thief\"",
+         {}},
+        {"closed in handshake",
+         [](FakeBus& bus) { bus.willAnswerHandshake(closeConnection); },
+         "the bus closed the connection during the handshake",
+         {}},
+        {"handshake answered by stranger",
+         [](FakeBus& bus) { bus.willAnswerHandshake([](auto& peer, auto&) { peer.send("HTTP/1.1\r\n"); }); },
+         NO_REPLY + "HTTP/1.1",
+         {}},
+        {"handshake cut off",
+         [](FakeBus& bus) {
+             bus.willAnswerHandshake([](auto& peer, auto&) {
+                 peer.send("[-REPLY-]\r\n5000\r\nabc");
+                 peer.close();
+             });
+         },
+         "the bus closed the connection during the handshake",
+         {}},
+        {"something else answered",
+         [](FakeBus& bus) {
+             bus.willAnswerHandshake([](auto& peer, auto&) { peer.send(FakeBus::replyFrame(u"saveState"_s, 0)); });
+         },
+         damaged,
+         {}},
+        {"closed in request", [](FakeBus& bus) { bus.willClose(); }, "the bus closed the connection", one},
+        {"reset in request", [](FakeBus& bus) { bus.willDo([](auto& peer, auto&) { peer.reset(); }); },
+         "the bus closed the connection", one},
+        {"handshake refused in request", [](FakeBus& bus) { bus.willSend(FakeBus::replyFrame(u"handshake"_s, 3)); },
+         "the bus refused the handshake of \"thief\"", one},
+        {"reply of stranger", [](FakeBus& bus) { bus.willSend(FakeBus::frame("[-REPLY-]", "no base64, no JSON")); },
+         damaged, one},
+        {"reply cut off",
+         [](FakeBus& bus) {
+             bus.willDo([](auto& peer, auto&) {
+                 const QByteArray frame = FakeBus::replyFrame(u"loadSettings"_s, 0);
+                 peer.send(frame.left(frame.size() - 1));
+                 peer.close();
+             });
+         },
+         "the bus closed the connection", one},
+    };
 }
 
 } // namespace
@@ -29,18 +85,10 @@ class TstExitStatus : public QObject
     Q_OBJECT
 private Q_SLOTS:
     void noServer_is3();
-    void handshakeRefused_is3();
-    void connectionClosedInHandshake_is3();
-    void handshakeAnsweredByStranger_is3();
+    void noGoodReply_is3_data();
+    void noGoodReply_is3();
     void strangerSpeaksFirst_is3AtOnce_data();
     void strangerSpeaksFirst_is3AtOnce();
-    void strangerSendsBlankLine_isTold();
-    void handshakeCutOff_is3();
-    void handshakeAnsweredBySomethingElse_is3();
-    void connectionClosedInRequest_is3();
-    void connectionResetInRequest_is3();
-    void replyOfStranger_is3();
-    void replyCutOff_is3();
     void refused_is1_data();
     void refused_is1();
     void loggingRules_changeNothing_data();
@@ -52,51 +100,40 @@ private Q_SLOTS:
 void TstExitStatus::noServer_is3()
 {
     ProgramRun run(someVerb());
-    QCOMPARE(run.status(), 3);
-    QCOMPARE(run.out(), QByteArray());
-    QCOMPARE(run.err(), QByteArray("tarvexctl: no bus to be reached on 127.0.0.1: Connection refused\n"));
+    QCOMPARE(run.ending(), ended(3, {"no bus to be reached on 127.0.0.1: Connection refused"}));
 }
 
-void TstExitStatus::handshakeRefused_is3()
+void TstExitStatus::noGoodReply_is3_data()
 {
-    FakeBus bus;
-    bus.willRefuseHandshake(3);
-    ProgramRun run(QStringList{u"--as"_s, u"thief"_s} + someVerb());
-    QCOMPARE(run.status(), 3);
-    QCOMPARE(run.out(), QByteArray());
-    QCOMPARE(run.err(), QByteArray("tarvexctl: the bus refused the handshake of \"thief\"\n"));
-    QVERIFY(bus.requests().isEmpty());
+    QTest::addColumn<int>("index");
+    const QList<Misbehaviour> all = misbehaviours();
+    for (int index = 0; index < all.size(); ++index) {
+        QTest::newRow(all.at(index).name) << index;
+    }
 }
 
-void TstExitStatus::connectionClosedInHandshake_is3()
+void TstExitStatus::noGoodReply_is3()
 {
+    QFETCH(int, index);
+    const Misbehaviour misbehaviour = misbehaviours().at(index);
     FakeBus bus;
-    bus.willAnswerHandshake([](FakeBus::Peer& peer, const FakeBus::Request&) { peer.close(); });
-    ProgramRun run(someVerb());
-    QCOMPARE(run.status(), 3);
-    QCOMPARE(run.out(), QByteArray());
-    QCOMPARE(run.err(), QByteArray("tarvexctl: the bus closed the connection during the handshake\n"));
-}
-
-void TstExitStatus::handshakeAnsweredByStranger_is3()
-{
-    FakeBus bus;
-    bus.willAnswerHandshake([](FakeBus::Peer& peer, const FakeBus::Request&) { peer.send("HTTP/1.1\r\n"); });
-    ProgramRun run(someVerb());
-    QCOMPARE(run.status(), 3);
-    QCOMPARE(run.out(), QByteArray());
-    QCOMPARE(run.err(), QByteArray("tarvexctl: what answered is no reply of the bus: HTTP/1.1\n"));
+    misbehaviour.script(bus);
+    ProgramRun run(u"--as thief "_s + someVerb());
+    QCOMPARE(run.ending(), ended(3, {misbehaviour.words}));
+    QCOMPARE(operations(bus), misbehaviour.requests);
 }
 
 void TstExitStatus::strangerSpeaksFirst_is3AtOnce_data()
 {
     QTest::addColumn<QByteArray>("greeting");
     QTest::addColumn<QByteArray>("shown");
-    QTest::newRow("line") << QByteArray("SSH-2.0-sshd\r\n") << QByteArray("SSH-2.0-sshd\n");
-    QTest::newRow("lines") << QByteArray("220-mail\r\n220 ready\r\n") << QByteArray("220-mail\n");
-    QTest::newRow("bytes") << QByteArray("\x01\x02\x03") << QByteArray("\\x01\\x02\\x03\n");
-    QTest::newRow("zero bytes") << QByteArray(3, '\0') << QByteArray("\\x00\\x00\\x00\n");
-    QTest::newRow("many zero bytes") << QByteArray(300000, '\0') << QByteArray("\\x00\\x00\\x00\n");
+    QTest::newRow("line") << QByteArray("SSH-2.0-sshd\r\n") << QByteArray("SSH-2.0-sshd");
+    QTest::newRow("lines") << QByteArray("220-mail\r\n220 ready\r\n") << QByteArray("220-mail");
+    QTest::newRow("bytes") << QByteArray("\x01\x02\x03") << QByteArray("\\x01\\x02\\x03");
+    QTest::newRow("zero bytes") << QByteArray(3, '\0') << QByteArray("\\x00\\x00\\x00");
+    QTest::newRow("many zero bytes") << QByteArray(300000, '\0') << QByteArray("\\x00\\x00\\x00");
+    QTest::newRow("blanks") << QByteArray("\r\n \r\n") << QByteArray("nothing but blanks");
+    QTest::newRow("long line") << QByteArray(300, 'a') << QByteArray(200, 'a');
 }
 
 // The greeting is there before our handshake is written, or after it, as it happens: so a few tries.
@@ -106,99 +143,18 @@ void TstExitStatus::strangerSpeaksFirst_is3AtOnce()
     QFETCH(QByteArray, shown);
     FakeBus bus;
     bus.willGreet(greeting);
-    for (int time = 0; time < 5; ++time) {
-        bus.willAnswerHandshake([](FakeBus::Peer&, const FakeBus::Request&) {});
+    for (int time = 0; time < 8; ++time) {
+        bus.willAnswerHandshake(sayNothing);
         QElapsedTimer timer;
         timer.start();
         ProgramRun run(someVerb());
-        QCOMPARE(run.status(), 3);
+        const Ending ending = run.ending();
         QVERIFY(timer.elapsed() < LIBRARY_TIMEOUT_MS / 2);
-        QCOMPARE(run.out(), QByteArray());
-        QVERIFY2(run.err().startsWith("tarvexctl: what answered is no reply of the bus: "), run.err().constData());
-        QVERIFY2(run.err().endsWith(shown), run.err().constData());
+        QCOMPARE(ending.status, 3);
+        QCOMPARE(ending.out, QByteArray());
+        QVERIFY2(ending.err.startsWith("tarvexctl: " + NO_REPLY), ending.err.constData());
+        QVERIFY2(ending.err.endsWith(shown + '\n'), ending.err.constData());
     }
-}
-
-// As above, before or after our handshake.
-void TstExitStatus::strangerSendsBlankLine_isTold()
-{
-    FakeBus bus;
-    bus.willGreet("\r\n \r\n");
-    for (int time = 0; time < 20; ++time) {
-        bus.willAnswerHandshake([](FakeBus::Peer&, const FakeBus::Request&) {});
-        ProgramRun run(someVerb());
-        QCOMPARE(run.status(), 3);
-        QCOMPARE(run.err(), QByteArray("tarvexctl: what answered is no reply of the bus: nothing but blanks\n"));
-    }
-}
-
-void TstExitStatus::handshakeCutOff_is3()
-{
-    FakeBus bus;
-    bus.willAnswerHandshake([](FakeBus::Peer& peer, const FakeBus::Request&) {
-        peer.send("[-REPLY-]\r\n5000\r\nabc");
-        peer.close();
-    });
-    ProgramRun run(someVerb());
-    QCOMPARE(run.status(), 3);
-    QCOMPARE(run.out(), QByteArray());
-    QCOMPARE(run.err(), QByteArray("tarvexctl: the bus closed the connection during the handshake\n"));
-}
-
-void TstExitStatus::handshakeAnsweredBySomethingElse_is3()
-{
-    FakeBus bus;
-    bus.willAnswerHandshake(
-        [](FakeBus::Peer& peer, const FakeBus::Request&) { peer.send(FakeBus::replyFrame(u"saveState"_s, 0)); });
-    ProgramRun run(someVerb());
-    QCOMPARE(run.status(), 3);
-    QCOMPARE(run.out(), QByteArray());
-    QCOMPARE(run.err(), damagedReply());
-    QVERIFY(bus.requests().isEmpty());
-}
-
-void TstExitStatus::connectionClosedInRequest_is3()
-{
-    FakeBus bus;
-    bus.willClose();
-    ProgramRun run(someVerb());
-    QCOMPARE(run.status(), 3);
-    QCOMPARE(run.out(), QByteArray());
-    QCOMPARE(run.err(), QByteArray("tarvexctl: the bus closed the connection\n"));
-}
-
-void TstExitStatus::connectionResetInRequest_is3()
-{
-    FakeBus bus;
-    bus.willDo([](FakeBus::Peer& peer, const FakeBus::Request&) { peer.reset(); });
-    ProgramRun run(someVerb());
-    QCOMPARE(run.status(), 3);
-    QCOMPARE(run.out(), QByteArray());
-    QCOMPARE(run.err(), QByteArray("tarvexctl: the bus closed the connection\n"));
-}
-
-void TstExitStatus::replyOfStranger_is3()
-{
-    FakeBus bus;
-    bus.willSend(FakeBus::frame("[-REPLY-]", "no base64, no JSON"));
-    ProgramRun run(someVerb());
-    QCOMPARE(run.status(), 3);
-    QCOMPARE(run.out(), QByteArray());
-    QCOMPARE(run.err(), damagedReply());
-}
-
-void TstExitStatus::replyCutOff_is3()
-{
-    FakeBus bus;
-    bus.willDo([](FakeBus::Peer& peer, const FakeBus::Request&) {
-        const QByteArray frame = FakeBus::replyFrame(u"loadSettings"_s, 0);
-        peer.send(frame.left(frame.size() - 1));
-        peer.close();
-    });
-    ProgramRun run(someVerb());
-    QCOMPARE(run.status(), 3);
-    QCOMPARE(run.out(), QByteArray());
-    QCOMPARE(run.err(), QByteArray("tarvexctl: the bus closed the connection\n"));
 }
 
 void TstExitStatus::refused_is1_data()
@@ -222,12 +178,9 @@ void TstExitStatus::refused_is1()
     FakeBus bus;
     bus.willReply(u"loadSettings"_s, code, description, {{u"note"_s, u"a tab:\t"_s}});
     ProgramRun run(someVerb());
-    QCOMPARE(run.status(), 1);
-    QCOMPARE(run.out(), QByteArray());
-    QCOMPARE(run.err(), QByteArray("tarvexctl: refused by the bus: " + told + '\n'));
+    QCOMPARE(run.ending(), ended(1, {"refused by the bus: " + told}));
 }
 
-// A user's rules may switch the library's log lines off, or on.
 void TstExitStatus::loggingRules_changeNothing_data()
 {
     QTest::addColumn<QByteArray>("rules");
@@ -235,19 +188,18 @@ void TstExitStatus::loggingRules_changeNothing_data()
     QTest::newRow("on") << QByteArray("default=true");
 }
 
+// A user's rules may switch the library's log lines off, or on.
 void TstExitStatus::loggingRules_changeNothing()
 {
     QFETCH(QByteArray, rules);
     qputenv("QT_LOGGING_RULES", rules);
     ProgramRun withoutBus(someVerb());
-    QCOMPARE(withoutBus.status(), 3);
-    QCOMPARE(withoutBus.err(), QByteArray("tarvexctl: no bus to be reached on 127.0.0.1: Connection refused\n"));
+    QCOMPARE(withoutBus.ending(), ended(3, {"no bus to be reached on 127.0.0.1: Connection refused"}));
     FakeBus bus;
     bus.willReply(u"loadSettings"_s, 5, u"There are no settings for client"_s);
     ProgramRun refused(someVerb());
     qputenv("QT_LOGGING_RULES", "");
-    QCOMPARE(refused.status(), 1);
-    QCOMPARE(refused.err(), QByteArray("tarvexctl: refused by the bus: 5 There are no settings for client\n"));
+    QCOMPARE(refused.ending(), ended(1, {"refused by the bus: 5 There are no settings for client"}));
 }
 
 // The library waits 30 s for a reply, and nothing can shorten it: the one test that goes through with it.
@@ -258,10 +210,8 @@ void TstExitStatus::silence_is4()
     QElapsedTimer timer;
     timer.start();
     ProgramRun run(someVerb());
-    QCOMPARE(run.status(60000), 4);
+    QCOMPARE(run.ending(60000), ended(4, {"the bus is there, but nothing came within 30 s"}));
     QVERIFY(timer.elapsed() >= 29000);
-    QCOMPARE(run.out(), QByteArray());
-    QCOMPARE(run.err(), QByteArray("tarvexctl: the bus is there, but nothing came within 30 s\n"));
 }
 
 void TstExitStatus::interruptedWhileWaiting_is130()
@@ -269,12 +219,12 @@ void TstExitStatus::interruptedWhileWaiting_is130()
     FakeBus bus;
     bus.willReply(u"loadSettings"_s);
     bus.willSayNothing();
-    ProgramRun run(someVerb() + QStringList{u"cashbox"_s, u"--json"_s});
+    ProgramRun run(someVerb() + u" cashbox --json"_s);
     QVERIFY(bus.waitForRequests(2));
-    QCOMPARE(::kill(static_cast<pid_t>(run.processId()), SIGINT), 0);
-    QCOMPARE(run.status(), 130);
+    const Ending ending = run.interrupted();
+    QCOMPARE(ending.status, 130);
     QCOMPARE(run.objects().size(), 1);
-    QCOMPARE(run.err(), QByteArray("tarvexctl: interrupted\n"));
+    QCOMPARE(ending.err, told("interrupted"));
 }
 
 QTEST_GUILESS_MAIN(TstExitStatus)

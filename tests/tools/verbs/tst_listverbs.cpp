@@ -1,16 +1,11 @@
 #include "busprocess.h"
-#include "fakebus.h"
+#include "fakebuses.h"
 #include "literals.h"
 #include "programrun.h"
 
 #include <QTest>
 
 namespace {
-
-QStringList list(const QString& what, const QStringList& more = {})
-{
-    return QStringList{what, u"list"_s} + more;
-}
 
 QVariantMap settingsRecord(const QString& owner)
 {
@@ -20,6 +15,12 @@ QVariantMap settingsRecord(const QString& owner)
             {u"description"_s, u"At the\ndoor"_s},
             {u"mailOwner"_s, 0},
             {u"settings"_s, QVariantList{entry}}};
+}
+
+/// What is listed of settingsRecord().
+QVariantMap settingsObject(const QString& owner)
+{
+    return {{u"owner"_s, owner}, {u"count"_s, 1}, {u"date"_s, someDate()}, {u"description"_s, u"At the\ndoor"_s}};
 }
 
 QVariantMap stateRecord(const QString& owner)
@@ -58,42 +59,32 @@ class TstListVerbs : public QObject
 {
     Q_OBJECT
 private Q_SLOTS:
-    void settings_areListed();
-    void states_areListed();
+    void list_writesColumns();
     void list_asJson_writesOneObjectALine();
-    void list_nothing_isTold_data();
     void list_nothing_isTold();
     void otherBus_isAskedForKnownNames_data();
     void otherBus_isAskedForKnownNames();
     void otherBus_refusesOtherwise_endsThere();
-    void noBus_is3_data();
     void noBus_is3();
 };
 
-void TstListVerbs::settings_areListed()
+void TstListVerbs::list_writesColumns()
 {
     const BusProcess bus;
     QVERIFY(save(u"saveSettings"_s, settingsRecord(u"printer"_s)));
     QVERIFY(save(u"saveSettings"_s, settingsRecord(u"the other printer"_s)));
-    ProgramRun run(list(u"settings"_s));
-    QCOMPARE(run.status(), 0);
-    QCOMPARE(run.err(), QByteArray());
-    QCOMPARE(run.out(),
-             QByteArray("WRITTEN                  OWNER              VALUES  DESCRIPTION\n"
-                        "2026-03-01T10:11:00.345  printer            1       At the\\ndoor\n"
-                        "2026-03-01T10:11:00.345  the other printer  1       At the\\ndoor\n"));
-}
-
-void TstListVerbs::states_areListed()
-{
-    const BusProcess bus;
     QVERIFY(save(u"saveState"_s, stateRecord(u"printer"_s)));
-    ProgramRun run(list(u"state"_s));
-    QCOMPARE(run.status(), 0);
-    QCOMPARE(run.err(), QByteArray());
-    QCOMPARE(run.out(),
-             QByteArray("TAKEN                    OWNER    TYPE  DESCRIPTION  STATE\n"
-                        "2026-03-01T10:11:00.345  printer  3     -            ready\n"));
+    ProgramRun settings(u"settings list"_s);
+    QCOMPARE(settings.ending(),
+             ended(0, {},
+                   "WRITTEN                  OWNER              VALUES  DESCRIPTION\n"
+                   "2026-03-01T10:11:00.345  printer            1       At the\\ndoor\n"
+                   "2026-03-01T10:11:00.345  the other printer  1       At the\\ndoor\n"));
+    ProgramRun states(u"state list"_s);
+    QCOMPARE(states.ending(),
+             ended(0, {},
+                   "TAKEN                    OWNER    TYPE  DESCRIPTION  STATE\n"
+                   "2026-03-01T10:11:00.345  printer  3     -            ready\n"));
 }
 
 void TstListVerbs::list_asJson_writesOneObjectALine()
@@ -101,71 +92,48 @@ void TstListVerbs::list_asJson_writesOneObjectALine()
     const BusProcess bus;
     QVERIFY(save(u"saveSettings"_s, settingsRecord(u"printer"_s)));
     QVERIFY(save(u"saveState"_s, stateRecord(u"printer"_s)));
-    ProgramRun settings(list(u"settings"_s, {u"--json"_s}));
+    ProgramRun settings(u"settings list --json"_s);
     QCOMPARE(settings.status(), 0);
-    QCOMPARE(settings.objects(),
-             (QList<QVariantMap>{{{u"owner"_s, u"printer"_s},
-                                  {u"count"_s, 1},
-                                  {u"date"_s, someDate()},
-                                  {u"description"_s, u"At the\ndoor"_s}}}));
-    ProgramRun states(list(u"state"_s, {u"--json"_s}));
+    QCOMPARE(settings.objects(), QList<QVariantMap>{settingsObject(u"printer"_s)});
+    ProgramRun states(u"state list --json"_s);
     QCOMPARE(states.status(), 0);
     QCOMPARE(states.objects(), QList<QVariantMap>{stateRecord(u"printer"_s)});
 }
 
-void TstListVerbs::list_nothing_isTold_data()
-{
-    QTest::addColumn<QString>("what");
-    QTest::addColumn<QByteArray>("words");
-    QTest::newRow("settings") << u"settings"_s << QByteArray("tarvexctl: no settings are stored\n");
-    QTest::newRow("state") << u"state"_s << QByteArray("tarvexctl: no states are stored\n");
-}
-
 void TstListVerbs::list_nothing_isTold()
 {
-    QFETCH(QString, what);
-    QFETCH(QByteArray, words);
     const BusProcess bus;
-    ProgramRun run(list(what));
-    QCOMPARE(run.status(), 0);
-    QCOMPARE(run.out(), QByteArray());
-    QCOMPARE(run.err(), words);
+    ProgramRun settings(u"settings list"_s);
+    QCOMPARE(settings.ending(), ended(0, {"no settings are stored"}));
+    ProgramRun states(u"state list"_s);
+    QCOMPARE(states.ending(), ended(0, {"no states are stored"}));
 }
 
 void TstListVerbs::otherBus_isAskedForKnownNames_data()
 {
-    QTest::addColumn<QString>("what");
     QTest::addColumn<QString>("operation");
     QTest::addColumn<QVariantMap>("record");
     QTest::addColumn<QVariantMap>("object");
     const QString owner = u"coin_acceptor"_s; // the fifth of the names
-    QTest::newRow("settings") << u"settings"_s << u"loadSettings"_s << settingsRecord(owner)
-                              << QVariantMap{{u"owner"_s, owner},
-                                             {u"count"_s, 1},
-                                             {u"date"_s, someDate()},
-                                             {u"description"_s, u"At the\ndoor"_s}};
-    QTest::newRow("state") << u"state"_s << u"loadState"_s << stateRecord(owner) << stateRecord(owner);
+    QTest::newRow("settings") << u"loadSettings"_s << settingsRecord(owner) << settingsObject(owner);
+    QTest::newRow("state") << u"loadState"_s << stateRecord(owner) << stateRecord(owner);
 }
 
 void TstListVerbs::otherBus_isAskedForKnownNames()
 {
-    QFETCH(QString, what);
     QFETCH(QString, operation);
     QFETCH(QVariantMap, record);
     QFETCH(QVariantMap, object);
     FakeBus bus;
     willHaveOne(bus, operation, record);
-    ProgramRun run(list(what, {u"--json"_s}));
+    ProgramRun run(QLatin1String(QTest::currentDataTag()) + u" list --json"_s);
     QCOMPARE(run.status(), 0);
     QCOMPARE(run.objects(), QList<QVariantMap>{object});
-    QCOMPARE(
-        run.err(),
-        QByteArray("tarvexctl: this bus does not list what it stores; only the 15 names that the library knows are "
-                   "asked for\n"));
+    QCOMPARE(run.err(),
+             told("this bus does not list what it stores; only the 15 names that the library knows are asked for"));
     QStringList asked;
-    const auto requests = bus.requests();
-    for (const auto& request : requests) {
-        asked.append(request.data.value(u"owner"_s).toString());
+    for (int index = 0; index < bus.requests().size(); ++index) {
+        asked.append(requested(bus, index).value(u"owner"_s).toString());
     }
     QCOMPARE(asked.size(), NAMES);
     QCOMPARE(asked.at(4), u"coin_acceptor"_s);
@@ -177,27 +145,19 @@ void TstListVerbs::otherBus_refusesOtherwise_endsThere()
 {
     FakeBus bus;
     bus.willReply(u"loadSettings"_s, 512, u"Storage access error"_s);
-    ProgramRun run(list(u"settings"_s));
+    ProgramRun run(u"settings list"_s);
     QCOMPARE(run.status(), 1);
     QCOMPARE(run.out(), QByteArray());
-    QVERIFY2(run.err().endsWith("tarvexctl: refused by the bus: 512 Storage access error\n"), run.err().constData());
+    QVERIFY2(run.err().endsWith(told("refused by the bus: 512 Storage access error")), run.err().constData());
     QCOMPARE(bus.requests().size(), 1);
-}
-
-void TstListVerbs::noBus_is3_data()
-{
-    QTest::addColumn<QString>("what");
-    QTest::newRow("settings") << u"settings"_s;
-    QTest::newRow("state") << u"state"_s;
 }
 
 void TstListVerbs::noBus_is3()
 {
-    QFETCH(QString, what);
-    ProgramRun run(list(what));
-    QCOMPARE(run.status(), 3);
-    QCOMPARE(run.out(), QByteArray());
-    QCOMPARE(run.err().count('\n'), 1);
+    for (const QString& line : {u"settings list"_s, u"state list"_s}) {
+        ProgramRun run(line);
+        QCOMPARE(run.ending(), ended(3, {"no bus to be reached on 127.0.0.1: Connection refused"}));
+    }
 }
 
 QTEST_GUILESS_MAIN(TstListVerbs)

@@ -1,4 +1,5 @@
 #include "busprocess.h"
+#include "fakebuses.h"
 #include "literals.h"
 #include "programrun.h"
 
@@ -15,14 +16,20 @@ namespace {
 /// See tst_follower.
 constexpr int BOUND_MS = 15000;
 
-QStringList listen(const QString& more = QString())
+QString listen(const QString& options = QString())
 {
-    return (u"--as monitor listen "_s + more).split(QLatin1Char(' '), Qt::SkipEmptyParts);
+    return u"--as monitor listen "_s + options;
 }
 
 bool isListening(ProgramRun& run)
 {
     return run.waitForWords("listening as monitor\n");
+}
+
+/// An ending of this verb after it has begun to listen.
+Ending listened(int status, const QByteArrayList& words = {}, const QByteArray& out = {})
+{
+    return ended(status, QByteArrayList{"listening as monitor"} + words, out);
 }
 
 QStringList texts(ProgramRun& run)
@@ -61,6 +68,13 @@ bool hasHandledSignals(qint64 processId)
     return status.open(QIODevice::ReadOnly) && status.readAll().contains("ShdPnd:\t0000000000000000");
 }
 
+/// A bus and a client of it.
+struct Device
+{
+    BusProcess bus;
+    ScriptedClient gui{u"gui"_s};
+};
+
 } // namespace
 
 class TstListenVerb : public QObject
@@ -90,89 +104,79 @@ private Q_SLOTS:
     void killedBus_isWaitedFor();
     void killedBusOften_nothingIsLostOrDoubled();
     void busRefusingWhenBack_isToldAndTriedAgain();
-    void hungBus_interruptEndsInTime();
+    void hungBus_endsInTime_data();
+    void hungBus_endsInTime();
     void hungBus_secondInterruptEndsAtOnce();
-    void hungBus_timeOutEndsInTime();
     void busAway_interruptTellsWhatStays();
 };
 
 void TstListenVerb::messages_areShownInColumns()
 {
-    BusProcess bus;
+    Device device;
     ScriptedClient door(u"door_sensor"_s);
-    ScriptedClient gui(u"gui"_s);
     ProgramRun run(listen(u"--count 3"_s));
     QVERIFY(isListening(run));
-    QVERIFY(gui.send(u"monitor"_s, u"a\tb\n\x1b[2J"_s, u"1"_s));
+    QVERIFY(device.gui.send(u"monitor"_s, u"a\tb\n\x1b[2J"_s, u"1"_s));
     QVERIFY(run.waitForLines(2));
     QVERIFY(door.send(u"monitor"_s, u"Münze"_s, u"2"_s));
     QVERIFY(run.waitForLines(3));
-    QVERIFY(gui.send(u"monitor"_s, QString(), u"3"_s));
-    QCOMPARE(run.status(), 0);
-    QCOMPARE(QString::fromUtf8(run.out()),
-             u"SENT                     FROM  TO       MESSAGE\n"
-             "2026-03-01T10:11:00.345  gui   monitor  a\\tb\\n\\x1b[2J\n"
-             "2026-03-01T10:11:00.345  door_sensor  monitor  Münze\n"
-             "2026-03-01T10:11:00.345  gui          monitor  -\n"_s);
-    QCOMPARE(run.err(), QByteArray("tarvexctl: listening as monitor\n"));
+    QVERIFY(device.gui.send(u"monitor"_s, QString(), u"3"_s));
+    QCOMPARE(run.ending(),
+             listened(0, {},
+                      "SENT                     FROM  TO       MESSAGE\n"
+                      "2026-03-01T10:11:00.345  gui   monitor  a\\tb\\n\\x1b[2J\n"
+                      "2026-03-01T10:11:00.345  door_sensor  monitor  Münze\n"
+                      "2026-03-01T10:11:00.345  gui          monitor  -\n"));
 }
 
 void TstListenVerb::messages_asJson_areRecordsWithTheirCommands()
 {
-    BusProcess bus;
-    ScriptedClient gui(u"gui"_s);
+    Device device;
     ProgramRun run(listen(u"--json --count 2"_s));
     QVERIFY(isListening(run));
     const QString command = uR"({"cmd":"beep","data":{"times":2}})"_s;
-    QVERIFY(gui.send(u"monitor"_s, command, u"1"_s));
-    QVERIFY(gui.send(u"monitor"_s, u"two\nlines"_s, u"2"_s));
+    QVERIFY(device.gui.send(u"monitor"_s, command, u"1"_s));
+    QVERIFY(device.gui.send(u"monitor"_s, u"two\nlines"_s, u"2"_s));
     QCOMPARE(run.status(), 0);
-    QCOMPARE(run.objects(),
-             (QList<QVariantMap>{{{u"sender"_s, u"gui"_s},
-                                  {u"reciever"_s, u"monitor"_s},
-                                  {u"date"_s, someDate()},
-                                  {u"message"_s, command},
-                                  {u"UID"_s, u"1"_s},
-                                  {u"cmd"_s, u"beep"_s},
-                                  {u"data"_s, QVariantMap{{u"times"_s, 2}}}},
-                                 {{u"sender"_s, u"gui"_s},
-                                  {u"reciever"_s, u"monitor"_s},
-                                  {u"date"_s, someDate()},
-                                  {u"message"_s, u"two\nlines"_s},
-                                  {u"UID"_s, u"2"_s}}}));
+    const QVariantMap common{{u"sender"_s, u"gui"_s}, {u"reciever"_s, u"monitor"_s}, {u"date"_s, someDate()}};
+    QVariantMap first = common;
+    first.insert(u"message"_s, command);
+    first.insert(u"UID"_s, u"1"_s);
+    first.insert(u"cmd"_s, u"beep"_s);
+    first.insert(u"data"_s, QVariantMap{{u"times"_s, 2}});
+    QVariantMap second = common;
+    second.insert(u"message"_s, u"two\nlines"_s);
+    second.insert(u"UID"_s, u"2"_s);
+    QCOMPARE(run.objects(), (QList<QVariantMap>{first, second}));
 }
 
 void TstListenVerb::message_isShownAtOnce()
 {
-    BusProcess bus;
-    ScriptedClient gui(u"gui"_s);
+    Device device;
     ProgramRun run(listen(u"--json"_s));
     QVERIFY(isListening(run));
-    QVERIFY(sendNumbers(gui, 1, 1));
-    QVERIFY(run.waitForLines(1));
-    QVERIFY(sendNumbers(gui, 2, 2));
-    QVERIFY(run.waitForLines(2));
-    run.sendSignal(SIGINT);
-    QCOMPARE(run.status(), 130);
+    for (int number = 1; number <= 2; ++number) {
+        QVERIFY(sendNumbers(device.gui, number, number));
+        QVERIFY(run.waitForLines(number));
+    }
+    QCOMPARE(run.interrupted().status, 130);
     QCOMPARE(texts(run), numbers(1, 2));
 }
 
 void TstListenVerb::burst_comesInOrder()
 {
-    BusProcess bus;
-    ScriptedClient gui(u"gui"_s);
+    Device device;
     ProgramRun run(listen(u"--json --count 300"_s));
     QVERIFY(isListening(run));
-    QVERIFY(sendNumbers(gui, 1, 300));
+    QVERIFY(sendNumbers(device.gui, 1, 300));
     QCOMPARE(run.status(), 0);
     QCOMPARE(texts(run), numbers(1, 300));
 }
 
 void TstListenVerb::count_takesNoMoreThanThat()
 {
-    BusProcess bus;
-    ScriptedClient gui(u"gui"_s);
-    QVERIFY(sendNumbers(gui, 1, 50));
+    Device device;
+    QVERIFY(sendNumbers(device.gui, 1, 50));
     ProgramRun first(listen(u"--json --count 2"_s));
     QCOMPARE(first.status(), 0);
     QCOMPARE(texts(first), numbers(1, 2));
@@ -183,12 +187,11 @@ void TstListenVerb::count_takesNoMoreThanThat()
 
 void TstListenVerb::keptMessages_comeFirst()
 {
-    BusProcess bus;
-    ScriptedClient gui(u"gui"_s);
-    QVERIFY(sendNumbers(gui, 1, 3));
+    Device device;
+    QVERIFY(sendNumbers(device.gui, 1, 3));
     ProgramRun run(listen(u"--json --count 4"_s));
     QVERIFY(run.waitForLines(3));
-    QVERIFY(sendNumbers(gui, 4, 4));
+    QVERIFY(sendNumbers(device.gui, 4, 4));
     QCOMPARE(run.status(), 0);
     QCOMPARE(texts(run), numbers(1, 4));
 }
@@ -196,19 +199,15 @@ void TstListenVerb::keptMessages_comeFirst()
 // Both streams in one, as a terminal shows them.
 void TstListenVerb::keptMessages_comeAfterTheName()
 {
-    BusProcess bus;
-    ScriptedClient gui(u"gui"_s);
-    QVERIFY(sendNumbers(gui, 1, 2));
-    QProcess process;
-    process.setProcessChannelMode(QProcess::MergedChannels);
-    process.start(ProgramRun::program(), listen(u"--count 2"_s));
-    QVERIFY(process.waitForFinished());
-    QCOMPARE(process.exitCode(), 0);
-    QCOMPARE(process.readAll(),
-             QByteArray("tarvexctl: listening as monitor\n"
-                        "SENT                     FROM  TO       MESSAGE\n"
-                        "2026-03-01T10:11:00.345  gui   monitor  1\n"
-                        "2026-03-01T10:11:00.345  gui   monitor  2\n"));
+    Device device;
+    QVERIFY(sendNumbers(device.gui, 1, 2));
+    ProgramRun run(listen(u"--count 2"_s), ProgramRun::StreamsTogether);
+    QCOMPARE(run.ending(),
+             ended(0, {},
+                   "tarvexctl: listening as monitor\n"
+                   "SENT                     FROM  TO       MESSAGE\n"
+                   "2026-03-01T10:11:00.345  gui   monitor  1\n"
+                   "2026-03-01T10:11:00.345  gui   monitor  2\n"));
 }
 
 void TstListenVerb::timeOut_tellsWhetherEnoughCame_data()
@@ -216,11 +215,11 @@ void TstListenVerb::timeOut_tellsWhetherEnoughCame_data()
     QTest::addColumn<int>("messages");
     QTest::addColumn<QString>("count");
     QTest::addColumn<int>("status");
-    QTest::addColumn<QByteArray>("words");
-    QTest::newRow("nothing") << 0 << QString() << 4 << QByteArray("tarvexctl: nothing came within 2.5 s\n");
-    QTest::newRow("something") << 2 << QString() << 0 << QByteArray();
-    QTest::newRow("nothing of 3") << 0 << u"--count 3"_s << 4 << QByteArray("tarvexctl: nothing came within 2.5 s\n");
-    QTest::newRow("2 of 3") << 2 << u"--count 3"_s << 4 << QByteArray("tarvexctl: only 2 of 3 came within 2.5 s\n");
+    QTest::addColumn<QByteArrayList>("words");
+    QTest::newRow("nothing") << 0 << QString() << 4 << QByteArrayList{"nothing came within 2.5 s"};
+    QTest::newRow("something") << 2 << QString() << 0 << QByteArrayList();
+    QTest::newRow("nothing of 3") << 0 << u"--count 3"_s << 4 << QByteArrayList{"nothing came within 2.5 s"};
+    QTest::newRow("2 of 3") << 2 << u"--count 3"_s << 4 << QByteArrayList{"only 2 of 3 came within 2.5 s"};
 }
 
 void TstListenVerb::timeOut_tellsWhetherEnoughCame()
@@ -228,17 +227,16 @@ void TstListenVerb::timeOut_tellsWhetherEnoughCame()
     QFETCH(int, messages);
     QFETCH(QString, count);
     QFETCH(int, status);
-    QFETCH(QByteArray, words);
-    BusProcess bus;
-    ScriptedClient gui(u"gui"_s);
-    QVERIFY(sendNumbers(gui, 1, messages));
+    QFETCH(QByteArrayList, words);
+    Device device;
+    QVERIFY(sendNumbers(device.gui, 1, messages));
     QElapsedTimer timer;
     timer.start();
     ProgramRun run(listen(u"--json --timeout 2.5 "_s + count));
-    QCOMPARE(run.status(), status);
+    const Ending ending = run.ending();
+    QCOMPARE(ending, listened(status, words, ending.out));
     QVERIFY(timer.elapsed() >= 2500);
     QCOMPARE(texts(run), numbers(1, messages));
-    QCOMPARE(run.err(), QByteArray("tarvexctl: listening as monitor\n") + words);
 }
 
 void TstListenVerb::subscribe_goals_data()
@@ -263,8 +261,7 @@ void TstListenVerb::subscribe_goals()
     ProgramRun run(listen(options));
     QVERIFY(isListening(run));
     QCOMPARE(bus.subscriptions(), subscriptions);
-    run.sendSignal(SIGINT);
-    QCOMPARE(run.status(), 130);
+    QCOMPARE(run.interrupted(), listened(130, {"interrupted"}));
     QCOMPARE(bus.subscriptions(), QStringList());
 }
 
@@ -285,33 +282,29 @@ void TstListenVerb::subscribe_bringsWhatIsPublished()
 
 void TstListenVerb::subscribeRefused_is1()
 {
-    FakeBus query;
-    FakeBus receiver(FakeBus::RECEIVER_PORT);
-    query.willReply(u"subscribe"_s, 512, u"Storage access error"_s);
+    FakeBuses bus;
+    bus.query.willReply(u"subscribe"_s, 512, u"Storage access error"_s);
     ProgramRun run(listen(u"--subscribe printer:1"_s));
-    QCOMPARE(run.status(), 1);
-    QCOMPARE(run.out(), QByteArray());
-    QCOMPARE(run.err(), QByteArray("tarvexctl: refused by the bus: 512 Storage access error\n"));
+    QCOMPARE(run.ending(), ended(1, {"refused by the bus: 512 Storage access error"}));
     // Nothing was subscribed, so there is nothing to undo.
-    QCOMPARE(query.requests().size(), 1);
-    QCOMPARE(query.requests().constFirst().data,
+    QCOMPARE(bus.query.requests().size(), 1);
+    QCOMPARE(requested(bus.query),
              (QVariantMap{{u"publishers"_s, QVariantList{QVariantMap{{u"name"_s, u"printer"_s}, {u"goal"_s, 1}}}}}));
 }
 
 // The bus keeps what it took before it went away.
 void TstListenVerb::subscribeRefusedWhenBack_isUndone()
 {
-    FakeBus query;
-    FakeBus receiver(FakeBus::RECEIVER_PORT);
-    query.willReply(u"subscribe"_s);
-    query.willReply(u"subscribe"_s, 256, u"Invalid data storage"_s);
-    query.willReply(u"unsubscribe"_s, 256, u"Invalid data storage"_s);
+    FakeBuses bus;
+    bus.query.willReply(u"subscribe"_s);
+    bus.query.willReply(u"subscribe"_s, 256, u"Invalid data storage"_s);
+    bus.query.willReply(u"unsubscribe"_s, 256, u"Invalid data storage"_s);
     ProgramRun run(listen(u"--subscribe printer"_s));
     QVERIFY(isListening(run));
-    receiver.dropConnections();
+    bus.receiver.dropConnections();
     QCOMPARE(run.status(), 1);
-    QCOMPARE(query.requests().size(), 3);
-    QCOMPARE(query.requests().constLast().data, (QVariantMap{{u"publishers"_s, QVariantList{u"printer"_s}}}));
+    QCOMPARE(bus.query.requests().size(), 3);
+    QCOMPARE(requested(bus.query, 2), (QVariantMap{{u"publishers"_s, QVariantList{u"printer"_s}}}));
     QVERIFY2(run.err().contains("monitor stays subscribed to printer: refused by the bus: 256 "),
              run.err().constData());
 }
@@ -319,48 +312,43 @@ void TstListenVerb::subscribeRefusedWhenBack_isUndone()
 // The bus may have done what it did not answer.
 void TstListenVerb::subscribeUnanswered_isUndone()
 {
-    FakeBus query;
-    FakeBus receiver(FakeBus::RECEIVER_PORT);
-    query.willClose();
-    query.willReply(u"unsubscribe"_s);
+    FakeBuses bus;
+    bus.query.willClose();
+    bus.query.willReply(u"unsubscribe"_s);
     ProgramRun run(listen(u"--subscribe printer"_s));
-    QCOMPARE(run.status(), 3);
-    QCOMPARE(run.err(), QByteArray("tarvexctl: the bus closed the connection\n"));
-    QCOMPARE(query.requests().size(), 2);
-    QCOMPARE(query.requests().constLast().data, (QVariantMap{{u"publishers"_s, QVariantList{u"printer"_s}}}));
+    QCOMPARE(run.ending(), ended(3, {"the bus closed the connection"}));
+    QCOMPARE(bus.query.requests().size(), 2);
+    QCOMPARE(requested(bus.query, 1), (QVariantMap{{u"publishers"_s, QVariantList{u"printer"_s}}}));
 }
 
 void TstListenVerb::end_unsubscribes_data()
 {
     QTest::addColumn<QString>("options");
     QTest::addColumn<int>("signal");
-    QTest::addColumn<int>("status");
-    QTest::newRow("count") << u"--count 1"_s << 0 << 0;
-    QTest::newRow("timeout") << u"--timeout 3"_s << 0 << 0;
-    QTest::newRow("SIGINT") << QString() << SIGINT << 130;
-    QTest::newRow("SIGTERM") << QString() << SIGTERM << 130;
-    QTest::newRow("SIGHUP") << QString() << SIGHUP << 130;
+    QTest::newRow("count") << u"--count 1"_s << 0;
+    QTest::newRow("timeout") << u"--timeout 3"_s << 0;
+    QTest::newRow("SIGINT") << QString() << SIGINT;
+    QTest::newRow("SIGTERM") << QString() << SIGTERM;
+    QTest::newRow("SIGHUP") << QString() << SIGHUP;
 }
 
 void TstListenVerb::end_unsubscribes()
 {
     QFETCH(QString, options);
     QFETCH(int, signal);
-    QFETCH(int, status);
-    BusProcess bus;
-    ScriptedClient gui(u"gui"_s);
+    Device device;
     ProgramRun run(listen(u"--json --subscribe printer --subscribe cashbox:1 "_s + options));
     QVERIFY(isListening(run));
-    QCOMPARE(bus.subscriptions().size(), 2);
-    QVERIFY(sendNumbers(gui, 1, 1));
+    QCOMPARE(device.bus.subscriptions().size(), 2);
+    QVERIFY(sendNumbers(device.gui, 1, 1));
     QVERIFY(run.waitForLines(1));
     if (signal != 0) {
         run.sendSignal(signal);
     }
-    QCOMPARE(run.status(), status);
-    QCOMPARE(bus.subscriptions(), QStringList());
-    QCOMPARE(run.err(),
-             QByteArray("tarvexctl: listening as monitor\n") + (signal != 0 ? "tarvexctl: interrupted\n" : ""));
+    const Ending ending = run.ending();
+    QCOMPARE(ending,
+             signal != 0 ? listened(130, {"interrupted"}, ending.out) : listened(0, QByteArrayList(), ending.out));
+    QCOMPARE(device.bus.subscriptions(), QStringList());
 }
 
 void TstListenVerb::stdoutFails_is1AndUnsubscribes_data()
@@ -373,38 +361,29 @@ void TstListenVerb::stdoutFails_is1AndUnsubscribes_data()
 void TstListenVerb::stdoutFails_is1AndUnsubscribes()
 {
     QFETCH(QString, options);
-    BusProcess bus;
-    ScriptedClient gui(u"gui"_s);
-    QProcess reader;
-    ProgramRun run(listen(u"--subscribe printer "_s + options), reader);
-    reader.start(u"true"_s, QStringList());
-    QVERIFY(reader.waitForFinished());
+    Device device;
+    ProgramRun run(listen(u"--subscribe printer "_s + options), ProgramRun::StdoutUnread);
     QVERIFY(isListening(run));
-    QVERIFY(sendNumbers(gui, 1, 1));
-    QCOMPARE(run.status(), 1);
-    QCOMPARE(run.err(),
-             QByteArray("tarvexctl: listening as monitor\n"
-                        "tarvexctl: cannot write to stdout: Broken pipe\n"));
-    QCOMPARE(bus.subscriptions(), QStringList());
+    QVERIFY(sendNumbers(device.gui, 1, 1));
+    QCOMPARE(run.ending(), listened(1, {"cannot write to stdout: Broken pipe"}));
+    QCOMPARE(device.bus.subscriptions(), QStringList());
 }
 
 void TstListenVerb::readerStuck_interruptEndsInTime()
 {
-    BusProcess bus;
-    ScriptedClient gui(u"gui"_s);
+    Device device;
     QProcess reader;
     ProgramRun run(listen(u"--subscribe printer"_s), reader);
     reader.start(u"sleep"_s, {u"60"_s});
     QVERIFY(isListening(run));
     // More than a pipe takes. Once acknowledged, it is being written.
-    QVERIFY(gui.send(u"monitor"_s, QString(500000, QLatin1Char('a')), u"1"_s));
-    QTRY_COMPARE(bus.messages(), QStringList());
+    QVERIFY(device.gui.send(u"monitor"_s, QString(500000, QLatin1Char('a')), u"1"_s));
+    QTRY_COMPARE_WITH_TIMEOUT(device.bus.messages(), QStringList(), ChildProcess::PATIENCE_MS);
     QElapsedTimer timer;
     timer.start();
-    run.sendSignal(SIGINT);
-    QCOMPARE(run.status(), 130);
+    QCOMPARE(run.interrupted(),
+             listened(130, {"interrupted", "monitor stays subscribed: unsubscribing takes too long"}));
     QVERIFY(timer.elapsed() < BOUND_MS);
-    QVERIFY(run.err().endsWith("tarvexctl: monitor stays subscribed: unsubscribing takes too long\n"));
     reader.kill();
     QVERIFY(reader.waitForFinished());
 }
@@ -416,10 +395,10 @@ void TstListenVerb::killedBus_isWaitedFor()
     ProgramRun run(listen(u"--json --count 2 --subscribe printer:2"_s));
     QVERIFY(isListening(run));
     bus.killHard();
-    QVERIFY(run.waitForWords("tarvexctl: the bus has gone; waiting for it to come back\n"));
-    QVERIFY(run.waitForWords("tarvexctl: no bus to be reached on 127.0.0.1: Connection refused\n"));
+    QVERIFY(run.waitForWords(told("the bus has gone; waiting for it to come back")));
+    QVERIFY(run.waitForWords(told("no bus to be reached on 127.0.0.1: Connection refused")));
     QVERIFY(bus.start());
-    QVERIFY(run.waitForWords("tarvexctl: the bus is back\n"));
+    QVERIFY(run.waitForWords(told("the bus is back")));
     ScriptedClient printer(u"printer"_s);
     QVERIFY(printer.send(QString(), u"1"_s, u"uid-1"_s));
     QVERIFY(run.waitForLines(1));
@@ -453,46 +432,49 @@ void TstListenVerb::killedBusOften_nothingIsLostOrDoubled()
 
 void TstListenVerb::busRefusingWhenBack_isToldAndTriedAgain()
 {
-    FakeBus query;
-    FakeBus receiver(FakeBus::RECEIVER_PORT);
+    FakeBuses bus;
     ProgramRun run(listen());
     QVERIFY(isListening(run));
-    query.willRefuseHandshake(3);
-    query.willRefuseHandshake(3);
+    bus.query.willRefuseHandshake(3);
+    bus.query.willRefuseHandshake(3);
     // Late, so that whoever takes the former handshake's acceptance for this one's is found out.
-    receiver.willAnswerHandshake([](FakeBus::Peer& peer, const FakeBus::Request&) {
+    bus.receiver.willAnswerHandshake([](FakeBus::Peer& peer, const FakeBus::Request&) {
         std::this_thread::sleep_for(std::chrono::milliseconds(200));
         peer.send(FakeBus::replyFrame(u"handshake"_s, 3));
     });
-    receiver.dropConnections();
-    QVERIFY(run.waitForWords("tarvexctl: the bus is back\n"));
+    bus.receiver.dropConnections();
+    QVERIFY(run.waitForWords(told("the bus is back")));
     // The first one, the refused one, and the one that made it come back.
-    QCOMPARE(receiver.handshakes().size(), 3);
-    run.sendSignal(SIGINT);
-    QCOMPARE(run.status(), 130);
-    QCOMPARE(run.err(),
-             QByteArray("tarvexctl: listening as monitor\n"
-                        "tarvexctl: the bus has gone; waiting for it to come back\n"
-                        "tarvexctl: the bus refused the handshake of \"monitor\"\n"
-                        "tarvexctl: the bus is back\n"
-                        "tarvexctl: interrupted\n"));
+    QCOMPARE(bus.receiver.handshakes().size(), 3);
+    QCOMPARE(run.interrupted(),
+             listened(130,
+                      {"the bus has gone; waiting for it to come back", "the bus refused the handshake of \"monitor\"",
+                       "the bus is back", "interrupted"}));
 }
 
-void TstListenVerb::hungBus_interruptEndsInTime()
+void TstListenVerb::hungBus_endsInTime_data()
 {
+    QTest::addColumn<QString>("options");
+    QTest::addColumn<int>("status");
+    QTest::addColumn<QByteArray>("words");
+    QTest::newRow("interrupt") << QString() << 130 << QByteArray("interrupted");
+    QTest::newRow("time-out") << u"--timeout 3"_s << 4 << QByteArray("nothing came within 3 s");
+}
+
+void TstListenVerb::hungBus_endsInTime()
+{
+    QFETCH(QString, options);
+    QFETCH(int, status);
+    QFETCH(QByteArray, words);
     BusProcess bus;
-    ProgramRun run(listen(u"--subscribe printer"_s));
+    ProgramRun run(listen(u"--subscribe printer "_s + options));
     QVERIFY(isListening(run));
     bus.hang();
     QElapsedTimer timer;
     timer.start();
-    run.sendSignal(SIGINT);
-    QCOMPARE(run.status(), 130);
+    QCOMPARE(options.isEmpty() ? run.interrupted() : run.ending(),
+             listened(status, {words, "monitor stays subscribed: unsubscribing takes too long"}));
     QVERIFY(timer.elapsed() < BOUND_MS);
-    QCOMPARE(run.err(),
-             QByteArray("tarvexctl: listening as monitor\n"
-                        "tarvexctl: interrupted\n"
-                        "tarvexctl: monitor stays subscribed: unsubscribing takes too long\n"));
     bus.goOn();
 }
 
@@ -503,30 +485,9 @@ void TstListenVerb::hungBus_secondInterruptEndsAtOnce()
     QVERIFY(isListening(run));
     bus.hang();
     run.sendSignal(SIGINT);
-    QTRY_VERIFY(hasHandledSignals(run.processId()));
-    run.sendSignal(SIGINT);
-    QCOMPARE(run.status(), 130);
+    QTRY_VERIFY_WITH_TIMEOUT(hasHandledSignals(run.processId()), ChildProcess::PATIENCE_MS);
     // Without a word about what it leaves: that takes the 2 s of patience.
-    QCOMPARE(run.err(),
-             QByteArray("tarvexctl: listening as monitor\n"
-                        "tarvexctl: interrupted\n"));
-    bus.goOn();
-}
-
-void TstListenVerb::hungBus_timeOutEndsInTime()
-{
-    BusProcess bus;
-    ProgramRun run(listen(u"--subscribe printer --timeout 3"_s));
-    QVERIFY(isListening(run));
-    bus.hang();
-    QElapsedTimer timer;
-    timer.start();
-    QCOMPARE(run.status(), 4);
-    QVERIFY(timer.elapsed() < BOUND_MS);
-    QCOMPARE(run.err(),
-             QByteArray("tarvexctl: listening as monitor\n"
-                        "tarvexctl: nothing came within 3 s\n"
-                        "tarvexctl: monitor stays subscribed: unsubscribing takes too long\n"));
+    QCOMPARE(run.interrupted(), listened(130, {"interrupted"}));
     bus.goOn();
 }
 
@@ -539,10 +500,10 @@ void TstListenVerb::busAway_interruptTellsWhatStays()
     QVERIFY(run.waitForWords("the bus has gone"));
     run.sendSignal(SIGTERM);
     QCOMPARE(run.status(), 130);
-    QVERIFY2(run.err().contains("tarvexctl: monitor stays subscribed to printer, cashbox: no bus to be reached on "
-                                "127.0.0.1: Connection refused\n"),
+    QVERIFY2(run.err().contains(told("monitor stays subscribed to printer, cashbox: no bus to be reached on "
+                                     "127.0.0.1: Connection refused")),
              run.err().constData());
-    QVERIFY(run.err().endsWith("tarvexctl: interrupted\n"));
+    QVERIFY(run.err().endsWith(told("interrupted")));
 }
 
 QTEST_GUILESS_MAIN(TstListenVerb)

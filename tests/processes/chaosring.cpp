@@ -224,8 +224,7 @@ QString ChaosRing::figures() const
 bool ChaosRing::startBus()
 {
     m_bus = std::make_unique<ChildProcess>(QStringLiteral(DEVBUS), QStringList{u"--storage"_s, storagePath(m_folder)});
-    m_bus->start();
-    return m_bus->waitForLine(QString()) || fail(u"the bus does not start"_s);
+    return (m_bus->start() && m_bus->waitForLine(QString())) || fail(u"the bus does not start"_s);
 }
 
 /// Waits until the bus has looked at all that has reached it by now: it does so before it answers a new connection. If

@@ -29,3 +29,15 @@ void ProcessLoad::note(qint64 processId)
     residentKiB = qMax(residentKiB, ::residentKiB(processId));
     openFiles = qMax(openFiles, ::openFiles(processId));
 }
+
+bool ProcessLoad::isKept(const char* who, const ProcessLoad& later, int belowKiB, int files) const
+{
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+    constexpr bool JUDGES_MEMORY = false;
+#else
+    constexpr bool JUDGES_MEMORY = true;
+#endif
+    qInfo("%s: resident %d -> %d KiB, open files %d -> %d", who, residentKiB, later.residentKiB, openFiles,
+          later.openFiles);
+    return (!JUDGES_MEMORY || later.residentKiB - residentKiB < belowKiB) && later.openFiles <= openFiles + files;
+}

@@ -1,12 +1,10 @@
-#include "childprocess.h"
+#include "programs.h"
 
 #include "client/tarvexmessagesreciever.h"
 #include "client/tarvexqueryhandler.h"
 #include "cmdlayer/tarvexcommand.h"
-#include "literals.h"
 
 #include <QSignalSpy>
-#include <QTest>
 
 #include <memory>
 
@@ -35,6 +33,13 @@ QString text(const TarvexCommand& answer)
     return answer.toOutgoingMessage().message();
 }
 
+/// The text of an answer that refuses a command.
+QString refusal(const char* command, const char* data, const char* errorText)
+{
+    return uR"({"cmd":"commandError","data":{"command":"%1","data":%2,"errorText":"%3"}})"_s.arg(
+        QLatin1String(command), QLatin1String(data), QLatin1String(errorText));
+}
+
 } // namespace
 
 /// The service of examples/commands, as a client on the bus sees it.
@@ -51,7 +56,7 @@ private Q_SLOTS:
 private:
     TarvexCommand answerTo(const TarvexCommand& command, int timeoutMs = PATIENCE_MS);
 
-    std::unique_ptr<ChildProcess> m_bus;
+    std::unique_ptr<BusProgram> m_bus;
     std::unique_ptr<ChildProcess> m_gate;
     std::unique_ptr<tarvex::TarvexQueryHandler> m_sender;
     std::unique_ptr<tarvex::TarvexMessagesReciever> m_receiver;
@@ -60,9 +65,7 @@ private:
 
 void TstCommandsExample::initTestCase()
 {
-    m_bus = std::make_unique<ChildProcess>(QStringLiteral(DEVBUS), QStringList{u"--memory"_s});
-    m_bus->start();
-    QVERIFY(m_bus->waitForLine(QString()));
+    m_bus = std::make_unique<BusProgram>();
     m_gate = std::make_unique<ChildProcess>(QStringLiteral(GATE_SERVICE), QStringList{GATE});
     m_gate->start();
     m_sender = std::make_unique<tarvex::TarvexQueryHandler>(CASHBOX);
@@ -115,33 +118,28 @@ void TstCommandsExample::command_isAnswered_data()
     const QVariantMap none;
     const QVariantMap fiveSeconds{{u"seconds"_s, 5}};
     // One talk: each command finds what those before it have left.
-    const auto says = [](const char* step, const char* name, const QVariantMap& data, const char* answer) {
-        QTest::newRow(step) << QString::fromLatin1(name) << data << QString::fromLatin1(answer);
+    const auto says = [](const char* step, const char* name, const QVariantMap& data, const QString& answer) {
+        QTest::newRow(step) << QString::fromLatin1(name) << data << answer;
     };
-    says("status", "status", none, R"({"cmd":"statusReport","data":{"timesOpened":0}})");
-    says("open", "open", fiveSeconds, R"({"cmd":"opened","data":{"seconds":5}})");
-    says("status has changed", "status", none, R"({"cmd":"statusReport","data":{"timesOpened":1}})");
-    says(
-        "open for no time", "open", {{u"seconds"_s, 0}},
-        R"({"cmd":"commandError","data":{"command":"open","data":{"seconds":0},"errorText":"1 to 60 seconds, please"}})");
-    says("open without data", "open", none,
-         R"j({"cmd":"commandError","data":{"command":"open","data":{},"errorText":"No such method (open)"}})j");
-    says("unlock when not locked", "unlock", none,
-         R"j({"cmd":"commandError","data":{"command":"unlock","data":{},"errorText":"No such method (unlock)"}})j");
-    says("lock", "lock", none, R"({"cmd":"locked","data":{}})");
-    says("lock again", "lock", none, R"({"cmd":"locked","data":{}})");
-    says("open when locked", "open", fiveSeconds,
-         R"({"cmd":"commandError","data":{"command":"open","data":{"seconds":5},"errorText":"The gate is locked"}})");
-    says("status when locked", "status", none, R"({"cmd":"statusReport","data":{"timesOpened":1}})");
-    says("unlock", "unlock", none, R"({"cmd":"unlocked","data":{}})");
-    says("unlock again", "unlock", none,
-         R"j({"cmd":"commandError","data":{"command":"unlock","data":{},"errorText":"No such method (unlock)"}})j");
-    says("open when unlocked", "open", fiveSeconds, R"({"cmd":"opened","data":{"seconds":5}})");
-    says(
-        "hostile", "deleteLater", none,
-        R"j({"cmd":"commandError","data":{"command":"deleteLater","data":{},"errorText":"No such method (deleteLater)"}})j");
-    says("a public function that is no slot", "answer", none,
-         R"j({"cmd":"commandError","data":{"command":"answer","data":{},"errorText":"No such method (answer)"}})j");
+    const auto isNoMethod = [&](const char* step, const char* name) {
+        says(step, name, none, refusal(name, "{}", qPrintable(u"No such method (%1)"_s.arg(QLatin1String(name)))));
+    };
+    says("status", "status", none, uR"({"cmd":"statusReport","data":{"timesOpened":0}})"_s);
+    says("open", "open", fiveSeconds, uR"({"cmd":"opened","data":{"seconds":5}})"_s);
+    says("status has changed", "status", none, uR"({"cmd":"statusReport","data":{"timesOpened":1}})"_s);
+    says("open for no time", "open", {{u"seconds"_s, 0}},
+         refusal("open", R"({"seconds":0})", "1 to 60 seconds, please"));
+    isNoMethod("open without data", "open");
+    isNoMethod("unlock when not locked", "unlock");
+    says("lock", "lock", none, uR"({"cmd":"locked","data":{}})"_s);
+    says("lock again", "lock", none, uR"({"cmd":"locked","data":{}})"_s);
+    says("open when locked", "open", fiveSeconds, refusal("open", R"({"seconds":5})", "The gate is locked"));
+    says("status when locked", "status", none, uR"({"cmd":"statusReport","data":{"timesOpened":1}})"_s);
+    says("unlock", "unlock", none, uR"({"cmd":"unlocked","data":{}})"_s);
+    isNoMethod("unlock again", "unlock");
+    says("open when unlocked", "open", fiveSeconds, uR"({"cmd":"opened","data":{"seconds":5}})"_s);
+    isNoMethod("hostile", "deleteLater");
+    isNoMethod("a public function that is no slot", "answer");
 }
 
 void TstCommandsExample::command_isAnswered()

@@ -1,43 +1,27 @@
-#include "childprocess.h"
-#include "literals.h"
+#include "programs.h"
 
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QTemporaryDir>
-#include <QTest>
 
 #include <memory>
 
 namespace {
 
-struct Result
-{
-    int status;
-    QByteArray output;
-};
-
-Result tarvexctl(const QStringList& arguments)
-{
-    QProcess process;
-    process.start(QStringLiteral(TARVEXCTL), arguments);
-    process.waitForFinished();
-    return {process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1, process.readAllStandardOutput()};
-}
-
 QString echoState()
 {
-    const Result result = tarvexctl({u"--json"_s, u"state"_s, u"get"_s, u"echo"_s});
-    return QJsonDocument::fromJson(result.output).object().value(u"state"_s).toString();
+    const auto record = tarvexctl({u"--json"_s, u"state"_s, u"get"_s, u"echo"_s});
+    return QJsonDocument::fromJson(record.value_or(QByteArray())).object().value(u"state"_s).toString();
 }
 
-int sendEcho(const QString& text)
+bool sendEcho(const QString& text)
 {
-    return tarvexctl({u"send"_s, u"echo"_s, u"--command"_s, u"echo"_s, uR"({"text":"%1"})"_s.arg(text)}).status;
+    return tarvexctl({u"send"_s, u"echo"_s, u"--command"_s, u"echo"_s, uR"({"text":"%1"})"_s.arg(text)}).has_value();
 }
 
-int setPrefix(const QString& prefix)
+bool setPrefix(const QString& prefix)
 {
-    return tarvexctl({u"settings"_s, u"set"_s, u"echo"_s, u"echo"_s, u"prefix"_s, prefix}).status;
+    return tarvexctl({u"settings"_s, u"set"_s, u"echo"_s, u"echo"_s, u"prefix"_s, prefix}).has_value();
 }
 
 QVariantMap jsonObject(const QString& text)
@@ -76,17 +60,11 @@ int countEchoRequests(ChildProcess& bus, const QString& operation)
 
 bool hasLine(ChildProcess& process, const QStringList& parts)
 {
-    const QStringList lines = process.lines();
-    for (const QString& line : lines) {
-        bool hasAll = true;
-        for (const QString& part : parts) {
-            hasAll = hasAll && line.contains(part);
-        }
-        if (hasAll) {
-            return true;
-        }
+    QStringList lines = process.lines();
+    for (const QString& part : parts) {
+        lines = lines.filter(part);
     }
-    return false;
+    return !lines.isEmpty();
 }
 
 } // namespace
@@ -101,12 +79,11 @@ private Q_SLOTS:
     void echo_answersAndReportsItsState();
     void echo_answersTheSenderWithPrefixAndUid();
     void echo_storesItsDefaultsOnce();
-    void echo_takesNewSettingsAndLogsThem();
     void services_comeBackAfterTheBusWasKilled();
 
 private:
     std::unique_ptr<QTemporaryDir> m_folder;
-    std::unique_ptr<ChildProcess> m_bus;
+    std::unique_ptr<BusProgram> m_bus;
     std::unique_ptr<ChildProcess> m_logger;
     std::unique_ptr<ChildProcess> m_echo;
 };
@@ -114,12 +91,10 @@ private:
 void TstExamples::init()
 {
     m_folder = std::make_unique<QTemporaryDir>();
-    m_bus = std::make_unique<ChildProcess>(
-        QStringLiteral(DEVBUS), QStringList{u"--trace"_s, u"--storage"_s, m_folder->filePath(u"bus.sqlite"_s)});
-    m_logger = std::make_unique<ChildProcess>(QStringLiteral(LOG_SERVICE), QStringList());
-    m_echo = std::make_unique<ChildProcess>(QStringLiteral(ECHO_SERVICE), QStringList());
-    m_bus->start();
-    QVERIFY(m_bus->waitForLine(QString()));
+    m_bus =
+        std::make_unique<BusProgram>(QStringList{u"--trace"_s, u"--storage"_s, m_folder->filePath(u"bus.sqlite"_s)});
+    m_logger = std::make_unique<ChildProcess>(QStringLiteral(LOG_SERVICE));
+    m_echo = std::make_unique<ChildProcess>(QStringLiteral(ECHO_SERVICE));
     m_logger->start();
     m_echo->start();
     // It finds no settings, says so, stores its defaults, and is told to load them.
@@ -136,17 +111,17 @@ void TstExamples::cleanup()
 
 void TstExamples::echo_answersAndReportsItsState()
 {
-    QCOMPARE(sendEcho(u"one"_s), 0);
+    QVERIFY(sendEcho(u"one"_s));
     QTRY_COMPARE_WITH_TIMEOUT(echoState(), uR"({"answered":1})"_s, 20000);
-    QCOMPARE(sendEcho(u"two"_s), 0);
+    QVERIFY(sendEcho(u"two"_s));
     QTRY_COMPARE_WITH_TIMEOUT(echoState(), uR"({"answered":2})"_s, 20000);
 }
 
 void TstExamples::echo_answersTheSenderWithPrefixAndUid()
 {
-    QCOMPARE(setPrefix(u"loud: "_s), 0);
-    QTRY_VERIFY_WITH_TIMEOUT(hasLine(*m_logger, {u"prefix is now loud: "_s}), 20000);
-    QCOMPARE(sendEcho(u"one"_s), 0);
+    QVERIFY(setPrefix(u"loud: "_s));
+    QTRY_VERIFY_WITH_TIMEOUT(hasLine(*m_logger, {u"\techo\tINFO\t"_s, u"prefix is now loud: "_s}), 20000);
+    QVERIFY(sendEcho(u"one"_s));
     const QString client = u"tarvexctl"_s;
     QTRY_COMPARE_WITH_TIMEOUT(tracedCommands(*m_bus, u"echo"_s, u"echoed"_s).size(), 1, 20000);
     const QList<SentCommand> asked = tracedCommands(*m_bus, client, u"echo"_s);
@@ -169,26 +144,20 @@ void TstExamples::echo_storesItsDefaultsOnce()
     m_bus->start();
     QTRY_VERIFY_WITH_TIMEOUT(loads() >= 4, 30000);
     // Its answer comes behind whatever it would have stored.
-    QCOMPARE(sendEcho(u"one"_s), 0);
+    QVERIFY(sendEcho(u"one"_s));
     QTRY_COMPARE_WITH_TIMEOUT(echoState(), uR"({"answered":1})"_s, 20000);
     QCOMPARE(countEchoRequests(*m_bus, u"saveSettings"_s), 1);
 }
 
-void TstExamples::echo_takesNewSettingsAndLogsThem()
-{
-    QCOMPARE(setPrefix(u"loud: "_s), 0);
-    QTRY_VERIFY_WITH_TIMEOUT(hasLine(*m_logger, {u"\techo\tINFO\t"_s, u"prefix is now loud: "_s}), 20000);
-}
-
 void TstExamples::services_comeBackAfterTheBusWasKilled()
 {
-    QCOMPARE(sendEcho(u"before"_s), 0);
+    QVERIFY(sendEcho(u"before"_s));
     QTRY_COMPARE_WITH_TIMEOUT(echoState(), uR"({"answered":1})"_s, 20000);
     QVERIFY(m_bus->killHard());
     m_bus->start();
     QTRY_COMPARE_WITH_TIMEOUT(echoState(), uR"({"answered":1})"_s, 20000);
     // Sent at once: whichever of the two connections comes back first, the command waits for the other.
-    QCOMPARE(sendEcho(u"after"_s), 0);
+    QVERIFY(sendEcho(u"after"_s));
     QTRY_COMPARE_WITH_TIMEOUT(echoState(), uR"({"answered":2})"_s, 40000);
 }
 

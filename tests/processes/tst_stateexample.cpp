@@ -1,29 +1,24 @@
-#include "childprocess.h"
-#include "literals.h"
+#include "programs.h"
 
 #include <QDateTime>
 #include <QJsonDocument>
 #include <QJsonObject>
-#include <QTest>
 
 #include <memory>
 
 namespace {
 
-QByteArray tarvexctl(const QStringList& arguments)
+QJsonObject storedRecord()
 {
-    QProcess process;
-    process.start(QStringLiteral(TARVEXCTL), arguments);
-    process.waitForFinished();
-    return process.exitStatus() == QProcess::NormalExit && process.exitCode() == 0 ? process.readAllStandardOutput()
-                                                                                   : QByteArray();
+    return QJsonDocument::fromJson(
+               tarvexctl({u"--json"_s, u"state"_s, u"get"_s, u"door_sensor"_s}).value_or(QByteArray()))
+        .object();
 }
 
 /// The stored state's text.
 QString storedState()
 {
-    const QByteArray record = tarvexctl({u"--json"_s, u"state"_s, u"get"_s, u"door_sensor"_s});
-    return QJsonDocument::fromJson(record).object().value(u"state"_s).toString();
+    return storedRecord().value(u"state"_s).toString();
 }
 
 QJsonObject parsed(const QString& state)
@@ -33,7 +28,7 @@ QJsonObject parsed(const QString& state)
 
 bool sendCommand(const QString& command)
 {
-    return !tarvexctl({u"--json"_s, u"send"_s, u"door_sensor"_s, u"--command"_s, command}).isEmpty();
+    return tarvexctl({u"--json"_s, u"send"_s, u"door_sensor"_s, u"--command"_s, command}).has_value();
 }
 
 const QString CLOSED = uR"({"door":"Closed","lastOpened":"","openings":0})"_s;
@@ -54,18 +49,16 @@ private Q_SLOTS:
 private:
     QString lastShown();
 
-    std::unique_ptr<ChildProcess> m_bus;
+    std::unique_ptr<BusProgram> m_bus;
     std::unique_ptr<ChildProcess> m_door;
     std::unique_ptr<ChildProcess> m_watcher;
 };
 
 void TstStateExample::init()
 {
-    m_bus = std::make_unique<ChildProcess>(QStringLiteral(DEVBUS), QStringList{u"--memory"_s});
-    m_door = std::make_unique<ChildProcess>(QStringLiteral(DOOR_SERVICE), QStringList());
-    m_watcher = std::make_unique<ChildProcess>(QStringLiteral(WATCHER), QStringList());
-    m_bus->start();
-    QVERIFY(m_bus->waitForLine(QString()));
+    m_bus = std::make_unique<BusProgram>();
+    m_door = std::make_unique<ChildProcess>(QStringLiteral(DOOR_SERVICE));
+    m_watcher = std::make_unique<ChildProcess>(QStringLiteral(WATCHER));
     m_door->start();
     QTRY_COMPARE_WITH_TIMEOUT(storedState(), CLOSED, 30000);
 }
@@ -86,10 +79,8 @@ QString TstStateExample::lastShown()
 void TstStateExample::service_reportsItsStateOnceConnected()
 {
     // Waited for in init(); and it is the door sensor's own.
-    const QByteArray record = tarvexctl({u"--json"_s, u"state"_s, u"get"_s, u"door_sensor"_s});
-    const QJsonObject state = QJsonDocument::fromJson(record).object();
-    QCOMPARE(state.value(u"owner"_s).toString(), u"door_sensor"_s);
-    QCOMPARE(state.value(u"type"_s).toInt(), 1);
+    QCOMPARE(storedRecord().value(u"owner"_s).toString(), u"door_sensor"_s);
+    QCOMPARE(storedRecord().value(u"type"_s).toInt(), 1);
 }
 
 void TstStateExample::committedState_isStoredAtOnce()
@@ -119,5 +110,4 @@ void TstStateExample::watcher_isShownTheStoredStateAndEachChange()
 }
 
 QTEST_GUILESS_MAIN(TstStateExample)
-
 #include "tst_stateexample.moc"

@@ -1,7 +1,4 @@
-#include "childprocess.h"
-#include "literals.h"
-
-#include <QTest>
+#include "programs.h"
 
 /// The same service is started twice by mistake.
 class TstTwoofonename : public QObject
@@ -15,9 +12,7 @@ private Q_SLOTS:
 // only just been made waits for 5 s.
 void TstTwoofonename::eachReplacesTheOther_butDoesNotStorm()
 {
-    ChildProcess bus(QStringLiteral(DEVBUS), {u"--memory"_s, u"--trace"_s});
-    bus.start();
-    QVERIFY(bus.waitForLine(QString()));
+    BusProgram bus({u"--memory"_s, u"--trace"_s});
     ChildProcess first(QStringLiteral(ECHO_SERVICE), {});
     ChildProcess second(QStringLiteral(ECHO_SERVICE), {});
     const auto connects = [&bus] {

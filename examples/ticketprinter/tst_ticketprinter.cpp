@@ -65,6 +65,7 @@ private:
     std::optional<tarvex::ClientSettings> m_defaults;
 };
 
+//! [fixture]
 void TstTicketPrinter::init()
 {
     m_bus = std::make_unique<TestBus>();
@@ -84,6 +85,9 @@ void TstTicketPrinter::cleanup()
     m_bus.reset();
 }
 
+//! [fixture]
+
+//! [answered]
 void TstTicketPrinter::print_isAnsweredWithWhatIsLeft()
 {
     const auto answer = ask(QStringLiteral("print"), ticket(QStringLiteral("zone A")));
@@ -91,6 +95,8 @@ void TstTicketPrinter::print_isAnsweredWithWhatIsLeft()
     QCOMPARE(answer->name(), QStringLiteral("printed"));
     QCOMPARE(answer->data().value(QStringLiteral("paperLeft")).toInt(), PrinterState::PAPER_ROLL - 1);
 }
+
+//! [answered]
 
 void TstTicketPrinter::print_withoutText_isRefused_data()
 {
@@ -113,6 +119,7 @@ void TstTicketPrinter::print_withoutText_isRefused()
     QCOMPARE(answer->data().value(QStringLiteral("errorText")).toString(), QStringLiteral("There is no text to print"));
 }
 
+//! [reported]
 void TstTicketPrinter::print_isReportedInTheState()
 {
     QVERIFY2(m_bus->waitForState(BUSNAME_TICKET_PRINTER),
@@ -127,6 +134,8 @@ void TstTicketPrinter::print_isReportedInTheState()
     QCOMPARE(int(state->stateType()), int(PrinterState::Ready));
     QCOMPARE(state->description(), QStringLiteral("99 tickets left"));
 }
+
+//! [reported]
 
 void TstTicketPrinter::unknownCommand_isRefused()
 {
@@ -156,6 +165,7 @@ void TstTicketPrinter::laterStart_keepsWhatIsStored()
     QVERIFY(!m_bus->waitForSettings(BUSNAME_TICKET_PRINTER, 0));
 }
 
+//! [applied]
 void TstTicketPrinter::settings_areApplied()
 {
     QVERIFY2(configure(QStringLiteral("copies"), 3), qPrintable(m_bus->errorString()));
@@ -163,6 +173,8 @@ void TstTicketPrinter::settings_areApplied()
     QVERIFY2(answer, qPrintable(m_bus->errorString()));
     QCOMPARE(answer->data().value(QStringLiteral("paperLeft")).toInt(), PrinterState::PAPER_ROLL - 3);
 }
+
+//! [applied]
 
 void TstTicketPrinter::settings_outOfBounds_haveTheirDefaults()
 {
@@ -201,6 +213,7 @@ void TstTicketPrinter::paper_runningLow_isShownOnTheScreen()
     QVERIFY2(m_bus->waitForState(BUSNAME_TICKET_PRINTER, isLow), qPrintable(m_bus->errorString()));
 }
 
+//! [lost]
 void TstTicketPrinter::lostConnection_losesNoCommand()
 {
     QVERIFY(ask(QStringLiteral("print"), ticket(QStringLiteral("zone A"))));
@@ -212,6 +225,8 @@ void TstTicketPrinter::lostConnection_losesNoCommand()
     QCOMPARE(answer->data().value(QStringLiteral("paperLeft")).toInt(), PrinterState::PAPER_ROLL - 2);
 }
 
+//! [lost]
+
 void TstTicketPrinter::lostBus_comesBackWithItsService()
 {
     m_bus->stop();
@@ -220,6 +235,7 @@ void TstTicketPrinter::lostBus_comesBackWithItsService()
     QVERIFY2(ask(QStringLiteral("print"), ticket(QStringLiteral("zone A"))), qPrintable(m_bus->errorString()));
 }
 
+//! [ask]
 QString TstTicketPrinter::send(const QString& command, const QVariantMap& data)
 {
     return m_bus->sendCommand(cashbox(), BUSNAME_TICKET_PRINTER, command, data);
@@ -231,6 +247,9 @@ std::optional<TarvexCommand> TstTicketPrinter::ask(const QString& command, const
     return m_bus->waitForReply(send(command, data));
 }
 
+//! [ask]
+
+//! [configure]
 /// Saves a setting and waits until the printer has applied it.
 bool TstTicketPrinter::configure(const QString& key, int value)
 {
@@ -249,6 +268,7 @@ bool TstTicketPrinter::waitForApplied()
     };
     return m_bus->waitForCommand(BUSNAME_LOGGER, QStringLiteral("saveLog"), isApplied).has_value();
 }
+//! [configure]
 
 QTEST_GUILESS_MAIN(TstTicketPrinter)
 #include "tst_ticketprinter.moc"

@@ -50,8 +50,8 @@ bool BusHost::setListening(bool isListening)
     return succeeds(error);
 }
 
-/// Looks again after whatever the loop has done. No loop is entered for good: a service that quits the application
-/// would end that, and all that come after.
+/// Looks at the condition again after each event. The event loop is not entered with exec(), because a service that
+/// quits the application would end that loop and all later ones.
 bool BusHost::waitUntil(const std::function<bool()>& condition, int timeoutMs, const WaitReport& report)
 {
     QEventLoop loop;
@@ -63,7 +63,7 @@ bool BusHost::waitUntil(const std::function<bool()>& condition, int timeoutMs, c
             return fail(report.text(m_record, timeoutMs));
         }
         loop.processEvents(QEventLoop::WaitForMoreEvents);
-        QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete); // left to a loop that is entered
+        QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete); // only exec() would do it
     }
     return true;
 }
@@ -123,7 +123,7 @@ void BusHost::noteParties(const Message& message)
 
 void BusHost::addFault(const QString& client, const QString& operation, const BusServer::Fault& fault)
 {
-    m_faultRules.prepend({client, operation, fault}); // the latest counts
+    m_faultRules.prepend({client, operation, fault}); // the latest rule applies
     setFaults();
 }
 
@@ -156,7 +156,8 @@ bool BusHost::makeServer()
         return fail(QStringLiteral("cannot make a folder to store in: %1").arg(m_folder.errorString()));
     }
     BusServer::Options options;
-    options.storagePath = m_folder.filePath(QStringLiteral("bus.sqlite")); // memory would be gone at the first stop
+    options.storagePath =
+        m_folder.filePath(QStringLiteral("bus.sqlite")); // in memory, it would be gone at the first stop
     m_server = std::make_unique<devbus::ServerThread>(options);
     m_server->call([this](BusServer& server) { m_record.observe(server); });
     setFaults();

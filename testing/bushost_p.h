@@ -18,8 +18,8 @@
 
 namespace tarvex::testing {
 
-/// The bus behind a TestBus: the server in its thread, where it stores, the rules for its faults, and its record.
-/// Everything here is called in the test's thread.
+/// The bus behind a TestBus: the server in its thread, its storage, the rules for its faults, and its record. All
+/// functions are called in the test's thread.
 class BusHost
 {
 public:
@@ -32,7 +32,8 @@ public:
     /// \return the reply's data; nothing when the bus refuses the request, or does not run.
     std::optional<QVariantMap> perform(const QString& client, const QString& operation, const QVariantMap& data);
 
-    /// Remembers the parties of a message of the test, and gives them back; an empty message when none was noted.
+    /// Remembers sender and addressee of a message of the test. parties() returns them; an empty message when none was
+    /// noted.
     void noteParties(const Message& message);
 
     Message parties(const QString& uid) const { return m_parties.value(uid); }
@@ -41,8 +42,8 @@ public:
     void addFault(const QString& client, const QString& operation, const devbus::BusServer::Fault& fault);
     void clearFaults();
 
-    /// Runs the thread's event loop until \a condition is true. \return false when the time is over; \a report says
-    /// why.
+    /// Runs the thread's event loop until \a condition is true. \return false when the time is over; then errorString()
+    /// is the text of \a report.
     bool waitUntil(const std::function<bool()>& condition, int timeoutMs, const WaitReport& report);
 
     /// What a wait does with a request: leaves it to others, takes it and looks further, or takes it and ends.
@@ -53,15 +54,15 @@ public:
     };
     using Judge = std::function<Verdict(const BusRequest& request)>;
 
-    /// Shows \a judge each request of the record, and each that comes, in their order, until it takes one. \return
-    /// false when the time is over; \a report says why.
+    /// Shows \a judge each recorded request, and each that comes, in their order, until it takes one. \return false
+    /// when the time is over; then errorString() is the text of \a report.
     bool waitForRequest(const Judge& judge, int timeoutMs, WaitReport report);
 
     BusRecord& record() { return m_record; }
 
     QString errorString() const { return m_errorString; }
 
-    /// Takes down why something failed. \return false
+    /// Sets errorString(). \return false
     bool fail(const QString& text);
 
 private:
@@ -78,10 +79,10 @@ private:
 
     QString m_errorString;
     QTemporaryDir m_folder;
-    QHash<QString, Message> m_parties; ///< Of the test's own messages, by uid; without the texts.
+    QHash<QString, Message> m_parties; ///< Of the test's own messages, by uid; without their texts.
     QList<FaultRule> m_faultRules;
     BusRecord m_record;
-    std::unique_ptr<devbus::ServerThread> m_server; ///< The last one: what it tells at its end goes to the record.
+    std::unique_ptr<devbus::ServerThread> m_server; ///< The last member, because its end still writes to the record.
 };
 
 } // namespace tarvex::testing

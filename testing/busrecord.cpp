@@ -99,7 +99,7 @@ void BusRecord::setClients(const QStringList& queryClients, const QStringList& r
     wakeUp();
 }
 
-/// One event at a time: a test that runs no event loop must not heap them up.
+/// Posts one event at a time, because a test that runs no event loop would collect them.
 void BusRecord::wakeUp()
 {
     if (!m_isWakeUpUnderWay) {

@@ -16,26 +16,27 @@
 
 namespace tarvex::testing {
 
-/// What the bus has told: written in its thread, read in the test's, where this object lives.
+/// What the bus has reported. Written in the thread of the bus, read in the thread of the test, where this object
+/// lives.
 class BusRecord : public QObject
 {
 public:
-    /// Takes down what \a server tells from now on. Called in the server's thread.
+    /// Records what \a server reports from now on. Called in the server's thread.
     void observe(devbus::BusServer& server);
 
-    /// What came after \a number and is still there.
+    /// The requests after \a number that were not removed.
     QList<BusRequest> requestsAfter(qint64 number) const;
-    /// \return false when it is not there any more.
+    /// \return false when the request was removed before.
     bool remove(qint64 number);
     void clear();
 
     QStringList clients(devbus::BusConnection::Port port) const;
     bool isConnected(const QString& client, devbus::BusConnection::Port port) const;
     bool isAcknowledged(const QString& uid) const;
-    /// A server that is stopped does not tell who has gone.
+    /// To be called when the server was stopped, because it does not report which clients have gone then.
     void forgetClients();
 
-    /// Does nothing but end the wait of this thread's event loop: there is something new.
+    /// Ends the wait of this thread's event loop, because there is something new. Does nothing else.
     bool event(QEvent* event) override;
 
 private:

@@ -12,7 +12,7 @@ namespace tarvex::testing {
 
 namespace {
 
-/// Who saves settings here; their owner sees it as the sender of "updateSettings".
+/// The client that saves settings for the test. Their owner sees it as the sender of "updateSettings".
 QString administrator()
 {
     return QStringLiteral("testbus");
@@ -23,9 +23,9 @@ QVariantMap ownedBy(const QString& owner)
     return {{busterms::KEY_OWNER, owner}};
 }
 
-// What a wait that has failed tells first.
+// The requests that the report of a failed wait lists first.
 
-/// Noise is left out unless it is the operation that was waited for.
+/// Noise does not belong to them, unless it has the operation that was waited for.
 WaitReport::Filter isOfClient(const QString& client, const QString& operation = {})
 {
     return [client, operation](const BusRequest& request) {
@@ -48,7 +48,7 @@ WaitReport::Filter isAbout(const QString& owner, QLatin1String operation)
     };
 }
 
-// What a request means to a wait; nothing when it is not of the kind.
+// What a wait reads out of a request; nothing when the request is of another kind.
 
 std::optional<Message> sentMessage(const BusRequest& request, const QString& reciever)
 {
@@ -63,7 +63,7 @@ std::optional<TarvexCommand> sentCommand(const BusRequest& request, const QStrin
     return sentMessage(request, reciever) ? request.command() : std::nullopt;
 }
 
-/// For the records that have an owner.
+/// For states and settings, which have an owner.
 template <typename Record>
 std::optional<Record> savedRecord(const BusRequest& request, QLatin1String operation, const QString& owner)
 {
@@ -74,7 +74,7 @@ std::optional<Record> savedRecord(const BusRequest& request, QLatin1String opera
     return record.owner() == owner ? std::optional<Record>(record) : std::nullopt;
 }
 
-/// Waits for the first request out of which \a read makes a value.
+/// Waits for the first request out of which \a read makes a value, and returns the value.
 template <typename Read>
 auto waitForValue(BusHost& host, int timeoutMs, const Read& read, const WaitReport& report)
 {

@@ -15,7 +15,7 @@ namespace tarvex::testing {
 
 namespace {
 
-// Chosen so that the beginning, one request and the count of the others always fit.
+// With these values the first line, one request and the count of the others always fit.
 constexpr int MAX_WHAT_BYTES = 240;
 constexpr int MAX_CLIENTS_BYTES = 100;
 constexpr int MAX_PARTIES_BYTES = 90;
@@ -32,7 +32,7 @@ int bytesOf(uint character)
     return character < 0x80 ? 1 : character < 0x800 ? 2 : character < 0x10000 ? 3 : 4;
 }
 
-/// The text as it may stand in a line.
+/// The text as one line may show it.
 QString shown(const QString& text, int maxBytes)
 {
     const QString cut = shortened(text, maxBytes);
@@ -82,7 +82,7 @@ QString describeClients(const QString& port, const QStringList& clients)
     return list + QStringLiteral(" on the %1 port").arg(port);
 }
 
-/// The requests, one a line, as many as fit into the bytes.
+/// The requests, each on a line, as many as fit into \a maxBytes.
 QString describeRequests(const QList<BusRequest>& requests, int maxBytes)
 {
     QString text;

@@ -11,32 +11,32 @@
 
 namespace tarvex::testing {
 
-/// How long errorString() is at most, in bytes of UTF-8. QtTest cuts a message at 1024, its own words and the tested
-/// expression included.
+/// The greatest length of errorString(), in bytes of UTF-8. QtTest cuts a message at 1024 bytes, and its own words and
+/// the tested expression are part of the message.
 constexpr int MAX_ERROR_BYTES = 900;
 
-/// The text, without its middle when it is longer than so many bytes of UTF-8: "begin...(+12)...end" says how many
+/// The text, without its middle if it is longer than \a maxBytes of UTF-8. "begin...(+12)...end" says how many
 /// characters are left out.
 QString shortened(const QString& text, int maxBytes);
 
-/// That the bus has refused a request, in the words of a client's QueryOutcome.
+/// How the kit says that the bus has refused a request: with the words of a client's QueryOutcome.
 QString refusal(const TarvexError& error);
 
-/// What a wait is for, and what it tells when it fails.
+/// What a wait is for, and what errorString() says when the wait fails.
 class WaitReport
 {
 public:
     using Filter = std::function<bool(const BusRequest& request)>;
 
-    /// \a what is how the text begins: "a message to \"cashbox\" has not come". The requests that \a isNear says true
-    /// of are told first.
+    /// The text begins with \a what: "a message to \"cashbox\" has not come". It lists first the requests for which
+    /// \a isNear returns true.
     WaitReport(const QString& what, const Filter& isNear) : m_what(what), m_isNear(isNear) { }
 
-    /// Adds a request that the wait has removed from the record and did not want.
+    /// Adds a request that the wait has removed from the record although its filter did not want it.
     void addRejected(const BusRequest& request) { m_rejected.append(request); }
 
-    /// Why the wait has failed, who is on the bus, and what came instead: first what is near, last handshakes and log
-    /// lines, of each kind the latest first. What does not fit into the bytes is counted.
+    /// Says why the wait has failed, who is on the bus, and what came instead. The near requests are first, handshakes
+    /// and log lines last, and of each kind the latest is first. Requests that do not fit into the bytes are counted.
     QString text(const BusRecord& record, int timeoutMs) const;
 
 private:

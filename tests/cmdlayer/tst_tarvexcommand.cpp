@@ -27,6 +27,14 @@ TarvexCommand printCommand()
     return someCommand(u"print"_s, u"uid1"_s, someData());
 }
 
+/// Neither from "cashbox" nor with the uid "uid7".
+TarvexCommand formerCommand()
+{
+    TarvexCommand cmd = printCommand();
+    cmd.setAgent(u"former"_s);
+    return cmd;
+}
+
 /// From "cashbox", with the uid "uid7".
 Message messageWith(const QString& text)
 {
@@ -198,7 +206,7 @@ void TstTarvexCommand::incomingMessageToCmd_readsTheCommand()
     QFETCH(QString, text);
     QFETCH(QString, name);
     QFETCH(QVariantMap, data);
-    TarvexCommand cmd = printCommand(); // all of it is replaced
+    TarvexCommand cmd = formerCommand(); // all of it is replaced
     const LogCapture log;
     QVERIFY(TarvexCommand::incomingMessageToCmd(messageWith(text), cmd));
     QCOMPARE(cmd.name(), name);
@@ -241,7 +249,7 @@ void TstTarvexCommand::incomingMessageToCmd_badText_isReported()
 {
     QFETCH(QString, text);
     QFETCH(QString, line);
-    TarvexCommand cmd = printCommand();
+    TarvexCommand cmd = formerCommand();
     const LogCapture log;
     QVERIFY(!TarvexCommand::incomingMessageToCmd(messageWith(text), cmd));
     QCOMPARE(log.texts(), QStringList(line));

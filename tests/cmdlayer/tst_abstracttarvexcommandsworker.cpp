@@ -9,6 +9,7 @@
 #include <QTest>
 #include <QThread>
 
+#include <atomic>
 #include <thread>
 #include <type_traits>
 #include <utility>
@@ -412,8 +413,7 @@ void TstAbstractTarvexCommandsWorker::wholeRoad_fromMessageToAnswer()
     Controller controller;
     auto* const worker = new Commands;
     worker->addExecutor(new CountingExecutor(worker));
-    // This thread reads it only after an answer has come.
-    QThread* handlersThread = nullptr;
+    std::atomic<QThread*> handlersThread{nullptr};
     worker->result = true;
     worker->action = [&handlersThread] { handlersThread = QThread::currentThread(); };
     ServiceEnds ends;
@@ -432,7 +432,7 @@ void TstAbstractTarvexCommandsWorker::wholeRoad_fromMessageToAnswer()
         ends.deliver(message);
     }
     QTRY_COMPARE(ends.sent.size(), 2);
-    QCOMPARE(handlersThread, thread);
+    QCOMPARE(handlersThread.load(), thread);
     QCOMPARE(ends.sent.at(0).uid(), u"uid3"_s);
     const Message answer = ends.sent.at(1);
     QCOMPARE(answer.reciever(), u"cashbox"_s);

@@ -183,35 +183,30 @@ void TstAbstractTarvexCommandsWorker::handler_notFound_isAnsweredWithAnError_dat
     QTest::addColumn<QString>("name");
     QTest::addColumn<QVariantMap>("data");
     QTest::addColumn<QString>("wordsOfQt"); // empty where Qt only looks at the return type
-    const QVariantMap none;
-    const QString unknown = u"QMetaObject::invokeMethod: No such method Commands::%1"_s;
-    const QString candidate = unknown + u"\nCandidates are:\n    %2"_s;
-    QTest::newRow("unknown") << u"unknown"_s << none << unknown.arg(QLatin1String("unknown(QString,QString)"));
-    QTest::newRow("other case") << u"Plain"_s << none << unknown.arg(QLatin1String("Plain(QString,QString)"));
-    QTest::newRow("no data, wants some") << u"withData"_s << none
-                                         << candidate.arg(QLatin1String("withData(QString,QString)"),
-                                                          QLatin1String("withData(QString,QString,QVariantMap)"));
-    QTest::newRow("data, wants none") << u"plain"_s << someData()
-                                      << candidate.arg(QLatin1String("plain(QString,QString,QVariantMap)"),
-                                                       QLatin1String("plain(QString,QString)"));
-    QTest::newRow("too few parameters") << u"one"_s << none
-                                        << candidate.arg(QLatin1String("one(QString,QString)"),
-                                                         QLatin1String("one(QString)"));
-    QTest::newRow("too many parameters") << u"four"_s << someData()
-                                         << candidate.arg(QLatin1String("four(QString,QString,QVariantMap)"),
-                                                          QLatin1String("four(QString,QString,QVariantMap,int)"));
-    QTest::newRow("a hash for a map") << u"hash"_s << someData()
-                                      << candidate.arg(QLatin1String("hash(QString,QString,QVariantMap)"),
-                                                       QLatin1String("hash(QString,QString,QVariantHash)"));
-    QTest::newRow("bytes for text") << u"bytes"_s << none
-                                    << candidate.arg(QLatin1String("bytes(QString,QString)"),
-                                                     QLatin1String("bytes(QByteArray,QByteArray)"));
-    QTest::newRow("returns nothing") << u"returnsNothing"_s << none << QString();
-    QTest::newRow("returns text") << u"returnsText"_s << none << QString();
-    QTest::newRow("returns a bool") << u"returnsBool"_s << none << QString();
-    QTest::newRow("hidden by a method that returns nothing") << u"shadowed"_s << none << QString();
-    QTest::newRow("not known to the meta-object")
-        << u"unlisted"_s << none << unknown.arg(QLatin1String("unlisted(QString,QString)"));
+    // Qt's line has the signature that was looked for, and one that the name has.
+    const auto row = [](const char* tag, const char* name, const QVariantMap& data, const QString& wanted = {},
+                        const QString& candidate = {}) {
+        QString words =
+            wanted.isEmpty() ? QString() : u"QMetaObject::invokeMethod: No such method Commands::"_s + wanted;
+        words += candidate.isEmpty() ? QString() : u"\nCandidates are:\n    "_s + candidate;
+        QTest::newRow(tag) << QString::fromLatin1(name) << data << words;
+    };
+    row("unknown", "unknown", {}, u"unknown(QString,QString)"_s);
+    row("other case", "Plain", {}, u"Plain(QString,QString)"_s);
+    row("no data, wants some", "withData", {}, u"withData(QString,QString)"_s,
+        u"withData(QString,QString,QVariantMap)"_s);
+    row("data, wants none", "plain", someData(), u"plain(QString,QString,QVariantMap)"_s, u"plain(QString,QString)"_s);
+    row("too few parameters", "one", {}, u"one(QString,QString)"_s, u"one(QString)"_s);
+    row("too many parameters", "four", someData(), u"four(QString,QString,QVariantMap)"_s,
+        u"four(QString,QString,QVariantMap,int)"_s);
+    row("a hash for a map", "hash", someData(), u"hash(QString,QString,QVariantMap)"_s,
+        u"hash(QString,QString,QVariantHash)"_s);
+    row("bytes for text", "bytes", {}, u"bytes(QString,QString)"_s, u"bytes(QByteArray,QByteArray)"_s);
+    row("returns nothing", "returnsNothing", {});
+    row("returns text", "returnsText", {});
+    row("returns a bool", "returnsBool", {});
+    row("hidden by a method that returns nothing", "shadowed", {});
+    row("not known to the meta-object", "unlisted", {}, u"unlisted(QString,QString)"_s);
 }
 
 // A wrong return type must be noticed before the method runs, not after it.

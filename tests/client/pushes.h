@@ -11,7 +11,7 @@
 /// Messages as the bus pushes them.
 namespace pushes {
 
-/// From "cashbox" to "printer"; its text is "text \a number" unless another one is given.
+/// A message from "cashbox" to "printer". Its text is "text \a number" unless another one is given.
 inline tarvex::Message numbered(int number, const QString& text = QString())
 {
     return samples::someMessage(u"printer"_s, text.isNull() ? u"text %1"_s.arg(number) : text, u"uid%1"_s.arg(number));
@@ -37,7 +37,7 @@ inline FakeBus::Action acceptAndPush(const QByteArray& bytes)
     return [bytes](FakeBus::Peer& peer, const FakeBus::Request&) { peer.send(FakeBus::acceptance() + bytes); };
 }
 
-/// The same, and the connection is closed then.
+/// The same, and then closes the connection.
 inline FakeBus::Action acceptPushAndClose(const QByteArray& bytes)
 {
     return [bytes](FakeBus::Peer& peer, const FakeBus::Request&) {

@@ -12,7 +12,7 @@
 #include <memory>
 #include <optional>
 
-/// A receiver, of which everything is noted that it emits and logs.
+/// A receiver, with everything that it emits and that is logged.
 struct ObservedReceiver
 {
     QTcpSocket* socket() const { return receiver.findChild<QTcpSocket*>(); }

@@ -31,7 +31,7 @@ void ServiceTest::cleanup()
 {
     queryBus.reset();
     receiverBus.reset();
-    // Those whose wait ended only with the server.
+    // Some workers were blocked until the server went away.
     QTRY_COMPARE_WITH_TIMEOUT(livingWorkers.load(), 0, 20000);
 }
 
@@ -50,7 +50,8 @@ QStringList ServiceTest::linesOnBus(const QString& text) const
     QStringList lines;
     const QList<FakeBus::Request> requests = queryBus->requests();
     for (const FakeBus::Request& request : requests) {
-        // Of anything else it would be logged that it is no command, and that line would come to the bus as well.
+        // For anything else a line would be logged, because it is no command, and that line would come to the bus as
+        // well.
         if (request.operation != QLatin1String("sendMessage")) {
             continue;
         }

@@ -21,7 +21,7 @@
 
 const QString PRINTER = tarvex::BUSNAME_TICKET_PRINTER;
 
-/// So long that no report is due by itself.
+/// An interval after which no report is due during a test.
 constexpr int NEVER_MS = 1000000;
 /// What the destructor may take: 1500 ms and room for a loaded machine.
 constexpr qint64 BOUND_MS = 6000;
@@ -71,8 +71,8 @@ public:
     int connections(const char* signal) const { return receivers(signal); }
 
     std::atomic<long> threadId{0};
-    std::atomic<int> starts{0}; ///< Of doStart(), begun.
-    std::atomic<int> tries{0};  ///< Of doStart(), over.
+    std::atomic<int> starts{0}; ///< Calls of doStart() that have begun.
+    std::atomic<int> tries{0};  ///< Calls of doStart() that have returned.
 };
 
 class QueryWorker : public tarvex::TarvexQueryWorker
@@ -110,8 +110,8 @@ public:
     int connections(const char* signal) const { return receivers(signal); }
 
     std::atomic<long> threadId{0};
-    std::atomic<int> starts{0}; ///< Of doStart(), begun.
-    std::atomic<int> tries{0};  ///< Of doStart(), over.
+    std::atomic<int> starts{0}; ///< Calls of doStart() that have begun.
+    std::atomic<int> tries{0};  ///< Calls of doStart() that have returned.
     std::atomic<long> reportThreadId{0};
     std::atomic<int> reports{0};
     std::atomic<int> applied{0};

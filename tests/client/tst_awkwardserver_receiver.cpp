@@ -35,7 +35,7 @@ int residentKiB()
     return file.open(QIODevice::ReadOnly) ? line.match(QString::fromLatin1(file.readAll())).captured(1).toInt() : 0;
 }
 
-/// A service that receives only; its messages are handled in a thread of its own, one after the other.
+/// A service that only receives. Its messages are handled in a thread of its own, one after the other.
 class Service : public wexcor::AbstractWorkerController
 {
 public:
@@ -123,7 +123,7 @@ void TstAwkwardserverReceiver::frameInThreeCalls_isRead()
     QCOMPARE(subject->log.texts(), QStringList());
 }
 
-// A timer that is due all the time gets its turns in between. In one go it would get one or two.
+// A timer that is always due gets its turns in between. If the frames were read in one go, it would get one or two.
 void TstAwkwardserverReceiver::framesOfABacklog_giveWay()
 {
     constexpr int COUNT = 30;
@@ -142,7 +142,7 @@ void TstAwkwardserverReceiver::framesOfABacklog_giveWay()
     QVERIFY2(turns >= COUNT / 4, qPrintable(QString::number(turns)));
 }
 
-// With a loss that is noticed at once, and with one that comes while the frames are being read.
+// The loss is noticed at once, or it comes while the frames are being read.
 void TstAwkwardserverReceiver::framesLeftByALostConnection_areReadBeforeTheWorkerRestarts()
 {
     for (const bool closesLater : {false, true}) {
@@ -161,7 +161,7 @@ void TstAwkwardserverReceiver::framesLeftByALostConnection_areReadBeforeTheWorke
     }
 }
 
-// What is acknowledged is handled, and what is not comes again.
+// What is acknowledged is handled. What is not acknowledged is pushed again.
 void TstAwkwardserverReceiver::backlogAtTheEnd_isNotAcknowledged()
 {
     for (int round = 0; round < 10; ++round) {
@@ -181,7 +181,8 @@ void TstAwkwardserverReceiver::backlogAtTheEnd_isNotAcknowledged()
             QTRY_VERIFY(handled >= 3);
             time.start();
         }
-        // One frame, the rounds and the pause before a connection is closed; all of the backlog would take 2 s.
+        // It takes one frame, the rounds, and the pause before a connection is closed. All of the backlog would take 2
+        // s.
         QVERIFY2(time.elapsed() < 1400, qPrintable(QString::number(time.elapsed())));
         QVERIFY(handled < 200);
         QTRY_COMPARE(bus->requests().size(), handled.load());
@@ -272,14 +273,14 @@ void TstAwkwardserverReceiver::rubbish_endsTheConnection_data()
     QTest::addColumn<int>("maxLines");
     QTest::newRow("lines") << QByteArray("rubbish\r\n").repeated(1000) << 64 << 65;
     QTest::newRow("no lines") << QByteArray(100000, 'A') << 64 << 65;
-    // Here the size line is the rubbish.
+    // In these the size line is the rubbish.
     QTest::newRow("headers") << QByteArray("[-REQUEST-]\r\n").repeated(2000) << 0 << 3 * 64;
     QTest::newRow("headers, and no sizes") << QByteArray("[-REQUEST-]\r\nx\r\n").repeated(2000) << 0 << 3 * 64;
     QTest::newRow("negative sizes") << QByteArray("[-REPLY-]\r\n-1\r\n").repeated(2000) << 0 << 3 * 64;
     QTest::newRow("empty payloads") << QByteArray("[-REPLY-]\r\n0\r\n").repeated(2000) << 0 << 3 * 64;
 }
 
-// Whether the server then waits, or has gone.
+// The server waits after that, or it has closed the connection.
 void TstAwkwardserverReceiver::rubbish_endsTheConnection()
 {
     QFETCH(QByteArray, rubbish);
@@ -351,7 +352,7 @@ void TstAwkwardserverReceiver::restartByTheService_isNotDelayed()
     QVERIFY(time.elapsed() < AT_ONCE_MS);
 }
 
-// Qt would take in all that the server sends, while the frames are read one after the other.
+// Otherwise Qt would take in all that the server sends, while the frames are read one after the other.
 void TstAwkwardserverReceiver::unreadBytes_waitInTheServer()
 {
     constexpr int COUNT = 60;
@@ -373,7 +374,7 @@ void TstAwkwardserverReceiver::unreadBytes_waitInTheServer()
     QVERIFY2(buffered > 0 && buffered <= 1024 * 1024, qPrintable(QString::number(buffered)));
 }
 
-// In a thread of its own, as in a service: each thread has a heap of its own.
+// It runs in a thread of its own, as in a service, because each thread has a heap of its own.
 void TstAwkwardserverReceiver::largeMessages_leaveNothingBehind()
 {
     constexpr int COUNT = 120;
@@ -413,7 +414,7 @@ void TstAwkwardserverReceiver::largeKeys_leaveNothingBehind()
         Message message;
         message.setUid(QString(2 * 1024 * 1024, QLatin1Char('u')) + QString::number(number));
         const QByteArray frame = FakeBus::requestFrame(u"sendMessage"_s, message.toVariantMap());
-        // Twice, and still recognised.
+        // Each comes twice, and the repeat is recognised.
         frames += frame + frame;
     }
     bus->willAnswerHandshake(acceptAndPush(frames));
@@ -423,13 +424,13 @@ void TstAwkwardserverReceiver::largeKeys_leaveNothingBehind()
     const qint64 before = memoryuse::allocated();
     QVERIFY(receiver.open());
     QTRY_COMPARE_WITH_TIMEOUT(bus->requests().size(), 2 * COUNT, 60000);
-    // Each repeat is told of, but not in MiB.
+    // Each repeat is logged, but not in MiB.
     QTRY_COMPARE(subject->log.texts().size(), COUNT);
     QVERIFY(subject->log.texts().constFirst().size() < 200000);
     subject->log.clear();
     QCOMPARE(received, COUNT);
     bus.reset();
-    // The sanitizers' allocators do not tell.
+    // The sanitizers' allocators do not say how much is allocated.
     QVERIFY2(memoryuse::allocated() - before < 20 * 1024 * 1024,
              qPrintable(QString::number(memoryuse::allocated() - before)));
 }

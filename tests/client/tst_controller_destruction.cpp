@@ -20,10 +20,10 @@ using namespace tarvex;
 
 namespace {
 
-/// Each controller takes 100 or 200 ms to go, which its workers sleep away while closing: so ten go at a time.
+/// The end of each controller takes 100 or 200 ms, in which its workers sleep while they close. So ten end at a time.
 constexpr int THREADS = 10;
 constexpr int CONTROLLERS_OF_A_THREAD = 5;
-/// After so many the servers are made anew, because they keep what they have accepted.
+/// After this many the servers are made anew, because they keep what they have accepted.
 constexpr int CONTROLLERS_OF_A_BATCH = THREADS * CONTROLLERS_OF_A_THREAD;
 
 enum class Server {
@@ -69,7 +69,7 @@ private:
 
 bool processEventsUntil(const std::function<bool()>& condition)
 {
-    QEventLoop loop; // a thread that Qt did not make has none of its own to process events with
+    QEventLoop loop; // A thread that Qt did not make has no event loop of its own.
     const QDeadlineTimer deadline(20000);
     while (!condition() && !deadline.hasExpired()) {
         loop.processEvents();
@@ -87,7 +87,7 @@ void begin(PairService& service, Moment moment, int number)
     Q_EMIT service.stateChanged();
 }
 
-/// \return whether it came.
+/// \return whether the moment came.
 bool waitForMoment(const PairService& service, Moment moment, int number)
 {
     QElapsedTimer clock;
@@ -131,7 +131,7 @@ void createAndDestroy(int count, int first, Moment moment, Counts& counts)
         clock.start();
         service.reset();
         counts.late += clock.elapsed() < BOUND_MS ? 0 : 1;
-        // A worker that was not done in time goes on its own, but its thread's object is ours to delete.
+        // A worker that was not done in time ends by itself, but this thread deletes its thread's object.
         for (const QPointer<QThread>& thread : threads) {
             counts.left += processEventsUntil([&thread] { return thread.isNull(); }) ? 0 : 1;
         }
@@ -179,8 +179,8 @@ FakeBus::Action actionOf(Server server)
 Q_DECLARE_METATYPE(Server)
 Q_DECLARE_METATYPE(Moment)
 
-/// A controller goes, with its pair of workers, a thousand times, at all the moments of their lives. The sanitizers
-/// look for what is left behind.
+/// Destroys a controller with its pair of workers a thousand times, at all moments of their lives. The sanitizers look
+/// for what is left behind.
 class TstControllerDestruction : public ServiceTest
 {
     Q_OBJECT
@@ -231,7 +231,7 @@ void TstControllerDestruction::destroyed_atAnyMoment_isGone()
     QFETCH(Server, server);
     QFETCH(Moment, moment);
     Counts counts;
-    // All five of a thread wait their 5 s together, the others come one after the other.
+    // All five of a thread wait their 5 s together. The others come one after the other.
     const int together = moment == Moment::RetriedOnce ? CONTROLLERS_OF_A_THREAD : 1;
     const auto createAndDestroyFive = [&counts, moment, together](int first) {
         for (int number = first; number < first + CONTROLLERS_OF_A_THREAD; number += together) {

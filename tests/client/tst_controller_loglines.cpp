@@ -141,7 +141,7 @@ void TstControllerLogLines::lines_thatFindNoRoom_areDroppedAndCounted()
     QTRY_COMPARE(countOf(u"sendMessage"_s), 1);
     Q_EMIT service.stateChanged();
     QTRY_COMPARE(countOf(u"saveState"_s), 1);
-    // The worker waits for its answer. From the service's thread and from another one alike.
+    // The worker waits for its answer. The lines come from the service's thread and from another one.
     for (int line = 0; line < 900; ++line) {
         qCDebug(printerCategory, "line %d", line);
     }
@@ -166,7 +166,7 @@ void TstControllerLogLines::lines_withoutAQueryWorker_areNotBounded()
     Service service;
     const QSignalSpy sent(&service, SIGNAL(sendLogMessage(Message)));
     {
-        // One that has gone counts no more.
+        // A worker that has gone does not count any more.
         auto* const query = new QueryWorker;
         service.initWorkers(nullptr, query);
         service.doKillThreads();
@@ -202,8 +202,8 @@ void TstControllerLogLines::refusedLines_doNotMultiply_data()
     QTest::newRow("filter on, texts differ") << 300000 << true;
 }
 
-// Each refusal is logged, and so becomes a message that is refused. One for one: as many are under way in the end as
-// there were lines of other origin.
+// Each refusal is logged, and so becomes a message that is refused. One refusal makes one message, so in the end as
+// many are under way as there were lines of other origin.
 void TstControllerLogLines::refusedLines_doNotMultiply()
 {
     QFETCH(int, repeatInterval);
@@ -222,11 +222,11 @@ void TstControllerLogLines::refusedLines_doNotMultiply()
     const QSignalSpy sent(&service, SIGNAL(sendLogMessage(Message)));
     auto* const query = new QueryWorker;
     QVERIFY(isStarted(service, nullptr, query));
-    // The line about its thread and this one, shown and stored.
+    // One line is about the worker's thread. The other is this one, which is shown and stored.
     constexpr int LINES = 3;
     qCWarning(GUILOGGER) << "kick";
     if (repeatInterval > 0 && !alwaysAnotherText) {
-        // The refusals all read alike, so that it ends by itself.
+        // The refusals are all alike, so the chain ends by itself.
         for (int i = 0; i < 100; ++i) {
             qWarning() << "line" << i;
         }
@@ -245,7 +245,7 @@ void TstControllerLogLines::refusedLines_doNotMultiply()
     const qint64 first = clock.restart();
     QTRY_VERIFY_WITH_TIMEOUT(refused >= 600, 60000);
     const qint64 second = clock.elapsed();
-    // First what was sent, then what has come, so that the difference is no less than what is under way.
+    // What was sent is read first, and after that what has come.
     const int emitted = sent.count();
     const int underWay = emitted - refused;
     std::printf("refused per second: %.0f, then %.0f; under way: %d\n", 300000.0 / double(qMax<qint64>(1, first)),

@@ -26,17 +26,17 @@
 
 using namespace tarvex;
 
-// Each case runs in a process of its own, which is this program again: a test that has an application object of its own
-// could not look at what happens without one.
+// Each case runs in a process of its own, which is this program again, because a test that has an application object
+// cannot see what happens without one.
 
 namespace {
 
 const QString PRINTER = BUSNAME_TICKET_PRINTER;
 
-/// So long that no report is due by itself.
+/// An interval after which no report is due during a test.
 constexpr int NEVER_MS = 1000000;
 constexpr int PATIENCE_MS = 60000;
-/// What the end of a process may take. A worker that is given up takes 1500 ms; closing the connections takes 100 ms.
+/// What the end of a process may take. A worker that is given up takes 1500 ms. Closing the connections takes 100 ms.
 constexpr int BOUND_MS = 1200;
 constexpr int LINES = 3;
 /// The threads that a process has without any worker.
@@ -183,7 +183,7 @@ public:
         }
     }
 
-    /// Leaves the workers something to do.
+    /// Gives the workers something to do.
     void sayLastThings()
     {
         for (int i = 1; i <= LINES; ++i) {
@@ -193,7 +193,7 @@ public:
     }
 };
 
-// The cases. In each the end object is the first to be made and the last to go.
+// The cases. In each of them the end object is made first and destroyed last.
 
 int endAsChild(int argc, char** argv)
 {
@@ -269,7 +269,7 @@ constexpr Case CASES[] = {
     {"declared after the application", endInOrder},
 };
 
-// What the test makes of them.
+// What the test does with them.
 
 struct Outcome
 {

@@ -37,7 +37,7 @@ QList<QByteArray> inPieces(const QByteArray& bytes, int size)
 }
 
 /// The frames come back to back, so that a piece may hold the end of one and the beginning of the next. After such a
-/// piece the reader gets the time to be done with the one and to wait for the other.
+/// piece the reader has the time to finish the one and to wait for the other.
 FakeBus::Action acceptAndPushInTinyPieces(const QByteArrayList& frames, int size)
 {
     return [frames, size](FakeBus::Peer& peer, const FakeBus::Request&) {
@@ -96,7 +96,7 @@ void TstReceiverFrames::awkwardFrame_isReportedAndTheNextOneRead_data()
     row("size empty", "[-REQUEST-]\r\n\r\n", {size + u": "_s, size});
     row("size negative", "[-REQUEST-]\r\n-5\r\n", {size});
     row("size beyond 32 bits", "[-REQUEST-]\r\n2147483648\r\n", {size + u": 2147483648"_s, size});
-    // Of a line that long only the first 15 bytes are taken; the rest is the next line.
+    // Only the first 15 bytes of such a long line are read. The rest is the next line.
     row("size longer than a line", "[-REQUEST-]\r\n12345678901234567890\r\n",
         {size + u": 123456789012345"_s, size, header + u"67890"_s});
     row("reply, size in words", "[-REPLY-]\r\nmany\r\n", {size + u": many"_s, badReply});
@@ -152,7 +152,7 @@ void TstReceiverFrames::shortPayload_isReportedOnce()
     QTRY_COMPARE(subject->log.texts(), QStringList(u"warning: Invalid request data"_s));
 }
 
-// A loaded machine may hold the second piece back for longer than the reader waits: one of five tries must do.
+// A loaded machine may hold the second piece back for longer than the reader waits. One of five tries must succeed.
 void TstReceiverFrames::frame_cutAnywhere_isRead()
 {
     const QByteArray frame = pushFrame(numbered(10000));
@@ -208,7 +208,7 @@ void TstReceiverFrames::burst_inTinyPieces_isDeliveredCompletely_data()
 }
 
 // The pieces come faster than the reader gives up, by a factor of two or more, and slower than it reads, so that it
-// runs dry all the time. A loaded machine may hold one back for longer than it waits: one of ten tries must do.
+// runs dry all the time. A loaded machine may hold one back for longer than it waits. One of ten tries must succeed.
 void TstReceiverFrames::burst_inTinyPieces_isDeliveredCompletely()
 {
     QFETCH(int, pieceSize);

@@ -17,7 +17,7 @@ using namespace tarvex;
 
 namespace {
 
-/// Says goodbye with a last state.
+/// Saves a last state when it is stopped.
 class FarewellWorker : public QueryWorker
 {
 public:
@@ -38,7 +38,7 @@ private:
     std::atomic<bool>& m_isSaved;
 };
 
-/// A bus that keeps messages until they are acknowledged: pushes what is left on each connection, a few at a time.
+/// A bus that keeps messages until they are acknowledged. On each connection it pushes what is left, a few at a time.
 class KeepingBus
 {
 public:
@@ -115,7 +115,7 @@ private:
     QList<int>& m_handled;
 };
 
-/// The ordinary road: from the message worker through the controller to the commands worker, and the answer back.
+/// The ordinary way: from the message worker through the controller to the commands worker, and the answer back.
 class RoadService : public Service
 {
     Q_OBJECT
@@ -231,7 +231,7 @@ void TstServiceEnd::destructor_takesTheBridgeDownFirst()
 {
     auto service = std::make_unique<Service>();
     auto* const query = new QueryWorker;
-    // By pointer: it outlives the worker, which goes with the service.
+    // By pointer, because it outlives the worker, which is deleted with the service.
     std::atomic<bool> bridgeWasUp{true};
     auto* const wasUp = &bridgeWasUp;
     connect(
@@ -281,7 +281,7 @@ void TstServiceEnd::destructor_withSilentServer_isBounded()
     clock.start();
     service.reset();
     QVERIFY2(clock.elapsed() < BOUND_MS, qPrintable(QString::number(clock.elapsed())));
-    // The worker is in the middle of its wait and goes when that is over, on its own.
+    // The worker is in the middle of its wait. It ends by itself when the wait is over.
     QCOMPARE(livingWorkers.load(), 1);
     queryBus.reset();
     QTRY_COMPARE_WITH_TIMEOUT(livingWorkers.load(), 0, 20000);
@@ -381,7 +381,7 @@ void TstServiceEnd::end_commandUnderWay_isAnsweredReportedAndLogged()
     QList<int> handled;
     RoadService service(handled);
     service.doStart();
-    // Nothing of what follows the acknowledgement is seen to by this thread before the end begins.
+    // This thread carries out nothing of what follows the acknowledgement before the end begins.
     pushed.get_future().wait();
     service.doStop();
     QCOMPARE(handled, QList<int>{1});
@@ -410,14 +410,14 @@ void TstServiceEnd::end_ofABlockedWorker_tellsHowManyLinesAreLost()
     for (int line = 1; line <= 30; ++line) {
         qWarning("line %d", line);
     }
-    // What is told in the end is told when the bridge is down, so that it may be caught.
+    // The last line is logged after the bridge is down, so it can be caught here.
     const LogCapture log;
     QElapsedTimer clock;
     clock.start();
     service.reset();
     QVERIFY(clock.elapsed() < BOUND_MS);
     const QString dropped = u"warning: Dropped 31 queued messages and calls when the workers were stopped"_s;
-    // The one that is under way is not known to have failed yet.
+    // The line that is under way may count or not, because it is not known yet whether it has failed.
     QVERIFY2(log.texts().contains(dropped)
                  || log.texts().contains(QString(dropped).replace(QLatin1String("31"), QLatin1String("30"))),
              qPrintable(log.texts().join(QLatin1Char('\n'))));

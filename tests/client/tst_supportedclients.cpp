@@ -11,12 +11,12 @@ using namespace tarvex;
 
 namespace {
 
-// Nobody can assign to them.
+// They cannot be assigned to.
 static_assert(std::is_const_v<decltype(BUSNAME_LOGGER)>);
 static_assert(std::is_const_v<decltype(ALL_SUPPORTED_CLIENTS)>);
 static_assert(std::is_const_v<decltype(ALL_SUPPORTED_CLIENT_SETTINGS)>);
 
-// Filled by this program's own static initialisation: the library's comes first.
+// This program's own static initialisation fills it. The library's comes first.
 const QStringList allNames{
     BUSNAME_LOGGER,      BUSNAME_TERMINAL_GUI,  BUSNAME_TICKET_SALES,  BUSNAME_TICKET_PRINTER, BUSNAME_RECEIPT_PRINTER,
     BUSNAME_CASHBOX,     BUSNAME_COIN_ACCEPTOR, BUSNAME_BILL_ACCEPTOR, BUSNAME_CARD_READER,    BUSNAME_BARCODE_SCANNER,
@@ -57,7 +57,7 @@ void TstSupportedClients::names_areFifteenDistinctTexts()
 
 void TstSupportedClients::names_canBeUsedInFrames()
 {
-    // A name stands in keys made with points and placeholders, and on command lines.
+    // Names are used in keys that are made with points and placeholders, and on command lines.
     for (const QString& name : allNames) {
         QCOMPARE(name, name.trimmed());
         for (const QChar character : name) {

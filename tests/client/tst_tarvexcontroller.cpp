@@ -127,7 +127,7 @@ void TstTarvexController::destroyed_linesStayHere()
     QVERIFY(creator);
     service.reset();
     QVERIFY(TarvexLogCreator::createCreator().isNull());
-    // With the bridge set up by hand, an output that is still there would show.
+    // The bridge is set up by hand, so that an output that is still there is noticed.
     Counter counter;
     TarvexLogCreator::init(&counter, SLOT(count()), PRINTER, 0);
     qWarning() << "line";
@@ -177,7 +177,7 @@ void TstTarvexController::initWorkers_connectsEachOnce()
     }
     if (msg != nullptr) {
         QCOMPARE(msg->connections(SIGNAL(updateSettings())), int(hasQuery));
-        // The service's own to connect.
+        // The service connects these itself.
         QCOMPARE(msg->connections(SIGNAL(stateChanged(ClientState))), 0);
         QCOMPARE(msg->connections(SIGNAL(unprocessedMessage(Message))), 0);
         QTRY_COMPARE(receiverBus->handshakes().size(), 1);
@@ -270,7 +270,7 @@ void TstTarvexController::initWorkers_withoutThreads_stillQueues()
     QCOMPARE(query.reports.load(), 1);
     QCOMPARE(changed.count(), 1);
     QCOMPARE(query.applied.load(), 1);
-    // Dropped while the connection is not open, which it is by now.
+    // It would be dropped while the connection is not open, but the connection is open by now.
     Message message;
     message.setReciever(u"cashbox"_s);
     Q_EMIT service.sendLogMessage(message);
@@ -279,7 +279,7 @@ void TstTarvexController::initWorkers_withoutThreads_stillQueues()
     QCOMPARE(countOf(u"sendMessage"_s), 1);
 }
 
-// The system numbers threads in the order in which they are made, and starts again from below some day.
+// The system numbers threads in the order in which they are made, and starts again from a low number at times.
 void TstTarvexController::initWorkers_startsTheQueryThreadFirst()
 {
     int inOrder = 0;

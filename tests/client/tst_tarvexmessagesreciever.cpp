@@ -139,7 +139,7 @@ void TstTarvexMessagesReciever::message_isAcknowledgedAndEmitted()
 void TstTarvexMessagesReciever::message_isAcknowledgedBeforeItIsEmitted()
 {
     bus->willAnswerHandshake(acceptAndPush(pushFrames(1, 1)));
-    // Shared: the receiver outlives this function.
+    // Shared, because the receiver outlives this function.
     const auto acknowledged = std::make_shared<bool>(false);
     connect(&subject->receiver, &TarvexMessagesReciever::incomingMessage, &subject->receiver,
             [this, acknowledged] { *acknowledged = bus->waitForRequests(1); });
@@ -199,7 +199,7 @@ void TstTarvexMessagesReciever::repeat_acrossReconnection_isRecognised()
 
 void TstTarvexMessagesReciever::repeat_after100Others_isDeliveredAgain()
 {
-    // The second look at the first does not refresh it: it is still the one to go.
+    // The repeat of the first does not refresh it, so the first is still the one that is forgotten next.
     bus->willAnswerHandshake(acceptAndPush(pushFrames(1, 100) + pushFrames(1, 1) + pushFrames(101, 101)
                                            + pushFrames(1, 1) + pushFrames(3, 3)));
     QVERIFY(subject->receiver.open());
@@ -290,7 +290,7 @@ void TstTarvexMessagesReciever::close_pausesBeforeItDisconnects()
     QVERIFY(seen.get_future().get() - before >= 99);
 }
 
-// Qt goes on trying to get rid of the bytes: until then the connection is still there.
+// Qt goes on trying to write the bytes. Until they are written the connection is still there.
 void TstTarvexMessagesReciever::close_withBytesUntaken_isNotOpenAnyMore()
 {
     bus->willAnswerHandshake([](FakeBus::Peer& peer, const FakeBus::Request&) {

@@ -62,7 +62,7 @@ public:
         return intervals;
     }
 
-    /// Takes away everything that the worker has made but its receiver.
+    /// Deletes everything that the worker has made, except its receiver.
     void loseTimers()
     {
         for (QObject* const child : ownParts()) {
@@ -157,7 +157,7 @@ private:
         return m_worker->doStart() && QTest::qWaitFor([this] { return m_worker->isOpen(); }, 20000);
     }
 
-    /// Whether what is open is still open after everything has been due that it may have going, several times.
+    /// Whether the connection is still open after all timers have been due several times.
     bool isLeftAlone() const
     {
         HeldClock clock;
@@ -408,7 +408,7 @@ void TstTarvexMsgWorker::startedTwice_restartsOnce()
     QCOMPARE(m_bus->connectionCount(), 2);
 }
 
-// restart() makes one of two calls, so that what it does tells nothing.
+// Two restart() calls at once have the effect of one. So the number of connections itself is looked at.
 void TstTarvexMsgWorker::startedTwice_isConnectedOnce()
 {
     QVERIFY(m_worker->doStart());
@@ -519,7 +519,7 @@ void TstTarvexMsgWorker::handshakeAnsweredLate_isLeftAlone()
     QCOMPARE(m_bus->connectionCount(), 1);
 }
 
-// The receiver closes itself then, silently: it has been open for longer than a look or two takes.
+// The receiver then closes itself silently, after it has been open for longer than two looks.
 void TstTarvexMsgWorker::acceptanceTakenBack_isBackAfter5s()
 {
     std::promise<void> takeBack;
@@ -545,7 +545,7 @@ void TstTarvexMsgWorker::acceptanceTakenBack_isBackAfter5s()
     QCOMPARE(log.texts(), QStringList(u"warning: Incorrect reply data"_s));
 }
 
-// Whichever way it came to that, there is one timer that restarts it.
+// However it came to that, one timer alone restarts the worker.
 void TstTarvexMsgWorker::openFailsWhileWatched_isTriedByOneTimer()
 {
     QVERIFY(joinBus());

@@ -19,7 +19,7 @@
 const QString STARTED = u"started"_s;
 const QString STOPPED = u"stopped"_s;
 
-/// How long the controller waits for all its workers together, and three times as much for a machine that is busy.
+/// How long the controller waits for all its workers together, and three times that for a busy machine.
 constexpr qint64 STOP_LIMIT_MS = 1500;
 constexpr qint64 STOP_LIMIT_WITH_ROOM_MS = 3 * STOP_LIMIT_MS;
 
@@ -68,7 +68,7 @@ public:
     void doStart() override { }
 };
 
-/// For what comes in other threads; this thread's event loop does not run meanwhile.
+/// Waits for what other threads do. This thread's event loop does not run meanwhile. \return whether it came.
 inline bool waitUntil(const std::function<bool()>& condition)
 {
     const QDeadlineTimer deadline(20000);
@@ -135,9 +135,8 @@ public:
         return [gate = gate](RecordingWorker&) { gate->wait(); };
     }
 
-    /// Opens the gate at which the first worker waits, but not before the controller has posted it its stop: the
-    /// workers' stops are posted in the order in which they were added, and the second worker's has been carried out
-    /// by then.
+    /// Calls doStop(), and opens the gate at which the first worker waits once the controller has posted its stop. The
+    /// stops are posted in the order in which the workers were added, so that is when the second worker has stopped.
     void doStopWhileFirstWaits()
     {
         std::thread opener([gate = gate, second = records.at(1)] {
@@ -193,7 +192,7 @@ public:
     std::unique_ptr<Controller> controller;
 };
 
-/// A crew for each test function, of which nothing may happen in a wrong thread.
+/// Has a crew for each test function. At its end nothing may have happened in a wrong thread.
 class CrewTest : public QObject
 {
     Q_OBJECT

@@ -14,7 +14,7 @@
 #include <memory>
 #include <mutex>
 
-/// A gate that threads wait at until the test opens it.
+/// A gate at which threads wait until the test opens it.
 class Gate
 {
 public:
@@ -37,7 +37,7 @@ private:
     bool m_open = false;
 };
 
-/// What happened to a worker; outlives it, and is read and written in any thread.
+/// What happened to a worker. It outlives the worker, and is read and written in any thread.
 class Record
 {
 public:
@@ -61,14 +61,14 @@ public:
 
     bool has(const QString& what) const { return events().contains(what); }
 
-    /// The thread in which everything is to happen.
+    /// The thread in which everything must happen.
     void setThread(QThread* thread)
     {
         const std::lock_guard<std::mutex> lock(m_mutex);
         m_thread = thread;
     }
 
-    /// The events that happened in another thread, or one within another.
+    /// The events that happened in another thread, or inside another event.
     QStringList strays() const
     {
         const std::lock_guard<std::mutex> lock(m_mutex);

@@ -122,7 +122,7 @@ void TstAbstractWorker::restart_returnsAtOnce()
     Gate gate;
     subject.worker->onStop = [&gate](RecordingWorker&) { gate.wait(); };
     subject.start();
-    // Would never come back if it waited for the stop, which waits for us.
+    // It would never return if it waited for the stop, because the stop waits for the gate.
     subject.worker->restart();
     subject.worker->restart();
     gate.open();
@@ -198,7 +198,7 @@ void TstAbstractWorker::restart_insideDoStop_addsNothing()
         QCoreApplication::processEvents();
     }
     QCOMPARE(m_record->events(), QStringList({STOP, START}));
-    // The next one from outside is as good as the first.
+    // The next one from outside works like the first.
     worker.restart();
     QCoreApplication::processEvents();
     QCOMPARE(m_record->events(), QStringList({STOP, START, STOP, START}));
@@ -232,7 +232,7 @@ void TstAbstractWorker::restart_fromOutsideDuringOne_getsItsOwnRound()
 
 void TstAbstractWorker::restart_insideDoStopByQueuedSignal_endsAfterOneMoreRound()
 {
-    // A queued signal from inside doStop() arrives when the restart is over: it cannot be told from one from outside.
+    // A queued signal from inside doStop() arrives when the restart is over. It looks like one from outside.
     RecordingWorker worker(m_record);
     int signalsLeft = 1;
     worker.onStop = [&signalsLeft](RecordingWorker& self) {
@@ -344,7 +344,7 @@ void TstAbstractWorker::restart_showsWhatTheCallerWroteBefore()
 void TstAbstractWorker::restart_byRepeatingTimer_keepsStarting()
 {
     RecordingWorker worker(m_record);
-    // As long as nothing works: both give up every time.
+    // Nothing works: both fail every time.
     worker.startResult = false;
     worker.stopResult = false;
     QTimer timer;

@@ -206,7 +206,7 @@ void TstAbstractWorkerController::hooks_areCalledFromTheEventLoop()
     crew->add()->onStart = crew->waitAtGate();
     crew->add();
     QVERIFY(crew->start());
-    // The second worker's; the first has not returned from its start.
+    // It is the second worker's. The first one has not returned from its start.
     QTRY_COMPARE(crew->hooks->events(), QStringList{STARTED});
     crew->gate->open();
     QTRY_COMPARE(crew->hooks->events(), QStringList({STARTED, STARTED}));

@@ -73,7 +73,7 @@ void TstControllerEnd::destructor_withoutWorkers()
             controller.doKillThreads();
         }
     });
-    // With nobody to wait for; 30 limits would be 45 s.
+    // Nothing has to be waited for. 30 limits would be 45 s.
     QVERIFY(time < STOP_LIMIT_WITH_ROOM_MS);
 }
 
@@ -116,7 +116,7 @@ void TstControllerEnd::destructor_rightAfterStart_deletes()
     crew->add();
     crew->controller->doStart();
     crew->end();
-    // Started or not, depending on who was faster; stopped and deleted in any case.
+    // It was started or not, depending on which thread was faster. It was stopped and deleted in any case.
     const QStringList events = crew->events();
     QCOMPARE(events.mid(events.size() - 2), QStringList({STOP, DELETED}));
     QVERIFY(events.count(START) <= 1);
@@ -125,7 +125,7 @@ void TstControllerEnd::destructor_rightAfterStart_deletes()
 
 void TstControllerEnd::destructor_interruptsALongRead()
 {
-    // For as long as nobody asks: what a worker does in the rounds of a long read.
+    // It waits until the interruption is requested, as a worker does in the rounds of a long read.
     crew->add()->onStart = [](RecordingWorker& self) {
         while (!QThread::currentThread()->isInterruptionRequested()) {
             QThread::msleep(1);
@@ -149,10 +149,10 @@ void TstControllerEnd::destructor_ofBlockedWorker_comesBack()
     QTRY_VERIFY(record->has(START));
     const qint64 time = timeOf([&controller] { controller.reset(); });
     QVERIFY2(time < STOP_LIMIT_WITH_ROOM_MS, qPrintable(QString::number(time)));
-    // It is not ended by force, but goes by itself when its wait is over.
+    // It is not ended by force. It ends by itself when its wait is over.
     QCOMPARE(record->events(), QStringList{START});
     QVERIFY(thread->isRunning());
-    // Another controller in the same place would hear what the worker's thread says to the one that has gone.
+    // If the worker's thread still sent something to the old controller, the new one in the same place would get it.
     controller.emplace(nullptr, hooks);
     crew->gate->open();
     QTRY_VERIFY(thread.isNull());
@@ -171,12 +171,12 @@ void TstControllerEnd::destructor_ofSeveralBlockedWorkers_comesBack()
     crew->add();
     QVERIFY(crew->start());
     const qint64 time = timeOf([this] { crew->end(); });
-    // The limit is for all of them together: four in a row would take longer than this.
+    // The limit is for all of them together. Four in a row would take longer than this.
     QVERIFY2(time < STOP_LIMIT_WITH_ROOM_MS, qPrintable(QString::number(time)));
     for (size_t number = 0; number < BLOCKED; ++number) {
         QCOMPARE(crew->events(number), QStringList{START});
     }
-    // The one that was free went in order.
+    // The one that was not blocked ended in order.
     QCOMPARE(crew->events(BLOCKED), QStringList({START, STOP, DELETED}));
     crew->gate->open();
     QTRY_VERIFY(crew->allWent({START, STOP, DELETED}));
@@ -197,7 +197,7 @@ void TstControllerEnd::destructor_threadEndedBefore()
     QThread* const thread = worker->thread();
     QVERIFY(crew->start());
     QMetaObject::invokeMethod(worker, "endThread", Qt::QueuedConnection);
-    // No turn of the event loop: the thread object is still there.
+    // The event loop has not run, so the thread object still exists.
     QVERIFY(thread->wait());
     QCOMPARE(crew->events(), QStringList({START, DELETED}));
     crew->end();
@@ -253,7 +253,7 @@ void TstControllerEnd::destructor_showsWhatItsThreadsWroteLast()
     QThread* const thread = crew->controller->add(worker);
     crew->controller->doStart();
     thread->quit();
-    // A wait for the thread would order the two before the controller does.
+    // A wait for the thread would order the write and the read already.
     QVERIFY(waitUntil([thread] { return thread->isFinished(); }));
     crew->end();
     QCOMPARE(number, 17);
@@ -306,7 +306,7 @@ void TstControllerEnd::doStop_blockedWorker_comesBackAndStopsLater()
 {
     crew->add()->onStart = crew->waitAtGate();
     QVERIFY(crew->start());
-    // Comes back although the worker cannot stop until we let it.
+    // It returns although the worker cannot stop before the gate is opened.
     crew->controller->doStop();
     QCOMPARE(crew->events(), QStringList{START});
     crew->gate->open();
@@ -342,7 +342,7 @@ void TstControllerEnd::doStop_threadEndingByItself_stopsFirst()
     const qint64 time = timeOf([this] { crew->doStopWhileFirstWaits(); });
     QVERIFY(thread->wait());
     QCOMPARE(crew->events(), QStringList({START, STOP, DELETED}));
-    // Not kept waiting for an answer that cannot come.
+    // It does not wait for an answer that cannot come.
     QVERIFY2(time < STOP_LIMIT_MS, qPrintable(QString::number(time)));
     QTRY_COMPARE(crew->hooks->count(STOPPED), 2);
 }
@@ -373,7 +373,7 @@ void TstControllerEnd::doStop_restartAfterwards_doesNothing()
 void TstControllerEnd::doStop_repeatingTimer_restartsNoMore()
 {
     crew->add()->onStart = [](RecordingWorker& self) {
-        // The first start sets it up, as a worker does whose connection failed.
+        // The first start sets the timer up, like a worker whose connection failed.
         if (self.findChildren<QTimer*>().isEmpty()) {
             auto* const timer = new QTimer(&self);
             QObject::connect(timer, SIGNAL(timeout()), &self, SLOT(restart()));
@@ -438,7 +438,7 @@ void TstControllerEnd::doKillThreads_requestsInterruption()
 {
     std::atomic<bool> requestedInStop{false};
     crew->add()->onStop = [&requestedInStop](RecordingWorker&) {
-        // Asked for after the stop was posted, so it may come a moment later.
+        // It is requested after the stop was posted, so it may come a moment later.
         while (!QThread::currentThread()->isInterruptionRequested()) {
             QThread::msleep(1);
         }
@@ -537,7 +537,7 @@ void TstControllerEnd::cycles_withRestartStorms()
                 }
             });
         }
-        // In the middle of the storm: from here on the calls have no effect.
+        // This is in the middle of the storm. From here on the calls have no effect.
         cycle.controller->doStop();
         const int stops = cycle.count(STOP);
         const int starts = cycle.count(START);

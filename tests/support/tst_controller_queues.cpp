@@ -47,7 +47,7 @@ void queueCall(QObject* receiver, const std::function<void()>& call)
     QMetaObject::invokeMethod(receiver, call, Qt::QueuedConnection);
 }
 
-/// Works its queues off before it lets go of what its workers need.
+/// Works its queues off before it destroys what its workers need.
 class WorkingOffController : public Controller
 {
 public:
@@ -102,7 +102,7 @@ void TstControllerQueues::end_worksTheQueuesOff_data()
     addEnds({End::Destructor, End::DoStop, End::DoKillThreads});
 }
 
-// From the first worker to the second, back, and so on, twice through each of three threads. Nobody but the end itself
+// The calls go from the first worker to the second, to the third and to the first again, twice. Only the end itself
 // waits for that.
 void TstControllerQueues::end_worksTheQueuesOff()
 {
@@ -154,7 +154,7 @@ void TstControllerQueues::end_tellsTheWorkersFirst()
     QVERIFY(wasEnding[2]);
 }
 
-// A service that logs why it cannot run, and goes: its workers still start and send that.
+// A service may log why it cannot run, and end at once. Its workers still start and send that.
 void TstControllerQueues::end_startsAWorkerWhoseThreadHasJustBegun()
 {
     for (int round = 0; round < 20; ++round) {
@@ -196,7 +196,7 @@ void TstControllerQueues::end_ofABlockedWorker_saysWhatIsKnown()
     QCOMPARE(log.texts(), QStringList(droppedLine(3)));
     crew->gate->open();
     QTRY_VERIFY(crew->has(DELETED));
-    // All of them have been told of.
+    // All of them have been reported.
     QCOMPARE(log.texts(), QStringList(droppedLine(3)));
     QCOMPARE(crew->events(), QStringList({START, MARK, STOP, DELETED}));
 }
@@ -272,7 +272,7 @@ void TstControllerQueues::end_thatDestroysTheController()
     const QPointer<Controller> controller = crew->controller.release();
     const auto queueTheCall = [controller] { queueCall(controller, [controller] { delete controller.data(); }); };
     if (end == End::Loop) {
-        // Queued when the loop has been told to end already.
+        // It is queued after the loop has been told to end.
         QTimer::singleShot(0, controller, [queueTheCall] {
             QCoreApplication::quit();
             queueTheCall();
@@ -336,7 +336,7 @@ void TstControllerQueues::doStop_ofALongQueueOfItsOwn_isBounded()
     QCOMPARE(log.texts(), QStringList(droppedLine(CALLS - carriedOut)));
 }
 
-// On its way from one worker to another a call often takes a turn through the controller, or through what it owns.
+// On its way from one worker to another a call often passes through the controller, or through what it owns.
 void TstControllerQueues::doStop_carriesOutItsOwnCalls()
 {
     RecordingWorker* const first = crew->add();
@@ -352,7 +352,7 @@ void TstControllerQueues::doStop_carriesOutItsOwnCalls()
     QVERIFY(crew->allWent({START, MARK, STOP}));
 }
 
-// Qt takes a whole queue up at once: whatever comes later stands behind all of that, urgent or not.
+// Qt takes up a whole queue at once. Whatever comes later waits behind that, whatever its priority.
 void TstControllerQueues::doStop_inTheMiddleOfALongQueue_goesAheadOfTheRest()
 {
     constexpr int CALLS = 1000;
@@ -370,7 +370,7 @@ void TstControllerQueues::doStop_inTheMiddleOfALongQueue_goesAheadOfTheRest()
     QVERIFY(before > 0 && before < CALLS);
     QTRY_COMPARE(crew->count(MARK), CALLS);
     QCOMPARE(crew->count(STOP), 1);
-    // Whoever stops it this way learns how much came too late.
+    // The log says how many calls came too late.
     const int late = CALLS - crew->events().mid(0, before).count(MARK);
     QTRY_COMPARE(log.texts(),
                  QStringList(u"warning: Stopped a worker ahead of %1 queued messages and calls"_s.arg(late)));
@@ -385,7 +385,7 @@ void TstControllerQueues::destructor_dropsItsOwnCallsAndSaysSo()
     }
     crew->end();
     QCoreApplication::processEvents();
-    // The derived class, for which they were meant, is gone by then.
+    // They were meant for the derived class, which has gone by then.
     QCOMPARE(carriedOut, 0);
     QCOMPARE(log.texts(), QStringList(droppedLine(3)));
 }
@@ -442,7 +442,7 @@ void TstControllerQueues::applicationsLoopEnds_everythingIsCarriedOut()
     RecordingWorker* const first = crew->add();
     RecordingWorker* const second = crew->add();
     first->onMark = [&dispatcher, second](RecordingWorker& self) {
-        // Not before the loop has ended.
+        // It does not go on before the loop has ended.
         waitUntil([&self] { return self.isEnding(); });
         queueCall(&dispatcher, [second] { second->postMarks(); });
     };

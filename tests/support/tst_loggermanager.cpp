@@ -122,7 +122,7 @@ QtMessageHandler installedHandler()
     return handler;
 }
 
-/// Looks, before main(), whether loading the library has installed a handler: Qt gives its own when there is none.
+/// Looks, before main(), whether loading the library has installed a handler. Qt returns its own when there is none.
 bool isHandlerInstalled()
 {
     const QtMessageHandler before = qInstallMessageHandler(console);
@@ -133,7 +133,7 @@ bool isHandlerInstalled()
 
 const bool handlerInstalledAtLoad = isHandlerInstalled();
 
-/// Runs \a work in so many threads at once, and waits for them.
+/// Runs \a work in \a count threads at once, and waits for them.
 void runInThreads(int count, const std::function<void()>& work)
 {
     std::vector<std::thread> threads;
@@ -193,7 +193,7 @@ void TstLoggerManager::cleanup()
     }
 }
 
-// These four must stay the first, in this order: the manager installs itself once in a process.
+// These four must stay the first, in this order, because the manager installs itself once in a process.
 void TstLoggerManager::load_installsNothing()
 {
     QVERIFY(!handlerInstalledAtLoad);
@@ -440,7 +440,7 @@ void TstLoggerManager::output_mayReplaceOrRemoveItself()
 void TstLoggerManager::output_isDestroyedOutsideTheLock()
 {
     LoggerManager::setOutputs(SECOND, output(u"second"_s));
-    // Each would wait for ever for a lock of its own.
+    // Each would wait for ever if the lock were held.
     LoggerManager::setOutputs(FIRST, outputThatLogsWhenDestroyed());
     LoggerManager::setOutputs(FIRST, outputThatLogsWhenDestroyed());
     QCOMPARE(lines.take(), list("console: gone|second: gone"));

@@ -28,7 +28,7 @@ bool isBlocked(int signal)
     return sigismember(&blocked, signal) == 1;
 }
 
-/// Runs the event loop. \return whether it was ended, and not left alone.
+/// Runs the event loop. \return whether something ended it before the time was over.
 bool loopIsEnded()
 {
     QTimer alarm;
@@ -37,8 +37,8 @@ bool loopIsEnded()
     return QCoreApplication::exec() == 0;
 }
 
-/// While it lives the system has no descriptor for signals. A limit of the process itself would disturb the sanitizers,
-/// which open files for their checks.
+/// While it exists the system gives no descriptor for signals. A limit of the process itself would disturb the
+/// sanitizers, because they open files for their checks.
 class NoDescriptor
 {
 public:
@@ -50,7 +50,7 @@ public:
     static inline bool isOn = false;
 };
 
-/// What the process does with a signal, while it lives.
+/// While it exists the process handles the signal in this way.
 class Disposition
 {
 public:
@@ -82,7 +82,7 @@ extern "C" __attribute__((visibility("default"))) int signalfd(int descriptor, c
     return static_cast<int>(::syscall(SYS_signalfd4, descriptor, signals, _NSIG / 8, flags));
 }
 
-/// Signals are raised in the test's thread: QtTest has one more, which it started before.
+/// Signals are raised in the test's thread, because QtTest has started a thread of its own before.
 class TstQuitOnSignal : public QObject
 {
     Q_OBJECT
@@ -156,7 +156,7 @@ void TstQuitOnSignal::secondSignal_changesNothing()
     QVERIFY(loopIsEnded());
     ::raise(SIGTERM);
     ::raise(SIGINT);
-    quitOnSignal.reset(); // would deliver them, and the process would end here
+    quitOnSignal.reset(); // If it delivered them, the process would end here.
     QVERIFY(!isBlocked(SIGTERM));
 }
 

@@ -53,7 +53,8 @@ public:
     QList<int> runningTimers() const
     {
         QList<int> intervals;
-        for (QObject* const child : ownParts()) {
+        const QObjectList children = ownParts();
+        for (QObject* const child : children) {
             const auto timers = QAbstractEventDispatcher::instance()->registeredTimers(child);
             for (const auto& timer : timers) {
                 intervals.append(timer.interval);
@@ -65,7 +66,8 @@ public:
     /// Deletes everything that the worker has made, except its receiver.
     void loseTimers()
     {
-        for (QObject* const child : ownParts()) {
+        const QObjectList children = ownParts();
+        for (QObject* const child : children) {
             if (qobject_cast<TarvexMessagesReciever*>(child) == nullptr) {
                 delete child;
             }

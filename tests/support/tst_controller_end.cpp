@@ -515,7 +515,7 @@ void TstControllerEnd::cycles_destroyedAtEveryStage()
         }
         cycle.end();
         for (const auto& record : cycle.records) {
-            QCOMPARE(record->events().last(), DELETED);
+            QCOMPARE(record->events().constLast(), DELETED);
             QCOMPARE(record->count(DELETED), 1);
             QVERIFY(stage != 0 || record->events().size() == 1);
             QCOMPARE(stage > 0 ? record->strays() : QStringList(), QStringList());
@@ -549,7 +549,7 @@ void TstControllerEnd::cycles_withRestartStorms()
         QCOMPARE(cycle.count(STOP), stops);
         QCOMPARE(cycle.count(START), starts);
         cycle.end();
-        QCOMPARE(cycle.events().last(), DELETED);
+        QCOMPARE(cycle.events().constLast(), DELETED);
         QCOMPARE(cycle.strays(), QStringList());
     }
 }

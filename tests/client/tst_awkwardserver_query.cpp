@@ -68,7 +68,8 @@ private Q_SLOTS:
     void unaskedBytes_areALostPlace();
     void settingsOfAnother_areNotApplied_data();
     void settingsOfAnother_areNotApplied();
-    void handshakeUnderAnotherName_isTriedAgain();
+    void handshakeNotAccepted_isTriedAgain_data();
+    void handshakeNotAccepted_isTriedAgain();
     void handshakeRefusedLater_isTriedAgain();
     void serverThatDropsEveryConnection_isNotStormed_data();
     void serverThatDropsEveryConnection_isNotStormed();
@@ -247,9 +248,17 @@ void TstAwkwardserverQuery::settingsOfAnother_areNotApplied()
     QVERIFY(worker.connection()->isOpen());
 }
 
-void TstAwkwardserverQuery::handshakeUnderAnotherName_isTriedAgain()
+void TstAwkwardserverQuery::handshakeNotAccepted_isTriedAgain_data()
 {
-    m_bus->willAnswerHandshake(replies(u"welcome"_s));
+    QTest::addColumn<FakeBus::Action>("action");
+    QTest::newRow("refused") << replies(u"handshake"_s, 3);
+    QTest::newRow("accepted under another name") << replies(u"welcome"_s);
+}
+
+void TstAwkwardserverQuery::handshakeNotAccepted_isTriedAgain()
+{
+    QFETCH(FakeBus::Action, action);
+    m_bus->willAnswerHandshake(action);
     Worker worker;
     QElapsedTimer time;
     time.start();

@@ -47,6 +47,7 @@ private Q_SLOTS:
 private:
     std::unique_ptr<FakeBus> m_bus;
     std::unique_ptr<TarvexQueryHandler> m_handler;
+    QueryOutcome m_seen; ///< By a slot.
 };
 
 void TstQueryOutcome::init()
@@ -139,11 +140,10 @@ void TstQueryOutcome::slotDuringAnExchange_seesTheOneBefore()
     m_bus->willClose();
     QVERIFY(m_handler->open());
     QVERIFY(!m_handler->saveState(ClientState()));
-    QueryOutcome seen;
     connect(m_handler.get(), &TarvexQueryHandler::busDisconnected, m_handler.get(),
-            [this, &seen] { seen = m_handler->lastOutcome(); });
+            [this] { m_seen = m_handler->lastOutcome(); });
     QVERIFY(!m_handler->saveState(ClientState()));
-    QCOMPARE(seen, outcome(QueryOutcome::Refused, 5, TEXT));
+    QCOMPARE(m_seen, outcome(QueryOutcome::Refused, 5, TEXT));
     QCOMPARE(m_handler->lastOutcome(), outcome(QueryOutcome::Lost));
 }
 
@@ -151,13 +151,12 @@ void TstQueryOutcome::slotThatAsksItself_changesNothing()
 {
     m_bus->willClose();
     QVERIFY(m_handler->open());
-    QueryOutcome inside;
-    connect(m_handler.get(), &TarvexQueryHandler::busDisconnected, m_handler.get(), [this, &inside] {
+    connect(m_handler.get(), &TarvexQueryHandler::busDisconnected, m_handler.get(), [this] {
         m_handler->saveState(ClientState());
-        inside = m_handler->lastOutcome();
+        m_seen = m_handler->lastOutcome();
     });
     QVERIFY(!m_handler->saveState(ClientState()));
-    QCOMPARE(inside, outcome(QueryOutcome::NotOpen));
+    QCOMPARE(m_seen, outcome(QueryOutcome::NotOpen));
     QCOMPARE(m_handler->lastOutcome(), outcome(QueryOutcome::Lost));
 }
 

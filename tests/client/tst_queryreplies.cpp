@@ -169,6 +169,8 @@ private:
     std::unique_ptr<FakeBus> m_bus;
     std::unique_ptr<TarvexQueryHandler> m_handler;
     std::unique_ptr<QSignalSpy> m_disconnected;
+    std::unique_ptr<LogCapture> m_log;
+    QStringList m_logAtTheLoss;
     ClientState m_state;
 };
 
@@ -177,6 +179,7 @@ void TstQueryReplies::init()
     m_bus = std::make_unique<FakeBus>();
     m_handler = std::make_unique<TarvexQueryHandler>(PRINTER);
     m_disconnected = std::make_unique<QSignalSpy>(m_handler.get(), SIGNAL(busDisconnected()));
+    m_logAtTheLoss.clear();
     m_state = ClientState();
     m_state.setState(u"before"_s);
     QVERIFY(m_handler->open());
@@ -186,6 +189,7 @@ void TstQueryReplies::cleanup()
 {
     m_disconnected.reset();
     m_handler.reset();
+    m_log.reset();
     m_bus.reset();
 }
 
@@ -209,16 +213,15 @@ void TstQueryReplies::reply_leadsTo()
     QFETCH(QStringList, log);
     QFETCH(bool, staysOpen);
     m_bus->willDo(action);
-    const LogCapture capture;
-    QStringList atTheLoss;
+    m_log = std::make_unique<LogCapture>();
     connect(m_handler.get(), &TarvexQueryHandler::busDisconnected, m_handler.get(),
-            [&] { atTheLoss = capture.texts(); });
+            [this] { m_logAtTheLoss = m_log->texts(); });
     QElapsedTimer timer;
     timer.start();
     QCOMPARE(loadState(), outcome.isDone());
     QVERIFY(timer.elapsed() < 20000);
     QCOMPARE(m_handler->lastOutcome(), outcome);
-    QStringList texts = capture.texts();
+    QStringList texts = m_log->texts();
     // Qt's inflater logs this line for an empty block, and the library does not suppress it.
     texts.removeAll(u"warning: qUncompress: Input data is corrupted"_s);
     QCOMPARE(texts, log);
@@ -229,7 +232,7 @@ void TstQueryReplies::reply_leadsTo()
     if (!staysOpen) {
         QTest::qWait(20);
         QCOMPARE(m_disconnected->count(), 1);
-        QCOMPARE(atTheLoss, log.mid(0, 1)); // The line of the exchange comes after the signal.
+        QCOMPARE(m_logAtTheLoss, log.mid(0, 1)); // The line of the exchange comes after the signal.
         QVERIFY(m_handler->open());
     }
 }

@@ -27,7 +27,8 @@ TarvexCommand answerTo(const QString& uid)
 QStringList sentTo(const FakeBus& bus)
 {
     QStringList uids;
-    for (const FakeBus::Request& request : bus.requests()) {
+    const QList<FakeBus::Request> requests = bus.requests();
+    for (const FakeBus::Request& request : requests) {
         if (request.operation == SEND) {
             uids.append(request.data.value(u"UID"_s).toString());
         }

@@ -15,11 +15,12 @@ constexpr int LOOK_INTERVAL_MS = 50;
 QStringList wholeLines(const QByteArray& output)
 {
     QStringList lines = QString::fromUtf8(output).split(QLatin1Char('\n'));
-    lines.removeLast(); // what has no line end yet
+    lines.removeLast(); // the part that has no line end yet
     return lines;
 }
 
-/// What the process gets. Taken from this process as late as possible: a test may set a variable before the start.
+/// The environment that the process gets. It is copied from this process as late as possible, because a test may set a
+/// variable before the start.
 QProcessEnvironment environmentOf(const QProcess& process)
 {
     const QProcessEnvironment own = process.processEnvironment();
@@ -145,7 +146,7 @@ QList<QVariantMap> ChildProcess::objects()
 {
     QList<QVariantMap> objects;
     const QList<QByteArray> lines = out().split('\n');
-    // What follows the last line end is the empty rest.
+    // The last element is the empty rest after the last line end.
     for (int line = 0; line < lines.size() - 1; ++line) {
         const QJsonDocument document = QJsonDocument::fromJson(lines.at(line));
         if (!document.isObject()) {
@@ -199,11 +200,11 @@ void ChildProcess::resume()
     sendSignal(SIGCONT);
 }
 
-// Reading alone returns what Qt has taken out of the pipe by then, which its event loop does. Under load that is far
-// less than the process has written.
+// read() returns only what Qt has taken out of the pipe, and Qt does this in its event loop. Under load that is far
+// less than the process has written. So each round first lets Qt take in what is there.
 void ChildProcess::readOutput()
 {
-    constexpr int MAX_ROUNDS = 1000; // a process that never stops writing is read again with the next call
+    constexpr int MAX_ROUNDS = 1000; // the next call goes on with a process that never stops writing
     for (int round = 0; round < MAX_ROUNDS && m_process.waitForReadyRead(0); ++round) { }
     m_output += m_process.readAllStandardOutput();
     m_errorOutput += m_process.readAllStandardError();

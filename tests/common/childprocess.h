@@ -10,8 +10,8 @@
 
 #include <functional>
 
-/// A program as a child process of a test: what it prints, which signals it gets, how it ends. The one class for this
-/// in all tests. A wait gives up after PATIENCE_MS unless it is told otherwise. Killed with this object.
+/// A program as a child process of a test: what it prints, which signals it gets, how it ends. All tests use this
+/// class. A wait gives up after PATIENCE_MS unless another time is given. The destructor kills the process.
 class ChildProcess
 {
 public:
@@ -24,24 +24,24 @@ public:
     // To be called before start().
     void setVariable(const QString& name, const QString& value);
     void removeVariable(const QString& name);
-    /// Its standard output goes to \a reader, which the caller starts.
+    /// Sends its standard output to \a reader, which the caller starts.
     void pipeInto(QProcess& reader);
-    /// \a step runs in the child between fork and exec, so it may call system functions only.
+    /// Runs \a step in the child between fork and exec, where it may call system functions only.
     void setStepBeforeProgram(const std::function<void()>& step);
 
-    /// Starts it, also once more after it has ended. \return whether it runs.
+    /// Starts the process, also again after it has ended. \return whether it runs.
     bool start();
 
-    // Waits. Each returns whether it has seen what it waits for.
+    // Waits. Each returns whether it has seen what it waits for. It ends early if the process ends.
 
     bool waitFor(const std::function<bool()>& condition, int timeoutMs = PATIENCE_MS);
-    /// A line of its standard output begins with \a beginning.
+    /// Until a line of its standard output begins with \a beginning.
     bool waitForLine(const QString& beginning, int timeoutMs = PATIENCE_MS);
-    /// Its standard output has this many lines.
+    /// Until its standard output has this many lines.
     bool waitForLines(int count);
-    /// Its standard error holds \a words this many times.
+    /// Until its standard error holds \a words this many times.
     bool waitForWords(const QByteArray& words, int count = 1);
-    /// It has printed more than before.
+    /// Until it has printed more than before.
     bool waitForMore(int timeoutMs);
 
     // What it has printed so far, over all its lives.
@@ -53,12 +53,12 @@ public:
     QStringList errorLines();
     /// The lines of its standard output since the last call.
     QStringList takeNewLines();
-    /// The lines of its standard output, each of which must be one JSON object; empty when one is not.
+    /// The lines of its standard output as JSON objects. Empty if a line is no JSON object.
     QList<QVariantMap> objects();
 
     // Its end.
 
-    /// Waits for the end. \return the exit status; -1 when it did not end in time, or crashed.
+    /// Waits for the end. \return the exit status; -1 if the process did not end in time or crashed.
     int status(int patienceMs = PATIENCE_MS);
     /// SIGTERM. \return as status().
     int terminate();

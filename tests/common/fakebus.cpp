@@ -132,7 +132,7 @@ void FakeBus::Peer::close()
 
 void FakeBus::Peer::reset()
 {
-    // Dissolving the association answers the client with a reset; the descriptor stays ours to close later.
+    // Connecting the socket to no address resets the connection. The descriptor stays open and is closed later.
     sockaddr nowhere{};
     nowhere.sa_family = AF_UNSPEC;
     static_cast<void>(::connect(m_descriptor, &nowhere, sizeof nowhere));
@@ -173,7 +173,7 @@ FakeBus::~FakeBus()
     if (m_listener < 0) {
         return;
     }
-    // A byte on the pipe ends the acceptor, the shutdown every server thread that waits for its client.
+    // A byte on the pipe ends the acceptor. The shutdown ends every server thread that waits for its client.
     const char byte = 0;
     if (::write(m_wakeUp[1], &byte, 1) == 1) {
         m_acceptor.join();
@@ -333,7 +333,7 @@ void FakeBus::acceptConnections()
         if (descriptor < 0) {
             continue;
         }
-        // Each piece of a cut frame leaves as a segment of its own.
+        // Each piece of a cut frame is sent as a segment of its own.
         const int yes = 1;
         ::setsockopt(descriptor, IPPROTO_TCP, TCP_NODELAY, &yes, sizeof yes);
         const std::lock_guard<std::mutex> lock(m_mutex);
@@ -349,7 +349,7 @@ void FakeBus::serve(int descriptor)
     Peer peer(descriptor);
     Request request;
     peer.send(greeting());
-    // For the beginning of a request it waits as long as it takes; the destructor's shutdown ends that too.
+    // There is no time limit for the beginning of a request. The destructor's shutdown ends this wait as well.
     while (peer.isUsable() && waitFor(descriptor, POLLIN, -1) && peer.readRequest(request)) {
         const bool handshake = request.operation == QLatin1String("handshake");
         record(handshake, request);

@@ -15,16 +15,17 @@
 
 /// A bus server that does what a test tells it, on one of the bus's ports.
 ///
-/// Runs in threads of its own on plain sockets, because what is tested blocks the test's thread, and does without the
-/// library's frame codec, so that both sides cannot be wrong in the same way. Handshakes are accepted unless told
-/// otherwise; every other request takes the next action of the script, and is met with silence when there is none.
+/// It runs in threads of its own on plain sockets, because the tested code blocks the test's thread. It does not use
+/// the library's frame codec, so that both sides cannot be wrong in the same way. It accepts handshakes unless it is
+/// told otherwise. Every other request takes the next action of the script. If there is none, the request gets no
+/// reply.
 class FakeBus
 {
 public:
     static constexpr quint16 QUERY_PORT = 45535;
     static constexpr quint16 RECEIVER_PORT = 45537;
 
-    /// A request as it came.
+    /// A request as it was received.
     struct Request
     {
         QString operation;
@@ -39,7 +40,7 @@ public:
     public:
         explicit Peer(int descriptor) : m_descriptor(descriptor) { }
 
-        /// \return false when the connection ended before a whole request came.
+        /// \return false if the connection ended before a whole request came.
         bool readRequest(Request& request);
         bool send(const QByteArray& bytes);
         /// Sends each piece as a segment of its own, with a pause in between.
@@ -48,10 +49,10 @@ public:
         void close();
         /// Closes it with a reset.
         void reset();
-        /// Waits until the client has closed its end. \return false when it has not within 20 s.
+        /// Waits until the client has closed its end. \return false if it has not done so within 20 s.
         bool waitForClose();
 
-        /// Stops reading and leaves the socket's buffers to fill up, until the bus is destroyed.
+        /// Stops reading, so that the socket's buffers fill up, until the bus is destroyed.
         void hang() { m_hung = true; }
 
         bool isUsable() const { return m_descriptor >= 0 && !m_hung; }
@@ -73,7 +74,7 @@ public:
 
     bool isListening() const { return m_listener >= 0; }
 
-    /// Sends \a bytes on every connection from now on, before anything was asked.
+    /// Sends \a bytes on every new connection from now on, before the client asks anything.
     void willGreet(const QByteArray& bytes);
 
     // What to do with the next handshakes and requests, in the order in which they are told.
@@ -86,18 +87,18 @@ public:
     void willSayNothing();
     void willClose();
     void willDo(const Action& action);
-    /// What to do with every request that comes when the script is over, instead of meeting it with silence.
+    /// What to do with every request that comes when the script is over. Without it such a request gets no reply.
     void willAlwaysDo(const Action& action);
 
-    /// All requests so far but the handshakes, and the handshakes.
+    /// All requests so far without the handshakes, and the handshakes.
     QList<Request> requests() const;
     QList<Request> handshakes() const;
     int connectionCount() const;
-    /// Waits for conditions that other threads bring about, up to 20 s.
+    /// Waits up to 20 s for what clients do in other threads.
     bool waitForRequests(int count) const;
     bool waitForConnections(int count) const;
 
-    /// Closes every connection in order; new ones are still accepted.
+    /// Closes every connection in order. New connections are still accepted.
     void dropConnections();
 
     static QByteArray payload(const QByteArray& json);

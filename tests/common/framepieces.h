@@ -9,7 +9,7 @@
 
 namespace framepieces {
 
-/// Hardly gets any shorter when it is compressed.
+/// A text that compression hardly makes shorter.
 inline QString irregularText(int length, unsigned seed)
 {
     std::mt19937 random(seed);
@@ -20,7 +20,7 @@ inline QString irregularText(int length, unsigned seed)
     return text;
 }
 
-/// Header line, size line and payload, each by itself.
+/// A frame in three pieces: header line, size line and payload.
 inline QList<QByteArray> inThree(const QByteArray& frame)
 {
     const int sizeAt = frame.indexOf('\n') + 1;

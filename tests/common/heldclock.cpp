@@ -14,7 +14,7 @@
 
 namespace {
 
-/// In ms; 0 while the clock runs.
+/// In ms. 0 while the clock runs.
 std::atomic<qint64> heldTime{0};
 std::atomic<qint64> heldWallTime{0};
 
@@ -35,15 +35,15 @@ qint64 heldTimeOf(clockid_t clock)
     }
 }
 
-// QtTest ends a test that runs for longer than its limit, by the clock that is put forward here. It reads the limit
+// QtTest ends a test that runs longer than its limit, and it asks the clock that is moved on here. It reads the limit
 // before the first test.
 const bool IS_LIMIT_LIFTED = qEnvironmentVariableIsSet("QTEST_FUNCTION_TIMEOUT")
     || qputenv("QTEST_FUNCTION_TIMEOUT", QByteArray::number(std::numeric_limits<int>::max()));
 
 } // namespace
 
-// These stand in for the C library's functions wherever they are called from. It has three for the wall clock, and Qt
-// does not ask the one that it takes the monotonic clock from.
+// These functions replace those of the C library for all callers. The C library has three functions for the wall clock.
+// Qt asks another one for the wall clock than for the monotonic clock.
 extern "C" {
 
 __attribute__((visibility("default"))) int clock_gettime(clockid_t clock, timespec* time) noexcept
@@ -81,7 +81,7 @@ __attribute__((visibility("default"))) time_t time(time_t* time) noexcept
 HeldClock::HeldClock()
 {
     Q_ASSERT(IS_LIMIT_LIFTED);
-    // At the present, because there are threads that tell the system until when they wait.
+    // The clock begins at the present time, because threads tell the system until when they wait.
     timespec now{};
     systemTime(CLOCK_MONOTONIC, &now);
     heldTime = now.tv_sec * 1000 + now.tv_nsec / 1000000;
@@ -109,7 +109,7 @@ void HeldClock::setWallClock(const QDateTime& time)
 void HeldClock::letPass(int ms)
 {
     advance(ms);
-    // A timer may post an event, and what that does may post another.
+    // A timer may post an event, and this event may post another.
     for (int turn = 0; turn < 10; ++turn) {
         QCoreApplication::processEvents();
     }

@@ -6,7 +6,7 @@
 #include <QStringList>
 #include <QtGlobal>
 
-/// Catches every log line of the process from its construction to its destruction. One at a time.
+/// Catches every log line of the process as long as the object lives. Only one object may exist.
 class LogCapture
 {
 public:
@@ -22,7 +22,7 @@ public:
     Q_DISABLE_COPY_MOVE(LogCapture)
 
     QList<Line> lines() const;
-    /// "warning: text" and the like, one a line; what most tests compare.
+    /// Each line as "warning: text" and the like. Most tests compare these.
     QStringList texts() const;
     void clear();
 

@@ -6,8 +6,7 @@
 #include <QCoreApplication>
 #include <QTranslator>
 
-/// From its construction to its destruction translates every text of the process: "text" of the class C becomes
-/// "<C: text>".
+/// Translates every text of the process as long as the object lives: "text" of the class C becomes "<C: text>".
 class MarkingTranslator : public QTranslator
 {
 public:

@@ -9,7 +9,7 @@
 
 namespace memoryuse {
 
-/// What this process has allocated and not freed, in bytes. The sanitizers' allocators do not tell: then always 0.
+/// What this process has allocated and not freed, in bytes. Always 0 under a sanitizer, whose allocator does not say.
 inline qint64 allocated()
 {
     const struct mallinfo2 info = mallinfo2();
@@ -32,20 +32,20 @@ inline qint64 status(const QByteArray& name)
     return 0;
 }
 
-/// How far this process's resident memory rises from now on. An earlier, higher peak does not hide it.
+/// How far the resident memory of this process rises from now on. An earlier, higher peak does not hide the rise.
 class Peak
 {
 public:
     Peak()
     {
-        // What is free but still resident would be used again without a rise.
+        // Memory that is free but still resident would be used again without a rise.
         malloc_trim(0);
         QFile file(u"/proc/self/clear_refs"_s);
         m_isReset = file.open(QIODevice::WriteOnly) && file.write("5") == 1 && file.flush();
         m_before = status("VmRSS");
     }
 
-    /// False where the system does not let a process forget its former peak.
+    /// False if the system does not let a process reset its former peak.
     bool isKnown() const { return m_isReset; }
 
     /// In KiB.

@@ -9,11 +9,11 @@
 #include <QDateTime>
 #include <QVariantMap>
 
-/// Records, and maps as they cross the wire, for tests to which the values do not matter, or only one of them.
-/// For tests that link tarvexlib.
+/// Records, and maps as they cross the wire, for tests to which at most one of the values matters. For tests that link
+/// tarvexlib.
 namespace samples {
 
-/// With milliseconds, and far from now.
+/// A time with milliseconds, far from now.
 inline QDateTime someTime()
 {
     return QDateTime(QDate(2024, 3, 5), QTime(7, 8, 9, 10));

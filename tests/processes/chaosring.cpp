@@ -19,8 +19,8 @@ namespace {
 
 constexpr quint16 QUERY_PORT = 45535;
 constexpr int PATIENCE_MS = 30000;
-/// Short bursts, so that a service that is ended in the middle of one has something on its way; and pauses, so that no
-/// more is on its way than it can work off in the time that it has for its end, on a busy machine as well.
+/// The bursts are short, so that a service that is ended in the middle of one has something on its way. The pauses are
+/// long enough that the service can work this off in the time that it has for its end, on a busy machine as well.
 constexpr int BURST = 8;
 constexpr int PAUSE_MS = 1000;
 constexpr int HANDLING_MS = 10;
@@ -40,7 +40,7 @@ QString endOf(const QString& service)
     return service + QLatin1String(" ended");
 }
 
-/// What a service has warned that it dropped, over the end of its process. When it cannot say how much, it may be all.
+/// How much a service has dropped at its end, as it warned. If the warning does not say how much, it may be all.
 int droppedIn(const QStringList& errorLines)
 {
     static const QRegularExpression counted(
@@ -100,7 +100,7 @@ bool ChaosRing::killBus(int pauseMs)
         return fail(u"the bus had ended by itself: "_s
                     + m_bus->errorLines().mid(qMax(0, m_bus->errorLines().size() - 3)).join(QLatin1Char('\n')));
     }
-    // From here on nothing reaches the bus that is dead: what the services say that they have sent by now is all of it.
+    // From here on nothing reaches the dead bus, so the services have already said all that they have sent to it.
     readLines();
     for (int i = 0; i < size(); ++i) {
         m_services[static_cast<size_t>(i)].lastSentToItAtKill = senderTo(i).lastSent;
@@ -163,7 +163,7 @@ bool ChaosRing::finish()
     if (!waitFor([this] { return waitingAtBus() == 0; }, u"the bus to deliver all it has"_s, PATIENCE_MS)) {
         return false;
     }
-    // What a service has acknowledged, it may still have on its way. What has not come by then is lost.
+    // A service may still work on what it has acknowledged. What has not come after this wait is lost.
     waitFor([this] { return hasEverything(); }, QString(), PATIENCE_MS / 3);
     for (Service& service : m_services) {
         if (!endProcess(service)) {
@@ -227,8 +227,8 @@ bool ChaosRing::startBus()
     return (m_bus->start() && m_bus->waitForLine(QString())) || fail(u"the bus does not start"_s);
 }
 
-/// Waits until the bus has looked at all that has reached it by now: it does so before it answers a new connection. If
-/// it were killed before, the last acknowledgements of a service that has ended would die with it.
+/// Waits until the bus has read all that has reached it by now. It does so before it answers a new connection. If the
+/// bus were killed before that, the last acknowledgements of a service that has ended would be lost with it.
 bool ChaosRing::waitForBus()
 {
     QTcpSocket socket;
@@ -250,7 +250,7 @@ void ChaosRing::startProcess(Service& service, bool isSending)
                         u"--burst"_s, QString::number(BURST), u"--pause"_s, QString::number(PAUSE_MS)};
     }
     service.isStarted = false;
-    // It has got nothing yet that could come again.
+    // The new process has got nothing yet that could come again.
     service.lastSentToItAtKill = -1;
     service.process = std::make_unique<ChildProcess>(QStringLiteral(CHAOS_SERVICE), arguments);
     service.process->start();
@@ -283,7 +283,7 @@ ChaosRing::Service& ChaosRing::senderTo(int index)
 
 void ChaosRing::beginStep(const QString& what)
 {
-    readLines(); // said before it
+    readLines(); // these lines belong to the steps before
     m_steps.append(what);
 }
 
@@ -306,7 +306,7 @@ void ChaosRing::note(Service& service, const QStringList& words)
 {
     const QString& what = words.constFirst();
     const int number = words.constLast().toInt();
-    const QString other = words.value(1); // where the line names another service
+    const QString other = words.value(1); // if the line names another service
     Flow& numbers = m_flows[flowName("numbers", service.name, service.receiver)];
     if (what == QLatin1String("started")) {
         service.isStarted = true;
@@ -331,7 +331,7 @@ void ChaosRing::note(Service& service, const QStringList& words)
     }
 }
 
-/// Looks again after whatever the processes say.
+/// Looks at the condition again whenever a process has printed something.
 bool ChaosRing::waitFor(const std::function<bool()>& condition, const QString& what, int timeoutMs)
 {
     QTimer alarm; // wakes the loop up when the time is over
@@ -356,7 +356,7 @@ bool ChaosRing::hasEverything() const
     });
 }
 
-/// The log lines wait there for ever: there is no log service.
+/// The log lines are not counted. They wait at the bus for ever, because there is no log service.
 int ChaosRing::waitingAtBus() const
 {
     int count = -1;
@@ -421,7 +421,8 @@ QStringList ChaosRing::unansweredBy(const Service& service)
     return unanswered;
 }
 
-/// The end that most likely lost it. What a service has said may be read only after the step in which it has said it.
+/// The end that most likely lost the number. The step may be too high by one, because a line may be read only after the
+/// step in which the service has printed it.
 QString ChaosRing::endAfter(const Flow::Sending& sending, const QString& receiver) const
 {
     const int step = m_steps.indexOf(endOf(receiver), qMax(0, sending.step - 1));

@@ -12,12 +12,12 @@
 #include <memory>
 #include <vector>
 
-/// A development bus and services in a ring on it, each in a process of its own: every service sends numbers to the
-/// next one. Every second service handles them in a commands worker and answers them, the others handle them in their
-/// message worker. The bus can be killed and the services can be ended, again and again; all lives of a service count
-/// as one.
+/// A development bus and services in a ring on it, each in a process of its own. Every service sends numbers to the
+/// next one. Every second service handles the numbers in a commands worker and answers them. The others handle them in
+/// their message worker. The bus can be killed and the services can be ended again and again. All lives of a service
+/// count as one.
 ///
-/// Keeps account of what the services say: what was sent, what the bus accepted, what was handled.
+/// Records what the services print: what was sent, what the bus accepted, and what was handled.
 class ChaosRing
 {
 public:
@@ -27,7 +27,7 @@ public:
 
     int size() const { return static_cast<int>(m_services.size()); }
 
-    /// Starts the bus and all services. \return false when one of them does not come up.
+    /// Starts the bus and all services. \return false when one of them does not start.
     bool start();
 
     /// Kills the bus in the middle of what it does, and starts it again \a pauseMs later.
@@ -35,10 +35,10 @@ public:
 
     /// The services that may be ended now.
     ///
-    /// A new process does not remember what the former one was given. A message whose acknowledgement died with a
-    /// killed bus comes again, and only the process that has handled it knows it by its uid; a new one would handle it
-    /// once more. So after a kill a service is ended only once it has got a number that was sent after the kill: the
-    /// bus pushes in order, so all that it repeats has come before that.
+    /// If an acknowledgement is lost with a killed bus, the bus pushes its message again. Only the process that has
+    /// handled the message knows its uid; a new process would handle it once more. So after a kill a service may be
+    /// ended only when it has got a number that was sent after the kill. The bus pushes in order, so all repeated
+    /// messages have come before that number.
     QList<int> endable() const;
     /// Waits until a service may be ended.
     bool waitForEndable();
@@ -47,22 +47,23 @@ public:
     /// Ends a service in an orderly way, and starts it again. It goes on sending after its last number.
     bool endService(int index);
 
-    /// Lets everything go on for so long.
+    /// Lets everything go on for this time.
     void goOn(int milliseconds);
 
-    /// Ends all services and lets them come back once more to take what the bus still has for them. When the bus has
+    /// Ends all services and starts them once more, so that they take what the bus still has for them. When the bus has
     /// nothing left for any of them, ends them and the bus.
     bool finish();
 
-    /// Why the last call that failed did.
+    /// Why the last failed call has failed.
     QString errorString() const { return m_errorString; }
 
-    /// What was lost, came twice or out of order, one line for each; only to be asked after finish(). What a service
-    /// has warned of at its end, because there was more than it had the time for, counts as told and not as lost.
+    /// What was lost, came twice or came out of order, one line for each. To be called after finish() only. If a
+    /// service had more to do at its end than it had time for, it warns how much it dropped. This much does not count
+    /// as lost.
     QStringList violations() const;
-    /// So many ends there were whose service has warned that it dropped something.
+    /// How many ends of services came with a warning that something was dropped.
     int endsWithWarning() const;
-    /// So many numbers and answers were accepted, not accepted, delivered.
+    /// How many numbers and answers were accepted, not accepted and delivered.
     QString figures() const;
 
 private:
@@ -72,7 +73,7 @@ private:
         struct Sending
         {
             int number;
-            int step; ///< So many kills and ends were before.
+            int step; ///< How many kills and ends were before.
         };
 
         QList<Sending> accepted;
@@ -96,7 +97,7 @@ private:
         int lastSentToItAtKill = 0;
         QStringList handled;
         QStringList answered;
-        QList<int> dropped; ///< How much each end has warned of that did.
+        QList<int> dropped; ///< How much each end of the service has dropped, as it warned.
     };
 
     bool startBus();

@@ -21,7 +21,7 @@ namespace {
 
 constexpr int STATE_INTERVAL_MS = 500;
 constexpr int LOG_REPEAT_INTERVAL_MS = 10000;
-/// How often a service looks for a bus that has gone.
+/// How often a service looks for a bus that is gone.
 constexpr int LOOK_INTERVAL_MS = 100;
 
 const QLatin1String COMMAND_NUMBER("number");
@@ -34,7 +34,7 @@ struct Task
     QString receiver; ///< Empty for a service that sends nothing.
     int first = 1;
     int count = 0; ///< 0 for a service that goes on until it is ended.
-    int burst = 0; ///< So many numbers at a stretch, then a pause. 0 for no pause.
+    int burst = 0; ///< A pause follows after this many numbers. 0 for no pause.
     int pauseMs = 0;
     int handlingMs = 0;
     bool hasCommandsWorker = false;
@@ -56,7 +56,7 @@ QVariantMap dataOf(int number)
     return {{QStringLiteral("n"), number}};
 }
 
-/// Takes its time, as a device does, and says which number it was.
+/// Takes some time, as a device does, and then prints the number.
 void handleNumber(const QString& sender, int number, int handlingMs)
 {
     std::this_thread::sleep_for(std::chrono::milliseconds(handlingMs));
@@ -70,8 +70,8 @@ void handleCounted(const QString& sender, int number)
 
 } // namespace
 
-/// Sends one number after the other to the receiver, each once, and says which of them the bus accepted. Sends the
-/// answers of the commands worker as well.
+/// Sends one number after the other to the receiver, each once, and prints which of them the bus accepted. Also sends
+/// the answers of the commands worker.
 class NumberSender : public tarvex::TarvexQueryWorker
 {
     Q_OBJECT
@@ -110,7 +110,7 @@ public:
 
 public Q_SLOTS:
 
-    /// Said before and after, since a process may end in between.
+    /// Prints a line before and after, because the process may end in between.
     void sendAnswer(TarvexCommand answer)
     {
         const QString what = answer.agent() + QLatin1Char(' ') + QString::number(numberIn(answer.data()));
@@ -157,7 +157,7 @@ private:
     QTimer* const m_lookTimer;
 };
 
-/// Handles the numbers itself when there is no commands worker. Otherwise they go the way of every message.
+/// Handles the numbers itself if there is no commands worker. Otherwise it passes them on as any other message.
 class NumberReceiver : public tarvex::TarvexMsgWorker
 {
     Q_OBJECT
@@ -177,7 +177,7 @@ public:
         return TarvexMsgWorker::doStart();
     }
 
-    /// The library calls it as well when the connection is lost.
+    /// The library calls this also when the connection is lost.
     bool doStop() override
     {
         m_isConnected = false;
@@ -287,7 +287,7 @@ private Q_SLOTS:
     void onAnswer(TarvexCommand answer) { Q_EMIT answerReady(answer); }
 
 private:
-    /// The road of most services: message worker, controller, commands worker, controller, query worker.
+    /// The way that most services use: message worker, controller, commands worker, controller, query worker.
     void addCommandsWorker(NumberReceiver* messages, NumberSender* queries)
     {
         auto* const commands = new NumberCommands(m_task.handlingMs);
@@ -343,7 +343,7 @@ Task taskFromCommandLine()
 
 } // namespace
 
-// Both ends in one: sends numbers to another service, and says what it is sent.
+// Sender and receiver in one: sends numbers to another service, and prints what other services send to it.
 int main(int argc, char** argv)
 {
     QCoreApplication application(argc, argv);

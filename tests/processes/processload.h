@@ -3,14 +3,15 @@
 
 #include <QtGlobal>
 
-/// What a process takes of the system, at its worst so far.
+/// The most that a process has used of the system so far.
 struct ProcessLoad
 {
-    /// Looks at the process now.
+    /// Looks at what the process uses now.
     void note(qint64 processId);
 
-    /// Says in the test's log how much more it takes in \a later, and \return whether that is below so many KiB and at
-    /// most so many open files. Under a sanitizer, which keeps what is freed, the memory is not judged.
+    /// Compares this with \a later, and writes both to the test's log. \return whether \a later is less than \a
+    /// belowKiB above this, and at most \a files open files above. The memory does not count under a sanitizer, because
+    /// a sanitizer keeps what is freed.
     bool isKept(const char* who, const ProcessLoad& later, int belowKiB, int files) const;
 
     int residentKiB = 0;

@@ -8,7 +8,7 @@
 
 #include <optional>
 
-/// The development bus as a program, ready when it has been made.
+/// The development bus as a program. It is ready when the constructor returns.
 class BusProgram : public ChildProcess
 {
 public:
@@ -19,7 +19,7 @@ public:
     }
 };
 
-/// Runs the command-line client to its end. \return what it has printed; nothing when it did not end with 0.
+/// Runs the command-line client to its end. \return what it has printed; nothing if it did not end with 0.
 inline std::optional<QByteArray> tarvexctl(const QStringList& arguments)
 {
     ChildProcess process(QStringLiteral(TARVEXCTL), arguments);

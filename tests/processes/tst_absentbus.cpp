@@ -21,16 +21,17 @@ constexpr int RETRY_INTERVAL_MS = 5000;
 constexpr int STATE_INTERVAL_MS = 500;
 constexpr int LOG_REPEAT_INTERVAL_MS = 10000;
 
-/// A service retries every 5 s, so this is what it does in 20 minutes. Two pauses of 100 ms in each remain.
+/// A service retries every 5 s, so these are the retries of 20 minutes. Each retry still has two pauses of 100 ms.
 constexpr int RETRY_COUNT = 250;
-/// So many retries at either end are looked at; the very first ones, in which Qt and the heap settle, are not.
+/// The test compares this many early retries with this many at the end. It skips as many at the beginning, because Qt
+/// and the heap have not settled there.
 constexpr int WINDOW = 40;
-/// A worker that loses 3 KiB with each retry gains more than this; about 100 KiB are our own capture of the log lines.
+/// A worker that loses 3 KiB with each retry grows by more than this. About 100 KiB of it are the captured log lines.
 constexpr int RESIDENT_GROWTH_KIB = 500;
-/// A socket in each worker that has just been opened and is not refused yet.
+/// In each worker one socket may just have been opened and not been refused yet.
 constexpr int FILES_GROWTH = 2;
 
-/// The pause between two retries is left out, everything else is as in a service: the worker's own timer asks for them.
+/// Removes the pause between two retries. Everything else is as in a service: the worker's own timer starts them.
 void retryAtOnce(QObject& worker)
 {
     const QList<QTimer*> timers = worker.findChildren<QTimer*>();
@@ -51,7 +52,7 @@ public:
 
     bool doStart() override
     {
-        // One that is about to end looks for the bus no more.
+        // A worker that is about to end does not look for the bus any more.
         m_starts += isEnding() ? 0 : 1;
         return TarvexMsgWorker::doStart();
     }
@@ -99,7 +100,7 @@ public:
     std::atomic<int> queryStarts{0};
 };
 
-/// What this process takes at its worst until the service has retried so often.
+/// The most that this process uses until the service has made this many retries.
 ProcessLoad loadUntil(const Service& service, int retries)
 {
     ProcessLoad load;
@@ -112,7 +113,7 @@ ProcessLoad loadUntil(const Service& service, int retries)
 
 } // namespace
 
-/// A service whose bus is not there: nobody listens on either port.
+/// A service without a bus: nobody listens on either port.
 class TstAbsentbus : public QObject
 {
     Q_OBJECT
@@ -120,8 +121,9 @@ private Q_SLOTS:
     void manyRetries_takeNoMoreAndLogNoMore();
 };
 
-// Measures this process, both of a controller's workers in it in their threads: the memory and the open files at their
-// worst during an early window of retries against those during the last one, and all log lines against the retries.
+// Measures this process, in which both workers of a controller run in their threads. Compares the greatest memory use
+// and number of open files during an early window of retries with those during the last window. Compares the number of
+// log lines with the number of retries.
 void TstAbsentbus::manyRetries_takeNoMoreAndLogNoMore()
 {
     auto log = std::make_unique<LogCapture>();
@@ -137,12 +139,12 @@ void TstAbsentbus::manyRetries_takeNoMoreAndLogNoMore()
 
     qInfo("%d and %d retries", service->msgStarts.load(), service->queryStarts.load());
     QVERIFY(before.isKept("service", after, RESIDENT_GROWTH_KIB, FILES_GROWTH));
-    // Each retry is refused once; the query worker says first in which thread it is. There is nothing else.
+    // Each retry is refused once. The query worker logs before that in which thread it is. There are no other lines.
     const int refused = lines.removeAll(u"warning: QAbstractSocket::ConnectionRefusedError Connection refused"_s);
     const int threads = lines.filter(QRegularExpression(u"^warning: (\\d+) \\1$"_s)).size();
     QCOMPARE(refused, service->msgStarts + service->queryStarts);
     QCOMPARE(threads, service->queryStarts.load());
-    // A worker that tries without a pause does not get through its queue before the end.
+    // A worker that retries without a pause cannot work off its queue before the end.
     const QStringList dropped = lines.filter(QRegularExpression(u"^warning: Dropped \\d+ queued"_s));
     QVERIFY(dropped.size() <= 1);
     for (const QString& line : dropped) {

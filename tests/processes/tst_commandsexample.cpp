@@ -73,8 +73,8 @@ void TstCommandsExample::initTestCase()
     m_incoming = std::make_unique<QSignalSpy>(m_receiver.get(), SIGNAL(incomingMessage(Message)));
     QVERIFY(m_sender->open());
     QVERIFY(m_receiver->open());
-    // An answer that the gate has ready before its query connection is up is dropped, so one is asked for until it
-    // comes.
+    // If the gate has an answer before its query connection is open, it cannot send the answer. So the test asks until
+    // one comes.
     constexpr int ATTEMPT_MS = 1000;
     bool answered = false;
     for (int i = 0; i < PATIENCE_MS / ATTEMPT_MS && !answered; ++i) {
@@ -91,7 +91,7 @@ void TstCommandsExample::cleanupTestCase()
     QCOMPARE(m_bus->terminate(), 0);
 }
 
-/// \return the answer with the command's uid, an empty command when there is none in time.
+/// \return the answer with the command's uid; an empty command if none comes in time.
 TarvexCommand TstCommandsExample::answerTo(const TarvexCommand& command, int timeoutMs)
 {
     TarvexCommand answer;
@@ -117,7 +117,7 @@ void TstCommandsExample::command_isAnswered_data()
     QTest::addColumn<QString>("answer");
     const QVariantMap none;
     const QVariantMap fiveSeconds{{u"seconds"_s, 5}};
-    // One talk: each command finds what those before it have left.
+    // All rows are one talk: each command finds the state that the commands before it have left.
     const auto says = [](const char* step, const char* name, const QVariantMap& data, const QString& answer) {
         QTest::newRow(step) << QString::fromLatin1(name) << data << answer;
     };
@@ -157,7 +157,7 @@ void TstCommandsExample::command_sentTwice_isCarriedOutOnce()
     const TarvexCommand open = command(u"open"_s, {{u"seconds"_s, 1}});
     QCOMPARE(answerTo(open).name(), u"opened"_s);
     QVERIFY(m_sender->sendMessage(open.toOutgoingMessage()));
-    // Messages keep their order: what the second copy leads to has happened before this is answered.
+    // Messages keep their order, so the gate has handled the second copy before it answers this command.
     QCOMPARE(answerTo(command(u"status"_s)).data().value(count).toInt(), before + 1);
 }
 

@@ -36,7 +36,7 @@ struct SentCommand
     QVariantMap data;
 };
 
-/// The commands of this name that a client has sent, as the bus's trace shows them.
+/// The commands of this name that a client has sent, read from the trace of the bus.
 QList<SentCommand> tracedCommands(ChildProcess& bus, const QString& client, const QString& name)
 {
     const QString mark = u" in  query/%1 REQUEST sendMessage "_s.arg(client);
@@ -69,7 +69,7 @@ bool hasLine(ChildProcess& process, const QStringList& parts)
 
 } // namespace
 
-/// The example services as their readers run them.
+/// The example services, started as a reader of the documents starts them.
 class TstExamples : public QObject
 {
     Q_OBJECT
@@ -97,7 +97,7 @@ void TstExamples::init()
     m_echo = std::make_unique<ChildProcess>(QStringLiteral(ECHO_SERVICE));
     m_logger->start();
     m_echo->start();
-    // It finds no settings, says so, stores its defaults, and is told to load them.
+    // The echo service finds no settings, logs this, stores its defaults, and the bus tells it to load them.
     QTRY_VERIFY_WITH_TIMEOUT(hasLine(*m_logger, {u"\techo\t"_s, u"prefix is now "_s}), 30000);
     QVERIFY(hasLine(*m_logger, {u"\techo\t"_s, u"Settings loading error"_s}));
 }
@@ -136,14 +136,14 @@ void TstExamples::echo_answersTheSenderWithPrefixAndUid()
 void TstExamples::echo_storesItsDefaultsOnce()
 {
     const auto loads = [this] { return countEchoRequests(*m_bus, u"loadSettings"_s); };
-    QCOMPARE(loads(), 2); // before they were stored and after
+    QCOMPARE(loads(), 2); // one before the defaults were stored, one after
     QCOMPARE(m_echo->terminate(), 0);
     m_echo->start();
     QTRY_COMPARE_WITH_TIMEOUT(loads(), 3, 30000);
     QVERIFY(m_bus->killHard());
     m_bus->start();
     QTRY_VERIFY_WITH_TIMEOUT(loads() >= 4, 30000);
-    // Its answer comes behind whatever it would have stored.
+    // Requests keep their order, so its answer comes after anything that it might store.
     QVERIFY(sendEcho(u"one"_s));
     QTRY_COMPARE_WITH_TIMEOUT(echoState(), uR"({"answered":1})"_s, 20000);
     QCOMPARE(countEchoRequests(*m_bus, u"saveSettings"_s), 1);
@@ -156,7 +156,7 @@ void TstExamples::services_comeBackAfterTheBusWasKilled()
     QVERIFY(m_bus->killHard());
     m_bus->start();
     QTRY_COMPARE_WITH_TIMEOUT(echoState(), uR"({"answered":1})"_s, 20000);
-    // Sent at once: whichever of the two connections comes back first, the command waits for the other.
+    // The command is sent at once. It waits until both connections of the service are back, in whatever order.
     QVERIFY(sendEcho(u"after"_s));
     QTRY_COMPARE_WITH_TIMEOUT(echoState(), uR"({"answered":2})"_s, 40000);
 }

@@ -10,7 +10,7 @@ const QString LOAD = u"loadSettings"_s;
 const QString LOAD_LIST = u"loadSettingsList"_s;
 const QString SAVE = u"saveSettings"_s;
 
-/// A bus whose answer to "loadSettingsList" has this code, and an empty list with code 0. It has no settings otherwise.
+/// A bus that has no settings. It answers "loadSettingsList" with this code, and with an empty list if the code is 0.
 FakeBus::Action busAnswering(int listCode)
 {
     return [listCode](FakeBus::Peer& peer, const FakeBus::Request& request) {
@@ -38,7 +38,7 @@ QStringList operationsOf(const FakeBus& bus)
 
 } // namespace
 
-/// The examples that store their defaults, against a bus that has no settings for them, or cannot read them.
+/// The examples that store their defaults, on a bus that has no settings for them or cannot read the settings.
 class TstFirstStart : public QObject
 {
     Q_OBJECT
@@ -80,7 +80,7 @@ void TstFirstStart::busCannotTell_nothingIsStored_data()
     }
 }
 
-// What is stored may be a customer's, and what is saved replaces it.
+// The bus may have a customer's settings, and saved defaults would replace them.
 void TstFirstStart::busCannotTell_nothingIsStored()
 {
     QFETCH(QString, service);
@@ -90,7 +90,7 @@ void TstFirstStart::busCannotTell_nothingIsStored()
     bus.willAlwaysDo(busAnswering(code));
     ChildProcess process(service, {});
     process.start();
-    // The report of the state stands behind whatever it would have stored.
+    // Requests keep their order, so the report of the state comes after anything that the service might store.
     QTRY_VERIFY_WITH_TIMEOUT(operationsOf(bus).contains(u"saveState"_s), 30000);
     QVERIFY(operationsOf(bus).contains(LOAD_LIST));
     QVERIFY(!operationsOf(bus).contains(SAVE));

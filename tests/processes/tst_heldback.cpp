@@ -12,7 +12,7 @@ using tarvex::Message;
 
 namespace {
 
-/// What a timer of 5000 ms makes of it on a loaded machine.
+/// A timer of 5000 ms may take this long on a loaded machine.
 constexpr int LATEST_MS = 20000;
 
 QByteArray pushedEcho(const QString& text, const QString& uid)
@@ -52,7 +52,7 @@ QStringList answersOn(const FakeBus& bus)
 
 } // namespace
 
-/// A service whose two connections come one long after the other.
+/// A service whose query connection is accepted long after its receiver connection.
 class TstHeldBack : public QObject
 {
     Q_OBJECT
@@ -82,7 +82,7 @@ void TstHeldBack::queryRefusedAtFirst_answersWhenItIsAccepted()
     });
     ChildProcess echo(QStringLiteral(ECHO_SERVICE), {});
     echo.start();
-    // Acknowledged, and held back: nobody is there to be asked or told anything.
+    // The service has acknowledged both messages and holds them back, because it has no query connection.
     QVERIFY(receiver.waitForRequests(2));
     QCOMPARE(query.handshakes().size(), 1);
     QCOMPARE(query.requests().size(), 0);

@@ -8,7 +8,7 @@
 namespace {
 
 constexpr quint16 QUERY_PORT = 45535;
-/// A request waits 30 s for its reply; whoever stops a service does not wait as long before it takes harder measures.
+/// A request waits 30 s for its reply. Whoever stops a service kills it if it does not end much sooner.
 constexpr int END_TIMEOUT_MS = 10000;
 
 /// Whether a connection to \a port of this machine holds bytes that its server has not read.
@@ -32,7 +32,7 @@ bool hasUnread(quint16 port)
 
 } // namespace
 
-/// The bus does nothing any more, but its connections stay.
+/// A bus that hangs: it does nothing any more, but its connections stay.
 class TstHungbus : public QObject
 {
     Q_OBJECT
@@ -59,7 +59,7 @@ void TstHungbus::echo_inARequest_endsOnSignal()
     m_echo->start();
     QTRY_VERIFY_WITH_TIMEOUT(!m_bus->errorLines().filter(u"query/echo REPLY loadSettings"_s).isEmpty(), 30000);
     m_bus->hang();
-    // Whichever request is the next: that of a log line, or the next report of its state.
+    // The next request is that of a log line or the next report of the state.
     QTRY_VERIFY_WITH_TIMEOUT(hasUnread(QUERY_PORT), 30000);
     endEcho();
 }

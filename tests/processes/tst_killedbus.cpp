@@ -22,22 +22,23 @@ constexpr quint16 QUERY_PORT = 45535;
 constexpr quint16 RECEIVER_PORT = 45537;
 constexpr int MESSAGE_COUNT = 2000;
 constexpr int KILL_COUNT = 20;
-/// What a service may gain between the first quarter and the end; a leak of a frame for each message would be far more.
+/// How much a service may grow between the first quarter and the end. A leak of one frame for each message would be far
+/// more.
 constexpr int RESIDENT_GROWTH_KIB = 6000;
-/// What the last lives of the bus may need more than the first ones. All of them last for as many messages.
+/// How much more the last lives of the bus may need than the first ones. All lives last for as many messages.
 constexpr int BUS_GROWTH_KIB = 2000;
-/// As many messages, and about as many connections, the bus lives through without being killed, and what it may gain
-/// over the last four fifths of them: less than a KiB for each.
+/// The bus that is not killed handles this many messages and about as many connections. Over the last four fifths of
+/// them it may grow by less than a KiB for each.
 constexpr int LONG_LIFE_COUNT = 1500;
 constexpr int LONG_LIFE_GROWTH_KIB = 1000;
-/// The connections that a service's two workers make anew may stand beside those that the bus has not yet seen close.
+/// New connections of a service's two workers may stand beside old ones that the bus has not yet seen close.
 constexpr int BUS_FILES_GROWTH = 4;
 
-/// So many services, so many kills and ends in all, and so many at least of each.
+/// How many services there are, how many kills and ends in all, and how many of each at least.
 constexpr int RING_SIZE = 10;
 constexpr int RING_STEPS = 200;
 constexpr int RING_LEAST = 60;
-/// From one to the next.
+/// The time from one kill or end to the next.
 constexpr int MIN_STEP_MS = 300;
 constexpr int MAX_STEP_MS = 600;
 
@@ -52,7 +53,7 @@ QList<int> numbersAfter(const QStringList& lines, const QString& word)
     return numbers;
 }
 
-/// How many numbers the bus has answered, in either way.
+/// How many numbers the bus has accepted or refused.
 int settledCount(ChildProcess& sender)
 {
     const QStringList lines = sender.lines();
@@ -73,7 +74,7 @@ unsigned seedForRandom()
     return seed;
 }
 
-/// A client that comes and goes in the middle of a frame.
+/// A client that connects and leaves in the middle of a frame.
 bool visit(quint16 port)
 {
     QTcpSocket socket;
@@ -106,7 +107,7 @@ private:
 
 } // namespace
 
-/// The bus dies again and again in the middle of the traffic between two services.
+/// The bus is killed again and again in the middle of the traffic between services.
 class TstKilledbus : public QObject
 {
     Q_OBJECT
@@ -123,8 +124,8 @@ void TstKilledbus::everyAcceptedMessage_arrivesOnceAndInOrder()
 
     const QTemporaryDir folder;
     BusProgram bus({u"--storage"_s, folder.filePath(u"bus.sqlite"_s)});
-    // Most connections are killed within a second, after which the library waits for 5 s. These look sooner, so that
-    // there is traffic to be killed.
+    // Most connections are killed within a second, and then the library waits for 5 s. With --look the services look
+    // for the bus sooner, so that there is traffic when the bus is killed.
     ChildProcess receiver(QStringLiteral(CHAOS_SERVICE), {u"receiver"_s, u"--look"_s});
     ChildProcess sender(QStringLiteral(CHAOS_SERVICE), sending(MESSAGE_COUNT) << u"--look"_s);
     receiver.start();
@@ -134,11 +135,11 @@ void TstKilledbus::everyAcceptedMessage_arrivesOnceAndInOrder()
     int kills = 0;
     ProcessLoad before[2];
     const ChildProcess* services[2] = {&receiver, &sender};
-    // Each life of the bus is looked at as it ends: the first quarter of them against the rest.
+    // Each life of the bus is measured at its end. The first quarter of them is compared with the rest.
     ProcessLoad firstLives;
     ProcessLoad laterLives;
     for (int next = 0; !sender.lines().contains(u"done"_s);) {
-        // In the middle of the traffic, wherever that is just then.
+        // The kill comes at a random place in the middle of the traffic.
         next += 30 + int(random() % 60);
         while (settledCount(sender) < qMin(next, MESSAGE_COUNT)) {
             QVERIFY2(sender.waitForMore(30000), "the sender gets nowhere");
@@ -152,7 +153,7 @@ void TstKilledbus::everyAcceptedMessage_arrivesOnceAndInOrder()
         (kills < KILL_COUNT / 4 ? firstLives : laterLives).note(bus.processId());
         QVERIFY(bus.killHard());
         ++kills;
-        // Mostly it is back before the services look for it again, now and then only when they have been refused.
+        // Usually the bus is back before the services look for it again. Sometimes it comes back after it refused them.
         std::this_thread::sleep_for(std::chrono::milliseconds(kills % 7 == 0 ? 300 + random() % 1000 : random() % 20));
         bus.start();
     }
@@ -162,7 +163,7 @@ void TstKilledbus::everyAcceptedMessage_arrivesOnceAndInOrder()
     const QList<int> failed = numbersAfter(sender.lines(), u"failed"_s);
     QCOMPARE(accepted.size() + failed.size(), MESSAGE_COUNT);
     QVERIFY(accepted.size() > MESSAGE_COUNT / 2);
-    // A service that was refused while the bus was down comes back within 5 s; a repeat follows after 5 s more.
+    // A service that was refused while the bus was down comes back within 5 s. A repeated message follows 5 s later.
     QTRY_VERIFY_WITH_TIMEOUT(
         [&] {
             const QList<int> got = numbersAfter(receiver.lines(), u"got"_s);
@@ -186,7 +187,7 @@ void TstKilledbus::everyAcceptedMessage_arrivesOnceAndInOrder()
     QCOMPARE(bus.terminate(), 0);
 }
 
-// The other side of it: what a life too short to show it would leak with each message and each connection.
+// A leak with each message or connection would not show in a bus that is killed early, so this bus lives long.
 void TstKilledbus::busThatLives_takesNoMore()
 {
     BusProgram bus;
@@ -241,8 +242,8 @@ void TstKilledbus::subscription_outlivesTheBus()
     QCOMPARE(screen.states.constFirst().state(), state.state());
 }
 
-// Kills of the bus and orderly ends of services, mixed at random. Services are not killed: what a killed service has
-// acknowledged and not handled yet is lost with it.
+// Kills of the bus and orderly ends of services, mixed at random. Services are not killed, because what a killed
+// service has acknowledged and not handled yet is lost with it.
 void TstKilledbus::ringOfServices_losesNothing_whateverEnds()
 {
     const unsigned seed = seedForRandom();
@@ -259,7 +260,7 @@ void TstKilledbus::ringOfServices_losesNothing_whateverEnds()
         sinceLast.start();
         const int left = RING_STEPS - step;
         if (left <= RING_LEAST - kills || (left > RING_LEAST - ends && random() % 2 == 0)) {
-            // Now and then it stays away for longer, so that services look for it in vain.
+            // Sometimes the bus stays away longer, so that services look for it in vain.
             QVERIFY2(ring.killBus(random() % 8 == 0 ? between(200, 500) : between(0, 20)),
                      qPrintable(ring.errorString()));
             ++kills;
@@ -280,7 +281,7 @@ void TstKilledbus::ringOfServices_losesNothing_whateverEnds()
     qInfo("%d kills of the bus, %d ends of services, %d of them with a warning, in %d s: %s", kills, ends, warnings,
           int(timer.elapsed() / 1000), qPrintable(ring.figures()));
     QVERIFY(kills >= RING_LEAST && ends >= RING_LEAST);
-    // Where most ends run out of time, too little of what an end promises has been looked at.
+    // If most ends run out of time, the test has seen too few complete ends.
     QVERIFY(warnings < ends / 2);
     const QStringList violations = ring.violations();
     for (const QString& violation : violations) {

@@ -15,7 +15,7 @@ QJsonObject storedRecord()
         .object();
 }
 
-/// The stored state's text.
+/// The text of the stored state.
 QString storedState()
 {
     return storedRecord().value(u"state"_s).toString();
@@ -35,7 +35,7 @@ const QString CLOSED = uR"({"door":"Closed","lastOpened":"","openings":0})"_s;
 
 } // namespace
 
-/// The example of a state: the service that has it and the one that watches it, as their readers run them.
+/// The example of a state, with the service that has it and the one that watches it, as a reader starts them.
 class TstStateExample : public QObject
 {
     Q_OBJECT
@@ -78,7 +78,7 @@ QString TstStateExample::lastShown()
 
 void TstStateExample::service_reportsItsStateOnceConnected()
 {
-    // Waited for in init(); and it is the door sensor's own.
+    // init() has waited for the state. This test sees that its owner is the door sensor.
     QCOMPARE(storedRecord().value(u"owner"_s).toString(), u"door_sensor"_s);
     QCOMPARE(storedRecord().value(u"type"_s).toInt(), 1);
 }
@@ -86,7 +86,7 @@ void TstStateExample::service_reportsItsStateOnceConnected()
 void TstStateExample::committedState_isStoredAtOnce()
 {
     QVERIFY(sendCommand(u"openDoor"_s));
-    // Far within the report's interval of a minute.
+    // The time-out is far shorter than the report's interval of a minute.
     QTRY_COMPARE_WITH_TIMEOUT(parsed(storedState()).value(u"door"_s).toString(), u"Open"_s, 20000);
     const QJsonObject open = parsed(storedState());
     QCOMPARE(open.value(u"openings"_s).toInt(), 1);

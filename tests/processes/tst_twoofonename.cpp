@@ -1,6 +1,6 @@
 #include "programs.h"
 
-/// The same service is started twice by mistake.
+/// The same service, started twice by mistake.
 class TstTwoofonename : public QObject
 {
     Q_OBJECT
@@ -8,8 +8,8 @@ private Q_SLOTS:
     void eachReplacesTheOther_butDoesNotStorm();
 };
 
-// Each of them takes the name's receiver connection away from the other. The one that has lost a connection which had
-// only just been made waits for 5 s.
+// Each of them takes the receiver connection of the name from the other. If a service loses a connection that was made
+// just before, it waits for 5 s.
 void TstTwoofonename::eachReplacesTheOther_butDoesNotStorm()
 {
     BusProgram bus({u"--memory"_s, u"--trace"_s});
@@ -25,7 +25,7 @@ void TstTwoofonename::eachReplacesTheOther_butDoesNotStorm()
     const int before = connects();
     QTest::qWait(10000);
     const int during = connects() - before;
-    // Three for each of them at most; without an end there were 48.
+    // At most three for each of them. Without the wait there were 48.
     QVERIFY2(during >= 2 && during <= 6, qPrintable(QString::number(during)));
     QCOMPARE(first.terminate(), 0);
     QCOMPARE(second.terminate(), 0);

@@ -11,23 +11,23 @@ using namespace tarvex;
 
 namespace {
 
-/// Clears the screen and goes on with a line of its own, and clears the screen once more in another way.
+/// Clears the screen, begins a line of its own, and clears the screen once more in another way.
 const QString HOSTILE = u"\x1b[2J\nfaked line\u009b2J"_s;
-/// The same within a JSON text.
+/// The same in a JSON text.
 const QString HOSTILE_JSON = uR"(\u001b[2J\nfaked line\u009b2J)"_s;
-/// How the command-line client and the examples show it, and how the bus does.
+/// How the command-line client and the examples show it, and how the bus shows it.
 const QString ESCAPED = uR"(\x1b[2J\nfaked line\x9b2J)"_s;
 const QString MASKED = u"?[2J?faked line?2J"_s;
 
 const QString MONITOR = u"monitor"_s;
 
-/// \return the first line that is not what the program meant to print; empty when there is none.
+/// \return the first line that shows the hostile text as it is; empty if there is none.
 QString spoiltLine(const QStringList& lines)
 {
     for (const QString& line : lines) {
         bool isSpoilt = line.startsWith(QLatin1String("faked line"));
         for (const QChar character : line) {
-            // Programs set fields apart by tabs.
+            // Programs separate fields by tabs.
             isSpoilt = isSpoilt || (character.category() == QChar::Other_Control && character != QLatin1Char('\t'));
         }
         if (isSpoilt) {
@@ -46,7 +46,7 @@ constexpr Lines ERRORS = &ChildProcess::errorLines;
 void expectLine(ChildProcess& process, Lines lines, const QString& text)
 {
     QStringList seen;
-    // An answering client lives in this thread's event loop.
+    // The client that answers needs this thread's event loop.
     const auto isOver = [&] {
         seen = (process.*lines)();
         return !seen.filter(text).isEmpty() || !spoiltLine(seen).isEmpty();
@@ -73,13 +73,13 @@ ClientState hostileState()
 
 } // namespace
 
-/// A client's name, and whatever else it sends, can hold line ends and sequences that steer a terminal. No program
+/// A client's name and everything else that it sends may hold line ends and control sequences of a terminal. No program
 /// prints them as they are.
 class TstVisibleNames : public QObject
 {
     Q_OBJECT
 public Q_SLOTS:
-    /// Answers a message of the hostile client's.
+    /// Answers a message to the hostile client.
     void answer(Message message);
 
 private Q_SLOTS:
@@ -103,9 +103,9 @@ private Q_SLOTS:
 
 private:
     ChildProcess& start(const char* program, const QStringList& arguments = {});
-    /// Starts the bus, and the hostile client on it.
+    /// Starts the bus, and connects the hostile client to it.
     void startBus(const QStringList& arguments);
-    /// The hostile client sends a message, which the bus keeps for a receiver that is not there yet.
+    /// The hostile client sends a message. The bus keeps it for a receiver that is not connected yet.
     bool send(const QString& receiver, const QString& text, const QString& uid = HOSTILE);
     /// The hostile client answers its next message with \a text.
     void replyWith(const QString& text);
@@ -204,7 +204,7 @@ void TstVisibleNames::logger_printsLines()
     expectLine(logger, OUTPUT, u"\t%1\t%1\t"_s.arg(ESCAPED));
 }
 
-/// A service shows on its console what the library logs, here that a message repeats.
+/// A service shows on its console what the library logs. Here the line says that a message was repeated.
 void TstVisibleNames::logger_logsOnItsConsole()
 {
     QVERIFY(send(BUSNAME_LOGGER, HOSTILE));
@@ -239,7 +239,7 @@ void TstVisibleNames::ticketPrinter_prints()
 {
     QVERIFY(send(BUSNAME_TICKET_PRINTER, commandText(u"print"_s, u"text"_s)));
     ChildProcess& printer = start(PRINTER_SERVICE);
-    // It prints on one line by itself, with a space for each line end.
+    // The printer prints a ticket on one line, with a space for each line end.
     expectLine(printer, OUTPUT, uR"([ \x1b[2J faked line\x9b2J ])"_s);
     expectLine(printer, ERRORS, u"print %1 %1"_s.arg(ESCAPED));
 }

@@ -8,7 +8,7 @@ namespace {
 
 int overflowHeap(int count)
 {
-    // Volatile, so that the size is forgotten: the other sanitizer would know it and stop the program first.
+    // Volatile, so that the compiler forgets the size. Otherwise the other sanitizer would stop the program first.
     char* volatile bytes = new char[16];
     std::memset(bytes, 1, 16);
     const int beyond = bytes[15 + count];
@@ -18,7 +18,7 @@ int overflowHeap(int count)
 
 int leak(int count)
 {
-    // Volatile, so that the allocation is made; the pointer is gone when the function returns.
+    // Volatile, so that the compiler keeps the allocation. The pointer is gone when the function returns.
     char* volatile lost = new char[static_cast<size_t>(count) * 64];
     lost[0] = 1;
     lost = nullptr;
@@ -34,7 +34,7 @@ int overflowSign(int count)
 
 int main(int argc, char** argv)
 {
-    // Always 1, which the compiler cannot know.
+    // Always 1, but the compiler cannot know it.
     const int count = argc - 1;
     const QByteArray fault(count == 1 ? argv[1] : "");
     int result = 0;

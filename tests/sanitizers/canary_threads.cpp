@@ -4,8 +4,8 @@
 
 #include <cstdio>
 
-// A data race as ours would be: two slots of our own, called by Qt's event loops in two threads, so that the library's
-// frames stand below them. Nothing orders the two calls.
+// A data race like one that our code could have: Qt's event loops in two threads call two slots of ours, so that Qt's
+// frames are in the call stack. Nothing orders the two calls.
 
 namespace {
 

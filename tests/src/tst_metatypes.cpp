@@ -39,7 +39,7 @@ class Receiver : public QObject
 {
     Q_OBJECT
 public:
-    /// What came, as text; read after count has shown that it is there.
+    /// What has come, as text. Read it only when count says that something has come.
     QString text;
     QThread* thread = nullptr;
     std::atomic<int> count{0};
@@ -82,7 +82,8 @@ private Q_SLOTS:
     void queuedConnection_byShortName_delivers();
 };
 
-// Must stay the first: nothing of the library has been called yet, and no type has been asked for by its class.
+// This must stay the first test, because before it nothing of the library may be called, and no type may be asked for
+// by its class.
 void TstMetaTypes::types_atLoad_areKnownByName_data()
 {
     QTest::addColumn<QByteArray>("shortName");
@@ -117,7 +118,7 @@ void TstMetaTypes::queuedConnection_byShortName_delivers_data()
     QTest::addColumn<QByteArray>("signal");
     QTest::addColumn<QByteArray>("slot");
     QTest::addColumn<QString>("text");
-    // What SIGNAL() and SLOT() make: the normalised signature after a digit.
+    // SIGNAL() and SLOT() return the normalised signature after a digit.
     const auto row = [](const char* name, const char* signal, const char* slot, const char* text) {
         QTest::newRow(name) << QByteArray(signal) << QByteArray(slot) << QString::fromLatin1(text);
     };
@@ -143,7 +144,7 @@ void TstMetaTypes::queuedConnection_byShortName_delivers()
     Receiver receiver;
     receiver.moveToThread(&thread);
     Sender sender;
-    // Without the type of queued connection: that it must be one, Qt sees when the signal is emitted.
+    // The call does not ask for a queued connection. Qt sees that it must be one when the signal is emitted.
     QVERIFY(QObject::connect(&sender, signal.constData(), &receiver, slot.constData()));
 
     Message message;
@@ -159,7 +160,7 @@ void TstMetaTypes::queuedConnection_byShortName_delivers()
     Q_EMIT sender.errorMade(TarvexError(TarvexError::NoError, u"bad"_s));
     Q_EMIT sender.pairsMade({{u"door"_s, 1}, {u"printer"_s, 3}});
     Q_EMIT sender.socketErrorMade(QAbstractSocket::RemoteHostClosedError);
-    // Only now, because starting a thread is what the thread sanitizer sees; Qt's queue it does not.
+    // The thread starts only now, because the thread sanitizer sees the start of a thread, but not Qt's queue.
     thread.start();
 
     QTRY_COMPARE(receiver.count.load(), 1);
@@ -167,7 +168,7 @@ void TstMetaTypes::queuedConnection_byShortName_delivers()
     QVERIFY(thread.wait());
     QCOMPARE(receiver.text, text);
     QCOMPARE(receiver.thread, &thread);
-    // "QObject::connect: Cannot queue arguments of type ..." would stand here.
+    // If the types were unknown, "QObject::connect: Cannot queue arguments of type ..." would be here.
     QCOMPARE(log.texts(), QStringList());
 }
 

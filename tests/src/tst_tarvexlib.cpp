@@ -26,7 +26,7 @@ private Q_SLOTS:
     void furtherInstance_doesNotRegisterTheVersionAgain();
 };
 
-// Must stay the first: whatever is registered was registered when the library was loaded.
+// This must stay the first test, so that everything registered was registered when the library was loaded.
 void TstTarvexLib::registry_atLoad_holdsTheLibrary()
 {
     QCOMPARE(AppVersionManager::versions().keys(), QStringList{NAME});

@@ -4,8 +4,8 @@
 
 #include <QTest>
 
-/// Runs with an identity of its own, compiled for 1 May 2021, 11:12:06 (the compiler pads the one-digit day with a
-/// blank).
+/// Runs with an identity of its own, which was compiled for 1 May 2021, 11:12:06. The compiler pads the one-digit day
+/// with a blank.
 class TstTarvexLibBuildDate : public QObject
 {
     Q_OBJECT

@@ -39,7 +39,7 @@ inline QString print()
     return u"print"_s;
 }
 
-/// Without a time.
+/// A state without a time.
 inline ClientState stateOf(const QString& owner, const QString& text)
 {
     ClientState state;
@@ -72,14 +72,14 @@ inline QString textOf(const std::optional<TarvexCommand>& command)
     return command ? command->data().value(u"text"_s).toString() : QString();
 }
 
-/// A client that is on the bus from the beginning, on the query port.
+/// A client that connects to the query port when it is made.
 class OpenClient : public tarvex::TarvexQueryHandler
 {
 public:
     explicit OpenClient(const QString& name = printer()) : TarvexQueryHandler(name) { open(); }
 };
 
-/// Each function of such a test has a bus of its own, which runs.
+/// The base of the tests: each test function has a bus of its own, which is started.
 class KitTest : public QObject
 {
     Q_OBJECT

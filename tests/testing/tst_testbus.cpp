@@ -18,7 +18,7 @@ bool isAccepted(const QString& name)
 
 } // namespace
 
-/// The bus itself: that it is there, who is on it, and the troubles that it makes.
+/// The bus itself: start and end, who is connected, and the faults that it can have.
 class TstTestBus : public KitTest
 {
     Q_OBJECT
@@ -335,7 +335,7 @@ void TstTestBus::ignoreRequests_getNoReply()
     m_bus->ignoreRequests(u"saveState"_s, printer());
     QVERIFY(client.sendRequest(u"saveState"_s, stateOf(printer(), u"1"_s).toVariantMap()));
     QVERIFY2(m_bus->waitForRequest(printer(), u"saveState"_s), qPrintable(m_bus->errorString()));
-    // Requests are answered in order: had there been a reply, it would come first.
+    // Requests are answered in order, so a reply to the ignored one would come first.
     const BusClient::Frame reply = client.ask(u"loadState"_s, {{u"owner"_s, printer()}});
     QCOMPARE(reply.operation, u"loadState"_s);
     QCOMPARE(reply.code, 5);

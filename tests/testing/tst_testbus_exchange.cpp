@@ -12,7 +12,7 @@ const QLatin1String SENT_UID("of the test");
 
 /// Sends something with a text, as a client.
 using Send = std::function<bool(OpenClient& client, const QString& text)>;
-/// Waits for that. \return the text that has come, null when nothing has.
+/// Waits for it. \return the text that has come; null if none has.
 using Wait = std::function<QString(TestBus& bus, int timeoutMs)>;
 
 bool answer(OpenClient& client, const QString& reciever, const QString& text)
@@ -239,7 +239,7 @@ void TstTestBusExchange::wait_takesEachOnce_inOrder()
     QCOMPARE(wait(*m_bus, TestBus::DEFAULT_TIMEOUT_MS), u"during the wait"_s);
     m_bus->failRequests(QString(), TarvexError::StorageAccessError);
     QVERIFY(!send(client, u"refused"_s));
-    // A refused request is none of its kind, but a request.
+    // A refused request counts as a request, but not as a message, a state or settings.
     const QString expected = qstrcmp(QTest::currentDataTag(), "request") == 0 ? u"refused"_s : QString();
     QCOMPARE(wait(*m_bus, SHORT_MS), expected);
 }
@@ -377,7 +377,7 @@ void TstTestBusExchange::wait_noTime_looksOnce()
 
 void TstTestBusExchange::wait_manyThatNobodyTakes_findsTheOne()
 {
-    BusClient client(BusClient::QUERY_PORT, printer()); // the library's own takes 10 ms for each
+    BusClient client(BusClient::QUERY_PORT, printer()); // the library's own client takes 10 ms for each
     for (int number = 0; number < 5000; ++number) {
         const Message message = commandMessage(cashbox(), print(), QString::number(number));
         QCOMPARE(client.ask(u"sendMessage"_s, message.toVariantMap()).code, 0);

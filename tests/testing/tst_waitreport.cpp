@@ -4,7 +4,7 @@
 
 namespace {
 
-/// The line with that number of what a failed wait tells; line 0 is the first of what came.
+/// A line of errorString() after a failed wait; line 0 is the first request in it.
 QString toldLine(const TestBus& bus, int number)
 {
     return bus.errorString().split(QLatin1Char('\n')).value(number + 2);
@@ -23,7 +23,7 @@ QString sent(TestBus& bus, const QString& reciever)
 
 } // namespace
 
-/// What a wait tells that has failed.
+/// The errorString() of a wait that has failed.
 class TstWaitReport : public KitTest
 {
     Q_OBJECT
@@ -89,7 +89,7 @@ void TstWaitReport::everyWait_tellsFirstWhatItWasFor()
     m_bus->failRequests(u"saveSettings"_s, TarvexError::StorageAccessError);
     QVERIFY(!client.saveSettings(samples::someSettings(QString())));
     QCOMPARE(client.lastOutcome().toString(),
-             u"refused: 512 Storage access error"_s); // the kit's words are the client's
+             u"refused: 512 Storage access error"_s); // the kit says it as the client does
     QVERIFY(client.sendMessage(plainMessage(printer(), u"the latest"_s)));
 
     QVERIFY(!wait(*m_bus));
@@ -152,7 +152,7 @@ void TstWaitReport::tellsNoiseLast()
     QVERIFY(!m_bus->waitForCommand(cashbox(), u"printed"_s, 0));
     QStringList lines = m_bus->errorString().split(QLatin1Char('\n'));
     QVERIFY(lines.value(4).startsWith(QLatin1String("  \"printer\", saveState: {")));
-    lines.removeAt(4); // it bears the time
+    lines.removeAt(4); // it holds the time
     QCOMPARE(lines.mid(1),
              (QStringList{u"Came and was not taken, 6 in all:"_s,
                           u"  \"printer\" to \"cashbox\": {\"cmd\":\"commandError\",\"data\":{\"text\":\"\"}}"_s,
@@ -184,7 +184,7 @@ void TstWaitReport::cutsWhatIsLong()
     QCOMPARE(m_bus->errorString(), expected + u"  and 27 more"_s);
 }
 
-/// QtTest cuts a message at 1024 bytes, whatever part of it is a tested expression.
+/// QtTest cuts a message at 1024 bytes, and the tested expression is part of the message.
 void TstWaitReport::isShortInBytes_data()
 {
     QTest::addColumn<QString>("text");

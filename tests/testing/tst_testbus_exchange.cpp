@@ -59,6 +59,7 @@ private Q_SLOTS:
     void waitForMessage_falseSender_isTheConnectionsOwn();
     void waitForReply_toAnother_isNone();
     void waitForState_filtered_skipsOthers();
+    void waitForSettings_ofAnother_staysForLater();
     void waitForRequest_refused_isFound();
     void clear_forgetsWhatCame();
 
@@ -325,6 +326,14 @@ void TstTestBusExchange::waitForState_filtered_skipsOthers()
     QCOMPARE(m_bus->waitForState(printer(), isTwo).value_or(ClientState()).state(), u"2"_s);
     QCOMPARE(m_bus->waitForState(printer()).value_or(ClientState()).state(), u"3"_s);
     QCOMPARE(m_bus->state(printer()).value_or(ClientState()).state(), u"3"_s);
+}
+
+void TstTestBusExchange::waitForSettings_ofAnother_staysForLater()
+{
+    OpenClient client;
+    QVERIFY(client.saveSettings(samples::someSettings(cashbox())));
+    QVERIFY(!m_bus->waitForSettings(printer(), SHORT_MS));
+    QVERIFY2(m_bus->waitForSettings(cashbox()), qPrintable(m_bus->errorString()));
 }
 
 void TstTestBusExchange::waitForRequest_refused_isFound()

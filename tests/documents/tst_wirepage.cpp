@@ -88,7 +88,7 @@ void TstWirePage::handshake_query()
     TarvexQueryHandler handler(PRINTER);
     QVERIFY(handler.open());
     QVERIFY(handler.isOpen());
-    QCOMPARE(bus.handshakes().first().frame, m_page.frame(u"handshake request"_s));
+    QCOMPARE(bus.handshakes().constFirst().frame, m_page.frame(u"handshake request"_s));
 }
 
 void TstWirePage::handshake_receiver()
@@ -99,7 +99,7 @@ void TstWirePage::handshake_receiver()
     TarvexMessagesReciever receiver(PRINTER);
     QVERIFY(receiver.open());
     QTRY_VERIFY_WITH_TIMEOUT(receiver.isOpen(), 30000);
-    QCOMPARE(bus.handshakes().first().frame, m_page.frame(u"handshake request"_s));
+    QCOMPARE(bus.handshakes().constFirst().frame, m_page.frame(u"handshake request"_s));
 }
 
 void TstWirePage::handshake_refused()
@@ -188,7 +188,7 @@ void TstWirePage::operation()
     TarvexQueryHandler handler(PRINTER);
     QVERIFY(handler.open());
     QVERIFY(call(handler));
-    QCOMPARE(jsonIn(bus.requests().first().frame), m_page.json(name + u" request"_s));
+    QCOMPARE(jsonIn(bus.requests().constFirst().frame), m_page.json(name + u" request"_s));
 }
 
 void TstWirePage::refusal()
@@ -202,7 +202,7 @@ void TstWirePage::refusal()
         QtCriticalMsg,
         QRegularExpression(u"^5 .*There are no settings for client"_s, QRegularExpression::DotMatchesEverythingOption));
     QVERIFY(!handler.loadSettings(QString(), settings));
-    QCOMPARE(jsonIn(bus.requests().first().frame), m_page.json(u"loadSettings request"_s));
+    QCOMPARE(jsonIn(bus.requests().constFirst().frame), m_page.json(u"loadSettings request"_s));
 }
 
 void TstWirePage::pushedMessage()
@@ -217,11 +217,12 @@ void TstWirePage::pushedMessage()
     QSignalSpy incoming(&receiver, SIGNAL(incomingMessage(Message)));
     QVERIFY(receiver.open());
     QTRY_COMPARE_WITH_TIMEOUT(bus.requests().size(), 2, 30000);
-    for (const FakeBus::Request& acknowledgement : bus.requests()) {
+    const QList<FakeBus::Request> acknowledgements = bus.requests();
+    for (const FakeBus::Request& acknowledgement : acknowledgements) {
         QCOMPARE(acknowledgement.frame, m_page.frame(u"acknowledgement"_s));
     }
     QCOMPARE(incoming.size(), 1);
-    const auto message = incoming.first().first().value<Message>();
+    const auto message = incoming.constFirst().constFirst().value<Message>();
     QCOMPARE(message.toVariantMap(), m_page.data(u"pushed message"_s));
 }
 
@@ -234,7 +235,7 @@ void TstWirePage::pushedRequest_unknown()
     TarvexMessagesReciever receiver(u"cashbox"_s);
     QVERIFY(receiver.open());
     QTRY_COMPARE_WITH_TIMEOUT(bus.requests().size(), 1, 30000);
-    QCOMPARE(jsonIn(bus.requests().first().frame), m_page.json(u"answer to an unknown pushed request"_s));
+    QCOMPARE(jsonIn(bus.requests().constFirst().frame), m_page.json(u"answer to an unknown pushed request"_s));
 }
 
 void TstWirePage::command_updateSettings()
@@ -252,7 +253,7 @@ void TstWirePage::command_stateChanged()
     const QByteArray text = m_page.json(u"stateChanged text"_s);
     worker.doProcessMessage(samples::someMessage(u"cashbox"_s, QString::fromUtf8(text)));
     QCOMPARE(stateChanged.size(), 1);
-    QCOMPARE(stateChanged.first().first().value<ClientState>().toVariantMap(), commandData(text));
+    QCOMPARE(stateChanged.constFirst().constFirst().value<ClientState>().toVariantMap(), commandData(text));
 }
 
 void TstWirePage::command_logLines()
@@ -281,7 +282,7 @@ void TstWirePage::command_error()
     QSignalSpy answers(&worker, SIGNAL(sendCommand(TarvexCommand)));
     worker.exec(command);
     QCOMPARE(answers.size(), 1);
-    const Message answer = answers.first().first().value<TarvexCommand>().toOutgoingMessage();
+    const Message answer = answers.constFirst().constFirst().value<TarvexCommand>().toOutgoingMessage();
     QCOMPARE(answer.message().toUtf8(), m_page.json(u"commandError text"_s));
     QCOMPARE(answer.reciever(), u"cashbox"_s);
     QCOMPARE(answer.uid(), u"u1"_s);

@@ -1,10 +1,10 @@
-# The CMake package, the pkg-config files; both found again wherever the installed tree is moved to.
+# The CMake package and the pkg-config files. The installed tree may be moved: neither holds an absolute path.
 
 set(tarvex_cmake_dir ${CMAKE_INSTALL_LIBDIR}/cmake/tarvexlib)
 install(EXPORT wexcorcoreTargets NAMESPACE wexcor:: DESTINATION ${tarvex_cmake_dir} COMPONENT development)
 install(EXPORT tarvexlibTargets NAMESPACE tarvex:: DESTINATION ${tarvex_cmake_dir} COMPONENT development)
 if(TARGET tarvextesting)
-    # A file of its own: the package says by it whether the component is installed.
+    # A file of its own, because the package looks at this file to know whether the component is installed.
     install(EXPORT tarvextestingTargets NAMESPACE tarvex:: DESTINATION ${tarvex_cmake_dir} COMPONENT testing)
 endif()
 configure_package_config_file(cmake/tarvexlibConfig.cmake.in tarvexlibConfig.cmake
@@ -22,7 +22,7 @@ set(tarvex_pc_folders "")
 foreach(folder IN LISTS tarvex_public_folders)
     string(APPEND tarvex_pc_folders " -I\${includedir}/tarvexlib/${folder}")
 endforeach()
-# tarvex_install_module(<pkg-config module> <component>)
+# tarvex_install_module(<pkg-config module> <component>): installs the module's file with the component.
 function(tarvex_install_module module component)
     configure_file(cmake/${module}.pc.in ${module}.pc @ONLY)
     install(FILES ${CMAKE_CURRENT_BINARY_DIR}/${module}.pc

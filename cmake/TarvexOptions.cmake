@@ -1,4 +1,5 @@
-# Build options, and the target that carries what our own sources are compiled with. None of it reaches a consumer.
+# The options of the build, and the target with the flags for our own sources. A service that uses the libraries gets
+# none of these flags.
 
 option(TARVEX_BUILD_TOOLS "Build the development bus, tarvexctl and the examples" ON)
 option(TARVEX_BUILD_TESTS "Build the tests" ${PROJECT_IS_TOP_LEVEL})
@@ -22,14 +23,14 @@ set(CMAKE_AUTOMOC ON)
 set(CMAKE_RUNTIME_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/bin)
 set(CMAKE_LIBRARY_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/lib)
 
-# Run paths are relative: in the build folder, so that a library does not depend on where it was built; installed, so
-# that a program finds the libraries beside it wherever the prefix is moved to.
+# Run paths are relative. In the build folder a library then does not depend on where it was built. Installed, a program
+# then finds the libraries also after the prefix was moved.
 set(CMAKE_BUILD_RPATH_USE_ORIGIN ON)
 file(RELATIVE_PATH tarvex_bin_to_lib ${CMAKE_INSTALL_FULL_BINDIR} ${CMAKE_INSTALL_FULL_LIBDIR})
 set(CMAKE_INSTALL_RPATH $ORIGIN $ORIGIN/${tarvex_bin_to_lib})
 
-# tarvex_include_by_folder(<target> <folder>): lets the target's users write <folder>/header.h in the build tree as they
-# do with the installed package, without the sources' root as an include folder.
+# tarvex_include_by_folder(<target> <folder>): in the build tree, too, users of the target may write <folder>/header.h,
+# as with the installed package. The root of the sources does not become an include folder by that.
 function(tarvex_include_by_folder target folder)
     set(place ${PROJECT_BINARY_DIR}/include/${folder})
     file(MAKE_DIRECTORY ${place})
@@ -42,7 +43,8 @@ target_compile_options(tarvex_private_options INTERFACE
     -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wnon-virtual-dtor -Woverloaded-virtual
     $<$<BOOL:${TARVEX_WARNINGS_AS_ERRORS}>:-Werror>)
 if(NOT TARVEX_COVERAGE)
-    # No folder of the machine that built it ends up in a library. Only gcov has to find the sources again.
+    # Keeps the folders of the build machine out of the libraries. Not for coverage, because gcov has to find the
+    # sources.
     target_compile_options(tarvex_private_options INTERFACE
         -ffile-prefix-map=${PROJECT_SOURCE_DIR}/=
         -ffile-prefix-map=${PROJECT_BINARY_DIR}/=)
@@ -59,7 +61,7 @@ if(TARVEX_SANITIZE)
     endif()
 endif()
 if(TARVEX_COVERAGE)
-    # Counts of several threads at once would otherwise go wrong, down to negative ones, at which gcovr gives up.
+    # Without this, counts of several threads go wrong and may become negative, and gcovr stops at a negative count.
     add_compile_options(--coverage -O0 -fprofile-update=atomic)
     add_link_options(--coverage)
 endif()

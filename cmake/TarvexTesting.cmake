@@ -1,27 +1,27 @@
 # How tests are added, in tests/ and elsewhere.
 
-# Tests that open the bus's fixed ports run each in a network namespace of its own where the system allows it, so that
-# they can run side by side; elsewhere they take turns.
+# The bus's ports are fixed. Where the system allows it, each test that opens them runs in a network namespace of its
+# own, so that such tests run side by side. Elsewhere they take turns.
 set(tarvex_isolate ${PROJECT_SOURCE_DIR}/tests/common/isolated)
 execute_process(COMMAND ${tarvex_isolate} true RESULT_VARIABLE tarvex_cannot_isolate OUTPUT_QUIET ERROR_QUIET)
 if(tarvex_cannot_isolate)
     message(STATUS "No network namespaces here: tests that use the bus ports take turns")
 endif()
 
-# What every test process gets: no core files from sanitizers, reports that stop the test, no dependence on the user's
-# locale, time zone or desktop.
+# The environment of every test: the user's locale, time zone and logging rules have no effect, and a sanitizer's report
+# ends the test.
 set(tarvex_test_environment
     LC_ALL=C.UTF-8
-    # Far from UTC, by no whole number of hours, so that no test takes the one for the other.
+    # Far from UTC, and not by whole hours, so that no test takes local time for UTC.
     TZ=Asia/Kathmandu
     QT_LOGGING_RULES=
-    # CTest has a time limit for each test. QtTest's own would cut the long ones short, and end the tests that hold the
-    # process's clock and put it forward by more than that limit.
+    # CTest has a time limit for each test. QtTest's own limit would end long tests, and tests that put the process's
+    # clock forward by more than that limit.
     QTEST_FUNCTION_TIMEOUT=2147483647
     ASAN_OPTIONS=detect_leaks=1:strict_string_checks=1:detect_stack_use_after_return=1
     UBSAN_OPTIONS=print_stacktrace=1
-    # Debian's Qt is not instrumented. What its own code does is left out; suppressing the library by name would hide the
-    # races of our slots that it calls.
+    # Debian's Qt is not instrumented, so what its own code does is not looked at. The library is not suppressed by
+    # name, because that would hide the races of our slots, which Qt calls.
     TSAN_OPTIONS=ignore_noninstrumented_modules=1:halt_on_error=1:second_deadlock_stack=1)
 
 # tarvex_test_properties(<test> [TIMEOUT s] [LABELS l...]): the environment and the time limit of a test.
@@ -79,7 +79,8 @@ function(tarvex_executables_below folder result)
     set(${result} ${found} PARENT_SCOPE)
 endfunction()
 
-# tarvex_check_built(): has ctest refuse a build of which programs are missing. Called when all of them are known.
+# tarvex_check_built(): makes ctest refuse a build of which programs are missing. To be called when all programs are
+# known.
 function(tarvex_check_built)
     tarvex_executables_below(${PROJECT_SOURCE_DIR} programs)
     list(TRANSFORM programs REPLACE "(.+)" "\"$<TARGET_FILE:\\1>\"")

@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""README.md and docs/architecture.md name files, folders and, in the tables "To change", names in files: all are there."""
+"""The files, folders and names that README.md and docs/architecture.md name are there, and the links lead somewhere."""
 import pathlib
 import re
 import unittest

@@ -108,7 +108,7 @@ private:
 
 void TstCaller::cleanup()
 {
-    m_service.reset(); // before its bus: it would try to come back
+    m_service.reset(); // before its bus, because it would try to connect again
     m_bus.reset();
 }
 

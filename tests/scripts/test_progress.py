@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""scripts/progress: silent for what is quick, a line now and then for what is not, one line on a terminal."""
+"""scripts/progress says nothing about a quick command, a line now and then about a slow one, one line on a terminal."""
 import os
 import pathlib
 import pty

@@ -32,6 +32,17 @@ class Places(unittest.TestCase):
                     path = ROOT / place
                     self.assertTrue(path.is_dir() if place.endswith("/") else path.is_file() or path.is_dir())
 
+    def test_functions_are_there(self):
+        page = (ROOT / "docs/architecture.md").read_text()
+        sources = "".join(path.read_text() for folder in ("src", "support", "devbus", "testing")
+                          for path in (ROOT / folder).rglob("*.h"))
+        drawings = "".join(path.read_text() for path in (ROOT / "docs/drawings").glob("*.msc")).replace("\\n", " ")
+        names = set(re.findall(r"`(?:\w+::)?(\w+)\(\)`", page) + re.findall(r"(\w+)\(\)", drawings)) - {"qWarning"}
+        self.assertGreater(len(names), 20)
+        for name in names:
+            with self.subTest(name):
+                self.assertTrue(re.search(rf"\b{name}\(", sources))
+
     def test_links_and_pictures_lead_somewhere(self):
         for page in (ROOT / "README.md", *sorted((ROOT / "docs").glob("*.md"))):
             for target, anchor in re.findall(r"\]\(([^)#\s]*)(?:#([^)\s]+))?\)", page.read_text()):

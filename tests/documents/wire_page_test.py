@@ -85,6 +85,12 @@ class Bounds(unittest.TestCase):
             with self.subTest(f"{name} in {path}"):
                 self.assertEqual(re.findall(rf"\b{name} = ([^;]+);", (ROOT / path).read_text()), [value])
 
+    def test_ports_are_those_in_the_source(self):
+        terms = (ROOT / "src/wire/busterms_p.h").read_text()
+        ports = [f"| {re.search(rf'{name} = (.*);', terms)[1]} | {called} |" for name, called in
+                 (("QUERY_PORT", "query"), ("RECEIVER_PORT", "receiver"))]
+        self.assertEqual([port for port in ports if f"\n{port} " not in PAGE], [])
+
 
 class Talk(unittest.TestCase):
     """The page's talk, in its order, with the development bus."""

@@ -96,7 +96,7 @@ TarvexError BusServer::setListening(bool isListening)
     if (isListening && !isRunning()) {
         return {LocalFailure, QStringLiteral("the server is not running")};
     }
-    const TarvexError error = isListening ? openPorts() : TarvexError();
+    TarvexError error = isListening ? openPorts() : TarvexError();
     if (!isListening || isFailure(error)) {
         closePorts();
     }
@@ -145,7 +145,7 @@ TarvexError BusServer::listen(QTcpServer& server, quint16 port)
 TarvexError BusServer::openStorage()
 {
     auto storage = std::make_unique<Storage>(m_options.storagePath);
-    const TarvexError error = storage->open();
+    TarvexError error = storage->open();
     if (isFailure(error)) {
         return {error.error(),
                 QStringLiteral("cannot use the storage \"%1\": %2")

@@ -10,7 +10,6 @@ using samples::messageTo;
 using samples::someSettings;
 using samples::someState;
 using tarvex::ClientSettings;
-using tarvex::devbus::BusConnection;
 using tarvex::devbus::BusServer;
 using tarvex::devbus::ControlServer;
 using tarvex::devbus::ControlService;

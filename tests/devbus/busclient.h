@@ -51,6 +51,11 @@ public:
     bool waitForClose();
     /// Whether bytes are there now.
     bool hasBytes() const;
+
+    /// Whether the server has pushed nothing over this connection that has not been read. It asks for something that
+    /// does not exist: what was pushed before comes before the reply.
+    bool isQuiet() { return ask(QStringLiteral("dance"), {}).isReply; }
+
     /// Whether everything that was sent has arrived at the server's system. The server may not have read it yet.
     bool hasSentAll() const;
     /// Sends as much as the connection takes without waiting. \return how many bytes that was

@@ -21,9 +21,6 @@ public:
     /// Sends messages with the uids \a first to \a last.
     bool sendMany(const QString& reciever, int first, int last, const QString& text = u"text"_s);
 
-    /// Waits until the bus has pushed what it had to push by now. The reply to a request comes after that.
-    bool settle() { return ask(u"dance"_s) == 4; }
-
     BusThread bus;
     BusClient client;
 };

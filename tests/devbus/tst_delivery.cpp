@@ -127,9 +127,8 @@ void TstDelivery::message_toAnother_isNotPushed()
     BusClient other(BusClient::RECEIVER_PORT, u"c"_s);
     BusClient sender(BusClient::RECEIVER_PORT, u"a"_s);
     QVERIFY(desk.send(u"b"_s, u"u1"_s));
-    QVERIFY(desk.settle());
-    QVERIFY(!other.hasBytes());
-    QVERIFY(!sender.hasBytes());
+    QVERIFY(other.isQuiet());
+    QVERIFY(sender.isQuiet());
 }
 
 void TstDelivery::message_withoutUid_getsOne()
@@ -172,8 +171,7 @@ void TstDelivery::published_goesToSubscribers()
                 QCOMPARE(pushed.data.value(u"reciever"_s).toString(), QString());
             }
         }
-        QVERIFY(desk.settle());
-        QVERIFY2(!receiver.hasBytes(), qPrintable(client));
+        QVERIFY2(receiver.isQuiet(), qPrintable(client));
     }
 }
 
@@ -186,8 +184,7 @@ void TstDelivery::state_afterUnsubscribing_isNotPushed()
     const QVariantMap publishers{{u"publishers"_s, QStringList{u"a"_s, u"unknown"_s}}};
     QCOMPARE(query.ask(u"unsubscribe"_s, publishers).code, 0);
     QCOMPARE(desk.ask(u"saveState"_s, someState(u"a"_s).toVariantMap()), 0);
-    QVERIFY(desk.settle());
-    QVERIFY(!receiver.hasBytes());
+    QVERIFY(receiver.isQuiet());
 }
 
 void TstDelivery::settings_areAnnouncedToOwner_data()
@@ -211,9 +208,8 @@ void TstDelivery::settings_areAnnouncedToOwner()
         QCOMPARE(pushed.data.value(u"reciever"_s).toString(), u"b"_s);
         QCOMPARE(pushed.data.value(u"message"_s).toString(), u"{\"cmd\":\"updateSettings\",\"data\":{}}"_s);
     }
-    QVERIFY(desk.settle());
-    QVERIFY(!owner.hasBytes());
-    QVERIFY(!subscriber.hasBytes());
+    QVERIFY(owner.isQuiet());
+    QVERIFY(subscriber.isQuiet());
 }
 
 void TstDelivery::uids_ofTheBus_areUnique()

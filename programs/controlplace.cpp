@@ -16,7 +16,7 @@ QString ownTemporaryFolder()
 QString controlSocketName()
 {
     const std::optional<FileIdentity> network = fileIdentity(QStringLiteral("/proc/self/ns/net"));
-    // 0 where the system does not tell: then it tells none of its programs.
+    // 0 when the system does not tell the number. It does not tell it to any program then.
     return QStringLiteral("tarvex-devbus-%1.sock").arg(network ? network->inode : 0);
 }
 

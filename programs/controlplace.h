@@ -3,16 +3,18 @@
 
 #include <QString>
 
-/// Where the development bus has its control socket: the bus makes it there, and other programs look for it.
+/// The place of the development bus's control socket. The bus makes the socket there, and other programs look for it
+/// there.
 ///
-/// It stands in the user's folder for such files (XDG_RUNTIME_DIR) or, where that is no private one, in a folder of the
-/// user's own in the folder for temporary files.
+/// The place is the user's folder for such files (XDG_RUNTIME_DIR). When that is not a private folder, it is a folder
+/// of the user inside the folder for temporary files.
 namespace tarvex::programs {
 
-/// The folder of the user's own; it need not exist.
+/// The user's folder inside the folder for temporary files. It need not exist.
 QString ownTemporaryFolder();
 
-/// The socket's name within its folder. It tells the network namespace, because each of them can have a bus.
+/// The socket's name in its folder. The name holds the number of the network namespace, because each namespace can have
+/// a bus.
 QString controlSocketName();
 
 } // namespace tarvex::programs

@@ -10,7 +10,7 @@ namespace tarvex::programs {
 
 void holdStandardStreams()
 {
-    // For reading only, so that writing fails as it does on a stream that is closed. The lowest free number is taken.
+    // Opened for reading only, so that writing fails as on a closed stream. open() takes the lowest free number.
     int descriptor = 0;
     while (descriptor >= 0 && descriptor <= STDERR_FILENO) {
         descriptor = ::open("/dev/null", O_RDONLY);
@@ -29,7 +29,7 @@ QString writeAll(int descriptor, const QByteArray& bytes)
         if (count >= 0) {
             written += static_cast<int>(count);
         } else if (errno == EBADF) {
-            return QStringLiteral("it is closed"); // or held by holdStandardStreams()
+            return QStringLiteral("it is closed"); // or holdStandardStreams() holds its number
         } else if (errno != EINTR) {
             return QString::fromUtf8(std::strerror(errno));
         }

@@ -6,16 +6,16 @@
 
 namespace tarvex::programs {
 
-/// Takes the places of standard streams that the program was started without. Otherwise the next file or connection to
-/// be opened would have one of their numbers, and get what is written to stdout or stderr. Called before anything is
-/// opened.
+/// Takes the numbers of the standard streams that the program was started without. Otherwise the next file or
+/// connection would get one of these numbers, and with it what is written to stdout or stderr. Call it before anything
+/// is opened.
 ///
-/// From then on SIGPIPE is ignored: a reader that goes away does not end the program, the failed write tells of it. Qt
-/// ignores the signal as well, but only from the first socket on.
+/// SIGPIPE is ignored from then on. When a reader goes away, the program is not ended, and the write fails. Qt ignores
+/// the signal as well, but only after the first socket is made.
 void holdStandardStreams();
 
 /// Writes all of \a bytes, without a buffer.
-/// \return why it could not; empty when it is done.
+/// \return why it could not; empty on success
 QString writeAll(int descriptor, const QByteArray& bytes);
 
 } // namespace tarvex::programs

@@ -9,9 +9,9 @@ namespace tarvexctl {
 
 namespace {
 
-/// Begins nothing that the parser knows, and is nothing that one types.
+/// No word that the parser knows begins with it, and nobody types it.
 constexpr char MARK = '\x01';
-/// Any value will do: a flag takes none.
+/// Any value is right here, because a flag takes none.
 constexpr char SOME_VALUE = '\x01';
 
 std::string marked(const std::string& argument)

@@ -8,19 +8,19 @@
 #include <string>
 #include <vector>
 
-/// The words of the command line, on their way into the parser and out of it again.
+/// The words of the command line, as the parser takes them and as it gives them back.
 namespace tarvexctl {
 
-/// The program's arguments, without its name, for the parser. It would take a text in brackets for a list: such a text
-/// is marked. text() takes the mark off again. It would also give an option that ends with "=" the next argument for
-/// its value: such an option is followed by an empty one. And it would pass over the "=" of a flag: such a flag is
-/// given a value, which the parser refuses. \a isFlag tells the flags by their names.
+/// The program's arguments, without its name, for the parser. The parser would take a text in brackets as a list, so
+/// such a text is marked; text() removes the mark. The parser would take the next argument as the value of an option
+/// that ends with "=", so an empty argument is put after such an option. The parser would ignore the "=" after a flag,
+/// so such a flag gets a value, which the parser refuses. \a isFlag says whether a name is that of a flag.
 std::vector<std::string> parserArguments(int argc, char** argv, const std::function<bool(const std::string&)>& isFlag);
 
-/// An argument as it was given, to be shown; what is no UTF-8 is replaced.
+/// An argument as it was given, to be shown. Bytes that are not UTF-8 are replaced.
 QString unmarked(const std::string& argument);
 
-/// An argument as it was given. Arguments must be UTF-8.
+/// An argument as it was given. Throws Failure when it is not UTF-8.
 QString text(const std::string& argument);
 
 QStringList texts(const std::vector<std::string>& arguments);

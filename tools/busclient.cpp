@@ -12,12 +12,12 @@ namespace tarvexctl {
 
 namespace {
 
-/// How much of what came instead of a reply is worth showing.
+/// At most this many bytes are shown of what came instead of a reply.
 constexpr int MAX_SHOWN_LENGTH = 200;
 /// The first line of every reply.
 const QLatin1String REPLY_HEADER("[-REPLY-]");
 
-/// A byte array as a whole would be taken up to its first zero byte.
+/// The text with its zero bytes. Converting the byte array at once would stop at the first of them.
 QString textOf(const QByteArray& bytes)
 {
     QStringList parts;
@@ -28,14 +28,15 @@ QString textOf(const QByteArray& bytes)
     return parts.join(QChar(QChar::Null));
 }
 
-/// Looks at what comes on the connection before the library takes it in, to tell of it when it is no reply.
+/// Keeps the beginning of what comes on the connection, before the library reads it. It is shown when it is not a
+/// reply.
 class Witness
 {
 public:
     enum Patience {
         Any,
-        /// Ends the connection of a server that speaks before the request is sent, which no bus does. The library would
-        /// take in what came while it writes, and then wait for the whole of its time-out for more.
+        /// Ends the connection when the server sends something before the request is sent, which no bus does. The
+        /// library would read it while it writes, and would then wait for more until its time-out.
         EndsEarlyWords
     };
 
@@ -49,10 +50,10 @@ public:
 
     Q_DISABLE_COPY_MOVE(Witness)
 
-    /// Whether the connection was ended because of early words.
+    /// Whether this object has ended the connection.
     bool hasEndedIt() const { return m_hasEndedIt; }
 
-    /// That what came is no reply: its first line that is not blank.
+    /// Says that what came is not a reply, and shows the first line of it that is not blank.
     Failure failure() const
     {
         const QString line = textOf(m_beginning).trimmed().section(QLatin1Char('\n'), 0, 0).trimmed();
@@ -122,7 +123,8 @@ Failure askFailure(const tarvex::TarvexQueryHandler& handler, const Witness& wit
 BusClient::BusClient(const QString& name) : m_handler(name)
 {
     const Witness witness(m_handler, Witness::EndsEarlyWords);
-    // A reply that is none to a handshake, yet is no refusal, opens the connection without introducing us.
+    // When the server answers the handshake with a reply to something else, open() succeeds and the bus does not know
+    // us.
     if (!m_handler.open() || !m_handler.handshaked()) {
         throw openFailure(m_handler, witness);
     }

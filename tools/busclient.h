@@ -10,7 +10,7 @@
 
 namespace tarvexctl {
 
-/// The connection to the bus, with failures that say what happened.
+/// The connection on which the bus is asked. A failure says what happened.
 class BusClient
 {
 public:
@@ -19,11 +19,11 @@ public:
     /// Connects and introduces itself as \a name. Throws Failure.
     explicit BusClient(const QString& name);
 
-    /// Runs one operation of the connection. Throws Failure when it does not succeed: Refused with the code and the
-    /// text of the bus, after which the connection can still be used; NoBus or TimedOut, after which it cannot.
+    /// Runs one operation of the connection. Throws Failure when it does not succeed. After Refused, which has the code
+    /// and the text of the bus, the connection can still be used. After NoBus and TimedOut it cannot.
     void ask(const Operation& operation);
 
-    /// The same for an operation that loads what one client has stored. \return false when nothing is
+    /// The same for an operation that loads what one client has stored. \return false when nothing is stored
     bool askForStored(const Operation& operation);
 
 private:

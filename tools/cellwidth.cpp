@@ -9,7 +9,7 @@ namespace tarvexctl {
 
 namespace {
 
-/// Has the calling thread's characters classified as those of UTF-8 text, whatever the user's locale.
+/// While it exists, the calling thread's locale is one with UTF-8, because the user's locale may have another encoding.
 class Utf8Locale
 {
 public:
@@ -20,7 +20,7 @@ public:
     Q_DISABLE_COPY_MOVE(Utf8Locale)
 
 private:
-    /// Made once. Null, which uselocale() takes for no change, when the system has no such locale.
+    /// Made once. Null when the system has no such locale; uselocale() changes nothing then.
     static locale_t locale()
     {
         static const locale_t utf8 = ::newlocale(LC_CTYPE_MASK, "C.UTF-8", nullptr);
@@ -36,7 +36,7 @@ int codePointWidth(uint codePoint)
         return 0;
     }
     const int width = ::wcwidth(static_cast<wchar_t>(codePoint));
-    return width < 0 ? 1 : width; // unknown to the system's table
+    return width < 0 ? 1 : width; // the system does not know the character
 }
 
 } // namespace

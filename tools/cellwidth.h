@@ -5,7 +5,7 @@
 
 namespace tarvexctl {
 
-/// How many cells of a terminal a text takes: a combining character takes none, a wide one two.
+/// How many cells a text takes on a terminal. A combining character takes none, a wide character takes two.
 int cellWidth(const QString& text);
 
 } // namespace tarvexctl

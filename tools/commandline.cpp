@@ -27,7 +27,7 @@ const char* const RECEIVING_FOOTER = "Without --as the name is \"tarvexctl-\" an
                                      "its connection and its messages to this program.";
 const char* const DEFAULT_NAME = "tarvexctl";
 
-/// The group's place in the parser, which is made with its first verb.
+/// The parser of a group. It is made with the group's first verb.
 CLI::App& groupOf(CLI::App& program, const std::string& name)
 {
     const auto isGroup = [&name](const CLI::App* app) { return app->get_name() == name; };
@@ -128,8 +128,8 @@ void CommandLine::addVerb(CLI::App& program, Verb& verb)
     parser.callback([this, &verb] { m_verb = &verb; });
 }
 
-/// Two programs that receive under one name would take turns at throwing each other out: without --as, each that
-/// receives has a name of its own.
+/// Without --as, each program that receives has a name of its own, because two of them under one name would disconnect
+/// each other again and again.
 QString CommandLine::clientName() const
 {
     if (m_clientName) {

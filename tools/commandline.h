@@ -12,7 +12,7 @@ namespace tarvexctl {
 
 class Output;
 
-/// The command line: the options of the program itself, and the verb with its own.
+/// The command line: the program's own options, and the verb.
 class CommandLine
 {
 public:

@@ -8,13 +8,14 @@
 class QObject;
 class QTcpSocket;
 
-/// What goes wrong with either connection to the bus, in the same words.
+/// The failures of both connections to the bus, so that the words are the same.
 namespace tarvexctl {
 
-/// The socket of a connection of the library's. The library makes one for each connection and keeps it.
+/// The socket of one of the library's connections. The library makes it together with the connection and never replaces
+/// it.
 QTcpSocket* socketOf(const QObject& connection);
 
-/// Nobody listens there. The words end with the socket's own.
+/// No server listens. The words end with the socket's own error text.
 Failure unreachable(const QObject& connection);
 
 Failure handshakeRefused(const QString& name);
@@ -25,7 +26,7 @@ Failure closed();
 
 Failure silence();
 
-/// Somebody has answered, and it is not a bus: \a shown is what came.
+/// The server has answered and is not a bus. \a shown is what came.
 Failure notUnderstood(const QString& shown);
 
 } // namespace tarvexctl

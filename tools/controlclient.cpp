@@ -17,21 +17,21 @@ namespace tarvexctl {
 
 namespace {
 
-/// A bus that has just answered does this in a millisecond; a word on stderr is not worth a longer wait.
+/// A bus that has just answered needs a millisecond for this. A hint on stderr is not worth a longer wait.
 constexpr int HINT_TIMEOUT_MS = 5000;
 
 const QLatin1String KEY_ITEM("item");
 const QLatin1String KEY_ERROR("error");
 
-/// \return false when nobody listens.
+/// \return false when no bus listens
 bool connectToBus(QLocalSocket& socket, const QDeadlineTimer& deadline)
 {
-    // The bus may have been started with another environment than this program.
+    // The bus may have been started with another environment than this program, so all places are tried.
     const QStringList folders{qEnvironmentVariable("XDG_RUNTIME_DIR"), QStringLiteral("/run/user/%1").arg(::geteuid()),
                               tarvex::programs::ownTemporaryFolder()};
     for (const QString& folder : folders) {
         if (!tarvex::programs::isPrivateFolder(folder)) {
-            continue; // where others may write, the socket could be anybody's
+            continue; // where others may write, anybody could have made the socket
         }
         socket.connectToServer(folder + QLatin1Char('/') + tarvex::programs::controlSocketName());
         if (socket.waitForConnected(static_cast<int>(deadline.remainingTime()))) {
@@ -95,7 +95,7 @@ bool isUnknownToBus(const QString& client)
 
 void tellOfUnknownReceiver(const QString& receiver)
 {
-    // How many messages the bus keeps, or none, is its own affair.
+    // Nothing is said about how many messages the bus keeps, because its options decide that.
     complain(
         QStringLiteral("nobody has ever been \"%1\" on this bus, as far as it knows; it treats the message like one "
                        "for any absent client")

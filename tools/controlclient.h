@@ -7,24 +7,24 @@
 
 #include <optional>
 
-/// The development bus's control socket, over which it tells about itself. No other bus has one.
+/// The control socket, over which the development bus tells about itself. No other bus has one.
 namespace tarvexctl {
 
-/// As long as the library waits for a reply of the bus.
+/// The library waits this long for a reply of the bus as well.
 constexpr int CONTROL_TIMEOUT_MS = 30000;
 
 /// Asks the bus of this network namespace.
-/// \return the items of its answer; nothing when this bus has no such socket, or not for this user.
-/// Throws Failure: Refused with what the bus says is wrong; NoBus when the answer ends early or is none, TimedOut when
-/// it is not complete within \a timeoutMs.
+/// \return the items of its answer; nothing when this bus has no such socket, or has it for another user Throws
+/// Failure: Refused with the bus's words, NoBus when the answer ends early or is not an answer, TimedOut when it is not
+/// complete within \a timeoutMs.
 std::optional<QList<QVariantMap>> askControlSocket(const QVariantMap& request, int timeoutMs = CONTROL_TIMEOUT_MS);
 
-/// Whether the bus can tell that nobody of this name has ever been there. False when it cannot, and for the names that
-/// the library knows. To be asked before a message is sent, and with the bus at hand: one that has just answered does
-/// so here too, at once.
+/// Whether the bus says that no client of this name has ever been there. False when the bus cannot tell, and for the
+/// names that the library knows. Call it before the message is sent, and after the bus has accepted a connection: then
+/// it answers here at once as well.
 bool isUnknownToBus(const QString& client);
 
-/// The word on stderr for a message to such a name.
+/// Says on stderr that a message goes to such a name.
 void tellOfUnknownReceiver(const QString& receiver);
 
 } // namespace tarvexctl

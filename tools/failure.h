@@ -8,17 +8,17 @@
 
 namespace tarvexctl {
 
-/// What the program ends with.
+/// The exit statuses of the program.
 enum ExitStatus {
     Done = 0,
-    Refused = 1,      ///< The bus answered with an error code, or the other party with an error.
-    WrongUse = 2,     ///< The command line makes no sense; the bus was not asked to change anything.
-    NoBus = 3,        ///< Nothing to talk to: no server, a refused handshake, a lost connection, no bus at all.
-    TimedOut = 4,     ///< The bus is there and nothing came in time.
-    Interrupted = 130 ///< By SIGINT; the verbs that follow the bus also by SIGTERM and SIGHUP.
+    Refused = 1,      ///< The bus answered with an error code, or the receiver with an error.
+    WrongUse = 2,     ///< The command line is wrong. The bus was not asked to change anything.
+    NoBus = 3,        ///< No server, a refused handshake, a lost connection, or a server that is not a bus.
+    TimedOut = 4,     ///< The bus is there, and nothing came in time.
+    Interrupted = 130 ///< By SIGINT. The verbs that follow the bus also by SIGTERM and SIGHUP.
 };
 
-/// Ends a verb; main() writes the words to stderr and returns the status.
+/// Ends a verb. main() writes the words to stderr and returns the status.
 class Failure : public std::exception
 {
 public:
@@ -31,7 +31,7 @@ public:
 
     QString words() const { return m_words; }
 
-    /// The bus's error code; 0 when it was not the bus that refused.
+    /// The bus's error code. 0 when the bus did not refuse.
     quint16 code() const { return m_code; }
 
     const char* what() const noexcept override { return "tarvexctl::Failure"; }

@@ -12,13 +12,13 @@ namespace tarvexctl {
 
 namespace {
 
-/// What remains to do takes a few milliseconds when the bus answers at all.
+/// Unsubscribing takes a few milliseconds when the bus answers.
 constexpr int LEAVE_TIMEOUT_MS = 2000;
-/// As long as nothing is subscribed, an answer of the bus would change nothing more.
+/// While nothing is subscribed, there is nothing to do at the end.
 constexpr int LEAVE_UNSUBSCRIBED_TIMEOUT_MS = 300;
 constexpr int LOOK_INTERVAL_MS = 50;
 
-/// Watches a follower from the main thread, which nothing blocks.
+/// Watches a follower from the main thread. Nothing blocks this thread.
 class Watch
 {
 public:
@@ -35,7 +35,7 @@ private:
     Follower& m_follower;
     InterruptWatcher m_interrupts;
     QTimer m_deadline;
-    QTimer m_patience; ///< Runs from the reason to end on.
+    QTimer m_patience; ///< Runs as soon as there is a reason to end.
     QElapsedTimer m_sinceLeaving;
     ExitStatus m_status = Done;
     QString m_words;
@@ -44,7 +44,7 @@ private:
 Watch::Watch(Follower& follower) : m_follower(follower)
 {
     m_deadline.setSingleShot(true);
-    m_deadline.setTimerType(Qt::PreciseTimer); // others may be up to a twentieth too early
+    m_deadline.setTimerType(Qt::PreciseTimer); // other timers may fire up to 5 % too early
     m_patience.setInterval(LOOK_INTERVAL_MS);
     QObject::connect(&m_interrupts, &InterruptWatcher::interrupted, &m_patience,
                      [this] { leave(Interrupted, QStringLiteral("interrupted"), &Follower::interrupt); });
@@ -80,7 +80,7 @@ void Watch::run(const std::optional<int>& timeoutMs)
 void Watch::leave(ExitStatus status, const QString& words, void (Follower::*slot)())
 {
     m_deadline.stop();
-    // Not when it is on its way out already: that keeps its status.
+    // A follower that is ending already keeps its status.
     if (!m_patience.isActive()) {
         startLeaving(status, words);
     }
@@ -105,7 +105,8 @@ void Watch::lookAtLeaving()
     }
 }
 
-// The follower's thread is in one of the library's waits and cannot be ended, nor can what it uses be taken away.
+// The follower's thread is in one of the library's waits. The thread cannot be ended, and the objects that it uses
+// cannot be deleted.
 void Watch::giveUp()
 {
     if (!m_words.isEmpty()) {

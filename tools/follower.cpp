@@ -10,12 +10,14 @@ namespace tarvexctl {
 
 namespace {
 
-/// Also the pause before the first try: when another client has taken our name over, the two change places this often.
+/// There is also a pause before the first try: when another client has taken our name, the two take it from each other
+/// this often.
 constexpr int RETRY_INTERVAL_MS = 1000;
-/// Two programs that take a name from each other do so every second.
+/// The words about a taken name come once in this time, because two programs may take the name from each other every
+/// second.
 constexpr int NAME_TAKEN_INTERVAL_MS = 60000;
 
-/// Marks the time in which the follower's thread may be blocked by the bus.
+/// While it exists, the bus may block the follower's thread.
 class Asking
 {
 public:
@@ -84,7 +86,7 @@ void Follower::subscribe(BusClient& bus, const Subscriptions& subscriptions)
     if (subscriptions.isEmpty()) {
         return;
     }
-    // Noted before it is asked for: when the answer is lost, the bus may have done it.
+    // Noted before the bus is asked, because the bus may have subscribed us even when its answer is lost.
     const QStringList subscribedBefore = std::exchange(m_subscribed, publishersOf(subscriptions));
     m_hasSubscriptions = true;
     try {
@@ -126,9 +128,9 @@ void Follower::end(const std::optional<Failure>& failure)
     m_retryTimer.stop();
     m_laterTimer.stop();
     Q_EMIT leaving(failure ? failure->status() : Done, failure ? failure->words() : QString());
-    // From here on nothing is acknowledged any more: what the bus still has for this name, it keeps.
+    // From here on nothing is acknowledged. The bus keeps what it still has for this name.
     m_receiver.close();
-    // We may be in the middle of the receiver's own work.
+    // This may be called from inside the library's reading, so the rest is done later.
     QMetaObject::invokeMethod(this, &Follower::tidyUp, Qt::QueuedConnection);
 }
 
@@ -149,7 +151,7 @@ void Follower::connectToBus()
     const Asking asking(m_isAsking);
     try {
         if (m_wasConnected) {
-            m_receiver.close(); // it may be open still, or waiting for the answer to its handshake
+            m_receiver.close(); // it may still be open, or wait for the answer to its handshake
         }
         m_bus = std::make_unique<BusClient>(m_clientName);
         m_receiver.open();
@@ -182,7 +184,8 @@ void Follower::onConnectionFailed(const Failure& failure)
     }
 }
 
-/// The bus has ended the receiving connection. When it answers all the same, it did so on purpose.
+/// The bus has closed the receiving connection. When it answers a new query connection, it closed the other one on
+/// purpose.
 void Follower::lookAfterLoss()
 {
     if (m_hasEnded) {

@@ -9,7 +9,7 @@ namespace tarvexctl {
 namespace {
 
 constexpr std::size_t LINE_WIDTH = 80;
-/// Where the explanations begin.
+/// The column where the explanations begin.
 constexpr std::size_t TEXT_COLUMN = 26;
 constexpr std::size_t STATUS_COLUMN = 7;
 constexpr std::size_t USAGE_INDENT = 4;
@@ -58,7 +58,7 @@ std::string paragraph(const std::string& text, std::size_t indent = 0)
     return lines;
 }
 
-/// A name and its explanation. A name that is too long for its column has a line to itself.
+/// A name and its explanation. A name that is too long for its column has a line of its own.
 std::string entry(const std::string& name, const std::string& text, std::size_t column)
 {
     std::string lines = NAME_INDENT + name;

@@ -17,8 +17,8 @@ std::atomic<bool> isPending{false};
 static_assert(std::atomic<bool>::is_always_lock_free, "a signal handler must not wait for a lock");
 int wakeUp[2] = {-1, -1};
 
-// Calls only what a signal handler may call. Output that was printed before is not lost: it is written without a
-// buffer.
+// Calls only what is safe in a signal handler. Output that was printed before is not lost, because it is written
+// without a buffer.
 void endAtOnce(int)
 {
     static const char words[] = "tarvexctl: interrupted\n";
@@ -43,10 +43,10 @@ void handle(int signal, void (*handler)(int))
 {
     struct sigaction action = {};
     ::sigaction(signal, nullptr, &action);
-    // A shell starts background jobs with the signal ignored: it is not meant for them.
+    // A shell starts background jobs with the signal ignored, because the signal is not meant for them.
     if (action.sa_handler != SIG_IGN) {
         action.sa_handler = handler;
-        action.sa_flags = SA_RESTART; // a line that is being written is written whole
+        action.sa_flags = SA_RESTART; // so that a line that is being written becomes complete
         ::sigaction(signal, &action, nullptr);
     }
 }
@@ -61,7 +61,7 @@ void endOnInterrupt()
 InterruptWatcher::InterruptWatcher()
 {
     if (::pipe2(wakeUp, O_CLOEXEC | O_NONBLOCK) != 0) {
-        return; // the signals keep the meaning that they have
+        return; // the signals keep their meaning
     }
     m_notifier = std::make_unique<QSocketNotifier>(wakeUp[0], QSocketNotifier::Read);
     connect(m_notifier.get(), &QSocketNotifier::activated, this, [this] {

@@ -8,18 +8,18 @@
 
 namespace tarvexctl {
 
-/// Ends the program on SIGINT, at once. For the verbs that leave nothing behind: the library's waits block and do not
-/// look at signals, so the handler itself has to do it.
+/// Ends the program on SIGINT, at once. For the verbs that have nothing to undo. The signal handler itself ends the
+/// program, because the library's waits block and do not look at signals.
 void endOnInterrupt();
 
-/// Tells of the first SIGINT, SIGTERM or SIGHUP by a Qt signal, for the verbs that have something to put in order; the
-/// second one ends the program at once. One that the program was started with ignored stays ignored, as background jobs
-/// and nohup want it. Made once, and never taken back.
+/// Emits a Qt signal for the first SIGINT, SIGTERM or SIGHUP. For the verbs that have something to undo. The second one
+/// ends the program at once. A signal that was ignored when the program was started stays ignored, because background
+/// jobs and nohup need that. Made once; the handlers stay.
 class InterruptWatcher : public QObject
 {
     Q_OBJECT
 public:
-    /// Needs the application object.
+    /// The application object must exist.
     InterruptWatcher();
     ~InterruptWatcher() override;
 

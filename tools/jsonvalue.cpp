@@ -11,10 +11,10 @@ namespace tarvexctl {
 
 namespace {
 
-/// The values of a JSON array with \a text between its brackets; empty when that is no JSON.
+/// The values of a JSON array with \a text between its brackets. Empty when that is not JSON.
 QJsonArray arrayOf(const QString& text)
 {
-    // Only an object or an array makes a document, so a value that stands alone is read as an element.
+    // Only an object or an array is a document, so a single value is read as an element.
     return QJsonDocument::fromJson('[' + text.toUtf8() + ']').array();
 }
 
@@ -28,7 +28,7 @@ bool isJson(const QString& text)
 QVariant jsonOrText(const QString& text)
 {
     const QJsonArray values = arrayOf(text);
-    if (values.size() != 1) { // "1,2" makes two elements: it is no JSON value
+    if (values.size() != 1) { // "1,2" makes two elements, so it is not a JSON value
         return text;
     }
     const QString inexact = inexactInteger(text);
@@ -42,7 +42,7 @@ QVariant jsonOrText(const QString& text)
 
 QString inexactInteger(const QString& json)
 {
-    // Texts are passed over; of numbers the whole is taken, so that a fraction is not taken for an integer.
+    // Texts are skipped. A number is matched whole, so that a fraction is not taken as an integer.
     static const QRegularExpression tokens(
         QStringLiteral("\"(?:[^\"\\\\]++|\\\\.)*+\"|-?[0-9]+(?:\\.[0-9]+)?(?:[eE][-+]?[0-9]+)?"));
     static const QRegularExpression integer(QStringLiteral("^-?[1-9][0-9]*$"));

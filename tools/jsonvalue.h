@@ -9,15 +9,15 @@ namespace tarvexctl {
 
 bool isJson(const QString& text);
 
-/// The JSON value that \a text holds; \a text itself when it is no JSON, so that plain words need no quotes.
-/// Integers that the bus does not carry exactly are refused, wherever in the value they stand.
+/// The JSON value that \a text holds, or \a text itself when it is not JSON, so that plain words need no quotes. Throws
+/// Failure for an integer that the bus does not carry exactly, anywhere in the value.
 QVariant jsonOrText(const QString& text);
 
-/// The first integer in a JSON text that would travel as another one, since JSON numbers travel as doubles; empty when
-/// there is none.
+/// The first integer in a JSON text that would become another integer on the way, because JSON numbers travel as
+/// doubles. Empty when there is none.
 QString inexactInteger(const QString& json);
 
-/// Tells on stderr of a text that begins as JSON does and is none, such as one with a bracket missing.
+/// Says on stderr when a text begins like JSON and is not JSON, for example because a bracket is missing.
 void tellOfBrokenJson(const QString& text);
 
 } // namespace tarvexctl

@@ -26,8 +26,7 @@ QJsonObject objectFrom(const QString& text)
         }
         return document.object();
     }
-    // Of a number or a text alone the parser says only that it is no document; whether it is JSON at all is asked
-    // apart.
+    // For a single number or text the parser says only that it is not a document, so isJson() says whether it is JSON.
     if (document.isArray() || isJson(text)) {
         throw Failure(WrongUse, QStringLiteral("the data of a command must be a JSON object"));
     }
@@ -44,8 +43,8 @@ Message newMessage(const QString& sender, const QString& receiver, const QString
     message.setSender(sender);
     message.setReciever(receiver);
     message.setMessage(text);
-    // The connection would make one of the texts and the time. Of two programs that send the same in the same
-    // millisecond, as a script's background jobs do, the receiver would take the second message for a repeat.
+    // The connection would make the uid of the texts and the time. When two programs send the same text in the same
+    // millisecond, as a script's background jobs do, the receiver would take the second message as a repeat.
     message.setUid(QString::fromLatin1(QUuid::createUuid().toRfc4122().toBase64()));
     return message;
 }

@@ -14,14 +14,14 @@ namespace tarvexctl {
 /// A message with a new uid.
 tarvex::Message newMessage(const QString& sender, const QString& receiver, const QString& text);
 
-/// The message text of a command, the compact JSON {"cmd", "data"}; without \a data the object is empty.
-/// Throws Failure when \a data is no JSON object; an empty name is for the verb to refuse.
+/// The message text of a command: the compact JSON {"cmd", "data"}. Without \a data the object is empty. Throws Failure
+/// when \a data is not a JSON object. The verb must refuse an empty name.
 QString commandText(const QString& command, const std::optional<QString>& data);
 
-/// The record as it travels; when its text is a command, the command's "cmd" and "data" beside the rest.
+/// The record as it travels. When its text is a command, the command's "cmd" and "data" are added.
 QVariantMap messageObject(const tarvex::Message& message);
 
-/// Tells on stderr of a message that was acknowledged and is of no use here: the bus will not push it again.
+/// Shows on stderr a message that the verb does not use. It has been acknowledged, so the bus will not push it again.
 void tellOfStray(const tarvex::Message& message);
 
 } // namespace tarvexctl

@@ -21,8 +21,8 @@ namespace {
 const QLatin1String COLUMN_GAP("  ");
 const QLatin1String NOTHING("-");
 
-// Without a stream's buffer: what has been read is on its way before the program waits for the next answer, and nothing
-// is left for the end of the process to flush, which would get stuck behind a reader that takes nothing.
+// Writes without a buffer. So the data is out before the program waits for the next answer, and the end of the process
+// has nothing to flush, which would block when the reader takes nothing.
 void writeData(const QString& text)
 {
     const QString error = tarvex::programs::writeAll(STDOUT_FILENO, text.toUtf8());
@@ -118,7 +118,7 @@ void Output::report(const QVariantMap& object, const QString& words)
     try {
         writeObject(object);
     } catch (const Failure& failure) {
-        // The status says that something went wrong; what was done is done all the same.
+        // The status says that something went wrong. The words say that the change was made.
         throw Failure(failure.status(), QStringLiteral("%1, but %2").arg(words, failure.words()));
     }
 }
@@ -153,7 +153,7 @@ QString cellText(const QString& text)
 
 QString jsonText(const QVariant& value)
 {
-    // A document is an object or an array; the array's brackets are taken off again.
+    // A document must be an object or an array, so the value is put into an array and the brackets are removed.
     const QJsonArray wrapped{QJsonValue::fromVariant(value)};
     const QByteArray text = QJsonDocument(wrapped).toJson(QJsonDocument::Compact);
     return QString::fromUtf8(text.mid(1, text.size() - 2));

@@ -12,10 +12,10 @@
 
 class QDateTime;
 
-/// What the program writes, all of it UTF-8. Data goes to stdout, words to stderr.
+/// What the program writes. All of it is UTF-8. Data goes to stdout, words go to stderr.
 namespace tarvexctl {
 
-/// Writes data in one of two forms: a line of JSON for programs, aligned text for people.
+/// Writes data in one of two forms: lines of JSON for programs, or aligned text for people.
 class Output
 {
 public:
@@ -26,20 +26,21 @@ public:
     /// Writes \a object as one line. Throws Failure when stdout does not take it.
     void writeObject(const QVariantMap& object);
 
-    /// Writes a record for people, set apart from the one before by an empty line. Throws Failure as well.
+    /// Writes a record for people, with an empty line before it when it is not the first. Throws Failure as well.
     void writeRecord(const QString& text);
 
     /// Writes a row of a table that grows, with the header before the first row, for people. Cells are shown as
     /// cellText() does. A column is as wide as its widest cell so far. Throws Failure as well.
     void writeRow(const QStringList& header, const QStringList& row);
 
-    /// Writes a whole table: each item as a line with --json, otherwise as a row, which \a rowOf makes of it, see
-    /// writeRow(). Columns are as wide as their widest cell. Without items nothing is written. Throws Failure as well.
+    /// Writes a whole table. With --json each item is one line. Otherwise \a rowOf makes a row of each item, see
+    /// writeRow(), and columns are as wide as their widest cell. Without items nothing is written. Throws Failure as
+    /// well.
     void writeTable(const QStringList& header, const QList<QVariantMap>& items,
                     const std::function<QStringList(const QVariantMap&)>& rowOf);
 
-    /// Tells of something done: the object with --json, otherwise the words, on stderr. Throws Failure when stdout does
-    /// not take the object; its words say that the thing was done.
+    /// Says what was done: with --json by the object on stdout, otherwise by the words on stderr. Throws Failure when
+    /// stdout does not take the object; its words say that the thing was done.
     void report(const QVariantMap& object, const QString& words);
 
 private:
@@ -51,17 +52,17 @@ private:
 /// Writes the words to stderr on one line, see visible(), with the program's name before them.
 void complain(const QString& words);
 
-/// The text on one line: control characters, which could also steer the terminal, are shown as escapes.
+/// The text on one line. Control characters are shown as escapes, because they could control the terminal.
 QString visible(const QString& text);
 
-/// A text in a table, on one line, see visible(). An empty one is shown as "-", and the text "-" in quotes.
+/// A text in a table, on one line, see visible(). An empty text is shown as "-", and the text "-" is shown in quotes.
 QString cellText(const QString& text);
 
 /// A value as compact JSON.
 QString jsonText(const QVariant& value);
 
-/// In ISO form, to the millisecond; empty when invalid. The records carry local times without a zone: what is shown is
-/// what the client has written.
+/// The time in ISO form, to the millisecond; empty when it is invalid. Records hold local times without a zone, so the
+/// time is shown as the client has written it.
 QString timeText(const QDateTime& time);
 
 /// "Name  value" lines with the values aligned and shown as cellText() does.

@@ -9,7 +9,7 @@ namespace tarvexctl {
 const QStringList& supportedClients()
 {
     static const QStringList names = [] {
-        // Those that run on demand are not among the others.
+        // The two lists do not hold the clients that run on demand.
         QStringList all = tarvex::ALL_SUPPORTED_CLIENTS + tarvex::ALL_SUPPORTED_CLIENT_SETTINGS
             + QStringList{tarvex::BUSNAME_UPDATER, tarvex::BUSNAME_SERVICE_MENU};
         all.removeDuplicates();

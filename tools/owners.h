@@ -12,8 +12,8 @@ namespace tarvexctl {
 /// Every name that the library knows, in the order of the names.
 const QStringList& supportedClients();
 
-/// Calls \a get for each owner. What the bus refuses is told of at once, with the owner's name when there are several,
-/// and ends the verb only after the last owner, by a Failure without words. Any other failure ends it there and then.
+/// Calls \a get for each owner. When the bus refuses one, stderr says so at once, with the owner's name when there are
+/// several, and a Failure without words follows after the last owner. Any other Failure is thrown at once.
 void forEachOwner(const QStringList& owners, const std::function<void(const QString&)>& get);
 
 } // namespace tarvexctl

@@ -10,7 +10,7 @@ namespace tarvexctl {
 
 namespace {
 
-/// Of what the parser says when a flag is given a value.
+/// A part of the parser's words for a flag that is given a value.
 const QLatin1String FLAG_OVERRIDE("flag override");
 
 bool isFlag(const CLI::Option& option)
@@ -34,7 +34,7 @@ QString joined(const QStringList& names, QLatin1String lastWord)
                             : names.mid(0, names.size() - 1).join(QLatin1String(", ")) + lastWord + names.constLast();
 }
 
-/// The verb, or group of verbs, that the command line has come to.
+/// The last verb, or group of verbs, that the command line names.
 const CLI::App& innermost(const CLI::App& program)
 {
     const CLI::App* app = &program;
@@ -44,7 +44,7 @@ const CLI::App& innermost(const CLI::App& program)
     return *app;
 }
 
-/// The arguments that the parser has found no place for. The mark before those that are no options is not one of them.
+/// The arguments for which the parser has found no place. The "--" is not one of them.
 QStringList unknownArguments(const CLI::App& program)
 {
     QStringList arguments;
@@ -111,7 +111,7 @@ QString repeatedOption(const CLI::App& program)
 
 QString wordsFor(const CLI::ParseError& error, const CLI::App& program)
 {
-    // What is missing may be there under a wrong name, as in "settings show": then that is told.
+    // If something is missing but an unknown argument is present, as in "settings show", the unknown one is reported.
     const QStringList unknown = unknownArguments(program);
     const CLI::App& app = innermost(program);
     if (!unknown.isEmpty()) {

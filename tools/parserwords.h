@@ -6,23 +6,23 @@
 
 #include <string>
 
-/// What the parser of the command line leaves open: refusing what it would take, and saying what is wrong.
+/// Refuses what the parser of the command line would accept, and says what is wrong with a line.
 namespace tarvexctl {
 
-/// To be called when all verbs are there: a flag takes no value, and repeatedOption() finds what is given twice.
+/// Makes every flag refuse a value, and lets repeatedOption() find options that are given twice. Call it after all
+/// verbs are added.
 void makeStrict(CLI::App& program);
 
-/// Whether \a name, such as "--json", is an option without a value, of \a app or of a verb within.
+/// Whether \a name, such as "--json", is an option without a value, of \a app or of a verb in it.
 bool isFlagOf(const CLI::App& app, const std::string& name);
 
-/// An option of the program or of the verb that has one value or none, and is given more than once. Empty when there is
-/// none.
+/// The name of an option that may be given once and is given more often. Empty when there is none.
 QString repeatedOption(const CLI::App& program);
 
-/// What to say about an error of the parser, after parsing.
+/// What to say about an error of the parser. Call it after parsing.
 QString wordsFor(const CLI::ParseError& error, const CLI::App& program);
 
-/// That \a app, the program or a group of verbs, needs a verb, and which there are.
+/// Says that \a app, the program or a group of verbs, needs a verb, and lists the verbs.
 QString missingVerbWords(const CLI::App& app);
 
 } // namespace tarvexctl

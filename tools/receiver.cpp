@@ -27,7 +27,7 @@ Receiver::Receiver(const QString& clientName, QObject* parent)
     connect(&m_lookTimer, &QTimer::timeout, this, &Receiver::look);
     connect(m_connection, SIGNAL(incomingMessage(Message)), this, SLOT(onIncomingMessage(Message)));
     connect(m_connection, SIGNAL(busDisconnected()), this, SLOT(onDisconnected()));
-    // The library has read what it wants by then, because its own slot was connected first.
+    // The library's own slot was connected first, so the library has read by then what it wants.
     connect(socketOf(*m_connection), &QTcpSocket::readyRead, this,
             [this] { m_hasCome = m_hasCome || !m_connection->isOpen(); });
 }
@@ -83,7 +83,7 @@ void Receiver::look()
         m_stage = Stage::Accepted;
         Q_EMIT accepted();
     } else if (!m_connection->isConnected()) {
-        refuse(handshakeRefused(m_clientName)); // the library itself has closed it
+        refuse(handshakeRefused(m_clientName)); // the library closes the connection when the bus refuses
     } else if (m_hasCome && !isWaitingForRest()) {
         refuse(lossFailure());
     } else if (m_sinceOpen.hasExpired(HANDSHAKE_TIMEOUT_MS)) {
@@ -97,7 +97,7 @@ void Receiver::refuse(const Failure& failure)
     Q_EMIT refused(failure);
 }
 
-/// The library takes in what comes, and what it was is known no more.
+/// What came cannot be shown, because the library has read it.
 Failure Receiver::lossFailure() const
 {
     return m_hasCome ? notUnderstood(QStringLiteral("something else than the answer to the handshake"))

@@ -17,10 +17,10 @@ namespace tarvexctl {
 
 using tarvex::Message;
 
-/// The connection on which the bus pushes messages, with failures that say what happened.
+/// The connection on which the bus pushes messages. A failure says what happened.
 ///
-/// The library opens it without waiting for the answer to the handshake and does not tell of that answer, so this class
-/// looks for it.
+/// The library opens the connection without waiting for the answer to the handshake, and no signal tells of that
+/// answer. So this class looks again and again whether the bus has accepted the handshake.
 class Receiver : public QObject
 {
     Q_OBJECT
@@ -31,8 +31,8 @@ public:
     /// connect to, or when the connection is closed at once.
     void open();
 
-    /// Nothing is acknowledged any more after this, and no signal follows. What the bus still has for this name, it
-    /// keeps.
+    /// Closes the connection. Nothing is acknowledged after this, and no signal follows. The bus keeps what it still
+    /// has for this name.
     void close();
 
     /// Stops looking for the answer to the handshake. The connection stays as it is until close().
@@ -43,9 +43,9 @@ public:
 
 Q_SIGNALS:
     void accepted();
-    /// The handshake has come to nothing.
+    /// The bus has not accepted the handshake.
     void refused(const Failure& failure);
-    /// The bus has closed the accepted connection. Emitted in the middle of the library's work.
+    /// The bus has closed the accepted connection. Emitted from inside the library's work.
     void lost();
     /// The library has acknowledged the message already.
     void incomingMessage(const Message& message);

@@ -7,11 +7,11 @@
 
 namespace tarvexctl {
 
-/// When a verb that follows the bus has had enough.
+/// When a verb that follows the bus ends.
 struct Limits
 {
-    std::optional<int> count;     ///< So many of what it shows.
-    std::optional<int> timeoutMs; ///< From the beginning, everything included.
+    std::optional<int> count;     ///< After it has shown this many items.
+    std::optional<int> timeoutMs; ///< After this time, counted from the start of the program.
 };
 
 inline QString secondsText(int milliseconds)
@@ -19,7 +19,7 @@ inline QString secondsText(int milliseconds)
     return QStringLiteral("%1 s").arg(QString::number(milliseconds / 1000.0));
 }
 
-/// Counts what a verb that follows the bus has shown.
+/// Counts the items that a verb has shown while it follows the bus.
 class Tally
 {
 public:
@@ -27,13 +27,13 @@ public:
 
     void add() { ++m_shown; }
 
-    /// Whether so many were wanted and have come.
+    /// Whether a number was wanted and has come.
     bool isFull() const { return m_limits.count && m_shown >= *m_limits.count; }
 
-    /// Whether it is no failure when the time is over now: without a wanted number anything is enough.
+    /// Whether it is a success when the time is over now. Without a wanted number one item is enough.
     bool isEnough() const { return m_limits.count ? isFull() : m_shown > 0; }
 
-    /// What to say when the time is over without enough; \a nothing when there was nothing at all.
+    /// What to say when the time is over and the items are not enough. \a nothing is said when there was none.
     QString missingWords(const QString& nothing) const
     {
         const QString what = m_shown == 0

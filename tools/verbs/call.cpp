@@ -17,8 +17,8 @@ namespace {
 
 const QLatin1String CMD_ERROR("commandError");
 
-/// A receiver that is built on the library has one method for a command with data and another for one without, and its
-/// words do not say which it has looked for.
+/// The reason that the receiver gives. A receiver that is built on the library has one method for a command with data
+/// and another for a command without, and its words do not say which of them is missing. So that is added.
 QString reasonOf(const QVariantMap& error)
 {
     QString text = error.value(QStringLiteral("errorText")).toString();
@@ -68,11 +68,11 @@ public:
     {
     }
 
-    // Only now, with the receiving connection accepted, does a reply find us.
+    // The command is sent only now, because a reply can come only when the bus has accepted the receiving connection.
     void onConnected(Follower& follower, BusClient& bus, bool isFirst) override
     {
         if (isFirst) {
-            const bool isUnknown = isUnknownToBus(m_request.receiver); // before it is sent, as by the verb send
+            const bool isUnknown = isUnknownToBus(m_request.receiver); // asked before it is sent, as the verb send does
             bus.ask([this](TarvexQueryHandler& handler) { return handler.sendMessage(m_message); });
             if (isUnknown) {
                 tellOfUnknownReceiver(m_request.receiver);

@@ -7,7 +7,7 @@ namespace tarvexctl {
 
 namespace {
 
-/// Since when; with several connections also how many.
+/// Since when the client is connected, and with several connections also how many.
 QString queryText(const QVariantMap& client)
 {
     const QString since = client.value(QStringLiteral("querySince")).toString();

@@ -14,7 +14,7 @@ namespace tarvexctl {
 
 namespace {
 
-/// Asks for \a owner's record. \return what is listed of it; an empty map when nothing is stored.
+/// Asks for \a owner's record. \return the item to be listed; an empty map when nothing is stored
 using Load = std::function<QVariantMap(BusClient& bus, const QString& owner)>;
 
 QVariantMap loadSettingsItem(BusClient& bus, const QString& owner)
@@ -40,11 +40,11 @@ QVariantMap loadStateItem(BusClient& bus, const QString& owner)
 
 struct List
 {
-    QString request; ///< Of the control socket.
-    Load load;       ///< Where there is none.
+    QString request; ///< For the control socket.
+    Load load;       ///< For a bus without a control socket.
     QStringList header;
     QStringList columns; ///< The keys of an item.
-    QString nothing;     ///< To be said when there is none.
+    QString nothing;     ///< What to say when there is no item.
 };
 
 QList<QVariantMap> askForKnownNames(const QString& clientName, const Load& load)
@@ -63,8 +63,8 @@ QList<QVariantMap> askForKnownNames(const QString& clientName, const Load& load)
     return items;
 }
 
-/// Lists what is stored, of all owners. A bus that cannot tell whose it has is asked for each name that the library
-/// knows, and stderr says so.
+/// Lists what is stored for all owners. A bus that cannot tell which owners it has is asked for each name that the
+/// library knows, and stderr says so.
 class ListVerb : public Verb
 {
 public:

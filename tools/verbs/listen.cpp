@@ -31,7 +31,7 @@ QPair<QString, qint32> subscriptionFrom(const QString& text)
     return {text.left(colon), goal.toInt()};
 }
 
-/// What to subscribe to, from PUBLISHER or PUBLISHER:GOAL; without a goal it is everything.
+/// What to subscribe to, from PUBLISHER or PUBLISHER:GOAL. Without a goal it is everything.
 Subscriptions subscriptionsFrom(const QStringList& texts)
 {
     Subscriptions subscriptions;
@@ -64,7 +64,7 @@ public:
 
     void onMessage(Follower& follower, const Message& message) override
     {
-        announce(follower); // what the bus has kept for us may come before we know of being connected
+        announce(follower); // the messages that the bus has kept may come before onConnected()
         write(message);
         follower.count(m_tally);
     }
@@ -72,7 +72,7 @@ public:
     QString timeOutWords() const override { return m_tally.missingWords(QStringLiteral("nothing came")); }
 
 private:
-    /// Tells once, before the first message, under which name they come.
+    /// Says once, before the first message, under which name the verb listens.
     void announce(const Follower& follower)
     {
         if (!m_isAnnounced) {

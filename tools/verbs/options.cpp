@@ -11,11 +11,11 @@ namespace tarvexctl {
 
 namespace {
 
-/// Three weeks; a timer holds a little more.
+/// About three weeks. The longest time of a timer is a little longer.
 constexpr double MAX_TIMEOUT_S = 2000000;
 constexpr int MS_PER_S = 1000;
 
-/// A whole number from 1 that an int holds.
+/// A whole number, at least 1, that fits into an int.
 int countFrom(const QString& text)
 {
     bool isNumber = false;
@@ -28,12 +28,12 @@ int countFrom(const QString& text)
     return count;
 }
 
-/// Seconds, which need not be whole, as milliseconds.
+/// Seconds, with or without a fraction, as milliseconds.
 int timeoutMsFrom(const QString& text)
 {
     bool isNumber = false;
     const double milliseconds = text.toDouble(&isNumber) * MS_PER_S;
-    // Written so that what is no number at all is refused too.
+    // Written with "not", so that NaN is refused too.
     if (!isNumber || !(milliseconds >= 1 && milliseconds <= MAX_TIMEOUT_S * MS_PER_S)) {
         throw Failure(
             WrongUse,

@@ -55,7 +55,7 @@ void Send::run(const Context& context) const
     const QString receiver = m_receiver.nonEmptyText();
     const Message message = newMessage(context.clientName, receiver, text);
     BusClient bus(context.clientName);
-    // Before it is sent: the message itself may make the bus know the name.
+    // Asked before the message is sent, because the message may make the bus know the name.
     const bool isUnknown = isUnknownToBus(receiver);
     bus.ask([&](TarvexQueryHandler& handler) { return handler.sendMessage(message); });
     if (isUnknown) {

@@ -32,7 +32,7 @@ const QLatin1String KEY_GROUP("group");
 const QLatin1String KEY_KEY("key");
 const QLatin1String KEY_VALUE("value");
 
-/// What is wrong with one line; its number is added to the words.
+/// What is wrong with one line. The line's number is added to the words later.
 Failure wrong(const QString& words)
 {
     return Failure(WrongUse, words);
@@ -50,7 +50,7 @@ bool isText(const QVariant& value)
     return value.userType() == QMetaType::QString;
 }
 
-/// Also true for a missing one.
+/// True for a missing value as well.
 bool isTextIfAny(const QVariant& value)
 {
     return !value.isValid() || isText(value);
@@ -70,7 +70,7 @@ QString checkEntry(const QVariant& value)
     const QVariantMap entry = value.toMap();
     require(value.userType() == QMetaType::QVariantMap, QStringLiteral("each of \"settings\" must be an object"));
     checkKeys(entry, known, QStringLiteral("a setting"));
-    // The library writes null for a missing group when it changes a record, so "get" may have written it.
+    // "get" may have written null: the library writes it for a missing group when it changes a record.
     const QVariant group = entry.value(KEY_GROUP);
     require(isTextIfAny(group) || group.isNull(), QStringLiteral("the \"group\" of a setting must be a text"));
     require(isText(entry.value(KEY_KEY)) && !entry.value(KEY_KEY).toString().isEmpty(),
@@ -181,9 +181,9 @@ void Report::tellSaved(const ClientSettings& settings)
     }
 }
 
-/// The records in \a text: one JSON object a line, as "--json settings get" writes them; empty lines are skipped.
-/// "owner" and "settings" are needed. Without "date" it is the present time, without "description" it is empty, without
-/// "mailOwner" it is 1. Throws Failure with WrongUse, and the number of the line.
+/// The records in \a text: one JSON object a line, as "--json settings get" writes them. Empty lines are skipped.
+/// "owner" and "settings" are needed. Without "date" the present time is taken, without "description" an empty text,
+/// and without "mailOwner" 1. Throws Failure with WrongUse and the number of the line.
 QList<ClientSettings> settingsFrom(const QByteArray& text)
 {
     QList<ClientSettings> records;
@@ -207,8 +207,8 @@ QList<ClientSettings> settingsFrom(const QByteArray& text)
     return records;
 }
 
-/// Saves the records, each whole: what the owner had before is replaced. A record that the bus refuses is told of, and
-/// the others are still saved. So they are when stdout does not take what it is told.
+/// Saves the records. Each replaces what its owner had before. When the bus refuses a record, or when stdout does not
+/// take what is written, stderr says so and the others are still saved.
 void save(const QList<ClientSettings>& records, const Context& context)
 {
     BusClient bus(context.clientName);

@@ -20,9 +20,9 @@ struct Change
 {
     QVariant value;
     QString owner;
-    QString group; ///< May be empty: settings without a group are allowed.
+    QString group; ///< May be empty, because a setting needs no group.
     QString key;
-    std::optional<QString> description; ///< A new text for the whole record; without it the stored one stays.
+    std::optional<QString> description; ///< Of the whole record. Without it the stored one stays.
 };
 
 void merge(const Change& change, ClientSettings& settings)
@@ -33,8 +33,8 @@ void merge(const Change& change, ClientSettings& settings)
     groups.insert(change.group, keys);
     settings.setFormattedSettings(groups, false);
 
-    // Group and key are one path to the bus, and the stored setting with that path may be cut elsewhere: merging then
-    // changes nothing.
+    // The bus takes group and key as one path. A stored setting may have the same path with the slash at another place.
+    // Merging changes nothing then.
     if (!settings.formattedSettings().value(change.group).toMap().contains(change.key)) {
         throw Failure(
             WrongUse,
@@ -58,8 +58,8 @@ void report(const Change& change, bool wasStored, Output& output)
                            wasStored ? QString() : QStringLiteral(" (its first)")));
 }
 
-/// Merges one setting into what is stored, and starts a record for an owner that has none. Nothing is written when the
-/// stored settings cannot be read for another reason.
+/// Merges one setting into the stored record, and starts a record for an owner that has none. When the stored record
+/// cannot be read for another reason, nothing is saved.
 class SettingsSet : public Verb
 {
 public:

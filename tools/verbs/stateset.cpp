@@ -29,7 +29,7 @@ ClientState::EStateType stateTypeFrom(const QString& text)
     return static_cast<ClientState::EStateType>(type);
 }
 
-/// Stores a state as that of the own name: the bus takes a state from its owner alone.
+/// Stores a state under the own name, because the bus takes a state only from its owner.
 class StateSet : public Verb
 {
 public:
@@ -50,7 +50,7 @@ public:
         state.setState(m_text.text());
         state.setStateType(stateTypeFrom(text(m_type)));
         state.setDescription(m_description.text().value_or(QString()));
-        // What the connection would fill in as well; here so that what is told is what was stored.
+        // The connection would fill these in as well. They are set here so that the output shows what was stored.
         state.setOwner(context.clientName);
         state.setDt(QDateTime::currentDateTime());
         BusClient bus(context.clientName);

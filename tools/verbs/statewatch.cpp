@@ -17,10 +17,10 @@ namespace tarvexctl {
 
 namespace {
 
-/// Subscribes to state changes and nothing else.
+/// The goal of a subscription to state changes only.
 constexpr qint32 GOAL_STATES = 1;
-/// After the bus has come back: what it has kept for us in the meantime comes first, in order, and the states are read
-/// again only then. Reading at once would show the newest before the changes that led to it.
+/// After the bus has come back, it first pushes what it has kept for us, in order. The states are read again only after
+/// this time, because reading at once would show the newest state before the changes that led to it.
 constexpr int LOOK_AGAIN_DELAY_MS = 1000;
 
 const QLatin1String CMD_STATE_CHANGED("stateChanged");
@@ -36,7 +36,7 @@ public:
 
     void onConnected(Follower& follower, BusClient& bus, bool isFirst) override
     {
-        // In this order: a change in between is seen twice, and told of once.
+        // The order matters: a change in between is seen twice and shown once. In the other order it would be lost.
         Subscriptions subscriptions;
         for (const QString& owner : m_owners) {
             subscriptions.append({owner, GOAL_STATES});
@@ -80,13 +80,13 @@ private:
     void lookAgain(Follower& follower)
     {
         if (!follower.isReceiving()) {
-            return; // the bus has gone once more; onConnected() begins anew
+            return; // the bus has gone again, and onConnected() will start again
         }
         try {
             BusClient bus(follower.clientName());
             look(follower, bus);
         } catch (const Failure& failure) {
-            // A bus that has gone again is told of by the other connection.
+            // When the bus has gone again, the receiving connection tells of it.
             if (failure.status() == NoBus || failure.status() == TimedOut) {
                 startLookingAgain(follower);
             } else {

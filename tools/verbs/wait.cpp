@@ -20,7 +20,7 @@ namespace {
 using std::chrono::milliseconds;
 
 constexpr milliseconds RETRY_PAUSE{100};
-/// A try that fails takes less than this. One that takes longer waits for an answer.
+/// A try that fails takes less than this. A try that takes longer waits for an answer.
 constexpr milliseconds TRY_PATIENCE{500};
 
 QString hangingWords()
@@ -34,18 +34,18 @@ class Search
 public:
     explicit Search(const QString& clientName) : m_clientName(clientName) { }
 
-    /// To be run in the thread. Ends when a bus has answered, or by end().
+    /// To be run in the thread. Returns when a bus has answered, or after end().
     void run();
 
     /// Waits until a bus has answered, for this time at most.
     void wait(milliseconds time);
-    /// There is no further try. \return whether run() ends now; otherwise the present try hangs.
+    /// Makes run() try no more. \return whether run() ends now; otherwise its present try hangs.
     bool end();
 
-    // To be asked after end().
+    // Ask these after end().
 
     bool isFound();
-    /// Why the last try failed; empty when it hangs.
+    /// Why the last try failed. Empty when it hangs.
     QString lastWords();
 
 private:
@@ -69,7 +69,7 @@ void Search::run()
         try {
             const BusClient bus(m_clientName);
         } catch (const Failure& failure) {
-            // A try that ends by the library's own time-out has seen what one has that still waits.
+            // A try that ends by the library's time-out has seen the same as a try that still waits.
             words = failure.status() == TimedOut ? hangingWords() : failure.words();
         }
         lock.lock();
@@ -107,7 +107,7 @@ QString Search::lastWords()
     return m_lastWords;
 }
 
-/// A try that hangs cannot be ended: then this function ends the process when the time is over, and does not return.
+/// A try that hangs cannot be ended. When the time is over then, this function ends the process and does not return.
 void waitForBus(const QString& clientName, int timeoutMs)
 {
     Search search(clientName);

@@ -19,6 +19,22 @@ inline void closeConnection(FakeBus::Peer& peer, const FakeBus::Request&)
     peer.close();
 }
 
+/// Sends these bytes, and closes the connection after them when \a isLast is true.
+inline FakeBus::Action sends(const QByteArray& bytes, bool isLast = false)
+{
+    return [bytes, isLast](FakeBus::Peer& peer, const FakeBus::Request&) {
+        peer.send(bytes);
+        if (isLast) {
+            peer.close();
+        }
+    };
+}
+
+inline FakeBus::Action refuses()
+{
+    return sends(FakeBus::replyFrame(QStringLiteral("handshake"), 3));
+}
+
 /// The operations that were asked for, in order.
 inline QStringList operations(const FakeBus& bus)
 {

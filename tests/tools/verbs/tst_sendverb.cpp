@@ -70,8 +70,8 @@ void TstSendVerb::send_asJson_tellsUidThatWasSent()
 // As a script's background jobs do. A uid of the content and the time would come twice among so many, mostly.
 void TstSendVerb::send_sameTextSideBySide_hasUidsOfItsOwn()
 {
-    constexpr int BATCHES = 4;
-    constexpr int BATCH = 20;
+    constexpr int BATCHES = 6;
+    constexpr int BATCH = 14; // at once; the fake bus's queue of new connections holds 16
     FakeBus bus;
     bus.willAlwaysDo(FakeBus::answer);
     for (int batch = 0; batch < BATCHES; ++batch) {

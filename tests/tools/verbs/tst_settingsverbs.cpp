@@ -78,14 +78,11 @@ class TstSettingsVerbs : public QObject
 {
     Q_OBJECT
 private Q_SLOTS:
+    void get_writesAlignedTable_data();
     void get_writesAlignedTable();
-    void get_withoutOwner_asksForOwnName();
     void get_asJson_writesOneRecordALine();
     void get_severalOneMissing_writesOthersAndEndsWithRefusal();
     void get_severalConnectionLost_stopsThere();
-    void get_ownerInBrackets_isOneName();
-    void get_controlCharacters_areShownAsEscapes();
-    void get_wideAndCombiningCharacters_stayAligned();
     void set_mergesIntoStored();
     void set_description_replacesStored();
     void set_value_data();
@@ -103,37 +100,66 @@ private Q_SLOTS:
     void change_asJson_tellsWhatWasDone();
 };
 
-void TstSettingsVerbs::get_writesAlignedTable()
+void TstSettingsVerbs::get_writesAlignedTable_data()
 {
-    SettingsBus bus({record(u"printer"_s, printerEntries())});
-    ProgramRun run(u"settings get printer"_s);
-    QCOMPARE(run.ending(),
-             ended(0, {},
-                   "Owner        printer\n"
-                   "Written      2026-03-01T10:11:12.345\n"
-                   "Description  Printer at the door\n"
-                   "Mail owner   no\n"
-                   "GROUP    KEY   VALUE\n"
-                   "network  host  \"10.0.0.1\"\n"
-                   "network  port  9100\n"
-                   "-        id    null\n"));
-    QCOMPARE(operations(bus), QStringList{u"loadSettings"_s});
-    QCOMPARE(requested(bus), (QVariantMap{{u"owner"_s, u"printer"_s}}));
-    QCOMPARE(bus.handshakes().constFirst().data, (QVariantMap{{u"name"_s, u"tarvexctl"_s}}));
+    QTest::addColumn<QString>("line");
+    QTest::addColumn<QString>("owner");
+    QTest::addColumn<QVariantMap>("stored");
+    QTest::addColumn<QString>("shown");
+    QTest::newRow("settings") << u"settings get printer"_s << u"printer"_s << record(u"printer"_s, printerEntries())
+                              << u"Owner        printer\n"
+                                 "Written      2026-03-01T10:11:12.345\n"
+                                 "Description  Printer at the door\n"
+                                 "Mail owner   no\n"
+                                 "GROUP    KEY   VALUE\n"
+                                 "network  host  \"10.0.0.1\"\n"
+                                 "network  port  9100\n"
+                                 "-        id    null\n"_s;
+    QTest::newRow("own name, nothing") << u"--as cashbox settings get"_s << u"cashbox"_s << QVariantMap{{u"a"_s, 1}}
+                                       << u"Owner        -\n"
+                                          "Written      -\n"
+                                          "Description  -\n"
+                                          "Mail owner   yes\n"
+                                          "GROUP  KEY  VALUE\n"_s;
+    QTest::newRow("name in brackets, control characters")
+        << u"settings get [a,b]"_s << u"[a,b]"_s
+        << record(u"a\tb\nc\x1b[2J"_s, {entry(u"g\x7f"_s, u"k"_s, u"x\x1b\n"_s)})
+        << u"Owner        a\\tb\\nc\\x1b[2J\n"
+           "Written      2026-03-01T10:11:12.345\n"
+           "Description  Printer at the door\n"
+           "Mail owner   no\n"
+           "GROUP  KEY  VALUE\n"
+           "g\\x7f  k    \"x\\u001b\\n\"\n"_s;
+    // By the cells that they take on a terminal: two for the wide ones, none for an accent of its own.
+    QTest::newRow("wide and combining characters")
+        << u"settings get printer"_s << u"printer"_s
+        << record(u"printer"_s,
+                  {entry(u"abcd"_s, u"1"_s, 1), entry(u"\u4e2d\u6587"_s, u"2"_s, 2),
+                   entry(u"e\u0301\u00e9ab"_s, u"3"_s, 3), entry(u"\U0001F600ab"_s, u"4"_s, 4)})
+        << u"Owner        printer\n"
+           "Written      2026-03-01T10:11:12.345\n"
+           "Description  Printer at the door\n"
+           "Mail owner   no\n"
+           "GROUP  KEY  VALUE\n"
+           "abcd   1    1\n"
+           "\u4e2d\u6587   2    2\n"
+           "e\u0301\u00e9ab   3    3\n"
+           "\U0001F600ab   4    4\n"_s;
 }
 
-void TstSettingsVerbs::get_withoutOwner_asksForOwnName()
+void TstSettingsVerbs::get_writesAlignedTable()
 {
-    SettingsBus bus({});
-    ProgramRun run(u"--as cashbox settings get"_s);
-    QCOMPARE(run.ending(),
-             ended(0, {},
-                   "Owner        -\n"
-                   "Written      -\n"
-                   "Description  -\n"
-                   "Mail owner   yes\n"
-                   "GROUP  KEY  VALUE\n"));
-    QCOMPARE(requested(bus).value(u"owner"_s).toString(), u"cashbox"_s);
+    QFETCH(QString, line);
+    QFETCH(QString, owner);
+    QFETCH(QVariantMap, stored);
+    QFETCH(QString, shown);
+    SettingsBus bus({stored});
+    ProgramRun run(line);
+    QCOMPARE(run.ending(), ended(0, {}, shown.toUtf8()));
+    QCOMPARE(operations(bus), QStringList{u"loadSettings"_s});
+    QCOMPARE(requested(bus), (QVariantMap{{u"owner"_s, owner}}));
+    const QString name = line.startsWith(u"--as"_s) ? owner : u"tarvexctl"_s;
+    QCOMPARE(bus.handshakes().constFirst().data, (QVariantMap{{u"name"_s, name}}));
 }
 
 void TstSettingsVerbs::get_asJson_writesOneRecordALine()
@@ -166,39 +192,6 @@ void TstSettingsVerbs::get_severalConnectionLost_stopsThere()
     QCOMPARE(run.objects(), QList<QVariantMap>{record(u"printer"_s, {})});
     QCOMPARE(run.err(), told("the bus closed the connection"));
     QCOMPARE(bus.requests().size(), 2);
-}
-
-void TstSettingsVerbs::get_ownerInBrackets_isOneName()
-{
-    SettingsBus bus({});
-    ProgramRun run(u"settings get [a,b]"_s);
-    QCOMPARE(run.status(), 0);
-    QCOMPARE(requested(bus).value(u"owner"_s).toString(), u"[a,b]"_s);
-}
-
-void TstSettingsVerbs::get_controlCharacters_areShownAsEscapes()
-{
-    SettingsBus bus({record(u"a\tb\nc\x1b[2J"_s, {entry(u"g\x7f"_s, u"k"_s, u"x\x1b\n"_s)})});
-    ProgramRun run(u"settings get printer"_s);
-    QCOMPARE(run.status(), 0);
-    QVERIFY2(run.out().contains("Owner        a\\tb\\nc\\x1b[2J\n"), run.out().constData());
-    QVERIFY2(run.out().contains("g\\x7f  k    \"x\\u001b\\n\"\n"), run.out().constData());
-}
-
-// By the cells that they take on a terminal: two for the wide ones, none for an accent of its own.
-void TstSettingsVerbs::get_wideAndCombiningCharacters_stayAligned()
-{
-    SettingsBus bus({record(u"printer"_s,
-                            {entry(u"abcd"_s, u"1"_s, 1), entry(u"\u4e2d\u6587"_s, u"2"_s, 2),
-                             entry(u"e\u0301\u00e9ab"_s, u"3"_s, 3), entry(u"\U0001F600ab"_s, u"4"_s, 4)})});
-    ProgramRun run(u"settings get printer"_s);
-    QCOMPARE(run.status(), 0);
-    QCOMPARE(QString::fromUtf8(run.out()).section(QLatin1Char('\n'), 4),
-             u"GROUP  KEY  VALUE\n"
-             "abcd   1    1\n"
-             "\u4e2d\u6587   2    2\n"
-             "e\u0301\u00e9ab   3    3\n"
-             "\U0001F600ab   4    4\n"_s);
 }
 
 void TstSettingsVerbs::set_mergesIntoStored()

@@ -25,7 +25,7 @@ struct Context
 ///
 /// A verb owns its arguments: they are members, and addOptions() shows them to the parser. See options.h for those
 /// that several verbs take. Nothing else in the program knows them. A new verb is a .cpp file in this folder with a
-/// function that makes the verb; the function's name goes into verblist.cpp.
+/// function that makes the verb, and a line in the list of CMakeLists.txt there.
 ///
 /// \code
 /// class Ping : public Verb

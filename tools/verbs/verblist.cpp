@@ -1,24 +1,13 @@
 #include "verblist.h"
 
+#include "verbfunctions.h"
+
 #include <algorithm>
 #include <iterator>
 
 namespace tarvexctl {
 
-// Each of these functions stands in its verb's own file.
-using MakeVerb = std::unique_ptr<Verb>();
-MakeVerb makeSettingsGet, makeSettingsSet, makeSettingsRemove, makeSettingsList, makeSettingsUnset, makeSettingsLoad;
-MakeVerb makeStateGet, makeStateSet, makeStateWatch, makeStateList;
-MakeVerb makeSend, makeCall, makeListen, makeClients, makeWait;
-
 namespace {
-
-/// In the order of the help texts.
-MakeVerb* const VERBS[] = {
-    makeSettingsGet, makeSettingsSet, makeSettingsRemove, makeSettingsList, makeSettingsUnset, makeSettingsLoad, //
-    makeStateGet,    makeStateSet,    makeStateWatch,     makeStateList,                                         //
-    makeSend,        makeCall,        makeListen,         makeClients,      makeWait,
-};
 
 constexpr VerbGroup GROUPS[] = {
     {"settings", "The stored settings of a client"},

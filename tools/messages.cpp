@@ -51,10 +51,10 @@ Message newMessage(const QString& sender, const QString& receiver, const QString
 
 QString commandText(const QString& command, const std::optional<QString>& data)
 {
-    QJsonObject object;
-    object.insert(QStringLiteral("cmd"), command);
-    object.insert(QStringLiteral("data"), data ? objectFrom(*data) : QJsonObject());
-    return QString::fromUtf8(QJsonDocument(object).toJson(QJsonDocument::Compact));
+    TarvexCommand outgoing;
+    outgoing.setName(command);
+    outgoing.setData(data ? objectFrom(*data).toVariantMap() : QVariantMap());
+    return outgoing.toOutgoingMessage().message();
 }
 
 QVariantMap messageObject(const Message& message)

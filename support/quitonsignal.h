@@ -34,8 +34,8 @@ namespace wexcor {
 /// Programs that the process starts inherit the blocked signals, too. A program that the signals must end unblocks them
 /// itself, or in QProcess::setupChildProcess().
 ///
-/// If the system gives no file descriptor for the signals, a warning is logged and the signals stay as they were: each
-/// ends the process at once. (signalfd() fails mostly because too many files are open.)
+/// If the system gives no file descriptor for the signals (signalfd() fails, mostly because too many files are open), a
+/// warning is logged and the signals stay as they were: each ends the process at once.
 class WEXCORCORE_EXPORT QuitOnSignal
 {
 public:

@@ -157,7 +157,8 @@ void WorkerHost::stop()
     }
 }
 
-/// Drops what is still queued for the worker, and logs how much that was.
+/// Drops what is still queued for the worker, and tells the controller how much that was. If the controller does not
+/// wait any more, the number is logged here.
 void WorkerHost::leave()
 {
     if (m_hasLeft) {

@@ -65,7 +65,7 @@ public:
     void start();
 
     /// Runs last in the worker's thread. If the thread ends by itself, a stop that was posted is not delivered any
-    /// more.
+    /// more, so the worker is stopped here.
     void finish();
 
     bool event(QEvent* event) override;

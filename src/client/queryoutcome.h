@@ -28,15 +28,15 @@ public:
         Done,        ///< The server replied with code 0.
         NotOpen,     ///< There was no connection, so nothing was sent. Also the kind before the first exchange.
         Unreachable, ///< open() could not connect: nobody listens, or the connect took longer than 30000 ms.
-        /// The server refused this client's handshake, with code() and text(), and the connection is closed. It mostly
-        /// comes of open(), but a server may refuse the handshake in reply to a later request as well.
+        /// The server refused this client's handshake, with code() and text(), and the connection is closed. This
+        /// mostly happens in open(), but a server may refuse the handshake in reply to a later request as well.
         HandshakeRefused,
         Refused,  ///< The server refused the request, with code() and text(); the connection stays open.
         Lost,     ///< The connection was closed or broke off before the whole reply had come.
         TimedOut, ///< The server took none of the request, or began no reply, within 30000 ms.
         /// Something came that is no reply to the request: a wrong header line, a payload that did not come whole or
         /// cannot be decoded, or a reply to the handshake that does not name it. On the connection of a
-        /// TarvexQueryWorker also the reply to another operation. It also means that somebody else has read the reply.
+        /// TarvexQueryWorker also the reply to another operation. Also the kind when somebody else has read the reply.
         NotUnderstood
     };
 

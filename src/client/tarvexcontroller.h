@@ -47,7 +47,8 @@ public:
 
     /// Carries out what is queued between the workers, log lines included, takes the logging bridge down and stops the
     /// workers. AbstractWorkerController says in which order, and how long that may take. What is queued for slots of
-    /// the derived class is not carried out any more. A message worker whose thread was never started takes 100 ms.
+    /// the derived class is not carried out any more. Here a message worker whose thread was never started takes 100
+    /// ms.
     ~TarvexController() override;
 
     /// Gives each worker a thread of its own, connects them with each other and with this controller, and starts the

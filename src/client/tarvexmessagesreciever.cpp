@@ -148,8 +148,8 @@ bool TarvexMessagesReciever::headerIsComplete() const
 }
 
 /// Reads one frame and posts the turn of the next one, so that a stop, a restart and the timers get their turns under
-/// any backlog. Only what a lost connection has left behind is read in one go, because the owner closes the connection
-/// in the turn after the posted one.
+/// any backlog. Only what a lost connection has left behind is read in one go, because the owner is about to close the
+/// connection: a turn that is posted now would come after that.
 void TarvexMessagesReciever::readFrames()
 {
     // Writing an acknowledgement waits on the socket, which may call us again for the bytes that come meanwhile. The

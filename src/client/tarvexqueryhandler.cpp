@@ -401,7 +401,8 @@ QueryOutcome::Kind TarvexQueryHandler::readEnvelope(QVariantMap& reply)
     }
     if (payload.size() != size) {
         qCritical().noquote() << tr("Incorrect reply data size") << loglist(shownPayload(payload));
-        // Decided before the connection is given up here: the server has not closed it.
+        // Decided before this object gives the connection up, because that must not look as if the server had closed
+        // it.
         const QueryOutcome::Kind kind = endedReading(m_socket);
         if (size > busframe::MAX_PAYLOAD_SIZE) {
             giveUpConnection();

@@ -89,7 +89,8 @@ void TarvexQueryWorker::doUpdateSettings()
     }
 }
 
-/// Makes one attempt, also when a hundred calls have queued up meanwhile: the restart cycle will reconnect.
+/// Tries to connect once, and not once for each of a hundred calls that have queued up meanwhile, because the restart
+/// cycle will reconnect.
 bool TarvexQueryWorker::openForUpdate()
 {
     const bool isTooSoon = handler->m_notes->age.isCoolingDown()

@@ -59,7 +59,8 @@ public:
 
     bool isTaken(const TarvexCommand& cmd)
     {
-        // The executor or the worker may have been destroyed by canExecute(). Then the command is dropped.
+        // canExecute() may have destroyed the executor or the worker. A destroyed executor cannot execute, so the next
+        // one is asked. Without the worker exec() drops the command.
         if (!m_executor->canExecute(cmd) || !m_executor || !m_worker) {
             return false;
         }
@@ -67,7 +68,7 @@ public:
         return true;
     }
 
-    /// The outermost of the present calls of \a executor, from \a offer outwards.
+    /// The outermost call of \a executor that has not returned yet, from \a offer outwards.
     static Offer* outermost(Offer* offer, const QPointer<AbstractTarvexCommandExecutor>& executor)
     {
         Offer* found = nullptr;
@@ -153,7 +154,7 @@ void AbstractTarvexCommandsWorker::removeExecutor(const QString& name)
 void AbstractTarvexCommandsWorker::exec(TarvexCommand cmd)
 {
     const QPointer<AbstractTarvexCommandsWorker> self(this);
-    // A copy, because any call below may change the registry. The copy is shared until then.
+    // A copy, because any call below may change the registry. It shares its data until then, so it costs nothing.
     const auto executors = m_executors;
     for (const auto& executor : executors) {
         if (offer(executor, cmd) || !self) {

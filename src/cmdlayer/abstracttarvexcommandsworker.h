@@ -62,8 +62,8 @@ public:
     /// succeeds or fails. A repeat does not make the key younger.
     ///
     /// The answer is prepareError() with "No such method (%1)", which is logged as well, if there is no method of that
-    /// name with the right parameters and return type, or if the method returns an invalid variant. No method is looked
-    /// for if the name is not a plain identifier (letters, digits and underscores of ASCII).
+    /// name with the right parameters and return type, or if the method returns an invalid variant. A name that is not
+    /// a plain identifier (letters, digits and underscores of ASCII) gets the same answer: no method is looked for.
     ///
     /// The method may call exec() again, and may destroy the worker.
     virtual void doExec(TarvexCommand cmd);
@@ -106,7 +106,7 @@ private:
 
     QMap<QString, QPointer<AbstractTarvexCommandExecutor>> m_executors;
     QCache<QString, TarvexCommand> m_repeatCache;
-    Offer* m_offer = nullptr; ///< The innermost call of an executor at this moment.
+    Offer* m_offer = nullptr; ///< The innermost call of an executor that has not returned yet.
 };
 
 #endif // ABSTRACTTARVEXCOMMANDSWORKER_H

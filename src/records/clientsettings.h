@@ -51,7 +51,7 @@ public:
     QString description() const;
     void setDescription(const QString& description);
 
-    /// A flag for the bus server. The library only stores and carries it.
+    /// A flag on which the bus server acts. The library only stores and carries it.
     bool mailOwner() const;
     void setMailOwner(bool mailOwner);
 

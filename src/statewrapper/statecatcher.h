@@ -22,7 +22,7 @@ struct TARVEXLIB_EXPORT catchvalue
     QVariant value;
 };
 
-/// When it is streamed into a StateCatcher, it announces that the values written before are complete.
+/// When it is streamed into a StateCatcher, it announces that the values written before belong together.
 struct commitstate
 {
 };

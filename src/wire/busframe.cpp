@@ -41,7 +41,8 @@ QVariantMap requestEnvelope(const QString& operation, const QVariantMap& data)
     return envelope;
 }
 
-/// The size of the first output buffer: what the prefix claims, but not much more than a block of this size can need.
+/// The size of the first output buffer: what the prefix claims, but at most 1 MiB plus 8 times the size of the block.
+/// The buffer grows later if that is not enough.
 quint32 firstInflateSize(const QByteArray& block)
 {
     const qint64 claimed = qFromBigEndian<quint32>(block.constData());

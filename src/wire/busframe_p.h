@@ -58,8 +58,8 @@ struct Decoded
     QByteArray json;      ///< The inflated text, for a dump. Empty if it could not be inflated.
 };
 
-/// Decodes a payload. The memory that it takes depends on the size of \a payload, not on what the length prefix claims.
-/// A payload that inflates beyond MAX_ENVELOPE_SIZE is refused.
+/// Decodes a payload. It needs no more memory than a small multiple of what a payload of this size can hold, whatever
+/// the length prefix claims. A payload that inflates beyond MAX_ENVELOPE_SIZE is refused.
 Decoded decodePayload(const QByteArray& payload);
 
 /// The text of a header or size line, as it is compared and parsed: Latin-1, without white space around it.

@@ -149,7 +149,8 @@ private:
 
 bool Survey::mayRepeatKeys()
 {
-    // Sorted and not hashed, because a peer could choose keys whose hashes collide.
+    // Sorted and not put into a hash table, because sorting takes no longer if a peer chooses keys whose hashes
+    // collide.
     std::sort(m_keys.begin(), m_keys.end());
     return m_isDoubtful || std::adjacent_find(m_keys.cbegin(), m_keys.cend()) != m_keys.cend();
 }

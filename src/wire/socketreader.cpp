@@ -112,8 +112,8 @@ public:
     /// Whether to wait for more after \a round.
     bool isPatient(qint32 round, bool hasBrought) const
     {
-        // The first rounds are always made, because a worker that is being stopped still saves its state. After them,
-        // a worker that is to end does not wait for a payload that comes slowly.
+        // In the first rounds an interruption does not count, because a worker that is being stopped still saves its
+        // state. After them, a worker that is to end does not wait for a payload that comes slowly.
         if (round >= MIN_ROUNDS && (QThread::currentThread()->isInterruptionRequested() || m_giveUp())) {
             return false;
         }

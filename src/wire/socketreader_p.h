@@ -28,8 +28,8 @@ QByteArray readLine(const QPointer<QTcpSocket>& socket);
 /// \return whether a whole line can be read now.
 bool awaitLine(const QPointer<QTcpSocket>& socket);
 
-/// Takes in a payload of \a size bytes. It looks size / 100 + 1 times, at least 20 times, with 10 ms between two looks,
-/// and once more at the end.
+/// Takes in a payload of \a size bytes. It looks at most size / 100 + 1 times, or 20 times if that is more, waits 10 ms
+/// after each look, and looks once more at the end.
 ///
 /// Blocks for this long at most. It returns earlier when
 /// - the payload is complete,

@@ -222,7 +222,7 @@ void TstControllerLogLines::refusedLines_doNotMultiply()
     const QSignalSpy sent(&service, SIGNAL(sendLogMessage(Message)));
     auto* const query = new QueryWorker;
     QVERIFY(isStarted(service, nullptr, query));
-    // One line is about the worker's thread. The other is this one, which is shown and stored.
+    // Three messages: the line about the worker's thread, and this line, which is shown and stored.
     constexpr int LINES = 3;
     qCWarning(GUILOGGER) << "kick";
     if (repeatInterval > 0 && !alwaysAnotherText) {
@@ -245,7 +245,8 @@ void TstControllerLogLines::refusedLines_doNotMultiply()
     const qint64 first = clock.restart();
     QTRY_VERIFY_WITH_TIMEOUT(refused >= 600, 60000);
     const qint64 second = clock.elapsed();
-    // What was sent is read first, and after that what has come.
+    // What was sent is read first, and after that what has come, so that a refusal in between makes the difference
+    // smaller and not larger.
     const int emitted = sent.count();
     const int underWay = emitted - refused;
     std::printf("refused per second: %.0f, then %.0f; under way: %d\n", 300000.0 / double(qMax<qint64>(1, first)),

@@ -468,7 +468,7 @@ void TstQueryReplies::unreadBytes_waitInTheServer()
 {
     m_bus->willDo([](FakeBus::Peer& peer, const FakeBus::Request& request) {
         FakeBus::answer(peer, request);
-        // More than the system's own buffers hold, so that the rest waits somewhere else.
+        // More than the system's own buffers hold, so that either Qt or the server must keep the rest.
         const QByteArray bytes(65536, 'A');
         for (int count = 0; count < 1000 && peer.send(bytes); ++count) { }
     });

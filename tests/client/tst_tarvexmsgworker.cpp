@@ -410,7 +410,8 @@ void TstTarvexMsgWorker::startedTwice_restartsOnce()
     QCOMPARE(m_bus->connectionCount(), 2);
 }
 
-// Two restart() calls at once have the effect of one. So the number of connections itself is looked at.
+// Counts how often each signal is connected, because restart() makes one of two calls: its effect would not show a
+// second connection.
 void TstTarvexMsgWorker::startedTwice_isConnectedOnce()
 {
     QVERIFY(m_worker->doStart());

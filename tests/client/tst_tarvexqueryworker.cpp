@@ -300,7 +300,8 @@ void TstTarvexQueryWorker::startedTwice_hearsEverythingOnce()
     QCOMPARE(m_bus->connectionCount(), 2);
 }
 
-// Counts the connections, because restart() makes one of two calls: its effect would not show a second connection.
+// Counts how often each signal is connected, because restart() makes one of two calls: its effect would not show a
+// second connection.
 void TstTarvexQueryWorker::startedTwice_isConnectedOnce()
 {
     QVERIFY(start({u"first"_s, u"second"_s}));

@@ -124,7 +124,7 @@ void TstCommandRepeat::repeat_after100Others_runsAgain()
 {
     CommandTrial trial;
     execPlain(trial, 101);
-    trial.exec(PLAIN, u"2"_s); // still remembered: no run
+    trial.exec(PLAIN, u"2"_s); // the second oldest, which is still remembered: no run
     QCOMPARE(trial.worker->calls.size(), 101);
     trial.exec(PLAIN, u"0"_s);
     QCOMPARE(trial.worker->calls.size(), 102);

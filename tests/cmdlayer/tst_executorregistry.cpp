@@ -139,7 +139,7 @@ public:
         }
     }
 
-    /// The last one added of those that are alive.
+    /// Of those with this name that are alive, the one that was added last.
     ScriptedExecutor* find(const QString& name) const
     {
         for (auto executor = m_executors.crbegin(); executor != m_executors.crend(); ++executor) {

@@ -81,10 +81,11 @@ private:
 
 namespace {
 
-/// A thread that need not wait is done within this time. A thread that waits cannot pass by chance on a busy machine.
+/// A thread that need not wait for the lock is done within this time. A test that expects a thread to wait cannot fail
+/// on a busy machine, because the thread only takes longer there.
 constexpr std::chrono::milliseconds MOMENT{200};
 
-/// Whether another thread can read \a state now. \a reader is that thread.
+/// Whether another thread can read \a state now. \a reader is that thread. If it cannot, it still waits.
 bool canBeRead(AbstractStateWrapper& state, std::thread& reader)
 {
     std::promise<void> done;

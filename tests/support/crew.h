@@ -135,8 +135,9 @@ public:
         return [gate = gate](RecordingWorker&) { gate->wait(); };
     }
 
-    /// Calls doStop(), and opens the gate at which the first worker waits once the controller has posted its stop. The
-    /// stops are posted in the order in which the workers were added, so that is when the second worker has stopped.
+    /// Calls doStop(). The gate at which the first worker waits opens after the controller has posted that worker's
+    /// stop. The stops are posted in the order in which the workers were added, so when the second worker has stopped,
+    /// the first worker's stop has been posted.
     void doStopWhileFirstWaits()
     {
         std::thread opener([gate = gate, second = records.at(1)] {

@@ -82,7 +82,8 @@ extern "C" __attribute__((visibility("default"))) int signalfd(int descriptor, c
     return static_cast<int>(::syscall(SYS_signalfd4, descriptor, signals, _NSIG / 8, flags));
 }
 
-/// Signals are raised in the test's thread, because QtTest has started a thread of its own before.
+/// Signals are raised in the test's thread, because QtTest has started a thread of its own before, which does not block
+/// them.
 class TstQuitOnSignal : public QObject
 {
     Q_OBJECT

@@ -74,7 +74,7 @@ private:
 
     std::atomic<bool> m_restartQueued{false};
     const std::shared_ptr<WorkerState> m_state;
-    bool m_stoppingToRestart = false; ///< Touched in the worker's thread only.
+    bool m_stoppingToRestart = false; ///< Used in the worker's thread only.
 };
 
 } // namespace wexcor

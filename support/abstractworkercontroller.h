@@ -20,9 +20,9 @@ class AbstractWorkerControllerPrivate;
 /// doKillThreads() and the destructor end the workers in order, together within 1500 ms:
 ///
 /// - First the workers are told to take in no new work, see AbstractWorker::isEnding().
-/// - Then what is queued between the workers is carried out, 1000 ms at most, and so is what is queued for the
-///   controller and its children, unless it is the destructor that ends: by then the derived class is gone. A service
-///   whose controller has slots through which messages pass calls doStop() first, or lets its event loop end before.
+/// - Then what is queued between the workers is carried out, for at most 1000 ms. So is what is queued for the
+///   controller and its children, except in the destructor, because the derived class has gone by then. A service whose
+///   controller has slots through which messages pass calls doStop() first, or lets its event loop end before.
 /// - Then the workers are stopped, all at once. What one of them emits in its doStop() is not carried out by another. A
 ///   worker that is blocked, or has more queued than fits, is stopped ahead of its queue. When its thread ends, the
 ///   rest of the queue is dropped, and one warning says how many calls that were. After doStop() alone the stopped

@@ -64,7 +64,7 @@ public:
     }
     Q_DISABLE_COPY_MOVE(Watch)
 
-    /// \return nothing when the system refuses; the signals are as they were then.
+    /// \return null when the system gives no descriptor. The signals stay as they were then.
     static std::unique_ptr<Watch> make()
     {
         const sigset_t signals = watchedSignals();

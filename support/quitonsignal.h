@@ -40,7 +40,8 @@ class WEXCORCORE_EXPORT QuitOnSignal
 {
 public:
     QuitOnSignal();
-    /// Puts the signals back as they were in this thread. Those that have come since then are dropped.
+    /// Restores how this thread handled the signals before. Signals that have come and were not handled yet are
+    /// dropped.
     ~QuitOnSignal();
     Q_DISABLE_COPY_MOVE(QuitOnSignal)
 

@@ -36,7 +36,7 @@ private:
 
 const EventTypes& eventTypes();
 
-/// Through this the workers' threads reach the controller. The controller may have gone by then.
+/// The workers' threads reach the controller through this, because the controller may have gone by then.
 class ControllerLink
 {
 public:

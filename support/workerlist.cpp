@@ -149,7 +149,7 @@ void WorkerList::postStop(const Entry& entry, QEvent::Type type)
     }
 }
 
-/// Waits until the thread has ended, which has been told to. \return how many calls of its worker were dropped.
+/// Waits for the end of the thread, which has been told to end. \return how many calls of its worker were dropped.
 int WorkerList::endWorker(const Entry& entry, const QDeadlineTimer& deadline)
 {
     const bool wasRunning = isRunning(entry);

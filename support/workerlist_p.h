@@ -24,7 +24,7 @@ struct WorkerState;
 class WorkerList
 {
 public:
-    /// Moves \a worker to a new thread. \a state is the worker's. \return the thread.
+    /// Moves \a worker to a new thread. \a state is the worker's state. \return the thread.
     QThread* add(AbstractWorker* worker, const std::shared_ptr<WorkerState>& state,
                  const std::shared_ptr<ControllerLink>& link);
 

@@ -59,8 +59,8 @@ public:
     /// and may hold control characters. It is empty when the kind is neither Refused nor HandshakeRefused.
     QString text() const;
 
-    /// For a log line or a person, in English: "refused: 5 There are no settings for client". It holds text() as it
-    /// is.
+    /// For a log line or a person, in English: "refused: 5 There are no settings for client". It holds text()
+    /// unchanged.
     QString toString() const;
 
     /// True when kind, code and text are equal.

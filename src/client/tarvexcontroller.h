@@ -47,15 +47,15 @@ public:
 
     /// Carries out what is queued between the workers, log lines included, takes the logging bridge down and stops the
     /// workers. AbstractWorkerController says in which order, and how long that may take. What is queued for slots of
-    /// the derived class is not carried out any more. Here a message worker whose thread was never started takes 100
-    /// ms.
+    /// the derived class is not carried out any more. Deleting a message worker whose thread was never started takes
+    /// 100 ms.
     ~TarvexController() override;
 
     /// Gives each worker a thread of its own, connects them with each other and with this controller, and starts the
     /// threads, the query worker's first. Either may be null. The workers belong to the controller from then on. A
     /// second call with the same workers changes nothing: a worker keeps its thread and is connected once.
     ///
-    /// TarvexMsgWorker's stateChanged() and unprocessedMessage() are the service's to connect.
+    /// The service itself connects TarvexMsgWorker's stateChanged() and unprocessedMessage().
     /// \return true.
     virtual bool initWorkers(tarvex::TarvexMsgWorker* msgWorker, tarvex::TarvexQueryWorker* queryWorker);
 

@@ -30,19 +30,20 @@ class ConnectionAge;
 ///
 /// Lives in its worker's thread and is called from that thread only. It takes no lock, and needs that thread's event
 /// loop. open() blocks for up to 30000 ms to connect and as long again to write the handshake, close() for 100 ms. One
-/// frame is read in a turn of the event loop. That blocks for up to 200 ms until the size line is complete, for up to
-/// (payload size / 100 + 1) times 10 ms for the payload, at least 200 ms and at most 60000 ms, and for up to 30000 ms
-/// to write the acknowledgement. As the child of a worker that is ending (AbstractWorker::isEnding()) it reads no
-/// further frame.
+/// frame is read in a turn of the event loop. That blocks for up to 200 ms until the size line is complete, then until
+/// the payload is complete, and for up to 30000 ms to write the acknowledgement. The limit for the payload is (payload
+/// size / 100 + 1) times 10 ms, but no less than 200 ms and no more than 60000 ms. As the child of a worker that is
+/// ending (AbstractWorker::isEnding()) it reads no further frame.
 ///
 /// The server is expected on 127.0.0.1, port 45537. Nothing throws. Bad frames are logged in the default category and
 /// dropped. What follows them is read as the next frame. The connection is ended as if the server had dropped it after
 /// a size line above 48 MiB, after 64 unknown header lines or abandoned frames in a row, and after an acknowledgement
 /// that could not be written.
 ///
-/// Wire: sends the request "handshake" with {"name": the client's name}, which is accepted by a reply with code 0.
-/// Takes the request "sendMessage", its data a Message in map form, and replies with code 0 and the message's
-/// {"sender", "reciever", "uid"}; to any other request it replies with code 4.
+/// Wire: it sends the request "handshake" with {"name": the client's name}. The server accepts it by a reply with code
+/// 0. It takes the request "sendMessage", whose data is a Message in map form, and replies with code 0 and the
+/// message's
+/// {"sender", "reciever", "uid"}. It replies to any other request with code 4.
 class TARVEXLIB_EXPORT TarvexMessagesReciever : public QObject
 {
     Q_OBJECT

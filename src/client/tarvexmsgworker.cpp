@@ -110,7 +110,7 @@ void TarvexMsgWorker::lookAtReceiver()
         return;
     }
     if (m_receiver->isOpen()) {
-        // Reads what came while the worker had to take nothing in, if it goes on after all.
+        // While the worker was ending, it took nothing in. If it goes on after all, this reads what came meanwhile.
         m_receiver->readFrames();
         return;
     }

@@ -25,11 +25,11 @@ class TarvexMessagesReciever;
 /// after it had been made. While it is started the worker looks at its connection every 5000 ms. A connection that was
 /// refused, at once or later, or not answered for 30000 ms, is made anew then.
 ///
-/// A derived class whose doStart() does not call this one hears nothing after its first restart(): the connections and
-/// timers are set up here.
+/// A derived class whose doStart() does not call this one hears nothing after its first restart(), because this one
+/// sets up the connections and timers.
 ///
 /// A message whose text is the command "updateSettings" or "stateChanged" is handled here. Every other one is emitted
-/// by unprocessedMessage(). A service that wants more commands handled here overrides doProcessCommand().
+/// as unprocessedMessage(). A service that wants more commands handled here overrides doProcessCommand().
 ///
 /// Wire: a command is the JSON object {"cmd": name, "data": arguments}. "data" may be missing. Any other text is logged
 /// as a warning in the JSON parser's words. They are "no error occurred" for JSON that is not a command.
@@ -56,7 +56,7 @@ public:
     virtual void doProcessMessage(const tarvex::Message& msg);
 
     /// Handles one command. Called in the worker's thread.
-    /// \param cmd its name, as text also if it is a number or a boolean
+    /// \param cmd its name; a number or a boolean is passed as text
     /// \param data the command's arguments, empty when there are none
     /// \param sender the client that sent it
     /// \param uid identifier of the message that carried it

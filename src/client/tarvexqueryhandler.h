@@ -28,8 +28,9 @@ struct QueryNotes;
 ///
 /// Lives in its worker's thread and is called from that thread only; it takes no lock. Every operation blocks the
 /// calling thread: up to 30000 ms to write the request, up to 30000 ms for the reply to begin, up to 200 ms each for
-/// the reply's first two lines to become complete, and (payload size / 100 + 1) times 10 ms for its payload, at least
-/// 200 ms and at most 60000 ms. Needs no event loop, except for the signals that follow a lost connection.
+/// the reply's first two lines to become complete, and then until its payload is complete. The limit for the payload is
+/// (payload size / 100 + 1) times 10 ms, but no less than 200 ms and no more than 60000 ms. Needs no event loop, except
+/// for the signals that follow a lost connection.
 ///
 /// Nothing throws. Every operation returns true when the exchange succeeded and the reply's code was 0; after false
 /// lastOutcome() says why. A failed exchange is logged in the default category and leaves output arguments untouched.
@@ -88,7 +89,7 @@ public:
     /// Loads the settings of several clients in one exchange and appends them to \a settingsList, which is not cleared.
     /// An empty list of owners means this client. Operation "loadSettingsList".
     ///
-    /// The names travel joined by commas, so a name that holds a comma cannot be asked for. A failure also logs
+    /// The names are sent joined by commas, so a name that holds a comma cannot be asked for. A failure also logs
     /// "Settings list loading error".
     bool loadSettings(const QStringList& owners, QList<ClientSettings>& settingsList);
 

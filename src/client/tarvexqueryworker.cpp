@@ -50,7 +50,7 @@ bool TarvexQueryWorker::doStart()
     // A connection that was lost as soon as it was made is not made anew at once. A handshake that was accepted under
     // another name does not count as accepted.
     const bool opened = !handler->m_notes->age.takeEarlyLoss() && handler->open() && handler && handler->isOpen();
-    // Whoever heard of the connection may have taken the timers away.
+    // A slot that heard of the connection may have deleted the timers.
     if (!opened) {
         m_watch->stop();
         if (m_restartTimer) {
@@ -142,7 +142,7 @@ void TarvexQueryWorker::sendMessage(Message message)
 
 void TarvexQueryWorker::loadAndApplySettings()
 {
-    // Whoever heard that the connection is there may have taken it away.
+    // A slot that heard of the connection may have deleted the handler.
     if (!handler) {
         return;
     }

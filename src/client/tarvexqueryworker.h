@@ -22,12 +22,12 @@ class LogQueue;
 /// Keeps the connection on which the client asks the bus, loads the client's settings, reports its state, and sends its
 /// messages.
 ///
-/// A service derives from it, says what its state is and applies its settings. Handed to
-/// TarvexController::initWorkers(), it runs in a thread of its own, in which all of this is called. While the bus is
+/// A service derives from it, says what its state is and applies its settings. It is handed to
+/// TarvexController::initWorkers() and runs in a thread of its own, in which all of this is called. While the bus is
 /// away it tries again every 5000 ms. A connection that is lost is made anew at once, or after 5000 ms if it was lost
-/// within 1000 ms after it had been made; the settings are loaded again. A connection counts as lost, too, after an
-/// exchange that ended without a whole reply, whoever made it, and when something comes that was not asked for. While
-/// it is connected, the worker looks every 5000 ms whether its handler is still open.
+/// within 1000 ms after it had been made. The settings are then loaded again. A connection counts as lost, too, after
+/// an exchange that ended without a whole reply, whoever made it, and when something comes that was not asked for.
+/// While it is connected, the worker looks every 5000 ms whether its handler is still open.
 ///
 /// If the server gives the settings of another client, the worker does not apply them: they count as not loaded.
 ///
@@ -76,7 +76,8 @@ public:
     virtual void doApplySettings(ClientSettings settings) = 0;
 
 Q_SIGNALS:
-    /// For the derived class: the settings that were applied have changed something. The controller passes it on.
+    /// The settings that were applied have changed something. The derived class emits it, and the controller passes it
+    /// on.
     void settingsChanged();
 
     /// The server has accepted the handshake, also after a reconnection. This is the moment to subscribe. Call
@@ -94,7 +95,7 @@ public Q_SLOTS:
     /// Sends a message; drops it silently while the connection is not open. It is never sent a second time.
     void sendMessage(Message message);
 
-    // The members below stand in this order because the layout is interface; that is why protected and private ones
+    // The order of the members below is interface, because the layout is. That is why protected and private ones
     // alternate.
 protected:
     QPointer<TarvexQueryHandler> handler; ///< The connection, for use in the worker's thread.
@@ -110,13 +111,13 @@ private:
     QPointer<QTimer> m_stateTimer;
 
 protected:
-    QDateTime lastStateTime; ///< Not used here: for the derived class, invalid until it is set.
+    QDateTime lastStateTime; ///< For the derived class, and not used here. Invalid until it is set.
 
 private:
     const int m_interval;
     const std::shared_ptr<LogQueue> m_logQueue;
     ConnectionWatch* const m_watch;    ///< Runs from a successful open() to the next doStop() or failed open().
-    QElapsedTimer m_sinceFailedUpdate; ///< Since doUpdateSettings() tried to connect in vain.
+    QElapsedTimer m_sinceFailedUpdate; ///< Since doUpdateSettings() last failed to connect.
     bool m_isStopped = false; ///< From doStop() to the next doStart(): calls that were queued before change nothing.
 };
 

@@ -98,7 +98,7 @@ private:
     static QElapsedTimer _lastMessageTime; ///< Monotonic: midnight and a change of the clock do not matter.
     static const int MAX_REPEAT_INTERVAL;
     static QPointer<LogRelay>& _relay;      ///< For lines of threads that are not _sender's.
-    static std::weak_ptr<LogQueue>& _queue; ///< Of the worker that sends the lines, and owns it.
+    static std::weak_ptr<LogQueue>& _queue; ///< Owned by the worker that sends the lines.
 
     const QString m_clientName;
 };

@@ -55,9 +55,9 @@ public:
     /// The wire form. Every key is always present. An invalid date-time is written as an empty string.
     QVariantMap toVariantMap() const;
 
-    /// Reads the wire form and accepts any map. A missing or malformed date gives an invalid date-time. A missing
-    /// text gives an empty one. Note that a map without "type" gives the state type 0, which is a valid record. Only
-    /// the low 8 bits of "type" are kept, as a signed number.
+    /// Reads the wire form and accepts any map. A missing or malformed date gives an invalid date-time. A missing text
+    /// gives an empty one. Note that a map without "type" gives the state type 0, and so a valid record. Only the low 8
+    /// bits of "type" are kept, as a signed number.
     static ClientState fromVariantMap(const QVariantMap& map);
 
 private:

@@ -46,15 +46,15 @@ public:
     QString message() const;
     void setMessage(const QString& message);
 
-    /// Identifier of the message, unique per sender. It is empty until it is set; the query connection sets
-    /// an empty one when it sends.
+    /// Identifier of the message, unique per sender. It is empty until it is set. When the query connection sends a
+    /// message without one, it makes one.
     QString uid() const;
     void setUid(const QString& uid);
 
     /// Returns a new identifier of 24 characters. It does not store the identifier, see setUid().
     ///
-    /// Two calls on the same message within one millisecond return the same value. It seeds the
-    /// process-wide rand() anew.
+    /// Two calls on the same message within one millisecond return the same value. Each call seeds the process-wide
+    /// rand() anew.
     QString genUid() const;
 
     /// The key under which the receiving side remembers this message in order to drop repeats.

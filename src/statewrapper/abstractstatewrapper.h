@@ -14,8 +14,8 @@
 
 /// The current state of a service. Each Q_PROPERTY that the derived class declares is one value of the state.
 ///
-/// A service derives from it, makes one object, and hands the object to init(). From then on all its code sets and
-/// commits values through StateCatcher, without a pointer to the object.
+/// A service derives from it, makes one object, and hands the object to init(). From then on any part of its
+/// code can set and commit values through StateCatcher, without a pointer to the object.
 ///
 /// All operations except init() may be called from any thread. One lock protects each operation. All objects of this
 /// class share it, and it is not recursive. A value is never read half-written, and toMap() shows the values of one
@@ -87,7 +87,7 @@ public:
     virtual QVariant value(QString name);
 
     /// \return all properties that the object's own class declares, by name, as they are at one moment. It does not
-    /// contain properties of intermediate base classes, dynamic properties and "objectName".
+    /// contain properties of intermediate base classes, dynamic properties or "objectName".
     virtual QVariantMap toMap() const;
 
     /// \return toMap() as one compact JSON object in UTF-8, with sorted keys. Values that JSON does not know are
@@ -99,9 +99,9 @@ public:
     /// \return toByteArray() as a string.
     virtual QString toString() const;
 
-    /// The derived class returns the record that describes this state. Usually the record's text is toString(). It is
-    /// called without the lock, in any thread. TarvexQueryHandler::saveState() sets the owner, and the date-time if it
-    /// is missing.
+    /// The derived class returns the record that describes this state. Usually the record's text is toString(). The
+    /// function is called without the lock, in any thread. TarvexQueryHandler::saveState() sets the owner, and the
+    /// date-time if it is missing.
     virtual tarvex::ClientState toClientState() const = 0;
 
 Q_SIGNALS:

@@ -22,8 +22,8 @@ constexpr int EARLY_LOSS_MS = 1000;
 /// Blocks for up to CONNECT_TIMEOUT_MS.
 bool connectToServer(QTcpSocket& socket, quint16 port);
 
-/// Closes the connection. The socket emits nothing: its signals stay blocked until connectToServer(). Blocks for 100
-/// ms.
+/// Closes the connection. Blocks for 100 ms. The socket emits nothing: its signals stay blocked until
+/// connectToServer().
 void disconnectFromServer(QTcpSocket& socket);
 
 /// True if there is a connection, or one is being opened or closed.

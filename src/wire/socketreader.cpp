@@ -13,7 +13,7 @@ namespace tarvex::socketreader {
 namespace {
 
 constexpr unsigned long ROUND_PAUSE_MS = 10;
-/// A payload gets one round for each of so many bytes, and one round more.
+/// A payload gets one round for each piece of this many bytes, and one round more.
 constexpr qint32 BYTES_PER_ROUND = 100;
 /// A line and a small payload get this many. Our own system delays its TCP acknowledgements, which holds up a peer that
 /// writes a frame in several calls for 40 ms, and for longer on a loaded machine.

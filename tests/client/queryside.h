@@ -13,7 +13,7 @@ namespace queryside {
 
 const QString PRINTER = u"printer"_s;
 const QString WAIT_ERROR = u"critical: Socket wait for ready read error"_s;
-/// So long that no report is due by itself.
+/// An interval after which no report is due during a test.
 constexpr int NEVER_MS = 1000000;
 
 inline FakeBus::Action sends(const QByteArray& bytes)
@@ -53,7 +53,7 @@ inline void serve(FakeBus::Peer& peer, const FakeBus::Request& request)
     }
 }
 
-/// Closed by close(): there is no connection, and nothing more is heard of it.
+/// Whether close() has closed the connection: there is none, and the socket's signals are blocked.
 inline bool isClosed(const tarvex::TarvexQueryHandler& handler)
 {
     const auto* const socket = handler.findChild<QTcpSocket*>();

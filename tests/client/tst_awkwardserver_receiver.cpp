@@ -181,7 +181,7 @@ void TstAwkwardserverReceiver::backlogAtTheEnd_isNotAcknowledged()
             QTRY_VERIFY(handled >= 3);
             time.start();
         }
-        // It takes one frame, the rounds, and the pause before a connection is closed. All of the backlog would take 2
+        // It takes one frame, the rounds, and the pause before a connection is closed. The whole backlog would take 2
         // s.
         QVERIFY2(time.elapsed() < 1400, qPrintable(QString::number(time.elapsed())));
         QVERIFY(handled < 200);

@@ -112,8 +112,8 @@ bool waitForMoment(const PairService& service, Moment moment, int number)
 
 struct Counts
 {
-    std::atomic<int> missed{0}; ///< Those whose moment did not come.
-    std::atomic<int> late{0};   ///< Those that took too long to go.
+    std::atomic<int> missed{0}; ///< Services whose moment did not come.
+    std::atomic<int> late{0};   ///< Services that took too long to end.
     std::atomic<int> left{0};   ///< Threads that did not end.
 };
 

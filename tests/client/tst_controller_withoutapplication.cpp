@@ -217,7 +217,7 @@ int endBeforeStatic(int argc, char** argv)
     return 0;
 }
 
-/// The other order of making the two, and an end in the middle of the event loop.
+/// The application object is made before the service, and the end comes in the middle of the event loop.
 int exitBeforeStatic(int argc, char** argv)
 {
     const QCoreApplication application(argc, argv);

@@ -294,7 +294,7 @@ void TstServiceEnd::end_storedMessages_areHandledOnceOverManyLives_data()
     QTest::newRow("the event loop ends") << End::LoopEnds;
 }
 
-// Each life ends at another moment, behind a backlog that would take seconds.
+// Each life of the service ends at another moment, while a backlog is waiting that would take seconds.
 void TstServiceEnd::end_storedMessages_areHandledOnceOverManyLives()
 {
     QFETCH(End, end);

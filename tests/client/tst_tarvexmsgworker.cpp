@@ -471,7 +471,7 @@ void TstTarvexMsgWorker::handshakeFails_isBackAfter5s_data()
     QTest::addColumn<bool>("isRefused");
     QTest::addColumn<int>("starts");
     QTest::addColumn<QStringList>("lines");
-    // The loss is heard of at once, and the worker's restart then waits for the timer.
+    // The worker hears of the loss at once and restarts. That restart then waits for the timer.
     QTest::newRow("dropped before it is answered") << false << 3 << QStringList(CLOSED_LINE);
     QTest::newRow("refused") << true << 2 << QStringList(u"warning: Incorrect reply data"_s);
 }

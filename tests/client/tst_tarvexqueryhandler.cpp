@@ -18,7 +18,7 @@ using namespace tarvex;
 using namespace queryside;
 using namespace reconnection;
 
-/// The handler's connection: how it is opened, lost and closed. tst_queryreplies holds what becomes of a reply.
+/// The handler's connection: how it is opened, lost and closed. tst_queryreplies tests what becomes of a reply.
 class TstTarvexQueryHandler : public QObject
 {
     Q_OBJECT

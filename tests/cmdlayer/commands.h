@@ -136,7 +136,7 @@ public:
         const std::shared_ptr<QStringList> kept = argumentsAfterwards;
         const std::function<void()> act = action;
         act();
-        // The worker may be gone; the arguments may not.
+        // The worker may be destroyed by now, but the arguments must still exist.
         kept->append({agent, uid});
         return answer;
     }

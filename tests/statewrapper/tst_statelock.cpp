@@ -49,7 +49,7 @@ private:
     std::function<void()> m_release;
 };
 
-/// For many threads: what belongs together stands in one property, or is written by one setter.
+/// Used by many threads. Values that belong together stand in one property, or one setter writes them.
 class SharedState : public PlainState
 {
     Q_OBJECT

@@ -148,7 +148,7 @@ public Q_SLOTS:
         }
     }
 
-    /// Calls that are queued beside the worker's own are counted for it.
+    /// Adds \a calls to the number of calls that are counted as waiting for the worker.
     void countWaiting(int calls) { *waitingCalls() += calls; }
 
     void endThread() { QThread::currentThread()->quit(); }

@@ -312,8 +312,8 @@ void TstAbstractWorker::restart_fromManyThreads_isFollowedByOneRound()
     QCOMPARE(subject.record->events(), QStringList({STOP, START, MARK}));
 }
 
-// For the thread sanitizer above all: nothing but restart() orders the number. The second call finds one queued
-// already, and the flags are relaxed, so that they order nothing either.
+// This is mainly for the thread sanitizer: only restart() orders the write of the number before the read. The second
+// call finds one queued already. The flags are relaxed, so that they order nothing.
 void TstAbstractWorker::restart_showsWhatTheCallerWroteBefore()
 {
     WorkerInThread subject;

@@ -54,7 +54,7 @@ private Q_SLOTS:
     void registry_usedFromManyThreads_isWhole();
 };
 
-// Must stay the first: it compares everything that is registered.
+// This must stay the first test, because it compares everything that is registered.
 void TstAppVersionManager::registry_duringStaticInitialisation_works()
 {
     QCOMPARE(AppVersionManager::versions().keys(), QStringList{EARLY});

@@ -244,7 +244,7 @@ private:
 
 } // namespace
 
-// For the thread sanitizer above all: nothing but the end of the thread orders the number.
+// This is mainly for the thread sanitizer: only the end of the thread orders the write of the number before the read.
 void TstControllerEnd::destructor_showsWhatItsThreadsWroteLast()
 {
     int number = 0;

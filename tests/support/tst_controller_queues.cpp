@@ -240,7 +240,7 @@ void TstControllerQueues::end_withNothingLeft_saysNothing()
     QCOMPARE(log.texts(), QStringList());
 }
 
-// A handler that talks to a device in an event loop of its own still has its answer to give.
+// A handler that talks to a device in an event loop of its own must still be able to give its answer.
 void TstControllerQueues::end_ofAHandlerWithALoopOfItsOwn_isWaitedFor()
 {
     RecordingWorker* const first = crew->add();
@@ -296,7 +296,7 @@ void TstControllerQueues::end_insideAnEnd_isBounded_data()
     QTest::newRow("an end of the threads inside another") << true << true;
 }
 
-// A command to shut down that is queued already when the service is told to end.
+// A command to shut down may be queued already when the service is told to end.
 void TstControllerQueues::end_insideAnEnd_isBounded()
 {
     QFETCH(bool, killsInside);

@@ -94,14 +94,14 @@ QStringList list(const char* text)
     return QString::fromLatin1(text).split(QLatin1Char('|'));
 }
 
-/// Logs when the last copy of it goes.
+/// Logs when the last copy of it is destroyed.
 class LogsWhenDestroyed
 {
 public:
     ~LogsWhenDestroyed() { qCWarning(secondCategory, "gone"); }
 };
 
-/// Calls the manager when the last copy of it goes.
+/// Calls the manager when the last copy of it is destroyed.
 class CallsWhenDestroyed
 {
 public:
@@ -212,7 +212,7 @@ void TstLoggerManager::removeOutput_beforeTheFirstOutput_installsNothing()
 void TstLoggerManager::firstOutput_whileOthersLog_losesNoLine()
 {
     std::atomic<int> logged{0};
-    // Relaxed, so that the flag itself does not put the loggers behind the installation.
+    // Relaxed, so that the flag itself does not order the loggers after the installation.
     std::atomic<bool> installed{false};
     std::vector<std::thread> threads;
     for (int thread = 0; thread < 3; ++thread) {
@@ -467,7 +467,7 @@ void TstLoggerManager::outputs_setAndRemovedWhileOthersLog()
     runInThreads(3, [&calls, &categories] {
         for (int round = 0; round < ROUNDS; ++round) {
             for (const QString& category : categories) {
-                // The token calls the manager in whichever thread lets go of the output last.
+                // The token calls the manager in the thread that releases the output last.
                 LoggerManager::setOutputs(category,
                                           [&calls, token = std::make_shared<CallsWhenDestroyed>()](
                                               QtMsgType, const QMessageLogContext&, const QString&) { ++calls; });

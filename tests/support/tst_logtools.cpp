@@ -14,7 +14,7 @@ namespace {
 
 constexpr int BOUND = 65536;
 
-/// A type that nobody can write.
+/// A type that cannot be written as text.
 struct Opaque
 {
     int number = 0;
@@ -260,7 +260,7 @@ void TstLogTools::logvariant_huge_isBounded()
     const QString shown = QString(BOUND, QLatin1Char('x'));
     QCOMPARE(written(::logvariant(shown)), shown);
     QCOMPARE(written(::logvariant(longText)), shown + u"... (1000 more)"_s);
-    // Four characters of the list's own.
+    // The list itself has four characters: two brackets and two quotes.
     const QString list = written(::logvariant(QVariantList{longText}));
     QVERIFY(list.startsWith(u"[\"xxx"_s));
     QVERIFY(list.endsWith(u"... (1004 more)"_s));

@@ -87,7 +87,7 @@ private:
 
     AbstractWorkerController* const m_controller;
     QPointer<QCoreApplication> m_application; ///< The one whose end the controller hears of.
-    /// When the end must be over that workOff() has begun. workOff() sets it.
+    /// The time limit of the whole end. workOff() sets it when it begins the end.
     std::optional<QDeadlineTimer> m_deadline;
     std::optional<QDeadlineTimer> m_workOffDeadline; ///< Set while workOff() runs.
     /// The application's event loop has ended. The workers take nothing in until it runs again.

@@ -40,10 +40,9 @@ class ConnectionAge;
 /// a size line above 48 MiB, after 64 unknown header lines or abandoned frames in a row, and after an acknowledgement
 /// that could not be written.
 ///
-/// Wire: it sends the request "handshake" with {"name": the client's name}. The server accepts it by a reply with code
-/// 0. It takes the request "sendMessage", whose data is a Message in map form, and replies with code 0 and the
-/// message's
-/// {"sender", "reciever", "uid"}. It replies to any other request with code 4.
+/// Wire: the receiver sends the request "handshake" with {"name": the client's name}, which the server accepts by a
+/// reply with code 0. The receiver takes the request "sendMessage", whose data is a Message in map form, and replies
+/// with code 0 and the message's {"sender", "reciever", "uid"}. It replies to any other request with code 4.
 class TARVEXLIB_EXPORT TarvexMessagesReciever : public QObject
 {
     Q_OBJECT

@@ -47,7 +47,7 @@ public:
     void setMessage(const QString& message);
 
     /// Identifier of the message, unique per sender. It is empty until it is set. When the query connection sends a
-    /// message without one, it makes one.
+    /// message whose identifier is empty, the connection makes one.
     QString uid() const;
     void setUid(const QString& uid);
 

@@ -31,7 +31,7 @@ public:
     /// A client that does not take the last answer is cut off after this long, in ms.
     static constexpr int CLOSE_TIMEOUT_MS = 5000;
 
-    /// Owns \a socket, a connected one, from now on.
+    /// Becomes the owner of \a socket, which is connected.
     BusConnection(QTcpSocket* socket, Port port, QObject* parent);
     ~BusConnection() override;
 

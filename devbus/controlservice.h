@@ -11,7 +11,6 @@ class BusServer;
 
 /// The requests of the control socket. They ask the bus about itself and change nothing.
 ///
-///
 /// - "clients": an item for each client that is connected or has something stored: name, querySince, queryConnections,
 /// receiverSince, takeovers, waiting, subscriptions, settings, state.
 /// - "known", with a name: one item, isKnown. It says whether that client has connected since the bus started or has

@@ -116,7 +116,8 @@ void Delivery::leave(BusConnection* connection)
 {
     const QString client = connection->client();
     if (detach(connection)) {
-        // If the storage cannot be written now, the next message for this client drops them.
+        // The oldest messages beyond the limit are dropped. If the storage cannot be written now, the next message for
+        // this client does that.
         write([&] { return m_storage.trimMessages(client, m_keep, m_posted[client]); });
     }
 }

@@ -18,8 +18,9 @@ class Storage;
 /// Brings the stored messages to one client that is present. Pushes them in order over its receiver connection, and
 /// removes each when the client has acknowledged it.
 ///
-/// The client recognises a message that comes again while it is among the last 100 that it got. Therefore only a few
-/// are under way at a time, and none falls so far behind that the client has forgotten it: see busterms_p.h.
+/// The client recognises a message that comes again only while it is among the last REMEMBERED_MESSAGES that it got.
+/// Therefore only a few are under way at a time, and none falls so far behind that the client has forgotten it: see
+/// busterms_p.h.
 class Outbox : public QObject
 {
     Q_OBJECT

@@ -13,10 +13,9 @@ namespace tarvexctl {
 /// The library waits this long for a reply of the bus as well.
 constexpr int CONTROL_TIMEOUT_MS = 30000;
 
-/// Asks the bus of this network namespace.
-/// \return the items of its answer; nothing when this bus has no such socket, or has it for another user Throws
-/// Failure: Refused with the bus's words, NoBus when the answer ends early or is not an answer, TimedOut when it is not
-/// complete within \a timeoutMs.
+/// Asks the bus of this network namespace. Throws Failure: Refused with the bus's words, NoBus when the answer ends
+/// early or is not an answer, TimedOut when it is not complete within \a timeoutMs.
+/// \return the items of its answer; nothing when this bus has no such socket, or has it for another user
 std::optional<QList<QVariantMap>> askControlSocket(const QVariantMap& request, int timeoutMs = CONTROL_TIMEOUT_MS);
 
 /// Whether the bus says that no client of this name has ever been there. False when the bus cannot tell, and for the

@@ -154,7 +154,7 @@ void TstStorage::verifyRefused()
 
 void TstStorage::open_newFile_bearsOurMark_data()
 {
-    QTest::addColumn<QString>("former"); // a file that is there before the database
+    QTest::addColumn<QString>("former"); // what is there before: the database, or a file beside it
     QTest::addColumn<QByteArray>("bytes");
     QTest::newRow("nothing there") << QString() << QByteArray();
     QTest::newRow("empty file") << u"bus.sqlite"_s << QByteArray();

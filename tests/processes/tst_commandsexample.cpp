@@ -73,8 +73,8 @@ void TstCommandsExample::initTestCase()
     m_incoming = std::make_unique<QSignalSpy>(m_receiver.get(), SIGNAL(incomingMessage(Message)));
     QVERIFY(m_sender->open());
     QVERIFY(m_receiver->open());
-    // If the gate has an answer before its query connection is open, it cannot send the answer. So the test asks until
-    // one comes.
+    // If the gate has an answer before its query connection is open, the answer is dropped. So the test asks until one
+    // comes.
     constexpr int ATTEMPT_MS = 1000;
     bool answered = false;
     for (int i = 0; i < PATIENCE_MS / ATTEMPT_MS && !answered; ++i) {

@@ -21,7 +21,8 @@ const QString MASKED = u"?[2J?faked line?2J"_s;
 
 const QString MONITOR = u"monitor"_s;
 
-/// \return the first line that shows the hostile text as it is; empty if there is none.
+/// \return the first line that begins with the hostile text's own line or holds a control character other than a tab;
+/// empty if there is none.
 QString spoiltLine(const QStringList& lines)
 {
     for (const QString& line : lines) {

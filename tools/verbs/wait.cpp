@@ -107,7 +107,9 @@ QString Search::lastWords()
     return m_lastWords;
 }
 
-/// A try that hangs cannot be ended. When the time is over then, this function ends the process and does not return.
+/// Waits until a bus accepts a handshake of \a clientName. Throws Failure when none has within \a timeoutMs; the words
+/// say what was seen last. A try that hangs cannot be ended. When the time is over then, this function ends the process
+/// and does not return.
 void waitForBus(const QString& clientName, int timeoutMs)
 {
     Search search(clientName);

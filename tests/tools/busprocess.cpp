@@ -8,8 +8,8 @@
 
 BusProcess::BusProcess(Storage storage) : m_storage(storage)
 {
-    // The control socket of a bus that is killed stays behind, so it is in a folder that goes with this object. The
-    // program finds it by the same variable.
+    // A killed bus leaves its control socket behind. Therefore the socket is in a folder that is deleted with this
+    // object. The program finds it by the same variable.
     qputenv("XDG_RUNTIME_DIR", m_folder.path().toUtf8());
     start();
 }

@@ -11,7 +11,8 @@
 
 #include <memory>
 
-/// A bus in a process of its own, to be killed and hung. Sets XDG_RUNTIME_DIR for this and every later process.
+/// The development bus in a process of its own, which a test can kill and hang. Sets XDG_RUNTIME_DIR for this process
+/// and for those that it starts later.
 class BusProcess
 {
 public:
@@ -24,16 +25,16 @@ public:
     ~BusProcess();
     Q_DISABLE_COPY_MOVE(BusProcess)
 
-    /// Also after killHard(). \return whether it is ready.
+    /// Starts the bus, also again after killHard(). \return whether it is ready.
     bool start();
     void killHard();
-    /// Stops it where it is: its connections stay and nobody answers.
+    /// Stops the process where it is: its connections stay and nobody answers.
     void hang();
     void goOn();
 
-    /// "client publisher goals" of each subscription in the file.
+    /// A text "client publisher goals" for each subscription in the file.
     QStringList subscriptions() const;
-    /// Something of each message in the file: those that are not acknowledged yet.
+    /// One text for each message in the file. These are the messages that are not acknowledged yet.
     QStringList messages() const;
 
 private:
@@ -64,7 +65,7 @@ private:
     BusClient m_receiver;
 };
 
-/// A time that tells a message's or state's date from any other.
+/// The date of a message or state. Another \a second makes another date.
 QString someDate(int second = 0);
 
 #endif // BUSPROCESS_H

@@ -10,7 +10,7 @@ struct FakeBuses
     FakeBus receiver{FakeBus::RECEIVER_PORT};
 };
 
-// What a bus may do with a handshake or a request.
+// Each of these is something that a bus may do with a handshake or a request.
 
 inline void sayNothing(FakeBus::Peer&, const FakeBus::Request&) { }
 

@@ -11,7 +11,8 @@
 
 namespace {
 
-/// Runs in the child before the program. Background jobs of a shell have SIGINT ignored, and hand that down.
+/// Runs in the child before the program. Sets SIGINT in every case, because a shell starts its background jobs with
+/// SIGINT ignored, and child processes inherit that.
 void prepare(ProgramRun::Circumstances circumstances)
 {
     std::signal(SIGINT, circumstances == ProgramRun::InterruptIgnored ? SIG_IGN : SIG_DFL);

@@ -5,7 +5,7 @@
 
 #include <QByteArrayList>
 
-/// What a run of the program has left.
+/// The result of a run: exit status, stdout and stderr.
 struct Ending
 {
     int status;
@@ -30,8 +30,8 @@ QByteArray told(const QByteArray& words);
 /// The words of a command line. A word with blanks stands in single quotes, and '' is an empty word.
 QStringList words(const QString& line);
 
-/// One run of tarvexctl, which starts at once. SIGINT has its default meaning there, however the test itself was
-/// started, unless it is to be ignored.
+/// One run of tarvexctl. The constructor starts it. SIGINT has its default meaning in it, however the test itself was
+/// started, unless the circumstances say that it is ignored.
 class ProgramRun : public ChildProcess
 {
 public:
@@ -42,23 +42,23 @@ public:
         StdoutUnread,    ///< Its stdout is a pipe that nobody reads any more.
         StdoutClosed,    ///< It is started without stdout.
         StreamsTogether, ///< Its stderr goes where its stdout goes, as on a terminal.
-        StdinEmpty,      ///< Its stdin has nothing for it.
+        StdinEmpty,      ///< Its stdin is empty.
         InterruptIgnored ///< SIGINT is ignored, as in a background job of a shell.
     };
 
     explicit ProgramRun(const QStringList& arguments, Circumstances circumstances = Ordinary);
-    /// See words().
+    /// The same with the words() of \a line.
     explicit ProgramRun(const QString& line, Circumstances circumstances = Ordinary);
-    /// The same with its stdout piped into \a reader.
+    /// The same, and its stdout is piped into \a reader.
     ProgramRun(const QString& line, QProcess& reader);
 
     /// The program's file.
     static QString program();
 
-    /// Waits for the end. The status is -1 when it did not end in time.
+    /// Waits for the end. The status is -1 when the program did not end in time or crashed.
     Ending ending(int patienceMs = PATIENCE_MS);
 
-    /// SIGINT. \return as ending().
+    /// Sends SIGINT and waits for the end. \return as ending()
     Ending interrupted();
 };
 

@@ -8,7 +8,7 @@
 
 namespace {
 
-/// A row of wrongUse_isRefusedBeforeConnecting(): what is said of a line.
+/// Adds a row to wrongUse_isRefusedBeforeConnecting(): a command line, and the words that refuse it.
 void refuses(const QString& line, const QByteArray& words)
 {
     QTest::newRow(line.isEmpty() ? "nothing" : qPrintable(line)) << line << words;
@@ -19,14 +19,14 @@ void refuses(const char* line, const char* words)
     refuses(QString::fromUtf8(line), QByteArray(words));
 }
 
-/// The verbs that a help text names: the lines of the part "Verbs" up to the next empty one.
+/// The verbs that a help text names. They are in the part "Verbs", which ends at the next empty line.
 QStringList verbsIn(const QString& help)
 {
     QStringList verbs;
     const QString part = help.section(u"\nVerbs:\n"_s, 1).section(u"\n\n"_s, 0, 0);
     const QStringList lines = part.split(QLatin1Char('\n'), Qt::SkipEmptyParts);
     for (const QString& line : lines) {
-        // An explanation that goes on in the next line stands far to the right.
+        // The second line of a long explanation begins far to the right and names no verb.
         if (line.startsWith(QLatin1String("  ")) && !line.startsWith(QLatin1String("   "))) {
             verbs.append(line.simplified().section(QLatin1Char(' '), 0, 0));
         }
@@ -34,7 +34,7 @@ QStringList verbsIn(const QString& help)
     return verbs;
 }
 
-/// The help of the program and, by what each help names, of all verbs within; keyed by the words before --help.
+/// The help of the program, and of every verb that another help names. The key is the words before --help.
 QMap<QString, QString> allHelps()
 {
     QMap<QString, QString> helps;
@@ -55,7 +55,7 @@ QMap<QString, QString> allHelps()
 
 } // namespace
 
-/// What the program understands, and what it refuses before it has spoken to the bus.
+/// What the program understands, and what it refuses before it connects to the bus.
 class TstCommandLine : public QObject
 {
     Q_OBJECT
@@ -128,7 +128,7 @@ void TstCommandLine::help_everywhere_fitsTerminalAndTellsStatuses()
             QVERIFY2(statuses.contains(QLatin1String(status)), qPrintable(help.key() + QLatin1String(status)));
         }
     }
-    // Long texts stand whole in several lines.
+    // A long text is complete, on several lines.
     QVERIFY(helps.value(u"listen"_s)
                 .simplified()
                 .contains(u"its messages to nobody in particular (2), or both (3, and without a goal); for "
@@ -318,7 +318,7 @@ void TstCommandLine::optionsOfProgram_afterVerb_areUnderstood()
 void TstCommandLine::argumentNotUtf8_isRefused()
 {
     FakeBus bus;
-    // Through a shell, because QProcess itself passes nothing but text.
+    // A shell starts the program, because QProcess passes nothing but text.
     ChildProcess shell(u"/bin/sh"_s, {u"-c"_s, u"\"$0\" state set \"$(printf 'a\\377')\""_s, ProgramRun::program()});
     QVERIFY(shell.start());
     QCOMPARE(shell.status(), 2);
@@ -334,7 +334,7 @@ void TstCommandLine::stdoutUseless_isTold_data()
     const QByteArray unread = "cannot write to stdout: Broken pipe";
     QTest::newRow("full") << u"--version"_s << int(ProgramRun::StdoutFull)
                           << QByteArray("cannot write to stdout: No space left on device");
-    // Before there is a connection: Qt ignores SIGPIPE only from the first one on.
+    // These lines make no connection, and Qt ignores SIGPIPE only after the first socket is made.
     QTest::newRow("unread, help") << u"--help"_s << int(ProgramRun::StdoutUnread) << unread;
     QTest::newRow("unread, version") << u"--version"_s << int(ProgramRun::StdoutUnread) << unread;
     QTest::newRow("unread, help of a verb") << u"wait --help"_s << int(ProgramRun::StdoutUnread) << unread;
@@ -354,11 +354,11 @@ void TstCommandLine::stdoutUseless_afterTalk_isTold_data()
     QTest::addColumn<QString>("line");
     QTest::addColumn<int>("circumstances");
     QTest::addColumn<QByteArray>("words");
-    // The change is made; who only looks at the status must find out.
+    // The change is made, so the words must say both. A caller who looks only at the status sees the failure.
     QTest::newRow("change") << u"--json state set ready"_s << int(ProgramRun::StdoutFull)
                             << QByteArray("saved the state of tarvexctl, but cannot write to stdout: No space left on "
                                           "device");
-    // A program that is started without the stream gives its number to the next thing it opens: a connection, say.
+    // When a program is started without the stream, the next file or connection that it opens could get the number.
     QTest::newRow("closed") << u"--json state get printer"_s << int(ProgramRun::StdoutClosed)
                             << QByteArray("cannot write to stdout: it is closed");
 }

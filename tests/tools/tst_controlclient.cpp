@@ -15,8 +15,8 @@
 
 namespace {
 
-/// A control socket, at the place where the program looks for it, that answers one request with these bytes, and then
-/// closes or holds its peace.
+/// A control socket at the place where the program looks for it. It answers one request with these bytes. Then it
+/// closes the connection, or it sends nothing more.
 class ScriptedSocket
 {
 public:
@@ -84,7 +84,7 @@ QString send(const QString& receiver)
 
 } // namespace
 
-/// How the program asks the development bus about itself, by the verbs that do.
+/// How the verbs ask the development bus about itself.
 class TstControlClient : public QObject
 {
     Q_OBJECT
@@ -177,7 +177,7 @@ void TstControlClient::send_busThatCannotTell_isSilent_data()
     QTest::newRow("no JSON") << QByteArray("hello\n") << false;
     QTest::newRow("does not know the request") << QByteArray("{\"error\":\"there is no such request\"}\n") << false;
     QTest::newRow("another answer") << QByteArray("{\"item\":{}}\n{\"done\":true}\n") << false;
-    QTest::newRow("says nothing") << QByteArray() << true; // takes the 5 s of the wait
+    QTest::newRow("says nothing") << QByteArray() << true; // takes 5 s, because the program waits that long
 }
 
 void TstControlClient::send_busThatCannotTell_isSilent()

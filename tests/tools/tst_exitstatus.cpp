@@ -17,12 +17,12 @@ QString someVerb()
     return u"settings get printer"_s;
 }
 
-/// A bus that does not do as it is asked, and what the program says of it.
+/// A bus that does not do what it is asked, and what the program says about it.
 struct Misbehaviour
 {
     const char* name;
-    FakeBus::Action handshake; ///< Its answer to the handshake, when it does not accept.
-    FakeBus::Action request;   ///< Its answer to the request.
+    FakeBus::Action handshake; ///< Its answer to the handshake; empty when it accepts.
+    FakeBus::Action request;   ///< Its answer to the request; empty when there is no request.
     QByteArray words;
 };
 
@@ -49,7 +49,7 @@ QList<Misbehaviour> misbehaviours()
 
 } // namespace
 
-/// What the program ends with when the bus does not do as it is asked; success and wrong use are tested with the verbs.
+/// The exit status when the bus does not do what it is asked. The tests of the verbs test success and wrong use.
 class TstExitStatus : public QObject
 {
     Q_OBJECT
@@ -111,7 +111,7 @@ void TstExitStatus::strangerSpeaksFirst_is3AtOnce_data()
     QTest::newRow("long line") << QByteArray(300, 'a') << QByteArray(200, 'a');
 }
 
-// The greeting is there before our handshake is written, or after it, as it happens: so a few tries.
+// The greeting may come before or after the program has written its handshake, so the test tries several times.
 void TstExitStatus::strangerSpeaksFirst_is3AtOnce()
 {
     QFETCH(QByteArray, greeting);
@@ -163,7 +163,7 @@ void TstExitStatus::loggingRules_changeNothing_data()
     QTest::newRow("on") << QByteArray("default=true");
 }
 
-// A user's rules may switch the library's log lines off, or on.
+// A user's rules may switch the library's log lines off or on.
 void TstExitStatus::loggingRules_changeNothing()
 {
     QFETCH(QByteArray, rules);
@@ -177,7 +177,7 @@ void TstExitStatus::loggingRules_changeNothing()
     QCOMPARE(refused.ending(), ended(1, {"refused by the bus: 5 There are no settings for client"}));
 }
 
-// The library waits 30 s for a reply, and nothing can shorten it: the one test that goes through with it.
+// The library waits 30 s for a reply, and nothing can shorten that. This is the only test here that waits so long.
 void TstExitStatus::silence_is4()
 {
     FakeBus bus;

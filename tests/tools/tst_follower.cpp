@@ -12,18 +12,18 @@
 
 namespace {
 
-/// The program ends 2 s after it should, whatever the bus does; the rest is for a loaded machine. The library's own
-/// waits are 30 s.
+/// The program ends at most 2 s after there is a reason to end, whatever the bus does. The rest is for a loaded
+/// machine. The library's own waits take 30 s.
 constexpr int BOUND_MS = 15000;
 const QByteArray NO_REPLY("what answered is no reply of the bus: ");
 
-/// A bus that does not take the program in.
+/// A bus that does not accept the program's connections.
 struct Misbehaviour
 {
     const char* name;
-    FakeBus::Action query; ///< Its answer to the handshake, when it does not accept; so is the next.
-    FakeBus::Action receiver;
-    QByteArray greeting; ///< What the receiver's port says first.
+    FakeBus::Action query;    ///< Its answer to the handshake on the query port; empty when it accepts.
+    FakeBus::Action receiver; ///< The same on the receiver port.
+    QByteArray greeting;      ///< What the receiver port sends first.
     const char* options;
     Ending ending;
 };
@@ -52,7 +52,7 @@ QList<Misbehaviour> misbehaviours()
 
 } // namespace
 
-/// What the verbs have in common that follow the bus: beginnings, losses of the bus, ends. Shown by each of them.
+/// What the verbs that follow the bus have in common: the beginning, the loss of the bus, the end.
 class TstFollower : public QObject
 {
     Q_OBJECT
@@ -75,7 +75,7 @@ private:
     static bool isAtWork(ProgramRun& run, ScriptedClient& printer);
 };
 
-/// The program's name for itself differs, the rest does not.
+/// Every test function runs once with each of these command lines.
 void TstFollower::initTestCase_data()
 {
     QTest::addColumn<QString>("verb");
@@ -145,7 +145,7 @@ void TstFollower::notTakenIn_endsAtOnce()
     QCOMPARE(operations(bus.query), QStringList());
 }
 
-// Slow, but a bus: the answers to both handshakes come late and in pieces.
+// The answers to both handshakes come late and in pieces, but they are those of a bus.
 void TstFollower::slowBus_isWaitedFor()
 {
     QFETCH_GLOBAL(QString, verb);
@@ -158,7 +158,7 @@ void TstFollower::slowBus_isWaitedFor()
     bus.receiver.willAnswerHandshake(answerSlowly);
     bus.query.willAlwaysDo(FakeBus::answer);
     ProgramRun run(verb + u" --timeout 60"_s);
-    // At work, which it is only with both connections accepted.
+    // The verb is at work only after both connections are accepted.
     QVERIFY(verb == QLatin1String("listen") ? run.waitForWords("listening as") : bus.query.waitForRequests(1));
     run.sendSignal(SIGTERM);
     const Ending ending = run.ending();
@@ -194,7 +194,7 @@ void TstFollower::busHangs_endsAtOnce_data()
     QTest::newRow("interrupt") << true;
 }
 
-// Nothing is subscribed yet, so there is nothing to wait for. With something to unsubscribe it takes 2 s.
+// Nothing is subscribed yet, so the program does not wait. If it had to unsubscribe, it would take 2 s.
 void TstFollower::busHangs_endsAtOnce()
 {
     QFETCH_GLOBAL(QString, verb);
@@ -202,7 +202,7 @@ void TstFollower::busHangs_endsAtOnce()
     constexpr int UNSUBSCRIBING_MS = 2000;
     FakeBuses bus;
     qint64 quickest = std::numeric_limits<qint64>::max();
-    // The quickest of some, since others may be at work on this machine.
+    // The quickest of several runs counts, because other programs may be at work on this machine.
     for (int time = 1; time <= 10 && quickest >= UNSUBSCRIBING_MS; ++time) {
         bus.query.willAnswerHandshake(sayNothing);
         QElapsedTimer timer;

@@ -12,7 +12,7 @@
 
 namespace {
 
-/// The monitor calls the printer's command "print".
+/// The command line by which the monitor calls the printer's command "print".
 QString callPrint(const QString& options = QString())
 {
     return u"--as monitor call printer print "_s + options;
@@ -40,7 +40,7 @@ bool waitForClient(const QString& name)
     return isThere;
 }
 
-/// A bus and, as its client, the printer that does what the test tells it.
+/// A bus, and the printer as its client, which does what the test tells it.
 struct Device
 {
     BusProcess bus;
@@ -49,7 +49,7 @@ struct Device
 
 } // namespace
 
-/// The printer is a client that does what the test tells it; the echo is a real service.
+/// The verb "call". The printer is a client that does what the test tells it. The echo is a real service.
 class TstCallVerb : public QObject
 {
     Q_OBJECT
@@ -78,7 +78,7 @@ void TstCallVerb::echo_replyIsShown()
     BusProcess bus;
     ChildProcess echo(QStringLiteral(ECHO_SERVICE), {u"echo"_s});
     QVERIFY(echo.start());
-    QVERIFY(waitForClient(u"echo"_s)); // sooner, the bus would not know the name
+    QVERIFY(waitForClient(u"echo"_s)); // before that the bus does not know the name
     const QString line = uR"(call echo echo '{"text":"Good morning"}' --timeout 20)"_s;
     ProgramRun run(line);
     const Ending ending = run.ending();
@@ -94,7 +94,7 @@ void TstCallVerb::echo_replyIsShown()
     QCOMPARE(lines.at(3), QByteArray("Data     {\"text\":\"Good morning\"}"));
     QCOMPARE(bus.subscriptions(), QStringList());
 
-    // The record with its command.
+    // With --json it is the record, and the command in it.
     QCOMPARE(json.objects().size(), 1);
     const QVariantMap reply = json.objects().constFirst();
     QCOMPARE(reply.keys(),
@@ -216,7 +216,7 @@ void TstCallVerb::silenceByDefault_is4After10s()
     QElapsedTimer timer;
     timer.start();
     ProgramRun run(callPrint());
-    // Sent to nobody: the bus takes the command, and tells that it does not know the name.
+    // Nobody has that name. The bus takes the command, and tells the program that it does not know the name.
     QCOMPARE(run.ending(),
              ended(4,
                    {"nobody has ever been \"printer\" on this bus, as far as it knows; it treats the message like one "
@@ -225,7 +225,7 @@ void TstCallVerb::silenceByDefault_is4After10s()
     QVERIFY(timer.elapsed() >= 10000);
 }
 
-// What the bus has not taken is no silence of the receiver.
+// If the bus has not taken the command, the silence is not that of the receiver.
 void TstCallVerb::silenceOk_busSilentIs4()
 {
     FakeBuses bus;
@@ -247,7 +247,7 @@ void TstCallVerb::command_isSentWhenTheReplyCanCome()
     bus.query.willReply(u"sendMessage"_s);
     ProgramRun run(callPrint(u"--timeout 5"_s));
     QVERIFY(bus.receiver.waitForConnections(1));
-    // Whoever sends without waiting does so within this time.
+    // A program that does not wait for the handshake would send within this time.
     QVERIFY(!QTest::qWaitFor([&bus] { return !bus.query.requests().isEmpty(); }, 500));
     mayAnswer.set_value();
     QVERIFY(bus.query.waitForRequests(1));

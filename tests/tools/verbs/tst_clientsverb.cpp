@@ -13,7 +13,7 @@ bool isTime(const QString& text)
     return QDateTime::fromString(text, Qt::ISODateWithMs).isValid();
 }
 
-/// The cells of a line, as far as they hold no blanks.
+/// The cells of a line. No cell may hold a blank.
 QStringList cells(const QString& line)
 {
     return line.simplified().split(QLatin1Char(' '));
@@ -21,7 +21,7 @@ QStringList cells(const QString& line)
 
 } // namespace
 
-/// The verb clients, with the development bus and with others.
+/// The verb "clients", with the development bus and with others.
 class TstClientsVerb : public QObject
 {
     Q_OBJECT

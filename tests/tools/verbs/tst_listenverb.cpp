@@ -13,7 +13,7 @@
 
 namespace {
 
-/// See tst_follower.
+/// The same bound as in tst_follower.cpp.
 constexpr int BOUND_MS = 15000;
 
 QString listen(const QString& options = QString())
@@ -26,7 +26,7 @@ bool isListening(ProgramRun& run)
     return run.waitForWords("listening as monitor\n");
 }
 
-/// An ending of this verb after it has begun to listen.
+/// The ending of a run that has begun to listen.
 Ending listened(int status, const QByteArrayList& words = {}, const QByteArray& out = {})
 {
     return ended(status, QByteArrayList{"listening as monitor"} + words, out);
@@ -61,7 +61,7 @@ bool sendNumbers(ScriptedClient& sender, int first, int last)
     return areSent;
 }
 
-/// Whether no signal waits to be handled: two that follow each other too closely count as one.
+/// Whether no signal waits to be handled. If a signal comes while one of its kind still waits, both count as one.
 bool hasHandledSignals(qint64 processId)
 {
     QFile status(u"/proc/%1/status"_s.arg(processId));
@@ -196,7 +196,7 @@ void TstListenVerb::keptMessages_comeFirst()
     QCOMPARE(texts(run), numbers(1, 4));
 }
 
-// Both streams in one, as a terminal shows them.
+// Both streams go to the same place, as on a terminal.
 void TstListenVerb::keptMessages_comeAfterTheName()
 {
     Device device;
@@ -292,7 +292,7 @@ void TstListenVerb::subscribeRefused_is1()
              (QVariantMap{{u"publishers"_s, QVariantList{QVariantMap{{u"name"_s, u"printer"_s}, {u"goal"_s, 1}}}}}));
 }
 
-// The bus keeps what it took before it went away.
+// The bus keeps the subscription that it took before it went away.
 void TstListenVerb::subscribeRefusedWhenBack_isUndone()
 {
     FakeBuses bus;
@@ -309,7 +309,7 @@ void TstListenVerb::subscribeRefusedWhenBack_isUndone()
              run.err().constData());
 }
 
-// The bus may have done what it did not answer.
+// The bus may have carried out a request that it has not answered.
 void TstListenVerb::subscribeUnanswered_isUndone()
 {
     FakeBuses bus;
@@ -376,7 +376,7 @@ void TstListenVerb::readerStuck_interruptEndsInTime()
     ProgramRun run(listen(u"--subscribe printer"_s), reader);
     reader.start(u"sleep"_s, {u"60"_s});
     QVERIFY(isListening(run));
-    // More than a pipe takes. Once acknowledged, it is being written.
+    // The text is longer than a pipe takes. When it is acknowledged, the program is writing it.
     QVERIFY(device.gui.send(u"monitor"_s, QString(500000, QLatin1Char('a')), u"1"_s));
     QTRY_COMPARE_WITH_TIMEOUT(device.bus.messages(), QStringList(), ChildProcess::PATIENCE_MS);
     QElapsedTimer timer;
@@ -388,7 +388,7 @@ void TstListenVerb::readerStuck_interruptEndsInTime()
     QVERIFY(reader.waitForFinished());
 }
 
-// In memory, so that the bus has forgotten the subscriptions.
+// The bus stores in memory, so that it forgets the subscriptions.
 void TstListenVerb::killedBus_isWaitedFor()
 {
     BusProcess bus(BusProcess::InMemory);
@@ -437,14 +437,14 @@ void TstListenVerb::busRefusingWhenBack_isToldAndTriedAgain()
     QVERIFY(isListening(run));
     bus.query.willRefuseHandshake(3);
     bus.query.willRefuseHandshake(3);
-    // Late, so that whoever takes the former handshake's acceptance for this one's is found out.
+    // The answer comes late, because a program that still holds the former handshake's acceptance would go on at once.
     bus.receiver.willAnswerHandshake([](FakeBus::Peer& peer, const FakeBus::Request&) {
         std::this_thread::sleep_for(std::chrono::milliseconds(200));
         peer.send(FakeBus::replyFrame(u"handshake"_s, 3));
     });
     bus.receiver.dropConnections();
     QVERIFY(run.waitForWords(told("the bus is back")));
-    // The first one, the refused one, and the one that made it come back.
+    // These are the first handshake, the refused one, and the one that was accepted at last.
     QCOMPARE(bus.receiver.handshakes().size(), 3);
     QCOMPARE(run.interrupted(),
              listened(130,
@@ -486,7 +486,7 @@ void TstListenVerb::hungBus_secondInterruptEndsAtOnce()
     bus.hang();
     run.sendSignal(SIGINT);
     QTRY_VERIFY_WITH_TIMEOUT(hasHandledSignals(run.processId()), ChildProcess::PATIENCE_MS);
-    // Without a word about what it leaves: that takes the 2 s of patience.
+    // No words about what stays subscribed, because these come only after the 2 s for unsubscribing.
     QCOMPARE(run.interrupted(), listened(130, {"interrupted"}));
     bus.goOn();
 }

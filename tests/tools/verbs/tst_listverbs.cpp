@@ -17,7 +17,7 @@ QVariantMap settingsRecord(const QString& owner)
             {u"settings"_s, QVariantList{entry}}};
 }
 
-/// What is listed of settingsRecord().
+/// The item that is listed for settingsRecord().
 QVariantMap settingsObject(const QString& owner)
 {
     return {{u"owner"_s, owner}, {u"count"_s, 1}, {u"date"_s, someDate()}, {u"description"_s, u"At the\ndoor"_s}};
@@ -37,10 +37,10 @@ bool save(const QString& operation, const QVariantMap& record)
     return BusClient(BusClient::QUERY_PORT, u"gui"_s).ask(operation, record).code == 0;
 }
 
-/// The names that are asked for where the bus does not list them.
+/// How many names the program asks for when the bus cannot list the owners.
 constexpr int NAMES = 15;
 
-/// Answers for all of these names: one has a record, the others have none.
+/// Lets the bus answer for all of these names: one has \a record, the others have none.
 void willHaveOne(FakeBus& bus, const QString& operation, const QVariantMap& record)
 {
     for (int number = 0; number < NAMES; ++number) {

@@ -67,11 +67,11 @@ void TstSendVerb::send_asJson_tellsUidThatWasSent()
                                   {u"UID"_s, requested(bus).value(u"UID"_s)}}}));
 }
 
-// As a script's background jobs do. A uid of the content and the time would come twice among so many, mostly.
+// The background jobs of a script send like this. Uids made of content and time would mostly repeat among so many.
 void TstSendVerb::send_sameTextSideBySide_hasUidsOfItsOwn()
 {
     constexpr int BATCHES = 6;
-    constexpr int BATCH = 14; // at once; the fake bus's queue of new connections holds 16
+    constexpr int BATCH = 14; // runs at once, because the fake bus's queue of new connections holds 16
     FakeBus bus;
     bus.willAlwaysDo(FakeBus::answer);
     for (int batch = 0; batch < BATCHES; ++batch) {

@@ -10,14 +10,14 @@
 
 namespace {
 
-/// Whether the program does this, with status 0.
+/// Runs the program. \return whether it ends with status 0
 bool does(const QString& line)
 {
     ProgramRun run(line);
     return run.status() == 0;
 }
 
-/// What is stored for these owners, as "settings get" writes it; empty when it fails.
+/// What is stored for these owners, as "settings get" writes it. Empty when that fails.
 QByteArray stored(const QString& owners)
 {
     ProgramRun run(u"--json settings get "_s + owners);
@@ -51,7 +51,7 @@ private:
     QTemporaryDir m_folder;
 };
 
-/// The line that loads a file with this text.
+/// Writes \a text to a file. \return the command line that loads it
 QString TstSettingsLoad::load(const QByteArray& text)
 {
     QFile file(m_folder.filePath(u"settings.jsonl"_s));
@@ -105,7 +105,7 @@ void TstSettingsLoad::load_fromPipe_isTheSame()
     }
 }
 
-// When a record is changed, the library writes null for each group that is missing in it.
+// When a record is changed, the library writes null for each missing group.
 void TstSettingsLoad::load_groupNull_asGetWritesIt_isTaken()
 {
     const BusProcess bus;
@@ -150,13 +150,13 @@ void refuses(const QByteArray& line, const QByteArray& words)
     QTest::newRow(line.constData()) << line << words;
 }
 
-/// A record of which only one part is wrong.
+/// Adds a row: a record in which only \a part is wrong.
 void refusesPart(const QByteArray& part, const QByteArray& words)
 {
     refuses("{\"owner\":\"b\",\"settings\":[]," + part + '}', words);
 }
 
-/// A setting in a record.
+/// Adds a row: a record in which only \a entry is wrong.
 void refusesEntry(const QByteArray& entry, const QByteArray& words)
 {
     refuses("{\"owner\":\"b\",\"settings\":[" + entry + "]}", words);
@@ -242,7 +242,7 @@ void TstSettingsLoad::load_someFail_othersAreSaved_data()
     QTest::addColumn<QByteArray>("first");
     QTest::newRow("refused record") << QString() << int(ProgramRun::Ordinary)
                                     << QByteArray("saved the settings of a: 0 values");
-    // The records are independent of each other, as when the bus refuses one of them.
+    // One failed record does not keep the program from saving the others, here as when the bus refuses one.
     QTest::newRow("stdout full") << u" --json"_s << int(ProgramRun::StdoutFull)
                                  << QByteArray("saved the settings of a: 0 values, but cannot write to stdout: No "
                                                "space left on device");

@@ -27,8 +27,8 @@ QVariantList printerEntries()
             entry(QString(), u"id"_s, QVariant::fromValue(nullptr))};
 }
 
-/// A bus on which these records are stored, which are loaded in this order; an empty one is missing. It saves and
-/// removes whatever it is asked to.
+/// A bus that answers the requests to load with these records, in this order. For an empty record it says that nothing
+/// is stored. It accepts every other request.
 class SettingsBus : public FakeBus
 {
 public:
@@ -50,7 +50,7 @@ QStringList loadAndSave()
     return {u"loadSettings"_s, u"saveSettings"_s};
 }
 
-/// What was saved, but for its date. Empty when that is not a time since \a before.
+/// The saved record without its date. Empty when the date is not between \a before and now.
 QVariantMap savedSince(const QDateTime& before, const FakeBus& bus)
 {
     QVariantMap saved = requested(bus, 1);
@@ -65,7 +65,7 @@ QVariantMap withoutDate(QVariantMap record)
     return record;
 }
 
-/// Sets network/port of the printer.
+/// The command line that sets network/port of the printer.
 QStringList setting(const QString& value, bool asText = false)
 {
     const QStringList line{u"settings"_s, u"set"_s, u"printer"_s, u"network"_s, u"port"_s, value};
@@ -130,7 +130,7 @@ void TstSettingsVerbs::get_writesAlignedTable_data()
            "Mail owner   no\n"
            "GROUP  KEY  VALUE\n"
            "g\\x7f  k    \"x\\u001b\\n\"\n"_s;
-    // By the cells that they take on a terminal: two for the wide ones, none for an accent of its own.
+    // Columns are aligned by the cells on a terminal: a wide character takes two, a combining accent takes none.
     QTest::newRow("wide and combining characters")
         << u"settings get printer"_s << u"printer"_s
         << record(u"printer"_s,
@@ -252,7 +252,7 @@ void TstSettingsVerbs::set_value()
     QCOMPARE(entries.size(), 1);
     const QVariant value = entries.first().toMap().value(u"value"_s);
     QCOMPARE(value, stored);
-    // Comparing variants converts: a text is no number here.
+    // Comparing variants converts them, so the types are compared too: a text is not a number.
     QCOMPARE(value.type() == QVariant::String, stored.type() == QVariant::String);
 }
 

@@ -56,7 +56,7 @@ public:
     bool save(const QString& state, int second) { return saveState(state, 1, QString(), someDate(second)); }
 };
 
-/// A bus on which the printer has the state "a"; without a printer that is there.
+/// A bus that has the state "a" of the printer. The printer itself is not connected.
 struct BusWithState : BusProcess
 {
     explicit BusWithState(Storage storage = InFile) : BusProcess(storage) { isSaved = Printer().save(u"a"_s, 1); }
@@ -108,7 +108,7 @@ void TstStateWatch::presentStatesThenChanges_inColumns()
 void TstStateWatch::presentStatesThenChanges_asJson_data()
 {
     QTest::addColumn<QString>("options");
-    QTest::addColumn<QStringList>("saved"); // each with its second
+    QTest::addColumn<QStringList>("saved"); // each state with the second of its date
     QTest::addColumn<int>("present");
     QTest::addColumn<QStringList>("shown");
     QTest::newRow("two owners") << u"cashbox printer --count 2"_s << QStringList{u"b2"_s, u"c3"_s} << 2
@@ -155,7 +155,7 @@ void TstStateWatch::change_isShownAtOnce()
     QCOMPARE(run.objects().constLast(), record(u"a"_s, 1));
 }
 
-// The bus pushes the change, and the state that is read holds it already.
+// The program reads a state, and then the bus pushes the change to just this state.
 void TstStateWatch::changeWhileReading_isShownOnce()
 {
     FakeBuses bus;
@@ -258,7 +258,7 @@ void TstStateWatch::killedBus_changesAfterwardsAreShown()
     QCOMPARE(bus.subscriptions(), QStringList());
 }
 
-// Made before the program is back: the bus keeps them for it.
+// The changes are made before the program is back. The bus keeps them for it.
 void TstStateWatch::killedBus_keptChangesComeInOrder()
 {
     BusWithState bus;
@@ -275,7 +275,8 @@ void TstStateWatch::killedBus_keptChangesComeInOrder()
     QCOMPARE(run.objects(), (QList<QVariantMap>{record(u"a"_s, 1), record(u"b"_s, 2), record(u"c"_s, 3)}));
 }
 
-// The bus is back and takes a moment before it pushes what it has kept, of which the state that it has now is the last.
+// The bus is back, and pushes the kept changes a moment later. The last of them is the state that it has stored by
+// then.
 void TstStateWatch::changesPushedLate_comeInOrder()
 {
     FakeBuses bus;
@@ -302,7 +303,7 @@ void TstStateWatch::changesPushedLate_comeInOrder()
     QCOMPARE(run.objects(), states);
 }
 
-// Nobody tells of a state that is gone: it is looked for.
+// No message says that a state is gone, so the program has to look for it.
 void TstStateWatch::killedBusWithoutMemory_lostStateIsShown()
 {
     BusWithState bus(BusProcess::InMemory);

@@ -8,7 +8,7 @@
 
 #include <memory>
 
-/// "wait": for scripts that start a bus and go on when it answers.
+/// The verb "wait", for scripts that start a bus and go on when it answers.
 class TstWaitVerb : public QObject
 {
     Q_OBJECT
@@ -92,7 +92,7 @@ void TstWaitVerb::busHangs_timeOutIs4()
     QVERIFY(timer.elapsed() < 15000); // the library's own wait takes 30 s
 }
 
-// The library gives up after 30 s as well, so that the try itself ends by a time-out.
+// The library gives up after 30 s as well, so here the try itself ends by its time-out.
 void TstWaitVerb::busHangs_defaultTimeOut_isToldTheSame()
 {
     FakeBus bus;

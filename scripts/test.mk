@@ -1,4 +1,4 @@
-# The steps of scripts/test --all and their order. A step waits for those behind its colon, whether they failed or not.
+# The steps of scripts/test --all and their order. A step waits for the steps after its colon, also when they fail.
 #
 # A step writes what it says to build/steps/NAME.log. When it is over, build/steps/NAME.status holds its exit status and
 # its seconds. scripts/test shows both.
@@ -12,7 +12,8 @@ SHELL := /bin/bash
 steps := build/steps
 isolated := $(if $(shell tests/common/isolated true 2>/dev/null && echo yes),tests/common/isolated)
 
-# $(call step,COMMAND), where COMMAND has no comma of its own. The tests call make themselves, and must not take this one for theirs.
+# $(call step,COMMAND), where COMMAND has no comma of its own. make's variables are removed, because the tests call make
+# themselves, and that make must not take this one as its parent.
 define step
 @unset MAKEFLAGS MFLAGS MAKELEVEL; status=0; SECONDS=0; \
 { $(1); } >$(steps)/$@.log 2>&1 || status=$$?; \

@@ -14,7 +14,8 @@ namespace {
 
 /// Unsubscribing takes a few milliseconds when the bus answers.
 constexpr int LEAVE_TIMEOUT_MS = 2000;
-/// While nothing is subscribed, there is nothing to do at the end.
+/// While nothing is subscribed, there is nothing to undo. An answer of the bus would change nothing, so the wait is
+/// short.
 constexpr int LEAVE_UNSUBSCRIBED_TIMEOUT_MS = 300;
 constexpr int LOOK_INTERVAL_MS = 50;
 

@@ -13,8 +13,8 @@ namespace virtualtable {
 
 constexpr std::ptrdiff_t ONE_PLACE = sizeof(void*);
 
-/// In bytes from wherever the compiler begins to count: only the difference of two says something. The function is of
-/// the type Signature, for example QString() const.
+/// In bytes. The compiler chooses where the count begins, so only the difference of two places has a meaning. The
+/// function is of the type Signature, for example QString() const.
 template <typename Signature, typename Class>
 std::ptrdiff_t place(Signature Class::*function)
 {

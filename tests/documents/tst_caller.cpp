@@ -28,7 +28,7 @@ QString printer()
 
 } // namespace
 
-/// The service that calls. It writes down what its caller tells.
+/// The service that calls. It records what its caller reports.
 class CashboxService : public tarvex::TarvexController
 {
     Q_OBJECT
@@ -146,7 +146,7 @@ void TstCaller::call_notAnswered_fails_andTheLateAnswerIsNoCommand()
     QVERIFY2(command, qPrintable(m_bus->errorString()));
     QVERIFY(isToldInTheEnd({QStringLiteral("print failed: There is no answer")}));
     QVERIFY(answer(*command, QStringLiteral("printed"), {}));
-    m_bus->sendCommand(printer(), cashbox(), QStringLiteral("status")); // comes behind it
+    m_bus->sendCommand(printer(), cashbox(), QStringLiteral("status")); // comes after the answer
     QVERIFY(isToldInTheEnd({QStringLiteral("print failed: There is no answer"), QStringLiteral("received status")}));
 }
 

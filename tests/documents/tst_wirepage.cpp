@@ -117,7 +117,7 @@ void TstWirePage::addOperation(const char* name, const Call& call)
     QTest::newRow(name) << QString::fromLatin1(name) << call;
 }
 
-/// A call that loads, and whose record is the one in the page's reply.
+/// A call that loads a record, which must be the one in the page's reply.
 Call TstWirePage::loads(const char* name, const std::function<QVariantMap(TarvexQueryHandler&)>& load) const
 {
     return [this, name, load](TarvexQueryHandler& handler) {
@@ -211,7 +211,7 @@ void TstWirePage::pushedMessage()
     bus.willAnswerHandshake([this](FakeBus::Peer& peer, const FakeBus::Request&) {
         peer.send(m_page.frame(u"handshake reply"_s) + m_page.frame(u"pushed message"_s));
     });
-    // The answer to the first acknowledgement: the message comes again.
+    // After the first acknowledgement the bus sends the message again.
     bus.willSend(m_page.frame(u"pushed message"_s));
     TarvexMessagesReciever receiver(u"cashbox"_s);
     QSignalSpy incoming(&receiver, SIGNAL(incomingMessage(Message)));

@@ -8,14 +8,14 @@
 
 /// The literal blocks of docs/wire.md, by the names above them.
 ///
-/// A block stands below a line "<!-- wire: NAME -->". One that is named "NAME, frame" is a whole frame, of which the
-/// lines end in CR LF but for the last one; the others are JSON texts.
+/// A block stands below a line "<!-- wire: NAME -->". A block that is named "NAME, frame" is a whole frame. Its lines
+/// end in CR LF, except the last one. The other blocks are JSON texts.
 class WirePage
 {
 public:
     WirePage();
 
-    /// Why there is nothing to be had from the page; empty when all is well.
+    /// Why the page could not be read; empty on success.
     QString errorString() const { return m_errorString; }
 
     /// All rows of the table of codes: code and description.
@@ -36,7 +36,7 @@ private:
     void readLine(const QString& line);
 
     QString m_errorString;
-    QString m_name; ///< Of the block that is being read, or announced.
+    QString m_name; ///< The name of the block that is being read or comes next.
     bool m_isInBlock = false;
     QMap<QString, QByteArray> m_blocks;
     QMap<int, QString> m_codes;

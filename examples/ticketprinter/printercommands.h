@@ -32,8 +32,7 @@ public Q_SLOTS:
     /// The command "status", without data. Answers "statusReport" with the state.
     QVariant status(QString agent, QString uid);
 
-    /// Takes "copies" and "paperWarning" from the group "printer"; a missing or wrong value becomes its
-    /// default.
+    /// Takes "copies" and "paperWarning" from the group "printer"; a missing or wrong value becomes its default.
     void applySettings(ClientSettings settings);
     //! [commands]
 

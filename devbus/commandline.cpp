@@ -58,14 +58,16 @@ Parser::Parser()
 CommandLine wrongUse(const QString& text)
 {
     CommandLine commandLine;
-    commandLine.complaint = text + QLatin1String("; see --help");
+    commandLine.kind = CommandLine::Complaint;
+    commandLine.text = text + QLatin1String("; see --help");
     return commandLine;
 }
 
 CommandLine answered(const QString& text)
 {
     CommandLine commandLine;
-    commandLine.answer = text;
+    commandLine.kind = CommandLine::Answer;
+    commandLine.text = text;
     return commandLine;
 }
 
@@ -169,7 +171,7 @@ CommandLine readCommandLine(int argc, char** argv)
         return answered(helpText(parser));
     }
     CommandLine commandLine = interpret(parser);
-    if (!commandLine.complaint && parser.isSet(parser.version)) {
+    if (commandLine.kind != CommandLine::Complaint && parser.isSet(parser.version)) {
         return answered(QLatin1String("tarvex-devbus ") + QCoreApplication::applicationVersion());
     }
     return commandLine;

@@ -5,17 +5,21 @@
 
 #include <QString>
 
-#include <optional>
-
 namespace tarvex::devbus {
 
-/// What the arguments of the program ask for: one of an answer, a complaint and a run.
+/// What the arguments of the program ask for.
 struct CommandLine
 {
-    std::optional<QString> answer;    ///< What was asked for and nothing else, by --help and --version.
-    std::optional<QString> complaint; ///< What is wrong with the arguments, in one line.
-    BusServer::Options options;       ///< For the run.
-    bool isDefaultStorage = false;    ///< Nothing was said about the storage; its folder may be missing.
+    enum Kind {
+        Run,
+        Answer,   ///< To write the text, which --help or --version asked for, and nothing else.
+        Complaint ///< The arguments are wrong, and the text says in one line why.
+    };
+
+    Kind kind = Run;
+    QString text;
+    BusServer::Options options;    ///< For the run.
+    bool isDefaultStorage = false; ///< Nothing was said about the storage. Its folder may be missing.
 };
 
 /// Reads the arguments as main() gets them. Needs the application object, which has the version.

@@ -113,12 +113,12 @@ int main(int argc, char** argv)
     QCoreApplication::setApplicationName(QStringLiteral("tarvex-devbus"));
     QCoreApplication::setApplicationVersion(QStringLiteral(TARVEX_DEVBUS_VERSION));
     const CommandLine commandLine = tarvex::devbus::readCommandLine(argc, argv);
-    if (commandLine.complaint) {
-        complain(*commandLine.complaint);
+    if (commandLine.kind == CommandLine::Complaint) {
+        complain(commandLine.text);
         return ExitWrongUse;
     }
-    if (commandLine.answer) {
-        return announce(*commandLine.answer) ? ExitDone : ExitFailure; // an answer that nobody could read is a failure
+    if (commandLine.kind == CommandLine::Answer) {
+        return announce(commandLine.text) ? ExitDone : ExitFailure; // an answer that nobody could read is a failure
     }
     return run(commandLine);
 }

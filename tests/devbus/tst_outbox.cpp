@@ -9,7 +9,6 @@
 #include <QTest>
 
 using tarvex::devbus::BusServer;
-using tarvex::devbus::Outbox;
 
 namespace {
 

@@ -133,12 +133,12 @@ void TstStateWatch::presentStatesThenChanges_asJson()
     ProgramRun run(watch(u"--json "_s + options));
     QVERIFY(run.waitForLines(present));
     for (const QString& state : qAsConst(saved)) {
-        QVERIFY(printer.save(state.left(1), state.mid(1).toInt()));
+        QVERIFY(printer.save(state.at(0), state.midRef(1).toInt()));
     }
     QCOMPARE(run.status(), 0);
     QList<QVariantMap> records;
     for (const QString& state : qAsConst(shown)) {
-        records.append(state == u"-"_s ? noRecord(u"cashbox"_s) : record(state.left(1), state.mid(1).toInt()));
+        records.append(state == u"-"_s ? noRecord(u"cashbox"_s) : record(state.at(0), state.midRef(1).toInt()));
     }
     QCOMPARE(run.objects(), records);
 }

@@ -81,40 +81,28 @@ private:
     QMetaObject::Connection m_connection;
 };
 
-Failure openFailure(const tarvex::TarvexQueryHandler& handler, const Witness& witness)
+/// Says why an exchange has failed. \a ifLost is the failure for a connection that was closed or broke off.
+Failure failureOf(const tarvex::TarvexQueryHandler& handler, const Witness& witness, const Failure& ifLost)
 {
     if (witness.hasEndedIt()) {
         return witness.failure();
     }
-    switch (handler.lastOutcome().kind()) {
+    const QueryOutcome outcome = handler.lastOutcome();
+    switch (outcome.kind()) {
     case QueryOutcome::Unreachable:
         return unreachable(handler);
     case QueryOutcome::HandshakeRefused:
         return handshakeRefused(handler.clientName());
-    case QueryOutcome::TimedOut:
-        return silence();
-    case QueryOutcome::NotUnderstood:
-        return witness.failure();
-    default:
-        return closedInHandshake();
-    }
-}
-
-Failure askFailure(const tarvex::TarvexQueryHandler& handler, const Witness& witness)
-{
-    const QueryOutcome outcome = handler.lastOutcome();
-    const QString answer = QStringLiteral("%1 %2").arg(QString::number(outcome.code()), outcome.text().trimmed());
-    switch (outcome.kind()) {
-    case QueryOutcome::Refused:
+    case QueryOutcome::Refused: {
+        const QString answer = QStringLiteral("%1 %2").arg(QString::number(outcome.code()), outcome.text().trimmed());
         return Failure(Refused, QStringLiteral("refused by the bus: %1").arg(answer.trimmed()), outcome.code());
-    case QueryOutcome::HandshakeRefused:
-        return handshakeRefused(handler.clientName());
+    }
     case QueryOutcome::TimedOut:
         return silence();
     case QueryOutcome::NotUnderstood:
         return witness.failure();
     default:
-        return closed();
+        return ifLost;
     }
 }
 
@@ -126,7 +114,7 @@ BusClient::BusClient(const QString& name) : m_handler(name)
     // When the server answers the handshake with a reply to something else, open() succeeds and the bus does not know
     // us.
     if (!m_handler.open() || !m_handler.handshaked()) {
-        throw openFailure(m_handler, witness);
+        throw failureOf(m_handler, witness, closedInHandshake());
     }
 }
 
@@ -134,7 +122,7 @@ void BusClient::ask(const Operation& operation)
 {
     const Witness witness(m_handler, Witness::Any);
     if (!operation(m_handler)) {
-        throw askFailure(m_handler, witness);
+        throw failureOf(m_handler, witness, closed());
     }
 }
 

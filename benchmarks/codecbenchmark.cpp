@@ -109,9 +109,16 @@ void addRatio(const char* name, const Size& size, Codec codec, ByHand byHand)
     benchmark::RegisterBenchmark((name + std::string("/") + size.name).c_str(), body);
 }
 
+/// The codec of the connection that the benchmark stands for.
+busframe::Codec& codec()
+{
+    static busframe::Codec codec;
+    return codec;
+}
+
 QByteArray encodeByCodec(const Sample& sample)
 {
-    return busframe::encodeRequest(OPERATION, sample.data);
+    return codec().encodeRequest(OPERATION, sample.data);
 }
 
 QByteArray encodeByHand(const Sample& sample)
@@ -122,7 +129,7 @@ QByteArray encodeByHand(const Sample& sample)
 
 busframe::Decoded decodeByCodec(const Sample& sample)
 {
-    return busframe::decodePayload(sample.payload);
+    return codec().decodePayload(sample.payload);
 }
 
 QVariantMap decodeByHand(const Sample& sample)

@@ -2,6 +2,7 @@
 #define QUERYNOTES_P_H
 
 #include "client/queryoutcome.h"
+#include "wire/busframe_p.h"
 #include "wire/bussocket_p.h"
 
 namespace tarvex {
@@ -10,6 +11,7 @@ namespace tarvex {
 struct QueryNotes
 {
     bussocket::ConnectionAge age;
+    busframe::Codec codec;
     QueryOutcome outcome; ///< Of the last exchange.
 };
 

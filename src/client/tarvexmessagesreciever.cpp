@@ -1,6 +1,7 @@
 #include "client/tarvexmessagesreciever.h"
 
 #include "abstractworker.h"
+#include "client/receivernotes_p.h"
 #include "logtools.h"
 #include "records/repeatkey_p.h"
 #include "wire/busframe_p.h"
@@ -26,7 +27,7 @@ TarvexMessagesReciever::TarvexMessagesReciever(const QString& clientName, QObjec
     , m_socket(new QTcpSocket(this))
     , m_clientName(clientName)
     , m_repeatCache(busterms::REMEMBERED_MESSAGES)
-    , m_age(std::make_unique<bussocket::ConnectionAge>())
+    , m_notes(std::make_unique<ReceiverNotes>())
 {
     m_socket->setReadBufferSize(bussocket::READ_BUFFER_SIZE);
     connect(m_socket, SIGNAL(connected()), this, SLOT(socketConnected()));
@@ -68,12 +69,12 @@ bool TarvexMessagesReciever::open()
     m_handshaked = false;
     m_isClosed = false;
     m_badFrames = 0;
-    m_age->noteOpening();
+    m_notes->age.noteOpening();
     if (!bussocket::connectToServer(*m_socket, busterms::RECEIVER_PORT) || !handshake()) {
         close();
         return false;
     }
-    m_age->noteOpened();
+    m_notes->age.noteOpened();
     Q_EMIT tarvexConnected();
     return true;
 }
@@ -82,6 +83,7 @@ void TarvexMessagesReciever::close()
 {
     if (m_socket) {
         bussocket::disconnectFromServer(*m_socket);
+        m_notes->codec.release();
         m_handshaked = false;
         m_isClosed = true;
     }
@@ -91,7 +93,8 @@ void TarvexMessagesReciever::socketConnected() { }
 
 void TarvexMessagesReciever::socketDisconnected()
 {
-    m_age->noteLoss();
+    m_notes->age.noteLoss();
+    m_notes->codec.release();
     Q_EMIT busDisconnected();
 }
 
@@ -115,12 +118,12 @@ bool TarvexMessagesReciever::handshake()
 
 bool TarvexMessagesReciever::request(QString cmd, QVariantMap data)
 {
-    return write(busframe::encodeRequest(cmd, data));
+    return write(m_notes->codec.encodeRequest(cmd, data));
 }
 
 bool TarvexMessagesReciever::reply(QString cmd, TarvexError error, QVariantMap data)
 {
-    return write(busframe::encodeReply(cmd, error.error(), error.description(), data));
+    return write(m_notes->codec.encodeReply(cmd, error.error(), error.description(), data));
 }
 
 /// When a worker ends, what has been taken in is worked off, and nothing more is taken in.
@@ -166,6 +169,8 @@ void TarvexMessagesReciever::readFrames()
             }
             return;
         }
+        // What a lost connection has left behind is read without keeping anything.
+        m_notes->codec.release();
     }
 }
 
@@ -209,7 +214,7 @@ bool TarvexMessagesReciever::readData(qint32 size, QVariant& out)
         }
         return false;
     }
-    const busframe::Decoded decoded = busframe::decodePayload(payload);
+    const busframe::Decoded decoded = m_notes->codec.decodePayload(payload);
     if (!decoded.isValid) {
         qWarning().noquote() << decoded.errorText << logtab << logbinary(decoded.json, "UTF-8");
         return false;
@@ -310,7 +315,7 @@ bool TarvexMessagesReciever::write(const QByteArray& frame)
         return false;
     }
     return m_socket->state() != QAbstractSocket::UnconnectedState && !bussocket::hasPeerGoneUnnoticed(*m_socket)
-        && m_socket->write(frame) >= 0 && m_socket->waitForBytesWritten(bussocket::WRITE_TIMEOUT_MS);
+        && bussocket::write(*m_socket, frame);
 }
 
 /// Rubbish may contain header lines by chance. So a frame that is abandoned counts as an unknown header does.

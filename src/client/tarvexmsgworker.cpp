@@ -1,9 +1,9 @@
 #include "client/tarvexmsgworker.h"
 
 #include "client/connectionwatch_p.h"
+#include "client/receivernotes_p.h"
 #include "client/singleconnection_p.h"
 #include "client/tarvexmessagesreciever.h"
-#include "wire/bussocket_p.h"
 #include "wire/busterms_p.h"
 
 #include <QDebug>
@@ -39,7 +39,7 @@ bool TarvexMsgWorker::doStart()
     connectOnce(m_receiver, SIGNAL(tarvexConnected()), this, SIGNAL(workerConnected()));
     // A connection that was lost as soon as it was made is not made anew at once. A worker that is about to end takes
     // nothing in, so it needs no connection.
-    const bool waits = m_receiver->m_age->takeEarlyLoss() || isEnding();
+    const bool waits = m_receiver->m_notes->age.takeEarlyLoss() || isEnding();
     const bool opened = !waits && m_receiver->open();
     // A slot that heard of the connection may have deleted the timers.
     if (!m_restartTimer || !m_watch) {

@@ -164,6 +164,7 @@ void TarvexQueryHandler::close()
 {
     if (m_socket) {
         bussocket::disconnectFromServer(*m_socket);
+        m_notes->codec.release();
         m_handshaked = false;
         m_isClosed = true;
     }
@@ -263,6 +264,7 @@ void TarvexQueryHandler::socketConnected() { }
 void TarvexQueryHandler::socketDisconnected()
 {
     m_notes->age.noteLoss();
+    m_notes->codec.release();
     Q_EMIT busDisconnected();
 }
 
@@ -332,6 +334,9 @@ QueryOutcome::Kind TarvexQueryHandler::exchange(QVariantMap& reply, const QStrin
         kind = QueryOutcome::NotUnderstood;
     }
     m_isExchanging = false;
+    if (!isConnected(m_socket)) {
+        m_notes->codec.release();
+    }
     if (m_givesUpLostPlace) {
         if (kind != QueryOutcome::Done) {
             // Whatever comes later would be taken for the answer to the next request.
@@ -363,8 +368,8 @@ QueryOutcome::Kind TarvexQueryHandler::sendRequest(const QString& operation, con
     // Nothing is written to a connection that is known to be lost, and nothing is waited for: the wait would fail too,
     // and Qt would log a line of its own.
     const bool isThere = m_socket->state() != QAbstractSocket::UnconnectedState;
-    const bool isWritten = isThere && m_socket->write(busframe::encodeRequest(operation, data)) >= 0;
-    if (!isWritten || !m_socket->waitForBytesWritten(bussocket::WRITE_TIMEOUT_MS) || !m_socket || !awaitReply()) {
+    const bool isWritten = isThere && bussocket::write(*m_socket, m_notes->codec.encodeRequest(operation, data));
+    if (!isWritten || !m_socket || !awaitReply()) {
         qCritical().noquote() << tr("Socket wait for ready read error");
         return isThere ? endedWaiting(m_socket) : QueryOutcome::NotOpen;
     }
@@ -409,7 +414,7 @@ QueryOutcome::Kind TarvexQueryHandler::readEnvelope(QVariantMap& reply)
         }
         return kind;
     }
-    const busframe::Decoded decoded = busframe::decodePayload(payload);
+    const busframe::Decoded decoded = m_notes->codec.decodePayload(payload);
     if (!decoded.isValid) {
         qWarning().noquote() << decoded.errorText << logtab << logbinary(decoded.json, "UTF-8");
         return endedReading(m_socket);

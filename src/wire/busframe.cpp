@@ -1,15 +1,16 @@
 #include "wire/busframe_p.h"
 
+#include "wire/base64_p.h"
 #include "wire/jsonreader_p.h"
+#include "wire/jsonwriter_p.h"
+#include "wire/plainjson_p.h"
 
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QtEndian>
 
-#define ZLIB_CONST // the input is read only: no copy of it
-#include <zlib.h>
-
-#include <algorithm>
+#include <cstring>
+#include <limits>
 
 namespace tarvex::busframe {
 
@@ -19,19 +20,10 @@ namespace {
 constexpr int LENGTH_PREFIX_SIZE = 4;
 /// Deflate compresses by 1032 : 1 at most.
 constexpr int MAX_INFLATE_RATIO = 1032;
-/// A block up to this size cannot inflate beyond the bound, so it is given to qUncompress.
+/// A block up to this size cannot inflate beyond the bound.
 constexpr int MAX_TRUSTED_BLOCK_SIZE = MAX_ENVELOPE_SIZE / MAX_INFLATE_RATIO;
-constexpr int MIN_INFLATE_BUFFER_SIZE = 1024 * 1024;
-
-QByteArray frame(const char* header, const QVariantMap& envelope)
-{
-    const QByteArray payload = encodePayload(envelope);
-    const QByteArray size = QByteArray::number(payload.size());
-    QByteArray bytes;
-    bytes.reserve(static_cast<int>(qstrlen(header)) + size.size() + payload.size() + 4);
-    bytes.append(header).append("\r\n").append(size).append("\r\n").append(payload);
-    return bytes;
-}
+/// The buffers have at least this size, in bytes. Most frames need no more.
+constexpr int MIN_BUFFER_SIZE = 1024;
 
 QVariantMap requestEnvelope(const QString& operation, const QVariantMap& data)
 {
@@ -41,103 +33,159 @@ QVariantMap requestEnvelope(const QString& operation, const QVariantMap& data)
     return envelope;
 }
 
-/// The size of the first output buffer: what the prefix claims, but at most 1 MiB plus 8 times the size of the block.
-/// The buffer grows later if that is not enough.
-quint32 firstInflateSize(const QByteArray& block)
-{
-    const qint64 claimed = qFromBigEndian<quint32>(block.constData());
-    const qint64 reasonable = MIN_INFLATE_BUFFER_SIZE + 8 * static_cast<qint64>(block.size());
-    return static_cast<quint32>(std::min({claimed, reasonable, static_cast<qint64>(MAX_ENVELOPE_SIZE)}));
-}
-
-/// qUncompress allocates what the prefix claims, so a claim that is far too large is replaced. It enlarges the buffer
-/// by itself if the prefix is too small.
-QByteArray inflateTrusted(const QByteArray& block)
-{
-    if (block.size() <= LENGTH_PREFIX_SIZE) {
-        return qUncompress(block);
-    }
-    const quint32 size = firstInflateSize(block);
-    if (size == qFromBigEndian<quint32>(block.constData())) {
-        return qUncompress(block);
-    }
-    QByteArray corrected = block;
-    qToBigEndian(size, corrected.data());
-    return qUncompress(corrected);
-}
-
-/// Inflates as qUncompress does, but never beyond MAX_ENVELOPE_SIZE. Empty on failure.
-QByteArray inflateBounded(const QByteArray& block)
-{
-    z_stream stream{};
-    stream.next_in = reinterpret_cast<const Bytef*>(block.constData()) + LENGTH_PREFIX_SIZE;
-    stream.avail_in = static_cast<uInt>(block.size() - LENGTH_PREFIX_SIZE);
-    if (inflateInit(&stream) != Z_OK) {
-        return {};
-    }
-
-    QByteArray output;
-    output.resize(static_cast<int>(std::clamp<quint32>(firstInflateSize(block), 1, MAX_ENVELOPE_SIZE)));
-    int result = Z_OK;
-    while (result == Z_OK) {
-        const int used = static_cast<int>(stream.total_out);
-        if (used == output.size()) {
-            // The buffer does not grow beyond the bound. A text that ends exactly there succeeds; a longer one fails.
-            output.resize(std::min(2 * used, MAX_ENVELOPE_SIZE));
-        }
-        stream.next_out = reinterpret_cast<Bytef*>(output.data()) + used;
-        stream.avail_out = static_cast<uInt>(output.size() - used);
-        result = inflate(&stream, Z_NO_FLUSH);
-    }
-    const auto total = stream.total_out;
-    inflateEnd(&stream);
-    if (result != Z_STREAM_END) {
-        return {};
-    }
-    output.truncate(static_cast<int>(total));
-    return output;
-}
-
-QByteArray inflateBlock(const QByteArray& block)
-{
-    return block.size() <= MAX_TRUSTED_BLOCK_SIZE ? inflateTrusted(block) : inflateBounded(block);
-}
-
-} // namespace
-
-QByteArray encodePayload(const QVariantMap& envelope)
-{
-    return qCompress(QJsonDocument::fromVariant(envelope).toJson(QJsonDocument::Compact)).toBase64();
-}
-
-QByteArray encodeRequest(const QString& operation, const QVariantMap& data)
-{
-    return frame(REQUEST_HEADER, requestEnvelope(operation, data));
-}
-
-QByteArray encodeReply(const QString& operation, quint16 code, const QString& description, const QVariantMap& data)
+QVariantMap replyEnvelope(const QString& operation, quint16 code, const QString& description, const QVariantMap& data)
 {
     QVariantMap result;
     result.insert(KEY_CODE, static_cast<int>(code));
     result.insert(KEY_DESCRIPTION, description);
     QVariantMap envelope = requestEnvelope(operation, data);
     envelope.insert(KEY_RESULT, result);
-    return frame(REPLY_HEADER, envelope);
+    return envelope;
+}
+
+/// A buffer whose room is reserved keeps it when it becomes shorter.
+void prepareBuffer(QByteArray& buffer)
+{
+    if (buffer.capacity() < MIN_BUFFER_SIZE) {
+        buffer.reserve(MIN_BUFFER_SIZE);
+    }
+    buffer.resize(0);
+}
+
+void boundBuffer(QByteArray& buffer)
+{
+    if (buffer.capacity() > Codec::MAX_KEPT_BUFFER_SIZE) {
+        buffer = QByteArray();
+    }
+}
+
+/// Gives a damaged block to qUncompress, which says in a log line what is wrong with it. The length prefix is left out,
+/// because qUncompress allocates what it claims. A larger block may also be one that inflates beyond the bound, so
+/// nothing is logged about it.
+void reportDamage(const QByteArray& block)
+{
+    if (block.size() <= LENGTH_PREFIX_SIZE) {
+        qUncompress(block);
+    } else if (block.size() <= MAX_TRUSTED_BLOCK_SIZE) {
+        QByteArray withoutClaim = block;
+        qToBigEndian<quint32>(1, withoutClaim.data());
+        qUncompress(withoutClaim);
+    }
+}
+
+/// Reads a text that the short way does not take: it is wrong, or only unusual.
+Decoded readUnusual(const QByteArray& text)
+{
+    Decoded decoded;
+    QJsonParseError error{};
+    const QJsonDocument document = jsonreader::parseJson(text, error);
+    decoded.isValid = error.error == QJsonParseError::NoError;
+    if (decoded.isValid) {
+        decoded.envelope = document.object().toVariantMap();
+    } else {
+        decoded.errorText = error.errorString();
+        decoded.json = QByteArray(text.constData(), text.size());
+    }
+    return decoded;
+}
+
+Decoded readText(const QByteArray& text)
+{
+    // A short text cannot have so many values that they have to be counted.
+    const int maxValues =
+        text.size() > jsonreader::MAX_UNCOUNTED_SIZE ? jsonreader::MAX_VALUES : std::numeric_limits<int>::max();
+    Decoded decoded;
+    decoded.isValid = plainjson::readObject(text, maxValues, decoded.envelope);
+    return decoded.isValid ? decoded : readUnusual(text);
+}
+
+} // namespace
+
+QByteArray Codec::encodePayload(const QVariantMap& envelope)
+{
+    compress(envelope);
+    QByteArray payload(base64::encodedSize(m_block.size()), Qt::Uninitialized);
+    base64::encode(m_block.constData(), m_block.size(), payload.data());
+    boundBuffers();
+    return payload;
+}
+
+QByteArray Codec::encodeRequest(const QString& operation, const QVariantMap& data)
+{
+    return frame(REQUEST_HEADER, requestEnvelope(operation, data));
+}
+
+QByteArray Codec::encodeReply(const QString& operation, quint16 code, const QString& description,
+                              const QVariantMap& data)
+{
+    return frame(REPLY_HEADER, replyEnvelope(operation, code, description, data));
+}
+
+Decoded Codec::decodePayload(const QByteArray& payload)
+{
+    const QByteArray block = base64::decode(payload);
+    prepareBuffer(m_text);
+    if (!m_blocks.uncompress(block, MAX_ENVELOPE_SIZE, m_text)) {
+        reportDamage(block);
+        m_text.resize(0);
+    }
+    const Decoded decoded = readText(m_text);
+    boundBuffers();
+    return decoded;
+}
+
+void Codec::release()
+{
+    m_blocks.release();
+    m_text = QByteArray();
+    m_block = QByteArray();
+}
+
+QByteArray Codec::frame(const char* header, const QVariantMap& envelope)
+{
+    compress(envelope);
+    const int payloadSize = base64::encodedSize(m_block.size());
+    const QByteArray beginning = QByteArray(header) + "\r\n" + QByteArray::number(payloadSize) + "\r\n";
+    QByteArray bytes(beginning.size() + payloadSize, Qt::Uninitialized);
+    std::memcpy(bytes.data(), beginning.constData(), static_cast<std::size_t>(beginning.size()));
+    base64::encode(m_block.constData(), m_block.size(), bytes.data() + beginning.size());
+    boundBuffers();
+    return bytes;
+}
+
+/// The envelope as a block of qCompress, in m_block.
+void Codec::compress(const QVariantMap& envelope)
+{
+    prepareBuffer(m_text);
+    prepareBuffer(m_block);
+    jsonwriter::append(m_text, envelope);
+    m_blocks.compress(m_text, m_block);
+}
+
+void Codec::boundBuffers()
+{
+    boundBuffer(m_text);
+    boundBuffer(m_block);
+}
+
+QByteArray encodePayload(const QVariantMap& envelope)
+{
+    return Codec().encodePayload(envelope);
+}
+
+QByteArray encodeRequest(const QString& operation, const QVariantMap& data)
+{
+    return Codec().encodeRequest(operation, data);
+}
+
+QByteArray encodeReply(const QString& operation, quint16 code, const QString& description, const QVariantMap& data)
+{
+    return Codec().encodeReply(operation, code, description, data);
 }
 
 Decoded decodePayload(const QByteArray& payload)
 {
-    Decoded decoded;
-    QJsonParseError error{};
-    decoded.json = inflateBlock(QByteArray::fromBase64(payload));
-    const QJsonDocument document = jsonreader::parseJson(decoded.json, error);
-    if (error.error != QJsonParseError::NoError) {
-        decoded.errorText = error.errorString();
-        return decoded;
-    }
-    decoded.isValid = true;
-    decoded.envelope = document.object().toVariantMap();
-    return decoded;
+    return Codec().decodePayload(payload);
 }
 
 QString lineText(const QByteArray& line)

@@ -1,6 +1,8 @@
 #ifndef BUSFRAME_P_H
 #define BUSFRAME_P_H
 
+#include "wire/blockcodec_p.h"
+
 #include <QByteArray>
 #include <QString>
 #include <QVariantMap>
@@ -10,8 +12,8 @@
 ///     [-REQUEST-] or [-REPLY-], CR LF, the payload's length in decimal digits, CR LF, the payload
 ///
 /// The payload is base64 of a qCompress block of the envelope as compact JSON. Nothing follows the payload: the header
-/// line of the next frame comes directly after its last byte. The functions use no socket and keep no state. The only
-/// log line is the warning of qUncompress about a damaged block.
+/// line of the next frame comes directly after its last byte. Nothing here uses a socket. The only log line is the
+/// warning of qUncompress about a damaged block.
 namespace tarvex::busframe {
 
 /// The header lines, without their line ends.
@@ -40,26 +42,56 @@ constexpr int PAYLOAD_SILENCE_TIMEOUT_MS = 30000;
 /// A reader gives a payload up when it is not complete after this long, even if bytes still come, in ms.
 constexpr int PAYLOAD_TIMEOUT_MS = 60000;
 
-/// Encodes an envelope as a payload.
-QByteArray encodePayload(const QVariantMap& envelope);
-
-/// A whole request frame; an empty \a data is written as an empty object.
-QByteArray encodeRequest(const QString& operation, const QVariantMap& data);
-
-/// A whole reply frame; \a code 0 means success.
-QByteArray encodeReply(const QString& operation, quint16 code, const QString& description, const QVariantMap& data);
-
 /// What a payload holds, or why it could not be decoded.
 struct Decoded
 {
     bool isValid = false;
     QVariantMap envelope; ///< Empty when the payload's JSON is not an object.
     QString errorText;    ///< The message of the JSON parser, if not valid.
-    QByteArray json;      ///< The inflated text, for a dump. Empty if it could not be inflated.
+    QByteArray json;      ///< If not valid, the inflated text for a dump. Empty if it could not be inflated.
 };
 
-/// Decodes a payload. It needs no more memory than a small multiple of what a payload of this size can hold, whatever
-/// the length prefix claims. A payload that inflates beyond MAX_ENVELOPE_SIZE is refused.
+/// Encodes and decodes the frames of one connection. What a frame becomes does not depend on the frames before it.
+///
+/// It keeps zlib's state and its buffers from one frame to the next: up to 310 kB, and twice MAX_KEPT_BUFFER_SIZE. A
+/// connection that closes gives them back with release(). To be used in one thread at a time.
+class Codec
+{
+public:
+    /// A buffer that a larger frame needed is not kept, in bytes.
+    static constexpr int MAX_KEPT_BUFFER_SIZE = 64 * 1024;
+
+    /// Encodes an envelope as a payload.
+    QByteArray encodePayload(const QVariantMap& envelope);
+
+    /// A whole request frame; an empty \a data is written as an empty object.
+    QByteArray encodeRequest(const QString& operation, const QVariantMap& data);
+
+    /// A whole reply frame; \a code 0 means success.
+    QByteArray encodeReply(const QString& operation, quint16 code, const QString& description, const QVariantMap& data);
+
+    /// Decodes a payload. It needs no more memory than a small multiple of what a payload of this size can hold,
+    /// whatever the length prefix claims. A payload that inflates beyond MAX_ENVELOPE_SIZE is refused.
+    Decoded decodePayload(const QByteArray& payload);
+
+    /// Frees what is kept.
+    void release();
+
+private:
+    QByteArray frame(const char* header, const QVariantMap& envelope);
+    void compress(const QVariantMap& envelope);
+    void boundBuffers();
+
+    BlockCodec m_blocks;
+    QByteArray m_text;  ///< The JSON text of the frame.
+    QByteArray m_block; ///< The text, compressed.
+};
+
+// The same for a single frame. Nothing is kept.
+
+QByteArray encodePayload(const QVariantMap& envelope);
+QByteArray encodeRequest(const QString& operation, const QVariantMap& data);
+QByteArray encodeReply(const QString& operation, quint16 code, const QString& description, const QVariantMap& data);
 Decoded decodePayload(const QByteArray& payload);
 
 /// The text of a header or size line, as it is compared and parsed: Latin-1, without white space around it.

@@ -26,6 +26,10 @@ bool connectToServer(QTcpSocket& socket, quint16 port);
 /// connectToServer().
 void disconnectFromServer(QTcpSocket& socket);
 
+/// Writes \a frame. Blocks for up to WRITE_TIMEOUT_MS, until the system has taken at least a part of it. Qt writes the
+/// rest during the next wait. \return false if there is no connection, or it is lost, or the time is over.
+bool write(QTcpSocket& socket, const QByteArray& frame);
+
 /// True if there is a connection, or one is being opened or closed.
 bool isUsable(const QPointer<QTcpSocket>& socket);
 

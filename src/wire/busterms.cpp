@@ -1,8 +1,8 @@
 #include "wire/busterms_p.h"
 
 #include "wire/jsonreader_p.h"
+#include "wire/jsonwriter_p.h"
 
-#include <QJsonDocument>
 #include <QJsonObject>
 
 namespace tarvex::busterms {
@@ -17,7 +17,9 @@ const QLatin1String KEY_COMMAND_DATA("data");
 QString commandText(const QString& name, const QVariantMap& data)
 {
     const QVariantMap object{{KEY_COMMAND_NAME, name}, {KEY_COMMAND_DATA, data}};
-    return QString::fromUtf8(QJsonDocument::fromVariant(object).toJson(QJsonDocument::Compact));
+    QByteArray json;
+    jsonwriter::append(json, object);
+    return QString::fromUtf8(json);
 }
 
 CommandText readCommandText(const QString& text)

@@ -310,7 +310,7 @@ void TstBusframe::decode_lyingPrefix_isSeenThrough()
     const AddressSpaceLimit limit(100UL << 20);
     const busframe::Decoded decoded = busframe::decodePayload(payload);
     QVERIFY(decoded.isValid);
-    QCOMPARE(decoded.json, json);
+    QCOMPARE(decoded.envelope, QJsonDocument::fromJson(json).object().toVariantMap());
 }
 
 void TstBusframe::decode_atTheBound_data()
@@ -326,13 +326,14 @@ void TstBusframe::decode_atTheBound()
 {
     QFETCH(int, size);
     QFETCH(bool, valid);
-    // Blanks around an empty object are valid JSON of any size. The noise in front makes the block so large that it is
-    // not given to qUncompress.
+    // Blanks around an object are valid JSON of any size. The noise in front makes the block so large that it could
+    // inflate beyond the bound.
     const QByteArray head = QJsonDocument(QJsonObject{{u"x"_s, noise(60000)}}).toJson();
     const QByteArray json = head + QByteArray(size - head.size(), ' ');
     const busframe::Decoded decoded = busframe::decodePayload(block(quint32(json.size()), zlibStream(json)).toBase64());
     QCOMPARE(decoded.isValid, valid);
-    QCOMPARE(decoded.json.size(), valid ? size : 0);
+    QCOMPARE(decoded.envelope.value(u"x"_s).toString().size(), valid ? 60000 : 0);
+    QCOMPARE(decoded.json, QByteArray());
 }
 
 void TstBusframe::decode_bombOfOneGiB_isRefusedCheaply()
@@ -357,7 +358,7 @@ void TstBusframe::decode_largeBlock_trailingBytesAreIgnored()
     const busframe::Decoded decoded =
         busframe::decodePayload(block(quint32(json.size()), zlibStream(json) + "trailing").toBase64());
     QVERIFY(decoded.isValid);
-    QCOMPARE(decoded.json, json);
+    QCOMPARE(decoded.envelope, QJsonDocument::fromJson(json).object().toVariantMap());
 }
 
 // The payload has 42 kB. As variants it would take a gigabyte.
@@ -409,7 +410,6 @@ void TstBusframe::decode_repeatedKey_lastCounts()
     const QVariantMap counting{{u"d"_s, QVariantList{4}}};
     const QVariantMap envelope{{u"data"_s, QVariantMap{{u"c"_s, counting}}}, {u"operation"_s, u"x"_s}};
     QCOMPARE(decoded.envelope, envelope);
-    QCOMPARE(decoded.json, json);
 }
 
 // Qt's parser alone would leak 16 kB each time.

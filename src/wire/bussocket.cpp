@@ -56,7 +56,7 @@ bool write(QTcpSocket& socket, const QByteArray& frame)
     const int written = writeDirectly(socket, frame);
     return written == frame.size()
         || (socket.write(frame.constData() + written, frame.size() - written) >= 0
-            && socket.waitForBytesWritten(WRITE_TIMEOUT_MS));
+            && (written > 0 || socket.waitForBytesWritten(WRITE_TIMEOUT_MS)));
 }
 
 bool hasPeerGoneUnnoticed(const QTcpSocket& socket)

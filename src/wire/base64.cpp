@@ -7,19 +7,22 @@ namespace tarvex::base64 {
 
 namespace {
 
-constexpr char ALPHABET[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
+constexpr std::array<char, 65> ALPHABET{"ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/"};
+constexpr char PADDING = '=';
 
-/// Two characters for each 12 bits.
-constexpr std::array<char, 2 * 4096> pairs()
+using Pair = std::array<char, 2>;
+
+/// The two characters for each 12 bits.
+constexpr std::array<Pair, 4096> pairs()
 {
-    std::array<char, 2 * 4096> table{};
-    for (std::size_t i = 0; i < 4096; ++i) {
-        table[2 * i] = ALPHABET[i >> 6];
-        table[2 * i + 1] = ALPHABET[i & 63];
+    std::array<Pair, 4096> table{};
+    for (std::size_t bits = 0; bits < table.size(); ++bits) {
+        table[bits] = {ALPHABET[bits >> 6], ALPHABET[bits & 63]};
     }
     return table;
 }
 
+/// What a character outside the alphabet stands for. Others stand for less.
 constexpr uchar NONE = 64;
 
 /// What each character stands for.
@@ -29,70 +32,84 @@ constexpr std::array<uchar, 256> values()
     for (uchar& value : table) {
         value = NONE;
     }
-    for (std::size_t i = 0; i < 64; ++i) {
-        table[static_cast<uchar>(ALPHABET[i])] = static_cast<uchar>(i);
+    for (uchar i = 0; i < NONE; ++i) {
+        table[static_cast<uchar>(ALPHABET[i])] = i;
     }
     return table;
 }
 
-constexpr std::array<char, 2 * 4096> PAIRS = pairs();
+constexpr std::array<Pair, 4096> PAIRS = pairs();
 constexpr std::array<uchar, 256> VALUES = values();
+
+/// Writes the 24 bits of \a group as four characters.
+void writeGroup(uint group, char* out)
+{
+    std::memcpy(out, PAIRS[group >> 12].data(), 2);
+    std::memcpy(out + 2, PAIRS[group & 0xfff].data(), 2);
+}
+
+/// Reads four characters. \return 24 bits, and NONE in \a odd if one of the characters is outside the alphabet.
+uint readGroup(const uchar* in, uint& odd)
+{
+    const uint a = VALUES[in[0]];
+    const uint b = VALUES[in[1]];
+    const uint c = VALUES[in[2]];
+    const uint d = VALUES[in[3]];
+    odd |= a | b | c | d;
+    return a << 18 | b << 12 | c << 6 | d;
+}
+
+char byteOf(uint group, int shift)
+{
+    return static_cast<char>(group >> shift & 0xff);
+}
 
 } // namespace
 
 void encode(const char* bytes, int size, char* out)
 {
     const auto* in = reinterpret_cast<const uchar*>(bytes);
-    const uchar* const end = in + size - size % 3;
+    const uchar* const end = in + (size - size % 3);
     for (; in != end; in += 3, out += 4) {
-        const uint group = uint(in[0]) << 16 | uint(in[1]) << 8 | in[2];
-        std::memcpy(out, &PAIRS[2 * (group >> 12)], 2);
-        std::memcpy(out + 2, &PAIRS[2 * (group & 0xfff)], 2);
+        writeGroup(uint(in[0]) << 16 | uint(in[1]) << 8 | in[2], out);
     }
     if (size % 3 != 0) {
-        const uint group = uint(in[0]) << 16 | (size % 3 == 2 ? uint(in[1]) << 8 : 0);
-        std::memcpy(out, &PAIRS[2 * (group >> 12)], 2);
-        out[2] = size % 3 == 2 ? ALPHABET[group >> 6 & 63] : '=';
-        out[3] = '=';
+        const bool hasTwo = size % 3 == 2;
+        writeGroup(uint(in[0]) << 16 | (hasTwo ? uint(in[1]) << 8 : 0), out);
+        out[2] = hasTwo ? out[2] : PADDING;
+        out[3] = PADDING;
     }
 }
 
 QByteArray decode(const QByteArray& text)
 {
-    int size = text.size();
-    if (size == 0 || size % 4 != 0) {
+    if (text.isEmpty() || text.size() % 4 != 0) {
         return QByteArray::fromBase64(text);
     }
-    const auto* in = reinterpret_cast<const uchar*>(text.constData());
-    const int padding = in[size - 1] != '=' ? 0 : in[size - 2] != '=' ? 1 : 2;
-    QByteArray bytes(size / 4 * 3, Qt::Uninitialized);
+    const int padding = !text.endsWith(PADDING) ? 0 : text.at(text.size() - 2) != PADDING ? 1 : 2;
+    const int groups = text.size() / 4;
+    QByteArray bytes(groups * 3, Qt::Uninitialized);
     char* out = bytes.data();
-    const uchar* const end = in + size - (padding > 0 ? 4 : 0);
+    const auto* in = reinterpret_cast<const uchar*>(text.constData());
+    const uchar* const end = in + (text.size() - (padding > 0 ? 4 : 0));
     uint odd = 0;
     for (; in != end; in += 4, out += 3) {
-        const uint a = VALUES[in[0]];
-        const uint b = VALUES[in[1]];
-        const uint c = VALUES[in[2]];
-        const uint d = VALUES[in[3]];
-        odd |= a | b | c | d;
-        const uint group = a << 18 | b << 12 | c << 6 | d;
-        out[0] = static_cast<char>(group >> 16);
-        out[1] = static_cast<char>(group >> 8);
-        out[2] = static_cast<char>(group);
+        const uint group = readGroup(in, odd);
+        out[0] = byteOf(group, 16);
+        out[1] = byteOf(group, 8);
+        out[2] = byteOf(group, 0);
     }
     if (padding > 0) {
-        const uint a = VALUES[in[0]];
-        const uint b = VALUES[in[1]];
-        const uint c = padding == 1 ? VALUES[in[2]] : 0;
-        odd |= a | b | c;
-        const uint group = a << 18 | b << 12 | c << 6;
-        out[0] = static_cast<char>(group >> 16);
-        out[1] = static_cast<char>(group >> 8);
+        // 'A' stands for no bits.
+        const std::array<uchar, 4> last{in[0], in[1], padding == 1 ? in[2] : uchar('A'), 'A'};
+        const uint group = readGroup(last.data(), odd);
+        out[0] = byteOf(group, 16);
+        out[1] = byteOf(group, 8);
     }
     if ((odd & NONE) != 0) {
         return QByteArray::fromBase64(text);
     }
-    bytes.truncate(size / 4 * 3 - padding);
+    bytes.truncate(groups * 3 - padding);
     return bytes;
 }
 

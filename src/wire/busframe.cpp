@@ -129,7 +129,7 @@ Decoded Codec::decodePayload(const QByteArray& payload)
         reportDamage(block);
         m_text.resize(0);
     }
-    const Decoded decoded = readText(m_text);
+    Decoded decoded = readText(m_text);
     boundBuffers();
     return decoded;
 }

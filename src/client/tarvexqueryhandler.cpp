@@ -334,9 +334,6 @@ QueryOutcome::Kind TarvexQueryHandler::exchange(QVariantMap& reply, const QStrin
         kind = QueryOutcome::NotUnderstood;
     }
     m_isExchanging = false;
-    if (!isConnected(m_socket)) {
-        m_notes->codec.release();
-    }
     if (m_givesUpLostPlace) {
         if (kind != QueryOutcome::Done) {
             // Whatever comes later would be taken for the answer to the next request.

@@ -7,12 +7,13 @@
 /// Reads JSON text that is as the bus's peers write it.
 namespace tarvex::plainjson {
 
-/// Reads \a text, which must be one JSON object, straight into \a object: the same values as those of
-/// QJsonDocument::fromJson(text).object().toVariantMap(). \return false when the text is not plain, whether it is wrong
-/// or only unusual; Qt's parser is to be asked then. What stands in \a object is of no use in that case.
+/// Reads \a text, which must be one JSON object, straight into \a object, without the tree of QJsonValues in between.
+/// The values are those of QJsonDocument::fromJson(text).object().toVariantMap().
 ///
-/// Not plain are: a text that is no object; a key that comes twice in one object; text that is not valid UTF-8; what is
-/// nested deeper than 256 levels; a text of more than \a maxValues values; any mistake.
+/// \return false if the text is not plain: it is wrong, or only unusual. The caller then asks Qt's parser. \a object
+/// has no meaning in that case. Not plain are: a text that is no object; a string that is not valid UTF-8, has a NUL or
+/// a surrogate as an escape, or begins with a byte order mark; a number that does not fit exactly; nesting deeper than
+/// 256 levels; more than \a maxValues values; and any mistake.
 bool readObject(const QByteArray& text, int maxValues, QVariantMap& object);
 
 } // namespace tarvex::plainjson

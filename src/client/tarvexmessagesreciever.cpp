@@ -1,7 +1,7 @@
 #include "client/tarvexmessagesreciever.h"
 
 #include "abstractworker.h"
-#include "client/receivernotes_p.h"
+#include "client/connectionnotes_p.h"
 #include "logtools.h"
 #include "records/repeatkey_p.h"
 #include "wire/busframe_p.h"
@@ -27,7 +27,7 @@ TarvexMessagesReciever::TarvexMessagesReciever(const QString& clientName, QObjec
     , m_socket(new QTcpSocket(this))
     , m_clientName(clientName)
     , m_repeatCache(busterms::REMEMBERED_MESSAGES)
-    , m_notes(std::make_unique<ReceiverNotes>())
+    , m_notes(std::make_unique<ConnectionNotes>())
 {
     m_socket->setReadBufferSize(bussocket::READ_BUFFER_SIZE);
     connect(m_socket, SIGNAL(connected()), this, SLOT(socketConnected()));
@@ -39,6 +39,7 @@ TarvexMessagesReciever::TarvexMessagesReciever(const QString& clientName, QObjec
 
 TarvexMessagesReciever::~TarvexMessagesReciever()
 {
+    m_notes->watch.clear(); // nothing is mended any more
     close();
 }
 
@@ -86,6 +87,7 @@ void TarvexMessagesReciever::close()
         m_notes->codec.release();
         m_handshaked = false;
         m_isClosed = true;
+        m_notes->wakeWatch();
     }
 }
 
@@ -95,6 +97,7 @@ void TarvexMessagesReciever::socketDisconnected()
 {
     m_notes->age.noteLoss();
     m_notes->codec.release();
+    m_notes->wakeWatch();
     Q_EMIT busDisconnected();
 }
 
@@ -161,7 +164,11 @@ void TarvexMessagesReciever::readFrames()
         return;
     }
     const QScopedValueRollback<bool> reading(m_reading, true);
-    while (hasFrame() && !isEnding()) {
+    while (hasFrame()) {
+        if (isEnding()) {
+            m_notes->wakeWatch();
+            return;
+        }
         readFrame();
         if (m_socket && m_socket->state() == QAbstractSocket::ConnectedState) {
             if (hasFrame() && !std::exchange(m_isPosted, true)) {

@@ -18,7 +18,7 @@ class QTcpSocket;
 
 namespace tarvex {
 
-struct ReceiverNotes;
+struct ConnectionNotes;
 
 /// The connection on which the bus server pushes messages. The spelling of the name is the bus's own.
 ///
@@ -121,7 +121,7 @@ private:
     bool m_isPosted = false; ///< The next frame's turn is posted.
     bool m_isClosed = true;  ///< Not opened yet, closed, or given up. What is buffered is not read.
     int m_badFrames = 0;     ///< In a row.
-    const std::unique_ptr<ReceiverNotes> m_notes;
+    const std::unique_ptr<ConnectionNotes> m_notes;
 };
 
 } // namespace tarvex

@@ -1,7 +1,6 @@
 #include "client/tarvexmsgworker.h"
 
-#include "client/connectionwatch_p.h"
-#include "client/receivernotes_p.h"
+#include "client/connectionnotes_p.h"
 #include "client/singleconnection_p.h"
 #include "client/tarvexmessagesreciever.h"
 #include "wire/busterms_p.h"
@@ -23,6 +22,7 @@ TarvexMsgWorker::TarvexMsgWorker(const QString& clientName)
     , m_restartTimer(new QTimer(this))
     , m_watch(new ConnectionWatch(this, [this] { lookAtReceiver(); }))
 {
+    m_receiver->m_notes->watch = m_watch;
     m_restartTimer->setInterval(RESTART_INTERVAL_MS);
 }
 
@@ -50,6 +50,7 @@ bool TarvexMsgWorker::doStart()
         m_restartTimer->stop();
         m_sinceOpen.start();
         m_watch->start();
+        m_watch->wake();
     } else {
         m_watch->stop();
         m_restartTimer->start();
@@ -106,15 +107,14 @@ void TarvexMsgWorker::processMessage(Message msg)
 // signal reports a refusal or a silence. Without this look the worker would hear nothing from then on.
 void TarvexMsgWorker::lookAtReceiver()
 {
-    if (!m_receiver) {
-        return;
-    }
-    if (m_receiver->isOpen()) {
-        // While the worker was ending, it took nothing in. If it goes on after all, this reads what came meanwhile.
-        m_receiver->readFrames();
-        return;
-    }
-    if (!m_receiver->isConnected() || m_sinceOpen.hasExpired(HANDSHAKE_TIMEOUT_MS)) {
+    if (!m_receiver || m_receiver->isOpen()) {
+        m_watch->rest();
+        // While the worker was ending, it took nothing in. If it goes on after all, this reads what came meanwhile. If
+        // it is still ending, the receiver wakes the watch again.
+        if (m_receiver) {
+            m_receiver->readFrames();
+        }
+    } else if (!m_receiver->isConnected() || m_sinceOpen.hasExpired(HANDSHAKE_TIMEOUT_MS)) {
         restart();
     }
 }

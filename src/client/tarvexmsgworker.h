@@ -22,8 +22,9 @@ class TarvexMessagesReciever;
 ///
 /// It is handed to TarvexController::initWorkers() and runs in a thread of its own. While the bus is away it tries
 /// again every 5000 ms. A connection that is lost is made anew at once, or after 5000 ms if it was lost within 1000 ms
-/// after it had been made. While it is started the worker looks at its connection every 5000 ms. A connection that was
-/// refused, at once or later, or not answered for 30000 ms, is made anew then.
+/// after it had been made. Until the server has accepted the handshake, the worker looks at its connection every 5000
+/// ms. A connection that was refused, or not answered for 30000 ms, is made anew then. One that is refused later is
+/// made anew 5000 ms after that. While nothing comes on a connection that was accepted, no timer runs.
 ///
 /// A derived class whose doStart() does not call this one hears nothing after its first restart(), because this one
 /// sets up the connections and timers.
@@ -86,7 +87,7 @@ private:
 
     QPointer<TarvexMessagesReciever> m_receiver;
     QPointer<QTimer> m_restartTimer;
-    QPointer<ConnectionWatch> m_watch; ///< Runs from a successful open() to the next doStop() or failed open().
+    QPointer<ConnectionWatch> m_watch; ///< Started from a successful open() to the next doStop() or failed open().
     QElapsedTimer m_sinceOpen;
 };
 

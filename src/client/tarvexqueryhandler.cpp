@@ -167,6 +167,7 @@ void TarvexQueryHandler::close()
         m_notes->codec.release();
         m_handshaked = false;
         m_isClosed = true;
+        m_notes->wakeWatch();
     }
 }
 
@@ -265,6 +266,7 @@ void TarvexQueryHandler::socketDisconnected()
 {
     m_notes->age.noteLoss();
     m_notes->codec.release();
+    m_notes->wakeWatch();
     Q_EMIT busDisconnected();
 }
 

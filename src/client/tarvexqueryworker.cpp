@@ -27,6 +27,7 @@ TarvexQueryWorker::TarvexQueryWorker(int interval, const QString& clientName)
     , m_watch(new ConnectionWatch(this, [this] { lookAtHandler(); }))
 {
     handler->m_givesUpLostPlace = true;
+    handler->m_notes->watch = m_watch;
     m_stateTimer->setInterval(m_interval);
     m_restartTimer->setInterval(RESTART_INTERVAL_MS);
 }
@@ -160,11 +161,13 @@ bool TarvexQueryWorker::isOwn(const ClientSettings& settings) const
     return settings.owner().isEmpty() || settings.owner() == handler->clientName();
 }
 
-// A handshake that is refused later, on the same connection, closes it in silence.
+// A handshake that is refused later, on the same connection, closes it in silence. So does a derived class.
 void TarvexQueryWorker::lookAtHandler()
 {
     if (handler && !handler->isOpen()) {
         restart();
+    } else {
+        m_watch->rest();
     }
 }
 

@@ -27,7 +27,9 @@ class LogQueue;
 /// away it tries again every 5000 ms. A connection that is lost is made anew at once, or after 5000 ms if it was lost
 /// within 1000 ms after it had been made. The settings are then loaded again. A connection counts as lost, too, after
 /// an exchange that ended without a whole reply, whoever made it, and when something comes that was not asked for.
-/// While it is connected, the worker looks every 5000 ms whether its handler is still open.
+/// If the handler is closed without a signal, by a handshake that the server refuses later or by the derived class, and
+/// is still closed 5000 ms later, the worker makes the connection anew then. While nothing happens on the connection,
+/// only the state's timer runs.
 ///
 /// If the server gives the settings of another client, the worker does not apply them: they count as not loaded.
 ///
@@ -116,7 +118,7 @@ protected:
 private:
     const int m_interval;
     const std::shared_ptr<LogQueue> m_logQueue;
-    ConnectionWatch* const m_watch;    ///< Runs from a successful open() to the next doStop() or failed open().
+    ConnectionWatch* const m_watch;    ///< Started from a successful open() to the next doStop() or failed open().
     QElapsedTimer m_sinceFailedUpdate; ///< Since doUpdateSettings() last failed to connect.
     bool m_isStopped = false; ///< From doStop() to the next doStart(): calls that were queued before change nothing.
 };

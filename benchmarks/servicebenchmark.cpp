@@ -8,6 +8,7 @@
 #include <QProcess>
 #include <QThread>
 
+#include <atomic>
 #include <benchmark/benchmark.h>
 #include <chrono>
 #include <csignal>
@@ -19,7 +20,11 @@ namespace {
 using Clock = std::chrono::steady_clock;
 
 constexpr std::chrono::seconds PATIENCE(20);
+constexpr unsigned long POLL_MS = 10;
 constexpr unsigned long REST_MS = 500;
+/// For so long wake-ups are counted: longer than the 5000 ms after which a worker looks at a connection, and shorter
+/// than the 10000 ms between two reports of the state.
+constexpr unsigned long WATCH_MS = 7000;
 
 /// One of the bus's ports, and the time at which the service's handshake came in on it. Every request is answered with
 /// success.
@@ -33,9 +38,11 @@ public:
             m_handshake.set_value(Clock::now());
             peer.send(FakeBus::replyFrame(handshake.operation, 0));
         });
-        m_bus.willDo([](FakeBus::Peer& peer, const FakeBus::Request& first) {
+        m_bus.willDo([this](FakeBus::Peer& peer, const FakeBus::Request& first) {
             FakeBus::Request request = first;
-            while (peer.send(FakeBus::replyFrame(request.operation, 0)) && peer.readRequest(request)) { }
+            do {
+                m_reports += request.operation == QLatin1String("saveState") ? 1 : 0;
+            } while (peer.send(FakeBus::replyFrame(request.operation, 0)) && peer.readRequest(request));
         });
     }
 
@@ -46,10 +53,33 @@ public:
         return handshake.get();
     }
 
+    void waitForReport() const
+    {
+        const auto end = Clock::now() + PATIENCE;
+        for (const int before = m_reports; m_reports == before;) {
+            require(Clock::now() < end, "the service does not report its state");
+            QThread::msleep(POLL_MS);
+        }
+    }
+
 private:
     std::promise<Clock::time_point> m_handshake;
+    std::atomic<int> m_reports{0};
     FakeBus m_bus; // the last member: it ends before the members that its threads use
 };
+
+/// The value of a line "Name:   123 kB".
+double valueOf(const QByteArray& name, const QByteArray& text)
+{
+    const QList<QByteArray> lines = text.split('\n');
+    for (const QByteArray& line : lines) {
+        if (line.startsWith(name + ':')) {
+            return line.mid(name.size() + 1).trimmed().split(' ').first().toDouble();
+        }
+    }
+    require(false, "the system does not tell what a process takes");
+    return 0;
+}
 
 /// The service's process. It also ends when this process ends in the middle of a run.
 class EchoProcess : public QProcess
@@ -81,47 +111,44 @@ public:
         return QDir(QStringLiteral("/proc/%1/task").arg(processId())).entryList(QDir::Dirs | QDir::NoDotAndDotDot);
     }
 
-    /// How often the system has switched to each of the threads, as text. If the text is the same twice, no thread has
+    /// How often the system has switched away from one of the threads. If the number is the same twice, no thread has
     /// run in between.
-    QByteArray switches() const
+    double switches() const
     {
-        QByteArray text;
+        double sum = 0;
         const QStringList all = threads();
         for (const QString& thread : all) {
             const QByteArray status = this->status(QStringLiteral("task/%1/status").arg(thread));
-            text += status.mid(status.indexOf("\nvoluntary_ctxt_switches"));
+            sum += valueOf("voluntary_ctxt_switches", status) + valueOf("nonvoluntary_ctxt_switches", status);
         }
-        return text;
+        return sum;
     }
 
 protected:
     void setupChildProcess() override { ::prctl(PR_SET_PDEATHSIG, SIGKILL); }
 };
 
-/// The value of a line "Name:   123 kB".
-double valueOf(const QByteArray& name, const QByteArray& text)
-{
-    const QList<QByteArray> lines = text.split('\n');
-    for (const QByteArray& line : lines) {
-        if (line.startsWith(name + ':')) {
-            return line.mid(name.size() + 1).trimmed().split(' ').first().toDouble();
-        }
-    }
-    require(false, "the system does not tell what a process takes");
-    return 0;
-}
-
 void waitForRest(const EchoProcess& echo)
 {
     const auto end = Clock::now() + PATIENCE;
-    QByteArray before;
-    QByteArray now = echo.switches();
+    double before = 0;
+    double now = echo.switches();
     do {
         require(Clock::now() < end, "the service does not come to rest");
         before = now;
         QThread::msleep(REST_MS);
         now = echo.switches();
     } while (now != before);
+}
+
+/// How often the threads wake up between two reports of the state.
+double countWakeUps(const EchoProcess& echo, const Port& query)
+{
+    query.waitForReport();
+    waitForRest(echo);
+    const double before = echo.switches();
+    QThread::msleep(WATCH_MS);
+    return echo.switches() - before;
 }
 
 /// One iteration is one start. The time ends when both handshakes have come in.
@@ -152,8 +179,10 @@ void runRest(benchmark::State& state)
         const QByteArray memory = echo.status(QStringLiteral("smaps_rollup"));
         state.counters["rss"] = valueOf("Rss", memory);
         state.counters["pss"] = valueOf("Pss", memory);
-        state.counters["written"] = valueOf("Private_Dirty", memory);
+        // Not Private_Dirty, which also counts the pages of libraries that were just built and are not on the disk yet.
+        state.counters["written"] = valueOf("Anonymous", memory);
         state.counters["threads"] = echo.threads().size();
+        state.counters["wakeups"] = countWakeUps(echo, query);
     }
 }
 

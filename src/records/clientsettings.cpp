@@ -1,5 +1,6 @@
 #include "records/clientsettings.h"
 
+#include "records/localclock_p.h"
 #include "records/wiredate_p.h"
 #include "wire/busterms_p.h"
 
@@ -60,7 +61,9 @@ QSet<QString> updateEntries(QList<QVariant>& entries, const Groups& groups)
 
 } // namespace
 
-ClientSettings::ClientSettings() : m_dt(QDateTime::currentDateTime()) { }
+ClientSettings::ClientSettings() : ClientSettings(localclock::now()) { }
+
+ClientSettings::ClientSettings(const QDateTime& dt) : m_dt(dt) { }
 
 QString ClientSettings::owner() const
 {
@@ -141,10 +144,9 @@ QVariantMap ClientSettings::toVariantMap() const
 
 ClientSettings ClientSettings::fromVariantMap(const QVariantMap& map)
 {
-    ClientSettings settings;
-    settings.m_description = map.value(busterms::KEY_DESCRIPTION).toString();
     // A missing, a null and a malformed date are all no text that can be parsed, and give an invalid date-time.
-    settings.m_dt = wiredate::fromText(map.value(busterms::KEY_DATE).toString());
+    ClientSettings settings(wiredate::fromText(map.value(busterms::KEY_DATE).toString()));
+    settings.m_description = map.value(busterms::KEY_DESCRIPTION).toString();
     settings.m_owner = map.value(busterms::KEY_OWNER).toString();
     settings.m_settings = map.value(busterms::KEY_SETTINGS).toList();
     settings.m_mailOwner = map.value(busterms::KEY_MAIL_OWNER, 1).toInt() != 0;

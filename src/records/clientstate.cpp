@@ -10,10 +10,6 @@ namespace tarvex {
 static_assert(std::is_nothrow_move_constructible_v<ClientState> && std::is_nothrow_move_assignable_v<ClientState>,
               "queued signals of states rely on moves that cannot fail");
 
-namespace {
-
-} // namespace
-
 ClientState::ClientState() = default;
 
 QString ClientState::owner() const

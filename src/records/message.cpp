@@ -1,5 +1,6 @@
 #include "records/message.h"
 
+#include "records/localclock_p.h"
 #include "records/repeatkey_p.h"
 #include "records/wiredate_p.h"
 #include "wire/busterms_p.h"
@@ -31,7 +32,9 @@ qint32 randomPart()
 
 } // namespace
 
-Message::Message() : m_dt(QDateTime::currentDateTime()) { }
+Message::Message() : Message(localclock::now()) { }
+
+Message::Message(const QDateTime& dt) : m_dt(dt) { }
 
 Message::~Message() = default;
 
@@ -89,8 +92,8 @@ QString Message::genUid() const
 {
     const qint32 random = randomPart();
     const qint64 clock = QDateTime::currentMSecsSinceEpoch();
-    const QString ingredients = QLatin1String("MESSAGE") + m_sender + m_reciever + m_dt.toString(Qt::ISODate)
-        + m_message + QString::number(clock) + QString::number(random);
+    const QString ingredients = QLatin1String("MESSAGE") + m_sender + m_reciever + wiredate::toIsoText(m_dt) + m_message
+        + QString::number(clock) + QString::number(random);
     const QByteArray digest = QCryptographicHash::hash(ingredients.toUtf8(), QCryptographicHash::Md5);
     return QString::fromLatin1(digest.toBase64());
 }
@@ -124,8 +127,7 @@ QVariantMap Message::toVariantMap() const
 
 Message Message::fromVariantMap(const QVariantMap& map)
 {
-    Message message;
-    message.m_dt = wiredate::fromText(map.value(busterms::KEY_DATE).toString());
+    Message message(wiredate::fromText(map.value(busterms::KEY_DATE).toString()));
     message.m_message = map.value(busterms::KEY_MESSAGE).toString();
     message.m_reciever = map.value(busterms::KEY_RECIEVER).toString();
     message.m_sender = map.value(busterms::KEY_SENDER).toString();

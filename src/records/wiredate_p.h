@@ -10,6 +10,9 @@ namespace tarvex::wiredate {
 /// An invalid date-time gives an empty string.
 QString toText(const QDateTime& dateTime);
 
+/// As QDateTime::toString(Qt::ISODate) writes it: to whole seconds, with a zone unless it is a local time.
+QString toIsoText(const QDateTime& dateTime);
+
 /// Any text that does not follow the pattern exactly gives an invalid date-time.
 QDateTime fromText(const QString& text);
 

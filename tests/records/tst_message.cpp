@@ -118,6 +118,8 @@ void TstMessage::genUid_isMadeOfTheIngredients_data()
     QTest::newRow("UTC") << QDateTime(date, time, Qt::UTC) << iso + u"Z"_s << text;
     QTest::newRow("east") << QDateTime(date, time, Qt::OffsetFromUTC, 3 * 3600 + 1800) << iso + u"+03:30"_s << text;
     QTest::newRow("west") << QDateTime(date, time, Qt::OffsetFromUTC, -5 * 3600) << iso + u"-05:00"_s << text;
+    QTest::newRow("year 9") << QDateTime(QDate(9, 3, 5), time) << u"0009-03-05T07:08:09"_s << text;
+    QTest::newRow("year 10000") << QDateTime(QDate(10000, 3, 5), time) << QString() << text;
     QTest::newRow("no date") << QDateTime() << QString() << text;
     QTest::newRow("beyond Latin-1") << QDateTime(date, time) << iso << u"\u0416\u20ac"_s;
     QTest::newRow("placeholder") << QDateTime(date, time) << iso << u"%1%2"_s;

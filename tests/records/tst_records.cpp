@@ -1,6 +1,7 @@
 // What Message, ClientSettings and ClientState have in common: copies, comparison, the wire form and its dates.
 
 #include "literals.h"
+#include "localzone.h"
 #include "samples.h"
 
 #include <QJsonDocument>
@@ -8,7 +9,6 @@
 #include <QTest>
 #include <QTimeZone>
 
-#include <ctime>
 #include <functional>
 #include <type_traits>
 #include <vector>
@@ -175,16 +175,6 @@ Change inState(void (*change)(ClientState& state))
 /// The zone with which the process was started; null when there was none.
 const QByteArray ZONE = qgetenv("TZ");
 
-void setZone(const QByteArray& zone)
-{
-    if (zone.isNull()) {
-        qunsetenv("TZ");
-    } else {
-        qputenv("TZ", zone);
-    }
-    tzset();
-}
-
 } // namespace
 
 Q_DECLARE_METATYPE(Change)
@@ -219,7 +209,7 @@ private Q_SLOTS:
 void TstRecords::cleanup()
 {
     QLocale::setDefault(QLocale::c());
-    setZone(ZONE);
+    localzone::set(ZONE);
 }
 
 void TstRecords::change_ofOneField_data()
@@ -495,7 +485,7 @@ void TstRecords::date_withOtherDefaultLocale()
 
 void TstRecords::date_inTheHourThatComesTwice_keepsItsText()
 {
-    setZone("Europe/Berlin");
+    localzone::set("Europe/Berlin");
     const QVariantMap map{{DATE, u"2023-10-29T02:30:00.000"_s}};
     for (const Kind& kind : allKinds()) {
         QVERIFY(kind.dateRead(map).isValid());
@@ -517,7 +507,7 @@ void TstRecords::date_inTheHourThatIsSkipped()
 {
     QFETCH(QByteArray, zone);
     QFETCH(bool, valid);
-    setZone(zone);
+    localzone::set(zone);
     const QVariantMap map{{DATE, u"2023-03-26T02:30:00.000"_s}};
     for (const Kind& kind : allKinds()) {
         QCOMPARE(kind.dateRead(map).isValid(), valid);

@@ -1,6 +1,7 @@
 #include "records/clientsettings.h"
 
 #include "records/localclock_p.h"
+#include "records/recordfields_p.h"
 #include "records/wiredate_p.h"
 #include "wire/busterms_p.h"
 
@@ -145,9 +146,9 @@ QVariantMap ClientSettings::toVariantMap() const
 ClientSettings ClientSettings::fromVariantMap(const QVariantMap& map)
 {
     // A missing, a null and a malformed date are all no text that can be parsed, and give an invalid date-time.
-    ClientSettings settings(wiredate::fromText(map.value(busterms::KEY_DATE).toString()));
-    settings.m_description = map.value(busterms::KEY_DESCRIPTION).toString();
-    settings.m_owner = map.value(busterms::KEY_OWNER).toString();
+    ClientSettings settings(wiredate::fromText(recordfields::text(map, busterms::KEY_DATE)));
+    settings.m_description = recordfields::text(map, busterms::KEY_DESCRIPTION);
+    settings.m_owner = recordfields::text(map, busterms::KEY_OWNER);
     settings.m_settings = map.value(busterms::KEY_SETTINGS).toList();
     settings.m_mailOwner = map.value(busterms::KEY_MAIL_OWNER, 1).toInt() != 0;
     return settings;

@@ -1,5 +1,6 @@
 #include "records/clientstate.h"
 
+#include "records/recordfields_p.h"
 #include "records/wiredate_p.h"
 #include "wire/busterms_p.h"
 
@@ -92,10 +93,10 @@ QVariantMap ClientState::toVariantMap() const
 ClientState ClientState::fromVariantMap(const QVariantMap& map)
 {
     ClientState state;
-    state.m_description = map.value(busterms::KEY_DESCRIPTION).toString();
-    state.m_dt = wiredate::fromText(map.value(busterms::KEY_DATE).toString());
-    state.m_owner = map.value(busterms::KEY_OWNER).toString();
-    state.m_state = map.value(busterms::KEY_STATE).toString();
+    state.m_description = recordfields::text(map, busterms::KEY_DESCRIPTION);
+    state.m_dt = wiredate::fromText(recordfields::text(map, busterms::KEY_DATE));
+    state.m_owner = recordfields::text(map, busterms::KEY_OWNER);
+    state.m_state = recordfields::text(map, busterms::KEY_STATE);
     state.m_stateType = static_cast<EStateType>(static_cast<qint8>(map.value(busterms::KEY_STATE_TYPE).toInt()));
     return state;
 }

@@ -1,6 +1,7 @@
 #include "records/message.h"
 
 #include "records/localclock_p.h"
+#include "records/recordfields_p.h"
 #include "records/repeatkey_p.h"
 #include "records/wiredate_p.h"
 #include "wire/busterms_p.h"
@@ -127,11 +128,11 @@ QVariantMap Message::toVariantMap() const
 
 Message Message::fromVariantMap(const QVariantMap& map)
 {
-    Message message(wiredate::fromText(map.value(busterms::KEY_DATE).toString()));
-    message.m_message = map.value(busterms::KEY_MESSAGE).toString();
-    message.m_reciever = map.value(busterms::KEY_RECIEVER).toString();
-    message.m_sender = map.value(busterms::KEY_SENDER).toString();
-    message.m_uid = map.value(busterms::KEY_UID).toString();
+    Message message(wiredate::fromText(recordfields::text(map, busterms::KEY_DATE)));
+    message.m_message = recordfields::text(map, busterms::KEY_MESSAGE);
+    message.m_reciever = recordfields::text(map, busterms::KEY_RECIEVER);
+    message.m_sender = recordfields::text(map, busterms::KEY_SENDER);
+    message.m_uid = recordfields::text(map, busterms::KEY_UID);
     return message;
 }
 

@@ -159,8 +159,8 @@ QVariantMap ClientSettings::formattedSettings() const
     Groups groups;
     for (const QVariant& setting : m_settings) {
         const QVariantMap entry = setting.toMap();
-        groups[entry.value(busterms::KEY_ENTRY_GROUP).toString()].insert(
-            entry.value(busterms::KEY_ENTRY_KEY).toString(), entry.value(busterms::KEY_ENTRY_VALUE));
+        groups[recordfields::text(entry, busterms::KEY_ENTRY_GROUP)].insert(
+            recordfields::text(entry, busterms::KEY_ENTRY_KEY), entry.value(busterms::KEY_ENTRY_VALUE));
     }
     QVariantMap formatted;
     for (auto group = groups.cbegin(); group != groups.cend(); ++group) {

@@ -7,6 +7,7 @@
 #include "wire/busterms_p.h"
 
 #include <QCryptographicHash>
+#include <QStringBuilder>
 
 #include <cstdlib>
 #include <type_traits>
@@ -93,8 +94,8 @@ QString Message::genUid() const
 {
     const qint32 random = randomPart();
     const qint64 clock = QDateTime::currentMSecsSinceEpoch();
-    const QString ingredients = QLatin1String("MESSAGE") + m_sender + m_reciever + wiredate::toIsoText(m_dt) + m_message
-        + QString::number(clock) + QString::number(random);
+    const QString ingredients = QLatin1String("MESSAGE") % m_sender % m_reciever % wiredate::toIsoText(m_dt) % m_message
+        % QString::number(clock) % QString::number(random);
     const QByteArray digest = QCryptographicHash::hash(ingredients.toUtf8(), QCryptographicHash::Md5);
     return QString::fromLatin1(digest.toBase64());
 }

@@ -1,6 +1,7 @@
 #include "records/repeatkey_p.h"
 
 #include <QCryptographicHash>
+#include <QStringBuilder>
 
 namespace tarvex::repeatkey {
 
@@ -14,8 +15,10 @@ constexpr int MAX_REMEMBERED_LENGTH = 1024;
 QString joined(const QString& first, const QString& second, const QString& third)
 {
     const qint64 length = static_cast<qint64>(first.size()) + second.size() + third.size();
-    if (length > MAX_FILLED_LENGTH) {
-        return first + QLatin1Char('.') + second + QLatin1Char('.') + third;
+    // Without a '%' in them there is nothing that the later texts could fill in.
+    const bool isPlain = !first.contains(QLatin1Char('%')) && !second.contains(QLatin1Char('%'));
+    if (isPlain || length > MAX_FILLED_LENGTH) {
+        return first % QLatin1Char('.') % second % QLatin1Char('.') % third;
     }
     return QStringLiteral("%1.%2.%3").arg(first).arg(second).arg(third); // clazy:exclude=qstring-arg
 }

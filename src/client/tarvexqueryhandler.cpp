@@ -2,6 +2,7 @@
 
 #include "client/querynotes_p.h"
 #include "logtools.h"
+#include "records/localclock_p.h"
 #include "wire/busframe_p.h"
 #include "wire/bussocket_p.h"
 #include "wire/busterms_p.h"
@@ -175,7 +176,7 @@ bool TarvexQueryHandler::saveState(ClientState state)
 {
     state.setOwner(m_clientName);
     if (!state.dt().isValid()) {
-        state.setDt(QDateTime::currentDateTime());
+        state.setDt(localclock::now());
     }
     return request(busterms::OPERATION_SAVE_STATE, state.toVariantMap());
 }

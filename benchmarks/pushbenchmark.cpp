@@ -11,7 +11,6 @@
 #include "wire/busframe_p.h"
 
 #include <QCoreApplication>
-#include <QJsonDocument>
 #include <QTime>
 #include <QTimer>
 
@@ -23,16 +22,6 @@ namespace {
 
 const QString OPERATION_SEND_MESSAGE = QStringLiteral("sendMessage");
 constexpr int PATIENCE_MS = 60000;
-
-/// A command's text of exactly \a bytes bytes of JSON.
-QString textOf(int bytes)
-{
-    const QString command = QStringLiteral("update");
-    const QVariantMap envelope = sampledata::envelope(command, sampledata::settings(command, bytes));
-    const QByteArray json = QJsonDocument::fromVariant(envelope).toJson(QJsonDocument::Compact);
-    require(json.size() == bytes, "the text has not the size it is named after");
-    return QString::fromUtf8(json);
-}
 
 /// The frame of one message. The number makes each message different, because repeats are not delivered.
 QByteArray pushFrame(const QString& text, int number)
@@ -71,7 +60,7 @@ void serveUntil(const Condition& holds)
 void runPush(benchmark::State& state, const Size& size)
 {
     const auto messages = static_cast<int>(state.max_iterations);
-    const QString text = textOf(size.bytes);
+    const QString text = sampledata::commandText(size.bytes);
     QByteArray frames;
     for (int number = 0; number < messages; ++number) {
         frames += pushFrame(text, number);

@@ -1,6 +1,7 @@
 #include "sampledata.h"
 
 #include "records/clientsettings.h"
+#include "require.h"
 
 #include <QJsonDocument>
 #include <QTime>
@@ -126,6 +127,15 @@ QVariantMap image(const QString& operation, int jsonSize)
                                       {QStringLiteral("key"), QStringLiteral("background")},
                                       {QStringLiteral("value"), QString::fromLatin1(bytes.toBase64())}}});
     return filledUp(settings, operation, jsonSize);
+}
+
+QString commandText(int jsonSize)
+{
+    const QString command = QStringLiteral("update");
+    const QVariantMap whole = envelope(command, settings(command, jsonSize));
+    const QByteArray json = QJsonDocument::fromVariant(whole).toJson(QJsonDocument::Compact);
+    require(json.size() == jsonSize, "the text has not the size it is named after");
+    return QString::fromUtf8(json);
 }
 
 QVariantMap envelope(const QString& operation, const QVariantMap& data)

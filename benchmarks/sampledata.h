@@ -14,6 +14,9 @@ QVariantMap settings(const QString& operation, int jsonSize);
 /// as long as the JSON text.
 QVariantMap image(const QString& operation, int jsonSize);
 
+/// The text of a message: a command of exactly \a jsonSize bytes of compact JSON.
+QString commandText(int jsonSize);
+
 /// The envelope of a request.
 QVariantMap envelope(const QString& operation, const QVariantMap& data);
 

@@ -1,0 +1,45 @@
+#ifndef FRAMEPEER_H
+#define FRAMEPEER_H
+
+#include "helperprocess.h"
+#include "peer.h"
+
+#include <QCoreApplication>
+
+/// What all clients of the server of frames do alike, the library's own among them.
+class FramePeer : public Peer
+{
+public:
+    /// The system chooses the ports if they are 0.
+    FramePeer(quint16 queryPort, quint16 receiverPort);
+
+    void prepare(Operation operation, int bytes, int count) override;
+    void trigger() override;
+
+protected:
+    Operation operation() const { return m_operation; }
+
+    int bytes() const { return m_bytes; }
+
+    quint16 queryPort() const { return m_queryPort; }
+
+    quint16 receiverPort() const { return m_receiverPort; }
+
+    /// Serves the event loop, as a service does, until \a holds returns true.
+    template <typename Condition>
+    static void serveUntil(const Condition& holds)
+    {
+        while (!holds()) {
+            QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
+        }
+    }
+
+private:
+    HelperProcess m_server;
+    quint16 m_queryPort = 0;
+    quint16 m_receiverPort = 0;
+    Operation m_operation = Operation::Up;
+    int m_bytes = 0;
+};
+
+#endif // FRAMEPEER_H

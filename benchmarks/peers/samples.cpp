@@ -1,0 +1,55 @@
+#include "samples.h"
+
+#include "sampledata.h"
+#include "wire/busframe_p.h"
+#include "wire/busterms_p.h"
+
+namespace samples {
+
+namespace {
+
+namespace busframe = tarvex::busframe;
+namespace busterms = tarvex::busterms;
+
+} // namespace
+
+MessageFields message(int bytes)
+{
+    static int number = 0;
+    return {QStringLiteral("cash_acceptor"), QString::fromUtf8(CLIENT), sampledata::commandText(bytes),
+            QStringLiteral("%1").arg(++number, 24, 10, QLatin1Char('0')),
+            QDateTime(QDate(2024, 3, 15), QTime(8, 30, 0, 125))};
+}
+
+tarvex::Message record(const MessageFields& fields)
+{
+    tarvex::Message message;
+    message.setSender(fields.sender);
+    message.setReciever(fields.reciever);
+    message.setDt(fields.date);
+    message.setMessage(fields.text);
+    message.setUid(fields.uid);
+    return message;
+}
+
+QVariantMap settings(int bytes)
+{
+    return sampledata::settings(busterms::OPERATION_LOAD_SETTINGS, bytes);
+}
+
+QByteArray resultReply()
+{
+    return busframe::encodeReply(busterms::OPERATION_SEND_MESSAGE, 0, QString(), {});
+}
+
+QByteArray settingsReply(int bytes)
+{
+    return busframe::encodeReply(busterms::OPERATION_LOAD_SETTINGS, 0, QString(), settings(bytes));
+}
+
+QByteArray push(int bytes)
+{
+    return busframe::encodeRequest(busterms::OPERATION_SEND_MESSAGE, record(message(bytes)).toVariantMap());
+}
+
+} // namespace samples

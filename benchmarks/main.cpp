@@ -3,6 +3,7 @@
 #include "exchangebenchmark.h"
 #include "logbenchmark.h"
 #include "pushbenchmark.h"
+#include "recordbenchmark.h"
 #include "servicebenchmark.h"
 #include "statebenchmark.h"
 
@@ -26,6 +27,7 @@ int main(int argc, char** argv)
     registerLogBenchmarks();
     registerCommandBenchmarks();
     registerStateBenchmarks();
+    registerRecordBenchmarks();
     registerServiceBenchmarks();
     benchmark::RunSpecifiedBenchmarks();
     benchmark::Shutdown();

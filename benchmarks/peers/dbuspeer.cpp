@@ -93,13 +93,12 @@ public:
         }
     }
 
-    void trigger() override
+    void makeReady() override
     {
-        m_message = samples::message(m_operation == Operation::Up ? m_bytes : SHORT_TEXT);
-        if (m_operation == Operation::Push) {
-            m_object.forget();
-            m_server.send("go\n");
+        if (m_operation == Operation::Up) {
+            m_message = samples::message(m_bytes);
         }
+        m_object.forget();
     }
 
     void run() override
@@ -113,6 +112,7 @@ public:
                     "a call fails");
             break;
         case Operation::Push:
+            m_server.send("go\n");
             while (!m_object.isPushed()) {
                 QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
             }

@@ -21,10 +21,3 @@ void FramePeer::prepare(Operation operation, int bytes, int count)
         m_server.command("push", samples::push(bytes));
     }
 }
-
-void FramePeer::trigger()
-{
-    if (m_operation == Operation::Push) {
-        m_server.send("go\n");
-    }
-}

@@ -14,9 +14,11 @@ public:
     FramePeer(quint16 queryPort, quint16 receiverPort);
 
     void prepare(Operation operation, int bytes, int count) override;
-    void trigger() override;
 
 protected:
+    /// Orders the next push.
+    void order() { m_server.send("go\n"); }
+
     Operation operation() const { return m_operation; }
 
     int bytes() const { return m_bytes; }

@@ -131,11 +131,13 @@ private:
         }
     }
 
+    /// Nobody is connected when the pause alone is measured.
     void push()
     {
+        const QByteArray frame = m_control.takePush();
         for (const Connection& connection : m_connections) {
             if (!connection.isQuery) {
-                sendAll(connection.descriptor, m_control.takePush());
+                sendAll(connection.descriptor, frame);
             }
         }
     }

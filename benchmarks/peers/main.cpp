@@ -22,9 +22,11 @@ constexpr char USAGE[] =
     "\n"
     "Measures one of the ways that --list names. Prints \"ready PID\", then takes commands from its standard input:\n"
     "\n"
-    "  measure OPERATION BYTES COUNT   prints for each operation its CPU time and its wall time, in ns, and its page\n"
-    "                                  faults\n"
-    "  run OPERATION BYTES COUNT       the same without figures\n"
+    "  prepare OPERATION BYTES COUNT   makes both sides ready for COUNT operations, after a few that warm them up\n"
+    "  measure COUNT                   carries out some of them; prints for each its CPU time and its wall time, in "
+    "ns,\n"
+    "                                  and its page faults\n"
+    "  run COUNT                       the same without figures and without a look at a clock\n"
     "\n"
     "OPERATION is up, down or push. Each command is answered with \"done\" at the end.\n"
     "\n"
@@ -56,11 +58,13 @@ const std::map<std::string, Operation> OPERATIONS = {
 
 /// Until the sockets' buffers, the heap and the zlib streams have the size that they then keep.
 constexpr int WARMING_UP = 2;
+/// The shortest text for which there is a sample.
+constexpr int MIN_BYTES = 64;
 
 void run(Peer& peer, int count)
 {
     for (int number = 0; number < count; ++number) {
-        peer.trigger();
+        peer.makeReady();
         peer.run();
     }
 }
@@ -68,7 +72,7 @@ void run(Peer& peer, int count)
 void measure(Peer& peer, int count)
 {
     for (int number = 0; number < count; ++number) {
-        peer.trigger();
+        peer.makeReady();
         const Figures before = Figures::now();
         peer.run();
         const Figures after = Figures::now();
@@ -77,21 +81,35 @@ void measure(Peer& peer, int count)
     }
 }
 
+bool prepare(Peer& peer, std::istream& words)
+{
+    std::string operation;
+    int bytes = 0;
+    int count = 0;
+    words >> operation >> bytes >> count;
+    const auto known = OPERATIONS.find(operation);
+    if (words.fail() || known == OPERATIONS.end() || bytes < MIN_BYTES) {
+        return false;
+    }
+    peer.prepare(known->second, bytes, WARMING_UP + count);
+    run(peer, WARMING_UP);
+    return true;
+}
+
 /// Carries one command out. \return false if it is none.
 bool carryOut(Peer& peer, const std::string& line)
 {
     std::istringstream words(line);
     std::string verb;
-    std::string operation;
-    int bytes = 0;
+    words >> verb;
+    if (verb == "prepare") {
+        return prepare(peer, words);
+    }
     int count = 0;
-    words >> verb >> operation >> bytes >> count;
-    const auto known = OPERATIONS.find(operation);
-    if (words.fail() || known == OPERATIONS.end() || count <= 0 || (verb != "measure" && verb != "run")) {
+    words >> count;
+    if (words.fail() || (verb != "measure" && verb != "run")) {
         return false;
     }
-    peer.prepare(known->second, bytes, WARMING_UP + count);
-    run(peer, WARMING_UP);
     if (verb == "run") {
         run(peer, count);
     } else {

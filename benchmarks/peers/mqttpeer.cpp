@@ -172,13 +172,12 @@ public:
         }
     }
 
-    void trigger() override
+    void makeReady() override
     {
-        m_message = jsonOf(samples::message(m_operation == Operation::Up ? m_bytes : SHORT_TEXT));
-        m_client.takeComeSize();
-        if (m_operation == Operation::Push) {
-            m_server.send("go\n");
+        if (m_operation == Operation::Up) {
+            m_message = jsonOf(samples::message(m_bytes));
         }
+        m_client.takeComeSize();
     }
 
     void run() override
@@ -193,6 +192,7 @@ public:
             m_client.serveUntil([this] { return m_client.hasCome() && m_client.isPublished(); });
             break;
         case Operation::Push:
+            m_server.send("go\n");
             m_client.serveUntil([this] { return m_client.hasCome(); });
             require(m_client.takeComeSize() > m_bytes, "what is pushed is too short");
             break;

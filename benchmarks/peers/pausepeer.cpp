@@ -1,21 +1,22 @@
-#include "peer.h"
+#include "framepeer.h"
 
 namespace {
 
-/// Nothing but the pause: what every other way has in it.
-class PausePeer : public Peer
+/// Nothing but what every other way has in it too: the pause, and the order to push.
+class PausePeer : public FramePeer
 {
 public:
-    void prepare(Operation operation, int bytes, int count) override
+    PausePeer() : FramePeer(0, 0) { }
+
+    void makeReady() override { }
+
+    void run() override
     {
-        Q_UNUSED(operation)
-        Q_UNUSED(bytes)
-        Q_UNUSED(count)
+        if (operation() == Operation::Push) {
+            order();
+        }
+        pause();
     }
-
-    void trigger() override { }
-
-    void run() override { pause(); }
 };
 
 } // namespace

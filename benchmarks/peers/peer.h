@@ -26,10 +26,11 @@ public:
     /// Makes both sides ready for \a count operations of one kind. \a bytes is the size of the message's text, or of
     /// the settings' JSON text. Not measured.
     virtual void prepare(Operation operation, int bytes, int count) = 0;
-    /// To be called before each run(). Asks the other side for the push that run() then waits for, and makes the
-    /// message that run() sends. Not measured.
-    virtual void trigger() = 0;
-    /// One operation, with the one pause of the protocol in it or after it. Measured.
+    /// To be called before each run(). Makes what run() sends. Not measured.
+    virtual void makeReady() = 0;
+    /// One operation, with the one pause of the protocol in it or after it. Measured. A push begins with the order to
+    /// push, one write to the other side's standard input: if the clock began after it, the other side would already
+    /// be at work.
     virtual void run() = 0;
 
 protected:

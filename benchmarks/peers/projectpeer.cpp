@@ -24,11 +24,12 @@ public:
         serveUntil([this] { return m_receiver.isOpen(); });
     }
 
-    void trigger() override
+    void makeReady() override
     {
-        m_message = samples::record(samples::message(operation() == Operation::Up ? bytes() : 64));
+        if (operation() == Operation::Up) {
+            m_message = samples::record(samples::message(bytes()));
+        }
         m_isPushed = false;
-        FramePeer::trigger();
     }
 
     void run() override
@@ -42,6 +43,7 @@ public:
             require(m_handler.loadSettings(QString(), settings), "the settings are not loaded");
             break;
         case Operation::Push:
+            order();
             serveUntil([this] { return m_isPushed; });
             break;
         }

@@ -4,6 +4,8 @@
 #include "wire/busframe_p.h"
 #include "wire/busterms_p.h"
 
+#include <map>
+
 namespace samples {
 
 namespace {
@@ -11,12 +13,23 @@ namespace {
 namespace busframe = tarvex::busframe;
 namespace busterms = tarvex::busterms;
 
+/// Each text is made once, so that nothing but the message itself is made between two operations.
+QString textOf(int bytes)
+{
+    static std::map<int, QString> texts;
+    QString& text = texts[bytes];
+    if (text.isEmpty()) {
+        text = sampledata::commandText(bytes);
+    }
+    return text;
+}
+
 } // namespace
 
 MessageFields message(int bytes)
 {
     static int number = 0;
-    return {QStringLiteral("cash_acceptor"), QString::fromUtf8(CLIENT), sampledata::commandText(bytes),
+    return {QStringLiteral("cash_acceptor"), QString::fromUtf8(CLIENT), textOf(bytes),
             QStringLiteral("%1").arg(++number, 24, 10, QLatin1Char('0')),
             QDateTime(QDate(2024, 3, 15), QTime(8, 30, 0, 125))};
 }

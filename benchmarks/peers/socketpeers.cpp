@@ -89,10 +89,11 @@ public:
 
     Codec& codec() { return m_codec; }
 
-    void trigger() override
+    void makeReady() override
     {
-        m_message = samples::message(operation() == Operation::Up ? bytes() : 64);
-        FramePeer::trigger();
+        if (operation() == Operation::Up) {
+            m_message = samples::message(bytes());
+        }
     }
 
     void run() override
@@ -124,6 +125,7 @@ private:
 
     void takePush()
     {
+        order();
         serveUntil([this] { return m_receiver.hasFrame(); });
         pause();
         const MessageFields message = m_codec.readMessage(m_receiver.payload());

@@ -11,6 +11,7 @@
 #include <QString>
 
 #include <benchmark/benchmark.h>
+#include <zlib.h>
 
 int main(int argc, char** argv)
 {
@@ -20,6 +21,7 @@ int main(int argc, char** argv)
         return 2;
     }
     benchmark::AddCustomContext("qt", qVersion());
+    benchmark::AddCustomContext("zlib", zlibVersion());
     benchmark::AddCustomContext("compiler", TARVEX_COMPILER);
     registerCodecBenchmarks();
     registerExchangeBenchmarks();

@@ -13,7 +13,7 @@ WRONG = {
     "run-tests": ([], ["nonsense"], ["tools"]),
     "progress": ([], ["name"], ["name", "log"], ["--usually"]),
     "test": (["release"], ["--preset"]),
-    "bench": (["/nonsense"], [".", "."]),
+    "bench": (["/nonsense"], [".", "."], ["--only", "nonsense"], ["--json", "/nonsense/x"]),
 }
 
 

@@ -1,0 +1,204 @@
+#!/usr/bin/env python3
+"""scripts/bench, with programs beneath it that measure nothing and give figures that are known."""
+import json
+import pathlib
+import subprocess
+import sys
+import tempfile
+import unittest
+
+ROOT = pathlib.Path(__file__).resolve().parents[2]
+sys.dont_write_bytecode = True
+sys.path.insert(0, str(ROOT / "benchmarks"))
+
+from report import peers, syscalls  # noqa: E402
+
+# Answers as tarvex-peers does. The pause takes 10 µs of CPU time and 10 ms. Each way takes a known time more, in µs.
+PEERS = """#!/usr/bin/env python3
+import os, sys, time
+TIMES = {times}
+if sys.argv[1] == "--list":
+    print(*TIMES, sep="\\n")
+    sys.exit()
+if sys.argv[1] == {broken!r}:
+    sys.exit("no luck today")
+print("ready", os.getpid(), flush=True)
+for line in sys.stdin:
+    verb, *words = line.split()
+    for _ in range(int(words[0]) if verb == "measure" else 0):
+        more = TIMES[sys.argv[1]] * 1000
+        print(10000 + more, 10000000 + 2 * more, 3 if sys.argv[1] == "project" else 0)
+    print("done", flush=True)
+"""
+TIMES = {"pause": 0, "plain": 10, "possible": 20, "by_hand": 60, "dbus": 50, "mqtt": 40, "project": 22}
+
+# Answers as tarvex-benchmarks does, with one benchmark of each kind that the test needs.
+BENCHMARKS = """#!/usr/bin/env python3
+import json, os, sys
+filter = next(one for one in sys.argv if one.startswith("--benchmark_filter=")).split("^")[1]
+entries = [
+    {"name": "log/no_output", "cpu_time": 100}, {"name": "log/filter_on/repeat", "cpu_time": 700},
+    {"name": "log/filter_on/new_text", "cpu_time": 11000},
+    {"name": "record/copy/message", "cpu_time": 19}, {"name": "record/copy/state", "cpu_time": 21},
+    {"name": "growth/load/" + os.environ.get("TARVEX_BENCH_LARGE", "0"), "cpu_time": 5}]
+for number, entry in enumerate(entries):
+    entry.update(run_name=entry["name"], run_type="iteration", family_index=number, allocations=60)
+print(json.dumps({"context": {"date": "2024-05-01", "qt": "5.15", "zlib": "1.2", "compiler": "GNU"},
+                  "benchmarks": [one for one in reversed(entries) if one["name"].startswith(filter.rstrip("$"))]}))
+"""
+
+
+class Bench(unittest.TestCase):
+    def setUp(self):
+        folder = tempfile.TemporaryDirectory()
+        self.addCleanup(folder.cleanup)
+        self.build = pathlib.Path(folder.name)
+        (self.build / "bin").mkdir()
+        self.write("tarvex-benchmarks", BENCHMARKS)
+        self.write_peers()
+
+    def write(self, name, text):
+        (self.build / "bin" / name).write_text(text)
+        (self.build / "bin" / name).chmod(0o755)
+
+    def write_peers(self, times=None, broken=""):
+        self.write("tarvex-peers", PEERS.replace("{times}", repr(times or TIMES)).replace("{broken!r}", repr(broken)))
+
+    def run_bench(self, *arguments):
+        return subprocess.run([ROOT / "scripts/bench", "--quick", *arguments, self.build], capture_output=True, text=True,
+                              check=False, timeout=100)
+
+    def measure(self, *arguments):
+        """What it prints, and the figures in the file that it writes."""
+        run = self.run_bench(*arguments)
+        self.assertEqual(run.returncode, 0, run.stderr)
+        return run, json.loads((self.build / "bench-quick.json").read_text())
+
+    def test_figures_are_without_the_pause(self):
+        run, figures = self.measure("--only", "peers")
+        self.assertEqual(run.stderr, "")
+        self.assertIn("| message up 64 B | 10 (10–10) | 20 (20–20) | 60 (60–60) | 50 (50–50) | 40 (40–40) | 22 (22–22) "
+                      "| 1.10 (1.10–1.10) | 0.44 (0.44–0.44) |\n", run.stdout)
+        entry = next(one for one in figures["peers"]["entries"]
+                     if (one["way"], one["operation"], one["bytes"]) == ("project", "down", 64))
+        self.assertEqual(entry["cpu_ns"], {"median": 22000, "q1": 22000, "q3": 22000})
+        self.assertEqual(entry["wall_ns"]["median"], 44000)
+        self.assertEqual(entry["faults"], 3)
+        self.assertAlmostEqual(entry["ratios"]["possible"]["cpu"]["median"], 1.1)
+        self.assertAlmostEqual(entry["ratios"]["dbus"]["wall"]["median"], 0.44)
+
+    def aims(self, figures):
+        return {(one["aim"], one["of"]): one["held"] for one in figures["aims"]}
+
+    def test_aims(self):
+        run, figures = self.measure("--only", "peers", "--only", "log", "--only", "record")
+        aims = self.aims(figures)
+        self.assertIs(aims["CPU time over what is possible", "push 64 B"], True)
+        self.assertIs(aims["wall time over QtDBus", "message up 64 B"], True)
+        self.assertIs(aims["page faults of an operation", "push 200 kB"], False)
+        self.assertIs(aims["a log line that is forwarded", "log/filter_on/new_text"], True)
+        self.assertIs(aims["the copy of a record", "record/copy/state"], False)
+        self.assertIs(aims["encoding over the steps by hand", "encode/ratio/64B"], None)
+        self.assertIn("| a log line that is held back: log/filter_on/repeat - log/no_output | 500 ns | 600 ns | "
+                      "missed by 100 ns |\n", run.stdout)
+        self.assertIn("| a command to its handler: command/handler/0 | 1 µs |  | not measured |\n", run.stdout)
+
+    def test_a_slow_project_misses(self):
+        self.write_peers({**TIMES, "project": 60})
+        aims = self.aims(self.measure("--only", "peers")[1])
+        self.assertIs(aims["CPU time over what is possible", "push 64 B"], False)
+        self.assertIs(aims["CPU time over what is possible", "push 200 kB"], False)
+        self.assertIs(aims["CPU time up and down over QtDBus", "64 B"], False)
+        self.assertIs(aims["wall time over QtDBus", "message up 64 B"], False)
+
+    def test_a_way_that_is_not_built_is_left_out(self):
+        self.write_peers({way: TIMES[way] for way in TIMES if way not in ("dbus", "mqtt")})
+        run, figures = self.measure("--only", "peers")
+        self.assertIn("scripts/bench: the row QtDBus is left out", run.stderr)
+        self.assertIn("scripts/bench: the row MQTT is left out", run.stderr)
+        self.assertIn("| operation | plain | possible | by hand | project | project / possible |\n", run.stdout)
+        self.assertIs(self.aims(figures)["wall time over QtDBus", "push 64 B"], None)
+
+    def test_the_tables_have_the_order_of_the_program(self):
+        run, figures = self.measure("--only", "log")
+        self.assertRegex(run.stdout, r"\| no output \| 100 \|.*\n\| filter on repeat \|.*\n\| filter on new text \|")
+        self.assertEqual(list(figures["benchmarks"]), ["log"])
+        self.assertIsNone(figures["peers"])
+
+    def test_growth_stands_apart(self):
+        _, figures = self.measure("--only", "growth")
+        self.assertEqual([one["name"] for one in figures["growth"]], ["growth/load/0"])
+        self.assertEqual(figures["benchmarks"], {})
+
+    def test_the_machine_is_described(self):
+        machine = self.measure("--only", "log")[1]["machine"]
+        for key in ("cpu", "cores", "kernel", "system", "load", "qt", "zlib", "compiler"):
+            self.assertTrue(machine[key], key)
+
+    def test_the_file_can_be_named(self):
+        file = self.build / "named.json"
+        run = self.run_bench("--only", "log", "--json", str(file))
+        self.assertEqual(run.returncode, 0, run.stderr)
+        self.assertTrue(json.loads(file.read_text())["aims"])
+        self.assertFalse((self.build / "bench-quick.json").exists())
+
+    def assert_fails(self, run, words):
+        self.assertEqual(run.returncode, 1)
+        self.assertRegex(run.stderr, rf"^scripts/bench: {words}")
+        self.assertNotIn("Traceback", run.stderr)
+
+    def test_a_way_that_fails(self):
+        self.write_peers(broken="mqtt")
+        self.assert_fails(self.run_bench("--only", "peers"), r"\S*tarvex-peers mqtt ended with status 1\n    no luck today\n")
+
+    def test_a_program_that_fails(self):
+        self.write("tarvex-benchmarks", "#!/bin/sh\necho out of luck >&2\nexit 3\n")
+        self.assert_fails(self.run_bench(), r"tarvex-benchmarks ended with status 3\n    out of luck\n")
+
+    def test_a_program_that_is_not_built(self):
+        (self.build / "bin/tarvex-peers").unlink()
+        self.assert_fails(self.run_bench("--only", "peers"), r"there is no \S*tarvex-peers; scripts/build release makes it\n")
+
+    def test_wrong_use(self):
+        for arguments, words in ((["--only", "nonsense"], "invalid choice: 'nonsense'"),
+                                 (["--json", "/nonsense/x.json"], "there is no folder for '/nonsense/x.json'"),
+                                 (["--plots", "x", "--only", "log"], "--plots needs the part growth")):
+            with self.subTest(arguments):
+                run = self.run_bench(*arguments)
+                self.assertEqual((run.returncode, run.stdout), (2, ""))
+                self.assertIn(words, run.stderr)
+
+
+# Makes five system calls an operation, and says so as tarvex-peers does.
+FIVE_CALLS = """#!{python}
+import os, sys
+print("ready", os.getpid(), flush=True)
+for line in sys.stdin:
+    verb, *words = line.split()
+    for _ in range(5 * int(words[0]) if verb == "run" else 0):
+        os.getppid()
+    print("done", flush=True)
+"""
+
+
+class SystemCalls(unittest.TestCase):
+    def setUp(self):
+        folder = tempfile.TemporaryDirectory()
+        self.addCleanup(folder.cleanup)
+        program = pathlib.Path(folder.name) / "program"
+        # Started without a second program in between, because strace would stop there.
+        program.write_text(FIVE_CALLS.replace("{python}", sys.executable))
+        program.chmod(0o755)
+        self.command = [str(program), "way"]
+
+    def test_both_count_the_same(self):
+        self.assertEqual(syscalls.by_strace(self.command, "up", 64, 3, 13), 5)
+        # Only root may have the kernel's count, and not in every container.
+        event = syscalls.is_to_be_had()
+        if event is not None:
+            client = peers.Client(self.command)
+            self.addCleanup(client.end)
+            self.assertEqual(syscalls.by_kernel(event, client, "up", 64, 3, 13), 5)
+
+
+unittest.main()

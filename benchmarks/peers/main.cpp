@@ -33,8 +33,9 @@ constexpr char USAGE[] =
     "Exit status: 0 done, 2 wrong use. It ends by a signal when something does not work.\n";
 
 const std::map<std::string, std::unique_ptr<Peer> (*)()> WAYS = {
-    {"pause", makePausePeer},    {"plain", makePlainPeer},     {"possible", makePossiblePeer},
-    {"by_hand", makeByHandPeer}, {"project", makeProjectPeer},
+    {"pause", makePausePeer},       {"plain", makePlainPeer},
+    {"possible", makePossiblePeer}, {"possible_record", makePossibleRecordPeer},
+    {"by_hand", makeByHandPeer},    {"project", makeProjectPeer},
 #ifdef DBUS_DAEMON
     {"dbus", makeDBusPeer},
 #endif

@@ -44,6 +44,7 @@ protected:
 std::unique_ptr<Peer> makePausePeer();
 std::unique_ptr<Peer> makePlainPeer();
 std::unique_ptr<Peer> makePossiblePeer();
+std::unique_ptr<Peer> makePossibleRecordPeer();
 std::unique_ptr<Peer> makeByHandPeer();
 std::unique_ptr<Peer> makeProjectPeer();
 #ifdef DBUS_DAEMON

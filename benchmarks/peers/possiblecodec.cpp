@@ -2,6 +2,7 @@
 
 #include "base64table.h"
 #include "recordjson.h"
+#include "records/clientsettings.h"
 #include "require.h"
 
 #include <QtEndian>
@@ -82,8 +83,7 @@ QByteArray PossibleCodec::acknowledgement(const MessageFields& message)
 
 bool PossibleCodec::readResult(const QByteArray& payload)
 {
-    inflate(payload);
-    recordjson::Reader reader(m_json);
+    recordjson::Reader reader(inflate(payload));
     bool isDone = false;
     reader.object([&](std::string_view key) {
         if (key != "result") {
@@ -133,6 +133,34 @@ void readField(recordjson::Reader& reader, std::string_view key, PossibleCodec::
     }
 }
 
+QVariantMap readMap(recordjson::Reader& reader)
+{
+    PossibleCodec::Entry entry = readEntry(reader);
+    QVariantMap map;
+    // In the order of the keys, so that nothing has to be looked for.
+    map.insert(map.cend(), QStringLiteral("group"), entry.group);
+    map.insert(map.cend(), QStringLiteral("key"), entry.key);
+    map.insert(map.cend(), QStringLiteral("value"), entry.value);
+    return map;
+}
+
+void readField(recordjson::Reader& reader, std::string_view key, tarvex::ClientSettings& settings)
+{
+    if (key == "settings") {
+        QVariantList entries;
+        reader.list([&] { entries.append(readMap(reader)); });
+        settings.setSettings(entries);
+    } else if (key == "owner") {
+        settings.setOwner(reader.string());
+    } else if (key == "description") {
+        settings.setDescription(reader.string());
+    } else if (key == "date") {
+        settings.setDt(reader.date());
+    } else {
+        settings.setMailOwner(reader.number() != 0);
+    }
+}
+
 void readField(recordjson::Reader& reader, std::string_view key, MessageFields& message)
 {
     if (key == "UID") {
@@ -168,14 +196,17 @@ Record readRecord(const std::string& json)
 
 int PossibleCodec::readSettings(const QByteArray& payload)
 {
-    inflate(payload);
-    return static_cast<int>(readRecord<Settings>(m_json).entries.size());
+    return static_cast<int>(readRecord<Settings>(inflate(payload)).entries.size());
+}
+
+int PossibleRecordCodec::readSettings(const QByteArray& payload)
+{
+    return readRecord<tarvex::ClientSettings>(inflate(payload)).settings().size();
 }
 
 MessageFields PossibleCodec::readMessage(const QByteArray& payload)
 {
-    inflate(payload);
-    return readRecord<MessageFields>(m_json);
+    return readRecord<MessageFields>(inflate(payload));
 }
 
 /// The frame around the JSON text that was written last.
@@ -199,8 +230,7 @@ QByteArray PossibleCodec::frame(const char* header)
     return bytes;
 }
 
-/// Leaves the JSON text in m_json.
-void PossibleCodec::inflate(const QByteArray& payload)
+const std::string& PossibleCodec::inflate(const QByteArray& payload)
 {
     const auto size = static_cast<size_t>(payload.size());
     makeRoom(m_block, size);
@@ -212,4 +242,5 @@ void PossibleCodec::inflate(const QByteArray& payload)
     m_inflater.next_out = output(m_json);
     m_inflater.avail_out = static_cast<uInt>(m_json.size());
     require(::inflate(&m_inflater, Z_FINISH) == Z_STREAM_END, "zlib does not inflate");
+    return m_json;
 }

@@ -45,14 +45,25 @@ public:
     int readSettings(const QByteArray& payload) override;
     MessageFields readMessage(const QByteArray& payload) override;
 
+protected:
+    /// \return the JSON text of a payload. It is valid until the next call.
+    const std::string& inflate(const QByteArray& payload);
+
 private:
     QByteArray frame(const char* header);
-    void inflate(const QByteArray& payload);
 
     z_stream m_deflater{};
     z_stream m_inflater{};
     std::string m_json;
     std::string m_block;
+};
+
+/// The same, but settings become the library's record, whose entries are maps. That is what the frames can cost behind
+/// the library's interface.
+class PossibleRecordCodec : public PossibleCodec
+{
+public:
+    int readSettings(const QByteArray& payload) override;
 };
 
 #endif // POSSIBLECODEC_H

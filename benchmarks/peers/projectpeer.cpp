@@ -24,10 +24,16 @@ public:
         serveUntil([this] { return m_receiver.isOpen(); });
     }
 
+    void prepare(Operation operation, int bytes, int count) override
+    {
+        FramePeer::prepare(operation, bytes, count);
+        m_message = samples::record(samples::message(bytes));
+    }
+
     void makeReady() override
     {
         if (operation() == Operation::Up) {
-            m_message = samples::record(samples::message(bytes()));
+            m_message.setUid(samples::message(bytes()).uid);
         }
         m_isPushed = false;
     }

@@ -179,6 +179,14 @@ void verify(FrameCodec& codec)
             "the codec does not see a refusal");
 }
 
+template <typename Codec>
+std::unique_ptr<Peer> makeVerified()
+{
+    auto peer = std::make_unique<SocketPeer<Codec>>();
+    verify(peer->codec());
+    return peer;
+}
+
 } // namespace
 
 std::unique_ptr<Peer> makePlainPeer()
@@ -188,14 +196,15 @@ std::unique_ptr<Peer> makePlainPeer()
 
 std::unique_ptr<Peer> makePossiblePeer()
 {
-    auto peer = std::make_unique<SocketPeer<PossibleCodec>>();
-    verify(peer->codec());
-    return peer;
+    return makeVerified<PossibleCodec>();
+}
+
+std::unique_ptr<Peer> makePossibleRecordPeer()
+{
+    return makeVerified<PossibleRecordCodec>();
 }
 
 std::unique_ptr<Peer> makeByHandPeer()
 {
-    auto peer = std::make_unique<SocketPeer<ByHandCodec>>();
-    verify(peer->codec());
-    return peer;
+    return makeVerified<ByHandCodec>();
 }

@@ -123,7 +123,8 @@ AIMS = (
     Aim("a log line that is held back", 0.5e3, duration, held_back),
     Aim("the copy of a record", 20, duration, of_google(*(f"record/copy/{name}" for name in RECORDS))),
     Aim("a command to its handler", 1e3, duration, of_google("command/handler/0")),
-    Aim("memory that the echo service has written", 1.1e6, megabytes, of_google("rest/echo", key="written", scale=1024)),
+    Aim("memory that the echo service has written", 1.1e6, megabytes,
+        of_google("rest/echo", key="written", scale=1024)),
     Aim("its first handshake", 4e6, duration, first_handshake),
 )
 

@@ -11,7 +11,8 @@ def line_of(path, beginning):
     """What follows BEGINNING in a file of the system, or nothing."""
     try:
         with open(path, encoding="utf-8") as file:
-            return next((line.split(beginning, 1)[1].strip(' \t:="\n') for line in file if line.startswith(beginning)), "")
+            found = next((line for line in file if line.startswith(beginning)), beginning)
+            return found.split(beginning, 1)[1].strip(' \t:="\n')
     except OSError:
         return ""
 
@@ -19,8 +20,8 @@ def line_of(path, beginning):
 def commit():
     """The commit that is checked out; "-dirty" when files differ from it. Empty without git."""
     try:
-        return subprocess.run(["git", "-C", ROOT, "describe", "--always", "--dirty", "--exclude=*"], capture_output=True,
-                              text=True, check=False).stdout.strip()
+        return subprocess.run(["git", "-C", ROOT, "describe", "--always", "--dirty", "--exclude=*"],
+                              capture_output=True, text=True, check=False).stdout.strip()
     except OSError:
         return ""
 
@@ -32,7 +33,7 @@ def describe(context):
         "cpu": line_of("/proc/cpuinfo", "model name") or platform.machine(), "cores": os.cpu_count(),
         "memory": line_of("/proc/meminfo", "MemTotal"), "kernel": platform.release(),
         "system": line_of("/etc/os-release", "PRETTY_NAME"), "load": os.getloadavg(),
-        **{name: context.get(name, "") for name in ("qt", "zlib", "compiler", "library_build_type")},
+        **{name: context.get(name, "") for name in ("qt", "zlib", "compiler")},
     }
 
 

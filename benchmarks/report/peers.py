@@ -10,14 +10,16 @@ from . import syscalls
 from .programs import ended, isolation, program
 from .text import size_name, spread, table, with_spread
 
-WAYS = ("pause", "plain", "possible", "by_hand", "dbus", "mqtt", "project")
-TITLES = {"pause": "pause", "plain": "plain", "possible": "possible", "by_hand": "by hand", "dbus": "QtDBus",
+WAYS = ("pause", "plain", "possible", "possible_record", "by_hand", "dbus", "mqtt", "project")
+TITLES = {"pause": "pause", "plain": "plain", "possible": "possible",
+          "possible_record": "possible, as our record", "by_hand": "by hand", "dbus": "QtDBus",
           "mqtt": "MQTT", "project": "project"}
 MISSING = {"dbus": "QtDBus or dbus-daemon", "mqtt": "libmosquitto or mosquitto"}
 OPERATIONS = ("up", "down", "push")
 SIZES = (64, 1000, 16000, 200000)
 QUICK_SIZES = (64, 200000)
 NAMES = {"up": "message up", "down": "settings down", "push": "push"}
+COMPARED = ("possible", "possible_record", "dbus")
 FIGURES = ("cpu", "wall", "faults")
 
 
@@ -103,9 +105,10 @@ def ways_of(path):
 
 
 def cases_of(ways, sizes):
-    """What is measured: the way, the operation and the size. The pause has no size."""
+    """What is measured: the way, the operation and the size. The pause has no size. What is possible with the library's
+    record differs for settings alone."""
     for way in ways:
-        for operation in OPERATIONS:
+        for operation in OPERATIONS if way != "possible_record" else ("down",):
             for size in sizes[:1] if way == "pause" else sizes:
                 yield way, operation, size
 
@@ -123,14 +126,14 @@ def take_rounds(clients, cases, rounds, batch):
 
 def count_calls(clients, cases, with_strace, times):
     """By case the system calls of an operation, and how they were counted; nothing where they cannot be."""
-    event = None if with_strace else syscalls.is_to_be_had()
-    if with_strace:
-        counted = {case: syscalls.by_strace(clients.command(case[0]), *case[1:], *times) for case in cases}
-    elif event is not None:
-        counted = {(way, *rest): syscalls.by_kernel(event, clients.get(way, rest[1]), *rest, *times)
-                   for way, *rest in cases}
-    else:
+    make_counter = syscalls.by_strace() if with_strace else syscalls.by_kernel()
+    if make_counter is None:
         return {}, None
+    counted = {}
+    for way, operation, size in cases:
+        client = clients.get(way, size)
+        counted[way, operation, size] = syscalls.in_one_operation(
+            make_counter(client.pid), client, operation, size, *times)
     # The order to push is one call in every way, and belongs to the measurement.
     counted = {case: count - (case[1] == "push") for case, count in counted.items()}
     return counted, "strace" if with_strace else "kernel"
@@ -158,13 +161,17 @@ class Result:
         return statistics.median(one[key] for batch in self.taken["pause", operation, SIZES[0]] for one in batch)
 
     def above_pause(self, case, key):
-        """The median and the quartiles of an operation's CPU or wall time, in ns."""
+        """The median and the quartiles of an operation's CPU or wall time, in ns, or None."""
+        if case not in self.taken:
+            return None
         pause = self.pause(case[1], key) if case[0] != "pause" else 0
         return spread([one[key] - pause for batch in self.taken[case] for one in batch])
 
     def ratio(self, case, other, key):
         """How many times the figure of another way this one is. The rounds are compared one by one, because a machine
         is not equally fast in all of them."""
+        if (other, *case[1:]) not in self.taken:
+            return None
         pauses, ours, others = (medians_of_rounds(self.taken[way, case[1], size], key)
                                 for way, size in (("pause", SIZES[0]), (case[0], case[2]), (other, case[2])))
         ratios = [(our - pause) / (other - pause) for pause, our, other in zip(pauses, ours, others) if other > pause]
@@ -182,7 +189,7 @@ class Result:
             entry.update(cpu_ns=self.above_pause(case, "cpu"), wall_ns=self.above_pause(case, "wall"),
                          faults=self.faults(case), system_calls=self.calls.get(case),
                          ratios={other: {key: self.ratio(case, other, key) for key in ("cpu", "wall")}
-                                 for other in ("possible", "dbus") if (other, *case[1:]) in self.taken},
+                                 for other in COMPARED if (other, *case[1:]) in self.taken},
                          rounds=[[[one[key] for key in FIGURES] for one in batch] for batch in self.taken[case]])
             entries.append(entry)
         return {"system_calls_by": self.counted_by, "entries": entries}
@@ -201,7 +208,7 @@ def measure(build, quick, with_strace):
 def print_tables(result):
     others = [way for way in result.ways() if way != "pause"]
     rows = [case[1:] for case in result.cases() if case[0] == "project"]
-    compared = [other for other in ("possible", "dbus") if other in others]
+    compared = [other for other in COMPARED if other in others]
     for title, key in (("CPU time of the client", "cpu"), ("Wall time", "wall")):
         pauses = [with_spread(result.above_pause(("pause", operation, SIZES[0]), key), "{:.0f}".format, 1e3)
                   for operation in ("up", "push")]
@@ -220,7 +227,7 @@ def print_tables(result):
                  "strace.\n"}[result.counted_by])
     table(["operation", *(TITLES[way] for way in others)],
           [[f"{NAMES[operation]} {size_name(size)}",
-            *(f"{result.faults(case):.2f} / {calls_text(result.calls.get(case))}"
+            *(f"{result.faults(case):.2f} / {calls_text(result.calls.get(case))}" if case in result.taken else "–"
               for case in ((way, operation, size) for way in others))]
            for operation, size in rows], words=1)
 

@@ -6,6 +6,7 @@ import os
 import platform
 import re
 import shutil
+import signal
 import struct
 import subprocess
 import tempfile
@@ -70,10 +71,33 @@ class KernelCounter:
             os.close(file)
 
 
-def by_kernel(event, client, operation, size, few, many):
+class StraceCounter:
+    """The same by strace. It slows the process down, so no times are taken meanwhile."""
+
+    def __init__(self, pid):
+        self.pid = pid
+
+    def count(self, step):
+        with tempfile.NamedTemporaryFile("r") as report:
+            strace = subprocess.Popen(["strace", "-f", "-c", "-o", report.name, "-p", str(self.pid)],
+                                      stderr=subprocess.PIPE, text=True)
+            said = strace.stderr.readline()
+            if "attached" not in said:
+                strace.wait()
+                raise ended("strace", strace.returncode, said)
+            step()
+            time.sleep(SETTLING)
+            strace.send_signal(signal.SIGINT)
+            strace.communicate()
+            return int(re.search(r"^100\.00\s+\S+\s+\d+\s+(\d+)\s.*total$", report.read(), re.M).group(1))
+
+    def close(self):
+        """Nothing is open between two counts."""
+
+
+def in_one_operation(counter, client, operation, size, few, many):
     """System calls in one operation of a client that runs. It carries out FEW operations and then MANY: the difference
     leaves out what is done once."""
-    counter = KernelCounter(event, client.pid)
     try:
         client.ask(f"prepare {operation} {size} {few + many}")
         counts = [counter.count(lambda count=count: client.ask(f"run {count}")) for count in (few, many)]
@@ -82,32 +106,20 @@ def by_kernel(event, client, operation, size, few, many):
     return (counts[1] - counts[0]) / (many - few)
 
 
-def is_to_be_had():
-    """The kernel's event, or None where it cannot be counted."""
-    if platform.machine() not in NUMBERS:
+def by_kernel():
+    """What makes a counter for a process, or None where the kernel's count is not to be had."""
+    event = event_id() if platform.machine() in NUMBERS else None
+    if event is None:
         return None
-    event = event_id()
-    if event is not None:
-        try:
-            KernelCounter(event, os.getpid()).close()
-        except OSError:
-            return None
-    return event
+    try:
+        KernelCounter(event, os.getpid()).close()
+    except OSError:
+        return None
+    return lambda pid: KernelCounter(event, pid)
 
 
-def by_strace(command, operation, size, few, many):
-    """The same of a client that is started for this alone. strace slows it down, so no times are taken."""
+def by_strace():
+    """What makes a counter for a process."""
     if not shutil.which("strace"):
         raise BenchError("--strace needs strace; scripts/setup benchmarks installs it")
-    counts = [strace(command, f"prepare {operation} {size} {few + many}\nrun {count}\n") for count in (few, many)]
-    return (counts[1] - counts[0]) / (many - few)
-
-
-def strace(command, asked):
-    with tempfile.NamedTemporaryFile("r") as report:
-        # Threads are followed, but other programs that it starts are left alone. So the isolation stands in front.
-        run = subprocess.run([*command[:-2], "strace", "-f", "-b", "execve", "-c", "-o", report.name, *command[-2:]],
-                             input=asked, capture_output=True, text=True, check=False)
-        if run.returncode != 0:
-            raise ended("strace", run.returncode, run.stderr)
-        return int(re.search(r"^100\.00\s+\S+\s+\d+\s+(\d+)", report.read(), re.M).group(1))
+    return StraceCounter

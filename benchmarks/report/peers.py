@@ -117,7 +117,8 @@ def take_rounds(clients, cases, rounds, batch):
     """For each case a list of rounds, each a list of operations with their figures."""
     taken = {case: [] for case in cases}
     order = random.Random(1)
-    for _ in range(rounds):
+    for number in range(rounds):
+        tell(f"measuring beside other ways: round {number + 1} of {rounds}")
         order.shuffle(cases)
         for way, operation, size in cases:
             taken[way, operation, size].append(clients.get(way, size).measure(operation, size, batch))
@@ -129,6 +130,7 @@ def count_calls(clients, cases, with_strace, times):
     make_counter = syscalls.by_strace() if with_strace else syscalls.by_kernel()
     if make_counter is None:
         return {}, None
+    tell("counting system calls")
     counted = {}
     for way, operation, size in cases:
         client = clients.get(way, size)
@@ -137,6 +139,12 @@ def count_calls(clients, cases, with_strace, times):
     # The order to push is one call in every way, and belongs to the measurement.
     counted = {case: count - (case[1] == "push") for case, count in counted.items()}
     return counted, "strace" if with_strace else "kernel"
+
+
+def tell(words):
+    """Shows how far it is, to a terminal alone."""
+    if sys.stderr.isatty():
+        print(f"\r\033[K{words}", end="", file=sys.stderr, flush=True)
 
 
 def medians_of_rounds(rounds, key):
@@ -202,6 +210,7 @@ def measure(build, quick, with_strace):
     with Clients(path) as clients:
         taken = take_rounds(clients, list(cases), rounds, batch)
         calls, counted_by = count_calls(clients, cases, with_strace, times)
+    tell("")
     return Result(taken, calls, counted_by)
 
 

@@ -1,6 +1,7 @@
 #include "codecbenchmark.h"
 #include "commandbenchmark.h"
 #include "exchangebenchmark.h"
+#include "growth.h"
 #include "logbenchmark.h"
 #include "pushbenchmark.h"
 #include "recordbenchmark.h"
@@ -31,6 +32,7 @@ int main(int argc, char** argv)
     registerStateBenchmarks();
     registerRecordBenchmarks();
     registerServiceBenchmarks();
+    registerGrowthBenchmarks();
     benchmark::RunSpecifiedBenchmarks();
     benchmark::Shutdown();
     return 0;

@@ -10,7 +10,11 @@
 namespace tarvex::devbus {
 
 Outbox::Outbox(BusConnection* connection, Storage& storage, int resendMs, QObject* parent)
-    : QObject(parent), m_connection(connection), m_storage(storage), m_resendMs(resendMs)
+    : QObject(parent)
+    , m_connection(connection)
+    , m_client(connection->client())
+    , m_storage(storage)
+    , m_resendMs(resendMs)
 {
     m_clock.start();
     m_timer.setSingleShot(true);
@@ -57,11 +61,11 @@ void Outbox::acknowledge(const QVariantMap& envelope)
         }
     }
     // When this fails the message is pushed again, and acknowledged again.
-    if (ids.isEmpty() || isFailure(m_storage.write([&] { return m_storage.removeMessages(ids); }))) {
+    if (ids.isEmpty() || isFailure(m_storage.write([&] { return m_storage.removeMessages(m_client, ids); }))) {
         return;
     }
     settle(ids);
-    Q_EMIT acknowledged(m_connection ? m_connection->client() : QString(), uid);
+    Q_EMIT acknowledged(m_client, uid);
     push();
 }
 
@@ -115,8 +119,7 @@ Outbox::Result Outbox::pushAgain(Pushed& pushed)
 Outbox::Result Outbox::pushNext()
 {
     Storage::StoredMessage stored;
-    const TarvexError error =
-        m_storage.read([&] { return m_storage.nextMessage(m_connection->client(), m_lastId, stored); });
+    const TarvexError error = m_storage.read([&] { return m_storage.nextMessage(m_client, m_lastId, stored); });
     if (isFailure(error)) {
         return Failed;
     }

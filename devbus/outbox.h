@@ -68,6 +68,7 @@ private:
     void scheduleNextPush(bool hasFailed);
 
     QPointer<BusConnection> m_connection;
+    const QString m_client;
     Storage& m_storage;
     const int m_resendMs;
     QElapsedTimer m_clock;

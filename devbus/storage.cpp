@@ -1,6 +1,7 @@
 #include "storage.h"
 
 #include "database.h"
+#include "failure.h"
 
 #include <QJsonDocument>
 #include <QJsonObject>
@@ -8,6 +9,9 @@
 namespace tarvex::devbus {
 
 namespace {
+
+/// Of the names in the memory. Clients may send to any name.
+constexpr int MAX_MESSAGE_COUNTS = 1024;
 
 QByteArray toJson(const QVariantMap& record)
 {
@@ -37,7 +41,11 @@ TarvexError Storage::read(const std::function<bool()>& work)
 
 TarvexError Storage::write(const std::function<bool()>& work)
 {
-    return m_database->write(work);
+    TarvexError error = m_database->write(work);
+    if (isFailure(error)) {
+        m_messageCounts.clear(); // they include what was undone
+    }
+    return error;
 }
 
 QVariantMap Storage::fromJson(const QByteArray& json)
@@ -104,6 +112,10 @@ bool Storage::subscribers(const QString& publisher, int goal, QStringList& clien
 
 bool Storage::addMessage(const QString& client, const Message& message)
 {
+    const auto count = m_messageCounts.find(client);
+    if (count != m_messageCounts.end()) {
+        ++*count;
+    }
     return m_database->run(QStringLiteral("INSERT INTO messages (client, record) VALUES (?, ?)"),
                            {client, toJson(message.toVariantMap())});
 }
@@ -120,22 +132,40 @@ bool Storage::messageById(qint64 id, StoredMessage& message)
     return selectMessage(QStringLiteral("SELECT id, record FROM messages WHERE id = ?"), {id}, message);
 }
 
-bool Storage::removeMessages(const QList<qint64>& ids)
+bool Storage::removeMessages(const QString& client, const QList<qint64>& ids)
 {
+    int removed = 0;
     for (const qint64 id : ids) {
-        if (!m_database->run(QStringLiteral("DELETE FROM messages WHERE id = ?"), {id})) {
+        int affected = 0;
+        if (!m_database->run(QStringLiteral("DELETE FROM messages WHERE id = ?"), {id}, &affected)) {
             return false;
         }
+        removed += affected;
+    }
+    const auto count = m_messageCounts.find(client);
+    if (count != m_messageCounts.end()) {
+        *count -= removed;
     }
     return true;
 }
 
 bool Storage::trimMessages(const QString& client, int keep, int& dropped)
 {
-    // Removes the newest message that is one too many, and all messages before it.
-    return m_database->run(QStringLiteral("DELETE FROM messages WHERE client = ? AND id <= (SELECT id FROM messages "
-                                          "WHERE client = ? ORDER BY id DESC LIMIT 1 OFFSET ?)"),
-                           {client, client, keep}, &dropped);
+    dropped = 0;
+    int count = 0;
+    if (!countMessages(client, count)) {
+        return false;
+    }
+    if (count > keep) {
+        // Not by an offset from the newest message, because SQLite would pass over all messages that stay.
+        if (!m_database->run(QStringLiteral("DELETE FROM messages WHERE id IN (SELECT id FROM messages "
+                                            "WHERE client = ? ORDER BY id LIMIT ?)"),
+                             {client, count - keep}, &dropped)) {
+            return false;
+        }
+        m_messageCounts.insert(client, count - dropped);
+    }
+    return true;
 }
 
 bool Storage::holdings(QMap<QString, Holdings>& holdings)
@@ -230,6 +260,43 @@ bool Storage::selectMessage(const QString& sql, const QVariantList& values, Stor
     }
     message.id = rows.first().value(0).toLongLong();
     message.message = Message::fromVariantMap(record);
+    return true;
+}
+
+bool Storage::countMessages(const QString& client, int& count)
+{
+    if (!forgetCountsOfOthers()) {
+        return false;
+    }
+    const auto known = m_messageCounts.constFind(client);
+    if (known != m_messageCounts.constEnd()) {
+        count = *known;
+        return true;
+    }
+    Database::Rows rows;
+    if (!m_database->select(QStringLiteral("SELECT count(*) FROM messages WHERE client = ?"), {client}, rows)) {
+        return false;
+    }
+    if (m_messageCounts.size() >= MAX_MESSAGE_COUNTS) {
+        m_messageCounts.clear();
+    }
+    count = rows.value(0).value(0).toInt();
+    m_messageCounts.insert(client, count);
+    return true;
+}
+
+/// A developer may remove messages by hand while the bus runs.
+bool Storage::forgetCountsOfOthers()
+{
+    Database::Rows rows;
+    if (!m_database->select(QStringLiteral("PRAGMA data_version"), {}, rows)) {
+        return false;
+    }
+    const qint64 version = rows.value(0).value(0).toLongLong();
+    if (version != m_dataVersion) {
+        m_messageCounts.clear();
+        m_dataVersion = version;
+    }
     return true;
 }
 

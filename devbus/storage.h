@@ -7,6 +7,7 @@
 #include "records/tarvexerror.h"
 
 #include <QByteArray>
+#include <QHash>
 #include <QList>
 #include <QMap>
 #include <QPair>
@@ -81,8 +82,10 @@ public:
     bool nextMessage(const QString& client, qint64 afterId, StoredMessage& message);
     /// The message with this id; id 0 when it is gone.
     bool messageById(qint64 id, StoredMessage& message);
-    bool removeMessages(const QList<qint64>& ids);
-    /// Drops the oldest messages of \a client so that \a keep remain; \a dropped is how many went.
+    /// These are messages of \a client.
+    bool removeMessages(const QString& client, const QList<qint64>& ids);
+    /// Drops the oldest messages of \a client so that \a keep remain; \a dropped is how many went. Takes no longer when
+    /// more messages wait, except the first time for a client and after another program has changed the file.
     bool trimMessages(const QString& client, int keep, int& dropped);
 
     /// How much there is of one client.
@@ -106,8 +109,13 @@ private:
     bool selectNames(const QString& sql, const QVariantList& values, QStringList& names);
     bool loadRecord(const QString& sql, const QString& owner, QByteArray& json);
     bool selectMessage(const QString& sql, const QVariantList& values, StoredMessage& message);
+    bool countMessages(const QString& client, int& count);
+    bool forgetCountsOfOthers();
 
     const std::unique_ptr<Database> m_database;
+    /// How many messages wait, as far as it is known. They are counted once, because that takes longer the more wait.
+    QHash<QString, int> m_messageCounts;
+    qint64 m_dataVersion = 0; ///< SQLite's; it changes when another program changes the file.
 };
 
 } // namespace tarvex::devbus

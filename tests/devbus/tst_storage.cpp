@@ -67,6 +67,37 @@ struct OpenStorage : Storage
         return readCode([&] { return loadState(someState().owner(), state); });
     }
 
+    /// Adds messages with the uids \a first to \a last for the client "b". \return the code
+    int add(int first, int last)
+    {
+        return writeCode([=] {
+            bool isDone = true;
+            for (int uid = first; uid <= last; ++uid) {
+                isDone = isDone && addMessage(u"b"_s, someMessage(QString::number(uid)));
+            }
+            return isDone;
+        });
+    }
+
+    /// Keeps this many messages of that client. \return how many were dropped, or -1
+    int trim(int keep)
+    {
+        int dropped = -1;
+        write([&] { return trimMessages(u"b"_s, keep, dropped); });
+        return dropped;
+    }
+
+    /// The uids of its messages.
+    QStringList uids()
+    {
+        QStringList uids;
+        StoredMessage message;
+        while (readCode([&] { return nextMessage(u"b"_s, message.id, message); }) == 0 && message.id != 0) {
+            uids.append(message.message.uid());
+        }
+        return uids;
+    }
+
     /// Whether that state is in the storage.
     bool hasState()
     {
@@ -96,6 +127,11 @@ private Q_SLOTS:
     void open_impossiblePlace_fails();
     void subscribers_areFoundByGoal();
     void messages_comeInOrder();
+    void trimMessages_dropsOldest_data();
+    void trimMessages_dropsOldest();
+    void trimMessages_afterUndoneWrite_countsWhatIsThere();
+    void trimMessages_afterRemoval_countsWhatIsThere();
+    void trimMessages_removedByOther_countsWhatIsThere();
     void nullStrings_areStored();
     void write_workFails_isUndone();
     void write_lockedByOther_isAccessErrorUntilItEnds();
@@ -347,13 +383,73 @@ void TstStorage::messages_comeInOrder()
         return storage.addMessage(client, someMessage(u"1"_s)) && storage.addMessage(u"another"_s, someMessage(u"x"_s))
             && storage.addMessage(client, someMessage(u"2"_s)) && storage.nextMessage(client, 0, first)
             && storage.nextMessage(client, first.id, second) && storage.nextMessage(client, second.id, none)
-            && storage.removeMessages({first.id}) && storage.messageById(first.id, removed);
+            && storage.removeMessages(client, {first.id}) && storage.messageById(first.id, removed);
     });
     QCOMPARE(code, 0);
     QCOMPARE(first.message.message(), u"text of 1"_s);
     QCOMPARE(second.message.uid(), u"2"_s);
     QCOMPARE(none.id, 0);
     QCOMPARE(removed.id, 0);
+}
+
+void TstStorage::trimMessages_dropsOldest_data()
+{
+    QTest::addColumn<int>("keep");
+    QTest::addColumn<QStringList>("kept");
+    QTest::newRow("all") << 3 << QStringList{u"1"_s, u"2"_s, u"3"_s};
+    QTest::newRow("some") << 2 << QStringList{u"2"_s, u"3"_s};
+    QTest::newRow("none") << 0 << QStringList();
+}
+
+void TstStorage::trimMessages_dropsOldest()
+{
+    QFETCH(int, keep);
+    QFETCH(QStringList, kept);
+    OpenStorage storage;
+    QCOMPARE(storage.writeCode([&] { return storage.addMessage(u"a"_s, someMessage(u"x"_s)); }), 0);
+    QCOMPARE(storage.add(1, 3), 0);
+    QCOMPARE(storage.trim(keep), 3 - keep);
+    QCOMPARE(storage.uids(), kept);
+    Storage::StoredMessage another;
+    QCOMPARE(storage.readCode([&] { return storage.nextMessage(u"a"_s, 0, another); }), 0);
+    QCOMPARE(another.message.uid(), u"x"_s);
+}
+
+void TstStorage::trimMessages_afterUndoneWrite_countsWhatIsThere()
+{
+    OpenStorage storage;
+    QCOMPARE(storage.add(1, 2), 0);
+    QCOMPARE(storage.trim(2), 0); // counts
+    QVERIFY(storage.writeCode([&] { return storage.addMessage(u"b"_s, someMessage(u"3"_s)) && false; }) != 0);
+    QCOMPARE(storage.trim(2), 0);
+    QCOMPARE(storage.uids(), (QStringList{u"1"_s, u"2"_s}));
+}
+
+void TstStorage::trimMessages_afterRemoval_countsWhatIsThere()
+{
+    OpenStorage storage;
+    QCOMPARE(storage.add(1, 3), 0);
+    QCOMPARE(storage.trim(3), 0); // counts
+    Storage::StoredMessage first;
+    QCOMPARE(storage.writeCode([&] {
+        return storage.nextMessage(u"b"_s, 0, first) && storage.removeMessages(u"b"_s, {first.id, first.id});
+    }),
+             0);
+    QCOMPARE(storage.add(4, 5), 0);
+    QCOMPARE(storage.trim(3), 1);
+    QCOMPARE(storage.uids(), (QStringList{u"3"_s, u"4"_s, u"5"_s}));
+}
+
+void TstStorage::trimMessages_removedByOther_countsWhatIsThere()
+{
+    OpenStorage storage(bus());
+    QCOMPARE(storage.add(1, 3), 0);
+    QCOMPARE(storage.trim(3), 0); // counts
+    OtherProgram other(bus());
+    QVERIFY(other.run("DELETE FROM messages"));
+    QCOMPARE(storage.add(4, 4), 0);
+    QCOMPARE(storage.trim(3), 0);
+    QCOMPARE(storage.uids(), QStringList{u"4"_s});
 }
 
 void TstStorage::nullStrings_areStored()

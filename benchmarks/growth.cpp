@@ -1,6 +1,12 @@
 #include "growth.h"
 
-#include <QtGlobal>
+#include "require.h"
+#include "sampledata.h"
+
+#include <QJsonDocument>
+
+#include <map>
+#include <utility>
 
 namespace growth {
 
@@ -21,11 +27,27 @@ std::vector<int> sizes(std::initializer_list<int> sizes, int small)
     return chosen;
 }
 
+QString commandText(int bytes, MakeData makeData)
+{
+    static std::map<std::pair<int, MakeData>, QString> texts;
+    QString& text = texts[{bytes, makeData}];
+    if (text.isEmpty()) {
+        const QString command = QStringLiteral("update");
+        const QVariantMap envelope = sampledata::envelope(command, makeData(command, bytes));
+        const QByteArray json = QJsonDocument::fromVariant(envelope).toJson(QJsonDocument::Compact);
+        require(json.size() == bytes, "a text has not the size it is named after");
+        text = QString::fromUtf8(json);
+    }
+    return text;
+}
+
 } // namespace growth
 
 void registerGrowthBenchmarks()
 {
     growth::registerPayload();
     growth::registerRecords();
+#ifdef DEVBUS
     growth::registerBus();
+#endif
 }

@@ -6,11 +6,11 @@
 #include <QFileInfo>
 #include <QSqlDatabase>
 #include <QSqlError>
-#include <QSqlQuery>
 #include <QSqlRecord>
 #include <QUrl>
 #include <QUuid>
 
+#include <algorithm>
 #include <cstdio>
 #include <filesystem>
 #include <system_error>
@@ -56,6 +56,15 @@ TarvexError::Error errorCode(const QSqlError& error)
 QVariant bindable(const QVariant& value)
 {
     return value.userType() == QMetaType::QString && value.isNull() ? QVariant(QLatin1String("")) : value;
+}
+
+/// Of a value that may stay in memory with its statement, in characters or bytes.
+constexpr int MAX_KEPT_LENGTH = 1 << 16;
+
+bool isLong(const QVariant& value)
+{
+    return (value.userType() == QMetaType::QString && value.toString().size() > MAX_KEPT_LENGTH)
+        || (value.userType() == QMetaType::QByteArray && value.toByteArray().size() > MAX_KEPT_LENGTH);
 }
 
 /// The system itself follows as many.
@@ -154,6 +163,7 @@ void Database::close()
     if (!QSqlDatabase::contains(m_connectionName)) {
         return;
     }
+    m_queries.clear(); // they hold the connection
     QSqlDatabase::database(m_connectionName, false).close();
     QSqlDatabase::removeDatabase(m_connectionName);
 }
@@ -309,34 +319,39 @@ TarvexError Database::transact(const QString& begin, const std::function<bool()>
 
 bool Database::run(const QString& sql, const QVariantList& values, int* affectedRows)
 {
-    QSqlQuery query(QSqlDatabase::database(m_connectionName, false));
-    if (!execute(query, sql, values)) {
+    QSqlQuery* const query = execute(sql, values);
+    if (!query) {
         return false;
     }
     if (affectedRows) {
-        *affectedRows = query.numRowsAffected();
+        *affectedRows = query->numRowsAffected();
     }
+    finish(sql, values);
     return true;
 }
 
 bool Database::select(const QString& sql, const QVariantList& values, Rows& rows)
 {
-    QSqlQuery query(QSqlDatabase::database(m_connectionName, false));
-    query.setForwardOnly(true);
-    if (!execute(query, sql, values)) {
+    QSqlQuery* const query = execute(sql, values);
+    if (!query) {
         return false;
     }
+    const int columns = query->record().count();
     Rows found;
-    while (query.next()) {
+    QVariantList seen = values;
+    while (query->next()) {
         QVariantList row;
-        for (int column = 0; column < query.record().count(); ++column) {
-            row.append(query.value(column));
+        for (int column = 0; column < columns; ++column) {
+            row.append(query->value(column));
         }
         found.append(row);
+        seen += row;
     }
     // next() also returns false when it meets damage.
-    if (query.lastError().isValid()) {
-        return fail(errorCode(query.lastError()), query.lastError().databaseText());
+    const QSqlError error = query->lastError();
+    finish(sql, seen);
+    if (error.isValid()) {
+        return fail(errorCode(error), error.databaseText());
     }
     rows = found;
     return true;
@@ -347,16 +362,48 @@ bool Database::reportDamage(const QString& what)
     return fail(TarvexError::InvalidDataStorage, what);
 }
 
-bool Database::execute(QSqlQuery& query, const QString& sql, const QVariantList& values)
+/// \return the query, which the caller finishes, or nothing when it failed.
+QSqlQuery* Database::execute(const QString& sql, const QVariantList& values)
 {
-    bool isDone = query.prepare(sql);
-    if (isDone) {
-        for (const QVariant& value : values) {
-            query.addBindValue(bindable(value));
-        }
-        isDone = query.exec();
+    QSqlQuery* const query = prepared(sql);
+    if (!query) {
+        return nullptr;
     }
-    return isDone || fail(errorCode(query.lastError()), query.lastError().databaseText());
+    for (int i = 0; i < values.size(); ++i) {
+        query->bindValue(i, bindable(values.at(i)));
+    }
+    if (!query->exec()) {
+        fail(errorCode(query->lastError()), query->lastError().databaseText());
+        finish(sql, values);
+        return nullptr;
+    }
+    return query;
+}
+
+/// Each statement is prepared once, because that takes longer than most of them run.
+QSqlQuery* Database::prepared(const QString& sql)
+{
+    const auto known = m_queries.find(sql);
+    if (known != m_queries.end()) {
+        return &*known;
+    }
+    QSqlQuery query(QSqlDatabase::database(m_connectionName, false));
+    query.setForwardOnly(true);
+    if (!query.prepare(sql)) {
+        fail(errorCode(query.lastError()), query.lastError().databaseText());
+        return nullptr;
+    }
+    return &*m_queries.insert(sql, query);
+}
+
+/// Both Qt and SQLite keep the last values of a statement, so a statement with long ones is not kept.
+void Database::finish(const QString& sql, const QVariantList& values)
+{
+    if (std::any_of(values.cbegin(), values.cend(), isLong)) {
+        m_queries.remove(sql);
+    } else {
+        m_queries[sql].finish();
+    }
 }
 
 bool Database::fail(TarvexError::Error code, const QString& text)

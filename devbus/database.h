@@ -4,14 +4,14 @@
 #include "fileinfo.h"
 #include "records/tarvexerror.h"
 
+#include <QHash>
 #include <QList>
+#include <QSqlQuery>
 #include <QString>
 #include <QVariantList>
 
 #include <functional>
 #include <optional>
-
-class QSqlQuery;
 
 namespace tarvex::devbus {
 
@@ -68,7 +68,9 @@ private:
     bool noteFile();
     bool isFileInPlace();
     TarvexError transact(const QString& begin, const std::function<bool()>& work);
-    bool execute(QSqlQuery& query, const QString& sql, const QVariantList& values);
+    QSqlQuery* execute(const QString& sql, const QVariantList& values);
+    QSqlQuery* prepared(const QString& sql);
+    void finish(const QString& sql, const QVariantList& values);
     bool fail(TarvexError::Error code, const QString& text);
 
     bool isInMemory() const { return m_path.isEmpty(); }
@@ -76,6 +78,7 @@ private:
     QString m_path;
     const QString m_connectionName;
     std::optional<programs::FileIdentity> m_file; ///< Only once it is open; empty for one in memory.
+    QHash<QString, QSqlQuery> m_queries;          ///< By their text, of which there are few.
     TarvexError m_failure; ///< What failed last in the present transaction or in opening, and the reason.
     std::function<void(const QString&)> m_failureHandler;
 };

@@ -1,6 +1,7 @@
 #include "storage.h"
 
 #include "failure.h"
+#include "memoryuse.h"
 #include "otherprogram.h"
 #include "samples.h"
 
@@ -132,6 +133,7 @@ private Q_SLOTS:
     void trimMessages_afterUndoneWrite_countsWhatIsThere();
     void trimMessages_afterRemoval_countsWhatIsThere();
     void trimMessages_removedByOther_countsWhatIsThere();
+    void longValues_areGivenBack();
     void nullStrings_areStored();
     void write_workFails_isUndone();
     void write_lockedByOther_isAccessErrorUntilItEnds();
@@ -450,6 +452,29 @@ void TstStorage::trimMessages_removedByOther_countsWhatIsThere()
     QCOMPARE(storage.add(4, 4), 0);
     QCOMPARE(storage.trim(3), 0);
     QCOMPARE(storage.uids(), QStringList{u"4"_s});
+}
+
+void TstStorage::longValues_areGivenBack()
+{
+    OpenStorage storage(bus());
+    const auto use = [&](const QString& text) {
+        Message message = someMessage(u"1"_s);
+        message.setMessage(text);
+        Storage::StoredMessage found;
+        QByteArray none;
+        QCOMPARE(storage.writeCode([&] {
+            return storage.addMessage(text, message) && storage.nextMessage(text, 0, found)
+                && storage.messageById(found.id, found) && storage.loadSettings(text, none)
+                && storage.removeMessages(text, {found.id});
+        }),
+                 0);
+        QCOMPARE(found.message.message(), text);
+    };
+    use(u"short"_s);
+    const qint64 before = memoryuse::allocated();
+    use(QString(1 << 22, u'x'));
+    const qint64 kept = memoryuse::allocated() - before;
+    QVERIFY2(kept < 1 << 20, qPrintable(QString::number(kept)));
 }
 
 void TstStorage::nullStrings_areStored()

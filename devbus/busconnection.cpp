@@ -1,7 +1,6 @@
 #include "busconnection.h"
 
 #include "trace.h"
-#include "wire/busframe_p.h"
 
 #include <QTcpSocket>
 #include <QTimer>
@@ -23,11 +22,12 @@ QString portName(BusConnection::Port port)
 
 } // namespace
 
-BusConnection::BusConnection(QTcpSocket* socket, Port port, QObject* parent)
+BusConnection::BusConnection(QTcpSocket* socket, Port port, busframe::Codec& codec, QObject* parent)
     : QObject(parent)
     , m_socket(socket)
     , m_spareDescriptor(::fcntl(static_cast<int>(socket->socketDescriptor()), F_DUPFD_CLOEXEC, 0))
     , m_port(port)
+    , m_codec(codec)
 {
     m_socket->setParent(this);
     m_socket->setReadBufferSize(READ_BUFFER_SIZE);
@@ -65,7 +65,7 @@ bool BusConnection::isCongested() const
 
 void BusConnection::sendRequest(const QString& operation, const QVariantMap& data)
 {
-    m_socket->write(busframe::encodeRequest(operation, data));
+    m_socket->write(m_codec.encodeRequest(operation, data));
     if (m_isTracing) {
         const QVariantMap envelope{{busframe::KEY_OPERATION, operation}, {busframe::KEY_DATA, data}};
         Q_EMIT traced(trace::frameLine(trace::Direction::Out, portName(m_port), m_client, false, envelope));
@@ -74,7 +74,7 @@ void BusConnection::sendRequest(const QString& operation, const QVariantMap& dat
 
 void BusConnection::sendReply(const QString& operation, const TarvexError& error, const QVariantMap& data)
 {
-    m_socket->write(busframe::encodeReply(operation, error.error(), error.description(), data));
+    m_socket->write(m_codec.encodeReply(operation, error.error(), error.description(), data));
     if (m_isTracing) {
         const QVariantMap result{{busframe::KEY_CODE, static_cast<int>(error.error())}};
         const QVariantMap envelope{
@@ -199,7 +199,7 @@ bool BusConnection::processFrame()
 
 void BusConnection::processPayload(const Frame& frame)
 {
-    const busframe::Decoded decoded = busframe::decodePayload(frame.payload);
+    const busframe::Decoded decoded = m_codec.decodePayload(frame.payload);
     if (decoded.envelope.isEmpty()) {
         traceNotice(QStringLiteral("%1 bytes of payload that hold no envelope").arg(frame.payload.size()));
         sendReply({}, TarvexError(TarvexError::IncorrectRequestData), {});

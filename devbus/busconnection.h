@@ -2,6 +2,7 @@
 #define BUSCONNECTION_H
 
 #include "records/tarvexerror.h"
+#include "wire/busframe_p.h"
 #include "wire/framestream_p.h"
 
 #include <QDateTime>
@@ -31,8 +32,9 @@ public:
     /// A client that does not take the last answer is cut off after this long, in ms.
     static constexpr int CLOSE_TIMEOUT_MS = 5000;
 
-    /// Becomes the owner of \a socket, which is connected.
-    BusConnection(QTcpSocket* socket, Port port, QObject* parent);
+    /// Becomes the owner of \a socket, which is connected. Uses \a codec for all its frames. All connections share one,
+    /// because the memory that it keeps for the next frame is much for two hundred connections.
+    BusConnection(QTcpSocket* socket, Port port, busframe::Codec& codec, QObject* parent);
     ~BusConnection() override;
 
     Port port() const { return m_port; }
@@ -90,6 +92,7 @@ private:
     QTcpSocket* const m_socket;
     int m_spareDescriptor; ///< Another one for the socket's connection; -1 when it is closed.
     const Port m_port;
+    busframe::Codec& m_codec;
     FrameStream m_stream;
     QString m_client;
     QDateTime m_introducedAt;

@@ -56,6 +56,7 @@ void BusServer::stop()
     for (BusConnection* const connection : connections) {
         closeConnection(connection);
     }
+    m_codec.release();
     m_queryService.reset();
     m_delivery.reset();
     m_storage.reset();
@@ -183,7 +184,7 @@ void BusServer::accept(QTcpServer& server, BusConnection::Port port)
 
 void BusServer::addConnection(QTcpSocket* socket, BusConnection::Port port)
 {
-    auto* const connection = new BusConnection(socket, port, this);
+    auto* const connection = new BusConnection(socket, port, m_codec, this);
     connection->setTracing(m_options.isTracing);
     m_connections.append(connection);
     connect(connection, &BusConnection::requestReceived, this,

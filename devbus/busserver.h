@@ -156,6 +156,7 @@ private:
     const Options m_options;
     FaultSource m_faultSource;
     QElapsedTimer m_sinceStorageWarning;
+    busframe::Codec m_codec; ///< Of all connections, which are dealt with one after another.
     QTcpServer m_queryServer;
     QTcpServer m_receiverServer;
     std::unique_ptr<Storage> m_storage;

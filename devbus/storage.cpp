@@ -2,9 +2,13 @@
 
 #include "database.h"
 #include "failure.h"
+#include "wire/jsonwriter_p.h"
+#include "wire/plainjson_p.h"
 
 #include <QJsonDocument>
 #include <QJsonObject>
+
+#include <limits>
 
 namespace tarvex::devbus {
 
@@ -15,7 +19,9 @@ constexpr int MAX_MESSAGE_COUNTS = 1024;
 
 QByteArray toJson(const QVariantMap& record)
 {
-    return QJsonDocument::fromVariant(record).toJson(QJsonDocument::Compact);
+    QByteArray json;
+    jsonwriter::append(json, record);
+    return json;
 }
 
 } // namespace
@@ -50,6 +56,10 @@ TarvexError Storage::write(const std::function<bool()>& work)
 
 QVariantMap Storage::fromJson(const QByteArray& json)
 {
+    QVariantMap record;
+    if (plainjson::readObject(json, std::numeric_limits<int>::max(), record)) {
+        return record;
+    }
     return QJsonDocument::fromJson(json).object().toVariantMap();
 }
 

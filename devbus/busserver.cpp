@@ -201,6 +201,9 @@ void BusServer::removeConnection(BusConnection* connection)
     m_delivery->leave(connection);
     connection->disconnect(this);
     connection->deleteLater(); // it may be in the middle of a frame
+    if (m_connections.isEmpty()) {
+        m_codec.release();
+    }
     Q_EMIT clientsChanged();
 }
 

@@ -1,6 +1,7 @@
 #include "busserver.h"
 
 #include "desk.h"
+#include "memoryuse.h"
 
 #include <QFile>
 #include <QTest>
@@ -51,6 +52,19 @@ void dropConnections(BusThread& bus, const QString& client)
     bus.call([&](BusServer& server) { server.dropConnections(client); });
 }
 
+/// What the codec keeps between two frames, in bytes.
+constexpr qint64 CODEC_SIZE = 300000;
+
+/// Starts \a server, which lives in this thread. A client introduces itself and leaves. The server has not noticed the
+/// end yet.
+void introduceOneClient(BusServer& server)
+{
+    QVERIFY(!isFailure(server.start()));
+    BusClient client(BusClient::QUERY_PORT);
+    QVERIFY(client.sendRequest(handshake(), named(u"a"_s)));
+    QTRY_COMPARE(server.presences().size(), 1);
+}
+
 } // namespace
 
 class TstBusServer : public QObject
@@ -61,6 +75,8 @@ private Q_SLOTS:
     void start_portInUse_fails();
     void start_badStorage_leavesPortsFree();
     void start_afterStop_worksAgain();
+    void memory_isGivenBack_data();
+    void memory_isGivenBack();
     void listen_isLocalOnly();
     void handshake_named_isAccepted_data();
     void handshake_named_isAccepted();
@@ -129,6 +145,32 @@ void TstBusServer::start_afterStop_worksAgain()
     QVERIFY(!server.isRunning());
     QVERIFY(!isFailure(server.start()));
     QVERIFY(server.isRunning());
+}
+
+void TstBusServer::memory_isGivenBack_data()
+{
+    QTest::addColumn<bool>("isStopped");
+    QTest::newRow("the server stops") << true;
+    QTest::newRow("the last client leaves") << false;
+}
+
+void TstBusServer::memory_isGivenBack()
+{
+    QFETCH(bool, isStopped);
+    {
+        BusServer first{BusServer::Options()}; // Qt keeps some memory of the first use
+        introduceOneClient(first);
+    }
+    BusServer server{BusServer::Options()};
+    QVERIFY(!isFailure(server.start()));
+    const qint64 before = memoryuse::allocated();
+    introduceOneClient(server);
+    if (isStopped) {
+        server.stop();
+    }
+    QTRY_COMPARE(server.connectionCount(), 0);
+    const qint64 kept = memoryuse::allocated() - before;
+    QVERIFY2(kept < CODEC_SIZE / 3, qPrintable(QString::number(kept)));
 }
 
 void TstBusServer::listen_isLocalOnly()

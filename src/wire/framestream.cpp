@@ -22,6 +22,9 @@ bool isPossibleSize(int size)
 
 void FrameStream::append(const QByteArray& bytes)
 {
+    // What was read is dropped here, once, and not frame by frame: each time the rest would have to be moved.
+    m_buffer.remove(0, m_at);
+    m_at = 0;
     m_buffer.append(bytes);
 }
 
@@ -56,8 +59,8 @@ void FrameStream::readHeader()
 {
     QString line;
     if (!takeLine(line)) {
-        if (m_buffer.size() >= MAX_LINE_SIZE) {
-            lose(LostHeader, busframe::lineText(m_buffer.left(MAX_LINE_SIZE)));
+        if (unread() >= MAX_LINE_SIZE) {
+            lose(LostHeader, busframe::lineText(m_buffer.mid(m_at, MAX_LINE_SIZE)));
         }
         return;
     }
@@ -73,8 +76,8 @@ void FrameStream::readSize()
 {
     QString line;
     if (!takeLine(line)) {
-        if (m_buffer.size() >= MAX_LINE_SIZE) {
-            lose(LostSize, busframe::lineText(m_buffer.left(MAX_LINE_SIZE)));
+        if (unread() >= MAX_LINE_SIZE) {
+            lose(LostSize, busframe::lineText(m_buffer.mid(m_at, MAX_LINE_SIZE)));
         }
         return;
     }
@@ -89,9 +92,13 @@ void FrameStream::readSize()
 
 void FrameStream::readPayload()
 {
-    const int count = qMin(m_size - m_frame.payload.size(), m_buffer.size());
-    m_frame.payload.append(m_buffer.constData(), count);
-    m_buffer.remove(0, count);
+    const int count = qMin(m_size - m_frame.payload.size(), unread());
+    m_frame.payload.append(m_buffer.constData() + m_at, count);
+    m_at += count;
+    if (unread() == 0) {
+        m_buffer.clear(); // a large one is not kept
+        m_at = 0;
+    }
     if (m_frame.payload.size() == m_size) {
         m_state = AtHeader;
     }
@@ -99,12 +106,13 @@ void FrameStream::readPayload()
 
 bool FrameStream::takeLine(QString& line)
 {
-    const int end = m_buffer.indexOf('\n');
-    if (end < 0 || end >= MAX_LINE_SIZE) {
+    const QByteArray beginning = m_buffer.mid(m_at, MAX_LINE_SIZE);
+    const int end = beginning.indexOf('\n');
+    if (end < 0) {
         return false;
     }
-    line = busframe::lineText(m_buffer.left(end + 1));
-    m_buffer.remove(0, end + 1);
+    line = busframe::lineText(beginning.left(end + 1));
+    m_at += end + 1;
     m_progress = true;
     return true;
 }
@@ -114,6 +122,7 @@ void FrameStream::lose(State state, const QString& line)
     m_state = state;
     m_lostLine = line;
     m_buffer.clear();
+    m_at = 0;
     m_progress = true;
 }
 

@@ -43,6 +43,8 @@ private:
         LostSize,
     };
 
+    int unread() const { return m_buffer.size() - m_at; }
+
     void readHeader();
     void readSize();
     void readPayload();
@@ -52,6 +54,7 @@ private:
     State m_state = AtHeader;
     bool m_progress = false;
     QByteArray m_buffer;
+    int m_at = 0; ///< What stands before it in the buffer has been read.
     Frame m_frame;
     int m_size = 0;
     QString m_lostLine;

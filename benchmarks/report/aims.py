@@ -27,9 +27,9 @@ class Aim(NamedTuple):
     values: Callable
 
 
-def ratios(other, key, sizes):
+def ratios(other, key, sizes, operations=OPERATIONS):
     def values(measured):
-        for operation in OPERATIONS:
+        for operation in operations:
             for size in sizes:
                 case = ("project", operation, size)
                 yield f"{NAMES[operation]} {size_name(size)}", of_peers(
@@ -45,16 +45,6 @@ def of_peers(measured, other, case, figure):
     """None if one of the two was not measured."""
     known = measured.peers and case in measured.peers.taken and (other, *case[1:]) in measured.peers.taken
     return figure(measured.peers) if known else None
-
-
-def there_and_back(measured):
-    """The CPU time of a message up and settings down together, over that of QtDBus."""
-    for size in SMALL:
-        def share(peers, size=size):
-            ours, theirs = (sum(peers.above_pause((way, operation, size), "cpu")["median"]
-                                for operation in ("up", "down")) for way in ("project", "dbus"))
-            return ours / theirs
-        yield size_name(size), of_peers(measured, "dbus", ("project", "up", size), share)
 
 
 def of_each_operation(figure):
@@ -105,7 +95,7 @@ RECORDS = ("message", "settings", "state", "error", "command")
 AIMS = (
     Aim("CPU time over what is possible", 1.15, times, ratios("possible", "cpu", SMALL)),
     Aim("CPU time over what is possible", 1.3, times, ratios("possible", "cpu", LARGE)),
-    Aim("CPU time up and down over QtDBus", 1, times, there_and_back),
+    Aim("CPU time over QtDBus", 1, times, ratios("dbus", "cpu", SMALL, ("up", "down"))),
     Aim("wall time over QtDBus", 0.5, times, ratios("dbus", "wall", SMALL)),
     Aim("page faults of an operation", NO_FAULT, number, of_each_operation(lambda peers, case: peers.faults(case))),
     Aim("system calls of an operation", MOST_CALLS, number,

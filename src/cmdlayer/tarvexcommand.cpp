@@ -89,8 +89,7 @@ bool TarvexCommand::incomingMessageToCmd(const tarvex::Message& msg, TarvexComma
 
 tarvex::Message TarvexCommand::toOutgoingMessage() const
 {
-    tarvex::Message message;
-    message.setDt(QDateTime::currentDateTime());
+    tarvex::Message message; // It has the current time.
     message.setReciever(m_agent);
     message.setUid(m_uid);
     message.setMessage(tarvex::busterms::commandText(m_name, m_data));

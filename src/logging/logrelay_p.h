@@ -7,7 +7,7 @@
 
 namespace tarvex {
 
-/// Takes the log lines of other threads, in the thread of the bridge's receiver.
+/// Brings log lines to the bridge's receiver, in the receiver's thread.
 ///
 /// The lines are queued for an object of their own, so that a receiver that is being destroyed can still process them.
 /// Events that are queued for the receiver itself cannot be processed then, because they may need a derived class that
@@ -16,10 +16,15 @@ class LogRelay : public QObject
 {
     Q_OBJECT
 public:
-    using QObject::QObject;
+    LogRelay() { connect(this, SIGNAL(queued(Message)), this, SIGNAL(relayed(Message)), Qt::QueuedConnection); }
 
 Q_SIGNALS:
+    /// Connected to the receiver. It is emitted in the receiver's thread only.
     void relayed(Message msg);
+
+    /// Leads to relayed() by the event queue. Other threads emit it. They make sure that the relay is not destroyed
+    /// meanwhile.
+    void queued(Message msg);
 };
 
 } // namespace tarvex

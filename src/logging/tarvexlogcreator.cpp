@@ -9,6 +9,7 @@
 
 #include <QMetaMethod>
 #include <QThread>
+#include <QVarLengthArray>
 
 namespace tarvex {
 
@@ -68,6 +69,16 @@ Message logMessage(const QString& command, const QString& addressee, const QStri
     return cmd.toOutgoingMessage();
 }
 
+Message storedMessage(const QString& prefix, const QString& text)
+{
+    return logMessage(busterms::COMMAND_SAVE_LOG, BUSNAME_LOGGER, prefix, text);
+}
+
+Message shownMessage(const QString& prefix, const QString& text)
+{
+    return logMessage(busterms::COMMAND_SHOW_LOG_MESSAGE, BUSNAME_TERMINAL_GUI, prefix, text);
+}
+
 /// Whether a creator's signal can be connected to \a method. This is checked once, because Qt logs each connection that
 /// cannot be made: it would log for every line, while the bridge's own lock is held.
 bool isConnectable(const QObject* object, const QByteArray& method)
@@ -99,6 +110,13 @@ LogRelay* relayTo(QObject* receiver, const QByteArray& method)
 }
 
 } // namespace
+
+/// How a line reaches the receiver without a creator.
+struct TarvexLogCreator::Way
+{
+    QPointer<LogRelay> relay;   ///< Null if the line needs a creator, or if there is no receiver.
+    bool isInOneThread = false; ///< The receiver's thread is the one that logs.
+};
 
 TarvexLogCreator::TarvexLogCreator(const QString& clientName, QObject* parent)
     : QObject(parent), m_clientName(clientName)
@@ -195,11 +213,17 @@ bool TarvexLogCreator::checkMessage(const QString& text)
     return true;
 }
 
+/// Whether somebody receives the lines. The lock must be held.
+bool TarvexLogCreator::isSetUp()
+{
+    return _sender && !_method.isEmpty() && !_baseClientName.isEmpty();
+}
+
 QPointer<TarvexLogCreator> TarvexLogCreator::createCreator()
 {
     // The lock is held to the end: release() waits for it, so the receiver cannot be destroyed while it is connected.
     const VisibleLocker lock(_mutex);
-    if (!_sender || _method.isEmpty() || _baseClientName.isEmpty()) {
+    if (!isSetUp()) {
         return {};
     }
     auto* const creator = new TarvexLogCreator(_baseClientName, nullptr);
@@ -211,9 +235,57 @@ QPointer<TarvexLogCreator> TarvexLogCreator::createCreator()
     return creator;
 }
 
+TarvexLogCreator::Way TarvexLogCreator::wayWithoutCreator()
+{
+    const VisibleLocker lock(_mutex);
+    if (!isSetUp()) {
+        return {};
+    }
+    const bool isInOneThread = _sender->thread() == QThread::currentThread();
+    // A slot that is called at once may ask for its sender(), which is the creator. Nobody else can see a creator.
+    if (isInOneThread && !_method.startsWith(SIGNAL_CODE)) {
+        return {};
+    }
+    return {_relay, isInOneThread};
+}
+
+/// Does what a creator does. A creator would take as long to make, connect and delete as the rest of the line.
+void TarvexLogCreator::relay(const Way& way, const QString& prefix, const QString& text, bool isShown)
+{
+    QVarLengthArray<Message, 2> messages;
+    if (isShown) {
+        messages.append(shownMessage(prefix, text));
+    }
+    messages.append(storedMessage(prefix, text));
+    if (way.isInOneThread) {
+        for (const Message& message : qAsConst(messages)) {
+            // Whoever gets the first message may destroy the receiver.
+            if (way.relay) {
+                Q_EMIT way.relay->relayed(message);
+            }
+        }
+        return;
+    }
+    // The lock is held, because release() waits for it: the relay cannot be destroyed meanwhile. The signal only puts
+    // the message into the relay's event queue, so no code of others runs under the lock.
+    const VisibleLocker lock(_mutex);
+    if (isSetUp() && way.relay == _relay) {
+        for (const Message& message : qAsConst(messages)) {
+            Q_EMIT _relay->queued(message);
+        }
+    }
+}
+
 void TarvexLogCreator::forward(QtMsgType type, const QString& text, bool isShown)
 {
     if (!checkMessage(text)) {
+        return;
+    }
+    const Way way = wayWithoutCreator();
+    if (way.relay) {
+        if (hasRoom(isShown ? 2 : 1)) {
+            relay(way, levelText(type), text, isShown);
+        }
         return;
     }
     const QPointer<TarvexLogCreator> creator = createCreator();
@@ -244,12 +316,12 @@ void TarvexLogCreator::guiKivLog(QtMsgType type, const QMessageLogContext& conte
 
 void TarvexLogCreator::sendMessage(QString prefix, QString text)
 {
-    Q_EMIT sendMessage(logMessage(busterms::COMMAND_SAVE_LOG, BUSNAME_LOGGER, prefix, text));
+    Q_EMIT sendMessage(storedMessage(prefix, text));
 }
 
 void TarvexLogCreator::sendGuiMessage(QString prefix, QString text)
 {
-    Q_EMIT sendMessage(logMessage(busterms::COMMAND_SHOW_LOG_MESSAGE, BUSNAME_TERMINAL_GUI, prefix, text));
+    Q_EMIT sendMessage(shownMessage(prefix, text));
 }
 
 } // namespace tarvex

@@ -24,8 +24,10 @@ class LogRelay;
 /// The bridge from the process's log to the bus. It makes log lines into messages to the device's log service and to
 /// the terminal's screen.
 ///
-/// TarvexController sets it up, so a service need not do that. One object of this class lives for one log line. The
-/// event loop of the thread that logs deletes it. Without an event loop it is deleted when that thread ends.
+/// TarvexController sets it up, so a service need not do that. If a slot of the receiver gets a line in the thread that
+/// logs it, the slot's sender() is an object of this class, which lives for this one line. The event loop of that
+/// thread deletes it. Without an event loop it is deleted when the thread ends. Other lines reach the receiver without
+/// such an object.
 ///
 /// All static operations may be called from any thread. The bridge itself never logs. It holds repeats back: a line
 /// that equals the line before it is sent again only after the repeat interval. The interval grows by the factor 1.3
@@ -83,7 +85,11 @@ private:
     Q_DECL_HIDDEN static QObject* relayOf(const QObject* sender);
     Q_DECL_HIDDEN static void setQueue(const std::weak_ptr<LogQueue>& queue);
     Q_DECL_HIDDEN static bool isLogLine(const Message& message);
+    struct Way;
+    Q_DECL_HIDDEN static bool isSetUp();
     Q_DECL_HIDDEN static bool hasRoom(int messages);
+    Q_DECL_HIDDEN static Way wayWithoutCreator();
+    Q_DECL_HIDDEN static void relay(const Way& way, const QString& prefix, const QString& text, bool isShown);
     Q_DECL_HIDDEN static void forward(QtMsgType type, const QString& text, bool isShown);
 
     // Members that have a destructor are references to objects that are never destroyed, because other threads, and the
@@ -97,7 +103,7 @@ private:
     static QString& _lastMessage;
     static QElapsedTimer _lastMessageTime; ///< Monotonic: midnight and a change of the clock do not matter.
     static const int MAX_REPEAT_INTERVAL;
-    static QPointer<LogRelay>& _relay;      ///< For lines of threads that are not _sender's.
+    static QPointer<LogRelay>& _relay;      ///< Brings the lines to _sender.
     static std::weak_ptr<LogQueue>& _queue; ///< Owned by the worker that sends the lines.
 
     const QString m_clientName;

@@ -5,9 +5,11 @@
 #include "literals.h"
 #include "logcapture.h"
 
+#include <QAbstractEventDispatcher>
 #include <QDateTime>
 #include <QSignalSpy>
 #include <QTest>
+#include <QThread>
 
 #include <atomic>
 #include <chrono>
@@ -62,6 +64,10 @@ private Q_SLOTS:
     void creator_emitsByItself();
     void method_mayBeWhatCanBeConnected();
     void lineFromAnotherThread_crossesToTheReceiversThread();
+    void guiLineFromAnotherThread_isShownAndStored();
+    void lineFromAnotherThread_leavesNothingInIt();
+    void guiLine_ofAReceiverThatGoesWithTheFirstMessage();
+    void guiLine_isStoredThoughTheBridgeGoesDownWithTheFirstMessage();
     void badInit_staysSilent_data();
     void badInit_staysSilent();
     void badInit_replacesAGoodOne();
@@ -207,6 +213,64 @@ void TstTarvexLogCreator::lineFromAnotherThread_crossesToTheReceiversThread()
     QCOMPARE(receiver.messages.size(), 0);
     QTRY_COMPARE(receiver.messages.size(), 1);
     QCOMPARE(textIn(receiver.messages.constFirst()), u"from elsewhere"_s);
+}
+
+void TstTarvexLogCreator::guiLineFromAnotherThread_isShownAndStored()
+{
+    for (const char* const method : {SIGNAL(forwarded(Message)), SLOT(onMessage(Message))}) {
+        Receiver receiver;
+        connect(&receiver, SIGNAL(forwarded(Message)), &receiver, SLOT(onMessage(Message)));
+        receiver.setUp(method);
+        std::thread([] { show(u"paper\nis out"_s, QtCriticalMsg); }).join();
+        QTRY_COMPARE(receiver.messages.size(), 2);
+        QCOMPARE(receiver.messages.at(0).message(),
+                 uR"({"cmd":"showLogMessage","data":{"prefix":"ERROR","text":"paper\tis out"}})"_s);
+        QCOMPARE(receiver.messages.at(0).reciever(), BUSNAME_TERMINAL_GUI);
+        QCOMPARE(receiver.messages.at(1).message(),
+                 uR"({"cmd":"saveLog","data":{"prefix":"ERROR","text":"paper\tis out"}})"_s);
+        QCOMPARE(receiver.messages.at(1).reciever(), BUSNAME_LOGGER);
+    }
+}
+
+// A thread without an event loop would keep to its end what is to be deleted later.
+void TstTarvexLogCreator::lineFromAnotherThread_leavesNothingInIt()
+{
+    Receiver receiver;
+    receiver.setUp();
+    bool hasEvents = true;
+    const std::unique_ptr<QThread> thread(QThread::create([&hasEvents] {
+        QCoreApplication::processEvents(); // what the thread itself began with
+        store(u"line"_s);
+        show(u"line"_s);
+        hasEvents = QAbstractEventDispatcher::instance()->hasPendingEvents();
+    }));
+    thread->start();
+    thread->wait();
+    QVERIFY(!hasEvents);
+    QTRY_COMPARE(receiver.messages.size(), 3);
+}
+
+void TstTarvexLogCreator::guiLine_ofAReceiverThatGoesWithTheFirstMessage()
+{
+    auto receiver = std::make_unique<Receiver>();
+    int messages = 0;
+    connect(receiver.get(), &Receiver::forwarded, this, [&] {
+        ++messages;
+        receiver.reset();
+    });
+    receiver->setUp(SIGNAL(forwarded(Message)));
+    show(u"line"_s);
+    QCOMPARE(messages, 1);
+}
+
+void TstTarvexLogCreator::guiLine_isStoredThoughTheBridgeGoesDownWithTheFirstMessage()
+{
+    Receiver receiver;
+    const QSignalSpy forwarded(&receiver, SIGNAL(forwarded(Message)));
+    connect(&receiver, &Receiver::forwarded, this, [] { TarvexLogCreator::release(); });
+    receiver.setUp(SIGNAL(forwarded(Message)));
+    show(u"line"_s);
+    QCOMPARE(forwarded.count(), 2);
 }
 
 void TstTarvexLogCreator::badInit_staysSilent_data()

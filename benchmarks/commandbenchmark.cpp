@@ -8,6 +8,7 @@
 #include <QVector>
 
 #include <benchmark/benchmark.h>
+#include <string>
 
 namespace {
 
@@ -69,13 +70,19 @@ QVector<TarvexCommand> differentCommands(const QString& name)
     return commands;
 }
 
+/// With leading zeros, so that the last number is the last name too.
+QString numbered(const char* word, int number)
+{
+    return QLatin1String(word) + QStringLiteral("%1").arg(number, 4, 10, QLatin1Char('0'));
+}
+
+/// The commands named \a name pass \a executors executors on their way.
 void run(benchmark::State& state, const QString& name, int executors)
 {
     const SilentConsole silence;
     Worker worker;
     for (int i = 1; i <= executors; ++i) {
-        const QString number = QStringLiteral("%1").arg(i, 2, 10, QLatin1Char('0'));
-        worker.addExecutor(new Executor(number, QLatin1String("command") + number, &worker));
+        worker.addExecutor(new Executor(numbered("executor", i), numbered("command", i), &worker));
     }
     const QVector<TarvexCommand> commands = differentCommands(name);
     int next = 0;
@@ -94,13 +101,29 @@ void run(benchmark::State& state, const QString& name, int executors)
     require(worker.done == state.iterations(), "a command was not carried out");
 }
 
+/// No executor takes the command, and a method of the worker does.
+void runHandler(benchmark::State& state, int executors)
+{
+    run(state, QStringLiteral("print"), executors);
+}
+
+/// The last executor takes the command.
+void runExecutor(benchmark::State& state, int executors)
+{
+    run(state, numbered("command", executors), executors);
+}
+
 } // namespace
 
 void registerCommandBenchmarks()
 {
-    benchmark::RegisterBenchmark("command/handler/0", run, QStringLiteral("print"), 0);
-    benchmark::RegisterBenchmark("command/handler/50", run, QStringLiteral("print"), 50);
-    benchmark::RegisterBenchmark("command/executor/50", run, QStringLiteral("command50"), 50);
+    for (const int executors : {0, 1, 10, 50, 100, 1000}) {
+        const std::string count = std::to_string(executors);
+        benchmark::RegisterBenchmark(("command/handler/" + count).c_str(), runHandler, executors);
+        if (executors > 0) {
+            benchmark::RegisterBenchmark(("command/executor/" + count).c_str(), runExecutor, executors);
+        }
+    }
 }
 
 #include "commandbenchmark.moc"

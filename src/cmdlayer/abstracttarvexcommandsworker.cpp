@@ -115,11 +115,14 @@ void AbstractTarvexCommandsWorker::doExec(TarvexCommand cmd)
     const QString uid = cmd.uid();
     const QVariantMap data = cmd.data();
     logCommand(name, agent, uid);
-    if (isRepeat(cmd)) {
+    const QString key = tarvex::repeatkey::remembered(cmd.cmdKey());
+    // contains() is used, because object() would make the entry the youngest.
+    if (m_repeatCache.contains(key)) {
+        logRepeat(cmd);
         return;
     }
     // The value is an empty command, because only the key is needed, and a hundred commands may have hundreds of MiB.
-    m_repeatCache.insert(tarvex::repeatkey::remembered(cmd.cmdKey()), new TarvexCommand);
+    m_repeatCache.insert(key, new TarvexCommand);
     logCommand(name, agent, uid);
     const QPointer<AbstractTarvexCommandsWorker> self(this);
     if (invokeHandler(name, agent, uid, data).isValid() || !self) {
@@ -187,18 +190,13 @@ void AbstractTarvexCommandsWorker::destroyExecutor(const QPointer<AbstractTarvex
     }
 }
 
-bool AbstractTarvexCommandsWorker::isRepeat(const TarvexCommand& cmd) const
+void AbstractTarvexCommandsWorker::logRepeat(const TarvexCommand& cmd)
 {
-    // contains() is used, because object() would make the entry the youngest.
-    if (!m_repeatCache.contains(tarvex::repeatkey::remembered(cmd.cmdKey()))) {
-        return false;
-    }
     const QString data = QString::fromUtf8(QJsonDocument::fromVariant(cmd.data()).toJson(QJsonDocument::Indented));
     qWarning().noquote() << tr("Cmd repeating: ") << logtab
                          << loglist(QStringList{cmd.agent() + QLatin1Char('\t') + cmd.name() + QLatin1Char('\t')
                                                 + cmd.uid()})
                          << logtab << loglist(QStringList{data});
-    return true;
 }
 
 QVariant AbstractTarvexCommandsWorker::invokeHandler(const QString& name, const QString& agent, const QString& uid,

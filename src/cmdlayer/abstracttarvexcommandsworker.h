@@ -101,7 +101,7 @@ private:
 
     bool offer(const QPointer<AbstractTarvexCommandExecutor>& executor, const TarvexCommand& cmd);
     void destroyExecutor(const QPointer<AbstractTarvexCommandExecutor>& executor);
-    bool isRepeat(const TarvexCommand& cmd) const;
+    static void logRepeat(const TarvexCommand& cmd);
     QVariant invokeHandler(const QString& name, const QString& agent, const QString& uid, const QVariantMap& data);
 
     QMap<QString, QPointer<AbstractTarvexCommandExecutor>> m_executors;

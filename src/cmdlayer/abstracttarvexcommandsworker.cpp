@@ -11,6 +11,7 @@
 #include <QVariant>
 
 #include <algorithm>
+#include <utility>
 
 namespace {
 
@@ -34,13 +35,12 @@ void logCommand(const QString& name, const QString& agent, const QString& uid)
 
 } // namespace
 
-/// One command offered to one executor, from the question to the end of the execution. It lives on the stack, because
-/// it must outlive a worker that the executor destroys.
+/// One command that is offered to the executors, one after the other. It lives on the stack, because it must outlive a
+/// worker that an executor destroys.
 class AbstractTarvexCommandsWorker::Offer
 {
 public:
-    Offer(AbstractTarvexCommandsWorker* worker, const QPointer<AbstractTarvexCommandExecutor>& executor)
-        : m_worker(worker), m_outer(worker->m_offer), m_executor(executor)
+    explicit Offer(AbstractTarvexCommandsWorker* worker) : m_worker(worker), m_outer(worker->m_offer)
     {
         worker->m_offer = this;
     }
@@ -50,22 +50,30 @@ public:
         if (m_worker) {
             m_worker->m_offer = m_outer;
         }
-        if (m_isRemoved) {
-            delete m_executor;
-        }
+        endCall();
     }
 
     Q_DISABLE_COPY_MOVE(Offer)
 
-    bool isTaken(const TarvexCommand& cmd)
+    bool hasWorker() const { return !m_worker.isNull(); }
+
+    /// Offers \a cmd to \a executor, which must stay at its place until this returns. \return whether it was taken.
+    bool isTaken(const QPointer<AbstractTarvexCommandExecutor>& executor, const TarvexCommand& cmd)
     {
-        // canExecute() may have destroyed the executor or the worker. A destroyed executor cannot execute, so the next
-        // one is asked. Without the worker exec() drops the command.
-        if (!m_executor->canExecute(cmd) || !m_executor || !m_worker) {
+        // An executor that was removed during an outer command still exists, but must not be asked any more.
+        const Offer* const underWay = outermost(m_outer, executor);
+        if (!executor || (underWay != nullptr && underWay->m_isRemoved)) {
             return false;
         }
-        m_executor->execute(cmd);
-        return true;
+        m_executor = &executor;
+        // canExecute() may have destroyed the executor or the worker. A destroyed executor cannot execute, so the next
+        // one is asked. Without the worker exec() drops the command.
+        const bool isTaken = executor->canExecute(cmd) && executor && m_worker;
+        if (isTaken) {
+            executor->execute(cmd);
+        }
+        endCall();
+        return isTaken;
     }
 
     /// The outermost call of \a executor that has not returned yet, from \a offer outwards.
@@ -73,22 +81,28 @@ public:
     {
         Offer* found = nullptr;
         for (; offer != nullptr; offer = offer->m_outer) {
-            if (offer->m_executor == executor) {
+            if (offer->m_executor != nullptr && *offer->m_executor == executor) {
                 found = offer;
             }
         }
         return found;
     }
 
-    bool isRemoved() const { return m_isRemoved; }
-
     void setRemoved() { m_isRemoved = true; }
 
 private:
+    void endCall()
+    {
+        const auto* const executor = std::exchange(m_executor, nullptr);
+        if (std::exchange(m_isRemoved, false)) {
+            delete *executor;
+        }
+    }
+
     const QPointer<AbstractTarvexCommandsWorker> m_worker;
     Offer* const m_outer;
-    const QPointer<AbstractTarvexCommandExecutor> m_executor;
-    bool m_isRemoved = false; ///< Destroyed at the end of this call.
+    const QPointer<AbstractTarvexCommandExecutor>* m_executor = nullptr; ///< The one that is being called.
+    bool m_isRemoved = false; ///< \a m_executor is to be destroyed at the end of its call.
 };
 
 AbstractTarvexCommandsWorker::AbstractTarvexCommandsWorker() : m_repeatCache(REPEAT_CACHE_SIZE) { }
@@ -156,29 +170,26 @@ void AbstractTarvexCommandsWorker::removeExecutor(const QString& name)
 
 void AbstractTarvexCommandsWorker::exec(TarvexCommand cmd)
 {
-    const QPointer<AbstractTarvexCommandsWorker> self(this);
-    // A copy, because any call below may change the registry. It shares its data until then, so it costs nothing.
-    const auto executors = m_executors;
-    for (const auto& executor : executors) {
-        if (offer(executor, cmd) || !self) {
-            return;
-        }
+    if (!offer(cmd)) {
+        doExec(std::move(cmd));
     }
-    doExec(cmd);
 }
 
-bool AbstractTarvexCommandsWorker::offer(const QPointer<AbstractTarvexCommandExecutor>& executor,
-                                         const TarvexCommand& cmd)
+/// \return whether an executor took \a cmd, or destroyed the worker.
+bool AbstractTarvexCommandsWorker::offer(const TarvexCommand& cmd)
 {
-    if (!executor) {
+    if (m_executors.isEmpty()) {
         return false;
     }
-    // An executor that was removed during an outer command still exists, but must not be asked any more.
-    const Offer* const underWay = Offer::outermost(m_offer, executor);
-    if (underWay != nullptr && underWay->isRemoved()) {
-        return false;
+    // A copy, because any call below may change the registry. It shares its data until then, so it costs nothing.
+    const auto executors = m_executors;
+    Offer current(this);
+    for (const auto& executor : executors) {
+        if (current.isTaken(executor, cmd) || !current.hasWorker()) {
+            return true;
+        }
     }
-    return Offer(this, executor).isTaken(cmd);
+    return false;
 }
 
 void AbstractTarvexCommandsWorker::destroyExecutor(const QPointer<AbstractTarvexCommandExecutor>& executor)

@@ -99,14 +99,14 @@ public Q_SLOTS:
 private:
     class Offer;
 
-    bool offer(const QPointer<AbstractTarvexCommandExecutor>& executor, const TarvexCommand& cmd);
+    bool offer(const TarvexCommand& cmd);
     void destroyExecutor(const QPointer<AbstractTarvexCommandExecutor>& executor);
     static void logRepeat(const TarvexCommand& cmd);
     QVariant invokeHandler(const QString& name, const QString& agent, const QString& uid, const QVariantMap& data);
 
     QMap<QString, QPointer<AbstractTarvexCommandExecutor>> m_executors;
     QCache<QString, TarvexCommand> m_repeatCache;
-    Offer* m_offer = nullptr; ///< The innermost call of an executor that has not returned yet.
+    Offer* m_offer = nullptr; ///< The innermost command that is being offered to executors.
 };
 
 #endif // ABSTRACTTARVEXCOMMANDSWORKER_H

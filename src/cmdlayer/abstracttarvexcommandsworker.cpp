@@ -8,9 +8,11 @@
 #include <QDebug>
 #include <QJsonDocument>
 #include <QLatin1String>
+#include <QMetaMethod>
 #include <QVariant>
 
 #include <algorithm>
+#include <array>
 #include <utility>
 
 namespace {
@@ -31,6 +33,27 @@ void logCommand(const QString& name, const QString& agent, const QString& uid)
 {
     using wexcor::MAX_SHOWN_LENGTH;
     qWarning().noquote() << name.left(MAX_SHOWN_LENGTH) << agent.left(MAX_SHOWN_LENGTH) << uid.left(MAX_SHOWN_LENGTH);
+}
+
+/// The handler of a command; invalid if there is none. It is the method that QMetaObject::indexOfMethod() finds. That
+/// operation also looks for the types that the signature names, in Qt's list of all types, which takes most of its
+/// time.
+QMetaMethod handlerOf(const QMetaObject& meta, const QByteArray& name, bool hasData)
+{
+    const std::array<int, 3> wanted = {QMetaType::QString, QMetaType::QString, QMetaType::QVariantMap};
+    const int parameters = hasData ? 3 : 2;
+    // The methods of a derived class come last, and hide those of its base.
+    for (int index = meta.methodCount() - 1; index >= 0; --index) {
+        const QMetaMethod method = meta.method(index);
+        if (method.parameterCount() == parameters && method.name() == name) {
+            std::array<int, 3> types{};
+            method.getParameterTypes(types.data());
+            if (std::equal(types.begin(), types.begin() + parameters, wanted.begin())) {
+                return method;
+            }
+        }
+    }
+    return {};
 }
 
 } // namespace
@@ -217,10 +240,19 @@ QVariant AbstractTarvexCommandsWorker::invokeHandler(const QString& name, const 
     if (!isIdentifier(method)) {
         return {};
     }
+    const QGenericArgument agentArgument = Q_ARG(QString, agent);
+    const QGenericArgument uidArgument = Q_ARG(QString, uid);
     const QGenericArgument dataArgument = data.isEmpty() ? QGenericArgument() : Q_ARG(QVariantMap, data);
     QVariant result;
-    // The return value is not needed: without a method the variant stays invalid.
-    QMetaObject::invokeMethod(this, method.constData(), Qt::DirectConnection, Q_RETURN_ARG(QVariant, result),
-                              Q_ARG(QString, agent), Q_ARG(QString, uid), dataArgument);
+    // The return value of the call is not needed: without a method the variant stays invalid.
+    const QMetaMethod handler = handlerOf(*metaObject(), method, !data.isEmpty());
+    if (handler.isValid()) {
+        handler.invoke(this, Qt::DirectConnection, Q_RETURN_ARG(QVariant, result), agentArgument, uidArgument,
+                       dataArgument);
+    } else {
+        // It logs which methods there are.
+        QMetaObject::invokeMethod(this, method.constData(), Qt::DirectConnection, Q_RETURN_ARG(QVariant, result),
+                                  agentArgument, uidArgument, dataArgument);
+    }
     return result;
 }

@@ -54,6 +54,8 @@ public Q_SLOTS:
 
     QVariant shadowed(QString, QString) { return called("shadowed, base"); }
 
+    QVariant overloadedLater(QString, QString) { return called("overloadedLater"); }
+
 protected:
     bool noted(const QString& hook)
     {
@@ -119,6 +121,14 @@ public:
     Q_INVOKABLE bool returnsBool(QString, QString) { return called("returnsBool").toBool(); }
 
     Q_INVOKABLE void shadowed(QString, QString) { called("shadowed"); }
+
+    Q_INVOKABLE QVariant overloaded(QString, QString, QVariantList) { return called("overloaded, list"); }
+
+    Q_INVOKABLE QVariant overloaded(QString, QString, QVariantMap) { return called("overloaded"); }
+
+    Q_INVOKABLE QVariant overloaded(QString, QString, QVariantHash) { return called("overloaded, hash"); }
+
+    Q_INVOKABLE QVariant overloadedLater(QString, QByteArray) { return called("overloadedLater, bytes"); }
 
     /// No slot and not invokable.
     QVariant unlisted(QString, QString) { return called("unlisted"); }

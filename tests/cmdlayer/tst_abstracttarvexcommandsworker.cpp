@@ -164,6 +164,8 @@ void TstAbstractTarvexCommandsWorker::handler_isFound_data()
     QTest::newRow("protected slot") << u"protectedSlot"_s << none;
     QTest::newRow("private slot") << u"privateSlot"_s << none;
     QTest::newRow("of the base class") << u"inherited"_s << none;
+    QTest::newRow("among others of its name") << u"overloaded"_s << someData();
+    QTest::newRow("of the base class, with others of its name") << u"overloadedLater"_s << none;
 }
 
 void TstAbstractTarvexCommandsWorker::handler_isFound()

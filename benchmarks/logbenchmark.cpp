@@ -25,16 +25,34 @@ constexpr int FILTER_OFF_MS = 0;
 constexpr int FILTER_ON_MS = 300000; // no repeat is sent while the benchmark runs
 constexpr int PATIENCE_MS = 20000;
 
+/// Has the controller's place in a service whose lines are logged in the controller's thread.
+class Controller : public QObject
+{
+    Q_OBJECT
+Q_SIGNALS:
+    void sendLogMessage(Message msg);
+};
+
+enum class LoggedIn {
+    AnotherThread,
+    ControllersThread
+};
+
 /// The logging bridge as a service's controller sets it up. The receiver has a thread of its own.
 class Bridge
 {
 public:
-    explicit Bridge(int repeatInterval)
+    Bridge(int repeatInterval, LoggedIn loggedIn)
     {
         m_receiver.moveToThread(&m_thread);
         m_thread.start();
-        TarvexLogCreator::init(QPointer<QObject>(&m_receiver), SLOT(take(Message)), QStringLiteral("ticket_printer"),
-                               repeatInterval);
+        const QString name = QStringLiteral("ticket_printer");
+        if (loggedIn == LoggedIn::ControllersThread) {
+            QObject::connect(&m_controller, SIGNAL(sendLogMessage(Message)), &m_receiver, SLOT(take(Message)));
+            TarvexLogCreator::init(&m_controller, SIGNAL(sendLogMessage(Message)), name, repeatInterval);
+        } else {
+            TarvexLogCreator::init(&m_receiver, SLOT(take(Message)), name, repeatInterval);
+        }
         LoggerManager::setOutputs(QString(), TarvexLogCreator::humanKivLog);
     }
 
@@ -58,6 +76,7 @@ public:
 private:
     QThread m_thread;
     CountingReceiver m_receiver;
+    Controller m_controller;
 };
 
 /// Two lines in turns are new texts for the filter each time. One line alone repeats itself.
@@ -118,10 +137,10 @@ void runMessage(benchmark::State& state)
     }
 }
 
-void runBridge(benchmark::State& state, int repeatInterval, bool takingTurns)
+void runBridge(benchmark::State& state, int repeatInterval, bool takingTurns, LoggedIn loggedIn)
 {
     const SilentConsole silence;
-    const Bridge bridge(repeatInterval);
+    const Bridge bridge(repeatInterval, loggedIn);
     const bool allAreSent = takingTurns || repeatInterval == FILTER_OFF_MS;
     long sent = allAreSent ? 0 : 1; // the first of the repeats is new
     measure(state, takingTurns, [&] {
@@ -136,7 +155,12 @@ void registerLogBenchmarks()
 {
     benchmark::RegisterBenchmark("log/no_output", runWithoutOutput);
     benchmark::RegisterBenchmark("log/message", runMessage);
-    benchmark::RegisterBenchmark("log/filter_off", runBridge, FILTER_OFF_MS, true);
-    benchmark::RegisterBenchmark("log/filter_on/new_text", runBridge, FILTER_ON_MS, true);
-    benchmark::RegisterBenchmark("log/filter_on/repeat", runBridge, FILTER_ON_MS, false);
+    const auto another = LoggedIn::AnotherThread;
+    benchmark::RegisterBenchmark("log/filter_off", runBridge, FILTER_OFF_MS, true, another);
+    benchmark::RegisterBenchmark("log/filter_off/controllers_thread", runBridge, FILTER_OFF_MS, true,
+                                 LoggedIn::ControllersThread);
+    benchmark::RegisterBenchmark("log/filter_on/new_text", runBridge, FILTER_ON_MS, true, another);
+    benchmark::RegisterBenchmark("log/filter_on/repeat", runBridge, FILTER_ON_MS, false, another);
 }
+
+#include "logbenchmark.moc"

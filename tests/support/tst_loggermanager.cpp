@@ -165,6 +165,8 @@ private Q_SLOTS:
     void output_getsLevelContextAndText_data();
     void output_getsLevelContextAndText();
     void emptyCategory_nullAndEmptyTextAreTheSame();
+    void categoryBeyondAscii_isFound_data();
+    void categoryBeyondAscii_isFound();
     void output_isCalledInTheLoggingThread();
     void output_thatLogs_isNotCalledByItsOwnLines();
     void output_thatLogs_reachesNoOtherOutput();
@@ -351,6 +353,34 @@ void TstLoggerManager::emptyCategory_nullAndEmptyTextAreTheSame()
     LoggerManager::removeOutput(QString());
     qWarning("4");
     QCOMPARE(lines.take(), list("console: 4"));
+}
+
+void TstLoggerManager::categoryBeyondAscii_isFound_data()
+{
+    QTest::addColumn<QByteArray>("category");
+    QTest::addColumn<QStringList>("expected");
+    QTest::newRow("UTF-8") << QByteArray("t\xC3\xBCr") << list("console: 1|own: 1");
+    QTest::newRow("UTF-8 of another") << QByteArray("t\xC3\xB6r") << list("console: 1|other: 1");
+    QTest::newRow("Latin-1") << QByteArray("t\xFCr") << list("console: 1|replaced: 1");
+    QTest::newRow("cut in a character") << QByteArray("t\xC3") << list("console: 1|other: 1");
+}
+
+// The names that a line and an output have are compared as Qt reads them.
+void TstLoggerManager::categoryBeyondAscii_isFound()
+{
+    QFETCH(QByteArray, category);
+    const QString name = QString::fromUtf8("t\xC3\xBCr");
+    const QString replaced = u"t"_s + QChar(QChar::ReplacementCharacter) + u"r"_s;
+    LoggerManager::setOutputs(name, output(u"own"_s));
+    LoggerManager::setOutputs(replaced, output(u"replaced"_s));
+    LoggerManager::setOutputs(EVERY_OTHER, output(u"other"_s));
+    QMessageLogger(nullptr, 0, nullptr, category.constData()).warning("1");
+    LoggerManager::removeOutput(name);
+    LoggerManager::removeOutput(replaced);
+    QFETCH(QStringList, expected);
+    QCOMPARE(lines.take(), expected);
+    QMessageLogger(nullptr, 0, nullptr, category.constData()).warning("1");
+    QCOMPARE(lines.take(), list("console: 1|other: 1"));
 }
 
 void TstLoggerManager::output_isCalledInTheLoggingThread()

@@ -6,8 +6,8 @@
 
 #include <algorithm>
 #include <array>
-#include <charconv>
 #include <cmath>
+#include <cstdlib>
 
 namespace tarvex::jsonwriter {
 
@@ -142,9 +142,18 @@ private:
         if (number > MAX_EXACT_INTEGER || number < -MAX_EXACT_INTEGER) {
             return false;
         }
-        char digits[24];
-        const std::to_chars_result end = std::to_chars(digits, digits + sizeof digits, number);
-        m_text.append(digits, static_cast<int>(end.ptr - digits));
+        // Not std::to_chars(), because it brings a symbol that keeps the library from being unloaded.
+        std::array<char, 20> digits{};
+        char* begin = digits.data() + digits.size();
+        qint64 rest = std::abs(number);
+        do {
+            *--begin = static_cast<char>('0' + rest % 10);
+            rest /= 10;
+        } while (rest > 0);
+        if (number < 0) {
+            *--begin = '-';
+        }
+        m_text.append(begin, static_cast<int>(digits.data() + digits.size() - begin));
         return true;
     }
 

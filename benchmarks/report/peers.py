@@ -21,6 +21,8 @@ QUICK_SIZES = (64, 200000)
 NAMES = {"up": "message up", "down": "settings down", "push": "push"}
 COMPARED = ("possible", "possible_record", "dbus")
 FIGURES = ("cpu", "wall", "faults")
+# A short operation takes little more than the pause, so it is repeated more often.
+SHORT, REPEATS = 1000, 3
 
 
 class Client:
@@ -121,7 +123,8 @@ def take_rounds(clients, cases, rounds, batch):
         tell(f"measuring beside other ways: round {number + 1} of {rounds}")
         order.shuffle(cases)
         for way, operation, size in cases:
-            taken[way, operation, size].append(clients.get(way, size).measure(operation, size, batch))
+            count = batch * REPEATS if size <= SHORT else batch
+            taken[way, operation, size].append(clients.get(way, size).measure(operation, size, count))
     return taken
 
 

@@ -62,9 +62,7 @@ QSet<QString> updateEntries(QList<QVariant>& entries, const Groups& groups)
 
 } // namespace
 
-ClientSettings::ClientSettings() : ClientSettings(localclock::now()) { }
-
-ClientSettings::ClientSettings(const QDateTime& dt) : m_dt(dt) { }
+ClientSettings::ClientSettings() : m_dt(localclock::now()) { }
 
 QString ClientSettings::owner() const
 {
@@ -146,7 +144,8 @@ QVariantMap ClientSettings::toVariantMap() const
 ClientSettings ClientSettings::fromVariantMap(const QVariantMap& map)
 {
     // A missing, a null and a malformed date are all no text that can be parsed, and give an invalid date-time.
-    ClientSettings settings(wiredate::fromText(recordfields::text(map, busterms::KEY_DATE)));
+    ClientSettings settings;
+    settings.m_dt = wiredate::fromText(recordfields::text(map, busterms::KEY_DATE));
     settings.m_description = recordfields::text(map, busterms::KEY_DESCRIPTION);
     settings.m_owner = recordfields::text(map, busterms::KEY_OWNER);
     settings.m_settings = map.value(busterms::KEY_SETTINGS).toList();

@@ -85,7 +85,6 @@ public:
     void setFormattedSettings(const QVariantMap& formatted, bool replace);
 
 private:
-    Q_DECL_HIDDEN explicit ClientSettings(const QDateTime& dt);
     void appendEntry(const QString& group, const QString& key, const QVariant& value);
     void rebuild(const QVariantMap& formatted);
     void merge(const QVariantMap& formatted);

@@ -1,7 +1,7 @@
 #include "records/localclock_p.h"
 
+#include <algorithm>
 #include <array>
-#include <cstdlib>
 #include <cstring>
 
 namespace tarvex::localclock {
@@ -72,7 +72,7 @@ QDateTime shownAt(qint64 wallClockMs)
 /// The word of the beginning of this hour of the wall clock, or NO_WORD if the clocks are changed in it or near it.
 ///
 /// The margins are there for times that come twice, because Qt does not always take them for the same one of the two.
-/// Such times come up to two hours apart. In no zone are the clocks changed twice within a day, so both ends tell
+/// Such times come up to three hours apart. In no zone are the clocks changed twice within a day, so both ends tell
 /// enough.
 Word wordOfHour(qint64 hour)
 {
@@ -93,11 +93,36 @@ struct Hour
     Word word = NO_WORD;
 };
 
+/// The value of the variable TZ. It owns no memory.
+class Zone
+{
+public:
+    Zone() = default;
+
+    explicit Zone(const QByteArray& name) : m_isSet(!name.isNull()), m_size(name.size())
+    {
+        std::copy_n(name.constData(), std::min<std::size_t>(static_cast<std::size_t>(m_size), m_name.size()),
+                    m_name.begin());
+    }
+
+    /// A longer value is never equal, because only its beginning is kept.
+    bool operator==(const Zone& other) const
+    {
+        return m_isSet == other.m_isSet && m_size == other.m_size && m_name == other.m_name
+            && static_cast<std::size_t>(m_size) <= m_name.size();
+    }
+
+private:
+    bool m_isSet = false;
+    int m_size = 0;
+    std::array<char, 64> m_name{};
+};
+
 /// What Qt has said in one second of the clock.
 struct Memory
 {
     qint64 second = -1;
-    const char* zone = nullptr; ///< The place of TZ's value. A new value has a new place.
+    Zone zone;
     bool hasWord = false;
     Word word = NO_WORD; ///< Of the second itself, once it has been asked for.
     std::array<Hour, 16> hours;
@@ -108,8 +133,9 @@ thread_local Memory memory;
 
 Memory& memoryAt(qint64 second)
 {
-    const char* const zone = std::getenv("TZ");
-    if (memory.second != second || memory.zone != zone) {
+    // Not std::getenv(), because qputenv() in another thread may free what it reads. Qt takes a lock for both.
+    const Zone zone(qgetenv("TZ"));
+    if (memory.second != second || !(memory.zone == zone)) {
         memory = Memory();
         memory.second = second;
         memory.zone = zone;

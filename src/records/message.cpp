@@ -34,9 +34,7 @@ qint32 randomPart()
 
 } // namespace
 
-Message::Message() : Message(localclock::now()) { }
-
-Message::Message(const QDateTime& dt) : m_dt(dt) { }
+Message::Message() : m_dt(localclock::now()) { }
 
 Message::~Message() = default;
 
@@ -129,7 +127,8 @@ QVariantMap Message::toVariantMap() const
 
 Message Message::fromVariantMap(const QVariantMap& map)
 {
-    Message message(wiredate::fromText(recordfields::text(map, busterms::KEY_DATE)));
+    Message message;
+    message.m_dt = wiredate::fromText(recordfields::text(map, busterms::KEY_DATE));
     message.m_message = recordfields::text(map, busterms::KEY_MESSAGE);
     message.m_reciever = recordfields::text(map, busterms::KEY_RECIEVER);
     message.m_sender = recordfields::text(map, busterms::KEY_SENDER);

@@ -72,8 +72,6 @@ public:
     static Message fromVariantMap(const QVariantMap& map);
 
 private:
-    Q_DECL_HIDDEN explicit Message(const QDateTime& dt);
-
     QString m_sender;
     QString m_reciever;
     QDateTime m_dt;

@@ -9,10 +9,8 @@
 
 #include <QTest>
 
-#include <array>
 #include <atomic>
 #include <cstdlib>
-#include <cstring>
 #include <dlfcn.h>
 #include <thread>
 #include <vector>
@@ -52,21 +50,21 @@ void useEveryRecord()
     QVERIFY(ClientState::fromVariantMap(state.toVariantMap()).dt() == message.dt());
 }
 
-/// A value of TZ that is changed where it stands, so that its place stays the same. The C library notices it as it
-/// notices that the system's zone file was replaced: the next time that it is asked.
-class ZoneInPlace
+/// The zone that the system's zone file is to describe, while TZ is unset. Null for the real file.
+const char* zoneOfFile = nullptr;
+
+/// Calls \a function as if the system's zone file described zoneOfFile.
+template <typename Function>
+auto withZoneOfFile(Function function)
 {
-public:
-    ZoneInPlace() { putenv(m_variable.data()); }
-
-    ~ZoneInPlace() { localzone::set(ZONE); }
-    Q_DISABLE_COPY_MOVE(ZoneInPlace)
-
-    void set(const char* zone) { std::strncpy(&m_variable[3], zone, m_variable.size() - 4); }
-
-private:
-    std::array<char, 30> m_variable{"TZ="};
-};
+    if (zoneOfFile == nullptr) {
+        return function();
+    }
+    setenv("TZ", zoneOfFile, 1);
+    const auto result = function();
+    unsetenv("TZ");
+    return result;
+}
 
 } // namespace
 
@@ -77,14 +75,17 @@ __attribute__((visibility("default"))) void tzset() noexcept
 {
     ++questions;
     static const auto next = reinterpret_cast<void (*)()>(dlsym(RTLD_NEXT, "tzset"));
-    next();
+    withZoneOfFile([] {
+        next();
+        return 0;
+    });
 }
 
 __attribute__((visibility("default"))) time_t mktime(tm* time) noexcept
 {
     ++questions;
     static const auto next = reinterpret_cast<time_t (*)(tm*)>(dlsym(RTLD_NEXT, "mktime"));
-    return next(time);
+    return withZoneOfFile([time] { return next(time); });
 }
 
 } // extern "C"
@@ -99,13 +100,16 @@ private Q_SLOTS:
     void sameSecond_zoneIsNotAskedAbout();
     void nextSecond_zoneIsAskedAboutAgain();
     void newZone_countsAtOnce();
-    void zoneChangedUnseen_countsInTheNextSecond();
+    void zoneFileReplaced_countsInTheNextSecond();
     void wallClockSetBack_zoneIsAskedAboutAgain();
     void severalThreads_haveTheSameResults();
+    void longZone_isRight();
+    void environmentChangedByAnotherThread_isRead();
 };
 
 void TstLocalClock::cleanup()
 {
+    zoneOfFile = nullptr;
     localzone::set(ZONE);
 }
 
@@ -185,18 +189,18 @@ void TstLocalClock::newZone_countsAtOnce()
     }
 }
 
-void TstLocalClock::zoneChangedUnseen_countsInTheNextSecond()
+void TstLocalClock::zoneFileReplaced_countsInTheNextSecond()
 {
     HeldClock clock;
     clock.setWallClock(QDateTime::fromMSecsSinceEpoch(1700000000000));
-    ZoneInPlace zone;
+    qunsetenv("TZ");
     const QString summerInBerlin = u"2023-07-05T02:30:00.000"_s;
     for (int count = 0; count < 3; ++count) {
-        zone.set("Europe/Berlin");
+        zoneOfFile = "Europe/Berlin";
         clock.advance(1000);
         QCOMPARE(Message().dt().time().hour(), 23);
         QVERIFY(Message::fromVariantMap(dated(summerInBerlin)).dt().isDaylightTime());
-        zone.set("Asia/Kolkata");
+        zoneOfFile = "Asia/Kolkata";
         clock.advance(1000);
         QCOMPARE(Message().dt().time().hour(), 3);
         QVERIFY(!Message::fromVariantMap(dated(summerInBerlin)).dt().isDaylightTime());
@@ -236,6 +240,37 @@ void TstLocalClock::severalThreads_haveTheSameResults()
         thread.join();
     }
     QCOMPARE(differences, 0);
+}
+
+// A longer value than is remembered.
+void TstLocalClock::longZone_isRight()
+{
+    HeldClock clock;
+    clock.setWallClock(QDateTime::fromMSecsSinceEpoch(1700000000000));
+    const QByteArray zones = "<" + QByteArray(80, 'A') + ">";
+    for (int hours = 1; hours < 4; ++hours) {
+        qputenv("TZ", zones + QByteArray::number(-hours));
+        QCOMPARE(Message().dt().time(), QTime((22 + hours) % 24, 13, 20));
+    }
+}
+
+// The C library frees the list of variables when it grows, and what another thread reads of it at that moment.
+void TstLocalClock::environmentChangedByAnotherThread_isRead()
+{
+    std::atomic<bool> isDone{false};
+    std::thread reader([&isDone] {
+        while (!isDone) {
+            Message::fromVariantMap(Message().toVariantMap());
+        }
+    });
+    for (int count = 0; count < 3000; ++count) {
+        qputenv(("TST_LOCALCLOCK_" + QByteArray::number(count)).constData(), "1");
+    }
+    isDone = true;
+    reader.join();
+    for (int count = 0; count < 3000; ++count) {
+        qunsetenv(("TST_LOCALCLOCK_" + QByteArray::number(count)).constData());
+    }
 }
 
 QTEST_GUILESS_MAIN(TstLocalClock)

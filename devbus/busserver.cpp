@@ -114,7 +114,16 @@ void BusServer::dropConnections(const QString& client)
             closeConnection(connection);
         }
     }
+    releaseUnusedCodec();
     Q_EMIT clientsChanged();
+}
+
+/// Without a client nothing is kept.
+void BusServer::releaseUnusedCodec()
+{
+    if (m_connections.isEmpty()) {
+        m_codec.release();
+    }
 }
 
 TarvexError BusServer::openPorts()
@@ -201,9 +210,7 @@ void BusServer::removeConnection(BusConnection* connection)
     m_delivery->leave(connection);
     connection->disconnect(this);
     connection->deleteLater(); // it may be in the middle of a frame
-    if (m_connections.isEmpty()) {
-        m_codec.release();
-    }
+    releaseUnusedCodec();
     Q_EMIT clientsChanged();
 }
 

@@ -143,6 +143,7 @@ private:
     void addConnection(QTcpSocket* socket, BusConnection::Port port);
     void removeConnection(BusConnection* connection);
     void closeConnection(BusConnection* connection);
+    void releaseUnusedCodec();
     void onRequest(BusConnection* connection, const QVariantMap& envelope);
     void onReply(BusConnection* connection, const QVariantMap& envelope);
     void handleRequest(BusConnection* connection, const QString& operation, const QVariantMap& data);

@@ -374,7 +374,7 @@ QSqlQuery* Database::execute(const QString& sql, const QVariantList& values)
     }
     if (!query->exec()) {
         fail(errorCode(query->lastError()), query->lastError().databaseText());
-        finish(sql, values);
+        m_queries.remove(sql); // Qt may have lost the statement
         return nullptr;
     }
     return query;

@@ -16,6 +16,8 @@ namespace {
 
 /// Of the names in the memory. Clients may send to any name.
 constexpr int MAX_MESSAGE_COUNTS = 1024;
+/// The count of a longer name is not remembered, in characters.
+constexpr int MAX_REMEMBERED_NAME_LENGTH = 256;
 
 QByteArray toJson(const QVariantMap& record)
 {
@@ -56,9 +58,11 @@ TarvexError Storage::write(const std::function<bool()>& work)
 
 QVariantMap Storage::fromJson(const QByteArray& json)
 {
-    QVariantMap record;
-    if (plainjson::readObject(json, std::numeric_limits<int>::max(), record)) {
-        return record;
+    {
+        QVariantMap record;
+        if (plainjson::readObject(json, std::numeric_limits<int>::max(), record)) {
+            return record;
+        }
     }
     return QJsonDocument::fromJson(json).object().toVariantMap();
 }
@@ -173,7 +177,7 @@ bool Storage::trimMessages(const QString& client, int keep, int& dropped)
                              {client, count - keep}, &dropped)) {
             return false;
         }
-        m_messageCounts.insert(client, count - dropped);
+        rememberCount(client, count - dropped);
     }
     return true;
 }
@@ -287,12 +291,21 @@ bool Storage::countMessages(const QString& client, int& count)
     if (!m_database->select(QStringLiteral("SELECT count(*) FROM messages WHERE client = ?"), {client}, rows)) {
         return false;
     }
+    count = rows.value(0).value(0).toInt();
+    rememberCount(client, count);
+    return true;
+}
+
+/// The names come from the clients, and may be of any number and length.
+void Storage::rememberCount(const QString& client, int count)
+{
+    if (client.size() > MAX_REMEMBERED_NAME_LENGTH) {
+        return;
+    }
     if (m_messageCounts.size() >= MAX_MESSAGE_COUNTS) {
         m_messageCounts.clear();
     }
-    count = rows.value(0).value(0).toInt();
     m_messageCounts.insert(client, count);
-    return true;
 }
 
 /// A developer may remove messages by hand while the bus runs.

@@ -110,6 +110,7 @@ private:
     bool loadRecord(const QString& sql, const QString& owner, QByteArray& json);
     bool selectMessage(const QString& sql, const QVariantList& values, StoredMessage& message);
     bool countMessages(const QString& client, int& count);
+    void rememberCount(const QString& client, int count);
     bool forgetCountsOfOthers();
 
     const std::unique_ptr<Database> m_database;

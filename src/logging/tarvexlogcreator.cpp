@@ -271,7 +271,7 @@ void TarvexLogCreator::relay(const Way& way, const QString& prefix, const QStrin
     // The lock is held, because release() waits for it: the relay cannot be destroyed meanwhile. The signal only puts
     // the message into the relay's event queue, so no code of others runs under the lock.
     const VisibleLocker lock(_mutex);
-    if (isSetUp() && way.relay == _relay) {
+    if (isSetUp() && way.relay && way.relay == _relay) {
         for (const Message& message : qAsConst(messages)) {
             Q_EMIT _relay->queued(message);
         }

@@ -142,7 +142,8 @@ bool TarvexMessagesReciever::hasFrame() const
 }
 
 /// False for a line that so far is only the beginning of a known header. The rest is still under way, and a reader that
-/// takes the beginning for a whole line loses its place for good.
+/// takes the beginning for a whole line loses its place for good. peek() asks for more than there is: so Qt reports
+/// what comes next, also if it had stopped because its buffer was full.
 bool TarvexMessagesReciever::headerIsComplete() const
 {
     if (m_socket->canReadLine() || m_socket->bytesAvailable() >= busframe::LINE_READ_LIMIT - 1) {
@@ -158,7 +159,7 @@ bool TarvexMessagesReciever::headerIsComplete() const
 /// connection: a turn that is posted now would come after that.
 void TarvexMessagesReciever::readFrames()
 {
-    // Writing an acknowledgement waits on the socket, which may call us again for the bytes that come meanwhile. The
+    // Writing an acknowledgement may wait on the socket, which may call us again for the bytes that come meanwhile. The
     // loop that is under way reads them, after the message that it is about to deliver.
     if (m_reading) {
         return;

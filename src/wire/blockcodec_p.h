@@ -15,11 +15,14 @@ namespace tarvex {
 class BlockCodec
 {
 public:
+    /// What stands in front of the zlib stream, in bytes.
+    static constexpr int LENGTH_PREFIX_SIZE = 4;
+
     BlockCodec();
     ~BlockCodec();
     Q_DISABLE_COPY_MOVE(BlockCodec)
 
-    /// Writes the same bytes as qCompress(\a text) to \a block.
+    /// Writes the same bytes as qCompress(\a text) to \a block. The text must not be empty.
     void compress(const QByteArray& text, QByteArray& block);
 
     /// Inflates \a block to \a text, but never beyond \a maxSize bytes. \return false if the block is damaged, or its

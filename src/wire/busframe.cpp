@@ -16,8 +16,6 @@ namespace tarvex::busframe {
 
 namespace {
 
-/// qCompress puts the inflated length in front of the zlib stream, 4 bytes, big-endian.
-constexpr int LENGTH_PREFIX_SIZE = 4;
 /// Deflate compresses by 1032 : 1 at most.
 constexpr int MAX_INFLATE_RATIO = 1032;
 /// A block up to this size cannot inflate beyond the bound.
@@ -64,7 +62,7 @@ void boundBuffer(QByteArray& buffer)
 /// nothing is logged about it.
 void reportDamage(const QByteArray& block)
 {
-    if (block.size() <= LENGTH_PREFIX_SIZE) {
+    if (block.size() <= BlockCodec::LENGTH_PREFIX_SIZE) {
         qUncompress(block);
     } else if (block.size() <= MAX_TRUSTED_BLOCK_SIZE) {
         QByteArray withoutClaim = block;
@@ -94,9 +92,14 @@ Decoded readText(const QByteArray& text)
     // A short text cannot have so many values that they have to be counted.
     const int maxValues =
         text.size() > jsonreader::MAX_UNCOUNTED_SIZE ? jsonreader::MAX_VALUES : std::numeric_limits<int>::max();
-    Decoded decoded;
-    decoded.isValid = plainjson::readObject(text, maxValues, decoded.envelope);
-    return decoded.isValid ? decoded : readUnusual(text);
+    {
+        Decoded decoded;
+        decoded.isValid = plainjson::readObject(text, maxValues, decoded.envelope);
+        if (decoded.isValid) {
+            return decoded;
+        }
+    } // what was read so far is freed first, because it may be large
+    return readUnusual(text);
 }
 
 } // namespace

@@ -173,7 +173,8 @@ private:
     bool writeString(const QString& string)
     {
         m_text.append('"');
-        const ushort* in = string.utf16();
+        // Not utf16(), which may change the string to end it with a NUL.
+        const auto* in = reinterpret_cast<const ushort*>(string.constData());
         const ushort* const end = in + string.size();
         while (in != end) {
             // In pieces, so that the room that is taken beforehand stays small.

@@ -62,6 +62,7 @@ private Q_SLOTS:
     void append_object();
     void append_string_data();
     void append_string();
+    void append_borrowedText_isLeftAlone();
     void append_everyUnit_isAsByQt();
     void append_everyLength_isAsByQt();
     void append_number_data();
@@ -292,6 +293,16 @@ void TstJsonWriter::append_generated_isAsByQt()
         const QVariantMap object = generator.envelope();
         QVERIFY2(written(object) == byQt(object), qPrintable(u"seed %1, envelope %2"_s.arg(SEED).arg(i)));
     }
+}
+
+// Another thread may read the same text at the same time.
+void TstJsonWriter::append_borrowedText_isLeftAlone()
+{
+    const QString whole = u"borrowed and more"_s;
+    const QVariantMap object{{u"a"_s, QString::fromRawData(whole.constData(), 8)}};
+    QCOMPARE(written(object), QByteArray(R"({"a":"borrowed"})"));
+    const auto* const text = static_cast<const QString*>(object.constBegin()->constData());
+    QCOMPARE(text->constData(), whole.constData());
 }
 
 QTEST_GUILESS_MAIN(TstJsonWriter)

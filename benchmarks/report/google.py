@@ -186,8 +186,8 @@ def print_service(measured):
     if starts and rests:
         print("### A whole service\n")
         table(["first handshake on the", "median", "least", "most"], startup_rows(starts))
-        table(["Rss, KiB", "Pss, KiB", "written, KiB", "threads"],
-              [[f"{median(rests, key):.0f}" for key in ("rss", "pss", "written", "threads")]])
+        table(["Rss, KiB", "Pss, KiB", "written, KiB", "threads", "wake-ups between two reports"],
+              [[f"{median(rests, key):.0f}" for key in ("rss", "pss", "written", "threads", "wakeups")]])
 
 
 def print_growth(measured):

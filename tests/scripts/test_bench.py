@@ -42,6 +42,8 @@ entries = [
     {"name": "log/no_output", "cpu_time": 100}, {"name": "log/filter_on/repeat", "cpu_time": 700},
     {"name": "log/filter_on/new_text", "cpu_time": 11000},
     {"name": "record/copy/message", "cpu_time": 19}, {"name": "record/copy/state", "cpu_time": 21},
+    {"name": "startup/echo", "cpu_time": 0, "query": 0.003, "receiver": 0.005},
+    {"name": "rest/echo", "cpu_time": 0, "rss": 9000, "pss": 4000, "written": 900, "threads": 6, "wakeups": 2},
     {"name": "growth/load/" + os.environ.get("TARVEX_BENCH_LARGE", "0"), "cpu_time": 5}]
 for number, entry in enumerate(entries):
     entry.update(run_name=entry["name"], run_type="iteration", family_index=number, allocations=60)
@@ -106,6 +108,22 @@ class Bench(unittest.TestCase):
         self.assertIn("| a log line that is held back: log/filter_on/repeat - log/no_output | 500 ns | 600 ns | "
                       "missed by 100 ns |\n", run.stdout)
         self.assertIn("| a command to its handler: command/handler/0 | 1 µs |  | not measured |\n", run.stdout)
+
+    def test_a_service_at_rest(self):
+        run, figures = self.measure("--only", "service")
+        aims = self.aims(figures)
+        self.assertIs(aims["its wake-ups between two reports", "rest/echo"], False)
+        self.assertIs(aims["memory that the echo service has written", "rest/echo"], True)
+        self.assertIn("| its wake-ups between two reports: rest/echo | 0 | 2 | missed by 2 |\n", run.stdout)
+        self.assertIn("| 9000 | 4000 | 900 | 6 | 2 |\n", run.stdout)
+
+    def test_as_slow_as_qtdbus_is_not_below_it(self):
+        self.write_peers({**TIMES, "dbus": TIMES["project"]})
+        run, figures = self.measure("--only", "peers")
+        self.assertIs(self.aims(figures)["CPU time over QtDBus", "message up 64 B"], False)
+        self.assertIn("| CPU time over QtDBus: message up 64 B | below 1.00 × | 1.00 × | missed by 0.00 × |\n", run.stdout)
+        self.write_peers({**TIMES, "dbus": TIMES["project"] + 1})
+        self.assertIs(self.aims(self.measure("--only", "peers")[1])["CPU time over QtDBus", "message up 64 B"], True)
 
     def test_a_slow_project_misses(self):
         self.write_peers({**TIMES, "project": 60})

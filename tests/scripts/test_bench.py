@@ -1,6 +1,7 @@
 #!/usr/bin/env python3
 """scripts/bench, with programs beneath it that measure nothing and give figures that are known."""
 import json
+import os
 import pathlib
 import shutil
 import subprocess
@@ -68,9 +69,9 @@ class Bench(unittest.TestCase):
     def write_peers(self, times=None, broken=""):
         self.write("tarvex-peers", PEERS.replace("{times}", repr(times or TIMES)).replace("{broken!r}", repr(broken)))
 
-    def run_bench(self, *arguments):
+    def run_bench(self, *arguments, **environment):
         return subprocess.run([ROOT / "scripts/bench", "--quick", *arguments, self.build], capture_output=True,
-                              text=True, check=False, timeout=100)
+                              text=True, check=False, timeout=100, env={**os.environ, **environment})
 
     def measure(self, *arguments):
         """What it prints, and the figures in the file that it writes."""
@@ -194,6 +195,18 @@ class Bench(unittest.TestCase):
         self.write_peers(broken="mqtt")
         self.assert_fails(self.run_bench("--only", "peers"),
                           r"\S*tarvex-peers mqtt ended with status 1\n    no luck today\n")
+
+    def test_the_list_of_ways_fails(self):
+        self.write("tarvex-peers", "#!/bin/sh\necho out of luck >&2\nexit 3\n")
+        self.assert_fails(self.run_bench("--only", "peers"),
+                          r"\S*tarvex-peers --list ended with status 3\n    out of luck\n")
+
+    def test_without_strace_nothing_is_measured(self):
+        folder = self.build / "path"
+        folder.mkdir()
+        (folder / "python3").symlink_to(sys.executable)
+        self.write_peers(broken="plain")
+        self.assert_fails(self.run_bench("--only", "peers", "--strace", PATH=str(folder)), "--strace needs strace")
 
     def test_a_program_that_fails(self):
         self.write("tarvex-benchmarks", "#!/bin/sh\necho out of luck >&2\nexit 3\n")

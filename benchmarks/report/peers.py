@@ -1,6 +1,8 @@
 """The project beside other ways in which two processes talk: the program tarvex-peers."""
 
+import os
 import random
+import signal
 import statistics
 import subprocess
 import sys
@@ -32,9 +34,14 @@ class Client:
     def __init__(self, command):
         self.command = command
         self.errors = tempfile.TemporaryFile("w+")
+        # A session of its own, so that Ctrl-C does not end it before it has cleaned up.
         self.process = subprocess.Popen(command, stdin=subprocess.PIPE, stdout=subprocess.PIPE, stderr=self.errors,
-                                        text=True, bufsize=1)
-        self.pid = int(self.line().split()[1])
+                                        text=True, bufsize=1, start_new_session=True)
+        try:
+            self.pid = int(self.line().split()[1])
+        except BaseException:
+            self.end()
+            raise
 
     def line(self):
         line = self.process.stdout.readline()
@@ -63,7 +70,7 @@ class Client:
         try:
             self.process.communicate(timeout=5)
         except subprocess.TimeoutExpired:
-            self.process.kill()
+            os.killpg(self.process.pid, signal.SIGKILL)
             self.process.wait()
         self.errors.close()
 
@@ -239,7 +246,7 @@ def print_tables(result):
     print("### Page faults and system calls beside other ways\n")
     print({"kernel": "In one operation; system calls as the kernel counts them.\n",
            "strace": "In one operation; system calls as strace counts them.\n",
-           None: "In one operation. The kernel's count of system calls is not to be had here; --strace counts them by "
+           None: "In one operation. The kernel's count of system calls is not available here; --strace counts them by "
                  "strace.\n"}[result.counted_by])
     table(["operation", *(TITLES[way] for way in others)],
           [[f"{NAMES[operation]} {size_name(size)}",
@@ -249,4 +256,4 @@ def print_tables(result):
 
 
 def calls_text(count):
-    return "not to be had" if count is None else f"{count:.1f}"
+    return "not available" if count is None else f"{count:.1f}"

@@ -51,7 +51,7 @@ class KernelCounter:
                 NUMBERS[platform.machine()], attributes, int(thread), -1, -1, CLOSE_ON_EXEC)
             if file < 0:
                 self.close()
-                raise OSError(ctypes.get_errno(), "the kernel's counter is not to be had")
+                raise OSError(ctypes.get_errno(), "the kernel's counter is not available")
             self.files.append(file)
 
     def count(self, step):
@@ -80,15 +80,17 @@ class StraceCounter:
     def count(self, step):
         with tempfile.NamedTemporaryFile("r") as report:
             strace = subprocess.Popen(["strace", "-f", "-c", "-o", report.name, "-p", str(self.pid)],
-                                      stderr=subprocess.PIPE, text=True)
-            said = strace.stderr.readline()
-            if "attached" not in said:
-                strace.wait()
-                raise ended("strace", strace.returncode, said)
-            step()
-            time.sleep(SETTLING)
-            strace.send_signal(signal.SIGINT)
-            strace.communicate()
+                                      stderr=subprocess.PIPE, text=True, start_new_session=True)
+            try:
+                said = strace.stderr.readline()
+                if "attached" not in said:
+                    strace.wait()
+                    raise ended("strace", strace.returncode, said)
+                step()
+                time.sleep(SETTLING)
+            finally:
+                strace.send_signal(signal.SIGINT)
+                strace.communicate()
             return int(re.search(r"^100\.00\s+\S+\s+\d+\s+(\d+)\s.*total$", report.read(), re.M).group(1))
 
     def close(self):
@@ -107,7 +109,7 @@ def in_one_operation(counter, client, operation, size, few, many):
 
 
 def by_kernel():
-    """What makes a counter for a process, or None where the kernel's count is not to be had."""
+    """What makes a counter for a process, or None where the kernel's count is not available."""
     event = event_id() if platform.machine() in NUMBERS else None
     if event is None:
         return None

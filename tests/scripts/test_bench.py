@@ -4,9 +4,11 @@ import json
 import os
 import pathlib
 import shutil
+import signal
 import subprocess
 import sys
 import tempfile
+import time
 import unittest
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
@@ -51,6 +53,28 @@ for number, entry in enumerate(entries):
 print(json.dumps({"context": {"date": "2024-05-01", "qt": "5.15", "zlib": "1.2", "compiler": "GNU"},
                   "benchmarks": [one for one in reversed(entries) if one["name"].startswith(filter.rstrip("$"))]}))
 """
+
+
+# Pieces of programs that are interrupted. MARK names the file that tells their number.
+LIST = """
+if "--list" in sys.argv:
+    sys.exit(print("pause", "dbus", "mqtt", sep="\\n"))
+"""
+BEGIN_AND_STAY = """
+tempfile.mkdtemp()
+mark = pathlib.Path(os.environ["MARK"])
+mark.with_suffix(".new").write_text(str(os.getpid()))
+mark.with_suffix(".new").rename(mark)
+time.sleep(1000)
+"""
+
+
+def wait_until(holds):
+    """Whether it holds within a time that is long on any machine."""
+    end = time.monotonic() + 60
+    while not holds() and time.monotonic() < end:
+        time.sleep(0.01)
+    return holds()
 
 
 class Bench(unittest.TestCase):
@@ -207,6 +231,35 @@ class Bench(unittest.TestCase):
         (folder / "python3").symlink_to(sys.executable)
         self.write_peers(broken="plain")
         self.assert_fails(self.run_bench("--only", "peers", "--strace", PATH=str(folder)), "--strace needs strace")
+
+    def interrupt(self, program, text):
+        """Presses Ctrl-C once a file of PROGRAM shows that it runs. PROGRAM does not end by itself."""
+        self.write(program, "#!/usr/bin/env python3\nimport os, pathlib, sys, tempfile, time\n" + text)
+        temporary = self.build / "temporary"
+        temporary.mkdir()
+        run = subprocess.Popen([ROOT / "scripts/bench", "--quick", "--only", "peers", self.build], text=True,
+                               stdout=subprocess.PIPE, stderr=subprocess.PIPE, start_new_session=True,
+                               env={**os.environ, "TMPDIR": str(temporary), "MARK": str(self.build / "pid")},
+                               # What is started in the background by a shell ignores SIGINT.
+                               preexec_fn=lambda: signal.signal(signal.SIGINT, signal.default_int_handler))
+        self.addCleanup(run.wait)
+        self.addCleanup(run.kill)
+        self.assertTrue(wait_until((self.build / "pid").exists))
+        os.killpg(run.pid, signal.SIGINT)
+        self.assertEqual(run.communicate(timeout=100)[1], "")
+        self.assertEqual(run.returncode, 130)
+        self.assertEqual(list(temporary.iterdir()), [])
+        process = pathlib.Path("/proc", (self.build / "pid").read_text())
+        self.assertTrue(wait_until(lambda: not process.exists()))
+
+    def test_an_interrupt_when_a_way_starts(self):
+        self.interrupt("tarvex-peers", LIST + BEGIN_AND_STAY)
+
+    def test_an_interrupt_when_a_way_is_measured(self):
+        self.interrupt("tarvex-peers", LIST + "print('ready', os.getpid(), flush=True)\ninput()\n" + BEGIN_AND_STAY)
+
+    def test_an_interrupt_of_the_benchmarks(self):
+        self.interrupt("tarvex-benchmarks", BEGIN_AND_STAY)
 
     def test_a_program_that_fails(self):
         self.write("tarvex-benchmarks", "#!/bin/sh\necho out of luck >&2\nexit 3\n")

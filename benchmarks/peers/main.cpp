@@ -28,6 +28,7 @@ constexpr char USAGE[] =
     "                                  and its page faults\n"
     "  run COUNT                       the same without figures and without a look at a clock\n"
     "\n"
+    "The ways possible and possible_record go over QTcpSocket, as the plain bytes do.\n"
     "OPERATION is up, down or push. Each command is answered with \"done\" at the end.\n"
     "\n"
     "Exit status: 0 done, 2 wrong use. It ends by a signal when something does not work.\n";

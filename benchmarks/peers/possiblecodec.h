@@ -11,7 +11,7 @@
 #include <string>
 #include <vector>
 
-/// What the same frames can cost: the zlib streams and all buffers are kept, base64 goes by table, and the JSON of just
+/// What the same frames can cost over QTcpSocket, as the plain bytes go: the zlib streams and all buffers are kept, base64 goes by table, and the JSON of just
 /// these records is written and read without any tree in between. It shares no code with the library's codec, and
 /// understands no more than it has to.
 class PossibleCodec : public FrameCodec

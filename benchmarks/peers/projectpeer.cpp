@@ -9,7 +9,8 @@ namespace {
 
 namespace busterms = tarvex::busterms;
 
-/// The library's two connections, as a service uses them.
+/// The library's two connections, without the workers of a service. A worker's query connection makes one more system
+/// call in an exchange, ioctl(FIONREAD).
 class ProjectPeer : public FramePeer
 {
 public:

@@ -8,8 +8,8 @@
 #include <string>
 #include <string_view>
 
-/// Compact JSON, written and read piece by piece. Good for the records of this benchmark alone: it does not stand a
-/// text that is no JSON, nor one with white space.
+/// Compact JSON, written and read piece by piece. Good for the records of this benchmark alone: it fails on a
+/// text that is not JSON, and on one with white space.
 namespace recordjson {
 
 /// Appends a string with its quotes.

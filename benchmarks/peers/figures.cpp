@@ -18,5 +18,5 @@ Figures Figures::now()
 {
     rusage usage{};
     getrusage(RUSAGE_SELF, &usage);
-    return {clockTime(CLOCK_PROCESS_CPUTIME_ID), clockTime(CLOCK_MONOTONIC), usage.ru_minflt};
+    return {clockTime(CLOCK_PROCESS_CPUTIME_ID), clockTime(CLOCK_MONOTONIC), usage.ru_minflt + usage.ru_majflt};
 }

@@ -6,7 +6,7 @@ struct Figures
 {
     long long cpu = 0;  ///< CPU time in ns.
     long long wall = 0; ///< The clock, in ns.
-    long faults = 0;    ///< Page faults that needed no disk.
+    long faults = 0;    ///< Page faults, with and without the disk.
 
     static Figures now();
 };

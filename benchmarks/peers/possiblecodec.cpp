@@ -2,7 +2,6 @@
 
 #include "base64table.h"
 #include "recordjson.h"
-#include "records/clientsettings.h"
 #include "require.h"
 
 #include <QtEndian>
@@ -199,9 +198,14 @@ int PossibleCodec::readSettings(const QByteArray& payload)
     return static_cast<int>(readRecord<Settings>(inflate(payload)).entries.size());
 }
 
+tarvex::ClientSettings PossibleRecordCodec::readClientSettings(const QByteArray& payload)
+{
+    return readRecord<tarvex::ClientSettings>(inflate(payload));
+}
+
 int PossibleRecordCodec::readSettings(const QByteArray& payload)
 {
-    return readRecord<tarvex::ClientSettings>(inflate(payload)).settings().size();
+    return readClientSettings(payload).settings().size();
 }
 
 MessageFields PossibleCodec::readMessage(const QByteArray& payload)

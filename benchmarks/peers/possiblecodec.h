@@ -2,6 +2,7 @@
 #define POSSIBLECODEC_H
 
 #include "framecodec.h"
+#include "records/clientsettings.h"
 
 #include <QVariant>
 
@@ -11,9 +12,9 @@
 #include <string>
 #include <vector>
 
-/// What the same frames can cost over QTcpSocket, as the plain bytes go: the zlib streams and all buffers are kept, base64 goes by table, and the JSON of just
-/// these records is written and read without any tree in between. It shares no code with the library's codec, and
-/// understands no more than it has to.
+/// What the same frames can cost over QTcpSocket, as the plain bytes go: the zlib streams and all buffers are kept,
+/// base64 goes by table, and the JSON of just these records is written and read without any tree in between. It shares
+/// no code with the library's codec, and understands no more than it has to.
 class PossibleCodec : public FrameCodec
 {
 public:
@@ -63,6 +64,7 @@ private:
 class PossibleRecordCodec : public PossibleCodec
 {
 public:
+    tarvex::ClientSettings readClientSettings(const QByteArray& payload);
     int readSettings(const QByteArray& payload) override;
 };
 

@@ -143,7 +143,8 @@ QDateTime Reader::date()
         return {};
     }
     return QDateTime(QDate(numberAt(raw, 0, 4), numberAt(raw, 5, 2), numberAt(raw, 8, 2)),
-                     QTime(numberAt(raw, 11, 2), numberAt(raw, 14, 2), numberAt(raw, 17, 2), numberAt(raw, 20, 3)));
+                     QTime(numberAt(raw, 11, 2), numberAt(raw, 14, 2), numberAt(raw, 17, 2), numberAt(raw, 20, 3)),
+                     Qt::UTC);
 }
 
 double Reader::number()

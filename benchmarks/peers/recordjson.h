@@ -24,6 +24,7 @@ public:
     explicit Reader(std::string_view json) : m_next(json.data()), m_end(json.data() + json.size()) { }
 
     QString string();
+    /// With the day and the time that the text shows, in UTC, because Qt would ask the system for a local one.
     QDateTime date();
     double number();
     QVariant scalar();

@@ -5,9 +5,9 @@
 #include "fakebus.h"
 #include "require.h"
 #include "sampledata.h"
+#include "serveuntil.h"
 #include "wire/busframe_p.h"
 
-#include <QCoreApplication>
 #include <QTime>
 #include <QTimer>
 
@@ -97,7 +97,7 @@ QByteArray burstOf(int messages, tarvex::Message message)
 {
     QByteArray frames;
     for (int number = 0; number < messages; ++number) {
-        message.setUid(QStringLiteral("%1").arg(number, 24, 10, QLatin1Char('0')));
+        message.setUid(sampledata::uid(number));
         frames += tarvex::busframe::encodeRequest(OPERATION_SEND_MESSAGE, message.toVariantMap());
     }
     return frames;
@@ -112,14 +112,6 @@ FakeBus::Action pushLater(const std::shared_future<QByteArray>& burst)
             peer.send(burst.get());
         }
     };
-}
-
-template <typename Condition>
-void serveUntil(const Condition& holds)
-{
-    while (!holds()) {
-        QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
-    }
 }
 
 /// One message with a text of this size is received. The CPU time is that of the receiver's thread.

@@ -7,10 +7,10 @@
 #include "pauses.h"
 #include "require.h"
 #include "sampledata.h"
+#include "serveuntil.h"
 #include "sizes.h"
 #include "wire/busframe_p.h"
 
-#include <QCoreApplication>
 #include <QTime>
 #include <QTimer>
 
@@ -31,7 +31,7 @@ QByteArray pushFrame(const QString& text, int number)
     message.setReciever(QStringLiteral("ticket_printer"));
     message.setDt(QDateTime(QDate(2024, 3, 15), QTime(8, 30)));
     message.setMessage(text);
-    message.setUid(QStringLiteral("%1").arg(number, 24, 10, QLatin1Char('0')));
+    message.setUid(sampledata::uid(number));
     return tarvex::busframe::encodeRequest(OPERATION_SEND_MESSAGE, message.toVariantMap());
 }
 
@@ -44,15 +44,6 @@ FakeBus::Action pushLater(const std::shared_future<QByteArray>& burst)
             peer.send(burst.get());
         }
     };
-}
-
-/// This thread's event loop serves the receiver. It runs until \a holds returns true.
-template <typename Condition>
-void serveUntil(const Condition& holds)
-{
-    while (!holds()) {
-        QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
-    }
 }
 
 /// An iteration is one message. The wall time is that of a message in the burst; the CPU time is that of the receiver's

@@ -138,6 +138,11 @@ QString commandText(int jsonSize)
     return QString::fromUtf8(json);
 }
 
+QString uid(int number)
+{
+    return QStringLiteral("%1").arg(number, 24, 10, QLatin1Char('0'));
+}
+
 QVariantMap envelope(const QString& operation, const QVariantMap& data)
 {
     return {{QStringLiteral("operation"), operation}, {QStringLiteral("data"), data}};

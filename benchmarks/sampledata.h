@@ -17,6 +17,9 @@ QVariantMap image(const QString& operation, int jsonSize);
 /// The text of a message: a command of exactly \a jsonSize bytes of compact JSON.
 QString commandText(int jsonSize);
 
+/// An identifier of 24 digits, as long as those of the library.
+QString uid(int number);
+
 /// The envelope of a request.
 QVariantMap envelope(const QString& operation, const QVariantMap& data);
 

@@ -3,8 +3,7 @@
 
 #include "helperprocess.h"
 #include "peer.h"
-
-#include <QCoreApplication>
+#include "serveuntil.h"
 
 /// What all clients of the server of frames do alike, the library's own among them.
 class FramePeer : public Peer
@@ -26,15 +25,6 @@ protected:
     quint16 queryPort() const { return m_queryPort; }
 
     quint16 receiverPort() const { return m_receiverPort; }
-
-    /// Serves the event loop, as a service does, until \a holds returns true.
-    template <typename Condition>
-    static void serveUntil(const Condition& holds)
-    {
-        while (!holds()) {
-            QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
-        }
-    }
 
 private:
     HelperProcess m_server;

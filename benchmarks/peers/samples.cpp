@@ -31,8 +31,7 @@ MessageFields message(int bytes)
     static int number = 0;
     // Made once, because the system is asked for the time zone each time.
     static const QDateTime date(QDate(2024, 3, 15), QTime(8, 30, 0, 125));
-    return {QStringLiteral("cash_acceptor"), QString::fromUtf8(CLIENT), textOf(bytes),
-            QStringLiteral("%1").arg(++number, 24, 10, QLatin1Char('0')), date};
+    return {QStringLiteral("cash_acceptor"), QString::fromUtf8(CLIENT), textOf(bytes), sampledata::uid(++number), date};
 }
 
 tarvex::Message record(const MessageFields& fields)

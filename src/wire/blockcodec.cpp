@@ -11,7 +11,6 @@ namespace tarvex {
 
 namespace {
 
-constexpr int LENGTH_PREFIX_SIZE = BlockCodec::LENGTH_PREFIX_SIZE;
 constexpr int MIN_INFLATE_BUFFER_SIZE = 1024 * 1024;
 
 const Bytef* bytesOf(const QByteArray& bytes)

@@ -3,6 +3,7 @@
 #include "client/tarvexmessagesreciever.h"
 #include "client/tarvexqueryhandler.h"
 #include "fakebus.h"
+#include "pushlater.h"
 #include "require.h"
 #include "sampledata.h"
 #include "serveuntil.h"
@@ -21,7 +22,6 @@ namespace {
 const QString CLIENT = QStringLiteral("ticket_printer");
 const QString OPERATION_LOAD_SETTINGS = QStringLiteral("loadSettings");
 const QString OPERATION_SEND_MESSAGE = QStringLiteral("sendMessage");
-constexpr int PATIENCE_MS = 60000;
 constexpr int SMALL = 16000;
 
 using growth::MakeData;
@@ -101,17 +101,6 @@ QByteArray burstOf(int messages, tarvex::Message message)
         frames += tarvex::busframe::encodeRequest(OPERATION_SEND_MESSAGE, message.toVariantMap());
     }
     return frames;
-}
-
-/// Accepts the handshake at once. Sends the burst when it is told to, so that no message is read before.
-FakeBus::Action pushLater(const std::shared_future<QByteArray>& burst)
-{
-    return [burst](FakeBus::Peer& peer, const FakeBus::Request& handshake) {
-        peer.send(FakeBus::replyFrame(handshake.operation, 0));
-        if (burst.wait_for(std::chrono::milliseconds(PATIENCE_MS)) == std::future_status::ready) {
-            peer.send(burst.get());
-        }
-    };
 }
 
 /// One message with a text of this size is received. The CPU time is that of the receiver's thread.

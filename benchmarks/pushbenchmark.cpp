@@ -5,6 +5,7 @@
 #include "fakebus.h"
 #include "pausebenchmark.h"
 #include "pauses.h"
+#include "pushlater.h"
 #include "require.h"
 #include "sampledata.h"
 #include "serveuntil.h"
@@ -21,7 +22,6 @@
 namespace {
 
 const QString OPERATION_SEND_MESSAGE = QStringLiteral("sendMessage");
-constexpr int PATIENCE_MS = 60000;
 
 /// The frame of one message. The number makes each message different, because repeats are not delivered.
 QByteArray pushFrame(const QString& text, int number)
@@ -33,17 +33,6 @@ QByteArray pushFrame(const QString& text, int number)
     message.setMessage(text);
     message.setUid(sampledata::uid(number));
     return tarvex::busframe::encodeRequest(OPERATION_SEND_MESSAGE, message.toVariantMap());
-}
-
-/// Accepts the handshake at once. Sends the burst when it is told to, so that no message is read before.
-FakeBus::Action pushLater(const std::shared_future<QByteArray>& burst)
-{
-    return [burst](FakeBus::Peer& peer, const FakeBus::Request& handshake) {
-        peer.send(FakeBus::replyFrame(handshake.operation, 0));
-        if (burst.wait_for(std::chrono::milliseconds(PATIENCE_MS)) == std::future_status::ready) {
-            peer.send(burst.get());
-        }
-    };
 }
 
 /// An iteration is one message. The wall time is that of a message in the burst; the CPU time is that of the receiver's

@@ -1,5 +1,6 @@
 #include "codecbyhand.h"
 
+#include "codecsamples.h"
 #include "literals.h"
 #include "logcapture.h"
 
@@ -9,6 +10,9 @@
 #include <zlib.h>
 
 using namespace tarvex;
+using codecsamples::bytes;
+using codecsamples::REPLY_JSON;
+using codecsamples::stored;
 
 namespace {
 
@@ -19,21 +23,6 @@ constexpr int BYTE_STEP = 16;
 #else
 constexpr int BYTE_STEP = 1;
 #endif
-
-const QByteArray REPLY_JSON =
-    R"({"data":{"list":[1,-2.5e3,true,false,null,"x\n\u00e9"],"n":{"":[]}},"operation":"save",)"
-    "\n\"result\" : {\"code\":5,\"description\":\"no \xc3\xa9\xe2\x82\xac\xf0\x9f\x8e\xab\"}}";
-
-template <std::size_t size>
-QByteArray bytes(const char (&literal)[size])
-{
-    return {literal, size - 1}; // NUL bytes included
-}
-
-QByteArray stored(const QByteArray& text)
-{
-    return qCompress(text, Z_NO_COMPRESSION).toBase64();
-}
 
 QByteArray withPrefix(quint32 prefix, const QByteArray& zlibStream)
 {

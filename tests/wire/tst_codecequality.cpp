@@ -1,6 +1,7 @@
 #include "codecbyhand.h"
 #include "envelopegenerator.h"
 
+#include "codecsamples.h"
 #include "literals.h"
 #include "logcapture.h"
 #include "wire/framestream_p.h"
@@ -17,6 +18,7 @@
 #include <zlib.h>
 
 using namespace tarvex;
+using codecsamples::stored;
 
 namespace {
 
@@ -29,11 +31,6 @@ constexpr int FRAMES_IN_A_ROW = 500;
 constexpr int ENVELOPES = 100000;
 constexpr int FRAMES_IN_A_ROW = 5000;
 #endif
-
-QByteArray stored(const QByteArray& text)
-{
-    return qCompress(text, Z_NO_COMPRESSION).toBase64();
-}
 
 /// Text that deflate cannot make much smaller.
 QString noise(int size)

@@ -1,6 +1,7 @@
 #include "wire/plainjson_p.h"
 
 #include "codecbyhand.h"
+#include "codecsamples.h"
 #include "envelopegenerator.h"
 #include "literals.h"
 
@@ -9,6 +10,7 @@
 #include <limits>
 
 using namespace tarvex;
+using codecsamples::bytes;
 
 namespace {
 
@@ -23,12 +25,6 @@ constexpr int BYTE_STEP = 1;
 #endif
 constexpr int BYTES = 256;
 constexpr int UNLIMITED = std::numeric_limits<int>::max();
-
-template <std::size_t size>
-QByteArray bytes(const char (&literal)[size])
-{
-    return {literal, size - 1}; // NUL bytes included
-}
 
 QVariant longLong(qlonglong number)
 {

@@ -13,20 +13,17 @@
 
 namespace tarvex::devbus {
 
-namespace {
+using traffic::Direction;
+using traffic::Kind;
+using traffic::portName;
+using traffic::SeenFrame;
 
-QString portName(BusConnection::Port port)
-{
-    return port == BusConnection::Port::Query ? QStringLiteral("query") : QStringLiteral("receiver");
-}
-
-} // namespace
-
-BusConnection::BusConnection(QTcpSocket* socket, Port port, busframe::Codec& codec, QObject* parent)
+BusConnection::BusConnection(QTcpSocket* socket, Port port, qint64 number, busframe::Codec& codec, QObject* parent)
     : QObject(parent)
     , m_socket(socket)
     , m_spareDescriptor(::fcntl(static_cast<int>(socket->socketDescriptor()), F_DUPFD_CLOEXEC, 0))
     , m_port(port)
+    , m_number(number)
     , m_codec(codec)
 {
     m_socket->setParent(this);
@@ -63,9 +60,23 @@ bool BusConnection::isCongested() const
     return m_socket->bytesToWrite() > MAX_WAITING_BYTES;
 }
 
+SeenFrame BusConnection::seenFrame(Kind kind, Direction direction) const
+{
+    SeenFrame frame;
+    frame.kind = kind;
+    frame.port = m_port;
+    frame.direction = direction;
+    frame.connection = m_number;
+    frame.client = m_client;
+    return frame;
+}
+
 void BusConnection::sendRequest(const QString& operation, const QVariantMap& data)
 {
-    m_socket->write(m_codec.encodeRequest(operation, data));
+    SeenFrame frame = seenFrame(Kind::Request, Direction::Out);
+    frame.operation = operation;
+    frame.data = data;
+    send(m_codec.encodeRequest(operation, data), frame);
     if (m_isTracing) {
         const QVariantMap envelope{{busframe::KEY_OPERATION, operation}, {busframe::KEY_DATA, data}};
         Q_EMIT traced(trace::frameLine(trace::Direction::Out, portName(m_port), m_client, false, envelope));
@@ -74,13 +85,27 @@ void BusConnection::sendRequest(const QString& operation, const QVariantMap& dat
 
 void BusConnection::sendReply(const QString& operation, const TarvexError& error, const QVariantMap& data)
 {
-    m_socket->write(m_codec.encodeReply(operation, error.error(), error.description(), data));
+    SeenFrame frame = seenFrame(Kind::Reply, Direction::Out);
+    frame.operation = operation;
+    frame.data = data;
+    frame.code = error.error();
+    frame.description = error.description();
+    send(m_codec.encodeReply(operation, error.error(), error.description(), data), frame);
     if (m_isTracing) {
         const QVariantMap result{{busframe::KEY_CODE, static_cast<int>(error.error())}};
         const QVariantMap envelope{
             {busframe::KEY_OPERATION, operation}, {busframe::KEY_DATA, data}, {busframe::KEY_RESULT, result}};
         Q_EMIT traced(trace::frameLine(trace::Direction::Out, portName(m_port), m_client, true, envelope));
     }
+}
+
+/// Nothing follows the payload, and two lines come before it.
+void BusConnection::send(const QByteArray& frame, SeenFrame& seenFrame)
+{
+    m_socket->write(frame);
+    const QByteArray payload = frame.mid(frame.indexOf('\n', frame.indexOf('\n') + 1) + 1);
+    seenFrame.size = payload.size();
+    Q_EMIT seen(seenFrame, payload);
 }
 
 void BusConnection::closeWhenWritten()
@@ -201,10 +226,15 @@ void BusConnection::processPayload(const Frame& frame)
 {
     const busframe::Decoded decoded = m_codec.decodePayload(frame.payload);
     if (decoded.envelope.isEmpty()) {
-        traceNotice(QStringLiteral("%1 bytes of payload that hold no envelope").arg(frame.payload.size()));
+        tell(QStringLiteral("%1 bytes of payload that hold no envelope").arg(frame.payload.size()),
+             frame.payload.size());
         sendReply({}, TarvexError(TarvexError::IncorrectRequestData), {});
         return;
     }
+    SeenFrame seenFrame = this->seenFrame(frame.isReply ? Kind::Reply : Kind::Request);
+    traffic::readEnvelope(decoded.envelope, seenFrame);
+    seenFrame.size = frame.payload.size();
+    Q_EMIT seen(seenFrame, frame.payload);
     if (m_isTracing) {
         Q_EMIT traced(
             trace::frameLine(trace::Direction::In, portName(m_port), m_client, frame.isReply, decoded.envelope));
@@ -218,7 +248,7 @@ void BusConnection::processPayload(const Frame& frame)
 
 void BusConnection::loseTrack(TarvexError::Error error, const QString& what)
 {
-    traceNotice(what + m_stream.lostLine());
+    tell(what + m_stream.lostLine(), 0);
     sendReply({}, TarvexError(error), {});
     closeWhenWritten();
 }
@@ -230,8 +260,13 @@ void BusConnection::closeSpareDescriptor()
     }
 }
 
-void BusConnection::traceNotice(const QString& what)
+/// Tells those who watch about bytes that are no frame.
+void BusConnection::tell(const QString& what, int size)
 {
+    SeenFrame frame = seenFrame(Kind::Bad);
+    frame.problem = what;
+    frame.size = size;
+    Q_EMIT seen(frame, {});
     if (m_isTracing) {
         Q_EMIT traced(trace::noticeLine(portName(m_port), m_client, what));
     }

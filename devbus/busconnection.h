@@ -2,6 +2,7 @@
 #define BUSCONNECTION_H
 
 #include "records/tarvexerror.h"
+#include "traffic/seenframe.h"
 #include "wire/busframe_p.h"
 #include "wire/framestream_p.h"
 
@@ -22,22 +23,25 @@ class BusConnection : public QObject
 {
     Q_OBJECT
 public:
-    enum class Port {
-        Query,    ///< The client asks.
-        Receiver, ///< The server pushes.
-    };
+    using Port = traffic::Port;
 
     static constexpr qint64 MAX_WAITING_BYTES = 1 << 20;
     static constexpr qint64 READ_BUFFER_SIZE = 1 << 16;
     /// A client that does not take the last answer is cut off after this long, in ms.
     static constexpr int CLOSE_TIMEOUT_MS = 5000;
 
-    /// Becomes the owner of \a socket, which is connected. Uses \a codec for all its frames. All connections share one,
-    /// because the memory that it keeps for the next frame is much for two hundred connections.
-    BusConnection(QTcpSocket* socket, Port port, busframe::Codec& codec, QObject* parent);
+    /// Becomes the owner of \a socket, which is connected. \a number tells it from all other connections. Uses \a codec
+    /// for all its frames. All connections share one, because the memory that it keeps for the next frame is much for
+    /// two hundred connections.
+    BusConnection(QTcpSocket* socket, Port port, qint64 number, busframe::Codec& codec, QObject* parent);
     ~BusConnection() override;
 
     Port port() const { return m_port; }
+
+    qint64 number() const { return m_number; }
+
+    /// An event or a frame of this connection, for those who watch the bus; the rest is to be filled in.
+    traffic::SeenFrame seenFrame(traffic::Kind kind, traffic::Direction direction = traffic::Direction::In) const;
 
     /// The name from the handshake; empty until the client introduces itself.
     QString client() const { return m_client; }
@@ -73,6 +77,8 @@ Q_SIGNALS:
     void closed();
     /// One line of the trace. Emitted only while tracing is on.
     void traced(const QString& line);
+    /// A frame has come or was sent, or bytes came that are none. \a payload is the frame's, as it is on the wire.
+    void seen(const tarvex::traffic::SeenFrame& frame, const QByteArray& payload);
 
 private:
     void onReadyRead();
@@ -85,13 +91,15 @@ private:
     bool processFrame();
     void processPayload(const Frame& frame);
     void loseTrack(TarvexError::Error error, const QString& what);
-    void traceNotice(const QString& what);
+    void send(const QByteArray& frame, traffic::SeenFrame& seenFrame);
+    void tell(const QString& what, int size);
 
     void closeSpareDescriptor();
 
     QTcpSocket* const m_socket;
     int m_spareDescriptor; ///< Another one for the socket's connection; -1 when it is closed.
     const Port m_port;
+    const qint64 m_number;
     busframe::Codec& m_codec;
     FrameStream m_stream;
     QString m_client;

@@ -193,7 +193,7 @@ void BusServer::accept(QTcpServer& server, BusConnection::Port port)
 
 void BusServer::addConnection(QTcpSocket* socket, BusConnection::Port port)
 {
-    auto* const connection = new BusConnection(socket, port, m_codec, this);
+    auto* const connection = new BusConnection(socket, port, ++m_lastConnectionNumber, m_codec, this);
     connection->setTracing(m_options.isTracing);
     m_connections.append(connection);
     connect(connection, &BusConnection::requestReceived, this,
@@ -201,6 +201,8 @@ void BusServer::addConnection(QTcpSocket* socket, BusConnection::Port port)
     connect(connection, &BusConnection::replyReceived, this,
             [this, connection](const QVariantMap& envelope) { onReply(connection, envelope); });
     connect(connection, &BusConnection::traced, this, &BusServer::traced);
+    connect(connection, &BusConnection::seen, &m_frames, &traffic::FrameMemory::add);
+    m_frames.add(connection->seenFrame(traffic::Kind::Opened));
     connect(connection, &BusConnection::closed, this, [this, connection] { removeConnection(connection); });
 }
 
@@ -208,16 +210,24 @@ void BusServer::removeConnection(BusConnection* connection)
 {
     m_connections.removeOne(connection);
     m_delivery->leave(connection);
-    connection->disconnect(this);
+    forget(connection);
     connection->deleteLater(); // it may be in the middle of a frame
     releaseUnusedCodec();
     Q_EMIT clientsChanged();
 }
 
+/// Nothing that it still does is seen.
+void BusServer::forget(BusConnection* connection)
+{
+    connection->disconnect(this);
+    connection->disconnect(&m_frames);
+    m_frames.add(connection->seenFrame(traffic::Kind::Closed));
+}
+
 /// Closes it at once from this side.
 void BusServer::closeConnection(BusConnection* connection)
 {
-    connection->disconnect(this);
+    forget(connection);
     m_delivery->detach(connection);
     connection->closeWhenWritten();
     delete connection;

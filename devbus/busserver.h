@@ -5,6 +5,7 @@
 #include "failure.h"
 #include "seennames.h"
 #include "takeovers.h"
+#include "traffic/framememory.h"
 
 #include <QDateTime>
 #include <QElapsedTimer>
@@ -99,6 +100,9 @@ public:
     /// How often a second receiver connection has taken the name of \a client from one that was there.
     int takeoverCount(const QString& client) const { return m_takeovers.count(client); }
 
+    /// What has passed, the last of it. It stays when the server stops.
+    const traffic::FrameMemory& frames() const { return m_frames; }
+
     /// Only while the server runs.
     Storage& storage() const { return *m_storage; }
 
@@ -141,6 +145,7 @@ private:
     void onStorageFailure(const QString& reason);
     void accept(QTcpServer& server, BusConnection::Port port);
     void addConnection(QTcpSocket* socket, BusConnection::Port port);
+    void forget(BusConnection* connection);
     void removeConnection(BusConnection* connection);
     void closeConnection(BusConnection* connection);
     void releaseUnusedCodec();
@@ -164,6 +169,8 @@ private:
     std::unique_ptr<Delivery> m_delivery;
     std::unique_ptr<QueryService> m_queryService;
     QList<BusConnection*> m_connections;
+    qint64 m_lastConnectionNumber = 0;
+    traffic::FrameMemory m_frames;
     SeenNames m_seenNames;
     Takeovers m_takeovers;
 };

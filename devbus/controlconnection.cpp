@@ -1,5 +1,7 @@
 #include "controlconnection.h"
 
+#include "controlstream.h"
+
 #include <cerrno>
 #include <sys/socket.h>
 #include <unistd.h>
@@ -56,7 +58,7 @@ void ControlConnection::takeTurn()
 {
     bool isWritable = writeOut();
     if (isWritable && !m_isLastAnswered && waitingBytes() <= MAX_WAITING_BYTES) {
-        answerNext();
+        m_stream ? streamNext() : answerNext();
         isWritable = writeOut();
     }
     const bool isOver = !isWritable || (m_isLastAnswered && m_output.isEmpty());
@@ -72,15 +74,45 @@ void ControlConnection::answerNext()
 {
     const int length = m_input.indexOf('\n');
     if (length >= 0) {
-        m_output += m_answerer(m_input.left(length));
+        const Reply reply = m_answerer(m_input.left(length));
+        append(reply.lines);
         m_input.remove(0, length + 1);
         m_nextTurn.start();
+        if (reply.stream) {
+            beginStream(reply.stream);
+        }
     } else if (m_input.size() > MAX_REQUEST_LENGTH) {
-        m_output += m_answerer(m_input);
+        append(m_answerer(m_input).lines);
         m_isLastAnswered = true;
     } else {
         m_isLastAnswered = m_isInputOver;
     }
+}
+
+void ControlConnection::beginStream(const std::shared_ptr<ControlStream>& stream)
+{
+    m_stream = stream;
+    connect(m_stream.get(), &ControlStream::ready, &m_nextTurn, QOverload<>::of(&QTimer::start));
+}
+
+/// What the client still sends is dropped.
+void ControlConnection::streamNext()
+{
+    m_input.clear();
+    const QByteArray lines = m_stream->next();
+    append(lines);
+    if (!lines.isEmpty()) {
+        m_nextTurn.start();
+    }
+    m_isLastAnswered = m_isInputOver;
+}
+
+/// What is written already is removed first. Otherwise it would stay for as long as the client is a little late.
+void ControlConnection::append(const QByteArray& lines)
+{
+    m_output.remove(0, m_writtenBytes);
+    m_writtenBytes = 0;
+    m_output += lines;
 }
 
 /// Writes what the system takes now. \return false when the client has gone

@@ -7,8 +7,11 @@
 #include <QTimer>
 
 #include <functional>
+#include <memory>
 
 namespace tarvex::devbus {
+
+class ControlStream;
 
 /// One connection of the control socket: takes lines in, in order, and writes an answer to each.
 ///
@@ -23,9 +26,17 @@ public:
     /// While more than this waits for the client, no further line is answered.
     static constexpr int MAX_WAITING_BYTES = 1 << 20;
 
+    struct Reply
+    {
+        QByteArray lines;
+        /// What comes after the lines, without an end. No further line of the client is answered then. It ends when the
+        /// client closes its sending direction.
+        std::shared_ptr<ControlStream> stream = nullptr;
+    };
+
     /// Gives the answer to a line, which comes without its end. A line of more than MAX_REQUEST_LENGTH bytes comes as
     /// soon as that is known, so it may be cut. Its answer is the last one, and the connection ends after it.
-    using Answerer = std::function<QByteArray(const QByteArray& line)>;
+    using Answerer = std::function<Reply(const QByteArray& line)>;
 
     /// Owns \a descriptor, a connected stream socket, from now on.
     ControlConnection(int descriptor, const Answerer& answerer, QObject* parent = nullptr);
@@ -38,6 +49,9 @@ private:
     void takeIn();
     void takeTurn();
     void answerNext();
+    void beginStream(const std::shared_ptr<ControlStream>& stream);
+    void streamNext();
+    void append(const QByteArray& lines);
     bool writeOut();
 
     int waitingBytes() const { return m_output.size() - m_writtenBytes; }
@@ -48,6 +62,7 @@ private:
     QSocketNotifier m_writable;
     QTimer m_nextTurn;
     QByteArray m_input;
+    std::shared_ptr<ControlStream> m_stream;
     QByteArray m_output;
     int m_writtenBytes = 0; ///< Of m_output, from its beginning.
     bool m_isInputOver = false;

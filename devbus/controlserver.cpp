@@ -1,6 +1,6 @@
 #include "controlserver.h"
 
-#include "controlconnection.h"
+#include "controllines.h"
 #include "controlplace.h"
 #include "failure.h"
 #include "fileinfo.h"
@@ -26,16 +26,6 @@ QString runtimeFolder()
     const QString own = programs::ownTemporaryFolder();
     ::mkdir(QFile::encodeName(own).constData(), S_IRWXU);
     return programs::isPrivateFolder(own) ? own : QString();
-}
-
-QByteArray lineOf(const QVariantMap& object)
-{
-    return QJsonDocument(QJsonObject::fromVariantMap(object)).toJson(QJsonDocument::Compact) + '\n';
-}
-
-QByteArray errorLine(const QString& text)
-{
-    return lineOf({{QStringLiteral("error"), text}});
 }
 
 } // namespace
@@ -92,33 +82,34 @@ void ControlServer::accept(int descriptor)
     }
     ++m_clientCount;
     auto* const client = new ControlConnection(
-        descriptor, [this](const QByteArray& line) { return answerTo(line); }, this);
+        descriptor, [this](const QByteArray& line) { return replyTo(line); }, this);
     connect(client, &ControlConnection::ended, this, [this, client] {
         --m_clientCount;
         client->deleteLater();
     });
 }
 
-QByteArray ControlServer::answerTo(const QByteArray& line) const
+ControlConnection::Reply ControlServer::replyTo(const QByteArray& line) const
 {
     if (line.size() > ControlConnection::MAX_REQUEST_LENGTH) {
-        return errorLine(
-            QStringLiteral("a request must not be longer than %1 bytes").arg(ControlConnection::MAX_REQUEST_LENGTH));
+        return {controllines::error(QStringLiteral("a request must not be longer than %1 bytes")
+                                        .arg(ControlConnection::MAX_REQUEST_LENGTH)),
+                nullptr};
     }
     QJsonParseError error{};
     const QJsonDocument document = jsonreader::parseJson(line, error);
     if (!document.isObject()) {
-        return errorLine(QStringLiteral("a request must be a JSON object on one line"));
+        return {controllines::error(QStringLiteral("a request must be a JSON object on one line"))};
     }
     const Answer answer = m_responder(document.object().toVariantMap());
     if (!answer.error.isEmpty()) {
-        return errorLine(answer.error);
+        return {controllines::error(answer.error)};
     }
     QByteArray lines;
     for (const QVariantMap& item : answer.items) {
-        lines += lineOf({{QStringLiteral("item"), item}});
+        lines += controllines::item(item);
     }
-    return lines + lineOf({{QStringLiteral("done"), true}});
+    return {answer.stream ? lines : lines + controllines::done(), answer.stream};
 }
 
 } // namespace tarvex::devbus

@@ -1,6 +1,7 @@
 #ifndef CONTROLSERVER_H
 #define CONTROLSERVER_H
 
+#include "controlconnection.h"
 #include "records/tarvexerror.h"
 
 #include <QList>
@@ -19,7 +20,8 @@ namespace tarvex::devbus {
 /// A request is one line of JSON, an object with the text "request". The answer is one line {"item":{...}} for each
 /// thing that was asked for, then the line {"done":true}; or the one line {"error":"..."}. The requests of a connection
 /// are answered in order, also when the client has closed its sending direction after them. What the requests mean is
-/// up to the responder.
+/// up to the responder. An answer may have no end: then items come until the client closes its sending direction or the
+/// connection, and no further request of it is read.
 ///
 /// What a client can make the bus hold is bounded: the length of a request, the number of clients, and the answers that
 /// a client has not taken. Until it has taken them, no further request of it is read.
@@ -34,6 +36,8 @@ public:
     {
         QList<QVariantMap> items;
         QString error; ///< When it is not empty, there are no items.
+        /// Of an answer without an end: what comes after the items.
+        std::shared_ptr<ControlStream> stream = nullptr;
     };
 
     /// Called in this object's thread, for each request that is an object.
@@ -60,7 +64,7 @@ private:
     class Listener;
 
     void accept(int descriptor);
-    QByteArray answerTo(const QByteArray& line) const;
+    ControlConnection::Reply replyTo(const QByteArray& line) const;
 
     const Responder m_responder;
     const std::unique_ptr<Listener> m_listener;

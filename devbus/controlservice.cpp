@@ -2,6 +2,7 @@
 
 #include "busserver.h"
 #include "failure.h"
+#include "framefollower.h"
 #include "storage.h"
 #include "values.h"
 
@@ -18,6 +19,7 @@ using Answer = ControlServer::Answer;
 
 const QLatin1String KEY_REQUEST("request");
 const QLatin1String KEY_NAME("name");
+const QLatin1String KEY_LAST("last");
 
 /// What stands in the answer about one client.
 struct Client
@@ -76,10 +78,9 @@ Answer ControlService::handle(const QVariantMap& request)
 {
     using Handler = Answer (ControlService::*)(const QVariantMap&);
     static const QHash<QString, Handler> handlers{
-        {QStringLiteral("clients"), &ControlService::clients},
-        {QStringLiteral("known"), &ControlService::known},
-        {QStringLiteral("settings"), &ControlService::settings},
-        {QStringLiteral("states"), &ControlService::states},
+        {QStringLiteral("clients"), &ControlService::clients},   {QStringLiteral("known"), &ControlService::known},
+        {QStringLiteral("settings"), &ControlService::settings}, {QStringLiteral("states"), &ControlService::states},
+        {QStringLiteral("frames"), &ControlService::frames},
     };
     const QVariant name = request.value(KEY_REQUEST);
     const Handler handler = isText(name) ? handlers.value(name.toString()) : nullptr;
@@ -157,6 +158,16 @@ Answer ControlService::states(const QVariantMap&)
         }
         return isDone;
     });
+}
+
+Answer ControlService::frames(const QVariantMap& request)
+{
+    bool isNumber = true;
+    const qint64 last = request.contains(KEY_LAST) ? request.value(KEY_LAST).toLongLong(&isNumber) : 0;
+    if (!isNumber || last < 0) {
+        return {{}, QStringLiteral("\"last\" must be a whole number from 0")};
+    }
+    return {{}, QString(), std::make_shared<FrameFollower>(m_server.frames(), last)};
 }
 
 } // namespace tarvex::devbus

@@ -9,7 +9,7 @@ namespace tarvex::devbus {
 
 class BusServer;
 
-/// The requests of the control socket. They ask the bus about itself and change nothing.
+/// The requests of the control socket. They ask the bus about itself.
 ///
 /// - "clients": an item for each client that is connected or has something stored: name, querySince, queryConnections,
 /// receiverSince, takeovers, waiting, subscriptions, settings, state.
@@ -17,6 +17,8 @@ class BusServer;
 /// stored anything.
 /// - "settings": an item for each owner with settings: owner, count, date, description.
 /// - "states": the record of each stored state.
+/// - "frames", with a number "last": the last frames that passed, so many of them at most, and then each one as it
+/// passes, without an end. Without the number only the latter. See traffic::SeenFrame.
 class ControlService
 {
 public:
@@ -30,6 +32,7 @@ private:
     ControlServer::Answer known(const QVariantMap& request);
     ControlServer::Answer settings(const QVariantMap& request);
     ControlServer::Answer states(const QVariantMap& request);
+    ControlServer::Answer frames(const QVariantMap& request);
 
     BusServer& m_server;
 };

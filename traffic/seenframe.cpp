@@ -120,6 +120,9 @@ bool SeenFrame::isMessage() const
 
 QString SeenFrame::from() const
 {
+    if (kind == Kind::Request && operation == busterms::OPERATION_HANDSHAKE) {
+        return data.value(busterms::KEY_NAME).toString();
+    }
     if (isMessage()) {
         const QString sender = data.value(busterms::KEY_SENDER).toString();
         return sender.isEmpty() && direction == Direction::In ? client : sender;

@@ -59,7 +59,8 @@ struct SeenFrame
     /// Whether it hands a message over: "sendMessage", to the bus or as a push.
     bool isMessage() const;
 
-    /// The client that has sent it, or the sender of the message in it. Empty for the bus itself.
+    /// The client that has sent it, or the sender of the message in it. For a handshake it is the name that the client
+    /// asks for. Empty for the bus itself.
     QString from() const;
     /// The client that gets it, or the addressee of the message in it. Empty for the bus itself, and for a message to
     /// all subscribers.

@@ -1,5 +1,6 @@
 #include "controlservice.h"
 
+#include "controlstream.h"
 #include "desk.h"
 
 #include <QFile>
@@ -13,6 +14,7 @@ using tarvex::ClientSettings;
 using tarvex::devbus::BusServer;
 using tarvex::devbus::ControlServer;
 using tarvex::devbus::ControlService;
+using tarvex::devbus::ControlStream;
 using tarvex::devbus::isFailure;
 
 namespace {
@@ -32,6 +34,11 @@ QVariantMap request(const QString& name)
 QVariantMap knownRequest(const QVariant& name)
 {
     return {{u"request"_s, u"known"_s}, {u"name"_s, name}};
+}
+
+QVariantMap framesRequest(const QVariant& last)
+{
+    return {{u"request"_s, u"frames"_s}, {u"last"_s, last}};
 }
 
 QVariantMap settingsRecord(const QString& owner)
@@ -79,6 +86,7 @@ private Q_SLOTS:
     void known_isWhoConnectedOrStored();
     void settings_areListedByOwner();
     void states_areListedByOwner();
+    void frames_areTheLastOnesAndThenEach();
     void request_wrong_isAnError_data();
     void request_wrong_isAnError();
     void storageFails_isAnError();
@@ -178,6 +186,33 @@ void TstControlService::states_areListedByOwner()
              (QList<QVariantMap>{someState(u"door"_s).toVariantMap(), someState(u"printer"_s).toVariantMap()}));
 }
 
+void TstControlService::frames_areTheLastOnesAndThenEach()
+{
+    Desk desk;
+    desk.ask(u"loadState"_s);
+    std::shared_ptr<ControlStream> all = ask(desk.bus, framesRequest(1000)).stream;
+    std::shared_ptr<ControlStream> last = ask(desk.bus, framesRequest(1)).stream;
+    std::shared_ptr<ControlStream> none = ask(desk.bus, request(u"frames"_s)).stream;
+    QVERIFY(all && last && none);
+    const auto next = [&](const std::shared_ptr<ControlStream>& stream) {
+        QByteArray lines;
+        desk.bus.call([&](BusServer&) { lines = stream->next(); });
+        return lines;
+    };
+    QCOMPARE(next(all).count('\n'), 5); // the connection, the handshake and the request, with their replies
+    const QByteArray reply = next(last);
+    QCOMPARE(reply.count('\n'), 1);
+    QVERIFY2(reply.contains("\"kind\":\"reply\"") && reply.contains("\"answers\":4"), reply.constData());
+    QCOMPARE(next(none), QByteArray());
+    desk.ask(u"saveState"_s);
+    QCOMPARE(next(none).count("\"operation\":\"saveState\""), 2);
+    desk.bus.call([&](BusServer&) {
+        all.reset(); // in the bus's thread, where it lives
+        last.reset();
+        none.reset();
+    });
+}
+
 void TstControlService::request_wrong_isAnError_data()
 {
     QTest::addColumn<QVariantMap>("asked");
@@ -189,6 +224,9 @@ void TstControlService::request_wrong_isAnError_data()
     const QString nameless = u"the name of a client is missing"_s;
     QTest::newRow("name missing") << request(u"known"_s) << nameless;
     QTest::newRow("name empty") << knownRequest(QString()) << nameless;
+    const QString noNumber = u"\"last\" must be a whole number from 0"_s;
+    QTest::newRow("last negative") << framesRequest(-1) << noNumber;
+    QTest::newRow("last no number") << framesRequest(u"all"_s) << noNumber;
     QTest::newRow("name a number") << knownRequest(5) << nameless;
 }
 

@@ -6,7 +6,7 @@ import unittest
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
 FOLDERS = ("benchmarks", "cmake", "devbus", "docs", "examples", "fuzz", "packaging", "programs", "scripts", "src", "support",
-           "testing", "tests", "tools")
+           "testing", "tests", "tools", "traffic")
 PLACE = re.compile(rf"(?:{'|'.join(FOLDERS)})/[\w./-]*|\.ci/\w+|\.clang-\w+|CMake\w+\.\w+")
 NAMES_IN_PLACES = re.compile(r"((?:`\w+`(?:, )?)+) in ((?:`[^`]+`(?:, )?)+)")
 
@@ -34,7 +34,7 @@ class Places(unittest.TestCase):
 
     def test_functions_are_there(self):
         page = (ROOT / "docs/architecture.md").read_text()
-        sources = "".join(path.read_text() for folder in ("src", "support", "devbus", "testing")
+        sources = "".join(path.read_text() for folder in ("src", "support", "devbus", "testing", "traffic")
                           for path in (ROOT / folder).rglob("*.h"))
         drawings = "".join(path.read_text() for path in (ROOT / "docs/drawings").glob("*.msc")).replace("\\n", " ")
         names = set(re.findall(r"`(?:\w+::)?(\w+)\(\)`", page) + re.findall(r"(\w+)\(\)", drawings)) - {"qWarning"}

@@ -26,6 +26,8 @@ BusServer::BusServer(const Options& options, QObject* parent) : QObject(parent),
             [this] { accept(m_queryServer, BusConnection::Port::Query); });
     connect(&m_receiverServer, &QTcpServer::newConnection, this,
             [this] { accept(m_receiverServer, BusConnection::Port::Receiver); });
+    connect(this, &BusServer::requestHandled, this, [this] { ++m_counts.requests; });
+    connect(this, &BusServer::messageAcknowledged, this, [this] { ++m_counts.acknowledged; });
 }
 
 BusServer::~BusServer()
@@ -45,6 +47,8 @@ TarvexError BusServer::start()
     }
     if (isFailure(error)) {
         closePorts();
+    } else {
+        m_startedAt = QDateTime::currentDateTime();
     }
     return error;
 }

@@ -103,6 +103,21 @@ public:
     /// What has passed, the last of it. It stays when the server stops.
     const traffic::FrameMemory& frames() const { return m_frames; }
 
+    /// What the server has been told to do.
+    const Options& options() const { return m_options; }
+
+    /// When it was started last.
+    QDateTime startedAt() const { return m_startedAt; }
+
+    /// What has happened since this object was made.
+    struct Counts
+    {
+        qint64 requests = 0;     ///< As requestHandled() tells of them.
+        qint64 acknowledged = 0; ///< Pushed messages.
+    };
+
+    const Counts& counts() const { return m_counts; }
+
     /// Only while the server runs.
     Storage& storage() const { return *m_storage; }
 
@@ -160,6 +175,8 @@ private:
                 const QVariantMap& answerData = {});
 
     const Options m_options;
+    QDateTime m_startedAt;
+    Counts m_counts;
     FaultSource m_faultSource;
     QElapsedTimer m_sinceStorageWarning;
     busframe::Codec m_codec; ///< Of all connections, which are dealt with one after another.

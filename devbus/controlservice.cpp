@@ -6,6 +6,8 @@
 #include "storage.h"
 #include "values.h"
 
+#include <QCoreApplication>
+#include <QFileInfo>
 #include <QHash>
 #include <QMap>
 
@@ -62,14 +64,24 @@ QVariantMap settingsItem(const QVariantMap& record)
             {QStringLiteral("description"), settings.description()}};
 }
 
+/// The code and the text of \a error; empty when it is none.
+QString errorText(const TarvexError& error)
+{
+    return isFailure(error) ? QStringLiteral("%1 %2").arg(QString::number(error.error()), error.description()).trimmed()
+                            : QString();
+}
+
 /// Does \a work in one transaction that only reads.
 Answer read(Storage& storage, Answer& answer, const std::function<bool()>& work)
 {
-    const TarvexError error = storage.read(work);
-    if (isFailure(error)) {
-        return {{}, QStringLiteral("%1 %2").arg(QString::number(error.error()), error.description()).trimmed()};
-    }
-    return answer;
+    const QString error = errorText(storage.read(work));
+    return error.isEmpty() ? answer : Answer{{}, error};
+}
+
+/// The file as any program finds it; empty for a storage in memory.
+QString storagePlace(const QString& path)
+{
+    return path.isEmpty() ? path : QFileInfo(path).absoluteFilePath();
 }
 
 } // namespace
@@ -78,9 +90,9 @@ Answer ControlService::handle(const QVariantMap& request)
 {
     using Handler = Answer (ControlService::*)(const QVariantMap&);
     static const QHash<QString, Handler> handlers{
-        {QStringLiteral("clients"), &ControlService::clients},   {QStringLiteral("known"), &ControlService::known},
-        {QStringLiteral("settings"), &ControlService::settings}, {QStringLiteral("states"), &ControlService::states},
-        {QStringLiteral("frames"), &ControlService::frames},
+        {QStringLiteral("about"), &ControlService::about},   {QStringLiteral("clients"), &ControlService::clients},
+        {QStringLiteral("known"), &ControlService::known},   {QStringLiteral("settings"), &ControlService::settings},
+        {QStringLiteral("states"), &ControlService::states}, {QStringLiteral("frames"), &ControlService::frames},
     };
     const QVariant name = request.value(KEY_REQUEST);
     const Handler handler = isText(name) ? handlers.value(name.toString()) : nullptr;
@@ -88,6 +100,29 @@ Answer ControlService::handle(const QVariantMap& request)
         return {{}, QStringLiteral("there is no such request")};
     }
     return (this->*handler)(request);
+}
+
+/// Answers also when the storage fails, because then somebody looks for what is wrong.
+Answer ControlService::about(const QVariantMap&)
+{
+    qint64 bytes = 0;
+    const TarvexError error = m_server.storage().read([&] { return m_server.storage().size(bytes); });
+    const BusServer::Options& options = m_server.options();
+    const BusServer::Counts& counts = m_server.counts();
+    Answer answer;
+    answer.items.append({{QStringLiteral("program"), QCoreApplication::applicationName()},
+                         {QStringLiteral("version"), QCoreApplication::applicationVersion()},
+                         {QStringLiteral("pid"), QCoreApplication::applicationPid()},
+                         {QStringLiteral("startedAt"), m_server.startedAt().toString(Qt::ISODateWithMs)},
+                         {QStringLiteral("storage"), storagePlace(options.storagePath)},
+                         {QStringLiteral("storageBytes"), bytes},
+                         {QStringLiteral("storageError"), errorText(error)},
+                         {QStringLiteral("connections"), m_server.connectionCount()},
+                         {QStringLiteral("requests"), counts.requests},
+                         {QStringLiteral("acknowledged"), counts.acknowledged},
+                         {QStringLiteral("keep"), options.keep},
+                         {QStringLiteral("resendMs"), options.resendMs}});
+    return answer;
 }
 
 Answer ControlService::clients(const QVariantMap&)

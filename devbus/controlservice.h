@@ -11,6 +11,8 @@ class BusServer;
 
 /// The requests of the control socket. They ask the bus about itself.
 ///
+/// - "about": one item about the bus itself: program, version, pid, startedAt, storage, storageBytes, storageError,
+/// connections, requests, acknowledged, keep, resendMs.
 /// - "clients": an item for each client that is connected or has something stored: name, querySince, queryConnections,
 /// receiverSince, takeovers, waiting, subscriptions, settings, state.
 /// - "known", with a name: one item, isKnown. It says whether that client has connected since the bus started or has
@@ -28,6 +30,7 @@ public:
     ControlServer::Answer handle(const QVariantMap& request);
 
 private:
+    ControlServer::Answer about(const QVariantMap& request);
     ControlServer::Answer clients(const QVariantMap& request);
     ControlServer::Answer known(const QVariantMap& request);
     ControlServer::Answer settings(const QVariantMap& request);

@@ -182,6 +182,18 @@ bool Storage::trimMessages(const QString& client, int keep, int& dropped)
     return true;
 }
 
+bool Storage::size(qint64& bytes)
+{
+    Database::Rows pages;
+    Database::Rows pageSize;
+    if (!m_database->select(QStringLiteral("PRAGMA page_count"), {}, pages)
+        || !m_database->select(QStringLiteral("PRAGMA page_size"), {}, pageSize)) {
+        return false;
+    }
+    bytes = pages.value(0).value(0).toLongLong() * pageSize.value(0).value(0).toLongLong();
+    return true;
+}
+
 bool Storage::holdings(QMap<QString, Holdings>& holdings)
 {
     QStringList withSettings;

@@ -97,6 +97,8 @@ public:
         int messages = 0; ///< That wait for it.
     };
 
+    /// How many bytes the database takes. What SQLite keeps beside the file is not included.
+    bool size(qint64& bytes);
     /// Of every client that has something, by name.
     bool holdings(QMap<QString, Holdings>& holdings);
     /// Whether \a client has stored settings, a state or subscriptions.

@@ -79,6 +79,12 @@ class TstControlService : public QObject
 {
     Q_OBJECT
 private Q_SLOTS:
+
+    void initTestCase() { QCoreApplication::setApplicationVersion(u"1.2.3"_s); }
+
+    void about_tellsOfTheBusItself();
+    void about_inMemory_hasNoFile();
+    void about_storageFails_isToldInTheItem();
     void clients_ofEmptyBus_areNone();
     void clients_connected_tellSinceWhen();
     void clients_stored_areListedToo();
@@ -91,6 +97,62 @@ private Q_SLOTS:
     void request_wrong_isAnError();
     void storageFails_isAnError();
 };
+
+void TstControlService::about_tellsOfTheBusItself()
+{
+    const QTemporaryDir folder;
+    const QString path = folder.filePath(u"bus.sqlite"_s);
+    BusServer::Options options = storingIn(path);
+    options.keep = 7;
+    options.resendMs = 1234;
+    BusThread bus(options);
+    store(bus);
+    BusClient client(BusClient::QUERY_PORT, u"printer"_s); // its handshake is a request
+    const BusClient receiver(BusClient::RECEIVER_PORT, u"cashbox"_s);
+    QCOMPARE(client.ask(u"loadState"_s, {{u"owner"_s, u"door"_s}}).code, 0);
+    const QList<QVariantMap> items = ask(bus, request(u"about"_s)).items;
+    QCOMPARE(items.size(), 1);
+    QVariantMap item = items.constFirst();
+    QVERIFY(isRecent(item.take(u"startedAt"_s)));
+    QVERIFY(item.take(u"storageBytes"_s).toLongLong() >= 4096);
+    QCOMPARE(item,
+             (QVariantMap{{u"program"_s, u"tst_controlservice"_s},
+                          {u"version"_s, u"1.2.3"_s},
+                          {u"pid"_s, QCoreApplication::applicationPid()},
+                          {u"storage"_s, path},
+                          {u"storageError"_s, QString()},
+                          {u"connections"_s, 2},
+                          {u"requests"_s, 3},
+                          {u"acknowledged"_s, 0},
+                          {u"keep"_s, 7},
+                          {u"resendMs"_s, 1234}}));
+}
+
+void TstControlService::about_inMemory_hasNoFile()
+{
+    Desk desk;
+    BusClient receiver(BusClient::RECEIVER_PORT, u"gui"_s);
+    QVERIFY(desk.send(u"gui"_s, u"1"_s));
+    receiver.acknowledge(receiver.read());
+    QVERIFY(desk.bus.waitForAcknowledged(1));
+    const QVariantMap item = ask(desk.bus, request(u"about"_s)).items.value(0);
+    QCOMPARE(item.value(u"storage"_s), QVariant(QString()));
+    QVERIFY(item.value(u"storageBytes"_s).toLongLong() >= 4096);
+    QCOMPARE(item.value(u"acknowledged"_s).toInt(), 1);
+}
+
+void TstControlService::about_storageFails_isToldInTheItem()
+{
+    const QTemporaryDir folder;
+    BusThread bus(storingIn(folder.filePath(u"bus.sqlite"_s)));
+    QVERIFY(QFile::remove(folder.filePath(u"bus.sqlite"_s)));
+    const ControlServer::Answer answer = ask(bus, request(u"about"_s));
+    QCOMPARE(answer.error, QString());
+    const QVariantMap item = answer.items.value(0);
+    QVERIFY2(item.value(u"storageError"_s).toString().startsWith(QLatin1String("256 ")),
+             qPrintable(item.value(u"storageError"_s).toString()));
+    QCOMPARE(item.value(u"storageBytes"_s).toInt(), 0);
+}
 
 void TstControlService::clients_ofEmptyBus_areNone()
 {

@@ -1,0 +1,33 @@
+#ifndef FAULTWORDS_H
+#define FAULTWORDS_H
+
+#include "faultrule.h"
+
+/// The words of the text form of a fault rule, in one place for the reader, the writer and the checks.
+namespace tarvex::devbus::faultwords {
+
+constexpr int MAX_GAP_MS = 60000;
+
+struct EffectWord
+{
+    FaultRule::Effect effect;
+    QLatin1String name;
+    QLatin1String form; ///< What may follow the name, such as ":MS".
+    int minParameters;
+    int maxParameters;
+    QLatin1String amount; ///< What the number is; empty when there is none.
+    qint64 min;
+    qint64 max;
+};
+
+const EffectWord& effectWord(FaultRule::Effect effect);
+/// \return nullptr when there is none of this name.
+const EffectWord* findEffect(const QString& name);
+/// All forms, for a message: "error:CODE[:TEXT], silence, ...".
+QString effectForms();
+
+QString damageLevelName(FaultRule::DamageLevel level);
+
+} // namespace tarvex::devbus::faultwords
+
+#endif // FAULTWORDS_H

@@ -18,13 +18,16 @@ using traffic::Kind;
 using traffic::portName;
 using traffic::SeenFrame;
 
-BusConnection::BusConnection(QTcpSocket* socket, Port port, qint64 number, busframe::Codec& codec, QObject* parent)
+BusConnection::BusConnection(QTcpSocket* socket, Port port, qint64 number, busframe::Codec& codec, Faults& faults,
+                             QObject* parent)
     : QObject(parent)
     , m_socket(socket)
     , m_spareDescriptor(::fcntl(static_cast<int>(socket->socketDescriptor()), F_DUPFD_CLOEXEC, 0))
     , m_port(port)
     , m_number(number)
     , m_codec(codec)
+    , m_faults(faults)
+    , m_outgoing(*socket)
 {
     m_socket->setParent(this);
     m_socket->setReadBufferSize(READ_BUFFER_SIZE);
@@ -34,6 +37,8 @@ BusConnection::BusConnection(QTcpSocket* socket, Port port, qint64 number, busfr
     connect(m_socket, &QTcpSocket::bytesWritten, this, &BusConnection::onBytesWritten);
     connect(m_socket, &QTcpSocket::errorOccurred, this, &BusConnection::onError);
     connect(m_socket, &QTcpSocket::disconnected, this, &BusConnection::onDisconnected);
+    connect(&m_outgoing, &OutgoingFrames::passed, this, &BusConnection::onPassed);
+    connect(&m_outgoing, &OutgoingFrames::closeWanted, this, &BusConnection::closeWhenWritten);
 }
 
 BusConnection::~BusConnection()
@@ -57,7 +62,7 @@ bool BusConnection::hasPeer() const
 
 bool BusConnection::isCongested() const
 {
-    return m_socket->bytesToWrite() > MAX_WAITING_BYTES;
+    return m_socket->bytesToWrite() + m_outgoing.heldBytes() > MAX_WAITING_BYTES;
 }
 
 SeenFrame BusConnection::seenFrame(Kind kind, Direction direction) const
@@ -71,41 +76,40 @@ SeenFrame BusConnection::seenFrame(Kind kind, Direction direction) const
     return frame;
 }
 
-void BusConnection::sendRequest(const QString& operation, const QVariantMap& data)
+std::optional<Fault> BusConnection::meetFault(Faults::Occasion::Kind kind, const QString& client,
+                                              const QString& operation, const QVariantMap& data)
+{
+    return m_faults.meet({kind, m_port, client, operation, data});
+}
+
+void BusConnection::sendRequest(const QString& operation, const QVariantMap& data, const std::optional<Fault>& fault)
 {
     SeenFrame frame = seenFrame(Kind::Request, Direction::Out);
     frame.operation = operation;
     frame.data = data;
-    send(m_codec.encodeRequest(operation, data), frame);
-    if (m_isTracing) {
-        const QVariantMap envelope{{busframe::KEY_OPERATION, operation}, {busframe::KEY_DATA, data}};
-        Q_EMIT traced(trace::frameLine(trace::Direction::Out, portName(m_port), m_client, false, envelope));
-    }
+    m_outgoing.add({m_codec.encodeRequest(operation, data), frame, fault});
 }
 
-void BusConnection::sendReply(const QString& operation, const TarvexError& error, const QVariantMap& data)
+void BusConnection::sendReply(const QString& operation, const TarvexError& error, const QVariantMap& data,
+                              const std::optional<Fault>& fault)
 {
     SeenFrame frame = seenFrame(Kind::Reply, Direction::Out);
     frame.operation = operation;
     frame.data = data;
     frame.code = error.error();
     frame.description = error.description();
-    send(m_codec.encodeReply(operation, error.error(), error.description(), data), frame);
-    if (m_isTracing) {
-        const QVariantMap result{{busframe::KEY_CODE, static_cast<int>(error.error())}};
-        const QVariantMap envelope{
-            {busframe::KEY_OPERATION, operation}, {busframe::KEY_DATA, data}, {busframe::KEY_RESULT, result}};
-        Q_EMIT traced(trace::frameLine(trace::Direction::Out, portName(m_port), m_client, true, envelope));
-    }
+    m_outgoing.add({m_codec.encodeReply(operation, error.error(), error.description(), data), frame, fault});
 }
 
-/// Nothing follows the payload, and two lines come before it.
-void BusConnection::send(const QByteArray& frame, SeenFrame& seenFrame)
+/// A frame of the bus is on its way, or was kept back by its fault.
+void BusConnection::onPassed(const SeenFrame& frame, const QByteArray& payload)
 {
-    m_socket->write(frame);
-    const QByteArray payload = frame.mid(frame.indexOf('\n', frame.indexOf('\n') + 1) + 1);
+    SeenFrame seenFrame = frame;
     seenFrame.size = payload.size();
     Q_EMIT seen(seenFrame, payload);
+    if (m_isTracing) {
+        Q_EMIT traced(trace::sentLine(frame));
+    }
 }
 
 void BusConnection::closeWhenWritten()
@@ -116,6 +120,16 @@ void BusConnection::closeWhenWritten()
     m_isClosing = true;
     m_socket->readAll();
     QTimer::singleShot(CLOSE_TIMEOUT_MS, m_socket, &QTcpSocket::abort);
+    m_socket->flush();
+    if (m_outgoing.isEmpty()) {
+        closeSocket();
+    } else {
+        connect(&m_outgoing, &OutgoingFrames::emptied, this, &BusConnection::closeSocket);
+    }
+}
+
+void BusConnection::closeSocket()
+{
     m_socket->flush();
     m_socket->disconnectFromHost();
 }
@@ -160,6 +174,7 @@ void BusConnection::onError()
 
 void BusConnection::onDisconnected()
 {
+    m_outgoing.clear();
     closeSpareDescriptor(); // the system tells the client of the end only when this one is closed too
     Q_EMIT closed();
 }

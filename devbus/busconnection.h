@@ -1,6 +1,8 @@
 #ifndef BUSCONNECTION_H
 #define BUSCONNECTION_H
 
+#include "faults.h"
+#include "outgoingframes.h"
 #include "records/tarvexerror.h"
 #include "traffic/seenframe.h"
 #include "wire/busframe_p.h"
@@ -10,6 +12,8 @@
 #include <QObject>
 #include <QString>
 #include <QVariantMap>
+
+#include <optional>
 
 class QTcpSocket;
 
@@ -32,8 +36,9 @@ public:
 
     /// Becomes the owner of \a socket, which is connected. \a number tells it from all other connections. Uses \a codec
     /// for all its frames. All connections share one, because the memory that it keeps for the next frame is much for
-    /// two hundred connections.
-    BusConnection(QTcpSocket* socket, Port port, qint64 number, busframe::Codec& codec, QObject* parent);
+    /// two hundred connections. \a faults are those of the bus.
+    BusConnection(QTcpSocket* socket, Port port, qint64 number, busframe::Codec& codec, Faults& faults,
+                  QObject* parent);
     ~BusConnection() override;
 
     Port port() const { return m_port; }
@@ -62,8 +67,18 @@ public:
     /// True while too much waits to be written to the client. writable() is emitted when there is room again.
     bool isCongested() const;
 
-    void sendRequest(const QString& operation, const QVariantMap& data);
-    void sendReply(const QString& operation, const TarvexError& error, const QVariantMap& data);
+    /// The fault that this client meets now, if any. \a client is its name, also before it has taken that.
+    std::optional<Fault> meetFault(Faults::Occasion::Kind kind, const QString& client, const QString& operation,
+                                   const QVariantMap& data);
+
+    /// Whether there may be a fault for messages that are acknowledged.
+    bool mayPushAgain() const { return m_faults.hasPushAgain(); }
+
+    // What is sent suffers the fault that it has met.
+
+    void sendRequest(const QString& operation, const QVariantMap& data, const std::optional<Fault>& fault = {});
+    void sendReply(const QString& operation, const TarvexError& error, const QVariantMap& data,
+                   const std::optional<Fault>& fault = {});
 
     /// Reads nothing more from the client, and closes the connection when everything that was sent has been written.
     void closeWhenWritten();
@@ -91,9 +106,9 @@ private:
     bool processFrame();
     void processPayload(const Frame& frame);
     void loseTrack(TarvexError::Error error, const QString& what);
-    void send(const QByteArray& frame, traffic::SeenFrame& seenFrame);
+    void onPassed(const traffic::SeenFrame& frame, const QByteArray& payload);
     void tell(const QString& what, int size);
-
+    void closeSocket();
     void closeSpareDescriptor();
 
     QTcpSocket* const m_socket;
@@ -101,6 +116,8 @@ private:
     const Port m_port;
     const qint64 m_number;
     busframe::Codec& m_codec;
+    Faults& m_faults;
+    OutgoingFrames m_outgoing;
     FrameStream m_stream;
     QString m_client;
     QDateTime m_introducedAt;

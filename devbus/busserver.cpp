@@ -197,7 +197,7 @@ void BusServer::accept(QTcpServer& server, BusConnection::Port port)
 
 void BusServer::addConnection(QTcpSocket* socket, BusConnection::Port port)
 {
-    auto* const connection = new BusConnection(socket, port, ++m_lastConnectionNumber, m_codec, this);
+    auto* const connection = new BusConnection(socket, port, ++m_lastConnectionNumber, m_codec, m_faults, this);
     connection->setTracing(m_options.isTracing);
     m_connections.append(connection);
     connect(connection, &BusConnection::requestReceived, this,
@@ -268,10 +268,16 @@ void BusServer::handleRequest(BusConnection* connection, const QString& operatio
 {
     if (connection->port() == BusConnection::Port::Receiver) {
         answer(connection, operation, data, TarvexError(TarvexError::UnsupportedRequest));
-    } else if (!meetsFault(connection, connection->client(), operation, data)) {
-        const QueryService::Answer result = m_queryService->handle(connection->client(), operation, data);
-        answer(connection, operation, data, result.error, result.data);
+        return;
     }
+    const QString client = connection->client();
+    const auto fault = connection->meetFault(Faults::Occasion::Reply, client, operation, data);
+    if (fault && !fault->rule.carriesOut()) {
+        refuse(connection, client, operation, data, *fault);
+        return;
+    }
+    const QueryService::Answer result = m_queryService->handle(client, operation, data);
+    answer(connection, operation, data, result.error, result.data, fault);
 }
 
 void BusServer::handshake(BusConnection* connection, const QVariantMap& data)
@@ -281,7 +287,10 @@ void BusServer::handshake(BusConnection* connection, const QVariantMap& data)
         answer(connection, busterms::OPERATION_HANDSHAKE, data, TarvexError(TarvexError::IncorrectRequestData));
         return;
     }
-    if (meetsFault(connection, name.toString(), busterms::OPERATION_HANDSHAKE, data)) {
+    const auto fault =
+        connection->meetFault(Faults::Occasion::Reply, name.toString(), busterms::OPERATION_HANDSHAKE, data);
+    if (fault && !fault->rule.carriesOut()) {
+        refuse(connection, name.toString(), busterms::OPERATION_HANDSHAKE, data, *fault);
         return;
     }
     const bool isReceiver = connection->port() == BusConnection::Port::Receiver;
@@ -295,7 +304,7 @@ void BusServer::handshake(BusConnection* connection, const QVariantMap& data)
     }
     m_seenNames.add(name.toString());
     connection->introduce(name.toString());
-    answer(connection, busterms::OPERATION_HANDSHAKE, data, TarvexError());
+    answer(connection, busterms::OPERATION_HANDSHAKE, data, TarvexError(), {}, fault);
     if (isReceiver) {
         m_delivery->attach(connection);
     }
@@ -320,26 +329,22 @@ void BusServer::noteTakeover(const BusConnection* newcomer, const QString& name)
     }
 }
 
-bool BusServer::meetsFault(BusConnection* connection, const QString& client, const QString& operation,
-                           const QVariantMap& data)
+/// Does not carry the request out, because it has met \a fault. A connection whose handshake is refused has no name
+/// yet; \a client is the name that it has asked for.
+void BusServer::refuse(BusConnection* connection, const QString& client, const QString& operation,
+                       const QVariantMap& data, const Fault& fault)
 {
-    const std::optional<Fault> fault = m_faultSource ? m_faultSource(client, operation) : std::nullopt;
-    if (!fault) {
-        return false;
-    }
-    if (!fault->isSilent) {
-        connection->sendReply(operation, fault->error, {});
-    }
-    // A connection whose handshake meets a fault has no name yet. The signal carries the name that it has asked for.
-    const std::optional<int> code = fault->isSilent ? std::nullopt : std::optional<int>(fault->error.error());
-    Q_EMIT requestHandled(client, operation, code, data);
-    return true;
+    const auto code = static_cast<TarvexError::Error>(fault.rule.amount);
+    connection->sendReply(operation, TarvexError(code, fault.rule.text), {}, fault);
+    const bool isSilent = fault.rule.effect == FaultRule::Effect::Silence;
+    Q_EMIT requestHandled(client, operation, isSilent ? std::nullopt : std::optional<int>(code), data);
 }
 
 void BusServer::answer(BusConnection* connection, const QString& operation, const QVariantMap& data,
-                       const TarvexError& error, const QVariantMap& answerData)
+                       const TarvexError& error, const QVariantMap& answerData, const std::optional<Fault>& fault)
 {
-    connection->sendReply(operation, error, answerData);
+    const bool isOther = fault && fault->rule.effect == FaultRule::Effect::OtherOperation;
+    connection->sendReply(isOther ? fault->rule.text : operation, error, answerData, fault);
     Q_EMIT requestHandled(connection->client(), operation, error.error(), data);
 }
 

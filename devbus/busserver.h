@@ -3,6 +3,7 @@
 
 #include "busconnection.h"
 #include "failure.h"
+#include "faults.h"
 #include "seennames.h"
 #include "takeovers.h"
 #include "traffic/framememory.h"
@@ -16,7 +17,6 @@
 #include <QTcpServer>
 #include <QVariantMap>
 
-#include <functional>
 #include <memory>
 #include <optional>
 
@@ -53,16 +53,6 @@ public:
         int resendMs = 5000; ///< An unacknowledged message is pushed again after this time.
         bool isTracing = false; ///< Whether traced() is emitted.
     };
-
-    /// What a client gets instead of what it has asked for. Tests use it to see how the client deals with that.
-    struct Fault
-    {
-        bool isSilent = false; ///< No reply at all.
-        TarvexError error;     ///< The error of the reply, when there is one.
-    };
-
-    /// Decides whether a request meets a fault. Handshakes are requests too.
-    using FaultSource = std::function<std::optional<Fault>(const QString& client, const QString& operation)>;
 
     explicit BusServer(const Options& options, QObject* parent = nullptr);
     ~BusServer() override;
@@ -133,14 +123,14 @@ public:
     /// be called from a slot of this object's signals.
     void dropConnections(const QString& client);
 
-    /// \a faultSource is asked about each request that would otherwise be carried out. It replaces the former one.
-    /// There is none by default.
-    void setFaultSource(const FaultSource& faultSource) { m_faultSource = faultSource; }
+    /// The faults that clients meet on purpose. They stay when the server stops. What perform() does meets none; the
+    /// messages that it leads to may.
+    Faults& faults() { return m_faults; }
 
 Q_SIGNALS:
     /// A request was answered, handshakes included, or met with a silent fault; not emitted for frames that could not
-    /// be understood. \a code is the reply's, and empty when there was none. With code 0 all that \a data asks for is
-    /// committed.
+    /// be understood. \a code is the reply's, and empty when a fault kept the request from being carried out in
+    /// silence. With code 0 all that \a data asks for is committed, whatever fault the reply has met.
     void requestHandled(const QString& client, const QString& operation, std::optional<int> code,
                         const QVariantMap& data);
     /// A client has acknowledged a pushed message.
@@ -169,15 +159,15 @@ private:
     void handleRequest(BusConnection* connection, const QString& operation, const QVariantMap& data);
     void handshake(BusConnection* connection, const QVariantMap& data);
     void noteTakeover(const BusConnection* newcomer, const QString& name);
-    bool meetsFault(BusConnection* connection, const QString& client, const QString& operation,
-                    const QVariantMap& data);
+    void refuse(BusConnection* connection, const QString& client, const QString& operation, const QVariantMap& data,
+                const Fault& fault);
     void answer(BusConnection* connection, const QString& operation, const QVariantMap& data, const TarvexError& error,
-                const QVariantMap& answerData = {});
+                const QVariantMap& answerData = {}, const std::optional<Fault>& fault = {});
 
     const Options m_options;
     QDateTime m_startedAt;
     Counts m_counts;
-    FaultSource m_faultSource;
+    Faults m_faults;
     QElapsedTimer m_sinceStorageWarning;
     busframe::Codec m_codec; ///< Of all connections, which are dealt with one after another.
     QTcpServer m_queryServer;

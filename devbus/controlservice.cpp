@@ -11,7 +11,9 @@
 #include <QHash>
 #include <QMap>
 
+#include <algorithm>
 #include <functional>
+#include <iterator>
 
 namespace tarvex::devbus {
 
@@ -22,6 +24,9 @@ using Answer = ControlServer::Answer;
 const QLatin1String KEY_REQUEST("request");
 const QLatin1String KEY_NAME("name");
 const QLatin1String KEY_LAST("last");
+const QLatin1String KEY_RULE("rule");
+const QLatin1String KEY_NUMBER("number");
+const QLatin1String KEY_NUMBERS("numbers");
 
 /// What stands in the answer about one client.
 struct Client
@@ -64,6 +69,25 @@ QVariantMap settingsItem(const QVariantMap& record)
             {QStringLiteral("description"), settings.description()}};
 }
 
+QVariantMap faultItem(const Faults::Entry& entry)
+{
+    return {{KEY_NUMBER, entry.number}, {KEY_RULE, entry.rule.toText()}, {QStringLiteral("hits"), entry.hits}};
+}
+
+/// \return false when \a value is no list of numbers
+bool readNumbers(const QVariant& value, QList<int>& numbers)
+{
+    const QVariantList list = value.toList();
+    for (const QVariant& entry : list) {
+        bool isNumber = false;
+        numbers.append(entry.toInt(&isNumber));
+        if (!isNumber || isText(entry)) {
+            return false;
+        }
+    }
+    return value.userType() == QMetaType::QVariantList;
+}
+
 /// The code and the text of \a error; empty when it is none.
 QString errorText(const TarvexError& error)
 {
@@ -90,9 +114,15 @@ Answer ControlService::handle(const QVariantMap& request)
 {
     using Handler = Answer (ControlService::*)(const QVariantMap&);
     static const QHash<QString, Handler> handlers{
-        {QStringLiteral("about"), &ControlService::about},   {QStringLiteral("clients"), &ControlService::clients},
-        {QStringLiteral("known"), &ControlService::known},   {QStringLiteral("settings"), &ControlService::settings},
-        {QStringLiteral("states"), &ControlService::states}, {QStringLiteral("frames"), &ControlService::frames},
+        {QStringLiteral("about"), &ControlService::about},
+        {QStringLiteral("clients"), &ControlService::clients},
+        {QStringLiteral("known"), &ControlService::known},
+        {QStringLiteral("settings"), &ControlService::settings},
+        {QStringLiteral("states"), &ControlService::states},
+        {QStringLiteral("frames"), &ControlService::frames},
+        {QStringLiteral("faults"), &ControlService::faults},
+        {QStringLiteral("addFault"), &ControlService::addFault},
+        {QStringLiteral("clearFaults"), &ControlService::clearFaults},
     };
     const QVariant name = request.value(KEY_REQUEST);
     const Handler handler = isText(name) ? handlers.value(name.toString()) : nullptr;
@@ -203,6 +233,53 @@ Answer ControlService::frames(const QVariantMap& request)
         return {{}, QStringLiteral("\"last\" must be a whole number from 0")};
     }
     return {{}, QString(), std::make_shared<FrameFollower>(m_server.frames(), last)};
+}
+
+Answer ControlService::faults(const QVariantMap&)
+{
+    Answer answer;
+    const QList<Faults::Entry> entries = m_server.faults().entries();
+    for (const Faults::Entry& entry : entries) {
+        answer.items.append(faultItem(entry));
+    }
+    return answer;
+}
+
+Answer ControlService::addFault(const QVariantMap& request)
+{
+    if (!isText(request.value(KEY_RULE))) {
+        return {{}, QStringLiteral("\"rule\" must be a text")};
+    }
+    FaultRule rule;
+    TarvexError error = readFaultRule(request.value(KEY_RULE).toString(), rule);
+    if (!isFailure(error)) {
+        error = m_server.faults().add(rule);
+    }
+    if (isFailure(error)) {
+        return {{}, error.description()};
+    }
+    return {{faultItem(m_server.faults().entries().constLast())}, QString()};
+}
+
+Answer ControlService::clearFaults(const QVariantMap& request)
+{
+    const Answer all = faults(request);
+    if (!request.contains(KEY_NUMBERS)) {
+        m_server.faults().clear();
+        return all;
+    }
+    QList<int> numbers;
+    if (!readNumbers(request.value(KEY_NUMBERS), numbers)) {
+        return {{}, QStringLiteral("\"numbers\" must be a list of numbers")};
+    }
+    const TarvexError error = m_server.faults().remove(numbers);
+    if (isFailure(error)) {
+        return {{}, error.description()};
+    }
+    Answer answer;
+    std::copy_if(all.items.cbegin(), all.items.cend(), std::back_inserter(answer.items),
+                 [&](const QVariantMap& item) { return numbers.contains(item.value(KEY_NUMBER).toInt()); });
+    return answer;
 }
 
 } // namespace tarvex::devbus

@@ -9,7 +9,7 @@ namespace tarvex::devbus {
 
 class BusServer;
 
-/// The requests of the control socket. They ask the bus about itself.
+/// The requests of the control socket. Most ask the bus about itself.
 ///
 /// - "about": one item about the bus itself: program, version, pid, startedAt, storage, storageBytes, storageError,
 /// connections, requests, acknowledged, keep, resendMs.
@@ -21,6 +21,13 @@ class BusServer;
 /// - "states": the record of each stored state.
 /// - "frames", with a number "last": the last frames that passed, so many of them at most, and then each one as it
 /// passes, without an end. Without the number only the latter. See traffic::SeenFrame.
+/// - "faults": an item for each fault on purpose: number, rule (its text form), hits.
+///
+/// These change what the bus does:
+///
+/// - "addFault", with a rule: adds it; its item as in "faults".
+/// - "clearFaults", with a list of numbers: removes them all, or none when one is not there; their items. Without the
+/// list it removes all faults.
 class ControlService
 {
 public:
@@ -36,6 +43,9 @@ private:
     ControlServer::Answer settings(const QVariantMap& request);
     ControlServer::Answer states(const QVariantMap& request);
     ControlServer::Answer frames(const QVariantMap& request);
+    ControlServer::Answer faults(const QVariantMap& request);
+    ControlServer::Answer addFault(const QVariantMap& request);
+    ControlServer::Answer clearFaults(const QVariantMap& request);
 
     BusServer& m_server;
 };

@@ -26,7 +26,7 @@ const std::array<EffectWord, 12>& effectWords()
 {
     using L1 = QLatin1String;
     static const std::array<EffectWord, 12> words{{
-        {Effect::Error, L1("error"), L1(":CODE[:TEXT]"), 1, MANY, L1("a code"), 1, MAX_CODE},
+        {Effect::Error, L1("error"), L1(":CODE[:TEXT]"), 1, MANY, L1("a code"), 0, MAX_CODE},
         {Effect::Silence, L1("silence"), {}, 0, 0, {}, 0, 0},
         {Effect::Delay, L1("delay"), L1(":MS"), 1, 1, L1("a time in ms"), 1, MAX_DELAY_MS},
         {Effect::OtherOperation, L1("operation"), L1(":NAME"), 1, MANY, {}, 0, 0},

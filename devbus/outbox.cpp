@@ -60,11 +60,18 @@ void Outbox::acknowledge(const QVariantMap& envelope)
             ids.append(pushed.id);
         }
     }
+    Storage::StoredMessage stored; // read before it is removed
+    if (!ids.isEmpty() && m_connection->mayPushAgain()) {
+        m_storage.read([&] { return m_storage.messageById(ids.constFirst(), stored); });
+    }
     // When this fails the message is pushed again, and acknowledged again.
     if (ids.isEmpty() || isFailure(m_storage.write([&] { return m_storage.removeMessages(m_client, ids); }))) {
         return;
     }
     settle(ids);
+    if (stored.id != 0) {
+        pushAcknowledgedAgain(stored.message.toVariantMap());
+    }
     Q_EMIT acknowledged(m_client, uid);
     push();
 }
@@ -111,7 +118,7 @@ Outbox::Result Outbox::pushAgain(Pushed& pushed)
     if (stored.id == 0) {
         return NothingLeft;
     }
-    m_connection->sendRequest(busterms::OPERATION_SEND_MESSAGE, stored.message.toVariantMap());
+    send(stored.message.toVariantMap());
     pushed.pushedAtMs = m_clock.elapsed();
     return Done;
 }
@@ -130,8 +137,25 @@ Outbox::Result Outbox::pushNext()
     m_pushed.push_back({stored.id, message.sender(), message.reciever(), message.uid(), m_clock.elapsed(), false});
     ++m_unacknowledged;
     m_lastId = stored.id;
-    m_connection->sendRequest(busterms::OPERATION_SEND_MESSAGE, message.toVariantMap());
+    send(message.toVariantMap());
     return Done;
+}
+
+void Outbox::send(const QVariantMap& message)
+{
+    const QString operation = busterms::OPERATION_SEND_MESSAGE;
+    m_connection->sendRequest(operation, message,
+                              m_connection->meetFault(Faults::Occasion::Push, m_client, operation, message));
+}
+
+/// A fault on purpose: the client has to notice that it has this message already.
+void Outbox::pushAcknowledgedAgain(const QVariantMap& message)
+{
+    const QString operation = busterms::OPERATION_SEND_MESSAGE;
+    const auto fault = m_connection->meetFault(Faults::Occasion::Acknowledged, m_client, operation, message);
+    if (fault) {
+        m_connection->sendRequest(operation, message, fault);
+    }
 }
 
 /// Counts these messages as acknowledged.

@@ -64,6 +64,8 @@ private:
     bool pushLate();
     Result pushAgain(Pushed& pushed);
     Result pushNext();
+    void send(const QVariantMap& message);
+    void pushAcknowledgedAgain(const QVariantMap& message);
     void settle(const QList<qint64>& ids);
     void scheduleNextPush(bool hasFailed);
 

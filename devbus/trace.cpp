@@ -45,6 +45,24 @@ QString frameLine(Direction direction, const QString& port, const QString& clien
     return parts.join(QLatin1Char(' '));
 }
 
+QString sentLine(const traffic::SeenFrame& frame)
+{
+    const QString port = traffic::portName(frame.port);
+    QString line;
+    if (frame.kind == traffic::Kind::Gap) {
+        const QStringList parts{now(), QStringLiteral("out"), origin(port, frame.client),
+                                printable(frame.problem, MAX_DATA_LENGTH)};
+        line = parts.join(QLatin1Char(' '));
+    } else {
+        const QVariantMap result{{busframe::KEY_CODE, frame.code}};
+        const QVariantMap envelope{{busframe::KEY_OPERATION, frame.operation},
+                                   {busframe::KEY_DATA, frame.data},
+                                   {busframe::KEY_RESULT, result}};
+        line = frameLine(Direction::Out, port, frame.client, frame.kind == traffic::Kind::Reply, envelope);
+    }
+    return frame.fault.isEmpty() ? line : QStringLiteral("%1 [%2]").arg(line, printable(frame.fault, MAX_DATA_LENGTH));
+}
+
 QString noticeLine(const QString& port, const QString& client, const QString& what)
 {
     const QStringList parts{now(), QStringLiteral("in "), origin(port, client), printable(what, MAX_DATA_LENGTH)};

@@ -1,6 +1,8 @@
 #ifndef TRACE_H
 #define TRACE_H
 
+#include "traffic/seenframe.h"
+
 #include <QString>
 #include <QVariantMap>
 
@@ -19,6 +21,9 @@ enum class Direction {
 /// name is "-" until it introduces itself.
 QString frameLine(Direction direction, const QString& port, const QString& client, bool isReply,
                   const QVariantMap& envelope);
+
+/// The line of what the bus has sent, with the fault that it has met in brackets at the end.
+QString sentLine(const traffic::SeenFrame& frame);
 
 /// The same for bytes that are no frame. \a what says what is wrong with them.
 QString noticeLine(const QString& port, const QString& client, const QString& what);

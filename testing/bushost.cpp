@@ -1,5 +1,7 @@
 #include "bushost_p.h"
 
+#include "faultdata_p.h"
+
 #include <QCoreApplication>
 #include <QEventLoop>
 #include <QTimer>
@@ -121,16 +123,24 @@ void BusHost::noteParties(const Message& message)
     m_parties.insert(message.uid(), parties);
 }
 
-void BusHost::addFault(const QString& client, const QString& operation, const BusServer::Fault& fault)
+bool BusHost::addFault(const BusFault& fault)
 {
-    m_faultRules.prepend({client, operation, fault}); // the latest rule applies
-    setFaults();
+    const devbus::FaultRule& rule = fault.d->rule;
+    TarvexError error;
+    if (m_server) {
+        m_server->call([&](BusServer& server) { error = server.faults().add(rule); });
+    } else {
+        error = m_faultsBefore.add(rule);
+    }
+    return succeeds(error);
 }
 
 void BusHost::clearFaults()
 {
-    m_faultRules.clear();
-    setFaults();
+    m_faultsBefore.clear();
+    if (m_server) {
+        m_server->call([](BusServer& server) { server.faults().clear(); });
+    }
 }
 
 bool BusHost::fail(const QString& text)
@@ -159,26 +169,11 @@ bool BusHost::makeServer()
     options.storagePath =
         m_folder.filePath(QStringLiteral("bus.sqlite")); // in memory, it would be gone at the first stop
     m_server = std::make_unique<devbus::ServerThread>(options);
-    m_server->call([this](BusServer& server) { m_record.observe(server); });
-    setFaults();
+    m_server->call([this](BusServer& server) {
+        m_record.observe(server);
+        server.faults() = m_faultsBefore;
+    });
     return true;
-}
-
-void BusHost::setFaults()
-{
-    if (!m_server) {
-        return;
-    }
-    const auto source = [rules = m_faultRules](const QString& client, const QString& operation) {
-        for (const FaultRule& rule : rules) {
-            if ((rule.client.isEmpty() || rule.client == client)
-                && (rule.operation.isEmpty() || rule.operation == operation)) {
-                return std::optional<BusServer::Fault>(rule.fault);
-            }
-        }
-        return std::optional<BusServer::Fault>();
-    };
-    m_server->call([&source](BusServer& server) { server.setFaultSource(source); });
 }
 
 } // namespace tarvex::testing

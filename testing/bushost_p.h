@@ -1,6 +1,7 @@
 #ifndef BUSHOST_P_H
 #define BUSHOST_P_H
 
+#include "busfault.h"
 #include "busrecord_p.h"
 #include "records/message.h"
 #include "serverthread.h"
@@ -38,8 +39,8 @@ public:
 
     Message parties(const QString& uid) const { return m_parties.value(uid); }
 
-    /// An empty \a client or \a operation stands for every one.
-    void addFault(const QString& client, const QString& operation, const devbus::BusServer::Fault& fault);
+    /// \return false when the rule makes no sense, or there are too many.
+    bool addFault(const BusFault& fault);
     void clearFaults();
 
     /// Runs the thread's event loop until \a condition is true. \return false when the time is over; then errorString()
@@ -66,21 +67,13 @@ public:
     bool fail(const QString& text);
 
 private:
-    struct FaultRule
-    {
-        QString client;
-        QString operation;
-        devbus::BusServer::Fault fault;
-    };
-
     bool succeeds(const TarvexError& error);
     bool makeServer();
-    void setFaults();
 
     QString m_errorString;
     QTemporaryDir m_folder;
     QHash<QString, Message> m_parties; ///< Of the test's own messages, by uid; without their texts.
-    QList<FaultRule> m_faultRules;
+    devbus::Faults m_faultsBefore;     ///< Those that were added before there was a server.
     BusRecord m_record;
     std::unique_ptr<devbus::ServerThread> m_server; ///< The last member, because its end still writes to the record.
 };

@@ -299,14 +299,19 @@ bool TestBus::refuseConnections(bool isRefusing)
     return m_host->setListening(!isRefusing);
 }
 
+bool TestBus::addFault(const BusFault& fault)
+{
+    return m_host->addFault(fault);
+}
+
 void TestBus::failRequests(const QString& operation, TarvexError::Error error, const QString& client)
 {
-    m_host->addFault(client, operation, BusServer::Fault{false, TarvexError(error)});
+    addFault(BusFault::error(error).forReplies().forOperation(operation).forClient(client));
 }
 
 void TestBus::ignoreRequests(const QString& operation, const QString& client)
 {
-    m_host->addFault(client, operation, BusServer::Fault{true, {}});
+    addFault(BusFault::silence().forReplies().forOperation(operation).forClient(client));
 }
 
 void TestBus::serveRequests()

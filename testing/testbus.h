@@ -1,6 +1,7 @@
 #ifndef TESTBUS_H
 #define TESTBUS_H
 
+#include "busfault.h"
 #include "cmdlayer/tarvexcommand.h"
 #include "records/clientsettings.h"
 #include "records/clientstate.h"
@@ -156,8 +157,12 @@ public:
     void failRequests(const QString& operation, tarvex::TarvexError::Error error, const QString& client = {});
     /// The same, but the bus does not answer at all. A service waits 30000 ms for the answer.
     void ignoreRequests(const QString& operation, const QString& client = {});
-    /// Ends failRequests() and ignoreRequests(). Requests that were ignored are not answered later.
+    /// Ends failRequests(), ignoreRequests() and addFault(). Requests that were ignored are not answered later.
     void serveRequests();
+    /// From now on this happens to what the bus sends. failRequests() and ignoreRequests() add faults as well; if
+    /// several fit, the latest applies.
+    /// \return false when the fault makes no sense, such as a push with an error, or when there are 256 faults already.
+    bool addFault(const BusFault& fault);
 
 private:
     const std::unique_ptr<BusHost> m_host;

@@ -120,6 +120,7 @@ void TstLayout::class_hasItsSize_data()
     row<tarvex::TarvexQueryHandler>("tarvex::TarvexQueryHandler", 56);
     row<tarvex::TarvexQueryWorker>("tarvex::TarvexQueryWorker", 160);
 #ifdef HAS_TESTING_KIT
+    row<tarvex::testing::BusFault>("tarvex::testing::BusFault", 8);
     row<tarvex::testing::TestBus>("tarvex::testing::TestBus", 8);
 #endif
 }
@@ -153,6 +154,8 @@ void TstLayout::enumerator_hasItsValue_data()
     value(tarvex::QueryOutcome::Kind::TimedOut, "QueryOutcome", 6);
     value(tarvex::QueryOutcome::Kind::NotUnderstood, "QueryOutcome", 7);
 #ifdef HAS_TESTING_KIT
+    value(tarvex::testing::BusFault::DamageLevel::Base64, "DamageLevel", 0);
+    value(tarvex::testing::BusFault::DamageLevel::Block, "DamageLevel", 1);
     value(tarvex::testing::TestBus::Connections::Both, "Connections", 0);
     value(tarvex::testing::TestBus::Connections::Query, "Connections", 1);
     value(tarvex::testing::TestBus::Connections::Receiver, "Connections", 2);

@@ -14,7 +14,9 @@ using samples::owned;
 using tarvex::TarvexError;
 using tarvex::devbus::BusConnection;
 using tarvex::devbus::BusServer;
+using tarvex::devbus::FaultRule;
 using tarvex::devbus::isFailure;
+using tarvex::devbus::readFaultRule;
 
 namespace {
 
@@ -36,14 +38,12 @@ QByteArray requestFrame(const QByteArray& envelope)
     return FakeBus::frame("[-REQUEST-]", FakeBus::payload(envelope));
 }
 
-/// Lets the requests of \a operation meet \a fault: those of \a client, or all when that is empty.
-void setFault(BusThread& bus, const QString& operation, const BusServer::Fault& fault, const QString& client = {})
+void addFault(BusThread& bus, const QString& rule)
 {
     bus.call([&](BusServer& server) {
-        server.setFaultSource([=](const QString& asker, const QString& asked) {
-            const bool isMet = asked == operation && (client.isEmpty() || asker == client);
-            return isMet ? std::optional<BusServer::Fault>(fault) : std::nullopt;
-        });
+        FaultRule fault;
+        QVERIFY(!isFailure(readFaultRule(rule, fault)));
+        QVERIFY(!isFailure(server.faults().add(fault)));
     });
 }
 
@@ -468,7 +468,7 @@ void TstBusServer::dropConnections_ofClientFarBehind_keepsWhatItMay()
 void TstBusServer::fault_withError_isRepliedAndNothingDone()
 {
     Desk desk;
-    setFault(desk.bus, u"saveState"_s, {false, TarvexError(TarvexError::StorageAccessError)}, u"a"_s);
+    addFault(desk.bus, u"operation=saveState client=a do=error:512"_s);
     QCOMPARE(desk.ask(u"saveState"_s, owned(u"printer"_s)), 512);
     QVERIFY(desk.bus.handled().constLast().code == 512);
     QCOMPARE(desk.ask(u"loadState"_s, owned(u"printer"_s)), 5);
@@ -479,7 +479,7 @@ void TstBusServer::fault_withError_isRepliedAndNothingDone()
 void TstBusServer::fault_silent_getsNoReply()
 {
     Desk desk;
-    setFault(desk.bus, u"saveState"_s, {true, {}});
+    addFault(desk.bus, u"operation=saveState do=silence"_s);
     QVERIFY(desk.client.sendRequest(u"saveState"_s, owned(u"printer"_s)));
     // Requests are answered in order: this is the reply to the second one, and the first was not carried out.
     const BusClient::Frame reply = desk.client.ask(u"loadState"_s, owned(u"printer"_s));
@@ -498,11 +498,11 @@ void TstBusServer::fault_ofHandshake_leavesClientUnknown()
 {
     QFETCH(int, port);
     BusThread bus;
-    setFault(bus, handshake(), {false, TarvexError(TarvexError::UnregisteredClient)});
+    addFault(bus, u"operation=handshake do=error:3"_s);
     BusClient client(static_cast<quint16>(port));
     QCOMPARE(client.ask(handshake(), named(u"printer"_s)).code, 3);
     QCOMPARE(bus.handled().value(0).client, u"printer"_s);
-    bus.call([](BusServer& server) { server.setFaultSource({}); });
+    bus.call([](BusServer& server) { server.faults().clear(); });
     QCOMPARE(client.ask(u"loadState"_s, owned(u"x"_s)).code, 3);
 }
 

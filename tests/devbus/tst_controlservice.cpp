@@ -4,6 +4,7 @@
 #include "desk.h"
 
 #include <QFile>
+#include <QRegularExpression>
 #include <QTemporaryDir>
 #include <QTest>
 
@@ -46,6 +47,20 @@ QVariantMap settingsRecord(const QString& owner)
     ClientSettings settings = someSettings(owner);
     settings.setFormattedSettings({{u"paper"_s, QVariantMap{{u"width"_s, 80}, {u"height"_s, 40}}}}, true);
     return settings.toVariantMap();
+}
+
+QVariantMap faultRequest(const QString& rule)
+{
+    return {{u"request"_s, u"addFault"_s}, {u"rule"_s, rule}};
+}
+
+QStringList rules(const ControlServer::Answer& answer)
+{
+    QStringList rules;
+    for (const QVariantMap& item : answer.items) {
+        rules.append(item.value(u"rule"_s).toString());
+    }
+    return rules;
 }
 
 /// Stores settings, states, subscriptions and messages, without a connection.
@@ -96,6 +111,12 @@ private Q_SLOTS:
     void request_wrong_isAnError_data();
     void request_wrong_isAnError();
     void storageFails_isAnError();
+    void addFault_isListedWithItsHits();
+    void addFault_ofChance_tellsTheSeed();
+    void clearFaults_ofNumbers_removesThose();
+    void clearFaults_withoutNumbers_removesAll();
+    void faults_wrongRequest_changesNothing_data();
+    void faults_wrongRequest_changesNothing();
 };
 
 void TstControlService::about_tellsOfTheBusItself()
@@ -312,6 +333,74 @@ void TstControlService::storageFails_isAnError()
         QVERIFY2(answer.error.startsWith(QLatin1String("256 ")), qPrintable(answer.error));
         QVERIFY(answer.items.isEmpty());
     }
+}
+
+void TstControlService::addFault_isListedWithItsHits()
+{
+    BusThread bus;
+    const QVariantMap added{{u"number"_s, 1}, {u"rule"_s, u"client=a do=error:512:no"_s}, {u"hits"_s, 0}};
+    QCOMPARE(ask(bus, faultRequest(u"do=error:512:no, client=a"_s)).items, (QList<QVariantMap>{added}));
+    BusClient client(BusClient::QUERY_PORT);
+    QCOMPARE(client.ask(u"handshake"_s, named(u"a"_s)).code, 512);
+    QVariantMap met = added;
+    met.insert(u"hits"_s, 1);
+    QCOMPARE(ask(bus, request(u"faults"_s)).items, (QList<QVariantMap>{met}));
+}
+
+void TstControlService::addFault_ofChance_tellsTheSeed()
+{
+    BusThread bus;
+    const QString rule =
+        ask(bus, faultRequest(u"probability=0.5 do=drop"_s)).items.value(0).value(u"rule"_s).toString();
+    QVERIFY2(QRegularExpression(u"^probability=0\\.5 seed=[0-9]+ do=drop$"_s).match(rule).hasMatch(), qPrintable(rule));
+}
+
+void TstControlService::clearFaults_ofNumbers_removesThose()
+{
+    BusThread bus;
+    for (int number = 1; number <= 3; ++number) {
+        ask(bus, faultRequest(u"do=delay:%1"_s.arg(number)));
+    }
+    const QVariantMap wanted{{u"request"_s, u"clearFaults"_s}, {u"numbers"_s, QVariantList{3, 1}}};
+    QCOMPARE(rules(ask(bus, wanted)), (QStringList{u"do=delay:1"_s, u"do=delay:3"_s}));
+    QCOMPARE(rules(ask(bus, request(u"faults"_s))), (QStringList{u"do=delay:2"_s}));
+}
+
+void TstControlService::clearFaults_withoutNumbers_removesAll()
+{
+    BusThread bus;
+    ask(bus, faultRequest(u"do=delay:1"_s));
+    ask(bus, faultRequest(u"do=delay:2"_s));
+    QCOMPARE(rules(ask(bus, request(u"clearFaults"_s))), (QStringList{u"do=delay:1"_s, u"do=delay:2"_s}));
+    QVERIFY(ask(bus, request(u"faults"_s)).items.isEmpty());
+}
+
+void TstControlService::faults_wrongRequest_changesNothing_data()
+{
+    QTest::addColumn<QVariantMap>("request");
+    QTest::addColumn<QString>("error");
+    const QVariantMap clear{{u"request"_s, u"clearFaults"_s}};
+    const auto clearOf = [&](const QVariant& numbers) {
+        QVariantMap request = clear;
+        request.insert(u"numbers"_s, numbers);
+        return request;
+    };
+    QTest::newRow("no rule") << request(u"addFault"_s) << u"\"rule\" must be a text"_s;
+    QTest::newRow("bad rule") << faultRequest(u"do=delay:0"_s)
+                              << u"do=delay needs a time in ms from 1 to 600000, not 0"_s;
+    QTest::newRow("unknown number") << clearOf(QVariantList{1, 9}) << u"there is no fault 9"_s;
+    QTest::newRow("no list") << clearOf(1) << u"\"numbers\" must be a list of numbers"_s;
+    QTest::newRow("texts") << clearOf(QVariantList{u"1"_s}) << u"\"numbers\" must be a list of numbers"_s;
+}
+
+void TstControlService::faults_wrongRequest_changesNothing()
+{
+    QFETCH(QVariantMap, request);
+    QFETCH(QString, error);
+    BusThread bus;
+    ask(bus, faultRequest(u"do=drop"_s));
+    QCOMPARE(ask(bus, request).error, error);
+    QCOMPARE(rules(ask(bus, {{u"request"_s, u"faults"_s}})), (QStringList{u"do=drop"_s}));
 }
 
 QTEST_GUILESS_MAIN(TstControlService)

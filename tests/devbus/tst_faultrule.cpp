@@ -185,7 +185,8 @@ void TstFaultRule::text_wrong_isRefusedInWords_data()
     QTest::newRow("do=delay:1:2") << u"do=delay:1:2 is not possible; it must be do=delay:MS"_s;
     QTest::newRow("do=delay:long") << u"do=delay needs a whole number, not long"_s;
     QTest::newRow("do=delay:0") << u"do=delay needs a time in ms from 1 to 600000, not 0"_s;
-    QTest::newRow("do=error:0") << u"do=error needs a code from 1 to 65534, not 0"_s;
+    QTest::newRow("do=error:65535") << u"do=error needs a code from 0 to 65534, not 65535"_s;
+    QTest::newRow("do=error:-1") << u"do=error needs a code from 0 to 65534, not -1"_s;
     QTest::newRow("do=silence:1") << u"do=silence:1 is not possible; it must be do=silence"_s;
     QTest::newRow("do=operation:") << u"do=operation needs the name of an operation"_s;
     QTest::newRow("do=size:0") << u"do=size needs a number of bytes too many (+1) or too few (-1), not 0"_s;

@@ -2,7 +2,11 @@
 
 #include <QRandomGenerator>
 
+using tarvex::TarvexError;
 using tarvex::devbus::BusServer;
+using tarvex::devbus::FaultRule;
+using tarvex::devbus::isFailure;
+using tarvex::devbus::readFaultRule;
 
 Desk::Desk(const BusServer::Options& options) : bus(options), client(BusClient::QUERY_PORT, u"a"_s) { }
 
@@ -18,6 +22,16 @@ bool Desk::sendMany(const QString& reciever, int first, int last, const QString&
         isDone = isDone && send(reciever, QString::number(number), text);
     }
     return isDone;
+}
+
+bool addFault(BusThread& bus, const QString& rule)
+{
+    FaultRule fault;
+    TarvexError error = readFaultRule(rule, fault);
+    if (!isFailure(error)) {
+        bus.call([&](BusServer& server) { error = server.faults().add(fault); });
+    }
+    return !isFailure(error);
 }
 
 BusServer::Options storingIn(const QString& path)

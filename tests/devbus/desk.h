@@ -25,6 +25,9 @@ public:
     BusClient client;
 };
 
+/// Adds a fault on purpose. \return whether the bus accepts the rule
+bool addFault(BusThread& bus, const QString& rule);
+
 /// The options of a bus that stores in \a path.
 tarvex::devbus::BusServer::Options storingIn(const QString& path);
 

@@ -14,9 +14,7 @@ using samples::owned;
 using tarvex::TarvexError;
 using tarvex::devbus::BusConnection;
 using tarvex::devbus::BusServer;
-using tarvex::devbus::FaultRule;
 using tarvex::devbus::isFailure;
-using tarvex::devbus::readFaultRule;
 
 namespace {
 
@@ -36,15 +34,6 @@ void addPorts()
 QByteArray requestFrame(const QByteArray& envelope)
 {
     return FakeBus::frame("[-REQUEST-]", FakeBus::payload(envelope));
-}
-
-void addFault(BusThread& bus, const QString& rule)
-{
-    bus.call([&](BusServer& server) {
-        FaultRule fault;
-        QVERIFY(!isFailure(readFaultRule(rule, fault)));
-        QVERIFY(!isFailure(server.faults().add(fault)));
-    });
 }
 
 void dropConnections(BusThread& bus, const QString& client)
@@ -468,7 +457,7 @@ void TstBusServer::dropConnections_ofClientFarBehind_keepsWhatItMay()
 void TstBusServer::fault_withError_isRepliedAndNothingDone()
 {
     Desk desk;
-    addFault(desk.bus, u"operation=saveState client=a do=error:512"_s);
+    QVERIFY(addFault(desk.bus, u"operation=saveState client=a do=error:512"_s));
     QCOMPARE(desk.ask(u"saveState"_s, owned(u"printer"_s)), 512);
     QVERIFY(desk.bus.handled().constLast().code == 512);
     QCOMPARE(desk.ask(u"loadState"_s, owned(u"printer"_s)), 5);
@@ -479,7 +468,7 @@ void TstBusServer::fault_withError_isRepliedAndNothingDone()
 void TstBusServer::fault_silent_getsNoReply()
 {
     Desk desk;
-    addFault(desk.bus, u"operation=saveState do=silence"_s);
+    QVERIFY(addFault(desk.bus, u"operation=saveState do=silence"_s));
     QVERIFY(desk.client.sendRequest(u"saveState"_s, owned(u"printer"_s)));
     // Requests are answered in order: this is the reply to the second one, and the first was not carried out.
     const BusClient::Frame reply = desk.client.ask(u"loadState"_s, owned(u"printer"_s));
@@ -498,7 +487,7 @@ void TstBusServer::fault_ofHandshake_leavesClientUnknown()
 {
     QFETCH(int, port);
     BusThread bus;
-    addFault(bus, u"operation=handshake do=error:3"_s);
+    QVERIFY(addFault(bus, u"operation=handshake do=error:3"_s));
     BusClient client(static_cast<quint16>(port));
     QCOMPARE(client.ask(handshake(), named(u"printer"_s)).code, 3);
     QCOMPARE(bus.handled().value(0).client, u"printer"_s);

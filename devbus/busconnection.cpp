@@ -175,7 +175,7 @@ void BusConnection::onError()
 void BusConnection::onDisconnected()
 {
     m_outgoing.clear();
-    m_isClosing = true; // nothing is read any more
+    m_isClosing = true;     // nothing is read any more
     closeSpareDescriptor(); // the system tells the client of the end only when this one is closed too
     Q_EMIT closed();
 }

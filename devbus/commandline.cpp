@@ -1,5 +1,7 @@
 #include "commandline.h"
 
+#include "faultwords.h"
+
 #include <QCommandLineParser>
 #include <QCoreApplication>
 #include <QDir>
@@ -28,7 +30,7 @@ struct Parser : QCommandLineParser
 {
     Parser();
 
-    QList<QCommandLineOption> options() const { return {storage, memory, keep, trace, help, version}; }
+    QList<QCommandLineOption> options() const { return {storage, memory, keep, fault, trace, help, version}; }
 
     const QCommandLineOption storage{
         QStringLiteral("storage"),
@@ -40,6 +42,9 @@ struct Parser : QCommandLineParser
         QStringLiteral("keep"),
         QStringLiteral("Keep at most <number> messages for each absent client; the oldest go first. Default: 1000"),
         QStringLiteral("number"), QStringLiteral("1000")};
+    const QCommandLineOption fault{QStringLiteral("fault"),
+                                   QStringLiteral("Bring about a fault on purpose; may be repeated. See below."),
+                                   QStringLiteral("rule")};
     const QCommandLineOption trace{QStringLiteral("trace"), QStringLiteral("Show every frame, decoded, on stderr.")};
     const QCommandLineOption help{{QStringLiteral("h"), QStringLiteral("help")},
                                   QStringLiteral("Show this text and exit.")};
@@ -71,6 +76,23 @@ CommandLine answered(const QString& text)
     return commandLine;
 }
 
+/// \return what is wrong with the rules; empty when they are read
+QString readFaults(const QStringList& texts, QList<FaultRule>& faults)
+{
+    if (texts.size() > Faults::MAX_RULES) {
+        return QStringLiteral("--fault is given more than %1 times").arg(Faults::MAX_RULES);
+    }
+    for (const QString& text : texts) {
+        FaultRule rule;
+        const TarvexError error = readFaultRule(text, rule);
+        if (isFailure(error)) {
+            return QStringLiteral("--fault \"%1\": %2").arg(text, error.description());
+        }
+        faults.append(rule);
+    }
+    return QString();
+}
+
 /// Reads the options for the run, or says what is wrong with them.
 CommandLine interpret(const Parser& parser)
 {
@@ -90,6 +112,10 @@ CommandLine interpret(const Parser& parser)
         return wrongUse(QStringLiteral("--keep must be a whole number from 0 to %1, not \"%2\"")
                             .arg(QString::number(std::numeric_limits<int>::max()), parser.value(parser.keep)));
     }
+    const QString faultError = readFaults(parser.values(parser.fault), commandLine.faults);
+    if (!faultError.isEmpty()) {
+        return wrongUse(faultError);
+    }
     commandLine.options.isTracing = parser.isSet(parser.trace);
     commandLine.isDefaultStorage = !parser.isSet(parser.storage) && !parser.isSet(parser.memory);
     if (commandLine.isDefaultStorage) {
@@ -100,7 +126,7 @@ CommandLine interpret(const Parser& parser)
     return commandLine;
 }
 
-/// An option that is given more than once; empty when there is none.
+/// An option that is given more than once and may not be; empty when there is none.
 QString repeatedOption(const Parser& parser)
 {
     const QStringList given = parser.optionNames();
@@ -111,7 +137,7 @@ QString repeatedOption(const Parser& parser)
         for (const QString& name : names) {
             count += given.count(name);
         }
-        if (count > 1) {
+        if (count > 1 && names != parser.fault.names()) {
             return names.constLast();
         }
     }
@@ -135,16 +161,37 @@ QString optionError(const Parser& parser, bool isParsed)
     return repeated.isEmpty() ? QString() : QStringLiteral("--%1 is given more than once").arg(repeated);
 }
 
+/// The words in lines of at most 80 columns.
+QString indented(const QStringList& words)
+{
+    constexpr int COLUMNS = 80;
+    QString text = QStringLiteral(" ");
+    int length = text.size();
+    for (const QString& word : words) {
+        if (length + 1 + word.size() > COLUMNS) {
+            text += QLatin1String("\n ");
+            length = 1;
+        }
+        text += QLatin1Char(' ') + word;
+        length += 1 + word.size();
+    }
+    return text;
+}
+
 /// The first line of Qt's own text is left out, because it names the program by its path, however long that is.
 QString helpText(const Parser& parser)
 {
     return QStringLiteral("Usage: tarvex-devbus [options]\n%1\n\n"
                           "Without --storage and --memory it stores in\n%2\n\n"
+                          "A rule for a fault is words with blanks between them, \"do=EFFECT\" among them,\n"
+                          "such as \"client=printer operation=loadState nth=3 do=delay:500\".\n"
+                          "Words:\n%3\nEffects:\n%4\n\n"
                           "Exit status:\n"
                           "  0  ended by SIGTERM or SIGINT; after --help and --version\n"
                           "  1  it could not start, or stdout could not be written\n"
                           "  2  wrong use")
-        .arg(parser.helpText().section(QLatin1Char('\n'), 1).trimmed(), defaultStorage());
+        .arg(parser.helpText().section(QLatin1Char('\n'), 1).trimmed(), defaultStorage(),
+             indented(faultwords::wordForms()), indented(faultwords::effectForms()));
 }
 
 /// Whether all arguments are text. Qt replaces what is not, and the storage would have another name than the given one.

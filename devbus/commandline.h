@@ -3,6 +3,7 @@
 
 #include "busserver.h"
 
+#include <QList>
 #include <QString>
 
 namespace tarvex::devbus {
@@ -19,6 +20,7 @@ struct CommandLine
     Kind kind = Run;
     QString text;
     BusServer::Options options;    ///< For the run.
+    QList<FaultRule> faults;       ///< In their order.
     bool isDefaultStorage = false; ///< Nothing was said about the storage. Its folder may be missing.
 };
 

@@ -39,10 +39,10 @@ const QLatin1String FRAME_PUSH("push");
 const QLatin1String LEVEL_BASE64("base64");
 const QLatin1String LEVEL_BLOCK("block");
 
-QString possibleWords()
+/// What is possible, at the end of a message.
+QString possible(const QStringList& forms)
 {
-    return QStringLiteral("client=NAME, port=query|receiver, frame=reply|push, operation=NAME, command=NAME, nth=N, "
-                          "from=N, once, every, probability=P, seed=N, do=EFFECT");
+    return QLatin1String("; possible are ") + forms.join(QLatin1String(", "));
 }
 
 /// Those that have a value.
@@ -127,8 +127,7 @@ bool Reader::read(const QString& text)
         || !std::all_of(words.cbegin(), words.cend(), [this](const QString& word) { return readWord(word); })) {
         return false;
     }
-    return m_names.contains(KEY_DO)
-        || fail(QStringLiteral("\"do=\" is missing; possible are %1").arg(faultwords::effectForms()));
+    return m_names.contains(KEY_DO) || fail(QStringLiteral("\"do=\" is missing") + possible(faultwords::effectForms()));
 }
 
 bool Reader::splitWords(const QString& text, QStringList& words)
@@ -169,7 +168,7 @@ bool Reader::readWord(const QString& word)
     }
     const QString name = word.section(QLatin1Char('='), 0, 0);
     if (!word.contains(QLatin1Char('=')) || !keys().contains(name)) {
-        return fail(QStringLiteral("unknown word \"%1\"; possible are %2").arg(word, possibleWords()));
+        return fail(QStringLiteral("unknown word \"%1\"").arg(word) + possible(faultwords::wordForms()));
     }
     const QString value = word.section(QLatin1Char('='), 1);
     if (value.isEmpty()) {
@@ -232,8 +231,7 @@ bool Reader::readOperation(const QString& name)
 {
     m_rule.operation = name;
     return operations().contains(name)
-        || fail(QStringLiteral("operation=%1 is not possible; possible are %2")
-                    .arg(name, operations().join(QLatin1String(", "))));
+        || fail(QStringLiteral("operation=%1 is not possible").arg(name) + possible(operations()));
 }
 
 bool Reader::readProbability(const QString& text)
@@ -254,7 +252,7 @@ bool Reader::readEffect(const QString& value)
     QStringList parameters = value.split(QLatin1Char(':'));
     const faultwords::EffectWord* const word = faultwords::findEffect(parameters.takeFirst());
     if (!word) {
-        return fail(QStringLiteral("do=%1 is not possible; possible are %2").arg(value, faultwords::effectForms()));
+        return fail(QStringLiteral("do=%1 is not possible").arg(value) + possible(faultwords::effectForms()));
     }
     if (parameters.size() < word->minParameters || parameters.size() > word->maxParameters) {
         return fail(QStringLiteral("do=%1 is not possible; it must be do=%2%3").arg(value, word->name, word->form));

@@ -2,8 +2,6 @@
 
 #include "wire/busframe_p.h"
 
-#include <QStringList>
-
 #include <algorithm>
 #include <array>
 #include <limits>
@@ -59,13 +57,29 @@ const EffectWord* findEffect(const QString& name)
     return word == words.end() ? nullptr : &*word;
 }
 
-QString effectForms()
+QStringList wordForms()
+{
+    return {QStringLiteral("client=NAME"),
+            QStringLiteral("port=query|receiver"),
+            QStringLiteral("frame=reply|push"),
+            QStringLiteral("operation=NAME"),
+            QStringLiteral("command=NAME"),
+            QStringLiteral("nth=N"),
+            QStringLiteral("from=N"),
+            QStringLiteral("once"),
+            QStringLiteral("every"),
+            QStringLiteral("probability=P"),
+            QStringLiteral("seed=N"),
+            QStringLiteral("do=EFFECT")};
+}
+
+QStringList effectForms()
 {
     QStringList forms;
     for (const EffectWord& word : effectWords()) {
         forms.append(word.name + word.form);
     }
-    return forms.join(QLatin1String(", "));
+    return forms;
 }
 
 QString damageLevelName(FaultRule::DamageLevel level)

@@ -3,6 +3,8 @@
 
 #include "faultrule.h"
 
+#include <QStringList>
+
 /// The words of the text form of a fault rule, in one place for the reader, the writer and the checks.
 namespace tarvex::devbus::faultwords {
 
@@ -23,8 +25,13 @@ struct EffectWord
 const EffectWord& effectWord(FaultRule::Effect effect);
 /// \return nullptr when there is none of this name.
 const EffectWord* findEffect(const QString& name);
-/// All forms, for a message: "error:CODE[:TEXT], silence, ...".
-QString effectForms();
+
+// What is possible, to be shown.
+
+/// "client=NAME", "port=query|receiver", and so on.
+QStringList wordForms();
+/// "error:CODE[:TEXT]", "silence", and so on.
+QStringList effectForms();
 
 QString damageLevelName(FaultRule::DamageLevel level);
 

@@ -16,6 +16,8 @@ using tarvex::devbus::BusServer;
 using tarvex::devbus::CommandLine;
 using tarvex::devbus::ControlServer;
 using tarvex::devbus::ControlService;
+using tarvex::devbus::FaultRule;
+using tarvex::devbus::Faults;
 using tarvex::devbus::isFailure;
 using tarvex::devbus::SignalWatcher;
 
@@ -71,6 +73,18 @@ bool announceReady(const QString& storagePath)
     return announce(QLatin1String("tarvex-devbus: ready on 127.0.0.1 ports 45535 and 45537, storing ") + place);
 }
 
+/// Says which faults there are, with the seeds that the bus has chosen: with the same seeds they happen again.
+void addFaults(Faults& faults, const QList<FaultRule>& rules)
+{
+    for (const FaultRule& rule : rules) {
+        faults.add(rule); // it is checked already
+    }
+    const QList<Faults::Entry> entries = faults.entries();
+    for (const Faults::Entry& entry : entries) {
+        complain(QStringLiteral("fault %1: %2").arg(QString::number(entry.number), entry.rule.toText()));
+    }
+}
+
 int run(const CommandLine& commandLine)
 {
     const BusServer::Options& options = commandLine.options;
@@ -80,6 +94,7 @@ int run(const CommandLine& commandLine)
     BusServer server(options);
     QObject::connect(&server, &BusServer::traced, [](const QString& line) { printLine(STDERR_FILENO, line); });
     QObject::connect(&server, &BusServer::warning, complain);
+    addFaults(server.faults(), commandLine.faults);
     const TarvexError error = server.start();
     if (isFailure(error)) {
         complain(error.description());

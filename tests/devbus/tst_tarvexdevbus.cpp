@@ -71,6 +71,8 @@ private Q_SLOTS:
     void keep_isObeyed_data();
     void keep_isObeyed();
     void trace_showsFrames();
+    void fault_happensFromTheFirstConnectionOn();
+    void fault_withoutSeed_tellsTheChosenOne();
     void controlSocket_answersUntilTheEnd();
     void controlSocket_impossible_isAWordOnly();
 
@@ -124,6 +126,11 @@ void TstTarvexDevbus::commandLine_wrongUse_exitsWithTwo_data()
     QTest::newRow("--memory=yes") << u"Unexpected value after '--memory'"_s;
     QTest::newRow("--memory --memory") << u"--memory is given more than once"_s;
     QTest::newRow("--memory --keep 1 --keep 2") << u"--keep is given more than once"_s;
+    QTest::newRow("--memory --fault") << u"Missing value after '--fault'"_s;
+    QTest::newRow("--memory --fault nth=0,do=drop")
+        << u"--fault \"nth=0,do=drop\": nth and from must be numbers from 1 on, not 0"_s;
+    QTest::newRow("--memory --fault do=drop --fault do=delay")
+        << u"--fault \"do=delay\": do=delay is not possible; it must be do=delay:MS"_s;
     QTest::newRow("--version -V") << u"--version is given more than once"_s;
     QTest::newRow("-V --version") << u"--version is given more than once"_s;
 }
@@ -159,6 +166,7 @@ void TstTarvexDevbus::commandLine_help_fitsTerminalAndTellsStatuses()
         QVERIFY2(line.size() <= 80 || line == storage, qPrintable(line));
     }
     QVERIFY(help.contains(QLatin1Char('\n') + storage + QLatin1Char('\n')));
+    QVERIFY(help.contains(u"pieces:BYTES:MS cut:BYTES damage[:BYTES[:base64|block]] again drop limit:BYTES"_s));
     QVERIFY(help.simplified().contains(u"it is created when it does not exist, its folder is not."_s));
     const QString statuses = help.section(u"\nExit status:\n"_s, 1);
     for (const char* const status : {"  0  ", "  1  ", "  2  "}) {
@@ -356,6 +364,28 @@ void TstTarvexDevbus::trace_showsFrames()
     QVERIFY2(time.match(lines.at(0).left(13)).hasMatch(), qPrintable(lines.at(0)));
     QCOMPARE(lines.at(0).mid(13), u"in  query/- REQUEST handshake {\"name\":\"a\"}"_s);
     QCOMPARE(lines.at(3).mid(13), u"out query/a REPLY loadState {} 5"_s);
+}
+
+void TstTarvexDevbus::fault_happensFromTheFirstConnectionOn()
+{
+    DevbusProgram program({u"--memory"_s, u"--fault"_s, u"operation=handshake once do=\"error:3:not yet\""_s,
+                           u"--fault"_s, u"operation=loadState,do=error:512"_s});
+    QVERIFY(program.becomesReady());
+    BusClient client(BusClient::QUERY_PORT);
+    QCOMPARE(client.ask(u"handshake"_s, {{u"name"_s, u"printer"_s}}).description, u"not yet"_s);
+    QCOMPARE(client.ask(u"handshake"_s, {{u"name"_s, u"printer"_s}}).code, 0);
+    QCOMPARE(client.ask(u"loadState"_s, owned(u"cashbox"_s)).code, 512);
+    QCOMPARE(program.terminate(), 0);
+}
+
+void TstTarvexDevbus::fault_withoutSeed_tellsTheChosenOne()
+{
+    DevbusProgram program({u"--memory"_s, u"--fault"_s, u"do=drop probability=0.5"_s});
+    QVERIFY(program.becomesReady());
+    QVERIFY(program.waitForWords("do=drop\n"));
+    const QString errors = QString::fromUtf8(program.err());
+    const QRegularExpression expected(u"^tarvex-devbus: fault 1: probability=0\\.5 seed=[0-9]+ do=drop\n$"_s);
+    QVERIFY2(expected.match(errors).hasMatch(), qPrintable(errors));
 }
 
 void TstTarvexDevbus::controlSocket_answersUntilTheEnd()

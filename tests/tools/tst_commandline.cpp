@@ -93,6 +93,10 @@ void TstCommandLine::help_mentions_data()
     QTest::newRow("state watch") << QByteArrayList{"OWNER...", "--count N", "--timeout S", nameHint};
     QTest::newRow("send") << QByteArrayList{"RECEIVER [TEXT]", "--command NAME"};
     QTest::newRow("call") << QByteArrayList{"RECEIVER COMMAND [JSON]", "--timeout S=10", "--silence-ok", nameHint};
+    QTest::newRow("fault") << QByteArrayList{"add", "list", "clear"};
+    QTest::newRow("fault add") << QByteArrayList{"WORD...", "do=EFFECT", "Example: tarvexctl fault add client="};
+    QTest::newRow("fault list") << QByteArrayList{"Example: tarvexctl fault list"};
+    QTest::newRow("fault clear") << QByteArrayList{"[NUMBER...]", "Example: tarvexctl fault clear 2 3"};
     QTest::newRow("wait") << QByteArrayList{"--timeout S=30"};
     QTest::newRow("listen") << QByteArrayList{"--subscribe PUBLISHER[:GOAL]", "--count N", "--timeout S", nameHint};
 }
@@ -163,7 +167,7 @@ namespace {
 
 void refuseWrongVerbs()
 {
-    refuses("", "needs a verb: settings, state, send, call, listen, clients or wait");
+    refuses("", "needs a verb: settings, state, send, call, listen, clients, fault or wait");
     refuses("[hearken", "unknown verb \"[hearken\";");
     refuses("hearken", "unknown verb \"hearken\"; there are settings, ");
     refuses("settings", "settings needs a verb: get, set, remove, list, unset or load");

@@ -12,6 +12,7 @@ namespace {
 constexpr VerbGroup GROUPS[] = {
     {"settings", "The stored settings of a client"},
     {"state", "The current state of a client"},
+    {"fault", "Faults on purpose, on a development bus"},
 };
 
 } // namespace

@@ -1,0 +1,112 @@
+#include "settingsrecord.h"
+
+#include <QDateTime>
+#include <QSet>
+#include <QStringList>
+
+using tarvex::ClientSettings;
+
+namespace tarvexctl {
+
+namespace {
+
+const QLatin1String KEY_OWNER("owner");
+const QLatin1String KEY_DATE("date");
+const QLatin1String KEY_DESCRIPTION("description");
+const QLatin1String KEY_MAIL_OWNER("mailOwner");
+const QLatin1String KEY_SETTINGS("settings");
+const QLatin1String KEY_GROUP("group");
+const QLatin1String KEY_KEY("key");
+const QLatin1String KEY_VALUE("value");
+
+bool isText(const QVariant& value)
+{
+    return value.userType() == QMetaType::QString;
+}
+
+/// True for a missing value as well.
+bool isTextIfAny(const QVariant& value)
+{
+    return !value.isValid() || isText(value);
+}
+
+bool isFlagIfAny(const QVariant& value)
+{
+    return !value.isValid() || (value.userType() == QMetaType::LongLong && (value == 0 || value == 1));
+}
+
+/// \return the setting's path
+QString checkEntry(const QVariant& value)
+{
+    static const QStringList known{KEY_GROUP, KEY_KEY, KEY_VALUE};
+    const QVariantMap entry = value.toMap();
+    requireInRecord(value.userType() == QMetaType::QVariantMap,
+                    QStringLiteral("each of \"settings\" must be an object"));
+    requireKnownKeys(entry, known, QStringLiteral("a setting"));
+    // "get" may have written null: the library writes it for a missing group when it changes a record.
+    const QVariant group = entry.value(KEY_GROUP);
+    requireInRecord(isTextIfAny(group) || group.isNull(), QStringLiteral("the \"group\" of a setting must be a text"));
+    requireInRecord(isText(entry.value(KEY_KEY)) && !entry.value(KEY_KEY).toString().isEmpty(),
+                    QStringLiteral("a setting needs a \"key\", a text that is not empty"));
+    QString path = entry.value(KEY_GROUP).toString() + QLatin1Char('/') + entry.value(KEY_KEY).toString();
+    requireInRecord(entry.contains(KEY_VALUE), QStringLiteral("the setting %1 has no \"value\"").arg(path));
+    return path;
+}
+
+void checkEntries(const QVariant& value)
+{
+    requireInRecord(value.userType() == QMetaType::QVariantList, QStringLiteral("\"settings\" is needed, a list"));
+    QSet<QString> paths;
+    const QVariantList entries = value.toList();
+    for (int place = 0; place < entries.size(); ++place) {
+        try {
+            const QString path = checkEntry(entries.at(place));
+            requireInRecord(!paths.contains(path), QStringLiteral("the setting %1 is there twice").arg(path));
+            paths.insert(path);
+        } catch (const WrongRecord& wrong) {
+            throw WrongRecord(wrong.words(), place);
+        }
+    }
+}
+
+} // namespace
+
+void requireInRecord(bool isRight, const QString& words)
+{
+    if (!isRight) {
+        throw WrongRecord(words);
+    }
+}
+
+void requireKnownKeys(const QVariantMap& object, const QStringList& known, const QString& name)
+{
+    for (auto key = object.cbegin(); key != object.cend(); ++key) {
+        requireInRecord(known.contains(key.key()), QStringLiteral("\"%1\" is no part of %2").arg(key.key(), name));
+    }
+}
+
+ClientSettings settingsRecord(const QVariant& value)
+{
+    static const QStringList known{KEY_OWNER, KEY_DATE, KEY_DESCRIPTION, KEY_MAIL_OWNER, KEY_SETTINGS};
+    requireInRecord(value.userType() == QMetaType::QVariantMap,
+                    QStringLiteral("a settings record must be a JSON object"));
+    const QVariantMap record = value.toMap();
+    requireKnownKeys(record, known, QStringLiteral("a settings record"));
+    requireInRecord(isText(record.value(KEY_OWNER)) && !record.value(KEY_OWNER).toString().isEmpty(),
+                    QStringLiteral("\"owner\" is needed, a text that is not empty"));
+    requireInRecord(isTextIfAny(record.value(KEY_DATE)), QStringLiteral("\"date\" must be a text"));
+    requireInRecord(isTextIfAny(record.value(KEY_DESCRIPTION)), QStringLiteral("\"description\" must be a text"));
+    requireInRecord(isFlagIfAny(record.value(KEY_MAIL_OWNER)), QStringLiteral("\"mailOwner\" must be 0 or 1"));
+    checkEntries(record.value(KEY_SETTINGS));
+
+    ClientSettings settings = ClientSettings::fromVariantMap(record);
+    if (record.value(KEY_DATE).toString().isEmpty()) {
+        settings.setDt(QDateTime::currentDateTime());
+    }
+    requireInRecord(
+        settings.dt().isValid(),
+        QStringLiteral("\"%1\" is no date of the form 2026-03-01T10:11:12.345").arg(record.value(KEY_DATE).toString()));
+    return settings;
+}
+
+} // namespace tarvexctl

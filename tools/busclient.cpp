@@ -6,6 +6,7 @@
 #include <QStringList>
 #include <QTcpSocket>
 
+using tarvex::ClientSettings;
 using tarvex::QueryOutcome;
 
 namespace tarvexctl {
@@ -137,6 +138,19 @@ bool BusClient::askForStored(const Operation& operation)
         return false;
     }
     return true;
+}
+
+std::optional<ClientSettings> BusClient::loadSettings(const QString& owner)
+{
+    ClientSettings settings;
+    const bool isStored =
+        askForStored([&](tarvex::TarvexQueryHandler& handler) { return handler.loadSettings(owner, settings); });
+    return isStored ? std::optional<ClientSettings>(settings) : std::nullopt;
+}
+
+void BusClient::saveSettings(const ClientSettings& settings)
+{
+    ask([&](tarvex::TarvexQueryHandler& handler) { return handler.saveSettings(settings); });
 }
 
 } // namespace tarvexctl

@@ -2,11 +2,13 @@
 #define BUSCLIENT_H
 
 #include "connectionfailures.h"
+#include "records/clientsettings.h"
 #include "tarvexqueryhandler.h"
 
 #include <QString>
 
 #include <functional>
+#include <optional>
 
 namespace tarvexctl {
 
@@ -25,6 +27,12 @@ public:
 
     /// The same for an operation that loads what one client has stored. \return false when nothing is stored
     bool askForStored(const Operation& operation);
+
+    /// What is stored as the settings of \a owner; nothing when the bus has none. Throws Failure.
+    std::optional<tarvex::ClientSettings> loadSettings(const QString& owner);
+
+    /// Throws Failure when they are not stored.
+    void saveSettings(const tarvex::ClientSettings& settings);
 
 private:
     tarvex::TarvexQueryHandler m_handler;

@@ -12,6 +12,9 @@ namespace tarvexctl {
 
 namespace {
 
+/// What a user or the system sends to end a program in order.
+constexpr int INTERRUPTS[] = {SIGINT, SIGTERM, SIGHUP};
+
 // A signal handler has no place for data of its own.
 std::atomic<bool> isPending{false};
 static_assert(std::atomic<bool>::is_always_lock_free, "a signal handler must not wait for a lock");
@@ -68,11 +71,56 @@ InterruptWatcher::InterruptWatcher()
         m_notifier->setEnabled(false);
         Q_EMIT interrupted();
     });
-    for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
+    for (const int signal : INTERRUPTS) {
         handle(signal, noteInterrupt);
     }
 }
 
 InterruptWatcher::~InterruptWatcher() = default;
+
+SignalsIgnored::SignalsIgnored(std::initializer_list<int> signalNumbers)
+{
+    struct sigaction ignoring = {};
+    ignoring.sa_handler = SIG_IGN;
+    for (const int signal : signalNumbers) {
+        struct sigaction before = {};
+        ::sigaction(signal, &ignoring, &before);
+        m_before.emplace_back(signal, before);
+    }
+}
+
+void SignalsIgnored::restore() const
+{
+    for (const auto& signal : m_before) {
+        ::sigaction(signal.first, &signal.second, nullptr);
+    }
+}
+
+InterruptsHeldBack::InterruptsHeldBack()
+{
+    sigset_t signalSet = {};
+    ::sigemptyset(&signalSet);
+    for (const int signal : INTERRUPTS) {
+        ::sigaddset(&signalSet, signal);
+    }
+    ::pthread_sigmask(SIG_BLOCK, &signalSet, &m_before);
+}
+
+InterruptsHeldBack::~InterruptsHeldBack()
+{
+    ::pthread_sigmask(SIG_SETMASK, &m_before, nullptr);
+}
+
+bool InterruptsHeldBack::isInterrupted()
+{
+    sigset_t signalSet = {};
+    ::sigpending(&signalSet);
+    for (const int signal : INTERRUPTS) {
+        if (::sigismember(&signalSet, signal) == 1) {
+            return true;
+        }
+    }
+    return false;
+}
 
 } // namespace tarvexctl

@@ -4,7 +4,11 @@
 #include <QObject>
 #include <QSocketNotifier>
 
+#include <csignal>
+#include <initializer_list>
 #include <memory>
+#include <utility>
+#include <vector>
 
 namespace tarvexctl {
 
@@ -28,6 +32,41 @@ Q_SIGNALS:
 
 private:
     std::unique_ptr<QSocketNotifier> m_notifier;
+};
+
+/// While it exists, these signals are ignored.
+class SignalsIgnored
+{
+public:
+    explicit SignalsIgnored(std::initializer_list<int> signalNumbers);
+
+    ~SignalsIgnored() { restore(); }
+
+    SignalsIgnored(const SignalsIgnored&) = delete;
+    SignalsIgnored& operator=(const SignalsIgnored&) = delete;
+
+    /// Gives the signals the meaning that they had before. May be called in a child process before its program.
+    void restore() const;
+
+private:
+    std::vector<std::pair<int, struct sigaction>> m_before;
+};
+
+/// While it exists, SIGINT, SIGTERM and SIGHUP wait. A signal that has come acts when this object is destroyed. For
+/// work that must not stop in the middle.
+class InterruptsHeldBack
+{
+public:
+    InterruptsHeldBack();
+    ~InterruptsHeldBack();
+    InterruptsHeldBack(const InterruptsHeldBack&) = delete;
+    InterruptsHeldBack& operator=(const InterruptsHeldBack&) = delete;
+
+    /// Whether one of the signals has come.
+    static bool isInterrupted();
+
+private:
+    sigset_t m_before = {};
 };
 
 } // namespace tarvexctl

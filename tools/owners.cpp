@@ -19,6 +19,13 @@ const QStringList& supportedClients()
     return names;
 }
 
+void tellOfKnownNamesOnly()
+{
+    complain(QStringLiteral("this bus does not list what it stores; only the %1 names that the library knows are asked "
+                            "for")
+                 .arg(supportedClients().size()));
+}
+
 void forEachOwner(const QStringList& owners, const std::function<void(const QString&)>& get)
 {
     bool anyRefused = false;

@@ -19,14 +19,14 @@ using Load = std::function<QVariantMap(BusClient& bus, const QString& owner)>;
 
 QVariantMap loadSettingsItem(BusClient& bus, const QString& owner)
 {
-    ClientSettings settings;
-    if (!bus.askForStored([&](TarvexQueryHandler& handler) { return handler.loadSettings(owner, settings); })) {
+    const std::optional<ClientSettings> settings = bus.loadSettings(owner);
+    if (!settings) {
         return {};
     }
     return {{QStringLiteral("owner"), owner},
-            {QStringLiteral("count"), settings.settings().size()},
-            {QStringLiteral("date"), settings.toVariantMap().value(QStringLiteral("date"))},
-            {QStringLiteral("description"), settings.description()}};
+            {QStringLiteral("count"), settings->settings().size()},
+            {QStringLiteral("date"), settings->toVariantMap().value(QStringLiteral("date"))},
+            {QStringLiteral("description"), settings->description()}};
 }
 
 QVariantMap loadStateItem(BusClient& bus, const QString& owner)
@@ -50,9 +50,7 @@ struct List
 QList<QVariantMap> askForKnownNames(const QString& clientName, const Load& load)
 {
     BusClient bus(clientName);
-    complain(QStringLiteral("this bus does not list what it stores; only the %1 names that the library knows are asked "
-                            "for")
-                 .arg(supportedClients().size()));
+    tellOfKnownNamesOnly();
     QList<QVariantMap> items;
     for (const QString& owner : supportedClients()) {
         const QVariantMap item = load(bus, owner);

@@ -113,6 +113,11 @@ Limits LimitOptions::limits() const
     return limits;
 }
 
+void addExample(CLI::App& parser, const std::string& commandLine)
+{
+    parser.footer(parser.get_footer() + " Example: " + commandLine);
+}
+
 void requireName(const QString& name, const QString& what)
 {
     if (name.isEmpty()) {

@@ -105,6 +105,9 @@ private:
     std::optional<std::string> m_seconds;
 };
 
+/// Ends the help of a verb with this example.
+void addExample(CLI::App& parser, const std::string& commandLine);
+
 /// Refuses an empty name; \a what is the argument's name.
 void requireName(const QString& name, const QString& what);
 

@@ -9,7 +9,6 @@
 #include <QStringList>
 
 using tarvex::ClientSettings;
-using tarvex::TarvexQueryHandler;
 
 namespace tarvexctl {
 
@@ -64,7 +63,7 @@ void save(const QList<ClientSettings>& records, const Context& context)
     Report report(context.output);
     forEachOwner(owners, [&](const QString& owner) {
         const ClientSettings settings = byOwner.value(owner);
-        bus.ask([&](TarvexQueryHandler& handler) { return handler.saveSettings(settings); });
+        bus.saveSettings(settings);
         report.tellSaved(settings);
     });
     if (!report.isComplete()) {

@@ -61,7 +61,7 @@ public:
         bus.ask([&](TarvexQueryHandler& handler) { return handler.loadSettings(path.owner, settings); });
         removeEntries(path, settings);
         settings.setDt(QDateTime::currentDateTime());
-        bus.ask([&](TarvexQueryHandler& handler) { return handler.saveSettings(settings); });
+        bus.saveSettings(settings);
 
         QVariantMap done;
         done.insert(QStringLiteral("done"), QStringLiteral("settings unset"));

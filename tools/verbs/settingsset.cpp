@@ -9,7 +9,6 @@
 #include <QDateTime>
 
 using tarvex::ClientSettings;
-using tarvex::TarvexQueryHandler;
 
 namespace tarvexctl {
 
@@ -80,17 +79,16 @@ public:
         const Change change{value(), m_owner.nonEmptyText(), m_group.text(), m_key.nonEmptyText(),
                             m_description.text()};
         BusClient bus(context.clientName);
-        ClientSettings settings;
-        const bool wasStored =
-            bus.askForStored([&](TarvexQueryHandler& handler) { return handler.loadSettings(change.owner, settings); });
+        const std::optional<ClientSettings> stored = bus.loadSettings(change.owner);
+        ClientSettings settings = stored.value_or(ClientSettings());
         merge(change, settings);
         settings.setOwner(change.owner);
         settings.setDt(QDateTime::currentDateTime());
         if (change.description) {
             settings.setDescription(*change.description);
         }
-        bus.ask([&](TarvexQueryHandler& handler) { return handler.saveSettings(settings); });
-        report(change, wasStored, context.output);
+        bus.saveSettings(settings);
+        report(change, stored.has_value(), context.output);
     }
 
 private:

@@ -1,0 +1,96 @@
+#include "texteditor.h"
+
+#include "failure.h"
+#include "interrupts.h"
+
+#include <QFile>
+#include <QProcess>
+#include <QStandardPaths>
+
+#include <csignal>
+#include <cstdio>
+#include <unistd.h>
+
+namespace tarvexctl {
+
+namespace {
+
+/// The editor as a child process, with the terminal of this program.
+class Editor : public QProcess
+{
+public:
+    Editor()
+    {
+        setProcessChannelMode(QProcess::ForwardedChannels);
+        setInputChannelMode(QProcess::ForwardedInputChannel);
+    }
+
+protected:
+    /// Runs in the child before the editor.
+    void setupChildProcess() override
+    {
+        m_ignored.restore();
+        if (::isatty(STDOUT_FILENO) == 0) {
+            ::dup2(STDERR_FILENO, STDOUT_FILENO);
+        }
+    }
+
+private:
+    /// A terminal sends its signals to both programs. They are meant for the editor.
+    const SignalsIgnored m_ignored{SIGINT, SIGQUIT};
+};
+
+} // namespace
+
+QString editorCommand()
+{
+    for (const char* const variable : {"VISUAL", "EDITOR"}) {
+        const QString command = qEnvironmentVariable(variable);
+        if (!command.trimmed().isEmpty()) {
+            return command;
+        }
+    }
+    for (const char* const name : {"sensible-editor", "vi", "nano"}) {
+        if (!QStandardPaths::findExecutable(QLatin1String(name)).isEmpty()) {
+            return QLatin1String(name);
+        }
+    }
+    throw Failure(WrongUse, QStringLiteral("there is no editor: set VISUAL or EDITOR to one, as in EDITOR=nano"));
+}
+
+void editFile(const QString& command, const QString& path)
+{
+    Editor editor;
+    // The variables may hold options as well, so the shell takes the command apart, as other programs do it.
+    editor.start(QStringLiteral("/bin/sh"), {QStringLiteral("-c"), command + QStringLiteral(" \"$@\""), command, path});
+    if (!editor.waitForFinished(-1)) {
+        throw Failure(WrongUse,
+                      QStringLiteral("cannot start the editor \"%1\": %2").arg(command, editor.errorString()));
+    }
+    if (editor.exitStatus() != QProcess::NormalExit) {
+        throw Failure(Refused, QStringLiteral("the editor \"%1\" was ended by a signal").arg(command));
+    }
+    if (editor.exitCode() != 0) {
+        throw Failure(
+            Refused,
+            QStringLiteral("the editor \"%1\" ended with status %2").arg(command, QString::number(editor.exitCode())));
+    }
+}
+
+bool canAskUser()
+{
+    return ::isatty(STDIN_FILENO) != 0 && ::isatty(STDERR_FILENO) != 0;
+}
+
+bool askUser(const QString& question)
+{
+    const QByteArray words = (question + QStringLiteral(" [Y/n] ")).toUtf8();
+    std::fwrite(words.constData(), 1, static_cast<size_t>(words.size()), stderr);
+    QFile input;
+    input.open(STDIN_FILENO, QIODevice::ReadOnly | QIODevice::Unbuffered); // what comes later is for others
+    const QByteArray line = input.readLine();
+    const QByteArray answer = line.trimmed().toLower();
+    return line.endsWith('\n') && (answer.isEmpty() || answer == "y" || answer == "yes");
+}
+
+} // namespace tarvexctl

@@ -53,7 +53,11 @@ Follower::Follower(const QString& clientName, FollowerTask& task) : m_clientName
     m_retryTimer.setSingleShot(true);
     m_laterTimer.setSingleShot(true);
     connect(&m_retryTimer, &QTimer::timeout, this, &Follower::connectToBus);
-    connect(&m_laterTimer, &QTimer::timeout, this, [this] { m_later(); });
+    connect(&m_laterTimer, &QTimer::timeout, this, [this] {
+        const Asking asking(m_isAsking);
+        const auto function = m_later; // it may ask for another call, which replaces it
+        function();
+    });
     connect(&m_receiver, &Receiver::accepted, this, &Follower::useConnection);
     connect(&m_receiver, &Receiver::refused, this, &Follower::onConnectionFailed);
     connect(&m_receiver, &Receiver::lost, this, &Follower::lookAfterLoss, Qt::QueuedConnection);
@@ -235,6 +239,7 @@ void Follower::tellOfReturn()
 void Follower::tidyUp()
 {
     m_bus.reset();
+    m_task.onLeaving();
     if (!m_subscribed.isEmpty()) {
         try {
             BusClient bus(m_clientName);

@@ -43,6 +43,10 @@ public:
     /// Called for each message that is pushed. The library has acknowledged it, so the bus does not keep it.
     virtual void onMessage(Follower& follower, const Message& message) = 0;
 
+    /// Called at the end, after the last of the other calls. A task ends its own connections here, because they belong
+    /// to this thread.
+    virtual void onLeaving() { }
+
     /// What to say when the time is over, the bus has accepted both connections, and the follower is not satisfied.
     virtual QString timeOutWords() const = 0;
 };

@@ -125,10 +125,14 @@ QString SettingsDifference::count() const
                                        m_changes.size() == 1 ? QStringLiteral("change") : QStringLiteral("changes"));
 }
 
-void SettingsDifference::write(Output& output, const QString& heading, QVariantMap object) const
+void SettingsDifference::write(Output& output, const QStringList& heading, QVariantMap object) const
 {
     if (!output.isJson()) {
-        output.writeRecord(visible(heading) + QLatin1Char('\n') + lines());
+        QString text;
+        for (const QString& line : heading) {
+            text += visible(line) + QLatin1Char('\n');
+        }
+        output.writeRecord(text + lines());
         return;
     }
     QVariantList list;
@@ -140,7 +144,7 @@ void SettingsDifference::write(Output& output, const QString& heading, QVariantM
     output.writeObject(object);
 }
 
-void SettingsDifference::report(Output& output, const QString& words, const QString& heading,
+void SettingsDifference::report(Output& output, const QString& words, const QStringList& heading,
                                 const QVariantMap& object) const
 {
     try {

@@ -5,6 +5,7 @@
 
 #include <QList>
 #include <QString>
+#include <QStringList>
 #include <QVariant>
 
 #include <optional>
@@ -41,14 +42,14 @@ public:
     /// "1 change", "2 changes"
     QString count() const;
 
-    /// Writes the difference. For people it is a line with the \a heading and one or two lines for each change. With
+    /// Writes the difference. For people these are the lines of the \a heading and one or two for each change. With
     /// --json it is \a object with "record", which is "first", "removed", "changed" or "same", and "changes". Throws
     /// Failure when stdout does not take it.
-    void write(Output& output, const QString& heading, QVariantMap object) const;
+    void write(Output& output, const QStringList& heading, QVariantMap object) const;
 
     /// The same for a difference that was saved, with \a words about it on stderr. With --json there are no words. An
     /// empty difference is written with --json only. Throws Failure as well; its words say that it was saved.
-    void report(Output& output, const QString& words, const QString& heading, const QVariantMap& object) const;
+    void report(Output& output, const QString& words, const QStringList& heading, const QVariantMap& object) const;
 
 private:
     QString lines() const;

@@ -180,7 +180,7 @@ void Editing::report(const OptionalSettings& saved) const
     const QString words = saved
         ? QStringLiteral("saved the settings of %1: %2").arg(m_owner, difference.count())
         : QStringLiteral("nothing was changed, so nothing is saved in the settings of %1").arg(m_owner);
-    difference.report(m_context.output, words, m_owner,
+    difference.report(m_context.output, words, {m_owner},
                       {{QStringLiteral("done"), QStringLiteral("settings edit")}, {QStringLiteral("owner"), m_owner}});
 }
 

@@ -1,0 +1,241 @@
+#include "busclient.h"
+#include "interrupts.h"
+#include "output.h"
+#include "privatefile.h"
+#include "settingsdifference.h"
+#include "settingsfile.h"
+#include "verbs/options.h"
+#include "verbs/verblist.h"
+
+#include <CLI/CLI.hpp>
+
+using tarvex::ClientSettings;
+using tarvex::TarvexQueryHandler;
+
+namespace tarvexctl {
+
+namespace {
+
+/// One record to import.
+struct Step
+{
+    ClientSettings record;
+    OptionalSettings before; ///< What the owner had.
+    SettingsDifference difference;
+};
+
+using Steps = QList<Step>;
+
+/// The records that differ from what is stored.
+Steps stepsFor(const QList<ClientSettings>& records, BusClient& bus)
+{
+    Steps steps;
+    for (const ClientSettings& record : records) {
+        const OptionalSettings before = bus.loadSettings(record.owner());
+        const SettingsDifference difference(before, record);
+        if (!difference.isEmpty()) {
+            steps.append({record, before, difference});
+        }
+    }
+    return steps;
+}
+
+/// Gives an owner back what it had.
+void putBack(const Step& step, BusClient& bus)
+{
+    if (step.before) {
+        bus.saveSettings(*step.before);
+    } else {
+        bus.ask([&](TarvexQueryHandler& handler) { return handler.removeSettings(step.record.owner()); });
+    }
+}
+
+/// The words about records that could not be put back. What was stored before is written to a file that stays.
+QString lossWords(const Steps& lost)
+{
+    QStringList owners;
+    QList<ClientSettings> before;
+    for (const Step& step : lost) {
+        owners.append(step.record.owner());
+        if (step.before) {
+            before.append(*step.before);
+        }
+    }
+    QString words = QStringLiteral("the settings of %1 may be the new ones").arg(owners.join(QLatin1String(", ")));
+    if (before.isEmpty()) {
+        return words;
+    }
+    try {
+        PrivateFile file(QStringLiteral("settings-before.json"), documentText(before));
+        file.keep();
+        return words + QStringLiteral("; what was stored before is in %1, for settings import").arg(file.path());
+    } catch (const Failure& failure) {
+        return words + QLatin1String("; what was stored before: ") + failure.words();
+    }
+}
+
+/// Saves the records, all of them or none.
+class Import
+{
+public:
+    Import(QString clientName, Steps steps) : m_clientName(std::move(clientName)), m_steps(std::move(steps)) { }
+
+    /// Throws Failure when a record is not saved, or when a signal is held back. Those that were saved are put back
+    /// then.
+    void run(BusClient& bus);
+
+private:
+    Failure undone(const Failure& failure, int savedCount);
+    Steps putBackAll(int count, QStringList& reasons) const;
+
+    const QString m_clientName;
+    const Steps m_steps;
+};
+
+void Import::run(BusClient& bus)
+{
+    for (int number = 0; number < m_steps.size(); ++number) {
+        const ClientSettings& record = m_steps.at(number).record;
+        try {
+            if (InterruptsHeldBack::isInterrupted()) {
+                throw Failure(Interrupted, QStringLiteral("interrupted before the last record was saved"));
+            }
+            bus.saveSettings(record);
+        } catch (const Failure& failure) {
+            // Without an answer nobody knows whether this record was saved, so it is put back as well.
+            const bool mayBeSaved = failure.status() == NoBus || failure.status() == TimedOut;
+            throw undone(
+                Failure(failure.status(), record.owner() + QLatin1String(": ") + failure.words(), failure.code()),
+                mayBeSaved ? number + 1 : number);
+        }
+    }
+}
+
+/// Puts the first records back. \return \a failure with what became of them
+Failure Import::undone(const Failure& failure, int savedCount)
+{
+    QStringList reasons;
+    const Steps lost = putBackAll(savedCount, reasons);
+    QString words = failure.words() + QStringLiteral("; ");
+    if (lost.isEmpty()) {
+        words += savedCount == 0 ? QStringLiteral("nothing was saved")
+                                 : QStringLiteral("what was saved before that is put back: all is as it was");
+    } else {
+        words += QStringLiteral("not all could be put back (%1): ").arg(reasons.join(QLatin1String(", ")));
+        words += lossWords(lost);
+    }
+    return Failure(failure.status(), words, failure.code());
+}
+
+/// \return those that could not be put back. The connection is a new one, because the other one may be lost.
+Steps Import::putBackAll(int count, QStringList& reasons) const
+{
+    int left = count;
+    Steps lost;
+    try {
+        BusClient bus(m_clientName);
+        for (; left > 0; --left) {
+            try {
+                putBack(m_steps.at(left - 1), bus);
+            } catch (const Failure& failure) {
+                if (failure.status() != Refused) {
+                    throw;
+                }
+                lost.prepend(m_steps.at(left - 1));
+                reasons.append(failure.words());
+            }
+        }
+    } catch (const Failure& failure) {
+        // The bus has gone. Trying again for each record could take half a minute each time.
+        reasons.append(failure.words());
+        lost = m_steps.mid(0, left) + lost;
+    }
+    return lost;
+}
+
+/// Says that a record is not saved because it is stored already.
+void tellOfSame(const QList<ClientSettings>& records, const Steps& steps)
+{
+    const int same = records.size() - steps.size();
+    if (same > 0) {
+        complain(QStringLiteral("%1 of %2 records %3 stored like this already")
+                     .arg(QString::number(same), QString::number(records.size()),
+                          same == 1 ? QStringLiteral("is") : QStringLiteral("are")));
+    }
+}
+
+/// Saves the records of a file, all of them or none.
+class SettingsImport : public Verb
+{
+public:
+    SettingsImport() : Verb("settings import", "Saves the records of a file: all of them or none") { }
+
+    void addOptions(CLI::App& parser) override
+    {
+        m_file.addTo(parser);
+        parser.add_flag("--dry-run", m_isDryRun, "Shows what would change, and saves nothing");
+        addExample(parser, "tarvexctl settings import settings.json --dry-run");
+    }
+
+    void run(const Context& context) const override
+    {
+        const QList<ClientSettings> records = settingsFromFile(m_file.nonEmptyText());
+        BusClient bus(context.clientName);
+        const Steps steps = stepsFor(records, bus);
+        tellOfSame(records, steps);
+        if (m_isDryRun) {
+            show(steps, context.output);
+            return;
+        }
+        save(steps, bus, context.clientName);
+        report(steps, context.output);
+    }
+
+private:
+    static void save(const Steps& steps, BusClient& bus, const QString& clientName)
+    {
+        const InterruptsHeldBack heldBack;
+        Import(clientName, steps).run(bus);
+        if (InterruptsHeldBack::isInterrupted()) {
+            complain(QStringLiteral("all records were saved before the interruption"));
+        }
+    }
+
+    static QVariantMap object(const Step& step, const QString& done)
+    {
+        return {{QStringLiteral("done"), done}, {QStringLiteral("owner"), step.record.owner()}};
+    }
+
+    static void show(const Steps& steps, Output& output)
+    {
+        for (const Step& step : steps) {
+            step.difference.write(output, {step.record.owner()},
+                                  object(step, QStringLiteral("settings import --dry-run")));
+        }
+        if (!steps.isEmpty()) {
+            complain(QStringLiteral("nothing is saved, because of --dry-run"));
+        }
+    }
+
+    static void report(const Steps& steps, Output& output)
+    {
+        for (const Step& step : steps) {
+            const QString words =
+                QStringLiteral("saved the settings of %1: %2").arg(step.record.owner(), step.difference.count());
+            step.difference.report(output, words, {step.record.owner()},
+                                   object(step, QStringLiteral("settings import")));
+        }
+    }
+
+    Argument m_file{"FILE", "A file of settings export or get; - is stdin"};
+    bool m_isDryRun = false;
+};
+
+} // namespace
+
+std::unique_ptr<Verb> makeSettingsImport()
+{
+    return std::make_unique<SettingsImport>();
+}
+
+} // namespace tarvexctl

@@ -130,9 +130,8 @@ void Editing::save(const ClientSettings& settings) const
     };
     if (textOf(now) != textOf(m_stored)) {
         throw Failure(Refused,
-                      QStringLiteral("the settings of %1 were %2 meanwhile, at %3; that is left as it is")
-                          .arg(m_owner, now ? QStringLiteral("saved") : QStringLiteral("removed"),
-                               timeText(now ? now->dt() : QDateTime::currentDateTime())));
+                      QStringLiteral("the settings of %1 were %2 meanwhile; what is stored is left as it is")
+                          .arg(m_owner, now ? QStringLiteral("saved") : QStringLiteral("removed")));
     }
     bus.saveSettings(settings);
 }

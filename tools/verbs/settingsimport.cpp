@@ -98,7 +98,7 @@ void Import::run(BusClient& bus)
         const ClientSettings& record = m_steps.at(number).record;
         try {
             if (InterruptsHeldBack::isInterrupted()) {
-                throw Failure(Interrupted, QStringLiteral("interrupted before the last record was saved"));
+                throw Failure(Interrupted, QStringLiteral("not saved, because of an interruption"));
             }
             bus.saveSettings(record);
         } catch (const Failure& failure) {
@@ -195,7 +195,14 @@ private:
     static void save(const Steps& steps, BusClient& bus, const QString& clientName)
     {
         const InterruptsHeldBack heldBack;
-        Import(clientName, steps).run(bus);
+        try {
+            Import(clientName, steps).run(bus);
+        } catch (const Failure& failure) {
+            if (InterruptsHeldBack::isInterrupted()) {
+                complain(failure.words()); // the signal ends the program at the end of this function
+            }
+            throw;
+        }
         if (InterruptsHeldBack::isInterrupted()) {
             complain(QStringLiteral("all records were saved before the interruption"));
         }
@@ -217,13 +224,27 @@ private:
         }
     }
 
+    /// When stdout does not take a difference, the words for it and for all further records go to stderr.
     static void report(const Steps& steps, Output& output)
     {
+        bool isComplete = true;
         for (const Step& step : steps) {
             const QString words =
                 QStringLiteral("saved the settings of %1: %2").arg(step.record.owner(), step.difference.count());
-            step.difference.report(output, words, {step.record.owner()},
-                                   object(step, QStringLiteral("settings import")));
+            if (!isComplete) {
+                complain(words);
+                continue;
+            }
+            try {
+                step.difference.report(output, words, {step.record.owner()},
+                                       object(step, QStringLiteral("settings import")));
+            } catch (const Failure& failure) {
+                complain(failure.words());
+                isComplete = false;
+            }
+        }
+        if (!isComplete) {
+            throw Failure(Refused, QString());
         }
     }
 

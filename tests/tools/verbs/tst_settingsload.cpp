@@ -1,31 +1,10 @@
 #include "busprocess.h"
 #include "fakebuses.h"
-#include "literals.h"
-#include "programrun.h"
+#include "settingsruns.h"
 
 #include <QDateTime>
-#include <QFile>
 #include <QTemporaryDir>
 #include <QTest>
-
-namespace {
-
-/// Runs the program. \return whether it ends with status 0
-bool does(const QString& line)
-{
-    ProgramRun run(line);
-    return run.status() == 0;
-}
-
-/// What is stored for these owners, as "settings get" writes it. Empty when that fails.
-QByteArray stored(const QString& owners)
-{
-    ProgramRun run(u"--json settings get "_s + owners);
-    const Ending ending = run.ending();
-    return ending.status == 0 ? ending.out : QByteArray();
-}
-
-} // namespace
 
 /// The verb "settings load".
 class TstSettingsLoad : public QObject
@@ -54,10 +33,7 @@ private:
 /// Writes \a text to a file. \return the command line that loads it
 QString TstSettingsLoad::load(const QByteArray& text)
 {
-    QFile file(m_folder.filePath(u"settings.jsonl"_s));
-    file.open(QIODevice::WriteOnly);
-    file.write(text);
-    return u"settings load "_s + file.fileName();
+    return u"settings load "_s + written(m_folder.filePath(u"settings.jsonl"_s), text);
 }
 
 void TstSettingsLoad::load_whatGetWrote_bringsTheSameBack()

@@ -11,7 +11,9 @@
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QRegularExpression>
+#include <QSet>
 #include <QStringList>
+#include <QVector>
 
 #include <optional>
 #include <unistd.h>
@@ -36,6 +38,45 @@ struct Misreading
     QString words;
 };
 
+/// The texts and brackets of a JSON text. A text that is a name has a colon after it.
+QRegularExpressionMatchIterator tokensOf(const QString& json, int from = 0)
+{
+    static const QRegularExpression token(QStringLiteral("\"(?:[^\"\\\\]++|\\\\.)*+\"(\\s*:)?|[][{}]"));
+    return token.globalMatch(json, from);
+}
+
+/// Whether \a token opens an object or a list (1), closes one (-1), or is a text (0).
+int depthChange(QChar token)
+{
+    if (token == QLatin1Char('{') || token == QLatin1Char('[')) {
+        return 1;
+    }
+    return token == QLatin1Char('"') ? 0 : -1;
+}
+
+/// Refuses a name that is there twice in one object, because the parser would take the last value and forget the other
+/// one. The text is known to be JSON.
+void requireNamesOnce(const QString& json)
+{
+    QVector<QSet<QString>> names; // of each object and list that is open
+    for (auto match = tokensOf(json); match.hasNext();) {
+        const QRegularExpressionMatch found = match.next();
+        const int change = depthChange(found.capturedRef().at(0));
+        if (change > 0) {
+            names.append(QSet<QString>());
+        } else if (change < 0) {
+            names.removeLast();
+        } else if (found.capturedLength(1) > 0) {
+            const QString name = found.captured().left(found.capturedLength() - found.capturedLength(1));
+            if (names.last().contains(name)) {
+                throw Misreading{found.capturedStart(),
+                                 QStringLiteral("the name %1 is there twice in one object").arg(name)};
+            }
+            names.last().insert(name);
+        }
+    }
+}
+
 /// Reads \a json, a part of the text. Throws Misreading, whose offset counts from the beginning of \a json.
 QVariant valueFrom(const QString& json)
 {
@@ -53,29 +94,28 @@ QVariant valueFrom(const QString& json)
         throw Misreading{json.indexOf(inexact),
                          QStringLiteral("%1 is too large to be stored exactly as a number").arg(inexact)};
     }
+    requireNamesOnce(json);
     return document.isObject() ? QVariant(document.object().toVariantMap())
                                : QVariant(document.array().toVariantList());
 }
 
-/// The place of the \a number-th object in the list that is a member of the object at \a from. \a from when there is no
-/// such object. The text is known to be JSON.
-int placeOfListed(const QString& json, int from, int number)
+/// Where the objects begin that are in a list of the object at \a from. The text is known to be JSON.
+QVector<int> placesOfListed(const QString& json, int from)
 {
-    static const QRegularExpression token(QStringLiteral("\"(?:[^\"\\\\]++|\\\\.)*+\"|[][{}]"));
+    QVector<int> places;
     int depth = 0;
-    for (auto match = token.globalMatch(json, from); match.hasNext();) {
+    for (auto match = tokensOf(json, from); match.hasNext();) {
         const QRegularExpressionMatch found = match.next();
-        const QChar first = found.capturedRef().at(0);
-        if (first == QLatin1Char('{') && depth == 2 && number-- == 0) {
-            return found.capturedStart();
+        const QChar token = found.capturedRef().at(0);
+        if (depth == 2 && token == QLatin1Char('{')) {
+            places.append(found.capturedStart());
         }
-        depth += first == QLatin1Char('{') || first == QLatin1Char('[') ? 1 : 0;
-        depth -= first == QLatin1Char('}') || first == QLatin1Char(']') ? 1 : 0;
-        if (depth == 0 && first != QLatin1Char('"')) {
+        depth += depthChange(token);
+        if (depth == 0) {
             break;
         }
     }
-    return from;
+    return places;
 }
 
 /// Reads one text. Remembers where each owner's record stands.
@@ -97,7 +137,7 @@ private:
 
     const QString m_text;
     QList<ClientSettings> m_records;
-    QHash<QString, int> m_lineOf; ///< By owner.
+    QHash<QString, int> m_placeOf; ///< By owner.
 };
 
 QList<ClientSettings> Reader::read()
@@ -168,8 +208,9 @@ void Reader::readDocument(const QVariantMap& document, int offset)
         throw Misreading{offset, wrong.words()};
     }
     const QVariantList records = document.value(KEY_RECORDS).toList();
+    const QVector<int> places = placesOfListed(m_text, offset);
     for (int number = 0; number < records.size(); ++number) {
-        takeRecord(records.at(number), placeOfListed(m_text, offset, number));
+        takeRecord(records.at(number), places.value(number, offset));
     }
 }
 
@@ -179,15 +220,15 @@ void Reader::takeRecord(const QVariant& value, int offset)
     try {
         m_records.append(settingsRecord(value));
     } catch (const WrongRecord& wrong) {
-        throw Misreading{wrong.setting() < 0 ? offset : placeOfListed(m_text, offset, wrong.setting()), wrong.words()};
+        throw Misreading{placesOfListed(m_text, offset).value(wrong.setting(), offset), wrong.words()};
     }
     const QString owner = m_records.last().owner();
-    if (m_lineOf.contains(owner)) {
-        throw Misreading{
-            offset,
-            QStringLiteral("%1 has a record in line %2 already").arg(owner, QString::number(m_lineOf.value(owner)))};
+    if (m_placeOf.contains(owner)) {
+        throw Misreading{offset,
+                         QStringLiteral("%1 has a record in line %2 already")
+                             .arg(owner, QString::number(lineAt(m_placeOf.value(owner))))};
     }
-    m_lineOf.insert(owner, lineAt(offset));
+    m_placeOf.insert(owner, offset);
 }
 
 /// Replacing bytes that are not UTF-8 would change texts, so such a text is refused.

@@ -79,8 +79,8 @@ private:
 void TstFollower::initTestCase_data()
 {
     QTest::addColumn<QString>("verb");
-    for (const char* const verb :
-         {"listen", "listen --subscribe printer", "call printer print", "state watch printer"}) {
+    for (const char* const verb : {"listen", "listen --subscribe printer", "call printer print", "state watch printer",
+                                   "settings watch printer"}) {
         QTest::newRow(verb) << QString::fromLatin1(verb);
     }
 }
@@ -91,6 +91,9 @@ bool TstFollower::isAtWork(ProgramRun& run, ScriptedClient& printer)
     QFETCH_GLOBAL(QString, verb);
     if (verb.startsWith(QLatin1String("listen"))) {
         return run.waitForWords("listening as");
+    }
+    if (verb.startsWith(QLatin1String("settings"))) {
+        return run.waitForWords("watching the settings of");
     }
     return verb.startsWith(QLatin1String("call")) ? printer.receive().contains(u"UID"_s) : run.waitForLines(2);
 }

@@ -301,6 +301,11 @@ void TstSettingsImport::import_wrongFile_asksNothing_data()
     QTest::newRow("setting in document") << head + recordLine("a", "") + ','
             + recordLine("b", entryText("k", "{\"{\":[]}") + ",\n\n{\"key\":\"\"}")
             + "]}" << QByteArray("line 8: a setting needs a \"key\"");
+    QTest::newRow("name twice") << recordLine("a", "") + recordLine("b", "{\"key\":\"k\",\"value\":1,\"value\" :2}")
+                                << QByteArray("line 2: the name \"value\" is there twice in one object");
+    QTest::newRow("name twice in document")
+        << head + recordLine("a", entryText("k", "{\"a\":{\"b\":1},\n\"b\":2,\"a\":3}")) + "]}"
+        << QByteArray("line 6: the name \"a\" is there twice in one object");
     QTest::newRow("another format") << QByteArray("{\"format\":\"tarvex\",\"version\":1,\"records\":[]}")
                                     << QByteArray("line 1: the \"format\" is not \"tarvex-settings\"");
     QTest::newRow("another version") << QByteArray(

@@ -53,6 +53,7 @@ private Q_SLOTS:
     void timeOut_is4();
     void interrupted_is130();
     void killedBus_changesAfterwardsAreShown();
+    void killedBus_isLookedAtWhenItIsBack();
     void wrongUse_is2_data();
     void wrongUse_is2();
     void noBus_is3();
@@ -188,6 +189,19 @@ void TstSettingsWatch::killedBus_changesAfterwardsAreShown()
     QCOMPARE(ending.out,
              QByteArray("2026-03-01T10:11:12.345  a\n- g/k = 1\n+ g/k = 2\n\n"
                         "2026-03-01T10:11:12.345  a\n- g/k = 2\n+ g/k = 3\n"));
+}
+
+// The next look would come after an hour.
+void TstSettingsWatch::killedBus_isLookedAtWhenItIsBack()
+{
+    BusProcess bus;
+    ProgramRun run(u"settings watch a --interval 3600000 --count 1"_s);
+    QVERIFY(run.waitForWords(beginning("a (no settings)")));
+    QVERIFY(load(recordLine("a", entryText("k", "1"))));
+    bus.killHard();
+    QVERIFY(run.waitForWords("the bus has gone; waiting for it to come back"));
+    QVERIFY(bus.start());
+    QCOMPARE(run.ending().out, QByteArray("2026-03-01T10:11:12.345  a\n+ a first record\n+ g/k = 1\n"));
 }
 
 void TstSettingsWatch::wrongUse_is2_data()

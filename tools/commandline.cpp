@@ -19,9 +19,10 @@ namespace tarvexctl {
 namespace {
 
 const char* const DESCRIPTION = "Talks to the local Tarvex bus: settings, states and messages of its clients.";
-const char* const FOOTER = "--as and --json may stand before the verb or after it; what follows -- is never an option. "
-                           "Times are local, as the "
-                           "clients wrote them.";
+const char* const FOOTER =
+    "--as, --json and --quiet may stand before the verb or after it; what follows -- is never an option. "
+    "Times are local, as the "
+    "clients wrote them.";
 const char* const RECEIVING_FOOTER = "Without --as the name is \"tarvexctl-\" and the process id. With --as and the "
                                      "name of a service, that service loses "
                                      "its connection and its messages to this program.";
@@ -88,6 +89,9 @@ CommandLine::Task CommandLine::parse(int argc, char** argv)
 
 void CommandLine::run() const
 {
+    if (m_quiet) {
+        silenceWords();
+    }
     Output output(m_json);
     if (m_version) {
         showVersion(output);
@@ -100,13 +104,14 @@ void CommandLine::addTo(CLI::App& program)
 {
     program.formatter(std::make_shared<HelpFormatter>());
     program.footer(FOOTER);
-    program.fallthrough(); // so that --as and --json may also stand after the verb
+    program.fallthrough(); // so that --as, --json and --quiet may also stand after the verb
     program.require_subcommand(0, 1);
     program.set_help_flag("-h,--help", "Shows this text");
     program.add_option("--as", m_clientName, "The name to introduce oneself with")
         ->type_name("NAME")
         ->default_str(DEFAULT_NAME);
     program.add_flag("--json", m_json, "Writes one JSON object a line");
+    program.add_flag("--quiet", m_quiet, "Says nothing on stderr except what failed");
     program.add_flag("-V,--version", m_version, "Shows the version and when it was built");
     for (const auto& verb : m_verbs) {
         addVerb(program, *verb);

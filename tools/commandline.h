@@ -39,6 +39,7 @@ private:
     const Verb* m_verb = nullptr;
     std::optional<std::string> m_clientName;
     bool m_json = false;
+    bool m_quiet = false;
     bool m_version = false;
 };
 

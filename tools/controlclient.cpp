@@ -1,8 +1,10 @@
 #include "controlclient.h"
 
+#include "clientguess.h"
 #include "connectionfailures.h"
 #include "controlplace.h"
 #include "fileinfo.h"
+#include "nearest.h"
 #include "output.h"
 #include "owners.h"
 
@@ -16,9 +18,6 @@
 namespace tarvexctl {
 
 namespace {
-
-/// A bus that has just answered needs a millisecond for this. A hint on stderr is not worth a longer wait.
-constexpr int HINT_TIMEOUT_MS = 5000;
 
 const QLatin1String KEY_ITEM("item");
 const QLatin1String KEY_ERROR("error");
@@ -98,8 +97,8 @@ void tellOfUnknownReceiver(const QString& receiver)
     // Nothing is said about how many messages the bus keeps, because its options decide that.
     complain(
         QStringLiteral("nobody has ever been \"%1\" on this bus, as far as it knows; it treats the message like one "
-                       "for any absent client")
-            .arg(receiver));
+                       "for any absent client%2")
+            .arg(receiver, guessWords(likelyClient(receiver))));
 }
 
 } // namespace tarvexctl

@@ -12,6 +12,8 @@ namespace tarvexctl {
 
 /// The library waits this long for a reply of the bus as well.
 constexpr int CONTROL_TIMEOUT_MS = 30000;
+/// A bus that has just answered needs a millisecond. A hint on stderr is not worth a longer wait.
+constexpr int HINT_TIMEOUT_MS = 5000;
 
 /// Asks the bus of this network namespace. Throws Failure: Refused with the bus's words, NoBus when the answer ends
 /// early or is not an answer, TimedOut when it is not complete within \a timeoutMs.

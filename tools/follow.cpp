@@ -111,10 +111,10 @@ void Watch::lookAtLeaving()
 void Watch::giveUp()
 {
     if (!m_words.isEmpty()) {
-        complain(m_words);
+        tellFailure(m_words);
     }
     if (m_follower.hasSubscriptions()) {
-        complain(QStringLiteral("%1 stays subscribed: unsubscribing takes too long").arg(m_follower.clientName()));
+        tellFailure(QStringLiteral("%1 stays subscribed: unsubscribing takes too long").arg(m_follower.clientName()));
     }
     ::_exit(m_status);
 }

@@ -245,8 +245,8 @@ void Follower::tidyUp()
             BusClient bus(m_clientName);
             bus.ask([this](TarvexQueryHandler& handler) { return handler.unsubscribe(m_subscribed); });
         } catch (const Failure& failure) {
-            complain(QStringLiteral("%1 stays subscribed to %2: %3")
-                         .arg(m_clientName, m_subscribed.join(QLatin1String(", ")), failure.words()));
+            tellFailure(QStringLiteral("%1 stays subscribed to %2: %3")
+                            .arg(m_clientName, m_subscribed.join(QLatin1String(", ")), failure.words()));
         }
     }
     Q_EMIT ended();

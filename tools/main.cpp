@@ -36,11 +36,11 @@ int main(int argc, char** argv)
         }
     } catch (const Failure& failure) {
         if (!failure.words().isEmpty()) {
-            complain(failure.words());
+            tellFailure(failure.words());
         }
         return failure.status();
     } catch (const std::exception& error) {
-        complain(QString::fromUtf8(error.what()));
+        tellFailure(QString::fromUtf8(error.what()));
         return WrongUse;
     }
     return Done;

@@ -21,6 +21,9 @@ namespace {
 const QLatin1String COLUMN_GAP("  ");
 const QLatin1String NOTHING("-");
 
+/// Set once, while there is only one thread.
+bool areWordsSilent = false;
+
 // Writes without a buffer. So the data is out before the program waits for the next answer, and the end of the process
 // has nothing to flush, which would block when the reader takes nothing.
 void writeData(const QString& text)
@@ -123,7 +126,19 @@ void Output::report(const QVariantMap& object, const QString& words)
     }
 }
 
+void silenceWords()
+{
+    areWordsSilent = true;
+}
+
 void complain(const QString& words)
+{
+    if (!areWordsSilent) {
+        tellFailure(words);
+    }
+}
+
+void tellFailure(const QString& words)
 {
     const QByteArray line = (QLatin1String("tarvexctl: ") + visible(words) + QLatin1Char('\n')).toUtf8();
     std::fwrite(line.constData(), 1, static_cast<size_t>(line.size()), stderr);

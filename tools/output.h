@@ -49,8 +49,15 @@ private:
     QVector<int> m_widths;
 };
 
-/// Writes the words to stderr on one line, see visible(), with the program's name before them.
+/// Makes complain() silent from now on: --quiet.
+void silenceWords();
+
+/// Writes the words to stderr on one line, see visible(), with the program's name before them. This is for what is
+/// worth knowing beside the result. With --quiet nothing is written.
 void complain(const QString& words);
+
+/// The same for what has failed, which is told with --quiet as well.
+void tellFailure(const QString& words);
 
 /// The text on one line. Control characters are shown as escapes, because they could control the terminal.
 QString visible(const QString& text);

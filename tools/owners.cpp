@@ -1,10 +1,24 @@
 #include "owners.h"
 
+#include "clientguess.h"
 #include "failure.h"
+#include "nearest.h"
 #include "output.h"
+#include "records/tarvexerror.h"
 #include "supportedclients.h"
 
 namespace tarvexctl {
+
+namespace {
+
+/// What to say when the bus has refused to tell of \a owner. A client for which nothing is stored may be mistyped.
+QString refusalWords(const QString& owner, const Failure& failure)
+{
+    const bool mayBeMistyped = failure.code() == tarvex::TarvexError::NoSettingsForClient;
+    return failure.words() + (mayBeMistyped ? guessWords(likelyClient(owner)) : QString());
+}
+
+} // namespace
 
 const QStringList& supportedClients()
 {
@@ -36,7 +50,8 @@ void forEachOwner(const QStringList& owners, const std::function<void(const QStr
             if (failure.code() == 0) {
                 throw;
             }
-            complain(owners.size() > 1 ? owner + QLatin1String(": ") + failure.words() : failure.words());
+            const QString words = refusalWords(owner, failure);
+            tellFailure(owners.size() > 1 ? owner + QLatin1String(": ") + words : words);
             anyRefused = true;
         }
     }

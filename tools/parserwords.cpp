@@ -1,7 +1,9 @@
 #include "parserwords.h"
 
 #include "arguments.h"
+#include "nearest.h"
 
+#include <QRegularExpression>
 #include <QStringList>
 
 #include <algorithm>
@@ -56,11 +58,58 @@ QStringList unknownArguments(const CLI::App& program)
     return arguments;
 }
 
-QString unknownWords(const QString& unknown, const CLI::App& app)
+/// The long names of the options of \a app, without the hyphens.
+QStringList optionsOf(const CLI::App& app)
+{
+    QStringList names;
+    for (const CLI::Option* const option : app.get_options()) {
+        for (const std::string& name : option->get_lnames()) {
+            names.append(QString::fromStdString(name));
+        }
+    }
+    return names;
+}
+
+/// The option that may be meant by \a unknown, which may have a value after "=". The options of the program may stand
+/// after every verb.
+QString likelyOption(const QString& unknown, const CLI::App& app, const CLI::App& program)
+{
+    static const QRegularExpression hyphens(QStringLiteral("^-+"));
+    QString name = unknown.section(QLatin1Char('='), 0, 0);
+    const QString guess = nearest(name.remove(hyphens), optionsOf(app) + optionsOf(program));
+    return guess.isEmpty() ? guess : QLatin1String("--") + guess;
+}
+
+/// The verb that may be meant by \a unknown where \a app needs one. At the beginning of the line it may be a verb of
+/// one or more groups without its group.
+QString likelyVerb(const QString& unknown, const CLI::App& app)
+{
+    const QString guess = nearest(unknown, verbsOf(app));
+    if (!guess.isEmpty()) {
+        return guess;
+    }
+    QStringList inGroups;
+    for (const CLI::App* const group : app.get_subcommands(nullptr)) {
+        if (verbsOf(*group).contains(unknown)) {
+            inGroups.append(QString::fromStdString(group->get_name()) + QLatin1Char(' ') + unknown);
+        }
+    }
+    return inGroups.join(QLatin1String("\" or \""));
+}
+
+/// The words for a guess in the middle of others; the next word begins a sentence when there is a guess.
+QString guessedOr(const QString& guess, const QString& next)
+{
+    return guess.isEmpty() ? QLatin1String("; ") + next
+                           : guessWords(guess) + QLatin1Char(' ') + next.at(0).toUpper() + next.mid(1);
+}
+
+QString unknownWords(const QString& unknown, const CLI::App& app, const CLI::App& program)
 {
     if (unknown.size() > 1 && unknown.startsWith(QLatin1Char('-'))) {
-        return QStringLiteral("unknown option \"%1\"; an argument that begins with a minus stands after --")
-            .arg(unknown);
+        return QStringLiteral("unknown option \"%1\"").arg(unknown)
+            + guessedOr(likelyOption(unknown, app, program),
+                        QStringLiteral("an argument that begins with a minus stands after --"));
     }
     const QStringList verbs = verbsOf(app);
     if (verbs.isEmpty()) {
@@ -69,7 +118,9 @@ QString unknownWords(const QString& unknown, const CLI::App& app)
     if (verbs.contains(unknown)) {
         return QStringLiteral("\"%1\" stands after --, where it is no verb").arg(unknown);
     }
-    return QStringLiteral("unknown verb \"%1\"; there are %2").arg(unknown, joined(verbs, QLatin1String(" and ")));
+    return QStringLiteral("unknown verb \"%1\"").arg(unknown)
+        + guessedOr(likelyVerb(unknown, app),
+                    QStringLiteral("there are %1").arg(joined(verbs, QLatin1String(" and "))));
 }
 
 } // namespace
@@ -115,7 +166,7 @@ QString wordsFor(const CLI::ParseError& error, const CLI::App& program)
     const QStringList unknown = unknownArguments(program);
     const CLI::App& app = innermost(program);
     if (!unknown.isEmpty()) {
-        return unknownWords(unknown.constFirst(), app);
+        return unknownWords(unknown.constFirst(), app, program);
     }
     const bool isRequired = dynamic_cast<const CLI::RequiredError*>(&error) != nullptr;
     if (isRequired && !verbsOf(app).isEmpty()) {

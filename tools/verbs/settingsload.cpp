@@ -44,7 +44,7 @@ void Report::tellSaved(const ClientSettings& settings)
                          {QStringLiteral("count"), settings.settings().size()}},
                         words);
     } catch (const Failure& failure) {
-        complain(failure.words());
+        tellFailure(failure.words());
         m_isComplete = false;
     }
 }

@@ -118,7 +118,7 @@ void waitForBus(const QString& clientName, int timeoutMs)
     const bool hasEnded = search.end();
     const QString words = QStringLiteral("no bus has answered within %1: %2").arg(secondsText(timeoutMs));
     if (!hasEnded) {
-        complain(words.arg(hangingWords()));
+        tellFailure(words.arg(hangingWords()));
         ::_exit(TimedOut);
     }
     thread.join();

@@ -1,0 +1,56 @@
+#include "clientguess.h"
+
+#include "controlclient.h"
+#include "failure.h"
+#include "nearest.h"
+#include "output.h"
+#include "owners.h"
+
+namespace tarvexctl {
+
+namespace {
+
+QStringList namesOnBus()
+{
+    QStringList names;
+    try {
+        const auto items = askControlSocket({{QStringLiteral("request"), QStringLiteral("clients")}}, HINT_TIMEOUT_MS);
+        for (const QVariantMap& item : items.value_or(QList<QVariantMap>())) {
+            if (isRealClient(item)) {
+                names.append(item.value(QStringLiteral("name")).toString());
+            }
+        }
+    } catch (const Failure&) {
+        names.clear(); // without the bus's names the library's are still there
+    }
+    return names;
+}
+
+} // namespace
+
+bool isRealClient(const QVariantMap& item)
+{
+    return item.value(QStringLiteral("queryConnections")).toInt() > 0
+        || !item.value(QStringLiteral("receiverSince")).toString().isEmpty()
+        || item.value(QStringLiteral("subscriptions")).toInt() > 0 || item.value(QStringLiteral("settings")).toBool()
+        || item.value(QStringLiteral("state")).toBool();
+}
+
+QString likelyClient(const QString& name)
+{
+    if (supportedClients().contains(name)) {
+        return QString();
+    }
+    const QStringList names = namesOnBus() + supportedClients();
+    return names.contains(name) ? QString() : nearest(name, names);
+}
+
+void tellOfLikelyClient(const QString& name)
+{
+    const QString guess = likelyClient(name);
+    if (!guess.isEmpty()) {
+        complain(QStringLiteral("there is no client \"%1\" so far%2").arg(name, guessWords(guess)));
+    }
+}
+
+} // namespace tarvexctl

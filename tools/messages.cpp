@@ -1,41 +1,13 @@
 #include "messages.h"
 
 #include "cmdlayer/tarvexcommand.h"
-#include "failure.h"
-#include "jsonvalue.h"
 #include "output.h"
 
-#include <QJsonDocument>
-#include <QJsonObject>
 #include <QUuid>
 
 using tarvex::Message;
 
 namespace tarvexctl {
-
-namespace {
-
-QJsonObject objectFrom(const QString& text)
-{
-    QJsonParseError error{};
-    const QJsonDocument document = QJsonDocument::fromJson(text.toUtf8(), &error);
-    if (document.isObject()) {
-        const QString inexact = inexactInteger(text);
-        if (!inexact.isEmpty()) {
-            throw Failure(WrongUse, QStringLiteral("%1 is too large to travel exactly as a number").arg(inexact));
-        }
-        return document.object();
-    }
-    // For a single number or text the parser says only that it is not a document, so isJson() says whether it is JSON.
-    if (document.isArray() || isJson(text)) {
-        throw Failure(WrongUse, QStringLiteral("the data of a command must be a JSON object"));
-    }
-    throw Failure(WrongUse,
-                  QStringLiteral("the data of a command is no JSON: %1 at byte %2")
-                      .arg(error.errorString(), QString::number(error.offset)));
-}
-
-} // namespace
 
 Message newMessage(const QString& sender, const QString& receiver, const QString& text)
 {
@@ -49,11 +21,11 @@ Message newMessage(const QString& sender, const QString& receiver, const QString
     return message;
 }
 
-QString commandText(const QString& command, const std::optional<QString>& data)
+QString commandText(const QString& command, const QVariantMap& data)
 {
     TarvexCommand outgoing;
     outgoing.setName(command);
-    outgoing.setData(data ? objectFrom(*data).toVariantMap() : QVariantMap());
+    outgoing.setData(data);
     return outgoing.toOutgoingMessage().message();
 }
 

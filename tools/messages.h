@@ -6,17 +6,14 @@
 #include <QString>
 #include <QVariantMap>
 
-#include <optional>
-
 /// What the verbs that send and receive messages share.
 namespace tarvexctl {
 
 /// A message with a new uid.
 tarvex::Message newMessage(const QString& sender, const QString& receiver, const QString& text);
 
-/// The message text of a command: the compact JSON {"cmd", "data"}. Without \a data the object is empty. Throws Failure
-/// when \a data is not a JSON object. The verb must refuse an empty name.
-QString commandText(const QString& command, const std::optional<QString>& data);
+/// The message text of a command: the compact JSON {"cmd", "data"}. The verb must refuse an empty name.
+QString commandText(const QString& command, const QVariantMap& data);
 
 /// The record as it travels. When its text is a command, the command's "cmd" and "data" are added.
 QVariantMap messageObject(const tarvex::Message& message);

@@ -91,8 +91,9 @@ void TstCommandLine::help_mentions_data()
     QTest::newRow("state get") << QByteArrayList{"OWNER..."};
     QTest::newRow("state set") << QByteArrayList{"TEXT", "--type", "--description"};
     QTest::newRow("state watch") << QByteArrayList{"OWNER...", "--count N", "--timeout S", nameHint};
-    QTest::newRow("send") << QByteArrayList{"RECEIVER [TEXT]", "--command NAME"};
-    QTest::newRow("call") << QByteArrayList{"RECEIVER COMMAND [JSON]", "--timeout S=10", "--silence-ok", nameHint};
+    QTest::newRow("send") << QByteArrayList{"RECEIVER [TEXT...]", "--command NAME", "--data JSON|@FILE|-"};
+    QTest::newRow("call") << QByteArrayList{"RECEIVER COMMAND [DATA...]", "--data JSON|@FILE|-", "--timeout S=10",
+                                            "--silence-ok", nameHint};
     QTest::newRow("fault") << QByteArrayList{"add", "list", "clear"};
     QTest::newRow("fault add") << QByteArrayList{"WORD...", "do=EFFECT", "Example: tarvexctl fault add client="};
     QTest::newRow("fault list") << QByteArrayList{"Example: tarvexctl fault list"};
@@ -262,17 +263,45 @@ void refuseWrongValues()
             "9007199254740993 is too large to travel exactly as a number");
     refuses("call a b {\"id\":[1,-9007199254740993]}", "-9007199254740993 is too large to travel exactly");
     refuses("send gui --command beep {\"a\":", "no JSON: ");
-    refuses("send gui --command beep loud", "no JSON: ");
+    refuses("send gui --command beep loud", "a JSON object, or KEY=VALUE and KEY:=JSON; \"loud\" is neither");
+    refuses("call gui beep loud", "a JSON object, or KEY=VALUE and KEY:=JSON; \"loud\" is neither");
     refuses("send gui --command beep [1]", "must be a JSON object");
     refuses("send gui --command beep 5", "must be a JSON object");
     refuses("call gui beep {\"a\":", "no JSON: ");
     refuses("call gui beep [1]", "must be a JSON object");
+    refuses("call gui beep \"5\"", "must be a JSON object");
+    refuses("call gui beep a=1 b=2 a:=3", "the key \"a\" is given twice");
+    refuses("call gui beep =1", "there is no key in \"=1\"");
+    refuses("call gui beep :=1", "there is no key in \":=1\"");
+    refuses("call gui beep a:=loud", "the value of \"a\" is no JSON: loud");
+    refuses("call gui beep a:=1,2", "the value of \"a\" is no JSON: 1,2");
+    refuses("call gui beep a:=", "the value of \"a\" is no JSON: ");
+    refuses("call gui beep a:=[9007199254740993]", "9007199254740993 is too large to travel exactly");
+    refuses("call gui beep a=1 {\"b\":2}", "a JSON object stands alone, without KEY=VALUE beside it: {\"b\":2}");
+    refuses("call gui beep {\"b\":2} {\"c\":2}", "a JSON object stands alone");
+    refuses("send gui hello world", "unexpected argument \"world\"");
     refuses("state set ok --type -1", "from 0 to 127, not \"-1\"");
     refuses("state set ok --type 128", "from 0 to 127, not \"128\"");
     refuses("state set ok --type big", "from 0 to 127, not \"big\"");
     refuses("state watch a --count 0", "not \"0\"");
     refuses("call gui beep --timeout 0", "not \"0\"");
     refuses("wait --timeout 0", "not \"0\"");
+}
+
+void refuseWrongDataOptions()
+{
+    refuses("call gui beep a=1 --data {}", "given twice: by --data and as \"a=1\"");
+    refuses("call gui beep --data {} --data {}", "--data is given more than once");
+    refuses("call gui beep --data a=1", "no JSON: ");
+    refuses("call gui beep --data [1]", "must be a JSON object");
+    refuses("call gui beep --data ''", "no JSON: ");
+    refuses("call gui beep --data @", "FILE must not be empty");
+    refuses("call gui beep --data @/nowhere/data.json", "cannot read /nowhere/data.json: No such file or directory");
+    refuses("call gui beep --data @/", "cannot read /: ");
+    refuses("call gui beep --data @/dev/zero", "/dev/zero is too large for a command: it has more than 8388608 bytes");
+    refuses("call gui beep --data @/dev/null", "the content of /dev/null is no JSON: ");
+    refuses("send gui --data {}", "--data is the data of a command: it needs --command");
+    refuses("send gui hello --data {}", "--data is the data of a command: it needs --command");
 }
 
 void refuseWrongLimitsAndGoals()
@@ -304,6 +333,7 @@ void TstCommandLine::wrongUse_isRefusedBeforeConnecting_data()
     refuseEmptyNames();
     refuseWrongNumberOfArguments();
     refuseWrongValues();
+    refuseWrongDataOptions();
     refuseWrongLimitsAndGoals();
 }
 

@@ -4,6 +4,7 @@
 #include "follower.h"
 #include "messages.h"
 #include "output.h"
+#include "verbs/commanddata.h"
 #include "verbs/options.h"
 #include "verbs/verblist.h"
 
@@ -132,7 +133,7 @@ public:
     {
         const QString command = m_command.nonEmptyText();
         const int timeoutMs = m_timeout.milliseconds();
-        const QString text = commandText(command, m_data.text());
+        const QString text = commandText(command, m_data.object());
         const QString receiver = m_receiver.nonEmptyText();
         if (receiver == context.clientName) {
             throw Failure(WrongUse, QStringLiteral("a call to oneself has nobody to answer it"));
@@ -144,7 +145,9 @@ public:
 private:
     Argument m_receiver{"RECEIVER", "The client that gets the command"};
     Argument m_command{"COMMAND", "The command's name"};
-    OptionalText m_data{"JSON", "The command's data, a JSON object; empty without it"};
+    CommandData m_data{"DATA",
+                       "The command's data: KEY=VALUE for a text, KEY:=JSON for any other value; or all of it "
+                       "as one JSON object"};
     TimeoutOption m_timeout{"How many seconds to wait for the reply", "10"};
     bool m_silenceIsOk = false;
 };

@@ -2,6 +2,7 @@
 #include "controlclient.h"
 #include "messages.h"
 #include "output.h"
+#include "verbs/commanddata.h"
 #include "verbs/options.h"
 #include "verbs/verblist.h"
 
@@ -32,21 +33,30 @@ private:
     QString messageText() const;
 
     Argument m_receiver{"RECEIVER", "The client that gets the message"};
-    OptionalText m_text{"TEXT", "The message; with --command the command's data, a JSON object"};
+    CommandData m_text{"TEXT",
+                       "The message; with --command the command's data: KEY=VALUE for a text, KEY:=JSON for any "
+                       "other value; or all of it as one JSON object"};
     OptionalText m_command{"--command", "Sends the command of this name", "NAME"};
 };
 
 QString Send::messageText() const
 {
-    const auto text = m_text.text();
     if (const auto command = m_command.text()) {
         requireName(*command, QStringLiteral("--command"));
-        return commandText(*command, text);
+        return commandText(*command, m_text.object());
     }
-    if (!text) {
+    const QStringList texts = m_text.arguments();
+    if (m_text.hasDataOption()) {
+        throw Failure(WrongUse, QStringLiteral("--data is the data of a command: it needs --command"));
+    }
+    if (texts.isEmpty()) {
         throw Failure(WrongUse, QStringLiteral("send needs a TEXT, or a --command"));
     }
-    return *text;
+    if (texts.size() > 1) {
+        throw Failure(WrongUse,
+                      QStringLiteral("unexpected argument \"%1\"; a TEXT with blanks needs quotes").arg(texts.at(1)));
+    }
+    return texts.first();
 }
 
 void Send::run(const Context& context) const

@@ -109,6 +109,8 @@ void TstCallVerb::data_isSentAsByTheVerbSend_data()
     QTest::addColumn<QString>("text");
     QTest::newRow("none") << QString() << uR"({"cmd":"print","data":{}})"_s;
     QTest::newRow("some") << uR"('{ "b" : [1], "a": "\u0062" }')"_s << uR"({"cmd":"print","data":{"a":"b","b":[1]}})"_s;
+    QTest::newRow("pairs") << u"a=b --timeout 20 b:=[1]"_s << uR"({"cmd":"print","data":{"a":"b","b":[1]}})"_s;
+    QTest::newRow("option") << uR"(--data '{"a":"b"}')"_s << uR"({"cmd":"print","data":{"a":"b"}})"_s;
 }
 
 void TstCallVerb::data_isSentAsByTheVerbSend()

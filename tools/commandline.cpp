@@ -1,12 +1,12 @@
 #include "commandline.h"
 
 #include "arguments.h"
+#include "bussearch.h"
 #include "failure.h"
 #include "helpformatter.h"
 #include "output.h"
 #include "parserwords.h"
 #include "tarvexlib.h"
-#include "verbs/options.h"
 #include "verbs/verblist.h"
 
 #include <CLI/CLI.hpp>
@@ -19,10 +19,10 @@ namespace tarvexctl {
 namespace {
 
 const char* const DESCRIPTION = "Talks to the local Tarvex bus: settings, states and messages of its clients.";
-const char* const FOOTER =
-    "--as, --json and --quiet may stand before the verb or after it; what follows -- is never an option. "
-    "Times are local, as the "
-    "clients wrote them.";
+const char* const FOOTER = "--as, --json, --quiet and --wait-for-bus may stand before the verb or after it; what "
+                           "follows -- is never an option. "
+                           "Times are local, as the "
+                           "clients wrote them.";
 const char* const RECEIVING_FOOTER = "Without --as the name is \"tarvexctl-\" and the process id. With --as and the "
                                      "name of a service, that service loses "
                                      "its connection and its messages to this program.";
@@ -97,20 +97,25 @@ void CommandLine::run() const
         showVersion(output);
         return;
     }
-    m_verb->run({clientName(), output});
+    const QString name = clientName();
+    if (m_busTimeout.isGiven()) {
+        waitForBus(name, m_busTimeout.milliseconds());
+    }
+    m_verb->run({name, output});
 }
 
 void CommandLine::addTo(CLI::App& program)
 {
     program.formatter(std::make_shared<HelpFormatter>());
     program.footer(FOOTER);
-    program.fallthrough(); // so that --as, --json and --quiet may also stand after the verb
+    program.fallthrough(); // so that the program's own options may also stand after the verb
     program.require_subcommand(0, 1);
     program.set_help_flag("-h,--help", "Shows this text");
     program.add_option("--as", m_clientName, "The name to introduce oneself with")
         ->type_name("NAME")
         ->default_str(DEFAULT_NAME);
     program.add_flag("--json", m_json, "Writes one JSON object a line");
+    m_busTimeout.addTo(program);
     program.add_flag("--quiet", m_quiet, "Says nothing on stderr except what failed");
     program.add_flag("-V,--version", m_version, "Shows the version and when it was built");
     for (const auto& verb : m_verbs) {
@@ -130,7 +135,24 @@ void CommandLine::addVerb(CLI::App& program, Verb& verb)
         parser.footer(parser.get_footer() + ' ' + RECEIVING_FOOTER);
     }
     verb.addOptions(parser);
-    parser.callback([this, &verb] { m_verb = &verb; });
+    parser.callback([this, &verb, &parser] { choose(verb, parser); });
+}
+
+/// The parser calls this for a verb after it has called it for the verbs in it, such as "wait client" in "wait".
+void CommandLine::choose(const Verb& verb, const CLI::App& parser)
+{
+    const std::vector<CLI::App*> inner = parser.get_subcommands();
+    if (inner.empty()) {
+        m_verb = &verb;
+        return;
+    }
+    for (const CLI::Option* const option : parser.get_options()) {
+        if (option->count() > 0) {
+            throw wrongUse(QStringLiteral("%1 stands after \"%2 %3\"")
+                               .arg(QString::fromStdString(option->get_name()), QString::fromStdString(verb.words()),
+                                    QString::fromStdString(inner.front()->get_name())));
+        }
+    }
 }
 
 /// Without --as, each program that receives has a name of its own, because two of them under one name would disconnect

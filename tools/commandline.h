@@ -1,6 +1,7 @@
 #ifndef COMMANDLINE_H
 #define COMMANDLINE_H
 
+#include "verbs/options.h"
 #include "verbs/verb.h"
 
 #include <memory>
@@ -33,11 +34,13 @@ public:
 private:
     void addTo(CLI::App& program);
     void addVerb(CLI::App& program, Verb& verb);
+    void choose(const Verb& verb, const CLI::App& parser);
     QString clientName() const;
 
     const std::vector<std::unique_ptr<Verb>> m_verbs;
     const Verb* m_verb = nullptr;
     std::optional<std::string> m_clientName;
+    TimeoutOption m_busTimeout{"First waits up to so many seconds until a bus answers", nullptr, "--wait-for-bus"};
     bool m_json = false;
     bool m_quiet = false;
     bool m_version = false;

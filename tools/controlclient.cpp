@@ -77,6 +77,12 @@ std::optional<QList<QVariantMap>> askControlSocket(const QVariantMap& request, i
     return items;
 }
 
+Failure cannotTellClients()
+{
+    return Failure(Refused,
+                   QStringLiteral("this bus cannot tell who is there: only a development bus of the same user can"));
+}
+
 bool isUnknownToBus(const QString& client)
 {
     if (supportedClients().contains(client)) {

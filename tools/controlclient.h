@@ -1,6 +1,8 @@
 #ifndef CONTROLCLIENT_H
 #define CONTROLCLIENT_H
 
+#include "failure.h"
+
 #include <QList>
 #include <QString>
 #include <QVariantMap>
@@ -19,6 +21,9 @@ constexpr int HINT_TIMEOUT_MS = 5000;
 /// early or is not an answer, TimedOut when it is not complete within \a timeoutMs.
 /// \return the items of its answer; nothing when this bus has no such socket, or has it for another user
 std::optional<QList<QVariantMap>> askControlSocket(const QVariantMap& request, int timeoutMs = CONTROL_TIMEOUT_MS);
+
+/// The failure when a bus without a control socket is asked for its clients.
+Failure cannotTellClients();
 
 /// Whether the bus says that no client of this name has ever been there. False when the bus cannot tell, and for the
 /// names that the library knows. Call it before the message is sent, and after the bus has accepted a connection: then

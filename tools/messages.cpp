@@ -40,6 +40,17 @@ QVariantMap messageObject(const Message& message)
     return object;
 }
 
+void writeMessage(Output& output, const Message& message)
+{
+    if (output.isJson()) {
+        output.writeObject(messageObject(message));
+        return;
+    }
+    static const QStringList header{QStringLiteral("SENT"), QStringLiteral("FROM"), QStringLiteral("TO"),
+                                    QStringLiteral("MESSAGE")};
+    output.writeRow(header, {timeText(message.dt()), message.sender(), message.reciever(), message.message()});
+}
+
 void tellOfStray(const Message& message)
 {
     complain(QStringLiteral("taken from the bus meanwhile, from %1, UID %2: %3")

@@ -94,11 +94,15 @@ void TstCommandLine::help_mentions_data()
     QTest::newRow("send") << QByteArrayList{"RECEIVER [TEXT...]", "--command NAME", "--data JSON|@FILE|-"};
     QTest::newRow("call") << QByteArrayList{"RECEIVER COMMAND [DATA...]", "--data JSON|@FILE|-", "--timeout S=10",
                                             "--silence-ok", nameHint};
+    QTest::newRow("wait") << QByteArrayList{"--timeout S=30", "client", "state", "message"};
+    QTest::newRow("wait client") << QByteArrayList{"NAME", "--timeout S=30", "Example: tarvexctl wait client"};
+    QTest::newRow("wait state") << QByteArrayList{"--matches REGEX", "--is TEXT", "--type N", nameHint, "Example: "};
+    QTest::newRow("wait message") << QByteArrayList{
+        "--from NAME", "--command NAME", "--matches REGEX", "--subscribe PUBLISHER[:GOAL]", nameHint, "Example: "};
     QTest::newRow("fault") << QByteArrayList{"add", "list", "clear"};
     QTest::newRow("fault add") << QByteArrayList{"WORD...", "do=EFFECT", "Example: tarvexctl fault add client="};
     QTest::newRow("fault list") << QByteArrayList{"Example: tarvexctl fault list"};
     QTest::newRow("fault clear") << QByteArrayList{"[NUMBER...]", "Example: tarvexctl fault clear 2 3"};
-    QTest::newRow("wait") << QByteArrayList{"--timeout S=30"};
     QTest::newRow("listen") << QByteArrayList{"--subscribe PUBLISHER[:GOAL]", "--count N", "--timeout S", nameHint};
 }
 
@@ -121,8 +125,8 @@ void TstCommandLine::help_everywhere_fitsTerminalAndTellsStatuses()
     }
     for (auto help = helps.cbegin(); help != helps.cend(); ++help) {
         QVERIFY2(
-            help->simplified().contains(QLatin1String("--as, --json and --quiet may stand before the verb or after it; "
-                                                      "what follows -- is never an option.")),
+            help->simplified().contains(QLatin1String("--as, --json, --quiet and --wait-for-bus may stand before the "
+                                                      "verb or after it; what follows -- is never an option.")),
             qPrintable(help.key()));
         const QStringList lines = help->split(QLatin1Char('\n'));
         for (const QString& line : lines) {
@@ -139,7 +143,7 @@ void TstCommandLine::help_everywhere_fitsTerminalAndTellsStatuses()
                 .contains(u"its messages to nobody in particular (2), or both (3, and without a goal); for "
                           "each publisher once more --count N"_s));
     QVERIFY(helps.value(u"call"_s).simplified().contains(
-        u"that service loses its connection and its messages to this program. Exit"_s));
+        u"that service loses its connection and its messages to this program. Example: tarvexctl call "_s));
 }
 
 void TstCommandLine::version_isTheLibrarys()
@@ -210,6 +214,7 @@ void refuseWrongOptions()
     refuses("--version -V", "--version is given more than once");
     refuses("--as a state get --as b", "--as is given more than once");
     refuses("call gui beep --timeout 1 --timeout 2", "--timeout is given more than once");
+    refuses("wait --timeout 1 client gui", "--timeout stands after \"wait client\"");
     refuses("listen --subscribe a --subscribe a:1", "tarvexctl: \"a\" is given twice with --subscribe\n");
 }
 
@@ -232,6 +237,10 @@ void refuseEmptyNames()
     refuses("send gui --command= beep", "--command must not be empty");
     refuses("call '' beep", "RECEIVER must not be empty");
     refuses("call gui ''", "COMMAND must not be empty");
+    refuses("wait client ''", "NAME must not be empty");
+    refuses("wait state ''", "OWNER must not be empty");
+    refuses("wait message --from ''", "--from must not be empty");
+    refuses("wait message --command ''", "--command must not be empty");
     refuses("listen --subscribe ''", "tarvexctl: PUBLISHER must not be empty\n");
     refuses("listen --subscribe :1", "tarvexctl: PUBLISHER must not be empty\n");
 }
@@ -250,7 +259,11 @@ void refuseWrongNumberOfArguments()
     refuses("call gui", "COMMAND is required");
     refuses("call printer print --as printer", "tarvexctl: a call to oneself has nobody to answer it\n");
     refuses("clients a", "unexpected argument \"a\"");
-    refuses("wait bus", "unexpected argument \"bus\"");
+    refuses("wait bus", "unknown verb \"bus\"; there are client, state and message");
+    refuses("wait client", "NAME is required");
+    refuses("wait client a b", "unexpected argument \"b\"");
+    refuses("wait state", "OWNER is required");
+    refuses("wait message printed", "unexpected argument \"printed\"");
     refuses("listen gui", "gui");
 }
 
@@ -286,6 +299,14 @@ void refuseWrongValues()
     refuses("state watch a --count 0", "not \"0\"");
     refuses("call gui beep --timeout 0", "not \"0\"");
     refuses("wait --timeout 0", "not \"0\"");
+    refuses("wait client gui --timeout 0", "--timeout must be a number of seconds");
+    refuses("wait state gui --type 128", "from 0 to 127, not \"128\"");
+    refuses("wait state gui --matches (", "--matches is no regular expression: ");
+    refuses("wait message --matches [", "--matches is no regular expression: ");
+    refuses("wait message --subscribe a:7", "the goal of a subscription must be 1, 2 or 3");
+    refuses("--wait-for-bus 0 state get",
+            "--wait-for-bus must be a number of seconds from 0.001 to 2000000, not \"0\"");
+    refuses("--wait-for-bus soon state get", "not \"soon\"");
 }
 
 void refuseWrongDataOptions()

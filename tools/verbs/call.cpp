@@ -127,6 +127,7 @@ public:
         m_timeout.addTo(parser);
         parser.add_flag("--silence-ok", m_silenceIsOk,
                         "No reply within the time-out is a success: many services answer only what fails");
+        addExample(parser, "tarvexctl call ticket_printer print text=Hello copies:=2");
     }
 
     void run(const Context& context) const override

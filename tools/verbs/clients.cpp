@@ -47,9 +47,7 @@ public:
         const auto clients = askControlSocket({{QStringLiteral("request"), QStringLiteral("clients")}});
         if (!clients) {
             const BusClient bus(context.clientName); // there may be no bus at all
-            throw Failure(
-                Refused,
-                QStringLiteral("this bus cannot tell who is there: only a development bus of the same user can"));
+            throw cannotTellClients();
         }
         context.output.writeTable({QStringLiteral("NAME"), QStringLiteral("QUERY SINCE"),
                                    QStringLiteral("RECEIVER SINCE"), QStringLiteral("TAKEN"), QStringLiteral("WAITING"),

@@ -29,15 +29,15 @@ int countFrom(const QString& text)
 }
 
 /// Seconds, with or without a fraction, as milliseconds.
-int timeoutMsFrom(const QString& text)
+int timeoutMsFrom(const QString& text, const char* name = "--timeout")
 {
     bool isNumber = false;
     const double milliseconds = text.toDouble(&isNumber) * MS_PER_S;
     // Written with "not", so that NaN is refused too.
     if (!isNumber || !(milliseconds >= 1 && milliseconds <= MAX_TIMEOUT_S * MS_PER_S)) {
-        throw Failure(
-            WrongUse,
-            QStringLiteral("--timeout must be a number of seconds from 0.001 to 2000000, not \"%1\"").arg(text));
+        throw Failure(WrongUse,
+                      QStringLiteral("%1 must be a number of seconds from 0.001 to 2000000, not \"%2\"")
+                          .arg(QLatin1String(name), text));
     }
     return qRound(milliseconds);
 }
@@ -84,12 +84,15 @@ QStringList OwnersArgument::names(const QString& clientName) const
 
 void TimeoutOption::addTo(CLI::App& parser)
 {
-    parser.add_option("--timeout", m_seconds, m_help)->type_name("S")->default_str(m_default);
+    CLI::Option* const option = parser.add_option(m_name, m_seconds, m_help)->type_name("S");
+    if (m_default != nullptr) {
+        option->default_str(m_default);
+    }
 }
 
 int TimeoutOption::milliseconds() const
 {
-    return timeoutMsFrom(text(m_seconds.value_or(m_default)));
+    return timeoutMsFrom(text(m_seconds ? *m_seconds : m_default), m_name);
 }
 
 void LimitOptions::addTo(CLI::App& parser)

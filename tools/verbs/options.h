@@ -75,16 +75,23 @@ private:
 class TimeoutOption
 {
 public:
-    /// Without the option it is \a defaultSeconds.
-    TimeoutOption(const char* help, const char* defaultSeconds) : m_help(help), m_default(defaultSeconds) { }
+    /// Without the option it is \a defaultSeconds. With a null pointer there is no default.
+    TimeoutOption(const char* help, const char* defaultSeconds, const char* name = "--timeout")
+        : m_help(help), m_default(defaultSeconds), m_name(name)
+    {
+    }
 
     void addTo(CLI::App& parser);
 
+    bool isGiven() const { return m_seconds.has_value(); }
+
+    /// There must be a default, or isGiven().
     int milliseconds() const;
 
 private:
     const char* const m_help;
     const char* const m_default;
+    const char* const m_name;
     std::optional<std::string> m_seconds;
 };
 

@@ -25,6 +25,7 @@ public:
         m_receiver.addTo(parser);
         m_text.addTo(parser);
         m_command.addTo(parser);
+        addExample(parser, "tarvexctl send terminal_gui --command showText text=Hello");
     }
 
     void run(const Context& context) const override;

@@ -1,7 +1,7 @@
 #include "arguments.h"
 #include "busclient.h"
 #include "output.h"
-#include "records/clientstate.h"
+#include "states.h"
 #include "verbs/options.h"
 #include "verbs/verblist.h"
 
@@ -14,20 +14,6 @@ using tarvex::TarvexQueryHandler;
 namespace tarvexctl {
 
 namespace {
-
-constexpr int MAX_STATE_TYPE = 127;
-
-/// A decimal number from 0 to 127.
-ClientState::EStateType stateTypeFrom(const QString& text)
-{
-    bool isNumber = false;
-    const int type = text.toInt(&isNumber);
-    if (!isNumber || type < 0 || type > MAX_STATE_TYPE) {
-        throw Failure(WrongUse,
-                      QStringLiteral("the type of a state must be a number from 0 to 127, not \"%1\"").arg(text));
-    }
-    return static_cast<ClientState::EStateType>(type);
-}
 
 /// Stores a state under the own name, because the bus takes a state only from its owner.
 class StateSet : public Verb

@@ -1,9 +1,9 @@
 #include "busclient.h"
-#include "cmdlayer/tarvexcommand.h"
+#include "clientguess.h"
 #include "follower.h"
 #include "messages.h"
 #include "output.h"
-#include "records/clientstate.h"
+#include "states.h"
 #include "verbs/options.h"
 #include "verbs/verblist.h"
 
@@ -11,19 +11,14 @@
 #include <QHash>
 
 using tarvex::ClientState;
-using tarvex::TarvexQueryHandler;
 
 namespace tarvexctl {
 
 namespace {
 
-/// The goal of a subscription to state changes only.
-constexpr qint32 GOAL_STATES = 1;
 /// After the bus has come back, it first pushes what it has kept for us, in order. The states are read again only after
 /// this time, because reading at once would show the newest state before the changes that led to it.
 constexpr int LOOK_AGAIN_DELAY_MS = 1000;
-
-const QLatin1String CMD_STATE_CHANGED("stateChanged");
 
 /// Writes the present state of each owner, and then each change as the bus tells of it.
 class StateWatcher : public FollowerTask
@@ -37,13 +32,10 @@ public:
     void onConnected(Follower& follower, BusClient& bus, bool isFirst) override
     {
         // The order matters: a change in between is seen twice and shown once. In the other order it would be lost.
-        Subscriptions subscriptions;
-        for (const QString& owner : m_owners) {
-            subscriptions.append({owner, GOAL_STATES});
-        }
-        follower.subscribe(bus, subscriptions);
+        follower.subscribe(bus, stateSubscriptions(m_owners));
         if (isFirst) {
             look(follower, bus);
+            tellOfMistypedOwners();
             m_isCounting = true;
         } else {
             startLookingAgain(follower);
@@ -52,11 +44,9 @@ public:
 
     void onMessage(Follower& follower, const Message& message) override
     {
-        TarvexCommand command;
-        const bool isCommand = TarvexCommand::incomingMessageToCmd(message, command);
-        const ClientState state = ClientState::fromVariantMap(command.data());
-        if (isCommand && command.name() == CMD_STATE_CHANGED && m_owners.contains(state.owner())) {
-            show(follower, state);
+        const std::optional<ClientState> state = stateFrom(message, m_owners);
+        if (state) {
+            show(follower, *state);
         } else {
             tellOfStray(message);
         }
@@ -69,6 +59,15 @@ private:
     {
         for (const QString& owner : m_owners) {
             show(follower, loadState(bus, owner));
+        }
+    }
+
+    void tellOfMistypedOwners() const
+    {
+        for (const ClientState& state : m_shown) {
+            if (!state.isValid()) {
+                tellOfLikelyClient(state.owner());
+            }
         }
     }
 
@@ -95,16 +94,6 @@ private:
         }
     }
 
-    /// A record without a state when the bus has none.
-    static ClientState loadState(BusClient& bus, const QString& owner)
-    {
-        ClientState state;
-        if (!bus.askForStored([&](TarvexQueryHandler& handler) { return handler.loadState(owner, state); })) {
-            state.setOwner(owner);
-        }
-        return state;
-    }
-
     void show(Follower& follower, const ClientState& state)
     {
         const auto known = m_shown.constFind(state.owner());
@@ -112,26 +101,9 @@ private:
             return;
         }
         m_shown.insert(state.owner(), state);
-        write(state);
+        writeState(m_output, state);
         if (m_isCounting) {
             follower.count(m_tally);
-        }
-    }
-
-    void write(const ClientState& state)
-    {
-        if (m_output.isJson()) {
-            m_output.writeObject(state.toVariantMap());
-            return;
-        }
-        static const QStringList header{QStringLiteral("TAKEN"), QStringLiteral("OWNER"), QStringLiteral("TYPE"),
-                                        QStringLiteral("DESCRIPTION"), QStringLiteral("STATE")};
-        if (state.isValid()) {
-            m_output.writeRow(header,
-                              {timeText(state.dt()), state.owner(), QString::number(state.stateType()),
-                               state.description(), state.state()});
-        } else {
-            m_output.writeRow(header, {QString(), state.owner(), QString(), QString(), QStringLiteral("no state")});
         }
     }
 

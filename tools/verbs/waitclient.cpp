@@ -1,0 +1,156 @@
+#include "boundedwork.h"
+#include "bussearch.h"
+#include "clientguess.h"
+#include "controlclient.h"
+#include "follower.h"
+#include "nearest.h"
+#include "output.h"
+#include "verbs/options.h"
+#include "verbs/verblist.h"
+
+#include <QDeadlineTimer>
+#include <QThread>
+
+namespace tarvexctl {
+
+namespace {
+
+constexpr unsigned long LOOK_INTERVAL_MS = 100;
+
+/// Looks again and again which connections of a client are there.
+class Lookout
+{
+public:
+    Lookout(QString name, int timeoutMs) : m_name(std::move(name)), m_timeoutMs(timeoutMs), m_deadline(timeoutMs) { }
+
+    /// Waits until both connections are there. Throws Failure. \return what the bus tells about the client
+    QVariantMap wait(const QString& ownName);
+
+private:
+    bool look();
+
+    int remainingMs() const { return static_cast<int>(m_deadline.remainingTime()); }
+
+    void requireDevelopmentBus(const QString& ownName) const;
+    Failure timeOut() const;
+
+    bool hasQuery() const { return m_client.value(QStringLiteral("queryConnections")).toInt() > 0; }
+
+    bool hasReceiver() const { return !m_client.value(QStringLiteral("receiverSince")).toString().isEmpty(); }
+
+    bool isComplete() const { return hasQuery() && hasReceiver(); }
+
+    const QString m_name;
+    const int m_timeoutMs;
+    const QDeadlineTimer m_deadline;
+    QVariantMap m_client; ///< As the bus told last.
+};
+
+QVariantMap Lookout::wait(const QString& ownName)
+{
+    bool isThere = look();
+    if (!isThere) {
+        requireDevelopmentBus(ownName);
+    }
+    if (!isComplete()) {
+        complain(QStringLiteral("waiting for \"%1\"").arg(m_name));
+    }
+    while (!isComplete()) {
+        if (m_deadline.hasExpired()) {
+            throw timeOut();
+        }
+        QThread::msleep(qMin<unsigned long>(LOOK_INTERVAL_MS, static_cast<unsigned long>(remainingMs())));
+        const bool wasThere = isThere;
+        isThere = look();
+        if (wasThere && !isThere) {
+            complain(QStringLiteral("the bus has gone; waiting for it to come back"));
+        } else if (!wasThere && isThere) {
+            complain(QStringLiteral("the bus is back"));
+        }
+    }
+    return m_client;
+}
+
+/// \return whether a development bus has answered
+bool Lookout::look()
+{
+    m_client.clear();
+    try {
+        const auto clients =
+            askControlSocket({{QStringLiteral("request"), QStringLiteral("clients")}}, qMax(remainingMs(), 1));
+        for (const QVariantMap& client : clients.value_or(QList<QVariantMap>())) {
+            if (client.value(QStringLiteral("name")) == m_name) {
+                m_client = client;
+            }
+        }
+        return clients.has_value();
+    } catch (const Failure& failure) {
+        if (failure.status() == Refused) {
+            throw;
+        }
+        return false; // it has gone, or hangs
+    }
+}
+
+void Lookout::requireDevelopmentBus(const QString& ownName) const
+{
+    try {
+        requireBus(ownName, remainingMs());
+    } catch (const Failure& failure) {
+        if (failure.status() != TimedOut) {
+            throw;
+        }
+        tellFailure(busIsSilent().words());
+        leaveAtOnce(TimedOut);
+    }
+    throw cannotTellClients();
+}
+
+Failure Lookout::timeOut() const
+{
+    const QString time = secondsText(m_timeoutMs);
+    if (hasQuery() || hasReceiver()) {
+        return Failure(TimedOut,
+                       QStringLiteral("only the %1 connection of \"%2\" is there after %3")
+                           .arg(hasQuery() ? QStringLiteral("query") : QStringLiteral("receiving"), m_name, time));
+    }
+    return Failure(
+        TimedOut,
+        QStringLiteral("\"%1\" has not connected within %2%3").arg(m_name, time, guessWords(likelyClient(m_name))));
+}
+
+class WaitClient : public Verb
+{
+public:
+    WaitClient() : Verb("wait client", "Waits until both connections of a client are there") { }
+
+    void addOptions(CLI::App& parser) override
+    {
+        m_name.addTo(parser);
+        m_timeout.addTo(parser);
+        addExample(parser, "tarvexctl wait client ticket_printer --timeout 10");
+    }
+
+    void run(const Context& context) const override
+    {
+        const QString name = m_name.nonEmptyText();
+        QVariantMap client = Lookout(name, m_timeout.milliseconds()).wait(context.clientName);
+        if (context.output.isJson()) {
+            client.insert(QStringLiteral("done"), QStringLiteral("wait client"));
+            context.output.writeObject(client);
+        }
+    }
+
+private:
+    Argument m_name{"NAME", "The client's name"};
+    TimeoutOption m_timeout{"How many seconds to wait", "30"};
+};
+
+} // namespace
+
+std::unique_ptr<Verb> makeWaitClient()
+{
+    return std::make_unique<WaitClient>();
+}
+
+} // namespace tarvexctl

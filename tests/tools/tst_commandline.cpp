@@ -90,7 +90,7 @@ void TstCommandLine::help_mentions_data()
     QTest::newRow("state") << QByteArrayList{"get", "set", "watch", "list"};
     QTest::newRow("state get") << QByteArrayList{"OWNER..."};
     QTest::newRow("state set") << QByteArrayList{"TEXT", "--type", "--description"};
-    QTest::newRow("state watch") << QByteArrayList{"OWNER...", "--count N", "--timeout S", nameHint};
+    QTest::newRow("state watch") << QByteArrayList{"OWNER...", "--diff", "--count N", "--timeout S", nameHint};
     QTest::newRow("send") << QByteArrayList{"RECEIVER [TEXT...]", "--command NAME", "--data JSON|@FILE|-"};
     QTest::newRow("call") << QByteArrayList{"RECEIVER COMMAND [DATA...]", "--data JSON|@FILE|-", "--timeout S=10",
                                             "--silence-ok", nameHint};

@@ -3,6 +3,7 @@
 #include "follower.h"
 #include "messages.h"
 #include "output.h"
+#include "statechanges.h"
 #include "states.h"
 #include "verbs/options.h"
 #include "verbs/verblist.h"
@@ -24,8 +25,8 @@ constexpr int LOOK_AGAIN_DELAY_MS = 1000;
 class StateWatcher : public FollowerTask
 {
 public:
-    StateWatcher(QStringList owners, const Limits& limits, Output& output)
-        : m_owners(std::move(owners)), m_tally(limits), m_output(output)
+    StateWatcher(QStringList owners, bool showsChanges, const Limits& limits, Output& output)
+        : m_owners(std::move(owners)), m_showsChanges(showsChanges), m_tally(limits), m_output(output)
     {
     }
 
@@ -100,14 +101,21 @@ private:
         if (known != m_shown.constEnd() && *known == state) {
             return;
         }
+        if (!m_showsChanges) {
+            writeState(m_output, state);
+        } else if (known != m_shown.constEnd()) {
+            writeStateChanges(m_output, *known, state);
+        } else {
+            writeFirstState(m_output, state);
+        }
         m_shown.insert(state.owner(), state);
-        writeState(m_output, state);
         if (m_isCounting) {
             follower.count(m_tally);
         }
     }
 
     const QStringList m_owners;
+    const bool m_showsChanges;
     Tally m_tally;
     Output& m_output;
     QHash<QString, ClientState> m_shown;
@@ -122,7 +130,9 @@ public:
     void addOptions(CLI::App& parser) override
     {
         parser.add_option("OWNER", m_owners, "Clients' names")->type_name("")->required();
+        parser.add_flag("--diff", m_showsChanges, "Shows of each change only what differs from the state before");
         m_limits.addTo(parser);
+        addExample(parser, "tarvexctl state watch ticket_printer cashbox --diff");
     }
 
     void run(const Context& context) const override
@@ -130,12 +140,13 @@ public:
         const Limits limits = m_limits.limits();
         QStringList owners = ownersFrom(m_owners);
         owners.removeDuplicates();
-        StateWatcher watcher(owners, limits, context.output);
+        StateWatcher watcher(owners, m_showsChanges, limits, context.output);
         follow(context.clientName, watcher, limits.timeoutMs);
     }
 
 private:
     std::vector<std::string> m_owners;
+    bool m_showsChanges = false;
     LimitOptions m_limits{"changes"};
 };
 

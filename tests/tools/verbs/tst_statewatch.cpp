@@ -73,6 +73,9 @@ private Q_SLOTS:
     void presentStatesThenChanges_inColumns();
     void presentStatesThenChanges_asJson_data();
     void presentStatesThenChanges_asJson();
+    void diff_showsWhatDiffers_data();
+    void diff_showsWhatDiffers();
+    void diff_asJson_hasChanges();
     void change_isShownAtOnce();
     void changeWhileReading_isShownOnce();
     void timeOut_tellsWhetherEnoughCame_data();
@@ -141,6 +144,79 @@ void TstStateWatch::presentStatesThenChanges_asJson()
         records.append(state == u"-"_s ? noRecord(u"cashbox"_s) : record(state.at(0), state.midRef(1).toInt()));
     }
     QCOMPARE(run.objects(), records);
+}
+
+void TstStateWatch::diff_showsWhatDiffers_data()
+{
+    QTest::addColumn<QString>("before");
+    QTest::addColumn<QString>("after");
+    QTest::addColumn<QByteArrayList>("rows"); // without time and owner
+    const auto row = [](const char* name, const char* before, const char* after, const QByteArrayList& rows) {
+        QTest::newRow(name) << QString::fromUtf8(before) << QString::fromUtf8(after) << rows;
+    };
+    row("texts", "ready", "busy", {"state ready busy"});
+    row("object and text", R"({"a":1})", "busy", {R"(state {"a":1} busy)"});
+    row("object and list", R"({"a":1})", "[1]", {R"(state {"a":1} [1])"});
+    row("value", R"({"a":1,"b":2})", R"({"b":3,"a":1})", {"state.b 2 3"});
+    row("number and text", R"({"a":1})", R"({"a":"1"})", {R"(state.a 1 "1")"});
+    row("added and removed", R"({"a":1})", R"({"b":null})", {"state.a 1 -", "state.b - null"});
+    row("inside", R"({"a":{"b":{"c":1,"d":2}}})", R"({"a":{"b":{"c":3,"d":2}}})", {"state.a.b.c 1 3"});
+    row("list inside", R"({"a":[1,2]})", R"({"a":[1,3]})", {"state.a [1,2] [1,3]"});
+    row("object and value", R"({"a":{}})", R"({"a":5})", {"state.a {} 5"});
+    row("control characters", R"({"a\u001b":1})", R"({"a\u001b":"\u001b"})", {R"(state.a\x1b 1 "\u001b")"});
+    row("layout only", R"({"a":1})", R"({ "a" : 1 })", {"date 2026-03-01T10:11:01.345 2026-03-01T10:11:02.345"});
+    row("the time only", "ready", "ready", {"date 2026-03-01T10:11:01.345 2026-03-01T10:11:02.345"});
+    row("a dash", "-", "--", {"state \"-\" --"});
+}
+
+void TstStateWatch::diff_showsWhatDiffers()
+{
+    QFETCH(QString, before);
+    QFETCH(QString, after);
+    QFETCH(QByteArrayList, rows);
+    BusProcess bus;
+    Printer printer;
+    QVERIFY(printer.save(before, 1));
+    ProgramRun run(watch(u"printer --diff --count 1"_s));
+    QVERIFY(run.waitForLines(2));
+    QVERIFY(printer.save(after, 2));
+    QCOMPARE(run.status(), 0);
+    const QStringList lines = run.lines();
+    QCOMPARE(lines.at(0).simplified(), u"TAKEN OWNER CHANGED BEFORE AFTER"_s);
+    const QString first = before == u"-"_s ? u"\"-\""_s : before;
+    QCOMPARE(lines.at(1).simplified(), u"2026-03-01T10:11:01.345 printer state - "_s + first);
+    QCOMPARE(lines.size(), rows.size() + 2);
+    for (int i = 0; i < rows.size(); ++i) {
+        QCOMPARE(lines.at(i + 2).simplified().toUtf8(), "2026-03-01T10:11:02.345 printer " + rows.at(i));
+    }
+}
+
+void TstStateWatch::diff_asJson_hasChanges()
+{
+    BusProcess bus;
+    ProgramRun run(watch(u"printer --diff --json --count 2"_s));
+    QVERIFY(run.waitForLines(1));
+    Printer printer;
+    QVERIFY(printer.save(uR"({"a":{"b":1},"c":2})"_s, 1));
+    QVERIFY(printer.saveState(uR"({"a":{"b":null},"d":3})"_s, 2, u"new"_s, someDate(2)));
+    QCOMPARE(run.status(), 0);
+    QList<QVariantMap> objects = run.objects();
+    QCOMPARE(objects.size(), 3);
+    QCOMPARE(objects.at(0), noRecord());
+    const auto changes = [](const QVariantMap& object) {
+        return QJsonDocument::fromVariant(object.value(u"changes"_s)).toJson(QJsonDocument::Compact);
+    };
+    const QByteArray firstState = "{\\\"a\\\":{\\\"b\\\":1},\\\"c\\\":2}";
+    QCOMPARE(changes(objects.at(1)),
+             "[{\"after\":\"\",\"path\":[\"description\"]},{\"after\":\"" + firstState
+                 + "\",\"path\":[\"state\"]},{\"after\":1,\"path\":[\"type\"]}]");
+    const QByteArrayList expected{R"({"after":"new","before":"","path":["description"]})",
+                                  R"({"after":null,"before":1,"path":["state","a","b"]})",
+                                  R"({"before":2,"path":["state","c"]})", R"({"after":3,"path":["state","d"]})",
+                                  R"({"after":2,"before":1,"path":["type"]})"};
+    QCOMPARE(changes(objects.at(2)), '[' + expected.join(',') + ']');
+    objects[1].remove(u"changes"_s);
+    QCOMPARE(objects.at(1), record(uR"({"a":{"b":1},"c":2})"_s, 1));
 }
 
 void TstStateWatch::change_isShownAtOnce()

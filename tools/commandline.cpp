@@ -27,6 +27,8 @@ const char* const RECEIVING_FOOTER = "Without --as the name is \"tarvexctl-\" an
                                      "name of a service, that service loses "
                                      "its connection and its messages to this program.";
 const char* const DEFAULT_NAME = "tarvexctl";
+/// What runs when the command line names no verb.
+const char* const DEFAULT_VERB = "status";
 
 /// The parser of a group. It is made with the group's first verb.
 CLI::App& groupOf(CLI::App& program, const std::string& name)
@@ -44,6 +46,12 @@ CLI::App& groupOf(CLI::App& program, const std::string& name)
 Failure wrongUse(const QString& words)
 {
     return Failure(WrongUse, words + QStringLiteral("; see --help"));
+}
+
+/// There must be one.
+const Verb& verbWithWords(const std::vector<std::unique_ptr<Verb>>& verbs, const std::string& words)
+{
+    return **std::find_if(verbs.begin(), verbs.end(), [&](const auto& verb) { return verb->words() == words; });
 }
 
 void showVersion(Output& output)
@@ -82,7 +90,7 @@ CommandLine::Task CommandLine::parse(int argc, char** argv)
         throw wrongUse(repeated + QStringLiteral(" is given more than once"));
     }
     if (m_verb == nullptr && !m_version) {
-        throw wrongUse(missingVerbWords(program));
+        m_verb = &verbWithWords(m_verbs, DEFAULT_VERB);
     }
     return Run;
 }

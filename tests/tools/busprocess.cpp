@@ -21,9 +21,8 @@ BusProcess::~BusProcess()
 
 bool BusProcess::start()
 {
-    const QStringList arguments = m_storage == InMemory
-        ? QStringList{u"--memory"_s}
-        : QStringList{u"--storage"_s, m_folder.filePath(u"bus.sqlite"_s)};
+    const QStringList arguments =
+        m_storage == InMemory ? QStringList{u"--memory"_s} : QStringList{u"--storage"_s, storagePath()};
     m_process = std::make_unique<ChildProcess>(QStringLiteral(DEVBUS), arguments);
     return m_process->start() && m_process->waitForLine(u"tarvex-devbus: ready on"_s);
 }
@@ -58,7 +57,7 @@ QStringList BusProcess::rows(const QString& query) const
     QStringList rows;
     {
         QSqlDatabase database = QSqlDatabase::addDatabase(u"QSQLITE"_s, u"look"_s);
-        database.setDatabaseName(m_folder.filePath(u"bus.sqlite"_s));
+        database.setDatabaseName(storagePath());
         database.setConnectOptions(u"QSQLITE_OPEN_READONLY"_s);
         QSqlQuery answer(database);
         if (!database.open() || !answer.exec(query)) {

@@ -32,6 +32,9 @@ public:
     void hang();
     void goOn();
 
+    /// The file in which it stores.
+    QString storagePath() const { return m_folder.filePath(QStringLiteral("bus.sqlite")); }
+
     /// A text "client publisher goals" for each subscription in the file.
     QStringList subscriptions() const;
     /// One text for each message in the file. These are the messages that are not acknowledged yet.

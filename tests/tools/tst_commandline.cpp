@@ -79,8 +79,8 @@ void TstCommandLine::help_mentions_data()
 {
     QTest::addColumn<QByteArrayList>("mentioned");
     const QByteArray nameHint = "Without --as the name is";
-    QTest::newRow("") << QByteArrayList{"--as",   "--json",  "settings", "state",   "send",         "call",
-                                        "listen", "clients", "wait",     "--quiet", "-V,--version", "130"};
+    QTest::newRow("") << QByteArrayList{"--as",    "--json", "settings", "state",   "send",         "call", "listen",
+                                        "clients", "wait",   "status",   "--quiet", "-V,--version", "130"};
     QTest::newRow("settings") << QByteArrayList{"get", "set", "remove", "list", "unset", "load"};
     QTest::newRow("settings get") << QByteArrayList{"OWNER..."};
     QTest::newRow("settings set") << QByteArrayList{"OWNER GROUP KEY VALUE", "--string", "--description"};
@@ -94,6 +94,7 @@ void TstCommandLine::help_mentions_data()
     QTest::newRow("send") << QByteArrayList{"RECEIVER [TEXT...]", "--command NAME", "--data JSON|@FILE|-"};
     QTest::newRow("call") << QByteArrayList{"RECEIVER COMMAND [DATA...]", "--data JSON|@FILE|-", "--timeout S=10",
                                             "--silence-ok", nameHint};
+    QTest::newRow("status") << QByteArrayList{"also without a verb", "--timeout S=5", "Example: tarvexctl status"};
     QTest::newRow("wait") << QByteArrayList{"--timeout S=30", "client", "state", "message"};
     QTest::newRow("wait client") << QByteArrayList{"NAME", "--timeout S=30", "Example: tarvexctl wait client"};
     QTest::newRow("wait state") << QByteArrayList{"--matches REGEX", "--is TEXT", "--type N", nameHint, "Example: "};
@@ -172,7 +173,7 @@ namespace {
 
 void refuseWrongVerbs()
 {
-    refuses("", "needs a verb: settings, state, send, call, listen, clients, fault or wait");
+    refuses("--timeout 1", "unknown option \"--timeout\"");
     refuses("[hearken", "unknown verb \"[hearken\";");
     refuses("hearken", "unknown verb \"hearken\"; there are settings, ");
     refuses("lisen", "unknown verb \"lisen\"; did you mean \"listen\"? There are settings, ");
@@ -220,6 +221,7 @@ void refuseWrongOptions()
 
 void refuseEmptyNames()
 {
+    refuses("--as ''", "--as must not be empty");
     refuses("--as '' state get", "--as must not be empty");
     refuses("--as= state get", "--as must not be empty");
     refuses("--as '' call gui beep", "--as must not be empty");
@@ -258,6 +260,7 @@ void refuseWrongNumberOfArguments()
     refuses("send gui", "send needs a TEXT, or a --command");
     refuses("call gui", "COMMAND is required");
     refuses("call printer print --as printer", "tarvexctl: a call to oneself has nobody to answer it\n");
+    refuses("status a", "unexpected argument \"a\"");
     refuses("clients a", "unexpected argument \"a\"");
     refuses("wait bus", "unknown verb \"bus\"; there are client, state and message");
     refuses("wait client", "NAME is required");
@@ -299,6 +302,7 @@ void refuseWrongValues()
     refuses("state watch a --count 0", "not \"0\"");
     refuses("call gui beep --timeout 0", "not \"0\"");
     refuses("wait --timeout 0", "not \"0\"");
+    refuses("status --timeout 0", "--timeout must be a number of seconds");
     refuses("wait client gui --timeout 0", "--timeout must be a number of seconds");
     refuses("wait state gui --type 128", "from 0 to 127, not \"128\"");
     refuses("wait state gui --matches (", "--matches is no regular expression: ");

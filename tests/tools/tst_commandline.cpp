@@ -79,8 +79,8 @@ void TstCommandLine::help_mentions_data()
 {
     QTest::addColumn<QByteArrayList>("mentioned");
     const QByteArray nameHint = "Without --as the name is";
-    QTest::newRow("") << QByteArrayList{"--as",    "--json", "settings", "state",   "send",         "call", "listen",
-                                        "clients", "wait",   "status",   "--quiet", "-V,--version", "130"};
+    QTest::newRow("") << QByteArrayList{"--as",    "--json", "settings", "state", "send",    "call",         "listen",
+                                        "clients", "wait",   "status",   "ping",  "--quiet", "-V,--version", "130"};
     QTest::newRow("settings") << QByteArrayList{"get", "set", "remove", "list", "unset", "load"};
     QTest::newRow("settings get") << QByteArrayList{"OWNER..."};
     QTest::newRow("settings set") << QByteArrayList{"OWNER GROUP KEY VALUE", "--string", "--description"};
@@ -95,6 +95,7 @@ void TstCommandLine::help_mentions_data()
     QTest::newRow("call") << QByteArrayList{"RECEIVER COMMAND [DATA...]", "--data JSON|@FILE|-", "--timeout S=10",
                                             "--silence-ok", nameHint};
     QTest::newRow("status") << QByteArrayList{"also without a verb", "--timeout S=5", "Example: tarvexctl status"};
+    QTest::newRow("ping") << QByteArrayList{"--count N", "--interval MS", "--timeout S", "Example: tarvexctl ping"};
     QTest::newRow("wait") << QByteArrayList{"--timeout S=30", "client", "state", "message"};
     QTest::newRow("wait client") << QByteArrayList{"NAME", "--timeout S=30", "Example: tarvexctl wait client"};
     QTest::newRow("wait state") << QByteArrayList{"--matches REGEX", "--is TEXT", "--type N", nameHint, "Example: "};
@@ -261,6 +262,7 @@ void refuseWrongNumberOfArguments()
     refuses("call gui", "COMMAND is required");
     refuses("call printer print --as printer", "tarvexctl: a call to oneself has nobody to answer it\n");
     refuses("status a", "unexpected argument \"a\"");
+    refuses("ping a", "unexpected argument \"a\"");
     refuses("clients a", "unexpected argument \"a\"");
     refuses("wait bus", "unknown verb \"bus\"; there are client, state and message");
     refuses("wait client", "NAME is required");
@@ -303,6 +305,12 @@ void refuseWrongValues()
     refuses("call gui beep --timeout 0", "not \"0\"");
     refuses("wait --timeout 0", "not \"0\"");
     refuses("status --timeout 0", "--timeout must be a number of seconds");
+    refuses("ping --count 0", "--count must be a whole number");
+    refuses("ping --timeout 0", "--timeout must be a number of seconds");
+    for (const char* const interval : {"-1", "60001", "1.5", "long", "''"}) {
+        refuses((QByteArray("ping --interval ") + interval).constData(),
+                "--interval must be a whole number of milliseconds from 0 to 60000, not \"");
+    }
     refuses("wait client gui --timeout 0", "--timeout must be a number of seconds");
     refuses("wait state gui --type 128", "from 0 to 127, not \"128\"");
     refuses("wait state gui --matches (", "--matches is no regular expression: ");

@@ -79,6 +79,12 @@ void Output::writeRecord(const QString& text)
     m_isFirst = false;
 }
 
+void Output::writeText(const QString& lines)
+{
+    writeData(lines);
+    m_isFirst = false;
+}
+
 void Output::writeRow(const QStringList& header, const QStringList& row)
 {
     QStringList cells;

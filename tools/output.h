@@ -29,6 +29,9 @@ public:
     /// Writes a record for people, with an empty line before it when it is not the first. Throws Failure as well.
     void writeRecord(const QString& text);
 
+    /// Writes lines for people, as they are. Throws Failure as well.
+    void writeText(const QString& lines);
+
     /// Writes a row of a table that grows, with the header before the first row, for people. Cells are shown as
     /// cellText() does. A column is as wide as its widest cell so far. Throws Failure as well.
     void writeRow(const QStringList& header, const QStringList& row);

@@ -1,0 +1,178 @@
+#include "doctor/checks.h"
+
+#include "tarvexlib.h"
+
+#include <algorithm>
+
+namespace tarvexctl::doctor {
+
+namespace {
+
+QString timeText(double milliseconds)
+{
+    return QStringLiteral("%1 ms").arg(milliseconds, 0, 'f', milliseconds < 10 ? 2 : 0);
+}
+
+QString adviceFor(const std::optional<Failure>& failure)
+{
+    if (!failure || failure->status() == TimedOut) {
+        return QStringLiteral("See what the process that holds the port waits for (strace -p, gdb -p), and start it "
+                              "again if it hangs.");
+    }
+    return QStringLiteral("See what the process that holds the port is, because this is not how a bus answers a "
+                          "handshake.");
+}
+
+/// One port: accepted, refused, or silent when \a isDone is false.
+Finding handshakeFinding(const QString& check, const QString& port, const std::optional<Failure>& failure, bool isDone,
+                         const QString& deadlineText)
+{
+    if (!isDone || (failure && failure->status() == TimedOut)) {
+        return {check,
+                Severity::Wrong,
+                QStringLiteral("something listens on the %1 port and does not answer the handshake within %2")
+                    .arg(port, deadlineText),
+                adviceFor(std::nullopt),
+                {}};
+    }
+    if (failure) {
+        return {check,
+                Severity::Wrong,
+                QStringLiteral("on the %1 port: %2").arg(port, failure->words()),
+                adviceFor(failure),
+                {}};
+    }
+    return {check, Severity::Ok, QStringLiteral("the bus accepts the handshake on the %1 port").arg(port), {}, {}};
+}
+
+bool hasListener(const QList<Socket>& listeners, quint16 port)
+{
+    return std::any_of(listeners.begin(), listeners.end(), [&](const Socket& socket) { return socket.port == port; });
+}
+
+/// What happened after the handshake was accepted; nothing when all was answered.
+void addBreak(const BusAnswers& answers, const QString& deadlineText, Findings& findings)
+{
+    if (answers.isQueryDone && !answers.queryFailure) {
+        return;
+    }
+    findings.append({QStringLiteral("bus.exchange"),
+                     Severity::Wrong,
+                     answers.isQueryDone
+                         ? QStringLiteral("after the handshake: %1").arg(answers.queryFailure->words())
+                         : QStringLiteral("the bus accepts the handshake, and has not answered all that was asked "
+                                          "after it within %1")
+                               .arg(deadlineText),
+                     adviceFor(answers.isQueryDone ? answers.queryFailure : std::nullopt),
+                     {}});
+}
+
+} // namespace
+
+Findings checkBus(const BusAnswers& answers, const QList<Socket>& listeners, const QString& deadlineText)
+{
+    constexpr quint16 QUERY_PORT = 45535;
+    constexpr quint16 RECEIVER_PORT = 45537;
+    Findings findings;
+    if (answers.handshakeMs || hasListener(listeners, QUERY_PORT)) {
+        findings.append(handshakeFinding(QStringLiteral("bus.query"), QStringLiteral("query"),
+                                         answers.handshakeMs ? std::nullopt : answers.queryFailure,
+                                         answers.handshakeMs || answers.isQueryDone, deadlineText));
+    }
+    if (answers.handshakeMs) {
+        findings.last().facts = {{QStringLiteral("ms"), *answers.handshakeMs}};
+        addBreak(answers, deadlineText, findings);
+    }
+    if (answers.isReceiverAccepted || hasListener(listeners, RECEIVER_PORT)) {
+        findings.append(handshakeFinding(QStringLiteral("bus.receiver"), QStringLiteral("receiver"),
+                                         answers.receiverFailure, answers.isReceiverDone, deadlineText));
+    }
+    return findings;
+}
+
+Findings checkSpeed(const BusAnswers& answers, double slowMs)
+{
+    QVector<double> times = answers.exchangesMs;
+    if (times.isEmpty()) {
+        return {};
+    }
+    std::sort(times.begin(), times.end());
+    const double median = times.at(times.size() / 2);
+    Finding finding{
+        QStringLiteral("speed"),
+        Severity::Ok,
+        QStringLiteral("%1: half of them took %2 or less, the longest %3")
+            .arg(counted(times.size(), QStringLiteral("exchange")), timeText(median), timeText(times.last())),
+        {},
+        {{QStringLiteral("count"), times.size()},
+         {QStringLiteral("minMs"), times.first()},
+         {QStringLiteral("medianMs"), median},
+         {QStringLiteral("maxMs"), times.last()}}};
+    if (median > slowMs) {
+        finding.severity = Severity::Wrong;
+        finding.advice =
+            QStringLiteral("See whether the machine, the bus or its storage is busy (top, iostat), because "
+                           "an exchange usually takes less than a millisecond.");
+    } else if (times.last() > slowMs) {
+        finding.severity = Severity::Note;
+        finding.advice = QStringLiteral("Run doctor again to see whether single exchanges stay slow: then something "
+                                        "holds the bus up from time to time.");
+    }
+    return {finding};
+}
+
+Findings checkControl(const ControlAnswers& control, const BusAnswers& answers)
+{
+    if (!control.isThere) {
+        if (!answers.handshakeMs) {
+            return {};
+        }
+        return {{QStringLiteral("control"),
+                 Severity::Unseen,
+                 QStringLiteral("this bus has no control socket for this user: its version, who is missing, names "
+                                "taken twice, its storage and its start could not be looked at, and settings and "
+                                "states only of the names that the library knows"),
+                 QStringLiteral("On a desk, run doctor as the user who has started tarvex-devbus; another bus has no "
+                                "such socket."),
+                 {}}};
+    }
+    if (!control.failure.isEmpty()) {
+        return {{QStringLiteral("control"),
+                 Severity::Wrong,
+                 QStringLiteral("the control socket of the bus: %1").arg(control.failure),
+                 QStringLiteral("See whether the bus hangs, or is older than this program."),
+                 {}}};
+    }
+    return {};
+}
+
+Findings checkVersions(const ControlAnswers& control, const QList<Socket>& listeners)
+{
+    Findings findings;
+    const QString ours = bus::TarvexLib::version().version();
+    const QString theirs = control.about.value(QStringLiteral("version")).toString();
+    const QVariantMap facts{{QStringLiteral("tarvexctl"), ours}, {QStringLiteral("bus"), theirs}};
+    if (!theirs.isEmpty() && theirs != ours) {
+        findings.append({QStringLiteral("versions"), Severity::Note,
+                         QStringLiteral("tarvexctl has the library %1, the bus is of version %2").arg(ours, theirs),
+                         QStringLiteral("Install both from the same version, and start the bus again."), facts});
+    } else if (!theirs.isEmpty()) {
+        findings.append({QStringLiteral("versions"), Severity::Ok,
+                         QStringLiteral("tarvexctl and the bus are of version %1").arg(ours), QString(), facts});
+    }
+    for (const Socket& socket : listeners) {
+        if (!socket.holders.isEmpty() && socket.holders.first().isReplaced) {
+            const Process& process = socket.holders.first();
+            findings.append({QStringLiteral("versions.replaced"),
+                             Severity::Note,
+                             QStringLiteral("the program file of %1 (process %2) was replaced since it was started")
+                                 .arg(process.name, QString::number(process.pid)),
+                             QStringLiteral("Start the bus again, so that the new program runs."),
+                             {{QStringLiteral("pid"), process.pid}}});
+            break;
+        }
+    }
+    return findings;
+}
+
+} // namespace tarvexctl::doctor

@@ -1,0 +1,197 @@
+#include "doctor/checks.h"
+
+#include "controlclient.h"
+#include "owners.h"
+
+#include <QHash>
+#include <QSet>
+#include <QStringList>
+
+#include <algorithm>
+
+namespace tarvexctl::doctor {
+
+namespace {
+
+/// The bus pushes at most so many messages without an acknowledgement.
+constexpr int MAX_UNACKNOWLEDGED = 64;
+
+QString nameOf(const QVariantMap& client)
+{
+    return client.value(QStringLiteral("name")).toString();
+}
+
+int takeoversOf(const QVariantMap& client)
+{
+    return client.value(QStringLiteral("takeovers")).toInt();
+}
+
+QVariantMap clientFacts(const QVariantMap& client)
+{
+    return {{QStringLiteral("client"), nameOf(client)},
+            {QStringLiteral("waiting"), client.value(QStringLiteral("waiting"))}};
+}
+
+Finding missingFinding(const QVariantMap& client)
+{
+    const QString name = nameOf(client);
+    const bool isUnknown = isUnknownToBus(name);
+    return {QStringLiteral("clients.missing"), Severity::Wrong,
+            QStringLiteral("\"%1\" %2, and %3 for it")
+                .arg(name,
+                     isUnknown ? QStringLiteral("has never been there") : QStringLiteral("has no receiving connection"),
+                     client.value(QStringLiteral("waiting")).toInt() == 1
+                         ? QStringLiteral("1 message waits")
+                         : QStringLiteral("%1 messages wait").arg(client.value(QStringLiteral("waiting")).toInt())),
+            isUnknown ? QStringLiteral("Look for this name in the services that send, because it may be mistyped; "
+                                       "otherwise start that service.")
+                      : QStringLiteral("Start that service, or find out why it does not receive."),
+            clientFacts(client)};
+}
+
+void addClient(const QVariantMap& client, Findings& findings)
+{
+    const bool receives = !client.value(QStringLiteral("receiverSince")).toString().isEmpty();
+    const int waiting = client.value(QStringLiteral("waiting")).toInt();
+    if (!receives && waiting > 0) {
+        findings.append(missingFinding(client));
+    } else if (receives && waiting >= MAX_UNACKNOWLEDGED) {
+        findings.append({QStringLiteral("clients.behind"), Severity::Note,
+                         QStringLiteral("\"%1\" is there, and %2 messages wait for it")
+                             .arg(nameOf(client), QString::number(waiting)),
+                         QStringLiteral("See whether that service hangs, or is slower than what is sent to it."),
+                         clientFacts(client)});
+    } else if (!receives && client.value(QStringLiteral("subscriptions")).toInt() > 0) {
+        findings.append(
+            {QStringLiteral("clients.subscribed"), Severity::Note,
+             QStringLiteral("\"%1\" has no receiving connection and is still subscribed").arg(nameOf(client)),
+             QStringLiteral("Start that service, or let it unsubscribe, because the bus keeps for it what "
+                            "is published."),
+             clientFacts(client)});
+    }
+}
+
+/// Two processes with the same command line are connected: most likely the same service, started twice. It works with
+/// every bus. Services that are told their name by an argument have different command lines.
+void addTwins(const QList<Socket>& connections, Findings& findings)
+{
+    QHash<QString, QSet<qint64>> byCommandLine;
+    for (const Socket& socket : connections) {
+        for (const Process& process : socket.holders) {
+            if (!process.commandLine.isEmpty()) {
+                byCommandLine[process.commandLine].insert(process.pid);
+            }
+        }
+    }
+    for (auto twins = byCommandLine.cbegin(); twins != byCommandLine.cend(); ++twins) {
+        if (twins->size() < 2) {
+            continue;
+        }
+        QList<qint64> pids = twins->values();
+        std::sort(pids.begin(), pids.end());
+        QStringList texts;
+        QVariantList numbers;
+        for (const qint64 pid : qAsConst(pids)) {
+            texts.append(QString::number(pid));
+            numbers.append(pid);
+        }
+        findings.append({QStringLiteral("names.twins"),
+                         Severity::Note,
+                         QStringLiteral("the same command line runs in several connected processes: %1 (%2)")
+                             .arg(twins.key().left(200), texts.join(QStringLiteral(", "))),
+                         QStringLiteral("Check that they do not have the same name on the bus, and end all but one if "
+                                        "they do."),
+                         {{QStringLiteral("commandLine"), twins.key()}, {QStringLiteral("pids"), numbers}}});
+    }
+}
+
+QHash<QString, int> takeoversByName(const QList<QVariantMap>& clients)
+{
+    QHash<QString, int> takeovers;
+    for (const QVariantMap& client : clients) {
+        takeovers.insert(nameOf(client), takeoversOf(client));
+    }
+    return takeovers;
+}
+
+Finding takeoverFinding(const QVariantMap& client, int risen, qint64 afterMs)
+{
+    const QVariantMap facts{{QStringLiteral("client"), nameOf(client)},
+                            {QStringLiteral("takeovers"), takeoversOf(client)},
+                            {QStringLiteral("risen"), risen}};
+    if (risen > 0) {
+        return {QStringLiteral("names.fight"), Severity::Wrong,
+                QStringLiteral("two processes fight for the name \"%1\": it was taken again while doctor looked")
+                    .arg(nameOf(client)),
+                QStringLiteral("End one of the two processes, because each gets only a part of the messages."), facts};
+    }
+    return {QStringLiteral("names.taken"), Severity::Note,
+            QStringLiteral("the name \"%1\" was taken from a connected process %2 since the bus was started, but not "
+                           "within the last %3 s")
+                .arg(nameOf(client), counted(takeoversOf(client), QStringLiteral("time")),
+                     QString::number(static_cast<double>(afterMs) / 1000, 'f', 1)),
+            QStringLiteral("Check that this service runs once, and that nobody uses its name with --as."), facts};
+}
+
+} // namespace
+
+Findings checkClients(const ControlAnswers& control)
+{
+    if (!control.isThere || !control.failure.isEmpty()) {
+        return {};
+    }
+    Findings findings;
+    int connected = 0;
+    for (const QVariantMap& client : control.clients) {
+        addClient(client, findings);
+        const bool isConnected = !client.value(QStringLiteral("receiverSince")).toString().isEmpty()
+            || !client.value(QStringLiteral("querySince")).toString().isEmpty();
+        connected += isConnected ? 1 : 0;
+    }
+    if (findings.isEmpty()) {
+        findings.append({QStringLiteral("clients"),
+                         Severity::Ok,
+                         QStringLiteral("%1 connected, and nothing waits for an absent one")
+                             .arg(counted(connected, QStringLiteral("client"))),
+                         {},
+                         {{QStringLiteral("connected"), connected}}});
+    }
+    return findings;
+}
+
+bool wasNameTaken(const QList<QVariantMap>& clients)
+{
+    return std::any_of(clients.begin(), clients.end(),
+                       [](const QVariantMap& client) { return takeoversOf(client) > 0; });
+}
+
+bool isNameTakenAgain(const QList<QVariantMap>& before, const QList<QVariantMap>& after)
+{
+    const QHash<QString, int> former = takeoversByName(before);
+    return std::any_of(after.begin(), after.end(),
+                       [&](const QVariantMap& client) { return takeoversOf(client) > former.value(nameOf(client)); });
+}
+
+Findings checkNames(const ControlAnswers& control, const QList<QVariantMap>& later, qint64 afterMs,
+                    const QList<Socket>& connections)
+{
+    Findings findings;
+    const QHash<QString, int> former = takeoversByName(control.clients);
+    const QList<QVariantMap>& last = later.isEmpty() ? control.clients : later;
+    for (const QVariantMap& client : last) {
+        if (takeoversOf(client) > 0) {
+            findings.append(takeoverFinding(client, takeoversOf(client) - former.value(nameOf(client)), afterMs));
+        }
+    }
+    addTwins(connections, findings);
+    if (findings.isEmpty() && control.isThere && control.failure.isEmpty()) {
+        findings.append({QStringLiteral("names"),
+                         Severity::Ok,
+                         QStringLiteral("no name was taken from a connected process"),
+                         {},
+                         {}});
+    }
+    return findings;
+}
+
+} // namespace tarvexctl::doctor

@@ -1,0 +1,185 @@
+#include "doctor/checks.h"
+
+#include <QSet>
+#include <QStringList>
+
+#include <algorithm>
+#include <unistd.h>
+
+namespace tarvexctl::doctor {
+
+namespace {
+
+struct Port
+{
+    quint16 number;
+    const char* name;
+};
+
+constexpr Port PORTS[] = {{45535, "query"}, {45537, "receiver"}};
+
+QString portText(const Port& port)
+{
+    return QStringLiteral("the %1 port %2").arg(QLatin1String(port.name), QString::number(port.number));
+}
+
+QString processText(const Process& process)
+{
+    return QStringLiteral("%1 (process %2 of %3)").arg(process.name, QString::number(process.pid), process.user);
+}
+
+QString processesText(const QList<Process>& processes)
+{
+    QStringList texts;
+    for (const Process& process : processes) {
+        texts.append(processText(process));
+    }
+    return texts.join(QStringLiteral(" and "));
+}
+
+QVariantMap processFacts(const QList<Process>& processes)
+{
+    QVariantList items;
+    for (const Process& process : processes) {
+        items.append(QVariantMap{{QStringLiteral("pid"), process.pid},
+                                 {QStringLiteral("name"), process.name},
+                                 {QStringLiteral("user"), process.user},
+                                 {QStringLiteral("commandLine"), process.commandLine}});
+    }
+    return {{QStringLiteral("processes"), items}};
+}
+
+QList<Socket> socketsOf(const QList<Socket>& listeners, const Port& port)
+{
+    QList<Socket> sockets;
+    std::copy_if(listeners.begin(), listeners.end(), std::back_inserter(sockets),
+                 [&](const Socket& socket) { return socket.port == port.number; });
+    return sockets;
+}
+
+/// Each once, in the order of their numbers.
+QList<Process> holdersOf(const QList<Socket>& sockets)
+{
+    QMap<qint64, Process> holders;
+    for (const Socket& socket : sockets) {
+        for (const Process& process : socket.holders) {
+            holders.insert(process.pid, process);
+        }
+    }
+    return holders.values();
+}
+
+bool isSeen(const QList<Socket>& sockets)
+{
+    return std::all_of(sockets.begin(), sockets.end(), [](const Socket& socket) { return !socket.holders.isEmpty(); });
+}
+
+Finding missingPort(const Port& port)
+{
+    return {QStringLiteral("ports.missing"),
+            Severity::Wrong,
+            QStringLiteral("nobody listens on %1").arg(portText(port)),
+            QStringLiteral("End what holds the other port and start the bus again, because a bus opens both."),
+            {{QStringLiteral("port"), port.number}}};
+}
+
+Finding unseenHolder(const Socket& socket)
+{
+    const QString user = userName(socket.user);
+    return {QStringLiteral("ports.unseen"),
+            Severity::Unseen,
+            QStringLiteral("a process of the user %1 listens on port %2; its number cannot be seen from here")
+                .arg(user, QString::number(socket.port)),
+            QStringLiteral("Run doctor as %1 or as root to see which process it is.").arg(user),
+            {{QStringLiteral("port"), socket.port}, {QStringLiteral("user"), user}}};
+}
+
+/// For the sockets whose holders can be seen.
+Finding holderFinding(const QList<Socket>& listeners)
+{
+    const QList<Process> query = holdersOf(socketsOf(listeners, PORTS[0]));
+    const QList<Process> receiver = holdersOf(socketsOf(listeners, PORTS[1]));
+    const QList<Process> all = holdersOf(listeners);
+    const auto numbersOf = [](const QList<Process>& processes) {
+        QSet<qint64> numbers;
+        for (const Process& process : processes) {
+            numbers.insert(process.pid);
+        }
+        return numbers;
+    };
+    if (!query.isEmpty() && !receiver.isEmpty() && !numbersOf(query).intersects(numbersOf(receiver))) {
+        return {QStringLiteral("ports.holders"), Severity::Wrong,
+                QStringLiteral("the ports belong to two programs: the query port to %1, the receiver port to %2")
+                    .arg(processesText(query), processesText(receiver)),
+                QStringLiteral("End the one that is not the bus, and start the bus again."), processFacts(all)};
+    }
+    if (all.size() > 1) {
+        return {QStringLiteral("ports.holders"), Severity::Note,
+                QStringLiteral("several processes hold the ports: %1").arg(processesText(all)),
+                QStringLiteral("Check that the others are children of the bus, because they keep the ports taken when "
+                               "it ends."),
+                processFacts(all)};
+    }
+    return {QStringLiteral("ports.holders"),
+            Severity::Ok,
+            QStringLiteral("%1 holds the ports").arg(processesText(all)),
+            {},
+            processFacts(all)};
+}
+
+void addOpenSockets(const QList<Socket>& listeners, Findings& findings)
+{
+    const auto open =
+        std::find_if(listeners.begin(), listeners.end(), [](const Socket& socket) { return socket.isOpenToAll; });
+    if (open != listeners.end()) {
+        findings.append({QStringLiteral("ports.open"),
+                         Severity::Note,
+                         QStringLiteral("port %1 takes connections from other machines as well").arg(open->port),
+                         QStringLiteral("Let the bus listen on 127.0.0.1 only, because it knows no access rights."),
+                         {{QStringLiteral("port"), open->port}}});
+    }
+}
+
+void addStopped(const QList<Socket>& listeners, Findings& findings)
+{
+    const QList<Process> holders = holdersOf(listeners);
+    for (const Process& process : holders) {
+        if (process.isStopped) {
+            findings.append({QStringLiteral("ports.stopped"), Severity::Wrong,
+                             QStringLiteral("%1 is stopped, so it answers nobody").arg(processText(process)),
+                             QStringLiteral("Let it go on with kill -CONT %1, or leave the debugger that holds it.")
+                                 .arg(process.pid),
+                             processFacts({process})});
+        }
+    }
+}
+
+} // namespace
+
+Findings checkPorts(const QList<Socket>& listeners)
+{
+    if (listeners.isEmpty()) {
+        return {{QStringLiteral("ports.none"),
+                 Severity::Wrong,
+                 QStringLiteral("nobody listens on the bus's ports 45535 and 45537"),
+                 QStringLiteral("Start the bus: on a desk that is tarvex-devbus."),
+                 {}}};
+    }
+    Findings findings;
+    for (const Port& port : PORTS) {
+        const QList<Socket> sockets = socketsOf(listeners, port);
+        if (sockets.isEmpty()) {
+            findings.append(missingPort(port));
+        } else if (!isSeen(sockets)) {
+            findings.append(unseenHolder(sockets.first()));
+        }
+    }
+    if (!holdersOf(listeners).isEmpty()) {
+        findings.append(holderFinding(listeners));
+    }
+    addStopped(listeners, findings);
+    addOpenSockets(listeners, findings);
+    return findings;
+}
+
+} // namespace tarvexctl::doctor

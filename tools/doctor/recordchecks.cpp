@@ -1,0 +1,272 @@
+#include "doctor/checks.h"
+
+#include "jsonvalue.h"
+#include "records/clientstate.h"
+
+#include <QSet>
+#include <QStringList>
+
+#include <cmath>
+#include <limits>
+
+using tarvex::ClientSettings;
+using tarvex::ClientState;
+
+namespace tarvexctl::doctor {
+
+namespace {
+
+/// A clock that differs by less is no finding.
+constexpr qint64 FUTURE_TOLERANCE_MS = 60000;
+/// From here on doubles do not hold every whole number.
+constexpr double MAX_EXACT = 9007199254740992.0;
+/// A larger number was no integer of 64 bits.
+constexpr double MAX_INTEGER = 18446744073709551616.0;
+
+const QLatin1String KEY_OWNER("owner");
+const QLatin1String KEY_TYPE("type");
+const QLatin1String KEY_STATE("state");
+
+QString ageText(qint64 milliseconds)
+{
+    constexpr qint64 MS_PER_S = 1000;
+    constexpr qint64 S_PER_MINUTE = 60;
+    constexpr qint64 MINUTES_PER_HOUR = 60;
+    constexpr qint64 HOURS_SHOWN = 48;
+    const qint64 seconds = milliseconds / MS_PER_S;
+    const qint64 minutes = seconds / S_PER_MINUTE;
+    const qint64 hours = minutes / MINUTES_PER_HOUR;
+    if (minutes < 2) {
+        return QStringLiteral("%1 s").arg(seconds);
+    }
+    if (hours < 2) {
+        return QStringLiteral("%1 min").arg(minutes);
+    }
+    return hours < HOURS_SHOWN ? QStringLiteral("%1 h").arg(hours) : QStringLiteral("%1 days").arg(hours / 24);
+}
+
+/// What is wrong with one entry of the settings; empty when it is right. \a paths holds those of the entries before.
+QString entryProblem(const QVariant& value, QSet<QString>& paths)
+{
+    const QVariantMap entry = value.toMap();
+    if (value.userType() != QMetaType::QVariantMap) {
+        return QStringLiteral("an entry is no object");
+    }
+    const QVariant key = entry.value(QStringLiteral("key"));
+    const QVariant group = entry.value(QStringLiteral("group"));
+    if (key.userType() != QMetaType::QString || key.toString().isEmpty()) {
+        return QStringLiteral("an entry has no key");
+    }
+    if (group.isValid() && !group.isNull() && group.userType() != QMetaType::QString) {
+        return QStringLiteral("the group of \"%1\" is no text").arg(key.toString());
+    }
+    const QString path = group.toString() + QLatin1Char('/') + key.toString();
+    if (!entry.contains(QStringLiteral("value"))) {
+        return QStringLiteral("%1 has no value").arg(path);
+    }
+    if (paths.contains(path)) {
+        return QStringLiteral("%1 is there twice, and the last one counts").arg(path);
+    }
+    paths.insert(path);
+    return QString();
+}
+
+/// Whether the value holds a number that was most likely an integer and is another one now.
+bool isInexact(const QVariant& value)
+{
+    if (value.userType() == QMetaType::QVariantMap || value.userType() == QMetaType::QVariantList) {
+        const QVariantList elements =
+            value.userType() == QMetaType::QVariantMap ? value.toMap().values() : value.toList();
+        for (const QVariant& element : elements) {
+            if (isInexact(element)) {
+                return true;
+            }
+        }
+        return false;
+    }
+    const bool isNumber = value.userType() == QMetaType::Double || value.userType() == QMetaType::LongLong;
+    const double number = std::abs(value.toDouble());
+    return isNumber && number > MAX_EXACT && number <= MAX_INTEGER;
+}
+
+QStringList problemsOf(const ClientSettings& settings)
+{
+    QStringList problems;
+    if (!settings.dt().isValid()) {
+        problems.append(QStringLiteral("the date cannot be read"));
+    }
+    QSet<QString> paths;
+    const QList<QVariant> entries = settings.settings();
+    for (const QVariant& entry : entries) {
+        const QString problem = entryProblem(entry, paths);
+        if (!problem.isEmpty() && !problems.contains(problem)) {
+            problems.append(problem);
+        }
+    }
+    return problems;
+}
+
+void addInexact(const ClientSettings& settings, Findings& findings)
+{
+    const QList<QVariant> entries = settings.settings();
+    for (const QVariant& value : entries) {
+        const QVariantMap entry = value.toMap();
+        if (isInexact(entry.value(QStringLiteral("value")))) {
+            const QString path = entry.value(QStringLiteral("group")).toString() + QLatin1Char('/')
+                + entry.value(QStringLiteral("key")).toString();
+            findings.append(
+                {QStringLiteral("settings.inexact"),
+                 Severity::Note,
+                 QStringLiteral("settings of \"%1\": %2 holds a number beyond 2^53, which has lost its last "
+                                "digits if it was an integer")
+                     .arg(settings.owner(), path),
+                 QStringLiteral("Compare it with what it should be, and store such a number as a text."),
+                 {{QStringLiteral("client"), settings.owner()}, {QStringLiteral("setting"), path}}});
+        }
+    }
+}
+
+void addFuture(const QString& check, const QString& what, const QString& owner, const QDateTime& date,
+               const QDateTime& now, Findings& findings)
+{
+    const qint64 aheadMs = now.msecsTo(date);
+    if (date.isValid() && aheadMs > FUTURE_TOLERANCE_MS) {
+        findings.append(
+            {check,
+             Severity::Wrong,
+             QStringLiteral("the %1 of \"%2\" are dated %3 in the future").arg(what, owner, ageText(aheadMs)),
+             QStringLiteral("Compare this machine's clock and the TZ of that service with the right time, "
+                            "because records hold local times."),
+             {{QStringLiteral("client"), owner}, {QStringLiteral("aheadMs"), aheadMs}}});
+    }
+}
+
+/// What is lost when the stored record is read; empty when nothing is.
+QString stateProblem(const QVariantMap& record)
+{
+    const QVariant type = record.value(KEY_TYPE);
+    bool isNumber = false;
+    const double number = type.toDouble(&isNumber);
+    if (!isNumber || type.userType() == QMetaType::QString || number < std::numeric_limits<qint8>::min()
+        || number > std::numeric_limits<qint8>::max() || number != std::floor(number)) {
+        return QStringLiteral("its type is no number from -128 to 127");
+    }
+    if (record.value(KEY_STATE).userType() != QMetaType::QString) {
+        return QStringLiteral("its state is no text");
+    }
+    const ClientState state = ClientState::fromVariantMap(record);
+    if (!state.dt().isValid()) {
+        return QStringLiteral("its date cannot be read");
+    }
+    const QString text = state.state().trimmed();
+    const bool beginsLikeJson = text.startsWith(QLatin1Char('{')) || text.startsWith(QLatin1Char('['));
+    return beginsLikeJson && !isJson(text) ? QStringLiteral("its state begins like JSON and is none") : QString();
+}
+
+Finding oldFinding(const ClientState& state, qint64 ageMs, const StateAge& age)
+{
+    return {QStringLiteral("states.old"),
+            age.isGiven ? Severity::Wrong : Severity::Note,
+            QStringLiteral("\"%1\" is connected, and its state is %2 old").arg(state.owner(), ageText(ageMs)),
+            QStringLiteral("See whether its query worker hangs, because a service reports its state again and again; "
+                           "--state-age says how old it may be."),
+            {{QStringLiteral("client"), state.owner()}, {QStringLiteral("ageMs"), ageMs}}};
+}
+
+/// The clients that are connected, each with the time since when.
+QSet<QString> connectedNames(const ControlAnswers& control)
+{
+    QSet<QString> names;
+    for (const QVariantMap& client : control.clients) {
+        if (!client.value(QStringLiteral("querySince")).toString().isEmpty()
+            || !client.value(QStringLiteral("receiverSince")).toString().isEmpty()) {
+            names.insert(client.value(QStringLiteral("name")).toString());
+        }
+    }
+    return names;
+}
+
+void addState(const QVariantMap& record, bool isConnected, const StateAge& age, const QDateTime& now,
+              Findings& findings)
+{
+    const ClientState state = ClientState::fromVariantMap(record);
+    const QString problem = stateProblem(record);
+    if (!problem.isEmpty()) {
+        findings.append({QStringLiteral("states.convert"),
+                         Severity::Wrong,
+                         QStringLiteral("the state of \"%1\" does not convert: %2").arg(state.owner(), problem),
+                         QStringLiteral("Correct the service that has saved it, and let it report again."),
+                         {{QStringLiteral("client"), state.owner()}, {QStringLiteral("problem"), problem}}});
+    }
+    addFuture(QStringLiteral("states.future"), QStringLiteral("contents of the state"), state.owner(), state.dt(), now,
+              findings);
+    const qint64 ageMs = state.dt().isValid() ? state.dt().msecsTo(now) : 0;
+    if (isConnected && state.isValid() && static_cast<double>(ageMs) > age.seconds * 1000) {
+        findings.append(oldFinding(state, ageMs, age));
+    }
+}
+
+} // namespace
+
+Findings checkSettings(const BusAnswers& answers, const QDateTime& now)
+{
+    Findings findings;
+    for (const ClientSettings& settings : answers.settings) {
+        const QStringList problems = problemsOf(settings);
+        if (!problems.isEmpty()) {
+            findings.append({QStringLiteral("settings.convert"),
+                             Severity::Wrong,
+                             QStringLiteral("the settings of \"%1\" do not convert: %2")
+                                 .arg(settings.owner(), problems.join(QStringLiteral("; "))),
+                             QStringLiteral("Write them to a file with --json settings get, correct it, and save it "
+                                            "with settings load."),
+                             {{QStringLiteral("client"), settings.owner()}, {QStringLiteral("problems"), problems}}});
+        }
+        addInexact(settings, findings);
+        addFuture(QStringLiteral("settings.future"), QStringLiteral("settings"), settings.owner(), settings.dt(), now,
+                  findings);
+    }
+    if (findings.isEmpty() && answers.isQueryDone && !answers.queryFailure) {
+        findings.append({QStringLiteral("settings"),
+                         Severity::Ok,
+                         QStringLiteral("the settings of %1 convert")
+                             .arg(counted(answers.settings.size(), QStringLiteral("owner"))),
+                         {},
+                         {{QStringLiteral("count"), answers.settings.size()}}});
+    }
+    return findings;
+}
+
+Findings checkStates(const QList<QVariantMap>& states, const ControlAnswers& control, const StateAge& age,
+                     const QDateTime& now)
+{
+    Findings findings;
+    const QSet<QString> connected = connectedNames(control);
+    QStringList absent;
+    for (const QVariantMap& record : states) {
+        const QString owner = record.value(KEY_OWNER).toString();
+        addState(record, connected.contains(owner), age, now, findings);
+        if (control.isThere && !connected.contains(owner)) {
+            absent.append(owner);
+        }
+    }
+    if (findings.isEmpty()) {
+        findings.append({QStringLiteral("states"),
+                         Severity::Ok,
+                         QStringLiteral("%1, none of them damaged, too old or from the future")
+                             .arg(counted(states.size(), QStringLiteral("state"))),
+                         {},
+                         {{QStringLiteral("count"), states.size()}}});
+    }
+    if (!absent.isEmpty()) {
+        findings.append({QStringLiteral("states.absent"),
+                         Severity::Note,
+                         QStringLiteral("%1 of clients that are not connected: %2")
+                             .arg(counted(absent.size(), QStringLiteral("state")), absent.join(QStringLiteral(", "))),
+                         QStringLiteral("Do not take these states for the present ones."),
+                         {{QStringLiteral("clients"), absent}}});
+    }
+    return findings;
+}
+
+} // namespace tarvexctl::doctor

@@ -112,7 +112,7 @@ Findings checkSpeed(const BusAnswers& answers, double slowMs)
         finding.severity = Severity::Wrong;
         finding.advice =
             QStringLiteral("See whether the machine, the bus or its storage is busy (top, iostat), because "
-                           "an exchange usually takes less than a millisecond.");
+                           "an exchange usually takes little more than the 10 ms that the library waits in each.");
     } else if (times.last() > slowMs) {
         finding.severity = Severity::Note;
         finding.advice = QStringLiteral("Run doctor again to see whether single exchanges stay slow: then something "

@@ -63,10 +63,16 @@ void measure(BusClient& bus, const Note& note)
     }
 }
 
-/// Loads each owner's record by \a load, which notes what has come. What the bus refuses is noted as well.
-void loadAll(const QStringList& owners, const Note& note, const std::function<void(const QString&)>& load)
+/// Loads each owner's record by \a load, which notes what has come. What the bus refuses, and what is left out because
+/// the time is over, is noted as well.
+void loadAll(const QStringList& owners, const QDeadlineTimer& deadline, const Note& note,
+             const std::function<void(const QString&)>& load)
 {
     for (const QString& owner : owners) {
+        if (deadline.hasExpired()) {
+            note([](BusAnswers& answers) { ++answers.skippedCount; });
+            continue;
+        }
         try {
             load(owner);
         } catch (const Failure& failure) {
@@ -78,9 +84,9 @@ void loadAll(const QStringList& owners, const Note& note, const std::function<vo
     }
 }
 
-void loadSettings(BusClient& bus, const QStringList& owners, const Note& note)
+void loadSettings(BusClient& bus, const Questions& questions, const Note& note)
 {
-    loadAll(owners, note, [&](const QString& owner) {
+    loadAll(questions.settingsOwners, questions.loadDeadline, note, [&](const QString& owner) {
         ClientSettings settings;
         if (bus.askForStored([&](TarvexQueryHandler& handler) { return handler.loadSettings(owner, settings); })) {
             note([&](BusAnswers& answers) { answers.settings.append(settings); });
@@ -88,9 +94,9 @@ void loadSettings(BusClient& bus, const QStringList& owners, const Note& note)
     });
 }
 
-void loadStates(BusClient& bus, const QStringList& owners, const Note& note)
+void loadStates(BusClient& bus, const Questions& questions, const Note& note)
 {
-    loadAll(owners, note, [&](const QString& owner) {
+    loadAll(questions.stateOwners, questions.loadDeadline, note, [&](const QString& owner) {
         ClientState state;
         if (bus.askForStored([&](TarvexQueryHandler& handler) { return handler.loadState(owner, state); })) {
             note([&](BusAnswers& answers) { answers.states.append(state.toVariantMap()); });
@@ -142,8 +148,8 @@ void BusLook::askQueryPort(Shared& shared, const Questions& questions)
         BusClient bus(questions.clientName);
         note([took = milliseconds(timer)](BusAnswers& answers) { answers.handshakeMs = took; });
         measure(bus, note);
-        loadSettings(bus, questions.settingsOwners, note);
-        loadStates(bus, questions.stateOwners, note);
+        loadSettings(bus, questions, note);
+        loadStates(bus, questions, note);
     } catch (const Failure& failure) {
         note([&](BusAnswers& answers) { answers.queryFailure = failure; });
     }

@@ -24,6 +24,7 @@ struct Questions
     QString clientName; ///< Nobody else may have it, because the bus has one receiver connection for each name.
     QStringList settingsOwners;
     QStringList stateOwners;
+    QDeadlineTimer loadDeadline; ///< What has not been loaded by then is left out.
 };
 
 /// What the bus has answered so far.
@@ -34,6 +35,7 @@ struct BusAnswers
     QVector<double> exchangesMs;
     QList<tarvex::ClientSettings> settings;
     QList<QVariantMap> states;
+    int skippedCount = 0;                    ///< Records that were left out.
     QList<QPair<QString, QString>> refusals; ///< The owner and the bus's words for each record that it did not give.
     bool isQueryDone = false;
 

@@ -1,8 +1,5 @@
 #include "doctor/checks.h"
 
-#include "controlclient.h"
-#include "owners.h"
-
 #include <QHash>
 #include <QSet>
 #include <QStringList>
@@ -32,10 +29,9 @@ QVariantMap clientFacts(const QVariantMap& client)
             {QStringLiteral("waiting"), client.value(QStringLiteral("waiting"))}};
 }
 
-Finding missingFinding(const QVariantMap& client)
+Finding missingFinding(const QVariantMap& client, bool isUnknown)
 {
     const QString name = nameOf(client);
-    const bool isUnknown = isUnknownToBus(name);
     return {QStringLiteral("clients.missing"), Severity::Wrong,
             QStringLiteral("\"%1\" %2, and %3 for it")
                 .arg(name,
@@ -49,12 +45,12 @@ Finding missingFinding(const QVariantMap& client)
             clientFacts(client)};
 }
 
-void addClient(const QVariantMap& client, Findings& findings)
+void addClient(const QVariantMap& client, bool isUnknown, Findings& findings)
 {
     const bool receives = !client.value(QStringLiteral("receiverSince")).toString().isEmpty();
     const int waiting = client.value(QStringLiteral("waiting")).toInt();
-    if (!receives && waiting > 0) {
-        findings.append(missingFinding(client));
+    if (isMissing(client)) {
+        findings.append(missingFinding(client, isUnknown));
     } else if (receives && waiting >= MAX_UNACKNOWLEDGED) {
         findings.append({QStringLiteral("clients.behind"), Severity::Note,
                          QStringLiteral("\"%1\" is there, and %2 messages wait for it")
@@ -77,10 +73,12 @@ void addTwins(const QList<Socket>& connections, Findings& findings)
 {
     QHash<QString, QSet<qint64>> byCommandLine;
     for (const Socket& socket : connections) {
-        for (const Process& process : socket.holders) {
-            if (!process.commandLine.isEmpty()) {
-                byCommandLine[process.commandLine].insert(process.pid);
-            }
+        // The children that have inherited the connection are left out.
+        const auto first =
+            std::min_element(socket.holders.begin(), socket.holders.end(),
+                             [](const Process& one, const Process& other) { return one.pid < other.pid; });
+        if (first != socket.holders.end() && !first->commandLine.isEmpty()) {
+            byCommandLine[first->commandLine].insert(first->pid);
         }
     }
     for (auto twins = byCommandLine.cbegin(); twins != byCommandLine.cend(); ++twins) {
@@ -143,7 +141,7 @@ Findings checkClients(const ControlAnswers& control)
     Findings findings;
     int connected = 0;
     for (const QVariantMap& client : control.clients) {
-        addClient(client, findings);
+        addClient(client, control.unknown.contains(nameOf(client)), findings);
         const bool isConnected = !client.value(QStringLiteral("receiverSince")).toString().isEmpty()
             || !client.value(QStringLiteral("querySince")).toString().isEmpty();
         connected += isConnected ? 1 : 0;

@@ -1,8 +1,10 @@
 #include "doctor/controllook.h"
 
 #include "controlclient.h"
-
 #include "failure.h"
+#include "owners.h"
+
+#include <optional>
 
 namespace tarvexctl::doctor {
 
@@ -13,7 +15,26 @@ std::optional<QList<QVariantMap>> ask(const QString& request, const QDeadlineTim
     return askControlSocket({{QStringLiteral("request"), request}}, static_cast<int>(deadline.remainingTime()));
 }
 
+/// A name that the library knows may be absent without being mistyped.
+bool isUnknown(const QString& name, const QDeadlineTimer& deadline)
+{
+    if (supportedClients().contains(name)) {
+        return false;
+    }
+    const auto answer =
+        askControlSocket({{QStringLiteral("request"), QStringLiteral("known")}, {QStringLiteral("name"), name}},
+                         static_cast<int>(deadline.remainingTime()));
+    const QVariant isKnown = answer ? answer->value(0).value(QStringLiteral("isKnown")) : QVariant();
+    return isKnown.isValid() && !isKnown.toBool();
+}
+
 } // namespace
+
+bool isMissing(const QVariantMap& client)
+{
+    return client.value(QStringLiteral("waiting")).toInt() > 0
+        && client.value(QStringLiteral("receiverSince")).toString().isEmpty();
+}
 
 ControlAnswers askControl(const QDeadlineTimer& deadline)
 {
@@ -30,6 +51,12 @@ ControlAnswers askControl(const QDeadlineTimer& deadline)
         answers.about = about->value(0);
         for (const auto& list : lists) {
             *list.second = ask(list.first, deadline).value_or(QList<QVariantMap>());
+        }
+        for (const QVariantMap& client : qAsConst(answers.clients)) {
+            const QString name = client.value(QStringLiteral("name")).toString();
+            if (isMissing(client) && isUnknown(name, deadline)) {
+                answers.unknown.append(name);
+            }
         }
     } catch (const Failure& failure) {
         answers.isThere = true;

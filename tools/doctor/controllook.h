@@ -4,6 +4,7 @@
 #include <QDeadlineTimer>
 #include <QList>
 #include <QString>
+#include <QStringList>
 #include <QVariantMap>
 
 namespace tarvexctl::doctor {
@@ -17,7 +18,11 @@ struct ControlAnswers
     QList<QVariantMap> clients;
     QList<QVariantMap> settings; ///< Of each owner: owner, count, date, description.
     QList<QVariantMap> states;   ///< The records as they are stored.
+    QStringList unknown;         ///< Those for whom messages wait and who have never been there.
 };
+
+/// Whether messages wait for a client that has no receiving connection.
+bool isMissing(const QVariantMap& client);
 
 /// Asks for all of it. Comes back when the time is over.
 ControlAnswers askControl(const QDeadlineTimer& deadline);

@@ -1,10 +1,13 @@
 #include "doctor/checks.h"
 
+#include "fileinfo.h"
+
 #include <QFile>
 #include <QFileInfo>
 #include <QLocale>
 #include <QStorageInfo>
 
+#include <cerrno>
 #include <cmath>
 #include <sys/timex.h>
 
@@ -17,8 +20,8 @@ constexpr qint64 MIB = 1024 * 1024;
 constexpr qint64 FULL_BYTES = 16 * MIB;
 constexpr qint64 LOW_BYTES = 200 * MIB;
 constexpr qint64 LARGE_BYTES = 1024 * MIB;
-/// What was noted at the start of a program differs from what the kernel knows by less than this.
-constexpr qint64 JUMP_TOLERANCE_MS = 5000;
+/// The bus notes its start when it is ready, so it may note it so much later than the kernel.
+constexpr qint64 JUMP_TOLERANCE_MS = 20000;
 /// The two readings around a look are exact.
 constexpr qint64 SHORT_JUMP_TOLERANCE_MS = 500;
 
@@ -79,8 +82,8 @@ Finding roomFinding(const QString& path)
 
 void addFile(const QString& path, Findings& findings)
 {
-    const QFileInfo file(path);
-    if (!QFileInfo(file.absolutePath()).isExecutable()) {
+    const bool isThere = tarvex::programs::fileIdentity(path).has_value();
+    if (!isThere && errno == EACCES) {
         findings.append({QStringLiteral("storage.unseen"),
                          Severity::Unseen,
                          QStringLiteral("the storage %1 cannot be looked at by this user").arg(path),
@@ -88,7 +91,7 @@ void addFile(const QString& path, Findings& findings)
                          {{QStringLiteral("path"), path}}});
         return;
     }
-    if (!file.exists()) {
+    if (!isThere) {
         findings.append({QStringLiteral("storage.gone"),
                          Severity::Wrong,
                          QStringLiteral("the storage %1 is gone while the bus runs").arg(path),
@@ -98,6 +101,7 @@ void addFile(const QString& path, Findings& findings)
         return;
     }
     findings.append(roomFinding(path));
+    const QFileInfo file(path);
     if (!file.isReadable() || !file.isWritable()) {
         findings.append({QStringLiteral("storage.rights"),
                          Severity::Note,

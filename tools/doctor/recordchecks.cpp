@@ -16,6 +16,7 @@ namespace tarvexctl::doctor {
 
 namespace {
 
+constexpr qint64 MS_PER_S = 1000;
 /// A clock that differs by less is no finding.
 constexpr qint64 FUTURE_TOLERANCE_MS = 60000;
 /// From here on doubles do not hold every whole number.
@@ -29,7 +30,6 @@ const QLatin1String KEY_STATE("state");
 
 QString ageText(qint64 milliseconds)
 {
-    constexpr qint64 MS_PER_S = 1000;
     constexpr qint64 S_PER_MINUTE = 60;
     constexpr qint64 MINUTES_PER_HOUR = 60;
     constexpr qint64 HOURS_SHOWN = 48;
@@ -163,17 +163,18 @@ QString stateProblem(const QVariantMap& record)
     return beginsLikeJson && !isJson(text) ? QStringLiteral("its state begins like JSON and is none") : QString();
 }
 
-Finding oldFinding(const ClientState& state, qint64 ageMs, const StateAge& age)
+Finding oldFinding(const ClientState& state, qint64 ageMs, const StateAge& age, bool isConnected)
 {
     return {QStringLiteral("states.old"),
             age.isGiven ? Severity::Wrong : Severity::Note,
-            QStringLiteral("\"%1\" is connected, and its state is %2 old").arg(state.owner(), ageText(ageMs)),
+            QStringLiteral("the state of \"%1\" is %2 old, and the client %3")
+                .arg(state.owner(), ageText(ageMs),
+                     isConnected ? QStringLiteral("is connected") : QStringLiteral("may be connected")),
             QStringLiteral("See whether its query worker hangs, because a service reports its state again and again; "
                            "--state-age says how old it may be."),
             {{QStringLiteral("client"), state.owner()}, {QStringLiteral("ageMs"), ageMs}}};
 }
 
-/// The clients that are connected, each with the time since when.
 QSet<QString> connectedNames(const ControlAnswers& control)
 {
     QSet<QString> names;
@@ -186,8 +187,9 @@ QSet<QString> connectedNames(const ControlAnswers& control)
     return names;
 }
 
-void addState(const QVariantMap& record, bool isConnected, const StateAge& age, const QDateTime& now,
-              Findings& findings)
+/// With a bus that does not tell who is connected, a state is too old only by an age that the user has given.
+void addState(const QVariantMap& record, const ControlAnswers& control, bool isConnected, const StateAge& age,
+              const QDateTime& now, Findings& findings)
 {
     const ClientState state = ClientState::fromVariantMap(record);
     const QString problem = stateProblem(record);
@@ -201,8 +203,9 @@ void addState(const QVariantMap& record, bool isConnected, const StateAge& age, 
     addFuture(QStringLiteral("states.future"), QStringLiteral("contents of the state"), state.owner(), state.dt(), now,
               findings);
     const qint64 ageMs = state.dt().isValid() ? state.dt().msecsTo(now) : 0;
-    if (isConnected && state.isValid() && static_cast<double>(ageMs) > age.seconds * 1000) {
-        findings.append(oldFinding(state, ageMs, age));
+    const bool mustBeYoung = isConnected || (!control.isThere && age.isGiven);
+    if (mustBeYoung && state.isValid() && static_cast<double>(ageMs) > age.seconds * MS_PER_S) {
+        findings.append(oldFinding(state, ageMs, age, isConnected));
     }
 }
 
@@ -226,6 +229,14 @@ Findings checkSettings(const BusAnswers& answers, const QDateTime& now)
         addFuture(QStringLiteral("settings.future"), QStringLiteral("settings"), settings.owner(), settings.dt(), now,
                   findings);
     }
+    if (answers.skippedCount > 0) {
+        findings.append({QStringLiteral("settings.unseen"),
+                         Severity::Unseen,
+                         QStringLiteral("the time was too short for %1")
+                             .arg(counted(answers.skippedCount, QStringLiteral("more record"))),
+                         QStringLiteral("Give more time with --timeout."),
+                         {{QStringLiteral("skipped"), answers.skippedCount}}});
+    }
     if (findings.isEmpty() && answers.isQueryDone && !answers.queryFailure) {
         findings.append({QStringLiteral("settings"),
                          Severity::Ok,
@@ -245,7 +256,7 @@ Findings checkStates(const QList<QVariantMap>& states, const ControlAnswers& con
     QStringList absent;
     for (const QVariantMap& record : states) {
         const QString owner = record.value(KEY_OWNER).toString();
-        addState(record, connected.contains(owner), age, now, findings);
+        addState(record, control, connected.contains(owner), age, now, findings);
         if (control.isThere && !connected.contains(owner)) {
             absent.append(owner);
         }

@@ -26,13 +26,15 @@ namespace {
 
 using namespace doctor;
 
-/// The last of the name without --as. See Doctor::run().
+/// The name of every verb without --as.
 const QLatin1String DEFAULT_NAME("tarvexctl");
 /// A service that has lost its name tries to get it back after five seconds.
 constexpr int NAME_LOOK_MS = 7000;
 constexpr int NAME_LOOK_PAUSE_MS = 200;
 /// The control socket may take this part of the time: a bus that hangs does not answer there either.
 constexpr int CONTROL_SHARE = 3;
+/// Loading records may take this part of what is left.
+constexpr int LOAD_SHARE_PERCENT = 75;
 
 QString severityName(Severity severity)
 {
@@ -198,6 +200,7 @@ Questions Examination::questions() const
 {
     Questions questions;
     questions.clientName = QStringLiteral("tarvexctl-doctor-%1").arg(QCoreApplication::applicationPid());
+    questions.loadDeadline = QDeadlineTimer(m_deadline.remainingTime() * LOAD_SHARE_PERCENT / 100);
     if (!m_control.isThere) {
         questions.settingsOwners = supportedClients();
         questions.stateOwners = supportedClients();
@@ -218,7 +221,8 @@ public:
         m_slow.addTo(parser);
         m_stateAge.addTo(parser);
         m_timeout.addTo(parser);
-        parser.footer("Example: tarvexctl doctor --state-age 60. It changes nothing. Status 1 says that something is "
+        parser.footer("Example: tarvexctl doctor --state-age 60. It changes nothing, and has a name of its own: --as "
+                      "is not for it. Status 1 says that something is "
                       "wrong, also that there is no bus. "
                       + parser.get_footer());
     }

@@ -8,6 +8,7 @@ import base64
 import json
 import os
 import pathlib
+import re
 import signal
 import struct
 import subprocess
@@ -250,6 +251,26 @@ class InFiles(unittest.TestCase):
                 'tarvexbus.uid == "u1"': [3], 'tarvexbus.reciever == "printer"': [3]}.items():
             with self.subTest(filter_text):
                 self.assertEqual(list(tshark(self.path, INFO, filter_text=filter_text)), expected)
+
+
+class Page(unittest.TestCase):
+    """What docs/wireshark.md names is there: tshark takes its filters, and knows its fields."""
+
+    def test_names_and_filters(self):
+        page = (ROOT / "docs/wireshark.md").read_text()
+        filters = re.findall(r"^\| [^`|]+ \| `([^`]+)` \|$", page.split("## Filters")[1].split("##")[0], re.MULTILINE)
+        names = sorted(set(re.findall(r"`(tarvexbus\.[a-z_0-9]+)`", page)) - {"tarvexbus.lua"})
+        self.assertGreater(len(filters), 6)
+        self.assertGreater(len(names), 20)
+        with tempfile.TemporaryDirectory() as folder:
+            path = os.path.join(folder, "bus.pcap")
+            with CaptureFile(path) as capture:
+                capture.add(CLIENT, QUERY, b"SSH-2.0-sshd\r\n")
+            found = {text: list(tshark(path, INFO, filter_text=text)) for text in filters}
+            self.assertEqual([text for text in filters if found[text]], ["_ws.expert.severity == error"])
+            for name in names:
+                with self.subTest(name):
+                    tshark(path, INFO, filter_text=name)
 
 
 class OnTheBus(unittest.TestCase):

@@ -1,0 +1,426 @@
+#include "doctor/checks.h"
+
+#include "literals.h"
+#include "records/clientsettings.h"
+#include "records/clientstate.h"
+#include "tarvexlib.h"
+
+#include <QCoreApplication>
+#include <QTemporaryDir>
+#include <QTest>
+
+Q_DECLARE_METATYPE(tarvexctl::Socket)
+
+using namespace tarvexctl;
+using namespace tarvexctl::doctor;
+using tarvex::ClientSettings;
+using tarvex::ClientState;
+
+namespace {
+
+constexpr quint16 QUERY_PORT = 45535;
+constexpr quint16 RECEIVER_PORT = 45537;
+const char* const OK = "ok";
+const char* const UNSEEN = "unseen";
+const char* const NOTE = "note";
+const char* const WRONG = "wrong";
+
+QString severity(const Finding& finding)
+{
+    static const QMap<Severity, const char*> names{
+        {Severity::Ok, OK}, {Severity::Unseen, UNSEEN}, {Severity::Note, NOTE}, {Severity::Wrong, WRONG}};
+    return QLatin1String(names.value(finding.severity));
+}
+
+/// "wrong ports.none" for each finding. A finding that is not ok must have an advice.
+QStringList shortForm(const Findings& findings)
+{
+    QStringList texts;
+    for (const Finding& finding : findings) {
+        const bool hasAdvice = !finding.advice.isEmpty();
+        texts.append(severity(finding) + u' ' + finding.check
+                     + (hasAdvice == (finding.severity == Severity::Ok) ? u" (advice)"_s : QString()));
+    }
+    return texts;
+}
+
+Process process(qint64 pid, const QString& name = u"tarvex-devbus"_s)
+{
+    Process process;
+    process.pid = pid;
+    process.name = name;
+    process.user = u"me"_s;
+    process.commandLine = u"/usr/bin/"_s + name;
+    return process;
+}
+
+Socket socket(quint16 port, const QList<Process>& holders)
+{
+    Socket socket;
+    socket.port = port;
+    socket.user = 0;
+    socket.holders = holders;
+    return socket;
+}
+
+QVariantMap client(const QString& name, bool receives, int waiting = 0, int takeovers = 0, int subscriptions = 0)
+{
+    return {{u"name"_s, name},
+            {u"querySince"_s, receives ? u"2026-03-01T10:11:12.345"_s : QString()},
+            {u"receiverSince"_s, receives ? u"2026-03-01T10:11:12.345"_s : QString()},
+            {u"waiting"_s, waiting},
+            {u"takeovers"_s, takeovers},
+            {u"subscriptions"_s, subscriptions}};
+}
+
+ControlAnswers answersWith(const QList<QVariantMap>& clients)
+{
+    ControlAnswers answers;
+    answers.isThere = true;
+    answers.clients = clients;
+    return answers;
+}
+
+ControlAnswers answersAbout(const QVariantMap& about)
+{
+    ControlAnswers answers;
+    answers.isThere = true;
+    answers.about = about;
+    return answers;
+}
+
+QDateTime now()
+{
+    return QDateTime(QDate(2026, 3, 1), QTime(12, 0));
+}
+
+QVariantMap stateRecord(const QString& owner, const QDateTime& date, const QVariant& type = 1,
+                        const QVariant& state = u"ready"_s)
+{
+    return {{u"owner"_s, owner},
+            {u"date"_s, date.toString(u"yyyy-MM-ddThh:mm:ss.zzz"_s)},
+            {u"description"_s, QString()},
+            {u"state"_s, state},
+            {u"type"_s, type}};
+}
+
+QVariantMap entry(const QString& group, const QString& key, const QVariant& value = 1)
+{
+    return {{u"group"_s, group}, {u"key"_s, key}, {u"value"_s, value}};
+}
+
+BusAnswers answersWith(const QList<QVariant>& entries, const QDateTime& date = now())
+{
+    ClientSettings settings;
+    settings.setOwner(u"printer"_s);
+    settings.setDt(date);
+    settings.setSettings(entries);
+    BusAnswers answers;
+    answers.isQueryDone = true;
+    answers.settings.append(settings);
+    return answers;
+}
+
+QVariantMap startedAt(qint64 shiftMs)
+{
+    const qint64 pid = QCoreApplication::applicationPid();
+    const QDateTime noted = processOf(pid)->startedAt.addMSecs(shiftMs);
+    return {{u"pid"_s, pid}, {u"startedAt"_s, noted.toString(Qt::ISODateWithMs)}};
+}
+
+/// Without what is known about this machine's NTP.
+QStringList clockFindings(const QVariantMap& about, qint64 jumpMs)
+{
+    QStringList texts = shortForm(checkClock(answersAbout(about), jumpMs));
+    texts.removeAll(u"note clock.unsynchronised"_s);
+    texts.removeAll(u"ok clock"_s);
+    return texts;
+}
+
+} // namespace
+
+class TstDoctorChecks : public QObject
+{
+    Q_OBJECT
+private Q_SLOTS:
+    void ports_data();
+    void ports();
+    void ports_holder_isNamed();
+    void speed_data();
+    void speed();
+    void versions();
+    void clients_data();
+    void clients();
+    void clients_mistyped_isAdvisedSo();
+    void names_data();
+    void names();
+    void names_sameCommandLine();
+    void settings_data();
+    void settings();
+    void settings_leftOut_areTold();
+    void states_data();
+    void states();
+    void storage();
+    void clock();
+};
+
+void TstDoctorChecks::ports_data()
+{
+    QTest::addColumn<QList<Socket>>("listeners");
+    QTest::addColumn<QStringList>("findings");
+    const Process bus = process(10);
+    Process stopped = bus;
+    stopped.isStopped = true;
+    Socket open = socket(QUERY_PORT, {bus});
+    open.isOpenToAll = true;
+    const Socket receiver = socket(RECEIVER_PORT, {bus});
+    QTest::newRow("none") << QList<Socket>{} << QStringList{u"wrong ports.none"_s};
+    QTest::newRow("one process") << QList<Socket>{socket(QUERY_PORT, {bus}), receiver}
+                                 << QStringList{u"ok ports.holders"_s};
+    QTest::newRow("two processes") << QList<Socket>{socket(QUERY_PORT, {process(9, u"sshd"_s)}), receiver}
+                                   << QStringList{u"wrong ports.holders"_s};
+    QTest::newRow("with a child") << QList<Socket>{socket(QUERY_PORT, {bus, process(11)}), receiver}
+                                  << QStringList{u"note ports.holders"_s};
+    QTest::newRow("one port") << QList<Socket>{receiver}
+                              << QStringList{u"wrong ports.missing"_s, u"ok ports.holders"_s};
+    QTest::newRow("another user's") << QList<Socket>{socket(QUERY_PORT, {}), socket(RECEIVER_PORT, {})}
+                                    << QStringList{u"unseen ports.unseen"_s, u"unseen ports.unseen"_s};
+    QTest::newRow("stopped") << QList<Socket>{socket(QUERY_PORT, {stopped}), socket(RECEIVER_PORT, {stopped})}
+                             << QStringList{u"ok ports.holders"_s, u"wrong ports.stopped"_s};
+    QTest::newRow("open to all") << QList<Socket>{open, receiver}
+                                 << QStringList{u"ok ports.holders"_s, u"note ports.open"_s};
+}
+
+void TstDoctorChecks::ports()
+{
+    QFETCH(QList<Socket>, listeners);
+    QTEST(shortForm(checkPorts(listeners)), "findings");
+}
+
+void TstDoctorChecks::ports_holder_isNamed()
+{
+    const Findings findings = checkPorts({socket(QUERY_PORT, {process(10)}), socket(RECEIVER_PORT, {process(10)})});
+    QCOMPARE(findings.at(0).what, u"tarvex-devbus (process 10 of me) holds the ports"_s);
+    const QVariantMap fact = findings.at(0).facts.value(u"processes"_s).toList().value(0).toMap();
+    QCOMPARE(fact.value(u"pid"_s).toInt(), 10);
+    QCOMPARE(fact.value(u"user"_s).toString(), u"me"_s);
+    const Findings unseen = checkPorts({socket(QUERY_PORT, {})});
+    QVERIFY2(unseen.at(0).what.contains(u"of the user root"_s), qPrintable(unseen.at(0).what));
+}
+
+void TstDoctorChecks::speed_data()
+{
+    QTest::addColumn<QVector<double>>("times");
+    QTest::addColumn<QStringList>("findings");
+    QTest::newRow("none") << QVector<double>{} << QStringList{};
+    QTest::newRow("fast") << QVector<double>{12, 11, 100} << QStringList{u"ok speed"_s};
+    QTest::newRow("one slow") << QVector<double>{101, 11, 12} << QStringList{u"note speed"_s};
+    QTest::newRow("slow") << QVector<double>{101, 102, 12} << QStringList{u"wrong speed"_s};
+}
+
+void TstDoctorChecks::speed()
+{
+    QFETCH(QVector<double>, times);
+    BusAnswers answers;
+    answers.exchangesMs = times;
+    QTEST(shortForm(checkSpeed(answers, 100)), "findings");
+}
+
+void TstDoctorChecks::versions()
+{
+    const QString ours = bus::TarvexLib::version().version();
+    QCOMPARE(shortForm(checkVersions(answersAbout({{u"version"_s, ours}}), {})), QStringList{u"ok versions"_s});
+    QCOMPARE(shortForm(checkVersions(answersAbout({{u"version"_s, u"1.2.3"_s}}), {})), QStringList{u"note versions"_s});
+    QCOMPARE(shortForm(checkVersions(ControlAnswers(), {})), QStringList{});
+    Process replaced = process(10);
+    replaced.isReplaced = true;
+    QCOMPARE(
+        shortForm(checkVersions(ControlAnswers(), {socket(QUERY_PORT, {replaced}), socket(RECEIVER_PORT, {replaced})})),
+        QStringList{u"note versions.replaced"_s});
+}
+
+void TstDoctorChecks::clients_data()
+{
+    QTest::addColumn<QVariantMap>("who");
+    QTest::addColumn<QStringList>("findings");
+    QTest::newRow("there") << client(u"a"_s, true, 3) << QStringList{u"ok clients"_s};
+    QTest::newRow("absent, nothing waits") << client(u"a"_s, false) << QStringList{u"ok clients"_s};
+    QTest::newRow("absent, messages wait") << client(u"a"_s, false, 1) << QStringList{u"wrong clients.missing"_s};
+    QTest::newRow("there, many wait") << client(u"a"_s, true, 64) << QStringList{u"note clients.behind"_s};
+    QTest::newRow("absent, subscribed") << client(u"a"_s, false, 0, 0, 1) << QStringList{u"note clients.subscribed"_s};
+}
+
+void TstDoctorChecks::clients()
+{
+    QFETCH(QVariantMap, who);
+    QTEST(shortForm(checkClients(answersWith(QList<QVariantMap>{who}))), "findings");
+    QCOMPARE(shortForm(checkClients(ControlAnswers())), QStringList{});
+}
+
+void TstDoctorChecks::clients_mistyped_isAdvisedSo()
+{
+    ControlAnswers answers = answersWith(QList<QVariantMap>{client(u"printre"_s, false, 2)});
+    QVERIFY(!checkClients(answers).at(0).advice.contains(u"mistyped"_s));
+    answers.unknown.append(u"printre"_s);
+    const Finding finding = checkClients(answers).at(0);
+    QCOMPARE(finding.what, u"\"printre\" has never been there, and 2 messages wait for it"_s);
+    QVERIFY2(finding.advice.contains(u"mistyped"_s), qPrintable(finding.advice));
+    QCOMPARE(finding.facts, (QVariantMap{{u"client"_s, u"printre"_s}, {u"waiting"_s, 2}}));
+}
+
+void TstDoctorChecks::names_data()
+{
+    QTest::addColumn<int>("before");
+    QTest::addColumn<int>("after");
+    QTest::addColumn<QStringList>("findings");
+    QTest::newRow("never") << 0 << 0 << QStringList{u"ok names"_s};
+    QTest::newRow("once") << 1 << 1 << QStringList{u"note names.taken"_s};
+    QTest::newRow("again") << 1 << 2 << QStringList{u"wrong names.fight"_s};
+}
+
+void TstDoctorChecks::names()
+{
+    QFETCH(int, before);
+    QFETCH(int, after);
+    const QList<QVariantMap> former{client(u"printer"_s, true, 0, before)};
+    const QList<QVariantMap> later{client(u"printer"_s, true, 0, after)};
+    QCOMPARE(wasNameTaken(former), before > 0);
+    QCOMPARE(isNameTakenAgain(former, later), after > before);
+    QTEST(shortForm(checkNames(answersWith(former), later, 7000, {})), "findings");
+}
+
+void TstDoctorChecks::names_sameCommandLine()
+{
+    const Process one = process(5, u"echo"_s);
+    const Process two = process(6, u"echo"_s);
+    const QList<Socket> twice{socket(QUERY_PORT, {one}), socket(QUERY_PORT, {two}), socket(RECEIVER_PORT, {two})};
+    QCOMPARE(shortForm(checkNames(ControlAnswers(), {}, 0, twice)), QStringList{u"note names.twins"_s});
+    const QList<Socket> forked{socket(QUERY_PORT, {two, one}), socket(RECEIVER_PORT, {two, one})};
+    QCOMPARE(shortForm(checkNames(ControlAnswers(), {}, 0, forked)), QStringList{});
+    const QList<Socket> others{socket(QUERY_PORT, {one}), socket(QUERY_PORT, {process(6, u"logger"_s)})};
+    QCOMPARE(shortForm(checkNames(ControlAnswers(), {}, 0, others)), QStringList{});
+}
+
+void TstDoctorChecks::settings_data()
+{
+    QTest::addColumn<QList<QVariant>>("entries");
+    QTest::addColumn<QDateTime>("date");
+    QTest::addColumn<QStringList>("findings");
+    QTest::addColumn<QString>("words");
+    const QStringList wrong{u"wrong settings.convert"_s};
+    const QString none;
+    const QVariant good = entry(u"paper"_s, u"width"_s);
+    QTest::newRow("good") << QList<QVariant>{good, entry(QString(), u"width"_s)} << now()
+                          << QStringList{u"ok settings"_s} << none;
+    QTest::newRow("date") << QList<QVariant>{good} << QDateTime() << wrong << u"the date cannot be read"_s;
+    QTest::newRow("twice") << QList<QVariant>{good, good} << now() << wrong << u"paper/width is there twice"_s;
+    QTest::newRow("same path") << QList<QVariant>{entry(u"a/b"_s, u"c"_s), entry(u"a"_s, u"b/c"_s)} << now() << wrong
+                               << u"a/b/c is there twice"_s;
+    QTest::newRow("no object") << QList<QVariant>{7} << now() << wrong << u"an entry is no object"_s;
+    QTest::newRow("no key") << QList<QVariant>{QVariantMap{{u"value"_s, 1}}} << now() << wrong << u"has no key"_s;
+    QTest::newRow("no value") << QList<QVariant>{QVariantMap{{u"key"_s, u"k"_s}}} << now() << wrong
+                              << u"/k has no value"_s;
+    QTest::newRow("group") << QList<QVariant>{QVariantMap{{u"key"_s, u"k"_s}, {u"group"_s, 5}, {u"value"_s, 1}}}
+                           << now() << wrong << u"the group of \"k\" is no text"_s;
+    QTest::newRow("inexact") << QList<QVariant>{entry(u"a"_s, u"b"_s, 9007199254740994.0)} << now()
+                             << QStringList{u"note settings.inexact"_s} << u"a/b holds"_s;
+    QTest::newRow("inexact within") << QList<QVariant>{entry(u"a"_s, u"b"_s,
+                                                             QVariantList{QVariantMap{{u"n"_s, -1e16}}})}
+                                    << now() << QStringList{u"note settings.inexact"_s} << u"a/b holds"_s;
+    QTest::newRow("large and no integer")
+        << QList<QVariant>{entry(u"a"_s, u"b"_s, 1e300)} << now() << QStringList{u"ok settings"_s} << none;
+    QTest::newRow("exact") << QList<QVariant>{entry(u"a"_s, u"b"_s, 9007199254740992.0)} << now()
+                           << QStringList{u"ok settings"_s} << none;
+    QTest::newRow("future") << QList<QVariant>{good} << now().addSecs(61) << QStringList{u"wrong settings.future"_s}
+                            << u"61 s in the future"_s;
+    QTest::newRow("a little ahead") << QList<QVariant>{good} << now().addSecs(60) << QStringList{u"ok settings"_s}
+                                    << none;
+}
+
+void TstDoctorChecks::settings()
+{
+    QFETCH(QList<QVariant>, entries);
+    QFETCH(QDateTime, date);
+    QFETCH(QString, words);
+    const Findings findings = checkSettings(answersWith(entries, date), now());
+    QTEST(shortForm(findings), "findings");
+    QVERIFY2(findings.at(0).what.contains(words), qPrintable(findings.at(0).what));
+}
+
+void TstDoctorChecks::settings_leftOut_areTold()
+{
+    BusAnswers answers = answersWith(QList<QVariant>{entry(u"a"_s, u"b"_s)});
+    answers.skippedCount = 3;
+    QCOMPARE(shortForm(checkSettings(answers, now())), QStringList{u"unseen settings.unseen"_s});
+}
+
+void TstDoctorChecks::states_data()
+{
+    QTest::addColumn<QVariantMap>("record");
+    QTest::addColumn<bool>("connected");
+    QTest::addColumn<bool>("given");
+    QTest::addColumn<QStringList>("findings");
+    const QStringList ok{u"ok states"_s};
+    const QStringList convert{u"wrong states.convert"_s};
+    const QString name = u"printer"_s;
+    const QDateTime old = now().addSecs(-61);
+    QTest::newRow("young") << stateRecord(name, now().addSecs(-60)) << true << true << ok;
+    QTest::newRow("old") << stateRecord(name, old) << true << false << QStringList{u"note states.old"_s};
+    QTest::newRow("older than said") << stateRecord(name, old) << true << true << QStringList{u"wrong states.old"_s};
+    QTest::newRow("of an absent one") << stateRecord(name, old) << false << true
+                                      << QStringList{u"ok states"_s, u"note states.absent"_s};
+    QTest::newRow("no state") << stateRecord(name, old, -1) << true << true << ok;
+    QTest::newRow("future") << stateRecord(name, now().addSecs(61)) << true << true
+                            << QStringList{u"wrong states.future"_s};
+    QTest::newRow("no date") << stateRecord(name, QDateTime()) << true << true << convert;
+    QTest::newRow("type too large") << stateRecord(name, now(), 300) << true << true << convert;
+    QTest::newRow("type no number") << stateRecord(name, now(), u"1"_s) << true << true << convert;
+    QTest::newRow("type no integer") << stateRecord(name, now(), 1.5) << true << true << convert;
+    QTest::newRow("type missing") << stateRecord(name, now(), QVariant()) << true << true << convert;
+    QTest::newRow("state no text") << stateRecord(name, now(), 1, 5) << true << true << convert;
+    QTest::newRow("broken JSON") << stateRecord(name, now(), 1, u"{\"a\""_s) << true << true << convert;
+    QTest::newRow("JSON") << stateRecord(name, now(), 1, u"{\"a\":1}"_s) << true << true << ok;
+}
+
+void TstDoctorChecks::states()
+{
+    QFETCH(QVariantMap, record);
+    QFETCH(bool, connected);
+    QFETCH(bool, given);
+    const ControlAnswers control = answersWith(QList<QVariantMap>{client(u"printer"_s, connected)});
+    QTEST(shortForm(checkStates({record}, control, {60, given}, now())), "findings");
+}
+
+void TstDoctorChecks::storage()
+{
+    const auto check = [](const QVariantMap& about) {
+        return shortForm(checkStorage(answersAbout(about), BusAnswers()));
+    };
+    QCOMPARE(check({}), QStringList{});
+    QCOMPARE(check({{u"storage"_s, QString()}}), QStringList{u"note storage.memory"_s});
+    const QTemporaryDir folder;
+    QCOMPARE(check({{u"storage"_s, folder.filePath(u"gone.sqlite"_s)}}), QStringList{u"wrong storage.gone"_s});
+    QCOMPARE(check({{u"storage"_s, folder.filePath(u"no/folder.sqlite"_s)}}), QStringList{u"wrong storage.gone"_s});
+    QCOMPARE(check({{u"storage"_s, QString()}, {u"storageError"_s, u"512 disk full"_s}}),
+             (QStringList{u"wrong storage.failing"_s, u"note storage.memory"_s}));
+    BusAnswers refused;
+    refused.refusals.append({u"printer"_s, u"refused by the bus: 256 Invalid data storage"_s});
+    const Findings findings = checkStorage(ControlAnswers(), refused);
+    QCOMPARE(shortForm(findings), QStringList{u"wrong storage.failing"_s});
+    QVERIFY(findings.at(0).what.contains(u"\"printer\" cannot be loaded: refused by the bus: 256"_s));
+}
+
+void TstDoctorChecks::clock()
+{
+    QCOMPARE(clockFindings(startedAt(0), 0), QStringList{});
+    QCOMPARE(clockFindings(startedAt(10000), 0), QStringList{}); // it was slow to be ready
+    QCOMPARE(clockFindings(startedAt(3600000), 0), QStringList{u"wrong clock.jump"_s});
+    QCOMPARE(clockFindings(startedAt(-3600000), 0), QStringList{u"wrong clock.jump"_s});
+    QCOMPARE(clockFindings({}, 501), QStringList{u"wrong clock.jump"_s});
+    QCOMPARE(clockFindings({}, -499), QStringList{});
+    const Findings back = checkClock(answersAbout(startedAt(3600000)), 0);
+    QCOMPARE(back.at(0).what, u"since the bus was started the clock was set back by 3600 s"_s);
+}
+
+QTEST_GUILESS_MAIN(TstDoctorChecks)
+#include "tst_doctorchecks.moc"

@@ -15,7 +15,8 @@ namespace tarvexctl::doctor {
 
 namespace {
 
-constexpr qint64 MIB = 1024 * 1024;
+constexpr qint64 KIB = 1024;
+constexpr qint64 MIB = 1024 * KIB;
 /// With less the bus will soon be unable to store.
 constexpr qint64 FULL_BYTES = 16 * MIB;
 constexpr qint64 LOW_BYTES = 200 * MIB;

@@ -2,7 +2,6 @@
 
 #include "literals.h"
 #include "records/clientsettings.h"
-#include "records/clientstate.h"
 #include "tarvexlib.h"
 
 #include <QCoreApplication>
@@ -14,7 +13,6 @@ Q_DECLARE_METATYPE(tarvexctl::Socket)
 using namespace tarvexctl;
 using namespace tarvexctl::doctor;
 using tarvex::ClientSettings;
-using tarvex::ClientState;
 
 namespace {
 

@@ -6,6 +6,7 @@
 #include <QFileInfo>
 #include <QHash>
 
+#include <algorithm>
 #include <ctime>
 #include <functional>
 #include <pwd.h>
@@ -131,6 +132,15 @@ QDateTime timeAfterBoot(qint64 ticks)
     return QDateTime::currentDateTime().addMSecs(-ageMs);
 }
 
+/// Whether the library that the process has loaded is no longer the file of that name.
+bool hasReplacedLibrary(const QString& folder)
+{
+    const QByteArrayList lines = contentsOf(folder + QLatin1String("maps")).split('\n');
+    return std::any_of(lines.begin(), lines.end(), [](const QByteArray& line) {
+        return line.contains("/libtarvexlib.so") && line.endsWith(" (deleted)");
+    });
+}
+
 QString nameFrom(const QByteArray& firstArgument, const QByteArray& shortName)
 {
     const QString name = QFileInfo(QFile::decodeName(firstArgument)).fileName();
@@ -181,6 +191,7 @@ std::optional<Process> processOf(qint64 pid)
     process.user = userName(status.st_uid);
     process.isStopped = fields.at(FIELD_STATE) == "T" || fields.at(FIELD_STATE) == "t";
     process.isReplaced = QFile::symLinkTarget(folder + QLatin1String("exe")).endsWith(QLatin1String(" (deleted)"));
+    process.isLibraryReplaced = hasReplacedLibrary(folder);
     process.startedAt = timeAfterBoot(fields.at(FIELD_START).toLongLong());
     return process;
 }

@@ -14,11 +14,13 @@ namespace tarvexctl {
 struct Process
 {
     qint64 pid = 0;
-    QString name;            ///< Of the program's file, as it was called.
-    QString commandLine;     ///< The arguments joined by blanks; empty when the process has none.
-    QString user;            ///< The name, or the number when the system knows no name.
-    bool isStopped = false;  ///< By SIGSTOP or by a debugger.
-    bool isReplaced = false; ///< The program's file was removed or replaced since the start. False when it is unknown.
+    QString name;           ///< Of the program's file, as it was called.
+    QString commandLine;    ///< The arguments joined by blanks; empty when the process has none.
+    QString user;           ///< The name, or the number when the system knows no name.
+    bool isStopped = false; ///< By SIGSTOP or by a debugger.
+    // Whether the file was removed or replaced since the start. False when it is unknown.
+    bool isReplaced = false;        ///< The program's.
+    bool isLibraryReplaced = false; ///< That of libtarvexlib.
     /// When it was started: from the time since the boot, and from the clock as it is now. So it does not change the
     /// meaning when somebody sets the clock, unlike a time that the process itself has noted.
     QDateTime startedAt;

@@ -2,6 +2,9 @@
 
 #include "tarvexlib.h"
 
+#include <QMap>
+#include <QStringList>
+
 #include <algorithm>
 
 namespace tarvexctl::doctor {
@@ -65,6 +68,33 @@ void addBreak(const BusAnswers& answers, const QString& deadlineText, Findings& 
                                .arg(deadlineText),
                      adviceFor(answers.isQueryDone ? answers.queryFailure : std::nullopt),
                      {}});
+}
+
+/// The processes that run another program or library than the one that is installed by now.
+void addReplaced(const QList<Socket>& sockets, Findings& findings)
+{
+    QMap<qint64, QString> names;
+    for (const Socket& socket : sockets) {
+        for (const Process& process : socket.holders) {
+            if (process.isReplaced || process.isLibraryReplaced) {
+                names.insert(process.pid, QStringLiteral("%1 (%2)").arg(process.name, QString::number(process.pid)));
+            }
+        }
+    }
+    if (!names.isEmpty()) {
+        QVariantList pids;
+        for (auto name = names.cbegin(); name != names.cend(); ++name) {
+            pids.append(name.key());
+        }
+        const QStringList texts = names.values();
+        findings.append(
+            {QStringLiteral("versions.replaced"),
+             Severity::Note,
+             QStringLiteral("the file of the program, or of the library, was replaced since the start of %1")
+                 .arg(texts.join(QStringLiteral(", "))),
+             QStringLiteral("Start them again, so that they run what is installed."),
+             {{QStringLiteral("pids"), pids}}});
+    }
 }
 
 } // namespace
@@ -146,7 +176,7 @@ Findings checkControl(const ControlAnswers& control, const BusAnswers& answers)
     return {};
 }
 
-Findings checkVersions(const ControlAnswers& control, const QList<Socket>& listeners)
+Findings checkVersions(const ControlAnswers& control, const QList<Socket>& listeners, const QList<Socket>& connections)
 {
     Findings findings;
     const QString ours = bus::TarvexLib::version().version();
@@ -160,18 +190,7 @@ Findings checkVersions(const ControlAnswers& control, const QList<Socket>& liste
         findings.append({QStringLiteral("versions"), Severity::Ok,
                          QStringLiteral("tarvexctl and the bus are of version %1").arg(ours), QString(), facts});
     }
-    for (const Socket& socket : listeners) {
-        if (!socket.holders.isEmpty() && socket.holders.first().isReplaced) {
-            const Process& process = socket.holders.first();
-            findings.append({QStringLiteral("versions.replaced"),
-                             Severity::Note,
-                             QStringLiteral("the program file of %1 (process %2) was replaced since it was started")
-                                 .arg(process.name, QString::number(process.pid)),
-                             QStringLiteral("Start the bus again, so that the new program runs."),
-                             {{QStringLiteral("pid"), process.pid}}});
-            break;
-        }
-    }
+    addReplaced(listeners + connections, findings);
     return findings;
 }
 

@@ -28,8 +28,9 @@ Findings checkSpeed(const BusAnswers& answers, double slowMs);
 /// What the control socket gives, and what cannot be seen without it.
 Findings checkControl(const ControlAnswers& control, const BusAnswers& answers);
 
-/// The library of this program against that of the bus, and whether the bus's program was replaced.
-Findings checkVersions(const ControlAnswers& control, const QList<Socket>& listeners);
+/// The library of this program against that of the bus, and whether the bus and the connected services run what is
+/// installed.
+Findings checkVersions(const ControlAnswers& control, const QList<Socket>& listeners, const QList<Socket>& connections);
 
 /// Who is missing.
 Findings checkClients(const ControlAnswers& control);

@@ -128,7 +128,7 @@ void addJumpSinceStart(const QVariantMap& about, Findings& findings)
              Severity::Wrong,
              QStringLiteral("since the bus was started the clock was set %1 by %2 s")
                  .arg(jumpMs > 0 ? QStringLiteral("forward") : QStringLiteral("back"),
-                      QString::number(std::abs(jumpMs) / 1000)),
+                      QString::number(qRound64(static_cast<double>(std::abs(jumpMs)) / 1000))),
              QStringLiteral("Do not compare the dates of records across that jump, and let the clock be set "
                             "before the bus is started; after whole quarters of an hour, see whether the bus "
                             "has another TZ."),

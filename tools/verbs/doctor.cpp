@@ -16,7 +16,7 @@
 #include <QElapsedTimer>
 #include <QThread>
 
-#include <algorithm>
+#include <optional>
 
 #include <unistd.h>
 
@@ -134,8 +134,11 @@ public:
     {
     }
 
-    /// \return whether all threads have ended; otherwise the program must end by _exit()
-    bool run();
+    /// Throws Failure when stdout does not take what is written.
+    void run();
+
+    /// When they have not, the program must end by _exit(), because they wait inside the library.
+    bool haveThreadsEnded() const { return m_haveThreadsEnded; }
 
     const Report& report() const { return m_report; }
 
@@ -148,9 +151,10 @@ private:
     Report m_report;
     ControlAnswers m_control;
     QList<Socket> m_connections;
+    bool m_haveThreadsEnded = true;
 };
 
-bool Examination::run()
+void Examination::run()
 {
     const QList<quint16> ports{45535, 45537};
     const ClockWatch clock;
@@ -163,10 +167,11 @@ bool Examination::run()
     BusLook bus(questions());
     bus.wait(m_deadline);
     const BusAnswers answers = bus.answers();
+    m_haveThreadsEnded = answers.isDone();
     m_report.add(checkBus(answers, listeners, secondsText(m_thresholds.timeoutMs)));
     m_report.add(checkSpeed(answers, m_thresholds.slowMs));
     m_report.add(checkControl(m_control, answers));
-    m_report.add(checkVersions(m_control, listeners));
+    m_report.add(checkVersions(m_control, listeners, m_connections));
     m_report.add(checkClients(m_control));
     if (answers.handshakeMs) {
         const QDateTime now = QDateTime::currentDateTime();
@@ -177,7 +182,6 @@ bool Examination::run()
     }
     m_report.add(checkStorage(m_control, answers));
     m_report.add(checkClock(m_control, clock.jumpMs()));
-    return answers.isDone();
 }
 
 /// A name that was taken once may be fought for: then it is taken again within seconds.
@@ -238,19 +242,30 @@ public:
             {numberOf(m_stateAge, QStringLiteral("--state-age"), 180), m_stateAge.text().has_value()},
             m_timeout.milliseconds()};
         Examination examination(thresholds, context.output);
-        const bool haveThreadsEnded = examination.run();
-        const bool isWrong = examination.report().wrongCount() > 0;
-        if (!haveThreadsEnded) {
-            complain(examination.report().summary());
-            ::_exit(isWrong ? Refused : Done); // a thread waits inside the library and cannot be ended
+        std::optional<Failure> failure;
+        try {
+            examination.run();
+            if (examination.report().wrongCount() > 0) {
+                failure = Failure(Refused, examination.report().summary());
+            }
+        } catch (const Failure& thrown) {
+            failure = thrown;
         }
-        if (isWrong) {
-            throw Failure(Refused, examination.report().summary());
-        }
-        complain(examination.report().summary());
+        end(failure, examination);
     }
 
 private:
+    static void end(const std::optional<Failure>& failure, const Examination& examination)
+    {
+        if (failure && examination.haveThreadsEnded()) {
+            throw *failure;
+        }
+        complain(failure ? failure->words() : examination.report().summary());
+        if (!examination.haveThreadsEnded()) {
+            ::_exit(failure ? failure->status() : Done);
+        }
+    }
+
     static double numberOf(const OptionalText& option, const QString& name, double otherwise)
     {
         constexpr double MAX_NUMBER = 1e9;

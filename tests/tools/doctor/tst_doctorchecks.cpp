@@ -147,6 +147,7 @@ private Q_SLOTS:
     void speed_data();
     void speed();
     void versions();
+    void versions_replacedFiles_areTold();
     void clients_data();
     void clients();
     void clients_mistyped_isAdvisedSo();
@@ -227,14 +228,26 @@ void TstDoctorChecks::speed()
 void TstDoctorChecks::versions()
 {
     const QString ours = bus::TarvexLib::version().version();
-    QCOMPARE(shortForm(checkVersions(answersAbout({{u"version"_s, ours}}), {})), QStringList{u"ok versions"_s});
-    QCOMPARE(shortForm(checkVersions(answersAbout({{u"version"_s, u"1.2.3"_s}}), {})), QStringList{u"note versions"_s});
-    QCOMPARE(shortForm(checkVersions(ControlAnswers(), {})), QStringList{});
-    Process replaced = process(10);
-    replaced.isReplaced = true;
-    QCOMPARE(
-        shortForm(checkVersions(ControlAnswers(), {socket(QUERY_PORT, {replaced}), socket(RECEIVER_PORT, {replaced})})),
-        QStringList{u"note versions.replaced"_s});
+    const auto check = [](const QString& version) {
+        return shortForm(
+            checkVersions(answersAbout({{u"version"_s, version}}), {}, {socket(QUERY_PORT, {process(5)})}));
+    };
+    QCOMPARE(check(ours), QStringList{u"ok versions"_s});
+    QCOMPARE(check(u"1.2.3"_s), QStringList{u"note versions"_s});
+    QCOMPARE(check(QString()), QStringList{});
+}
+
+void TstDoctorChecks::versions_replacedFiles_areTold()
+{
+    Process bus = process(10);
+    bus.isReplaced = true;
+    Process service = process(5, u"echo"_s);
+    service.isLibraryReplaced = true;
+    const Findings findings = checkVersions(ControlAnswers(), {socket(QUERY_PORT, {bus}), socket(RECEIVER_PORT, {bus})},
+                                            {socket(QUERY_PORT, {service}), socket(QUERY_PORT, {process(6)})});
+    QCOMPARE(shortForm(findings), QStringList{u"note versions.replaced"_s});
+    QVERIFY2(findings.at(0).what.endsWith(u"since the start of echo (5), tarvex-devbus (10)"_s),
+             qPrintable(findings.at(0).what));
 }
 
 void TstDoctorChecks::clients_data()

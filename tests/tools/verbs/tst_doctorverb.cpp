@@ -7,6 +7,8 @@
 #include <QDateTime>
 #include <QDir>
 #include <QFile>
+#include <QFileInfo>
+#include <QTemporaryDir>
 #include <QTest>
 
 namespace {
@@ -98,6 +100,8 @@ private Q_SLOTS:
     void staleState_isWrong();
     void damagedSettings_areWrong();
     void stoppedBus_endsInTime();
+    void stoppedBus_stdoutFull_isTold();
+    void replacedProgram_isTold();
     void busThatFallsSilent_isWrong();
     void otherBus_isLookedAtAsFarAsPossible();
     void slowBus_isWrong();
@@ -257,6 +261,31 @@ void TstDoctorVerb::stoppedBus_endsInTime()
     QCOMPARE(doctor.what(u"bus.receiver"_s),
              u"something listens on the receiver port and does not answer the handshake within 2 s"_s);
     QCOMPARE(doctor.severity(u"control"_s), u"wrong"_s);
+}
+
+void TstDoctorVerb::stoppedBus_stdoutFull_isTold()
+{
+    BusProcess bus;
+    bus.hang();
+    ProgramRun run(u"doctor --timeout 2"_s, ProgramRun::StdoutFull);
+    QCOMPARE(run.ending(), ended(1, {"cannot write to stdout: No space left on device"}));
+    bus.goOn();
+}
+
+void TstDoctorVerb::replacedProgram_isTold()
+{
+    const BusProcess bus;
+    const QTemporaryDir folder;
+    const QString copy = folder.filePath(u"tarvexctl"_s);
+    QVERIFY(QFile::copy(ProgramRun::program(), copy));
+    ChildProcess listener(copy, {u"listen"_s});
+    listener.setVariable(u"LD_LIBRARY_PATH"_s, QFileInfo(ProgramRun::program()).absolutePath() + u"/../lib"_s);
+    QVERIFY(listener.start());
+    QVERIFY(listener.waitForWords("listening as"));
+    QVERIFY(QFile::remove(copy));
+    Doctor doctor;
+    QCOMPARE(doctor.status(), 0);
+    QCOMPARE(doctor.facts(u"versions.replaced"_s), (QVariantMap{{u"pids"_s, QVariantList{listener.processId()}}}));
 }
 
 void TstDoctorVerb::busThatFallsSilent_isWrong()

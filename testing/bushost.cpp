@@ -1,11 +1,13 @@
 #include "bushost_p.h"
 
 #include "faultdata_p.h"
+#include "mockfile.h"
 
 #include <QCoreApplication>
 #include <QEventLoop>
 #include <QTimer>
 
+using tarvex::devbus::BusConnection;
 using tarvex::devbus::BusServer;
 
 namespace tarvex::testing {
@@ -141,6 +143,31 @@ void BusHost::clearFaults()
     if (m_server) {
         m_server->call([](BusServer& server) { server.faults().clear(); });
     }
+}
+
+bool BusHost::mock(const QString& fileName, int timeoutMs)
+{
+    const mock::MockFile file = mock::readMockFile(fileName);
+    if (!file.errors.isEmpty()) {
+        return fail(file.errorLines(fileName).join(QLatin1Char('\n')));
+    }
+    if (!isRunning()) {
+        return fail(QStringLiteral("%1: the bus is not running").arg(fileName));
+    }
+    for (const mock::ServiceDescription& service : file.services) {
+        if (m_record.isConnected(service.name, BusConnection::Port::Query)
+            || m_record.isConnected(service.name, BusConnection::Port::Receiver)) {
+            return fail(QStringLiteral("%1: \"%2\" is on the bus already").arg(fileName, service.name));
+        }
+    }
+    auto standIns = std::make_unique<StandIns>(file.services);
+    const WaitReport report(QStringLiteral("%1: the stand-ins have not all joined the bus").arg(fileName),
+                            [](const BusRequest& request) { return !request.isDone(); });
+    if (!waitUntil([&standIns] { return standIns->areReady(); }, timeoutMs, report)) {
+        return false;
+    }
+    m_standIns.push_back(std::move(standIns));
+    return true;
 }
 
 bool BusHost::fail(const QString& text)

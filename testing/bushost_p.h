@@ -5,6 +5,7 @@
 #include "busrecord_p.h"
 #include "records/message.h"
 #include "serverthread.h"
+#include "standins_p.h"
 #include "waitreport_p.h"
 
 #include <QHash>
@@ -16,6 +17,7 @@
 #include <functional>
 #include <memory>
 #include <optional>
+#include <vector>
 
 namespace tarvex::testing {
 
@@ -59,6 +61,9 @@ public:
     /// when the time is over; then errorString() is the text of \a report.
     bool waitForRequest(const Judge& judge, int timeoutMs, WaitReport report);
 
+    /// Stands in for the services of a file. \return false when they are not all there in time; then none of them is.
+    bool mock(const QString& fileName, int timeoutMs);
+
     BusRecord& record() { return m_record; }
 
     QString errorString() const { return m_errorString; }
@@ -75,7 +80,8 @@ private:
     QHash<QString, Message> m_parties; ///< Of the test's own messages, by uid; without their texts.
     devbus::Faults m_faultsBefore;     ///< Those that were added before there was a server.
     BusRecord m_record;
-    std::unique_ptr<devbus::ServerThread> m_server; ///< The last member, because its end still writes to the record.
+    std::unique_ptr<devbus::ServerThread> m_server;    ///< Below the record, because its end still writes to it.
+    std::vector<std::unique_ptr<StandIns>> m_standIns; ///< Below the server, because they leave the bus at their end.
 };
 
 } // namespace tarvex::testing

@@ -319,4 +319,9 @@ void TestBus::serveRequests()
     m_host->clearFaults();
 }
 
+bool TestBus::mock(const QString& file)
+{
+    return m_host->mock(file, DEFAULT_TIMEOUT_MS);
+}
+
 } // namespace tarvex::testing

@@ -164,6 +164,20 @@ public:
     /// \return false when the fault makes no sense, such as a push with an error, or when there are 256 faults already.
     bool addFault(const BusFault& fault);
 
+    // ---- Services that are not there
+
+    /// Stands in for the services that a file describes, as "tarvexctl mock" does; docs/mock.md describes the file. The
+    /// stand-ins are clients of this bus like any others, each in threads of its own, so faults apply to them. What
+    /// they do is recorded, and so is what others send them. Runs the thread's event loop until the bus has accepted
+    /// all of them and has their settings and states, for up to DEFAULT_TIMEOUT_MS.
+    ///
+    /// The stand-ins stay until this object ends. When the bus stops, they wait for it, like any service. Several files
+    /// may be given one after the other.
+    /// \return false when the file is wrong, when one of its services is on the bus already, or when the bus does not
+    /// run or does not accept them. Then none of the file's services is on the bus. errorString() names the file and
+    /// the line of each error.
+    bool mock(const QString& file);
+
 private:
     const std::unique_ptr<BusHost> m_host;
 };

@@ -5,8 +5,8 @@ import re
 import unittest
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
-FOLDERS = ("benchmarks", "cmake", "devbus", "docs", "examples", "fuzz", "packaging", "programs", "scripts", "src", "support",
-           "testing", "tests", "tools", "traffic")
+FOLDERS = ("benchmarks", "cmake", "devbus", "docs", "examples", "fuzz", "mock", "packaging", "programs", "scripts", "src",
+           "support", "testing", "tests", "tools", "traffic")
 PLACE = re.compile(rf"(?:{'|'.join(FOLDERS)})/[\w./-]*|\.ci/\w+|\.clang-\w+|CMake\w+\.\w+")
 NAMES_IN_PLACES = re.compile(r"((?:`\w+`(?:, )?)+) in ((?:`[^`]+`(?:, )?)+)")
 

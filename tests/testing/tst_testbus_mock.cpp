@@ -68,6 +68,7 @@ void TstTestBusMock::command_isAnsweredAndRecorded()
 
 void TstTestBusMock::clientUnderTest_getsTheAnswer()
 {
+    //! [mock]
     QVERIFY2(m_bus->mock(file()), qPrintable(m_bus->errorString()));
     OpenClient client(cashbox());
     const Message message = commandMessage(printer(), print(), u"zone A"_s);
@@ -79,6 +80,7 @@ void TstTestBusMock::clientUnderTest_getsTheAnswer()
     QVERIFY2(answer, qPrintable(m_bus->errorString()));
     QCOMPARE(answer->agent(), printer());
     QCOMPARE(answer->uid(), sent->uid());
+    //! [mock]
 }
 
 void TstTestBusMock::standIns_comeBackWithTheBus()

@@ -109,7 +109,7 @@ void CommandLine::run() const
     if (m_busTimeout.isGiven()) {
         waitForBus(name, m_busTimeout.milliseconds());
     }
-    m_verb->run({name, output});
+    m_verb->run({name, output, palette()});
 }
 
 void CommandLine::addTo(CLI::App& program)
@@ -125,6 +125,9 @@ void CommandLine::addTo(CLI::App& program)
     program.add_flag("--json", m_json, "Writes one JSON object a line");
     m_busTimeout.addTo(program);
     program.add_flag("--quiet", m_quiet, "Says nothing on stderr except what failed");
+    program.add_option("--color", m_colour, "Colours: auto (on a terminal, unless NO_COLOR is set), always or never")
+        ->type_name("WHEN")
+        ->default_str("auto");
     program.add_flag("-V,--version", m_version, "Shows the version and when it was built");
     for (const auto& verb : m_verbs) {
         addVerb(program, *verb);
@@ -174,6 +177,16 @@ QString CommandLine::clientName() const
     }
     const QLatin1String name(DEFAULT_NAME);
     return m_verb->receives() ? QStringLiteral("%1-%2").arg(name).arg(QCoreApplication::applicationPid()) : name;
+}
+
+Palette CommandLine::palette() const
+{
+    const QString word = m_colour ? text(*m_colour) : QStringLiteral("auto");
+    const std::optional<ColourChoice> choice = colourChoiceFrom(word);
+    if (!choice) {
+        throw wrongUse(QStringLiteral("--color must be auto, always or never, not \"%1\"").arg(word));
+    }
+    return Palette(!m_json && wantsColours(*choice, colourCircumstances()));
 }
 
 } // namespace tarvexctl

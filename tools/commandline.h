@@ -36,11 +36,13 @@ private:
     void addVerb(CLI::App& program, Verb& verb);
     void choose(const Verb& verb, const CLI::App& parser);
     QString clientName() const;
+    Palette palette() const;
 
     const std::vector<std::unique_ptr<Verb>> m_verbs;
     const Verb* m_verb = nullptr;
     std::optional<std::string> m_clientName;
     TimeoutOption m_busTimeout{"First waits up to so many seconds until a bus answers", nullptr, "--wait-for-bus"};
+    std::optional<std::string> m_colour;
     bool m_json = false;
     bool m_quiet = false;
     bool m_version = false;

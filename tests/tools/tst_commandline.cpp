@@ -214,6 +214,7 @@ void refuseWrongOptions()
     refuses("--quiet=1 --version", "--quiet takes no value");
     refuses("--quiet listne", "did you mean \"listen\"?");
     refuses("--json --json --version", "--json is given more than once");
+    refuses("--color green state get printer", "--color must be auto, always or never, not \"green\"; see --help");
     refuses("--version -V", "--version is given more than once");
     refuses("--as a state get --as b", "--as is given more than once");
     refuses("call gui beep --timeout 1 --timeout 2", "--timeout is given more than once");

@@ -1,6 +1,8 @@
 #ifndef VERB_H
 #define VERB_H
 
+#include "colours.h"
+
 #include <QString>
 
 #include <string>
@@ -19,6 +21,7 @@ struct Context
 {
     QString clientName; ///< The name under which the verb introduces itself to the bus: that of --as, or the default.
     Output& output;
+    Palette palette; ///< The colours of what is shown for people, from --color. Never on with --json.
 };
 
 /// One verb of the program: what its help says, which arguments it takes, and what it does.

@@ -22,8 +22,23 @@ namespace {
 const QLatin1String KEY_ITEM("item");
 const QLatin1String KEY_ERROR("error");
 
-/// \return false when no bus listens
-bool connectToBus(QLocalSocket& socket, const QDeadlineTimer& deadline)
+QVariantMap readObject(QLocalSocket& socket, const QDeadlineTimer& deadline)
+{
+    while (!socket.canReadLine()) {
+        if (!socket.waitForReadyRead(static_cast<int>(deadline.remainingTime()))) {
+            throw deadline.hasExpired() ? silence() : closed();
+        }
+    }
+    const QJsonDocument document = QJsonDocument::fromJson(socket.readLine());
+    if (!document.isObject()) {
+        throw Failure(NoBus, QStringLiteral("what answered is no reply of the bus"));
+    }
+    return document.object().toVariantMap();
+}
+
+} // namespace
+
+bool connectToControlSocket(QLocalSocket& socket, const QDeadlineTimer& deadline)
 {
     // The bus may have been started with another environment than this program, so all places are tried.
     const QStringList folders{qEnvironmentVariable("XDG_RUNTIME_DIR"), QStringLiteral("/run/user/%1").arg(::geteuid()),
@@ -41,27 +56,11 @@ bool connectToBus(QLocalSocket& socket, const QDeadlineTimer& deadline)
     return false;
 }
 
-QVariantMap readObject(QLocalSocket& socket, const QDeadlineTimer& deadline)
-{
-    while (!socket.canReadLine()) {
-        if (!socket.waitForReadyRead(static_cast<int>(deadline.remainingTime()))) {
-            throw deadline.hasExpired() ? silence() : closed();
-        }
-    }
-    const QJsonDocument document = QJsonDocument::fromJson(socket.readLine());
-    if (!document.isObject()) {
-        throw Failure(NoBus, QStringLiteral("what answered is no reply of the bus"));
-    }
-    return document.object().toVariantMap();
-}
-
-} // namespace
-
 std::optional<QList<QVariantMap>> askControlSocket(const QVariantMap& request, int timeoutMs)
 {
     const QDeadlineTimer deadline(timeoutMs);
     QLocalSocket socket;
-    if (!connectToBus(socket, deadline)) {
+    if (!connectToControlSocket(socket, deadline)) {
         return std::nullopt;
     }
     socket.write(jsonText(request).toUtf8() + '\n');

@@ -9,6 +9,9 @@
 
 #include <optional>
 
+class QDeadlineTimer;
+class QLocalSocket;
+
 /// The control socket, over which the development bus tells about itself. No other bus has one.
 namespace tarvexctl {
 
@@ -16,6 +19,10 @@ namespace tarvexctl {
 constexpr int CONTROL_TIMEOUT_MS = 30000;
 /// A bus that has just answered needs a millisecond. A hint on stderr is not worth a longer wait.
 constexpr int HINT_TIMEOUT_MS = 5000;
+
+/// Connects to the control socket of the bus of this network namespace.
+/// \return false when there is none, or when it belongs to another user
+bool connectToControlSocket(QLocalSocket& socket, const QDeadlineTimer& deadline);
 
 /// Asks the bus of this network namespace. Throws Failure: Refused with the bus's words, NoBus when the answer ends
 /// early or is not an answer, TimedOut when it is not complete within \a timeoutMs.

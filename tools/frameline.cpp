@@ -221,9 +221,17 @@ FrameLines::FrameLines(const Palette& palette, Detail detail, int width)
 {
 }
 
+void FrameLines::note(const SeenFrame& frame)
+{
+    m_areNoted = true;
+    m_requests.take(frame);
+}
+
 QString FrameLines::text(const SeenFrame& frame)
 {
-    m_requests.take(frame);
+    if (!m_areNoted) {
+        m_requests.take(frame);
+    }
     const QString date = dateLine(frame);
     const QString start = head(frame);
     QString words = visible(what(frame).left(m_width));
@@ -284,7 +292,7 @@ QString FrameLines::replyWords(const SeenFrame& frame) const
     if (frame.code != 0) {
         return QStringLiteral("%1 error %2 %3: %4").arg(answer, QString::number(frame.code), frame.description, asked);
     }
-    const QString ok = frame.port == Port::Receiver ? QStringLiteral("ack") : QStringLiteral("ok");
+    const QString ok = frame.direction == Direction::In ? QStringLiteral("ack") : QStringLiteral("ok");
     return QStringLiteral("%1 %2 %3").arg(answer, ok, asked);
 }
 

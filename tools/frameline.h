@@ -28,6 +28,10 @@ public:
 
     explicit FrameLines(const Palette& palette, Detail detail = OneLine, int width = terminalWidth());
 
+    /// Tells of a frame that may not be shown, so that its reply can say what was asked. Either no frame is told of, or
+    /// every one, before its text.
+    void note(const tarvex::traffic::SeenFrame& frame);
+
     /// The frame, with a line end. A line with the date comes before it when the day is another than that of the frame
     /// before. Times are local.
     QString text(const tarvex::traffic::SeenFrame& frame);
@@ -43,6 +47,7 @@ private:
     const int m_width;
     int m_routeWidth = 0;
     QDate m_date;
+    bool m_areNoted = false;
     RequestMemory m_requests;
 };
 

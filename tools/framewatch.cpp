@@ -1,0 +1,107 @@
+#include "framewatch.h"
+
+#include "framesource.h"
+
+namespace tarvexctl {
+
+using tarvex::traffic::Kind;
+using tarvex::traffic::SeenFrame;
+
+FrameWatch::FrameWatch(FrameSource& source, FrameTask task, const Limits& limits, const FramePast& past)
+    : m_source(source), m_task(std::move(task)), m_limits(limits), m_past(past), m_tally(limits)
+{
+    m_deadline.setSingleShot(true);
+    m_deadline.setTimerType(Qt::PreciseTimer); // other timers may fire up to 5 % too early
+    connect(&m_deadline, &QTimer::timeout, this, &FrameWatch::timeUp);
+    connect(&m_interrupts, &InterruptWatcher::interrupted, this,
+            [this] { end(Failure(Interrupted, QStringLiteral("interrupted"))); });
+    connect(&source, &FrameSource::seen, this, &FrameWatch::take);
+    connect(&source, &FrameSource::failed, this,
+            [this](int status, const QString& words) { end(Failure(static_cast<ExitStatus>(status), words)); });
+    connect(&source, &FrameSource::ended, this, [this] { end(); });
+}
+
+void FrameWatch::run()
+{
+    if (m_limits.timeoutMs) {
+        m_deadline.start(*m_limits.timeoutMs);
+    }
+    m_source.start();
+    m_loop.exec();
+    if (m_failure) {
+        throw *m_failure;
+    }
+}
+
+void FrameWatch::take(const SeenFrame& frame)
+{
+    if (m_hasEnded) {
+        return;
+    }
+    try {
+        const bool isWanted = m_task.wants(frame);
+        const bool isPast = frame.number <= m_past.lastNumber;
+        if (isWanted && isPast) {
+            keep(frame);
+        }
+        if (frame.number >= m_past.lastNumber) {
+            showKept();
+        }
+        if (isWanted && !isPast && !m_hasEnded) {
+            show(frame);
+        }
+    } catch (const Failure& failure) {
+        end(failure);
+    }
+}
+
+void FrameWatch::keep(const SeenFrame& frame)
+{
+    m_kept.push_back(frame);
+    if (m_kept.size() > static_cast<std::size_t>(m_past.count)) {
+        m_kept.pop_front();
+    }
+}
+
+/// The past is over. The numbers may begin again later, when the bus is started again.
+void FrameWatch::showKept()
+{
+    m_past.lastNumber = 0;
+    while (!m_kept.empty() && !m_hasEnded) {
+        show(m_kept.front());
+        m_kept.pop_front();
+    }
+}
+
+void FrameWatch::show(const SeenFrame& frame)
+{
+    m_task.show(frame);
+    if (frame.kind == Kind::Gap) {
+        return;
+    }
+    m_tally.add();
+    if (m_tally.isFull()) {
+        end();
+    }
+}
+
+void FrameWatch::timeUp()
+{
+    if (m_tally.isEnough()) {
+        end();
+    } else {
+        end(Failure(TimedOut, m_tally.missingWords(m_task.nothingWords)));
+    }
+}
+
+void FrameWatch::end(const std::optional<Failure>& failure)
+{
+    if (m_hasEnded) {
+        return;
+    }
+    m_hasEnded = true;
+    m_failure = failure;
+    m_loop.quit();
+}
+
+} // namespace tarvexctl

@@ -1,0 +1,96 @@
+#include "verbs/frameoptions.h"
+
+#include "arguments.h"
+#include "controlsource.h"
+#include "failure.h"
+
+#include <CLI/CLI.hpp>
+
+#include <limits>
+
+namespace tarvexctl {
+
+namespace {
+
+constexpr double MAX_SLOW_MS = 1e9;
+
+double slowMsFrom(const QString& text)
+{
+    bool isNumber = false;
+    const double ms = text.toDouble(&isNumber);
+    // Written with "not", so that NaN is refused too.
+    if (!isNumber || !(ms >= 0 && ms <= MAX_SLOW_MS)) {
+        throw Failure(
+            WrongUse,
+            QStringLiteral("--slow must be a number of milliseconds from 0 to 1000000000, not \"%1\"").arg(text));
+    }
+    return ms;
+}
+
+} // namespace
+
+void FrameFilterOptions::addTo(CLI::App& parser)
+{
+    m_client.addTo(parser);
+    m_from.addTo(parser);
+    m_to.addTo(parser);
+    m_command.addTo(parser);
+    m_operation.addTo(parser);
+    parser.add_flag("--errors", m_errors, "Only what is wrong: error codes, commandError, bad frames");
+    m_slow.addTo(parser);
+}
+
+FrameCriteria FrameFilterOptions::criteria() const
+{
+    FrameCriteria criteria;
+    criteria.client = m_client.text();
+    criteria.from = m_from.text();
+    criteria.to = m_to.text();
+    criteria.command = m_command.text();
+    criteria.operation = m_operation.text();
+    criteria.errors = m_errors;
+    if (const auto slow = m_slow.text()) {
+        criteria.slowMs = slowMsFrom(*slow);
+    }
+    if (criteria.command) {
+        requireName(*criteria.command, QStringLiteral("--command"));
+    }
+    checkOperation(criteria);
+    return criteria;
+}
+
+void FrameSourceOptions::addTo(CLI::App& parser)
+{
+    static_cast<void>(parser);
+}
+
+std::unique_ptr<FrameSource> FrameSourceOptions::make(const QString& clientName, int pastCount, FramePast& past) const
+{
+    const qint64 newest = newestFrameNumber(clientName);
+    past = {pastCount, pastCount > 0 ? newest : 0};
+    // The filter decides which of the past are shown, so all of the past are asked for.
+    return std::make_unique<ControlSource>(past.lastNumber);
+}
+
+void LastOption::addTo(CLI::App& parser)
+{
+    parser.add_option("--last", m_count, m_help)->type_name("N");
+}
+
+int LastOption::count() const
+{
+    if (!m_count) {
+        return 0;
+    }
+    const QString words = text(*m_count);
+    bool isNumber = false;
+    const int count = words.toInt(&isNumber);
+    if (!isNumber || count < 1) {
+        throw Failure(WrongUse,
+                      QStringLiteral("--last must be a whole number from 1 to %1, not \"%2\"")
+                          .arg(QString::number(std::numeric_limits<int>::max()), words));
+    }
+    return count;
+}
+
+} // namespace tarvexctl

@@ -1,0 +1,194 @@
+#include "recording.h"
+
+#include "failure.h"
+#include "output.h"
+#include "standardstreams.h"
+#include "tarvexlib.h"
+#include "traffic/operations.h"
+
+#include <QBuffer>
+#include <QJsonDocument>
+#include <QJsonObject>
+
+#include <cstdio>
+#include <unistd.h>
+
+namespace tarvexctl {
+
+using tarvex::traffic::Kind;
+using tarvex::traffic::SeenFrame;
+using tarvex::traffic::timeName;
+
+namespace {
+
+const QLatin1String KEY_RECORDING("tarvexRecording");
+const QLatin1String KEY_END("end");
+const QLatin1String STANDARD_STREAM("-");
+/// A line is one frame. The bus decodes envelopes up to 32 MiB; escapes make them longer in JSON.
+constexpr int MAX_LINE = 256 << 20;
+/// Qt allocates what a line may have at most.
+constexpr int PIECE_SIZE = 64 * 1024;
+
+Failure fileFailure(ExitStatus status, const QString& what, const QString& path, const QString& why)
+{
+    return Failure(status, QStringLiteral("cannot %1 %2: %3").arg(what, path, why));
+}
+
+Failure lineFailure(int line, const QString& words)
+{
+    return Failure(WrongUse, QStringLiteral("line %1: %2").arg(QString::number(line), words));
+}
+
+void checkHeader(const QVariantMap& header)
+{
+    if (!header.contains(KEY_RECORDING)) {
+        throw lineFailure(
+            1, QStringLiteral("this is no recording: its first line must be an object with \"%1\"").arg(KEY_RECORDING));
+    }
+    const QVariant version = header.value(KEY_RECORDING);
+    if (!QJsonValue::fromVariant(version).isDouble() || version.toDouble() != RECORDING_VERSION) {
+        throw lineFailure(1,
+                          QStringLiteral("the recording has the version %1; this program reads version %2")
+                              .arg(jsonText(version), QString::number(RECORDING_VERSION)));
+    }
+}
+
+SeenFrame frameFrom(const QVariantMap& object, int line)
+{
+    bool isValid = false;
+    const SeenFrame frame = SeenFrame::fromVariantMap(object, isValid);
+    if (!isValid) {
+        throw lineFailure(line,
+                          QStringLiteral("this is no frame: \"time\", \"kind\" and \"port\" must be there, and "
+                                         "\"direction\" for a request and a reply, with the words of the "
+                                         "document"));
+    }
+    const bool isFrame = frame.kind == Kind::Request || frame.kind == Kind::Reply;
+    if (isFrame && frame.operation.isEmpty() && frame.kind == Kind::Request) {
+        throw lineFailure(line, QStringLiteral("a request without \"operation\""));
+    }
+    if (isFrame && frame.connection < 1) {
+        throw lineFailure(line, QStringLiteral("a frame without \"connection\", a number from 1"));
+    }
+    if (isFrame && !frame.isDataLeftOut && object.value(QStringLiteral("data")).type() != QVariant::Map) {
+        throw lineFailure(line, QStringLiteral("a frame without \"data\", an object"));
+    }
+    return frame;
+}
+
+/// Reads a line without its end. \return false at the end of the device
+bool readLine(QIODevice& device, int number, QByteArray& line, bool& isWhole)
+{
+    line.clear();
+    isWhole = false;
+    for (QByteArray piece; !isWhole && !(piece = device.readLine(PIECE_SIZE)).isEmpty();) {
+        line += piece;
+        isWhole = line.endsWith('\n');
+        if (line.size() > MAX_LINE) {
+            throw lineFailure(number, QStringLiteral("the line is longer than %1 bytes").arg(MAX_LINE));
+        }
+    }
+    return !line.isEmpty();
+}
+
+/// Takes one line in. \return why it is no JSON object; empty when it is one
+QString take(const QByteArray& line, int number, Recording& recording)
+{
+    QJsonParseError error;
+    const QJsonDocument document = QJsonDocument::fromJson(line, &error);
+    if (!document.isObject()) {
+        return error.error == QJsonParseError::NoError ? QStringLiteral("no JSON object") : error.errorString();
+    }
+    const QVariantMap object = document.object().toVariantMap();
+    if (number == 1) {
+        checkHeader(object);
+        recording.header = object;
+    } else if (!object.contains(KEY_END)) {
+        recording.frames.append({frameFrom(object, number), number});
+    }
+    return QString();
+}
+
+} // namespace
+
+RecordingWriter::RecordingWriter(const QString& path, Existing existing)
+    : m_path(path), m_isStdout(path == STANDARD_STREAM), m_file(path)
+{
+    if (m_isStdout) {
+        return;
+    }
+    if (existing == Kept && m_file.exists()) {
+        throw Failure(WrongUse, QStringLiteral("%1 is there already; --force replaces it").arg(path));
+    }
+    // NewOnly makes sure that nobody has made the file in between.
+    const QIODevice::OpenMode mode =
+        QIODevice::WriteOnly | QIODevice::Unbuffered | (existing == Kept ? QIODevice::NewOnly : QIODevice::Truncate);
+    if (!m_file.open(mode)) {
+        throw fileFailure(WrongUse, QStringLiteral("write"), path, m_file.errorString());
+    }
+}
+
+void RecordingWriter::writeHeader(const QString& source, const QStringList& clients)
+{
+    writeLine({{KEY_RECORDING, RECORDING_VERSION},
+               {QStringLiteral("version"), bus::TarvexLib::version().version()},
+               {QStringLiteral("startedAt"), timeName(tarvex::traffic::currentTimeUs())},
+               {QStringLiteral("source"), source},
+               {QStringLiteral("clients"), clients}});
+}
+
+void RecordingWriter::write(const SeenFrame& frame)
+{
+    writeLine(frame.toVariantMap());
+    ++m_frameCount;
+}
+
+void RecordingWriter::writeEnd(const QString& reason)
+{
+    writeLine({{KEY_END, reason},
+               {QStringLiteral("endedAt"), timeName(tarvex::traffic::currentTimeUs())},
+               {QStringLiteral("frames"), m_frameCount}});
+}
+
+void RecordingWriter::writeLine(const QVariantMap& object)
+{
+    const QByteArray line = jsonText(object).toUtf8() + '\n';
+    const QString error = tarvex::programs::writeAll(m_isStdout ? STDOUT_FILENO : m_file.handle(), line);
+    if (!error.isEmpty()) {
+        throw fileFailure(Refused, QStringLiteral("write to"), m_isStdout ? QStringLiteral("stdout") : m_path, error);
+    }
+}
+
+Recording readRecording(QIODevice& device)
+{
+    Recording recording;
+    QByteArray line;
+    bool isWhole = true;
+    for (int number = 1; readLine(device, number, line, isWhole); ++number) {
+        if (line.trimmed().isEmpty()) {
+            continue;
+        }
+        const QString problem = take(line, number, recording);
+        if (!problem.isEmpty() && (isWhole || number == 1)) {
+            throw lineFailure(number, QStringLiteral("this is no JSON object: %1").arg(problem));
+        }
+        recording.isCut = !problem.isEmpty(); // the recorder was killed while it wrote the line
+    }
+    if (recording.header.isEmpty()) {
+        throw Failure(WrongUse, QStringLiteral("the recording is empty"));
+    }
+    return recording;
+}
+
+Recording readRecording(const QString& path)
+{
+    QFile file(path);
+    const bool isOpen =
+        path == STANDARD_STREAM ? file.open(stdin, QIODevice::ReadOnly) : file.open(QIODevice::ReadOnly);
+    if (!isOpen) {
+        throw fileFailure(WrongUse, QStringLiteral("read"), path, file.errorString());
+    }
+    return readRecording(file);
+}
+
+} // namespace tarvexctl

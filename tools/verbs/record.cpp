@@ -1,0 +1,117 @@
+#include "controlclient.h"
+#include "framesource.h"
+#include "framewatch.h"
+#include "output.h"
+#include "recording.h"
+#include "verbs/frameoptions.h"
+#include "verbs/verblist.h"
+
+#include <CLI/CLI.hpp>
+
+namespace tarvexctl {
+
+using tarvex::traffic::SeenFrame;
+
+namespace {
+
+/// The clients that are there at the beginning. Empty when the bus cannot tell.
+QStringList clientsNow()
+{
+    QStringList names;
+    const auto clients = askControlSocket({{QStringLiteral("request"), QStringLiteral("clients")}});
+    for (const QVariantMap& client : clients ? *clients : QList<QVariantMap>()) {
+        names.append(client.value(QStringLiteral("name")).toString());
+    }
+    return names;
+}
+
+class Record : public Verb
+{
+public:
+    Record() : Verb("record", "Writes every frame of every client to a file, until interrupted") { }
+
+    void addOptions(CLI::App& parser) override
+    {
+        m_file.addTo(parser);
+        parser.add_flag("--force", m_isForced, "Replaces a file that is there already");
+        m_filter.addTo(parser);
+        m_last.addTo(parser);
+        m_source.addTo(parser);
+        m_limits.addTo(parser);
+        parser.footer("The file holds one JSON object a line; \"tarvexctl replay\" plays it. A filter takes the frames "
+                      "away that a replay may need. Example: tarvexctl record fault.jsonl");
+    }
+
+    void run(const Context& context) const override
+    {
+        const QString path = m_file.nonEmptyText();
+        const Limits limits = m_limits.limits();
+        const FrameCriteria criteria = m_filter.criteria();
+        FramePast past;
+        const auto source = m_source.make(context.clientName, m_last.count(), past);
+        checkClients(criteria);
+        RecordingWriter writer(path, m_isForced ? RecordingWriter::Replaced : RecordingWriter::Kept);
+        writer.writeHeader(m_source.isCapture() ? QStringLiteral("capture") : QStringLiteral("development bus"),
+                           clientsNow());
+        FrameFilter filter(criteria);
+        FrameTask task;
+        task.wants = [&](const SeenFrame& frame) { return filter.takes(frame); };
+        task.show = [&](const SeenFrame& frame) { writer.write(frame); };
+        complain(QStringLiteral("recording to %1").arg(path));
+        try {
+            FrameWatch(*source, task, limits, past).run();
+        } catch (const Failure& failure) {
+            end(writer, failure);
+            throw;
+        }
+        writer.writeEnd(QStringLiteral("done"));
+        report(context, path, writer);
+    }
+
+private:
+    /// The end of a recording that ends otherwise than it was meant to.
+    static void end(RecordingWriter& writer, const Failure& failure)
+    {
+        try {
+            writer.writeEnd(failure.words());
+            complain(countWords(writer));
+        } catch (const Failure&) {
+            // The failure says already what is wrong with the file.
+        }
+    }
+
+    static QString countWords(const RecordingWriter& writer)
+    {
+        const qint64 count = writer.frameCount();
+        return QStringLiteral("recorded %1 frame%2")
+            .arg(QString::number(count), count == 1 ? QString() : QStringLiteral("s"));
+    }
+
+    static void report(const Context& context, const QString& path, const RecordingWriter& writer)
+    {
+        if (writer.isStdout()) {
+            complain(countWords(writer)); // stdout holds the recording
+            return;
+        }
+        context.output.report({{QStringLiteral("done"), QStringLiteral("record")},
+                               {QStringLiteral("file"), path},
+                               {QStringLiteral("frames"), writer.frameCount()}},
+                              countWords(writer));
+    }
+
+    Argument m_file{"FILE", "The file; - is stdout"};
+    bool m_isForced = false;
+    FrameFilterOptions m_filter;
+    LastOption m_last{"Begins with the last N of the past that fit, as far as the bus has kept them"};
+    FrameSourceOptions m_source;
+    LimitOptions m_limits{"frames"};
+};
+
+} // namespace
+
+std::unique_ptr<Verb> makeRecord()
+{
+    return std::make_unique<Record>();
+}
+
+} // namespace tarvexctl

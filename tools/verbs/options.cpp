@@ -95,6 +95,16 @@ int TimeoutOption::milliseconds() const
     return timeoutMsFrom(text(m_seconds ? *m_seconds : m_default), m_name);
 }
 
+void OptionalTimeout::addTo(CLI::App& parser)
+{
+    parser.add_option("--timeout", m_seconds, m_help)->type_name("S");
+}
+
+std::optional<int> OptionalTimeout::milliseconds() const
+{
+    return m_seconds ? std::optional<int>(timeoutMsFrom(text(*m_seconds))) : std::nullopt;
+}
+
 void LimitOptions::addTo(CLI::App& parser)
 {
     parser.add_option("--count", m_count, std::string("Ends after so many ") + m_what)->type_name("N");

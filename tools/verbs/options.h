@@ -95,6 +95,21 @@ private:
     std::optional<std::string> m_seconds;
 };
 
+/// When a verb ends in any case: --timeout. Without the option it goes on.
+class OptionalTimeout
+{
+public:
+    explicit OptionalTimeout(const char* help) : m_help(help) { }
+
+    void addTo(CLI::App& parser);
+
+    std::optional<int> milliseconds() const;
+
+private:
+    const char* const m_help;
+    std::optional<std::string> m_seconds;
+};
+
 /// When a verb that follows the bus has enough: --count and --timeout.
 class LimitOptions
 {

@@ -1,0 +1,412 @@
+#include "busreplay.h"
+
+#include "framesocket.h"
+#include "output.h"
+#include "traffic/operations.h"
+
+#include <algorithm>
+
+namespace tarvexctl {
+
+using tarvex::traffic::Direction;
+using tarvex::traffic::Kind;
+using tarvex::traffic::Port;
+using tarvex::traffic::SeenFrame;
+
+namespace {
+
+constexpr quint16 CODE_NOT_RECORDED = 4;
+constexpr int US_PER_MS = 1000;
+/// While somebody must do the next thing.
+constexpr qint64 LOOK_INTERVAL_MS = 50;
+
+bool isHandshake(const SeenFrame& frame)
+{
+    return frame.operation == tarvex::traffic::handshakeOperation();
+}
+
+/// Log lines come when they come. No push waits for them, and no end.
+bool isLogLine(const SeenFrame& frame)
+{
+    const QString command = frame.command();
+    return command == tarvex::traffic::commands::saveLog() || command == tarvex::traffic::commands::showLogMessage();
+}
+
+QString requestWords(const SeenFrame& frame)
+{
+    const QString command = frame.command();
+    return command.isEmpty() ? QStringLiteral("request %1").arg(frame.operation)
+                             : QStringLiteral("request %1 %2").arg(frame.operation, command);
+}
+
+QString acknowledgementWords(const SeenFrame& push)
+{
+    return QStringLiteral("acknowledgement of %1").arg(push.command().isEmpty() ? push.uid() : push.command());
+}
+
+} // namespace
+
+/// A request of the recording with its reply, or a push with its acknowledgement.
+struct BusReplay::Item
+{
+    SeenFrame frame;
+    std::optional<SeenFrame> answer;
+    qint64 offsetUs;
+    bool isDone = false;     ///< The request has come, or the push is sent.
+    bool isAnswered = false; ///< The push is acknowledged.
+
+    bool isPush() const { return frame.direction == Direction::Out; }
+};
+
+/// One client of the recording.
+struct BusReplay::Player
+{
+    QString client;
+    std::vector<Item> items;
+    Connection* receiver = nullptr;
+    bool hasConnected = false;
+    qint64 startMs = -1;      ///< When its receiving connection introduced itself.
+    qint64 startOffsetUs = 0; ///< The same in the recording.
+    qint64 waitingSinceMs = -1;
+};
+
+struct BusReplay::Connection
+{
+    FrameSocket* socket;
+    Port port;
+    Player* player = nullptr;
+};
+
+BusReplay::BusReplay(const Recording& recording, const ReplayChoice& choice, const ReplayPace& pace,
+                     Strictness strictness)
+    : Replay(pace, strictness)
+{
+    readRecording(recording, choice);
+    m_timer.setSingleShot(true);
+    connect(&m_timer, &QTimer::timeout, this, QOverload<>::of(&BusReplay::advance));
+    listen(m_queryServer, Port::Query);
+    listen(m_receiverServer, Port::Receiver);
+}
+
+BusReplay::~BusReplay() = default;
+
+void BusReplay::start()
+{
+    begin();
+    if (pace().isByStep) {
+        m_stepReader = std::make_unique<StepReader>();
+        connect(m_stepReader.get(), &StepReader::stepped, this, [this] {
+            ++m_steps;
+            m_timer.start(0);
+        });
+    }
+    m_timer.start(0);
+}
+
+void BusReplay::giveUp()
+{
+    for (const auto& entry : m_players) {
+        for (const Item& item : entry.second->items) {
+            if (item.isPush() ? item.isDone && item.answer && !item.isAnswered
+                              : !item.isDone && !isLogLine(item.frame) && !isHandshake(item.frame)) {
+                tellOfFrame(item.frame, item.isPush() ? acknowledgementWords(item.frame) : requestWords(item.frame),
+                            true);
+            }
+        }
+    }
+}
+
+QStringList BusReplay::clients() const
+{
+    QStringList names;
+    for (const auto& entry : m_players) {
+        names.append(entry.first);
+    }
+    return names;
+}
+
+void BusReplay::readRecording(const Recording& recording, const ReplayChoice& choice)
+{
+    QHash<qint64, QPair<Player*, std::size_t>> requests;
+    qint64 offsetUs = 0;
+    qint64 lastNumber = 0;
+    for (const RecordedFrame& recorded : recording.frames) {
+        const SeenFrame& frame = recorded.frame;
+        offsetUs = qMax(offsetUs, frame.timeUs - recording.frames.first().frame.timeUs);
+        if (frame.number <= lastNumber) {
+            requests.clear(); // the bus was started again
+        }
+        lastNumber = frame.number;
+        const QString client = frame.client.isEmpty() && frame.direction == Direction::In ? frame.from() : frame.client;
+        const bool isChosen = !client.isEmpty() && (choice.only.isEmpty() || choice.only.contains(client));
+        if (frame.kind == Kind::Reply && requests.contains(frame.answers)) {
+            const auto place = requests.value(frame.answers);
+            place.first->items.at(place.second).answer = frame;
+        } else if (frame.kind == Kind::Request && isChosen && !frame.isDataLeftOut) {
+            if (frame.direction == Direction::Out && !choice.withCommands && isRealCommand(frame)) {
+                ++m_leftOutCommands;
+                continue;
+            }
+            Player& player = playerOf(client);
+            if (isHandshake(frame) && frame.port == Port::Receiver && player.startOffsetUs == 0) {
+                player.startOffsetUs = offsetUs;
+            }
+            requests.insert(frame.number, {&player, player.items.size()});
+            player.items.push_back({frame, std::nullopt, offsetUs});
+            player.items.back().frame.client = client;
+        }
+    }
+}
+
+BusReplay::Player& BusReplay::playerOf(const QString& client)
+{
+    std::unique_ptr<Player>& player = m_players[client];
+    if (!player) {
+        player = std::make_unique<Player>();
+        player->client = client;
+    }
+    return *player;
+}
+
+void BusReplay::listen(QTcpServer& server, Port port)
+{
+    const quint16 number = tarvex::traffic::portNumber(port);
+    if (!server.listen(QHostAddress(QHostAddress::LocalHost), number)) {
+        throw Failure(Refused,
+                      QStringLiteral("cannot play the bus on port %1: %2; end the bus that is there first")
+                          .arg(QString::number(number), server.errorString()));
+    }
+    connect(&server, &QTcpServer::newConnection, this, [this, &server, port] { accept(server, port); });
+}
+
+void BusReplay::accept(QTcpServer& server, Port port)
+{
+    while (QTcpSocket* const socket = server.nextPendingConnection()) {
+        m_connections.push_back(std::make_unique<Connection>());
+        Connection& connection = *m_connections.back();
+        connection.socket = new FrameSocket(socket, this);
+        connection.port = port;
+        connect(connection.socket, &FrameSocket::received, this,
+                [this, &connection](const SeenFrame& frame) { take(connection, frame); });
+        connect(
+            connection.socket, &FrameSocket::closed, this, [this, &connection] { remove(connection); },
+            Qt::QueuedConnection);
+    }
+}
+
+void BusReplay::take(Connection& connection, const SeenFrame& frame)
+{
+    m_lastActivityMs = elapsedMs();
+    SeenFrame came = frame;
+    came.port = connection.port;
+    came.direction = Direction::In;
+    came.client = connection.player != nullptr ? connection.player->client : QString();
+    if (came.kind == Kind::Request && isHandshake(came)) {
+        introduce(connection, came);
+    } else if (came.kind == Kind::Request && connection.player != nullptr) {
+        answer(connection, came);
+    } else if (came.kind == Kind::Reply && connection.player != nullptr) {
+        takeAcknowledgement(connection, came);
+    } else if (came.kind == Kind::Bad) {
+        complain(QStringLiteral("%1: %2").arg(came.client, came.problem));
+    }
+    m_timer.start(0);
+}
+
+void BusReplay::introduce(Connection& connection, const SeenFrame& handshake)
+{
+    const QString name = handshake.from();
+    const auto found = m_players.find(name);
+    if (found == m_players.end()) {
+        complain(QStringLiteral("\"%1\" is not played; its handshake is refused").arg(name));
+        connection.socket->send(
+            tarvex::traffic::encodeReply(handshake.operation, CODE_NOT_RECORDED, QStringLiteral("Not recorded"), {}));
+        return;
+    }
+    Player& player = *found->second;
+    connection.player = &player;
+    player.hasConnected = true;
+    if (connection.port == Port::Receiver) {
+        player.receiver = &connection;
+        if (player.startMs < 0) {
+            player.startMs = elapsedMs();
+        }
+    }
+    SeenFrame named = handshake;
+    named.client = name;
+    answer(connection, named);
+}
+
+void BusReplay::answer(Connection& connection, const SeenFrame& request)
+{
+    Item* const item = findRequest(*connection.player, request);
+    if (item == nullptr) {
+        const bool isHarmless = isHandshake(request) || isLogLine(request);
+        if (!isHarmless) {
+            tellOfFrame(request, requestWords(request), false);
+        }
+        connection.socket->send(tarvex::traffic::encodeReply(request.operation, isHarmless ? 0 : CODE_NOT_RECORDED,
+                                                             isHarmless ? QString() : QStringLiteral("Not recorded"),
+                                                             {}));
+        return;
+    }
+    item->isDone = true;
+    if (!isLogLine(request)) {
+        compare(item->frame, requestWords(item->frame), request);
+    }
+    reply(connection, *item);
+}
+
+void BusReplay::reply(Connection& connection, const Item& item)
+{
+    if (!item.answer) {
+        return; // the bus of the recording has not answered either
+    }
+    const SeenFrame& recorded = *item.answer;
+    const QByteArray frame = tarvex::traffic::encodeReply(recorded.operation, recorded.code, recorded.description,
+                                                          uids().withFresh(recorded.data));
+    countSent();
+    const qint64 delayMs = pace().isByStep ? 0 : pace().dueMs(qMax<qint64>(recorded.tookUs, 0));
+    if (delayMs == 0) {
+        connection.socket->send(frame);
+    } else {
+        FrameSocket* const socket = connection.socket;
+        QTimer::singleShot(static_cast<int>(qMin<qint64>(delayMs, 3600 * 1000)), socket,
+                           [socket, frame] { socket->send(frame); });
+    }
+}
+
+void BusReplay::takeAcknowledgement(Connection& connection, const SeenFrame& reply)
+{
+    const QString uid = uids().withRecorded(reply.data).value(QStringLiteral("uid")).toString();
+    for (Item& item : connection.player->items) {
+        if (item.isPush() && item.isDone && !item.isAnswered && item.frame.uid() == uid) {
+            item.isAnswered = true;
+            if (item.answer) {
+                compare(*item.answer, acknowledgementWords(item.frame), reply);
+            }
+            return;
+        }
+    }
+}
+
+/// The recorded request that \a request is: with the same data if there is one, otherwise the first of its operation.
+BusReplay::Item* BusReplay::findRequest(Player& player, const SeenFrame& request)
+{
+    Item* best = nullptr;
+    int bestRank = 0;
+    for (Item& item : player.items) {
+        const SeenFrame& recorded = item.frame;
+        if (item.isDone || item.isPush() || recorded.operation != request.operation || recorded.port != request.port) {
+            continue;
+        }
+        const bool isSame =
+            tarvexctl::differences(QString(), recorded.data, request.data, Strictness::Ordinary).isEmpty();
+        const int rank = isSame ? 3 : recorded.command() == request.command() && recorded.to() == request.to() ? 2 : 1;
+        const bool mayDiffer = !isLogLine(request) && recorded.isMessage() == request.isMessage();
+        if (rank > bestRank && (rank > 1 || (mayDiffer && !recorded.isMessage()))) {
+            best = &item;
+            bestRank = rank;
+        }
+    }
+    return best;
+}
+
+void BusReplay::remove(Connection& connection)
+{
+    for (const auto& entry : m_players) {
+        if (entry.second->receiver == &connection) {
+            entry.second->receiver = nullptr;
+        }
+    }
+    connection.socket->deleteLater();
+    const auto found = std::find_if(m_connections.begin(), m_connections.end(),
+                                    [&](const auto& owned) { return owned.get() == &connection; });
+    m_connections.erase(found);
+}
+
+void BusReplay::advance()
+{
+    qint64 nextMs = LOOK_INTERVAL_MS;
+    for (const auto& entry : m_players) {
+        nextMs = qMin(nextMs, advance(*entry.second));
+    }
+    if (isOver()) {
+        giveUp();
+        end();
+    } else {
+        m_timer.start(static_cast<int>(nextMs));
+    }
+}
+
+qint64 BusReplay::advance(Player& player)
+{
+    for (Item& item : player.items) {
+        if (item.isDone || isLogLine(item.frame) || isHandshake(item.frame)) {
+            continue;
+        }
+        if (player.startMs < 0 || player.receiver == nullptr) {
+            return LOOK_INTERVAL_MS;
+        }
+        const qint64 rest = restMs(player, item);
+        if (!item.isPush()) {
+            if (rest > 0) {
+                return qMin(rest, LOOK_INTERVAL_MS);
+            }
+            continue; // it did not come; what follows does not wait for it any longer
+        }
+        if (rest > 0 || !push(player, item)) {
+            return qBound<qint64>(1, rest, LOOK_INTERVAL_MS);
+        }
+    }
+    return LOOK_INTERVAL_MS;
+}
+
+/// How long until a push is due, or until a request is waited for no longer.
+qint64 BusReplay::restMs(Player& player, const Item& item) const
+{
+    const qint64 offsetUs = qMax<qint64>(item.offsetUs - player.startOffsetUs, 0);
+    const qint64 dueMs = pace().isByStep ? player.startMs : player.startMs + pace().dueMs(offsetUs);
+    const qint64 patienceMs = item.isPush() ? 0 : pace().patienceMs;
+    return dueMs + patienceMs - elapsedMs();
+}
+
+/// \return false when nobody has asked for the next step yet
+bool BusReplay::push(Player& player, Item& item)
+{
+    if (pace().isByStep) {
+        if (m_steps == 0) {
+            return false;
+        }
+        --m_steps;
+    }
+    item.isDone = true;
+    player.receiver->socket->send(
+        tarvex::traffic::encodeRequest(item.frame.operation, uids().withFresh(item.frame.data)));
+    countSent();
+    m_lastActivityMs = elapsedMs();
+    return true;
+}
+
+/// Whether every client was there, every push is sent, and every request has come or nothing comes any more.
+bool BusReplay::isOver()
+{
+    bool isComplete = true;
+    for (const auto& entry : m_players) {
+        const Player& player = *entry.second;
+        if (!player.hasConnected) {
+            return false;
+        }
+        for (const Item& item : player.items) {
+            const bool isOptional = isLogLine(item.frame) || isHandshake(item.frame);
+            if (item.isPush() && !item.isDone) {
+                return false;
+            }
+            isComplete = isComplete && (isOptional || item.isDone);
+            isComplete = isComplete && (!item.isPush() || !item.answer || item.isAnswered);
+        }
+    }
+    return isComplete || elapsedMs() - m_lastActivityMs > pace().patienceMs;
+}
+
+} // namespace tarvexctl

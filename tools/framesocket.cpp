@@ -28,6 +28,7 @@ void FrameSocket::send(const QByteArray& frame)
 {
     if (!m_isClosed) {
         m_socket->write(frame);
+        m_socket->flush(); // the program may end before the event loop runs again
     }
 }
 

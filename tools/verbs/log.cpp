@@ -115,8 +115,9 @@ public:
                         "Takes the place of the log service: the lines are acknowledged and gone");
         parser.add_flag("--replace", m_replaces, "With --stand-in: also when a log service is there");
         m_limits.addTo(parser);
-        parser.footer("The lines are seen on their way to the bus, so a log service gets them as well. Example: "
-                      "tarvexctl log --level warning --last 20");
+        parser.footer(parser.get_footer()
+                      + " The lines are seen on their way to the bus, so a log service gets them as well. Example: "
+                        "tarvexctl log --level warning --last 20");
     }
 
     void run(const Context& context) const override

@@ -25,8 +25,10 @@ public:
         m_last.addTo(parser);
         m_source.addTo(parser);
         m_limits.addTo(parser);
-        parser.footer("Filters are combined: a frame must fit all of them. A reply counts like its request. Example: "
-                      "tarvexctl monitor --client ticket_printer --slow 100");
+        parser.footer(
+            parser.get_footer()
+            + " Filters are combined: a frame must fit all of them. A reply counts like its request. Example: "
+              "tarvexctl monitor --client ticket_printer --slow 100");
     }
 
     void run(const Context& context) const override

@@ -38,8 +38,10 @@ public:
         m_last.addTo(parser);
         m_source.addTo(parser);
         m_limits.addTo(parser);
-        parser.footer("The file holds one JSON object a line; \"tarvexctl replay\" plays it. A filter takes the frames "
-                      "away that a replay may need. Example: tarvexctl record fault.jsonl");
+        parser.footer(
+            parser.get_footer()
+            + " The file holds one JSON object a line; \"tarvexctl replay\" plays it. A filter takes the frames "
+              "away that a replay may need. Example: tarvexctl record fault.jsonl");
     }
 
     void run(const Context& context) const override

@@ -162,8 +162,9 @@ public:
         parser.add_flag("--force", m_isForced, "Also plays clients that are connected; they lose their connections");
         m_patience.addTo(parser);
         m_timeout.addTo(parser);
-        parser.footer("A command that is played prints a ticket again, so commands are left out without "
-                      "--with-commands. Example: tarvexctl replay fault.jsonl --only gui --speed 10 --diff");
+        parser.footer(parser.get_footer()
+                      + " A command that is played prints a ticket again, so commands are left out without "
+                        "--with-commands. Example: tarvexctl replay fault.jsonl --only gui --speed 10 --diff");
     }
 
     void run(const Context& context) const override
@@ -173,7 +174,11 @@ public:
         if (m_isStrict && !m_isDiff) {
             throw Failure(WrongUse, QStringLiteral("--strict needs --diff"));
         }
-        const Recording recording = readRecording(m_file.nonEmptyText());
+        const QString path = m_file.nonEmptyText();
+        if (m_isByStep && path == QLatin1String("-")) {
+            throw Failure(WrongUse, QStringLiteral("--step reads stdin, so the recording must be a file"));
+        }
+        const Recording recording = readRecording(path);
         if (recording.isCut) {
             complain(QStringLiteral("the last line is cut and was left out: the recorder was killed, most likely"));
         }

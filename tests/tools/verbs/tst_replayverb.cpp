@@ -94,6 +94,7 @@ private Q_SLOTS:
     void connectedClient_isRefused();
     void noBus_is3();
     void step_waitsForEnter();
+    void step_takesOneFrameForEachLine();
     void lastLineCut_isTold();
     void wrongRecording_isRefusedBeforeConnecting();
     void wrongUse_isRefused_data();
@@ -260,6 +261,21 @@ void TstReplayVerb::step_waitsForEnter()
     QCOMPARE(ending.status, 0);
     QVERIFY2(ending.err.contains("stdin is at its end; the rest is not played"), ending.err.constData());
     QCOMPARE(buses.query.requests().size(), 0);
+}
+
+void TstReplayVerb::step_takesOneFrameForEachLine()
+{
+    FakeBuses buses;
+    buses.query.willAlwaysDo(FakeBus::answer);
+    SeenFrame second = request(5, u"gui"_s, u"saveState"_s, {});
+    const Tape tape(question({}) << second << reply(6, second));
+    ChildProcess run(u"/bin/sh"_s, {u"-c"_s, u"echo | %1 %2"_s.arg(ProgramRun::program(), tape.replay(u"--step"_s))});
+    QVERIFY(run.start());
+    QCOMPARE(run.status(), 0);
+    QCOMPARE(operations(buses.query), QStringList{u"loadState"_s});
+    QVERIFY2(run.err().contains("next: ") && run.err().contains("gui -> bus  loadState door"), run.err().constData());
+    ProgramRun fromStdin(u"replay - --step"_s);
+    QCOMPARE(fromStdin.ending(), ended(2, {"--step reads stdin, so the recording must be a file"}));
 }
 
 void TstReplayVerb::lastLineCut_isTold()

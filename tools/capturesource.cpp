@@ -1,0 +1,150 @@
+#include "capturesource.h"
+
+#include "failure.h"
+#include "output.h"
+#include "packetreader.h"
+#include "traffic/seenframe.h"
+
+#include <QCoreApplication>
+#include <QStandardPaths>
+
+#include <array>
+#include <cerrno>
+#include <cstring>
+#include <fcntl.h>
+#include <unistd.h>
+#include <utility>
+
+Q_DECLARE_METATYPE(const tarvex::traffic::SeenFrame*)
+
+namespace tarvexctl {
+
+namespace {
+
+const QString PROGRAM = QStringLiteral("tarvex-capture");
+/// It needs a few milliseconds.
+constexpr int END_TIMEOUT_MS = 2000;
+
+QString programFile()
+{
+    const QString beside = QStandardPaths::findExecutable(PROGRAM, {QCoreApplication::applicationDirPath()});
+    return beside.isEmpty() ? QStandardPaths::findExecutable(PROGRAM) : beside;
+}
+
+} // namespace
+
+CaptureSource::CaptureSource(const QString& interface, QObject* parent) : FrameSource(parent), m_interface(interface)
+{
+    qRegisterMetaType<const tarvex::traffic::SeenFrame*>();
+    connect(&m_program, &QProcess::readyReadStandardError, this, &CaptureSource::readWords);
+    connect(&m_program, QOverload<int, QProcess::ExitStatus>::of(&QProcess::finished), this,
+            &CaptureSource::endWhenDone);
+    connect(&m_program, &QProcess::errorOccurred, this, [this](QProcess::ProcessError error) {
+        if (error == QProcess::FailedToStart) {
+            fail(Refused, QStringLiteral("cannot start %1: %2").arg(m_program.program(), m_program.errorString()));
+        }
+    });
+}
+
+CaptureSource::~CaptureSource()
+{
+    m_receiver.reset(); // the reader may be waiting for it
+    m_program.terminate();
+    if (!m_program.waitForFinished(END_TIMEOUT_MS)) {
+        m_program.kill();
+        m_program.waitForFinished(END_TIMEOUT_MS);
+    }
+    m_thread.quit();
+    m_thread.wait();
+}
+
+void CaptureSource::start()
+{
+    const QString file = programFile();
+    std::array<int, 2> pipe{-1, -1};
+    if (file.isEmpty()) {
+        fail(Refused,
+             QStringLiteral("%1 is not installed: it is neither beside this program nor on the PATH").arg(PROGRAM));
+        return;
+    }
+    if (::pipe2(pipe.data(), O_CLOEXEC) != 0) {
+        fail(Refused, QStringLiteral("no pipe to %1: %2").arg(PROGRAM, QString::fromLocal8Bit(std::strerror(errno))));
+        return;
+    }
+    m_program.packets = pipe[1];
+    m_program.start(file, {m_interface}, QIODevice::ReadOnly);
+    ::close(pipe[1]);
+    startReading(pipe[0]);
+}
+
+void CaptureSource::startReading(int descriptor)
+{
+    auto* const reader = new PacketReader(::fdopen(descriptor, "rb"));
+    reader->moveToThread(&m_thread);
+    connect(&m_thread, &QThread::started, reader, &PacketReader::read);
+    connect(&m_thread, &QThread::finished, reader, &QObject::deleteLater);
+    connect(
+        reader, &PacketReader::seen, m_receiver.get(),
+        [this](const tarvex::traffic::SeenFrame* frame) { Q_EMIT seen(*frame); }, Qt::BlockingQueuedConnection);
+    connect(reader, &PacketReader::ended, m_receiver.get(), [this](const QString& error) { onReaderEnded(error); });
+    m_thread.start();
+}
+
+void CaptureSource::onReaderEnded(const QString& error)
+{
+    m_readError = error;
+    m_isRead = true;
+    endWhenDone();
+}
+
+void CaptureSource::readWords()
+{
+    const QList<QByteArray> lines = m_program.readAllStandardError().split('\n');
+    for (const QByteArray& line : lines) {
+        QString words = QString::fromLocal8Bit(line);
+        if (words.isEmpty()) {
+            continue;
+        }
+        words.remove(0, words.startsWith(PROGRAM + QStringLiteral(": ")) ? PROGRAM.size() + 2 : 0);
+        m_words = words;
+        m_isCapturing = m_isCapturing || words.startsWith(QLatin1String("capturing on "));
+        if (m_isCapturing) {
+            complain(words);
+        }
+    }
+}
+
+/// The end of the program and that of its packets come in any order.
+void CaptureSource::endWhenDone()
+{
+    if (!m_isRead || m_program.state() != QProcess::NotRunning || m_hasEnded) {
+        return;
+    }
+    readWords();
+    if (m_program.exitStatus() != QProcess::NormalExit) {
+        fail(Refused, QStringLiteral("%1 has crashed").arg(PROGRAM));
+    } else if (m_program.exitCode() != Done) {
+        fail(m_program.exitCode(), m_words);
+    } else if (!m_readError.isEmpty()) {
+        fail(Refused, QStringLiteral("cannot read what %1 has captured: %2").arg(PROGRAM, m_readError));
+    } else {
+        m_hasEnded = true;
+        Q_EMIT ended();
+    }
+}
+
+/// The signal comes after start(), not from inside it.
+void CaptureSource::fail(int status, const QString& words)
+{
+    if (!std::exchange(m_hasEnded, true)) {
+        QMetaObject::invokeMethod(
+            this, [this, status, words] { Q_EMIT failed(status, words); }, Qt::QueuedConnection);
+    }
+}
+
+void CaptureSource::Program::setupChildProcess()
+{
+    ::dup2(packets, STDOUT_FILENO);
+}
+
+} // namespace tarvexctl

@@ -234,11 +234,14 @@ QString FrameLines::text(const SeenFrame& frame)
     }
     const QString date = dateLine(frame);
     const QString start = head(frame);
-    QString words = visible(what(frame).left(m_width));
+    const bool isShort = frame.problem.isEmpty(); // the end of a problem says what is wrong
+    QString words = visible(isShort ? what(frame).left(m_width) : what(frame));
     const QString data = m_detail == OneLine && isFrame(frame) ? visible(keyData(frame).left(m_width)) : QString();
     const QString fault = frame.fault.isEmpty() ? QString() : QStringLiteral(" [fault: %1]").arg(visible(frame.fault));
     const int room = qMax(m_width - cellWidth(start) - cellWidth(fault), MIN_WIDTH / 3);
-    words = cutTo(words, room);
+    if (isShort) {
+        words = cutTo(words, room);
+    }
     const int rest = room - cellWidth(words) - 1;
     const QString shownData = data.isEmpty() || rest < 2 ? QString() : QLatin1Char(' ') + cutTo(data, rest);
     const std::optional<Colour> colour = colourOf(frame);

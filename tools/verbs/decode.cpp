@@ -1,0 +1,202 @@
+#include "failure.h"
+#include "frameline.h"
+#include "output.h"
+#include "traffic/bytesobserver.h"
+#include "traffic/capturefile.h"
+#include "traffic/packetobserver.h"
+#include "verbs/options.h"
+#include "verbs/verblist.h"
+
+#include <CLI/CLI.hpp>
+#include <QFile>
+
+#include <array>
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+
+using namespace tarvex::traffic;
+
+namespace tarvexctl {
+
+namespace {
+
+/// The form of a file.
+enum class Form {
+    Capture,
+    Bytes,
+    Neither
+};
+
+/// \return why it could not, from errno
+QString systemWords()
+{
+    return QString::fromLocal8Bit(std::strerror(errno));
+}
+
+/// Looks at the first byte only, because no more than one can be put back, and the file may be a pipe. All forms of a
+/// capture begin with one of these.
+Form formOf(std::FILE* file)
+{
+    const int first = std::getc(file);
+    std::ungetc(first, file);
+    switch (first) {
+    case 0xd4: // pcap, by the byte order and the unit of the times
+    case 0xa1:
+    case 0x4d:
+    case '\n': // pcapng
+        return Form::Capture;
+    case '[':
+        return Form::Bytes;
+    default:
+        return Form::Neither;
+    }
+}
+
+/// What was found.
+struct Count
+{
+    qint64 frames = 0;
+    qint64 bad = 0;
+    qint64 gaps = 0;
+
+    void add(Kind kind)
+    {
+        frames += kind == Kind::Request || kind == Kind::Reply ? 1 : 0;
+        bad += kind == Kind::Bad ? 1 : 0;
+        gaps += kind == Kind::Gap ? 1 : 0;
+    }
+
+    QString words() const { return QStringLiteral("%1 frames, %2 bad, %3 gaps").arg(frames).arg(bad).arg(gaps); }
+};
+
+class Decode : public Verb
+{
+public:
+    Decode() : Verb("decode", "Shows the frames in a capture file, and what is wrong with them") { }
+
+    void addOptions(CLI::App& parser) override
+    {
+        m_file.addTo(parser);
+        parser.add_flag("--full", m_isFull, "All of the data, on lines of its own");
+        parser.add_flag("--raw", m_isRaw, "FILE holds the bytes of one direction of a connection, whatever they are");
+        parser.add_flag("--receiver", m_isReceiver,
+                        "The bytes are from the receiver port, where the bus sends messages; otherwise they are from "
+                        "the query port");
+        parser.footer("Example: tcpdump -i lo -w bus.pcap port 45535 or port 45537; tarvexctl decode bus.pcap");
+    }
+
+    void run(const Context& context) const override;
+
+private:
+    Form checkedForm(std::FILE* file) const;
+    void readCapture(std::FILE* file, const PacketObserver::Sink& sink, const Count& count) const;
+    void readBytes(std::FILE* file, const BytesObserver::Sink& sink) const;
+
+    Argument m_file{"FILE", "A capture of tcpdump or tarvex-capture, or the bytes of a connection; - is stdin"};
+    bool m_isFull = false;
+    bool m_isRaw = false;
+    bool m_isReceiver = false;
+};
+
+/// Opens a file for reading. Throws Failure.
+std::FILE* openFile(const QString& name)
+{
+    std::FILE* const file = name == QLatin1String("-") ? stdin : std::fopen(QFile::encodeName(name).constData(), "rbe");
+    if (file == nullptr) {
+        throw Failure(WrongUse, QStringLiteral("%1: %2").arg(name, systemWords()));
+    }
+    return file;
+}
+
+void Decode::run(const Context& context) const
+{
+    std::FILE* const file = openFile(m_file.nonEmptyText());
+    const Form form = checkedForm(file);
+    FrameLines lines(context.palette, m_isFull ? FrameLines::Full : FrameLines::OneLine);
+    Output& output = context.output;
+    Count count;
+    const auto show = [&](const SeenFrame& frame) {
+        count.add(frame.kind);
+        if (output.isJson()) {
+            output.writeObject(frame.toVariantMap());
+        } else {
+            output.writeText(lines.text(frame));
+        }
+    };
+    if (form == Form::Capture) {
+        readCapture(file, show, count);
+    } else {
+        readBytes(file, show);
+    }
+    if (count.bad > 0) {
+        throw Failure(Refused, count.words());
+    }
+    complain(count.words());
+}
+
+Form Decode::checkedForm(std::FILE* file) const
+{
+    const Form form = m_isRaw ? Form::Bytes : formOf(file);
+    QString wrong;
+    if (std::ferror(file) != 0) {
+        wrong = systemWords();
+    } else if (form == Form::Neither && std::feof(file) != 0) {
+        wrong = QStringLiteral("it is empty");
+    } else if (form == Form::Neither) {
+        wrong = QStringLiteral("it is no capture, and its bytes do not begin with a frame; --raw decodes them anyway");
+    } else if (form == Form::Capture && m_isReceiver) {
+        wrong = QStringLiteral("it is a capture, which tells the port: --receiver is for the bytes of a connection");
+    }
+    if (!wrong.isEmpty()) {
+        throw Failure(WrongUse, QStringLiteral("%1: %2").arg(m_file.text(), wrong));
+    }
+    return form;
+}
+
+void Decode::readCapture(std::FILE* file, const PacketObserver::Sink& sink, const Count& count) const
+{
+    CaptureFile capture(file);
+    if (!capture.isOpen()) {
+        throw Failure(WrongUse, QStringLiteral("%1: %2").arg(m_file.text(), capture.errorString()));
+    }
+    PacketObserver observer(PacketObserver::WithPacket, sink);
+    Packet packet;
+    CaptureFile::Result result = CaptureFile::Read;
+    while ((result = capture.next(packet)) == CaptureFile::Read) {
+        observer.take(packet);
+    }
+    observer.finish();
+    if (observer.busPackets() == 0) {
+        complain(QStringLiteral("none of its %1 packets belongs to the bus").arg(packet.number));
+    }
+    if (result == CaptureFile::Damaged) {
+        throw Failure(Refused,
+                      QStringLiteral("%1; the capture is damaged after packet %2: %3")
+                          .arg(count.words(), QString::number(packet.number), capture.errorString()));
+    }
+}
+
+void Decode::readBytes(std::FILE* file, const BytesObserver::Sink& sink) const
+{
+    constexpr std::size_t PIECE_SIZE = 65536;
+    BytesObserver observer(m_isReceiver ? Port::Receiver : Port::Query, sink);
+    std::array<char, PIECE_SIZE> piece{};
+    std::size_t size = 0;
+    while ((size = std::fread(piece.data(), 1, piece.size(), file)) > 0) {
+        observer.take(QByteArray(piece.data(), static_cast<int>(size)));
+    }
+    observer.finish();
+    if (std::ferror(file) != 0) {
+        throw Failure(WrongUse, QStringLiteral("%1: %2").arg(m_file.text(), systemWords()));
+    }
+}
+
+} // namespace
+
+std::unique_ptr<Verb> makeDecode()
+{
+    return std::make_unique<Decode>();
+}
+
+} // namespace tarvexctl

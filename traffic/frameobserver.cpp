@@ -72,14 +72,13 @@ QString bytesText(qint64 count)
 
 FrameObserver::Findings FrameObserver::append(const QByteArray& bytes, qint64 packet)
 {
-    m_pending.remove(0, m_at);
-    m_at = 0;
     if (m_pending.isEmpty() && !m_isInPayload) {
         m_framePacket = packet;
     }
     m_pending.append(bytes);
     m_packet = packet;
     while (step() == Step::Goes) { }
+    dropRead();
     return std::exchange(m_findings, {});
 }
 
@@ -95,6 +94,7 @@ FrameObserver::Findings FrameObserver::miss(qint64 count, qint64 packet)
         consume(available());
     }
     report(Finding::Gap, m_offset, words);
+    dropRead();
     m_offset += count;
     lose();
     m_lostAt = m_offset;
@@ -264,6 +264,13 @@ void FrameObserver::consume(int count)
     m_offset += count;
 }
 
+/// What is left is copied, so that the room of a large one is not kept.
+void FrameObserver::dropRead()
+{
+    m_pending = m_pending.mid(m_at);
+    m_at = 0;
+}
+
 /// Says what was not understood since the place was lost, up to \a end.
 void FrameObserver::reportSkipped(qint64 end)
 {
@@ -302,13 +309,16 @@ QString FrameObserver::headWords(FrameStream::Result result, const QString& line
                                                 : QStringLiteral("but base64 has a positive multiple of 4 bytes");
         return QStringLiteral("the size line is \"%1\", %2").arg(line, reason);
     }
+    const QString words = QStringLiteral("\"%1\" begins no frame").arg(line);
     const int run = m_lastSize > 0 ? base64Run(m_pending, m_at, available()) : 0;
-    if (run == 0) {
-        return QStringLiteral("\"%1\" begins no frame").arg(line);
+    const bool isAll = run == available();
+    if (run == 0 || (!isAll && m_pending.at(m_at + run) != HEADER_BEGIN)) {
+        return words;
     }
     const QString before =
         QStringLiteral("the payload before goes on after the %1 bytes of its size line").arg(m_lastSize);
-    return run == available() ? before : QStringLiteral("%1: the size is too small by %2").arg(before).arg(run);
+    return isAll ? QStringLiteral("%1; perhaps %2").arg(words, before)
+                 : QStringLiteral("%1: the size is too small by %2").arg(before).arg(run);
 }
 
 } // namespace tarvex::traffic

@@ -84,6 +84,7 @@ private:
     void lose();
     void startFrame();
     void consume(int count);
+    void dropRead();
     void reportSkipped(qint64 end);
     void report(Finding::Kind kind, qint64 offset, const QString& problem, int size = 0);
 

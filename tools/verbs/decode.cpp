@@ -4,6 +4,7 @@
 #include "traffic/bytesobserver.h"
 #include "traffic/capturefile.h"
 #include "traffic/packetobserver.h"
+#include "verbs/frameoptions.h"
 #include "verbs/options.h"
 #include "verbs/verblist.h"
 
@@ -78,12 +79,14 @@ public:
     void addOptions(CLI::App& parser) override
     {
         m_file.addTo(parser);
+        m_filter.addTo(parser);
         parser.add_flag("--full", m_isFull, "All of the data, on lines of its own");
         parser.add_flag("--raw", m_isRaw, "FILE holds the bytes of one direction of a connection, whatever they are");
         parser.add_flag("--receiver", m_isReceiver,
                         "The bytes are from the receiver port, where the bus sends messages; otherwise they are from "
                         "the query port");
-        parser.footer("Example: tcpdump -i lo -w bus.pcap port 45535 or port 45537; tarvexctl decode bus.pcap");
+        parser.footer("Filters are combined: a frame must fit all of them. Example: tcpdump -i lo -w bus.pcap port "
+                      "45535 or port 45537; tarvexctl decode bus.pcap");
     }
 
     void run(const Context& context) const override;
@@ -94,6 +97,7 @@ private:
     void readBytes(std::FILE* file, const BytesObserver::Sink& sink) const;
 
     Argument m_file{"FILE", "A capture of tcpdump or tarvex-capture, or the bytes of a connection; - is stdin"};
+    FrameFilterOptions m_filter;
     bool m_isFull = false;
     bool m_isRaw = false;
     bool m_isReceiver = false;
@@ -111,6 +115,7 @@ std::FILE* openFile(const QString& name)
 
 void Decode::run(const Context& context) const
 {
+    FrameFilter filter(m_filter.criteria());
     std::FILE* const file = openFile(m_file.nonEmptyText());
     const Form form = checkedForm(file);
     FrameLines lines(context.palette, m_isFull ? FrameLines::Full : FrameLines::OneLine);
@@ -118,6 +123,10 @@ void Decode::run(const Context& context) const
     Count count;
     const auto show = [&](const SeenFrame& frame) {
         count.add(frame.kind);
+        lines.note(frame);
+        if (!filter.takes(frame)) {
+            return;
+        }
         if (output.isJson()) {
             output.writeObject(frame.toVariantMap());
         } else {

@@ -1,6 +1,7 @@
 #include "verbs/frameoptions.h"
 
 #include "arguments.h"
+#include "capturesource.h"
 #include "controlsource.h"
 #include "failure.h"
 
@@ -61,11 +62,22 @@ FrameCriteria FrameFilterOptions::criteria() const
 
 void FrameSourceOptions::addTo(CLI::App& parser)
 {
-    static_cast<void>(parser);
+    parser
+        .add_option("--capture", m_interface,
+                    "Looks at the network, so any bus will do. INTERFACE is lo when it is not given")
+        ->type_name("[INTERFACE]")
+        ->expected(0, 1);
 }
 
 std::unique_ptr<FrameSource> FrameSourceOptions::make(const QString& clientName, int pastCount, FramePast& past) const
 {
+    if (m_interface) {
+        if (pastCount > 0) {
+            throw Failure(WrongUse, QStringLiteral("--last needs the development bus: the network keeps no past"));
+        }
+        const QString interface = text(*m_interface);
+        return std::make_unique<CaptureSource>(interface.isEmpty() ? QStringLiteral("lo") : interface);
+    }
     const qint64 newest = newestFrameNumber(clientName);
     past = {pastCount, pastCount > 0 ? newest : 0};
     // The filter decides which of the past are shown, so all of the past are asked for.

@@ -37,15 +37,14 @@ class FrameSourceOptions
 public:
     void addTo(CLI::App& parser);
 
-    bool isCapture() const { return m_isCapture; }
+    bool isCapture() const { return m_interface.has_value(); }
 
     /// Makes the source. Throws Failure when there is no bus, or when it does not show its frames. \a pastCount is the
     /// number of frames of the past that are wanted; \a past gets what FrameWatch needs for it.
     std::unique_ptr<FrameSource> make(const QString& clientName, int pastCount, FramePast& past) const;
 
 private:
-    bool m_isCapture = false;
-    std::string m_interface;
+    std::optional<std::string> m_interface; ///< Empty when only the option was given.
 };
 
 /// How many frames of the past are shown: --last.

@@ -79,7 +79,11 @@ SeenFrame BusConnection::seenFrame(Kind kind, Direction direction) const
 std::optional<Fault> BusConnection::meetFault(Faults::Occasion::Kind kind, const QString& client,
                                               const QString& operation, const QVariantMap& data)
 {
-    return m_faults.meet({kind, m_port, client, operation, data});
+    std::optional<Fault> fault = m_faults.meet({kind, m_port, client, operation, data});
+    if (fault) {
+        Q_EMIT faultMet();
+    }
+    return fault;
 }
 
 void BusConnection::sendRequest(const QString& operation, const QVariantMap& data, const std::optional<Fault>& fault)

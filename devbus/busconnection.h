@@ -88,6 +88,8 @@ Q_SIGNALS:
     void replyReceived(const QVariantMap& envelope);
     /// There is room to send again.
     void writable();
+    /// The client has met a fault on purpose.
+    void faultMet();
     /// The connection is gone; emitted once.
     void closed();
     /// One line of the trace. Emitted only while tracing is on.

@@ -205,6 +205,7 @@ void BusServer::addConnection(QTcpSocket* socket, BusConnection::Port port)
     connect(connection, &BusConnection::replyReceived, this,
             [this, connection](const QVariantMap& envelope) { onReply(connection, envelope); });
     connect(connection, &BusConnection::traced, this, &BusServer::traced);
+    connect(connection, &BusConnection::faultMet, this, &BusServer::faultMet);
     connect(connection, &BusConnection::seen, &m_frames, &traffic::FrameMemory::add);
     m_frames.add(connection->seenFrame(traffic::Kind::Opened));
     connect(connection, &BusConnection::closed, this, [this, connection] { removeConnection(connection); });

@@ -135,6 +135,8 @@ Q_SIGNALS:
                         const QVariantMap& data);
     /// A client has acknowledged a pushed message.
     void messageAcknowledged(const QString& client, const QString& uid);
+    /// A client has met a fault on purpose.
+    void faultMet();
     /// One line for each frame in and out.
     void traced(const QString& line);
     /// Something for the developer to know, in one line.

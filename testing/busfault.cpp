@@ -21,6 +21,8 @@ FaultRule ruleOf(FaultRule::Effect effect, qint64 amount = 0, const QString& tex
 
 BusFault::BusFault(FaultData* data) : d(data) { }
 
+BusFault::BusFault() : BusFault(silence()) { }
+
 BusFault::BusFault(const BusFault& other) = default;
 
 BusFault& BusFault::operator=(const BusFault& other) = default;

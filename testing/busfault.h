@@ -4,6 +4,7 @@
 #include "records/tarvexerror.h"
 #include "tarvextesting_export.h"
 
+#include <QMetaType>
 #include <QSharedDataPointer>
 #include <QString>
 
@@ -30,6 +31,8 @@ public:
         Block,  ///< Those of the compressed block inside; the payload stays base64.
     };
 
+    /// The same as silence().
+    BusFault();
     BusFault(const BusFault& other);
     BusFault& operator=(const BusFault& other);
     ~BusFault();
@@ -98,5 +101,7 @@ private:
 };
 
 } // namespace tarvex::testing
+
+Q_DECLARE_METATYPE(tarvex::testing::BusFault)
 
 #endif // BUSFAULT_H

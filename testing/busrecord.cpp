@@ -21,6 +21,11 @@ void BusRecord::observe(BusServer& server)
         m_acknowledged.insert(uid);
         wakeUp();
     });
+    connect(&server, &BusServer::faultMet, &server, [this] {
+        const std::lock_guard<std::mutex> lock(m_mutex);
+        ++m_faultCount;
+        wakeUp();
+    });
     connect(&server, &BusServer::clientsChanged, &server, [this, &server] {
         setClients(server.clients(BusConnection::Port::Query), server.clients(BusConnection::Port::Receiver));
     });
@@ -61,6 +66,12 @@ bool BusRecord::isAcknowledged(const QString& uid) const
 {
     const std::lock_guard<std::mutex> lock(m_mutex);
     return m_acknowledged.contains(uid);
+}
+
+int BusRecord::faultCount() const
+{
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    return m_faultCount;
 }
 
 void BusRecord::forgetClients()

@@ -33,6 +33,8 @@ public:
     QStringList clients(devbus::BusConnection::Port port) const;
     bool isConnected(const QString& client, devbus::BusConnection::Port port) const;
     bool isAcknowledged(const QString& uid) const;
+    /// How many frames have met a fault on purpose.
+    int faultCount() const;
     /// To be called when the server was stopped, because it does not report which clients have gone then.
     void forgetClients();
 
@@ -48,6 +50,7 @@ private:
     QList<BusRequest> m_requests;
     qint64 m_lastNumber = 0;
     QSet<QString> m_acknowledged;
+    int m_faultCount = 0;
     QStringList m_queryClients;
     QStringList m_receiverClients;
     bool m_isWakeUpUnderWay = false;

@@ -304,6 +304,14 @@ bool TestBus::addFault(const BusFault& fault)
     return m_host->addFault(fault);
 }
 
+bool TestBus::waitForFaults(int count, int timeoutMs)
+{
+    const BusRecord& record = m_host->record();
+    return m_host->waitUntil([&] { return record.faultCount() >= count; }, timeoutMs,
+                             {QStringLiteral("%1 frames have not met a fault").arg(count),
+                              [](const BusRequest& request) { return !request.isNoise(); }});
+}
+
 void TestBus::failRequests(const QString& operation, TarvexError::Error error, const QString& client)
 {
     addFault(BusFault::error(error).forReplies().forOperation(operation).forClient(client));

@@ -163,6 +163,8 @@ public:
     /// several fit, the latest applies.
     /// \return false when the fault makes no sense, such as a push with an error, or when there are 256 faults already.
     bool addFault(const BusFault& fault);
+    /// Waits until so many frames have met a fault, whichever, since this object was made.
+    bool waitForFaults(int count, int timeoutMs = DEFAULT_TIMEOUT_MS);
 
     // ---- Services that are not there
 

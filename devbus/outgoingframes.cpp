@@ -16,7 +16,8 @@ using Effect = FaultRule::Effect;
 
 /// A limited frame is written in so many pieces a second, so that a reader sees it trickle.
 constexpr qint64 LIMIT_PIECES_PER_S = 20;
-constexpr qint64 MS_PER_S = 1000;
+constexpr qint64 NS_PER_MS = 1000000;
+constexpr qint64 NS_PER_S = 1000 * NS_PER_MS;
 
 } // namespace
 
@@ -30,12 +31,12 @@ OutgoingFrames::OutgoingFrames(QTcpSocket& socket, QObject* parent) : QObject(pa
 
 void OutgoingFrames::add(const OutgoingFrame& frame)
 {
-    if (m_held.empty() && !frame.fault && m_pauseEndMs <= m_clock.elapsed()) {
+    if (m_held.empty() && !frame.fault && m_pauseEndNs <= m_clock.nsecsElapsed()) {
         m_socket.write(frame.bytes);
         Q_EMIT passed(frame.seen, framePayload(frame.bytes));
         return;
     }
-    m_held.push_back(hold(frame, m_clock.elapsed()));
+    m_held.push_back(hold(frame, m_clock.nsecsElapsed()));
     m_heldBytes += m_held.back().bytes.size();
     if (!m_isRunning && !m_timer.isActive()) {
         m_timer.start(0);
@@ -49,23 +50,22 @@ void OutgoingFrames::clear()
     m_heldBytes = 0;
 }
 
-OutgoingFrames::Held OutgoingFrames::hold(const OutgoingFrame& frame, qint64 nowMs)
+OutgoingFrames::Held OutgoingFrames::hold(const OutgoingFrame& frame, qint64 nowNs)
 {
-    Held held{frame, frame.bytes, nowMs, std::numeric_limits<int>::max(), 0, false};
+    Held held{frame, frame.bytes, nowNs, std::numeric_limits<int>::max(), 0, 0};
     if (!frame.fault) {
         return held;
     }
     const FaultRule& rule = frame.fault->rule;
     held.bytes = faultyFrame(frame.bytes, *frame.fault);
     if (rule.effect == Effect::Delay) {
-        held.dueAtMs += rule.amount;
+        held.dueAtNs += rule.amount * NS_PER_MS;
     } else if (rule.effect == Effect::Pieces) {
         held.pieceSize = static_cast<int>(rule.amount);
-        held.pauseMs = rule.gapMs;
+        held.gapNs = rule.gapMs * NS_PER_MS;
     } else if (rule.effect == Effect::Limit) {
         held.pieceSize = static_cast<int>(qMax<qint64>(1, rule.amount / LIMIT_PIECES_PER_S));
-        held.pauseMs = static_cast<int>((held.pieceSize * MS_PER_S + rule.amount - 1) / rule.amount);
-        held.hasLastPause = true;
+        held.bytesPerSecond = rule.amount;
     }
     return held;
 }
@@ -78,9 +78,9 @@ void OutgoingFrames::run()
     }
     m_isRunning = true;
     while (!m_held.empty()) {
-        const qint64 waitMs = qMax(m_held.front().dueAtMs, m_pauseEndMs) - m_clock.elapsed();
-        if (waitMs > 0) {
-            m_timer.start(static_cast<int>(waitMs));
+        const qint64 waitNs = qMax(m_held.front().dueAtNs, m_pauseEndNs) - m_clock.nsecsElapsed();
+        if (waitNs > 0) {
+            m_timer.start(static_cast<int>((waitNs + NS_PER_MS - 1) / NS_PER_MS));
             break;
         }
         step();
@@ -129,8 +129,10 @@ void OutgoingFrames::writePiece()
     const QByteArray piece = held.bytes.mid(held.writtenBytes, held.pieceSize);
     held.writtenBytes += piece.size();
     m_heldBytes -= piece.size();
-    if (held.hasLastPause || held.writtenBytes < held.bytes.size()) {
-        m_pauseEndMs = m_clock.elapsed() + held.pauseMs;
+    if (held.bytesPerSecond > 0) {
+        m_pauseEndNs = m_clock.nsecsElapsed() + piece.size() * NS_PER_S / held.bytesPerSecond;
+    } else if (held.writtenBytes < held.bytes.size()) {
+        m_pauseEndNs = m_clock.nsecsElapsed() + held.gapNs;
     }
     m_socket.write(piece);
     m_socket.flush();

@@ -57,15 +57,15 @@ private:
     {
         OutgoingFrame frame;
         QByteArray bytes; ///< As they are written.
-        qint64 dueAtMs;
+        qint64 dueAtNs;
         int pieceSize;
-        int pauseMs;       ///< After each piece.
-        bool hasLastPause; ///< After the last piece as well.
+        qint64 gapNs;          ///< Between two pieces.
+        qint64 bytesPerSecond; ///< 0 when there is no limit.
         int writtenBytes = 0;
         bool isTold = false;
     };
 
-    static Held hold(const OutgoingFrame& frame, qint64 nowMs);
+    static Held hold(const OutgoingFrame& frame, qint64 nowNs);
     void run();
     void step();
     void tell();
@@ -78,7 +78,7 @@ private:
     QTimer m_timer;
     std::deque<Held> m_held;
     qint64 m_heldBytes = 0;
-    qint64 m_pauseEndMs = 0;
+    qint64 m_pauseEndNs = 0;
     bool m_isRunning = false;
 };
 

@@ -2,17 +2,11 @@
 #define FRAMEFOLLOWER_H
 
 #include "controlstream.h"
-
-namespace tarvex::traffic {
-class FrameMemory;
-}
+#include "framecursor.h"
 
 namespace tarvex::devbus {
 
 /// The frames of the bus as lines: the last ones, and then each as it passes.
-///
-/// A client that does not keep up gets the frames that the memory still has. For those that are gone it gets one item
-/// of the kind "gap", which says how many they are.
 class FrameFollower : public ControlStream
 {
     Q_OBJECT
@@ -26,10 +20,7 @@ public:
     QByteArray next() override;
 
 private:
-    QByteArray gapLine();
-
-    const traffic::FrameMemory& m_frames;
-    qint64 m_nextNumber;
+    FrameCursor m_cursor;
 };
 
 } // namespace tarvex::devbus

@@ -45,6 +45,7 @@ void FrameMemory::add(SeenFrame frame, const QByteArray& payload)
     frame.timeUs = currentTimeUs();
     m_correlator.take(frame, m_clock.nsecsElapsed() / NS_PER_US);
     frame.client.truncate(MAX_TEXT);
+    const SeenFrame whole = frame;
     const bool isKept = payload.size() <= MAX_PAYLOAD;
     if (!isKept) {
         leaveDataOut(frame);
@@ -59,7 +60,7 @@ void FrameMemory::add(SeenFrame frame, const QByteArray& payload)
         m_bytes -= m_entries.front().bytes;
         m_entries.pop_front();
     }
-    Q_EMIT added();
+    Q_EMIT added(whole);
 }
 
 std::optional<SeenFrame> FrameMemory::frame(qint64 number) const

@@ -43,8 +43,8 @@ public:
     std::optional<SeenFrame> frame(qint64 number) const;
 
 Q_SIGNALS:
-    /// There is a new frame.
-    void added();
+    /// There is a new frame, which is \a frame, with its data.
+    void added(const tarvex::traffic::SeenFrame& frame);
 
 private:
     struct Entry

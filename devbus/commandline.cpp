@@ -30,7 +30,7 @@ struct Parser : QCommandLineParser
 {
     Parser();
 
-    QList<QCommandLineOption> options() const { return {storage, memory, keep, fault, trace, help, version}; }
+    QList<QCommandLineOption> options() const { return {storage, memory, keep, fault, trace, http, help, version}; }
 
     const QCommandLineOption storage{
         QStringLiteral("storage"),
@@ -46,6 +46,10 @@ struct Parser : QCommandLineParser
                                    QStringLiteral("Bring about a fault on purpose; may be repeated. See below."),
                                    QStringLiteral("rule")};
     const QCommandLineOption trace{QStringLiteral("trace"), QStringLiteral("Show every frame, decoded, on stderr.")};
+    const QCommandLineOption http{
+        QStringLiteral("http"),
+        QStringLiteral("Show the traffic on a page at <port> of 127.0.0.1; 0 lets the system choose the port."),
+        QStringLiteral("port")};
     const QCommandLineOption help{{QStringLiteral("h"), QStringLiteral("help")},
                                   QStringLiteral("Show this text and exit.")};
     const QCommandLineOption version{{QStringLiteral("V"), QStringLiteral("version")},
@@ -115,6 +119,13 @@ CommandLine interpret(const Parser& parser)
     const QString faultError = readFaults(parser.values(parser.fault), commandLine.faults);
     if (!faultError.isEmpty()) {
         return wrongUse(faultError);
+    }
+    if (parser.isSet(parser.http)) {
+        commandLine.httpPort = parser.value(parser.http).toUShort(&isNumber);
+        if (!isNumber) {
+            return wrongUse(
+                QStringLiteral("--http must be a port from 0 to 65535, not \"%1\"").arg(parser.value(parser.http)));
+        }
     }
     commandLine.options.isTracing = parser.isSet(parser.trace);
     commandLine.isDefaultStorage = !parser.isSet(parser.storage) && !parser.isSet(parser.memory);

@@ -6,6 +6,8 @@
 #include <QList>
 #include <QString>
 
+#include <optional>
+
 namespace tarvex::devbus {
 
 /// What the arguments of the program ask for.
@@ -19,9 +21,10 @@ struct CommandLine
 
     Kind kind = Run;
     QString text;
-    BusServer::Options options;    ///< For the run.
-    QList<FaultRule> faults;       ///< In their order.
-    bool isDefaultStorage = false; ///< Nothing was said about the storage. Its folder may be missing.
+    BusServer::Options options;      ///< For the run.
+    QList<FaultRule> faults;         ///< In their order.
+    bool isDefaultStorage = false;   ///< Nothing was said about the storage. Its folder may be missing.
+    std::optional<quint16> httpPort; ///< Of the live page, when it is asked for; 0 lets the system choose it.
 };
 
 /// Reads the arguments as main() gets them. Needs the application object, which has the version.

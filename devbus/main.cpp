@@ -2,6 +2,7 @@
 #include "commandline.h"
 #include "controlserver.h"
 #include "controlservice.h"
+#include "page/livepage.h"
 #include "signalwatcher.h"
 #include "standardstreams.h"
 
@@ -9,6 +10,7 @@
 #include <QDir>
 #include <QFileInfo>
 
+#include <memory>
 #include <unistd.h>
 
 using tarvex::TarvexError;
@@ -19,6 +21,7 @@ using tarvex::devbus::ControlService;
 using tarvex::devbus::FaultRule;
 using tarvex::devbus::Faults;
 using tarvex::devbus::isFailure;
+using tarvex::devbus::LivePage;
 using tarvex::devbus::SignalWatcher;
 
 namespace {
@@ -85,6 +88,18 @@ void addFaults(Faults& faults, const QList<FaultRule>& rules)
     }
 }
 
+/// \return the page, or nothing when it cannot be shown.
+std::unique_ptr<LivePage> openPage(BusServer& server, ControlService& controlService, quint16 port)
+{
+    auto page = std::make_unique<LivePage>(server, controlService);
+    const TarvexError error = page->start(port);
+    if (isFailure(error)) {
+        complain(error.description());
+        return nullptr;
+    }
+    return announce(QLatin1String("tarvex-devbus: live page on ") + page->address()) ? std::move(page) : nullptr;
+}
+
 int run(const CommandLine& commandLine)
 {
     const BusServer::Options& options = commandLine.options;
@@ -114,6 +129,13 @@ int run(const CommandLine& commandLine)
         return ExitFailure;
     }
     QObject::connect(&signalWatcher, &SignalWatcher::endRequested, &QCoreApplication::quit);
+    std::unique_ptr<LivePage> page;
+    if (commandLine.httpPort) {
+        page = openPage(server, controlService, *commandLine.httpPort);
+        if (!page) {
+            return ExitFailure;
+        }
+    }
     return announceReady(options.storagePath) ? QCoreApplication::exec() : ExitFailure;
 }
 

@@ -36,7 +36,7 @@ EventStream::EventStream(PageService& service, const std::string& bus, const std
 std::string EventStream::next()
 {
     std::string events = begin();
-    const Changes::Counts counts = m_service.changes().waitForFrame(m_position.next, WAIT_MS);
+    const Changes::Counts counts = m_service.changes().waitForFrame(m_position.next, events.empty() ? WAIT_MS : 0);
     if (m_hasPosition && counts.nextFrame > m_position.next) {
         events += frames();
     }

@@ -312,7 +312,7 @@ void HttpServer::Engine::giveEvents(const Request& request, Response& response)
     response.set_chunked_content_provider(
         "text/event-stream",
         [this, stream](std::size_t, httplib::DataSink& sink) {
-            if (m_service.changes().isClosed()) {
+            if (m_service.changes().isClosed() || !sink.is_writable()) {
                 return false;
             }
             const std::string events = stream->next();

@@ -15,29 +15,40 @@ function say(text, isFailure = false) {
     place.className = isFailure ? 'failure' : 'note';
 }
 
+// Returns the rules that were added or cleared; null when it has failed.
 async function change(path, body, done) {
     try {
-        await post(path, body);
+        const { items } = await post(path, body);
         say(done);
-        return true;
+        return items;
     } catch (error) {
         say(error.message, true);
-        return false;
+        return null;
     }
 }
 
-async function onSwitch(fault, isOn) {
-    if (isOn) {
-        if (await change('/api/faults', { rule: fault.rule }, 'The fault is on.')) {
-            off.delete(fault.rule);
-        }
-    } else if (await change('/api/faults/clear', { number: fault.number }, 'The fault is off.')) {
+async function switchOn(rule) {
+    const added = await change('/api/faults', { rule }, 'The fault is on.');
+    if (added) {
+        off.delete(rule);
+        showFaults([...known, ...added]);
+    }
+    return added !== null;
+}
+
+async function switchOff(fault) {
+    if (await change('/api/faults/clear', { numbers: [fault.number] }, 'The fault is off.')) {
+        known = known.filter(({ number }) => number !== fault.number);
         off.add(fault.rule);
         if (off.size > MAX_OFF) {
             off.delete(off.values().next().value);
         }
     }
-    show();
+}
+
+async function onSwitch(fault, isOn) {
+    await (isOn ? switchOn(fault.rule) : switchOff(fault));
+    show(); // also when it has failed: the switch goes back
 }
 
 function row(fault, isOn) {
@@ -69,14 +80,14 @@ export function listenForFaults() {
     byId('fault-form').addEventListener('submit', async (event) => {
         event.preventDefault();
         const input = byId('fault-rule');
-        if (await change('/api/faults', { rule: input.value.trim() }, 'The fault is on.')) {
+        if (await switchOn(input.value.trim())) {
             input.value = '';
         }
     });
     byId('fault-clear').addEventListener('click', async () => {
         if (await change('/api/faults/clear', {}, 'All faults are off.')) {
             off.clear();
-            show();
+            showFaults([]);
         }
     });
 }

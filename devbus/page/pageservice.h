@@ -53,7 +53,7 @@ public:
     Reply sendCommand(const std::string& body);
     /// {"rule"}
     Reply addFault(const std::string& body);
-    /// {"number"}; {} clears all.
+    /// {"numbers"}; {} clears all.
     Reply clearFaults(const std::string& body);
 
     // The frames.

@@ -1,5 +1,4 @@
 """A headless browser that asks nobody but the page."""
-import subprocess
 
 from selenium import webdriver
 from selenium.webdriver.chrome.options import Options
@@ -30,7 +29,7 @@ def start(profile, width=1400, height=1000):
     for argument in [*ARGUMENTS, f"--user-data-dir={profile}", f"--window-size={width},{height}"]:
         options.add_argument(argument)
     options.set_capability("goog:loggingPrefs", {"browser": "ALL"})
-    service = Service("/usr/bin/chromedriver", log_path=subprocess.DEVNULL)
+    service = Service("/usr/bin/chromedriver", log_path="/dev/null")
     browser = webdriver.Chrome(service=service, options=options)
     browser.set_page_load_timeout(60)
     browser.set_script_timeout(60)

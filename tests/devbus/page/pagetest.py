@@ -34,17 +34,24 @@ class Program:
     def __init__(self, folder, name, *arguments):
         environment = dict(os.environ, XDG_RUNTIME_DIR=folder, XDG_STATE_HOME=folder)
         self.errors = tempfile.TemporaryFile()
+        self.printed = b""
         self.process = subprocess.Popen([pathlib.Path(sys.argv[1]) / name, *arguments], stdout=subprocess.PIPE,
-                                        stdin=subprocess.DEVNULL, stderr=self.errors, text=True, env=environment)
+                                        stdin=subprocess.DEVNULL, stderr=self.errors, env=environment)
 
     def line(self):
         """The next line of its stdout."""
-        if not select.select([self.process.stdout], [], [], PATIENCE_S)[0]:
-            raise AssertionError("the program has printed nothing")
-        return self.process.stdout.readline().rstrip("\n")
+        while b"\n" not in self.printed:
+            if not select.select([self.process.stdout], [], [], PATIENCE_S)[0]:
+                raise AssertionError("the program has printed nothing")
+            more = os.read(self.process.stdout.fileno(), 4096)
+            if not more:
+                raise AssertionError("the program has ended")
+            self.printed += more
+        line, self.printed = self.printed.split(b"\n", 1)
+        return line.decode()
 
     def end(self):
-        """SIGTERM. Returns the exit status."""
+        """SIGTERM. Returns the exit status, also when it has ended before."""
         self.process.terminate()
         try:
             return self.process.wait(PATIENCE_S)

@@ -48,11 +48,9 @@ Answer filledAnswer(Answer answer, const Request& request)
     }
     answer.data = filled(answer.data, request).toMap();
     answer.errorText = filledText(answer.errorText, request);
-    if (answer.state) {
-        answer.state->text = filled(answer.state->text, request);
-        if (answer.state->description) {
-            answer.state->description = filledText(*answer.state->description, request);
-        }
+    answer.state.text = filled(answer.state.text, request);
+    if (answer.state.description) {
+        answer.state.description = filledText(*answer.state.description, request);
     }
     QList<SentCommand> sent;
     for (SentCommand command : qAsConst(answer.sent)) {

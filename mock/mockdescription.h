@@ -11,12 +11,14 @@
 /// What the file of a mock describes. These are plain values.
 namespace tarvex::mock {
 
-/// What becomes of a state. What is not given stays as it was.
+/// What becomes of a state. What is not given stays as it was. Without a change nothing is given.
 struct StateChange
 {
     QVariant text; ///< A text, or a value that is stored as its JSON text. Invalid when it is not given.
     std::optional<int> type;
     std::optional<QString> description;
+
+    bool isEmpty() const { return !text.isValid() && !type && !description; }
 };
 
 /// A command that a stand-in sends to another client after it has answered.
@@ -41,7 +43,7 @@ struct Answer
     QString name;  ///< Of the reply. Empty for the name of the command.
     QVariant data; ///< Of the reply. Invalid when it has none.
     QString errorText;
-    std::optional<StateChange> state;
+    StateChange state;
     QList<SentCommand> sent;
 };
 
@@ -62,7 +64,7 @@ struct AnswerCase
 struct ServiceDescription
 {
     QString name;
-    std::optional<StateChange> state;
+    StateChange state;
     QList<QVariant> settings; ///< Entries as in a settings record.
     bool replacesSettings = false;
     QMap<QString, QList<AnswerCase>> commands;

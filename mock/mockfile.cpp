@@ -15,7 +15,7 @@ namespace tarvex::mock {
 namespace {
 
 /// Nobody writes a longer description by hand. A device or a wrong file must not fill the memory.
-constexpr qint64 MAX_FILE_SIZE = 16 * 1024 * 1024;
+constexpr qint64 MAX_FILE_SIZE = Q_INT64_C(16) * 1024 * 1024;
 constexpr int MAX_DELAY_MS = 24 * 60 * 60 * 1000;
 constexpr int MAX_STATE_TYPE = std::numeric_limits<qint8>::max();
 const QLatin1String COMMAND_ERROR("commandError");
@@ -56,10 +56,10 @@ QString quoted(const QString& name)
 }
 
 /// Reads the description out of the JSON text. An error is noted, and what follows is looked at as well.
-class Reader
+class DescriptionReader
 {
 public:
-    explicit Reader(const QByteArray& text) : m_json(text) { }
+    explicit DescriptionReader(const QByteArray& text) : m_json(text) { }
 
     MockFile read();
 
@@ -89,7 +89,7 @@ private:
     MockJson m_json;
 };
 
-MockFile Reader::read()
+MockFile DescriptionReader::read()
 {
     MockFile file;
     if (m_json.errors().isEmpty()) {
@@ -113,7 +113,7 @@ MockFile Reader::read()
 }
 
 /// \return \a value when it is an object; unknown keys in it are errors. Null otherwise, and when there is no value.
-const Json::Value* Reader::object(const Json::Value* value, const QString& what, const QStringList& keys)
+const Json::Value* DescriptionReader::object(const Json::Value* value, const QString& what, const QStringList& keys)
 {
     if (value == nullptr) {
         return nullptr;
@@ -136,7 +136,7 @@ const Json::Value* Reader::object(const Json::Value* value, const QString& what,
     return value;
 }
 
-QString Reader::text(const Json::Value* value, const QString& what, Placeholders placeholders)
+QString DescriptionReader::text(const Json::Value* value, const QString& what, Placeholders placeholders)
 {
     if (value == nullptr) {
         return QString();
@@ -149,7 +149,7 @@ QString Reader::text(const Json::Value* value, const QString& what, Placeholders
 }
 
 /// A text that is not empty, and in which nothing is filled in.
-QString Reader::name(const Json::Value* value, const QString& what)
+QString DescriptionReader::name(const Json::Value* value, const QString& what)
 {
     QString found = text(value, what, Refused);
     if (value != nullptr && value->isString() && found.isEmpty()) {
@@ -158,7 +158,7 @@ QString Reader::name(const Json::Value* value, const QString& what)
     return found;
 }
 
-int Reader::number(const Json::Value* value, const QString& what, int most)
+int DescriptionReader::number(const Json::Value* value, const QString& what, int most)
 {
     if (value == nullptr) {
         return 0;
@@ -170,7 +170,7 @@ int Reader::number(const Json::Value* value, const QString& what, int most)
     return value->asInt();
 }
 
-bool Reader::flag(const Json::Value* value, const QString& what)
+bool DescriptionReader::flag(const Json::Value* value, const QString& what)
 {
     if (value != nullptr && !value->isBool()) {
         m_json.addError(*value, what + QLatin1String(" must be true or false"));
@@ -179,7 +179,7 @@ bool Reader::flag(const Json::Value* value, const QString& what)
     return value != nullptr && value->asBool();
 }
 
-QVariant Reader::any(const Json::Value& value, Placeholders placeholders)
+QVariant DescriptionReader::any(const Json::Value& value, Placeholders placeholders)
 {
     return m_json.toVariant(value, [&](const Json::Value& place, const QString& found) {
         const QString fault = placeholderFault(found);
@@ -192,7 +192,7 @@ QVariant Reader::any(const Json::Value& value, Placeholders placeholders)
 }
 
 /// The data of a command: an object, or a text that is one placeholder.
-QVariant Reader::data(const Json::Value* value, const QString& what)
+QVariant DescriptionReader::data(const Json::Value* value, const QString& what)
 {
     if (value == nullptr) {
         return QVariant();
@@ -204,7 +204,7 @@ QVariant Reader::data(const Json::Value* value, const QString& what)
     return any(*value, Filled);
 }
 
-ServiceDescription Reader::service(const QString& serviceName, const Json::Value& value)
+ServiceDescription DescriptionReader::service(const QString& serviceName, const Json::Value& value)
 {
     ServiceDescription description;
     description.name = serviceName;
@@ -239,7 +239,7 @@ ServiceDescription Reader::service(const QString& serviceName, const Json::Value
     return description;
 }
 
-StateChange Reader::state(const Json::Value& value, Placeholders placeholders)
+StateChange DescriptionReader::state(const Json::Value& value, Placeholders placeholders)
 {
     StateChange change;
     const Json::Value* const found = object(&value, QStringLiteral("a state"), {KEY_TEXT, KEY_TYPE, KEY_DESCRIPTION});
@@ -265,7 +265,7 @@ StateChange Reader::state(const Json::Value& value, Placeholders placeholders)
 }
 
 /// The entries as "settings load" takes them.
-QList<QVariant> Reader::settings(const Json::Value& value)
+QList<QVariant> DescriptionReader::settings(const Json::Value& value)
 {
     QList<QVariant> entries;
     if (!value.isArray()) {
@@ -288,7 +288,7 @@ QList<QVariant> Reader::settings(const Json::Value& value)
 }
 
 /// Empty when the setting is wrong.
-QVariantMap Reader::setting(const Json::Value& value)
+QVariantMap DescriptionReader::setting(const Json::Value& value)
 {
     const Json::Value* const entry = object(&value, QStringLiteral("a setting"), {KEY_GROUP, KEY_KEY, KEY_VALUE});
     if (entry == nullptr) {
@@ -309,7 +309,7 @@ QVariantMap Reader::setting(const Json::Value& value)
             {KEY_VALUE, any(*content, Literal)}};
 }
 
-QList<AnswerCase> Reader::command(const QString& commandName, const Json::Value& value)
+QList<AnswerCase> DescriptionReader::command(const QString& commandName, const Json::Value& value)
 {
     if (commandName.isEmpty()) {
         m_json.addKeyError(value, QStringLiteral("the name of a command must not be empty"));
@@ -339,7 +339,7 @@ QList<AnswerCase> Reader::command(const QString& commandName, const Json::Value&
     return cases;
 }
 
-AnswerCase Reader::answerCase(const Json::Value& value)
+AnswerCase DescriptionReader::answerCase(const Json::Value& value)
 {
     AnswerCase result;
     const Json::Value* const answers = member(value, KEY_SEQUENCE);
@@ -355,7 +355,7 @@ AnswerCase Reader::answerCase(const Json::Value& value)
     return result;
 }
 
-QList<Answer> Reader::sequence(const Json::Value& value)
+QList<Answer> DescriptionReader::sequence(const Json::Value& value)
 {
     QList<Answer> answers;
     if (!value.isArray() || value.empty()) {
@@ -368,7 +368,7 @@ QList<Answer> Reader::sequence(const Json::Value& value)
     return answers;
 }
 
-AnswerCase::Then Reader::then(const Json::Value* value)
+AnswerCase::Then DescriptionReader::then(const Json::Value* value)
 {
     static const QStringList names{QStringLiteral("repeat-last"), QStringLiteral("cycle"), QStringLiteral("error")};
     if (value == nullptr) {
@@ -382,7 +382,7 @@ AnswerCase::Then Reader::then(const Json::Value* value)
     return index < 0 ? AnswerCase::RepeatLast : static_cast<AnswerCase::Then>(index);
 }
 
-QVariantMap Reader::condition(const Json::Value* value)
+QVariantMap DescriptionReader::condition(const Json::Value* value)
 {
     if (value == nullptr) {
         return QVariantMap();
@@ -396,7 +396,7 @@ QVariantMap Reader::condition(const Json::Value* value)
     return any(*value, Refused).toMap();
 }
 
-Answer Reader::answer(const Json::Value& value, const QStringList& furtherKeys)
+Answer DescriptionReader::answer(const Json::Value& value, const QStringList& furtherKeys)
 {
     Answer result;
     const Json::Value* const found = object(
@@ -414,7 +414,7 @@ Answer Reader::answer(const Json::Value& value, const QStringList& furtherKeys)
     return result;
 }
 
-void Reader::readKind(const Json::Value& value, Answer& answer)
+void DescriptionReader::readKind(const Json::Value& value, Answer& answer)
 {
     const Json::Value* const reply = member(value, KEY_REPLY);
     const Json::Value* const error = member(value, KEY_ERROR);
@@ -436,7 +436,7 @@ void Reader::readKind(const Json::Value& value, Answer& answer)
     }
 }
 
-QList<SentCommand> Reader::sent(const Json::Value* value)
+QList<SentCommand> DescriptionReader::sent(const Json::Value* value)
 {
     QList<SentCommand> commands;
     if (value != nullptr && value->isArray()) {
@@ -449,7 +449,7 @@ QList<SentCommand> Reader::sent(const Json::Value* value)
     return commands;
 }
 
-SentCommand Reader::sentCommand(const Json::Value& value)
+SentCommand DescriptionReader::sentCommand(const Json::Value& value)
 {
     SentCommand command;
     const Json::Value* const found =
@@ -489,7 +489,7 @@ int MockFile::commandCount() const
 
 MockFile mockFileFrom(const QByteArray& text)
 {
-    return Reader(text).read();
+    return DescriptionReader(text).read();
 }
 
 MockFile readMockFile(const QString& fileName)

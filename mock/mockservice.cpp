@@ -54,9 +54,7 @@ MockService::MockService(const ServiceDescription& description, std::shared_ptr<
     connect(this, SIGNAL(sendCommand(TarvexCommand)), this, SLOT(send(TarvexCommand)));
     m_state.setOwner(description.name);
     m_state.setStateType(static_cast<ClientState::EStateType>(0));
-    if (description.state) {
-        changeState(*description.state);
-    }
+    changeState(description.state);
 }
 
 MockService::~MockService() = default;
@@ -200,11 +198,9 @@ void MockService::doExec(TarvexCommand cmd)
 
 void MockService::give(const TarvexCommand& command, const Answer& answer)
 {
-    if (answer.state) {
-        changeState(*answer.state);
-        if (m_query->isOpen() && !saveState()) {
-            tryAgain(m_query->lastOutcome().toString());
-        }
+    changeState(answer.state);
+    if (!answer.state.isEmpty() && m_query->isOpen() && !saveState()) {
+        tryAgain(m_query->lastOutcome().toString());
     }
     this->answer(command, answer);
     sendFurther(answer.sent);
@@ -228,7 +224,7 @@ void MockService::answer(const TarvexCommand& command, const Answer& answer)
 
 void MockService::changeState(const StateChange& change)
 {
-    m_hasState = true;
+    m_hasState = m_hasState || !change.isEmpty();
     if (change.text.isValid()) {
         m_state.setState(textOf(change.text));
     }

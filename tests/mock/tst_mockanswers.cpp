@@ -166,8 +166,8 @@ void TstMockAnswers::everything_isFilledIn()
             "send": {"to": "${sender}", "name": "note", "data": {"uid": "${uid}"}}})");
     const auto answer = answers.next(command({{u"text"_s, u"zone A"_s}}));
     QCOMPARE(answer.value().errorText, u"for cashbox"_s);
-    QCOMPARE(answer->state.value().text, QVariant(QVariantMap{{u"last"_s, u"zone A"_s}}));
-    QCOMPARE(answer->state->description, std::optional<QString>(u"1 printed"_s));
+    QCOMPARE(answer->state.text, QVariant(QVariantMap{{u"last"_s, u"zone A"_s}}));
+    QCOMPARE(answer->state.description, std::optional<QString>(u"1 printed"_s));
     QCOMPARE(answer->sent.size(), 1);
     QCOMPARE(answer->sent.at(0).receiver, u"cashbox"_s);
     QCOMPARE(answer->sent.at(0).data, QVariant(QVariantMap{{u"uid"_s, u"uid 1"_s}}));

@@ -268,9 +268,10 @@ public:
         parser.add_flag("--replace", m_isReplacing,
                         "Takes the names of services that are on the bus. They lose their connections and messages");
         m_limits.addTo(parser);
-        parser.footer(parser.get_footer()
-                      + " Example of a file: {\"services\": {\"ticket_printer\": {\"commands\": {\"print\": "
-                        "{\"reply\": {\"name\": \"printed\"}}}}}}");
+        parser.footer(
+            parser.get_footer()
+            + " Example: tarvexctl mock printer.json, with {\"services\": {\"ticket_printer\": {\"commands\": "
+              "{\"print\": {\"reply\": {\"name\": \"printed\"}}}}}} in the file.");
     }
 
     void run(const Context& context) const override;

@@ -7,6 +7,8 @@
 #include <QTemporaryDir>
 #include <QTest>
 
+#include <csignal>
+
 namespace {
 
 const QByteArray PRINTER_FILE(R"({"services": {"printer": {"commands": {
@@ -94,6 +96,7 @@ private Q_SLOTS:
     void takenName_replaced();
     void silentControlSocket_isTold();
     void killedBus_isServedAgain();
+    void hungBus_isNotWaitedFor();
     void stdoutFull_is1();
 };
 
@@ -314,6 +317,19 @@ void TstMockVerb::killedBus_isServedAgain()
     QVERIFY(desk.bus.start());
     QVERIFY(desk.mock.waitForWords("printer: connected again"));
     QCOMPARE(call(u"fail"_s).status, 1);
+}
+
+void TstMockVerb::hungBus_isNotWaitedFor()
+{
+    const QTemporaryDir empty; // there is no control socket
+    qputenv("XDG_RUNTIME_DIR", empty.path().toUtf8());
+    FakeBuses bus;
+    const MockFileOnDisk file(R"({"services": {"printer": {"state": {"type": 1}}}})");
+    ProgramRun run(file.mock());
+    QVERIFY(bus.query.waitForRequests(1));
+    QCOMPARE(operations(bus.query), QStringList(u"saveState"_s)); // it gets no reply, for which the library waits 30 s
+    run.sendSignal(SIGINT);
+    QCOMPARE(run.ending(20000).status, 130);
 }
 
 void TstMockVerb::stdoutFull_is1()

@@ -13,11 +13,11 @@ namespace tarvex::mock {
 namespace {
 
 /// Some editors put it at the beginning of a file.
-const QByteArray BYTE_ORDER_MARK("\xEF\xBB\xBF");
+constexpr const char* BYTE_ORDER_MARK = "\xEF\xBB\xBF";
 
 QByteArray withoutMark(QByteArray text)
 {
-    return text.startsWith(BYTE_ORDER_MARK) ? text.mid(BYTE_ORDER_MARK.size()) : text;
+    return text.startsWith(BYTE_ORDER_MARK) ? text.mid(static_cast<int>(qstrlen(BYTE_ORDER_MARK))) : text;
 }
 
 bool isBlank(char character)

@@ -188,7 +188,8 @@ void MockService::onMessage(Message message)
 
 void MockService::doExec(TarvexCommand cmd)
 {
-    const Answer next = m_answers.next(cmd).value_or(unknownCommand(cmd.name()));
+    const std::optional<Answer> described = m_answers.next(cmd);
+    const Answer next = described ? *described : unknownCommand(cmd.name());
     if (next.delayMs == 0) {
         give(cmd, next);
         return;

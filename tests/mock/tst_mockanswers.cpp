@@ -32,7 +32,8 @@ QStringList errorsOf(MockAnswers& answers, int count)
 {
     QStringList errors;
     for (int index = 0; index < count; ++index) {
-        errors.append(answers.next(command()).value_or(Answer()).errorText);
+        const auto answer = answers.next(command());
+        errors.append(answer ? answer->errorText : QString());
     }
     return errors;
 }

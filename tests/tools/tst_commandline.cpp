@@ -174,6 +174,7 @@ namespace {
 
 void refuseWrongVerbs()
 {
+    refuses("", "needs a verb: settings, state, send, call, listen, clients, wait or mock");
     refuses("", "needs a verb: settings, state, send, call, listen, clients, log, monitor, record, replay or wait");
     refuses("", "needs a verb: settings, state, send, call, listen, clients, wait or doctor");
     refuses("--timeout 1", "unknown option \"--timeout\"");

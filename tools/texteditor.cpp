@@ -5,6 +5,7 @@
 
 #include <QFile>
 #include <QProcess>
+#include <QRegularExpression>
 #include <QStandardPaths>
 
 #include <csignal>
@@ -40,6 +41,16 @@ private:
     const SignalsIgnored m_ignored{SIGINT, SIGQUIT};
 };
 
+/// What the shell runs. The variables may hold options as well, so the shell takes the command apart, as other programs
+/// do it. A single command takes the place of the shell, because the shell would end on the SIGINT that is meant for
+/// the editor.
+QString shellText(const QString& command)
+{
+    static const QRegularExpression single(QStringLiteral("^\\s*[^\\s=;|&(){}]+(\\s[^;|&\\n]*)?$"));
+    const QString whole = command + QLatin1String(" \"$@\"");
+    return single.match(command).hasMatch() ? QLatin1String("exec ") + whole : whole;
+}
+
 } // namespace
 
 QString editorCommand()
@@ -61,8 +72,7 @@ QString editorCommand()
 void editFile(const QString& command, const QString& path)
 {
     Editor editor;
-    // The variables may hold options as well, so the shell takes the command apart, as other programs do it.
-    editor.start(QStringLiteral("/bin/sh"), {QStringLiteral("-c"), command + QStringLiteral(" \"$@\""), command, path});
+    editor.start(QStringLiteral("/bin/sh"), {QStringLiteral("-c"), shellText(command), command, path});
     if (!editor.waitForFinished(-1)) {
         throw Failure(WrongUse,
                       QStringLiteral("cannot start the editor \"%1\": %2").arg(command, editor.errorString()));

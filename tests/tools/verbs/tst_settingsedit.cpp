@@ -129,6 +129,7 @@ private Q_SLOTS:
     void edit_busGone_textStays();
     void edit_noBus_is3AndOpensNoEditor();
     void edit_interrupt_belongsToEditor();
+    void edit_onTerminal_interruptBelongsToEditor();
     void edit_onTerminal_mayEditAgain();
     void edit_onTerminal_mayGiveUp_data();
     void edit_onTerminal_mayGiveUp();
@@ -331,7 +332,7 @@ void TstSettingsEdit::edit_editorFails_textStays_data()
     QTest::addColumn<QString>("end");
     QTest::addColumn<QByteArray>("words");
     QTest::newRow("status") << u"exit 3"_s << QByteArray("ended with status 3");
-    QTest::newRow("signal") << u"kill -9 $$"_s << QByteArray("ended with status 137");
+    QTest::newRow("signal") << u"kill -9 $$"_s << QByteArray("was ended by a signal");
 }
 
 void TstSettingsEdit::edit_editorFails_textStays()
@@ -445,6 +446,23 @@ void TstSettingsEdit::edit_interrupt_belongsToEditor()
     QCOMPARE(written(goOn, QByteArray()), goOn);
     QCOMPARE(run.status(), 0);
     QCOMPARE(operations(bus).size(), 3);
+}
+
+// The terminal sends the signal to every program that runs on it.
+void TstSettingsEdit::edit_onTerminal_interruptBelongsToEditor()
+{
+    StoringBus bus;
+    bus.willReply(u"saveSettings"_s);
+    const QString script = u"trap 'sed -i s/80/58/ \"$2\"; exit 0' INT\necho ready >&2\nwhile :; do sleep 0.05; done"_s;
+    qputenv("EDITOR", editor(script).toUtf8() + " --wait");
+    Terminal terminal;
+    ChildProcess run(ProgramRun::program(), words(u"settings edit printer"_s));
+    run.setStepBeforeProgram([&] { terminal.take(); });
+    QVERIFY(run.start());
+    QVERIFY(run.waitFor([&] { return terminal.shown().contains("ready"); }));
+    terminal.type("\x03");
+    QVERIFY(run.status() >= 0);
+    QVERIFY2(terminal.shown().contains("saved the settings of printer: 1 change"), terminal.shown().constData());
 }
 
 void TstSettingsEdit::edit_onTerminal_mayEditAgain()

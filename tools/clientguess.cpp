@@ -14,8 +14,10 @@ QStringList namesOnBus()
 {
     QStringList names;
     try {
-        const auto items = askControlSocket({{QStringLiteral("request"), QStringLiteral("clients")}}, HINT_TIMEOUT_MS);
-        for (const QVariantMap& item : items.value_or(QList<QVariantMap>())) {
+        const QList<QVariantMap> items =
+            askControlSocket({{QStringLiteral("request"), QStringLiteral("clients")}}, HINT_TIMEOUT_MS)
+                .value_or(QList<QVariantMap>());
+        for (const QVariantMap& item : items) {
             if (isRealClient(item)) {
                 names.append(item.value(QStringLiteral("name")).toString());
             }

@@ -7,6 +7,7 @@
 #include <QTcpSocket>
 
 #include <cmath>
+#include <optional>
 
 namespace tarvexctl {
 
@@ -14,22 +15,34 @@ namespace {
 
 constexpr double NS_PER_MS = 1e6;
 
-/// Runs loadState() and notes when the first bytes of the answer came. \return as loadState()
-bool loadState(tarvex::TarvexQueryHandler& handler, const QString& owner, double& milliseconds)
+/// Measures the time until the first bytes come on a socket. It does not change what is read there.
+class FirstBytes
 {
-    tarvex::ClientState state;
-    QElapsedTimer timer;
-    const auto elapsed = [&timer] { return static_cast<double>(timer.nsecsElapsed()) / NS_PER_MS; };
-    QTcpSocket* const socket = socketOf(handler);
-    milliseconds = -1;
-    const auto connection = QObject::connect(socket, &QTcpSocket::readyRead, socket,
-                                             [&] { milliseconds = milliseconds < 0 ? elapsed() : milliseconds; });
-    timer.start();
-    const bool isLoaded = handler.loadState(owner, state);
-    QObject::disconnect(connection);
-    milliseconds = milliseconds < 0 ? elapsed() : milliseconds;
-    return isLoaded;
-}
+public:
+    explicit FirstBytes(QTcpSocket* socket)
+    {
+        m_timer.start();
+        m_connection = QObject::connect(socket, &QTcpSocket::readyRead, socket, [this] { note(); });
+    }
+
+    ~FirstBytes() { QObject::disconnect(m_connection); }
+
+    Q_DISABLE_COPY_MOVE(FirstBytes)
+
+    /// Until the first bytes, or until now when none have come.
+    double milliseconds()
+    {
+        note();
+        return static_cast<double>(*m_nanoseconds) / NS_PER_MS;
+    }
+
+private:
+    void note() { m_nanoseconds = m_nanoseconds.value_or(m_timer.nsecsElapsed()); }
+
+    QElapsedTimer m_timer;
+    std::optional<qint64> m_nanoseconds;
+    QMetaObject::Connection m_connection;
+};
 
 } // namespace
 
@@ -37,7 +50,13 @@ double measureExchange(BusClient& bus, const QString& clientName)
 {
     double milliseconds = 0;
     try {
-        bus.ask([&](tarvex::TarvexQueryHandler& handler) { return loadState(handler, clientName, milliseconds); });
+        bus.ask([&](tarvex::TarvexQueryHandler& handler) {
+            tarvex::ClientState state;
+            FirstBytes firstBytes(socketOf(handler));
+            const bool isLoaded = handler.loadState(clientName, state);
+            milliseconds = firstBytes.milliseconds();
+            return isLoaded;
+        });
     } catch (const Failure& failure) {
         if (failure.code() == 0) {
             throw;

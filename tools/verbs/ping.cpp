@@ -111,30 +111,42 @@ std::optional<Failure> Exchanges::failure()
     return m_failure;
 }
 
-/// Waits until the exchanges are over, the time is over, or a signal comes. \return whether it was a signal
-bool waitForEnd(Exchanges& exchanges, const std::optional<int>& timeoutMs)
+/// Watches the exchanges from the main thread.
+class Watch
 {
-    constexpr int LOOK_INTERVAL_MS = 10;
-    InterruptWatcher interrupts;
-    QEventLoop loop;
-    QTimer look;
-    bool isInterrupted = false;
-    QObject::connect(&interrupts, &InterruptWatcher::interrupted, &loop, [&] {
-        isInterrupted = true;
-        loop.quit();
-    });
-    QObject::connect(&look, &QTimer::timeout, &loop, [&] {
-        if (exchanges.isOver()) {
-            loop.quit();
-        }
-    });
-    look.start(LOOK_INTERVAL_MS);
-    if (timeoutMs) {
-        QTimer::singleShot(*timeoutMs, Qt::PreciseTimer, &loop, &QEventLoop::quit);
+public:
+    explicit Watch(Exchanges& exchanges) : m_exchanges(exchanges)
+    {
+        QObject::connect(&m_interrupts, &InterruptWatcher::interrupted, &m_loop, [this] {
+            m_isInterrupted = true;
+            m_loop.quit();
+        });
+        QObject::connect(&m_look, &QTimer::timeout, &m_loop, [this] {
+            if (m_exchanges.isOver()) {
+                m_loop.quit();
+            }
+        });
     }
-    loop.exec();
-    return isInterrupted;
-}
+
+    /// Returns when the exchanges are over, when the time is over, or after a signal. \return whether it was a signal
+    bool wait(const std::optional<int>& timeoutMs)
+    {
+        constexpr int LOOK_INTERVAL_MS = 10;
+        m_look.start(LOOK_INTERVAL_MS);
+        if (timeoutMs) {
+            QTimer::singleShot(*timeoutMs, Qt::PreciseTimer, &m_loop, &QEventLoop::quit);
+        }
+        m_loop.exec();
+        return m_isInterrupted;
+    }
+
+private:
+    Exchanges& m_exchanges;
+    InterruptWatcher m_interrupts;
+    QEventLoop m_loop;
+    QTimer m_look;
+    bool m_isInterrupted = false;
+};
 
 class Ping : public Verb
 {
@@ -154,7 +166,7 @@ public:
         const int count = limits.count.value_or(DEFAULT_COUNT);
         const auto exchanges = std::make_shared<Exchanges>(context.clientName, count, intervalMs());
         std::thread thread([exchanges] { exchanges->run(); });
-        const bool isInterrupted = waitForEnd(*exchanges, limits.timeoutMs);
+        const bool isInterrupted = Watch(*exchanges).wait(limits.timeoutMs);
         const bool hasEnded = exchanges->stop();
         hasEnded ? thread.join() : thread.detach();
 

@@ -189,7 +189,10 @@ QStringList stateCells(const QVariantMap& state)
             shortText(state.value(QStringLiteral("state")).toString())};
 }
 
-const QStringList STATE_HEADER{QStringLiteral("STATE SINCE"), QStringLiteral("TYPE"), QStringLiteral("STATE")};
+QStringList stateHeader()
+{
+    return {QStringLiteral("STATE SINCE"), QStringLiteral("TYPE"), QStringLiteral("STATE")};
+}
 
 QList<QStringList> clientRows(const Picture& picture)
 {
@@ -199,7 +202,7 @@ QList<QStringList> clientRows(const Picture& picture)
     }
     QList<QStringList> rows{QStringList{QStringLiteral("CLIENT"), QStringLiteral("CONNECTIONS"),
                                         QStringLiteral("WAITING"), QStringLiteral("TAKEN")}
-                            + STATE_HEADER};
+                            + stateHeader()};
     for (const QVariantMap& client : *picture.clients) {
         const QString name = client.value(QStringLiteral("name")).toString();
         rows.append(QStringList{name, connectionsText(client), positive(client.value(QStringLiteral("waiting"))),
@@ -211,7 +214,7 @@ QList<QStringList> clientRows(const Picture& picture)
 
 QList<QStringList> stateRows(const Objects& states)
 {
-    QList<QStringList> rows{QStringList{QStringLiteral("CLIENT")} + STATE_HEADER};
+    QList<QStringList> rows{QStringList{QStringLiteral("CLIENT")} + stateHeader()};
     for (const QVariantMap& state : states) {
         rows.append(QStringList{state.value(QStringLiteral("owner")).toString()} + stateCells(state));
     }

@@ -78,7 +78,8 @@ bool Lookout::look()
     try {
         const auto clients =
             askControlSocket({{QStringLiteral("request"), QStringLiteral("clients")}}, qMax(remainingMs(), 1));
-        for (const QVariantMap& client : clients.value_or(QList<QVariantMap>())) {
+        const QList<QVariantMap> items = clients.value_or(QList<QVariantMap>());
+        for (const QVariantMap& client : items) {
             if (client.value(QStringLiteral("name")) == m_name) {
                 m_client = client;
             }

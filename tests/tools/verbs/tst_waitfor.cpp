@@ -283,9 +283,14 @@ void TstWaitFor::message_none_is4()
 
 void TstWaitFor::waitForBus_precedesTheVerb()
 {
+    FakeBus bus;
+    bus.willRefuseHandshake(3);
+    bus.willAnswerHandshake(closeConnection);
+    bus.willAlwaysDo(FakeBus::answer);
     ProgramRun run(u"--wait-for-bus 30 state set ready --as printer"_s);
-    BusProcess bus(BusProcess::InMemory);
     QCOMPARE(run.ending(), ended(0, {"saved the state of printer"}));
+    QCOMPARE(bus.handshakes().size(), 4); // three of the search, and the verb's own
+    QCOMPARE(operations(bus), QStringList{u"saveState"_s});
 }
 
 void TstWaitFor::waitForBus_noBus_is4()

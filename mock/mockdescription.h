@@ -73,7 +73,7 @@ struct ServiceDescription
 /// Something that is wrong in a file.
 struct FileError
 {
-    int line; ///< From 1 on. 0 when it is about the file as a whole.
+    int line = 0; ///< From 1 on. 0 when it is about the file as a whole.
     QString words;
 };
 

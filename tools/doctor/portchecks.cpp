@@ -90,7 +90,8 @@ Finding unseenHolder(const Socket& socket)
             Severity::Unseen,
             QStringLiteral("a process of the user %1 listens on port %2; its number cannot be seen from here")
                 .arg(user, QString::number(socket.port)),
-            QStringLiteral("Run doctor as %1 or as root to see which process it is.").arg(user),
+            QStringLiteral("Run doctor as %1 to see which process it is.")
+                .arg(socket.user == 0 ? user : user + QStringLiteral(" or root")),
             {{QStringLiteral("port"), socket.port}, {QStringLiteral("user"), user}}};
 }
 

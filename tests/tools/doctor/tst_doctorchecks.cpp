@@ -205,6 +205,7 @@ void TstDoctorChecks::ports_holder_isNamed()
     QCOMPARE(fact.value(u"user"_s).toString(), u"me"_s);
     const Findings unseen = checkPorts({socket(QUERY_PORT, {})});
     QVERIFY2(unseen.at(0).what.contains(u"of the user root"_s), qPrintable(unseen.at(0).what));
+    QCOMPARE(unseen.at(0).advice, u"Run doctor as root to see which process it is."_s);
 }
 
 void TstDoctorChecks::speed_data()

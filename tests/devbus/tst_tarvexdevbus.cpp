@@ -110,6 +110,7 @@ void TstTarvexDevbus::commandLine_wrongUse_exitsWithTwo_data()
 {
     QTest::addColumn<QString>("words");
     const QString keep = u"--keep must be a whole number from 0 to 2147483647, not \"%1\""_s;
+    const QString http = u"--http must be a port from 0 to 65535, not \"%1\""_s;
     QTest::newRow("--nonsense") << u"unknown option \"--nonsense\""_s;
     QTest::newRow("-x") << u"unknown option \"-x\""_s;
     QTest::newRow("-v") << u"unknown option \"-v\""_s;
@@ -131,6 +132,12 @@ void TstTarvexDevbus::commandLine_wrongUse_exitsWithTwo_data()
         << u"--fault \"nth=0,do=drop\": nth and from must be numbers from 1 on, not 0"_s;
     QTest::newRow("--memory --fault do=drop --fault do=delay")
         << u"--fault \"do=delay\": do=delay is not possible; it must be do=delay:MS"_s;
+    QTest::newRow("--memory --http") << u"Missing value after '--http'"_s;
+    QTest::newRow("--memory --http page") << http.arg(u"page"_s);
+    QTest::newRow("--memory --http 65536") << http.arg(65536);
+    QTest::newRow("--memory --http -1") << http.arg(-1);
+    QTest::newRow("--memory --http=") << http.arg(QString());
+    QTest::newRow("--memory --http 0 --http 0") << u"--http is given more than once"_s;
     QTest::newRow("--version -V") << u"--version is given more than once"_s;
     QTest::newRow("-V --version") << u"--version is given more than once"_s;
 }

@@ -17,17 +17,30 @@ namespace {
 
 constexpr int PATIENCE_MS = 20000;
 
-} // namespace
-
-PageConnection::PageConnection(int port) : m_descriptor(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0))
+bool connectTo(int descriptor, const char* host, int port)
 {
     sockaddr_in address{};
     address.sin_family = AF_INET;
     address.sin_port = htons(static_cast<quint16>(port));
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    if (::connect(m_descriptor, reinterpret_cast<const sockaddr*>(&address), sizeof(address)) != 0) {
+    ::inet_pton(AF_INET, host, &address.sin_addr);
+    return ::connect(descriptor, reinterpret_cast<const sockaddr*>(&address), sizeof(address)) == 0;
+}
+
+} // namespace
+
+PageConnection::PageConnection(int port) : m_descriptor(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0))
+{
+    if (!connectTo(m_descriptor, "127.0.0.1", port)) {
         qWarning("cannot connect to the page");
     }
+}
+
+bool PageConnection::canConnect(const char* address, int port)
+{
+    const int descriptor = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    const bool isConnected = connectTo(descriptor, address, port);
+    ::close(descriptor);
+    return isConnected;
 }
 
 PageConnection::~PageConnection()

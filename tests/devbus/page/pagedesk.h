@@ -19,6 +19,9 @@ public:
     ~PageConnection();
     Q_DISABLE_COPY_MOVE(PageConnection)
 
+    /// Whether somebody listens there.
+    static bool canConnect(const char* address, int port);
+
     bool send(const QByteArray& bytes);
     /// Reads until \a part has come. \return all that has come so far; without \a part if it did not come.
     QByteArray readUntil(const QByteArray& part);

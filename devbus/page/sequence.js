@@ -7,7 +7,8 @@ const MAX_ARROWS = 24;
 const MAX_CLIENTS = 7;
 const LEFT = 96;
 const COLUMN = 150;
-const TOP = 44;
+const TOP = 6;
+const HEADS = 34;
 const ROW = 30;
 const HEAD = 6;
 
@@ -20,13 +21,16 @@ function columnsOf(frames) {
     return { columns, bus: LEFT + COLUMN / 2 + COLUMN * middle, width: LEFT + COLUMN * (names.length + 1) };
 }
 
-function lifeline(x, name, height) {
-    const shown = visible(name || '(no name yet)', 15);
-    const isBus = name === null;
+function lifeline(x, height) {
+    return shape('line', { x1: x, x2: x, y1: 0, y2: height, class: 'lifeline' });
+}
+
+// A name of null stands for the bus.
+function head(x, name) {
+    const shown = name === null ? 'bus' : visible(name || '(no name yet)', 15);
     return [
-        shape('line', { x1: x, x2: x, y1: TOP - 12, y2: height - 6, class: 'lifeline' }),
-        shape('rect', { x: x - 66, y: 6, width: 132, height: 24, rx: 4, class: isBus ? 'head bus' : 'head' }),
-        shape('text', { x, y: 23, 'text-anchor': 'middle', class: 'name' }, isBus ? 'bus' : shown),
+        shape('rect', { x: x - 66, y: 4, width: 132, height: 24, rx: 4, class: name === null ? 'head bus' : 'head' }),
+        shape('text', { x, y: 21, 'text-anchor': 'middle', class: 'name' }, shown),
     ];
 }
 
@@ -60,12 +64,15 @@ export function drawSequence(frames) {
     const { columns, bus, width } = columnsOf(exchanges);
     const shown = exchanges.filter((frame) => columns.has(frame.client ?? ''));
     const height = TOP + ROW * shown.length + 12;
-    const words = `The last ${shown.length} frames between ${columns.size} clients and the bus`;
-    const drawing = shape('svg', { width, height, viewBox: `0 0 ${width} ${height}`, role: 'img', 'aria-label': words },
-        ...[...columns].flatMap(([name, x]) => lifeline(x, name, height)), ...lifeline(bus, null, height),
+    const names = [...columns.keys()].map((name) => visible(name || '(no name yet)', 40)).join(', ');
+    const words = `The last ${shown.length} frames between the bus and its clients ${names}`;
+    const heads = shape('svg', { class: 'heads', width, height: HEADS, 'aria-hidden': 'true' },
+        ...[...columns, [null, bus]].flatMap(([name, x]) => head(x, name)));
+    const drawing = shape('svg', { width, height, role: 'img', 'aria-label': words },
+        ...[...columns.values(), bus].map((x) => lifeline(x, height)),
         ...shown.map((frame, i) => arrow(frame, columns.get(frame.client ?? ''), bus, TOP + ROW * i + 20)));
     const isAtEnd = place.scrollHeight - place.scrollTop - place.clientHeight < ROW;
-    place.replaceChildren(drawing);
+    place.replaceChildren(heads, drawing);
     if (isAtEnd) {
         place.scrollTop = place.scrollHeight;
     }

@@ -122,8 +122,9 @@ class Client:
                                       "description": description, "state": json.dumps(state)})
 
     def acknowledge(self, message):
-        self.send("reply", {"operation": "sendMessage", "data": {"uid": message["data"]["UID"]},
-                            "result": {"code": 0, "description": ""}})
+        data = message["data"]
+        self.send("reply", {"operation": "sendMessage", "result": {"code": 0, "description": ""}, "data": {
+            "sender": data["sender"], "reciever": data["reciever"], "uid": data["UID"]}})
 
     def close(self):
         self.stream.close()

@@ -12,7 +12,7 @@ function lineOf(frame) {
         element('span', { class: 'time' }, timeOfDay(frame.time)), ' ',
         element('strong', {}, visible(senderOf(frame), 40)), ' ',
         element('span', { class: 'prefix' }, visible(prefix, 120)), ' ',
-        element('span', {}, visible(text, 1000)));
+        element('span', {}, visible(typeof text === 'string' ? text.replaceAll('\t', ' ') : text, 1000)));
 }
 
 // A line passes twice when the log service is there: to the bus, and from it. Only the first one counts.

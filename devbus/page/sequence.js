@@ -39,7 +39,7 @@ function arrow(frame, x, bus, y) {
     const back = to > from ? -HEAD : HEAD;
     const marks = `arrow ${frame.kind}${isError(frame) ? ' error' : ''}`;
     const label = frame.kind === 'reply'
-        ? `${frame.code ? `${frame.code} ` : ''}${frame.tookMs === undefined ? 'reply' : duration(frame.tookMs)}`
+        ? `${frame.code ? `code ${frame.code}, ` : ''}${frame.tookMs === undefined ? 'reply' : duration(frame.tookMs)}`
         : visible(frame.command ?? titleOf(frame), 20);
     return shape('g', { class: marks },
         shape('title', {}, visible(`${frame.number}: ${titleOf(frame)}`, 120)),

@@ -99,6 +99,7 @@ void BusReplay::start()
             ++m_steps;
             m_timer.start(0);
         });
+        connect(m_stepReader.get(), &StepReader::closed, this, [this] { m_isInputOver = true; });
     }
     m_timer.start(0);
 }
@@ -331,7 +332,10 @@ void BusReplay::advance()
     for (const auto& entry : m_players) {
         nextMs = qMin(nextMs, advance(*entry.second));
     }
-    if (isOver()) {
+    if (m_isStuck) {
+        complain(QStringLiteral("stdin is at its end; the rest is not played"));
+        end();
+    } else if (isOver()) {
         giveUp();
         end();
     } else {
@@ -376,6 +380,7 @@ bool BusReplay::push(Player& player, Item& item)
 {
     if (pace().isByStep) {
         if (m_steps == 0) {
+            m_isStuck = m_isInputOver;
             return false;
         }
         --m_steps;

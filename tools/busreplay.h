@@ -66,6 +66,8 @@ private:
     std::unique_ptr<StepReader> m_stepReader;
     QTimer m_timer;
     int m_steps = 0;
+    bool m_isInputOver = false;
+    bool m_isStuck = false; ///< A push waits for a step, and there are no further ones.
     qint64 m_lastActivityMs = 0;
     int m_leftOutCommands = 0;
 };

@@ -78,8 +78,7 @@ void ClientReplay::start()
             m_timer.start(0);
         });
         connect(m_stepReader.get(), &StepReader::closed, this, [this] {
-            complain(QStringLiteral("stdin is at its end; the rest is not played"));
-            m_at = m_script.steps.size();
+            m_isInputOver = true;
             m_timer.start(0);
         });
     }
@@ -167,21 +166,32 @@ bool ClientReplay::performSend(const ReplayStep& step, Session& session)
     if (!isDue(step)) {
         return false;
     }
-    if (pace().isByStep && step.frame.number > 0) {
-        if (m_steps == 0) {
-            if (!m_isPrompted) {
-                m_isPrompted = true;
-                complain(QStringLiteral("next: %1")
-                             .arg(FrameLines(Palette()).text(step.frame).section(QLatin1Char('\n'), 1).trimmed()));
-            }
-            return false;
-        }
-        --m_steps;
-        m_isPrompted = false;
+    if (pace().isByStep && step.frame.number > 0 && !takeStep(step.frame)) {
+        return false;
     }
     session.socket->send(tarvex::traffic::encodeRequest(step.frame.operation, uids().withFresh(step.frame.data)));
     countSent();
     return true;
+}
+
+/// \return false when nobody has asked for the next step yet
+bool ClientReplay::takeStep(const SeenFrame& next)
+{
+    if (m_steps > 0) {
+        --m_steps;
+        m_isPrompted = false;
+        return true;
+    }
+    if (m_isInputOver) {
+        complain(QStringLiteral("stdin is at its end; the rest is not played"));
+        m_at = m_script.steps.size();
+        m_timer.start(0);
+    } else if (!m_isPrompted) {
+        m_isPrompted = true;
+        complain(
+            QStringLiteral("next: %1").arg(FrameLines(Palette()).text(next).section(QLatin1Char('\n'), 1).trimmed()));
+    }
+    return false;
 }
 
 bool ClientReplay::performExpect(const ReplayStep& step, Session& session)

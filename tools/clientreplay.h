@@ -38,6 +38,7 @@ private:
     bool performOpen(Session& session);
     bool performSend(const ReplayStep& step, Session& session);
     bool performExpect(const ReplayStep& step, Session& session);
+    bool takeStep(const tarvex::traffic::SeenFrame& next);
     bool isDue(const ReplayStep& step);
     bool isPatienceOver();
     void waitMs(qint64 ms);
@@ -55,6 +56,7 @@ private:
     int m_steps = 0; ///< How many steps somebody wants.
     qint64 m_waitingSinceMs = -1;
     bool m_isPrompted = false;
+    bool m_isInputOver = false; ///< Nobody can want a step any more.
     bool m_isOver = false;
 };
 

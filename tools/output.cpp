@@ -73,11 +73,6 @@ void Output::writeObject(const QVariantMap& object)
     writeData(jsonText(object) + QLatin1Char('\n'));
 }
 
-void Output::writeText(const QString& lines)
-{
-    writeData(lines);
-}
-
 void Output::writeRecord(const QString& text)
 {
     writeData(m_isFirst ? text : QLatin1Char('\n') + text);

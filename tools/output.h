@@ -26,9 +26,6 @@ public:
     /// Writes \a object as one line. Throws Failure when stdout does not take it.
     void writeObject(const QVariantMap& object);
 
-    /// Writes lines for people as they are. Throws Failure as well.
-    void writeText(const QString& lines);
-
     /// Writes a record for people, with an empty line before it when it is not the first. Throws Failure as well.
     void writeRecord(const QString& text);
 

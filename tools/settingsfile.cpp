@@ -55,7 +55,7 @@ int depthChange(QChar token)
 }
 
 /// Refuses a name that is there twice in one object, because the parser would take the last value and forget the other
-/// one. The text is known to be JSON.
+/// one; it would not even free its memory, so call this before parsing. The text need not be JSON.
 void requireNamesOnce(const QString& json)
 {
     QVector<QSet<QString>> names; // of each object and list that is open
@@ -64,6 +64,8 @@ void requireNamesOnce(const QString& json)
         const int change = depthChange(found.capturedRef().at(0));
         if (change > 0) {
             names.append(QSet<QString>());
+        } else if (names.isEmpty()) {
+            return; // no JSON
         } else if (change < 0) {
             names.removeLast();
         } else if (found.capturedLength(1) > 0) {
@@ -94,7 +96,6 @@ QVariant valueFrom(const QString& json)
         throw Misreading{json.indexOf(inexact),
                          QStringLiteral("%1 is too large to be stored exactly as a number").arg(inexact)};
     }
-    requireNamesOnce(json);
     return document.isObject() ? QVariant(document.object().toVariantMap())
                                : QVariant(document.array().toVariantList());
 }
@@ -144,6 +145,7 @@ QList<ClientSettings> Reader::read()
 {
     if (!m_text.trimmed().isEmpty()) {
         try {
+            requireNamesOnce(m_text);
             if (isOneRecordALine()) {
                 readLines();
             } else {

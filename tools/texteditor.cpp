@@ -47,8 +47,8 @@ private:
 QString shellText(const QString& command)
 {
     static const QRegularExpression single(QStringLiteral("^\\s*[^\\s=;|&(){}]+(\\s[^;|&\\n]*)?$"));
-    const QString whole = command + QLatin1String(" \"$@\"");
-    return single.match(command).hasMatch() ? QLatin1String("exec ") + whole : whole;
+    const QLatin1String beginning(single.match(command).hasMatch() ? "exec " : "");
+    return beginning + command + QLatin1String(" \"$@\"");
 }
 
 } // namespace

@@ -111,11 +111,10 @@ bool Comparison::run(const QString& clientName)
 
 void Comparison::compareAll(const Records& before, const Records& after)
 {
-    QStringList owners = before.keys() + after.keys();
-    owners.removeDuplicates();
-    owners.sort();
-    for (const QString& owner : qAsConst(owners)) {
-        compare(owner, recordIn(before, owner), owner, recordIn(after, owner));
+    Records all = before;
+    all.insert(after);
+    for (auto record = all.cbegin(); record != all.cend(); ++record) {
+        compare(record.key(), recordIn(before, record.key()), record.key(), recordIn(after, record.key()));
     }
 }
 

@@ -309,7 +309,7 @@ QString FrameObserver::headWords(FrameStream::Result result, const QString& line
                                                 : QStringLiteral("but base64 has a positive multiple of 4 bytes");
         return QStringLiteral("the size line is \"%1\", %2").arg(line, reason);
     }
-    const QString words = QStringLiteral("\"%1\" begins no frame").arg(line);
+    QString words = QStringLiteral("\"%1\" begins no frame").arg(line);
     const int run = m_lastSize > 0 ? base64Run(m_pending, m_at, available()) : 0;
     const bool isAll = run == available();
     if (run == 0 || (!isAll && m_pending.at(m_at + run) != HEADER_BEGIN)) {

@@ -206,7 +206,8 @@ void TstFrameObserver::joinedAtAFrame_skipsNothing()
 void TstFrameObserver::joined_doesNotTrustAHeaderInsideOfOtherBytes()
 {
     const QByteArray other = "[-REQUEST-]\r\n[-REPLY-]\r\n12\r\n!!";
-    QCOMPARE(found(other + LOAD, FrameObserver::Anywhere, 1).last(), at(other.size(), u"request loadState"_s));
+    const QStringList lines = found(other + LOAD, FrameObserver::Anywhere, 1);
+    QCOMPARE(lines.last(), at(other.size(), u"request loadState"_s));
 }
 
 void TstFrameObserver::joined_doesNotTrustAFrameThatDoesNotDecode()

@@ -58,7 +58,7 @@ void say(const std::string& words)
 std::string ownFile()
 {
     char* const path = ::realpath("/proc/self/exe", nullptr);
-    const std::string file = path == nullptr ? "/usr/bin/tarvex-capture" : path;
+    std::string file = path == nullptr ? "/usr/bin/tarvex-capture" : path;
     std::free(path); // NOLINT(cppcoreguidelines-no-malloc): realpath() has allocated it
     return file;
 }

@@ -210,7 +210,8 @@ void TstDecodeVerb::bytesThatBeginNoFrame_needRaw()
                     + ": it is no capture, and its bytes do not begin with a frame; --raw decodes them anyway"}));
     ProgramRun raw({u"--json"_s, u"decode"_s, u"--raw"_s, file});
     QCOMPARE(raw.ending().status, 1);
-    QCOMPARE(raw.objects().last().value(u"operation"_s).toString(), u"loadState"_s);
+    const QList<QVariantMap> objects = raw.objects();
+    QCOMPARE(objects.last().value(u"operation"_s).toString(), u"loadState"_s);
 }
 
 void TstDecodeVerb::wrongUse_is2_data()

@@ -69,6 +69,7 @@ private Q_SLOTS:
     void joined_doesNotTrustAFrameThatDoesNotDecode();
     void missingBytes_loseTheFrame();
     void missingBytesBetweenFrames_loseNothingElse();
+    void missingBytesTwice_areCountedOnce();
     void end_inAFrame_isBadOrAGap();
     void giveUp_letsTheFrameGo();
     void packet_isTheOneInWhichTheFrameBegins();
@@ -242,6 +243,18 @@ void TstFrameObserver::missingBytesBetweenFrames_loseNothingElse()
     observer.append(LOAD, 1);
     QCOMPARE(shown(observer.miss(1, 2)), QStringList{at(LOAD.size(), u"gap: 1 byte were not captured"_s)});
     QCOMPARE(shown(observer.append(LOAD, 3)), QStringList{at(LOAD.size() + 1, u"request loadState"_s)});
+}
+
+void TstFrameObserver::missingBytesTwice_areCountedOnce()
+{
+    busframe::Codec codec;
+    FrameObserver observer(FrameObserver::AtFrame, codec);
+    observer.miss(10, 1);
+    observer.append("rubbish", 2);
+    QCOMPARE(shown(observer.miss(20, 3)),
+             (QStringList{u"10 gap: 7 bytes from here on hold no frame that can be trusted"_s,
+                          u"17 gap: 20 bytes were not captured"_s}));
+    QCOMPARE(shown(observer.append(LOAD, 4)), QStringList{u"37 request loadState"_s});
 }
 
 void TstFrameObserver::end_inAFrame_isBadOrAGap()

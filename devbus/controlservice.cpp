@@ -263,7 +263,7 @@ Answer ControlService::addFault(const QVariantMap& request)
 
 Answer ControlService::clearFaults(const QVariantMap& request)
 {
-    const Answer all = faults(request);
+    Answer all = faults(request);
     if (!request.contains(KEY_NUMBERS)) {
         m_server.faults().clear();
         return all;

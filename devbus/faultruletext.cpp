@@ -378,7 +378,7 @@ void addOften(QStringList& words, const FaultRule& rule)
 
 QString effectText(const FaultRule& rule)
 {
-    const QString name = faultwords::effectWord(rule.effect).name;
+    QString name = faultwords::effectWord(rule.effect).name;
     const QString amount = QString::number(rule.amount);
     switch (rule.effect) {
     case Effect::Silence:

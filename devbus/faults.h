@@ -52,9 +52,9 @@ public:
 
     struct Entry
     {
-        int number;
-        FaultRule rule; ///< With its seed.
-        qint64 hits;    ///< How often it has applied.
+        int number = 0;
+        FaultRule rule;  ///< With its seed.
+        qint64 hits = 0; ///< How often it has applied.
     };
 
     /// Adds a rule after the others, and chooses its seed when it needs one and has none. \return NoError, or why it
@@ -76,7 +76,7 @@ public:
 private:
     struct Rule
     {
-        int number;
+        int number = 0;
         FaultRule rule;
         std::mt19937 random;
         qint64 fits = 0;

@@ -12,14 +12,14 @@ constexpr int MAX_GAP_MS = 60000;
 
 struct EffectWord
 {
-    FaultRule::Effect effect;
+    FaultRule::Effect effect = FaultRule::Effect::Silence;
     QLatin1String name;
     QLatin1String form; ///< What may follow the name, such as ":MS".
-    int minParameters;
-    int maxParameters;
+    int minParameters = 0;
+    int maxParameters = 0;
     QLatin1String amount; ///< What the number is; empty when there is none.
-    qint64 min;
-    qint64 max;
+    qint64 min = 0;
+    qint64 max = 0;
 };
 
 const EffectWord& effectWord(FaultRule::Effect effect);

@@ -16,7 +16,7 @@ using tarvex::traffic::SeenFrame;
 namespace {
 
 constexpr quint16 CODE_NOT_RECORDED = 4;
-constexpr int US_PER_MS = 1000;
+constexpr qint64 MAX_DELAY_MS = 3600000;
 /// While somebody must do the next thing.
 constexpr qint64 LOOK_INTERVAL_MS = 50;
 
@@ -72,8 +72,8 @@ struct BusReplay::Player
 
 struct BusReplay::Connection
 {
-    FrameSocket* socket;
-    Port port;
+    FrameSocket* socket = nullptr;
+    Port port = Port::Query;
     Player* player = nullptr;
 };
 
@@ -272,7 +272,7 @@ void BusReplay::reply(Connection& connection, const Item& item)
         connection.socket->send(frame);
     } else {
         FrameSocket* const socket = connection.socket;
-        QTimer::singleShot(static_cast<int>(qMin<qint64>(delayMs, 3600 * 1000)), socket,
+        QTimer::singleShot(static_cast<int>(qMin<qint64>(delayMs, MAX_DELAY_MS)), socket,
                            [socket, frame] { socket->send(frame); });
     }
 }

@@ -9,7 +9,6 @@ namespace tarvexctl {
 
 using tarvex::traffic::Direction;
 using tarvex::traffic::Kind;
-using tarvex::traffic::Port;
 using tarvex::traffic::SeenFrame;
 
 /// One connection that is played.
@@ -31,6 +30,8 @@ struct ClientReplay::Session
 };
 
 namespace {
+
+constexpr qint64 MAX_WAIT_MS = 3600000;
 
 QString answerWords(const SeenFrame& frame)
 {
@@ -244,7 +245,7 @@ bool ClientReplay::isPatienceOver()
 
 void ClientReplay::waitMs(qint64 ms)
 {
-    m_timer.start(static_cast<int>(qMin<qint64>(ms, 3600 * 1000)));
+    m_timer.start(static_cast<int>(qMin<qint64>(ms, MAX_WAIT_MS)));
 }
 
 void ClientReplay::take(Session& session, const SeenFrame& frame)

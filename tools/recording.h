@@ -55,7 +55,7 @@ private:
 struct RecordedFrame
 {
     tarvex::traffic::SeenFrame frame;
-    int line; ///< Where it stands, from 1.
+    int line = 0; ///< Where it stands, from 1.
 };
 
 /// A whole recording.

@@ -27,17 +27,17 @@ struct ReplayStep
         Close        ///< Closes the connection.
     };
 
-    Type type;
-    int session;
+    Type type = Open;
+    int session = 0;
     tarvex::traffic::SeenFrame frame;
-    qint64 offsetUs; ///< Since the first step.
+    qint64 offsetUs = 0; ///< Since the first step.
 };
 
 /// One connection of a client.
 struct ReplaySession
 {
     QString client;
-    tarvex::traffic::Port port;
+    tarvex::traffic::Port port = tarvex::traffic::Port::Query;
 };
 
 /// The clients' side of a recording, as steps in their order.

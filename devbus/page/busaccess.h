@@ -35,7 +35,7 @@ protected:
 private:
     struct Job
     {
-        const Work* work;
+        const Work* work = nullptr;
         bool isTaken = false;
         bool isDone = false;
     };

@@ -22,7 +22,6 @@ using httplib::Request;
 using httplib::Response;
 
 constexpr int FORBIDDEN = 403;
-constexpr int NOT_FOUND = 404;
 constexpr int BAD_REQUEST = 400;
 constexpr int SERVER_ERROR = 500;
 constexpr int UNAVAILABLE = 503;
@@ -263,7 +262,8 @@ void HttpServer::Engine::addFiles()
 
 void HttpServer::Engine::addQuestions()
 {
-    for (const std::string request : {"about", "clients", "states", "settings", "faults"}) {
+    for (const char* const name : {"about", "clients", "states", "settings", "faults"}) {
+        const std::string request = name;
         Get("/api/" + request,
             [this, request](const Request&, Response& response) { give(response, m_service.list(request)); });
     }

@@ -8,6 +8,7 @@
 #include <QByteArray>
 #include <QVariantMap>
 
+#include <cstddef>
 #include <cstdint>
 #include <functional>
 #include <string>
@@ -25,7 +26,7 @@ public:
     /// bytes.
     static constexpr int MAX_LISTED_BYTES = 128 * 1024;
     /// No more frames are told in one turn when there are this many bytes.
-    static constexpr std::size_t TURN_BYTES = 256 * 1024;
+    static constexpr std::size_t TURN_BYTES = std::size_t{256} * 1024;
 
     /// \a server must run as long as this object is there.
     PageService(BusServer& server, ControlService& controlService);

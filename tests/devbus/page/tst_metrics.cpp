@@ -10,7 +10,6 @@ using tarvex::devbus::ControlService;
 using tarvex::devbus::Metrics;
 using tarvex::traffic::Direction;
 using tarvex::traffic::Kind;
-using tarvex::traffic::Port;
 using tarvex::traffic::SeenFrame;
 
 namespace {

@@ -30,6 +30,13 @@ bool isFailedCommand(const SeenFrame& frame)
     return frame.command() == tarvex::traffic::commands::error();
 }
 
+/// A reply, an acknowledgement, or the answer to a command.
+bool isSlow(const SeenFrame& frame, double ms)
+{
+    const bool isLate = frame.answers > 0 && static_cast<double>(frame.tookUs) >= ms * US_PER_MS;
+    return isLate || (frame.call > 0 && static_cast<double>(frame.callUs) >= ms * US_PER_MS);
+}
+
 void checkClient(const std::optional<QString>& name, const QString& option)
 {
     if (name && name->isEmpty()) {
@@ -71,8 +78,7 @@ bool FrameFilter::takes(const SeenFrame& frame)
     if (m_criteria.errors && !frame.isError() && !isFailedCommand(frame)) {
         return false;
     }
-    if (m_criteria.slowMs
-        && (frame.answers == 0 || static_cast<double>(frame.tookUs) < *m_criteria.slowMs * US_PER_MS)) {
+    if (m_criteria.slowMs && !isSlow(frame, *m_criteria.slowMs)) {
         return false;
     }
     const RequestMemory::Request own = RequestMemory::summary(frame);

@@ -18,7 +18,7 @@ struct FrameCriteria
     std::optional<QString> command; ///< Messages that carry this command.
     std::optional<QString> operation;
     bool errors = false;          ///< SeenFrame::isError(), and the command that says that a command failed.
-    std::optional<double> slowMs; ///< Replies and acknowledgements that took at least this time.
+    std::optional<double> slowMs; ///< Replies, acknowledgements and answers to commands that took at least this time.
 
     /// Whether anything is set.
     bool isSet() const { return client || from || to || command || operation || errors || slowMs; }

@@ -164,6 +164,14 @@ QString fullData(const SeenFrame& frame)
     return shown;
 }
 
+/// " (answer to #54 after 1802 ms)"
+QString callWords(const SeenFrame& frame)
+{
+    return frame.call > 0
+        ? QStringLiteral(" (answer to #%1 after %2)").arg(QString::number(frame.call), tookText(frame.callUs))
+        : QString();
+}
+
 /// "send print", "push print", or the operation.
 QString requestWords(const QString& operation, const QString& command, Port port)
 {
@@ -281,7 +289,8 @@ QString FrameLines::what(const SeenFrame& frame) const
     if (!isFrame(frame)) {
         return eventWords(frame);
     }
-    return frame.kind == Kind::Reply ? replyWords(frame) : requestWords(frame.operation, frame.command(), frame.port);
+    return frame.kind == Kind::Reply ? replyWords(frame)
+                                     : requestWords(frame.operation, frame.command(), frame.port) + callWords(frame);
 }
 
 /// "<- #12 0.8 ms ok loadState"

@@ -33,6 +33,8 @@ const QLatin1String KEY_PROBLEM("problem");
 const QLatin1String KEY_FAULT("fault");
 const QLatin1String KEY_ANSWERS("answers");
 const QLatin1String KEY_TOOK_MS("tookMs");
+const QLatin1String KEY_CALL("call");
+const QLatin1String KEY_CALL_MS("callMs");
 
 constexpr qint64 US_PER_MS = 1000;
 constexpr qint64 US_PER_S = 1000000;
@@ -184,6 +186,10 @@ QVariantMap SeenFrame::toVariantMap() const
         map.insert(KEY_ANSWERS, answers);
         map.insert(KEY_TOOK_MS, static_cast<double>(tookUs) / US_PER_MS);
     }
+    if (call > 0) {
+        map.insert(KEY_CALL, call);
+        map.insert(KEY_CALL_MS, static_cast<double>(callUs) / US_PER_MS);
+    }
     return map;
 }
 
@@ -209,6 +215,10 @@ SeenFrame SeenFrame::fromVariantMap(const QVariantMap& map, bool& isValid)
     frame.answers = map.value(KEY_ANSWERS).toLongLong();
     if (frame.answers > 0) {
         frame.tookUs = qRound64(map.value(KEY_TOOK_MS).toDouble() * US_PER_MS);
+    }
+    frame.call = map.value(KEY_CALL).toLongLong();
+    if (frame.call > 0) {
+        frame.callUs = qRound64(map.value(KEY_CALL_MS).toDouble() * US_PER_MS);
     }
     return frame;
 }

@@ -53,6 +53,11 @@ struct SeenFrame
     qint64 answers = 0;
     qint64 tookUs = -1; ///< Of a reply with \a answers: the time since the request, in microseconds.
 
+    /// Of a message that answers a command: the number of the push that has brought the command to its sender; 0 when
+    /// there is none. Such a message has the uid of the command.
+    qint64 call = 0;
+    qint64 callUs = -1; ///< Of a message with \a call: the time since that push, in microseconds.
+
     /// Whether something is wrong: a code other than 0, bytes that are no frame, a gap, or a fault.
     bool isError() const;
 

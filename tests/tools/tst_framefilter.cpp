@@ -104,6 +104,7 @@ class TstFrameFilter : public QObject
 private Q_SLOTS:
     void takes_data();
     void takes();
+    void slow_alsoTakesLateAnswersToCommands();
     void replyToForgottenRequest_countsByItself();
     void numbersBeginAgain_requestsAreForgotten();
     void operationUnknown_isRefused();
@@ -137,6 +138,18 @@ void TstFrameFilter::takes()
     QFETCH(FrameCriteria, criteria);
     QFETCH(QList<qint64>, numbers);
     QCOMPARE(wanted(criteria), numbers);
+}
+
+void TstFrameFilter::slow_alsoTakesLateAnswersToCommands()
+{
+    FrameFilter filter(slow(300));
+    SeenFrame answer = request(1, u"printer"_s, u"sendMessage"_s);
+    QVERIFY(!filter.takes(answer));
+    answer.call = 5;
+    answer.callUs = 299999;
+    QVERIFY(!filter.takes(answer));
+    answer.callUs = 300000;
+    QVERIFY(filter.takes(answer));
 }
 
 void TstFrameFilter::replyToForgottenRequest_countsByItself()

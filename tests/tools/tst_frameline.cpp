@@ -51,6 +51,14 @@ void TstFrameLine::line_data()
     QTest::newRow("slow reply") << reply(8, load, 2500000) << u"bus -> gui  <- #7 2500 ms ok loadState"_s;
     QTest::newRow("error") << refusal(8, load, 5, u"There is no state"_s)
                            << u"bus -> gui  <- #7 0.8 ms error 5 There is no state: loadState"_s;
+    SeenFrame answer = request(9, u"printer"_s, u"sendMessage"_s,
+                               {{u"sender"_s, u"printer"_s},
+                                {u"reciever"_s, u"gui"_s},
+                                {u"message"_s, u"{\"cmd\":\"printed\",\"data\":{\"number\":1}}"_s}});
+    answer.call = 5;
+    answer.callUs = 310000;
+    QTest::newRow("answer to a command")
+        << answer << u"printer -> gui  send printed (answer to #5 after 310 ms) {\"number\":1}"_s;
     SeenFrame strange = reply(8, load);
     strange.answers = 0;
     QTest::newRow("request not seen") << strange << u"bus -> gui  <- ? ok loadState"_s;

@@ -24,6 +24,17 @@ public:
 
     SeenFrame push(const QString& uid) { return receiver(Kind::Request, Direction::Out, {{u"UID"_s, uid}}); }
 
+    /// A message of \a client to the bus, with the uid of what it answers.
+    SeenFrame answer(const QString& uid, const QString& client = u"printer"_s)
+    {
+        SeenFrame frame;
+        frame.operation = u"sendMessage"_s;
+        frame.connection = 3;
+        frame.client = client;
+        frame.data = {{u"UID"_s, uid}};
+        return take(frame);
+    }
+
     SeenFrame acknowledgement(const QString& uid) { return receiver(Kind::Reply, Direction::In, {{u"uid"_s, uid}}); }
 
     SeenFrame take(SeenFrame frame)
@@ -41,6 +52,7 @@ private:
         frame.port = Port::Receiver;
         frame.direction = direction;
         frame.operation = u"sendMessage"_s;
+        frame.client = u"printer"_s;
         frame.connection = 2;
         frame.data = data;
         return take(frame);
@@ -66,6 +78,11 @@ private Q_SLOTS:
     void acknowledgement_answersThePushOfItsUid();
     void acknowledgement_ofARepeatedPush_answersTheOldestFirst();
     void acknowledgement_unknownUid_answersNothing();
+    void message_withTheUidOfAPush_answersIt();
+    void message_afterARepeatedPush_answersTheFirst();
+    void message_ofAnotherClient_answersNothing();
+    void message_withoutUid_answersNothing();
+    void calls_areBounded();
     void closed_forgetsTheRequests();
     void requests_areBounded();
 };
@@ -156,6 +173,51 @@ void TstCorrelator::acknowledgement_unknownUid_answersNothing()
     Talk talk;
     talk.push(u"u1"_s);
     QCOMPARE(talk.acknowledgement(u"u9"_s).answers, 0);
+}
+
+void TstCorrelator::message_withTheUidOfAPush_answersIt()
+{
+    Talk talk;
+    const SeenFrame push = talk.push(u"u1"_s);
+    QCOMPARE(push.call, 0);
+    talk.acknowledgement(u"u1"_s);
+    const SeenFrame answer = talk.answer(u"u1"_s);
+    QCOMPARE(answer.call, 1);
+    QCOMPARE(answer.callUs, 2000);
+    QCOMPARE(talk.answer(u"u2"_s).call, 0);
+}
+
+void TstCorrelator::message_afterARepeatedPush_answersTheFirst()
+{
+    Talk talk;
+    talk.push(u"u1"_s);
+    talk.push(u"u1"_s);
+    QCOMPARE(talk.answer(u"u1"_s).call, 1);
+}
+
+void TstCorrelator::message_ofAnotherClient_answersNothing()
+{
+    Talk talk;
+    talk.answer(u"u1"_s, u"gui"_s); // the command itself, on its way to the bus
+    talk.push(u"u1"_s);
+    QCOMPARE(talk.answer(u"u1"_s, u"gui"_s).call, 0);
+}
+
+void TstCorrelator::message_withoutUid_answersNothing()
+{
+    Talk talk;
+    talk.push(QString());
+    QCOMPARE(talk.answer(QString()).call, 0);
+}
+
+void TstCorrelator::calls_areBounded()
+{
+    Talk talk;
+    for (std::size_t number = 0; number <= Correlator::MAX_CALLS; ++number) {
+        talk.push(QString::number(number));
+    }
+    QCOMPARE(talk.answer(u"0"_s).call, 0);
+    QCOMPARE(talk.answer(u"1"_s).call, 2);
 }
 
 void TstCorrelator::closed_forgetsTheRequests()

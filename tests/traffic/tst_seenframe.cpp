@@ -187,6 +187,15 @@ void TstSeenFrame::toVariantMap_data()
                R"({"client":"printer","command":"print","connection":0,"data":{"message":"{\"cmd\":\"print\",\"data\":{}}",)"
                R"("sender":"gui"},"direction":"out","from":"gui","kind":"request","number":0,"operation":"sendMessage",)"
                R"("port":"receiver","time":"1970-01-01T00:00:00.000000Z","to":"printer"})");
+    SeenFrame answer;
+    answer.operation = u"sendMessage"_s;
+    answer.call = 12;
+    answer.callUs = 1802500;
+    QTest::newRow("answer") << answer
+                            << QByteArray(R"({"call":12,"callMs":1802.5,"connection":0,"data":{},)"
+                                          R"("direction":"in","kind":"request","number":0,)"
+                                          R"("operation":"sendMessage","port":"query",)"
+                                          R"("time":"1970-01-01T00:00:00.000000Z"})");
     SeenFrame bad;
     bad.kind = Kind::Bad;
     bad.size = 4;

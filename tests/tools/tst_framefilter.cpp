@@ -143,7 +143,7 @@ void TstFrameFilter::takes()
 void TstFrameFilter::slow_alsoTakesLateAnswersToCommands()
 {
     FrameFilter filter(slow(300));
-    SeenFrame answer = request(1, u"printer"_s, u"sendMessage"_s);
+    SeenFrame answer = request(1, u"printer"_s, u"sendMessage"_s, {});
     QVERIFY(!filter.takes(answer));
     answer.call = 5;
     answer.callUs = 299999;

@@ -20,7 +20,8 @@ constexpr int STORAGE_WARNING_INTERVAL_MS = 60000;
 
 } // namespace
 
-BusServer::BusServer(const Options& options, QObject* parent) : QObject(parent), m_options(options)
+BusServer::BusServer(const Options& options, QObject* parent)
+    : QObject(parent), m_options(options), m_frames(options.frameBytes)
 {
     connect(&m_queryServer, &QTcpServer::newConnection, this,
             [this] { accept(m_queryServer, BusConnection::Port::Query); });

@@ -52,6 +52,8 @@ public:
         int keep = 1000;     ///< Messages kept for an absent client.
         int resendMs = 5000; ///< An unacknowledged message is pushed again after this time.
         bool isTracing = false; ///< Whether traced() is emitted.
+        /// The last frames are kept for those who watch the bus, up to this many bytes of them.
+        qint64 frameBytes = traffic::FrameMemory::DEFAULT_MAX_BYTES;
     };
 
     explicit BusServer(const Options& options, QObject* parent = nullptr);

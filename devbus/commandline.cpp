@@ -14,6 +14,9 @@ namespace tarvex::devbus {
 
 namespace {
 
+/// The most that --frames can be, in MiB.
+constexpr int MAX_FRAMES_MIB = 1024;
+
 /// A relative path in this variable does not count; the base directory rules say so.
 QString stateFolder()
 {
@@ -30,7 +33,10 @@ struct Parser : QCommandLineParser
 {
     Parser();
 
-    QList<QCommandLineOption> options() const { return {storage, memory, keep, fault, trace, http, help, version}; }
+    QList<QCommandLineOption> options() const
+    {
+        return {storage, memory, keep, frames, fault, trace, http, help, version};
+    }
 
     const QCommandLineOption storage{
         QStringLiteral("storage"),
@@ -38,6 +44,10 @@ struct Parser : QCommandLineParser
         QStringLiteral("file")};
     const QCommandLineOption memory{QStringLiteral("memory"),
                                     QStringLiteral("Store in memory: everything is gone when the program ends.")};
+    const QCommandLineOption frames{
+        QStringLiteral("frames"),
+        QStringLiteral("Keep the last frames for those who watch the bus, up to <MiB> of them. Default: 16"),
+        QStringLiteral("MiB"), QStringLiteral("16")};
     const QCommandLineOption keep{
         QStringLiteral("keep"),
         QStringLiteral("Keep at most <number> messages for each absent client; the oldest go first. Default: 1000"),
@@ -116,6 +126,12 @@ CommandLine interpret(const Parser& parser)
         return wrongUse(QStringLiteral("--keep must be a whole number from 0 to %1, not \"%2\"")
                             .arg(QString::number(std::numeric_limits<int>::max()), parser.value(parser.keep)));
     }
+    const int frames = parser.value(parser.frames).toInt(&isNumber);
+    if (!isNumber || frames < 1 || frames > MAX_FRAMES_MIB) {
+        return wrongUse(QStringLiteral("--frames must be a whole number from 1 to %1, not \"%2\"")
+                            .arg(QString::number(MAX_FRAMES_MIB), parser.value(parser.frames)));
+    }
+    commandLine.options.frameBytes = static_cast<qint64>(frames) << 20;
     const QString faultError = readFaults(parser.values(parser.fault), commandLine.faults);
     if (!faultError.isEmpty()) {
         return wrongUse(faultError);

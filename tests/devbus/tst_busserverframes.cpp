@@ -64,6 +64,7 @@ private Q_SLOTS:
     void connections_haveNumbersOfTheirOwn();
     void sizes_areThoseOfThePayload();
     void frames_stayWhenTheServerStops();
+    void frames_areBoundedAsTheOptionsSay();
 };
 
 void TstBusServerFrames::exchange_isRemembered()
@@ -181,6 +182,18 @@ void TstBusServerFrames::frames_stayWhenTheServerStops()
     desk.bus.call([](BusServer& server) { QVERIFY(!isFailure(server.start())); });
     const BusClient again(BusClient::QUERY_PORT, u"a"_s);
     QCOMPARE(framesOf(desk.bus).back().connection, 2);
+}
+
+void TstBusServerFrames::frames_areBoundedAsTheOptionsSay()
+{
+    BusServer::Options options;
+    options.frameBytes = 4000;
+    Desk desk(options);
+    for (int count = 0; count < 50; ++count) {
+        desk.ask(u"loadState"_s);
+    }
+    QVERIFY(framesOf(desk.bus).size() < 15);
+    QVERIFY(framesOf(desk.bus).size() > 2);
 }
 
 QTEST_GUILESS_MAIN(TstBusServerFrames)

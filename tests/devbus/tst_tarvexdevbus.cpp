@@ -126,6 +126,10 @@ void TstTarvexDevbus::commandLine_wrongUse_exitsWithTwo_data()
     QTest::newRow("--memory --keep 2147483648") << keep.arg(2147483648LL);
     QTest::newRow("--memory=yes") << u"Unexpected value after '--memory'"_s;
     QTest::newRow("--memory --memory") << u"--memory is given more than once"_s;
+    const QString frames = u"--frames must be a whole number from 1 to 1024, not \"%1\""_s;
+    QTest::newRow("--memory --frames 0") << frames.arg(0);
+    QTest::newRow("--memory --frames 1025") << frames.arg(1025);
+    QTest::newRow("--memory --frames all") << frames.arg(u"all"_s);
     QTest::newRow("--memory --keep 1 --keep 2") << u"--keep is given more than once"_s;
     QTest::newRow("--memory --fault") << u"Missing value after '--fault'"_s;
     QTest::newRow("--memory --fault nth=0,do=drop")

@@ -1,6 +1,7 @@
 #include "busclient.h"
 #include "controlclient.h"
 #include "output.h"
+#include "verbs/options.h"
 #include "verbs/verblist.h"
 
 namespace tarvexctl {
@@ -41,6 +42,8 @@ class Clients : public Verb
 {
 public:
     Clients() : Verb("clients", "Shows the names that a development bus knows") { }
+
+    void addOptions(CLI::App& parser) override { addExample(parser, "tarvexctl clients"); }
 
     void run(const Context& context) const override
     {

@@ -85,8 +85,10 @@ public:
         parser.add_flag("--receiver", m_isReceiver,
                         "The bytes are from the receiver port, where the bus sends messages; otherwise they are from "
                         "the query port");
-        parser.footer("Filters are combined: a frame must fit all of them. Example: tcpdump -i lo -w bus.pcap port "
-                      "45535 or port 45537; tarvexctl decode bus.pcap");
+        parser.footer(parser.get_footer()
+                      + " Filters are combined: a frame must fit all of them. tcpdump makes such a file: tcpdump -i lo "
+                        "-w bus.pcap 'port 45535 or port 45537'.");
+        addExample(parser, "tarvexctl decode bus.pcap --errors");
     }
 
     void run(const Context& context) const override;

@@ -32,11 +32,6 @@ QList<QVariantMap> askForFaults(const QString& clientName, const QVariantMap& re
     return *items;
 }
 
-void addExample(CLI::App& parser, const std::string& example)
-{
-    parser.footer("Example: " + example + ". " + parser.get_footer());
-}
-
 class FaultAdd : public Verb
 {
 public:

@@ -2,6 +2,7 @@
 #include "controlclient.h"
 #include "output.h"
 #include "owners.h"
+#include "verbs/options.h"
 #include "verbs/verblist.h"
 
 #include <functional>
@@ -67,6 +68,8 @@ class ListVerb : public Verb
 {
 public:
     ListVerb(const char* words, const char* help, List list) : Verb(words, help), m_list(std::move(list)) { }
+
+    void addOptions(CLI::App& parser) override { addExample(parser, "tarvexctl " + words()); }
 
     void run(const Context& context) const override
     {

@@ -63,6 +63,7 @@ public:
     {
         m_subscriptions.addTo(parser);
         m_limits.addTo(parser);
+        addExample(parser, "tarvexctl listen --subscribe ticket_printer:3");
     }
 
     void run(const Context& context) const override

@@ -35,7 +35,11 @@ class SettingsGet : public Verb
 public:
     SettingsGet() : Verb("settings get", "Shows the settings of clients") { }
 
-    void addOptions(CLI::App& parser) override { m_owners.addTo(parser); }
+    void addOptions(CLI::App& parser) override
+    {
+        m_owners.addTo(parser);
+        addExample(parser, "tarvexctl settings get ticket_printer");
+    }
 
     void run(const Context& context) const override
     {

@@ -76,7 +76,11 @@ class SettingsLoad : public Verb
 public:
     SettingsLoad() : Verb("settings load", "Saves records as settings get and export write them") { }
 
-    void addOptions(CLI::App& parser) override { m_file.addTo(parser); }
+    void addOptions(CLI::App& parser) override
+    {
+        m_file.addTo(parser);
+        addExample(parser, "tarvexctl settings load <settings.jsonl");
+    }
 
     void run(const Context& context) const override
     {

@@ -51,6 +51,7 @@ public:
         m_owner.addTo(parser);
         m_group.addTo(parser);
         m_key.addTo(parser);
+        addExample(parser, "tarvexctl settings unset ticket_printer paper width");
     }
 
     void run(const Context& context) const override
@@ -83,7 +84,11 @@ class SettingsRemove : public Verb
 public:
     SettingsRemove() : Verb("settings remove", "Removes all settings of a client") { }
 
-    void addOptions(CLI::App& parser) override { m_owner.addTo(parser); }
+    void addOptions(CLI::App& parser) override
+    {
+        m_owner.addTo(parser);
+        addExample(parser, "tarvexctl settings remove ticket_printer");
+    }
 
     void run(const Context& context) const override
     {

@@ -72,6 +72,7 @@ public:
         m_value.addTo(parser);
         parser.add_flag("--string", m_valueIsText, "Takes VALUE as a text even if it is JSON");
         m_description.addTo(parser);
+        addExample(parser, "tarvexctl settings set ticket_printer paper width 80");
     }
 
     void run(const Context& context) const override

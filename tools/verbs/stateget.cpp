@@ -26,7 +26,11 @@ class StateGet : public Verb
 public:
     StateGet() : Verb("state get", "Shows the states of clients") { }
 
-    void addOptions(CLI::App& parser) override { m_owners.addTo(parser); }
+    void addOptions(CLI::App& parser) override
+    {
+        m_owners.addTo(parser);
+        addExample(parser, "tarvexctl state get ticket_printer cashbox");
+    }
 
     void run(const Context& context) const override
     {

@@ -28,6 +28,7 @@ public:
             ->type_name("N")
             ->capture_default_str();
         m_description.addTo(parser);
+        addExample(parser, "tarvexctl --as ticket_printer state set ready --type 1");
     }
 
     void run(const Context& context) const override

@@ -1,10 +1,12 @@
 #include "interrupts.h"
 
 #include "failure.h"
+#include "output.h"
 
 #include <atomic>
 #include <cerrno>
 #include <csignal>
+#include <cstring>
 #include <fcntl.h>
 #include <unistd.h>
 
@@ -16,17 +18,27 @@ namespace {
 constexpr int INTERRUPTS[] = {SIGINT, SIGTERM, SIGHUP};
 
 // A signal handler has no place for data of its own.
+std::atomic<const char*> lastWords{nullptr};
+static_assert(std::atomic<const char*>::is_always_lock_free, "a signal handler must not wait for a lock");
 std::atomic<bool> isPending{false};
 static_assert(std::atomic<bool>::is_always_lock_free, "a signal handler must not wait for a lock");
 int wakeUp[2] = {-1, -1};
+
+void writeWords(const char* words, size_t size)
+{
+    const ssize_t ignored = ::write(STDERR_FILENO, words, size);
+    static_cast<void>(ignored);
+}
 
 // Calls only what is safe in a signal handler. Output that was printed before is not lost, because it is written
 // without a buffer.
 void endAtOnce(int)
 {
+    if (const char* const words = lastWords) {
+        writeWords(words, std::strlen(words));
+    }
     static const char words[] = "tarvexctl: interrupted\n";
-    const ssize_t ignored = ::write(STDERR_FILENO, words, sizeof words - 1);
-    static_cast<void>(ignored);
+    writeWords(words, sizeof words - 1);
     ::_exit(Interrupted);
 }
 
@@ -42,12 +54,18 @@ void noteInterrupt(int signal)
     errno = error;
 }
 
-void handle(int signal, void (*handler)(int))
+/// A shell starts background jobs with the signal ignored, because the signal is not meant for them. So does nohup.
+bool isIgnored(int signal)
 {
     struct sigaction action = {};
     ::sigaction(signal, nullptr, &action);
-    // A shell starts background jobs with the signal ignored, because the signal is not meant for them.
-    if (action.sa_handler != SIG_IGN) {
+    return action.sa_handler == SIG_IGN;
+}
+
+void handle(int signal, void (*handler)(int))
+{
+    if (!isIgnored(signal)) {
+        struct sigaction action = {};
         action.sa_handler = handler;
         action.sa_flags = SA_RESTART; // so that a line that is being written becomes complete
         ::sigaction(signal, &action, nullptr);
@@ -59,6 +77,17 @@ void handle(int signal, void (*handler)(int))
 void endOnInterrupt()
 {
     handle(SIGINT, endAtOnce);
+}
+
+WordsOnInterrupt::WordsOnInterrupt(const QString& words)
+    : m_line((QLatin1String("tarvexctl: ") + visible(words) + QLatin1Char('\n')).toUtf8())
+{
+    lastWords = m_line.constData();
+}
+
+WordsOnInterrupt::~WordsOnInterrupt()
+{
+    lastWords = nullptr;
 }
 
 InterruptWatcher::InterruptWatcher()
@@ -101,7 +130,10 @@ InterruptsHeldBack::InterruptsHeldBack()
     sigset_t signalSet = {};
     ::sigemptyset(&signalSet);
     for (const int signal : INTERRUPTS) {
-        ::sigaddset(&signalSet, signal);
+        // An ignored signal that is blocked would wait as well, and then look as if it had come to end the program.
+        if (!isIgnored(signal)) {
+            ::sigaddset(&signalSet, signal);
+        }
     }
     ::pthread_sigmask(SIG_BLOCK, &signalSet, &m_before);
 }

@@ -1,8 +1,10 @@
 #ifndef INTERRUPTS_H
 #define INTERRUPTS_H
 
+#include <QByteArray>
 #include <QObject>
 #include <QSocketNotifier>
+#include <QString>
 
 #include <csignal>
 #include <initializer_list>
@@ -15,6 +17,20 @@ namespace tarvexctl {
 /// Ends the program on SIGINT, at once. For the verbs that have nothing to undo. The signal handler itself ends the
 /// program, because the library's waits block and do not look at signals.
 void endOnInterrupt();
+
+/// While it exists, a SIGINT that ends the program at once writes these words first, as tellFailure() does. For what
+/// the user must know to go on later. There is one at a time.
+class WordsOnInterrupt
+{
+public:
+    explicit WordsOnInterrupt(const QString& words);
+    ~WordsOnInterrupt();
+    WordsOnInterrupt(const WordsOnInterrupt&) = delete;
+    WordsOnInterrupt& operator=(const WordsOnInterrupt&) = delete;
+
+private:
+    const QByteArray m_line;
+};
 
 /// Emits a Qt signal for the first SIGINT, SIGTERM or SIGHUP. For the verbs that have something to undo. The second one
 /// ends the program at once. A signal that was ignored when the program was started stays ignored, because background
@@ -53,7 +69,7 @@ private:
 };
 
 /// While it exists, SIGINT, SIGTERM and SIGHUP wait. A signal that has come acts when this object is destroyed. For
-/// work that must not stop in the middle.
+/// work that must not stop in the middle. A signal that is ignored stays ignored.
 class InterruptsHeldBack
 {
 public:

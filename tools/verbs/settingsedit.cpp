@@ -1,8 +1,10 @@
 #include "busclient.h"
+#include "interrupts.h"
 #include "output.h"
 #include "privatefile.h"
 #include "settingsdifference.h"
 #include "settingsfile.h"
+#include "storedsettings.h"
 #include "texteditor.h"
 #include "verbs/options.h"
 #include "verbs/verblist.h"
@@ -48,7 +50,7 @@ void showLine(const QByteArray& text, int line)
 {
     const QList<QByteArray> lines = text.split('\n');
     for (int shown = qMax(1, line - 1); shown <= qMin(line, lines.size()); ++shown) {
-        complain(QStringLiteral("%1 | %2").arg(shown, 4).arg(QString::fromUtf8(lines.at(shown - 1))));
+        tellFailure(QStringLiteral("%1 | %2").arg(shown, 4).arg(QString::fromUtf8(lines.at(shown - 1))));
     }
 }
 
@@ -74,6 +76,9 @@ private:
     void save(const ClientSettings& settings) const;
     void askWhetherToGoOn(const Failure& failure, const QByteArray& text) const;
     Failure withPlaceOfText(const Failure& failure);
+
+    QString placeOfText() const { return QStringLiteral("the text stays in ") + m_file.path(); }
+
     void report(const OptionalSettings& saved) const;
 
     const Context& m_context;
@@ -90,6 +95,8 @@ void Editing::run()
     complain(QStringLiteral("the text is in %1 until it is saved").arg(m_file.path()));
     OptionalSettings saved;
     try {
+        // Told with --quiet as well, and once more, because the first words are far above those of the editor.
+        const WordsOnInterrupt onInterrupt(placeOfText());
         saved = editAndSave();
     } catch (const Failure& failure) {
         throw withPlaceOfText(failure);
@@ -124,14 +131,11 @@ OptionalSettings Editing::editAndSave()
 void Editing::save(const ClientSettings& settings) const
 {
     BusClient bus(m_context.clientName);
-    const OptionalSettings now = bus.loadSettings(m_owner);
-    const auto textOf = [](const OptionalSettings& record) {
-        return record ? jsonText(record->toVariantMap()) : QString();
-    };
-    if (textOf(now) != textOf(m_stored)) {
+    const QString change = changeSince(m_stored, m_owner, bus);
+    if (!change.isEmpty()) {
         throw Failure(Refused,
                       QStringLiteral("the settings of %1 were %2 meanwhile; what is stored is left as it is")
-                          .arg(m_owner, now ? QStringLiteral("saved") : QStringLiteral("removed")));
+                          .arg(m_owner, change));
     }
     bus.saveSettings(settings);
 }
@@ -148,7 +152,7 @@ void Editing::askWhetherToGoOn(const Failure& failure, const QByteArray& text) c
         }
         throw Failure(failure);
     }
-    complain(failure.words());
+    tellFailure(failure.words());
     if (wrong != nullptr) {
         showLine(text, wrong->line());
     }
@@ -169,8 +173,7 @@ Failure Editing::withPlaceOfText(const Failure& failure)
         return failure;
     }
     m_file.keep();
-    return Failure(failure.status(), failure.words() + QStringLiteral("; the text stays in ") + m_file.path(),
-                   failure.code());
+    return Failure(failure.status(), failure.words() + QStringLiteral("; ") + placeOfText(), failure.code());
 }
 
 void Editing::report(const OptionalSettings& saved) const

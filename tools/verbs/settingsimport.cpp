@@ -4,6 +4,7 @@
 #include "privatefile.h"
 #include "settingsdifference.h"
 #include "settingsfile.h"
+#include "storedsettings.h"
 #include "verbs/options.h"
 #include "verbs/verblist.h"
 
@@ -40,9 +41,32 @@ Steps stepsFor(const QList<ClientSettings>& records, BusClient& bus)
     return steps;
 }
 
-/// Gives an owner back what it had.
+/// Saves the record. Throws Failure when a signal is held back, and when somebody else has saved or removed the
+/// settings since they were read. \a isSent is true once the bus may have got the record.
+void saveUnlessChanged(const Step& step, BusClient& bus, bool& isSent)
+{
+    if (InterruptsHeldBack::isInterrupted()) {
+        throw Failure(Interrupted, QStringLiteral("not saved, because of an interruption"));
+    }
+    const QString change = changeSince(step.before, step.record.owner(), bus);
+    if (!change.isEmpty()) {
+        throw Failure(Refused, change + QStringLiteral(" meanwhile; what is stored is left as it is"));
+    }
+    isSent = true;
+    bus.saveSettings(step.record);
+}
+
+/// Gives an owner back what it had. Throws Failure when what is stored comes from somebody else, because that must
+/// stay.
 void putBack(const Step& step, BusClient& bus)
 {
+    const OptionalSettings now = bus.loadSettings(step.record.owner());
+    if (isSameRecord(now, step.before)) {
+        return; // the bus has not saved the record whose answer was lost
+    }
+    if (!isSameRecord(now, step.record)) {
+        throw Failure(Refused, QStringLiteral("%1 was %2 meanwhile").arg(step.record.owner(), changeOf(now)));
+    }
     if (step.before) {
         bus.saveSettings(*step.before);
     } else {
@@ -61,7 +85,8 @@ QString lossWords(const Steps& lost)
             before.append(*step.before);
         }
     }
-    QString words = QStringLiteral("the settings of %1 may be the new ones").arg(owners.join(QLatin1String(", ")));
+    QString words =
+        QStringLiteral("the settings of %1 may not be what they were").arg(owners.join(QLatin1String(", ")));
     if (before.isEmpty()) {
         return words;
     }
@@ -80,8 +105,7 @@ class Import
 public:
     Import(QString clientName, Steps steps) : m_clientName(std::move(clientName)), m_steps(std::move(steps)) { }
 
-    /// Throws Failure when a record is not saved, or when a signal is held back. Those that were saved are put back
-    /// then.
+    /// Throws Failure when a record is not saved, as saveUnlessChanged() does. Those that were saved are put back then.
     void run(BusClient& bus);
 
 private:
@@ -95,17 +119,15 @@ private:
 void Import::run(BusClient& bus)
 {
     for (int number = 0; number < m_steps.size(); ++number) {
-        const ClientSettings& record = m_steps.at(number).record;
+        const Step& step = m_steps.at(number);
+        bool isSent = false;
         try {
-            if (InterruptsHeldBack::isInterrupted()) {
-                throw Failure(Interrupted, QStringLiteral("not saved, because of an interruption"));
-            }
-            bus.saveSettings(record);
+            saveUnlessChanged(step, bus, isSent);
         } catch (const Failure& failure) {
             // Without an answer nobody knows whether this record was saved, so it is put back as well.
-            const bool mayBeSaved = failure.status() == NoBus || failure.status() == TimedOut;
+            const bool mayBeSaved = isSent && (failure.status() == NoBus || failure.status() == TimedOut);
             throw undone(
-                Failure(failure.status(), record.owner() + QLatin1String(": ") + failure.words(), failure.code()),
+                Failure(failure.status(), step.record.owner() + QLatin1String(": ") + failure.words(), failure.code()),
                 mayBeSaved ? number + 1 : number);
         }
     }
@@ -199,7 +221,7 @@ private:
             Import(clientName, steps).run(bus);
         } catch (const Failure& failure) {
             if (InterruptsHeldBack::isInterrupted()) {
-                complain(failure.words()); // the signal ends the program at the end of this function
+                tellFailure(failure.words()); // the signal ends the program at the end of this function
             }
             throw;
         }
@@ -232,14 +254,14 @@ private:
             const QString words =
                 QStringLiteral("saved the settings of %1: %2").arg(step.record.owner(), step.difference.count());
             if (!isComplete) {
-                complain(words);
+                tellFailure(words);
                 continue;
             }
             try {
                 step.difference.report(output, words, {step.record.owner()},
                                        object(step, QStringLiteral("settings import")));
             } catch (const Failure& failure) {
-                complain(failure.words());
+                tellFailure(failure.words());
                 isComplete = false;
             }
         }

@@ -2,6 +2,7 @@
 
 #include "failure.h"
 #include "output.h"
+#include "settingsrecord.h"
 
 #include <QHash>
 #include <QPair>
@@ -77,6 +78,12 @@ SettingsDifference::Change partChange(const QString& part, const OptionalSetting
             after.value_or(ordinary).toVariantMap().value(part)};
 }
 
+/// Whether entries repeat or are no settings. The values do not show all of such a record.
+bool isIrregular(const OptionalSettings& settings)
+{
+    return settings && !entriesProblem(settings->settings()).isEmpty();
+}
+
 QVariantMap changeObject(const SettingsDifference::Change& change)
 {
     QVariantMap object = change.place;
@@ -107,6 +114,9 @@ SettingsDifference::SettingsDifference(const OptionalSettings& before, const Opt
     };
     add(partChange(QStringLiteral("description"), before, after));
     add(partChange(QStringLiteral("mailOwner"), before, after));
+    if (isIrregular(before) || isIrregular(after)) {
+        add(partChange(QStringLiteral("settings"), before, after));
+    }
     const Values old(before);
     const Values now(after);
     for (const Name& name : old.names()) {

@@ -19,7 +19,8 @@ using OptionalSettings = std::optional<tarvex::ClientSettings>;
 
 /// What differs between two records of settings: their values, description and flag. The owner and the date are not
 /// compared, and neither is the order of the settings. Values are compared as JSON, so the number 80 and the text "80"
-/// differ, and the numbers 80 and 80.0 do not.
+/// differ, and the numbers 80 and 80.0 do not. When entries of a record repeat or are no settings, the whole lists are
+/// compared as well, as the part "settings", because the values alone do not show all of it.
 class SettingsDifference
 {
 public:

@@ -1,7 +1,6 @@
 #include "settingsrecord.h"
 
 #include <QDateTime>
-#include <QSet>
 #include <QStringList>
 
 using tarvex::ClientSettings;
@@ -59,12 +58,9 @@ void checkEntries(const QVariant& value)
     QSet<QString> paths;
     const QVariantList entries = value.toList();
     for (int place = 0; place < entries.size(); ++place) {
-        try {
-            const QString path = checkEntry(entries.at(place));
-            requireInRecord(!paths.contains(path), QStringLiteral("the setting %1 is there twice").arg(path));
-            paths.insert(path);
-        } catch (const WrongRecord& wrong) {
-            throw WrongRecord(wrong.words(), place);
+        const QString problem = entryProblem(entries.at(place), paths);
+        if (!problem.isEmpty()) {
+            throw WrongRecord(problem, place);
         }
     }
 }
@@ -83,6 +79,30 @@ void requireKnownKeys(const QVariantMap& object, const QStringList& known, const
     for (auto key = object.cbegin(); key != object.cend(); ++key) {
         requireInRecord(known.contains(key.key()), QStringLiteral("\"%1\" is no part of %2").arg(key.key(), name));
     }
+}
+
+QString entryProblem(const QVariant& value, QSet<QString>& paths)
+{
+    try {
+        const QString path = checkEntry(value);
+        requireInRecord(!paths.contains(path), QStringLiteral("the setting %1 is there twice").arg(path));
+        paths.insert(path);
+    } catch (const WrongRecord& wrong) {
+        return wrong.words();
+    }
+    return QString();
+}
+
+QString entriesProblem(const QList<QVariant>& entries)
+{
+    QSet<QString> paths;
+    for (const QVariant& entry : entries) {
+        const QString problem = entryProblem(entry, paths);
+        if (!problem.isEmpty()) {
+            return problem;
+        }
+    }
+    return QString();
 }
 
 ClientSettings settingsRecord(const QVariant& value)

@@ -3,10 +3,13 @@
 #include "output.h"
 #include "owners.h"
 #include "settingsfile.h"
+#include "settingsrecord.h"
 #include "verbs/options.h"
 #include "verbs/verblist.h"
 
 #include <CLI/CLI.hpp>
+#include <QFile>
+#include <QFileInfo>
 #include <QSaveFile>
 
 using tarvex::ClientSettings;
@@ -15,12 +18,30 @@ namespace tarvexctl {
 
 namespace {
 
+/// The file to write to. Nothing for stdout.
+using FileName = std::optional<QString>;
+
+/// False as well for a device and a pipe, which keep nothing.
+bool isRegularFile(const FileName& fileName)
+{
+    return fileName && QFileInfo(*fileName).isFile();
+}
+
+/// Throws Failure when the file is there, because it may hold more than what would be written now.
+void keepFile(const FileName& fileName, const QString& reason)
+{
+    if (isRegularFile(fileName)) {
+        throw Failure(Refused, QStringLiteral("%1, so %2 is left as it is").arg(reason, *fileName));
+    }
+}
+
 /// The owners whose settings the bus lists. For a bus that cannot list them, these are all names that the library
 /// knows, and stderr says so.
-QStringList listedOwners()
+QStringList listedOwners(const FileName& fileName)
 {
     const auto told = askControlSocket({{QStringLiteral("request"), QStringLiteral("settings")}});
     if (!told) {
+        keepFile(fileName, QStringLiteral("this bus does not list what it stores"));
         tellOfKnownNamesOnly();
         return supportedClients();
     }
@@ -31,16 +52,19 @@ QStringList listedOwners()
     return owners;
 }
 
-/// Every record that is stored for the listed owners.
-QList<ClientSettings> allRecords(BusClient& bus)
+/// Every record that is stored for the listed owners. Throws Failure when \a fileName is there and may lose records.
+QList<ClientSettings> allRecords(BusClient& bus, const FileName& fileName)
 {
     QList<ClientSettings> records;
-    const QStringList owners = listedOwners();
+    const QStringList owners = listedOwners(fileName);
     for (const QString& owner : owners) {
         const std::optional<ClientSettings> settings = bus.loadSettings(owner);
         if (settings) { // they may have been removed since the bus listed them
             records.append(*settings);
         }
+    }
+    if (records.isEmpty()) {
+        keepFile(fileName, QStringLiteral("no settings are stored"));
     }
     return records;
 }
@@ -59,12 +83,39 @@ QList<ClientSettings> recordsOf(const QStringList& owners, BusClient& bus)
     return records;
 }
 
-/// Replaces the file when all of it is written, so a failure leaves the former file as it was.
+bool writeText(QFileDevice& file, const QByteArray& text)
+{
+    return file.open(QIODevice::WriteOnly) && file.write(text) == text.size() && file.flush();
+}
+
+/// Replaces a file when all of it is written, so a failure leaves the former file as it was. A device or a pipe is
+/// written to, because a file in its place would be something else.
 void writeFile(const QString& fileName, const QByteArray& text)
 {
-    QSaveFile file(fileName);
-    if (!file.open(QIODevice::WriteOnly) || file.write(text) != text.size() || !file.commit()) {
-        throw Failure(WrongUse, QStringLiteral("cannot write %1: %2").arg(fileName, file.errorString()));
+    QFile inPlace(fileName);
+    QSaveFile replacing(fileName);
+    const bool mayReplace = !inPlace.exists() || isRegularFile(fileName);
+    const bool isWritten = mayReplace ? writeText(replacing, text) && replacing.commit() : writeText(inPlace, text);
+    if (!isWritten) {
+        const QString reason = mayReplace ? replacing.errorString() : inPlace.errorString();
+        throw Failure(WrongUse, QStringLiteral("cannot write %1: %2").arg(fileName, reason));
+    }
+}
+
+/// Names each record that "settings import" would refuse. Throws Failure without words when there is one.
+void requireImportable(const QList<ClientSettings>& records)
+{
+    bool isImportable = true;
+    for (const ClientSettings& record : records) {
+        const QString problem = entriesProblem(record.settings());
+        if (!problem.isEmpty()) {
+            tellFailure(QStringLiteral("%1: %2; correct this in the document, because settings import refuses it")
+                            .arg(record.owner(), problem));
+            isImportable = false;
+        }
+    }
+    if (!isImportable) {
+        throw Failure(Refused, QString());
     }
 }
 
@@ -86,10 +137,10 @@ public:
     {
         QStringList owners = ownersFrom(m_owners);
         owners.removeDuplicates();
-        const std::optional<QString> fileName = m_file.text();
+        const FileName fileName = m_file.text();
         requireName(fileName.value_or(QStringLiteral("stdout")), QStringLiteral("--output"));
         BusClient bus(context.clientName);
-        const QList<ClientSettings> records = owners.isEmpty() ? allRecords(bus) : recordsOf(owners, bus);
+        const QList<ClientSettings> records = owners.isEmpty() ? allRecords(bus, fileName) : recordsOf(owners, bus);
         if (fileName) {
             writeFile(*fileName, documentText(records));
             report(*fileName, records, context.output);
@@ -101,6 +152,7 @@ public:
         if (records.isEmpty()) {
             complain(QStringLiteral("no settings are stored; the document holds no record"));
         }
+        requireImportable(records);
     }
 
 private:

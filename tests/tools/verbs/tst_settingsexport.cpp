@@ -8,6 +8,8 @@
 #include <QTemporaryDir>
 #include <QTest>
 
+#include <sys/stat.h>
+
 namespace {
 
 /// The text with XX for the date of the document, which must be a date.
@@ -65,7 +67,11 @@ private Q_SLOTS:
     void export_toFile_isTold();
     void export_ownerWithoutSettings_leavesFileAlone();
     void export_fileCannotBeWritten_is2();
+    void export_toPipe_writesIntoIt();
     void export_nothingStored_isTold();
+    void export_nothingStored_keepsFile();
+    void export_otherBus_keepsFile();
+    void export_wrongEntries_areTold();
     void export_otherBus_isAskedForKnownNames();
     void export_exported_loadsAndImports_data();
     void export_exported_loadsAndImports();
@@ -137,6 +143,25 @@ void TstSettingsExport::export_fileCannotBeWritten_is2()
     QCOMPARE(full.ending(), ended(1, {"cannot write to stdout: No space left on device"}));
 }
 
+// A file in its place would be something else.
+void TstSettingsExport::export_toPipe_writesIntoIt()
+{
+    const QTemporaryDir folder;
+    const BusProcess bus;
+    QVERIFY(saveTwo(folder));
+    const QString pipe = folder.filePath(u"pipe"_s);
+    QCOMPARE(::mkfifo(pipe.toUtf8().constData(), 0600), 0);
+    QProcess reader;
+    reader.start(u"cat"_s, {pipe});
+    ProgramRun run(u"settings export printer --output "_s + pipe);
+    QCOMPARE(run.ending(), ended(0, {"wrote the settings of printer to " + pipe.toUtf8()}));
+    struct stat status = {};
+    QCOMPARE(::stat(pipe.toUtf8().constData(), &status), 0);
+    QVERIFY(S_ISFIFO(status.st_mode));
+    QVERIFY(reader.waitForFinished());
+    QCOMPARE(withoutDate(reader.readAllStandardOutput()), documentWith("[\n" + PRINTER + "\n  ]"));
+}
+
 void TstSettingsExport::export_nothingStored_isTold()
 {
     const BusProcess bus;
@@ -145,6 +170,57 @@ void TstSettingsExport::export_nothingStored_isTold()
     QCOMPARE(withoutDate(ending.out), documentWith("[]"));
     QCOMPARE(ending.err, told("no settings are stored; the document holds no record"));
     QCOMPARE(ending.status, 0);
+}
+
+// The file may be the last backup.
+void TstSettingsExport::export_nothingStored_keepsFile()
+{
+    const QTemporaryDir folder;
+    const BusProcess bus;
+    const QString file = written(folder.filePath(u"s.json"_s), "before");
+    ProgramRun run(u"settings export --output "_s + file);
+    QCOMPARE(run.ending(), ended(1, {"no settings are stored, so " + file.toUtf8() + " is left as it is"}));
+    QCOMPARE(contents(file), QByteArray("before"));
+    const QString newFile = folder.filePath(u"new.json"_s);
+    QVERIFY(does(u"settings export --output "_s + newFile));
+    QCOMPARE(withoutDate(contents(newFile)), documentWith("[]"));
+}
+
+void TstSettingsExport::export_otherBus_keepsFile()
+{
+    const QTemporaryDir folder;
+    qputenv("XDG_RUNTIME_DIR", folder.path().toUtf8());
+    const FakeBus bus;
+    const QString file = written(folder.filePath(u"s.json"_s), "before");
+    ProgramRun run(u"settings export --output "_s + file);
+    QCOMPARE(run.ending(),
+             ended(1, {"this bus does not list what it stores, so " + file.toUtf8() + " is left as it is"}));
+    QCOMPARE(contents(file), QByteArray("before"));
+}
+
+// They are written, because a backup with them is better than none.
+void TstSettingsExport::export_wrongEntries_areTold()
+{
+    const QTemporaryDir folder;
+    FakeBus bus;
+    const QVariantMap right{{u"group"_s, u"g"_s}, {u"key"_s, u"k"_s}, {u"value"_s, 1}};
+    QVariantMap longer = right;
+    longer.insert(u"unit"_s, u"mm"_s);
+    const QList<QVariantList> settings{{right, right}, {longer}, {right}};
+    const QString owners = u"abc"_s;
+    for (int number = 0; number < owners.size(); ++number) {
+        bus.willReply(u"loadSettings"_s, 0, QString(),
+                      {{u"owner"_s, QString(owners.at(number))},
+                       {u"date"_s, u"2026-03-01T10:11:12.345"_s},
+                       {u"settings"_s, settings.at(number)}});
+    }
+    const QString file = folder.filePath(u"s.json"_s);
+    ProgramRun run(u"--quiet settings export a b c --output "_s + file);
+    const QByteArray end("; correct this in the document, because settings import refuses it");
+    QCOMPARE(run.ending(),
+             ended(1, {"a: the setting g/k is there twice" + end, "b: \"unit\" is no part of a setting" + end}));
+    QCOMPARE(contents(file).count("\"owner\""), 3);
+    QVERIFY(contents(file).contains("\"unit\":\"mm\""));
 }
 
 void TstSettingsExport::export_otherBus_isAskedForKnownNames()

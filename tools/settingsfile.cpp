@@ -238,6 +238,11 @@ void requireUtf8(const QByteArray& text)
 {
     const QList<QByteArray> lines = text.split('\n');
     for (int line = 0; line < lines.size(); ++line) {
+        if (lines.at(line).startsWith("\xef\xbb\xbf")) {
+            throw WrongSettingsText(line + 1,
+                                    QStringLiteral("no JSON: it begins with a byte order mark; save the file as UTF-8 "
+                                                   "without one"));
+        }
         if (QString::fromUtf8(lines.at(line)).toUtf8() != lines.at(line)) {
             throw WrongSettingsText(line + 1, QStringLiteral("no JSON: not UTF-8"));
         }

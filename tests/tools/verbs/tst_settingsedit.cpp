@@ -113,6 +113,7 @@ private Q_SLOTS:
     void edit_file_isPrivateAndRemoved();
     void edit_nothingChanged_savesNothing_data();
     void edit_nothingChanged_savesNothing();
+    void edit_settingTwice_oneTakenOut_isSaved();
     void edit_noRecord_startsOne();
     void edit_noRecordLeftEmpty_savesNothing();
     void edit_wrongText_isShownAndStays_data();
@@ -127,10 +128,12 @@ private Q_SLOTS:
     void edit_changedMeanwhile_isLeftAsItIs();
     void edit_busRefuses_textStays();
     void edit_busGone_textStays();
+    void edit_interruptedWhileSaving_tellsOfText();
     void edit_noBus_is3AndOpensNoEditor();
     void edit_interrupt_belongsToEditor();
     void edit_onTerminal_interruptBelongsToEditor();
     void edit_onTerminal_mayEditAgain();
+    void edit_onTerminal_quiet_tellsReason();
     void edit_onTerminal_mayGiveUp_data();
     void edit_onTerminal_mayGiveUp();
     void edit_realBus_changesWhatIsStored();
@@ -253,6 +256,23 @@ void TstSettingsEdit::edit_nothingChanged_savesNothing()
     QCOMPARE(run(script), ended(0, {"nothing was changed, so nothing is saved in the settings of printer"}));
     QCOMPARE(operations(bus), QStringList{u"loadSettings"_s});
     QCOMPARE(keptText(), QByteArray());
+}
+
+// The values are the same before and after that, because the last one counts.
+void TstSettingsEdit::edit_settingTwice_oneTakenOut_isSaved()
+{
+    const QVariantMap last = width(80).value(u"settings"_s).toList().first().toMap();
+    QVariantMap first = last;
+    first.insert(u"value"_s, 58);
+    const QVariantMap stored = record({first, last});
+    StoringBus bus({stored, stored});
+    bus.willReply(u"saveSettings"_s);
+    const QByteArray kept("{\"group\":\"paper\",\"key\":\"width\",\"value\":80}");
+    QCOMPARE(run(u"sed -i /58/d \"$1\""_s),
+             ended(0, {"saved the settings of printer: 1 change"},
+                   "printer\n- settings = [" + QByteArray(kept).replace("80", "58") + ',' + kept + "]\n+ settings = ["
+                       + kept + "]\n"));
+    QCOMPARE(requested(bus, 2).value(u"settings"_s), QVariant(QVariantList{last}));
 }
 
 void TstSettingsEdit::edit_noRecord_startsOne()
@@ -424,6 +444,22 @@ void TstSettingsEdit::edit_busGone_textStays()
     QCOMPARE(keptText(), QByteArray(WIDTH_TEXT).replace("80", "58"));
 }
 
+// The bus hangs, and the user does not wait for it.
+void TstSettingsEdit::edit_interruptedWhileSaving_tellsOfText()
+{
+    StoringBus bus;
+    bus.willSayNothing();
+    qputenv("EDITOR", editor(u"sed -i s/80/58/ \"$1\""_s).toUtf8());
+    ProgramRun run(u"--quiet settings edit printer"_s);
+    QVERIFY(bus.waitForRequests(3));
+    const Ending ending = run.interrupted();
+    QCOMPARE(ending.status, 130);
+    QVERIFY2(ending.err.startsWith("tarvexctl: the text stays in " + m_folder->path().toUtf8()),
+             ending.err.constData());
+    QVERIFY2(ending.err.endsWith("/settings.json\n" + told("interrupted")), ending.err.constData());
+    QCOMPARE(keptText(), QByteArray(WIDTH_TEXT).replace("80", "58"));
+}
+
 void TstSettingsEdit::edit_noBus_is3AndOpensNoEditor()
 {
     const QString seen = m_folder->filePath(u"seen"_s);
@@ -461,7 +497,7 @@ void TstSettingsEdit::edit_onTerminal_interruptBelongsToEditor()
     QVERIFY(run.start());
     QVERIFY(run.waitFor([&] { return terminal.shown().contains("ready"); }));
     terminal.type("\x03");
-    QVERIFY(run.status() >= 0);
+    QCOMPARE(run.status(), 0);
     QVERIFY2(terminal.shown().contains("saved the settings of printer: 1 change"), terminal.shown().constData());
 }
 
@@ -488,6 +524,22 @@ void TstSettingsEdit::edit_onTerminal_mayEditAgain()
     QCOMPARE(run.out(), QByteArray("printer\n- paper/width = 80\n+ paper/width = 59\n"));
     QCOMPARE(requested(bus, 4).value(u"settings"_s), width(59).value(u"settings"_s));
     QCOMPARE(keptText(), QByteArray());
+}
+
+void TstSettingsEdit::edit_onTerminal_quiet_tellsReason()
+{
+    const StoringBus bus;
+    qputenv("EDITOR", editor(u"echo '{' >\"$1\""_s).toUtf8());
+    Terminal terminal;
+    ChildProcess run(ProgramRun::program(), words(u"--quiet settings edit printer"_s));
+    run.setStepBeforeProgram([&] { terminal.take(); });
+    QVERIFY(run.start());
+    QVERIFY(run.waitFor([&] { return terminal.shown().contains("Edit again? [Y/n] "); }));
+    const QByteArray shown = terminal.shown();
+    QVERIFY2(shown.startsWith("tarvexctl: line 1: no JSON: "), shown.constData());
+    QVERIFY2(shown.contains("\ntarvexctl:    1 | {\r\n"), shown.constData());
+    terminal.type("n\n");
+    QCOMPARE(run.status(), 2);
 }
 
 void TstSettingsEdit::edit_onTerminal_mayGiveUp_data()

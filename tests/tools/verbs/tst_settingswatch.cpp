@@ -159,8 +159,8 @@ void TstSettingsWatch::refusedLater_is1()
 void TstSettingsWatch::timeOut_is4()
 {
     const BusProcess bus;
-    ProgramRun run(watch(u"a --timeout 1"_s));
-    QCOMPARE(run.ending(), ended(4, {"watching the settings of a (no settings)", "no change came within 1 s"}));
+    ProgramRun run(watch(u"a --timeout 5"_s));
+    QCOMPARE(run.ending(), ended(4, {"watching the settings of a (no settings)", "no change came within 5 s"}));
 }
 
 void TstSettingsWatch::interrupted_is130()

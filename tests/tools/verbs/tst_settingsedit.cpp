@@ -529,15 +529,15 @@ void TstSettingsEdit::edit_onTerminal_mayEditAgain()
 void TstSettingsEdit::edit_onTerminal_quiet_tellsReason()
 {
     const StoringBus bus;
-    qputenv("EDITOR", editor(u"echo '{' >\"$1\""_s).toUtf8());
+    qputenv("EDITOR", editor(u"echo owner printer >\"$1\""_s).toUtf8());
     Terminal terminal;
     ChildProcess run(ProgramRun::program(), words(u"--quiet settings edit printer"_s));
     run.setStepBeforeProgram([&] { terminal.take(); });
     QVERIFY(run.start());
     QVERIFY(run.waitFor([&] { return terminal.shown().contains("Edit again? [Y/n] "); }));
     const QByteArray shown = terminal.shown();
-    QVERIFY2(shown.startsWith("tarvexctl: line 1: no JSON: "), shown.constData());
-    QVERIFY2(shown.contains("\ntarvexctl:    1 | {\r\n"), shown.constData());
+    QVERIFY2(shown.startsWith("tarvexctl: line 1: no JSON: illegal value at column 1\r\n"), shown.constData());
+    QVERIFY2(shown.contains("\ntarvexctl:    1 | owner printer\r\n"), shown.constData());
     terminal.type("n\n");
     QCOMPARE(run.status(), 2);
 }

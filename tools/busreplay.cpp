@@ -75,6 +75,8 @@ struct BusReplay::Connection
     FrameSocket* socket = nullptr;
     Port port = Port::Query;
     Player* player = nullptr;
+    int lateReplies = 0; ///< That are not sent yet.
+    QObject timers;      ///< Ends the timers of the late replies with the connection.
 };
 
 BusReplay::BusReplay(const Recording& recording, const ReplayChoice& choice, const ReplayPace& pace,
@@ -266,15 +268,25 @@ void BusReplay::reply(Connection& connection, const Item& item)
     const SeenFrame& recorded = *item.answer;
     const QByteArray frame = tarvex::traffic::encodeReply(recorded.operation, recorded.code, recorded.description,
                                                           uids().withFresh(recorded.data));
-    countSent();
     const qint64 delayMs = pace().isByStep ? 0 : pace().dueMs(qMax<qint64>(recorded.tookUs, 0));
     if (delayMs == 0) {
-        connection.socket->send(frame);
-    } else {
-        FrameSocket* const socket = connection.socket;
-        QTimer::singleShot(static_cast<int>(qMin<qint64>(delayMs, MAX_DELAY_MS)), socket,
-                           [socket, frame] { socket->send(frame); });
+        sendReply(connection, frame);
+        return;
     }
+    ++connection.lateReplies;
+    QTimer::singleShot(static_cast<int>(qMin<qint64>(delayMs, MAX_DELAY_MS)), &connection.timers,
+                       [this, &connection, frame] {
+                           --connection.lateReplies;
+                           sendReply(connection, frame);
+                       });
+}
+
+void BusReplay::sendReply(Connection& connection, const QByteArray& frame)
+{
+    connection.socket->send(frame);
+    countSent();
+    m_lastActivityMs = elapsedMs();
+    m_timer.start(0);
 }
 
 void BusReplay::takeAcknowledgement(Connection& connection, const SeenFrame& reply)
@@ -393,9 +405,14 @@ bool BusReplay::push(Player& player, Item& item)
     return true;
 }
 
-/// Whether every client was there, every push is sent, and every request has come or nothing comes any more.
+/// Whether every client was there, every push and reply is sent, and every request has come or nothing comes any more.
 bool BusReplay::isOver()
 {
+    for (const auto& connection : m_connections) {
+        if (connection->lateReplies > 0) {
+            return false;
+        }
+    }
     bool isComplete = true;
     for (const auto& entry : m_players) {
         const Player& player = *entry.second;

@@ -51,6 +51,7 @@ private:
     void takeAcknowledgement(Connection& connection, const tarvex::traffic::SeenFrame& reply);
     Item* findRequest(Player& player, const tarvex::traffic::SeenFrame& request);
     void reply(Connection& connection, const Item& item);
+    void sendReply(Connection& connection, const QByteArray& frame);
     void remove(Connection& connection);
     void advance();
     /// \return after how many ms to look again

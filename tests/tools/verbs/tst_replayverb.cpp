@@ -102,6 +102,7 @@ private Q_SLOTS:
     void asBus_answersAndPushes();
     void asBus_commandsOnlyWhenWanted();
     void asBus_tellsOfOtherRequests();
+    void asBus_lateLastReply_isSent();
     void asBus_portTaken_is1();
     void asBus_timeOut_is4();
 };
@@ -377,6 +378,18 @@ void TstReplayVerb::asBus_tellsOfOtherRequests()
     QVERIFY2(run.out().contains("#3  gui  request saveState: data.state: \"ready\" was recorded, \"busy\" came"),
              run.out().constData());
     QVERIFY(run.err().contains("\"nobody\" is not played; its handshake is refused"));
+}
+
+void TstReplayVerb::asBus_lateLastReply_isSent()
+{
+    const SeenFrame load = request(3, u"gui"_s, u"loadState"_s, {});
+    const Tape tape({load, reply(4, load, 500000, {{u"state"_s, u"open"_s}})});
+    // Nothing else is left to do, and the patience is over before the reply is due.
+    ProgramRun run(tape.replay(u"--as-bus --diff --patience 0.1"_s));
+    QVERIFY(run.waitForWords(told("playing the bus to gui")));
+    BusClient query(BusClient::QUERY_PORT, u"gui"_s);
+    QCOMPARE(query.ask(u"loadState"_s, {}).data.value(u"state"_s).toString(), u"open"_s);
+    QCOMPARE(run.ending(), ended(0, {"playing the bus to gui", "played 1 frame; everything came back as recorded"}));
 }
 
 void TstReplayVerb::asBus_portTaken_is1()

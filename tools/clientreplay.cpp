@@ -40,6 +40,11 @@ QString answerWords(const SeenFrame& frame)
                                      : QStringLiteral("push of %1").arg(frame.command());
 }
 
+QString unsentWords(const SeenFrame& request)
+{
+    return QStringLiteral("request %1, which was not sent").arg(request.operation);
+}
+
 /// Whether a push may be the recorded one, though parts of it differ.
 bool isLike(const SeenFrame& recorded, const SeenFrame& came)
 {
@@ -92,6 +97,8 @@ void ClientReplay::giveUp()
         const ReplayStep& step = m_script.steps.at(m_at);
         if (step.type == ReplayStep::ExpectReply || step.type == ReplayStep::ExpectPush) {
             tellOfFrame(step.frame, answerWords(step.frame), true);
+        } else if (step.type == ReplayStep::Send) {
+            tellOfFrame(step.frame, unsentWords(step.frame), true);
         }
     }
 }
@@ -162,6 +169,7 @@ bool ClientReplay::performOpen(Session& session)
 bool ClientReplay::performSend(const ReplayStep& step, Session& session)
 {
     if (session.state == Session::Over) {
+        tellOfFrame(step.frame, unsentWords(step.frame), true);
         return true;
     }
     if (!isDue(step)) {
@@ -278,14 +286,42 @@ void ClientReplay::onClosed(Session& session, const QString& why)
 {
     const bool wasOpen = session.state == Session::Open;
     session.state = Session::Over;
-    if (wasOpen) {
-        setFailure(
-            Failure(NoBus, QStringLiteral("the bus closed a connection of %1: %2").arg(session.plan.client, why)));
-    } else {
+    if (!wasOpen) {
         setFailure(Failure(NoBus, QStringLiteral("no bus to be reached on 127.0.0.1: %1").arg(why)));
+        if (sentCount() > 0) {
+            giveUp();
+        }
         m_at = m_script.steps.size(); // the other connections will not be accepted either
+    } else if (!isEndRecorded(session)) {
+        tellOfEvent(session.plan.client,
+                    QStringLiteral("end of the %1 connection").arg(tarvex::traffic::portName(session.plan.port)), why);
+        setFailure(
+            Failure(NoBus, QStringLiteral("a connection of %1 to the bus was lost: %2").arg(session.plan.client, why)));
     }
     m_timer.start(0);
+}
+
+/// Whether the recorded connection ended here too: all that was recorded on it before its end is sent or has come.
+bool ClientReplay::isEndRecorded(const Session& session) const
+{
+    std::size_t replies = session.replies.size();
+    std::size_t pushes = session.pushes.size();
+    for (int at = m_at; at < m_script.steps.size(); ++at) {
+        const ReplayStep& step = m_script.steps.at(at);
+        if (m_sessions.at(static_cast<std::size_t>(step.session)).get() != &session) {
+            continue;
+        }
+        if (step.type == ReplayStep::Close) {
+            return true;
+        }
+        std::size_t& there = step.type == ReplayStep::ExpectReply ? replies : pushes;
+        const bool isAnswer = step.type == ReplayStep::ExpectReply || step.type == ReplayStep::ExpectPush;
+        if (!isAnswer || there == 0) {
+            return false;
+        }
+        --there;
+    }
+    return false;
 }
 
 void ClientReplay::tellOfRest()

@@ -45,6 +45,7 @@ private:
     void take(Session& session, const tarvex::traffic::SeenFrame& frame);
     void acknowledge(Session& session, const tarvex::traffic::SeenFrame& push);
     void onClosed(Session& session, const QString& why);
+    bool isEndRecorded(const Session& session) const;
     void tellOfRest();
 
     const ReplayScript m_script;

@@ -52,7 +52,7 @@ void FrameSocket::readFrames()
     for (SeenFrame frame; self && !m_isClosed && m_reader.next(frame);) {
         Q_EMIT received(frame);
         if (self && frame.kind == Kind::Bad) {
-            onDisconnected();
+            end(frame.problem);
         }
     }
 }
@@ -62,8 +62,15 @@ void FrameSocket::onDisconnected()
 {
     if (!m_isClosed) {
         readFrames(); // what came before the end
-        m_isClosed = true;
-        Q_EMIT closed(m_socket->errorString());
+        end(m_socket->errorString());
+    }
+}
+
+void FrameSocket::end(const QString& why)
+{
+    if (!m_isClosed) {
+        close();
+        Q_EMIT closed(why);
     }
 }
 

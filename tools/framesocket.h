@@ -27,13 +27,15 @@ Q_SIGNALS:
     void opened();
     /// A frame has come: its kind, size and contents. A Bad one is the last.
     void received(const tarvex::traffic::SeenFrame& frame);
-    /// The other side has closed the connection, or there is nobody. \a why is the socket's text.
+    /// The other side has closed the connection, or there is nobody, or a Bad frame has come. \a why is the socket's
+    /// text, or the problem of the frame.
     void closed(const QString& why);
 
 private:
     void connectSignals();
     void readFrames();
     void onDisconnected();
+    void end(const QString& why);
 
     QTcpSocket* const m_socket;
     tarvex::traffic::FrameReader m_reader;

@@ -88,6 +88,15 @@ void Replay::tellOfFrame(const SeenFrame& frame, const QString& what, bool isRec
     addDifference(difference);
 }
 
+void Replay::tellOfEvent(const QString& client, const QString& what, const QString& words)
+{
+    Difference difference;
+    difference.client = client;
+    difference.what = what;
+    difference.came = words;
+    addDifference(difference);
+}
+
 void Replay::addDifference(Difference difference)
 {
     m_differences.append(difference);

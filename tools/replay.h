@@ -81,6 +81,8 @@ protected:
                  const tarvex::traffic::SeenFrame& came);
     /// A frame that was recorded and did not come, or the other way round: then \a recorded is false.
     void tellOfFrame(const tarvex::traffic::SeenFrame& frame, const QString& what, bool isRecorded);
+    /// Something that came, was not recorded and is no frame.
+    void tellOfEvent(const QString& client, const QString& what, const QString& words);
     void addDifference(Difference difference);
 
     void countSent() { ++m_sentCount; }

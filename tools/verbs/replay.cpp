@@ -279,11 +279,11 @@ private:
         const std::optional<Failure>& failure = run.failure();
         const bool isEndedOtherwise =
             failure && (failure->status() == Interrupted || failure->status() == Refused || replay.sentCount() == 0);
-        if (failure && (!m_isDiff || isEndedOtherwise)) {
+        if (failure && (!m_isDiff || isEndedOtherwise || differences == 0)) {
             throw *failure;
         }
         if (failure) {
-            complain(failure->words());
+            tellFailure(failure->words());
         }
         const QString words = QStringLiteral("played %1; %2")
                                   .arg(counted(replay.sentCount(), QStringLiteral("frame")),

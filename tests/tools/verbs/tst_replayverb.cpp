@@ -91,6 +91,9 @@ private Q_SLOTS:
     void push_isAcknowledgedAndCompared();
     void only_playsThatClient();
     void replyMissing_is4_orADifference();
+    void connectionLost_is3_orADifference_data();
+    void connectionLost_is3_orADifference();
+    void connectionClosedAsRecorded_isNoDifference();
     void connectedClient_isRefused();
     void noBus_is3();
     void step_waitsForEnter();
@@ -229,6 +232,53 @@ void TstReplayVerb::replyMissing_is4_orADifference()
     QCOMPARE(diff.status(), 1);
     QVERIFY2(diff.out().contains("#4  gui  reply to loadState: {") && diff.out().contains("nothing came"),
              diff.out().constData());
+}
+
+void TstReplayVerb::connectionLost_is3_orADifference_data()
+{
+    QTest::addColumn<QByteArray>("last");
+    QTest::addColumn<QByteArray>("why");
+    const QByteArray reply = FakeBus::replyFrame(u"loadState"_s, 0);
+    QTest::newRow("closed") << reply << QByteArray("The remote host closed the connection");
+    QTest::newRow("rubbish") << reply + "[-RUBBISH-]\r\n" << QByteArray("a line that begins no frame: \"[-RUBBISH-]");
+}
+
+void TstReplayVerb::connectionLost_is3_orADifference()
+{
+    QFETCH(QByteArray, last);
+    QFETCH(QByteArray, why);
+    FakeBuses buses;
+    buses.query.willAlwaysDo(sends(last, true));
+    // The bus ends the connection after the first reply, so the second request cannot be sent.
+    const SeenFrame second = later(request(5, u"gui"_s, u"saveState"_s, {}), 700);
+    const Tape tape(question({}) << second);
+    ProgramRun run(tape.replay(QString()));
+    const Ending ending = run.ending();
+    QCOMPARE(ending.status, 3);
+    QVERIFY2(ending.err.startsWith(told("a connection of gui to the bus was lost: " + why).trimmed()),
+             ending.err.constData());
+    ProgramRun diff(u"--quiet "_s + tape.replay(u"--diff"_s));
+    const Ending compared = diff.ending();
+    QCOMPARE(compared.status, 1);
+    QVERIFY2(compared.err.startsWith(told("a connection of gui to the bus was lost: " + why).trimmed()),
+             compared.err.constData());
+    QCOMPARE(compared.out.count('\n'), 2);
+    QVERIFY2(compared.out.startsWith("-  gui  end of the query connection: nothing was recorded, "),
+             compared.out.constData());
+    QVERIFY2(compared.out.contains("\n#5  gui  request saveState, which was not sent: "), compared.out.constData());
+}
+
+void TstReplayVerb::connectionClosedAsRecorded_isNoDifference()
+{
+    FakeBuses buses;
+    buses.query.willAlwaysDo(sends(FakeBus::replyFrame(u"loadState"_s, 0), true));
+    SeenFrame closed = later(incident(5, Kind::Closed, u"gui"_s), 700);
+    const Tape tape(question({}) << closed);
+    const Ending done = ended(0, {"played 2 frames; everything came back as recorded"});
+    ProgramRun run(tape.replay(QString()));
+    QCOMPARE(run.ending(), done);
+    ProgramRun diff(tape.replay(u"--diff"_s));
+    QCOMPARE(diff.ending(), done);
 }
 
 void TstReplayVerb::connectedClient_isRefused()

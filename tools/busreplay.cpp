@@ -345,7 +345,7 @@ void BusReplay::advance()
         nextMs = qMin(nextMs, advance(*entry.second));
     }
     if (m_isStuck) {
-        complain(QStringLiteral("stdin is at its end; the rest is not played"));
+        setInputEnded(unsentPushes());
         end();
     } else if (isOver()) {
         giveUp();
@@ -403,6 +403,17 @@ bool BusReplay::push(Player& player, Item& item)
     countSent();
     m_lastActivityMs = elapsedMs();
     return true;
+}
+
+int BusReplay::unsentPushes() const
+{
+    int count = 0;
+    for (const auto& entry : m_players) {
+        const auto& items = entry.second->items;
+        count += static_cast<int>(
+            std::count_if(items.begin(), items.end(), [](const Item& item) { return item.isPush() && !item.isDone; }));
+    }
+    return count;
 }
 
 /// Whether every client was there, every push and reply is sent, and every request has come or nothing comes any more.

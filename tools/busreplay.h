@@ -58,6 +58,7 @@ private:
     qint64 advance(Player& player);
     qint64 restMs(Player& player, const Item& item) const;
     bool push(Player& player, Item& item);
+    int unsentPushes() const;
     bool isOver();
 
     QTcpServer m_queryServer;

@@ -5,6 +5,8 @@
 #include "framesocket.h"
 #include "output.h"
 
+#include <algorithm>
+
 namespace tarvexctl {
 
 using tarvex::traffic::Direction;
@@ -175,12 +177,29 @@ bool ClientReplay::performSend(const ReplayStep& step, Session& session)
     if (!isDue(step)) {
         return false;
     }
-    if (pace().isByStep && step.frame.number > 0 && !takeStep(step.frame)) {
+    if (pace().isByStep && isForStep(step) && !takeStep(step.frame)) {
         return false;
     }
     session.socket->send(tarvex::traffic::encodeRequest(step.frame.operation, uids().withFresh(step.frame.data)));
     countSent();
     return true;
+}
+
+bool ClientReplay::isForStep(const ReplayStep& step)
+{
+    return step.type == ReplayStep::Send && step.frame.number > 0;
+}
+
+void ClientReplay::endByInput()
+{
+    const auto first = m_script.steps.cbegin() + m_at;
+    setInputEnded(static_cast<int>(std::count_if(first, m_script.steps.cend(), isForStep)));
+    for (const auto& session : m_sessions) {
+        session->replies.clear(); // they may be recorded, later on
+        session->pushes.clear();
+    }
+    m_at = m_script.steps.size();
+    m_timer.start(0);
 }
 
 /// \return false when nobody has asked for the next step yet
@@ -192,9 +211,7 @@ bool ClientReplay::takeStep(const SeenFrame& next)
         return true;
     }
     if (m_isInputOver) {
-        complain(QStringLiteral("stdin is at its end; the rest is not played"));
-        m_at = m_script.steps.size();
-        m_timer.start(0);
+        endByInput();
     } else if (!m_isPrompted) {
         m_isPrompted = true;
         complain(

@@ -38,6 +38,10 @@ private:
     bool performOpen(Session& session);
     bool performSend(const ReplayStep& step, Session& session);
     bool performExpect(const ReplayStep& step, Session& session);
+    /// Whether the step waits for a line on stdin when the replay goes by step. The handshake that was not recorded
+    /// does not.
+    static bool isForStep(const ReplayStep& step);
+    void endByInput();
     bool takeStep(const tarvex::traffic::SeenFrame& next);
     bool isDue(const ReplayStep& step);
     bool isPatienceOver();

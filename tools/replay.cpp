@@ -27,6 +27,11 @@ QVariantMap contents(const SeenFrame& frame, const QVariantMap& data)
 
 } // namespace
 
+QString counted(int count, const QString& what)
+{
+    return QStringLiteral("%1 %2%3").arg(QString::number(count), what, count == 1 ? QString() : QStringLiteral("s"));
+}
+
 qint64 ReplayPace::dueMs(qint64 offsetUs) const
 {
     return speed > 0 ? static_cast<qint64>(static_cast<double>(offsetUs) / speed / US_PER_MS) : 0;
@@ -108,6 +113,14 @@ void Replay::setFailure(const Failure& failure)
     if (!m_failure) {
         m_failure = failure;
     }
+}
+
+void Replay::setInputEnded(int steps)
+{
+    setFailure(Failure(Refused,
+                       QStringLiteral("the input ended, so %1 not played")
+                           .arg(counted(steps, QStringLiteral("step"))
+                                + (steps == 1 ? QStringLiteral(" was") : QStringLiteral(" were")))));
 }
 
 void Replay::end()

@@ -18,6 +18,9 @@ struct SeenFrame;
 
 namespace tarvexctl {
 
+/// "3 frames", "1 frame"
+QString counted(int count, const QString& what);
+
 /// How a recording is played.
 struct ReplayPace
 {
@@ -62,7 +65,7 @@ public:
     /// How many frames were sent.
     int sentCount() const { return m_sentCount; }
 
-    /// The first answer that was recorded and did not come, or the connection that was lost.
+    /// The first answer that was recorded and did not come, or the connection that was lost, or that stdin has ended.
     const std::optional<Failure>& failure() const { return m_failure; }
 
 Q_SIGNALS:
@@ -88,6 +91,8 @@ protected:
     void countSent() { ++m_sentCount; }
 
     void setFailure(const Failure& failure);
+    /// stdin has ended while so many steps were not played.
+    void setInputEnded(int steps);
     void end();
 
     UidMap& uids() { return m_uids; }

@@ -96,12 +96,6 @@ void requireAbsent(const QStringList& clients)
     }
 }
 
-/// "3 commands", "1 command"
-QString counted(int count, const QString& what)
-{
-    return QStringLiteral("%1 %2%3").arg(QString::number(count), what, count == 1 ? QString() : QStringLiteral("s"));
-}
-
 /// Runs a replay until it ends, the time is over, or the program is interrupted.
 class ReplayRun
 {

@@ -96,6 +96,7 @@ private Q_SLOTS:
     void connectionClosedAsRecorded_isNoDifference();
     void connectedClient_isRefused();
     void noBus_is3();
+    void step_waitsForEnter_data();
     void step_waitsForEnter();
     void step_takesOneFrameForEachLine();
     void lastLineCut_isTold();
@@ -105,6 +106,7 @@ private Q_SLOTS:
     void asBus_answersAndPushes();
     void asBus_commandsOnlyWhenWanted();
     void asBus_tellsOfOtherRequests();
+    void asBus_stepsLeft_is1();
     void asBus_lateLastReply_isSent();
     void asBus_portTaken_is1();
     void asBus_timeOut_is4();
@@ -302,15 +304,22 @@ void TstReplayVerb::noBus_is3()
     QCOMPARE(run.ending(), ended(3, {"no bus to be reached on 127.0.0.1: Connection refused"}));
 }
 
+void TstReplayVerb::step_waitsForEnter_data()
+{
+    QTest::addColumn<QString>("options");
+    QTest::newRow("played") << QString();
+    QTest::newRow("compared") << u" --diff"_s;
+}
+
 void TstReplayVerb::step_waitsForEnter()
 {
+    QFETCH(QString, options);
     FakeBuses buses;
     buses.query.willAlwaysDo(FakeBus::answer);
-    const Tape tape(question({}));
-    ProgramRun run(tape.replay(u"--step"_s), ProgramRun::StdinEmpty);
-    const Ending ending = run.ending();
-    QCOMPARE(ending.status, 0);
-    QVERIFY2(ending.err.contains("stdin is at its end; the rest is not played"), ending.err.constData());
+    const SeenFrame second = request(5, u"gui"_s, u"saveState"_s, {});
+    const Tape tape(question({}) << second << reply(6, second));
+    ProgramRun run(u"--quiet "_s + tape.replay(u"--step"_s + options), ProgramRun::StdinEmpty);
+    QCOMPARE(run.ending(), ended(1, {"the input ended, so 2 steps were not played"}));
     QCOMPARE(buses.query.requests().size(), 0);
 }
 
@@ -322,9 +331,9 @@ void TstReplayVerb::step_takesOneFrameForEachLine()
     const Tape tape(question({}) << second << reply(6, second));
     ChildProcess run(u"/bin/sh"_s, {u"-c"_s, u"echo | %1 %2"_s.arg(ProgramRun::program(), tape.replay(u"--step"_s))});
     QVERIFY(run.start());
-    QCOMPARE(run.status(), 0);
+    QCOMPARE(run.status(), 1);
     QCOMPARE(operations(buses.query), QStringList{u"loadState"_s});
-    QVERIFY2(run.err().contains("stdin is at its end"), run.err().constData());
+    QVERIFY2(run.err().endsWith(told("the input ended, so 1 step was not played")), run.err().constData());
     ProgramRun fromStdin(u"replay - --step"_s);
     QCOMPARE(fromStdin.ending(), ended(2, {"--step reads stdin, so the recording must be a file"}));
 }
@@ -428,6 +437,15 @@ void TstReplayVerb::asBus_tellsOfOtherRequests()
     QVERIFY2(run.out().contains("#3  gui  request saveState: data.state: \"ready\" was recorded, \"busy\" came"),
              run.out().constData());
     QVERIFY(run.err().contains("\"nobody\" is not played; its handshake is refused"));
+}
+
+void TstReplayVerb::asBus_stepsLeft_is1()
+{
+    const Tape tape(receiverHandshake() << push(12, u"door"_s, u"gui"_s, u"open"_s));
+    ProgramRun run(tape.replay(u"--as-bus --step"_s), ProgramRun::StdinEmpty);
+    QVERIFY(run.waitForWords(told("playing the bus to gui")));
+    BusClient receiver(BusClient::RECEIVER_PORT, u"gui"_s);
+    QCOMPARE(run.ending(), ended(1, {"playing the bus to gui", "the input ended, so 1 step was not played"}));
 }
 
 void TstReplayVerb::asBus_lateLastReply_isSent()

@@ -10,7 +10,9 @@
 #include <QJsonDocument>
 #include <QJsonObject>
 
+#include <cmath>
 #include <cstdio>
+#include <limits>
 #include <unistd.h>
 
 namespace tarvexctl {
@@ -23,7 +25,15 @@ namespace {
 
 const QLatin1String KEY_RECORDING("tarvexRecording");
 const QLatin1String KEY_END("end");
+const QLatin1String KEY_NUMBER("number");
+const QLatin1String KEY_CONNECTION("connection");
+const QLatin1String KEY_CLIENT("client");
+const QLatin1String KEY_OPERATION("operation");
+const QLatin1String KEY_ANSWERS("answers");
+const QLatin1String KEY_CODE("code");
 const QLatin1String STANDARD_STREAM("-");
+/// JSON numbers are exact up to here.
+constexpr double MAX_NUMBER = 9007199254740992;
 /// A line is one frame. The bus decodes envelopes up to 32 MiB; escapes make them longer in JSON.
 constexpr int MAX_LINE = 256 << 20;
 /// Qt allocates what a line may have at most.
@@ -53,6 +63,45 @@ void checkHeader(const QVariantMap& header)
     }
 }
 
+/// Whether the value is a whole number from \a least to \a most.
+bool isWholeNumber(const QVariant& value, double least, double most)
+{
+    const QJsonValue json = QJsonValue::fromVariant(value);
+    const double number = json.toDouble();
+    return json.isDouble() && number >= least && number <= most && number == std::floor(number);
+}
+
+/// Throws unless \a key has a whole number in this range.
+void checkNumber(const QVariantMap& object, QLatin1String key, int line, double least, double most = MAX_NUMBER)
+{
+    if (!isWholeNumber(object.value(key), least, most)) {
+        throw lineFailure(
+            line,
+            QStringLiteral("a frame whose \"%1\" is no whole number from %2 to %3: %4")
+                .arg(key, QString::number(least, 'f', 0), QString::number(most, 'f', 0), jsonText(object.value(key))));
+    }
+}
+
+/// The keys that decide which frames belong together. A wrong type would be read as 0, or as an empty text.
+void checkTypes(const QVariantMap& object, const SeenFrame& frame, int line)
+{
+    checkNumber(object, KEY_NUMBER, line, frame.kind == Kind::Gap ? 0 : 1);
+    if (frame.kind == Kind::Request || frame.kind == Kind::Reply) {
+        checkNumber(object, KEY_CONNECTION, line, 1);
+    }
+    if (object.contains(KEY_ANSWERS)) {
+        checkNumber(object, KEY_ANSWERS, line, 0);
+    }
+    if (object.contains(KEY_CODE)) {
+        checkNumber(object, KEY_CODE, line, 0, std::numeric_limits<quint16>::max());
+    }
+    for (const QLatin1String key : {KEY_CLIENT, KEY_OPERATION}) {
+        if (object.contains(key) && object.value(key).type() != QVariant::String) {
+            throw lineFailure(line, QStringLiteral("a frame whose \"%1\" is no text").arg(key));
+        }
+    }
+}
+
 SeenFrame frameFrom(const QVariantMap& object, int line)
 {
     bool isValid = false;
@@ -63,12 +112,10 @@ SeenFrame frameFrom(const QVariantMap& object, int line)
                                          "\"direction\" for a request and a reply, with the words of the "
                                          "document"));
     }
+    checkTypes(object, frame, line);
     const bool isFrame = frame.kind == Kind::Request || frame.kind == Kind::Reply;
-    if (isFrame && frame.operation.isEmpty() && frame.kind == Kind::Request) {
+    if (frame.kind == Kind::Request && frame.operation.isEmpty()) {
         throw lineFailure(line, QStringLiteral("a request without \"operation\""));
-    }
-    if (isFrame && frame.connection < 1) {
-        throw lineFailure(line, QStringLiteral("a frame without \"connection\", a number from 1"));
     }
     if (isFrame && !frame.isDataLeftOut && object.value(QStringLiteral("data")).type() != QVariant::Map) {
         throw lineFailure(line, QStringLiteral("a frame without \"data\", an object"));
@@ -173,6 +220,10 @@ Recording readRecording(QIODevice& device)
             throw lineFailure(number, QStringLiteral("this is no JSON object: %1").arg(problem));
         }
         recording.isCut = !problem.isEmpty(); // the recorder was killed while it wrote the line
+    }
+    const auto* const file = qobject_cast<QFileDevice*>(&device);
+    if (file != nullptr && file->error() != QFileDevice::NoError) {
+        throw fileFailure(WrongUse, QStringLiteral("read"), file->fileName(), file->errorString());
     }
     if (recording.header.isEmpty()) {
         throw Failure(WrongUse, QStringLiteral("the recording is empty"));

@@ -55,6 +55,8 @@ private Q_SLOTS:
     void deviceFull_isTold();
     void wrong_isRefusedWithItsLine_data();
     void wrong_isRefusedWithItsLine();
+    void gapWithoutNumber_isTaken();
+    void unreadable_isTold();
     void lastLineCut_isLeftOut();
     void lastLineWithoutEnd_isTaken();
     void emptyLines_areSkipped();
@@ -146,7 +148,24 @@ void TstRecording::wrong_isRefusedWithItsLine_data()
     QTest::newRow("other kind") << HEADER + QByteArray(FRAME).replace("\"request\"", "\"dance\"")
                                 << u"line 2: this is no frame: "_s;
     QTest::newRow("no connection") << HEADER + QByteArray(FRAME).replace("\"connection\":1", "\"connection\":0")
-                                   << u"line 2: a frame without \"connection\""_s;
+                                   << u"line 2: a frame whose \"connection\" is no whole number from 1 "_s;
+    QTest::newRow("no number") << HEADER + FRAME + QByteArray(FRAME).replace("\"number\":1,", "")
+                               << u"line 3: a frame whose \"number\" is no whole number from 1 "_s;
+    const QList<QByteArray> wrongNumbers{"\"number\":0", "\"number\":1.5", "\"number\":\"1\"", "\"number\":-1"};
+    for (const QByteArray& wrong : wrongNumbers) {
+        QTest::newRow(wrong) << HEADER + QByteArray(FRAME).replace("\"number\":1", wrong)
+                             << u"line 2: a frame whose \"number\" is no whole number from 1 "_s;
+    }
+    const QList<QPair<QByteArray, QString>> wrongValues{
+        {"\"answers\":\"1\"", u"\"answers\" is no whole number from 0 "_s},
+        {"\"answers\":-1", u"\"answers\" is no whole number from 0 "_s},
+        {"\"code\":\"0\"", u"\"code\" is no whole number from 0 to 65535: \"0\""_s},
+        {"\"code\":65536", u"\"code\" is no whole number from 0 to 65535: 65536"_s},
+        {"\"client\":7", u"\"client\" is no text"_s}};
+    for (const auto& wrong : wrongValues) {
+        QTest::newRow(wrong.first) << HEADER + QByteArray(FRAME).replace("\"data\"", wrong.first + ",\"data\"")
+                                   << u"line 2: a frame whose "_s + wrong.second;
+    }
     QTest::newRow("no operation") << HEADER + QByteArray(FRAME).replace("loadState", "")
                                   << u"line 2: a request without \"operation\""_s;
     QTest::newRow("data is a list") << HEADER + QByteArray(FRAME).replace("{}", "[]")
@@ -159,6 +178,25 @@ void TstRecording::wrong_isRefusedWithItsLine()
     QFETCH(QString, words);
     const QString told = failureOf(text);
     QVERIFY2(!told.isEmpty() && told.startsWith(words), qPrintable(told));
+}
+
+void TstRecording::gapWithoutNumber_isTaken()
+{
+    const QByteArray gap = R"({"kind":"gap","number":0,"port":"query","problem":"3 frames were lost",)"
+                           R"("time":"2026-03-01T10:11:12.345678Z"})"
+                           "\n";
+    QCOMPARE(read(HEADER + gap + FRAME).frames.size(), 2);
+}
+
+void TstRecording::unreadable_isTold()
+{
+    try {
+        readRecording(u"/proc/self/mem"_s); // it opens, and the first page cannot be read
+        QFAIL("it was read");
+    } catch (const Failure& failure) {
+        QCOMPARE(failure.words(), u"cannot read /proc/self/mem: Input/output error"_s);
+        QCOMPARE(failure.status(), WrongUse);
+    }
 }
 
 void TstRecording::lastLineCut_isLeftOut()

@@ -55,6 +55,7 @@ private Q_SLOTS:
     void nameless_isLeftOut();
     void dataLeftOut_isLeftOut();
     void busStartedAgain_hasNewConnections();
+    void gapWithoutNumber_beginsNewConnections();
     void offsets_neverGoBack();
     void busTells_areNoRealCommands();
 };
@@ -132,6 +133,16 @@ void TstReplayScript::busStartedAgain_hasNewConnections()
 {
     const ReplayScript script = clientScript(
         recordingOf({request(7, u"gui"_s, u"loadState"_s, {}), request(1, u"door"_s, u"loadState"_s, {})}), {});
+    QCOMPARE(script.clients(), (QStringList{u"gui"_s, u"door"_s}));
+}
+
+void TstReplayScript::gapWithoutNumber_beginsNewConnections()
+{
+    // The recorder writes such a gap when the bus was away. The numbers after it may be greater than those before.
+    const ReplayScript script =
+        clientScript(recordingOf({request(1, u"gui"_s, u"loadState"_s, {}), incident(0, Kind::Gap),
+                                  request(7, u"door"_s, u"loadState"_s, {})}),
+                     {});
     QCOMPARE(script.clients(), (QStringList{u"gui"_s, u"door"_s}));
 }
 

@@ -145,6 +145,8 @@ void BusReplay::readRecording(const Recording& recording, const ReplayChoice& ch
         if (frame.kind == Kind::Reply && requests.contains(frame.answers)) {
             const auto place = requests.value(frame.answers);
             place.first->items.at(place.second).answer = frame;
+        } else if (frame.kind == Kind::Bad && frame.direction == Direction::Out && isChosen) {
+            ++m_leftOutBadFrames;
         } else if (frame.kind == Kind::Request && isChosen && !frame.isDataLeftOut) {
             if (frame.direction == Direction::Out && !choice.withCommands && isRealCommand(frame)) {
                 ++m_leftOutCommands;
@@ -211,7 +213,7 @@ void BusReplay::take(Connection& connection, const SeenFrame& frame)
     } else if (came.kind == Kind::Reply && connection.player != nullptr) {
         takeAcknowledgement(connection, came);
     } else if (came.kind == Kind::Bad) {
-        complain(QStringLiteral("%1: %2").arg(came.client, came.problem));
+        tellOfEvent(came.client, QStringLiteral("bad frame"), came.problem);
     }
     m_timer.start(0);
 }

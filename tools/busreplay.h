@@ -36,6 +36,9 @@ public:
     /// How many commands are not pushed.
     int leftOutCommands() const { return m_leftOutCommands; }
 
+    /// How many bad frames of the bus are not sent.
+    int leftOutBadFrames() const { return m_leftOutBadFrames; }
+
 private:
     struct Item;
     struct Player;
@@ -72,6 +75,7 @@ private:
     bool m_isStuck = false; ///< A push waits for a step, and there are no further ones.
     qint64 m_lastActivityMs = 0;
     int m_leftOutCommands = 0;
+    int m_leftOutBadFrames = 0;
 };
 
 } // namespace tarvexctl

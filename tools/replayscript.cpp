@@ -72,6 +72,7 @@ ReplayScript ScriptMaker::make()
 
 void ScriptMaker::beginFrame(const RecordedFrame& recorded)
 {
+    // The numbers begin again, or the recorder tells with a gap without number that they do.
     if (recorded.frame.number <= m_lastNumber) {
         ++m_epoch;
         m_sent.clear();
@@ -103,6 +104,9 @@ void ScriptMaker::take(const SeenFrame& frame)
         takeRequest(frame);
     } else if (frame.kind == Kind::Reply) {
         takeReply(frame);
+    } else if (frame.kind == Kind::Bad && frame.direction == Direction::In) {
+        const QString name = m_names.value(keyOf(frame));
+        m_script.badFrames += m_choice.only.isEmpty() || m_choice.only.contains(name) ? 1 : 0;
     } else if (frame.kind == Kind::Closed && m_sessions.contains(keyOf(frame))) {
         add(ReplayStep::Close, m_sessions.take(keyOf(frame)), frame);
     }

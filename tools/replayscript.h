@@ -49,6 +49,7 @@ struct ReplayScript
     int commands = 0;    ///< Messages that are commands.
     int withoutData = 0; ///< Requests whose data was too large to be recorded.
     int nameless = 0;    ///< Connections of which the client is not known.
+    int badFrames = 0;   ///< What the clients have sent and is no frame.
 
     QStringList clients() const;
 };

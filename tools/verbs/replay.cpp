@@ -218,7 +218,7 @@ private:
         if (!m_isForced) {
             requireAbsent(script.clients());
         }
-        tellOfLeftOut(script.commands);
+        tellOfLeftOut(script.commands, script.badFrames);
         if (script.withoutData > 0) {
             complain(QStringLiteral("left out %1 whose data was too large to be recorded")
                          .arg(counted(script.withoutData, QStringLiteral("request"))));
@@ -237,16 +237,19 @@ private:
         if (replay->clients().isEmpty()) {
             throw Failure(WrongUse, QStringLiteral("there is nothing to play in this recording"));
         }
-        tellOfLeftOut(replay->leftOutCommands());
+        tellOfLeftOut(replay->leftOutCommands(), replay->leftOutBadFrames());
         complain(QStringLiteral("playing the bus to %1").arg(replay->clients().join(QLatin1String(", "))));
         return replay;
     }
 
-    static void tellOfLeftOut(int commands)
+    static void tellOfLeftOut(int commands, int badFrames)
     {
         if (commands > 0) {
             complain(QStringLiteral("left out %1; --with-commands plays them too")
                          .arg(counted(commands, QStringLiteral("command"))));
+        }
+        if (badFrames > 0) {
+            complain(QStringLiteral("left out %1").arg(counted(badFrames, QStringLiteral("bad frame"))));
         }
     }
 

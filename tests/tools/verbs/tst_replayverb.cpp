@@ -91,6 +91,7 @@ private Q_SLOTS:
     void push_isAcknowledgedAndCompared();
     void only_playsThatClient();
     void replyMissing_is4_orADifference();
+    void badFrames_areLeftOut();
     void connectionLost_is3_orADifference_data();
     void connectionLost_is3_orADifference();
     void connectionClosedAsRecorded_isNoDifference();
@@ -106,6 +107,8 @@ private Q_SLOTS:
     void asBus_answersAndPushes();
     void asBus_commandsOnlyWhenWanted();
     void asBus_tellsOfOtherRequests();
+    void asBus_badFrame_isADifference();
+    void asBus_badFrameOfTheBus_isLeftOut();
     void asBus_stepsLeft_is1();
     void asBus_lateLastReply_isSent();
     void asBus_portTaken_is1();
@@ -234,6 +237,16 @@ void TstReplayVerb::replyMissing_is4_orADifference()
     QCOMPARE(diff.status(), 1);
     QVERIFY2(diff.out().contains("#4  gui  reply to loadState: {") && diff.out().contains("nothing came"),
              diff.out().constData());
+}
+
+void TstReplayVerb::badFrames_areLeftOut()
+{
+    FakeBuses buses;
+    buses.query.willAlwaysDo(FakeBus::answer);
+    const Tape tape(question({}) << incident(5, Kind::Bad, u"gui"_s, u"no envelope"_s)
+                                 << incident(6, Kind::Bad, u"gui"_s, u"no envelope"_s));
+    ProgramRun run(tape.replay(u"--speed max"_s));
+    QCOMPARE(run.ending(), ended(0, {"left out 2 bad frames", "played 2 frames; everything came back as recorded"}));
 }
 
 void TstReplayVerb::connectionLost_is3_orADifference_data()
@@ -437,6 +450,34 @@ void TstReplayVerb::asBus_tellsOfOtherRequests()
     QVERIFY2(run.out().contains("#3  gui  request saveState: data.state: \"ready\" was recorded, \"busy\" came"),
              run.out().constData());
     QVERIFY(run.err().contains("\"nobody\" is not played; its handshake is refused"));
+}
+
+void TstReplayVerb::asBus_badFrame_isADifference()
+{
+    const Tape tape(receiverHandshake());
+    ProgramRun run(u"--quiet "_s + tape.replay(u"--as-bus --diff --patience 600"_s));
+    QTRY_VERIFY_WITH_TIMEOUT(BusClient(BusClient::QUERY_PORT).isConnected(), ChildProcess::PATIENCE_MS);
+    BusClient query(BusClient::QUERY_PORT, u"gui"_s);
+    QVERIFY(query.send("[-RUBBISH-]\r\n"));
+    QVERIFY(query.waitForClose());
+    BusClient receiver(BusClient::RECEIVER_PORT, u"gui"_s);
+    QCOMPARE(run.status(), 1);
+    QVERIFY2(run.out().startsWith("-  gui  bad frame: nothing was recorded, \"a line that begins no frame: "),
+             run.out().constData());
+}
+
+void TstReplayVerb::asBus_badFrameOfTheBus_isLeftOut()
+{
+    SeenFrame bad = incident(12, Kind::Bad, u"gui"_s, u"no envelope"_s);
+    bad.direction = Direction::Out;
+    const Tape tape(receiverHandshake() << bad);
+    ProgramRun run(tape.replay(u"--as-bus"_s));
+    QVERIFY(run.waitForWords(told("playing the bus to gui")));
+    BusClient receiver(BusClient::RECEIVER_PORT, u"gui"_s);
+    QCOMPARE(
+        run.ending(),
+        ended(0,
+              {"left out 1 bad frame", "playing the bus to gui", "played 1 frame; everything came back as recorded"}));
 }
 
 void TstReplayVerb::asBus_stepsLeft_is1()

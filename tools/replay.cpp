@@ -102,9 +102,9 @@ void Replay::tellOfEvent(const QString& client, const QString& what, const QStri
     addDifference(difference);
 }
 
-void Replay::addDifference(Difference difference)
+void Replay::addDifference(const Difference& difference)
 {
-    m_differences.append(difference);
+    ++m_differenceCount;
     Q_EMIT differs(difference);
 }
 

@@ -60,7 +60,7 @@ public:
     /// What has not been played yet becomes differences.
     virtual void giveUp() { }
 
-    const QList<Difference>& differences() const { return m_differences; }
+    int differenceCount() const { return m_differenceCount; }
 
     /// How many frames were sent.
     int sentCount() const { return m_sentCount; }
@@ -86,7 +86,7 @@ protected:
     void tellOfFrame(const tarvex::traffic::SeenFrame& frame, const QString& what, bool isRecorded);
     /// Something that came, was not recorded and is no frame.
     void tellOfEvent(const QString& client, const QString& what, const QString& words);
-    void addDifference(Difference difference);
+    void addDifference(const Difference& difference);
 
     void countSent() { ++m_sentCount; }
 
@@ -102,9 +102,9 @@ private:
     const Strictness m_strictness;
     UidMap m_uids;
     QElapsedTimer m_clock;
-    QList<Difference> m_differences;
     std::optional<Failure> m_failure;
     int m_sentCount = 0;
+    int m_differenceCount = 0;
     bool m_hasEnded = false;
 };
 

@@ -272,7 +272,7 @@ private:
                              [&](const Difference& difference) { showDifference(difference, output, run); });
         }
         run.run(timeoutMs);
-        const int differences = replay.differences().size();
+        const int differences = replay.differenceCount();
         const std::optional<Failure>& failure = run.failure();
         const bool isEndedOtherwise =
             failure && (failure->status() == Interrupted || failure->status() == Refused || replay.sentCount() == 0);

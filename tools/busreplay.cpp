@@ -5,6 +5,7 @@
 #include "traffic/operations.h"
 
 #include <algorithm>
+#include <deque>
 
 namespace tarvexctl {
 
@@ -17,6 +18,7 @@ namespace {
 
 constexpr quint16 CODE_NOT_RECORDED = 4;
 constexpr qint64 MAX_DELAY_MS = 3600000;
+constexpr int SAME_DATA = 3;
 /// While somebody must do the next thing.
 constexpr qint64 LOOK_INTERVAL_MS = 50;
 
@@ -44,6 +46,18 @@ QString acknowledgementWords(const SeenFrame& push)
     return QStringLiteral("acknowledgement of %1").arg(push.command().isEmpty() ? push.uid() : push.command());
 }
 
+/// How well a request fits a recorded one of the same operation; 0 when it is another one.
+int rankOf(const SeenFrame& recorded, const SeenFrame& request)
+{
+    if (tarvexctl::differences(QString(), recorded.data, request.data, Strictness::Ordinary).isEmpty()) {
+        return SAME_DATA;
+    }
+    if (recorded.command() == request.command() && recorded.to() == request.to()) {
+        return 2;
+    }
+    return isLogLine(request) || recorded.isMessage() ? 0 : 1;
+}
+
 } // namespace
 
 /// A request of the recording with its reply, or a push with its acknowledgement.
@@ -56,6 +70,9 @@ struct BusReplay::Item
     bool isAnswered = false; ///< The push is acknowledged.
 
     bool isPush() const { return frame.direction == Direction::Out; }
+
+    /// A request that may be missing.
+    bool isOptional() const { return !isPush() && (isLogLine(frame) || isHandshake(frame)); }
 };
 
 /// One client of the recording.
@@ -63,11 +80,16 @@ struct BusReplay::Player
 {
     QString client;
     std::vector<Item> items;
+    std::size_t next = 0; ///< The first item that the replay still waits for.
+    /// The requests that have not come yet, in their order. A recording may hold a hundred thousand of them.
+    std::map<std::pair<QString, Port>, std::deque<Item*>> requests;
+    std::deque<Item*> unacknowledged; ///< The pushes that are sent and not acknowledged yet.
+    int unsent = 0;                   ///< How many pushes are not sent yet.
+    int missing = 0; ///< How many requests, and acknowledgements that were recorded, have not come yet.
     Connection* receiver = nullptr;
     bool hasConnected = false;
     qint64 startMs = -1;      ///< When its receiving connection introduced itself.
     qint64 startOffsetUs = 0; ///< The same in the recording.
-    qint64 waitingSinceMs = -1;
 };
 
 struct BusReplay::Connection
@@ -110,8 +132,7 @@ void BusReplay::giveUp()
 {
     for (const auto& entry : m_players) {
         for (const Item& item : entry.second->items) {
-            if (item.isPush() ? item.isDone && item.answer && !item.isAnswered
-                              : !item.isDone && !isLogLine(item.frame) && !isHandshake(item.frame)) {
+            if (item.isPush() ? item.isDone && item.answer && !item.isAnswered : !item.isDone && !item.isOptional()) {
                 tellOfFrame(item.frame, item.isPush() ? acknowledgementWords(item.frame) : requestWords(item.frame),
                             true);
             }
@@ -159,6 +180,23 @@ void BusReplay::readRecording(const Recording& recording, const ReplayChoice& ch
             requests.insert(frame.number, {&player, player.items.size()});
             player.items.push_back({frame, std::nullopt, offsetUs});
             player.items.back().frame.client = client;
+        }
+    }
+    for (const auto& entry : m_players) {
+        makeIndex(*entry.second);
+    }
+}
+
+/// Prepares the look-ups, when the items do not move any more.
+void BusReplay::makeIndex(Player& player)
+{
+    for (Item& item : player.items) {
+        if (item.isPush()) {
+            ++player.unsent;
+            player.missing += item.answer ? 1 : 0;
+        } else {
+            player.requests[{item.frame.operation, item.frame.port}].push_back(&item);
+            player.missing += item.isOptional() ? 0 : 1;
         }
     }
 }
@@ -244,7 +282,7 @@ void BusReplay::introduce(Connection& connection, const SeenFrame& handshake)
 
 void BusReplay::answer(Connection& connection, const SeenFrame& request)
 {
-    Item* const item = findRequest(*connection.player, request);
+    Item* const item = takeRequest(*connection.player, request);
     if (item == nullptr) {
         const bool isHarmless = isHandshake(request) || isLogLine(request);
         if (!isHarmless) {
@@ -256,6 +294,7 @@ void BusReplay::answer(Connection& connection, const SeenFrame& request)
         return;
     }
     item->isDone = true;
+    connection.player->missing -= item->isOptional() ? 0 : 1;
     if (!isLogLine(request)) {
         compare(item->frame, requestWords(item->frame), request);
     }
@@ -294,37 +333,45 @@ void BusReplay::sendReply(Connection& connection, const QByteArray& frame)
 void BusReplay::takeAcknowledgement(Connection& connection, const SeenFrame& reply)
 {
     const QString uid = uids().withRecorded(reply.data).value(QStringLiteral("uid")).toString();
-    for (Item& item : connection.player->items) {
-        if (item.isPush() && item.isDone && !item.isAnswered && item.frame.uid() == uid) {
-            item.isAnswered = true;
-            if (item.answer) {
-                compare(*item.answer, acknowledgementWords(item.frame), reply);
-            }
-            return;
-        }
+    Player& player = *connection.player;
+    const auto found = std::find_if(player.unacknowledged.begin(), player.unacknowledged.end(),
+                                    [&](const Item* item) { return item->frame.uid() == uid; });
+    if (found == player.unacknowledged.end()) {
+        return;
+    }
+    Item& item = **found;
+    player.unacknowledged.erase(found);
+    item.isAnswered = true;
+    if (item.answer) {
+        --player.missing;
+        compare(*item.answer, acknowledgementWords(item.frame), reply);
     }
 }
 
-/// The recorded request that \a request is: with the same data if there is one, otherwise the first of its operation.
-BusReplay::Item* BusReplay::findRequest(Player& player, const SeenFrame& request)
+/// Finds the recorded request that \a request is, which is waited for no longer then: with the same data if there is
+/// one, otherwise the first of its operation.
+BusReplay::Item* BusReplay::takeRequest(Player& player, const SeenFrame& request)
 {
-    Item* best = nullptr;
+    const auto found = player.requests.find({request.operation, request.port});
+    if (found == player.requests.end()) {
+        return nullptr;
+    }
+    std::deque<Item*>& items = found->second;
+    auto best = items.end();
     int bestRank = 0;
-    for (Item& item : player.items) {
-        const SeenFrame& recorded = item.frame;
-        if (item.isDone || item.isPush() || recorded.operation != request.operation || recorded.port != request.port) {
-            continue;
-        }
-        const bool isSame =
-            tarvexctl::differences(QString(), recorded.data, request.data, Strictness::Ordinary).isEmpty();
-        const int rank = isSame ? 3 : recorded.command() == request.command() && recorded.to() == request.to() ? 2 : 1;
-        const bool mayDiffer = !isLogLine(request) && recorded.isMessage() == request.isMessage();
-        if (rank > bestRank && (rank > 1 || (mayDiffer && !recorded.isMessage()))) {
-            best = &item;
+    for (auto at = items.begin(); at != items.end() && bestRank < SAME_DATA; ++at) {
+        const int rank = rankOf((*at)->frame, request);
+        if (rank > bestRank) {
+            best = at;
             bestRank = rank;
         }
     }
-    return best;
+    if (best == items.end()) {
+        return nullptr;
+    }
+    Item* const item = *best;
+    items.erase(best);
+    return item;
 }
 
 void BusReplay::remove(Connection& connection)
@@ -359,21 +406,17 @@ void BusReplay::advance()
 
 qint64 BusReplay::advance(Player& player)
 {
-    for (Item& item : player.items) {
-        if (item.isDone || isLogLine(item.frame) || isHandshake(item.frame)) {
+    for (; player.next < player.items.size(); ++player.next) {
+        Item& item = player.items[player.next];
+        if (item.isDone || item.isOptional()) {
             continue;
         }
         if (player.startMs < 0 || player.receiver == nullptr) {
             return LOOK_INTERVAL_MS;
         }
         const qint64 rest = restMs(player, item);
-        if (!item.isPush()) {
-            if (rest > 0) {
-                return qMin(rest, LOOK_INTERVAL_MS);
-            }
-            continue; // it did not come; what follows does not wait for it any longer
-        }
-        if (rest > 0 || !push(player, item)) {
+        // A request that has not come in time is not waited for any longer.
+        if (rest > 0 || (item.isPush() && !push(player, item))) {
             return qBound<qint64>(1, rest, LOOK_INTERVAL_MS);
         }
     }
@@ -400,6 +443,8 @@ bool BusReplay::push(Player& player, Item& item)
         --m_steps;
     }
     item.isDone = true;
+    --player.unsent;
+    player.unacknowledged.push_back(&item);
     player.receiver->socket->send(
         tarvex::traffic::encodeRequest(item.frame.operation, uids().withFresh(item.frame.data)));
     countSent();
@@ -411,9 +456,7 @@ int BusReplay::unsentPushes() const
 {
     int count = 0;
     for (const auto& entry : m_players) {
-        const auto& items = entry.second->items;
-        count += static_cast<int>(
-            std::count_if(items.begin(), items.end(), [](const Item& item) { return item.isPush() && !item.isDone; }));
+        count += entry.second->unsent;
     }
     return count;
 }
@@ -429,17 +472,10 @@ bool BusReplay::isOver()
     bool isComplete = true;
     for (const auto& entry : m_players) {
         const Player& player = *entry.second;
-        if (!player.hasConnected) {
+        if (!player.hasConnected || player.unsent > 0) {
             return false;
         }
-        for (const Item& item : player.items) {
-            const bool isOptional = isLogLine(item.frame) || isHandshake(item.frame);
-            if (item.isPush() && !item.isDone) {
-                return false;
-            }
-            isComplete = isComplete && (isOptional || item.isDone);
-            isComplete = isComplete && (!item.isPush() || !item.answer || item.isAnswered);
-        }
+        isComplete = isComplete && player.missing == 0;
     }
     return isComplete || elapsedMs() - m_lastActivityMs > pace().patienceMs;
 }

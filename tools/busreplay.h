@@ -45,6 +45,7 @@ private:
     struct Connection;
 
     void readRecording(const Recording& recording, const ReplayChoice& choice);
+    static void makeIndex(Player& player);
     Player& playerOf(const QString& client);
     void listen(QTcpServer& server, tarvex::traffic::Port port);
     void accept(QTcpServer& server, tarvex::traffic::Port port);
@@ -52,7 +53,7 @@ private:
     void introduce(Connection& connection, const tarvex::traffic::SeenFrame& handshake);
     void answer(Connection& connection, const tarvex::traffic::SeenFrame& request);
     void takeAcknowledgement(Connection& connection, const tarvex::traffic::SeenFrame& reply);
-    Item* findRequest(Player& player, const tarvex::traffic::SeenFrame& request);
+    Item* takeRequest(Player& player, const tarvex::traffic::SeenFrame& request);
     void reply(Connection& connection, const Item& item);
     void sendReply(Connection& connection, const QByteArray& frame);
     void remove(Connection& connection);

@@ -106,6 +106,8 @@ private Q_SLOTS:
     void wrongUse_isRefused();
     void asBus_answersAndPushes();
     void asBus_commandsOnlyWhenWanted();
+    void asBus_logLineIsPushed();
+    void asBus_otherOrder_getsTheRecordedReplies();
     void asBus_tellsOfOtherRequests();
     void asBus_badFrame_isADifference();
     void asBus_badFrameOfTheBus_isLeftOut();
@@ -431,6 +433,35 @@ void TstReplayVerb::asBus_commandsOnlyWhenWanted()
     BusClient receiver(BusClient::RECEIVER_PORT, u"gui"_s);
     QCOMPARE(receiver.read().data.value(u"message"_s).toString(), u"{\"cmd\":\"stateChanged\",\"data\":{}}"_s);
     QCOMPARE(run.status(), 0);
+}
+
+void TstReplayVerb::asBus_logLineIsPushed()
+{
+    const QString line = u"{\"cmd\":\"saveLog\",\"data\":{}}"_s;
+    const Tape tape(receiverHandshake() << push(12, u"door"_s, u"gui"_s, line));
+    ProgramRun run(tape.replay(u"--as-bus --with-commands"_s));
+    QVERIFY(run.waitForWords(told("playing the bus to gui")));
+    BusClient receiver(BusClient::RECEIVER_PORT, u"gui"_s);
+    QCOMPARE(receiver.read().data.value(u"message"_s).toString(), line);
+    QCOMPARE(run.status(), 0);
+}
+
+void TstReplayVerb::asBus_otherOrder_getsTheRecordedReplies()
+{
+    QList<SeenFrame> frames;
+    for (const QString& owner : {u"a"_s, u"b"_s, u"c"_s}) {
+        const SeenFrame load = request(frames.size() + 1, u"gui"_s, u"loadState"_s, {{u"owner"_s, owner}});
+        frames << load << reply(frames.size() + 2, load, 0, {{u"state"_s, u"state of "_s + owner}});
+    }
+    const Tape tape(frames);
+    ProgramRun run(tape.replay(u"--as-bus --diff"_s));
+    QVERIFY(run.waitForWords(told("playing the bus to gui")));
+    BusClient query(BusClient::QUERY_PORT, u"gui"_s);
+    for (const QString& owner : {u"c"_s, u"a"_s, u"b"_s}) {
+        QCOMPARE(query.ask(u"loadState"_s, {{u"owner"_s, owner}}).data.value(u"state"_s).toString(),
+                 u"state of "_s + owner);
+    }
+    QCOMPARE(run.ending(), ended(0, {"playing the bus to gui", "played 3 frames; everything came back as recorded"}));
 }
 
 void TstReplayVerb::asBus_tellsOfOtherRequests()

@@ -49,7 +49,7 @@ QString acknowledgementWords(const SeenFrame& push)
 /// How well a request fits a recorded one of the same operation; 0 when it is another one.
 int rankOf(const SeenFrame& recorded, const SeenFrame& request)
 {
-    if (tarvexctl::differences(QString(), recorded.data, request.data, Strictness::Ordinary).isEmpty()) {
+    if (replayDifferences(QString(), recorded.data, request.data, Strictness::Ordinary).isEmpty()) {
         return SAME_DATA;
     }
     if (recorded.command() == request.command() && recorded.to() == request.to()) {

@@ -73,9 +73,9 @@ void Replay::compare(const SeenFrame& recorded, const QString& what, const SeenF
     if (recorded.isDataLeftOut) {
         return;
     }
-    QList<Difference> found = tarvexctl::differences(QString(), contents(recorded, recorded.data),
-                                                     contents(came, m_uids.withRecorded(came.data)), m_strictness);
-    for (Difference& difference : found) {
+    QList<ReplayDifference> found = replayDifferences(QString(), contents(recorded, recorded.data),
+                                                      contents(came, m_uids.withRecorded(came.data)), m_strictness);
+    for (ReplayDifference& difference : found) {
         difference.number = recorded.number;
         difference.client = recorded.client;
         difference.what = what;
@@ -85,7 +85,7 @@ void Replay::compare(const SeenFrame& recorded, const QString& what, const SeenF
 
 void Replay::tellOfFrame(const SeenFrame& frame, const QString& what, bool isRecorded)
 {
-    Difference difference;
+    ReplayDifference difference;
     difference.number = isRecorded ? frame.number : 0;
     difference.client = frame.client;
     difference.what = what;
@@ -95,14 +95,14 @@ void Replay::tellOfFrame(const SeenFrame& frame, const QString& what, bool isRec
 
 void Replay::tellOfEvent(const QString& client, const QString& what, const QString& words)
 {
-    Difference difference;
+    ReplayDifference difference;
     difference.client = client;
     difference.what = what;
     difference.came = words;
     addDifference(difference);
 }
 
-void Replay::addDifference(const Difference& difference)
+void Replay::addDifference(const ReplayDifference& difference)
 {
     ++m_differenceCount;
     Q_EMIT differs(difference);

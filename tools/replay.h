@@ -1,8 +1,8 @@
 #ifndef REPLAY_H
 #define REPLAY_H
 
-#include "differences.h"
 #include "failure.h"
+#include "replaydifference.h"
 
 #include <QElapsedTimer>
 #include <QObject>
@@ -69,7 +69,7 @@ public:
     const std::optional<Failure>& failure() const { return m_failure; }
 
 Q_SIGNALS:
-    void differs(const tarvexctl::Difference& difference);
+    void differs(const tarvexctl::ReplayDifference& difference);
     void ended(); ///< Once.
 
 protected:
@@ -86,7 +86,7 @@ protected:
     void tellOfFrame(const tarvex::traffic::SeenFrame& frame, const QString& what, bool isRecorded);
     /// Something that came, was not recorded and is no frame.
     void tellOfEvent(const QString& client, const QString& what, const QString& words);
-    void addDifference(const Difference& difference);
+    void addDifference(const ReplayDifference& difference);
 
     void countSent() { ++m_sentCount; }
 
@@ -110,6 +110,6 @@ private:
 
 } // namespace tarvexctl
 
-Q_DECLARE_METATYPE(tarvexctl::Difference)
+Q_DECLARE_METATYPE(tarvexctl::ReplayDifference)
 
 #endif // REPLAY_H

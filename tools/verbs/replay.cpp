@@ -254,7 +254,7 @@ private:
     }
 
     /// Called from the event loop, through which no exception may pass.
-    static void showDifference(const Difference& difference, Output& output, ReplayRun& run)
+    static void showDifference(const ReplayDifference& difference, Output& output, ReplayRun& run)
     {
         try {
             output.isJson() ? output.writeObject(difference.toVariantMap())
@@ -269,7 +269,7 @@ private:
         ReplayRun run(replay);
         if (m_isDiff) {
             QObject::connect(&replay, &Replay::differs, &replay,
-                             [&](const Difference& difference) { showDifference(difference, output, run); });
+                             [&](const ReplayDifference& difference) { showDifference(difference, output, run); });
         }
         run.run(timeoutMs);
         const int differences = replay.differenceCount();

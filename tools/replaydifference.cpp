@@ -1,4 +1,4 @@
-#include "differences.h"
+#include "replaydifference.h"
 
 #include "messages.h"
 #include "output.h"
@@ -34,27 +34,27 @@ bool isSame(const QVariant& left, const QVariant& right)
     return QJsonValue::fromVariant(left) == QJsonValue::fromVariant(right);
 }
 
-QList<Difference> mapDifferences(const QString& path, const QVariantMap& recorded, const QVariantMap& came,
-                                 Strictness strictness)
+QList<ReplayDifference> mapDifferences(const QString& path, const QVariantMap& recorded, const QVariantMap& came,
+                                       Strictness strictness)
 {
     QStringList keys = recorded.keys() + came.keys();
     keys.removeDuplicates();
-    QList<Difference> found;
+    QList<ReplayDifference> found;
     for (const QString& key : qAsConst(keys)) {
         if (strictness == Strictness::Strict || !isVolatile(key)) {
-            found += differences(joined(path, key), recorded.value(key), came.value(key), strictness);
+            found += replayDifferences(joined(path, key), recorded.value(key), came.value(key), strictness);
         }
     }
     return found;
 }
 
-QList<Difference> listDifferences(const QString& path, const QVariantList& recorded, const QVariantList& came,
-                                  Strictness strictness)
+QList<ReplayDifference> listDifferences(const QString& path, const QVariantList& recorded, const QVariantList& came,
+                                        Strictness strictness)
 {
-    QList<Difference> found;
+    QList<ReplayDifference> found;
     for (int index = 0; index < qMax(recorded.size(), came.size()); ++index) {
-        found += differences(QStringLiteral("%1[%2]").arg(path, QString::number(index)), recorded.value(index),
-                             came.value(index), strictness);
+        found += replayDifferences(QStringLiteral("%1[%2]").arg(path, QString::number(index)), recorded.value(index),
+                                   came.value(index), strictness);
     }
     return found;
 }
@@ -76,13 +76,13 @@ void replaceUids(QVariantMap& data, const QHash<QString, QString>& uids)
 
 } // namespace
 
-QVariantMap Difference::toVariantMap() const
+QVariantMap ReplayDifference::toVariantMap() const
 {
     return {{QStringLiteral("number"), number}, {QStringLiteral("client"), client},     {QStringLiteral("what"), what},
             {QStringLiteral("path"), path},     {QStringLiteral("recorded"), recorded}, {QStringLiteral("came"), came}};
 }
 
-QString Difference::words() const
+QString ReplayDifference::words() const
 {
     const QString place = path.isEmpty() ? what : QStringLiteral("%1: %2").arg(what, path);
     return QStringLiteral("%1  %2  %3: %4 was recorded, %5 came")
@@ -95,8 +95,8 @@ bool isVolatile(const QString& key)
     return key == QLatin1String("date") || key == KEY_UID || key == KEY_ACKNOWLEDGED_UID;
 }
 
-QList<Difference> differences(const QString& path, const QVariant& recorded, const QVariant& came,
-                              Strictness strictness)
+QList<ReplayDifference> replayDifferences(const QString& path, const QVariant& recorded, const QVariant& came,
+                                          Strictness strictness)
 {
     if (recorded.type() == QVariant::Map && came.type() == QVariant::Map) {
         return mapDifferences(path, recorded.toMap(), came.toMap(), strictness);
@@ -112,7 +112,7 @@ QList<Difference> differences(const QString& path, const QVariant& recorded, con
     if (!recordedObject.isEmpty() && !cameObject.isEmpty()) {
         return mapDifferences(path, recordedObject, cameObject, strictness);
     }
-    Difference difference;
+    ReplayDifference difference;
     difference.path = path;
     difference.recorded = recorded;
     difference.came = came;

@@ -1,4 +1,4 @@
-#include "differences.h"
+#include "replaydifference.h"
 
 #include "literals.h"
 
@@ -12,8 +12,8 @@ namespace {
 QStringList found(const QVariantMap& recorded, const QVariantMap& came, Strictness strictness = Strictness::Ordinary)
 {
     QStringList texts;
-    const QList<Difference> all = differences(QString(), recorded, came, strictness);
-    for (const Difference& difference : all) {
+    const QList<ReplayDifference> all = replayDifferences(QString(), recorded, came, strictness);
+    for (const ReplayDifference& difference : all) {
         texts.append(u"%1: %2/%3"_s.arg(difference.path, difference.recorded.toString(), difference.came.toString()));
     }
     return texts;
@@ -21,7 +21,7 @@ QStringList found(const QVariantMap& recorded, const QVariantMap& came, Strictne
 
 } // namespace
 
-class TstDifferences : public QObject
+class TstReplayDifference : public QObject
 {
     Q_OBJECT
 private Q_SLOTS:
@@ -32,7 +32,7 @@ private Q_SLOTS:
     void uids_areMappedBothWays();
 };
 
-void TstDifferences::values_areCompared_data()
+void TstReplayDifference::values_areCompared_data()
 {
     QTest::addColumn<QVariant>("recorded");
     QTest::addColumn<QVariant>("came");
@@ -54,7 +54,7 @@ void TstDifferences::values_areCompared_data()
                                    << QStringList{u"v: {\"a\":/{\"a\""_s};
 }
 
-void TstDifferences::values_areCompared()
+void TstReplayDifference::values_areCompared()
 {
     QFETCH(QVariant, recorded);
     QFETCH(QVariant, came);
@@ -69,7 +69,7 @@ void TstDifferences::values_areCompared()
     QTEST(found(left, right), "differences");
 }
 
-void TstDifferences::volatileKeys_onlyWhenStrict()
+void TstReplayDifference::volatileKeys_onlyWhenStrict()
 {
     const QVariantMap recorded{{u"date"_s, 1}, {u"UID"_s, 1}, {u"uid"_s, 1}, {u"owner"_s, u"a"_s}};
     const QVariantMap came{{u"date"_s, 2}, {u"UID"_s, 2}, {u"uid"_s, 2}, {u"owner"_s, u"a"_s}};
@@ -77,9 +77,9 @@ void TstDifferences::volatileKeys_onlyWhenStrict()
     QCOMPARE(found(recorded, came, Strictness::Strict), (QStringList{u"UID: 1/2"_s, u"date: 1/2"_s, u"uid: 1/2"_s}));
 }
 
-void TstDifferences::words_nameFrameAndValues()
+void TstReplayDifference::words_nameFrameAndValues()
 {
-    Difference difference;
+    ReplayDifference difference;
     difference.number = 7;
     difference.client = u"gui"_s;
     difference.what = u"reply to loadState"_s;
@@ -88,7 +88,7 @@ void TstDifferences::words_nameFrameAndValues()
     QCOMPARE(difference.words(), u"#7  gui  reply to loadState: data.state: \"open\" was recorded, nothing came"_s);
 }
 
-void TstDifferences::uids_areMappedBothWays()
+void TstReplayDifference::uids_areMappedBothWays()
 {
     UidMap uids;
     const QVariantMap recorded{{u"UID"_s, u"old"_s}, {u"message"_s, u"old"_s}};
@@ -101,5 +101,5 @@ void TstDifferences::uids_areMappedBothWays()
     QCOMPARE(uids.withRecorded({{u"UID"_s, u"stranger"_s}}), (QVariantMap{{u"UID"_s, u"stranger"_s}}));
 }
 
-QTEST_APPLESS_MAIN(TstDifferences)
-#include "tst_differences.moc"
+QTEST_APPLESS_MAIN(TstReplayDifference)
+#include "tst_replaydifference.moc"

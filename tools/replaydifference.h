@@ -1,5 +1,5 @@
-#ifndef DIFFERENCES_H
-#define DIFFERENCES_H
+#ifndef REPLAYDIFFERENCE_H
+#define REPLAYDIFFERENCE_H
 
 #include <QHash>
 #include <QList>
@@ -10,7 +10,7 @@
 namespace tarvexctl {
 
 /// One value that differs, or a frame that is missing or that nobody expected.
-struct Difference
+struct ReplayDifference
 {
     qint64 number = 0; ///< Of the recorded frame; 0 when none was recorded.
     QString client;
@@ -35,8 +35,8 @@ bool isVolatile(const QString& key);
 
 /// The parts of two values that differ: their path, and the values. Texts that hold JSON objects are compared like
 /// objects, because the order of their keys means nothing.
-QList<Difference> differences(const QString& path, const QVariant& recorded, const QVariant& came,
-                              Strictness strictness);
+QList<ReplayDifference> replayDifferences(const QString& path, const QVariant& recorded, const QVariant& came,
+                                          Strictness strictness);
 
 /// Gives each uid of a recording a new one, the same one each time. A client drops a message of which it has seen the
 /// uid before, so a recording could be played once only.
@@ -58,4 +58,4 @@ private:
 
 } // namespace tarvexctl
 
-#endif // DIFFERENCES_H
+#endif // REPLAYDIFFERENCE_H

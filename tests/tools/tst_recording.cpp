@@ -153,8 +153,8 @@ void TstRecording::wrong_isRefusedWithItsLine_data()
                                << u"line 3: a frame whose \"number\" is no whole number from 1 "_s;
     const QList<QByteArray> wrongNumbers{"\"number\":0", "\"number\":1.5", "\"number\":\"1\"", "\"number\":-1"};
     for (const QByteArray& wrong : wrongNumbers) {
-        QTest::newRow(wrong) << HEADER + QByteArray(FRAME).replace("\"number\":1", wrong)
-                             << u"line 2: a frame whose \"number\" is no whole number from 1 "_s;
+        QTest::newRow(wrong.constData()) << HEADER + QByteArray(FRAME).replace("\"number\":1", wrong)
+                                         << u"line 2: a frame whose \"number\" is no whole number from 1 "_s;
     }
     const QList<QPair<QByteArray, QString>> wrongValues{
         {"\"answers\":\"1\"", u"\"answers\" is no whole number from 0 "_s},
@@ -163,8 +163,9 @@ void TstRecording::wrong_isRefusedWithItsLine_data()
         {"\"code\":65536", u"\"code\" is no whole number from 0 to 65535: 65536"_s},
         {"\"client\":7", u"\"client\" is no text"_s}};
     for (const auto& wrong : wrongValues) {
-        QTest::newRow(wrong.first) << HEADER + QByteArray(FRAME).replace("\"data\"", wrong.first + ",\"data\"")
-                                   << u"line 2: a frame whose "_s + wrong.second;
+        QTest::newRow(wrong.first.constData())
+            << HEADER + QByteArray(FRAME).replace("\"data\"", wrong.first + ",\"data\"")
+            << u"line 2: a frame whose "_s + wrong.second;
     }
     QTest::newRow("no operation") << HEADER + QByteArray(FRAME).replace("loadState", "")
                                   << u"line 2: a request without \"operation\""_s;

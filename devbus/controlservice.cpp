@@ -108,6 +108,16 @@ QString storagePlace(const QString& path)
     return path.isEmpty() ? path : QFileInfo(path).absoluteFilePath();
 }
 
+/// What the storage takes on the disk: its file, and those that SQLite keeps beside it while the bus runs.
+qint64 bytesOfFiles(const QString& path)
+{
+    qint64 bytes = 0;
+    for (const QString& suffix : {QString(), QStringLiteral("-wal"), QStringLiteral("-shm")}) {
+        bytes += QFileInfo(path + suffix).size();
+    }
+    return bytes;
+}
+
 } // namespace
 
 Answer ControlService::handle(const QVariantMap& request)
@@ -138,12 +148,16 @@ Answer ControlService::about(const QVariantMap&)
     qint64 bytes = 0;
     const TarvexError error = m_server.storage().read([&] { return m_server.storage().size(bytes); });
     const BusServer::Options& options = m_server.options();
+    if (!isFailure(error) && !options.storagePath.isEmpty()) {
+        bytes = bytesOfFiles(options.storagePath);
+    }
     const BusServer::Counts& counts = m_server.counts();
     Answer answer;
     answer.items.append({{QStringLiteral("program"), QCoreApplication::applicationName()},
                          {QStringLiteral("version"), QCoreApplication::applicationVersion()},
                          {QStringLiteral("pid"), QCoreApplication::applicationPid()},
                          {QStringLiteral("startedAt"), m_server.startedAt().toString(Qt::ISODateWithMs)},
+                         {QStringLiteral("startedAtUtc"), m_server.startedAt().toUTC().toString(Qt::ISODateWithMs)},
                          {QStringLiteral("storage"), storagePlace(options.storagePath)},
                          {QStringLiteral("storageBytes"), bytes},
                          {QStringLiteral("storageError"), errorText(error)},

@@ -11,8 +11,8 @@ class BusServer;
 
 /// The requests of the control socket. Most ask the bus about itself.
 ///
-/// - "about": one item about the bus itself: program, version, pid, startedAt, storage, storageBytes, storageError,
-/// connections, requests, acknowledged, keep, resendMs.
+/// - "about": one item about the bus itself: program, version, pid, startedAt, startedAtUtc, storage, storageBytes,
+/// storageError, connections, requests, acknowledged, keep, resendMs.
 /// - "clients": an item for each client that is connected or has something stored: name, querySince, queryConnections,
 /// receiverSince, takeovers, waiting, subscriptions, settings, state.
 /// - "known", with a name: one item, isKnown. It says whether that client has connected since the bus started or has

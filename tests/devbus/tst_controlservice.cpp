@@ -3,7 +3,9 @@
 #include "controlstream.h"
 #include "desk.h"
 
+#include <QDateTime>
 #include <QFile>
+#include <QFileInfo>
 #include <QRegularExpression>
 #include <QTemporaryDir>
 #include <QTest>
@@ -134,8 +136,15 @@ void TstControlService::about_tellsOfTheBusItself()
     const QList<QVariantMap> items = ask(bus, request(u"about"_s)).items;
     QCOMPARE(items.size(), 1);
     QVariantMap item = items.constFirst();
+    const QDateTime startedAt = QDateTime::fromString(item.value(u"startedAt"_s).toString(), Qt::ISODateWithMs);
     QVERIFY(isRecent(item.take(u"startedAt"_s)));
-    QVERIFY(item.take(u"storageBytes"_s).toLongLong() >= 4096);
+    QCOMPARE(item.take(u"startedAtUtc"_s).toString(), startedAt.toUTC().toString(u"yyyy-MM-ddThh:mm:ss.zzzZ"_s));
+    qint64 bytes = 0;
+    for (const QString& suffix : {QString(), u"-wal"_s, u"-shm"_s}) {
+        bytes += QFileInfo(path + suffix).size();
+    }
+    QVERIFY(QFileInfo(path + u"-wal"_s).size() > 0);
+    QCOMPARE(item.take(u"storageBytes"_s).toLongLong(), bytes);
     QCOMPARE(item,
              (QVariantMap{{u"program"_s, u"tst_controlservice"_s},
                           {u"version"_s, u"1.2.3"_s},

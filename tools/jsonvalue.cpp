@@ -6,6 +6,8 @@
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QRegularExpression>
+#include <QSet>
+#include <QVector>
 
 namespace tarvexctl {
 
@@ -50,6 +52,31 @@ QString inexactInteger(const QString& json)
         QString token = match.next().captured();
         if (integer.match(token).hasMatch() && jsonText(token.toDouble()) != token) {
             return token;
+        }
+    }
+    return QString();
+}
+
+QString repeatedName(const QString& json)
+{
+    // A text with a colon after it is a name.
+    static const QRegularExpression tokens(QStringLiteral("(\"(?:[^\"\\\\]++|\\\\.)*+\")(\\s*:)?|[][{}]"));
+    QVector<QSet<QString>> names; // of each object and list that is open
+    for (auto match = tokens.globalMatch(json); match.hasNext();) {
+        const QRegularExpressionMatch found = match.next();
+        const QChar token = found.capturedRef().at(0);
+        if (token == QLatin1Char('{') || token == QLatin1Char('[')) {
+            names.append(QSet<QString>());
+        } else if (names.isEmpty()) {
+            return QString();
+        } else if (token != QLatin1Char('"')) {
+            names.removeLast();
+        } else if (found.capturedLength(2) > 0) {
+            const QString name = found.captured(1);
+            if (names.last().contains(name)) {
+                return name;
+            }
+            names.last().insert(name);
         }
     }
     return QString();

@@ -17,6 +17,11 @@ QVariant jsonOrText(const QString& text);
 /// doubles. Empty when there is none.
 QString inexactInteger(const QString& json);
 
+/// The first name that is there twice in one object of a JSON text, with its quotes. The parser would take the last
+/// value and forget the other one; it would not even free its memory, so call this before parsing. Empty when there is
+/// none, or when the text is no JSON.
+QString repeatedName(const QString& json);
+
 /// Says on stderr when a text begins like JSON and is not JSON, for example because a bracket is missing.
 void tellOfBrokenJson(const QString& text);
 

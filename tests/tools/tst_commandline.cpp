@@ -301,6 +301,8 @@ void refuseWrongValues()
     refuses("call gui beep \"5\"", "must be a JSON object");
     refuses("call gui beep a=1 b=2 a:=3", "the key \"a\" is given twice");
     refuses("call gui beep =1", "there is no key in \"=1\"");
+    refuses("send gui --command beep {\"x\":1,\"x\":2}", "the key \"x\" is given twice in one object");
+    refuses("call gui beep a:=[{\"x\":1,\"x\":2}]", "the key \"x\" is given twice in one object");
     refuses("call gui beep :=1", "there is no key in \":=1\"");
     refuses("call gui beep a:=loud", "the value of \"a\" is no JSON: loud");
     refuses("call gui beep a:=1,2", "the value of \"a\" is no JSON: 1,2");

@@ -35,9 +35,18 @@ void requireExact(const QString& json)
     }
 }
 
+void requireNamesOnce(const QString& json)
+{
+    const QString name = repeatedName(json);
+    if (!name.isEmpty()) {
+        throw wrong(QStringLiteral("the key %1 is given twice in one object").arg(name));
+    }
+}
+
 /// \a what the text is, for the words when it is no object.
 QVariantMap objectFrom(const QString& text, const QString& what)
 {
+    requireNamesOnce(text);
     QJsonParseError error{};
     const QJsonDocument document = QJsonDocument::fromJson(text.toUtf8(), &error);
     if (document.isObject()) {
@@ -84,6 +93,7 @@ QVariantMap objectFromFile(const QString& path)
 
 QVariant jsonFrom(const QString& text, const QString& key)
 {
+    requireNamesOnce(text);
     const QJsonArray values = QJsonDocument::fromJson('[' + text.toUtf8() + ']').array();
     if (values.size() != 1) { // "1,2" makes two values
         throw wrong(QStringLiteral("the value of \"%1\" is no JSON: %2").arg(key, text));

@@ -10,22 +10,14 @@ namespace tarvexctl {
 
 namespace {
 
-QStringList namesOnBus()
+QList<QVariantMap> clientsOnBus()
 {
-    QStringList names;
     try {
-        const QList<QVariantMap> items =
-            askControlSocket({{QStringLiteral("request"), QStringLiteral("clients")}}, HINT_TIMEOUT_MS)
-                .value_or(QList<QVariantMap>());
-        for (const QVariantMap& item : items) {
-            if (isRealClient(item)) {
-                names.append(item.value(QStringLiteral("name")).toString());
-            }
-        }
+        return askControlSocket({{QStringLiteral("request"), QStringLiteral("clients")}}, HINT_TIMEOUT_MS)
+            .value_or(QList<QVariantMap>());
     } catch (const Failure&) {
-        names.clear(); // without the bus's names the library's are still there
+        return {}; // without the bus's names the library's are still there
     }
-    return names;
 }
 
 } // namespace
@@ -43,7 +35,18 @@ QString likelyClient(const QString& name)
     if (supportedClients().contains(name)) {
         return QString();
     }
-    const QStringList names = namesOnBus() + supportedClients();
+    return likelyClient(name, clientsOnBus());
+}
+
+QString likelyClient(const QString& name, const QList<QVariantMap>& clients)
+{
+    QStringList names;
+    for (const QVariantMap& item : clients) {
+        if (isRealClient(item)) {
+            names.append(item.value(QStringLiteral("name")).toString());
+        }
+    }
+    names += supportedClients();
     return names.contains(name) ? QString() : nearest(name, names);
 }
 

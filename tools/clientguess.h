@@ -1,6 +1,7 @@
 #ifndef CLIENTGUESS_H
 #define CLIENTGUESS_H
 
+#include <QList>
 #include <QString>
 #include <QVariantMap>
 
@@ -14,6 +15,9 @@ bool isRealClient(const QVariantMap& item);
 
 /// The client whose name is nearest to \a name. Empty when a client has this name, or when none is near.
 QString likelyClient(const QString& name);
+
+/// The same with the items of the control socket's answer to "clients", so that the bus is not asked again.
+QString likelyClient(const QString& name, const QList<QVariantMap>& clients);
 
 /// Says on stderr which client may be meant by \a name, when there is such a guess.
 void tellOfLikelyClient(const QString& name);

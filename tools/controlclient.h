@@ -17,8 +17,9 @@ namespace tarvexctl {
 
 /// The library waits this long for a reply of the bus as well.
 constexpr int CONTROL_TIMEOUT_MS = 30000;
-/// A bus that has just answered needs a millisecond. A hint on stderr is not worth a longer wait.
-constexpr int HINT_TIMEOUT_MS = 5000;
+/// A bus that has just answered needs a millisecond. A hint on stderr is not worth a longer wait, because the wait
+/// comes on top of the verb's --timeout.
+constexpr int HINT_TIMEOUT_MS = 1000;
 
 /// Connects to the control socket of the bus of this network namespace.
 /// \return false when there is none, or when it belongs to another user

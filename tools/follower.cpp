@@ -216,9 +216,10 @@ void Follower::waitForBus(const QString& words)
 void Follower::waitForName()
 {
     if (!m_sinceNameTaken.isValid() || m_sinceNameTaken.hasExpired(NAME_TAKEN_INTERVAL_MS)) {
-        complain(QStringLiteral("the bus is there, but has closed the connection that receives: another program took "
-                                "the name \"%1\", most likely; trying every second to get it back")
-                     .arg(m_clientName));
+        // Told with --quiet as well, because some messages go to the other program and do not come back.
+        tellFailure(QStringLiteral("the bus is there, but has closed the connection that receives: another program "
+                                   "took the name \"%1\", most likely; trying every second to get it back")
+                        .arg(m_clientName));
         m_sinceNameTaken.start();
         m_isNameTaken = true;
     }

@@ -53,8 +53,9 @@ void writeMessage(Output& output, const Message& message)
 
 void tellOfStray(const Message& message)
 {
-    complain(QStringLiteral("taken from the bus meanwhile, from %1, UID %2: %3")
-                 .arg(message.sender(), message.uid(), message.message()));
+    // The bus has forgotten it, so it would be lost with --quiet otherwise.
+    tellFailure(QStringLiteral("taken from the bus meanwhile, from %1, UID %2: %3")
+                    .arg(message.sender(), message.uid(), message.message()));
 }
 
 } // namespace tarvexctl

@@ -3,13 +3,19 @@
 #include "clientguess.h"
 #include "controlclient.h"
 #include "follower.h"
+#include "interrupts.h"
 #include "nearest.h"
 #include "output.h"
 #include "verbs/options.h"
 #include "verbs/verblist.h"
 
 #include <QDeadlineTimer>
+#include <QEventLoop>
 #include <QThread>
+
+#include <functional>
+#include <future>
+#include <thread>
 
 namespace tarvexctl {
 
@@ -43,7 +49,8 @@ private:
     const QString m_name;
     const int m_timeoutMs;
     const QDeadlineTimer m_deadline;
-    QVariantMap m_client; ///< As the bus told last.
+    QVariantMap m_client;         ///< As the bus told last.
+    QList<QVariantMap> m_clients; ///< All of them, from the last answer that came.
 };
 
 QVariantMap Lookout::wait(const QString& ownName)
@@ -78,6 +85,7 @@ bool Lookout::look()
     try {
         const auto clients =
             askControlSocket({{QStringLiteral("request"), QStringLiteral("clients")}}, qMax(remainingMs(), 1));
+        m_clients = clients.value_or(m_clients);
         const QList<QVariantMap> items = clients.value_or(QList<QVariantMap>());
         for (const QVariantMap& client : items) {
             if (client.value(QStringLiteral("name")) == m_name) {
@@ -117,7 +125,29 @@ Failure Lookout::timeOut() const
     }
     return Failure(
         TimedOut,
-        QStringLiteral("\"%1\" has not connected within %2%3").arg(m_name, time, guessWords(likelyClient(m_name))));
+        QStringLiteral("\"%1\" has not connected within %2%3")
+            .arg(m_name, time, guessWords(likelyClient(m_name, m_clients)))); // a bus that hangs is not asked again
+}
+
+/// Calls \a wait in a thread of its own, because it blocks, so that a signal can end the program meanwhile. Throws what
+/// \a wait throws.
+QVariantMap interruptible(const std::function<QVariantMap()>& wait)
+{
+    std::packaged_task<QVariantMap()> task(wait);
+    std::future<QVariantMap> client = task.get_future();
+    QEventLoop loop;
+    const InterruptWatcher interrupts;
+    QObject::connect(&interrupts, &InterruptWatcher::interrupted, &loop, [] {
+        tellFailure(QStringLiteral("interrupted"));
+        leaveAtOnce(Interrupted);
+    });
+    std::thread thread([&] {
+        task();
+        QMetaObject::invokeMethod(&loop, &QEventLoop::quit, Qt::QueuedConnection);
+    });
+    loop.exec();
+    thread.join();
+    return client.get();
 }
 
 class WaitClient : public Verb
@@ -135,7 +165,8 @@ public:
     void run(const Context& context) const override
     {
         const QString name = m_name.nonEmptyText();
-        QVariantMap client = Lookout(name, m_timeout.milliseconds()).wait(context.clientName);
+        Lookout lookout(name, m_timeout.milliseconds());
+        QVariantMap client = interruptible([&] { return lookout.wait(context.clientName); });
         if (context.output.isJson()) {
             client.insert(QStringLiteral("done"), QStringLiteral("wait client"));
             context.output.writeObject(client);

@@ -106,6 +106,7 @@ private Q_SLOTS:
     void busRefusingWhenBack_isToldAndTriedAgain();
     void hungBus_endsInTime_data();
     void hungBus_endsInTime();
+    void quiet_nameTaken_isTold();
     void hungBus_secondInterruptEndsAtOnce();
     void busAway_interruptTellsWhatStays();
 };
@@ -476,6 +477,18 @@ void TstListenVerb::hungBus_endsInTime()
              listened(status, {words, "monitor stays subscribed: unsubscribing takes too long"}));
     QVERIFY(timer.elapsed() < BOUND_MS);
     bus.goOn();
+}
+
+void TstListenVerb::quiet_nameTaken_isTold()
+{
+    const BusProcess bus;
+    ProgramRun run(u"--quiet "_s + listen(u"--subscribe printer"_s));
+    QTRY_COMPARE_WITH_TIMEOUT(bus.subscriptions().size(), 1, ChildProcess::PATIENCE_MS);
+    {
+        const ScriptedClient other(u"monitor"_s);
+        QVERIFY2(run.waitForWords("another program took the name \"monitor\""), run.err().constData());
+    }
+    QCOMPARE(run.interrupted().status, 130);
 }
 
 void TstListenVerb::hungBus_secondInterruptEndsAtOnce()

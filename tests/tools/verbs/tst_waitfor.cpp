@@ -6,6 +6,8 @@
 #include <QElapsedTimer>
 #include <QTest>
 
+#include <csignal>
+
 namespace {
 
 QString waitState(const QString& options)
@@ -29,10 +31,13 @@ private Q_SLOTS:
     void client_comes_isWaitedFor();
     void client_notComplete_is4_data();
     void client_notComplete_is4();
+    void client_busHangs_guessIsKept();
     void client_busRestarts_isWaitedFor();
     void client_otherBus_cannotTell();
     void client_otherBusHangs_is4InTime();
     void client_noBus_is3();
+    void client_interrupted_is130_data();
+    void client_interrupted_is130();
     void state_wanted_isShown_data();
     void state_wanted_isShown();
     void state_comes_isWaitedFor_data();
@@ -43,6 +48,7 @@ private Q_SLOTS:
     void message_wanted_isShown_data();
     void message_wanted_isShown();
     void message_otherOnes_areTold();
+    void message_otherOnes_quiet_areTold();
     void message_published_isTaken();
     void message_none_is4();
     void waitForBus_precedesTheVerb();
@@ -101,6 +107,22 @@ void TstWaitFor::client_notComplete_is4()
     QCOMPARE(run.ending(), ended(4, {"waiting for \"" + name.toUtf8() + '"', words}));
 }
 
+/// The guess is made of what the bus has told before, so that the time-out does not become longer.
+void TstWaitFor::client_busHangs_guessIsKept()
+{
+    BusProcess bus;
+    const ScriptedClient client(u"kiosk_guider"_s);
+    QVERIFY(client.isConnected());
+    ProgramRun run(u"wait client kiosk_gudier --timeout 3"_s);
+    QVERIFY2(run.waitForWords("waiting for \"kiosk_gudier\""), run.err().constData());
+    bus.hang();
+    const Ending ending = run.ending();
+    bus.goOn();
+    QCOMPARE(ending.status, 4);
+    QVERIFY2(ending.err.endsWith("\"kiosk_gudier\" has not connected within 3 s; did you mean \"kiosk_guider\"?\n"),
+             ending.err.constData());
+}
+
 void TstWaitFor::client_busRestarts_isWaitedFor()
 {
     BusProcess bus;
@@ -136,6 +158,23 @@ void TstWaitFor::client_noBus_is3()
 {
     ProgramRun run(u"wait client printer"_s);
     QCOMPARE(run.ending(), ended(3, {"no bus to be reached on 127.0.0.1: Connection refused"}));
+}
+
+void TstWaitFor::client_interrupted_is130_data()
+{
+    QTest::addColumn<int>("signal");
+    QTest::newRow("SIGINT") << SIGINT;
+    QTest::newRow("SIGTERM") << SIGTERM;
+}
+
+void TstWaitFor::client_interrupted_is130()
+{
+    QFETCH(int, signal);
+    const BusProcess bus;
+    ProgramRun run(u"wait client printer"_s);
+    QVERIFY2(run.waitForWords("waiting for \"printer\""), run.err().constData());
+    run.sendSignal(signal);
+    QCOMPARE(run.ending(), ended(130, {"waiting for \"printer\"", "interrupted"}));
 }
 
 void TstWaitFor::state_wanted_isShown_data()
@@ -260,6 +299,18 @@ void TstWaitFor::message_otherOnes_areTold()
     QVERIFY2(run.err().contains("taken from the bus meanwhile, from printer, UID 2: printed"), run.err().constData());
     QCOMPARE(run.errorLines().size(), 3);
     QCOMPARE(bus.messages().size(), 1); // what came after it stays with the bus
+}
+
+void TstWaitFor::message_otherOnes_quiet_areTold()
+{
+    const BusProcess bus;
+    ScriptedClient printer(u"printer"_s);
+    QVERIFY(printer.send(u"gui"_s, u"paper is low"_s, u"1"_s));
+    QVERIFY(printer.send(u"gui"_s, uR"({"cmd":"printed","data":{}})"_s, u"2"_s));
+    ProgramRun run(u"--as gui --quiet wait message --command printed"_s);
+    const Ending ending = run.ending();
+    QCOMPARE(ending, ended(0, {"taken from the bus meanwhile, from printer, UID 1: paper is low"}, ending.out));
+    QCOMPARE(bus.messages(), QStringList());
 }
 
 void TstWaitFor::message_published_isTaken()

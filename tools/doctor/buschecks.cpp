@@ -16,14 +16,24 @@ QString timeText(double milliseconds)
     return QStringLiteral("%1 ms").arg(milliseconds, 0, 'f', milliseconds < 10 ? 2 : 0);
 }
 
-QString adviceFor(const std::optional<Failure>& failure)
+/// What to do about silence.
+QString adviceForSilence()
 {
-    if (!failure || failure->status() == TimedOut) {
-        return QStringLiteral("See what the process that holds the port waits for (strace -p, gdb -p), and start it "
-                              "again if it hangs.");
+    return QStringLiteral("See what the process that holds the port waits for (strace -p, gdb -p), and start it "
+                          "again if it hangs.");
+}
+
+/// What to do about what went wrong after a handshake that was accepted.
+QString adviceAfterHandshake(const Failure& failure)
+{
+    switch (failure.status()) {
+    case TimedOut:
+        return adviceForSilence();
+    case Refused:
+        return QStringLiteral("Read what the bus has written to its stderr, and see storage below.");
+    default:
+        return QStringLiteral("See whether the bus has ended, and run doctor again.");
     }
-    return QStringLiteral("See what the process that holds the port is, because this is not how a bus answers a "
-                          "handshake.");
 }
 
 /// One port: accepted, refused, or silent when \a isDone is false.
@@ -35,14 +45,15 @@ Finding handshakeFinding(const QString& check, const QString& port, const std::o
                 Severity::Wrong,
                 QStringLiteral("something listens on the %1 port and does not answer the handshake within %2")
                     .arg(port, deadlineText),
-                adviceFor(std::nullopt),
+                adviceForSilence(),
                 {}};
     }
     if (failure) {
         return {check,
                 Severity::Wrong,
                 QStringLiteral("on the %1 port: %2").arg(port, failure->words()),
-                adviceFor(failure),
+                QStringLiteral("See what the process that holds the port is, because this is not how a bus answers a "
+                               "handshake."),
                 {}};
     }
     return {check, Severity::Ok, QStringLiteral("the bus accepts the handshake on the %1 port").arg(port), {}, {}};
@@ -66,7 +77,7 @@ void addBreak(const BusAnswers& answers, const QString& deadlineText, Findings& 
                          : QStringLiteral("the bus accepts the handshake, and has not answered all that was asked "
                                           "after it within %1")
                                .arg(deadlineText),
-                     adviceFor(answers.isQueryDone ? answers.queryFailure : std::nullopt),
+                     answers.isQueryDone ? adviceAfterHandshake(*answers.queryFailure) : adviceForSilence(),
                      {}});
 }
 
@@ -142,7 +153,7 @@ Findings checkSpeed(const BusAnswers& answers, double slowMs)
         finding.severity = Severity::Wrong;
         finding.advice =
             QStringLiteral("See whether the machine, the bus or its storage is busy (top, iostat), because "
-                           "an exchange usually takes little more than the 10 ms that the library waits in each.");
+                           "a bus that is not busy answers within a few milliseconds.");
     } else if (times.last() > slowMs) {
         finding.severity = Severity::Note;
         finding.advice = QStringLiteral("Run doctor again to see whether single exchanges stay slow: then something "
@@ -174,6 +185,25 @@ Findings checkControl(const ControlAnswers& control, const BusAnswers& answers)
                  {}}};
     }
     return {};
+}
+
+Findings checkFaults(const ControlAnswers& control)
+{
+    if (control.faults.isEmpty()) {
+        return {};
+    }
+    QStringList rules;
+    for (const QVariantMap& fault : control.faults) {
+        rules.append(fault.value(QStringLiteral("rule")).toString());
+    }
+    return {{QStringLiteral("faults"),
+             Severity::Note,
+             QStringLiteral("%1 on purpose %2 set")
+                 .arg(counted(rules.size(), QStringLiteral("fault")),
+                      rules.size() == 1 ? QStringLiteral("is") : QStringLiteral("are")),
+             QStringLiteral("See with tarvexctl fault list whether they explain what else is told here, and remove "
+                            "them with tarvexctl fault clear."),
+             {{QStringLiteral("rules"), rules}}}};
 }
 
 Findings checkVersions(const ControlAnswers& control, const QList<Socket>& listeners, const QList<Socket>& connections)

@@ -1,6 +1,7 @@
 #include "doctor/buslook.h"
 
 #include "busclient.h"
+#include "exchange.h"
 #include "receiver.h"
 #include "records/clientstate.h"
 
@@ -50,16 +51,12 @@ namespace {
 using Note = std::function<void(const std::function<void(BusAnswers&)>&)>;
 
 /// Measures exchanges that change nothing: nobody has stored a state under this name.
-void measure(BusClient& bus, const Note& note)
+void measure(BusClient& bus, const QString& clientName, const Note& note)
 {
     QElapsedTimer all;
     all.start();
     for (int exchange = 0; exchange < EXCHANGES && !all.hasExpired(EXCHANGES_LIMIT_MS); ++exchange) {
-        QElapsedTimer timer;
-        timer.start();
-        ClientState state;
-        bus.askForStored([&](TarvexQueryHandler& handler) { return handler.loadState(QString(), state); });
-        note([took = milliseconds(timer)](BusAnswers& answers) { answers.exchangesMs.append(took); });
+        note([took = measureExchange(bus, clientName)](BusAnswers& answers) { answers.exchangesMs.append(took); });
     }
 }
 
@@ -147,7 +144,7 @@ void BusLook::askQueryPort(Shared& shared, const Questions& questions)
         timer.start();
         BusClient bus(questions.clientName);
         note([took = milliseconds(timer)](BusAnswers& answers) { answers.handshakeMs = took; });
-        measure(bus, note);
+        measure(bus, questions.clientName, note);
         loadSettings(bus, questions, note);
         loadStates(bus, questions, note);
     } catch (const Failure& failure) {

@@ -53,7 +53,7 @@ class BusLook
 public:
     /// Begins.
     explicit BusLook(const Questions& questions);
-    /// When answers().isDone() is false, a thread is left behind. Then the program must end by _exit().
+    /// When answers().isDone() is false, a thread is left behind. Then the program must end by leaveAtOnce().
     ~BusLook();
     Q_DISABLE_COPY_MOVE(BusLook)
 

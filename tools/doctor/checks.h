@@ -28,6 +28,9 @@ Findings checkSpeed(const BusAnswers& answers, double slowMs);
 /// What the control socket gives, and what cannot be seen without it.
 Findings checkControl(const ControlAnswers& control, const BusAnswers& answers);
 
+/// Whether the bus brings about faults on purpose.
+Findings checkFaults(const ControlAnswers& control);
+
 /// The library of this program against that of the bus, and whether the bus and the connected services run what is
 /// installed.
 Findings checkVersions(const ControlAnswers& control, const QList<Socket>& listeners, const QList<Socket>& connections);
@@ -47,9 +50,16 @@ struct StateAge
 Findings checkStates(const QList<QVariantMap>& states, const ControlAnswers& control, const StateAge& age,
                      const QDateTime& now);
 
-/// Two processes of one name. \a later is who was there \a afterMs later.
-Findings checkNames(const ControlAnswers& control, const QList<QVariantMap>& later, qint64 afterMs,
-                    const QList<Socket>& connections);
+/// A second look at the clients.
+struct LaterLook
+{
+    QList<QVariantMap> clients; ///< As the bus told last; empty when it did not tell again.
+    qint64 afterMs = 0;         ///< So long after the first look.
+    qint64 silenceMs = 0;       ///< So long it has not answered since then.
+};
+
+/// Two processes of one name.
+Findings checkNames(const ControlAnswers& control, const LaterLook& later, const QList<Socket>& connections);
 
 /// Whether one look at the clients is not enough, because a name was taken from somebody.
 bool wasNameTaken(const QList<QVariantMap>& clients);

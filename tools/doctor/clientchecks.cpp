@@ -1,6 +1,9 @@
 #include "doctor/checks.h"
 
+#include "supportedclients.h"
+
 #include <QHash>
+#include <QRegularExpression>
 #include <QSet>
 #include <QStringList>
 
@@ -12,10 +15,31 @@ namespace {
 
 /// The bus pushes at most so many messages without an acknowledgement.
 constexpr int MAX_UNACKNOWLEDGED = 64;
+/// A bus that is asked again and again may be busy for so long.
+constexpr qint64 SILENCE_TOLERANCE_MS = 1000;
+/// More missing clients than these are told in one finding, which names so many of them.
+constexpr int MAX_NAMED = 3;
+
+/// With one decimal.
+QString secondsText(qint64 milliseconds)
+{
+    return QString::number(static_cast<double>(milliseconds) / 1000, 'f', 1);
+}
 
 QString nameOf(const QVariantMap& client)
 {
     return client.value(QStringLiteral("name")).toString();
+}
+
+int waitingFor(const QVariantMap& client)
+{
+    return client.value(QStringLiteral("waiting")).toInt();
+}
+
+/// "1 message waits"
+QString waitingText(int count)
+{
+    return count == 1 ? QStringLiteral("1 message waits") : QStringLiteral("%1 messages wait").arg(count);
 }
 
 int takeoversOf(const QVariantMap& client)
@@ -36,28 +60,116 @@ Finding missingFinding(const QVariantMap& client, bool isUnknown)
             QStringLiteral("\"%1\" %2, and %3 for it")
                 .arg(name,
                      isUnknown ? QStringLiteral("has never been there") : QStringLiteral("has no receiving connection"),
-                     client.value(QStringLiteral("waiting")).toInt() == 1
-                         ? QStringLiteral("1 message waits")
-                         : QStringLiteral("%1 messages wait").arg(client.value(QStringLiteral("waiting")).toInt())),
+                     waitingText(waitingFor(client))),
             isUnknown ? QStringLiteral("Look for this name in the services that send, because it may be mistyped; "
                                        "otherwise start that service.")
                       : QStringLiteral("Start that service, or find out why it does not receive."),
             clientFacts(client)};
 }
 
-void addClient(const QVariantMap& client, bool isUnknown, Findings& findings)
+/// The names of tarvexctl's own runs: after a send the answers wait for them, because nobody takes them.
+bool isOwnName(const QString& name)
+{
+    static const QRegularExpression own(QStringLiteral("^tarvexctl(-[0-9]+)?$"));
+    return own.match(name).hasMatch();
+}
+
+int waitingFor(const QList<QVariantMap>& clients)
+{
+    int count = 0;
+    for (const QVariantMap& client : clients) {
+        count += waitingFor(client);
+    }
+    return count;
+}
+
+Finding manyMissingFinding(const QList<QVariantMap>& missing, const QStringList& unknown)
+{
+    QStringList names;
+    QVariantList facts;
+    for (const QVariantMap& client : missing) {
+        names.append(nameOf(client));
+        facts.append(clientFacts(client));
+    }
+    QStringList mistyped;
+    std::copy_if(names.begin(), names.end(), std::back_inserter(mistyped),
+                 [&](const QString& name) { return unknown.contains(name); });
+    const QString advice = QStringLiteral("Start these services, or find out why they do not receive.");
+    const QString hint = QStringLiteral(" Nobody has ever been %1%2, so %1 may be mistyped.");
+    return {QStringLiteral("clients.missing"),
+            Severity::Wrong,
+            QStringLiteral("%1 for %2 clients that do not receive: %3 and %4 more")
+                .arg(waitingText(waitingFor(missing)), QString::number(names.size()),
+                     names.mid(0, MAX_NAMED).join(QStringLiteral(", ")), QString::number(names.size() - MAX_NAMED)),
+            mistyped.isEmpty() ? advice
+                               : advice
+                    + hint.arg(mistyped.first(),
+                               mistyped.size() == 1 ? QString()
+                                                    : QStringLiteral(" and %1").arg(
+                                                        counted(mistyped.size() - 1, QStringLiteral("other")))),
+            {{QStringLiteral("clients"), facts}, {QStringLiteral("waiting"), waitingFor(missing)}}};
+}
+
+/// On a desk without a log service, log lines wait all the time.
+Finding logFinding(const QVariantMap& client)
+{
+    return {QStringLiteral("clients.log"), Severity::Note,
+            QStringLiteral("nobody receives the log, and %1 for \"%2\"")
+                .arg(waitingText(waitingFor(client)), nameOf(client)),
+            QStringLiteral("Start the log service, or show the log with tarvexctl log --stand-in."),
+            clientFacts(client)};
+}
+
+Finding answersFinding(const QList<QVariantMap>& own)
+{
+    return {QStringLiteral("clients.answers"),
+            Severity::Note,
+            QStringLiteral("%1 for tarvexctl itself, which has ended").arg(waitingText(waitingFor(own))),
+            QStringLiteral("Leave them, because they are answers to what was sent; or take them with "
+                           "tarvexctl --as %1 listen --timeout 1.")
+                .arg(nameOf(own.first())),
+            {{QStringLiteral("waiting"), waitingFor(own)}}};
+}
+
+/// Those for whom messages wait and who do not receive.
+void addMissing(const ControlAnswers& control, Findings& findings)
+{
+    QList<QVariantMap> missing;
+    QList<QVariantMap> own;
+    for (const QVariantMap& client : control.clients) {
+        if (!isMissing(client)) {
+            continue;
+        }
+        if (nameOf(client) == tarvex::BUSNAME_LOGGER) {
+            findings.append(logFinding(client));
+        } else {
+            (isOwnName(nameOf(client)) ? own : missing).append(client);
+        }
+    }
+    if (missing.size() > MAX_NAMED) {
+        findings.append(manyMissingFinding(missing, control.unknown));
+    } else {
+        for (const QVariantMap& client : qAsConst(missing)) {
+            findings.append(missingFinding(client, control.unknown.contains(nameOf(client))));
+        }
+    }
+    if (!own.isEmpty()) {
+        findings.append(answersFinding(own));
+    }
+}
+
+/// The other findings about one client.
+void addClient(const QVariantMap& client, Findings& findings)
 {
     const bool receives = !client.value(QStringLiteral("receiverSince")).toString().isEmpty();
-    const int waiting = client.value(QStringLiteral("waiting")).toInt();
-    if (isMissing(client)) {
-        findings.append(missingFinding(client, isUnknown));
-    } else if (receives && waiting >= MAX_UNACKNOWLEDGED) {
+    const int waiting = waitingFor(client);
+    if (receives && waiting >= MAX_UNACKNOWLEDGED) {
         findings.append({QStringLiteral("clients.behind"), Severity::Note,
                          QStringLiteral("\"%1\" is there, and %2 messages wait for it")
                              .arg(nameOf(client), QString::number(waiting)),
                          QStringLiteral("See whether that service hangs, or is slower than what is sent to it."),
                          clientFacts(client)});
-    } else if (!receives && client.value(QStringLiteral("subscriptions")).toInt() > 0) {
+    } else if (!receives && !isMissing(client) && client.value(QStringLiteral("subscriptions")).toInt() > 0) {
         findings.append(
             {QStringLiteral("clients.subscribed"), Severity::Note,
              QStringLiteral("\"%1\" has no receiving connection and is still subscribed").arg(nameOf(client)),
@@ -126,8 +238,7 @@ Finding takeoverFinding(const QVariantMap& client, int risen, qint64 afterMs)
     return {QStringLiteral("names.taken"), Severity::Note,
             QStringLiteral("the name \"%1\" was taken from a connected process %2 since the bus was started, but not "
                            "within the last %3 s")
-                .arg(nameOf(client), counted(takeoversOf(client), QStringLiteral("time")),
-                     QString::number(static_cast<double>(afterMs) / 1000, 'f', 1)),
+                .arg(nameOf(client), counted(takeoversOf(client), QStringLiteral("time")), secondsText(afterMs)),
             QStringLiteral("Check that this service runs once, and that nobody uses its name with --as."), facts};
 }
 
@@ -140,8 +251,9 @@ Findings checkClients(const ControlAnswers& control)
     }
     Findings findings;
     int connected = 0;
+    addMissing(control, findings);
     for (const QVariantMap& client : control.clients) {
-        addClient(client, control.unknown.contains(nameOf(client)), findings);
+        addClient(client, findings);
         const bool isConnected = !client.value(QStringLiteral("receiverSince")).toString().isEmpty()
             || !client.value(QStringLiteral("querySince")).toString().isEmpty();
         connected += isConnected ? 1 : 0;
@@ -170,15 +282,22 @@ bool isNameTakenAgain(const QList<QVariantMap>& before, const QList<QVariantMap>
                        [&](const QVariantMap& client) { return takeoversOf(client) > former.value(nameOf(client)); });
 }
 
-Findings checkNames(const ControlAnswers& control, const QList<QVariantMap>& later, qint64 afterMs,
-                    const QList<Socket>& connections)
+Findings checkNames(const ControlAnswers& control, const LaterLook& later, const QList<Socket>& connections)
 {
     Findings findings;
+    if (later.silenceMs > SILENCE_TOLERANCE_MS) {
+        findings.append({QStringLiteral("names.unseen"),
+                         Severity::Unseen,
+                         QStringLiteral("the bus did not tell for %1 s whether a name was taken again")
+                             .arg(secondsText(later.silenceMs)),
+                         QStringLiteral("See what is wrong above, and run doctor again."),
+                         {{QStringLiteral("silenceMs"), later.silenceMs}}});
+    }
     const QHash<QString, int> former = takeoversByName(control.clients);
-    const QList<QVariantMap>& last = later.isEmpty() ? control.clients : later;
+    const QList<QVariantMap>& last = later.clients.isEmpty() ? control.clients : later.clients;
     for (const QVariantMap& client : last) {
         if (takeoversOf(client) > 0) {
-            findings.append(takeoverFinding(client, takeoversOf(client) - former.value(nameOf(client)), afterMs));
+            findings.append(takeoverFinding(client, takeoversOf(client) - former.value(nameOf(client)), later.afterMs));
         }
     }
     addTwins(connections, findings);

@@ -4,8 +4,6 @@
 #include "failure.h"
 #include "owners.h"
 
-#include <optional>
-
 namespace tarvexctl::doctor {
 
 namespace {
@@ -41,7 +39,8 @@ ControlAnswers askControl(const QDeadlineTimer& deadline)
     ControlAnswers answers;
     const QList<QPair<QString, QList<QVariantMap>*>> lists{{QStringLiteral("clients"), &answers.clients},
                                                            {QStringLiteral("settings"), &answers.settings},
-                                                           {QStringLiteral("states"), &answers.states}};
+                                                           {QStringLiteral("states"), &answers.states},
+                                                           {QStringLiteral("faults"), &answers.faults}};
     try {
         const auto about = ask(QStringLiteral("about"), deadline);
         if (!about) {
@@ -65,12 +64,12 @@ ControlAnswers askControl(const QDeadlineTimer& deadline)
     return answers;
 }
 
-QList<QVariantMap> askForClients(const QDeadlineTimer& deadline)
+std::optional<QList<QVariantMap>> askForClients(const QDeadlineTimer& deadline)
 {
     try {
-        return ask(QStringLiteral("clients"), deadline).value_or(QList<QVariantMap>());
+        return ask(QStringLiteral("clients"), deadline);
     } catch (const Failure&) {
-        return {};
+        return std::nullopt;
     }
 }
 

@@ -7,6 +7,8 @@
 #include <QStringList>
 #include <QVariantMap>
 
+#include <optional>
+
 namespace tarvexctl::doctor {
 
 /// What a development bus tells about itself over its control socket.
@@ -18,6 +20,7 @@ struct ControlAnswers
     QList<QVariantMap> clients;
     QList<QVariantMap> settings; ///< Of each owner: owner, count, date, description.
     QList<QVariantMap> states;   ///< The records as they are stored.
+    QList<QVariantMap> faults;   ///< On purpose: number, rule, hits.
     QStringList unknown;         ///< Those for whom messages wait and who have never been there.
 };
 
@@ -27,8 +30,8 @@ bool isMissing(const QVariantMap& client);
 /// Asks for all of it. Comes back when the time is over.
 ControlAnswers askControl(const QDeadlineTimer& deadline);
 
-/// The clients alone, or an empty list when they do not come in time.
-QList<QVariantMap> askForClients(const QDeadlineTimer& deadline);
+/// The clients alone, or nothing when they do not come in time.
+std::optional<QList<QVariantMap>> askForClients(const QDeadlineTimer& deadline);
 
 } // namespace tarvexctl::doctor
 

@@ -50,13 +50,9 @@ void addRefusals(const BusAnswers& answers, Findings& findings)
     }
 }
 
-/// How much room is left where the file is, and how much the file takes.
-Finding roomFinding(const QString& path)
+/// How much room is left where the file is, and how much the storage takes, as the bus tells.
+Finding roomFinding(const QString& path, qint64 bytes)
 {
-    qint64 bytes = 0;
-    for (const QString& suffix : {QString(), QStringLiteral("-wal"), QStringLiteral("-shm")}) {
-        bytes += QFileInfo(path + suffix).size();
-    }
     const QStorageInfo place(QFileInfo(path).absolutePath());
     const qint64 freeBytes = place.bytesAvailable();
     Finding finding{
@@ -81,7 +77,7 @@ Finding roomFinding(const QString& path)
     return finding;
 }
 
-void addFile(const QString& path, Findings& findings)
+void addFile(const QString& path, qint64 bytes, Findings& findings)
 {
     const bool isThere = tarvex::programs::fileIdentity(path).has_value();
     if (!isThere && errno == EACCES) {
@@ -101,7 +97,7 @@ void addFile(const QString& path, Findings& findings)
                          {{QStringLiteral("path"), path}}});
         return;
     }
-    findings.append(roomFinding(path));
+    findings.append(roomFinding(path, bytes));
     const QFileInfo file(path);
     if (!file.isReadable() || !file.isWritable()) {
         findings.append({QStringLiteral("storage.rights"),
@@ -116,7 +112,8 @@ void addFile(const QString& path, Findings& findings)
 /// clock was set in between.
 void addJumpSinceStart(const QVariantMap& about, Findings& findings)
 {
-    const auto noted = QDateTime::fromString(about.value(QStringLiteral("startedAt")).toString(), Qt::ISODateWithMs);
+    // In UTC, because the bus may have another TZ.
+    const auto noted = QDateTime::fromString(about.value(QStringLiteral("startedAtUtc")).toString(), Qt::ISODateWithMs);
     const std::optional<Process> process = processOf(about.value(QStringLiteral("pid")).toLongLong());
     if (!noted.isValid() || !process) {
         return;
@@ -130,8 +127,7 @@ void addJumpSinceStart(const QVariantMap& about, Findings& findings)
                  .arg(jumpMs > 0 ? QStringLiteral("forward") : QStringLiteral("back"),
                       QString::number(qRound64(static_cast<double>(std::abs(jumpMs)) / 1000))),
              QStringLiteral("Do not compare the dates of records across that jump, and let the clock be set "
-                            "before the bus is started; after whole quarters of an hour, see whether the bus "
-                            "has another TZ."),
+                            "before the bus is started."),
              {{QStringLiteral("jumpMs"), jumpMs}}});
     }
 }
@@ -154,7 +150,7 @@ Findings checkStorage(const ControlAnswers& control, const BusAnswers& answers)
                          QStringLiteral("Start it without --memory if something is to be kept."),
                          {}});
     } else if (path.isValid()) {
-        addFile(path.toString(), findings);
+        addFile(path.toString(), control.about.value(QStringLiteral("storageBytes")).toLongLong(), findings);
     }
     return findings;
 }

@@ -95,12 +95,32 @@ Finding unseenHolder(const Socket& socket)
             {{QStringLiteral("port"), socket.port}, {QStringLiteral("user"), user}}};
 }
 
+/// For the case that nobody can be seen on the other port.
+Finding onePortFinding(const QList<Process>& holders, const Port& port, bool isOtherMissing)
+{
+    const QString words =
+        QStringLiteral("%1 %2 %3")
+            .arg(processesText(holders), holders.size() == 1 ? QStringLiteral("holds") : QStringLiteral("hold"),
+                 portText(port));
+    if (isOtherMissing) {
+        return {QStringLiteral("ports.holders"), Severity::Wrong, words + QStringLiteral(" only"),
+                QStringLiteral("See whether this is the bus at all, because a bus holds both ports."),
+                processFacts(holders)};
+    }
+    return {QStringLiteral("ports.holders"), Severity::Ok, words, {}, processFacts(holders)};
+}
+
 /// For the sockets whose holders can be seen.
 Finding holderFinding(const QList<Socket>& listeners)
 {
     const QList<Process> query = holdersOf(socketsOf(listeners, PORTS[0]));
     const QList<Process> receiver = holdersOf(socketsOf(listeners, PORTS[1]));
     const QList<Process> all = holdersOf(listeners);
+    if (query.isEmpty() || receiver.isEmpty()) {
+        const Port& held = query.isEmpty() ? PORTS[1] : PORTS[0];
+        const Port& other = query.isEmpty() ? PORTS[0] : PORTS[1];
+        return onePortFinding(all, held, socketsOf(listeners, other).isEmpty());
+    }
     const auto numbersOf = [](const QList<Process>& processes) {
         QSet<qint64> numbers;
         for (const Process& process : processes) {
@@ -108,7 +128,7 @@ Finding holderFinding(const QList<Socket>& listeners)
         }
         return numbers;
     };
-    if (!query.isEmpty() && !receiver.isEmpty() && !numbersOf(query).intersects(numbersOf(receiver))) {
+    if (!numbersOf(query).intersects(numbersOf(receiver))) {
         return {QStringLiteral("ports.holders"), Severity::Wrong,
                 QStringLiteral("the ports belong to two programs: the query port to %1, the receiver port to %2")
                     .arg(processesText(query), processesText(receiver)),

@@ -19,7 +19,7 @@ namespace {
 constexpr qint64 MS_PER_S = 1000;
 /// A clock that differs by less is no finding.
 constexpr qint64 FUTURE_TOLERANCE_MS = 60000;
-/// From here on doubles do not hold every whole number.
+/// From here on doubles do not hold every whole number. 2^53 itself may have been 2^53 + 1.
 constexpr double MAX_EXACT = 9007199254740992.0;
 /// A larger number was no integer of 64 bits.
 constexpr double MAX_INTEGER = 18446744073709551616.0;
@@ -86,7 +86,7 @@ bool isInexact(const QVariant& value)
     }
     const bool isNumber = value.userType() == QMetaType::Double || value.userType() == QMetaType::LongLong;
     const double number = std::abs(value.toDouble());
-    return isNumber && number > MAX_EXACT && number <= MAX_INTEGER;
+    return isNumber && number >= MAX_EXACT && number <= MAX_INTEGER;
 }
 
 QStringList problemsOf(const ClientSettings& settings)
@@ -117,7 +117,7 @@ void addInexact(const ClientSettings& settings, Findings& findings)
             findings.append(
                 {QStringLiteral("settings.inexact"),
                  Severity::Note,
-                 QStringLiteral("settings of \"%1\": %2 holds a number beyond 2^53, which has lost its last "
+                 QStringLiteral("settings of \"%1\": %2 holds a number from 2^53 on, which has lost its last "
                                 "digits if it was an integer")
                      .arg(settings.owner(), path),
                  QStringLiteral("Compare it with what it should be, and store such a number as a text."),

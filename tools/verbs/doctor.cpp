@@ -1,3 +1,4 @@
+#include "boundedwork.h"
 #include "doctor/buslook.h"
 #include "doctor/checks.h"
 #include "doctor/controllook.h"
@@ -17,8 +18,6 @@
 #include <QThread>
 
 #include <optional>
-
-#include <unistd.h>
 
 namespace tarvexctl {
 
@@ -137,7 +136,7 @@ public:
     /// Throws Failure when stdout does not take what is written.
     void run();
 
-    /// When they have not, the program must end by _exit(), because they wait inside the library.
+    /// When they have not, the program must end by leaveAtOnce(), because they wait inside the library.
     bool haveThreadsEnded() const { return m_haveThreadsEnded; }
 
     const Report& report() const { return m_report; }
@@ -171,6 +170,7 @@ void Examination::run()
     m_report.add(checkBus(answers, listeners, secondsText(m_thresholds.timeoutMs)));
     m_report.add(checkSpeed(answers, m_thresholds.slowMs));
     m_report.add(checkControl(m_control, answers));
+    m_report.add(checkFaults(m_control));
     m_report.add(checkVersions(m_control, listeners, m_connections));
     m_report.add(checkClients(m_control));
     if (answers.handshakeMs) {
@@ -187,17 +187,21 @@ void Examination::run()
 /// A name that was taken once may be fought for: then it is taken again within seconds.
 void Examination::lookAtNames()
 {
-    QList<QVariantMap> later;
+    LaterLook later;
     QElapsedTimer elapsed;
     elapsed.start();
     if (wasNameTaken(m_control.clients)) {
         const QDeadlineTimer end(qMin<qint64>(NAME_LOOK_MS, m_deadline.remainingTime()));
         do {
             QThread::msleep(NAME_LOOK_PAUSE_MS);
-            later = askForClients(end);
-        } while (!isNameTakenAgain(m_control.clients, later) && !end.hasExpired());
+            if (const auto clients = askForClients(end)) {
+                later.clients = *clients;
+                later.afterMs = elapsed.elapsed();
+            }
+        } while (!isNameTakenAgain(m_control.clients, later.clients) && !end.hasExpired());
+        later.silenceMs = elapsed.elapsed() - later.afterMs;
     }
-    m_report.add(checkNames(m_control, later, elapsed.elapsed(), m_connections));
+    m_report.add(checkNames(m_control, later, m_connections));
 }
 
 Questions Examination::questions() const
@@ -225,10 +229,12 @@ public:
         m_slow.addTo(parser);
         m_stateAge.addTo(parser);
         m_timeout.addTo(parser);
-        parser.footer("Example: tarvexctl doctor --state-age 60. It changes nothing, and has a name of its own: --as "
-                      "is not for it. Status 1 says that something is "
-                      "wrong, also that there is no bus. "
-                      + parser.get_footer());
+        parser.footer(
+            "It changes nothing, and has a name of its own: --as is not for it. The status is 1 when something "
+            "is wrong, also when there is no bus or nothing comes in time, where other verbs end with 3 and "
+            "4. "
+            + parser.get_footer());
+        addExample(parser, "tarvexctl doctor --state-age 60");
     }
 
     void run(const Context& context) const override
@@ -260,9 +266,13 @@ private:
         if (failure && examination.haveThreadsEnded()) {
             throw *failure;
         }
-        complain(failure ? failure->words() : examination.report().summary());
+        if (failure) {
+            tellFailure(failure->words());
+        } else {
+            complain(examination.report().summary());
+        }
         if (!examination.haveThreadsEnded()) {
-            ::_exit(failure ? failure->status() : Done);
+            leaveAtOnce(failure ? failure->status() : Done);
         }
     }
 

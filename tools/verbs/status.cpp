@@ -147,13 +147,14 @@ Fields developmentBusFields(const QVariantMap& about)
     if (about.isEmpty()) {
         return {{QStringLiteral("Bus"), QStringLiteral("development bus")}};
     }
-    const QString startedAt = about.value(QStringLiteral("startedAt")).toString();
-    const QDateTime since = QDateTime::fromString(startedAt, Qt::ISODateWithMs);
+    // The bus may have another TZ than this program, so its local time is not to be compared.
+    const QDateTime since =
+        QDateTime::fromString(about.value(QStringLiteral("startedAtUtc")).toString(), Qt::ISODateWithMs).toLocalTime();
     return {
         {QStringLiteral("Bus"),
          QStringLiteral("development bus %1, process %2")
              .arg(about.value(QStringLiteral("version")).toString(), about.value(QStringLiteral("pid")).toString())},
-        {QStringLiteral("Running"), QStringLiteral("since %1 (%2)").arg(startedAt, ageText(since))},
+        {QStringLiteral("Running"), QStringLiteral("since %1 (%2)").arg(timeText(since), ageText(since))},
         {QStringLiteral("Storage"), storageText(about)},
         {QStringLiteral("Traffic"),
          QStringLiteral("connections %1, requests so far %2, acknowledged messages %3")

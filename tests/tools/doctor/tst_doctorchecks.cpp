@@ -5,6 +5,7 @@
 #include "tarvexlib.h"
 
 #include <QCoreApplication>
+#include <QFile>
 #include <QTemporaryDir>
 #include <QTest>
 
@@ -123,7 +124,7 @@ QVariantMap startedAt(qint64 shiftMs)
 {
     const qint64 pid = QCoreApplication::applicationPid();
     const QDateTime noted = processOf(pid)->startedAt.addMSecs(shiftMs);
-    return {{u"pid"_s, pid}, {u"startedAt"_s, noted.toString(Qt::ISODateWithMs)}};
+    return {{u"pid"_s, pid}, {u"startedAtUtc"_s, noted.toUTC().toString(Qt::ISODateWithMs)}};
 }
 
 /// Without what is known about this machine's NTP.
@@ -144,6 +145,8 @@ private Q_SLOTS:
     void ports_data();
     void ports();
     void ports_holder_isNamed();
+    void bus_advice_isByWhatFailed_data();
+    void bus_advice_isByWhatFailed();
     void speed_data();
     void speed();
     void versions();
@@ -151,8 +154,12 @@ private Q_SLOTS:
     void clients_data();
     void clients();
     void clients_mistyped_isAdvisedSo();
+    void clients_usualOnDesk_areNotes();
+    void clients_manyMissing_areOneFinding();
+    void faults_areTold();
     void names_data();
     void names();
+    void names_silence_isTold();
     void names_sameCommandLine();
     void settings_data();
     void settings();
@@ -181,7 +188,9 @@ void TstDoctorChecks::ports_data()
     QTest::newRow("with a child") << QList<Socket>{socket(QUERY_PORT, {bus, process(11)}), receiver}
                                   << QStringList{u"note ports.holders"_s};
     QTest::newRow("one port") << QList<Socket>{receiver}
-                              << QStringList{u"wrong ports.missing"_s, u"ok ports.holders"_s};
+                              << QStringList{u"wrong ports.missing"_s, u"wrong ports.holders"_s};
+    QTest::newRow("one seen") << QList<Socket>{socket(QUERY_PORT, {}), receiver}
+                              << QStringList{u"unseen ports.unseen"_s, u"ok ports.holders"_s};
     QTest::newRow("another user's") << QList<Socket>{socket(QUERY_PORT, {}), socket(RECEIVER_PORT, {})}
                                     << QStringList{u"unseen ports.unseen"_s, u"unseen ports.unseen"_s};
     QTest::newRow("stopped") << QList<Socket>{socket(QUERY_PORT, {stopped}), socket(RECEIVER_PORT, {stopped})}
@@ -200,12 +209,38 @@ void TstDoctorChecks::ports_holder_isNamed()
 {
     const Findings findings = checkPorts({socket(QUERY_PORT, {process(10)}), socket(RECEIVER_PORT, {process(10)})});
     QCOMPARE(findings.at(0).what, u"tarvex-devbus (process 10 of me) holds the ports"_s);
+    QCOMPARE(checkPorts({socket(RECEIVER_PORT, {process(10)})}).at(1).what,
+             u"tarvex-devbus (process 10 of me) holds the receiver port 45537 only"_s);
     const QVariantMap fact = findings.at(0).facts.value(u"processes"_s).toList().value(0).toMap();
     QCOMPARE(fact.value(u"pid"_s).toInt(), 10);
     QCOMPARE(fact.value(u"user"_s).toString(), u"me"_s);
     const Findings unseen = checkPorts({socket(QUERY_PORT, {})});
     QVERIFY2(unseen.at(0).what.contains(u"of the user root"_s), qPrintable(unseen.at(0).what));
     QCOMPARE(unseen.at(0).advice, u"Run doctor as root to see which process it is."_s);
+}
+
+void TstDoctorChecks::bus_advice_isByWhatFailed_data()
+{
+    QTest::addColumn<int>("status");
+    QTest::addColumn<QString>("advice");
+    QTest::newRow("refused") << int(Refused)
+                             << u"Read what the bus has written to its stderr, and see storage below."_s;
+    QTest::newRow("lost") << int(NoBus) << u"See whether the bus has ended, and run doctor again."_s;
+    QTest::newRow("silence") << int(TimedOut)
+                             << u"See what the process that holds the port waits for (strace -p, gdb -p), and start it "
+                                "again if it hangs."_s;
+}
+
+void TstDoctorChecks::bus_advice_isByWhatFailed()
+{
+    QFETCH(int, status);
+    BusAnswers answers;
+    answers.handshakeMs = 1;
+    answers.isQueryDone = true;
+    answers.queryFailure = Failure(static_cast<ExitStatus>(status), u"words"_s);
+    const Findings findings = checkBus(answers, {}, u"10 s"_s);
+    QCOMPARE(shortForm(findings), (QStringList{u"ok bus.query"_s, u"wrong bus.exchange"_s}));
+    QTEST(findings.at(1).advice, "advice");
 }
 
 void TstDoctorChecks::speed_data()
@@ -280,6 +315,51 @@ void TstDoctorChecks::clients_mistyped_isAdvisedSo()
     QCOMPARE(finding.facts, (QVariantMap{{u"client"_s, u"printre"_s}, {u"waiting"_s, 2}}));
 }
 
+void TstDoctorChecks::clients_usualOnDesk_areNotes()
+{
+    const QList<QVariantMap> who{client(u"logger"_s, false, 12), client(u"tarvexctl"_s, false, 1),
+                                 client(u"tarvexctl-4711"_s, false, 2)};
+    const Findings findings = checkClients(answersWith(who));
+    QCOMPARE(shortForm(findings), (QStringList{u"note clients.log"_s, u"note clients.answers"_s}));
+    QCOMPARE(findings.at(0).what, u"nobody receives the log, and 12 messages wait for \"logger\""_s);
+    QVERIFY2(findings.at(0).advice.contains(u"tarvexctl log --stand-in"_s), qPrintable(findings.at(0).advice));
+    QCOMPARE(findings.at(1).what, u"3 messages wait for tarvexctl itself, which has ended"_s);
+    QCOMPARE(shortForm(checkClients(answersWith(QList<QVariantMap>{client(u"tarvexctl-gui"_s, false, 1)}))),
+             QStringList{u"wrong clients.missing"_s});
+}
+
+void TstDoctorChecks::clients_manyMissing_areOneFinding()
+{
+    QList<QVariantMap> who;
+    for (const QString& name : {u"a"_s, u"b"_s, u"c"_s}) {
+        who.append(client(name, false, 2));
+    }
+    QCOMPARE(checkClients(answersWith(who)).size(), 3);
+    who.append(client(u"d"_s, false, 1));
+    ControlAnswers answers = answersWith(who);
+    answers.unknown.append(u"d"_s);
+    const Findings findings = checkClients(answers);
+    QCOMPARE(shortForm(findings), QStringList{u"wrong clients.missing"_s});
+    QCOMPARE(findings.at(0).what, u"7 messages wait for 4 clients that do not receive: a, b, c and 1 more"_s);
+    QCOMPARE(findings.at(0).facts.value(u"waiting"_s).toInt(), 7);
+    QCOMPARE(findings.at(0).facts.value(u"clients"_s).toList().value(3).toMap(),
+             (QVariantMap{{u"client"_s, u"d"_s}, {u"waiting"_s, 1}}));
+    QVERIFY2(findings.at(0).advice.contains(u"d may be mistyped"_s), qPrintable(findings.at(0).advice));
+}
+
+void TstDoctorChecks::faults_areTold()
+{
+    ControlAnswers answers = answersWith(QList<QVariantMap>{});
+    QCOMPARE(shortForm(checkFaults(answers)), QStringList{});
+    answers.faults.append({{u"number"_s, 1}, {u"rule"_s, u"do=silence"_s}});
+    QCOMPARE(checkFaults(answers).value(0).what, u"1 fault on purpose is set"_s);
+    answers.faults.append({{u"number"_s, 2}, {u"rule"_s, u"once do=drop"_s}});
+    const Findings findings = checkFaults(answers);
+    QCOMPARE(shortForm(findings), QStringList{u"note faults"_s});
+    QCOMPARE(findings.at(0).what, u"2 faults on purpose are set"_s);
+    QCOMPARE(findings.at(0).facts.value(u"rules"_s).toStringList(), (QStringList{u"do=silence"_s, u"once do=drop"_s}));
+}
+
 void TstDoctorChecks::names_data()
 {
     QTest::addColumn<int>("before");
@@ -298,7 +378,17 @@ void TstDoctorChecks::names()
     const QList<QVariantMap> later{client(u"printer"_s, true, 0, after)};
     QCOMPARE(wasNameTaken(former), before > 0);
     QCOMPARE(isNameTakenAgain(former, later), after > before);
-    QTEST(shortForm(checkNames(answersWith(former), later, 7000, {})), "findings");
+    QTEST(shortForm(checkNames(answersWith(former), {later, 7000, 0}, {})), "findings");
+}
+
+void TstDoctorChecks::names_silence_isTold()
+{
+    const QList<QVariantMap> clients{client(u"printer"_s, true, 0, 1)};
+    const Findings findings = checkNames(answersWith(clients), {clients, 1500, 5500}, {});
+    QCOMPARE(shortForm(findings), (QStringList{u"unseen names.unseen"_s, u"note names.taken"_s}));
+    QVERIFY2(findings.at(0).what.contains(u"for 5.5 s"_s), qPrintable(findings.at(0).what));
+    QVERIFY2(findings.at(1).what.contains(u"not within the last 1.5 s"_s), qPrintable(findings.at(1).what));
+    QCOMPARE(shortForm(checkNames(answersWith(clients), {clients, 6500, 500}, {})), QStringList{u"note names.taken"_s});
 }
 
 void TstDoctorChecks::names_sameCommandLine()
@@ -306,11 +396,11 @@ void TstDoctorChecks::names_sameCommandLine()
     const Process one = process(5, u"echo"_s);
     const Process two = process(6, u"echo"_s);
     const QList<Socket> twice{socket(QUERY_PORT, {one}), socket(QUERY_PORT, {two}), socket(RECEIVER_PORT, {two})};
-    QCOMPARE(shortForm(checkNames(ControlAnswers(), {}, 0, twice)), QStringList{u"note names.twins"_s});
+    QCOMPARE(shortForm(checkNames(ControlAnswers(), {}, twice)), QStringList{u"note names.twins"_s});
     const QList<Socket> forked{socket(QUERY_PORT, {two, one}), socket(RECEIVER_PORT, {two, one})};
-    QCOMPARE(shortForm(checkNames(ControlAnswers(), {}, 0, forked)), QStringList{});
+    QCOMPARE(shortForm(checkNames(ControlAnswers(), {}, forked)), QStringList{});
     const QList<Socket> others{socket(QUERY_PORT, {one}), socket(QUERY_PORT, {process(6, u"logger"_s)})};
-    QCOMPARE(shortForm(checkNames(ControlAnswers(), {}, 0, others)), QStringList{});
+    QCOMPARE(shortForm(checkNames(ControlAnswers(), {}, others)), QStringList{});
 }
 
 void TstDoctorChecks::settings_data()
@@ -341,7 +431,10 @@ void TstDoctorChecks::settings_data()
                                     << now() << QStringList{u"note settings.inexact"_s} << u"a/b holds"_s;
     QTest::newRow("large and no integer")
         << QList<QVariant>{entry(u"a"_s, u"b"_s, 1e300)} << now() << QStringList{u"ok settings"_s} << none;
-    QTest::newRow("exact") << QList<QVariant>{entry(u"a"_s, u"b"_s, 9007199254740992.0)} << now()
+    // 2^53 + 1 arrives as 2^53.
+    QTest::newRow("inexact, the first") << QList<QVariant>{entry(u"a"_s, u"b"_s, 9007199254740992.0)} << now()
+                                        << QStringList{u"note settings.inexact"_s} << u"a/b holds"_s;
+    QTest::newRow("exact") << QList<QVariant>{entry(u"a"_s, u"b"_s, 9007199254740991.0)} << now()
                            << QStringList{u"ok settings"_s} << none;
     QTest::newRow("future") << QList<QVariant>{good} << now().addSecs(61) << QStringList{u"wrong settings.future"_s}
                             << u"61 s in the future"_s;
@@ -415,6 +508,11 @@ void TstDoctorChecks::storage()
     QCOMPARE(check({{u"storage"_s, folder.filePath(u"no/folder.sqlite"_s)}}), QStringList{u"wrong storage.gone"_s});
     QCOMPARE(check({{u"storage"_s, QString()}, {u"storageError"_s, u"512 disk full"_s}}),
              (QStringList{u"wrong storage.failing"_s, u"note storage.memory"_s}));
+    const QString file = folder.filePath(u"bus.sqlite"_s);
+    QVERIFY(QFile(file).open(QIODevice::WriteOnly));
+    const Finding size =
+        checkStorage(answersAbout({{u"storage"_s, file}, {u"storageBytes"_s, 5120}}), BusAnswers()).value(0);
+    QCOMPARE(size.facts.value(u"bytes"_s).toInt(), 5120); // as the bus tells, and as status shows
     BusAnswers refused;
     refused.refusals.append({u"printer"_s, u"refused by the bus: 256 Invalid data storage"_s});
     const Findings findings = checkStorage(ControlAnswers(), refused);

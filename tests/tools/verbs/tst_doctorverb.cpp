@@ -92,6 +92,9 @@ class TstDoctorVerb : public QObject
 private Q_SLOTS:
     void noBus_isWrong();
     void healthyBus_isOk();
+    void faultOnPurpose_isTold();
+    void otherTimeZone_isNoJump();
+    void help_tellsOfItsStatus();
     void aLook_changesNothing();
     void text_saysWhatToDo();
     void missingClient_isWrong();
@@ -100,7 +103,9 @@ private Q_SLOTS:
     void staleState_isWrong();
     void damagedSettings_areWrong();
     void stoppedBus_endsInTime();
-    void stoppedBus_stdoutFull_isTold();
+    void stoppedBus_quiet_isSummarised();
+    void stoppedBus_pipeClosed_isTold_data();
+    void stoppedBus_pipeClosed_isTold();
     void replacedProgram_isTold();
     void busThatFallsSilent_isWrong();
     void otherBus_isLookedAtAsFarAsPossible();
@@ -141,6 +146,41 @@ void TstDoctorVerb::healthyBus_isOk()
         QCOMPARE(object.keys(), (QStringList{u"advice"_s, u"check"_s, u"facts"_s, u"severity"_s, u"what"_s}));
         QCOMPARE(object.value(u"advice"_s).toString().isEmpty(), object.value(u"severity"_s) == u"ok"_s);
     }
+}
+
+void TstDoctorVerb::faultOnPurpose_isTold()
+{
+    const BusProcess bus;
+    QCOMPARE(outputOf(u"fault add client=printer do=silence"_s), QByteArray());
+    Doctor doctor;
+    QCOMPARE(doctor.status(), 0);
+    QCOMPARE(doctor.severity(u"faults"_s), u"note"_s);
+    QCOMPARE(doctor.what(u"faults"_s), u"1 fault on purpose is set"_s);
+    QCOMPARE(doctor.facts(u"faults"_s), (QVariantMap{{u"rules"_s, QVariantList{u"client=printer do=silence"_s}}}));
+}
+
+void TstDoctorVerb::otherTimeZone_isNoJump()
+{
+    const BusProcess bus;
+    const QByteArray before = qgetenv("TZ");
+    qputenv("TZ", "XXX-13:37"); // nobody's time zone, so that it differs from the bus's
+    Doctor doctor;
+    ProgramRun status(u"status"_s);
+    before.isNull() ? qunsetenv("TZ") : qputenv("TZ", before);
+    QVERIFY(doctor.status() >= 0);
+    QVERIFY2(doctor.severity(u"clock.jump"_s).isEmpty(), doctor.run().out().constData());
+    QCOMPARE(status.status(), 0);
+    const QString ageInHours = u"h "_s;
+    QVERIFY2(!status.lines().value(1).section(u'(', 1).contains(ageInHours), status.out().constData());
+}
+
+void TstDoctorVerb::help_tellsOfItsStatus()
+{
+    ProgramRun run(u"doctor --help"_s);
+    QCOMPARE(run.status(), 0);
+    QVERIFY2(run.out().simplified().contains("The status is 1 when something is wrong, also when there is no bus"),
+             run.out().constData());
+    QVERIFY2(run.out().simplified().contains("Example: tarvexctl doctor --state-age 60"), run.out().constData());
 }
 
 void TstDoctorVerb::aLook_changesNothing()
@@ -263,13 +303,37 @@ void TstDoctorVerb::stoppedBus_endsInTime()
     QCOMPARE(doctor.severity(u"control"_s), u"wrong"_s);
 }
 
-void TstDoctorVerb::stoppedBus_stdoutFull_isTold()
+void TstDoctorVerb::stoppedBus_quiet_isSummarised()
 {
     BusProcess bus;
     bus.hang();
-    ProgramRun run(u"doctor --timeout 2"_s, ProgramRun::StdoutFull);
-    QCOMPARE(run.ending(), ended(1, {"cannot write to stdout: No space left on device"}));
+    ProgramRun run(u"--quiet doctor --timeout 2"_s);
+    QCOMPARE(run.status(), 1);
     bus.goOn();
+    QCOMPARE(run.errorLines().size(), 1);
+    QVERIFY2(run.err().contains(" wrong"), run.err().constData());
+}
+
+void TstDoctorVerb::stoppedBus_pipeClosed_isTold_data()
+{
+    QTest::addColumn<QString>("line");
+    QTest::newRow("with words") << u"doctor --timeout 6"_s;
+    QTest::newRow("quiet") << u"--quiet doctor --timeout 6"_s;
+}
+
+/// The first findings are written before the bus is asked, so the reader has gone while the threads wait for the bus.
+void TstDoctorVerb::stoppedBus_pipeClosed_isTold()
+{
+    QFETCH(QString, line);
+    BusProcess bus;
+    bus.hang();
+    QProcess reader;
+    ProgramRun run(line, reader);
+    reader.start(u"head"_s, {u"-n"_s, u"1"_s});
+    QVERIFY(reader.waitForFinished(ChildProcess::PATIENCE_MS));
+    const Ending ending = run.ending();
+    bus.goOn();
+    QCOMPARE(ending, ended(1, {"cannot write to stdout: Broken pipe"}));
 }
 
 void TstDoctorVerb::replacedProgram_isTold()
@@ -290,13 +354,13 @@ void TstDoctorVerb::replacedProgram_isTold()
 
 void TstDoctorVerb::busThatFallsSilent_isWrong()
 {
-    const FakeBuses bus; // it answers handshakes only
-    Doctor doctor(u"--timeout 2"_s);
+    const FakeBuses bus;              // it answers handshakes only
+    Doctor doctor(u"--timeout 12"_s); // long enough for the handshakes on a busy machine
     QCOMPARE(doctor.run().status(), 1);
     QCOMPARE(doctor.severity(u"bus.query"_s), u"ok"_s);
     QCOMPARE(doctor.severity(u"bus.receiver"_s), u"ok"_s);
     QCOMPARE(doctor.what(u"bus.exchange"_s),
-             u"the bus accepts the handshake, and has not answered all that was asked after it within 2 s"_s);
+             u"the bus accepts the handshake, and has not answered all that was asked after it within 12 s"_s);
 }
 
 void TstDoctorVerb::otherBus_isLookedAtAsFarAsPossible()

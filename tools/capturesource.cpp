@@ -85,7 +85,11 @@ void CaptureSource::startReading(int descriptor)
     connect(&m_thread, &QThread::finished, reader, &QObject::deleteLater);
     connect(
         reader, &PacketReader::seen, m_receiver.get(),
-        [this](const tarvex::traffic::SeenFrame* frame) { Q_EMIT seen(*frame); }, Qt::BlockingQueuedConnection);
+        [this](const tarvex::traffic::SeenFrame* frame) {
+            begin(); // a frame may come before the program's words are read
+            Q_EMIT seen(*frame);
+        },
+        Qt::BlockingQueuedConnection);
     connect(reader, &PacketReader::ended, m_receiver.get(), [this](const QString& error) { onReaderEnded(error); });
     m_thread.start();
 }
@@ -95,6 +99,13 @@ void CaptureSource::onReaderEnded(const QString& error)
     m_readError = error;
     m_isRead = true;
     endWhenDone();
+}
+
+void CaptureSource::begin()
+{
+    if (!std::exchange(m_isCapturing, true)) {
+        Q_EMIT started();
+    }
 }
 
 void CaptureSource::readWords()
@@ -107,7 +118,9 @@ void CaptureSource::readWords()
         }
         words.remove(0, words.startsWith(PROGRAM + QStringLiteral(": ")) ? PROGRAM.size() + 2 : 0);
         m_words = words;
-        m_isCapturing = m_isCapturing || words.startsWith(QLatin1String("capturing on "));
+        if (words.startsWith(QLatin1String("capturing on "))) {
+            begin();
+        }
         if (m_isCapturing) {
             complain(words);
         }

@@ -38,6 +38,7 @@ private:
 
     void startReading(int descriptor);
     void onReaderEnded(const QString& error);
+    void begin();
     void readWords();
     void endWhenDone();
     void fail(int status, const QString& words);

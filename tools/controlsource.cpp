@@ -11,6 +11,7 @@
 
 #include <limits>
 #include <sys/socket.h>
+#include <utility>
 
 namespace tarvexctl {
 
@@ -94,6 +95,9 @@ void ControlSource::connectToBus()
         return;
     }
     m_socket.write(framesRequest(m_last));
+    if (!std::exchange(m_isStarted, true)) {
+        Q_EMIT started();
+    }
     if (m_isBack) {
         m_isBack = false;
         complain(QStringLiteral("the bus is back"));

@@ -35,6 +35,7 @@ private:
     QLocalSocket m_socket{this};
     QTimer m_retryTimer{this};
     qint64 m_last;
+    bool m_isStarted = false;
     bool m_isBack = false; ///< The bus had gone.
     bool m_hasEnded = false;
     qint64 m_lastNumber = 0; ///< Of the last frame.

@@ -23,6 +23,8 @@ public:
     virtual void start() = 0;
 
 Q_SIGNALS:
+    /// Frames can be seen from now on. Emitted once, before the first frame; not when the source fails before.
+    void started();
     /// The next frame, in the order in which they were seen. The receiver may delete the source later only.
     void seen(const tarvex::traffic::SeenFrame& frame);
     /// It cannot go on. \a status is the exit status of the program. No signal follows.

@@ -15,6 +15,7 @@ FrameWatch::FrameWatch(FrameSource& source, FrameTask task, const Limits& limits
     connect(&m_deadline, &QTimer::timeout, this, &FrameWatch::timeUp);
     connect(&m_interrupts, &InterruptWatcher::interrupted, this,
             [this] { end(Failure(Interrupted, QStringLiteral("interrupted"))); });
+    connect(&source, &FrameSource::started, this, &FrameWatch::begin);
     connect(&source, &FrameSource::seen, this, &FrameWatch::take);
     connect(&source, &FrameSource::failed, this,
             [this](int status, const QString& words) { end(Failure(static_cast<ExitStatus>(status), words)); });
@@ -30,6 +31,18 @@ void FrameWatch::run()
     m_loop.exec();
     if (m_failure) {
         throw *m_failure;
+    }
+}
+
+void FrameWatch::begin()
+{
+    if (m_hasEnded || !m_task.start) {
+        return;
+    }
+    try {
+        m_task.start();
+    } catch (const Failure& failure) {
+        end(failure);
     }
 }
 

@@ -22,6 +22,8 @@ class FrameSource;
 /// What a verb that follows frames does, in the main thread. A Failure that is thrown ends the verb.
 struct FrameTask
 {
+    /// Called once, when frames can be seen from now on. May be empty.
+    std::function<void()> start;
     /// Whether the frame is wanted. Called for each frame once, in their order.
     std::function<bool(const tarvex::traffic::SeenFrame&)> wants;
     /// Shows a frame that is wanted. Gaps are shown as well; only the others are counted.
@@ -48,6 +50,7 @@ public:
     void run();
 
 private:
+    void begin();
     void take(const tarvex::traffic::SeenFrame& frame);
     void keep(const tarvex::traffic::SeenFrame& frame);
     void show(const tarvex::traffic::SeenFrame& frame);

@@ -7,12 +7,23 @@
 #include "verbs/verblist.h"
 
 #include <CLI/CLI.hpp>
+#include <QFile>
+
+#include <optional>
 
 namespace tarvexctl {
 
 using tarvex::traffic::SeenFrame;
 
 namespace {
+
+/// Refuses an existing file at once. The writer looks again when it opens the file, which is later.
+void requireNoFile(const QString& path)
+{
+    if (path != QLatin1String("-") && QFile::exists(path)) {
+        throw Failure(WrongUse, QStringLiteral("%1 is there already; --force replaces it").arg(path));
+    }
+}
 
 /// The clients that are there at the beginning. Empty when the bus cannot tell.
 QStringList clientsNow()
@@ -52,25 +63,41 @@ public:
         FramePast past;
         const auto source = m_source.make(context.clientName, m_last.count(), past);
         checkClients(criteria);
-        RecordingWriter writer(path, m_isForced ? RecordingWriter::Replaced : RecordingWriter::Kept);
-        writer.writeHeader(m_source.isCapture() ? QStringLiteral("capture") : QStringLiteral("development bus"),
-                           clientsNow());
+        if (!m_isForced) {
+            requireNoFile(path);
+        }
+        const QStringList clients = clientsNow();
+        std::optional<RecordingWriter> writer;
         FrameFilter filter(criteria);
         FrameTask task;
+        // The file is not touched before the source runs: one that cannot start must not cost an old recording.
+        task.start = [&] {
+            writer.emplace(path, m_isForced ? RecordingWriter::Replaced : RecordingWriter::Kept);
+            writer->writeHeader(sourceName(), clients);
+            complain(QStringLiteral("recording to %1").arg(path));
+        };
         task.wants = [&](const SeenFrame& frame) { return filter.takes(frame); };
-        task.show = [&](const SeenFrame& frame) { writer.write(frame); };
-        complain(QStringLiteral("recording to %1").arg(path));
+        task.show = [&](const SeenFrame& frame) { writer->write(frame); };
         try {
             FrameWatch(*source, task, limits, past).run();
         } catch (const Failure& failure) {
-            end(writer, failure);
+            if (writer) {
+                end(*writer, failure);
+            }
             throw;
         }
-        writer.writeEnd(QStringLiteral("done"));
-        report(context, path, writer);
+        if (writer) {
+            writer->writeEnd(QStringLiteral("done"));
+            report(context, path, *writer);
+        }
     }
 
 private:
+    QString sourceName() const
+    {
+        return m_source.isCapture() ? QStringLiteral("capture") : QStringLiteral("development bus");
+    }
+
     /// The end of a recording that ends otherwise than it was meant to.
     static void end(RecordingWriter& writer, const Failure& failure)
     {

@@ -43,6 +43,7 @@ private Q_SLOTS:
     void interrupted_endsTheFileWell();
     void killed_keepsWhatWasWritten();
     void existingFile_isRefused();
+    void captureThatCannotStart_keepsTheOldFile();
     void stdout_holdsTheRecording();
     void filter_isApplied();
     void nothing_is4();
@@ -122,6 +123,18 @@ void TstRecordVerb::existingFile_isRefused()
     ProgramRun forced(u"record --force --last 1 --count 1 "_s + place.file);
     QCOMPARE(forced.status(), 0);
     QCOMPARE(place.objects().size(), 3);
+}
+
+void TstRecordVerb::captureThatCannotStart_keepsTheOldFile()
+{
+    const Place place;
+    QFile file(place.file);
+    QVERIFY(file.open(QIODevice::WriteOnly) && file.write("mine\n") == 5);
+    file.close();
+    ProgramRun record(u"record --force --capture nowhere0 "_s + place.file);
+    QCOMPARE(record.ending(), ended(2, {"there is no interface nowhere0"}));
+    QVERIFY(file.open(QIODevice::ReadOnly));
+    QCOMPARE(file.readAll(), QByteArray("mine\n"));
 }
 
 void TstRecordVerb::stdout_holdsTheRecording()

@@ -7,6 +7,13 @@ namespace tarvexctl {
 using tarvex::traffic::Kind;
 using tarvex::traffic::SeenFrame;
 
+namespace {
+
+/// To write the end of a recording and to end a capture takes less.
+constexpr int LEAVE_TIMEOUT_MS = 3000;
+
+} // namespace
+
 FrameWatch::FrameWatch(FrameSource& source, FrameTask task, const Limits& limits, const FramePast& past)
     : m_source(source), m_task(std::move(task)), m_limits(limits), m_past(past), m_tally(limits)
 {
@@ -15,6 +22,7 @@ FrameWatch::FrameWatch(FrameSource& source, FrameTask task, const Limits& limits
     connect(&m_deadline, &QTimer::timeout, this, &FrameWatch::timeUp);
     connect(&m_interrupts, &InterruptWatcher::interrupted, this,
             [this] { end(Failure(Interrupted, QStringLiteral("interrupted"))); });
+    leaveAfterInterrupt(LEAVE_TIMEOUT_MS);
     connect(&source, &FrameSource::started, this, &FrameWatch::begin);
     connect(&source, &FrameSource::seen, this, &FrameWatch::take);
     connect(&source, &FrameSource::failed, this,

@@ -5,9 +5,12 @@
 
 #include <atomic>
 #include <cerrno>
+#include <chrono>
 #include <csignal>
 #include <cstring>
 #include <fcntl.h>
+#include <poll.h>
+#include <thread>
 #include <unistd.h>
 
 namespace tarvexctl {
@@ -24,10 +27,14 @@ std::atomic<bool> isPending{false};
 static_assert(std::atomic<bool>::is_always_lock_free, "a signal handler must not wait for a lock");
 int wakeUp[2] = {-1, -1};
 
+// Nothing is said when stderr takes nothing, because its reader may be the one that blocks the program.
 void writeWords(const char* words, size_t size)
 {
-    const ssize_t ignored = ::write(STDERR_FILENO, words, size);
-    static_cast<void>(ignored);
+    pollfd stream{STDERR_FILENO, POLLOUT, 0};
+    if (::poll(&stream, 1, 0) == 1) {
+        const ssize_t ignored = ::write(STDERR_FILENO, words, size);
+        static_cast<void>(ignored);
+    }
 }
 
 // Calls only what is safe in a signal handler. Output that was printed before is not lost, because it is written
@@ -106,6 +113,20 @@ InterruptWatcher::InterruptWatcher()
 }
 
 InterruptWatcher::~InterruptWatcher() = default;
+
+void leaveAfterInterrupt(int patienceMs)
+{
+    // The byte in the pipe is never taken out, so this thread sees it as well as the watcher. The thread runs until the
+    // program ends; it uses nothing that is destroyed then.
+    std::thread([patienceMs, descriptor = wakeUp[0]] {
+        pollfd pipe{descriptor, POLLIN, 0};
+        while (::poll(&pipe, 1, -1) < 0 && errno == EINTR) { }
+        if ((pipe.revents & POLLIN) != 0) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(patienceMs));
+            endAtOnce(SIGINT);
+        }
+    }).detach();
+}
 
 SignalsIgnored::SignalsIgnored(std::initializer_list<int> signalNumbers)
 {

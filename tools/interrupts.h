@@ -50,6 +50,10 @@ private:
     std::unique_ptr<QSocketNotifier> m_notifier;
 };
 
+/// Ends the program on its own when it is still there this time after InterruptWatcher's first signal. For verbs that
+/// write in the main thread: a reader of stdout that takes nothing blocks it. Called once, after the watcher is made.
+void leaveAfterInterrupt(int patienceMs);
+
 /// While it exists, these signals are ignored.
 class SignalsIgnored
 {

@@ -3,10 +3,13 @@
 #include "literals.h"
 #include "programrun.h"
 
+#include <QFile>
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QRegularExpression>
 #include <QTest>
+
+#include <sys/syscall.h>
 
 namespace {
 
@@ -34,6 +37,13 @@ QByteArray settled(const QByteArray& out)
     text.replace(QRegularExpression(u"\\d\\d:\\d\\d:\\d\\d\\.\\d{3}"_s), u"TIME"_s);
     text.replace(QRegularExpression(u"[0-9.]+ ms"_s), u"T ms"_s);
     return text.toUtf8();
+}
+
+/// Whether the main thread of a process is writing to stdout.
+bool isWriting(qint64 process)
+{
+    QFile file(u"/proc/%1/syscall"_s.arg(process));
+    return file.open(QIODevice::ReadOnly) && file.readAll().startsWith(QByteArray::number(SYS_write) + " 0x1 ");
 }
 
 /// One field of each object.
@@ -70,6 +80,8 @@ private Q_SLOTS:
     void noBus_is3();
     void otherBus_is1WithAHint();
     void interrupted_is130();
+    void readerStuck_interruptEndsInTime_data();
+    void readerStuck_interruptEndsInTime();
     void stdoutFull_is1();
     void killedBus_isWaitedFor();
     void monitor_changesNothing();
@@ -300,6 +312,33 @@ void TstMonitorVerb::interrupted_is130()
     const Ending ending = run.interrupted();
     QCOMPARE(ending.status, 130);
     QCOMPARE(ending.err, told("interrupted"));
+}
+
+void TstMonitorVerb::readerStuck_interruptEndsInTime_data()
+{
+    QTest::addColumn<QString>("options");
+    QTest::newRow("monitor") << u"monitor --full"_s;
+    QTest::newRow("record") << u"record -"_s;
+    QTest::newRow("log") << u"log"_s;
+}
+
+void TstMonitorVerb::readerStuck_interruptEndsInTime()
+{
+    QFETCH(QString, options);
+    Device device;
+    // The text is longer than a pipe takes.
+    const QString text(500000, QLatin1Char('a'));
+    QVERIFY(
+        device.gui.send(u"logger"_s, uR"({"cmd":"saveLog","data":{"prefix":"INFO","text":"%1"}})"_s.arg(text), u"1"_s));
+    QProcess reader;
+    ProgramRun run(options + u" --last 10"_s, reader);
+    reader.start(u"sleep"_s, {u"600"_s});
+    QTRY_VERIFY_WITH_TIMEOUT(isWriting(run.processId()), ChildProcess::PATIENCE_MS);
+    const Ending ending = run.interrupted();
+    QCOMPARE(ending.status, 130);
+    QVERIFY2(ending.err.endsWith(told("interrupted")), ending.err.constData());
+    reader.kill();
+    QVERIFY(reader.waitForFinished());
 }
 
 void TstMonitorVerb::stdoutFull_is1()

@@ -113,7 +113,7 @@ QString messageText(const SeenFrame& frame)
 QString keyData(const SeenFrame& frame)
 {
     if (frame.isDataLeftOut) {
-        return QStringLiteral("(%1 bytes: too many to be kept)").arg(frame.size);
+        return QStringLiteral("(%1 bytes: too large or too deeply nested to be shown)").arg(frame.size);
     }
     if (frame.isMessage()) {
         return messageText(frame);

@@ -46,7 +46,7 @@ struct SeenFrame
     quint16 code = 0;           ///< Of a reply.
     QString description;        ///< Of a reply.
     QString problem;            ///< Of Bad and Gap; empty otherwise.
-    bool isDataLeftOut = false; ///< The data was too large to be kept.
+    bool isDataLeftOut = false; ///< The data was too large to be kept, or nested too deeply.
     /// The fault on purpose that this frame has met, in words; empty when it has met none.
     QString fault;
     /// Of a reply: the number of its request; 0 when that was not seen. An acknowledgement answers the push.

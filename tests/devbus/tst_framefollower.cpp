@@ -54,6 +54,8 @@ private Q_SLOTS:
     void next_beginsWithTheLast_data();
     void next_beginsWithTheLast();
     void next_givesWholeFrames();
+    void next_deepData_isLeftOut_data();
+    void next_deepData_isLeftOut();
     void next_goesOnWithWhatIsNew();
     void next_tooLate_tellsOfAGap();
     void next_givesNoMoreThanATurn();
@@ -87,6 +89,30 @@ void TstFrameFollower::next_givesWholeFrames()
     const QVariantMap item = items(follower.next()).value(0);
     QCOMPARE(item, QJsonDocument::fromVariant(memory.frame(1)->toVariantMap()).object().toVariantMap());
     QCOMPARE(item.value(u"data"_s).toMap().value(u"owner"_s).toString(), u"a"_s);
+}
+
+void TstFrameFollower::next_deepData_isLeftOut_data()
+{
+    QTest::addColumn<int>("levels");
+    QTest::addColumn<bool>("isLeftOut");
+    QTest::newRow("as deep as may be") << FrameFollower::MAX_LEVELS << false;
+    QTest::newRow("one deeper") << FrameFollower::MAX_LEVELS + 1 << true;
+    QTest::newRow("as deep as the bus takes") << 1023 << true;
+}
+
+void TstFrameFollower::next_deepData_isLeftOut()
+{
+    QFETCH(int, levels);
+    // The data itself is a level.
+    const QByteArray deep = QByteArray(levels - 1, '[') + QByteArray(levels - 1, ']');
+    FrameMemory memory;
+    memory.add(SeenFrame(), FakeBus::payload(R"({"operation":"saveState","data":{"a":)" + deep + "}}"));
+    QCOMPARE(memory.frame(1)->operation, u"saveState"_s);
+    FrameFollower follower(memory, 1);
+    const QVariantMap item = items(follower.next()).value(0);
+    QCOMPARE(item.value(u"operation"_s).toString(), u"saveState"_s);
+    QTEST(item.value(u"dataLeftOut"_s).toBool(), "isLeftOut");
+    QCOMPARE(item.contains(u"data"_s), !item.value(u"dataLeftOut"_s).toBool());
 }
 
 void TstFrameFollower::next_goesOnWithWhatIsNew()

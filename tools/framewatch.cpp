@@ -1,6 +1,9 @@
 #include "framewatch.h"
 
 #include "framesource.h"
+#include "output.h"
+
+#include <utility>
 
 namespace tarvexctl {
 
@@ -11,6 +14,33 @@ namespace {
 
 /// To write the end of a recording and to end a capture takes less.
 constexpr int LEAVE_TIMEOUT_MS = 3000;
+/// A value takes so much beside its text, in bytes, about.
+constexpr qint64 VALUE_BYTES = 64;
+
+/// What a value takes, in bytes, about.
+qint64 bytesOf(const QVariant& value)
+{
+    qint64 bytes = VALUE_BYTES;
+    if (value.userType() == QMetaType::QVariantMap) {
+        const QVariantMap map = value.toMap();
+        for (auto entry = map.begin(); entry != map.end(); ++entry) {
+            bytes += bytesOf(QVariant(entry.key())) + bytesOf(entry.value());
+        }
+    } else if (value.userType() == QMetaType::QVariantList) {
+        const QVariantList list = value.toList();
+        for (const QVariant& entry : list) {
+            bytes += bytesOf(entry);
+        }
+    } else if (value.userType() == QMetaType::QString) {
+        bytes += value.toString().size() * static_cast<qint64>(sizeof(QChar));
+    }
+    return bytes;
+}
+
+qint64 bytesOf(const SeenFrame& frame)
+{
+    return bytesOf(QVariant(frame.data)) + bytesOf(QVariant(frame.problem)) + bytesOf(QVariant(frame.description));
+}
 
 } // namespace
 
@@ -60,8 +90,11 @@ void FrameWatch::take(const SeenFrame& frame)
         return;
     }
     try {
+        if (frame.kind == Kind::Gap && frame.number == 0) {
+            showKept(); // another run of the bus, which has nothing of this past
+        }
         const bool isWanted = m_task.wants(frame);
-        const bool isPast = frame.number <= m_past.lastNumber;
+        const bool isPast = m_past.lastNumber > 0 && frame.number <= m_past.lastNumber;
         if (isWanted && isPast) {
             keep(frame);
         }
@@ -79,12 +112,25 @@ void FrameWatch::take(const SeenFrame& frame)
 void FrameWatch::keep(const SeenFrame& frame)
 {
     m_kept.push_back(frame);
+    m_keptBytes += bytesOf(frame);
     if (m_kept.size() > static_cast<std::size_t>(m_past.count)) {
-        m_kept.pop_front();
+        dropOldest();
+    }
+    while (m_keptBytes > MAX_KEPT_BYTES && m_kept.size() > 1) {
+        dropOldest();
+        if (!std::exchange(m_isPastCut, true)) {
+            complain(QStringLiteral("the past is too large to be shown whole; its oldest frames are left out"));
+        }
     }
 }
 
-/// The past is over. The numbers may begin again later, when the bus is started again.
+void FrameWatch::dropOldest()
+{
+    m_keptBytes -= bytesOf(m_kept.front());
+    m_kept.pop_front();
+}
+
+/// The past is over. The numbers may begin again later.
 void FrameWatch::showKept()
 {
     m_past.lastNumber = 0;
@@ -92,6 +138,7 @@ void FrameWatch::showKept()
         show(m_kept.front());
         m_kept.pop_front();
     }
+    m_keptBytes = 0;
 }
 
 void FrameWatch::show(const SeenFrame& frame)

@@ -44,6 +44,9 @@ class FrameWatch : public QObject
 {
     Q_OBJECT
 public:
+    /// The frames of the past that are held until the last of them is known take no more than this, in bytes, about.
+    static constexpr qint64 MAX_KEPT_BYTES = 64 << 20;
+
     FrameWatch(FrameSource& source, FrameTask task, const Limits& limits, const FramePast& past = {});
 
     /// Returns when there is nothing more to do. Throws Failure, with Interrupted or TimedOut as well.
@@ -53,6 +56,7 @@ private:
     void begin();
     void take(const tarvex::traffic::SeenFrame& frame);
     void keep(const tarvex::traffic::SeenFrame& frame);
+    void dropOldest();
     void show(const tarvex::traffic::SeenFrame& frame);
     void showKept();
     void timeUp();
@@ -63,6 +67,8 @@ private:
     const Limits m_limits;
     FramePast m_past;
     std::deque<tarvex::traffic::SeenFrame> m_kept;
+    qint64 m_keptBytes = 0;
+    bool m_isPastCut = false;
     Tally m_tally;
     InterruptWatcher m_interrupts;
     QTimer m_deadline;

@@ -24,6 +24,7 @@ using Answer = ControlServer::Answer;
 const QLatin1String KEY_REQUEST("request");
 const QLatin1String KEY_NAME("name");
 const QLatin1String KEY_LAST("last");
+const QLatin1String KEY_RUN("run");
 const QLatin1String KEY_RULE("rule");
 const QLatin1String KEY_NUMBER("number");
 const QLatin1String KEY_NUMBERS("numbers");
@@ -246,7 +247,8 @@ Answer ControlService::frames(const QVariantMap& request)
     if (!isNumber || last < 0) {
         return {{}, QStringLiteral("\"last\" must be a whole number from 0")};
     }
-    return {{}, QString(), std::make_shared<FrameFollower>(m_server.frames(), last)};
+    const traffic::FrameMemory& frames = m_server.frames();
+    return {{{{KEY_RUN, frames.run()}}}, QString(), std::make_shared<FrameFollower>(frames, last)};
 }
 
 Answer ControlService::faults(const QVariantMap&)

@@ -5,6 +5,7 @@
 #include "output.h"
 #include "traffic/seenframe.h"
 
+#include <QCoreApplication>
 #include <QDeadlineTimer>
 #include <QJsonDocument>
 #include <QJsonObject>
@@ -29,6 +30,24 @@ constexpr qint64 ALL_FRAMES = std::numeric_limits<int>::max();
 
 const QLatin1String KEY_ITEM("item");
 const QLatin1String KEY_ERROR("error");
+const QLatin1String KEY_RUN("run");
+
+/// The handshake that finds out whether there is a bus must not take the name of a client.
+QString ownName()
+{
+    return QStringLiteral("tarvexctl-%1").arg(QCoreApplication::applicationPid());
+}
+
+/// What could not be seen.
+SeenFrame gap(qint64 number, const QString& problem)
+{
+    SeenFrame gap;
+    gap.kind = Kind::Gap;
+    gap.number = number;
+    gap.timeUs = tarvex::traffic::currentTimeUs();
+    gap.problem = problem;
+    return gap;
+}
 
 QByteArray framesRequest(qint64 last)
 {
@@ -51,30 +70,37 @@ Failure refusedByBus(const QString& words)
 
 } // namespace
 
-qint64 newestFrameNumber(const QString& clientName)
+NewestFrame newestFrame()
 {
     const QDeadlineTimer deadline(CONTROL_TIMEOUT_MS);
     QLocalSocket socket;
     if (!connectToControlSocket(socket, deadline)) {
-        const BusClient bus(clientName); // there may be no bus at all
+        const BusClient bus(ownName()); // there may be no bus at all
         throw cannotTell();
     }
     socket.write(framesRequest(1));
     while (socket.bytesToWrite() > 0 && socket.waitForBytesWritten(static_cast<int>(deadline.remainingTime()))) { }
     // The bus sends what it has then, and closes the connection.
     ::shutdown(static_cast<int>(socket.socketDescriptor()), SHUT_WR);
-    while (!socket.canReadLine() && socket.waitForReadyRead(static_cast<int>(deadline.remainingTime()))) { }
+    while (socket.waitForReadyRead(static_cast<int>(deadline.remainingTime()))) { }
     if (deadline.hasExpired()) {
         throw Failure(TimedOut, QStringLiteral("the bus is there, but its control socket does not answer"));
     }
-    const QVariantMap answer = QJsonDocument::fromJson(socket.readLine()).object().toVariantMap();
-    if (answer.contains(KEY_ERROR)) {
-        throw refusedByBus(answer.value(KEY_ERROR).toString());
+    NewestFrame newest;
+    while (socket.canReadLine()) {
+        const QVariantMap answer = QJsonDocument::fromJson(socket.readLine()).object().toVariantMap();
+        if (answer.contains(KEY_ERROR)) {
+            throw refusedByBus(answer.value(KEY_ERROR).toString());
+        }
+        const QVariantMap item = answer.value(KEY_ITEM).toMap();
+        newest.run = item.contains(KEY_RUN) ? item.value(KEY_RUN).toString() : newest.run;
+        newest.number = item.value(QStringLiteral("number")).toLongLong();
     }
-    return answer.value(KEY_ITEM).toMap().value(QStringLiteral("number")).toLongLong();
+    return newest;
 }
 
-ControlSource::ControlSource(qint64 last, QObject* parent) : FrameSource(parent), m_last(last)
+ControlSource::ControlSource(qint64 last, const QString& run, QObject* parent)
+    : FrameSource(parent), m_last(last), m_run(run)
 {
     m_retryTimer.setSingleShot(true);
     m_retryTimer.setInterval(RETRY_INTERVAL_MS);
@@ -98,14 +124,8 @@ void ControlSource::connectToBus()
     if (!std::exchange(m_isStarted, true)) {
         Q_EMIT started();
     }
-    if (m_isBack) {
-        m_isBack = false;
+    if (std::exchange(m_isAway, false)) {
         complain(QStringLiteral("the bus is back"));
-        SeenFrame gap;
-        gap.kind = Kind::Gap;
-        gap.timeUs = tarvex::traffic::currentTimeUs();
-        gap.problem = QStringLiteral("the bus was away, and its frames begin again");
-        Q_EMIT seen(gap);
     }
 }
 
@@ -127,19 +147,51 @@ void ControlSource::take(const QByteArray& line)
         fail(refusal.status(), refusal.words());
         return;
     }
-    bool isValid = false;
-    const SeenFrame frame = SeenFrame::fromVariantMap(object.value(KEY_ITEM).toMap(), isValid);
-    if (!isValid) {
-        fail(NoBus, QStringLiteral("what answered is no reply of the bus"));
+    const QVariantMap item = object.value(KEY_ITEM).toMap();
+    if (item.contains(KEY_RUN)) {
+        takeRun(item.value(KEY_RUN).toString());
         return;
     }
-    // After a lost connection all kept frames are asked for. If it was the same bus, some were seen already.
-    const bool isRepeated = frame.number <= m_lastNumber && frame.timeUs <= m_lastTimeUs;
-    if (!isRepeated) {
-        m_lastNumber = frame.number;
-        m_lastTimeUs = frame.timeUs;
-        Q_EMIT seen(frame);
+    bool isValid = false;
+    const SeenFrame frame = SeenFrame::fromVariantMap(item, isValid);
+    if (isValid) {
+        takeFrame(frame);
+    } else {
+        // It stands for one frame, so it gets the place of the next one.
+        takeFrame(
+            gap(m_position + 1, QStringLiteral("a line of %1 bytes from the bus cannot be read").arg(line.size())));
     }
+}
+
+/// The numbers of another run begin again.
+void ControlSource::takeRun(const QString& run)
+{
+    if (run != m_run && !m_run.isEmpty()) {
+        m_lastNumber = 0;
+        // No frame has this number.
+        Q_EMIT seen(gap(0, QStringLiteral("the bus was away, and its frames begin again")));
+    }
+    m_run = run;
+    m_position = 0;
+    m_isResuming = m_lastNumber > 0;
+}
+
+/// After a lost connection all kept frames are asked for. If it is the same run, some were seen already, and some may
+/// not be kept any more.
+void ControlSource::takeFrame(const SeenFrame& frame)
+{
+    m_position = frame.number;
+    if (frame.number <= m_lastNumber) {
+        return;
+    }
+    const qint64 missed = std::exchange(m_isResuming, false) ? frame.number - m_lastNumber - 1 : 0;
+    if (missed > 0) {
+        Q_EMIT seen(gap(m_lastNumber + 1,
+                        QStringLiteral("%1 are missing, because the connection to the bus was lost")
+                            .arg(counted(missed, QStringLiteral("frame")))));
+    }
+    m_lastNumber = frame.number;
+    Q_EMIT seen(frame);
 }
 
 void ControlSource::waitForBus()
@@ -147,8 +199,7 @@ void ControlSource::waitForBus()
     if (m_hasEnded) {
         return;
     }
-    if (!m_isBack) {
-        m_isBack = true;
+    if (!std::exchange(m_isAway, true)) {
         m_last = ALL_FRAMES;
         complain(QStringLiteral("the bus has gone; waiting for it to come back"));
     }

@@ -7,6 +7,8 @@
 #include <QByteArray>
 #include <QElapsedTimer>
 #include <QObject>
+#include <QString>
+#include <QUuid>
 
 #include <deque>
 #include <optional>
@@ -33,6 +35,9 @@ public:
     /// as it was on the wire, and empty for an event. \a frame has the data as well, which is not kept.
     void add(SeenFrame frame, const QByteArray& payload = {});
 
+    /// A text that no other memory has, so that a reader who comes back knows whether the numbers are the same ones.
+    QString run() const { return m_run; }
+
     /// The number of the oldest frame that is kept; nextNumber() when there is none.
     qint64 firstNumber() const { return m_nextNumber - static_cast<qint64>(m_entries.size()); }
 
@@ -55,6 +60,7 @@ private:
     };
 
     const qint64 m_maxBytes;
+    const QString m_run = QUuid::createUuid().toString(QUuid::WithoutBraces);
     QElapsedTimer m_clock;
     Correlator m_correlator;
     std::deque<Entry> m_entries;

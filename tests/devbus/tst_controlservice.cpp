@@ -284,8 +284,14 @@ void TstControlService::frames_areTheLastOnesAndThenEach()
     desk.ask(u"loadState"_s);
     std::shared_ptr<ControlStream> all = ask(desk.bus, framesRequest(1000)).stream;
     std::shared_ptr<ControlStream> last = ask(desk.bus, framesRequest(1)).stream;
-    std::shared_ptr<ControlStream> none = ask(desk.bus, request(u"frames"_s)).stream;
+    ControlServer::Answer answer = ask(desk.bus, request(u"frames"_s));
+    std::shared_ptr<ControlStream> none = std::move(answer.stream);
     QVERIFY(all && last && none);
+    // Which run of the bus it is stands before the frames.
+    QCOMPARE(answer.items.size(), 1);
+    QString run;
+    desk.bus.call([&](BusServer& server) { run = server.frames().run(); });
+    QCOMPARE(answer.items.first(), (QVariantMap{{u"run"_s, run}}));
     const auto next = [&](const std::shared_ptr<ControlStream>& stream) {
         QByteArray lines;
         desk.bus.call([&](BusServer&) { lines = stream->next(); });

@@ -29,6 +29,7 @@ class TstFrameMemory : public QObject
 {
     Q_OBJECT
 private Q_SLOTS:
+    void run_differsFromOneToTheNext();
     void add_fillsNumberAndTime();
     void add_tells();
     void frame_isDecodedFromThePayload();
@@ -150,6 +151,14 @@ void TstFrameMemory::add_oneLargerThanTheBound_isKept()
     memory.add(someFrame(), FakeBus::payload(JSON));
     QCOMPARE(memory.firstNumber(), 2);
     QVERIFY(memory.frame(2));
+}
+
+void TstFrameMemory::run_differsFromOneToTheNext()
+{
+    const FrameMemory first;
+    const FrameMemory second;
+    QVERIFY(!first.run().isEmpty());
+    QVERIFY(first.run() != second.run());
 }
 
 QTEST_GUILESS_MAIN(TstFrameMemory)

@@ -69,7 +69,7 @@ void FrameSourceOptions::addTo(CLI::App& parser)
         ->expected(0, 1);
 }
 
-std::unique_ptr<FrameSource> FrameSourceOptions::make(const QString& clientName, int pastCount, FramePast& past) const
+std::unique_ptr<FrameSource> FrameSourceOptions::make(int pastCount, FramePast& past) const
 {
     if (m_interface) {
         if (pastCount > 0) {
@@ -78,10 +78,10 @@ std::unique_ptr<FrameSource> FrameSourceOptions::make(const QString& clientName,
         const QString interface = text(*m_interface);
         return std::make_unique<CaptureSource>(interface.isEmpty() ? QStringLiteral("lo") : interface);
     }
-    const qint64 newest = newestFrameNumber(clientName);
-    past = {pastCount, pastCount > 0 ? newest : 0};
+    const NewestFrame newest = newestFrame();
+    past = {pastCount, pastCount > 0 ? newest.number : 0};
     // The filter decides which of the past are shown, so all of the past are asked for.
-    return std::make_unique<ControlSource>(past.lastNumber);
+    return std::make_unique<ControlSource>(past.lastNumber, newest.run);
 }
 
 void LastOption::addTo(CLI::App& parser)

@@ -41,7 +41,7 @@ public:
 
     /// Makes the source. Throws Failure when there is no bus, or when it does not show its frames. \a pastCount is the
     /// number of frames of the past that are wanted; \a past gets what FrameWatch needs for it.
-    std::unique_ptr<FrameSource> make(const QString& clientName, int pastCount, FramePast& past) const;
+    std::unique_ptr<FrameSource> make(int pastCount, FramePast& past) const;
 
 private:
     std::optional<std::string> m_interface; ///< Empty when only the option was given.

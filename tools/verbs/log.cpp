@@ -140,7 +140,7 @@ public:
             standIn(view, limits);
         } else {
             FramePast past;
-            const auto source = m_source.make(context.clientName, last, past);
+            const auto source = m_source.make(last, past);
             checkClients(criteria);
             watch(*source, view, limits, past);
         }

@@ -36,7 +36,7 @@ public:
         const Limits limits = m_limits.limits();
         const FrameCriteria criteria = m_filter.criteria();
         FramePast past;
-        const auto source = m_source.make(context.clientName, m_last.count(), past);
+        const auto source = m_source.make(m_last.count(), past);
         checkClients(criteria);
         FrameFilter filter(criteria);
         FrameLines lines(context.palette, m_isFull ? FrameLines::Full : FrameLines::OneLine);

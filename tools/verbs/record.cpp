@@ -61,7 +61,7 @@ public:
         const Limits limits = m_limits.limits();
         const FrameCriteria criteria = m_filter.criteria();
         FramePast past;
-        const auto source = m_source.make(context.clientName, m_last.count(), past);
+        const auto source = m_source.make(m_last.count(), past);
         checkClients(criteria);
         if (!m_isForced) {
             requireNoFile(path);

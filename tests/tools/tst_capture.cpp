@@ -11,6 +11,7 @@
 #include <fcntl.h>
 #include <linux/capability.h>
 #include <sys/prctl.h>
+#include <sys/resource.h>
 #include <unistd.h>
 
 namespace {
@@ -67,6 +68,7 @@ private Q_SLOTS:
     void capture_hasNoRightsLeft();
     void capture_endsOnSigterm_withAWholeFile();
     void capture_endsWithItsReader();
+    void diskFull_is1_andCountsWhatIsWritten();
     void fileOfAnotherProgram_holdsTheSame();
     void monitor_leavesNoCaptureBehind();
     void withoutTheRight_is1_andSaysWhatToDo();
@@ -163,6 +165,34 @@ void TstCapture::capture_endsWithItsReader()
     QCOMPARE(capture.status(), 0);
 }
 
+void TstCapture::diskFull_is1_andCountsWhatIsWritten()
+{
+    QTemporaryDir folder;
+    QFile file(folder.filePath(u"pcap"_s));
+    const int descriptor = ::open(QFile::encodeName(file.fileName()).constData(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600);
+    ChildProcess capture(CAPTURE);
+    capture.setStepBeforeProgram([descriptor] {
+        ::dup2(descriptor, STDOUT_FILENO);
+        std::signal(SIGXFSZ, SIG_IGN); // the write fails, as on a full disk
+        const rlimit room{1000, 1000};
+        ::setrlimit(RLIMIT_FSIZE, &room);
+    });
+    QVERIFY(capture.start());
+    QVERIFY(capture.waitForWords("capturing on lo\n"));
+    BusProcess bus;
+    ScriptedClient gui(u"gui"_s);
+    QCOMPARE(capture.status(), 1);
+    ::close(descriptor);
+    QVERIFY2(capture.err().contains("cannot write to stdout: File too large\n"), capture.err().constData());
+    // What it counts is what the file holds, beside the part of a packet.
+    ProgramRun decode({u"decode"_s, file.fileName()});
+    QCOMPARE(decode.status(), 1);
+    const QRegularExpression after(u"damaged after packet (\\d+)"_s);
+    const QString packets = after.match(QString::fromUtf8(decode.err())).captured(1);
+    QVERIFY2(packets.toInt() > 0, decode.err().constData());
+    QVERIFY2(capture.err().contains(": " + packets.toUtf8() + " packets, "), capture.err().constData());
+}
+
 /// The capture of another program, in the form pcapng.
 void TstCapture::fileOfAnotherProgram_holdsTheSame()
 {
@@ -234,6 +264,8 @@ void TstCapture::wrongUse_is2_data()
     QTest::newRow("two") << QStringList{u"lo"_s, u"lo"_s} << QByteArray("at most one INTERFACE; see --help");
     QTest::newRow("empty") << QStringList{QString()} << QByteArray(" is no INTERFACE; see --help");
     QTest::newRow("unknown") << QStringList{u"nowhere0"_s} << QByteArray("there is no interface nowhere0");
+    QTest::newRow("no interface of the network")
+        << QStringList{u"dbus-session"_s} << QByteArray("there is no interface dbus-session");
 }
 
 void TstCapture::wrongUse_is2()

@@ -7,6 +7,7 @@
 #include <csignal>
 #include <cstdio>
 #include <cstring>
+#include <net/if.h>
 #include <poll.h>
 #include <unistd.h>
 
@@ -14,6 +15,7 @@ namespace tarvexcapture {
 
 namespace {
 
+const char* const ANY_INTERFACE = "any";
 const char* const FILTER = "tcp port 45535 or tcp port 45537";
 /// A packet on the loopback may be as large as this, in bytes.
 constexpr int MAX_PACKET_SIZE = 262144;
@@ -59,6 +61,11 @@ void handleSignals()
 
 BusCapture::Result BusCapture::open(const std::string& interface)
 {
+    // libpcap has names for other things than interfaces as well. Some of them run code that this program must not run
+    // with its rights.
+    if (interface != ANY_INTERFACE && ::if_nametoindex(interface.c_str()) == 0) {
+        return NoInterface;
+    }
     std::array<char, PCAP_ERRBUF_SIZE> error{};
     m_capture.reset(pcap_create(interface.c_str(), error.data()));
     if (!m_capture) {
@@ -97,7 +104,7 @@ BusCapture::Result BusCapture::run()
 
 std::string BusCapture::statistics() const
 {
-    std::string words = std::to_string(m_written) + " packets";
+    std::string words = std::to_string(m_written) + (m_written == 1 ? " packet" : " packets");
     pcap_stat statistics{};
     if (pcap_stats(m_capture.get(), &statistics) == 0) {
         words += ", " + std::to_string(statistics.ps_drop + statistics.ps_ifdrop) + " more were lost";
@@ -123,25 +130,36 @@ bool BusCapture::setUp(pcap* capture)
     return isSet && pcap_setnonblock(capture, 1, error.data()) == 0;
 }
 
+/// Each packet is flushed, so that only whole packets count as written. pcap_dump() does not say whether it has
+/// written, and a later flush has nothing to write any more. After an error no packet is written, because it would
+/// stand behind a part of one.
+void BusCapture::writePacket(const pcap_pkthdr& header, const unsigned char* bytes)
+{
+    if (m_writeError != 0) {
+        return;
+    }
+    errno = 0;
+    pcap_dump(reinterpret_cast<u_char*>(m_dumper.get()), &header, bytes);
+    const bool isFlushed = pcap_dump_flush(m_dumper.get()) == 0;
+    if (isFlushed && std::ferror(pcap_dump_file(m_dumper.get())) == 0) {
+        ++m_written;
+    } else {
+        m_writeError = errno == 0 ? EIO : errno;
+    }
+}
+
 /// Writes the packets that are there.
 BusCapture::Result BusCapture::writePackets()
 {
-    struct Writer
-    {
-        u_char* dumper;
-        long* written;
-    } writer{reinterpret_cast<u_char*>(m_dumper.get()), &m_written};
-
     const auto write = [](u_char* user, const pcap_pkthdr* header, const u_char* bytes) {
-        auto* const to = reinterpret_cast<Writer*>(user);
-        pcap_dump(to->dumper, header, bytes);
-        ++*to->written;
+        reinterpret_cast<BusCapture*>(user)->writePacket(*header, bytes);
     };
-    if (pcap_dispatch(m_capture.get(), -1, write, reinterpret_cast<u_char*>(&writer)) < 0) {
+    m_writeError = 0;
+    if (pcap_dispatch(m_capture.get(), -1, write, reinterpret_cast<u_char*>(this)) < 0) {
         return fail(pcap_geterr(m_capture.get()));
     }
-    if (pcap_dump_flush(m_dumper.get()) != 0 && errno != EPIPE && isStopped == 0) {
-        return fail(std::string("cannot write to stdout: ") + std::strerror(errno));
+    if (m_writeError != 0 && m_writeError != EPIPE && isStopped == 0) {
+        return fail(std::string("cannot write to stdout: ") + std::strerror(m_writeError));
     }
     return Done;
 }

@@ -6,6 +6,7 @@
 
 struct pcap;
 struct pcap_dumper;
+struct pcap_pkthdr;
 
 namespace tarvexcapture {
 
@@ -40,12 +41,14 @@ private:
 
     Result fail(const std::string& words);
     bool setUp(pcap* capture);
+    void writePacket(const pcap_pkthdr& header, const unsigned char* bytes);
     Result writePackets();
     Result waitAndWrite();
 
     std::unique_ptr<pcap, Closer> m_capture;
     std::unique_ptr<pcap_dumper, Closer> m_dumper;
     long m_written = 0;
+    int m_writeError = 0; ///< errno of the first packet that could not be written.
     std::string m_errorString;
 };
 

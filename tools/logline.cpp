@@ -69,7 +69,8 @@ std::optional<LogLine> LogLine::fromFrame(const SeenFrame& frame)
     std::optional<LogLine> line = fromCommand(frame.command(), data);
     if (line) {
         line->time = QDateTime::fromMSecsSinceEpoch(frame.timeUs / US_PER_MS);
-        line->client = frame.from();
+        // The sender in the message is what the client claims.
+        line->client = frame.client.isEmpty() ? frame.from() : frame.client;
     }
     return line;
 }

@@ -64,6 +64,7 @@ private Q_SLOTS:
     void filters_data();
     void filters();
     void json_hasFourKeys();
+    void falseSender_isNotShown();
     void colours_markLevels();
     void wrongUse_isRefused_data();
     void wrongUse_isRefused();
@@ -141,6 +142,18 @@ void TstLogVerb::json_hasFourKeys()
     QVariantMap object = run.objects().value(0);
     QVERIFY(!object.take(u"time"_s).toString().isEmpty());
     QCOMPARE(object, (QVariantMap{{u"client"_s, u"printer"_s}, {u"level"_s, u"strange"_s}, {u"text"_s, u"text"_s}}));
+}
+
+void TstLogVerb::falseSender_isNotShown()
+{
+    Device device;
+    BusClient thief(BusClient::QUERY_PORT, u"thief"_s);
+    const QString text = uR"({"cmd":"saveLog","data":{"prefix":"INFO","text":"all is well"}})"_s;
+    thief.ask(u"sendMessage"_s,
+              {{u"sender"_s, u"printer"_s}, {u"reciever"_s, u"logger"_s}, {u"message"_s, text}, {u"UID"_s, u"1"_s}});
+    ProgramRun run(u"--json log --last 1 --count 1"_s);
+    QCOMPARE(run.status(), 0);
+    QCOMPARE(run.objects().value(0).value(u"client"_s).toString(), u"thief"_s);
 }
 
 void TstLogVerb::colours_markLevels()

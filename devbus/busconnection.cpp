@@ -1,6 +1,7 @@
 #include "busconnection.h"
 
 #include "trace.h"
+#include "traffic/payloadproblem.h"
 
 #include <QTcpSocket>
 #include <QTimer>
@@ -246,8 +247,8 @@ void BusConnection::processPayload(const Frame& frame)
 {
     const busframe::Decoded decoded = m_codec.decodePayload(frame.payload);
     if (decoded.envelope.isEmpty()) {
-        tell(QStringLiteral("%1 bytes of payload that hold no envelope").arg(frame.payload.size()),
-             frame.payload.size());
+        const QString what = QStringLiteral("%1 bytes of payload that hold no envelope").arg(frame.payload.size());
+        tell(what, frame.payload.size(), traffic::payloadProblem(frame.payload, decoded));
         sendReply({}, TarvexError(TarvexError::IncorrectRequestData), {});
         return;
     }
@@ -268,7 +269,8 @@ void BusConnection::processPayload(const Frame& frame)
 
 void BusConnection::loseTrack(TarvexError::Error error, const QString& what)
 {
-    tell(what + m_stream.lostLine(), 0);
+    const QString problem = what + m_stream.lostLine();
+    tell(problem, 0, problem);
     sendReply({}, TarvexError(error), {});
     closeWhenWritten();
 }
@@ -280,11 +282,12 @@ void BusConnection::closeSpareDescriptor()
     }
 }
 
-/// Tells those who watch about bytes that are no frame.
-void BusConnection::tell(const QString& what, int size)
+/// Tells those who watch about bytes that are no frame. \a problem says more than the line of the trace, which stays as
+/// it is.
+void BusConnection::tell(const QString& what, int size, const QString& problem)
 {
     SeenFrame frame = seenFrame(Kind::Bad);
-    frame.problem = what;
+    frame.problem = problem;
     frame.size = size;
     Q_EMIT seen(frame, {});
     if (m_isTracing) {

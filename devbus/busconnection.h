@@ -109,7 +109,7 @@ private:
     void processPayload(const Frame& frame);
     void loseTrack(TarvexError::Error error, const QString& what);
     void onPassed(const traffic::SeenFrame& frame, const QByteArray& payload);
-    void tell(const QString& what, int size);
+    void tell(const QString& what, int size, const QString& problem);
     void closeSocket();
     void closeSpareDescriptor();
 

@@ -43,7 +43,9 @@ QString blockProblem(const QByteArray& block)
         result = inflate(&stream, Z_NO_FLUSH);
     }
     QString words;
-    if (result == Z_OK || result == Z_STREAM_END) {
+    if (result == Z_STREAM_END && stream.total_out == 0) {
+        words = QStringLiteral("its text is empty");
+    } else if (result == Z_OK || result == Z_STREAM_END) {
         words = QStringLiteral("its text is longer than %1 bytes").arg(busframe::MAX_ENVELOPE_SIZE);
     } else {
         words = inflateWords(result, stream);

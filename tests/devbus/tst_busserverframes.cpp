@@ -123,7 +123,7 @@ void TstBusServerFrames::bytesThatAreNoFrame_areBad_data()
     QTest::addColumn<QString>("problem");
     QTest::newRow("header") << QByteArray("[-QUESTION-]\r\n") << u"unknown header: [-QUESTION-]"_s;
     QTest::newRow("size") << QByteArray("[-REQUEST-]\r\nmany\r\n") << u"wrong size: many"_s;
-    QTest::newRow("payload") << QByteArray("[-REQUEST-]\r\n4\r\n????") << u"4 bytes of payload that hold no envelope"_s;
+    QTest::newRow("payload") << QByteArray("[-REQUEST-]\r\n4\r\n????") << u"the payload of 4 bytes is no base64"_s;
 }
 
 void TstBusServerFrames::bytesThatAreNoFrame_areBad()

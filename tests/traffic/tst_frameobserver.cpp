@@ -116,6 +116,8 @@ void TstFrameObserver::damage_isNamed_data()
     QTest::newRow("padding inside") << withPayload("QUI=QUI=") << u"the payload of 8 bytes is no base64"_s;
     QTest::newRow("block too short") << withPayload(
         "AAAA") << u"the payload's block does not inflate: it has 3 bytes, and the length alone takes 4"_s;
+    QTest::newRow("empty text") << withPayload(QByteArray("\0\0\0\0\x78\x9c\x03\0\0\0\0\x01", 12).toBase64())
+                                << u"the payload's block does not inflate: its text is empty"_s;
     QTest::newRow("not zlib's") << withPayload(QByteArray("\0\0\0\x05hello", 9).toBase64())
                                 << u"the payload's block does not inflate: incorrect header check, at byte 2 of it"_s;
     QTest::newRow("block is cut") << withPayload(block.chopped(9).toBase64())

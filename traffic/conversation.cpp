@@ -51,12 +51,14 @@ void Conversation::guessClient(const SeenFrame& frame)
     }
 }
 
-void Conversation::takeHandshake(const SeenFrame& frame)
+/// The reply is the first frame that has the new name, as on the bus itself.
+void Conversation::takeHandshake(SeenFrame& frame)
 {
     if (frame.kind == Kind::Request && frame.direction == Direction::In) {
         m_asked = frame.data.value(busterms::KEY_NAME).toString();
     } else if (frame.kind == Kind::Reply && frame.direction == Direction::Out && frame.code == 0) {
         m_client = m_asked;
+        frame.client = m_client;
     }
 }
 

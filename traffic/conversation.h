@@ -32,7 +32,7 @@ public:
 
 private:
     void guessClient(const SeenFrame& frame);
-    void takeHandshake(const SeenFrame& frame);
+    void takeHandshake(SeenFrame& frame);
 
     qint64 m_connection;
     Port m_port;

@@ -70,7 +70,7 @@ void TstConversation::acceptedHandshake_namesTheClient()
 {
     Conversation conversation(1, Port::Receiver, Conversation::Seen);
     QCOMPARE(conversation.frame(request(u"handshake"_s, PRINTER), Direction::In).client, QString());
-    QCOMPARE(conversation.frame(reply(u"handshake"_s), Direction::Out).client, QString());
+    QCOMPARE(conversation.frame(reply(u"handshake"_s), Direction::Out).client, u"printer"_s);
     QCOMPARE(conversation.frame(request(u"sendMessage"_s), Direction::Out).client, u"printer"_s);
     QCOMPARE(conversation.event(Kind::Closed).client, u"printer"_s);
 }

@@ -156,11 +156,11 @@ QString SeenFrame::uid() const
 
 QVariantMap SeenFrame::toVariantMap() const
 {
-    QVariantMap map{{KEY_NUMBER, number},
-                    {KEY_TIME, timeName(timeUs)},
-                    {KEY_KIND, kindName(kind)},
-                    {KEY_PORT, portName(port)},
-                    {KEY_CONNECTION, connection}};
+    QVariantMap map{{KEY_NUMBER, number}, {KEY_TIME, timeName(timeUs)}, {KEY_KIND, kindName(kind)}};
+    if (kind != Kind::Gap || connection > 0) {
+        map.insert(KEY_PORT, portName(port));
+        map.insert(KEY_CONNECTION, connection);
+    }
     insertText(map, KEY_CLIENT, client);
     insertText(map, KEY_PROBLEM, problem);
     insertText(map, KEY_FAULT, fault);
@@ -197,7 +197,9 @@ SeenFrame SeenFrame::fromVariantMap(const QVariantMap& map, bool& isValid)
 {
     SeenFrame frame;
     const std::optional<qint64> time = readTime(map.value(KEY_TIME).toString());
-    isValid = time && read(map.value(KEY_KIND), KINDS, frame.kind) && read(map.value(KEY_PORT), PORTS, frame.port);
+    isValid = time && read(map.value(KEY_KIND), KINDS, frame.kind);
+    const bool hasPort = read(map.value(KEY_PORT), PORTS, frame.port);
+    isValid = isValid && (hasPort || (frame.kind == Kind::Gap && !map.contains(KEY_PORT)));
     const bool hasDirection = read(map.value(KEY_DIRECTION), DIRECTIONS, frame.direction);
     isValid = isValid && (hasDirection || !isFrame(frame.kind));
     frame.timeUs = time.value_or(0);

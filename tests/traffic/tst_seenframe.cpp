@@ -210,6 +210,15 @@ void TstSeenFrame::toVariantMap_data()
     QTest::newRow("closed") << closed
                             << QByteArray(R"({"connection":0,"kind":"closed","number":0,"port":"query",)"
                                           R"("time":"1970-01-01T00:00:00.000000Z"})");
+    SeenFrame gap;
+    gap.kind = Kind::Gap;
+    gap.problem = u"why"_s;
+    QTest::newRow("gap of the whole bus")
+        << gap << QByteArray(R"({"kind":"gap","number":0,"problem":"why","time":"1970-01-01T00:00:00.000000Z"})");
+    gap.connection = 2;
+    QTest::newRow("gap of a connection") << gap
+                                         << QByteArray(R"({"connection":2,"kind":"gap","number":0,"port":"query",)"
+                                                       R"("problem":"why","time":"1970-01-01T00:00:00.000000Z"})");
     SeenFrame large;
     large.isDataLeftOut = true;
     large.fault = u"fault 2: silence"_s;
@@ -246,6 +255,7 @@ void TstSeenFrame::fromVariantMap_noFrame_isInvalid_data()
     QTest::newRow("empty") << QByteArray("{}");
     QTest::newRow("no direction") << QByteArray(
         R"({"kind":"reply","port":"query","time":"2026-03-01T10:13:20.123456Z"})");
+    QTest::newRow("no port") << QByteArray(R"({"connection":1,"kind":"bad","time":"2026-03-01T10:13:20.123456Z"})");
     QTest::newRow("unknown kind") << QByteArray(
         R"({"kind":"push","port":"query","direction":"in","time":"2026-03-01T10:13:20.123456Z"})");
     QTest::newRow("unknown port") << QByteArray(

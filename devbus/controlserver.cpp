@@ -10,6 +10,7 @@
 #include <QJsonObject>
 #include <QLocalServer>
 
+#include <sys/socket.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -77,6 +78,10 @@ TarvexError ControlServer::open(const QString& path)
 void ControlServer::accept(int descriptor)
 {
     if (m_clientCount >= MAX_CLIENTS) {
+        // A connection that has just begun takes one line.
+        const QByteArray line = controllines::error(QStringLiteral("too many programs ask the bus at once"));
+        static_cast<void>(
+            ::send(descriptor, line.constData(), static_cast<std::size_t>(line.size()), MSG_DONTWAIT | MSG_NOSIGNAL));
         ::close(descriptor);
         return;
     }

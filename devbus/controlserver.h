@@ -29,7 +29,7 @@ class ControlServer : public QObject
 {
     Q_OBJECT
 public:
-    /// Further clients are closed at once.
+    /// Further clients are told so in one line {"error":"..."} and closed at once.
     static constexpr int MAX_CLIENTS = 16;
 
     struct Answer

@@ -152,7 +152,7 @@ private Q_SLOTS:
     void requests_beforeHalfClose_areAnswered();
     void requests_halfClosedAndSlow_areAnswered();
     void client_thatLeaves_isAskedNoMore();
-    void clients_tooMany_areClosed();
+    void clients_tooMany_areToldAndClosed();
     void client_thatTakesNothing_isAskedNoMore();
 
 private:
@@ -389,7 +389,7 @@ void TstControlServer::client_thatLeaves_isAskedNoMore()
     QVERIFY2(m_answered < REQUESTS, qPrintable(QString::number(m_answered)));
 }
 
-void TstControlServer::clients_tooMany_areClosed()
+void TstControlServer::clients_tooMany_areToldAndClosed()
 {
     std::vector<std::unique_ptr<QLocalSocket>> clients;
     for (int number = 0; number < ControlServer::MAX_CLIENTS; ++number) {
@@ -400,6 +400,7 @@ void TstControlServer::clients_tooMany_areClosed()
     QLocalSocket late;
     late.connectToServer(path());
     QTRY_COMPARE_WITH_TIMEOUT(late.state(), QLocalSocket::UnconnectedState, PATIENCE_MS);
+    QCOMPARE(late.readAll(), QByteArray("{\"error\":\"too many programs ask the bus at once\"}\n"));
     clients.pop_back();
     QTRY_COMPARE_WITH_TIMEOUT(m_server->clientCount(), ControlServer::MAX_CLIENTS - 1, PATIENCE_MS);
     QCOMPARE(ask(request()), done());

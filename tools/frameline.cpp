@@ -25,6 +25,8 @@ namespace {
 constexpr int US_PER_MS = 1000;
 /// Routes are aligned up to here, in cells.
 constexpr int MAX_ROUTE_WIDTH = 40;
+/// What is left for the rest of a line at least.
+constexpr int MIN_WORDS_WIDTH = 20;
 const QLatin1String GAP("  ");
 const QLatin1String INDENT("    ");
 const QLatin1String UNKNOWN("?");
@@ -85,10 +87,9 @@ QString publishersText(const QVariantList& publishers)
 /// "owner, 3 values"
 QString settingsText(const QVariantMap& data)
 {
-    const int count = data.value(QStringLiteral("settings")).toList().size();
-    return QStringLiteral("%1, %2 value%3")
-        .arg(data.value(QStringLiteral("owner")).toString(), QString::number(count),
-             count == 1 ? QString() : QStringLiteral("s"));
+    return QStringLiteral("%1, %2").arg(
+        data.value(QStringLiteral("owner")).toString(),
+        counted(data.value(QStringLiteral("settings")).toList().size(), QStringLiteral("value")));
 }
 
 /// The JSON object in a text, or the text itself.
@@ -275,13 +276,14 @@ QString FrameLines::head(const SeenFrame& frame)
     if (frame.kind == Kind::Gap) {
         return line;
     }
+    const int room = qMin(MAX_ROUTE_WIDTH, m_width - cellWidth(line) - GAP.size() - MIN_WORDS_WIDTH);
     if (!isFrame(frame)) {
-        return line + (frame.client.isEmpty() ? QString() : cutTo(visible(frame.client), MAX_ROUTE_WIDTH) + GAP);
+        return line + (frame.client.isEmpty() ? QString() : cutTo(visible(frame.client), room) + GAP);
     }
-    const QString shown = cutTo(route(frame), MAX_ROUTE_WIDTH);
+    const QString shown = cutTo(route(frame), room);
     const int width = cellWidth(shown);
     m_routeWidth = qMax(m_routeWidth, width);
-    return line + shown + QString(m_routeWidth - width, QLatin1Char(' ')) + GAP;
+    return line + shown + QString(qMax(0, qMin(m_routeWidth, room) - width), QLatin1Char(' ')) + GAP;
 }
 
 QString FrameLines::what(const SeenFrame& frame) const

@@ -33,6 +33,7 @@ private Q_SLOTS:
     void day_isShownOnce();
     void line_isCutToTheWidth_data();
     void line_isCutToTheWidth();
+    void longNames_stayWithinTheWidth();
     void texts_cannotControlTheTerminal();
     void full_showsAllOfTheData();
     void colours_markErrors();
@@ -82,7 +83,8 @@ void TstFrameLine::line_data()
     SeenFrame large = request(7, u"gui"_s, u"saveState"_s, {});
     large.isDataLeftOut = true;
     large.size = 3000000;
-    QTest::newRow("data left out") << large << u"gui -> bus  saveState (3000000 bytes: too many to be kept)"_s;
+    QTest::newRow("data left out")
+        << large << u"gui -> bus  saveState (3000000 bytes: too large or too deeply nested to be shown)"_s;
     SeenFrame late = load;
     late.fault = u"delay 200 ms"_s;
     QTest::newRow("fault") << late << u"gui -> bus  loadState door [fault: delay 200 ms]"_s;
@@ -142,9 +144,21 @@ void TstFrameLine::line_isCutToTheWidth()
     QVERIFY(shown.endsWith(QChar(0x2026)));
 }
 
+void TstFrameLine::longNames_stayWithinTheWidth()
+{
+    const QString name(100, u'n');
+    for (const int width : {60, 80, 100}) {
+        for (const SeenFrame& frame : {message(1234567, name, name, PRINT), reply(8, message(7, name, name, PRINT)),
+                                       incident(7, Kind::Opened, name), incident(12345678, Kind::Closed, name)}) {
+            const QString shown = lineOf(frame, width).chopped(1);
+            QVERIFY2(cellWidth(shown) <= width, qPrintable(shown));
+        }
+    }
+}
+
 void TstFrameLine::texts_cannotControlTheTerminal()
 {
-    const QString evil = u"\x1b[2J\x9b\n\r"_s;
+    const QString evil = u"\x1b[2J\x9b\n\r\u202e\u200b\u2028\u2029"_s;
     QList<SeenFrame> frames{message(1, evil, evil, evil),
                             message(2, evil, evil, u"{\"cmd\":\"\\u001b[2J\",\"data\":{\"a\":\"\\u009b\"}}"_s),
                             request(3, evil, evil, {{evil, evil}}),
@@ -159,7 +173,11 @@ void TstFrameLine::texts_cannotControlTheTerminal()
         for (const SeenFrame& frame : qAsConst(frames)) {
             const QString shown = lines.text(frame);
             for (const QChar character : shown) {
-                QVERIFY2(character == u'\n' || character.category() != QChar::Other_Control, qPrintable(shown));
+                const QChar::Category category = character.category();
+                QVERIFY2(character == u'\n' || category != QChar::Other_Control, qPrintable(shown));
+                QVERIFY2(category != QChar::Other_Format && category != QChar::Separator_Line
+                             && category != QChar::Separator_Paragraph,
+                         qPrintable(shown));
             }
             QVERIFY(detail == FrameLines::Full || shown.count(u'\n') == (frame.number == 1 ? 2 : 1));
         }

@@ -34,6 +34,20 @@ void writeData(const QString& text)
     }
 }
 
+/// Characters that control a terminal, are not seen, or change the order of those around them.
+bool isHidden(QChar character)
+{
+    switch (character.category()) {
+    case QChar::Other_Control:
+    case QChar::Other_Format:
+    case QChar::Separator_Line:
+    case QChar::Separator_Paragraph:
+        return true;
+    default:
+        return false;
+    }
+}
+
 QString escaped(QChar character)
 {
     switch (character.unicode()) {
@@ -44,8 +58,11 @@ QString escaped(QChar character)
     case '\t':
         return QStringLiteral("\\t");
     default:
-        return QStringLiteral("\\x%1").arg(character.unicode(), 2, 16, QLatin1Char('0'));
+        break;
     }
+    const ushort code = character.unicode();
+    return code <= 0xff ? QStringLiteral("\\x%1").arg(code, 2, 16, QLatin1Char('0'))
+                        : QStringLiteral("\\u%1").arg(code, 4, 16, QLatin1Char('0'));
 }
 
 void widen(QVector<int>& widths, const QStringList& row)
@@ -155,7 +172,7 @@ QString visible(const QString& text)
     QString shown;
     shown.reserve(text.size());
     for (const QChar character : text) {
-        if (character.category() == QChar::Other_Control) {
+        if (isHidden(character)) {
             shown += escaped(character);
         } else {
             shown += character;

@@ -62,7 +62,8 @@ void complain(const QString& words);
 /// The same for what has failed, which is told with --quiet as well.
 void tellFailure(const QString& words);
 
-/// The text on one line. Control characters are shown as escapes, because they could control the terminal.
+/// The text on one line. Control characters are shown as escapes, because they could control the terminal,
+/// and so are invisible ones, and those that change the order of the text.
 QString visible(const QString& text);
 
 /// A text in a table, on one line, see visible(). An empty text is shown as "-", and the text "-" is shown in quotes.

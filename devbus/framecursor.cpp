@@ -30,7 +30,8 @@ traffic::SeenFrame FrameCursor::gap(qint64 missed) const
     gap.kind = traffic::Kind::Gap;
     gap.number = m_nextNumber;
     gap.timeUs = traffic::currentTimeUs();
-    gap.problem = QStringLiteral("%1 frames are missing, because this reader is too slow").arg(missed);
+    gap.problem = missed == 1 ? QStringLiteral("1 frame is missing, because this reader is too slow")
+                              : QStringLiteral("%1 frames are missing, because this reader is too slow").arg(missed);
     return gap;
 }
 

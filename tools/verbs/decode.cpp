@@ -68,7 +68,47 @@ struct Count
         gaps += kind == Kind::Gap ? 1 : 0;
     }
 
-    QString words() const { return QStringLiteral("%1 frames, %2 bad, %3 gaps").arg(frames).arg(bad).arg(gaps); }
+    QString words() const
+    {
+        return QStringLiteral("%1, %2 bad, %3")
+            .arg(counted(frames, QStringLiteral("frame")), QString::number(bad), counted(gaps, QStringLiteral("gap")));
+    }
+};
+
+/// The clients that the filter names and that were not seen yet.
+class MissingClients
+{
+public:
+    explicit MissingClients(const FrameCriteria& criteria)
+    {
+        for (const auto& name : {criteria.client, criteria.from, criteria.to}) {
+            if (name && *name != FrameFilter::busName() && !m_names.contains(*name)) {
+                m_names.append(*name);
+            }
+        }
+    }
+
+    void take(const SeenFrame& frame)
+    {
+        if (!m_names.isEmpty()) {
+            for (const QString& name : {frame.client, frame.from(), frame.to()}) {
+                m_names.removeAll(name);
+            }
+        }
+    }
+
+    bool isNone() const { return m_names.isEmpty(); }
+
+    /// Throws Failure when there is one: its name is wrong, or the file.
+    void requireNone() const
+    {
+        if (!m_names.isEmpty()) {
+            throw Failure(WrongUse, QStringLiteral("nobody is called \"%1\" in this file").arg(m_names.first()));
+        }
+    }
+
+private:
+    QStringList m_names;
 };
 
 class Decode : public Verb
@@ -117,7 +157,9 @@ std::FILE* openFile(const QString& name)
 
 void Decode::run(const Context& context) const
 {
-    FrameFilter filter(m_filter.criteria());
+    const FrameCriteria criteria = m_filter.criteria();
+    FrameFilter filter(criteria);
+    MissingClients missing(criteria);
     std::FILE* const file = openFile(m_file.nonEmptyText());
     const Form form = checkedForm(file);
     FrameLines lines(context.palette, m_isFull ? FrameLines::Full : FrameLines::OneLine);
@@ -125,6 +167,7 @@ void Decode::run(const Context& context) const
     Count count;
     const auto show = [&](const SeenFrame& frame) {
         count.add(frame.kind);
+        missing.take(frame);
         lines.note(frame);
         if (!filter.takes(frame)) {
             return;
@@ -140,10 +183,11 @@ void Decode::run(const Context& context) const
     } else {
         readBytes(file, show);
     }
-    if (count.bad > 0) {
+    if (count.bad > 0 && missing.isNone()) {
         throw Failure(Refused, count.words());
     }
     complain(count.words());
+    missing.requireNone();
 }
 
 Form Decode::checkedForm(std::FILE* file) const
@@ -179,7 +223,8 @@ void Decode::readCapture(std::FILE* file, const PacketObserver::Sink& sink, cons
     }
     observer.finish();
     if (observer.busPackets() == 0) {
-        complain(QStringLiteral("none of its %1 packets belongs to the bus").arg(packet.number));
+        complain(
+            QStringLiteral("none of its %1 belongs to the bus").arg(counted(packet.number, QStringLiteral("packet"))));
     }
     if (result == CaptureFile::Damaged) {
         throw Failure(Refused,

@@ -111,9 +111,7 @@ private:
 
     static QString countWords(const RecordingWriter& writer)
     {
-        const qint64 count = writer.frameCount();
-        return QStringLiteral("recorded %1 frame%2")
-            .arg(QString::number(count), count == 1 ? QString() : QStringLiteral("s"));
+        return QStringLiteral("recorded %1").arg(counted(writer.frameCount(), QStringLiteral("frame")));
     }
 
     static void report(const Context& context, const QString& path, const RecordingWriter& writer)

@@ -40,6 +40,7 @@ private Q_SLOTS:
     void capture_isShownLineByLine();
     void capture_asJson();
     void filters_areCombined();
+    void clientThatIsNotInTheFile_is2();
     void badFrame_is1_andSaysWhereAndWhy();
     void cutCapture_is1_andShowsWhatIsThere();
     void captureOfSomethingElse_isTold();
@@ -79,7 +80,7 @@ void TstDecodeVerb::capture_isShownLineByLine()
                    "2001-09-09\n" // in Kathmandu
                    "07:31:40.001     #1  connection 1 opened (query)\n"
                    "07:31:40.001     #2  printer -> bus  handshake printer\n"
-                   "07:31:40.001     #3  bus -> ?        <- #2 0.0 ms ok handshake\n"
+                   "07:31:40.001     #3  bus -> printer  <- #2 0.0 ms ok handshake\n"
                    "07:31:40.001     #4  printer -> bus  loadState cashbox\n"));
 }
 
@@ -109,9 +110,19 @@ void TstDecodeVerb::filters_areCombined()
     ProgramRun run({u"--json"_s, u"decode"_s, file, u"--client"_s, u"printer"_s, u"--operation"_s, u"loadState"_s});
     QCOMPARE(run.status(), 0);
     QCOMPARE(run.objects().size(), 1);
-    ProgramRun other({u"--json"_s, u"decode"_s, file, u"--client"_s, u"gui"_s});
-    QCOMPARE(other.status(), 0);
-    QCOMPARE(other.objects().size(), 0);
+}
+
+void TstDecodeVerb::clientThatIsNotInTheFile_is2()
+{
+    const QString file = fileWith(capture(LOAD));
+    for (const QString& option : {u"--client"_s, u"--from"_s, u"--to"_s}) {
+        QCOMPARE(ProgramRun({u"decode"_s, file, option, u"pritner"_s}).ending(),
+                 ended(2, {"3 frames, 0 bad, 0 gaps", "nobody is called \"pritner\" in this file"}));
+        QCOMPARE(ProgramRun({u"decode"_s, file, option, u"bus"_s}).status(), 0);
+    }
+    // It is there, and none of its frames fits.
+    ProgramRun run({u"decode"_s, file, u"--from"_s, u"printer"_s, u"--errors"_s});
+    QCOMPARE(run.ending(), ended(0, {"3 frames, 0 bad, 0 gaps"}));
 }
 
 void TstDecodeVerb::badFrame_is1_andSaysWhereAndWhy()
@@ -140,7 +151,7 @@ void TstDecodeVerb::captureOfSomethingElse_isTold()
 {
     const QByteArray other = fileHeader() + record(ethernet(ipv4(tcp(CLIENT, 80, 1, 1, ACK, "GET /"))));
     QCOMPARE(ProgramRun({u"decode"_s, fileWith(other)}).ending(),
-             ended(0, {"none of its 1 packets belongs to the bus", "0 frames, 0 bad, 0 gaps"}));
+             ended(0, {"none of its 1 packet belongs to the bus", "0 frames, 0 bad, 0 gaps"}));
 }
 
 /// tcpdump has recorded it from a development bus, while tarvexctl stored a state, sent a command and received it.

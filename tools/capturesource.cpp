@@ -6,6 +6,7 @@
 #include "traffic/seenframe.h"
 
 #include <QCoreApplication>
+#include <QRegularExpression>
 #include <QStandardPaths>
 
 #include <array>
@@ -24,6 +25,13 @@ namespace {
 const QString PROGRAM = QStringLiteral("tarvex-capture");
 /// It needs a few milliseconds.
 constexpr int END_TIMEOUT_MS = 2000;
+
+/// Whether these are the words about packets that nobody has seen.
+bool hasLost(const QString& words)
+{
+    static const QRegularExpression lost(QStringLiteral(", [1-9][0-9]* more were lost$"));
+    return lost.match(words).hasMatch();
+}
 
 QString programFile()
 {
@@ -122,7 +130,7 @@ void CaptureSource::readWords()
             begin();
         }
         if (m_isCapturing) {
-            complain(words);
+            hasLost(words) ? tellFailure(words) : complain(words);
         }
     }
 }

@@ -187,7 +187,7 @@ void ControlSource::takeFrame(const SeenFrame& frame)
     const qint64 missed = std::exchange(m_isResuming, false) ? frame.number - m_lastNumber - 1 : 0;
     if (missed > 0) {
         Q_EMIT seen(gap(m_lastNumber + 1,
-                        QStringLiteral("%1 are missing, because the connection to the bus was lost")
+                        QStringLiteral("%1 not seen, because the connection to the bus was lost")
                             .arg(counted(missed, QStringLiteral("frame")))));
     }
     m_lastNumber = frame.number;

@@ -179,7 +179,7 @@ private:
         };
         task.show = [&](const SeenFrame& frame) {
             if (frame.kind == tarvex::traffic::Kind::Gap) {
-                complain(frame.problem);
+                tellFailure(frame.problem); // lines may be missing
             } else {
                 view.show(*LogLine::fromFrame(frame));
             }

@@ -9,7 +9,9 @@
 #include <QRegularExpression>
 #include <QTest>
 
+#include <memory>
 #include <sys/syscall.h>
+#include <vector>
 
 namespace {
 
@@ -83,7 +85,10 @@ private Q_SLOTS:
     void readerStuck_interruptEndsInTime_data();
     void readerStuck_interruptEndsInTime();
     void stdoutFull_is1();
+    void killedBus_isWaitedFor_data();
     void killedBus_isWaitedFor();
+    void tooManyReaders_is1();
+    void deepFrame_isShownWithoutItsData();
     void monitor_changesNothing();
 };
 
@@ -282,10 +287,10 @@ void TstMonitorVerb::nothingWanted_is4()
 void TstMonitorVerb::notEnough_is4()
 {
     Device device;
-    ProgramRun run(u"--json monitor --timeout 3 --last 10 --operation handshake --count 9"_s);
+    ProgramRun run(u"--json monitor --timeout 10 --last 10 --operation handshake --count 9"_s);
     const Ending ending = run.ending();
     QCOMPARE(ending.status, 4);
-    QCOMPARE(ending.err, told("only 8 of 9 came within 3 s"));
+    QCOMPARE(ending.err, told("only 8 of 9 came within 10 s"));
 }
 
 void TstMonitorVerb::noBus_is3()
@@ -348,12 +353,25 @@ void TstMonitorVerb::stdoutFull_is1()
     QCOMPARE(run.ending(), ended(1, {"cannot write to stdout: No space left on device"}));
 }
 
+void TstMonitorVerb::killedBus_isWaitedFor_data()
+{
+    QTest::addColumn<QString>("line");
+    QTest::newRow("monitor") << u"--json monitor"_s;
+    QTest::newRow("monitor --last") << u"--json monitor --last 1"_s;
+    QTest::newRow("record") << u"record -"_s;
+}
+
 void TstMonitorVerb::killedBus_isWaitedFor()
 {
+    QFETCH(QString, line);
     BusProcess bus;
     BusClient first(BusClient::QUERY_PORT, u"first"_s);
-    ProgramRun run(u"--json monitor --last 1"_s);
-    QVERIFY(run.waitForLines(1));
+    ProgramRun run(line);
+    int known = 0;
+    QVERIFY(run.waitFor([&] {
+        const BusClient client(BusClient::QUERY_PORT, u"early%1"_s.arg(++known)); // until it watches
+        return fields(run, u"kind"_s).contains(u"request"_s);
+    }));
     bus.killHard();
     QVERIFY(run.waitForWords(told("the bus has gone; waiting for it to come back")));
     QVERIFY(bus.start());
@@ -368,10 +386,36 @@ void TstMonitorVerb::killedBus_isWaitedFor()
     QCOMPARE(run.interrupted().status, 130);
 }
 
+void TstMonitorVerb::tooManyReaders_is1()
+{
+    Device device;
+    std::vector<std::unique_ptr<ProgramRun>> readers;
+    for (int number = 0; number < 16; ++number) {
+        readers.push_back(std::make_unique<ProgramRun>(u"monitor --last 1"_s));
+        QVERIFY(readers.back()->waitForLines(2));
+    }
+    ProgramRun late(u"monitor"_s);
+    QCOMPARE(late.ending(), ended(1, {"refused by the bus: too many programs ask the bus at once"}));
+}
+
+void TstMonitorVerb::deepFrame_isShownWithoutItsData()
+{
+    Device device;
+    QVERIFY(device.gui.saveState(u"ready"_s, 0, QString(), someDate()));
+    BusClient stranger(BusClient::QUERY_PORT, u"gui"_s);
+    // The bus takes 1024 levels, and the envelope is one.
+    const QByteArray deep = QByteArray(1022, '[') + QByteArray(1022, ']');
+    QVERIFY(stranger.send(
+        FakeBus::frame("[-REQUEST-]", FakeBus::payload(R"({"operation":"saveState","data":{"a":)" + deep + "}}"))));
+    ProgramRun run(u"--json monitor --last 2 --count 2 --operation saveState"_s);
+    QCOMPARE(run.status(), 0);
+    QVERIFY(run.objects().value(0).value(u"dataLeftOut"_s).toBool());
+}
+
 void TstMonitorVerb::monitor_changesNothing()
 {
     Device device;
-    ProgramRun run(u"--json monitor --last 100 --timeout 1"_s);
+    ProgramRun run(u"--json monitor --last 100 --count 12"_s);
     QCOMPARE(run.status(), 0);
     QCOMPARE(run.objects().size(), 12);
     ProgramRun clients(u"--json clients"_s);

@@ -16,8 +16,15 @@ using Effect = FaultRule::Effect;
 
 /// A limited frame is written in so many pieces a second, so that a reader sees it trickle.
 constexpr qint64 LIMIT_PIECES_PER_S = 20;
+/// Beside its bytes. Without it, a client that is never answered could have any number of frames held.
+constexpr qint64 FRAME_BYTES = 4096;
 constexpr qint64 NS_PER_MS = 1000000;
 constexpr qint64 NS_PER_S = 1000 * NS_PER_MS;
+
+qint64 keptBytes(const OutgoingFrame& frame)
+{
+    return FRAME_BYTES + frame.bytes.size();
+}
 
 } // namespace
 
@@ -37,7 +44,7 @@ void OutgoingFrames::add(const OutgoingFrame& frame)
         return;
     }
     m_held.push_back(hold(frame, m_clock.nsecsElapsed()));
-    m_heldBytes += m_held.back().bytes.size();
+    m_heldBytes += keptBytes(frame) + m_held.back().bytes.size();
     if (!m_isRunning && !m_timer.isActive()) {
         m_timer.start(0);
     }
@@ -141,6 +148,7 @@ void OutgoingFrames::writePiece()
 void OutgoingFrames::endFrame()
 {
     const std::optional<Fault> fault = m_held.front().frame.fault;
+    m_heldBytes -= keptBytes(m_held.front().frame);
     m_held.pop_front();
     if (fault && fault->rule.effect == Effect::Cut) {
         reset();

@@ -40,7 +40,7 @@ public:
 
     bool isEmpty() const { return m_held.empty(); }
 
-    /// What is still to be written to the socket, in bytes.
+    /// What is held back, in bytes: what is still to be written, and what is kept of each frame.
     qint64 heldBytes() const { return m_heldBytes; }
 
 Q_SIGNALS:

@@ -156,6 +156,7 @@ private Q_SLOTS:
     void delay_holdsBackItsConnectionOnly();
     void delay_keepsTheOrder();
     void delay_manyReplies_stopTheReading();
+    void delay_manySilencedReplies_stopTheReading();
     void delay_clientLeaves_isForgotten();
     void delay_clientIsToBeClosed_isStillAnswered();
     void handshake_onReceiver_isFaultedToo();
@@ -402,6 +403,32 @@ void TstBusServerFaults::delay_manyReplies_stopTheReading()
     }
     QVERIFY2(desk.bus.handledCount(u"a"_s) - before < 10,
              qPrintable(QString::number(desk.bus.handledCount(u"a"_s) - before)));
+}
+
+/// A frame that is not sent is held as well, behind a delayed one.
+void TstBusServerFaults::delay_manySilencedReplies_stopTheReading()
+{
+    constexpr int REQUESTS = 3000;
+    FaultyDesk desk;
+    QVERIFY(addFault(desk.bus, u"client=a nth=1 do=delay:600000"_s));
+    QVERIFY(addFault(desk.bus, u"client=a do=silence"_s));
+    const auto seenCount = [&desk] {
+        qint64 count = 0;
+        desk.bus.call([&](BusServer& server) { count = server.frames().nextNumber(); });
+        return count;
+    };
+    const qint64 before = seenCount();
+    QByteArray requests;
+    for (int number = 0; number < REQUESTS; ++number) {
+        requests += FakeBus::requestFrame(u"loadState"_s, owned(u"printer"_s));
+    }
+    QVERIFY(desk.client.send(requests));
+    QTRY_VERIFY(seenCount() > before + 200);
+    BusClient other(BusClient::QUERY_PORT, u"other"_s);
+    for (int number = 0; number < 50; ++number) { // the bus has had its turns
+        QCOMPARE(other.ask(u"loadState"_s, owned(u"printer"_s)).code, 0);
+    }
+    QVERIFY2(seenCount() - before < REQUESTS / 2, qPrintable(QString::number(seenCount() - before)));
 }
 
 void TstBusServerFaults::delay_clientLeaves_isForgotten()

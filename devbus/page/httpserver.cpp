@@ -23,6 +23,10 @@ using httplib::Response;
 
 constexpr int FORBIDDEN = 403;
 constexpr int BAD_REQUEST = 400;
+constexpr int NOT_FOUND = 404;
+constexpr int TOO_LARGE = 413;
+constexpr int UNSUPPORTED_TYPE = 415;
+constexpr int NO_SUCH_RANGE = 416;
 constexpr int SERVER_ERROR = 500;
 constexpr int UNAVAILABLE = 503;
 
@@ -64,6 +68,23 @@ void refuse(Response& response, int status, const std::string& why)
 {
     response.status = status;
     response.set_content(why + '\n', TEXT);
+}
+
+/// For what the library itself has refused.
+std::string wordsOf(int status)
+{
+    switch (status) {
+    case NOT_FOUND:
+        return "there is nothing here\n";
+    case TOO_LARGE:
+        return "the content of the request is too large\n";
+    case UNSUPPORTED_TYPE:
+        return "content of this type or encoding cannot be read\n";
+    case NO_SUCH_RANGE:
+        return "parts of an answer are not given\n";
+    default:
+        return "the request cannot be understood\n";
+    }
 }
 
 /// Holds the accepting thread up while too many connections wait for a thread.
@@ -151,6 +172,7 @@ private:
     Gate m_gate;
     std::unique_ptr<RequestGuard> m_guard;
     std::atomic<int> m_streams{0};
+    std::atomic<int> m_downloads{0};
     std::atomic<bool> m_hasEnded{false};
     int m_port = 0;
     std::thread m_thread;
@@ -191,7 +213,7 @@ HttpServer::Engine::Engine(PageService& service, const std::string& token)
     });
     set_error_handler([](const Request&, Response& response) {
         if (response.body.empty()) {
-            response.set_content("there is nothing here\n", TEXT);
+            response.set_content(wordsOf(response.status), TEXT);
         }
     });
     set_pre_routing_handler([this](const Request& request, Response& response) {
@@ -244,9 +266,10 @@ std::string HttpServer::Engine::start(int port)
 /// the client names, and content that grows when it is unpacked. No browser needs them here.
 bool HttpServer::Engine::process_and_close_socket(socket_t socket)
 {
-    HttpConnection connection(socket, m_stopDescriptor);
+    HttpConnection connection(socket, m_stopDescriptor, std::chrono::milliseconds(HttpConnection::HEADER_MS));
     bool isClosed = false;
-    return process_request(connection, true, isClosed, [](Request& request) {
+    return process_request(connection, true, isClosed, [&connection](Request& request) {
+        connection.expectBody(MAX_BODY);
         request.headers.erase("Range");
         request.ranges.clear();
         request.headers.erase("Content-Encoding");
@@ -324,22 +347,30 @@ void HttpServer::Engine::giveEvents(const Request& request, Response& response)
 /// Ends with the frame that is the last one now.
 void HttpServer::Engine::giveDownload(Response& response)
 {
+    if (m_downloads.fetch_add(1) >= MAX_DOWNLOADS) {
+        --m_downloads;
+        refuse(response, UNAVAILABLE, "too many downloads are under way");
+        return;
+    }
     PageService::Position position;
     if (!m_service.positionBefore(std::numeric_limits<std::int64_t>::max(), position)) {
+        --m_downloads;
         give(response, PageService::Reply());
         return;
     }
     response.set_header("Content-Disposition", "attachment; filename=\"frames.jsonl\"");
     const auto reached = std::make_shared<PageService::Position>(position);
     response.set_chunked_content_provider(
-        "application/jsonl", [this, reached, end = position.end](std::size_t, httplib::DataSink& sink) {
+        "application/jsonl",
+        [this, reached, end = position.end](std::size_t, httplib::DataSink& sink) {
             std::string lines;
             if (reached->next >= end) {
                 sink.done();
                 return true;
             }
             return m_service.readFrames(*reached, "\n", true, lines) && sink.write(lines.data(), lines.size());
-        });
+        },
+        [this](bool) { --m_downloads; });
 }
 
 } // namespace tarvex::devbus

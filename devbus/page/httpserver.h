@@ -10,12 +10,14 @@ namespace tarvex::devbus {
 
 /// The live page over HTTP, on 127.0.0.1 only, in threads of its own.
 ///
-/// What browsers can make it hold is bounded: the number of threads, of connections that wait for one, and of event
-/// streams, the size of a request, and the time for it.
+/// What browsers can make it hold is bounded: the number of threads, of connections that wait for one, of event streams
+/// and of downloads, the size of a request, and the time for it.
 class HttpServer
 {
 public:
     static constexpr int MAX_STREAMS = 8;
+    /// Each keeps the bus busy while it is read.
+    static constexpr int MAX_DOWNLOADS = 2;
     /// For what is no event stream.
     static constexpr int OTHER_THREADS = 8;
     /// Further connections wait in the system.

@@ -2,6 +2,7 @@
 
 #include "busserver.h"
 #include "controlservice.h"
+#include "delivery.h"
 #include "failure.h"
 #include "framecursor.h"
 #include "records/message.h"
@@ -12,7 +13,8 @@
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
-#include <QUuid>
+
+#include <algorithm>
 
 namespace tarvex::devbus {
 
@@ -44,6 +46,12 @@ Reply errorReply(int status, const QString& text)
     return jsonReply(status, jsonOf({{QStringLiteral("error"), text}}));
 }
 
+/// \a otherwise when it is not the storage that fails.
+int statusOf(const TarvexError& error, int otherwise)
+{
+    return error.error() >= TarvexError::InvalidDataStorage ? UNAVAILABLE : otherwise;
+}
+
 /// Only what says whose record it is.
 QVariantMap withoutContent(const QVariantMap& item)
 {
@@ -68,11 +76,36 @@ QByteArray listOf(const QList<QVariantMap>& items)
     return "{\"items\":[" + list + "]}";
 }
 
+/// Takes from \a budget what the texts in \a value need in JSON at least, and ends as soon as it is spent.
+/// \return false when it is not enough
+bool takeTexts(const QVariant& value, qint64& budget)
+{
+    if (value.userType() == QMetaType::QString) {
+        budget -= value.toString().size();
+    } else if (value.userType() == QMetaType::QVariantList) {
+        const QVariantList list = value.toList();
+        return std::all_of(list.begin(), list.end(), [&budget](const QVariant& item) {
+            --budget; // for the comma
+            return takeTexts(item, budget);
+        });
+    } else if (value.userType() == QMetaType::QVariantMap) {
+        const QVariantMap map = value.toMap();
+        for (auto entry = map.begin(); entry != map.end() && budget >= 0; ++entry) {
+            budget -= entry.key().size();
+            takeTexts(entry.value(), budget);
+        }
+    }
+    return budget >= 0;
+}
+
 QByteArray frameLine(const traffic::SeenFrame& frame, bool isWhole)
 {
     QVariantMap map = frame.toVariantMap();
-    QByteArray json = jsonOf(map);
-    if (!isWhole && json.size() > PageService::MAX_LISTED_BYTES) {
+    qint64 budget = PageService::MAX_LISTED_BYTES;
+    // The data of a frame can be a thousand times larger than the frame. What is left out is not encoded first.
+    const bool isFit = isWhole || takeTexts(map.value(QStringLiteral("data")), budget);
+    QByteArray json = isFit ? jsonOf(map) : QByteArray();
+    if (!isFit || (!isWhole && json.size() > PageService::MAX_LISTED_BYTES)) {
         map.remove(QStringLiteral("data"));
         map.insert(QStringLiteral("dataLeftOut"), true);
         json = jsonOf(map);
@@ -110,8 +143,7 @@ Reply PageService::settings(const std::string& owner)
         QVariantMap record;
         const TarvexError error = m_server.perform(QString(), busterms::OPERATION_LOAD_SETTINGS,
                                                    {{busterms::KEY_OWNER, QString::fromStdString(owner)}}, record);
-        const bool isStorageDown = error.error() >= TarvexError::InvalidDataStorage;
-        reply = isFailure(error) ? errorReply(isStorageDown ? UNAVAILABLE : NOT_FOUND, error.description())
+        reply = isFailure(error) ? errorReply(statusOf(error, NOT_FOUND), error.description())
                                  : jsonReply(OK, jsonOf(record));
     });
     return reply;
@@ -184,13 +216,13 @@ void PageService::performCommand(const QVariantMap& command, Reply& reply)
     message.setSender(sender.toString());
     message.setReciever(receiver.toString());
     message.setMessage(busterms::commandText(name.toString(), data.toMap()));
-    message.setUid(QString::fromLatin1(QUuid::createUuid().toRfc4122().toBase64()));
+    message.setUid(Delivery::freshUid());
     QVariantMap answer;
     const TarvexError error =
         m_server.perform(sender.toString(), busterms::OPERATION_SEND_MESSAGE, message.toVariantMap(), answer);
     m_changes.noteClients();
     reply = isFailure(error)
-        ? errorReply(UNPROCESSABLE,
+        ? errorReply(statusOf(error, UNPROCESSABLE),
                      QStringLiteral("%1 %2").arg(QString::number(error.error()), error.description()).trimmed())
         : jsonReply(OK, jsonOf({{QStringLiteral("uid"), message.uid()}}));
 }

@@ -32,6 +32,12 @@ std::string RequestGuard::refusal(const httplib::Request& request, int& status) 
         || (origins == 1 && request.get_header_value("Origin") != "http://" + request.get_header_value("Host"))) {
         return "the request comes from another page";
     }
+    // Only browsers say this. "none" stands for an address that the user has typed or opened from outside.
+    const std::size_t sites = request.get_header_value_count("Sec-Fetch-Site");
+    const std::string site = request.get_header_value("Sec-Fetch-Site");
+    if (sites > 1 || (sites == 1 && site != "same-origin" && site != "none")) {
+        return "the request comes from another page";
+    }
     if (request.method == "GET" || request.method == "HEAD") {
         return std::string();
     }

@@ -5,6 +5,7 @@
 #include <QUrl>
 
 #include <arpa/inet.h>
+#include <cerrno>
 #include <poll.h>
 #include <sys/socket.h>
 #include <unistd.h>
@@ -46,6 +47,16 @@ bool PageConnection::canConnect(const char* address, int port)
 PageConnection::~PageConnection()
 {
     ::close(m_descriptor);
+}
+
+bool PageConnection::isOpen() const
+{
+    char bytes[4096];
+    ssize_t count = 0;
+    do {
+        count = ::recv(m_descriptor, bytes, sizeof bytes, MSG_DONTWAIT);
+    } while (count > 0);
+    return count < 0 && errno == EAGAIN;
 }
 
 bool PageConnection::send(const QByteArray& bytes)

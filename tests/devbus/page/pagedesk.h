@@ -22,6 +22,9 @@ public:
     /// Whether somebody listens there.
     static bool canConnect(const char* address, int port);
 
+    /// Whether the page has not closed the connection so far. What has come is lost.
+    bool isOpen() const;
+
     bool send(const QByteArray& bytes);
     /// Reads until \a part has come. \return all that has come so far; without \a part if it did not come.
     QByteArray readUntil(const QByteArray& part);

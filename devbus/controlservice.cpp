@@ -75,14 +75,16 @@ QVariantMap faultItem(const Faults::Entry& entry)
     return {{KEY_NUMBER, entry.number}, {KEY_RULE, entry.rule.toText()}, {QStringLiteral("hits"), entry.hits}};
 }
 
-/// \return false when \a value is no list of numbers
+/// \return false when \a value is no list of whole numbers from 1
 bool readNumbers(const QVariant& value, QList<int>& numbers)
 {
     const QVariantList list = value.toList();
     for (const QVariant& entry : list) {
-        bool isNumber = false;
-        numbers.append(entry.toInt(&isNumber));
-        if (!isNumber || isText(entry)) {
+        // QVariant would take true as 1, and 1.5 as 2.
+        const bool isNumber = entry.userType() != QMetaType::Bool && !isText(entry);
+        const double number = isNumber ? entry.toDouble() : 0;
+        numbers.append(entry.toInt());
+        if (number < 1 || number != numbers.constLast()) {
             return false;
         }
     }
@@ -279,6 +281,13 @@ Answer ControlService::addFault(const QVariantMap& request)
 
 Answer ControlService::clearFaults(const QVariantMap& request)
 {
+    // Without a list all faults are cleared, so a list under a wrong name must not count as none.
+    for (auto entry = request.begin(); entry != request.end(); ++entry) {
+        if (entry.key() != KEY_REQUEST && entry.key() != KEY_NUMBERS) {
+            return {{},
+                    QStringLiteral("\"%1\" is not possible here; possible is \"numbers\"").arg(entry.key().left(100))};
+        }
+    }
     Answer all = faults(request);
     if (!request.contains(KEY_NUMBERS)) {
         m_server.faults().clear();
@@ -286,7 +295,7 @@ Answer ControlService::clearFaults(const QVariantMap& request)
     }
     QList<int> numbers;
     if (!readNumbers(request.value(KEY_NUMBERS), numbers)) {
-        return {{}, QStringLiteral("\"numbers\" must be a list of numbers")};
+        return {{}, QStringLiteral("\"numbers\" must be a list of whole numbers")};
     }
     const TarvexError error = m_server.faults().remove(numbers);
     if (isFailure(error)) {

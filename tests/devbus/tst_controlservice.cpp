@@ -404,8 +404,16 @@ void TstControlService::faults_wrongRequest_changesNothing_data()
     QTest::newRow("bad rule") << faultRequest(u"do=delay:0"_s)
                               << u"do=delay needs a time in ms from 1 to 600000, not 0"_s;
     QTest::newRow("unknown number") << clearOf(QVariantList{1, 9}) << u"there is no fault 9"_s;
-    QTest::newRow("no list") << clearOf(1) << u"\"numbers\" must be a list of numbers"_s;
-    QTest::newRow("texts") << clearOf(QVariantList{u"1"_s}) << u"\"numbers\" must be a list of numbers"_s;
+    QTest::newRow("no list") << clearOf(1) << u"\"numbers\" must be a list of whole numbers"_s;
+    QTest::newRow("no whole number") << clearOf(QVariantList{1.5}) << u"\"numbers\" must be a list of whole numbers"_s;
+    QTest::newRow("near a number") << clearOf(QVariantList{0.9}) << u"\"numbers\" must be a list of whole numbers"_s;
+    QTest::newRow("true") << clearOf(QVariantList{true}) << u"\"numbers\" must be a list of whole numbers"_s;
+    QTest::newRow("a list in it") << clearOf(QVariantList{QVariant(QVariantList{1})})
+                                  << u"\"numbers\" must be a list of whole numbers"_s;
+    QVariantMap mistyped = clear;
+    mistyped.insert(u"number"_s, QVariantList{1});
+    QTest::newRow("unknown key") << mistyped << u"\"number\" is not possible here; possible is \"numbers\""_s;
+    QTest::newRow("texts") << clearOf(QVariantList{u"1"_s}) << u"\"numbers\" must be a list of whole numbers"_s;
 }
 
 void TstControlService::faults_wrongRequest_changesNothing()

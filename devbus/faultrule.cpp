@@ -42,8 +42,9 @@ QString checkNumbers(const FaultRule& rule)
         return QStringLiteral("%1 needs gaps from 0 to %2 ms, not %3")
             .arg(doWord(rule.effect), QString::number(faultwords::MAX_GAP_MS), QString::number(rule.gapMs));
     }
-    if (!(rule.probability >= 0 && rule.probability <= 1)) { // written so that NaN is refused too
-        return QStringLiteral("probability must be a number from 0 to 1, not %1").arg(rule.probability);
+    const double probability = rule.probability.value_or(1);
+    if (!(probability >= 0 && probability <= 1)) { // written so that NaN is refused too
+        return QStringLiteral("probability must be a number from 0 to 1, not %1").arg(probability);
     }
     if ((rule.often == Often::Nth || rule.often == Often::From) && rule.count < 1) {
         return QStringLiteral("nth and from must be numbers from 1 on, not %1").arg(rule.count);
@@ -63,8 +64,9 @@ QString checkTexts(const FaultRule& rule)
         && (rule.text.contains(QLatin1Char('\n')) || rule.text.contains(QLatin1Char('\r')))) {
         return QStringLiteral("do=sizeline needs a text of one line");
     }
-    if (rule.seed && !rule.hasChance()) {
-        return QStringLiteral("seed needs a probability below 1, or do=damage: nothing else is left to chance");
+    // A seed beside a probability of 1 is possible, because a test may come to 1 step by step.
+    if (rule.seed && !rule.probability && !rule.hasChance()) {
+        return QStringLiteral("seed needs probability=P, or do=damage: nothing else is left to chance");
     }
     return QString();
 }

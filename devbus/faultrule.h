@@ -57,8 +57,8 @@ struct FaultRule
 
     Often often = Often::Every;
     int count = 0;
-    double probability = 1;      ///< From 0 to 1, for each frame that fits.
-    std::optional<quint32> seed; ///< Of what is left to chance. The bus chooses one when there is none.
+    std::optional<double> probability; ///< From 0 to 1, for each frame that fits. Without it each of them is met.
+    std::optional<quint32> seed;       ///< Of what is left to chance. The bus chooses one when there is none.
 
     Effect effect = Effect::Silence;
     qint64 amount = 0;
@@ -69,7 +69,7 @@ struct FaultRule
     /// \return NoError; or why it makes no sense, in one line: a number out of its range, or a contradiction
     TarvexError check() const;
 
-    bool hasChance() const { return probability < 1 || effect == Effect::Damage; }
+    bool hasChance() const { return probability.value_or(1) < 1 || effect == Effect::Damage; }
 
     /// Whether the request takes effect, although its reply suffers.
     bool carriesOut() const { return effect != Effect::Error && effect != Effect::Silence; }

@@ -1,7 +1,7 @@
 #include "failure.h"
 #include "faultrule.h"
 #include "faultwords.h"
-#include "wire/busterms_p.h"
+#include "traffic/operations.h"
 
 #include <QLocale>
 #include <QStringList>
@@ -52,13 +52,11 @@ QStringList keys()
             KEY_NTH,    KEY_FROM, KEY_PROBABILITY, KEY_SEED,      KEY_DO};
 }
 
-QStringList operations()
+/// A wrong word, as it stands in a message.
+QString shown(const QString& word)
 {
-    return {busterms::OPERATION_HANDSHAKE,       busterms::OPERATION_SAVE_STATE,
-            busterms::OPERATION_LOAD_STATE,      busterms::OPERATION_SAVE_SETTINGS,
-            busterms::OPERATION_LOAD_SETTINGS,   busterms::OPERATION_LOAD_SETTINGS_LIST,
-            busterms::OPERATION_REMOVE_SETTINGS, busterms::OPERATION_SUBSCRIBE,
-            busterms::OPERATION_UNSUBSCRIBE,     busterms::OPERATION_SEND_MESSAGE};
+    constexpr int MAX_LENGTH = 100;
+    return word.size() > MAX_LENGTH ? word.left(MAX_LENGTH) + QStringLiteral("…") : word;
 }
 
 QChar unescaped(QChar character)
@@ -138,7 +136,7 @@ bool Reader::splitWords(const QString& text, QStringList& words)
     for (int at = 0; at <= text.size(); ++at) {
         const QChar character = at < text.size() ? text.at(at) : QLatin1Char(' ');
         if (at == text.size() && isQuoted) {
-            return fail(QStringLiteral("a double quote is missing at the end of \"%1\"").arg(word));
+            return fail(QStringLiteral("a double quote is missing at the end of \"%1\"").arg(shown(word)));
         }
         if (!isQuoted && isSeparator(character)) {
             if (isInWord) {
@@ -168,7 +166,7 @@ bool Reader::readWord(const QString& word)
     }
     const QString name = word.section(QLatin1Char('='), 0, 0);
     if (!word.contains(QLatin1Char('=')) || !keys().contains(name)) {
-        return fail(QStringLiteral("unknown word \"%1\"").arg(word) + possible(faultwords::wordForms()));
+        return fail(QStringLiteral("unknown word \"%1\"").arg(shown(word)) + possible(faultwords::wordForms()));
     }
     const QString value = word.section(QLatin1Char('='), 1);
     if (value.isEmpty()) {
@@ -230,15 +228,15 @@ bool Reader::readValue(const QString& name, const QString& value)
 bool Reader::readOperation(const QString& name)
 {
     m_rule.operation = name;
-    return operations().contains(name)
-        || fail(QStringLiteral("operation=%1 is not possible").arg(name) + possible(operations()));
+    return traffic::operations().contains(name)
+        || fail(QStringLiteral("operation=%1 is not possible").arg(shown(name)) + possible(traffic::operations()));
 }
 
 bool Reader::readProbability(const QString& text)
 {
     bool isNumber = false;
     m_rule.probability = text.toDouble(&isNumber);
-    return isNumber || fail(QStringLiteral("probability must be a number from 0 to 1, not %1").arg(text));
+    return isNumber || fail(QStringLiteral("probability must be a number from 0 to 1, not %1").arg(shown(text)));
 }
 
 bool Reader::readOften(Often often, const QString& name, const QString& value)
@@ -252,10 +250,11 @@ bool Reader::readEffect(const QString& value)
     QStringList parameters = value.split(QLatin1Char(':'));
     const faultwords::EffectWord* const word = faultwords::findEffect(parameters.takeFirst());
     if (!word) {
-        return fail(QStringLiteral("do=%1 is not possible").arg(value) + possible(faultwords::effectForms()));
+        return fail(QStringLiteral("do=%1 is not possible").arg(shown(value)) + possible(faultwords::effectForms()));
     }
     if (parameters.size() < word->minParameters || parameters.size() > word->maxParameters) {
-        return fail(QStringLiteral("do=%1 is not possible; it must be do=%2%3").arg(value, word->name, word->form));
+        return fail(
+            QStringLiteral("do=%1 is not possible; it must be do=%2%3").arg(shown(value), word->name, word->form));
     }
     m_rule.effect = word->effect;
     return readParameters(value, parameters);
@@ -313,7 +312,7 @@ bool Reader::readNumber(const QString& name, const QString& text, Number& result
     const qint64 value = text.toLongLong(&isNumber);
     if (!isNumber || value < static_cast<qint64>(std::numeric_limits<Number>::min())
         || value > static_cast<qint64>(std::numeric_limits<Number>::max())) {
-        return fail(QStringLiteral("%1 needs a whole number, not %2").arg(name, text));
+        return fail(QStringLiteral("%1 needs a whole number, not %2").arg(name, shown(text)));
     }
     result = static_cast<Number>(value);
     return true;
@@ -324,7 +323,7 @@ bool Reader::readChoice(const QString& name, const QString& value, QLatin1String
 {
     isFirst = value == first;
     return isFirst || value == second
-        || fail(QStringLiteral("%1 must be %2 or %3, not %4").arg(name, first, second, value));
+        || fail(QStringLiteral("%1 must be %2 or %3, not %4").arg(name, first, second, shown(value)));
 }
 
 // The other way round.
@@ -368,8 +367,8 @@ void addOften(QStringList& words, const FaultRule& rule)
         words.append(WORD_ONCE);
         break;
     }
-    if (rule.probability < 1) {
-        addWord(words, KEY_PROBABILITY, QString::number(rule.probability, 'g', QLocale::FloatingPointShortest));
+    if (rule.probability && (*rule.probability < 1 || rule.seed)) {
+        addWord(words, KEY_PROBABILITY, QString::number(*rule.probability, 'g', QLocale::FloatingPointShortest));
     }
     if (rule.seed) {
         addWord(words, KEY_SEED, QString::number(*rule.seed));

@@ -135,8 +135,8 @@ bool Faults::isDue(Rule& rule)
 {
     ++rule.fits;
     const double span = static_cast<double>(std::mt19937::max()) + 1;
-    const bool isChosen =
-        rule.rule.probability >= 1 || static_cast<double>(rule.random()) < rule.rule.probability * span;
+    const double probability = rule.rule.probability.value_or(1);
+    const bool isChosen = probability >= 1 || static_cast<double>(rule.random()) < probability * span;
     rule.effectRandom = rule.rule.effect == Effect::Damage ? static_cast<quint32>(rule.random()) : 0;
     switch (rule.rule.often) {
     case Often::Every:

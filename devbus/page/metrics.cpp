@@ -2,7 +2,7 @@
 
 #include "busserver.h"
 #include "controlservice.h"
-#include "wire/busterms_p.h"
+#include "traffic/operations.h"
 
 #include <QCoreApplication>
 #include <QDateTime>
@@ -38,12 +38,7 @@ constexpr double MS_PER_S = 1e3;
 
 QByteArray operationLabel(const QString& operation)
 {
-    static const QSet<QString> known{busterms::OPERATION_HANDSHAKE,       busterms::OPERATION_SAVE_STATE,
-                                     busterms::OPERATION_LOAD_STATE,      busterms::OPERATION_SAVE_SETTINGS,
-                                     busterms::OPERATION_LOAD_SETTINGS,   busterms::OPERATION_LOAD_SETTINGS_LIST,
-                                     busterms::OPERATION_REMOVE_SETTINGS, busterms::OPERATION_SUBSCRIBE,
-                                     busterms::OPERATION_UNSUBSCRIBE,     busterms::OPERATION_SEND_MESSAGE};
-    return known.contains(operation) ? operation.toLatin1() : QByteArrayLiteral("other");
+    return traffic::operations().contains(operation) ? operation.toLatin1() : QByteArrayLiteral("other");
 }
 
 /// A request has no code; an empty label is the same as none.

@@ -62,7 +62,7 @@ void TstFaultRule::text_ofEveryWord_isRead()
     QCOMPARE(rule.command, u"print"_s);
     QVERIFY(rule.often == FaultRule::Often::Nth);
     QCOMPARE(rule.count, 3);
-    QCOMPARE(rule.probability, 0.25);
+    QVERIFY(rule.probability == 0.25);
     QVERIFY(rule.seed == 42U);
     QVERIFY(rule.effect == FaultRule::Effect::Pieces);
     QCOMPARE(rule.amount, 10);
@@ -94,6 +94,7 @@ void TstFaultRule::text_written_isReadAgain_data()
         u"do=pieces:1:0"_s,
         u"do=cut:0"_s,
         u"probability=0 seed=0 do=cut:12"_s,
+        u"probability=1 seed=7 do=drop"_s,
         u"probability=0.1 seed=4294967295 do=drop"_s,
         u"seed=7 do=damage:3:base64"_s,
         u"do=damage:1000:block"_s,
@@ -173,8 +174,16 @@ void TstFaultRule::text_wrong_isRefusedInWords_data()
     QTest::newRow("probability=nan do=drop") << u"probability must be a number from 0 to 1, not nan"_s;
     QTest::newRow("probability=x do=drop") << u"probability must be a number from 0 to 1, not x"_s;
     QTest::newRow("seed=-1 probability=0.5 do=drop") << u"seed needs a whole number, not -1"_s;
-    QTest::newRow("seed=1 do=drop")
-        << u"seed needs a probability below 1, or do=damage: nothing else is left to chance"_s;
+    QTest::newRow("seed=1 do=drop") << u"seed needs probability=P, or do=damage: nothing else is left to chance"_s;
+    const QString large(1000, u'x');
+    const QString cut = QString(100, u'x') + u"…"_s;
+    QTest::newRow(qPrintable(u"do=delay:"_s + large)) << u"do=delay needs a whole number, not "_s + cut;
+    QTest::newRow(qPrintable(u"operation="_s + large + u" do=drop"_s))
+        << u"operation=%1 is not possible; possible are handshake, saveState, loadState, saveSettings, "
+           "loadSettings, loadSettingsList, removeSettings, subscribe, unsubscribe, sendMessage"_s.arg(cut);
+    QTest::newRow(qPrintable(large)) << u"unknown word \"%1\""_s.arg(cut) + words;
+    QTest::newRow(qPrintable(u"do=\""_s + large))
+        << u"a double quote is missing at the end of \"do=%1…\""_s.arg(large.left(97));
     QTest::newRow("port=45535 do=drop") << u"port must be query or receiver, not 45535"_s;
     QTest::newRow("frame=request do=drop") << u"frame must be reply or push, not request"_s;
     QTest::newRow("operation=loadSetings do=drop")

@@ -60,6 +60,7 @@ void TstBusFault::fault_asText_data()
     row(BusFault::drop().from(3), u"from=3 do=drop"_s);
     row(BusFault::drop().nth(3).once(), u"once do=drop"_s);
     row(BusFault::drop().withProbability(0.5, 7), u"probability=0.5 seed=7 do=drop"_s);
+    row(BusFault::drop().withProbability(1, 7), u"probability=1 seed=7 do=drop"_s);
 }
 
 void TstBusFault::fault_asText()

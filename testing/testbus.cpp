@@ -314,12 +314,16 @@ bool TestBus::waitForFaults(int count, int timeoutMs)
 
 void TestBus::failRequests(const QString& operation, TarvexError::Error error, const QString& client)
 {
-    addFault(BusFault::error(error).forReplies().forOperation(operation).forClient(client));
+    if (!addFault(BusFault::error(error).forReplies().forOperation(operation).forClient(client))) {
+        qWarning("%s", qPrintable(errorString()));
+    }
 }
 
 void TestBus::ignoreRequests(const QString& operation, const QString& client)
 {
-    addFault(BusFault::silence().forReplies().forOperation(operation).forClient(client));
+    if (!addFault(BusFault::silence().forReplies().forOperation(operation).forClient(client))) {
+        qWarning("%s", qPrintable(errorString()));
+    }
 }
 
 void TestBus::serveRequests()

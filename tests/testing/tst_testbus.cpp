@@ -2,6 +2,8 @@
 
 #include "fakebus.h"
 
+#include <QRegularExpression>
+
 Q_DECLARE_METATYPE(TestBus::Connections)
 
 namespace {
@@ -51,6 +53,7 @@ private Q_SLOTS:
     void failRequests_handshake_keepsClientOutside();
     void failRequests_beforeStart_holds();
     void failRequests_doesNotTouchTheTest();
+    void failRequests_impossible_isWarnedOf();
     void ignoreRequests_getNoReply();
 };
 
@@ -327,6 +330,12 @@ void TstTestBus::failRequests_doesNotTouchTheTest()
     m_bus->failRequests(QString(), TarvexError::StorageAccessError);
     QVERIFY2(m_bus->saveSettings(samples::someSettings(printer())), qPrintable(m_bus->errorString()));
     QVERIFY(m_bus->settings(printer()));
+}
+
+void TstTestBus::failRequests_impossible_isWarnedOf()
+{
+    QTest::ignoreMessage(QtWarningMsg, QRegularExpression(u"do=error needs a code from 0 to 65534, not 65535"_s));
+    m_bus->failRequests(QString(), static_cast<TarvexError::Error>(65535));
 }
 
 void TstTestBus::ignoreRequests_getNoReply()

@@ -17,13 +17,25 @@ void MockEvents::add(const MockEvent& event)
     if (m_events.isEmpty()) {
         QCoreApplication::postEvent(m_receiver, new QEvent(QEvent::User));
     }
+    if (m_events.size() >= MAX_EVENTS && event.kind != MockEvent::Ready) {
+        ++m_dropped;
+        return;
+    }
     m_events.append(event);
 }
 
 QList<MockEvent> MockEvents::take()
 {
     const std::lock_guard<std::mutex> lock(m_mutex);
-    return std::exchange(m_events, {});
+    QList<MockEvent> events = std::exchange(m_events, {});
+    if (const qint64 dropped = std::exchange(m_dropped, 0)) {
+        MockEvent missing{};
+        missing.kind = MockEvent::Missing;
+        missing.words =
+            QStringLiteral("%1 events are not shown, because they came faster than they were taken").arg(dropped);
+        events.append(missing);
+    }
+    return events;
 }
 
 void MockEvents::detach()

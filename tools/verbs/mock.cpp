@@ -186,7 +186,10 @@ void Session::take(const MockEvent& event)
         noteLost(event.service, event.words);
         break;
     case MockEvent::Refused:
-        complain(event.service + QLatin1String(": ") + event.words);
+        tellFailure(event.service + QLatin1String(": ") + event.words);
+        break;
+    case MockEvent::Missing:
+        complain(event.words);
         break;
     default:
         noteHandled(event);
@@ -316,7 +319,7 @@ MockFile Mock::readFile() const
     MockFile file = readMockFile(fileName);
     const QStringList lines = file.errorLines(fileName);
     for (const QString& line : lines) {
-        complain(line);
+        tellFailure(line);
     }
     if (!lines.isEmpty()) {
         throw Failure(WrongUse, QString());

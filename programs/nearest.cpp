@@ -4,7 +4,7 @@
 
 #include <algorithm>
 
-namespace tarvexctl {
+namespace tarvex::programs {
 
 namespace {
 
@@ -62,4 +62,4 @@ QString guessWords(const QString& guess)
     return guess.isEmpty() ? QString() : QStringLiteral("; did you mean \"%1\"?").arg(guess);
 }
 
-} // namespace tarvexctl
+} // namespace tarvex::programs

@@ -5,7 +5,7 @@
 #include <QStringList>
 
 /// Guesses what somebody meant who has mistyped a word. A guess is shown, and never used in place of the word.
-namespace tarvexctl {
+namespace tarvex::programs {
 
 /// The candidate that the fewest typing mistakes turn into \a word: a letter that is missing, too much or another one,
 /// or two neighbours that are exchanged. A letter in the other case is no mistake. Of several candidates it is the
@@ -15,6 +15,6 @@ QString nearest(const QString& word, const QStringList& candidates);
 /// The words "; did you mean "x"?" for a guess; empty without one.
 QString guessWords(const QString& guess);
 
-} // namespace tarvexctl
+} // namespace tarvex::programs
 
 #endif // NEAREST_H

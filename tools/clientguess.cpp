@@ -47,14 +47,14 @@ QString likelyClient(const QString& name, const QList<QVariantMap>& clients)
         }
     }
     names += supportedClients();
-    return names.contains(name) ? QString() : nearest(name, names);
+    return names.contains(name) ? QString() : tarvex::programs::nearest(name, names);
 }
 
 void tellOfLikelyClient(const QString& name)
 {
     const QString guess = likelyClient(name);
     if (!guess.isEmpty()) {
-        complain(QStringLiteral("there is no client \"%1\" so far%2").arg(name, guessWords(guess)));
+        complain(QStringLiteral("there is no client \"%1\" so far%2").arg(name, tarvex::programs::guessWords(guess)));
     }
 }
 

@@ -103,7 +103,7 @@ void tellOfUnknownReceiver(const QString& receiver)
     complain(
         QStringLiteral("nobody has ever been \"%1\" on this bus, as far as it knows; it treats the message like one "
                        "for any absent client%2")
-            .arg(receiver, guessWords(likelyClient(receiver))));
+            .arg(receiver, tarvex::programs::guessWords(likelyClient(receiver))));
 }
 
 } // namespace tarvexctl

@@ -15,7 +15,7 @@ namespace {
 QString refusalWords(const QString& owner, const Failure& failure)
 {
     const bool mayBeMistyped = failure.code() == tarvex::TarvexError::NoSettingsForClient;
-    return failure.words() + (mayBeMistyped ? guessWords(likelyClient(owner)) : QString());
+    return failure.words() + (mayBeMistyped ? tarvex::programs::guessWords(likelyClient(owner)) : QString());
 }
 
 } // namespace

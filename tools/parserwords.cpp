@@ -76,7 +76,7 @@ QString likelyOption(const QString& unknown, const CLI::App& app, const CLI::App
 {
     static const QRegularExpression hyphens(QStringLiteral("^-+"));
     QString name = unknown.section(QLatin1Char('='), 0, 0);
-    const QString guess = nearest(name.remove(hyphens), optionsOf(app) + optionsOf(program));
+    const QString guess = tarvex::programs::nearest(name.remove(hyphens), optionsOf(app) + optionsOf(program));
     return guess.isEmpty() ? guess : QLatin1String("--") + guess;
 }
 
@@ -84,7 +84,7 @@ QString likelyOption(const QString& unknown, const CLI::App& app, const CLI::App
 /// one or more groups without its group.
 QString likelyVerb(const QString& unknown, const CLI::App& app)
 {
-    const QString guess = nearest(unknown, verbsOf(app));
+    const QString guess = tarvex::programs::nearest(unknown, verbsOf(app));
     if (!guess.isEmpty()) {
         return guess;
     }
@@ -100,8 +100,9 @@ QString likelyVerb(const QString& unknown, const CLI::App& app)
 /// The words for a guess in the middle of others; the next word begins a sentence when there is a guess.
 QString guessedOr(const QString& guess, const QString& next)
 {
-    return guess.isEmpty() ? QLatin1String("; ") + next
-                           : guessWords(guess) + QLatin1Char(' ') + next.at(0).toUpper() + next.mid(1);
+    return guess.isEmpty()
+        ? QLatin1String("; ") + next
+        : tarvex::programs::guessWords(guess) + QLatin1Char(' ') + next.at(0).toUpper() + next.mid(1);
 }
 
 QString unknownWords(const QString& unknown, const CLI::App& app, const CLI::App& program)

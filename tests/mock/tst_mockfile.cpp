@@ -214,15 +214,15 @@ void TstMockFile::wrong_isToldWithItsLine_data()
     add("nothing", "{}", 1, u"\"services\" is needed"_s);
     add("no services", "{\"services\":\n{}}", 2, u"\"services\" is needed"_s);
     add("services list", "{\"services\":\n[]}", 2, u"\"services\" is needed"_s);
-    add("unknown key", "{\"services\": {\"a\": {}},\n\"sevrices\": 1}", 2, u"is \"services\" meant?"_s);
+    add("unknown key", "{\"services\": {\"a\": {}},\n\"sevrices\": 1}", 2, u"did you mean \"services\"?"_s);
     add("far key", "{\"services\": {\"a\": {}},\n\"x\": 1}", 2, u"there are: services, comment"_s);
     add("name empty", "{\"services\": {\n\"\": {}}}", 2, u"the name of a service must not be empty"_s);
     add("service text", "{\"services\": {\n\"a\": \"b\"}}", 2, u"a service must be an object"_s);
-    service("service key", R"("command": {})", u"\"command\" is no part of a service; is \"commands\" meant?"_s);
+    service("service key", R"("command": {})", u"\"command\" is no part of a service; did you mean \"commands\"?"_s);
     service("comment", R"("comment": 1)", u"\"comment\" must be a text"_s);
     service("state text", R"("state": "x")", u"a state must be an object"_s);
     service("state empty", R"("state": {})", u"a state needs"_s);
-    service("state key", R"("state": {"txt": "x"})", u"is \"text\" meant?"_s);
+    service("state key", R"("state": {"txt": "x"})", u"did you mean \"text\"?"_s);
     service("state number", R"("state": {"text": 1})", u"the \"text\" of a state must be a text"_s);
     service("type too large", R"("state": {"type": 128})", u"must be a whole number from 0 to 127"_s);
     service("type fraction", R"("state": {"type": 1.5})", u"must be a whole number from 0 to 127"_s);
@@ -244,7 +244,7 @@ void TstMockFile::wrong_isToldWithItsLine_data()
     answer("no cases", "[]", u"a command needs at least one answer"_s);
     answer("no kind", "{}", u"an answer needs one of"_s);
     answer("two kinds", R"({"error": "x", "silence": true})", u"an answer needs one of"_s);
-    answer("answer key", R"({"reply": {}, "dely": 1})", u"is \"delay\" meant?"_s);
+    answer("answer key", R"({"reply": {}, "dely": 1})", u"did you mean \"delay\"?"_s);
     answer("reply text", R"({"reply": "printed"})", u"a \"reply\" must be an object"_s);
     answer("reply name", R"({"reply": {"name": ""}})", u"must not be empty"_s);
     answer("reply pattern name", R"({"reply": {"name": "${command}"}})", u"nothing is filled in here"_s);
@@ -254,7 +254,8 @@ void TstMockFile::wrong_isToldWithItsLine_data()
     answer("silence false", R"({"silence": false})", u"\"silence\" must be true"_s);
     answer("delay negative", R"({"silence": true, "delay": -1})", u"must be a whole number from 0 to 86400000"_s);
     answer("delay text", R"({"silence": true, "delay": "1 s"})", u"must be a whole number"_s);
-    answer("placeholder", R"({"error": "${sendr}"})", u"there is no placeholder \"${sendr}\"; is \"sender\" meant?"_s);
+    answer("placeholder", R"({"error": "${sendr}"})",
+           u"there is no placeholder \"${sendr}\"; did you mean \"sender\"?"_s);
     answer("placeholder open", R"({"error": "${data.x"})", u"a placeholder has no \"}\""_s);
     answer("placeholder deep", R"({"reply": {"data": {"a": [{"b": "${data.}"}]}}})", u"there is no placeholder"_s);
     answer("large number", R"({"reply": {"data": {"n": 9007199254740993}}})",
@@ -272,7 +273,8 @@ void TstMockFile::wrong_isToldWithItsLine_data()
     answer("send text", R"({"silence": true, "send": "x"})", u"a command to \"send\" must be an object"_s);
     answer("send without name", R"({"silence": true, "send": {"to": "a"}})", u"needs \"to\" and \"name\""_s);
     answer("send without to", R"({"silence": true, "send": {"name": "a"}})", u"needs \"to\" and \"name\""_s);
-    answer("send key", R"({"silence": true, "send": {"to": "a", "name": "b", "dat": {}}})", u"is \"data\" meant?"_s);
+    answer("send key", R"({"silence": true, "send": {"to": "a", "name": "b", "dat": {}}})",
+           u"did you mean \"data\"?"_s);
 }
 
 void TstMockFile::wrong_isToldWithItsLine()

@@ -83,6 +83,7 @@ private Q_SLOTS:
     void noFileName_is2();
     void noBus_is3();
     void refusedHandshake_is3();
+    void refusedSettings_areToldQuietly();
     void command_isAnsweredAndShown();
     void json_showsEverything();
     void error_reachesTheCaller();
@@ -118,6 +119,7 @@ void TstMockVerb::wrongFile_isTold_data()
 {
     QTest::addColumn<QString>("options");
     QTest::newRow("checked") << u"--check"_s;
+    QTest::newRow("quiet") << u"--quiet"_s;
     QTest::newRow("not connected") << QString(); // otherwise the status would be 3, because there is no bus
 }
 
@@ -128,7 +130,7 @@ void TstMockVerb::wrongFile_isTold()
     ProgramRun run(file.mock(options));
     QCOMPARE(run.ending(),
              ended(2,
-                   {file.told(":2: \"comands\" is no part of a service; is \"commands\" meant?"),
+                   {file.told(":2: \"comands\" is no part of a service; did you mean \"commands\"?"),
                     file.told(":4: a service must be an object")}));
 }
 
@@ -162,6 +164,20 @@ void TstMockVerb::refusedHandshake_is3()
     const MockFileOnDisk file;
     ProgramRun run(file.mock());
     QCOMPARE(run.ending().status, 3);
+}
+
+void TstMockVerb::refusedSettings_areToldQuietly()
+{
+    const BusProcess bus;
+    ProgramRun fault(u"fault add client=printer operation=saveSettings do=error:256"_s);
+    QCOMPARE(fault.ending().status, 0);
+    const MockFileOnDisk file(
+        R"({"services": {"printer": {"settings": [{"group": "paper", "key": "width", "value": 80}]}}})");
+    ProgramRun run(file.mock(u"--quiet"_s));
+    QVERIFY(run.waitForWords("to save the settings"));
+    const Ending ending = run.interrupted();
+    QCOMPARE(ending.status, 130);
+    QVERIFY2(!holds(ending.err, "standing in"), ending.err.constData());
 }
 
 void TstMockVerb::command_isAnsweredAndShown()

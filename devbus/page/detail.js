@@ -7,7 +7,7 @@ import { isError, receiverOf, senderOf, titleOf } from './frames.js';
 
 const MAX_NODES = 2000;
 
-let current = 0;
+let current = null; // stands for the last call of showFrame()
 
 // A value as a tree that opens and closes.
 export function tree(value, budget = { nodes: MAX_NODES }) {
@@ -90,27 +90,40 @@ async function whole(frame) {
     return frame.dataLeftOut ? get(`/api/frame?number=${frame.number}`) : frame;
 }
 
+function showContent(place, shown) {
+    if (shown.data) {
+        place.append(element('h3', {}, 'Content'), tree(unpacked(shown.data)));
+    } else if (shown.dataLeftOut) {
+        place.append(element('p', { class: 'note' }, 'The content was too large to be kept.'));
+    }
+}
+
 export async function showFrame(frame, store) {
     const place = byId('detail-content');
-    current = frame.number;
+    const mine = {};
+    current = mine;
     const before = store.before(frame);
     byId('detail-title').textContent = visible(`Frame ${frame.number}: ${titleOf(frame)}`, 120);
     place.replaceChildren(facts(frame));
     place.classList.toggle('error', isError(frame));
+    const isCurrent = () => current === mine; // another one may be chosen meanwhile
+    const fail = (error) => isCurrent() && place.append(element('p', { class: 'failure' }, visible(error.message)));
+    let shown = null;
     try {
-        const [shown, compared] = [await whole(frame), before ? await whole(before) : null];
-        if (current !== frame.number) {
-            return; // another one was chosen meanwhile
-        }
-        if (shown.data) {
-            place.append(element('h3', {}, 'Content'), tree(unpacked(shown.data)));
-        } else if (shown.dataLeftOut) {
-            place.append(element('p', { class: 'note' }, 'The content was too large to be kept.'));
-        }
-        if (compared) {
+        shown = await whole(frame);
+    } catch (error) {
+        fail(error);
+    }
+    if (shown === null || !isCurrent()) {
+        return;
+    }
+    showContent(place, shown);
+    try {
+        const compared = before ? await whole(before) : null;
+        if (compared && isCurrent()) {
             place.append(...differenceTable(compared, shown));
         }
     } catch (error) {
-        place.append(element('p', { class: 'failure' }, visible(error.message)));
+        fail(new Error(`No difference to frame ${before.number}: ${error.message}`));
     }
 }

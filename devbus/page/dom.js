@@ -26,7 +26,7 @@ export function byId(id) {
     return document.getElementById(id);
 }
 
-const CONTROL = /[\u0000-\u001f\u007f-\u009f\u00ad\u200b-\u200f\u2028-\u202e\u2060-\u2069\ufeff]/gu;
+const CONTROL = /[\u0000-\u001f\u007f-\u009f\u00ad\u061c\u180e\u200b-\u200f\u2028-\u202e\u2060-\u2069\ufeff\ufff9-\ufffb\u{e0000}-\u{e007f}]/gu;
 
 const SHORT = { '\n': '\\n', '\r': '\\r', '\t': '\\t' };
 

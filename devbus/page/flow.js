@@ -35,6 +35,7 @@ export class Flow {
         this.queue = [];
         this.selected = null;
         this.isPaused = false;
+        this.held = []; // while it is paused; the store goes on and forgets them
         this.missed = 0;
         this.seen = { frames: 0, errors: 0 };
         this.flush = throttled(100, () => this.show());
@@ -64,13 +65,12 @@ export class Flow {
 
     // The frames that are shown, oldest first.
     shown() {
-        const last = this.isPaused ? this.pausedAt : Infinity;
-        return this.store.frames.filter((frame) => frame.number <= last && this.matches(frame));
+        return (this.isPaused ? this.held : this.store.frames).filter(this.matches);
     }
 
     setPaused(isPaused) {
         this.isPaused = isPaused;
-        this.pausedAt = this.store.frames.at(-1)?.number ?? 0;
+        this.held = isPaused ? [...this.store.frames] : [];
         this.missed = 0;
         byId('pause').setAttribute('aria-pressed', String(isPaused));
         this.tellPause();
@@ -153,7 +153,8 @@ export class Flow {
         this.selected = Number(row.id.slice('frame-'.length));
         this.mark();
         row.scrollIntoView({ block: 'nearest' });
-        const frame = this.store.byNumber.get(this.selected);
+        const frame = this.store.byNumber.get(this.selected)
+            ?? this.held.find(({ number }) => number === this.selected);
         if (frame) {
             this.onSelect(frame);
         }

@@ -70,18 +70,21 @@ export class FrameStore {
     clear() {
         this.frames = [];
         this.byNumber = new Map();
+        this.lengths = new WeakMap();
         this.bytes = 0;
     }
 
-    add(list) {
+    // They have come in a text of this length; "size" tells of the packed frame only. Each counts for the same part.
+    add(list, length) {
         for (const frame of list) {
             this.frames.push(frame);
             this.byNumber.set(frame.number, frame);
-            this.bytes += frame.size ?? 0;
+            this.lengths.set(frame, length / list.length);
         }
+        this.bytes += list.length > 0 ? length : 0;
         let gone = 0;
         while (this.frames.length - gone > MAX_FRAMES || (this.bytes > MAX_BYTES && this.frames.length - gone > 1)) {
-            this.bytes -= this.frames[gone].size ?? 0;
+            this.bytes -= this.lengths.get(this.frames[gone]);
             this.byNumber.delete(this.frames[gone].number);
             gone += 1;
         }

@@ -15,6 +15,10 @@ import { connect } from './stream.js';
 const FAULTS_INTERVAL_MS = 5000;
 
 takeToken();
+// The address of another run of the bus, opened in the same tab, does not load the page anew.
+window.addEventListener('hashchange', () => {
+    byId('token-missing').hidden = takeToken();
+});
 listenForCommands();
 listenForFaults();
 
@@ -40,7 +44,11 @@ connect({
             return;
         }
         state = newState;
-        const words = { up: 'connected to the bus', away: 'the bus is away; trying again' }[state];
+        const words = {
+            up: 'connected to the bus',
+            away: 'the bus is away; trying again',
+            full: 'too many pages are open; trying again',
+        }[state];
         byId('bus-state').textContent = words;
         byId('bus-state').className = `badge ${state}`;
         announce(words);
@@ -51,8 +59,8 @@ connect({
         clearLog();
         Object.values(watched).forEach((list) => list.refresh());
     },
-    onFrames(frames) {
-        store.add(frames);
+    onFrames(frames, length) {
+        store.add(frames, length);
         flow.add(frames);
         addLogLines(frames);
     },

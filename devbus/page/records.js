@@ -13,17 +13,33 @@ const MARKED_MS = 60000;
 export class Watched {
     constructor(name, show) {
         this.count = -1;
-        this.refresh = throttled(INTERVAL_MS, async () => {
-            const failure = byId(`${name}-failure`);
-            try {
-                await show((await get(`/api/${name}`)).items);
-                failure.hidden = true;
-            } catch (error) {
-                failure.textContent = visible(error.message, 300);
-                failure.hidden = false;
-                this.count = -1;
-            }
-        });
+        this.name = name;
+        this.show = show;
+        this.isAsking = false;
+        this.isOld = false; // it has grown while the bus was asked
+        this.refresh = throttled(INTERVAL_MS, () => this.ask());
+    }
+
+    async ask() {
+        if (this.isAsking) {
+            this.isOld = true;
+            return;
+        }
+        this.isAsking = true;
+        const failure = byId(`${this.name}-failure`);
+        try {
+            await this.show((await get(`/api/${this.name}`)).items);
+            failure.hidden = true;
+        } catch (error) {
+            failure.textContent = visible(error.message, 300);
+            failure.hidden = false;
+            this.count = -1;
+        }
+        this.isAsking = false;
+        if (this.isOld) {
+            this.isOld = false;
+            this.refresh();
+        }
     }
 
     onCount(count) {
@@ -127,33 +143,21 @@ function settingsTable(entries, marks) {
 }
 
 const settingsMemory = new Memory();
-const settingsKnown = new Map();
 
-// The list says whose settings have another date. Only those are asked for.
+// Each record is asked for again, because settings are often saved with the date that they had before.
 export async function showSettings(items) {
     const records = [];
     for (const { owner, date, description } of items.slice(0, MAX_ITEMS)) {
-        const known = settingsKnown.get(owner);
-        if (known === undefined || known.date !== date) {
-            const whole = await get(`/api/settings/record?owner=${encodeURIComponent(owner)}`);
-            const entries = Object.create(null);
-            for (const { group, key, value } of whole.settings ?? []) {
-                entries[`${group} / ${key}`] = value;
-            }
-            settingsKnown.set(owner, { date, entries });
+        const whole = await get(`/api/settings/record?owner=${encodeURIComponent(owner)}`);
+        const entries = Object.create(null);
+        for (const { group, key, value } of whole.settings ?? []) {
+            entries[`${group} / ${key}`] = value;
         }
-        const { entries } = settingsKnown.get(owner);
         const marks = settingsMemory.changesOf(owner, entries);
         records.push({ owner, about: `${Object.keys(entries).length} settings, ${date} ${description ?? ''}`, marks,
             content: settingsTable(entries, marks) });
     }
-    const owners = new Set(records.map(({ owner }) => owner));
-    settingsMemory.keepOnly(owners);
-    for (const owner of settingsKnown.keys()) {
-        if (!owners.has(owner)) {
-            settingsKnown.delete(owner);
-        }
-    }
+    settingsMemory.keepOnly(new Set(records.map(({ owner }) => owner)));
     byId('settings-empty').hidden = records.length > 0;
     show(byId('settings-list'), records);
 }

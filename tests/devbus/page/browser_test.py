@@ -2,11 +2,16 @@
 """usage: browser_test.py FOLDER_OF_PROGRAMS
 
 The live page in a real browser, with the real bus and real services."""
+import base64
 import json
+import os
 import sys
 import tempfile
 import unittest
+import urllib.error
+import urllib.request
 
+from selenium.common.exceptions import StaleElementReferenceException
 from selenium.webdriver.common.by import By
 from selenium.webdriver.common.keys import Keys
 
@@ -140,8 +145,14 @@ class Page(unittest.TestCase):
         wait_for(lambda: where(part in text for text in self.texts(selector)), f"{part!r} in {selector}")
 
     def press(self, selector):
-        self.browser.execute_script("arguments[0].scrollIntoView({block: 'center'})", self.one(selector))
-        self.one(selector).click()
+        def pressed():
+            try:
+                self.browser.execute_script("arguments[0].scrollIntoView({block: 'center'})", self.one(selector))
+                self.one(selector).click()
+                return True
+            except StaleElementReferenceException:
+                return False  # the page has made its lists anew in between
+        wait_for(pressed, f"{selector} to be pressed")
 
     def write(self, selector, text):
         field = self.one(selector)
@@ -161,13 +172,14 @@ class Page(unittest.TestCase):
         client = self.client(HOSTILE)
         client.save_settings({HOSTILE: HOSTILE})
         client.save_state({HOSTILE: HOSTILE}, HOSTILE)
-        client.command(HOSTILE, HOSTILE, {"key": "<img src=x onerror=alert(1)>\u202e\u0007"})
+        client.command(HOSTILE, HOSTILE, {"key": "<img src=x onerror=alert(1)>\u202e\u0007\u061c\u180e\ufff9\U000e0041"})
         client.command("logger", "saveLog", {"prefix": HOSTILE, "text": HOSTILE})
         for place in ("#flow .from", "#clients-rows th", "#settings-list strong", "#states-list strong", "#log"):
             self.wait_for_text(place, "<script>")
         self.wait_for_text("#sequence .name", "<script>docume")
         self.press("#flow li:has(.what[title*=script])")
-        self.wait_for_text("#detail-content .json", "<img src=x onerror=alert(1)>\\u{202e}\\u{7}")
+        self.wait_for_text("#detail-content .json", 
+                           r"<img src=x onerror=alert(1)>\u{202e}\u{7}\u{61c}\u{180e}\u{fff9}\u{e0041}")
         self.assertEqual(self.browser.title, "Tarvex bus")
         self.assertEqual(len(self.all("body script, body img")), 0)
 
@@ -258,6 +270,71 @@ class Page(unittest.TestCase):
         wait_for(lambda: self.texts("#states-list .changes li") == ["state.paperLeft: was 97"], "the new state")
         client.command("logger", "saveLog", {"prefix": "WARNING", "text": "paper is low"})
         self.wait_for_text("#log .warning", "cashbox WARNING paper is low")
+
+    def test_settings_of_the_same_date_are_shown(self):
+        client = self.client("cashbox")
+        client.save_settings({"width": 80})
+        self.wait_for_text("#settings-list summary", "cashbox")
+        client.save_settings({"width": 58})
+        wait_for(lambda: self.texts("#settings-list tr.changed") == ["paper / width\t58\twas 80"], "the new setting")
+
+    def test_pause_holds_what_it_shows(self):
+        client = self.client("cashbox")
+        self.wait_for_text("#flow .what", "handshake")
+        self.press("#pause")
+        for _ in range(600):
+            client.ask("dance", {})
+        self.wait_for_text("#pause", "Go on (1200 new)")
+        self.write("#filter-operation", "handshake")
+        wait_for(lambda: self.texts("#flow .what") == ["handshake", "handshake reply"], "what was held")
+        self.one("#flow").send_keys(Keys.HOME)
+        self.wait_for_text("#detail-title", "Frame 2: handshake")
+        self.press("#pause")
+        wait_for(lambda: self.texts("#flow .what") == [], "what has gone meanwhile")
+
+    def test_large_frames_do_not_make_it_grow(self):
+        client = self.client("cashbox")
+        for step in range(250):  # small on the wire, where they are packed
+            client.command("printer", "print", {"step": step, "text": "x" * 100000})
+        self.wait_for_text("#flow .summary", '"step":249')
+        kept = int(self.texts("#flow-count")[0].split(", ")[1].removesuffix(" kept"))
+        self.assertLess(kept, 400)
+
+    def test_frame_before_is_gone(self):
+        self.browser.get("about:blank")
+        self.bus.end()
+        self.bus = Bus(self.folder, 0, "--frames", "1")
+        self.open()
+        client = self.client("cashbox")
+        client.command("printer", "print", {"text": "x" * 300000})
+        self.wait_for_text("#flow .summary", " bytes")
+        for _ in range(8):  # the bus forgets it, and the page does not
+            client.command("printer", "fill", {"text": base64.b64encode(os.urandom(200000)).decode()})
+        client.command("printer", "print", {"text": "short"})
+        self.wait_for_text("#flow .summary", '"text":"short"')
+        self.expected = ["404 (Not Found)"]
+        self.one("#flow").send_keys(Keys.END, Keys.ARROW_UP)
+        self.wait_for_text("#detail-content .json", '"short"')
+        self.wait_for_text("#detail-content .failure", "this frame is not kept any more")
+
+    def test_too_many_pages_are_told(self):
+        self.browser.get("about:blank")
+        streams = []
+        self.addCleanup(lambda: [stream.close() for stream in streams])
+        while len(streams) < 8:
+            stream = wait_for(self.event_stream, "room for one more stream")
+            streams.append(stream)
+        self.expected = ["503 (Service Unavailable)"]
+        self.browser.get(self.bus.page)
+        self.wait_for_text("#bus-state", "too many pages are open")
+        streams.pop().close()
+        self.wait_for_text("#bus-state", "connected to the bus")
+
+    def event_stream(self):
+        try:
+            return urllib.request.urlopen(self.bus.page + "events", timeout=60)
+        except urllib.error.HTTPError:
+            return None
 
     def test_command_is_sent(self):
         self.assertEqual(self.browser.current_url, self.bus.page)  # without the token
@@ -352,6 +429,11 @@ class Page(unittest.TestCase):
         wait_for(lambda: self.texts("#flow .what") == [], "the frames of the former bus are gone")
         self.client("printer")
         self.wait_for_text("#flow .from", "printer")
+        self.browser.get(f"{self.bus.page}#token={self.bus.token}")  # in the same tab it is no other page
+        for field, text in (("receiver", "printer"), ("name", "print")):
+            self.write(f"#command-{field}", text)
+        self.press("#command-form button")
+        self.wait_for_text("#command-answer", "The bus has accepted the command.")
 
     def test_keyboard_reaches_everything(self):
         self.client("cashbox").ask("dance", {})

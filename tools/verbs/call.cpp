@@ -8,8 +8,6 @@
 #include "verbs/options.h"
 #include "verbs/verblist.h"
 
-#include <CLI/CLI.hpp>
-
 using tarvex::TarvexQueryHandler;
 
 namespace tarvexctl {
@@ -125,8 +123,8 @@ public:
         m_command.addTo(parser);
         m_data.addTo(parser);
         m_timeout.addTo(parser);
-        parser.add_flag("--silence-ok", m_silenceIsOk,
-                        "No reply within the time-out is a success: many services answer only what fails");
+        addFlag(parser, "--silence-ok", m_silenceIsOk,
+                "No reply within the time-out is a success: many services answer only what fails");
         addExample(parser, "tarvexctl call ticket_printer print text=Hello copies:=2");
     }
 

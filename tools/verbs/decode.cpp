@@ -8,7 +8,6 @@
 #include "verbs/options.h"
 #include "verbs/verblist.h"
 
-#include <CLI/CLI.hpp>
 #include <QFile>
 
 #include <array>
@@ -120,14 +119,14 @@ public:
     {
         m_file.addTo(parser);
         m_filter.addTo(parser);
-        parser.add_flag("--full", m_isFull, "All of the data, on lines of its own");
-        parser.add_flag("--raw", m_isRaw, "FILE holds the bytes of one direction of a connection, whatever they are");
-        parser.add_flag("--receiver", m_isReceiver,
-                        "The bytes are from the receiver port, where the bus sends messages; otherwise they are from "
-                        "the query port");
-        parser.footer(parser.get_footer()
-                      + " Filters are combined: a frame must fit all of them. tcpdump makes such a file: tcpdump -i lo "
-                        "-w bus.pcap 'port 45535 or port 45537'.");
+        addFlag(parser, "--full", m_isFull, "All of the data, on lines of its own");
+        addFlag(parser, "--raw", m_isRaw, "FILE holds the bytes of one direction of a connection, whatever they are");
+        addFlag(parser, "--receiver", m_isReceiver,
+                "The bytes are from the receiver port, where the bus sends messages; otherwise they are from "
+                "the query port");
+        addFooter(parser,
+                  "Filters are combined: a frame must fit all of them. tcpdump makes such a file: tcpdump -i lo "
+                  "-w bus.pcap 'port 45535 or port 45537'.");
         addExample(parser, "tarvexctl decode bus.pcap --errors");
     }
 

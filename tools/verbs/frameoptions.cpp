@@ -37,7 +37,7 @@ void FrameFilterOptions::addTo(CLI::App& parser)
     m_to.addTo(parser);
     m_command.addTo(parser);
     m_operation.addTo(parser);
-    parser.add_flag("--errors", m_errors, "Only what is wrong: error codes, commandError, bad frames");
+    addFlag(parser, "--errors", m_errors, "Only what is wrong: error codes, commandError, bad frames");
     m_slow.addTo(parser);
 }
 

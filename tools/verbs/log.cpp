@@ -8,9 +8,8 @@
 #include "supportedclients.h"
 #include "traffic/operations.h"
 #include "verbs/frameoptions.h"
+#include "verbs/options.h"
 #include "verbs/verblist.h"
-
-#include <CLI/CLI.hpp>
 
 namespace tarvexctl {
 
@@ -108,16 +107,16 @@ public:
     {
         m_level.addTo(parser);
         m_client.addTo(parser);
-        parser.add_flag("--screen", m_isScreen, "The lines for the screen in place of those for the log service");
+        addFlag(parser, "--screen", m_isScreen, "The lines for the screen in place of those for the log service");
         m_last.addTo(parser);
         m_source.addTo(parser);
-        parser.add_flag("--stand-in", m_standsIn,
-                        "Takes the place of the log service: the lines are acknowledged and gone");
-        parser.add_flag("--replace", m_replaces, "With --stand-in: also when a log service is there");
+        addFlag(parser, "--stand-in", m_standsIn,
+                "Takes the place of the log service: the lines are acknowledged and gone");
+        addFlag(parser, "--replace", m_replaces, "With --stand-in: also when a log service is there");
         m_limits.addTo(parser);
-        parser.footer(parser.get_footer()
-                      + " The lines are seen on their way to the bus, so a log service gets them as well. Example: "
-                        "tarvexctl log --level warning --last 20");
+        addFooter(parser,
+                  "The lines are seen on their way to the bus, so a log service gets them as well. Example: "
+                  "tarvexctl log --level warning --last 20");
     }
 
     void run(const Context& context) const override

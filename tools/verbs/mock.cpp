@@ -8,7 +8,6 @@
 #include "verbs/options.h"
 #include "verbs/verblist.h"
 
-#include <CLI/CLI.hpp>
 #include <QElapsedTimer>
 #include <QEvent>
 #include <QEventLoop>
@@ -267,14 +266,13 @@ public:
     void addOptions(CLI::App& parser) override
     {
         m_file.addTo(parser);
-        parser.add_flag("--check", m_isCheck, "Only checks the file, and tells every error with its line");
-        parser.add_flag("--replace", m_isReplacing,
-                        "Takes the names of services that are on the bus. They lose their connections and messages");
+        addFlag(parser, "--check", m_isCheck, "Only checks the file, and tells every error with its line");
+        addFlag(parser, "--replace", m_isReplacing,
+                "Takes the names of services that are on the bus. They lose their connections and messages");
         m_limits.addTo(parser);
-        parser.footer(
-            parser.get_footer()
-            + " Example: tarvexctl mock printer.json, with {\"services\": {\"ticket_printer\": {\"commands\": "
-              "{\"print\": {\"reply\": {\"name\": \"printed\"}}}}}} in the file.");
+        addFooter(parser,
+                  "Example: tarvexctl mock printer.json, with {\"services\": {\"ticket_printer\": {\"commands\": "
+                  "{\"print\": {\"reply\": {\"name\": \"printed\"}}}}}} in the file.");
     }
 
     void run(const Context& context) const override;

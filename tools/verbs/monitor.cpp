@@ -3,9 +3,8 @@
 #include "framewatch.h"
 #include "output.h"
 #include "verbs/frameoptions.h"
+#include "verbs/options.h"
 #include "verbs/verblist.h"
-
-#include <CLI/CLI.hpp>
 
 namespace tarvexctl {
 
@@ -21,14 +20,13 @@ public:
     void addOptions(CLI::App& parser) override
     {
         m_filter.addTo(parser);
-        parser.add_flag("--full", m_isFull, "All of the data, on lines of its own");
+        addFlag(parser, "--full", m_isFull, "All of the data, on lines of its own");
         m_last.addTo(parser);
         m_source.addTo(parser);
         m_limits.addTo(parser);
-        parser.footer(
-            parser.get_footer()
-            + " Filters are combined: a frame must fit all of them. A reply counts like its request. Example: "
-              "tarvexctl monitor --client ticket_printer --slow 100");
+        addFooter(parser,
+                  "Filters are combined: a frame must fit all of them. A reply counts like its request. Example: "
+                  "tarvexctl monitor --client ticket_printer --slow 100");
     }
 
     void run(const Context& context) const override

@@ -126,9 +126,19 @@ Limits LimitOptions::limits() const
     return limits;
 }
 
+void addFlag(CLI::App& parser, const char* name, bool& isSet, const char* help)
+{
+    parser.add_flag(name, isSet, help);
+}
+
+void addFooter(CLI::App& parser, const std::string& sentences)
+{
+    parser.footer(parser.get_footer() + ' ' + sentences);
+}
+
 void addExample(CLI::App& parser, const std::string& commandLine)
 {
-    parser.footer(parser.get_footer() + " Example: " + commandLine);
+    addFooter(parser, "Example: " + commandLine);
 }
 
 void requireName(const QString& name, const QString& what)

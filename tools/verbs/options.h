@@ -127,6 +127,14 @@ private:
     std::optional<std::string> m_seconds;
 };
 
+// What needs the parser is in options.cpp, so that a verb's own file does not: it takes seconds to compile.
+
+/// Adds an option without a value.
+void addFlag(CLI::App& parser, const char* name, bool& isSet, const char* help);
+
+/// Adds sentences to what stands below the options in the help.
+void addFooter(CLI::App& parser, const std::string& sentences);
+
 /// Ends the help of a verb with this example.
 void addExample(CLI::App& parser, const std::string& commandLine);
 

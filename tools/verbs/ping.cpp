@@ -7,7 +7,6 @@
 #include "verbs/options.h"
 #include "verbs/verblist.h"
 
-#include <CLI/CLI.hpp>
 #include <QEventLoop>
 #include <QTimer>
 

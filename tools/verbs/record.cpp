@@ -4,9 +4,9 @@
 #include "output.h"
 #include "recording.h"
 #include "verbs/frameoptions.h"
+#include "verbs/options.h"
 #include "verbs/verblist.h"
 
-#include <CLI/CLI.hpp>
 #include <QFile>
 
 #include <optional>
@@ -44,15 +44,14 @@ public:
     void addOptions(CLI::App& parser) override
     {
         m_file.addTo(parser);
-        parser.add_flag("--force", m_isForced, "Replaces a file that is there already");
+        addFlag(parser, "--force", m_isForced, "Replaces a file that is there already");
         m_filter.addTo(parser);
         m_last.addTo(parser);
         m_source.addTo(parser);
         m_limits.addTo(parser);
-        parser.footer(
-            parser.get_footer()
-            + " The file holds one JSON object a line; \"tarvexctl replay\" plays it. A filter takes the frames "
-              "away that a replay may need. Example: tarvexctl record fault.jsonl");
+        addFooter(parser,
+                  "The file holds one JSON object a line; \"tarvexctl replay\" plays it. A filter takes the frames "
+                  "away that a replay may need. Example: tarvexctl record fault.jsonl");
     }
 
     void run(const Context& context) const override

@@ -144,21 +144,21 @@ public:
     void addOptions(CLI::App& parser) override
     {
         m_file.addTo(parser);
-        parser.add_flag("--as-bus", m_asBus, "Plays the bus: takes its ports and answers the services that connect");
+        addFlag(parser, "--as-bus", m_asBus, "Plays the bus: takes its ports and answers the services that connect");
         m_speed.addTo(parser);
-        parser.add_flag("--step", m_isByStep, "Each frame waits for Enter");
+        addFlag(parser, "--step", m_isByStep, "Each frame waits for Enter");
         parser.add_option("--only", m_only, "Only this client; for each client once more")
             ->type_name("CLIENT")
             ->allow_extra_args(false);
-        parser.add_flag("--with-commands", m_withCommands, "Also commands, which are carried out once more");
-        parser.add_flag("--diff", m_isDiff, "Shows what comes back differently; the status is 1 then");
-        parser.add_flag("--strict", m_isStrict, "With --diff: dates and uids must be the same as well");
-        parser.add_flag("--force", m_isForced, "Also plays clients that are connected; they lose their connections");
+        addFlag(parser, "--with-commands", m_withCommands, "Also commands, which are carried out once more");
+        addFlag(parser, "--diff", m_isDiff, "Shows what comes back differently; the status is 1 then");
+        addFlag(parser, "--strict", m_isStrict, "With --diff: dates and uids must be the same as well");
+        addFlag(parser, "--force", m_isForced, "Also plays clients that are connected; they lose their connections");
         m_patience.addTo(parser);
         m_timeout.addTo(parser);
-        parser.footer(parser.get_footer()
-                      + " A command that is played prints a ticket again, so commands are left out without "
-                        "--with-commands. Example: tarvexctl replay fault.jsonl --only gui --speed 10 --diff");
+        addFooter(parser,
+                  "A command that is played prints a ticket again, so commands are left out without "
+                  "--with-commands. Example: tarvexctl replay fault.jsonl --only gui --speed 10 --diff");
     }
 
     void run(const Context& context) const override

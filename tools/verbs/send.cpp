@@ -6,8 +6,6 @@
 #include "verbs/options.h"
 #include "verbs/verblist.h"
 
-#include <CLI/CLI.hpp>
-
 using tarvex::Message;
 using tarvex::TarvexQueryHandler;
 

@@ -5,7 +5,6 @@
 #include "verbs/options.h"
 #include "verbs/verblist.h"
 
-#include <CLI/CLI.hpp>
 #include <QMap>
 
 using tarvex::ClientSettings;
@@ -142,10 +141,10 @@ public:
     {
         m_before.addTo(parser);
         m_after.addTo(parser);
-        parser.add_flag("--owners", m_areOwners, "FROM and TO are clients' names, whatever they look like");
-        parser.footer(parser.get_footer()
-                      + " A name with a slash, or one that ends with .json or .jsonl, is a file, and - is stdin; "
-                        "any other name is a client's. The exit status is 1 when something differs.");
+        addFlag(parser, "--owners", m_areOwners, "FROM and TO are clients' names, whatever they look like");
+        addFooter(parser,
+                  "A name with a slash, or one that ends with .json or .jsonl, is a file, and - is stdin; "
+                  "any other name is a client's. The exit status is 1 when something differs.");
         addExample(parser, "tarvexctl settings diff ticket_printer ./settings.json");
     }
 

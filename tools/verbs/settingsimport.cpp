@@ -8,8 +8,6 @@
 #include "verbs/options.h"
 #include "verbs/verblist.h"
 
-#include <CLI/CLI.hpp>
-
 using tarvex::ClientSettings;
 using tarvex::TarvexQueryHandler;
 
@@ -195,7 +193,7 @@ public:
     void addOptions(CLI::App& parser) override
     {
         m_file.addTo(parser);
-        parser.add_flag("--dry-run", m_isDryRun, "Shows what would change, and saves nothing");
+        addFlag(parser, "--dry-run", m_isDryRun, "Shows what would change, and saves nothing");
         addExample(parser, "tarvexctl settings import settings.json --dry-run");
     }
 

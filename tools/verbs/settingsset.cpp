@@ -5,7 +5,6 @@
 #include "verbs/options.h"
 #include "verbs/verblist.h"
 
-#include <CLI/CLI.hpp>
 #include <QDateTime>
 
 using tarvex::ClientSettings;
@@ -70,7 +69,7 @@ public:
         m_group.addTo(parser);
         m_key.addTo(parser);
         m_value.addTo(parser);
-        parser.add_flag("--string", m_valueIsText, "Takes VALUE as a text even if it is JSON");
+        addFlag(parser, "--string", m_valueIsText, "Takes VALUE as a text even if it is JSON");
         m_description.addTo(parser);
         addExample(parser, "tarvexctl settings set ticket_printer paper width 80");
     }

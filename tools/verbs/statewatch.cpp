@@ -130,7 +130,7 @@ public:
     void addOptions(CLI::App& parser) override
     {
         parser.add_option("OWNER", m_owners, "Clients' names")->type_name("")->required();
-        parser.add_flag("--diff", m_showsChanges, "Shows of each change only what differs from the state before");
+        addFlag(parser, "--diff", m_showsChanges, "Shows of each change only what differs from the state before");
         m_limits.addTo(parser);
         addExample(parser, "tarvexctl state watch ticket_printer cashbox --diff");
     }

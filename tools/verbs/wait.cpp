@@ -3,8 +3,6 @@
 #include "verbs/options.h"
 #include "verbs/verblist.h"
 
-#include <CLI/CLI.hpp>
-
 namespace tarvexctl {
 
 namespace {

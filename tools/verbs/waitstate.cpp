@@ -6,8 +6,6 @@
 #include "verbs/patternoption.h"
 #include "verbs/verblist.h"
 
-#include <CLI/CLI.hpp>
-
 using tarvex::ClientState;
 
 namespace tarvexctl {

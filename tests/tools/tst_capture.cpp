@@ -4,6 +4,7 @@
 #include "literals.h"
 
 #include <QFile>
+#include <QRegularExpression>
 #include <QTemporaryDir>
 #include <QTest>
 

@@ -126,7 +126,8 @@ Failure Lookout::timeOut() const
     return Failure(
         TimedOut,
         QStringLiteral("\"%1\" has not connected within %2%3")
-            .arg(m_name, time, tarvex::programs::guessWords(likelyClient(m_name, m_clients)))); // a bus that hangs is not asked again
+            .arg(m_name, time,
+                 tarvex::programs::guessWords(likelyClient(m_name, m_clients)))); // a bus that hangs is not asked again
 }
 
 /// Calls \a wait in a thread of its own, because it blocks, so that a signal can end the program meanwhile. Throws what

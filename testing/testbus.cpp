@@ -6,7 +6,6 @@
 #include "wire/busterms_p.h"
 
 using tarvex::devbus::BusConnection;
-using tarvex::devbus::BusServer;
 
 namespace tarvex::testing {
 

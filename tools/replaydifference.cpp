@@ -37,10 +37,13 @@ bool isSame(const QVariant& left, const QVariant& right)
 QList<ReplayDifference> mapDifferences(const QString& path, const QVariantMap& recorded, const QVariantMap& came,
                                        Strictness strictness)
 {
-    QStringList keys = recorded.keys() + came.keys();
-    keys.removeDuplicates();
+    QVariantMap all = recorded;
+    for (auto entry = came.cbegin(); entry != came.cend(); ++entry) {
+        all.insert(entry.key(), entry.value());
+    }
     QList<ReplayDifference> found;
-    for (const QString& key : qAsConst(keys)) {
+    for (auto entry = all.cbegin(); entry != all.cend(); ++entry) {
+        const QString& key = entry.key();
         if (strictness == Strictness::Strict || !isVolatile(key)) {
             found += replayDifferences(joined(path, key), recorded.value(key), came.value(key), strictness);
         }

@@ -28,8 +28,9 @@ void add(FrameMemory& memory, int count)
 QList<QVariantMap> items(const QByteArray& lines)
 {
     QList<QVariantMap> items;
-    const QList<QByteArray> texts = lines.split('\n');
-    for (const QByteArray& text : texts.mid(0, texts.size() - 1)) {
+    QList<QByteArray> texts = lines.split('\n');
+    texts.removeLast(); // nothing follows the last line end
+    for (const QByteArray& text : qAsConst(texts)) {
         items.append(QJsonDocument::fromJson(text).object().value(u"item"_s).toObject().toVariantMap());
     }
     return items;
@@ -139,7 +140,7 @@ void TstFrameFollower::next_tooLate_tellsOfAGap()
     QCOMPARE(gap.value(u"problem"_s).toString(),
              u"%1 frames are missing, because this reader is too slow"_s.arg(first - 1));
     QCOMPARE(numbers(lines).mid(1).value(0), first);
-    QCOMPARE(numbers(lines).last(), 100);
+    QCOMPARE(numbers(lines).constLast(), 100);
 }
 
 void TstFrameFollower::next_givesNoMoreThanATurn()
@@ -150,7 +151,7 @@ void TstFrameFollower::next_givesNoMoreThanATurn()
     const QByteArray lines = follower.next();
     QVERIFY(lines.size() >= FrameFollower::TURN_BYTES);
     QVERIFY(lines.size() < FrameFollower::TURN_BYTES + 1000);
-    QCOMPARE(numbers(follower.next()).value(0), numbers(lines).last() + 1);
+    QCOMPARE(numbers(follower.next()).value(0), numbers(lines).constLast() + 1);
 }
 
 void TstFrameFollower::ready_withEachFrame()

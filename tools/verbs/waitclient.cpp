@@ -69,6 +69,9 @@ QVariantMap Lookout::wait(const QString& ownName)
         QThread::msleep(qMin<unsigned long>(LOOK_INTERVAL_MS, static_cast<unsigned long>(remainingMs())));
         const bool wasThere = isThere;
         isThere = look();
+        if (m_deadline.hasExpired()) {
+            continue; // the last look had too little time to say anything about the bus
+        }
         if (wasThere && !isThere) {
             complain(QStringLiteral("the bus has gone; waiting for it to come back"));
         } else if (!wasThere && isThere) {
@@ -81,11 +84,11 @@ QVariantMap Lookout::wait(const QString& ownName)
 /// \return whether a development bus has answered
 bool Lookout::look()
 {
-    m_client.clear();
     try {
         const auto clients =
             askControlSocket({{QStringLiteral("request"), QStringLiteral("clients")}}, qMax(remainingMs(), 1));
         m_clients = clients.value_or(m_clients);
+        m_client.clear();
         const QList<QVariantMap> items = clients.value_or(QList<QVariantMap>());
         for (const QVariantMap& client : items) {
             if (client.value(QStringLiteral("name")) == m_name) {
@@ -97,7 +100,10 @@ bool Lookout::look()
         if (failure.status() == Refused) {
             throw;
         }
-        return false; // it has gone, or hangs
+        if (!m_deadline.hasExpired()) {
+            m_client.clear(); // the bus has gone, or hangs
+        }
+        return false;
     }
 }
 

@@ -196,8 +196,13 @@ void TstDoctorVerb::aLook_changesNothing()
     QCOMPARE(doctor.status(), 1); // a message waits for the gui
     QCOMPARE(traces(), before);
     QVERIFY(printer.send(u"printer"_s, u"still there"_s, u"2"_s));
-    QCOMPARE(printer.receive().value(u"message"_s).toString(), u"{\"cmd\":\"updateSettings\",\"data\":{}}"_s);
-    QCOMPARE(printer.receive().value(u"message"_s).toString(), u"still there"_s);
+    const QString update = u"{\"cmd\":\"updateSettings\",\"data\":{}}"_s;
+    QString text = printer.receive().value(u"message"_s).toString();
+    QCOMPARE(text, update);
+    while (text == update) { // the bus pushes it again when the look has taken longer than 5 s
+        text = printer.receive().value(u"message"_s).toString();
+    }
+    QCOMPARE(text, u"still there"_s);
 }
 
 void TstDoctorVerb::text_saysWhatToDo()

@@ -92,7 +92,7 @@ void TstRecordVerb::interrupted_endsTheFileWell()
     QVERIFY(record.waitFor([&] { return place.objects().size() == 2; }));
     QCOMPARE(record.interrupted(),
              ended(130, {"recording to " + place.file.toUtf8(), "recorded 1 frame", "interrupted"}));
-    const QVariantMap last = place.objects().last();
+    const QVariantMap last = place.objects().constLast();
     QCOMPARE(last.value(u"end"_s).toString(), u"interrupted"_s);
     QCOMPARE(last.value(u"frames"_s).toInt(), 1);
 }
@@ -171,7 +171,7 @@ void TstRecordVerb::nothing_is4()
     ProgramRun record(u"record --timeout 0.5 "_s + place.file);
     QCOMPARE(record.status(), 4);
     QCOMPARE(place.objects().size(), 2);
-    QCOMPARE(place.objects().last().value(u"end"_s).toString(), u"nothing came within 0.5 s"_s);
+    QCOMPARE(place.objects().constLast().value(u"end"_s).toString(), u"nothing came within 0.5 s"_s);
 }
 
 void TstRecordVerb::diskFull_is1()

@@ -97,7 +97,7 @@ void TstSettingsExport::export_namedOwner_asJson_isOneLine()
     ProgramRun run(u"--json settings export printer printer"_s);
     QCOMPARE(run.status(), 0);
     QCOMPARE(run.objects().size(), 1);
-    const QVariantMap document = run.objects().first();
+    const QVariantMap document = run.objects().constFirst();
     QCOMPARE(document.keys(), (QStringList{u"date"_s, u"format"_s, u"records"_s, u"version"_s}));
     const QVariantMap record = QJsonDocument::fromJson(stored(u"printer"_s)).object().toVariantMap();
     QCOMPARE(document.value(u"records"_s).toList(), QVariantList{record});

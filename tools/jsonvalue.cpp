@@ -72,7 +72,7 @@ QString repeatedName(const QString& json)
         } else if (token != QLatin1Char('"')) {
             names.removeLast();
         } else if (found.capturedLength(2) > 0) {
-            const QString name = found.captured(1);
+            QString name = found.captured(1);
             if (names.last().contains(name)) {
                 return name;
             }

@@ -84,7 +84,7 @@ QString likelyOption(const QString& unknown, const CLI::App& app, const CLI::App
 /// one or more groups without its group.
 QString likelyVerb(const QString& unknown, const CLI::App& app)
 {
-    const QString guess = tarvex::programs::nearest(unknown, verbsOf(app));
+    QString guess = tarvex::programs::nearest(unknown, verbsOf(app));
     if (!guess.isEmpty()) {
         return guess;
     }

@@ -105,7 +105,7 @@ void checkTypes(const QVariantMap& object, const SeenFrame& frame, int line)
 SeenFrame frameFrom(const QVariantMap& object, int line)
 {
     bool isValid = false;
-    const SeenFrame frame = SeenFrame::fromVariantMap(object, isValid);
+    SeenFrame frame = SeenFrame::fromVariantMap(object, isValid);
     if (!isValid) {
         throw lineFailure(line,
                           QStringLiteral("this is no frame: \"time\", \"kind\" and \"port\" must be there, and "
@@ -141,7 +141,7 @@ bool readLine(QIODevice& device, int number, QByteArray& line, bool& isWhole)
 /// Takes one line in. \return why it is no JSON object; empty when it is one
 QString take(const QByteArray& line, int number, Recording& recording)
 {
-    QJsonParseError error;
+    QJsonParseError error{};
     const QJsonDocument document = QJsonDocument::fromJson(line, &error);
     if (!document.isObject()) {
         return error.error == QJsonParseError::NoError ? QStringLiteral("no JSON object") : error.errorString();

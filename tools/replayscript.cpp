@@ -11,7 +11,6 @@ namespace tarvexctl {
 
 using tarvex::traffic::Direction;
 using tarvex::traffic::Kind;
-using tarvex::traffic::Port;
 using tarvex::traffic::SeenFrame;
 
 namespace {

@@ -46,6 +46,7 @@ std::vector<Bin> histogram(const std::vector<double>& times)
     const int bins = std::clamp(static_cast<int>(std::log(span) / std::log(MIN_BIN_RATIO)), 1, MAX_BINS);
     const double ratio = std::pow(span, 1.0 / bins);
     std::vector<Bin> histogram;
+    histogram.reserve(static_cast<std::size_t>(bins));
     for (int i = 0; i < bins; ++i) {
         histogram.push_back({smallest * std::pow(ratio, i), smallest * std::pow(ratio, i + 1), 0});
     }

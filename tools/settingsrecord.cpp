@@ -97,7 +97,7 @@ QString entriesProblem(const QList<QVariant>& entries)
 {
     QSet<QString> paths;
     for (const QVariant& entry : entries) {
-        const QString problem = entryProblem(entry, paths);
+        QString problem = entryProblem(entry, paths);
         if (!problem.isEmpty()) {
             return problem;
         }

@@ -56,7 +56,7 @@ QString shellText(const QString& command)
 QString editorCommand()
 {
     for (const char* const variable : {"VISUAL", "EDITOR"}) {
-        const QString command = qEnvironmentVariable(variable);
+        QString command = qEnvironmentVariable(variable);
         if (!command.trimmed().isEmpty()) {
             return command;
         }

@@ -210,7 +210,7 @@ private:
 
     static std::optional<Failure> failureOf(Exchanges& exchanges, const Sample& sample, int count, const Limits& limits)
     {
-        if (const std::optional<Failure> failure = exchanges.failure()) {
+        if (std::optional<Failure> failure = exchanges.failure()) {
             return failure;
         }
         if (sample.size() < count) {

@@ -10,7 +10,6 @@
 #include <poll.h>
 #include <sys/socket.h>
 
-using samples::messageTo;
 using samples::owned;
 using tarvex::devbus::BusConnection;
 using tarvex::devbus::BusServer;

@@ -112,7 +112,7 @@ void TstRecording::existingFile_isReplacedWhenWanted()
 void TstRecording::folderMissing_isTold()
 {
     try {
-        RecordingWriter(u"/nowhere/a.jsonl"_s, RecordingWriter::Kept);
+        const RecordingWriter writer(u"/nowhere/a.jsonl"_s, RecordingWriter::Kept);
         QFAIL("it was opened");
     } catch (const Failure& failure) {
         QCOMPARE(failure.words(), u"cannot write /nowhere/a.jsonl: No such file or directory"_s);

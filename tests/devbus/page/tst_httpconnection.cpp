@@ -36,7 +36,7 @@ public:
         ::send(ends[1], bytes.constData(), static_cast<std::size_t>(count), MSG_DONTWAIT | MSG_NOSIGNAL);
     }
 
-    int ends[2]; ///< The first one is the connection's, and closed by it.
+    int ends[2]{-1, -1}; ///< The first one is the connection's, and closed by it.
     int stop = ::eventfd(0, EFD_CLOEXEC);
 };
 

@@ -163,7 +163,7 @@ void TstDoctorVerb::otherTimeZone_isNoJump()
 {
     const BusProcess bus;
     const QByteArray before = qgetenv("TZ");
-    qputenv("TZ", "XXX-13:37"); // nobody's time zone, so that it differs from the bus's
+    qputenv("TZ", "NTZ-13:37"); // nobody's time zone, so that it differs from the bus's
     Doctor doctor;
     ProgramRun status(u"status"_s);
     before.isNull() ? qunsetenv("TZ") : qputenv("TZ", before);

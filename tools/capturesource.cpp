@@ -16,8 +16,6 @@
 #include <unistd.h>
 #include <utility>
 
-Q_DECLARE_METATYPE(const tarvex::traffic::SeenFrame*)
-
 namespace tarvexctl {
 
 namespace {
@@ -43,7 +41,6 @@ QString programFile()
 
 CaptureSource::CaptureSource(const QString& interface, QObject* parent) : FrameSource(parent), m_interface(interface)
 {
-    qRegisterMetaType<const tarvex::traffic::SeenFrame*>();
     connect(&m_program, &QProcess::readyReadStandardError, this, &CaptureSource::readWords);
     connect(&m_program, QOverload<int, QProcess::ExitStatus>::of(&QProcess::finished), this,
             &CaptureSource::endWhenDone);
@@ -56,7 +53,9 @@ CaptureSource::CaptureSource(const QString& interface, QObject* parent) : FrameS
 
 CaptureSource::~CaptureSource()
 {
-    m_receiver.reset(); // the reader may be waiting for it
+    if (m_reader != nullptr) {
+        m_reader->leave(); // it may be waiting
+    }
     m_program.terminate();
     if (!m_program.waitForFinished(END_TIMEOUT_MS)) {
         m_program.kill();
@@ -87,24 +86,25 @@ void CaptureSource::start()
 
 void CaptureSource::startReading(int descriptor)
 {
-    auto* const reader = new PacketReader(::fdopen(descriptor, "rb"));
-    reader->moveToThread(&m_thread);
-    connect(&m_thread, &QThread::started, reader, &PacketReader::read);
-    connect(&m_thread, &QThread::finished, reader, &QObject::deleteLater);
-    connect(
-        reader, &PacketReader::seen, m_receiver.get(),
-        [this](const tarvex::traffic::SeenFrame* frame) {
-            begin(); // a frame may come before the program's words are read
-            Q_EMIT seen(*frame);
-        },
-        Qt::BlockingQueuedConnection);
-    connect(reader, &PacketReader::ended, m_receiver.get(), [this](const QString& error) { onReaderEnded(error); });
+    m_reader = new PacketReader(::fdopen(descriptor, "rb"));
+    m_reader->moveToThread(&m_thread);
+    connect(&m_thread, &QThread::started, m_reader, &PacketReader::read);
+    connect(&m_thread, &QThread::finished, m_reader, &QObject::deleteLater);
+    connect(m_reader, &PacketReader::ready, this,
+            [this] { m_reader->take([this](const tarvex::traffic::SeenFrame& frame) { takeFrame(frame); }); });
+    connect(m_reader, &PacketReader::ended, this, &CaptureSource::onReaderEnded);
     m_thread.start();
 }
 
-void CaptureSource::onReaderEnded(const QString& error)
+void CaptureSource::takeFrame(const tarvex::traffic::SeenFrame& frame)
 {
-    m_readError = error;
+    begin(); // a frame may come before the program's words are read
+    Q_EMIT seen(frame);
+}
+
+void CaptureSource::onReaderEnded()
+{
+    m_readError = m_reader->errorString();
     m_isRead = true;
     endWhenDone();
 }

@@ -6,9 +6,9 @@
 #include <QProcess>
 #include <QThread>
 
-#include <memory>
-
 namespace tarvexctl {
+
+class PacketReader;
 
 /// Frames from the network: what passes between the bus and its clients on an interface of this machine. The bus does
 /// not take part in it, so it may be any bus.
@@ -37,7 +37,8 @@ private:
     };
 
     void startReading(int descriptor);
-    void onReaderEnded(const QString& error);
+    void takeFrame(const tarvex::traffic::SeenFrame& frame);
+    void onReaderEnded();
     void begin();
     void readWords();
     void endWhenDone();
@@ -47,7 +48,7 @@ private:
     Program m_program;
     QString m_words; ///< The last line that it has said.
     QThread m_thread;
-    std::unique_ptr<QObject> m_receiver = std::make_unique<QObject>(); ///< Takes what the reader has.
+    PacketReader* m_reader = nullptr; ///< Belongs to the thread, until that has ended.
     QString m_readError;
     bool m_isCapturing = false;
     bool m_isRead = false;

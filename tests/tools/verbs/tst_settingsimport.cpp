@@ -9,6 +9,7 @@
 
 #include <csignal>
 #include <future>
+#include <mutex>
 
 namespace {
 
@@ -26,8 +27,17 @@ QVariantMap storedRecord(const QString& owner, int value)
             {u"settings"_s, QVariantList{entry}}};
 }
 
+/// What ThreeOwnersBus knows. It is a base of it, and the first one, so that it outlives the threads of the bus.
+struct ThreeOwners
+{
+    mutable std::mutex m_ownersMutex;
+    QMap<QString, QVariantMap> m_stored;
+    QMap<QPair<QString, int>, FakeBus::Action> m_actionsAt;
+    QMap<QString, int> m_counts;
+};
+
 /// A bus that has settings of a and c, and none of b. It stores what is saved, unless the test tells it otherwise.
-class ThreeOwnersBus : public FakeBus
+class ThreeOwnersBus : private ThreeOwners, public FakeBus
 {
 public:
     ThreeOwnersBus()
@@ -36,19 +46,41 @@ public:
         store(storedRecord(u"c"_s, 30));
         willAlwaysDo([this](Peer& peer, const Request& request) {
             const QString text = textOf(request);
-            const Action action = m_actions.value({text, ++m_counts[text]});
+            const Action action = takeAction(text);
             action ? action(peer, request) : obey(peer, request);
         });
     }
 
-    void store(const QVariantMap& record) { m_stored.insert(record.value(u"owner"_s).toString(), record); }
+    void store(const QVariantMap& record)
+    {
+        const std::lock_guard<std::mutex> lock(m_ownersMutex);
+        m_stored.insert(record.value(u"owner"_s).toString(), record);
+    }
 
-    void remove(const QString& owner) { m_stored.remove(owner); }
+    void remove(const QString& owner)
+    {
+        const std::lock_guard<std::mutex> lock(m_ownersMutex);
+        m_stored.remove(owner);
+    }
 
-    QVariantMap stored(const QString& owner) const { return m_stored.value(owner); }
+    QVariantMap stored(const QString& owner) const
+    {
+        const std::lock_guard<std::mutex> lock(m_ownersMutex);
+        return m_stored.value(owner);
+    }
+
+    bool hasStored(const QString& owner) const
+    {
+        const std::lock_guard<std::mutex> lock(m_ownersMutex);
+        return m_stored.contains(owner);
+    }
 
     /// What to do with a request of this text when it comes for the time that \a count says. See textOf().
-    void at(const QString& text, int count, const Action& action) { m_actions.insert({text, count}, action); }
+    void at(const QString& text, int count, const Action& action)
+    {
+        const std::lock_guard<std::mutex> lock(m_ownersMutex);
+        m_actionsAt.insert({text, count}, action);
+    }
 
     /// The same: it refuses the request.
     void willRefuse(const QString& text, int count = 1)
@@ -71,17 +103,17 @@ public:
     void obey(Peer& peer, const Request& request)
     {
         const QString owner = request.data.value(u"owner"_s).toString();
-        if (request.operation == u"loadSettings"_s && !m_stored.contains(owner)) {
+        if (request.operation == u"loadSettings"_s && !hasStored(owner)) {
             peer.send(replyFrame(request.operation, 5));
             return;
         }
         if (request.operation == u"saveSettings"_s) {
             store(request.data);
         } else if (request.operation == u"removeSettings"_s) {
-            m_stored.remove(owner);
+            remove(owner);
         }
         const bool isLoading = request.operation == u"loadSettings"_s;
-        peer.send(replyFrame(request.operation, 0, QString(), isLoading ? m_stored.value(owner) : QVariantMap()));
+        peer.send(replyFrame(request.operation, 0, QString(), isLoading ? stored(owner) : QVariantMap()));
     }
 
     /// What was asked for, without the loading: the textOf() each request.
@@ -106,9 +138,12 @@ private:
         return isSaving ? text + u' ' + request.data.value(u"date"_s).toString().left(7) : text;
     }
 
-    QMap<QString, QVariantMap> m_stored;
-    QMap<QPair<QString, int>, Action> m_actions;
-    QMap<QString, int> m_counts;
+    /// What to do with a request of this text, which comes now.
+    Action takeAction(const QString& text)
+    {
+        const std::lock_guard<std::mutex> lock(m_ownersMutex);
+        return m_actionsAt.value({text, ++m_counts[text]});
+    }
 };
 
 } // namespace

@@ -59,7 +59,7 @@ private:
     struct Waiting
     {
         QByteArray payload;
-        int cutOff;
+        int cutOff = 0;
     };
 
     qint64 offsetOf(quint32 sequence) const;

@@ -402,7 +402,9 @@ void TstHttpServer::downloads_tooMany_areRefused()
     QCOMPARE(answer.status, 503);
     QCOMPARE(answer.body, QByteArray("too many downloads are under way\n"));
     readers.clear();
-    QTRY_COMPARE_WITH_TIMEOUT(desk.get("/frames.jsonl").status, 200, 20000);
+    // The macro asks once more after a success, and the one before may not have been counted out yet.
+    bool isGiven = false;
+    QTRY_VERIFY_WITH_TIMEOUT(isGiven = isGiven || desk.get("/frames.jsonl").status == 200, 20000);
 }
 
 void TstHttpServer::health_followsTheStorage()
@@ -487,7 +489,10 @@ void TstHttpServer::events_readerGone_makesRoom()
 {
     const PageDesk desk;
     for (int i = 0; i < HttpServer::MAX_STREAMS * 3; ++i) {
-        QTRY_VERIFY_WITH_TIMEOUT(desk.openEvents("/events")->readUntil("\r\n\r\n").startsWith("HTTP/1.1 200 "), 20000);
+        // The macro asks once more after a success, and the reader before may not have been counted out yet.
+        bool isOpen = false;
+        QTRY_VERIFY_WITH_TIMEOUT(
+            isOpen = isOpen || desk.openEvents("/events")->readUntil("\r\n\r\n").startsWith("HTTP/1.1 200 "), 20000);
     }
 }
 

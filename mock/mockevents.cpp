@@ -1,11 +1,15 @@
 #include "mockevents.h"
 
+#include "words.h"
+
 #include <QCoreApplication>
 #include <QEvent>
 
 #include <utility>
 
 namespace tarvex::mock {
+
+using programs::Words;
 
 void MockEvents::add(const MockEvent& event)
 {
@@ -32,7 +36,7 @@ QList<MockEvent> MockEvents::take()
         MockEvent missing{};
         missing.kind = MockEvent::Missing;
         missing.words =
-            QStringLiteral("%1 events are not shown, because they came faster than they were taken").arg(dropped);
+            Words::tr("%1 events are not shown, because they came faster than they were taken").arg(dropped);
         events.append(missing);
     }
     return events;

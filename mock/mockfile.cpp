@@ -3,6 +3,7 @@
 #include "mockjson.h"
 #include "mockpattern.h"
 #include "mockwords.h"
+#include "words.h"
 
 #include <QFile>
 #include <QSet>
@@ -11,6 +12,8 @@
 #include <limits>
 
 namespace tarvex::mock {
+
+using programs::Words;
 
 namespace {
 
@@ -94,11 +97,11 @@ MockFile DescriptionReader::read()
     MockFile file;
     if (m_json.errors().isEmpty()) {
         const Json::Value* const root =
-            object(&m_json.root(), QStringLiteral("the description"), {KEY_SERVICES, KEY_COMMENT});
+            object(&m_json.root(), Words::tr("the description"), {KEY_SERVICES, KEY_COMMENT});
         const Json::Value* const services = root != nullptr ? member(*root, KEY_SERVICES) : nullptr;
         if (root != nullptr && (services == nullptr || !services->isObject() || services->empty())) {
             m_json.addError(services != nullptr ? *services : *root,
-                            QStringLiteral("\"services\" is needed, an object with the names of the services"));
+                            Words::tr("\"services\" is needed, an object with the names of the services"));
         } else if (services != nullptr) {
             const QStringList names = keysOf(*services);
             for (const QString& serviceName : names) {
@@ -119,14 +122,14 @@ const Json::Value* DescriptionReader::object(const Json::Value* value, const QSt
         return nullptr;
     }
     if (!value->isObject()) {
-        m_json.addError(*value, what + QLatin1String(" must be an object"));
+        m_json.addError(*value, what + Words::tr(" must be an object"));
         return nullptr;
     }
     const QStringList found = keysOf(*value);
     for (const QString& key : found) {
         if (!keys.contains(key)) {
             m_json.addKeyError(*member(*value, key),
-                               QStringLiteral("\"%1\" is no part of %2").arg(key, what) + hint(key, keys));
+                               Words::tr("\"%1\" is no part of %2").arg(key, what) + hint(key, keys));
         }
     }
     const Json::Value* const comment = member(*value, KEY_COMMENT);
@@ -142,7 +145,7 @@ QString DescriptionReader::text(const Json::Value* value, const QString& what, P
         return QString();
     }
     if (!value->isString()) {
-        m_json.addError(*value, what + QLatin1String(" must be a text"));
+        m_json.addError(*value, what + Words::tr(" must be a text"));
         return QString();
     }
     return any(*value, placeholders).toString();
@@ -153,7 +156,7 @@ QString DescriptionReader::name(const Json::Value* value, const QString& what)
 {
     QString found = text(value, what, Refused);
     if (value != nullptr && value->isString() && found.isEmpty()) {
-        m_json.addError(*value, what + QLatin1String(" must not be empty"));
+        m_json.addError(*value, what + Words::tr(" must not be empty"));
     }
     return found;
 }
@@ -164,7 +167,7 @@ int DescriptionReader::number(const Json::Value* value, const QString& what, int
         return 0;
     }
     if (!value->isIntegral() || value->asDouble() < 0 || value->asDouble() > most) {
-        m_json.addError(*value, QStringLiteral("%1 must be a whole number from 0 to %2").arg(what).arg(most));
+        m_json.addError(*value, Words::tr("%1 must be a whole number from 0 to %2").arg(what).arg(most));
         return 0;
     }
     return value->asInt();
@@ -173,7 +176,7 @@ int DescriptionReader::number(const Json::Value* value, const QString& what, int
 bool DescriptionReader::flag(const Json::Value* value, const QString& what)
 {
     if (value != nullptr && !value->isBool()) {
-        m_json.addError(*value, what + QLatin1String(" must be true or false"));
+        m_json.addError(*value, what + Words::tr(" must be true or false"));
         return false;
     }
     return value != nullptr && value->asBool();
@@ -184,7 +187,7 @@ QVariant DescriptionReader::any(const Json::Value& value, Placeholders placehold
     return m_json.toVariant(value, [&](const Json::Value& place, const QString& found) {
         const QString fault = placeholderFault(found);
         if (placeholders == Refused && hasPlaceholder(found)) {
-            m_json.addError(place, QStringLiteral("nothing is filled in here: %1").arg(quoted(found)));
+            m_json.addError(place, Words::tr("nothing is filled in here: %1").arg(quoted(found)));
         } else if (placeholders == Filled && !fault.isEmpty()) {
             m_json.addError(place, fault);
         }
@@ -198,7 +201,7 @@ QVariant DescriptionReader::data(const Json::Value* value, const QString& what)
         return QVariant();
     }
     if (!value->isObject() && !(value->isString() && isPlaceholder(textOf(*value)))) {
-        m_json.addError(*value, what + QLatin1String(" must be an object, or a text that is exactly one placeholder"));
+        m_json.addError(*value, what + Words::tr(" must be an object, or a text that is exactly one placeholder"));
         return QVariant();
     }
     return any(*value, Filled);
@@ -209,11 +212,10 @@ ServiceDescription DescriptionReader::service(const QString& serviceName, const 
     ServiceDescription description;
     description.name = serviceName;
     if (serviceName.isEmpty()) {
-        m_json.addKeyError(value, QStringLiteral("the name of a service must not be empty"));
+        m_json.addKeyError(value, Words::tr("the name of a service must not be empty"));
     }
-    const Json::Value* const service =
-        object(&value, QStringLiteral("a service"),
-               {KEY_STATE, KEY_SETTINGS, KEY_REPLACE_SETTINGS, KEY_COMMANDS, KEY_COMMENT});
+    const Json::Value* const service = object(
+        &value, Words::tr("a service"), {KEY_STATE, KEY_SETTINGS, KEY_REPLACE_SETTINGS, KEY_COMMANDS, KEY_COMMENT});
     if (service == nullptr) {
         return description;
     }
@@ -225,11 +227,11 @@ ServiceDescription DescriptionReader::service(const QString& serviceName, const 
     if (const Json::Value* const found = member(*service, KEY_SETTINGS)) {
         description.settings = settings(*found);
     } else if (replaces != nullptr) {
-        m_json.addKeyError(*replaces, QStringLiteral("\"replaceSettings\" needs \"settings\" beside it"));
+        m_json.addKeyError(*replaces, Words::tr("\"replaceSettings\" needs \"settings\" beside it"));
     }
     const Json::Value* const commands = member(*service, KEY_COMMANDS);
     if (commands != nullptr && !commands->isObject()) {
-        m_json.addError(*commands, QStringLiteral("\"commands\" must be an object with the names of the commands"));
+        m_json.addError(*commands, Words::tr("\"commands\" must be an object with the names of the commands"));
     } else if (commands != nullptr) {
         const QStringList names = keysOf(*commands);
         for (const QString& commandName : names) {
@@ -242,24 +244,24 @@ ServiceDescription DescriptionReader::service(const QString& serviceName, const 
 StateChange DescriptionReader::state(const Json::Value& value, Placeholders placeholders)
 {
     StateChange change;
-    const Json::Value* const found = object(&value, QStringLiteral("a state"), {KEY_TEXT, KEY_TYPE, KEY_DESCRIPTION});
+    const Json::Value* const found = object(&value, Words::tr("a state"), {KEY_TEXT, KEY_TYPE, KEY_DESCRIPTION});
     if (found == nullptr) {
         return change;
     }
     if (found->empty()) {
-        m_json.addError(value, QStringLiteral("a state needs a \"text\", a \"type\" or a \"description\""));
+        m_json.addError(value, Words::tr("a state needs a \"text\", a \"type\" or a \"description\""));
     }
     const Json::Value* const content = member(*found, KEY_TEXT);
     if (content != nullptr && (content->isString() || content->isObject() || content->isArray())) {
         change.text = any(*content, placeholders);
     } else if (content != nullptr) {
-        m_json.addError(*content, QStringLiteral("the \"text\" of a state must be a text, an object or a list"));
+        m_json.addError(*content, Words::tr("the \"text\" of a state must be a text, an object or a list"));
     }
     if (const Json::Value* const type = member(*found, KEY_TYPE)) {
-        change.type = number(type, QStringLiteral("the \"type\" of a state"), MAX_STATE_TYPE);
+        change.type = number(type, Words::tr("the \"type\" of a state"), MAX_STATE_TYPE);
     }
     if (const Json::Value* const words = member(*found, KEY_DESCRIPTION)) {
-        change.description = text(words, QStringLiteral("the \"description\" of a state"), placeholders);
+        change.description = text(words, Words::tr("the \"description\" of a state"), placeholders);
     }
     return change;
 }
@@ -270,8 +272,8 @@ QList<QVariant> DescriptionReader::settings(const Json::Value& value)
     QList<QVariant> entries;
     if (!value.isArray()) {
         m_json.addError(value,
-                        QStringLiteral("\"settings\" must be a list of objects with \"group\", \"key\" and "
-                                       "\"value\""));
+                        Words::tr("\"settings\" must be a list of objects with \"group\", \"key\" and "
+                                  "\"value\""));
         return entries;
     }
     QSet<QString> paths;
@@ -279,7 +281,7 @@ QList<QVariant> DescriptionReader::settings(const Json::Value& value)
         const QVariantMap entry = setting(element);
         const QString path = entry.value(KEY_GROUP).toString() + QLatin1Char('/') + entry.value(KEY_KEY).toString();
         if (!entry.isEmpty() && paths.contains(path)) {
-            m_json.addError(element, QStringLiteral("the setting %1 is there twice").arg(path));
+            m_json.addError(element, Words::tr("the setting %1 is there twice").arg(path));
         }
         paths.insert(path);
         entries.append(entry);
@@ -290,21 +292,21 @@ QList<QVariant> DescriptionReader::settings(const Json::Value& value)
 /// Empty when the setting is wrong.
 QVariantMap DescriptionReader::setting(const Json::Value& value)
 {
-    const Json::Value* const entry = object(&value, QStringLiteral("a setting"), {KEY_GROUP, KEY_KEY, KEY_VALUE});
+    const Json::Value* const entry = object(&value, Words::tr("a setting"), {KEY_GROUP, KEY_KEY, KEY_VALUE});
     if (entry == nullptr) {
         return QVariantMap();
     }
     const Json::Value* const key = member(*entry, KEY_KEY);
     const Json::Value* const content = member(*entry, KEY_VALUE);
     if (key == nullptr || content == nullptr || !key->isString() || textOf(*key).isEmpty()) {
-        m_json.addError(value, QStringLiteral("a setting needs a \"key\", a text that is not empty, and a \"value\""));
+        m_json.addError(value, Words::tr("a setting needs a \"key\", a text that is not empty, and a \"value\""));
         return QVariantMap();
     }
     const Json::Value* group = member(*entry, KEY_GROUP);
     if (group != nullptr && group->isNull()) {
         group = nullptr; // as the library writes it for a missing group when it changes a record
     }
-    return {{KEY_GROUP, text(group, QStringLiteral("the \"group\" of a setting"), Literal)},
+    return {{KEY_GROUP, text(group, Words::tr("the \"group\" of a setting"), Literal)},
             {KEY_KEY, textOf(*key)},
             {KEY_VALUE, any(*content, Literal)}};
 }
@@ -312,26 +314,26 @@ QVariantMap DescriptionReader::setting(const Json::Value& value)
 QList<AnswerCase> DescriptionReader::command(const QString& commandName, const Json::Value& value)
 {
     if (commandName.isEmpty()) {
-        m_json.addKeyError(value, QStringLiteral("the name of a command must not be empty"));
+        m_json.addKeyError(value, Words::tr("the name of a command must not be empty"));
     }
     if (commandName == COMMAND_ERROR) {
         m_json.addKeyError(value,
-                           QStringLiteral("\"commandError\" is never answered, because two services could then "
-                                          "answer each other's errors without an end"));
+                           Words::tr("\"commandError\" is never answered, because two services could then "
+                                     "answer each other's errors without an end"));
     }
     if (!value.isArray()) {
         return {answerCase(value)};
     }
     if (value.empty()) {
-        m_json.addError(value, QStringLiteral("a command needs at least one answer"));
+        m_json.addError(value, Words::tr("a command needs at least one answer"));
     }
     QList<AnswerCase> cases;
     bool isLastReached = false;
     for (const Json::Value& element : value) {
         if (isLastReached) {
             m_json.addError(element,
-                            QStringLiteral("this answer can never be chosen, because one before it has no "
-                                           "\"when\""));
+                            Words::tr("this answer can never be chosen, because one before it has no "
+                                      "\"when\""));
         }
         cases.append(answerCase(element));
         isLastReached = isLastReached || member(element, KEY_WHEN) == nullptr;
@@ -346,8 +348,7 @@ AnswerCase DescriptionReader::answerCase(const Json::Value& value)
     if (answers == nullptr) {
         result.sequence = {answer(value, {KEY_WHEN, KEY_SEQUENCE})};
     } else {
-        object(&value, QStringLiteral("a command with a \"sequence\""),
-               {KEY_WHEN, KEY_SEQUENCE, KEY_THEN, KEY_COMMENT});
+        object(&value, Words::tr("a command with a \"sequence\""), {KEY_WHEN, KEY_SEQUENCE, KEY_THEN, KEY_COMMENT});
         result.sequence = sequence(*answers);
         result.then = then(member(value, KEY_THEN));
     }
@@ -359,7 +360,7 @@ QList<Answer> DescriptionReader::sequence(const Json::Value& value)
 {
     QList<Answer> answers;
     if (!value.isArray() || value.empty()) {
-        m_json.addError(value, QStringLiteral("a \"sequence\" must be a list of answers that is not empty"));
+        m_json.addError(value, Words::tr("a \"sequence\" must be a list of answers that is not empty"));
         return answers;
     }
     for (const Json::Value& element : value) {
@@ -377,7 +378,7 @@ AnswerCase::Then DescriptionReader::then(const Json::Value* value)
     const QString found = textOf(*value);
     const int index = names.indexOf(found);
     if (index < 0) {
-        m_json.addError(*value, QStringLiteral("\"then\" must be \"repeat-last\", \"cycle\" or \"error\""));
+        m_json.addError(*value, Words::tr("\"then\" must be \"repeat-last\", \"cycle\" or \"error\""));
     }
     return index < 0 ? AnswerCase::RepeatLast : static_cast<AnswerCase::Then>(index);
 }
@@ -389,8 +390,8 @@ QVariantMap DescriptionReader::condition(const Json::Value* value)
     }
     if (!value->isObject() || value->empty()) {
         m_json.addError(*value,
-                        QStringLiteral("\"when\" must be an object with keys of the command's data, and their "
-                                       "values"));
+                        Words::tr("\"when\" must be an object with keys of the command's data, and their "
+                                  "values"));
         return QVariantMap();
     }
     return any(*value, Refused).toMap();
@@ -400,13 +401,13 @@ Answer DescriptionReader::answer(const Json::Value& value, const QStringList& fu
 {
     Answer result;
     const Json::Value* const found = object(
-        &value, QStringLiteral("an answer"),
+        &value, Words::tr("an answer"),
         QStringList{KEY_REPLY, KEY_ERROR, KEY_SILENCE, KEY_DELAY, KEY_STATE, KEY_SEND, KEY_COMMENT} + furtherKeys);
     if (found == nullptr) {
         return result;
     }
     readKind(*found, result);
-    result.delayMs = number(member(*found, KEY_DELAY), QStringLiteral("\"delay\", in ms,"), MAX_DELAY_MS);
+    result.delayMs = number(member(*found, KEY_DELAY), Words::tr("\"delay\", in ms,"), MAX_DELAY_MS);
     if (const Json::Value* const change = member(*found, KEY_STATE)) {
         result.state = state(*change, Filled);
     }
@@ -420,19 +421,19 @@ void DescriptionReader::readKind(const Json::Value& value, Answer& answer)
     const Json::Value* const error = member(value, KEY_ERROR);
     const Json::Value* const silence = member(value, KEY_SILENCE);
     if (int(reply != nullptr) + int(error != nullptr) + int(silence != nullptr) != 1) {
-        m_json.addError(value, QStringLiteral("an answer needs one of \"reply\", \"error\" and \"silence\""));
+        m_json.addError(value, Words::tr("an answer needs one of \"reply\", \"error\" and \"silence\""));
     }
-    if (const Json::Value* const found = object(reply, QStringLiteral("a \"reply\""), {KEY_NAME, KEY_DATA})) {
+    if (const Json::Value* const found = object(reply, Words::tr("a \"reply\""), {KEY_NAME, KEY_DATA})) {
         answer.kind = Answer::Reply;
-        answer.name = name(member(*found, KEY_NAME), QStringLiteral("the \"name\" of a reply"));
-        answer.data = data(member(*found, KEY_DATA), QStringLiteral("the \"data\" of a reply"));
+        answer.name = name(member(*found, KEY_NAME), Words::tr("the \"name\" of a reply"));
+        answer.data = data(member(*found, KEY_DATA), Words::tr("the \"data\" of a reply"));
     }
     if (error != nullptr) {
         answer.kind = Answer::Error;
         answer.errorText = text(error, quoted(KEY_ERROR), Filled);
     }
     if (silence != nullptr && !(silence->isBool() && silence->asBool())) {
-        m_json.addError(*silence, QStringLiteral("\"silence\" must be true"));
+        m_json.addError(*silence, Words::tr("\"silence\" must be true"));
     }
 }
 
@@ -452,17 +453,16 @@ QList<SentCommand> DescriptionReader::sent(const Json::Value* value)
 SentCommand DescriptionReader::sentCommand(const Json::Value& value)
 {
     SentCommand command;
-    const Json::Value* const found =
-        object(&value, QStringLiteral("a command to \"send\""), {KEY_TO, KEY_NAME, KEY_DATA});
+    const Json::Value* const found = object(&value, Words::tr("a command to \"send\""), {KEY_TO, KEY_NAME, KEY_DATA});
     if (found == nullptr) {
         return command;
     }
     if (member(*found, KEY_TO) == nullptr || member(*found, KEY_NAME) == nullptr) {
-        m_json.addError(value, QStringLiteral("a command to \"send\" needs \"to\" and \"name\""));
+        m_json.addError(value, Words::tr("a command to \"send\" needs \"to\" and \"name\""));
     }
-    command.receiver = text(member(*found, KEY_TO), QStringLiteral("the \"to\" of a command to send"), Filled);
-    command.name = name(member(*found, KEY_NAME), QStringLiteral("the \"name\" of a command to send"));
-    command.data = data(member(*found, KEY_DATA), QStringLiteral("the \"data\" of a command to send"));
+    command.receiver = text(member(*found, KEY_TO), Words::tr("the \"to\" of a command to send"), Filled);
+    command.name = name(member(*found, KEY_NAME), Words::tr("the \"name\" of a command to send"));
+    command.data = data(member(*found, KEY_DATA), Words::tr("the \"data\" of a command to send"));
     return command;
 }
 
@@ -498,11 +498,11 @@ MockFile readMockFile(const QString& fileName)
     QFile device(fileName);
     const QByteArray text = device.open(QIODevice::ReadOnly) ? device.read(MAX_FILE_SIZE + 1) : QByteArray();
     if (device.error() != QFileDevice::NoError) {
-        file.errors.append({0, QStringLiteral("cannot be read: %1").arg(device.errorString())});
+        file.errors.append({0, Words::tr("cannot be read: %1").arg(device.errorString())});
         return file;
     }
     if (text.size() > MAX_FILE_SIZE) {
-        file.errors.append({0, QStringLiteral("is larger than 16 MiB")});
+        file.errors.append({0, Words::tr("is larger than 16 MiB")});
         return file;
     }
     return mockFileFrom(text);

@@ -1,5 +1,7 @@
 #include "mockjson.h"
 
+#include "words.h"
+
 #include <QJsonDocument>
 #include <QRegularExpression>
 
@@ -9,6 +11,8 @@
 #include <memory>
 
 namespace tarvex::mock {
+
+using programs::Words;
 
 namespace {
 
@@ -33,12 +37,12 @@ FileError firstError(const std::string& errors)
     const QRegularExpressionMatch match = form.match(QString::fromStdString(errors));
     QString words = match.hasMatch() ? match.captured(2) : QString::fromStdString(errors).trimmed();
     words.remove(QRegularExpression(QStringLiteral("\\.$")));
-    return {qMax(1, match.captured(1).toInt()), QStringLiteral("this is no JSON: ") + words};
+    return {qMax(1, match.captured(1).toInt()), Words::tr("this is no JSON: ") + words};
 }
 
 QString changedNumber(const QString& number)
 {
-    return QStringLiteral("%1 is too large to travel exactly as a number").arg(number);
+    return Words::tr("%1 is too large to travel exactly as a number").arg(number);
 }
 
 } // namespace
@@ -108,7 +112,7 @@ bool MockJson::isUtf8()
     for (int line = 0; line < lines.size(); ++line) {
         const QByteArray& bytes = lines.at(line);
         if (QString::fromUtf8(bytes.constData(), bytes.size()).toUtf8() != bytes) {
-            m_errors.append({line + 1, QStringLiteral("this is no UTF-8")});
+            m_errors.append({line + 1, Words::tr("this is no UTF-8")});
             return false;
         }
     }
@@ -126,7 +130,7 @@ void MockJson::parse()
             m_errors.append(firstError(errors));
         }
     } catch (const Json::Exception&) {
-        m_errors.append({1, QStringLiteral("this is no JSON that can be read: it is nested too deeply")});
+        m_errors.append({1, Words::tr("this is no JSON that can be read: it is nested too deeply")});
     }
 }
 
@@ -136,7 +140,7 @@ void MockJson::checkStrictly()
     QJsonParseError error{};
     QJsonDocument::fromJson(m_text, &error);
     if (error.error != QJsonParseError::NoError) {
-        addErrorAt(error.offset, QStringLiteral("this is no JSON: %1").arg(error.errorString()));
+        addErrorAt(error.offset, Words::tr("this is no JSON: %1").arg(error.errorString()));
     }
 }
 

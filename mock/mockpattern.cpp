@@ -1,12 +1,15 @@
 #include "mockpattern.h"
 
 #include "mockwords.h"
+#include "words.h"
 
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QRegularExpression>
 
 namespace tarvex::mock {
+
+using programs::Words;
 
 namespace {
 
@@ -149,11 +152,11 @@ QString placeholderFault(const QString& text)
         const QRegularExpressionMatch found = match.next();
         const QString name = found.captured(1);
         if (found.captured() == BEGINNING) {
-            return QStringLiteral("a placeholder has no \"}\"; write \"$${\" for a \"${\" that is none");
+            return Words::tr("a placeholder has no \"}\"; write \"$${\" for a \"${\" that is none");
         }
         const bool isData = name.startsWith(DATA_PREFIX) && name.size() > DATA_PREFIX.size();
         if (found.captured() != ESCAPED_BEGINNING && !isData && !names.contains(name)) {
-            return QStringLiteral("there is no placeholder \"${%1}\"").arg(name) + hint(name, names);
+            return Words::tr("there is no placeholder \"${%1}\"").arg(name) + hint(name, names);
         }
     }
     return QString();

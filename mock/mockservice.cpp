@@ -3,11 +3,14 @@
 #include "client/tarvexmessagesreciever.h"
 #include "mockpattern.h"
 #include "records/clientsettings.h"
+#include "words.h"
 
 #include <QStringList>
 #include <QUuid>
 
 namespace tarvex::mock {
+
+using programs::Words;
 
 namespace {
 
@@ -88,7 +91,7 @@ void MockService::connectToBus()
     sendWaiting();
     // The receiver comes last. So whoever gets an answer finds the state and the settings.
     if (!m_receiver->open()) {
-        tryAgain(QStringLiteral("the connection for receiving cannot be made"));
+        tryAgain(Words::tr("the connection for receiving cannot be made"));
         return;
     }
     m_sinceOpen.start();
@@ -102,15 +105,15 @@ void MockService::lookAtReceiver()
         m_lookTimer.stop();
         tell(MockEvent::Ready);
     } else if (!m_receiver->isConnected()) {
-        tryAgain(QStringLiteral("the bus refuses the connection for receiving"));
+        tryAgain(Words::tr("the bus refuses the connection for receiving"));
     } else if (m_sinceOpen.hasExpired(HANDSHAKE_TIMEOUT_MS)) {
-        tryAgain(QStringLiteral("the bus does not answer on the connection for receiving"));
+        tryAgain(Words::tr("the bus does not answer on the connection for receiving"));
     }
 }
 
 void MockService::onLost()
 {
-    tryAgain(QStringLiteral("the bus has closed the connection"));
+    tryAgain(Words::tr("the bus has closed the connection"));
 }
 
 /// Nothing is closed here, because this may be called from inside an exchange.
@@ -134,7 +137,7 @@ bool MockService::storeSettings()
         ClientSettings settings;
         settings.setOwner(m_description.name);
         settings.setSettings(m_description.settings);
-        if (!isDone(m_query->saveSettings(settings), QStringLiteral("to save the settings"))) {
+        if (!isDone(m_query->saveSettings(settings), Words::tr("to save the settings"))) {
             return false;
         }
     }
@@ -147,8 +150,7 @@ bool MockService::storeSettings()
 bool MockService::hasStoredSettings(bool& isStored)
 {
     QList<ClientSettings> stored;
-    if (!isDone(m_query->loadSettings(QStringList{m_description.name}, stored),
-                QStringLiteral("to load the settings"))) {
+    if (!isDone(m_query->loadSettings(QStringList{m_description.name}, stored), Words::tr("to load the settings"))) {
         return false;
     }
     isStored = !stored.isEmpty();
@@ -157,7 +159,7 @@ bool MockService::hasStoredSettings(bool& isStored)
 
 bool MockService::saveState()
 {
-    return !m_hasState || isDone(m_query->saveState(m_state), QStringLiteral("to save the state"));
+    return !m_hasState || isDone(m_query->saveState(m_state), Words::tr("to save the state"));
 }
 
 /// \return false when the connection is of no use any more. What the bus refuses is done, because it would refuse it
@@ -168,7 +170,7 @@ bool MockService::isDone(bool hasSucceeded, const QString& what)
         return false;
     }
     if (!hasSucceeded) {
-        tell(MockEvent::Refused, QStringLiteral("the bus refuses %1: %2").arg(what, m_query->lastOutcome().toString()));
+        tell(MockEvent::Refused, Words::tr("the bus refuses %1: %2").arg(what, m_query->lastOutcome().toString()));
     }
     return true;
 }
@@ -254,7 +256,7 @@ void MockService::send(TarvexCommand command)
     m_waiting.append(command.toOutgoingMessage());
     if (m_waiting.size() > MAX_WAITING) {
         m_waiting.removeFirst();
-        tell(MockEvent::Refused, QStringLiteral("the bus is away for too long, and the oldest answer was dropped"));
+        tell(MockEvent::Refused, Words::tr("the bus is away for too long, and the oldest answer was dropped"));
     }
     sendWaiting();
 }
@@ -264,7 +266,7 @@ void MockService::sendWaiting()
     while (m_query->isOpen() && !m_waiting.isEmpty()) {
         // After any other failure than a refusal nobody knows whether the bus has it. It is then sent again at the next
         // connection with the same uid, so that the receiver drops it if it has it already.
-        if (!isDone(m_query->sendMessage(m_waiting.constFirst()), QStringLiteral("to take an answer"))) {
+        if (!isDone(m_query->sendMessage(m_waiting.constFirst()), Words::tr("to take an answer"))) {
             tryAgain(m_query->lastOutcome().toString());
             return;
         }

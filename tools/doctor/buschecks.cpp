@@ -1,4 +1,5 @@
 #include "doctor/checks.h"
+#include "programwords.h"
 
 #include "tarvexlib.h"
 
@@ -13,14 +14,14 @@ namespace {
 
 QString timeText(double milliseconds)
 {
-    return QStringLiteral("%1 ms").arg(milliseconds, 0, 'f', milliseconds < 10 ? 2 : 0);
+    return Words::tr("%1 ms").arg(milliseconds, 0, 'f', milliseconds < 10 ? 2 : 0);
 }
 
 /// What to do about silence.
 QString adviceForSilence()
 {
-    return QStringLiteral("See what the process that holds the port waits for (strace -p, gdb -p), and start it "
-                          "again if it hangs.");
+    return Words::tr("See what the process that holds the port waits for (strace -p, gdb -p), and start it "
+                     "again if it hangs.");
 }
 
 /// What to do about what went wrong after a handshake that was accepted.
@@ -30,9 +31,9 @@ QString adviceAfterHandshake(const Failure& failure)
     case TimedOut:
         return adviceForSilence();
     case Refused:
-        return QStringLiteral("Read what the bus has written to its stderr, and see storage below.");
+        return Words::tr("Read what the bus has written to its stderr, and see storage below.");
     default:
-        return QStringLiteral("See whether the bus has ended, and run doctor again.");
+        return Words::tr("See whether the bus has ended, and run doctor again.");
     }
 }
 
@@ -43,7 +44,7 @@ Finding handshakeFinding(const QString& check, const QString& port, const std::o
     if (!isDone || (failure && failure->status() == TimedOut)) {
         return {check,
                 Severity::Wrong,
-                QStringLiteral("something listens on the %1 port and does not answer the handshake within %2")
+                Words::tr("something listens on the %1 port and does not answer the handshake within %2")
                     .arg(port, deadlineText),
                 adviceForSilence(),
                 {}};
@@ -51,12 +52,12 @@ Finding handshakeFinding(const QString& check, const QString& port, const std::o
     if (failure) {
         return {check,
                 Severity::Wrong,
-                QStringLiteral("on the %1 port: %2").arg(port, failure->words()),
-                QStringLiteral("See what the process that holds the port is, because this is not how a bus answers a "
-                               "handshake."),
+                Words::tr("on the %1 port: %2").arg(port, failure->words()),
+                Words::tr("See what the process that holds the port is, because this is not how a bus answers a "
+                          "handshake."),
                 {}};
     }
-    return {check, Severity::Ok, QStringLiteral("the bus accepts the handshake on the %1 port").arg(port), {}, {}};
+    return {check, Severity::Ok, Words::tr("the bus accepts the handshake on the %1 port").arg(port), {}, {}};
 }
 
 bool hasListener(const QList<Socket>& listeners, quint16 port)
@@ -73,9 +74,9 @@ void addBreak(const BusAnswers& answers, const QString& deadlineText, Findings& 
     findings.append({QStringLiteral("bus.exchange"),
                      Severity::Wrong,
                      answers.isQueryDone
-                         ? QStringLiteral("after the handshake: %1").arg(answers.queryFailure->words())
-                         : QStringLiteral("the bus accepts the handshake, and has not answered all that was asked "
-                                          "after it within %1")
+                         ? Words::tr("after the handshake: %1").arg(answers.queryFailure->words())
+                         : Words::tr("the bus accepts the handshake, and has not answered all that was asked "
+                                     "after it within %1")
                                .arg(deadlineText),
                      answers.isQueryDone ? adviceAfterHandshake(*answers.queryFailure) : adviceForSilence(),
                      {}});
@@ -98,13 +99,12 @@ void addReplaced(const QList<Socket>& sockets, Findings& findings)
             pids.append(name.key());
         }
         const QStringList texts = names.values();
-        findings.append(
-            {QStringLiteral("versions.replaced"),
-             Severity::Note,
-             QStringLiteral("the file of the program, or of the library, was replaced since the start of %1")
-                 .arg(texts.join(QStringLiteral(", "))),
-             QStringLiteral("Start them again, so that they run what is installed."),
-             {{QStringLiteral("pids"), pids}}});
+        findings.append({QStringLiteral("versions.replaced"),
+                         Severity::Note,
+                         Words::tr("the file of the program, or of the library, was replaced since the start of %1")
+                             .arg(texts.join(QStringLiteral(", "))),
+                         Words::tr("Start them again, so that they run what is installed."),
+                         {{QStringLiteral("pids"), pids}}});
     }
 }
 
@@ -142,7 +142,7 @@ Findings checkSpeed(const BusAnswers& answers, double slowMs)
     Finding finding{
         QStringLiteral("speed"),
         Severity::Ok,
-        QStringLiteral("%1: half of them took %2 or less, the longest %3")
+        Words::tr("%1: half of them took %2 or less, the longest %3")
             .arg(counted(times.size(), QStringLiteral("exchange")), timeText(median), timeText(times.last())),
         {},
         {{QStringLiteral("count"), times.size()},
@@ -151,13 +151,12 @@ Findings checkSpeed(const BusAnswers& answers, double slowMs)
          {QStringLiteral("maxMs"), times.last()}}};
     if (median > slowMs) {
         finding.severity = Severity::Wrong;
-        finding.advice =
-            QStringLiteral("See whether the machine, the bus or its storage is busy (top, iostat), because "
-                           "a bus that is not busy answers within a few milliseconds.");
+        finding.advice = Words::tr("See whether the machine, the bus or its storage is busy (top, iostat), because "
+                                   "a bus that is not busy answers within a few milliseconds.");
     } else if (times.last() > slowMs) {
         finding.severity = Severity::Note;
-        finding.advice = QStringLiteral("Run doctor again to see whether single exchanges stay slow: then something "
-                                        "holds the bus up from time to time.");
+        finding.advice = Words::tr("Run doctor again to see whether single exchanges stay slow: then something "
+                                   "holds the bus up from time to time.");
     }
     return {finding};
 }
@@ -170,18 +169,18 @@ Findings checkControl(const ControlAnswers& control, const BusAnswers& answers)
         }
         return {{QStringLiteral("control"),
                  Severity::Unseen,
-                 QStringLiteral("this bus has no control socket for this user: its version, who is missing, names "
-                                "taken twice, its storage and its start could not be looked at, and settings and "
-                                "states only of the names that the library knows"),
-                 QStringLiteral("On a desk, run doctor as the user who has started tarvex-devbus; another bus has no "
-                                "such socket."),
+                 Words::tr("this bus has no control socket for this user: its version, who is missing, names "
+                           "taken twice, its storage and its start could not be looked at, and settings and "
+                           "states only of the names that the library knows"),
+                 Words::tr("On a desk, run doctor as the user who has started tarvex-devbus; another bus has no "
+                           "such socket."),
                  {}}};
     }
     if (!control.failure.isEmpty()) {
         return {{QStringLiteral("control"),
                  Severity::Wrong,
-                 QStringLiteral("the control socket of the bus: %1").arg(control.failure),
-                 QStringLiteral("See whether the bus hangs, or is older than this program."),
+                 Words::tr("the control socket of the bus: %1").arg(control.failure),
+                 Words::tr("See whether the bus hangs, or is older than this program."),
                  {}}};
     }
     return {};
@@ -198,11 +197,11 @@ Findings checkFaults(const ControlAnswers& control)
     }
     return {{QStringLiteral("faults"),
              Severity::Note,
-             QStringLiteral("%1 on purpose %2 set")
+             Words::tr("%1 on purpose %2 set")
                  .arg(counted(rules.size(), QStringLiteral("fault")),
                       rules.size() == 1 ? QStringLiteral("is") : QStringLiteral("are")),
-             QStringLiteral("See with tarvexctl fault list whether they explain what else is told here, and remove "
-                            "them with tarvexctl fault clear."),
+             Words::tr("See with tarvexctl fault list whether they explain what else is told here, and remove "
+                       "them with tarvexctl fault clear."),
              {{QStringLiteral("rules"), rules}}}};
 }
 
@@ -214,11 +213,11 @@ Findings checkVersions(const ControlAnswers& control, const QList<Socket>& liste
     const QVariantMap facts{{QStringLiteral("tarvexctl"), ours}, {QStringLiteral("bus"), theirs}};
     if (!theirs.isEmpty() && theirs != ours) {
         findings.append({QStringLiteral("versions"), Severity::Note,
-                         QStringLiteral("tarvexctl has the library %1, the bus is of version %2").arg(ours, theirs),
-                         QStringLiteral("Install both from the same version, and start the bus again."), facts});
+                         Words::tr("tarvexctl has the library %1, the bus is of version %2").arg(ours, theirs),
+                         Words::tr("Install both from the same version, and start the bus again."), facts});
     } else if (!theirs.isEmpty()) {
         findings.append({QStringLiteral("versions"), Severity::Ok,
-                         QStringLiteral("tarvexctl and the bus are of version %1").arg(ours), QString(), facts});
+                         Words::tr("tarvexctl and the bus are of version %1").arg(ours), QString(), facts});
     }
     addReplaced(listeners + connections, findings);
     return findings;

@@ -1,4 +1,5 @@
 #include "doctor/checks.h"
+#include "programwords.h"
 
 #include "supportedclients.h"
 
@@ -39,7 +40,7 @@ int waitingFor(const QVariantMap& client)
 /// "1 message waits"
 QString waitingText(int count)
 {
-    return count == 1 ? QStringLiteral("1 message waits") : QStringLiteral("%1 messages wait").arg(count);
+    return count == 1 ? Words::tr("1 message waits") : Words::tr("%1 messages wait").arg(count);
 }
 
 int takeoversOf(const QVariantMap& client)
@@ -57,13 +58,12 @@ Finding missingFinding(const QVariantMap& client, bool isUnknown)
 {
     const QString name = nameOf(client);
     return {QStringLiteral("clients.missing"), Severity::Wrong,
-            QStringLiteral("\"%1\" %2, and %3 for it")
-                .arg(name,
-                     isUnknown ? QStringLiteral("has never been there") : QStringLiteral("has no receiving connection"),
+            Words::tr("\"%1\" %2, and %3 for it")
+                .arg(name, isUnknown ? Words::tr("has never been there") : Words::tr("has no receiving connection"),
                      waitingText(waitingFor(client))),
-            isUnknown ? QStringLiteral("Look for this name in the services that send, because it may be mistyped; "
-                                       "otherwise start that service.")
-                      : QStringLiteral("Start that service, or find out why it does not receive."),
+            isUnknown ? Words::tr("Look for this name in the services that send, because it may be mistyped; "
+                                  "otherwise start that service.")
+                      : Words::tr("Start that service, or find out why it does not receive."),
             clientFacts(client)};
 }
 
@@ -94,39 +94,38 @@ Finding manyMissingFinding(const QList<QVariantMap>& missing, const QStringList&
     QStringList mistyped;
     std::copy_if(names.begin(), names.end(), std::back_inserter(mistyped),
                  [&](const QString& name) { return unknown.contains(name); });
-    const QString advice = QStringLiteral("Start these services, or find out why they do not receive.");
-    const QString hint = QStringLiteral(" Nobody has ever been %1%2, so %1 may be mistyped.");
+    const QString advice = Words::tr("Start these services, or find out why they do not receive.");
+    const QString hint = Words::tr(" Nobody has ever been %1%2, so %1 may be mistyped.");
     return {QStringLiteral("clients.missing"),
             Severity::Wrong,
-            QStringLiteral("%1 for %2 clients that do not receive: %3 and %4 more")
+            Words::tr("%1 for %2 clients that do not receive: %3 and %4 more")
                 .arg(waitingText(waitingFor(missing)), QString::number(names.size()),
                      names.mid(0, MAX_NAMED).join(QStringLiteral(", ")), QString::number(names.size() - MAX_NAMED)),
             mistyped.isEmpty() ? advice
                                : advice
                     + hint.arg(mistyped.first(),
-                               mistyped.size() == 1 ? QString()
-                                                    : QStringLiteral(" and %1").arg(
-                                                        counted(mistyped.size() - 1, QStringLiteral("other")))),
+                               mistyped.size() == 1
+                                   ? QString()
+                                   : Words::tr(" and %1").arg(counted(mistyped.size() - 1, QStringLiteral("other")))),
             {{QStringLiteral("clients"), facts}, {QStringLiteral("waiting"), waitingFor(missing)}}};
 }
 
 /// On a desk without a log service, log lines wait all the time.
 Finding logFinding(const QVariantMap& client)
 {
-    return {QStringLiteral("clients.log"), Severity::Note,
-            QStringLiteral("nobody receives the log, and %1 for \"%2\"")
-                .arg(waitingText(waitingFor(client)), nameOf(client)),
-            QStringLiteral("Start the log service, or show the log with tarvexctl log --stand-in."),
-            clientFacts(client)};
+    return {
+        QStringLiteral("clients.log"), Severity::Note,
+        Words::tr("nobody receives the log, and %1 for \"%2\"").arg(waitingText(waitingFor(client)), nameOf(client)),
+        Words::tr("Start the log service, or show the log with tarvexctl log --stand-in."), clientFacts(client)};
 }
 
 Finding answersFinding(const QList<QVariantMap>& own)
 {
     return {QStringLiteral("clients.answers"),
             Severity::Note,
-            QStringLiteral("%1 for tarvexctl itself, which has ended").arg(waitingText(waitingFor(own))),
-            QStringLiteral("Leave them, because they are answers to what was sent; or take them with "
-                           "tarvexctl --as %1 listen --timeout 1.")
+            Words::tr("%1 for tarvexctl itself, which has ended").arg(waitingText(waitingFor(own))),
+            Words::tr("Leave them, because they are answers to what was sent; or take them with "
+                      "tarvexctl --as %1 listen --timeout 1.")
                 .arg(nameOf(own.first())),
             {{QStringLiteral("waiting"), waitingFor(own)}}};
 }
@@ -164,18 +163,16 @@ void addClient(const QVariantMap& client, Findings& findings)
     const bool receives = !client.value(QStringLiteral("receiverSince")).toString().isEmpty();
     const int waiting = waitingFor(client);
     if (receives && waiting >= MAX_UNACKNOWLEDGED) {
-        findings.append({QStringLiteral("clients.behind"), Severity::Note,
-                         QStringLiteral("\"%1\" is there, and %2 messages wait for it")
-                             .arg(nameOf(client), QString::number(waiting)),
-                         QStringLiteral("See whether that service hangs, or is slower than what is sent to it."),
-                         clientFacts(client)});
-    } else if (!receives && !isMissing(client) && client.value(QStringLiteral("subscriptions")).toInt() > 0) {
         findings.append(
-            {QStringLiteral("clients.subscribed"), Severity::Note,
-             QStringLiteral("\"%1\" has no receiving connection and is still subscribed").arg(nameOf(client)),
-             QStringLiteral("Start that service, or let it unsubscribe, because the bus keeps for it what "
-                            "is published."),
-             clientFacts(client)});
+            {QStringLiteral("clients.behind"), Severity::Note,
+             Words::tr("\"%1\" is there, and %2 messages wait for it").arg(nameOf(client), QString::number(waiting)),
+             Words::tr("See whether that service hangs, or is slower than what is sent to it."), clientFacts(client)});
+    } else if (!receives && !isMissing(client) && client.value(QStringLiteral("subscriptions")).toInt() > 0) {
+        findings.append({QStringLiteral("clients.subscribed"), Severity::Note,
+                         Words::tr("\"%1\" has no receiving connection and is still subscribed").arg(nameOf(client)),
+                         Words::tr("Start that service, or let it unsubscribe, because the bus keeps for it what "
+                                   "is published."),
+                         clientFacts(client)});
     }
 }
 
@@ -207,10 +204,10 @@ void addTwins(const QList<Socket>& connections, Findings& findings)
         }
         findings.append({QStringLiteral("names.twins"),
                          Severity::Note,
-                         QStringLiteral("the same command line runs in several connected processes: %1 (%2)")
+                         Words::tr("the same command line runs in several connected processes: %1 (%2)")
                              .arg(twins.key().left(200), texts.join(QStringLiteral(", "))),
-                         QStringLiteral("Check that they do not have the same name on the bus, and end all but one if "
-                                        "they do."),
+                         Words::tr("Check that they do not have the same name on the bus, and end all but one if "
+                                   "they do."),
                          {{QStringLiteral("commandLine"), twins.key()}, {QStringLiteral("pids"), numbers}}});
     }
 }
@@ -231,15 +228,15 @@ Finding takeoverFinding(const QVariantMap& client, int risen, qint64 afterMs)
                             {QStringLiteral("risen"), risen}};
     if (risen > 0) {
         return {QStringLiteral("names.fight"), Severity::Wrong,
-                QStringLiteral("two processes fight for the name \"%1\": it was taken again while doctor looked")
+                Words::tr("two processes fight for the name \"%1\": it was taken again while doctor looked")
                     .arg(nameOf(client)),
-                QStringLiteral("End one of the two processes, because each gets only a part of the messages."), facts};
+                Words::tr("End one of the two processes, because each gets only a part of the messages."), facts};
     }
     return {QStringLiteral("names.taken"), Severity::Note,
-            QStringLiteral("the name \"%1\" was taken from a connected process %2 since the bus was started, but not "
-                           "within the last %3 s")
+            Words::tr("the name \"%1\" was taken from a connected process %2 since the bus was started, but not "
+                      "within the last %3 s")
                 .arg(nameOf(client), counted(takeoversOf(client), QStringLiteral("time")), secondsText(afterMs)),
-            QStringLiteral("Check that this service runs once, and that nobody uses its name with --as."), facts};
+            Words::tr("Check that this service runs once, and that nobody uses its name with --as."), facts};
 }
 
 } // namespace
@@ -261,7 +258,7 @@ Findings checkClients(const ControlAnswers& control)
     if (findings.isEmpty()) {
         findings.append({QStringLiteral("clients"),
                          Severity::Ok,
-                         QStringLiteral("%1 connected, and nothing waits for an absent one")
+                         Words::tr("%1 connected, and nothing waits for an absent one")
                              .arg(counted(connected, QStringLiteral("client"))),
                          {},
                          {{QStringLiteral("connected"), connected}}});
@@ -288,9 +285,9 @@ Findings checkNames(const ControlAnswers& control, const LaterLook& later, const
     if (later.silenceMs > SILENCE_TOLERANCE_MS) {
         findings.append({QStringLiteral("names.unseen"),
                          Severity::Unseen,
-                         QStringLiteral("the bus did not tell for %1 s whether a name was taken again")
+                         Words::tr("the bus did not tell for %1 s whether a name was taken again")
                              .arg(secondsText(later.silenceMs)),
-                         QStringLiteral("See what is wrong above, and run doctor again."),
+                         Words::tr("See what is wrong above, and run doctor again."),
                          {{QStringLiteral("silenceMs"), later.silenceMs}}});
     }
     const QHash<QString, int> former = takeoversByName(control.clients);
@@ -302,11 +299,8 @@ Findings checkNames(const ControlAnswers& control, const LaterLook& later, const
     }
     addTwins(connections, findings);
     if (findings.isEmpty() && control.isThere && control.failure.isEmpty()) {
-        findings.append({QStringLiteral("names"),
-                         Severity::Ok,
-                         QStringLiteral("no name was taken from a connected process"),
-                         {},
-                         {}});
+        findings.append(
+            {QStringLiteral("names"), Severity::Ok, Words::tr("no name was taken from a connected process"), {}, {}});
     }
     return findings;
 }

@@ -3,6 +3,7 @@
 #include "controlclient.h"
 #include "failure.h"
 #include "owners.h"
+#include "programwords.h"
 
 namespace tarvexctl::doctor {
 
@@ -59,7 +60,7 @@ ControlAnswers askControl(const QDeadlineTimer& deadline)
         }
     } catch (const Failure& failure) {
         answers.isThere = true;
-        answers.failure = failure.status() == TimedOut ? QStringLiteral("it did not answer in time") : failure.words();
+        answers.failure = failure.status() == TimedOut ? Words::tr("it did not answer in time") : failure.words();
     }
     return answers;
 }

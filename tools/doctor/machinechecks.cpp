@@ -1,6 +1,7 @@
 #include "doctor/checks.h"
 
 #include "fileinfo.h"
+#include "programwords.h"
 
 #include <QFile>
 #include <QFileInfo>
@@ -35,9 +36,9 @@ Finding failingStorage(const QString& words)
 {
     return {QStringLiteral("storage.failing"),
             Severity::Wrong,
-            QStringLiteral("the storage fails: %1").arg(words),
-            QStringLiteral("Read the reason that the bus has written to its stderr; after damage, start it with an "
-                           "undamaged file or with none."),
+            Words::tr("the storage fails: %1").arg(words),
+            Words::tr("Read the reason that the bus has written to its stderr; after damage, start it with an "
+                      "undamaged file or with none."),
             {{QStringLiteral("reason"), words}}};
 }
 
@@ -45,8 +46,7 @@ void addRefusals(const BusAnswers& answers, Findings& findings)
 {
     if (!answers.refusals.isEmpty()) {
         const auto& [owner, words] = answers.refusals.first();
-        findings.append(
-            failingStorage(QStringLiteral("what is stored for \"%1\" cannot be loaded: %2").arg(owner, words)));
+        findings.append(failingStorage(Words::tr("what is stored for \"%1\" cannot be loaded: %2").arg(owner, words)));
     }
 }
 
@@ -58,21 +58,21 @@ Finding roomFinding(const QString& path, qint64 bytes)
     Finding finding{
         QStringLiteral("storage"),
         Severity::Ok,
-        QStringLiteral("%1 takes %2, and %3 are free").arg(path, sizeText(bytes), sizeText(freeBytes)),
+        Words::tr("%1 takes %2, and %3 are free").arg(path, sizeText(bytes), sizeText(freeBytes)),
         {},
         {{QStringLiteral("path"), path}, {QStringLiteral("bytes"), bytes}, {QStringLiteral("freeBytes"), freeBytes}}};
     if (freeBytes < FULL_BYTES) {
         finding.check = QStringLiteral("storage.full");
         finding.severity = Severity::Wrong;
-        finding.advice = QStringLiteral("Make room there, because the bus refuses what it cannot store.");
+        finding.advice = Words::tr("Make room there, because the bus refuses what it cannot store.");
     } else if (freeBytes < LOW_BYTES) {
         finding.check = QStringLiteral("storage.low");
         finding.severity = Severity::Note;
-        finding.advice = QStringLiteral("Make room there before it is full.");
+        finding.advice = Words::tr("Make room there before it is full.");
     } else if (bytes > LARGE_BYTES) {
         finding.check = QStringLiteral("storage.large");
         finding.severity = Severity::Note;
-        finding.advice = QStringLiteral("See in tarvexctl clients for whom so many messages wait.");
+        finding.advice = Words::tr("See in tarvexctl clients for whom so many messages wait.");
     }
     return finding;
 }
@@ -83,17 +83,17 @@ void addFile(const QString& path, qint64 bytes, Findings& findings)
     if (!isThere && errno == EACCES) {
         findings.append({QStringLiteral("storage.unseen"),
                          Severity::Unseen,
-                         QStringLiteral("the storage %1 cannot be looked at by this user").arg(path),
-                         QStringLiteral("Run doctor as the user who has started the bus."),
+                         Words::tr("the storage %1 cannot be looked at by this user").arg(path),
+                         Words::tr("Run doctor as the user who has started the bus."),
                          {{QStringLiteral("path"), path}}});
         return;
     }
     if (!isThere) {
         findings.append({QStringLiteral("storage.gone"),
                          Severity::Wrong,
-                         QStringLiteral("the storage %1 is gone while the bus runs").arg(path),
-                         QStringLiteral("Start the bus again, with a saved copy of the file or with none, because it "
-                                        "cannot go on without the file."),
+                         Words::tr("the storage %1 is gone while the bus runs").arg(path),
+                         Words::tr("Start the bus again, with a saved copy of the file or with none, because it "
+                                   "cannot go on without the file."),
                          {{QStringLiteral("path"), path}}});
         return;
     }
@@ -102,8 +102,8 @@ void addFile(const QString& path, qint64 bytes, Findings& findings)
     if (!file.isReadable() || !file.isWritable()) {
         findings.append({QStringLiteral("storage.rights"),
                          Severity::Note,
-                         QStringLiteral("this user may not read and write %1").arg(path),
-                         QStringLiteral("Check whose file it is, if the bus runs as this user."),
+                         Words::tr("this user may not read and write %1").arg(path),
+                         Words::tr("Check whose file it is, if the bus runs as this user."),
                          {{QStringLiteral("path"), path}}});
     }
 }
@@ -120,15 +120,14 @@ void addJumpSinceStart(const QVariantMap& about, Findings& findings)
     }
     const qint64 jumpMs = noted.msecsTo(process->startedAt);
     if (std::abs(jumpMs) > JUMP_TOLERANCE_MS) {
-        findings.append(
-            {QStringLiteral("clock.jump"),
-             Severity::Wrong,
-             QStringLiteral("since the bus was started the clock was set %1 by %2 s")
-                 .arg(jumpMs > 0 ? QStringLiteral("forward") : QStringLiteral("back"),
-                      QString::number(qRound64(static_cast<double>(std::abs(jumpMs)) / 1000))),
-             QStringLiteral("Do not compare the dates of records across that jump, and let the clock be set "
-                            "before the bus is started."),
-             {{QStringLiteral("jumpMs"), jumpMs}}});
+        findings.append({QStringLiteral("clock.jump"),
+                         Severity::Wrong,
+                         Words::tr("since the bus was started the clock was set %1 by %2 s")
+                             .arg(jumpMs > 0 ? QStringLiteral("forward") : QStringLiteral("back"),
+                                  QString::number(qRound64(static_cast<double>(std::abs(jumpMs)) / 1000))),
+                         Words::tr("Do not compare the dates of records across that jump, and let the clock be set "
+                                   "before the bus is started."),
+                         {{QStringLiteral("jumpMs"), jumpMs}}});
     }
 }
 
@@ -146,8 +145,8 @@ Findings checkStorage(const ControlAnswers& control, const BusAnswers& answers)
     if (path.isValid() && path.toString().isEmpty()) {
         findings.append({QStringLiteral("storage.memory"),
                          Severity::Note,
-                         QStringLiteral("the bus stores in memory"),
-                         QStringLiteral("Start it without --memory if something is to be kept."),
+                         Words::tr("the bus stores in memory"),
+                         Words::tr("Start it without --memory if something is to be kept."),
                          {}});
     } else if (path.isValid()) {
         addFile(path.toString(), control.about.value(QStringLiteral("storageBytes")).toLongLong(), findings);
@@ -162,8 +161,8 @@ Findings checkClock(const ControlAnswers& control, qint64 jumpMs)
     if (std::abs(jumpMs) > SHORT_JUMP_TOLERANCE_MS) {
         findings.append({QStringLiteral("clock.jump"),
                          Severity::Wrong,
-                         QStringLiteral("the clock was set by %1 ms while doctor looked").arg(jumpMs),
-                         QStringLiteral("Find out what sets the clock, because the dates of records jump with it."),
+                         Words::tr("the clock was set by %1 ms while doctor looked").arg(jumpMs),
+                         Words::tr("Find out what sets the clock, because the dates of records jump with it."),
                          {{QStringLiteral("jumpMs"), jumpMs}}});
     }
     timex state{};
@@ -171,16 +170,16 @@ Findings checkClock(const ControlAnswers& control, qint64 jumpMs)
     if (answer == TIME_ERROR) {
         findings.append({QStringLiteral("clock.unsynchronised"),
                          Severity::Note,
-                         QStringLiteral("nothing keeps the clock of this machine right, as far as the kernel knows"),
-                         QStringLiteral("Set up NTP (timedatectl shows it), if dates are compared with those of other "
-                                        "machines."),
+                         Words::tr("nothing keeps the clock of this machine right, as far as the kernel knows"),
+                         Words::tr("Set up NTP (timedatectl shows it), if dates are compared with those of other "
+                                   "machines."),
                          {}});
     }
     if (findings.isEmpty()) {
         findings.append({QStringLiteral("clock"),
                          Severity::Ok,
-                         control.about.isEmpty() ? QStringLiteral("the clock was not set while doctor looked")
-                                                 : QStringLiteral("the clock was not set since the bus was started"),
+                         control.about.isEmpty() ? Words::tr("the clock was not set while doctor looked")
+                                                 : Words::tr("the clock was not set since the bus was started"),
                          {},
                          {}});
     }

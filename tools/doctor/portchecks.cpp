@@ -1,4 +1,5 @@
 #include "doctor/checks.h"
+#include "programwords.h"
 
 #include <QSet>
 #include <QStringList>
@@ -20,12 +21,12 @@ constexpr Port PORTS[] = {{45535, "query"}, {45537, "receiver"}};
 
 QString portText(const Port& port)
 {
-    return QStringLiteral("the %1 port %2").arg(QLatin1String(port.name), QString::number(port.number));
+    return Words::tr("the %1 port %2").arg(QLatin1String(port.name), QString::number(port.number));
 }
 
 QString processText(const Process& process)
 {
-    return QStringLiteral("%1 (process %2 of %3)").arg(process.name, QString::number(process.pid), process.user);
+    return Words::tr("%1 (process %2 of %3)").arg(process.name, QString::number(process.pid), process.user);
 }
 
 QString processesText(const QList<Process>& processes)
@@ -34,7 +35,7 @@ QString processesText(const QList<Process>& processes)
     for (const Process& process : processes) {
         texts.append(processText(process));
     }
-    return texts.join(QStringLiteral(" and "));
+    return texts.join(Words::tr(" and "));
 }
 
 QVariantMap processFacts(const QList<Process>& processes)
@@ -78,8 +79,8 @@ Finding missingPort(const Port& port)
 {
     return {QStringLiteral("ports.missing"),
             Severity::Wrong,
-            QStringLiteral("nobody listens on %1").arg(portText(port)),
-            QStringLiteral("End what holds the other port and start the bus again, because a bus opens both."),
+            Words::tr("nobody listens on %1").arg(portText(port)),
+            Words::tr("End what holds the other port and start the bus again, because a bus opens both."),
             {{QStringLiteral("port"), port.number}}};
 }
 
@@ -88,10 +89,10 @@ Finding unseenHolder(const Socket& socket)
     const QString user = userName(socket.user);
     return {QStringLiteral("ports.unseen"),
             Severity::Unseen,
-            QStringLiteral("a process of the user %1 listens on port %2; its number cannot be seen from here")
+            Words::tr("a process of the user %1 listens on port %2; its number cannot be seen from here")
                 .arg(user, QString::number(socket.port)),
-            QStringLiteral("Run doctor as %1 to see which process it is.")
-                .arg(socket.user == 0 ? user : user + QStringLiteral(" or root")),
+            Words::tr("Run doctor as %1 to see which process it is.")
+                .arg(socket.user == 0 ? user : user + Words::tr(" or root")),
             {{QStringLiteral("port"), socket.port}, {QStringLiteral("user"), user}}};
 }
 
@@ -103,8 +104,8 @@ Finding onePortFinding(const QList<Process>& holders, const Port& port, bool isO
             .arg(processesText(holders), holders.size() == 1 ? QStringLiteral("holds") : QStringLiteral("hold"),
                  portText(port));
     if (isOtherMissing) {
-        return {QStringLiteral("ports.holders"), Severity::Wrong, words + QStringLiteral(" only"),
-                QStringLiteral("See whether this is the bus at all, because a bus holds both ports."),
+        return {QStringLiteral("ports.holders"), Severity::Wrong, words + Words::tr(" only"),
+                Words::tr("See whether this is the bus at all, because a bus holds both ports."),
                 processFacts(holders)};
     }
     return {QStringLiteral("ports.holders"), Severity::Ok, words, {}, processFacts(holders)};
@@ -130,20 +131,20 @@ Finding holderFinding(const QList<Socket>& listeners)
     };
     if (!numbersOf(query).intersects(numbersOf(receiver))) {
         return {QStringLiteral("ports.holders"), Severity::Wrong,
-                QStringLiteral("the ports belong to two programs: the query port to %1, the receiver port to %2")
+                Words::tr("the ports belong to two programs: the query port to %1, the receiver port to %2")
                     .arg(processesText(query), processesText(receiver)),
-                QStringLiteral("End the one that is not the bus, and start the bus again."), processFacts(all)};
+                Words::tr("End the one that is not the bus, and start the bus again."), processFacts(all)};
     }
     if (all.size() > 1) {
         return {QStringLiteral("ports.holders"), Severity::Note,
-                QStringLiteral("several processes hold the ports: %1").arg(processesText(all)),
-                QStringLiteral("Check that the others are children of the bus, because they keep the ports taken when "
-                               "it ends."),
+                Words::tr("several processes hold the ports: %1").arg(processesText(all)),
+                Words::tr("Check that the others are children of the bus, because they keep the ports taken when "
+                          "it ends."),
                 processFacts(all)};
     }
     return {QStringLiteral("ports.holders"),
             Severity::Ok,
-            QStringLiteral("%1 holds the ports").arg(processesText(all)),
+            Words::tr("%1 holds the ports").arg(processesText(all)),
             {},
             processFacts(all)};
 }
@@ -155,8 +156,8 @@ void addOpenSockets(const QList<Socket>& listeners, Findings& findings)
     if (open != listeners.end()) {
         findings.append({QStringLiteral("ports.open"),
                          Severity::Note,
-                         QStringLiteral("port %1 takes connections from other machines as well").arg(open->port),
-                         QStringLiteral("Let the bus listen on 127.0.0.1 only, because it knows no access rights."),
+                         Words::tr("port %1 takes connections from other machines as well").arg(open->port),
+                         Words::tr("Let the bus listen on 127.0.0.1 only, because it knows no access rights."),
                          {{QStringLiteral("port"), open->port}}});
     }
 }
@@ -166,11 +167,11 @@ void addStopped(const QList<Socket>& listeners, Findings& findings)
     const QList<Process> holders = holdersOf(listeners);
     for (const Process& process : holders) {
         if (process.isStopped) {
-            findings.append({QStringLiteral("ports.stopped"), Severity::Wrong,
-                             QStringLiteral("%1 is stopped, so it answers nobody").arg(processText(process)),
-                             QStringLiteral("Let it go on with kill -CONT %1, or leave the debugger that holds it.")
-                                 .arg(process.pid),
-                             processFacts({process})});
+            findings.append(
+                {QStringLiteral("ports.stopped"), Severity::Wrong,
+                 Words::tr("%1 is stopped, so it answers nobody").arg(processText(process)),
+                 Words::tr("Let it go on with kill -CONT %1, or leave the debugger that holds it.").arg(process.pid),
+                 processFacts({process})});
         }
     }
 }
@@ -182,8 +183,8 @@ Findings checkPorts(const QList<Socket>& listeners)
     if (listeners.isEmpty()) {
         return {{QStringLiteral("ports.none"),
                  Severity::Wrong,
-                 QStringLiteral("nobody listens on the bus's ports 45535 and 45537"),
-                 QStringLiteral("Start the bus: on a desk that is tarvex-devbus."),
+                 Words::tr("nobody listens on the bus's ports 45535 and 45537"),
+                 Words::tr("Start the bus: on a desk that is tarvex-devbus."),
                  {}}};
     }
     Findings findings;

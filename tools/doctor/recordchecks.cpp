@@ -1,6 +1,7 @@
 #include "doctor/checks.h"
 
 #include "jsonvalue.h"
+#include "programwords.h"
 #include "records/clientstate.h"
 
 #include <QSet>
@@ -37,12 +38,12 @@ QString ageText(qint64 milliseconds)
     const qint64 minutes = seconds / S_PER_MINUTE;
     const qint64 hours = minutes / MINUTES_PER_HOUR;
     if (minutes < 2) {
-        return QStringLiteral("%1 s").arg(seconds);
+        return Words::tr("%1 s").arg(seconds);
     }
     if (hours < 2) {
-        return QStringLiteral("%1 min").arg(minutes);
+        return Words::tr("%1 min").arg(minutes);
     }
-    return hours < HOURS_SHOWN ? QStringLiteral("%1 h").arg(hours) : QStringLiteral("%1 days").arg(hours / 24);
+    return hours < HOURS_SHOWN ? Words::tr("%1 h").arg(hours) : Words::tr("%1 days").arg(hours / 24);
 }
 
 /// What is wrong with one entry of the settings; empty when it is right. \a paths holds those of the entries before.
@@ -50,22 +51,22 @@ QString entryProblem(const QVariant& value, QSet<QString>& paths)
 {
     const QVariantMap entry = value.toMap();
     if (value.userType() != QMetaType::QVariantMap) {
-        return QStringLiteral("an entry is no object");
+        return Words::tr("an entry is no object");
     }
     const QVariant key = entry.value(QStringLiteral("key"));
     const QVariant group = entry.value(QStringLiteral("group"));
     if (key.userType() != QMetaType::QString || key.toString().isEmpty()) {
-        return QStringLiteral("an entry has no key");
+        return Words::tr("an entry has no key");
     }
     if (group.isValid() && !group.isNull() && group.userType() != QMetaType::QString) {
-        return QStringLiteral("the group of \"%1\" is no text").arg(key.toString());
+        return Words::tr("the group of \"%1\" is no text").arg(key.toString());
     }
     const QString path = group.toString() + QLatin1Char('/') + key.toString();
     if (!entry.contains(QStringLiteral("value"))) {
-        return QStringLiteral("%1 has no value").arg(path);
+        return Words::tr("%1 has no value").arg(path);
     }
     if (paths.contains(path)) {
-        return QStringLiteral("%1 is there twice, and the last one counts").arg(path);
+        return Words::tr("%1 is there twice, and the last one counts").arg(path);
     }
     paths.insert(path);
     return QString();
@@ -93,7 +94,7 @@ QStringList problemsOf(const ClientSettings& settings)
 {
     QStringList problems;
     if (!settings.dt().isValid()) {
-        problems.append(QStringLiteral("the date cannot be read"));
+        problems.append(Words::tr("the date cannot be read"));
     }
     QSet<QString> paths;
     const QList<QVariant> entries = settings.settings();
@@ -114,14 +115,13 @@ void addInexact(const ClientSettings& settings, Findings& findings)
         if (isInexact(entry.value(QStringLiteral("value")))) {
             const QString path = entry.value(QStringLiteral("group")).toString() + QLatin1Char('/')
                 + entry.value(QStringLiteral("key")).toString();
-            findings.append(
-                {QStringLiteral("settings.inexact"),
-                 Severity::Note,
-                 QStringLiteral("settings of \"%1\": %2 holds a number from 2^53 on, which has lost its last "
-                                "digits if it was an integer")
-                     .arg(settings.owner(), path),
-                 QStringLiteral("Compare it with what it should be, and store such a number as a text."),
-                 {{QStringLiteral("client"), settings.owner()}, {QStringLiteral("setting"), path}}});
+            findings.append({QStringLiteral("settings.inexact"),
+                             Severity::Note,
+                             Words::tr("settings of \"%1\": %2 holds a number from 2^53 on, which has lost its last "
+                                       "digits if it was an integer")
+                                 .arg(settings.owner(), path),
+                             Words::tr("Compare it with what it should be, and store such a number as a text."),
+                             {{QStringLiteral("client"), settings.owner()}, {QStringLiteral("setting"), path}}});
         }
     }
 }
@@ -131,13 +131,12 @@ void addFuture(const QString& check, const QString& what, const QString& owner, 
 {
     const qint64 aheadMs = now.msecsTo(date);
     if (date.isValid() && aheadMs > FUTURE_TOLERANCE_MS) {
-        findings.append(
-            {check,
-             Severity::Wrong,
-             QStringLiteral("the %1 of \"%2\" are dated %3 in the future").arg(what, owner, ageText(aheadMs)),
-             QStringLiteral("Compare this machine's clock and the TZ of that service with the right time, "
-                            "because records hold local times."),
-             {{QStringLiteral("client"), owner}, {QStringLiteral("aheadMs"), aheadMs}}});
+        findings.append({check,
+                         Severity::Wrong,
+                         Words::tr("the %1 of \"%2\" are dated %3 in the future").arg(what, owner, ageText(aheadMs)),
+                         Words::tr("Compare this machine's clock and the TZ of that service with the right time, "
+                                   "because records hold local times."),
+                         {{QStringLiteral("client"), owner}, {QStringLiteral("aheadMs"), aheadMs}}});
     }
 }
 
@@ -149,29 +148,29 @@ QString stateProblem(const QVariantMap& record)
     const double number = type.toDouble(&isNumber);
     if (!isNumber || type.userType() == QMetaType::QString || number < std::numeric_limits<qint8>::min()
         || number > std::numeric_limits<qint8>::max() || number != std::floor(number)) {
-        return QStringLiteral("its type is no number from -128 to 127");
+        return Words::tr("its type is no number from -128 to 127");
     }
     if (record.value(KEY_STATE).userType() != QMetaType::QString) {
-        return QStringLiteral("its state is no text");
+        return Words::tr("its state is no text");
     }
     const ClientState state = ClientState::fromVariantMap(record);
     if (!state.dt().isValid()) {
-        return QStringLiteral("its date cannot be read");
+        return Words::tr("its date cannot be read");
     }
     const QString text = state.state().trimmed();
     const bool beginsLikeJson = text.startsWith(QLatin1Char('{')) || text.startsWith(QLatin1Char('['));
-    return beginsLikeJson && !isJson(text) ? QStringLiteral("its state begins like JSON and is none") : QString();
+    return beginsLikeJson && !isJson(text) ? Words::tr("its state begins like JSON and is none") : QString();
 }
 
 Finding oldFinding(const ClientState& state, qint64 ageMs, const StateAge& age, bool isConnected)
 {
     return {QStringLiteral("states.old"),
             age.isGiven ? Severity::Wrong : Severity::Note,
-            QStringLiteral("the state of \"%1\" is %2 old, and the client %3")
+            Words::tr("the state of \"%1\" is %2 old, and the client %3")
                 .arg(state.owner(), ageText(ageMs),
-                     isConnected ? QStringLiteral("is connected") : QStringLiteral("may be connected")),
-            QStringLiteral("See whether its query worker hangs, because a service reports its state again and again; "
-                           "--state-age says how old it may be."),
+                     isConnected ? Words::tr("is connected") : Words::tr("may be connected")),
+            Words::tr("See whether its query worker hangs, because a service reports its state again and again; "
+                      "--state-age says how old it may be."),
             {{QStringLiteral("client"), state.owner()}, {QStringLiteral("ageMs"), ageMs}}};
 }
 
@@ -196,11 +195,11 @@ void addState(const QVariantMap& record, const ControlAnswers& control, bool isC
     if (!problem.isEmpty()) {
         findings.append({QStringLiteral("states.convert"),
                          Severity::Wrong,
-                         QStringLiteral("the state of \"%1\" does not convert: %2").arg(state.owner(), problem),
-                         QStringLiteral("Correct the service that has saved it, and let it report again."),
+                         Words::tr("the state of \"%1\" does not convert: %2").arg(state.owner(), problem),
+                         Words::tr("Correct the service that has saved it, and let it report again."),
                          {{QStringLiteral("client"), state.owner()}, {QStringLiteral("problem"), problem}}});
     }
-    addFuture(QStringLiteral("states.future"), QStringLiteral("contents of the state"), state.owner(), state.dt(), now,
+    addFuture(QStringLiteral("states.future"), Words::tr("contents of the state"), state.owner(), state.dt(), now,
               findings);
     const qint64 ageMs = state.dt().isValid() ? state.dt().msecsTo(now) : 0;
     const bool mustBeYoung = isConnected || (!control.isThere && age.isGiven);
@@ -219,10 +218,10 @@ Findings checkSettings(const BusAnswers& answers, const QDateTime& now)
         if (!problems.isEmpty()) {
             findings.append({QStringLiteral("settings.convert"),
                              Severity::Wrong,
-                             QStringLiteral("the settings of \"%1\" do not convert: %2")
+                             Words::tr("the settings of \"%1\" do not convert: %2")
                                  .arg(settings.owner(), problems.join(QStringLiteral("; "))),
-                             QStringLiteral("Write them to a file with --json settings get, correct it, and save it "
-                                            "with settings load."),
+                             Words::tr("Write them to a file with --json settings get, correct it, and save it "
+                                       "with settings load."),
                              {{QStringLiteral("client"), settings.owner()}, {QStringLiteral("problems"), problems}}});
         }
         addInexact(settings, findings);
@@ -230,20 +229,20 @@ Findings checkSettings(const BusAnswers& answers, const QDateTime& now)
                   findings);
     }
     if (answers.skippedCount > 0) {
-        findings.append({QStringLiteral("settings.unseen"),
-                         Severity::Unseen,
-                         QStringLiteral("the time was too short for %1")
-                             .arg(counted(answers.skippedCount, QStringLiteral("more record"))),
-                         QStringLiteral("Give more time with --timeout."),
-                         {{QStringLiteral("skipped"), answers.skippedCount}}});
+        findings.append(
+            {QStringLiteral("settings.unseen"),
+             Severity::Unseen,
+             Words::tr("the time was too short for %1").arg(counted(answers.skippedCount, Words::tr("more record"))),
+             Words::tr("Give more time with --timeout."),
+             {{QStringLiteral("skipped"), answers.skippedCount}}});
     }
     if (findings.isEmpty() && answers.isQueryDone && !answers.queryFailure) {
-        findings.append({QStringLiteral("settings"),
-                         Severity::Ok,
-                         QStringLiteral("the settings of %1 convert")
-                             .arg(counted(answers.settings.size(), QStringLiteral("owner"))),
-                         {},
-                         {{QStringLiteral("count"), answers.settings.size()}}});
+        findings.append(
+            {QStringLiteral("settings"),
+             Severity::Ok,
+             Words::tr("the settings of %1 convert").arg(counted(answers.settings.size(), QStringLiteral("owner"))),
+             {},
+             {{QStringLiteral("count"), answers.settings.size()}}});
     }
     return findings;
 }
@@ -264,7 +263,7 @@ Findings checkStates(const QList<QVariantMap>& states, const ControlAnswers& con
     if (findings.isEmpty()) {
         findings.append({QStringLiteral("states"),
                          Severity::Ok,
-                         QStringLiteral("%1, none of them damaged, too old or from the future")
+                         Words::tr("%1, none of them damaged, too old or from the future")
                              .arg(counted(states.size(), QStringLiteral("state"))),
                          {},
                          {{QStringLiteral("count"), states.size()}}});
@@ -272,9 +271,9 @@ Findings checkStates(const QList<QVariantMap>& states, const ControlAnswers& con
     if (!absent.isEmpty()) {
         findings.append({QStringLiteral("states.absent"),
                          Severity::Note,
-                         QStringLiteral("%1 of clients that are not connected: %2")
+                         Words::tr("%1 of clients that are not connected: %2")
                              .arg(counted(absent.size(), QStringLiteral("state")), absent.join(QStringLiteral(", "))),
-                         QStringLiteral("Do not take these states for the present ones."),
+                         Words::tr("Do not take these states for the present ones."),
                          {{QStringLiteral("clients"), absent}}});
     }
     return findings;

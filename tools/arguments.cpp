@@ -1,6 +1,7 @@
 #include "arguments.h"
 
 #include "failure.h"
+#include "programwords.h"
 
 #include <algorithm>
 #include <iterator>
@@ -64,7 +65,7 @@ QString text(const std::string& argument)
 {
     QString decoded = unmarked(argument);
     if (decoded.toStdString() != withoutMark(argument)) {
-        throw Failure(WrongUse, QStringLiteral("an argument is no UTF-8 text: %1").arg(decoded));
+        throw Failure(WrongUse, Words::tr("an argument is no UTF-8 text: %1").arg(decoded));
     }
     return decoded;
 }

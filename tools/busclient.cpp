@@ -1,5 +1,6 @@
 #include "busclient.h"
 
+#include "programwords.h"
 #include "queryoutcome.h"
 #include "records/tarvexerror.h"
 
@@ -59,9 +60,9 @@ public:
     {
         const QString line = textOf(m_beginning).trimmed().section(QLatin1Char('\n'), 0, 0).trimmed();
         if (line == REPLY_HEADER) {
-            return notUnderstood(QStringLiteral("a reply that is damaged, or not to what was asked"));
+            return notUnderstood(Words::tr("a reply that is damaged, or not to what was asked"));
         }
-        return notUnderstood(line.isEmpty() ? QStringLiteral("nothing but blanks") : line);
+        return notUnderstood(line.isEmpty() ? Words::tr("nothing but blanks") : line);
     }
 
 private:
@@ -96,7 +97,7 @@ Failure failureOf(const tarvex::TarvexQueryHandler& handler, const Witness& witn
         return handshakeRefused(handler.clientName());
     case QueryOutcome::Refused: {
         const QString answer = QStringLiteral("%1 %2").arg(QString::number(outcome.code()), outcome.text().trimmed());
-        return Failure(Refused, QStringLiteral("refused by the bus: %1").arg(answer.trimmed()), outcome.code());
+        return Failure(Refused, Words::tr("refused by the bus: %1").arg(answer.trimmed()), outcome.code());
     }
     case QueryOutcome::TimedOut:
         return silence();

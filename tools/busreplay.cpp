@@ -2,6 +2,7 @@
 
 #include "framesocket.h"
 #include "output.h"
+#include "programwords.h"
 #include "traffic/operations.h"
 
 #include <algorithm>
@@ -37,13 +38,13 @@ bool isLogLine(const SeenFrame& frame)
 QString requestWords(const SeenFrame& frame)
 {
     const QString command = frame.command();
-    return command.isEmpty() ? QStringLiteral("request %1").arg(frame.operation)
-                             : QStringLiteral("request %1 %2").arg(frame.operation, command);
+    return command.isEmpty() ? Words::tr("request %1").arg(frame.operation)
+                             : Words::tr("request %1 %2").arg(frame.operation, command);
 }
 
 QString acknowledgementWords(const SeenFrame& push)
 {
-    return QStringLiteral("acknowledgement of %1").arg(push.command().isEmpty() ? push.uid() : push.command());
+    return Words::tr("acknowledgement of %1").arg(push.command().isEmpty() ? push.uid() : push.command());
 }
 
 /// How well a request fits a recorded one of the same operation; 0 when it is another one.
@@ -216,7 +217,7 @@ void BusReplay::listen(QTcpServer& server, Port port)
     const quint16 number = tarvex::traffic::portNumber(port);
     if (!server.listen(QHostAddress(QHostAddress::LocalHost), number)) {
         throw Failure(Refused,
-                      QStringLiteral("cannot play the bus on port %1: %2; end the bus that is there first")
+                      Words::tr("cannot play the bus on port %1: %2; end the bus that is there first")
                           .arg(QString::number(number), server.errorString()));
     }
     connect(&server, &QTcpServer::newConnection, this, [this, &server, port] { accept(server, port); });
@@ -251,7 +252,7 @@ void BusReplay::take(Connection& connection, const SeenFrame& frame)
     } else if (came.kind == Kind::Reply && connection.player != nullptr) {
         takeAcknowledgement(connection, came);
     } else if (came.kind == Kind::Bad) {
-        tellOfEvent(came.client, QStringLiteral("bad frame"), came.problem);
+        tellOfEvent(came.client, Words::tr("bad frame"), came.problem);
     }
     m_timer.start(0);
 }
@@ -261,7 +262,7 @@ void BusReplay::introduce(Connection& connection, const SeenFrame& handshake)
     const QString name = handshake.from();
     const auto found = m_players.find(name);
     if (found == m_players.end()) {
-        complain(QStringLiteral("\"%1\" is not played; its handshake is refused").arg(name));
+        complain(Words::tr("\"%1\" is not played; its handshake is refused").arg(name));
         connection.socket->send(
             tarvex::traffic::encodeReply(handshake.operation, CODE_NOT_RECORDED, QStringLiteral("Not recorded"), {}));
         return;

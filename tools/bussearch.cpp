@@ -3,6 +3,7 @@
 #include "boundedwork.h"
 #include "busclient.h"
 #include "output.h"
+#include "programwords.h"
 #include "tally.h"
 
 #include <chrono>
@@ -22,7 +23,7 @@ constexpr milliseconds TRY_PATIENCE{500};
 
 QString hangingWords()
 {
-    return QStringLiteral("something is there, but does not answer");
+    return Words::tr("something is there, but does not answer");
 }
 
 /// Tries to reach the bus, in a thread of its own because the library's waits block.
@@ -112,7 +113,7 @@ void waitForBus(const QString& clientName, int timeoutMs)
     std::thread thread(&Search::run, &search);
     search.wait(milliseconds(timeoutMs));
     const bool hasEnded = search.end();
-    const QString words = QStringLiteral("no bus has answered within %1: %2").arg(secondsText(timeoutMs));
+    const QString words = Words::tr("no bus has answered within %1: %2").arg(secondsText(timeoutMs));
     if (!hasEnded) {
         tellFailure(words.arg(hangingWords()));
         leaveAtOnce(TimedOut);

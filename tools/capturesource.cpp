@@ -3,6 +3,7 @@
 #include "failure.h"
 #include "output.h"
 #include "packetreader.h"
+#include "programwords.h"
 #include "traffic/seenframe.h"
 
 #include <QCoreApplication>
@@ -46,7 +47,7 @@ CaptureSource::CaptureSource(const QString& interface, QObject* parent) : FrameS
             &CaptureSource::endWhenDone);
     connect(&m_program, &QProcess::errorOccurred, this, [this](QProcess::ProcessError error) {
         if (error == QProcess::FailedToStart) {
-            fail(Refused, QStringLiteral("cannot start %1: %2").arg(m_program.program(), m_program.errorString()));
+            fail(Refused, Words::tr("cannot start %1: %2").arg(m_program.program(), m_program.errorString()));
         }
     });
 }
@@ -70,12 +71,11 @@ void CaptureSource::start()
     const QString file = programFile();
     std::array<int, 2> pipe{-1, -1};
     if (file.isEmpty()) {
-        fail(Refused,
-             QStringLiteral("%1 is not installed: it is neither beside this program nor on the PATH").arg(PROGRAM));
+        fail(Refused, Words::tr("%1 is not installed: it is neither beside this program nor on the PATH").arg(PROGRAM));
         return;
     }
     if (::pipe2(pipe.data(), O_CLOEXEC) != 0) {
-        fail(Refused, QStringLiteral("no pipe to %1: %2").arg(PROGRAM, QString::fromLocal8Bit(std::strerror(errno))));
+        fail(Refused, Words::tr("no pipe to %1: %2").arg(PROGRAM, QString::fromLocal8Bit(std::strerror(errno))));
         return;
     }
     m_program.packets = pipe[1];
@@ -143,11 +143,11 @@ void CaptureSource::endWhenDone()
     }
     readWords();
     if (m_program.exitStatus() != QProcess::NormalExit) {
-        fail(Refused, QStringLiteral("%1 has crashed").arg(PROGRAM));
+        fail(Refused, Words::tr("%1 has crashed").arg(PROGRAM));
     } else if (m_program.exitCode() != Done) {
         fail(m_program.exitCode(), m_words);
     } else if (!m_readError.isEmpty()) {
-        fail(Refused, QStringLiteral("cannot read what %1 has captured: %2").arg(PROGRAM, m_readError));
+        fail(Refused, Words::tr("cannot read what %1 has captured: %2").arg(PROGRAM, m_readError));
     } else {
         m_hasEnded = true;
         Q_EMIT ended();

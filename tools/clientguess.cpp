@@ -5,6 +5,7 @@
 #include "nearest.h"
 #include "output.h"
 #include "owners.h"
+#include "programwords.h"
 
 namespace tarvexctl {
 
@@ -54,7 +55,7 @@ void tellOfLikelyClient(const QString& name)
 {
     const QString guess = likelyClient(name);
     if (!guess.isEmpty()) {
-        complain(QStringLiteral("there is no client \"%1\" so far%2").arg(name, tarvex::programs::guessWords(guess)));
+        complain(Words::tr("there is no client \"%1\" so far%2").arg(name, tarvex::programs::guessWords(guess)));
     }
 }
 

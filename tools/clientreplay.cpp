@@ -4,6 +4,7 @@
 #include "frameline.h"
 #include "framesocket.h"
 #include "output.h"
+#include "programwords.h"
 
 #include <algorithm>
 
@@ -37,14 +38,14 @@ constexpr qint64 MAX_WAIT_MS = 3600000;
 
 QString answerWords(const SeenFrame& frame)
 {
-    return frame.kind == Kind::Reply ? QStringLiteral("reply to %1").arg(frame.operation)
-        : frame.command().isEmpty()  ? QStringLiteral("pushed message")
-                                     : QStringLiteral("push of %1").arg(frame.command());
+    return frame.kind == Kind::Reply ? Words::tr("reply to %1").arg(frame.operation)
+        : frame.command().isEmpty()  ? Words::tr("pushed message")
+                                     : Words::tr("push of %1").arg(frame.command());
 }
 
 QString unsentWords(const SeenFrame& request)
 {
-    return QStringLiteral("request %1, which was not sent").arg(request.operation);
+    return Words::tr("request %1, which was not sent").arg(request.operation);
 }
 
 /// Whether a push may be the recorded one, though parts of it differ.
@@ -163,7 +164,7 @@ bool ClientReplay::performOpen(Session& session)
         session.socket->connectToPort(session.plan.port);
     }
     if (session.state == Session::Opening && isPatienceOver()) {
-        onClosed(session, QStringLiteral("nobody has accepted the connection in time"));
+        onClosed(session, Words::tr("nobody has accepted the connection in time"));
     }
     return session.state == Session::Open || session.state == Session::Over;
 }
@@ -214,8 +215,7 @@ bool ClientReplay::takeStep(const SeenFrame& next)
         endByInput();
     } else if (!m_isPrompted) {
         m_isPrompted = true;
-        complain(
-            QStringLiteral("next: %1").arg(FrameLines(Palette()).text(next).section(QLatin1Char('\n'), 1).trimmed()));
+        complain(Words::tr("next: %1").arg(FrameLines(Palette()).text(next).section(QLatin1Char('\n'), 1).trimmed()));
     }
     return false;
 }
@@ -240,7 +240,7 @@ bool ClientReplay::performExpect(const ReplayStep& step, Session& session)
     tellOfFrame(step.frame, answerWords(step.frame), true);
     if (isReply && session.state != Session::Over) {
         setFailure(Failure(TimedOut,
-                           QStringLiteral("the bus has not replied to #%1, %2 of %3, in time")
+                           Words::tr("the bus has not replied to #%1, %2 of %3, in time")
                                .arg(QString::number(step.frame.answers), step.frame.operation, session.plan.client)));
     }
     return true;
@@ -304,16 +304,16 @@ void ClientReplay::onClosed(Session& session, const QString& why)
     const bool wasOpen = session.state == Session::Open;
     session.state = Session::Over;
     if (!wasOpen) {
-        setFailure(Failure(NoBus, QStringLiteral("no bus to be reached on 127.0.0.1: %1").arg(why)));
+        setFailure(Failure(NoBus, Words::tr("no bus to be reached on 127.0.0.1: %1").arg(why)));
         if (sentCount() > 0) {
             giveUp();
         }
         m_at = m_script.steps.size(); // the other connections will not be accepted either
     } else if (!isEndRecorded(session)) {
         tellOfEvent(session.plan.client,
-                    QStringLiteral("end of the %1 connection").arg(tarvex::traffic::portName(session.plan.port)), why);
+                    Words::tr("end of the %1 connection").arg(tarvex::traffic::portName(session.plan.port)), why);
         setFailure(
-            Failure(NoBus, QStringLiteral("a connection of %1 to the bus was lost: %2").arg(session.plan.client, why)));
+            Failure(NoBus, Words::tr("a connection of %1 to the bus was lost: %2").arg(session.plan.client, why)));
     }
     m_timer.start(0);
 }

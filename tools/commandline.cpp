@@ -6,6 +6,7 @@
 #include "helpformatter.h"
 #include "output.h"
 #include "parserwords.h"
+#include "programwords.h"
 #include "tarvexlib.h"
 #include "verbs/verblist.h"
 
@@ -18,14 +19,17 @@ namespace tarvexctl {
 
 namespace {
 
-const char* const DESCRIPTION = "Talks to the local Tarvex bus: settings, states and messages of its clients.";
-const char* const FOOTER = "--as, --json, --quiet and --wait-for-bus may stand before the verb or after it; what "
-                           "follows -- is never an option. "
-                           "Times are local, as the "
-                           "clients wrote them.";
-const char* const RECEIVING_FOOTER = "Without --as the name is \"tarvexctl-\" and the process id. With --as and the "
-                                     "name of a service, that service loses "
-                                     "its connection and its messages to this program.";
+const char* const DESCRIPTION =
+    Words::mark("Talks to the local Tarvex bus: settings, states and messages of its clients.");
+const char* const FOOTER =
+    Words::mark("--as, --json, --quiet and --wait-for-bus may stand before the verb or after it; what "
+                "follows -- is never an option. "
+                "Times are local, as the "
+                "clients wrote them.");
+const char* const RECEIVING_FOOTER =
+    Words::mark("Without --as the name is \"tarvexctl-\" and the process id. With --as and the "
+                "name of a service, that service loses "
+                "its connection and its messages to this program.");
 const char* const DEFAULT_NAME = "tarvexctl";
 /// What runs when the command line names no verb.
 const char* const DEFAULT_VERB = "status";
@@ -38,14 +42,14 @@ CLI::App& groupOf(CLI::App& program, const std::string& name)
     if (!made.empty()) {
         return *made.front();
     }
-    CLI::App* const group = program.add_subcommand(name, verbGroup(name).help);
+    CLI::App* const group = program.add_subcommand(name, Words::tr(verbGroup(name).help).toStdString());
     group->require_subcommand(1);
     return *group;
 }
 
 Failure wrongUse(const QString& words)
 {
-    return Failure(WrongUse, words + QStringLiteral("; see --help"));
+    return Failure(WrongUse, Words::tr("%1; see --help").arg(words));
 }
 
 /// There must be one.
@@ -62,7 +66,7 @@ void showVersion(Output& output)
                             {QStringLiteral("version"), version.version()},
                             {QStringLiteral("buildTime"), version.buildTime()}});
     } else {
-        output.writeRecord(QStringLiteral("tarvexctl %1, built %2\n").arg(version.version(), version.buildTime()));
+        output.writeRecord(Words::tr("tarvexctl %1, built %2\n").arg(version.version(), version.buildTime()));
     }
 }
 
@@ -72,7 +76,7 @@ CommandLine::CommandLine() : m_verbs(allVerbs()) { }
 
 CommandLine::Task CommandLine::parse(int argc, char** argv)
 {
-    CLI::App program(DESCRIPTION, "tarvexctl");
+    CLI::App program(Words::tr(DESCRIPTION).toStdString(), "tarvexctl");
     addTo(program);
     std::vector<std::string> arguments =
         parserArguments(argc, argv, [&](const std::string& name) { return isFlagOf(program, name); });
@@ -87,7 +91,7 @@ CommandLine::Task CommandLine::parse(int argc, char** argv)
     }
     const QString repeated = repeatedOption(program);
     if (!repeated.isEmpty()) {
-        throw wrongUse(repeated + QStringLiteral(" is given more than once"));
+        throw wrongUse(Words::tr("%1 is given more than once").arg(repeated));
     }
     if (m_verb == nullptr && !m_version) {
         m_verb = &verbWithWords(m_verbs, DEFAULT_VERB);
@@ -115,20 +119,22 @@ void CommandLine::run() const
 void CommandLine::addTo(CLI::App& program)
 {
     program.formatter(std::make_shared<HelpFormatter>());
-    program.footer(FOOTER);
+    program.footer(Words::tr(FOOTER).toStdString());
     program.fallthrough(); // so that the program's own options may also stand after the verb
     program.require_subcommand(0, 1);
-    program.set_help_flag("-h,--help", "Shows this text");
-    program.add_option("--as", m_clientName, "The name to introduce oneself with")
+    program.set_help_flag("-h,--help", Words::tr("Shows this text").toStdString());
+    program.add_option("--as", m_clientName, Words::tr("The name to introduce oneself with").toStdString())
         ->type_name("NAME")
         ->default_str(DEFAULT_NAME);
-    program.add_flag("--json", m_json, "Writes one JSON object a line");
+    program.add_flag("--json", m_json, Words::tr("Writes one JSON object a line").toStdString());
     m_busTimeout.addTo(program);
-    program.add_flag("--quiet", m_quiet, "Says nothing on stderr except what failed");
-    program.add_option("--color", m_colour, "Colours: auto (on a terminal, unless NO_COLOR is set), always or never")
+    program.add_flag("--quiet", m_quiet, Words::tr("Says nothing on stderr except what failed").toStdString());
+    program
+        .add_option("--color", m_colour,
+                    Words::tr("Colours: auto (on a terminal, unless NO_COLOR is set), always or never").toStdString())
         ->type_name("WHEN")
         ->default_str("auto");
-    program.add_flag("-V,--version", m_version, "Shows the version and when it was built");
+    program.add_flag("-V,--version", m_version, Words::tr("Shows the version and when it was built").toStdString());
     for (const auto& verb : m_verbs) {
         addVerb(program, *verb);
     }
@@ -141,9 +147,9 @@ void CommandLine::addVerb(CLI::App& program, Verb& verb)
     const bool isInGroup = space != std::string::npos;
     CLI::App& parent = isInGroup ? groupOf(program, verb.words().substr(0, space)) : program;
     const std::string name = isInGroup ? verb.words().substr(space + 1) : verb.words();
-    CLI::App& parser = *parent.add_subcommand(name, verb.help());
+    CLI::App& parser = *parent.add_subcommand(name, Words::tr(verb.help().c_str()).toStdString());
     if (verb.receives()) {
-        parser.footer(parser.get_footer() + ' ' + RECEIVING_FOOTER);
+        parser.footer(parser.get_footer() + ' ' + Words::tr(RECEIVING_FOOTER).toStdString());
     }
     verb.addOptions(parser);
     parser.callback([this, &verb, &parser] { choose(verb, parser); });
@@ -159,7 +165,7 @@ void CommandLine::choose(const Verb& verb, const CLI::App& parser)
     }
     for (const CLI::Option* const option : parser.get_options()) {
         if (option->count() > 0) {
-            throw wrongUse(QStringLiteral("%1 stands after \"%2 %3\"")
+            throw wrongUse(Words::tr("%1 stands after \"%2 %3\"")
                                .arg(QString::fromStdString(option->get_name()), QString::fromStdString(verb.words()),
                                     QString::fromStdString(inner.front()->get_name())));
         }
@@ -184,7 +190,7 @@ Palette CommandLine::palette() const
     const QString word = m_colour ? text(*m_colour) : QStringLiteral("auto");
     const std::optional<ColourChoice> choice = colourChoiceFrom(word);
     if (!choice) {
-        throw wrongUse(QStringLiteral("--color must be auto, always or never, not \"%1\"").arg(word));
+        throw wrongUse(Words::tr("--color must be auto, always or never, not \"%1\"").arg(word));
     }
     return Palette(!m_json && wantsColours(*choice, colourCircumstances()));
 }

@@ -1,6 +1,7 @@
 #ifndef COMMANDLINE_H
 #define COMMANDLINE_H
 
+#include "programwords.h"
 #include "verbs/options.h"
 #include "verbs/verb.h"
 
@@ -41,7 +42,8 @@ private:
     const std::vector<std::unique_ptr<Verb>> m_verbs;
     const Verb* m_verb = nullptr;
     std::optional<std::string> m_clientName;
-    TimeoutOption m_busTimeout{"First waits up to so many seconds until a bus answers", nullptr, "--wait-for-bus"};
+    TimeoutOption m_busTimeout{Words::mark("First waits up to so many seconds until a bus answers"), nullptr,
+                               "--wait-for-bus"};
     std::optional<std::string> m_colour;
     bool m_json = false;
     bool m_quiet = false;

@@ -1,5 +1,7 @@
 #include "connectionfailures.h"
 
+#include "programwords.h"
+
 #include <QTcpSocket>
 
 namespace tarvexctl {
@@ -11,33 +13,32 @@ QTcpSocket* socketOf(const QObject& connection)
 
 Failure unreachable(const QObject& connection)
 {
-    return Failure(NoBus,
-                   QStringLiteral("no bus to be reached on 127.0.0.1: %1").arg(socketOf(connection)->errorString()));
+    return Failure(NoBus, Words::tr("no bus to be reached on 127.0.0.1: %1").arg(socketOf(connection)->errorString()));
 }
 
 Failure handshakeRefused(const QString& name)
 {
-    return Failure(NoBus, QStringLiteral("the bus refused the handshake of \"%1\"").arg(name));
+    return Failure(NoBus, Words::tr("the bus refused the handshake of \"%1\"").arg(name));
 }
 
 Failure closedInHandshake()
 {
-    return Failure(NoBus, QStringLiteral("the bus closed the connection during the handshake"));
+    return Failure(NoBus, Words::tr("the bus closed the connection during the handshake"));
 }
 
 Failure closed()
 {
-    return Failure(NoBus, QStringLiteral("the bus closed the connection"));
+    return Failure(NoBus, Words::tr("the bus closed the connection"));
 }
 
 Failure silence()
 {
-    return Failure(TimedOut, QStringLiteral("the bus is there, but nothing came within 30 s"));
+    return Failure(TimedOut, Words::tr("the bus is there, but nothing came within 30 s"));
 }
 
 Failure notUnderstood(const QString& shown)
 {
-    return Failure(NoBus, QStringLiteral("what answered is no reply of the bus: %1").arg(shown));
+    return Failure(NoBus, Words::tr("what answered is no reply of the bus: %1").arg(shown));
 }
 
 } // namespace tarvexctl

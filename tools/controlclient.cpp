@@ -7,6 +7,7 @@
 #include "nearest.h"
 #include "output.h"
 #include "owners.h"
+#include "programwords.h"
 
 #include <QDeadlineTimer>
 #include <QJsonDocument>
@@ -31,7 +32,7 @@ QVariantMap readObject(QLocalSocket& socket, const QDeadlineTimer& deadline)
     }
     const QJsonDocument document = QJsonDocument::fromJson(socket.readLine());
     if (!document.isObject()) {
-        throw Failure(NoBus, QStringLiteral("what answered is no reply of the bus"));
+        throw Failure(NoBus, Words::tr("what answered is no reply of the bus"));
     }
     return document.object().toVariantMap();
 }
@@ -71,7 +72,7 @@ std::optional<QList<QVariantMap>> askControlSocket(const QVariantMap& request, i
         object = readObject(socket, deadline);
     }
     if (object.contains(KEY_ERROR)) {
-        throw Failure(Refused, QStringLiteral("refused by the bus: %1").arg(object.value(KEY_ERROR).toString()));
+        throw Failure(Refused, Words::tr("refused by the bus: %1").arg(object.value(KEY_ERROR).toString()));
     }
     return items;
 }
@@ -79,7 +80,7 @@ std::optional<QList<QVariantMap>> askControlSocket(const QVariantMap& request, i
 Failure cannotTellClients()
 {
     return Failure(Refused,
-                   QStringLiteral("this bus cannot tell who is there: only a development bus of the same user can"));
+                   Words::tr("this bus cannot tell who is there: only a development bus of the same user can"));
 }
 
 bool isUnknownToBus(const QString& client)
@@ -100,10 +101,9 @@ bool isUnknownToBus(const QString& client)
 void tellOfUnknownReceiver(const QString& receiver)
 {
     // Nothing is said about how many messages the bus keeps, because its options decide that.
-    complain(
-        QStringLiteral("nobody has ever been \"%1\" on this bus, as far as it knows; it treats the message like one "
+    complain(Words::tr("nobody has ever been \"%1\" on this bus, as far as it knows; it treats the message like one "
                        "for any absent client%2")
-            .arg(receiver, tarvex::programs::guessWords(likelyClient(receiver))));
+                 .arg(receiver, tarvex::programs::guessWords(likelyClient(receiver))));
 }
 
 } // namespace tarvexctl

@@ -3,6 +3,7 @@
 #include "busclient.h"
 #include "controlclient.h"
 #include "output.h"
+#include "programwords.h"
 #include "traffic/seenframe.h"
 
 #include <QCoreApplication>
@@ -59,13 +60,13 @@ QByteArray framesRequest(qint64 last)
 Failure cannotTell()
 {
     return Failure(Refused,
-                   QStringLiteral("this bus does not show its frames: only a development bus of the same user does; "
-                                  "--capture reads those of any bus from the network"));
+                   Words::tr("this bus does not show its frames: only a development bus of the same user does; "
+                             "--capture reads those of any bus from the network"));
 }
 
 Failure refusedByBus(const QString& words)
 {
-    return Failure(Refused, QStringLiteral("refused by the bus: %1").arg(words));
+    return Failure(Refused, Words::tr("refused by the bus: %1").arg(words));
 }
 
 } // namespace
@@ -84,7 +85,7 @@ NewestFrame newestFrame()
     ::shutdown(static_cast<int>(socket.socketDescriptor()), SHUT_WR);
     while (socket.waitForReadyRead(static_cast<int>(deadline.remainingTime()))) { }
     if (deadline.hasExpired()) {
-        throw Failure(TimedOut, QStringLiteral("the bus is there, but its control socket does not answer"));
+        throw Failure(TimedOut, Words::tr("the bus is there, but its control socket does not answer"));
     }
     NewestFrame newest;
     while (socket.canReadLine()) {
@@ -125,7 +126,7 @@ void ControlSource::connectToBus()
         Q_EMIT started();
     }
     if (std::exchange(m_isAway, false)) {
-        complain(QStringLiteral("the bus is back"));
+        complain(Words::tr("the bus is back"));
     }
 }
 
@@ -135,7 +136,7 @@ void ControlSource::readLines()
         take(m_socket.readLine());
     }
     if (!m_hasEnded && m_socket.bytesAvailable() > MAX_LINE) {
-        fail(NoBus, QStringLiteral("what answered is no reply of the bus"));
+        fail(NoBus, Words::tr("what answered is no reply of the bus"));
     }
 }
 
@@ -158,8 +159,7 @@ void ControlSource::take(const QByteArray& line)
         takeFrame(frame);
     } else {
         // It stands for one frame, so it gets the place of the next one.
-        takeFrame(
-            gap(m_position + 1, QStringLiteral("a line of %1 bytes from the bus cannot be read").arg(line.size())));
+        takeFrame(gap(m_position + 1, Words::tr("a line of %1 bytes from the bus cannot be read").arg(line.size())));
     }
 }
 
@@ -169,7 +169,7 @@ void ControlSource::takeRun(const QString& run)
     if (run != m_run && !m_run.isEmpty()) {
         m_lastNumber = 0;
         // No frame has this number.
-        Q_EMIT seen(gap(0, QStringLiteral("the bus was away, and its frames begin again")));
+        Q_EMIT seen(gap(0, Words::tr("the bus was away, and its frames begin again")));
     }
     m_run = run;
     m_position = 0;
@@ -187,7 +187,7 @@ void ControlSource::takeFrame(const SeenFrame& frame)
     const qint64 missed = std::exchange(m_isResuming, false) ? frame.number - m_lastNumber - 1 : 0;
     if (missed > 0) {
         Q_EMIT seen(gap(m_lastNumber + 1,
-                        QStringLiteral("%1 not seen, because the connection to the bus was lost")
+                        Words::tr("%1 not seen, because the connection to the bus was lost")
                             .arg(counted(missed, QStringLiteral("frame")))));
     }
     m_lastNumber = frame.number;
@@ -201,7 +201,7 @@ void ControlSource::waitForBus()
     }
     if (!std::exchange(m_isAway, true)) {
         m_last = ALL_FRAMES;
-        complain(QStringLiteral("the bus has gone; waiting for it to come back"));
+        complain(Words::tr("the bus has gone; waiting for it to come back"));
     }
     m_retryTimer.start();
 }

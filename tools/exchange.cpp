@@ -1,6 +1,7 @@
 #include "exchange.h"
 
 #include "busclient.h"
+#include "programwords.h"
 #include "records/clientstate.h"
 
 #include <QElapsedTimer>
@@ -68,7 +69,7 @@ double measureExchange(BusClient& bus, const QString& clientName)
 QString millisecondsText(double milliseconds)
 {
     const int integerDigits = milliseconds >= 1 ? static_cast<int>(std::floor(std::log10(milliseconds))) + 1 : 0;
-    return QStringLiteral("%1 ms").arg(QString::number(milliseconds, 'f', qMax(3 - integerDigits, 0)));
+    return Words::tr("%1 ms").arg(QString::number(milliseconds, 'f', qMax(3 - integerDigits, 0)));
 }
 
 } // namespace tarvexctl

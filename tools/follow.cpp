@@ -1,6 +1,7 @@
 #include "follower.h"
 #include "interrupts.h"
 #include "output.h"
+#include "programwords.h"
 
 #include <QElapsedTimer>
 #include <QEventLoop>
@@ -48,7 +49,7 @@ Watch::Watch(Follower& follower) : m_follower(follower)
     m_deadline.setTimerType(Qt::PreciseTimer); // other timers may fire up to 5 % too early
     m_patience.setInterval(LOOK_INTERVAL_MS);
     QObject::connect(&m_interrupts, &InterruptWatcher::interrupted, &m_patience,
-                     [this] { leave(Interrupted, QStringLiteral("interrupted"), &Follower::interrupt); });
+                     [this] { leave(Interrupted, Words::tr("interrupted"), &Follower::interrupt); });
     QObject::connect(&m_deadline, &QTimer::timeout, &m_patience, [this] {
         if (m_follower.isSatisfied()) {
             leave(Done, QString(), &Follower::timeUp);
@@ -114,7 +115,7 @@ void Watch::giveUp()
         tellFailure(m_words);
     }
     if (m_follower.hasSubscriptions()) {
-        tellFailure(QStringLiteral("%1 stays subscribed: unsubscribing takes too long").arg(m_follower.clientName()));
+        tellFailure(Words::tr("%1 stays subscribed: unsubscribing takes too long").arg(m_follower.clientName()));
     }
     ::_exit(m_status);
 }

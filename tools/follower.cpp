@@ -2,6 +2,7 @@
 
 #include "busclient.h"
 #include "output.h"
+#include "programwords.h"
 #include "tally.h"
 
 using tarvex::TarvexQueryHandler;
@@ -44,7 +45,7 @@ QStringList publishersOf(const Subscriptions& subscriptions)
 
 Failure busIsSilent()
 {
-    return Failure(TimedOut, QStringLiteral("the bus is there, but did not answer within the time-out"));
+    return Failure(TimedOut, Words::tr("the bus is there, but did not answer within the time-out"));
 }
 
 Follower::Follower(const QString& clientName, FollowerTask& task) : m_clientName(clientName), m_task(task)
@@ -73,7 +74,7 @@ void Follower::start()
 
 void Follower::interrupt()
 {
-    end(Failure(Interrupted, QStringLiteral("interrupted")));
+    end(Failure(Interrupted, Words::tr("interrupted")));
 }
 
 void Follower::timeUp()
@@ -200,7 +201,7 @@ void Follower::lookAfterLoss()
         const BusClient bus(m_clientName);
         waitForName();
     } catch (const Failure&) {
-        waitForBus(QStringLiteral("the bus has gone; waiting for it to come back"));
+        waitForBus(Words::tr("the bus has gone; waiting for it to come back"));
     }
 }
 
@@ -217,8 +218,8 @@ void Follower::waitForName()
 {
     if (!m_sinceNameTaken.isValid() || m_sinceNameTaken.hasExpired(NAME_TAKEN_INTERVAL_MS)) {
         // Told with --quiet as well, because some messages go to the other program and do not come back.
-        tellFailure(QStringLiteral("the bus is there, but has closed the connection that receives: another program "
-                                   "took the name \"%1\", most likely; trying every second to get it back")
+        tellFailure(Words::tr("the bus is there, but has closed the connection that receives: another program "
+                              "took the name \"%1\", most likely; trying every second to get it back")
                         .arg(m_clientName));
         m_sinceNameTaken.start();
         m_isNameTaken = true;
@@ -229,9 +230,9 @@ void Follower::waitForName()
 void Follower::tellOfReturn()
 {
     if (!m_told.isEmpty()) {
-        complain(QStringLiteral("the bus is back"));
+        complain(Words::tr("the bus is back"));
     } else if (m_isNameTaken) {
-        complain(QStringLiteral("receiving as %1 again").arg(m_clientName));
+        complain(Words::tr("receiving as %1 again").arg(m_clientName));
     }
     m_told.clear();
     m_isNameTaken = false;
@@ -246,7 +247,7 @@ void Follower::tidyUp()
             BusClient bus(m_clientName);
             bus.ask([this](TarvexQueryHandler& handler) { return handler.unsubscribe(m_subscribed); });
         } catch (const Failure& failure) {
-            tellFailure(QStringLiteral("%1 stays subscribed to %2: %3")
+            tellFailure(Words::tr("%1 stays subscribed to %2: %3")
                             .arg(m_clientName, m_subscribed.join(QLatin1String(", ")), failure.words()));
         }
     }

@@ -2,6 +2,7 @@
 
 #include "controlclient.h"
 #include "failure.h"
+#include "programwords.h"
 #include "traffic/operations.h"
 #include "traffic/seenframe.h"
 
@@ -40,12 +41,12 @@ bool isSlow(const SeenFrame& frame, double ms)
 void checkClient(const std::optional<QString>& name, const QString& option)
 {
     if (name && name->isEmpty()) {
-        throw Failure(WrongUse, QStringLiteral("%1 must not be empty").arg(option));
+        throw Failure(WrongUse, Words::tr("%1 must not be empty").arg(option));
     }
     if (name && *name != FrameFilter::busName() && isUnknownToBus(*name)) {
         throw Failure(WrongUse,
-                      QStringLiteral("%1: nobody has ever been \"%2\" on this bus, as far as it knows, and the library "
-                                     "does not know the name; see \"tarvexctl clients\"")
+                      Words::tr("%1: nobody has ever been \"%2\" on this bus, as far as it knows, and the library "
+                                "does not know the name; see \"tarvexctl clients\"")
                           .arg(option, *name));
     }
 }
@@ -57,7 +58,7 @@ void checkOperation(const FrameCriteria& criteria)
     const QStringList& known = tarvex::traffic::operations();
     if (criteria.operation && !known.contains(*criteria.operation)) {
         throw Failure(WrongUse,
-                      QStringLiteral("--operation: there is no operation \"%1\"; there are %2")
+                      Words::tr("--operation: there is no operation \"%1\"; there are %2")
                           .arg(*criteria.operation, known.join(QLatin1String(", "))));
     }
 }

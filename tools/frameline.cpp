@@ -3,6 +3,7 @@
 #include "cellwidth.h"
 #include "framefilter.h"
 #include "output.h"
+#include "programwords.h"
 #include "traffic/operations.h"
 #include "traffic/seenframe.h"
 
@@ -41,7 +42,7 @@ QDateTime localTime(const SeenFrame& frame)
 QString tookText(qint64 us)
 {
     const double ms = static_cast<double>(us) / US_PER_MS;
-    return QStringLiteral("%1 ms").arg(ms, 0, 'f', ms < 100 ? 1 : 0);
+    return Words::tr("%1 ms").arg(ms, 0, 'f', ms < 100 ? 1 : 0);
 }
 
 /// "printer -> gui". A client that has not introduced itself is "?". "*" are the subscribers of a sender.
@@ -114,7 +115,7 @@ QString messageText(const SeenFrame& frame)
 QString keyData(const SeenFrame& frame)
 {
     if (frame.isDataLeftOut) {
-        return QStringLiteral("(%1 bytes: too large or too deeply nested to be shown)").arg(frame.size);
+        return Words::tr("(%1 bytes: too large or too deeply nested to be shown)").arg(frame.size);
     }
     if (frame.isMessage()) {
         return messageText(frame);
@@ -169,7 +170,7 @@ QString fullData(const SeenFrame& frame)
 QString callWords(const SeenFrame& frame)
 {
     return frame.call > 0
-        ? QStringLiteral(" (answer to #%1 after %2)").arg(QString::number(frame.call), tookText(frame.callUs))
+        ? Words::tr(" (answer to #%1 after %2)").arg(QString::number(frame.call), tookText(frame.callUs))
         : QString();
 }
 
@@ -187,14 +188,14 @@ QString eventWords(const SeenFrame& frame)
 {
     switch (frame.kind) {
     case Kind::Opened:
-        return QStringLiteral("connection %1 opened (%2)").arg(QString::number(frame.connection), portName(frame.port));
+        return Words::tr("connection %1 opened (%2)").arg(QString::number(frame.connection), portName(frame.port));
     case Kind::Closed:
-        return QStringLiteral("connection %1 closed (%2)").arg(QString::number(frame.connection), portName(frame.port));
+        return Words::tr("connection %1 closed (%2)").arg(QString::number(frame.connection), portName(frame.port));
     case Kind::Bad:
-        return QStringLiteral("bad: %1 (connection %2, %3)")
+        return Words::tr("bad: %1 (connection %2, %3)")
             .arg(frame.problem, QString::number(frame.connection), portName(frame.port));
     default:
-        return QStringLiteral("gap: %1").arg(frame.problem);
+        return Words::tr("gap: %1").arg(frame.problem);
     }
 }
 
@@ -246,7 +247,7 @@ QString FrameLines::text(const SeenFrame& frame)
     const bool isShort = frame.problem.isEmpty(); // the end of a problem says what is wrong
     QString words = visible(isShort ? what(frame).left(m_width) : what(frame));
     const QString data = m_detail == OneLine && isFrame(frame) ? visible(keyData(frame).left(m_width)) : QString();
-    const QString fault = frame.fault.isEmpty() ? QString() : QStringLiteral(" [fault: %1]").arg(visible(frame.fault));
+    const QString fault = frame.fault.isEmpty() ? QString() : Words::tr(" [fault: %1]").arg(visible(frame.fault));
     const int room = qMax(m_width - cellWidth(start) - cellWidth(fault), MIN_WIDTH / 3);
     if (isShort) {
         words = cutTo(words, room);
@@ -304,7 +305,7 @@ QString FrameLines::replyWords(const SeenFrame& frame) const
         ? QStringLiteral("<- #%1 %2").arg(QString::number(frame.answers), tookText(frame.tookUs))
         : QStringLiteral("<- ?");
     if (frame.code != 0) {
-        return QStringLiteral("%1 error %2 %3: %4").arg(answer, QString::number(frame.code), frame.description, asked);
+        return Words::tr("%1 error %2 %3: %4").arg(answer, QString::number(frame.code), frame.description, asked);
     }
     const QString ok = frame.direction == Direction::In ? QStringLiteral("ack") : QStringLiteral("ok");
     return QStringLiteral("%1 %2 %3").arg(answer, ok, asked);

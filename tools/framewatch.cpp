@@ -2,6 +2,7 @@
 
 #include "framesource.h"
 #include "output.h"
+#include "programwords.h"
 
 #include <utility>
 
@@ -51,7 +52,7 @@ FrameWatch::FrameWatch(FrameSource& source, FrameTask task, const Limits& limits
     m_deadline.setTimerType(Qt::PreciseTimer); // other timers may fire up to 5 % too early
     connect(&m_deadline, &QTimer::timeout, this, &FrameWatch::timeUp);
     connect(&m_interrupts, &InterruptWatcher::interrupted, this,
-            [this] { end(Failure(Interrupted, QStringLiteral("interrupted"))); });
+            [this] { end(Failure(Interrupted, Words::tr("interrupted"))); });
     leaveAfterInterrupt(LEAVE_TIMEOUT_MS);
     connect(&source, &FrameSource::started, this, &FrameWatch::begin);
     connect(&source, &FrameSource::seen, this, &FrameWatch::take);
@@ -119,7 +120,7 @@ void FrameWatch::keep(const SeenFrame& frame)
     while (m_keptBytes > MAX_KEPT_BYTES && m_kept.size() > 1) {
         dropOldest();
         if (!std::exchange(m_isPastCut, true)) {
-            complain(QStringLiteral("the past is too large to be shown whole; its oldest frames are left out"));
+            complain(Words::tr("the past is too large to be shown whole; its oldest frames are left out"));
         }
     }
 }

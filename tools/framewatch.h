@@ -13,6 +13,7 @@
 #include <optional>
 
 #include "failure.h"
+#include "programwords.h"
 #include "traffic/seenframe.h"
 
 namespace tarvexctl {
@@ -28,7 +29,7 @@ struct FrameTask
     std::function<bool(const tarvex::traffic::SeenFrame&)> wants;
     /// Shows a frame that is wanted. Gaps are shown as well; only the others are counted.
     std::function<void(const tarvex::traffic::SeenFrame&)> show;
-    QString nothingWords = QStringLiteral("nothing came"); ///< When the time is over and nothing was shown.
+    QString nothingWords = Words::tr("nothing came"); ///< When the time is over and nothing was shown.
 };
 
 /// Which frames of the past are shown: the last ones that are wanted, so many at most. The past ends with the frame of

@@ -1,6 +1,7 @@
 #include "helpformatter.h"
 
 #include "failure.h"
+#include "programwords.h"
 
 #include <sstream>
 
@@ -22,12 +23,12 @@ struct StatusText
 };
 
 constexpr StatusText STATUS_TEXTS[] = {
-    {Done, "done"},
-    {Refused, "refused by the bus or the other party, or stdout cannot be written"},
-    {WrongUse, "wrong use; nothing was changed"},
-    {NoBus, "no bus to be reached, a refused handshake or a lost connection"},
-    {TimedOut, "nothing, or not enough, came within the time-out"},
-    {Interrupted, "interrupted"},
+    {Done, Words::mark("done")},
+    {Refused, Words::mark("refused by the bus or the other party, or stdout cannot be written")},
+    {WrongUse, Words::mark("wrong use; nothing was changed")},
+    {NoBus, Words::mark("no bus to be reached, a refused handshake or a lost connection")},
+    {TimedOut, Words::mark("nothing, or not enough, came within the time-out")},
+    {Interrupted, Words::mark("interrupted")},
 };
 
 /// Appends the words of \a text to \a lines, whose last line is \a column wide so far. Further lines begin at

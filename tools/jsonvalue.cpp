@@ -2,6 +2,7 @@
 
 #include "failure.h"
 #include "output.h"
+#include "programwords.h"
 
 #include <QJsonArray>
 #include <QJsonDocument>
@@ -35,9 +36,9 @@ QVariant jsonOrText(const QString& text)
     }
     const QString inexact = inexactInteger(text);
     if (!inexact.isEmpty()) {
-        throw Failure(WrongUse,
-                      QStringLiteral("%1 is too large to be stored exactly as a number; --string stores it as a text")
-                          .arg(inexact));
+        throw Failure(
+            WrongUse,
+            Words::tr("%1 is too large to be stored exactly as a number; --string stores it as a text").arg(inexact));
     }
     return values.first().toVariant();
 }
@@ -86,7 +87,7 @@ void tellOfBrokenJson(const QString& text)
 {
     static const QRegularExpression beginning(QStringLiteral("^\\s*[{[\"]"));
     if (beginning.match(text).hasMatch() && !isJson(text)) {
-        complain(QStringLiteral("%1 begins like JSON and is none: it is taken as a text, as with --string").arg(text));
+        complain(Words::tr("%1 begins like JSON and is none: it is taken as a text, as with --string").arg(text));
     }
 }
 

@@ -2,6 +2,7 @@
 
 #include "cmdlayer/tarvexcommand.h"
 #include "output.h"
+#include "programwords.h"
 
 #include <QUuid>
 
@@ -46,15 +47,14 @@ void writeMessage(Output& output, const Message& message)
         output.writeObject(messageObject(message));
         return;
     }
-    static const QStringList header{QStringLiteral("SENT"), QStringLiteral("FROM"), QStringLiteral("TO"),
-                                    QStringLiteral("MESSAGE")};
+    static const QStringList header{Words::tr("SENT"), Words::tr("FROM"), Words::tr("TO"), Words::tr("MESSAGE")};
     output.writeRow(header, {timeText(message.dt()), message.sender(), message.reciever(), message.message()});
 }
 
 void tellOfStray(const Message& message)
 {
     // The bus has forgotten it, so it would be lost with --quiet otherwise.
-    tellFailure(QStringLiteral("taken from the bus meanwhile, from %1, UID %2: %3")
+    tellFailure(Words::tr("taken from the bus meanwhile, from %1, UID %2: %3")
                     .arg(message.sender(), message.uid(), message.message()));
 }
 

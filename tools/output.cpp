@@ -2,6 +2,7 @@
 
 #include "cellwidth.h"
 #include "failure.h"
+#include "programwords.h"
 #include "standardstreams.h"
 
 #include <QDateTime>
@@ -30,7 +31,7 @@ void writeData(const QString& text)
 {
     const QString error = tarvex::programs::writeAll(STDOUT_FILENO, text.toUtf8());
     if (!error.isEmpty()) {
-        throw Failure(Refused, QStringLiteral("cannot write to stdout: %1").arg(error));
+        throw Failure(Refused, Words::tr("cannot write to stdout: %1").arg(error));
     }
 }
 
@@ -145,7 +146,7 @@ void Output::report(const QVariantMap& object, const QString& words)
         writeObject(object);
     } catch (const Failure& failure) {
         // The status says that something went wrong. The words say that the change was made.
-        throw Failure(failure.status(), QStringLiteral("%1, but %2").arg(words, failure.words()));
+        throw Failure(failure.status(), Words::tr("%1, but %2").arg(words, failure.words()));
     }
 }
 

@@ -4,6 +4,7 @@
 #include "failure.h"
 #include "nearest.h"
 #include "output.h"
+#include "programwords.h"
 #include "records/tarvexerror.h"
 #include "supportedclients.h"
 
@@ -35,8 +36,8 @@ const QStringList& supportedClients()
 
 void tellOfKnownNamesOnly()
 {
-    complain(QStringLiteral("this bus does not list what it stores; only the %1 names that the library knows are asked "
-                            "for")
+    complain(Words::tr("this bus does not list what it stores; only the %1 names that the library knows are asked "
+                       "for")
                  .arg(supportedClients().size()));
 }
 

@@ -2,6 +2,7 @@
 
 #include "arguments.h"
 #include "nearest.h"
+#include "programwords.h"
 
 #include <QRegularExpression>
 #include <QStringList>
@@ -29,11 +30,11 @@ QStringList verbsOf(const CLI::App& app)
     return names;
 }
 
-/// "a, b or c"
-QString joined(const QStringList& names, QLatin1String lastWord)
+/// \a pattern is "%1 or %2" or the like, for all names but the last one, and the last one.
+QString joined(const QStringList& names, const QString& pattern)
 {
     return names.size() < 2 ? names.join(QString())
-                            : names.mid(0, names.size() - 1).join(QLatin1String(", ")) + lastWord + names.constLast();
+                            : pattern.arg(names.mid(0, names.size() - 1).join(QLatin1String(", ")), names.constLast());
 }
 
 /// The last verb, or group of verbs, that the command line names.
@@ -94,34 +95,37 @@ QString likelyVerb(const QString& unknown, const CLI::App& app)
             inGroups.append(QString::fromStdString(group->get_name()) + QLatin1Char(' ') + unknown);
         }
     }
-    return inGroups.join(QLatin1String("\" or \""));
+    return inGroups.join(Words::tr("\" or \""));
 }
 
-/// The words for a guess in the middle of others; the next word begins a sentence when there is a guess.
-QString guessedOr(const QString& guess, const QString& next)
+QString unknownOptionWords(const QString& unknown, const QString& guess)
 {
     return guess.isEmpty()
-        ? QLatin1String("; ") + next
-        : tarvex::programs::guessWords(guess) + QLatin1Char(' ') + next.at(0).toUpper() + next.mid(1);
+        ? Words::tr("unknown option \"%1\"; an argument that begins with a minus stands after --").arg(unknown)
+        : Words::tr("unknown option \"%1\"; did you mean \"%2\"? An argument that begins with a minus stands after --")
+              .arg(unknown, guess);
+}
+
+QString unknownVerbWords(const QString& unknown, const QString& guess, const QString& verbs)
+{
+    return guess.isEmpty()
+        ? Words::tr("unknown verb \"%1\"; there are %2").arg(unknown, verbs)
+        : Words::tr("unknown verb \"%1\"; did you mean \"%2\"? There are %3").arg(unknown, guess, verbs);
 }
 
 QString unknownWords(const QString& unknown, const CLI::App& app, const CLI::App& program)
 {
     if (unknown.size() > 1 && unknown.startsWith(QLatin1Char('-'))) {
-        return QStringLiteral("unknown option \"%1\"").arg(unknown)
-            + guessedOr(likelyOption(unknown, app, program),
-                        QStringLiteral("an argument that begins with a minus stands after --"));
+        return unknownOptionWords(unknown, likelyOption(unknown, app, program));
     }
     const QStringList verbs = verbsOf(app);
     if (verbs.isEmpty()) {
-        return QStringLiteral("unexpected argument \"%1\"").arg(unknown);
+        return Words::tr("unexpected argument \"%1\"").arg(unknown);
     }
     if (verbs.contains(unknown)) {
-        return QStringLiteral("\"%1\" stands after --, where it is no verb").arg(unknown);
+        return Words::tr("\"%1\" stands after --, where it is no verb").arg(unknown);
     }
-    return QStringLiteral("unknown verb \"%1\"").arg(unknown)
-        + guessedOr(likelyVerb(unknown, app),
-                    QStringLiteral("there are %1").arg(joined(verbs, QLatin1String(" and "))));
+    return unknownVerbWords(unknown, likelyVerb(unknown, app), joined(verbs, Words::tr("%1 and %2")));
 }
 
 } // namespace
@@ -176,16 +180,15 @@ QString wordsFor(const CLI::ParseError& error, const CLI::App& program)
     QString words = QString::fromUtf8(error.what());
     if (words.contains(FLAG_OVERRIDE)) {
         const QString name = words.section(QLatin1Char(' '), 0, 0); // without its hyphens
-        return (name.size() == 1 ? QStringLiteral("-%1 takes no value") : QStringLiteral("--%1 takes no value"))
-            .arg(name);
+        return (name.size() == 1 ? Words::tr("-%1 takes no value") : Words::tr("--%1 takes no value")).arg(name);
     }
     return words;
 }
 
 QString missingVerbWords(const CLI::App& app)
 {
-    return QStringLiteral("%1 needs a verb: %2")
-        .arg(QString::fromStdString(app.get_name()), joined(verbsOf(app), QLatin1String(" or ")));
+    return Words::tr("%1 needs a verb: %2")
+        .arg(QString::fromStdString(app.get_name()), joined(verbsOf(app), Words::tr("%1 or %2")));
 }
 
 } // namespace tarvexctl

@@ -1,6 +1,7 @@
 #include "privatefile.h"
 
 #include "failure.h"
+#include "programwords.h"
 
 #include <QDir>
 #include <QFile>
@@ -14,7 +15,7 @@ namespace {
 
 Failure failureOf(const QString& what, const QString& path, const QString& error)
 {
-    return Failure(WrongUse, QStringLiteral("cannot %1 %2: %3").arg(what, path, error));
+    return Failure(WrongUse, Words::tr("cannot %1 %2: %3").arg(what, path, error));
 }
 
 } // namespace

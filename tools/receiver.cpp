@@ -1,6 +1,7 @@
 #include "receiver.h"
 
 #include "connectionfailures.h"
+#include "programwords.h"
 #include "tarvexmessagesreciever.h"
 
 #include <QTcpSocket>
@@ -100,7 +101,7 @@ void Receiver::refuse(const Failure& failure)
 /// What came cannot be shown, because the library has read it.
 Failure Receiver::lossFailure() const
 {
-    return m_hasCome ? notUnderstood(QStringLiteral("something else than the answer to the handshake"))
+    return m_hasCome ? notUnderstood(Words::tr("something else than the answer to the handshake"))
                      : closedInHandshake();
 }
 

@@ -2,6 +2,7 @@
 
 #include "failure.h"
 #include "output.h"
+#include "programwords.h"
 #include "standardstreams.h"
 #include "tarvexlib.h"
 #include "traffic/operations.h"
@@ -41,24 +42,24 @@ constexpr int PIECE_SIZE = 64 * 1024;
 
 Failure fileFailure(ExitStatus status, const QString& what, const QString& path, const QString& why)
 {
-    return Failure(status, QStringLiteral("cannot %1 %2: %3").arg(what, path, why));
+    return Failure(status, Words::tr("cannot %1 %2: %3").arg(what, path, why));
 }
 
 Failure lineFailure(int line, const QString& words)
 {
-    return Failure(WrongUse, QStringLiteral("line %1: %2").arg(QString::number(line), words));
+    return Failure(WrongUse, Words::tr("line %1: %2").arg(QString::number(line), words));
 }
 
 void checkHeader(const QVariantMap& header)
 {
     if (!header.contains(KEY_RECORDING)) {
         throw lineFailure(
-            1, QStringLiteral("this is no recording: its first line must be an object with \"%1\"").arg(KEY_RECORDING));
+            1, Words::tr("this is no recording: its first line must be an object with \"%1\"").arg(KEY_RECORDING));
     }
     const QVariant version = header.value(KEY_RECORDING);
     if (!QJsonValue::fromVariant(version).isDouble() || version.toDouble() != RECORDING_VERSION) {
         throw lineFailure(1,
-                          QStringLiteral("the recording has the version %1; this program reads version %2")
+                          Words::tr("the recording has the version %1; this program reads version %2")
                               .arg(jsonText(version), QString::number(RECORDING_VERSION)));
     }
 }
@@ -77,7 +78,7 @@ void checkNumber(const QVariantMap& object, QLatin1String key, int line, double 
     if (!isWholeNumber(object.value(key), least, most)) {
         throw lineFailure(
             line,
-            QStringLiteral("a frame whose \"%1\" is no whole number from %2 to %3: %4")
+            Words::tr("a frame whose \"%1\" is no whole number from %2 to %3: %4")
                 .arg(key, QString::number(least, 'f', 0), QString::number(most, 'f', 0), jsonText(object.value(key))));
     }
 }
@@ -97,7 +98,7 @@ void checkTypes(const QVariantMap& object, const SeenFrame& frame, int line)
     }
     for (const QLatin1String key : {KEY_CLIENT, KEY_OPERATION}) {
         if (object.contains(key) && object.value(key).type() != QVariant::String) {
-            throw lineFailure(line, QStringLiteral("a frame whose \"%1\" is no text").arg(key));
+            throw lineFailure(line, Words::tr("a frame whose \"%1\" is no text").arg(key));
         }
     }
 }
@@ -108,17 +109,17 @@ SeenFrame frameFrom(const QVariantMap& object, int line)
     SeenFrame frame = SeenFrame::fromVariantMap(object, isValid);
     if (!isValid) {
         throw lineFailure(line,
-                          QStringLiteral("this is no frame: \"time\", \"kind\" and \"port\" must be there, and "
-                                         "\"direction\" for a request and a reply, with the words of the "
-                                         "document"));
+                          Words::tr("this is no frame: \"time\", \"kind\" and \"port\" must be there, and "
+                                    "\"direction\" for a request and a reply, with the words of the "
+                                    "document"));
     }
     checkTypes(object, frame, line);
     const bool isFrame = frame.kind == Kind::Request || frame.kind == Kind::Reply;
     if (frame.kind == Kind::Request && frame.operation.isEmpty()) {
-        throw lineFailure(line, QStringLiteral("a request without \"operation\""));
+        throw lineFailure(line, Words::tr("a request without \"operation\""));
     }
     if (isFrame && !frame.isDataLeftOut && object.value(QStringLiteral("data")).type() != QVariant::Map) {
-        throw lineFailure(line, QStringLiteral("a frame without \"data\", an object"));
+        throw lineFailure(line, Words::tr("a frame without \"data\", an object"));
     }
     return frame;
 }
@@ -132,7 +133,7 @@ bool readLine(QIODevice& device, int number, QByteArray& line, bool& isWhole)
         line += piece;
         isWhole = line.endsWith('\n');
         if (line.size() > MAX_LINE) {
-            throw lineFailure(number, QStringLiteral("the line is longer than %1 bytes").arg(MAX_LINE));
+            throw lineFailure(number, Words::tr("the line is longer than %1 bytes").arg(MAX_LINE));
         }
     }
     return !line.isEmpty();
@@ -144,7 +145,7 @@ QString take(const QByteArray& line, int number, Recording& recording)
     QJsonParseError error{};
     const QJsonDocument document = QJsonDocument::fromJson(line, &error);
     if (!document.isObject()) {
-        return error.error == QJsonParseError::NoError ? QStringLiteral("no JSON object") : error.errorString();
+        return error.error == QJsonParseError::NoError ? Words::tr("no JSON object") : error.errorString();
     }
     const QVariantMap object = document.object().toVariantMap();
     if (number == 1) {
@@ -165,7 +166,7 @@ RecordingWriter::RecordingWriter(const QString& path, Existing existing)
         return;
     }
     if (existing == Kept && m_file.exists()) {
-        throw Failure(WrongUse, QStringLiteral("%1 is there already; --force replaces it").arg(path));
+        throw Failure(WrongUse, Words::tr("%1 is there already; --force replaces it").arg(path));
     }
     // NewOnly makes sure that nobody has made the file in between.
     const QIODevice::OpenMode mode =
@@ -202,7 +203,7 @@ void RecordingWriter::writeLine(const QVariantMap& object)
     const QByteArray line = jsonText(object).toUtf8() + '\n';
     const QString error = tarvex::programs::writeAll(m_isStdout ? STDOUT_FILENO : m_file.handle(), line);
     if (!error.isEmpty()) {
-        throw fileFailure(Refused, QStringLiteral("write to"), m_isStdout ? QStringLiteral("stdout") : m_path, error);
+        throw fileFailure(Refused, Words::tr("write to"), m_isStdout ? QStringLiteral("stdout") : m_path, error);
     }
 }
 
@@ -217,7 +218,7 @@ Recording readRecording(QIODevice& device)
         }
         const QString problem = take(line, number, recording);
         if (!problem.isEmpty() && (isWhole || number == 1)) {
-            throw lineFailure(number, QStringLiteral("this is no JSON object: %1").arg(problem));
+            throw lineFailure(number, Words::tr("this is no JSON object: %1").arg(problem));
         }
         recording.isCut = !problem.isEmpty(); // the recorder was killed while it wrote the line
     }
@@ -226,7 +227,7 @@ Recording readRecording(QIODevice& device)
         throw fileFailure(WrongUse, QStringLiteral("read"), file->fileName(), file->errorString());
     }
     if (recording.header.isEmpty()) {
-        throw Failure(WrongUse, QStringLiteral("the recording is empty"));
+        throw Failure(WrongUse, Words::tr("the recording is empty"));
     }
     return recording;
 }

@@ -1,5 +1,6 @@
 #include "replay.h"
 
+#include "programwords.h"
 #include "traffic/seenframe.h"
 
 #include <cerrno>
@@ -117,10 +118,10 @@ void Replay::setFailure(const Failure& failure)
 
 void Replay::setInputEnded(int steps)
 {
-    setFailure(Failure(Refused,
-                       QStringLiteral("the input ended, so %1 not played")
-                           .arg(counted(steps, QStringLiteral("step"))
-                                + (steps == 1 ? QStringLiteral(" was") : QStringLiteral(" were")))));
+    setFailure(Failure(
+        Refused,
+        Words::tr("the input ended, so %1 not played")
+            .arg(counted(steps, QStringLiteral("step")) + (steps == 1 ? Words::tr(" was") : Words::tr(" were")))));
 }
 
 void Replay::end()

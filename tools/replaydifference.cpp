@@ -2,6 +2,7 @@
 
 #include "messages.h"
 #include "output.h"
+#include "programwords.h"
 
 #include <QJsonDocument>
 #include <QJsonObject>
@@ -88,7 +89,7 @@ QVariantMap ReplayDifference::toVariantMap() const
 QString ReplayDifference::words() const
 {
     const QString place = path.isEmpty() ? what : QStringLiteral("%1: %2").arg(what, path);
-    return QStringLiteral("%1  %2  %3: %4 was recorded, %5 came")
+    return Words::tr("%1  %2  %3: %4 was recorded, %5 came")
         .arg(number > 0 ? QStringLiteral("#%1").arg(number) : QStringLiteral("-"), client, place, valueText(recorded),
              valueText(came));
 }

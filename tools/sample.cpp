@@ -2,6 +2,7 @@
 
 #include "exchange.h"
 #include "output.h"
+#include "programwords.h"
 
 #include <algorithm>
 #include <cmath>
@@ -100,14 +101,14 @@ QString sampleText(const Sample& sample)
         std::max_element(bins.begin(), bins.end(), [](const Bin& a, const Bin& b) { return a.count < b.count; })->count;
     QList<QStringList> rows;
     for (const Bin& bin : bins) {
-        rows.append({QStringLiteral("%1 to %2").arg(millisecondsText(bin.from), millisecondsText(bin.to)),
+        rows.append({Words::tr("%1 to %2").arg(millisecondsText(bin.from), millisecondsText(bin.to)),
                      QString::number(bin.count), barText(bin.count, most)});
     }
-    return fieldLines({{QStringLiteral("Exchanges"), QString::number(sample.size())},
-                       {QStringLiteral("Min"), millisecondsText(times.front())},
-                       {QStringLiteral("Median"), millisecondsText(quantile(times, 0.5))},
+    return fieldLines({{Words::tr("Exchanges"), QString::number(sample.size())},
+                       {Words::tr("Min"), millisecondsText(times.front())},
+                       {Words::tr("Median"), millisecondsText(quantile(times, 0.5))},
                        {QStringLiteral("p99"), millisecondsText(quantile(times, 0.99))},
-                       {QStringLiteral("Max"), millisecondsText(times.back())}})
+                       {Words::tr("Max"), millisecondsText(times.back())}})
         + QLatin1Char('\n') + tableLines(rows);
 }
 

@@ -2,6 +2,7 @@
 
 #include "failure.h"
 #include "output.h"
+#include "programwords.h"
 #include "settingsrecord.h"
 
 #include <QHash>
@@ -162,7 +163,7 @@ void SettingsDifference::report(Output& output, const QString& words, const QStr
             write(output, heading, object);
         }
     } catch (const Failure& failure) {
-        throw Failure(failure.status(), QStringLiteral("%1, but %2").arg(words, failure.words()));
+        throw Failure(failure.status(), Words::tr("%1, but %2").arg(words, failure.words()));
     }
     if (!output.isJson()) {
         complain(words);
@@ -184,9 +185,9 @@ QString SettingsDifference::lines() const
 {
     QString text;
     if (m_isFirst) {
-        text += QLatin1String("+ a first record\n");
+        text += Words::tr("+ a first record\n");
     } else if (m_isLast) {
-        text += QLatin1String("- the whole record\n");
+        text += Words::tr("- the whole record\n");
     }
     for (const Change& change : m_changes) {
         text += changeLine(QLatin1String("- "), change.name, change.before);

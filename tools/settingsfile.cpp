@@ -2,6 +2,7 @@
 
 #include "jsonvalue.h"
 #include "output.h"
+#include "programwords.h"
 #include "settingsrecord.h"
 
 #include <QDateTime>
@@ -72,7 +73,7 @@ void requireNamesOnce(const QString& json)
             const QString name = found.captured().left(found.capturedLength() - found.capturedLength(1));
             if (names.last().contains(name)) {
                 throw Misreading{found.capturedStart(),
-                                 QStringLiteral("the name %1 is there twice in one object").arg(name)};
+                                 Words::tr("the name %1 is there twice in one object").arg(name)};
             }
             names.last().insert(name);
         }
@@ -89,12 +90,12 @@ QVariant valueFrom(const QString& json)
         // The parser counts bytes, and has taken the wrong one already.
         const int offset = QString::fromUtf8(bytes.left(qMax(0, error.offset - 1))).size();
         const int column = offset - (offset == 0 ? -1 : json.lastIndexOf(QLatin1Char('\n'), offset - 1));
-        throw Misreading{offset, QStringLiteral("no JSON: %1 at column %2").arg(error.errorString()).arg(column)};
+        throw Misreading{offset, Words::tr("no JSON: %1 at column %2").arg(error.errorString()).arg(column)};
     }
     const QString inexact = inexactInteger(json);
     if (!inexact.isEmpty()) {
         throw Misreading{json.indexOf(inexact),
-                         QStringLiteral("%1 is too large to be stored exactly as a number").arg(inexact)};
+                         Words::tr("%1 is too large to be stored exactly as a number").arg(inexact)};
     }
     return document.isObject() ? QVariant(document.object().toVariantMap())
                                : QVariant(document.array().toVariantList());
@@ -199,13 +200,12 @@ void Reader::readDocument(const QVariantMap& document, int offset)
     static const QStringList known{KEY_FORMAT, KEY_VERSION, KEY_DATE, KEY_RECORDS};
     try {
         requireInRecord(document.value(KEY_FORMAT) == QVariant(FORMAT),
-                        QStringLiteral("the \"format\" is not \"%1\"").arg(FORMAT));
-        requireInRecord(
-            document.value(KEY_VERSION) == QVariant(VERSION),
-            QStringLiteral("the \"version\" of the format is not %1, the one that is known here").arg(VERSION));
-        requireKnownKeys(document, known, QStringLiteral("a document of settings"));
+                        Words::tr("the \"format\" is not \"%1\"").arg(FORMAT));
+        requireInRecord(document.value(KEY_VERSION) == QVariant(VERSION),
+                        Words::tr("the \"version\" of the format is not %1, the one that is known here").arg(VERSION));
+        requireKnownKeys(document, known, Words::tr("a document of settings"));
         requireInRecord(document.value(KEY_RECORDS).userType() == QMetaType::QVariantList,
-                        QStringLiteral("\"records\" is needed, a list"));
+                        Words::tr("\"records\" is needed, a list"));
     } catch (const WrongRecord& wrong) {
         throw Misreading{offset, wrong.words()};
     }
@@ -227,7 +227,7 @@ void Reader::takeRecord(const QVariant& value, int offset)
     const QString owner = m_records.last().owner();
     if (m_placeOf.contains(owner)) {
         throw Misreading{offset,
-                         QStringLiteral("%1 has a record in line %2 already")
+                         Words::tr("%1 has a record in line %2 already")
                              .arg(owner, QString::number(lineAt(m_placeOf.value(owner))))};
     }
     m_placeOf.insert(owner, offset);
@@ -240,11 +240,11 @@ void requireUtf8(const QByteArray& text)
     for (int line = 0; line < lines.size(); ++line) {
         if (lines.at(line).startsWith("\xef\xbb\xbf")) {
             throw WrongSettingsText(line + 1,
-                                    QStringLiteral("no JSON: it begins with a byte order mark; save the file as UTF-8 "
-                                                   "without one"));
+                                    Words::tr("no JSON: it begins with a byte order mark; save the file as UTF-8 "
+                                              "without one"));
         }
         if (QString::fromUtf8(lines.at(line)).toUtf8() != lines.at(line)) {
-            throw WrongSettingsText(line + 1, QStringLiteral("no JSON: not UTF-8"));
+            throw WrongSettingsText(line + 1, Words::tr("no JSON: not UTF-8"));
         }
     }
 }
@@ -256,7 +256,7 @@ QByteArray contentsOf(const QString& fileName)
         fileName == QLatin1String("-") ? file.open(STDIN_FILENO, QIODevice::ReadOnly) : file.open(QIODevice::ReadOnly);
     QByteArray text = isOpen ? file.readAll() : QByteArray();
     if (!isOpen || file.error() != QFileDevice::NoError) {
-        throw Failure(WrongUse, QStringLiteral("cannot read %1: %2").arg(shownFileName(fileName), file.errorString()));
+        throw Failure(WrongUse, Words::tr("cannot read %1: %2").arg(shownFileName(fileName), file.errorString()));
     }
     return text;
 }
@@ -314,7 +314,7 @@ QList<ClientSettings> settingsFromFile(const QString& fileName)
 {
     QList<ClientSettings> records = settingsFrom(contentsOf(fileName));
     if (records.isEmpty()) {
-        throw Failure(WrongUse, QStringLiteral("there is no settings record in %1").arg(shownFileName(fileName)));
+        throw Failure(WrongUse, Words::tr("there is no settings record in %1").arg(shownFileName(fileName)));
     }
     return records;
 }

@@ -2,6 +2,7 @@
 #define SETTINGSFILE_H
 
 #include "failure.h"
+#include "programwords.h"
 #include "records/clientsettings.h"
 
 #include <QByteArray>
@@ -21,7 +22,7 @@ class WrongSettingsText : public Failure
 {
 public:
     WrongSettingsText(int line, const QString& words)
-        : Failure(WrongUse, QStringLiteral("line %1: %2").arg(QString::number(line), words)), m_line(line)
+        : Failure(WrongUse, Words::tr("line %1: %2").arg(QString::number(line), words)), m_line(line)
     {
     }
 

@@ -1,5 +1,7 @@
 #include "settingsrecord.h"
 
+#include "programwords.h"
+
 #include <QDateTime>
 #include <QStringList>
 
@@ -39,22 +41,21 @@ QString checkEntry(const QVariant& value)
 {
     static const QStringList known{KEY_GROUP, KEY_KEY, KEY_VALUE};
     const QVariantMap entry = value.toMap();
-    requireInRecord(value.userType() == QMetaType::QVariantMap,
-                    QStringLiteral("each of \"settings\" must be an object"));
-    requireKnownKeys(entry, known, QStringLiteral("a setting"));
+    requireInRecord(value.userType() == QMetaType::QVariantMap, Words::tr("each of \"settings\" must be an object"));
+    requireKnownKeys(entry, known, Words::tr("a setting"));
     // "get" may have written null: the library writes it for a missing group when it changes a record.
     const QVariant group = entry.value(KEY_GROUP);
-    requireInRecord(isTextIfAny(group) || group.isNull(), QStringLiteral("the \"group\" of a setting must be a text"));
+    requireInRecord(isTextIfAny(group) || group.isNull(), Words::tr("the \"group\" of a setting must be a text"));
     requireInRecord(isText(entry.value(KEY_KEY)) && !entry.value(KEY_KEY).toString().isEmpty(),
-                    QStringLiteral("a setting needs a \"key\", a text that is not empty"));
+                    Words::tr("a setting needs a \"key\", a text that is not empty"));
     QString path = entry.value(KEY_GROUP).toString() + QLatin1Char('/') + entry.value(KEY_KEY).toString();
-    requireInRecord(entry.contains(KEY_VALUE), QStringLiteral("the setting %1 has no \"value\"").arg(path));
+    requireInRecord(entry.contains(KEY_VALUE), Words::tr("the setting %1 has no \"value\"").arg(path));
     return path;
 }
 
 void checkEntries(const QVariant& value)
 {
-    requireInRecord(value.userType() == QMetaType::QVariantList, QStringLiteral("\"settings\" is needed, a list"));
+    requireInRecord(value.userType() == QMetaType::QVariantList, Words::tr("\"settings\" is needed, a list"));
     QSet<QString> paths;
     const QVariantList entries = value.toList();
     for (int place = 0; place < entries.size(); ++place) {
@@ -77,7 +78,7 @@ void requireInRecord(bool isRight, const QString& words)
 void requireKnownKeys(const QVariantMap& object, const QStringList& known, const QString& name)
 {
     for (auto key = object.cbegin(); key != object.cend(); ++key) {
-        requireInRecord(known.contains(key.key()), QStringLiteral("\"%1\" is no part of %2").arg(key.key(), name));
+        requireInRecord(known.contains(key.key()), Words::tr("\"%1\" is no part of %2").arg(key.key(), name));
     }
 }
 
@@ -85,7 +86,7 @@ QString entryProblem(const QVariant& value, QSet<QString>& paths)
 {
     try {
         const QString path = checkEntry(value);
-        requireInRecord(!paths.contains(path), QStringLiteral("the setting %1 is there twice").arg(path));
+        requireInRecord(!paths.contains(path), Words::tr("the setting %1 is there twice").arg(path));
         paths.insert(path);
     } catch (const WrongRecord& wrong) {
         return wrong.words();
@@ -108,15 +109,14 @@ QString entriesProblem(const QList<QVariant>& entries)
 ClientSettings settingsRecord(const QVariant& value)
 {
     static const QStringList known{KEY_OWNER, KEY_DATE, KEY_DESCRIPTION, KEY_MAIL_OWNER, KEY_SETTINGS};
-    requireInRecord(value.userType() == QMetaType::QVariantMap,
-                    QStringLiteral("a settings record must be a JSON object"));
+    requireInRecord(value.userType() == QMetaType::QVariantMap, Words::tr("a settings record must be a JSON object"));
     const QVariantMap record = value.toMap();
-    requireKnownKeys(record, known, QStringLiteral("a settings record"));
+    requireKnownKeys(record, known, Words::tr("a settings record"));
     requireInRecord(isText(record.value(KEY_OWNER)) && !record.value(KEY_OWNER).toString().isEmpty(),
-                    QStringLiteral("\"owner\" is needed, a text that is not empty"));
-    requireInRecord(isTextIfAny(record.value(KEY_DATE)), QStringLiteral("\"date\" must be a text"));
-    requireInRecord(isTextIfAny(record.value(KEY_DESCRIPTION)), QStringLiteral("\"description\" must be a text"));
-    requireInRecord(isFlagIfAny(record.value(KEY_MAIL_OWNER)), QStringLiteral("\"mailOwner\" must be 0 or 1"));
+                    Words::tr("\"owner\" is needed, a text that is not empty"));
+    requireInRecord(isTextIfAny(record.value(KEY_DATE)), Words::tr("\"date\" must be a text"));
+    requireInRecord(isTextIfAny(record.value(KEY_DESCRIPTION)), Words::tr("\"description\" must be a text"));
+    requireInRecord(isFlagIfAny(record.value(KEY_MAIL_OWNER)), Words::tr("\"mailOwner\" must be 0 or 1"));
     checkEntries(record.value(KEY_SETTINGS));
 
     ClientSettings settings = ClientSettings::fromVariantMap(record);
@@ -125,7 +125,7 @@ ClientSettings settingsRecord(const QVariant& value)
     }
     requireInRecord(
         settings.dt().isValid(),
-        QStringLiteral("\"%1\" is no date of the form 2026-03-01T10:11:12.345").arg(record.value(KEY_DATE).toString()));
+        Words::tr("\"%1\" is no date of the form 2026-03-01T10:11:12.345").arg(record.value(KEY_DATE).toString()));
     return settings;
 }
 

@@ -2,6 +2,7 @@
 
 #include "difference.h"
 #include "output.h"
+#include "programwords.h"
 
 #include <QJsonDocument>
 
@@ -51,8 +52,8 @@ QString valueText(const Change& change, const QJsonValue& value)
 
 void writeRows(Output& output, const ClientState& state, const QList<Change>& changes)
 {
-    static const QStringList header{QStringLiteral("TAKEN"), QStringLiteral("OWNER"), QStringLiteral("CHANGED"),
-                                    QStringLiteral("BEFORE"), QStringLiteral("AFTER")};
+    static const QStringList header{Words::tr("TAKEN"), Words::tr("OWNER"), Words::tr("CHANGED"), Words::tr("BEFORE"),
+                                    Words::tr("AFTER")};
     for (const Change& change : changes) {
         output.writeRow(header,
                         {timeText(state.dt()), state.owner(), pathText(change), valueText(change, change.before),
@@ -85,7 +86,7 @@ void writeFirstState(Output& output, const ClientState& state)
     } else if (state.isValid()) {
         writeRows(output, state, {{{KEY_STATE}, QJsonValue::Undefined, state.state()}});
     } else {
-        writeRows(output, state, {{{KEY_STATE}, QJsonValue::Undefined, QStringLiteral("no state")}});
+        writeRows(output, state, {{{KEY_STATE}, QJsonValue::Undefined, Words::tr("no state")}});
     }
 }
 

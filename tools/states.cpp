@@ -3,6 +3,7 @@
 #include "busclient.h"
 #include "cmdlayer/tarvexcommand.h"
 #include "output.h"
+#include "programwords.h"
 
 using tarvex::ClientState;
 using tarvex::TarvexQueryHandler;
@@ -51,8 +52,7 @@ ClientState::EStateType stateTypeFrom(const QString& text)
     bool isNumber = false;
     const int type = text.toInt(&isNumber);
     if (!isNumber || type < 0 || type > MAX_STATE_TYPE) {
-        throw Failure(WrongUse,
-                      QStringLiteral("the type of a state must be a number from 0 to 127, not \"%1\"").arg(text));
+        throw Failure(WrongUse, Words::tr("the type of a state must be a number from 0 to 127, not \"%1\"").arg(text));
     }
     return static_cast<ClientState::EStateType>(type);
 }
@@ -63,14 +63,14 @@ void writeState(Output& output, const ClientState& state)
         output.writeObject(state.toVariantMap());
         return;
     }
-    static const QStringList header{QStringLiteral("TAKEN"), QStringLiteral("OWNER"), QStringLiteral("TYPE"),
-                                    QStringLiteral("DESCRIPTION"), QStringLiteral("STATE")};
+    static const QStringList header{Words::tr("TAKEN"), Words::tr("OWNER"), Words::tr("TYPE"), Words::tr("DESCRIPTION"),
+                                    Words::tr("STATE")};
     if (state.isValid()) {
         output.writeRow(header,
                         {timeText(state.dt()), state.owner(), QString::number(state.stateType()), state.description(),
                          state.state()});
     } else {
-        output.writeRow(header, {QString(), state.owner(), QString(), QString(), QStringLiteral("no state")});
+        output.writeRow(header, {QString(), state.owner(), QString(), QString(), Words::tr("no state")});
     }
 }
 

@@ -1,6 +1,8 @@
 #ifndef TALLY_H
 #define TALLY_H
 
+#include "programwords.h"
+
 #include <QString>
 
 #include <optional>
@@ -16,7 +18,7 @@ struct Limits
 
 inline QString secondsText(int milliseconds)
 {
-    return QStringLiteral("%1 s").arg(QString::number(milliseconds / 1000.0));
+    return Words::tr("%1 s").arg(QString::number(milliseconds / 1000.0));
 }
 
 /// Counts the items that a verb has shown while it follows the bus.
@@ -38,8 +40,8 @@ public:
     {
         const QString what = m_shown == 0
             ? nothing
-            : QStringLiteral("only %1 of %2 came").arg(QString::number(m_shown), QString::number(*m_limits.count));
-        return QStringLiteral("%1 within %2").arg(what, secondsText(m_limits.timeoutMs.value_or(0)));
+            : Words::tr("only %1 of %2 came").arg(QString::number(m_shown), QString::number(*m_limits.count));
+        return Words::tr("%1 within %2").arg(what, secondsText(m_limits.timeoutMs.value_or(0)));
     }
 
 private:

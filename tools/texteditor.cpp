@@ -2,6 +2,7 @@
 
 #include "failure.h"
 #include "interrupts.h"
+#include "programwords.h"
 
 #include <QFile>
 #include <QProcess>
@@ -66,7 +67,7 @@ QString editorCommand()
             return QLatin1String(name);
         }
     }
-    throw Failure(WrongUse, QStringLiteral("there is no editor: set VISUAL or EDITOR to one, as in EDITOR=nano"));
+    throw Failure(WrongUse, Words::tr("there is no editor: set VISUAL or EDITOR to one, as in EDITOR=nano"));
 }
 
 void editFile(const QString& command, const QString& path)
@@ -74,16 +75,15 @@ void editFile(const QString& command, const QString& path)
     Editor editor;
     editor.start(QStringLiteral("/bin/sh"), {QStringLiteral("-c"), shellText(command), command, path});
     if (!editor.waitForFinished(-1)) {
-        throw Failure(WrongUse,
-                      QStringLiteral("cannot start the editor \"%1\": %2").arg(command, editor.errorString()));
+        throw Failure(WrongUse, Words::tr("cannot start the editor \"%1\": %2").arg(command, editor.errorString()));
     }
     if (editor.exitStatus() != QProcess::NormalExit) {
-        throw Failure(Refused, QStringLiteral("the editor \"%1\" was ended by a signal").arg(command));
+        throw Failure(Refused, Words::tr("the editor \"%1\" was ended by a signal").arg(command));
     }
     if (editor.exitCode() != 0) {
         throw Failure(
             Refused,
-            QStringLiteral("the editor \"%1\" ended with status %2").arg(command, QString::number(editor.exitCode())));
+            Words::tr("the editor \"%1\" ended with status %2").arg(command, QString::number(editor.exitCode())));
     }
 }
 

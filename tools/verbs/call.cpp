@@ -4,6 +4,7 @@
 #include "follower.h"
 #include "messages.h"
 #include "output.h"
+#include "programwords.h"
 #include "verbs/commanddata.h"
 #include "verbs/options.h"
 #include "verbs/verblist.h"
@@ -22,29 +23,29 @@ QString reasonOf(const QVariantMap& error)
 {
     QString text = error.value(QStringLiteral("errorText")).toString();
     if (text.isEmpty()) {
-        return QStringLiteral("no reason given");
+        return Words::tr("no reason given");
     }
-    if (text != QStringLiteral("No such method (%1)").arg(error.value(QStringLiteral("command")).toString())) {
+    if (text != Words::tr("No such method (%1)").arg(error.value(QStringLiteral("command")).toString())) {
         return text;
     }
     const bool hasData = !error.value(QStringLiteral("data")).toMap().isEmpty();
-    return text + (hasData ? QLatin1String(" for a command with data") : QLatin1String(" for a command without data"));
+    return text + (hasData ? Words::tr(" for a command with data") : Words::tr(" for a command without data"));
 }
 
 Failure refusal(const Message& reply, const TarvexCommand& command)
 {
-    return Failure(Refused, QStringLiteral("refused by %1: %2").arg(reply.sender(), reasonOf(command.data())));
+    return Failure(Refused, Words::tr("refused by %1: %2").arg(reply.sender(), reasonOf(command.data())));
 }
 
 QString replyText(const Message& reply, const TarvexCommand* command)
 {
-    QList<QPair<QString, QString>> fields{{QStringLiteral("From"), reply.sender()},
-                                          {QStringLiteral("Sent"), timeText(reply.dt())}};
+    QList<QPair<QString, QString>> fields{{Words::tr("From"), reply.sender()},
+                                          {Words::tr("Sent"), timeText(reply.dt())}};
     if (command != nullptr) {
-        fields.append({QStringLiteral("Command"), command->name()});
-        fields.append({QStringLiteral("Data"), jsonText(command->data())});
+        fields.append({Words::tr("Command"), command->name()});
+        fields.append({Words::tr("Data"), jsonText(command->data())});
     } else {
-        fields.append({QStringLiteral("Message"), reply.message()});
+        fields.append({Words::tr("Message"), reply.message()});
     }
     return fieldLines(fields);
 }
@@ -103,7 +104,7 @@ public:
 
     QString timeOutWords() const override
     {
-        return QStringLiteral("no reply from %1 within %2").arg(m_request.receiver, secondsText(m_request.timeoutMs));
+        return Words::tr("no reply from %1 within %2").arg(m_request.receiver, secondsText(m_request.timeoutMs));
     }
 
 private:
@@ -115,7 +116,7 @@ private:
 class Call : public Verb
 {
 public:
-    Call() : Verb("call", "Sends a command to a client and shows its reply", Receives) { }
+    Call() : Verb("call", Words::mark("Sends a command to a client and shows its reply"), Receives) { }
 
     void addOptions(CLI::App& parser) override
     {
@@ -124,7 +125,7 @@ public:
         m_data.addTo(parser);
         m_timeout.addTo(parser);
         addFlag(parser, "--silence-ok", m_silenceIsOk,
-                "No reply within the time-out is a success: many services answer only what fails");
+                Words::mark("No reply within the time-out is a success: many services answer only what fails"));
         addExample(parser, "tarvexctl call ticket_printer print text=Hello copies:=2");
     }
 
@@ -135,19 +136,20 @@ public:
         const QString text = commandText(command, m_data.object());
         const QString receiver = m_receiver.nonEmptyText();
         if (receiver == context.clientName) {
-            throw Failure(WrongUse, QStringLiteral("a call to oneself has nobody to answer it"));
+            throw Failure(WrongUse, Words::tr("a call to oneself has nobody to answer it"));
         }
         Caller caller(context.clientName, {receiver, text, timeoutMs, m_silenceIsOk}, context.output);
         follow(context.clientName, caller, timeoutMs);
     }
 
 private:
-    Argument m_receiver{"RECEIVER", "The client that gets the command"};
-    Argument m_command{"COMMAND", "The command's name"};
-    CommandData m_data{"DATA",
-                       "The command's data: KEY=VALUE for a text, KEY:=JSON for any other value; or all of it "
-                       "as one JSON object"};
-    TimeoutOption m_timeout{"How many seconds to wait for the reply", "10"};
+    Argument m_receiver{"RECEIVER", Words::mark("The client that gets the command")};
+    Argument m_command{"COMMAND", Words::mark("The command's name")};
+    CommandData m_data{
+        "DATA",
+        Words::mark("The command's data: KEY=VALUE for a text, KEY:=JSON for any other value; or all of it "
+                    "as one JSON object")};
+    TimeoutOption m_timeout{Words::mark("How many seconds to wait for the reply"), "10"};
     bool m_silenceIsOk = false;
 };
 

@@ -1,6 +1,7 @@
 #include "busclient.h"
 #include "controlclient.h"
 #include "output.h"
+#include "programwords.h"
 #include "verbs/options.h"
 #include "verbs/verblist.h"
 
@@ -41,7 +42,7 @@ QStringList clientRow(const QVariantMap& client)
 class Clients : public Verb
 {
 public:
-    Clients() : Verb("clients", "Shows the names that a development bus knows") { }
+    Clients() : Verb("clients", Words::mark("Shows the names that a development bus knows")) { }
 
     void addOptions(CLI::App& parser) override { addExample(parser, "tarvexctl clients"); }
 
@@ -52,12 +53,12 @@ public:
             const BusClient bus(context.clientName); // there may be no bus at all
             throw cannotTellClients();
         }
-        context.output.writeTable({QStringLiteral("NAME"), QStringLiteral("QUERY SINCE"),
-                                   QStringLiteral("RECEIVER SINCE"), QStringLiteral("TAKEN"), QStringLiteral("WAITING"),
-                                   QStringLiteral("SUBSCRIBED"), QStringLiteral("SETTINGS"), QStringLiteral("STATE")},
+        context.output.writeTable({Words::tr("NAME"), Words::tr("QUERY SINCE"), Words::tr("RECEIVER SINCE"),
+                                   Words::tr("TAKEN"), Words::tr("WAITING"), Words::tr("SUBSCRIBED"),
+                                   Words::tr("SETTINGS"), Words::tr("STATE")},
                                   *clients, clientRow);
         if (clients->isEmpty()) {
-            complain(QStringLiteral("nobody is there, and nothing is stored"));
+            complain(Words::tr("nobody is there, and nothing is stored"));
         }
     }
 };

@@ -3,6 +3,7 @@
 #include "arguments.h"
 #include "failure.h"
 #include "jsonvalue.h"
+#include "programwords.h"
 
 #include <CLI/CLI.hpp>
 #include <QFile>
@@ -31,7 +32,7 @@ void requireExact(const QString& json)
 {
     const QString inexact = inexactInteger(json);
     if (!inexact.isEmpty()) {
-        throw wrong(QStringLiteral("%1 is too large to travel exactly as a number").arg(inexact));
+        throw wrong(Words::tr("%1 is too large to travel exactly as a number").arg(inexact));
     }
 }
 
@@ -39,7 +40,7 @@ void requireNamesOnce(const QString& json)
 {
     const QString name = repeatedName(json);
     if (!name.isEmpty()) {
-        throw wrong(QStringLiteral("the key %1 is given twice in one object").arg(name));
+        throw wrong(Words::tr("the key %1 is given twice in one object").arg(name));
     }
 }
 
@@ -55,19 +56,19 @@ QVariantMap objectFrom(const QString& text, const QString& what)
     }
     // For a single number or text the parser says only that it is not a document, so isJson() says whether it is JSON.
     if (document.isArray() || isJson(text)) {
-        throw wrong(what + QStringLiteral(" must be a JSON object"));
+        throw wrong(Words::tr("%1 must be a JSON object").arg(what));
     }
-    throw wrong(QStringLiteral("%1 is no JSON: %2 at byte %3").arg(what, error.errorString()).arg(error.offset));
+    throw wrong(Words::tr("%1 is no JSON: %2 at byte %3").arg(what, error.errorString()).arg(error.offset));
 }
 
 QByteArray readAll(QFile& file, const QString& name)
 {
     QByteArray bytes = file.read(MAX_FILE_BYTES + 1);
     if (file.error() != QFile::NoError) {
-        throw wrong(QStringLiteral("cannot read %1: %2").arg(name, file.errorString()));
+        throw wrong(Words::tr("cannot read %1: %2").arg(name, file.errorString()));
     }
     if (bytes.size() > MAX_FILE_BYTES) {
-        throw wrong(QStringLiteral("%1 is too large for a command: it has more than %2 bytes")
+        throw wrong(Words::tr("%1 is too large for a command: it has more than %2 bytes")
                         .arg(name, QString::number(MAX_FILE_BYTES)));
     }
     return bytes;
@@ -81,14 +82,14 @@ QVariantMap objectFromFile(const QString& path)
     const bool isOpen =
         isStdin ? file.open(STDIN_FILENO, QFile::ReadOnly | QFile::Unbuffered) : file.open(QFile::ReadOnly);
     if (!isOpen) {
-        throw wrong(QStringLiteral("cannot read %1: %2").arg(name, file.errorString()));
+        throw wrong(Words::tr("cannot read %1: %2").arg(name, file.errorString()));
     }
     const QByteArray bytes = readAll(file, name);
     const QString text = QString::fromUtf8(bytes);
     if (text.toUtf8() != bytes) {
-        throw wrong(QStringLiteral("%1 holds no UTF-8 text").arg(name));
+        throw wrong(Words::tr("%1 holds no UTF-8 text").arg(name));
     }
-    return objectFrom(text, QStringLiteral("the content of %1").arg(name));
+    return objectFrom(text, Words::tr("the content of %1").arg(name));
 }
 
 QVariant jsonFrom(const QString& text, const QString& key)
@@ -96,7 +97,7 @@ QVariant jsonFrom(const QString& text, const QString& key)
     requireNamesOnce(text);
     const QJsonArray values = QJsonDocument::fromJson('[' + text.toUtf8() + ']').array();
     if (values.size() != 1) { // "1,2" makes two values
-        throw wrong(QStringLiteral("the value of \"%1\" is no JSON: %2").arg(key, text));
+        throw wrong(Words::tr("the value of \"%1\" is no JSON: %2").arg(key, text));
     }
     requireExact(text);
     return values.first().toVariant();
@@ -106,17 +107,17 @@ void insertPair(const QString& argument, QVariantMap& object)
 {
     const int sign = argument.indexOf(ASSIGNMENT);
     if (sign < 0) {
-        throw wrong(QStringLiteral("the data of a command must be a JSON object, or KEY=VALUE and KEY:=JSON; \"%1\" is "
-                                   "neither")
+        throw wrong(Words::tr("the data of a command must be a JSON object, or KEY=VALUE and KEY:=JSON; \"%1\" is "
+                              "neither")
                         .arg(argument));
     }
     const bool isJson = sign > 0 && argument.at(sign - 1) == QLatin1Char(':');
     const QString key = argument.left(isJson ? sign - 1 : sign);
     if (key.isEmpty()) {
-        throw wrong(QStringLiteral("there is no key in \"%1\"").arg(argument));
+        throw wrong(Words::tr("there is no key in \"%1\"").arg(argument));
     }
     if (object.contains(key)) {
-        throw wrong(QStringLiteral("the key \"%1\" is given twice").arg(key));
+        throw wrong(Words::tr("the key \"%1\" is given twice").arg(key));
     }
     const QString value = argument.mid(sign + 1);
     object.insert(key, isJson ? jsonFrom(value, key) : QVariant(value));
@@ -134,7 +135,7 @@ bool beginsLikeJson(const QString& argument)
 
 void CommandData::addTo(CLI::App& parser)
 {
-    parser.add_option(m_name, m_arguments, m_help)->type_name("");
+    parser.add_option(m_name, m_arguments, Words::tr(m_help).toStdString())->type_name("");
     m_data.addTo(parser);
 }
 
@@ -145,12 +146,11 @@ QStringList CommandData::arguments() const
 
 QVariantMap CommandData::object() const
 {
-    static const QString what = QStringLiteral("the data of a command");
+    static const QString what = Words::tr("the data of a command");
     const QStringList given = arguments();
     if (const auto data = m_data.text()) {
         if (!given.isEmpty()) {
-            throw wrong(
-                QStringLiteral("the data of a command is given twice: by --data and as \"%1\"").arg(given.first()));
+            throw wrong(Words::tr("the data of a command is given twice: by --data and as \"%1\"").arg(given.first()));
         }
         if (!data->startsWith(FILE_SIGN)) {
             return *data == STDIN_NAME ? objectFromFile(*data) : objectFrom(*data, what);
@@ -164,7 +164,7 @@ QVariantMap CommandData::object() const
     QVariantMap object;
     for (const QString& argument : given) {
         if (beginsLikeJson(argument)) {
-            throw wrong(QStringLiteral("a JSON object stands alone, without KEY=VALUE beside it: %1").arg(argument));
+            throw wrong(Words::tr("a JSON object stands alone, without KEY=VALUE beside it: %1").arg(argument));
         }
         insertPair(argument, object);
     }

@@ -1,6 +1,7 @@
 #ifndef COMMANDDATA_H
 #define COMMANDDATA_H
 
+#include "programwords.h"
 #include "verbs/options.h"
 
 #include <QStringList>
@@ -34,7 +35,8 @@ private:
     const char* const m_name;
     const char* const m_help;
     std::vector<std::string> m_arguments;
-    OptionalText m_data{"--data", "The command's data: a JSON object, @FILE to read it from a file, or - for stdin",
+    OptionalText m_data{"--data",
+                        Words::mark("The command's data: a JSON object, @FILE to read it from a file, or - for stdin"),
                         "JSON|@FILE|-"};
 };
 

@@ -1,6 +1,7 @@
 #include "failure.h"
 #include "frameline.h"
 #include "output.h"
+#include "programwords.h"
 #include "traffic/bytesobserver.h"
 #include "traffic/capturefile.h"
 #include "traffic/packetobserver.h"
@@ -69,7 +70,7 @@ struct Count
 
     QString words() const
     {
-        return QStringLiteral("%1, %2 bad, %3")
+        return Words::tr("%1, %2 bad, %3")
             .arg(counted(frames, QStringLiteral("frame")), QString::number(bad), counted(gaps, QStringLiteral("gap")));
     }
 };
@@ -102,7 +103,7 @@ public:
     void requireNone() const
     {
         if (!m_names.isEmpty()) {
-            throw Failure(WrongUse, QStringLiteral("nobody is called \"%1\" in this file").arg(m_names.first()));
+            throw Failure(WrongUse, Words::tr("nobody is called \"%1\" in this file").arg(m_names.first()));
         }
     }
 
@@ -113,20 +114,23 @@ private:
 class Decode : public Verb
 {
 public:
-    Decode() : Verb("decode", "Shows the frames in a capture file, and what is wrong with them") { }
+    Decode() : Verb("decode", Words::mark("Shows the frames in a capture file, and what is wrong with them")) { }
 
     void addOptions(CLI::App& parser) override
     {
         m_file.addTo(parser);
         m_filter.addTo(parser);
-        addFlag(parser, "--full", m_isFull, "All of the data, on lines of its own");
-        addFlag(parser, "--raw", m_isRaw, "FILE holds the bytes of one direction of a connection, whatever they are");
-        addFlag(parser, "--receiver", m_isReceiver,
-                "The bytes are from the receiver port, where the bus sends messages; otherwise they are from "
-                "the query port");
-        addFooter(parser,
-                  "Filters are combined: a frame must fit all of them. tcpdump makes such a file: tcpdump -i lo "
-                  "-w bus.pcap 'port 45535 or port 45537'.");
+        addFlag(parser, "--full", m_isFull, Words::mark("All of the data, on lines of its own"));
+        addFlag(parser, "--raw", m_isRaw,
+                Words::mark("FILE holds the bytes of one direction of a connection, whatever they are"));
+        addFlag(
+            parser, "--receiver", m_isReceiver,
+            Words::mark("The bytes are from the receiver port, where the bus sends messages; otherwise they are from "
+                        "the query port"));
+        addFooter(
+            parser,
+            Words::mark("Filters are combined: a frame must fit all of them. tcpdump makes such a file: tcpdump -i lo "
+                        "-w bus.pcap 'port 45535 or port 45537'."));
         addExample(parser, "tarvexctl decode bus.pcap --errors");
     }
 
@@ -137,7 +141,8 @@ private:
     void readCapture(std::FILE* file, const PacketObserver::Sink& sink, const Count& count) const;
     void readBytes(std::FILE* file, const BytesObserver::Sink& sink) const;
 
-    Argument m_file{"FILE", "A capture of tcpdump or tarvex-capture, or the bytes of a connection; - is stdin"};
+    Argument m_file{"FILE",
+                    Words::mark("A capture of tcpdump or tarvex-capture, or the bytes of a connection; - is stdin")};
     FrameFilterOptions m_filter;
     bool m_isFull = false;
     bool m_isRaw = false;
@@ -196,11 +201,11 @@ Form Decode::checkedForm(std::FILE* file) const
     if (std::ferror(file) != 0) {
         wrong = systemWords();
     } else if (form == Form::Neither && std::feof(file) != 0) {
-        wrong = QStringLiteral("it is empty");
+        wrong = Words::tr("it is empty");
     } else if (form == Form::Neither) {
-        wrong = QStringLiteral("it is no capture, and its bytes do not begin with a frame; --raw decodes them anyway");
+        wrong = Words::tr("it is no capture, and its bytes do not begin with a frame; --raw decodes them anyway");
     } else if (form == Form::Capture && m_isReceiver) {
-        wrong = QStringLiteral("it is a capture, which tells the port: --receiver is for the bytes of a connection");
+        wrong = Words::tr("it is a capture, which tells the port: --receiver is for the bytes of a connection");
     }
     if (!wrong.isEmpty()) {
         throw Failure(WrongUse, QStringLiteral("%1: %2").arg(m_file.text(), wrong));
@@ -222,12 +227,11 @@ void Decode::readCapture(std::FILE* file, const PacketObserver::Sink& sink, cons
     }
     observer.finish();
     if (observer.busPackets() == 0) {
-        complain(
-            QStringLiteral("none of its %1 belongs to the bus").arg(counted(packet.number, QStringLiteral("packet"))));
+        complain(Words::tr("none of its %1 belongs to the bus").arg(counted(packet.number, QStringLiteral("packet"))));
     }
     if (result == CaptureFile::Damaged) {
         throw Failure(Refused,
-                      QStringLiteral("%1; the capture is damaged after packet %2: %3")
+                      Words::tr("%1; the capture is damaged after packet %2: %3")
                           .arg(count.words(), QString::number(packet.number), capture.errorString()));
     }
 }

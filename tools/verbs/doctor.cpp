@@ -6,6 +6,7 @@
 #include "output.h"
 #include "owners.h"
 #include "processes.h"
+#include "programwords.h"
 #include "tally.h"
 #include "verbs/options.h"
 #include "verbs/verblist.h"
@@ -68,13 +69,12 @@ public:
     /// "2 things are wrong, 1 is worth knowing, 1 could not be looked at"
     QString summary() const
     {
-        QStringList parts{wrongCount() == 0 ? QStringLiteral("nothing is wrong")
-                                            : QStringLiteral("%1 wrong").arg(wrongCount())};
+        QStringList parts{wrongCount() == 0 ? Words::tr("nothing is wrong") : Words::tr("%1 wrong").arg(wrongCount())};
         if (count(Severity::Note) > 0) {
-            parts.append(QStringLiteral("%1 worth knowing").arg(count(Severity::Note)));
+            parts.append(Words::tr("%1 worth knowing").arg(count(Severity::Note)));
         }
         if (count(Severity::Unseen) > 0) {
-            parts.append(QStringLiteral("%1 could not be looked at").arg(count(Severity::Unseen)));
+            parts.append(Words::tr("%1 could not be looked at").arg(count(Severity::Unseen)));
         }
         return parts.join(QStringLiteral(", "));
     }
@@ -222,7 +222,7 @@ Questions Examination::questions() const
 class Doctor : public Verb
 {
 public:
-    Doctor() : Verb("doctor", "Says what is wrong with the bus here, and what to do about it") { }
+    Doctor() : Verb("doctor", Words::mark("Says what is wrong with the bus here, and what to do about it")) { }
 
     void addOptions(CLI::App& parser) override
     {
@@ -241,7 +241,7 @@ public:
     {
         if (context.clientName != DEFAULT_NAME) {
             throw Failure(WrongUse,
-                          QStringLiteral("--as is not for doctor, which has a name of its own and takes nobody's"));
+                          Words::tr("--as is not for doctor, which has a name of its own and takes nobody's"));
         }
         const Thresholds thresholds{
             numberOf(m_slow, QStringLiteral("--slow"), 100),
@@ -283,17 +283,19 @@ private:
         bool isNumber = true;
         const double number = text ? text->toDouble(&isNumber) : otherwise;
         if (!isNumber || !(number > 0 && number <= MAX_NUMBER)) { // "not", so that NaN is refused too
-            throw Failure(WrongUse, QStringLiteral("%1 must be a number above 0, not \"%2\"").arg(name, *text));
+            throw Failure(WrongUse, Words::tr("%1 must be a number above 0, not \"%2\"").arg(name, *text));
         }
         return number;
     }
 
-    OptionalText m_slow{"--slow", "An exchange that takes more milliseconds is too slow; 100 without it", "MS"};
-    OptionalText m_stateAge{"--state-age",
-                            "A state of a connected client that is older than so many seconds is wrong; without it, "
-                            "one older than 180 is worth knowing",
-                            "S"};
-    TimeoutOption m_timeout{"How many seconds the whole examination may take", "10"};
+    OptionalText m_slow{"--slow", Words::mark("An exchange that takes more milliseconds is too slow; 100 without it"),
+                        "MS"};
+    OptionalText m_stateAge{
+        "--state-age",
+        Words::mark("A state of a connected client that is older than so many seconds is wrong; without it, "
+                    "one older than 180 is worth knowing"),
+        "S"};
+    TimeoutOption m_timeout{Words::mark("How many seconds the whole examination may take"), "10"};
 };
 
 } // namespace

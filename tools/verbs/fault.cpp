@@ -2,6 +2,7 @@
 #include "busclient.h"
 #include "controlclient.h"
 #include "output.h"
+#include "programwords.h"
 #include "verbs/options.h"
 #include "verbs/verblist.h"
 
@@ -27,7 +28,7 @@ QList<QVariantMap> askForFaults(const QString& clientName, const QVariantMap& re
     if (!items) {
         const BusClient bus(clientName); // there may be no bus at all
         throw Failure(Refused,
-                      QStringLiteral("this bus brings about no faults: only a development bus of the same user can"));
+                      Words::tr("this bus brings about no faults: only a development bus of the same user can"));
     }
     return *items;
 }
@@ -35,17 +36,19 @@ QList<QVariantMap> askForFaults(const QString& clientName, const QVariantMap& re
 class FaultAdd : public Verb
 {
 public:
-    FaultAdd() : Verb("fault add", "Makes the development bus bring about a fault on purpose") { }
+    FaultAdd() : Verb("fault add", Words::mark("Makes the development bus bring about a fault on purpose")) { }
 
     void addOptions(CLI::App& parser) override
     {
         parser
-            .add_option("WORD", m_words,
-                        "What the rule for it says: client=NAME, port=query|receiver, frame=reply|push, "
-                        "operation=NAME, command=NAME; nth=N, from=N, once or every; probability=P, seed=N; and "
-                        "do=EFFECT. The effects are error:CODE[:TEXT], silence, delay:MS, operation:NAME, "
-                        "sizeline:TEXT, size:+N|-N, pieces:BYTES:MS, cut:BYTES, damage[:BYTES[:base64|block]], "
-                        "again, drop and limit:BYTES")
+            .add_option(
+                "WORD", m_words,
+                Words::tr("What the rule for it says: client=NAME, port=query|receiver, frame=reply|push, "
+                          "operation=NAME, command=NAME; nth=N, from=N, once or every; probability=P, seed=N; and "
+                          "do=EFFECT. The effects are error:CODE[:TEXT], silence, delay:MS, operation:NAME, "
+                          "sizeline:TEXT, size:+N|-N, pieces:BYTES:MS, cut:BYTES, damage[:BYTES[:base64|block]], "
+                          "again, drop and limit:BYTES")
+                    .toStdString())
             ->type_name("")
             ->required();
         addExample(parser, "tarvexctl fault add client=printer operation=loadState nth=3 do=delay:500");
@@ -56,8 +59,8 @@ public:
         const QString rule = texts(m_words).join(QLatin1Char(' '));
         const QVariantMap request{{KEY_REQUEST, QStringLiteral("addFault")}, {KEY_RULE, rule}};
         QVariantMap done = askForFaults(context.clientName, request).value(0);
-        const QString words = QStringLiteral("added fault %1: %2")
-                                  .arg(done.value(KEY_NUMBER).toString(), done.value(KEY_RULE).toString());
+        const QString words =
+            Words::tr("added fault %1: %2").arg(done.value(KEY_NUMBER).toString(), done.value(KEY_RULE).toString());
         done.insert(KEY_DONE, QStringLiteral("fault add"));
         context.output.report(done, words);
     }
@@ -69,21 +72,20 @@ private:
 class FaultList : public Verb
 {
 public:
-    FaultList() : Verb("fault list", "Shows the faults on purpose, and how often they happened") { }
+    FaultList() : Verb("fault list", Words::mark("Shows the faults on purpose, and how often they happened")) { }
 
     void addOptions(CLI::App& parser) override { addExample(parser, "tarvexctl fault list"); }
 
     void run(const Context& context) const override
     {
         const QList<QVariantMap> faults = askForFaults(context.clientName, {{KEY_REQUEST, QStringLiteral("faults")}});
-        context.output.writeTable({QStringLiteral("NUMBER"), QStringLiteral("HITS"), QStringLiteral("RULE")}, faults,
-                                  [](const QVariantMap& fault) {
-                                      return QStringList{fault.value(KEY_NUMBER).toString(),
-                                                         fault.value(KEY_HITS).toString(),
-                                                         fault.value(KEY_RULE).toString()};
-                                  });
+        context.output.writeTable(
+            {Words::tr("NUMBER"), Words::tr("HITS"), Words::tr("RULE")}, faults, [](const QVariantMap& fault) {
+                return QStringList{fault.value(KEY_NUMBER).toString(), fault.value(KEY_HITS).toString(),
+                                   fault.value(KEY_RULE).toString()};
+            });
         if (faults.isEmpty()) {
-            complain(QStringLiteral("there are no faults"));
+            complain(Words::tr("there are no faults"));
         }
     }
 };
@@ -91,11 +93,13 @@ public:
 class FaultClear : public Verb
 {
 public:
-    FaultClear() : Verb("fault clear", "Ends faults on purpose") { }
+    FaultClear() : Verb("fault clear", Words::mark("Ends faults on purpose")) { }
 
     void addOptions(CLI::App& parser) override
     {
-        parser.add_option("NUMBER", m_numbers, "Which ones, as fault list shows them; all when there is none")
+        parser
+            .add_option("NUMBER", m_numbers,
+                        Words::tr("Which ones, as fault list shows them; all when there is none").toStdString())
             ->type_name("");
         addExample(parser, "tarvexctl fault clear 2 3");
     }
@@ -114,9 +118,8 @@ public:
             words.append(fault.value(KEY_NUMBER).toString());
         }
         context.output.report({{KEY_DONE, QStringLiteral("fault clear")}, {KEY_NUMBERS, endedNumbers}},
-                              words.isEmpty()
-                                  ? QStringLiteral("there are no faults")
-                                  : QStringLiteral("ended the faults %1").arg(words.join(QLatin1String(", "))));
+                              words.isEmpty() ? Words::tr("there are no faults")
+                                              : Words::tr("ended the faults %1").arg(words.join(QLatin1String(", "))));
     }
 
 private:
@@ -129,7 +132,7 @@ private:
             const int number = text.toInt(&isNumber);
             if (!isNumber || number < 1) {
                 throw Failure(WrongUse,
-                              QStringLiteral("NUMBER must be a whole number from 1 to %1, not \"%2\"")
+                              Words::tr("NUMBER must be a whole number from 1 to %1, not \"%2\"")
                                   .arg(QString::number(std::numeric_limits<int>::max()), text));
             }
             numbers.append(number);

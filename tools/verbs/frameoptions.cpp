@@ -4,6 +4,7 @@
 #include "capturesource.h"
 #include "controlsource.h"
 #include "failure.h"
+#include "programwords.h"
 
 #include <CLI/CLI.hpp>
 
@@ -21,9 +22,8 @@ double slowMsFrom(const QString& text)
     const double ms = text.toDouble(&isNumber);
     // Written with "not", so that NaN is refused too.
     if (!isNumber || !(ms >= 0 && ms <= MAX_SLOW_MS)) {
-        throw Failure(
-            WrongUse,
-            QStringLiteral("--slow must be a number of milliseconds from 0 to 1000000000, not \"%1\"").arg(text));
+        throw Failure(WrongUse,
+                      Words::tr("--slow must be a number of milliseconds from 0 to 1000000000, not \"%1\"").arg(text));
     }
     return ms;
 }
@@ -37,7 +37,7 @@ void FrameFilterOptions::addTo(CLI::App& parser)
     m_to.addTo(parser);
     m_command.addTo(parser);
     m_operation.addTo(parser);
-    addFlag(parser, "--errors", m_errors, "Only what is wrong: error codes, commandError, bad frames");
+    addFlag(parser, "--errors", m_errors, Words::mark("Only what is wrong: error codes, commandError, bad frames"));
     m_slow.addTo(parser);
 }
 
@@ -63,8 +63,9 @@ FrameCriteria FrameFilterOptions::criteria() const
 void FrameSourceOptions::addTo(CLI::App& parser)
 {
     parser
-        .add_option("--capture", m_interface,
-                    "Looks at the network, so any bus will do. INTERFACE is lo when it is not given")
+        .add_option(
+            "--capture", m_interface,
+            Words::tr("Looks at the network, so any bus will do. INTERFACE is lo when it is not given").toStdString())
         ->type_name("[INTERFACE]")
         ->expected(0, 1);
 }
@@ -73,7 +74,7 @@ std::unique_ptr<FrameSource> FrameSourceOptions::make(int pastCount, FramePast& 
 {
     if (m_interface) {
         if (pastCount > 0) {
-            throw Failure(WrongUse, QStringLiteral("--last needs the development bus: the network keeps no past"));
+            throw Failure(WrongUse, Words::tr("--last needs the development bus: the network keeps no past"));
         }
         const QString interface = text(*m_interface);
         return std::make_unique<CaptureSource>(interface.isEmpty() ? QStringLiteral("lo") : interface);
@@ -86,7 +87,7 @@ std::unique_ptr<FrameSource> FrameSourceOptions::make(int pastCount, FramePast& 
 
 void LastOption::addTo(CLI::App& parser)
 {
-    parser.add_option("--last", m_count, m_help)->type_name("N");
+    parser.add_option("--last", m_count, Words::tr(m_help).toStdString())->type_name("N");
 }
 
 int LastOption::count() const
@@ -99,7 +100,7 @@ int LastOption::count() const
     const int count = words.toInt(&isNumber);
     if (!isNumber || count < 1) {
         throw Failure(WrongUse,
-                      QStringLiteral("--last must be a whole number from 1 to %1, not \"%2\"")
+                      Words::tr("--last must be a whole number from 1 to %1, not \"%2\"")
                           .arg(QString::number(std::numeric_limits<int>::max()), words));
     }
     return count;

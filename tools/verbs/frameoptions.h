@@ -3,6 +3,7 @@
 
 #include "framefilter.h"
 #include "framewatch.h"
+#include "programwords.h"
 #include "verbs/options.h"
 
 #include <memory>
@@ -22,13 +23,13 @@ public:
     FrameCriteria criteria() const;
 
 private:
-    OptionalText m_client{"--client", "Only what this client sends or gets, and its connections", "NAME"};
-    OptionalText m_from{"--from", "Only what this client sends; \"bus\" is the bus itself", "NAME"};
-    OptionalText m_to{"--to", "Only what this client gets; \"bus\" is the bus itself", "NAME"};
-    OptionalText m_command{"--command", "Only messages with this command", "NAME"};
-    OptionalText m_operation{"--operation", "Only this operation, such as saveState", "NAME"};
+    OptionalText m_client{"--client", Words::mark("Only what this client sends or gets, and its connections"), "NAME"};
+    OptionalText m_from{"--from", Words::mark("Only what this client sends; \"bus\" is the bus itself"), "NAME"};
+    OptionalText m_to{"--to", Words::mark("Only what this client gets; \"bus\" is the bus itself"), "NAME"};
+    OptionalText m_command{"--command", Words::mark("Only messages with this command"), "NAME"};
+    OptionalText m_operation{"--operation", Words::mark("Only this operation, such as saveState"), "NAME"};
     bool m_errors = false;
-    OptionalText m_slow{"--slow", "Only replies that took at least so many milliseconds", "MS"};
+    OptionalText m_slow{"--slow", Words::mark("Only replies that took at least so many milliseconds"), "MS"};
 };
 
 /// Where a verb gets the frames from: --capture, and without it the development bus.

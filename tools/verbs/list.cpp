@@ -2,6 +2,7 @@
 #include "controlclient.h"
 #include "output.h"
 #include "owners.h"
+#include "programwords.h"
 #include "verbs/options.h"
 #include "verbs/verblist.h"
 
@@ -96,25 +97,24 @@ private:
 std::unique_ptr<Verb> makeSettingsList()
 {
     return std::make_unique<ListVerb>(
-        "settings list", "Shows whose settings are stored",
+        "settings list", Words::mark("Shows whose settings are stored"),
         List{QStringLiteral("settings"),
              loadSettingsItem,
-             {QStringLiteral("WRITTEN"), QStringLiteral("OWNER"), QStringLiteral("VALUES"),
-              QStringLiteral("DESCRIPTION")},
+             {Words::tr("WRITTEN"), Words::tr("OWNER"), Words::tr("VALUES"), Words::tr("DESCRIPTION")},
              {QStringLiteral("date"), QStringLiteral("owner"), QStringLiteral("count"), QStringLiteral("description")},
-             QStringLiteral("no settings are stored")});
+             Words::tr("no settings are stored")});
 }
 
 std::unique_ptr<Verb> makeStateList()
 {
-    return std::make_unique<ListVerb>("state list", "Shows all states that are stored",
-                                      List{QStringLiteral("states"),
-                                           loadStateItem,
-                                           {QStringLiteral("TAKEN"), QStringLiteral("OWNER"), QStringLiteral("TYPE"),
-                                            QStringLiteral("DESCRIPTION"), QStringLiteral("STATE")},
-                                           {QStringLiteral("date"), QStringLiteral("owner"), QStringLiteral("type"),
-                                            QStringLiteral("description"), QStringLiteral("state")},
-                                           QStringLiteral("no states are stored")});
+    return std::make_unique<ListVerb>(
+        "state list", Words::mark("Shows all states that are stored"),
+        List{QStringLiteral("states"),
+             loadStateItem,
+             {Words::tr("TAKEN"), Words::tr("OWNER"), Words::tr("TYPE"), Words::tr("DESCRIPTION"), Words::tr("STATE")},
+             {QStringLiteral("date"), QStringLiteral("owner"), QStringLiteral("type"), QStringLiteral("description"),
+              QStringLiteral("state")},
+             Words::tr("no states are stored")});
 }
 
 } // namespace tarvexctl

@@ -2,6 +2,7 @@
 #include "follower.h"
 #include "messages.h"
 #include "output.h"
+#include "programwords.h"
 #include "verbs/options.h"
 #include "verbs/subscriptions.h"
 #include "verbs/verblist.h"
@@ -36,7 +37,7 @@ public:
         follower.count(m_tally);
     }
 
-    QString timeOutWords() const override { return m_tally.missingWords(QStringLiteral("nothing came")); }
+    QString timeOutWords() const override { return m_tally.missingWords(Words::tr("nothing came")); }
 
 private:
     /// Says once, before the first message, under which name the verb listens.
@@ -44,7 +45,7 @@ private:
     {
         if (!m_isAnnounced) {
             m_isAnnounced = true;
-            complain(QStringLiteral("listening as %1").arg(follower.clientName()));
+            complain(Words::tr("listening as %1").arg(follower.clientName()));
         }
     }
 
@@ -57,7 +58,7 @@ private:
 class Listen : public Verb
 {
 public:
-    Listen() : Verb("listen", "Shows the messages that come, until interrupted", Receives) { }
+    Listen() : Verb("listen", Words::mark("Shows the messages that come, until interrupted"), Receives) { }
 
     void addOptions(CLI::App& parser) override
     {
@@ -75,7 +76,7 @@ public:
 
 private:
     SubscribeOption m_subscriptions;
-    LimitOptions m_limits{"messages"};
+    LimitOptions m_limits{Words::mark("Ends after so many messages")};
 };
 
 } // namespace

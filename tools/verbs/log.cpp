@@ -5,6 +5,7 @@
 #include "logline.h"
 #include "messages.h"
 #include "output.h"
+#include "programwords.h"
 #include "supportedclients.h"
 #include "traffic/operations.h"
 #include "verbs/frameoptions.h"
@@ -49,7 +50,7 @@ public:
     void onConnected(Follower& follower, BusClient&, bool isFirst) override
     {
         if (isFirst) {
-            complain(QStringLiteral("standing in as %1").arg(follower.clientName()));
+            complain(Words::tr("standing in as %1").arg(follower.clientName()));
         }
     }
 
@@ -70,7 +71,7 @@ public:
         }
     }
 
-    QString timeOutWords() const override { return m_tally.missingWords(QStringLiteral("no log line came")); }
+    QString timeOutWords() const override { return m_tally.missingWords(Words::tr("no log line came")); }
 
 private:
     const LogView& m_view;
@@ -82,18 +83,17 @@ void requireNoLogService(const QString& name)
 {
     const auto clients = askControlSocket({{QStringLiteral("request"), QStringLiteral("clients")}});
     if (!clients) {
-        throw Failure(Refused,
-                      QStringLiteral("this bus cannot tell whether %1 is there; --replace takes its place in any case")
-                          .arg(name));
+        throw Failure(
+            Refused,
+            Words::tr("this bus cannot tell whether %1 is there; --replace takes its place in any case").arg(name));
     }
     for (const QVariantMap& client : *clients) {
         if (client.value(QStringLiteral("name")).toString() == name
             && !client.value(QStringLiteral("receiverSince")).toString().isEmpty()) {
-            throw Failure(
-                Refused,
-                QStringLiteral("%1 is there, and would lose its lines; without --stand-in its lines are shown "
-                               "beside it, and --replace takes its place")
-                    .arg(name));
+            throw Failure(Refused,
+                          Words::tr("%1 is there, and would lose its lines; without --stand-in its lines are shown "
+                                    "beside it, and --replace takes its place")
+                              .arg(name));
         }
     }
 }
@@ -101,22 +101,23 @@ void requireNoLogService(const QString& name)
 class Log : public Verb
 {
 public:
-    Log() : Verb("log", "Shows the log lines of all services, until interrupted") { }
+    Log() : Verb("log", Words::mark("Shows the log lines of all services, until interrupted")) { }
 
     void addOptions(CLI::App& parser) override
     {
         m_level.addTo(parser);
         m_client.addTo(parser);
-        addFlag(parser, "--screen", m_isScreen, "The lines for the screen in place of those for the log service");
+        addFlag(parser, "--screen", m_isScreen,
+                Words::mark("The lines for the screen in place of those for the log service"));
         m_last.addTo(parser);
         m_source.addTo(parser);
         addFlag(parser, "--stand-in", m_standsIn,
-                "Takes the place of the log service: the lines are acknowledged and gone");
-        addFlag(parser, "--replace", m_replaces, "With --stand-in: also when a log service is there");
+                Words::mark("Takes the place of the log service: the lines are acknowledged and gone"));
+        addFlag(parser, "--replace", m_replaces, Words::mark("With --stand-in: also when a log service is there"));
         m_limits.addTo(parser);
         addFooter(parser,
-                  "The lines are seen on their way to the bus, so a log service gets them as well. Example: "
-                  "tarvexctl log --level warning --last 20");
+                  Words::mark("The lines are seen on their way to the bus, so a log service gets them as well."));
+        addExample(parser, "tarvexctl log --level warning --last 20");
     }
 
     void run(const Context& context) const override
@@ -125,12 +126,12 @@ public:
         const LogView view{levelFrom(), m_client.text(), context.output, context.palette};
         const int last = m_last.count();
         if (m_replaces && !m_standsIn) {
-            throw Failure(WrongUse, QStringLiteral("--replace needs --stand-in"));
+            throw Failure(WrongUse, Words::tr("--replace needs --stand-in"));
         }
         if (m_standsIn && (last > 0 || m_source.isCapture())) {
             throw Failure(WrongUse,
-                          QStringLiteral("--stand-in takes neither --last nor --capture: it gets the lines "
-                                         "that the bus has kept, and those that come"));
+                          Words::tr("--stand-in takes neither --last nor --capture: it gets the lines "
+                                    "that the bus has kept, and those that come"));
         }
         FrameCriteria criteria;
         criteria.client = view.client;
@@ -151,7 +152,7 @@ private:
         const auto word = m_level.text();
         const std::optional<LogLevel> level = word ? logLevelFrom(*word) : std::nullopt;
         if (word && !level) {
-            throw Failure(WrongUse, QStringLiteral("--level must be info, warning or error, not \"%1\"").arg(*word));
+            throw Failure(WrongUse, Words::tr("--level must be info, warning or error, not \"%1\"").arg(*word));
         }
         return level;
     }
@@ -183,18 +184,19 @@ private:
                 view.show(*LogLine::fromFrame(frame));
             }
         };
-        task.nothingWords = QStringLiteral("no log line came");
+        task.nothingWords = Words::tr("no log line came");
         FrameWatch(source, task, limits, past).run();
     }
 
-    OptionalText m_level{"--level", "Only lines of this level or a higher one: info, warning or error", "LEVEL"};
-    OptionalText m_client{"--client", "Only lines of this client", "NAME"};
+    OptionalText m_level{"--level", Words::mark("Only lines of this level or a higher one: info, warning or error"),
+                         "LEVEL"};
+    OptionalText m_client{"--client", Words::mark("Only lines of this client"), "NAME"};
     bool m_isScreen = false;
-    LastOption m_last{"Begins with the last N lines that fit, as far as the bus has kept them"};
+    LastOption m_last{Words::mark("Begins with the last N lines that fit, as far as the bus has kept them")};
     FrameSourceOptions m_source;
     bool m_standsIn = false;
     bool m_replaces = false;
-    LimitOptions m_limits{"lines"};
+    LimitOptions m_limits{Words::mark("Ends after so many lines")};
 };
 
 } // namespace

@@ -5,6 +5,7 @@
 #include "mockfile.h"
 #include "mockservices.h"
 #include "output.h"
+#include "programwords.h"
 #include "verbs/options.h"
 #include "verbs/verblist.h"
 
@@ -50,7 +51,7 @@ QString answerText(const Answer& answer)
     } else if (answer.kind == Answer::Error) {
         text += QLatin1String(": ") + answer.errorText;
     }
-    return answer.delayMs > 0 ? text + QStringLiteral(" (after %1 ms)").arg(answer.delayMs) : text;
+    return answer.delayMs > 0 ? text + Words::tr(" (after %1 ms)").arg(answer.delayMs) : text;
 }
 
 QVariantMap handledObject(const MockEvent& event)
@@ -131,11 +132,11 @@ Session::Session(const MockFile& file, const Limits& limits, Output& output)
         timer->setTimerType(Qt::PreciseTimer); // other timers may fire up to 5 % too early
     }
     connect(&m_interrupts, &InterruptWatcher::interrupted, this,
-            [this] { end(Failure(Interrupted, QStringLiteral("interrupted"))); });
+            [this] { end(Failure(Interrupted, Words::tr("interrupted"))); });
     connect(&m_deadline, &QTimer::timeout, this, &Session::onTimeUp);
     connect(&m_startTimer, &QTimer::timeout, this, [this] {
         end(Failure(TimedOut,
-                    QStringLiteral("the bus is there, but did not accept all services within %1")
+                    Words::tr("the bus is there, but did not accept all services within %1")
                         .arg(secondsText(START_TIMEOUT_MS))));
     });
 }
@@ -198,13 +199,13 @@ void Session::take(const MockEvent& event)
 void Session::noteReady(const QString& service)
 {
     if (m_told.remove(service)) {
-        complain(service + QLatin1String(": connected again"));
+        complain(service + Words::tr(": connected again"));
     }
     m_ready.insert(service);
     if (!m_areAllReady && m_ready.size() == m_names.size()) {
         m_areAllReady = true;
         m_startTimer.stop();
-        complain(QStringLiteral("standing in as %1").arg(m_names.join(QLatin1String(", "))));
+        complain(Words::tr("standing in as %1").arg(m_names.join(QLatin1String(", "))));
     }
 }
 
@@ -216,7 +217,7 @@ void Session::noteLost(const QString& service, const QString& words)
     }
     QElapsedTimer& sinceTold = m_sinceLossTold[service];
     if (!sinceTold.isValid() || sinceTold.hasExpired(LOSS_INTERVAL_MS)) {
-        complain(QStringLiteral("%1: %2; trying again every second").arg(service, words));
+        complain(Words::tr("%1: %2; trying again every second").arg(service, words));
         m_told.insert(service);
         sinceTold.start();
     }
@@ -227,10 +228,10 @@ void Session::noteHandled(const MockEvent& event)
     if (m_output.isJson()) {
         m_output.writeObject(handledObject(event));
     } else {
-        m_output.writeRow({QStringLiteral("TIME"), QStringLiteral("SERVICE"), QStringLiteral("COMMAND"),
-                           QStringLiteral("FROM"), QStringLiteral("ANSWER")},
-                          {timeText(event.time), event.service, event.command.name(), event.command.agent(),
-                           answerText(event.answer)});
+        m_output.writeRow(
+            {Words::tr("TIME"), Words::tr("SERVICE"), Words::tr("COMMAND"), Words::tr("FROM"), Words::tr("ANSWER")},
+            {timeText(event.time), event.service, event.command.name(), event.command.agent(),
+             answerText(event.answer)});
     }
     m_tally.add();
     if (m_tally.isFull()) {
@@ -241,11 +242,11 @@ void Session::noteHandled(const MockEvent& event)
 void Session::onTimeUp()
 {
     if (!m_areAllReady) {
-        end(Failure(TimedOut, QStringLiteral("the bus is there, but did not answer within the time-out")));
+        end(Failure(TimedOut, Words::tr("the bus is there, but did not answer within the time-out")));
     } else if (m_tally.isEnough()) {
         end();
     } else {
-        end(Failure(TimedOut, m_tally.missingWords(QStringLiteral("no command came"))));
+        end(Failure(TimedOut, m_tally.missingWords(Words::tr("no command came"))));
     }
 }
 
@@ -261,18 +262,19 @@ void Session::end(const std::optional<Failure>& failure)
 class Mock : public Verb
 {
 public:
-    Mock() : Verb("mock", "Stands in for services that a file describes, until interrupted") { }
+    Mock() : Verb("mock", Words::mark("Stands in for services that a file describes, until interrupted")) { }
 
     void addOptions(CLI::App& parser) override
     {
         m_file.addTo(parser);
-        addFlag(parser, "--check", m_isCheck, "Only checks the file, and tells every error with its line");
-        addFlag(parser, "--replace", m_isReplacing,
-                "Takes the names of services that are on the bus. They lose their connections and messages");
+        addFlag(parser, "--check", m_isCheck, Words::mark("Only checks the file, and tells every error with its line"));
+        addFlag(
+            parser, "--replace", m_isReplacing,
+            Words::mark("Takes the names of services that are on the bus. They lose their connections and messages"));
         m_limits.addTo(parser);
-        addFooter(parser,
-                  "Example: tarvexctl mock printer.json, with {\"services\": {\"ticket_printer\": {\"commands\": "
-                  "{\"print\": {\"reply\": {\"name\": \"printed\"}}}}}} in the file.");
+        addExample(parser,
+                   "tarvexctl mock printer.json, with {\"services\": {\"ticket_printer\": {\"commands\": {\"print\": "
+                   "{\"reply\": {\"name\": \"printed\"}}}}}} in the file.");
     }
 
     void run(const Context& context) const override;
@@ -281,10 +283,10 @@ private:
     MockFile readFile() const;
     void checkNames(const QStringList& names) const;
 
-    Argument m_file{"FILE", "The description of the services, a JSON file"};
+    Argument m_file{"FILE", Words::mark("The description of the services, a JSON file")};
     bool m_isCheck = false;
     bool m_isReplacing = false;
-    LimitOptions m_limits{"commands"};
+    LimitOptions m_limits{Words::mark("Ends after so many commands")};
 };
 
 void Mock::run(const Context& context) const
@@ -297,7 +299,7 @@ void Mock::run(const Context& context) const
         context.output.report({{QStringLiteral("done"), QStringLiteral("mock --check")},
                                {QStringLiteral("services"), services},
                                {QStringLiteral("commands"), commands}},
-                              QStringLiteral("%1 is right; services: %2, commands: %3")
+                              Words::tr("%1 is right; services: %2, commands: %3")
                                   .arg(m_file.text(), QString::number(services), QString::number(commands)));
         return;
     }
@@ -330,8 +332,8 @@ void Mock::checkNames(const QStringList& names) const
 {
     const auto clients = askControlSocket({{QStringLiteral("request"), QStringLiteral("clients")}});
     if (!clients) {
-        complain(QStringLiteral("this bus cannot tell who is there; a service with one of these names loses its "
-                                "connection to its stand-in"));
+        complain(Words::tr("this bus cannot tell who is there; a service with one of these names loses its "
+                           "connection to its stand-in"));
         return;
     }
     QStringList taken;
@@ -345,7 +347,7 @@ void Mock::checkNames(const QStringList& names) const
     }
     if (!taken.isEmpty()) {
         throw Failure(Refused,
-                      QStringLiteral("on the bus already: %1; --replace takes the names from them")
+                      Words::tr("on the bus already: %1; --replace takes the names from them")
                           .arg(taken.join(QLatin1String(", "))));
     }
 }

@@ -2,6 +2,7 @@
 #include "framesource.h"
 #include "framewatch.h"
 #include "output.h"
+#include "programwords.h"
 #include "verbs/frameoptions.h"
 #include "verbs/options.h"
 #include "verbs/verblist.h"
@@ -15,18 +16,18 @@ namespace {
 class Monitor : public Verb
 {
 public:
-    Monitor() : Verb("monitor", "Shows every frame of every client, until interrupted") { }
+    Monitor() : Verb("monitor", Words::mark("Shows every frame of every client, until interrupted")) { }
 
     void addOptions(CLI::App& parser) override
     {
         m_filter.addTo(parser);
-        addFlag(parser, "--full", m_isFull, "All of the data, on lines of its own");
+        addFlag(parser, "--full", m_isFull, Words::mark("All of the data, on lines of its own"));
         m_last.addTo(parser);
         m_source.addTo(parser);
         m_limits.addTo(parser);
         addFooter(parser,
-                  "Filters are combined: a frame must fit all of them. A reply counts like its request. Example: "
-                  "tarvexctl monitor --client ticket_printer --slow 100");
+                  Words::mark("Filters are combined: a frame must fit all of them. A reply counts like its request."));
+        addExample(parser, "tarvexctl monitor --client ticket_printer --slow 100");
     }
 
     void run(const Context& context) const override
@@ -57,9 +58,9 @@ public:
 private:
     FrameFilterOptions m_filter;
     bool m_isFull = false;
-    LastOption m_last{"Begins with the last N of the past that fit, as far as the bus has kept them"};
+    LastOption m_last{Words::mark("Begins with the last N of the past that fit, as far as the bus has kept them")};
     FrameSourceOptions m_source;
-    LimitOptions m_limits{"frames"};
+    LimitOptions m_limits{Words::mark("Ends after so many frames")};
 };
 
 } // namespace

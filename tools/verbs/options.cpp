@@ -2,6 +2,7 @@
 
 #include "arguments.h"
 #include "failure.h"
+#include "programwords.h"
 
 #include <CLI/CLI.hpp>
 
@@ -22,7 +23,7 @@ int countFrom(const QString& text)
     const int count = text.toInt(&isNumber);
     if (!isNumber || count < 1) {
         throw Failure(WrongUse,
-                      QStringLiteral("--count must be a whole number from 1 to %1, not \"%2\"")
+                      Words::tr("--count must be a whole number from 1 to %1, not \"%2\"")
                           .arg(QString::number(std::numeric_limits<int>::max()), text));
     }
     return count;
@@ -36,7 +37,7 @@ int timeoutMsFrom(const QString& text, const char* name = "--timeout")
     // Written with "not", so that NaN is refused too.
     if (!isNumber || !(milliseconds >= 1 && milliseconds <= MAX_TIMEOUT_S * MS_PER_S)) {
         throw Failure(WrongUse,
-                      QStringLiteral("%1 must be a number of seconds from 0.001 to 2000000, not \"%2\"")
+                      Words::tr("%1 must be a number of seconds from 0.001 to 2000000, not \"%2\"")
                           .arg(QLatin1String(name), text));
     }
     return qRound(milliseconds);
@@ -46,7 +47,7 @@ int timeoutMsFrom(const QString& text, const char* name = "--timeout")
 
 void Argument::addTo(CLI::App& parser)
 {
-    parser.add_option(m_name, m_value, m_help)->type_name("")->required();
+    parser.add_option(m_name, m_value, Words::tr(m_help).toStdString())->type_name("")->required();
 }
 
 QString Argument::text() const
@@ -63,7 +64,7 @@ QString Argument::nonEmptyText() const
 
 void OptionalText::addTo(CLI::App& parser)
 {
-    parser.add_option(m_name, m_value, m_help)->type_name(m_valueName);
+    parser.add_option(m_name, m_value, Words::tr(m_help).toStdString())->type_name(m_valueName);
 }
 
 std::optional<QString> OptionalText::text() const
@@ -73,7 +74,8 @@ std::optional<QString> OptionalText::text() const
 
 void OwnersArgument::addTo(CLI::App& parser)
 {
-    parser.add_option("OWNER", m_names, "Clients' names; the own name when there is none")->type_name("");
+    parser.add_option("OWNER", m_names, Words::tr("Clients' names; the own name when there is none").toStdString())
+        ->type_name("");
 }
 
 QStringList OwnersArgument::names(const QString& clientName) const
@@ -84,7 +86,7 @@ QStringList OwnersArgument::names(const QString& clientName) const
 
 void TimeoutOption::addTo(CLI::App& parser)
 {
-    CLI::Option* const option = parser.add_option(m_name, m_seconds, m_help)->type_name("S");
+    CLI::Option* const option = parser.add_option(m_name, m_seconds, Words::tr(m_help).toStdString())->type_name("S");
     if (m_default != nullptr) {
         option->default_str(m_default);
     }
@@ -97,7 +99,7 @@ int TimeoutOption::milliseconds() const
 
 void OptionalTimeout::addTo(CLI::App& parser)
 {
-    parser.add_option("--timeout", m_seconds, m_help)->type_name("S");
+    parser.add_option("--timeout", m_seconds, Words::tr(m_help).toStdString())->type_name("S");
 }
 
 std::optional<int> OptionalTimeout::milliseconds() const
@@ -107,10 +109,12 @@ std::optional<int> OptionalTimeout::milliseconds() const
 
 void LimitOptions::addTo(CLI::App& parser)
 {
-    parser.add_option("--count", m_count, std::string("Ends after so many ") + m_what)->type_name("N");
+    parser.add_option("--count", m_count, Words::tr(m_help).toStdString())->type_name("N");
     parser
-        .add_option("--timeout", m_seconds,
-                    "Ends after so many seconds: with status 4 when nothing came by then, or less than --count")
+        .add_option(
+            "--timeout", m_seconds,
+            Words::tr("Ends after so many seconds: with status 4 when nothing came by then, or less than --count")
+                .toStdString())
         ->type_name("S");
 }
 
@@ -128,23 +132,24 @@ Limits LimitOptions::limits() const
 
 void addFlag(CLI::App& parser, const char* name, bool& isSet, const char* help)
 {
-    parser.add_flag(name, isSet, help);
+    parser.add_flag(name, isSet, Words::tr(help).toStdString());
 }
 
-void addFooter(CLI::App& parser, const std::string& sentences)
+void addFooter(CLI::App& parser, const char* sentences)
 {
-    parser.footer(parser.get_footer() + ' ' + sentences);
+    parser.footer(parser.get_footer() + ' ' + Words::tr(sentences).toStdString());
 }
 
 void addExample(CLI::App& parser, const std::string& commandLine)
 {
-    addFooter(parser, "Example: " + commandLine);
+    parser.footer(parser.get_footer() + ' '
+                  + Words::tr("Example: %1").arg(QString::fromStdString(commandLine)).toStdString());
 }
 
 void requireName(const QString& name, const QString& what)
 {
     if (name.isEmpty()) {
-        throw Failure(WrongUse, QStringLiteral("%1 must not be empty").arg(what));
+        throw Failure(WrongUse, Words::tr("%1 must not be empty").arg(what));
     }
 }
 

@@ -1,6 +1,7 @@
 #ifndef OPTIONS_H
 #define OPTIONS_H
 
+#include "programwords.h"
 #include "tally.h"
 
 #include <QString>
@@ -14,7 +15,8 @@ namespace CLI {
 class App;
 }
 
-/// Arguments and options that several verbs take. A verb has them as members and adds them in its addOptions(). It
+/// Arguments and options that several verbs take. Their help texts are marked by Words::mark() and translated when they
+/// are added. A verb has them as members and adds them in its addOptions(). It
 /// reads their values when it runs; a value that makes no sense throws Failure with WrongUse then.
 namespace tarvexctl {
 
@@ -114,15 +116,15 @@ private:
 class LimitOptions
 {
 public:
-    /// \a what the verb counts, such as "messages".
-    explicit LimitOptions(const char* what) : m_what(what) { }
+    /// \a help is that of --count, such as "Ends after so many messages".
+    explicit LimitOptions(const char* help) : m_help(help) { }
 
     void addTo(CLI::App& parser);
 
     Limits limits() const;
 
 private:
-    const char* const m_what;
+    const char* const m_help;
     std::optional<std::string> m_count;
     std::optional<std::string> m_seconds;
 };
@@ -133,7 +135,7 @@ private:
 void addFlag(CLI::App& parser, const char* name, bool& isSet, const char* help);
 
 /// Adds sentences to what stands below the options in the help.
-void addFooter(CLI::App& parser, const std::string& sentences);
+void addFooter(CLI::App& parser, const char* sentences);
 
 /// Ends the help of a verb with this example.
 void addExample(CLI::App& parser, const std::string& commandLine);

@@ -1,6 +1,7 @@
 #include "verbs/patternoption.h"
 
 #include "failure.h"
+#include "programwords.h"
 
 namespace tarvexctl {
 
@@ -13,7 +14,7 @@ std::optional<QRegularExpression> PatternOption::pattern() const
     QRegularExpression pattern(*text, QRegularExpression::UseUnicodePropertiesOption);
     if (!pattern.isValid()) {
         throw Failure(WrongUse,
-                      QStringLiteral("--matches is no regular expression: %1 at character %2")
+                      Words::tr("--matches is no regular expression: %1 at character %2")
                           .arg(pattern.errorString(), QString::number(pattern.patternErrorOffset())));
     }
     return pattern;

@@ -3,6 +3,7 @@
 #include "exchange.h"
 #include "interrupts.h"
 #include "output.h"
+#include "programwords.h"
 #include "sample.h"
 #include "verbs/options.h"
 #include "verbs/verblist.h"
@@ -150,7 +151,7 @@ private:
 class Ping : public Verb
 {
 public:
-    Ping() : Verb("ping", "Measures how long the bus takes to answer") { }
+    Ping() : Verb("ping", Words::mark("Measures how long the bus takes to answer")) { }
 
     void addOptions(CLI::App& parser) override
     {
@@ -171,7 +172,7 @@ public:
 
         const Sample sample = exchanges->sample();
         write(sample, context.output);
-        const std::optional<Failure> failure = isInterrupted ? Failure(Interrupted, QStringLiteral("interrupted"))
+        const std::optional<Failure> failure = isInterrupted ? Failure(Interrupted, Words::tr("interrupted"))
                                                              : failureOf(*exchanges, sample, count, limits);
         if (failure && !hasEnded) {
             tellFailure(failure->words());
@@ -190,7 +191,7 @@ private:
         const int interval = text.toInt(&isNumber);
         if (!isNumber || interval < 0 || interval > MAX_INTERVAL_MS) {
             throw Failure(WrongUse,
-                          QStringLiteral("--interval must be a whole number of milliseconds from 0 to %1, not \"%2\"")
+                          Words::tr("--interval must be a whole number of milliseconds from 0 to %1, not \"%2\"")
                               .arg(QString::number(MAX_INTERVAL_MS), text));
         }
         return interval;
@@ -218,13 +219,14 @@ private:
             for (int i = 0; i < sample.size(); ++i) {
                 tally.add();
             }
-            return Failure(TimedOut, tally.missingWords(QStringLiteral("no answer came")));
+            return Failure(TimedOut, tally.missingWords(Words::tr("no answer came")));
         }
         return std::nullopt;
     }
 
-    OptionalText m_interval{"--interval", "The pause between two exchanges, in milliseconds; 10 without it", "MS"};
-    LimitOptions m_limits{"exchanges; 100 without it"};
+    OptionalText m_interval{"--interval",
+                            Words::mark("The pause between two exchanges, in milliseconds; 10 without it"), "MS"};
+    LimitOptions m_limits{Words::mark("Ends after so many exchanges; 100 without it")};
 };
 
 } // namespace

@@ -2,6 +2,7 @@
 #include "framesource.h"
 #include "framewatch.h"
 #include "output.h"
+#include "programwords.h"
 #include "recording.h"
 #include "verbs/frameoptions.h"
 #include "verbs/options.h"
@@ -21,7 +22,7 @@ namespace {
 void requireNoFile(const QString& path)
 {
     if (path != QLatin1String("-") && QFile::exists(path)) {
-        throw Failure(WrongUse, QStringLiteral("%1 is there already; --force replaces it").arg(path));
+        throw Failure(WrongUse, Words::tr("%1 is there already; --force replaces it").arg(path));
     }
 }
 
@@ -39,19 +40,20 @@ QStringList clientsNow()
 class Record : public Verb
 {
 public:
-    Record() : Verb("record", "Writes every frame of every client to a file, until interrupted") { }
+    Record() : Verb("record", Words::mark("Writes every frame of every client to a file, until interrupted")) { }
 
     void addOptions(CLI::App& parser) override
     {
         m_file.addTo(parser);
-        addFlag(parser, "--force", m_isForced, "Replaces a file that is there already");
+        addFlag(parser, "--force", m_isForced, Words::mark("Replaces a file that is there already"));
         m_filter.addTo(parser);
         m_last.addTo(parser);
         m_source.addTo(parser);
         m_limits.addTo(parser);
         addFooter(parser,
-                  "The file holds one JSON object a line; \"tarvexctl replay\" plays it. A filter takes the frames "
-                  "away that a replay may need. Example: tarvexctl record fault.jsonl");
+                  Words::mark("The file holds one JSON object a line; \"tarvexctl replay\" plays it. A filter takes "
+                              "the frames away that a replay may need."));
+        addExample(parser, "tarvexctl record fault.jsonl");
     }
 
     void run(const Context& context) const override
@@ -73,7 +75,7 @@ public:
         task.start = [&] {
             writer.emplace(path, m_isForced ? RecordingWriter::Replaced : RecordingWriter::Kept);
             writer->writeHeader(sourceName(), clients);
-            complain(QStringLiteral("recording to %1").arg(path));
+            complain(Words::tr("recording to %1").arg(path));
         };
         task.wants = [&](const SeenFrame& frame) { return filter.takes(frame); };
         task.show = [&](const SeenFrame& frame) { writer->write(frame); };
@@ -110,7 +112,7 @@ private:
 
     static QString countWords(const RecordingWriter& writer)
     {
-        return QStringLiteral("recorded %1").arg(counted(writer.frameCount(), QStringLiteral("frame")));
+        return Words::tr("recorded %1").arg(counted(writer.frameCount(), QStringLiteral("frame")));
     }
 
     static void report(const Context& context, const QString& path, const RecordingWriter& writer)
@@ -125,12 +127,12 @@ private:
                               countWords(writer));
     }
 
-    Argument m_file{"FILE", "The file; - is stdout"};
+    Argument m_file{"FILE", Words::mark("The file; - is stdout")};
     bool m_isForced = false;
     FrameFilterOptions m_filter;
-    LastOption m_last{"Begins with the last N of the past that fit, as far as the bus has kept them"};
+    LastOption m_last{Words::mark("Begins with the last N of the past that fit, as far as the bus has kept them")};
     FrameSourceOptions m_source;
-    LimitOptions m_limits{"frames"};
+    LimitOptions m_limits{Words::mark("Ends after so many frames")};
 };
 
 } // namespace

@@ -4,6 +4,7 @@
 #include "controlclient.h"
 #include "interrupts.h"
 #include "output.h"
+#include "programwords.h"
 #include "recording.h"
 #include "verbs/options.h"
 #include "verbs/verblist.h"
@@ -35,7 +36,7 @@ double speedFrom(const QString& text)
     // Written with "not", so that NaN is refused too.
     if (!isNumber || !(speed >= MIN_SPEED && speed <= MAX_SPEED)) {
         throw Failure(WrongUse,
-                      QStringLiteral("--speed must be a number from 0.001 to 1000000, or max, not \"%1\"").arg(text));
+                      Words::tr("--speed must be a number from 0.001 to 1000000, or max, not \"%1\"").arg(text));
     }
     return speed;
 }
@@ -45,9 +46,8 @@ int patienceMsFrom(const QString& text)
     bool isNumber = false;
     const double seconds = text.toDouble(&isNumber);
     if (!isNumber || !(seconds >= 0.001 && seconds <= 3600)) {
-        throw Failure(
-            WrongUse,
-            QStringLiteral("--patience must be a number of seconds from 0.001 to 3600, not \"%1\"").arg(text));
+        throw Failure(WrongUse,
+                      Words::tr("--patience must be a number of seconds from 0.001 to 3600, not \"%1\"").arg(text));
     }
     return qRound(seconds * MS_PER_S);
 }
@@ -89,8 +89,8 @@ void requireAbsent(const QStringList& clients)
             || !client.value(QStringLiteral("receiverSince")).toString().isEmpty();
         if (isConnected && clients.contains(name)) {
             throw Failure(Refused,
-                          QStringLiteral("%1 is connected, and would lose its connections; end it, or choose other "
-                                         "clients with --only, or take its place with --force")
+                          Words::tr("%1 is connected, and would lose its connections; end it, or choose other "
+                                    "clients with --only, or take its place with --force")
                               .arg(name));
         }
     }
@@ -108,10 +108,10 @@ public:
         deadline.setSingleShot(true);
         QObject::connect(&m_replay, &Replay::ended, &m_loop, &QEventLoop::quit);
         QObject::connect(&m_interrupts, &InterruptWatcher::interrupted, &m_loop,
-                         [this] { end(Failure(Interrupted, QStringLiteral("interrupted"))); });
+                         [this] { end(Failure(Interrupted, Words::tr("interrupted"))); });
         QObject::connect(&deadline, &QTimer::timeout, &m_loop, [this, timeoutMs] {
             m_replay.giveUp();
-            end(Failure(TimedOut, QStringLiteral("not everything was played within %1").arg(secondsText(*timeoutMs))));
+            end(Failure(TimedOut, Words::tr("not everything was played within %1").arg(secondsText(*timeoutMs))));
         });
         if (timeoutMs) {
             deadline.start(*timeoutMs);
@@ -139,26 +139,31 @@ private:
 class ReplayVerb : public Verb
 {
 public:
-    ReplayVerb() : Verb("replay", "Plays a recording: its clients to a bus, or its bus to a service") { }
+    ReplayVerb() : Verb("replay", Words::mark("Plays a recording: its clients to a bus, or its bus to a service")) { }
 
     void addOptions(CLI::App& parser) override
     {
         m_file.addTo(parser);
-        addFlag(parser, "--as-bus", m_asBus, "Plays the bus: takes its ports and answers the services that connect");
+        addFlag(parser, "--as-bus", m_asBus,
+                Words::mark("Plays the bus: takes its ports and answers the services that connect"));
         m_speed.addTo(parser);
-        addFlag(parser, "--step", m_isByStep, "Each frame waits for Enter");
-        parser.add_option("--only", m_only, "Only this client; for each client once more")
+        addFlag(parser, "--step", m_isByStep, Words::mark("Each frame waits for Enter"));
+        parser.add_option("--only", m_only, Words::tr("Only this client; for each client once more").toStdString())
             ->type_name("CLIENT")
             ->allow_extra_args(false);
-        addFlag(parser, "--with-commands", m_withCommands, "Also commands, which are carried out once more");
-        addFlag(parser, "--diff", m_isDiff, "Shows what comes back differently; the status is 1 then");
-        addFlag(parser, "--strict", m_isStrict, "With --diff: dates and uids must be the same as well");
-        addFlag(parser, "--force", m_isForced, "Also plays clients that are connected; they lose their connections");
+        addFlag(parser, "--with-commands", m_withCommands,
+                Words::mark("Also commands, which are carried out once more"));
+        addFlag(parser, "--diff", m_isDiff, Words::mark("Shows what comes back differently; the status is 1 then"));
+        addFlag(parser, "--strict", m_isStrict, Words::mark("With --diff: dates and uids must be the same as well"));
+        addFlag(parser, "--force", m_isForced,
+                Words::mark("Also plays clients that are connected; they lose their connections"));
         m_patience.addTo(parser);
         m_timeout.addTo(parser);
-        addFooter(parser,
-                  "A command that is played prints a ticket again, so commands are left out without "
-                  "--with-commands. Example: tarvexctl replay fault.jsonl --only gui --speed 10 --diff");
+        addFooter(
+            parser,
+            Words::mark(
+                "A command that is played prints a ticket again, so commands are left out without --with-commands."));
+        addExample(parser, "tarvexctl replay fault.jsonl --only gui --speed 10 --diff");
     }
 
     void run(const Context& context) const override
@@ -166,15 +171,15 @@ public:
         const ReplayPace pace = paceFrom();
         const std::optional<int> timeoutMs = m_timeout.milliseconds();
         if (m_isStrict && !m_isDiff) {
-            throw Failure(WrongUse, QStringLiteral("--strict needs --diff"));
+            throw Failure(WrongUse, Words::tr("--strict needs --diff"));
         }
         const QString path = m_file.nonEmptyText();
         if (m_isByStep && path == QLatin1String("-")) {
-            throw Failure(WrongUse, QStringLiteral("--step reads stdin, so the recording must be a file"));
+            throw Failure(WrongUse, Words::tr("--step reads stdin, so the recording must be a file"));
         }
         const Recording recording = readRecording(path);
         if (recording.isCut) {
-            complain(QStringLiteral("the last line is cut and was left out: the recorder was killed, most likely"));
+            complain(Words::tr("the last line is cut and was left out: the recorder was killed, most likely"));
         }
         const ReplayChoice choice = choiceFrom(recording);
         const std::unique_ptr<Replay> replay =
@@ -201,7 +206,7 @@ private:
         for (const QString& name : only) {
             if (!known.contains(name)) {
                 throw Failure(WrongUse,
-                              QStringLiteral("--only: there is no client \"%1\" in the recording; there are %2")
+                              Words::tr("--only: there is no client \"%1\" in the recording; there are %2")
                                   .arg(name, known.join(QLatin1String(", "))));
             }
         }
@@ -213,18 +218,18 @@ private:
     {
         const ReplayScript script = clientScript(recording, choice);
         if (script.steps.isEmpty()) {
-            throw Failure(WrongUse, QStringLiteral("there is nothing to play in this recording"));
+            throw Failure(WrongUse, Words::tr("there is nothing to play in this recording"));
         }
         if (!m_isForced) {
             requireAbsent(script.clients());
         }
         tellOfLeftOut(script.commands, script.badFrames);
         if (script.withoutData > 0) {
-            complain(QStringLiteral("left out %1 whose data was too large to be recorded")
+            complain(Words::tr("left out %1 whose data was too large to be recorded")
                          .arg(counted(script.withoutData, QStringLiteral("request"))));
         }
         if (script.nameless > 0) {
-            complain(QStringLiteral("left out %1 of which the client is not known")
+            complain(Words::tr("left out %1 of which the client is not known")
                          .arg(counted(script.nameless, QStringLiteral("connection"))));
         }
         return std::make_unique<ClientReplay>(script, acknowledgementCodes(recording), pace, strictness());
@@ -235,21 +240,21 @@ private:
     {
         auto replay = std::make_unique<BusReplay>(recording, choice, pace, strictness());
         if (replay->clients().isEmpty()) {
-            throw Failure(WrongUse, QStringLiteral("there is nothing to play in this recording"));
+            throw Failure(WrongUse, Words::tr("there is nothing to play in this recording"));
         }
         tellOfLeftOut(replay->leftOutCommands(), replay->leftOutBadFrames());
-        complain(QStringLiteral("playing the bus to %1").arg(replay->clients().join(QLatin1String(", "))));
+        complain(Words::tr("playing the bus to %1").arg(replay->clients().join(QLatin1String(", "))));
         return replay;
     }
 
     static void tellOfLeftOut(int commands, int badFrames)
     {
         if (commands > 0) {
-            complain(QStringLiteral("left out %1; --with-commands plays them too")
+            complain(Words::tr("left out %1; --with-commands plays them too")
                          .arg(counted(commands, QStringLiteral("command"))));
         }
         if (badFrames > 0) {
-            complain(QStringLiteral("left out %1").arg(counted(badFrames, QStringLiteral("bad frame"))));
+            complain(Words::tr("left out %1").arg(counted(badFrames, Words::tr("bad frame"))));
         }
     }
 
@@ -282,11 +287,12 @@ private:
         if (failure) {
             tellFailure(failure->words());
         }
-        const QString words = QStringLiteral("played %1; %2")
-                                  .arg(counted(replay.sentCount(), QStringLiteral("frame")),
-                                       differences == 0 ? QStringLiteral("everything came back as recorded")
-                                                        : QStringLiteral("%1 from the recording")
-                                                              .arg(counted(differences, QStringLiteral("difference"))));
+        const QString words =
+            Words::tr("played %1; %2")
+                .arg(counted(replay.sentCount(), QStringLiteral("frame")),
+                     differences == 0
+                         ? Words::tr("everything came back as recorded")
+                         : Words::tr("%1 from the recording").arg(counted(differences, QStringLiteral("difference"))));
         output.report({{QStringLiteral("done"), QStringLiteral("replay")},
                        {QStringLiteral("sent"), replay.sentCount()},
                        {QStringLiteral("differences"), differences}},
@@ -296,17 +302,19 @@ private:
         }
     }
 
-    Argument m_file{"FILE", "The recording; - is stdin"};
+    Argument m_file{"FILE", Words::mark("The recording; - is stdin")};
     bool m_asBus = false;
-    OptionalText m_speed{"--speed", "So many times as fast as recorded, or max", "X"};
+    OptionalText m_speed{"--speed", Words::mark("So many times as fast as recorded, or max"), "X"};
     bool m_isByStep = false;
     std::vector<std::string> m_only;
     bool m_withCommands = false;
     bool m_isDiff = false;
     bool m_isStrict = false;
     bool m_isForced = false;
-    OptionalText m_patience{"--patience", "How many seconds to wait for each recorded answer; 5 without it", "S"};
-    OptionalTimeout m_timeout{"Ends after so many seconds, with status 4 when not everything was played by then"};
+    OptionalText m_patience{"--patience",
+                            Words::mark("How many seconds to wait for each recorded answer; 5 without it"), "S"};
+    OptionalTimeout m_timeout{
+        Words::mark("Ends after so many seconds, with status 4 when not everything was played by then")};
 };
 
 } // namespace

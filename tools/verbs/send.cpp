@@ -2,6 +2,7 @@
 #include "controlclient.h"
 #include "messages.h"
 #include "output.h"
+#include "programwords.h"
 #include "verbs/commanddata.h"
 #include "verbs/options.h"
 #include "verbs/verblist.h"
@@ -16,7 +17,7 @@ namespace {
 class Send : public Verb
 {
 public:
-    Send() : Verb("send", "Sends a message to a client") { }
+    Send() : Verb("send", Words::mark("Sends a message to a client")) { }
 
     void addOptions(CLI::App& parser) override
     {
@@ -31,11 +32,12 @@ public:
 private:
     QString messageText() const;
 
-    Argument m_receiver{"RECEIVER", "The client that gets the message"};
-    CommandData m_text{"TEXT",
-                       "The message; with --command the command's data: KEY=VALUE for a text, KEY:=JSON for any "
-                       "other value; or all of it as one JSON object"};
-    OptionalText m_command{"--command", "Sends the command of this name", "NAME"};
+    Argument m_receiver{"RECEIVER", Words::mark("The client that gets the message")};
+    CommandData m_text{
+        "TEXT",
+        Words::mark("The message; with --command the command's data: KEY=VALUE for a text, KEY:=JSON for any "
+                    "other value; or all of it as one JSON object")};
+    OptionalText m_command{"--command", Words::mark("Sends the command of this name"), "NAME"};
 };
 
 QString Send::messageText() const
@@ -46,14 +48,14 @@ QString Send::messageText() const
     }
     const QStringList texts = m_text.arguments();
     if (m_text.hasDataOption()) {
-        throw Failure(WrongUse, QStringLiteral("--data is the data of a command: it needs --command"));
+        throw Failure(WrongUse, Words::tr("--data is the data of a command: it needs --command"));
     }
     if (texts.isEmpty()) {
-        throw Failure(WrongUse, QStringLiteral("send needs a TEXT, or a --command"));
+        throw Failure(WrongUse, Words::tr("send needs a TEXT, or a --command"));
     }
     if (texts.size() > 1) {
         throw Failure(WrongUse,
-                      QStringLiteral("unexpected argument \"%1\"; a TEXT with blanks needs quotes").arg(texts.at(1)));
+                      Words::tr("unexpected argument \"%1\"; a TEXT with blanks needs quotes").arg(texts.at(1)));
     }
     return texts.first();
 }
@@ -77,7 +79,7 @@ void Send::run(const Context& context) const
     done.insert(QStringLiteral("reciever"), receiver);
     done.insert(QStringLiteral("message"), text);
     done.insert(QStringLiteral("UID"), message.uid());
-    context.output.report(done, QStringLiteral("sent to %1, UID %2").arg(receiver, message.uid()));
+    context.output.report(done, Words::tr("sent to %1, UID %2").arg(receiver, message.uid()));
 }
 
 } // namespace

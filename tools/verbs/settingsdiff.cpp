@@ -1,5 +1,6 @@
 #include "busclient.h"
 #include "output.h"
+#include "programwords.h"
 #include "settingsdifference.h"
 #include "settingsfile.h"
 #include "verbs/options.h"
@@ -44,7 +45,7 @@ Records recordsOf(const Side& side, std::optional<BusClient>& bus, const QString
     }
     const OptionalSettings settings = bus->loadSettings(side.name);
     if (!settings) {
-        throw Failure(Refused, QStringLiteral("%1 has no settings").arg(side.name));
+        throw Failure(Refused, Words::tr("%1 has no settings").arg(side.name));
     }
     records.insert(side.name, *settings);
     return records;
@@ -54,7 +55,7 @@ Records recordsOf(const Side& side, std::optional<BusClient>& bus, const QString
 ClientSettings recordFor(const QString& owner, const Records& records, const Side& side)
 {
     if (records.size() > 1 && !records.contains(owner)) {
-        throw Failure(WrongUse, QStringLiteral("there is no record of %1 in %2").arg(owner, shownFileName(side.name)));
+        throw Failure(WrongUse, Words::tr("there is no record of %1 in %2").arg(owner, shownFileName(side.name)));
     }
     return records.value(owner, records.first());
 }
@@ -67,7 +68,7 @@ OptionalSettings recordIn(const Records& records, const QString& owner)
 
 QString shownSide(const Side& side, const QString& owner)
 {
-    return side.isFile ? QStringLiteral("%1 in %2").arg(owner, shownFileName(side.name)) : owner;
+    return side.isFile ? Words::tr("%1 in %2").arg(owner, shownFileName(side.name)) : owner;
 }
 
 /// Compares two sides and writes what differs.
@@ -135,16 +136,17 @@ void Comparison::compare(const QString& ownerBefore, const OptionalSettings& bef
 class SettingsDiff : public Verb
 {
 public:
-    SettingsDiff() : Verb("settings diff", "Shows what differs between two settings records or files") { }
+    SettingsDiff() : Verb("settings diff", Words::mark("Shows what differs between two settings records or files")) { }
 
     void addOptions(CLI::App& parser) override
     {
         m_before.addTo(parser);
         m_after.addTo(parser);
-        addFlag(parser, "--owners", m_areOwners, "FROM and TO are clients' names, whatever they look like");
+        addFlag(parser, "--owners", m_areOwners,
+                Words::mark("FROM and TO are clients' names, whatever they look like"));
         addFooter(parser,
-                  "A name with a slash, or one that ends with .json or .jsonl, is a file, and - is stdin; "
-                  "any other name is a client's. The exit status is 1 when something differs.");
+                  Words::mark("A name with a slash, or one that ends with .json or .jsonl, is a file, and - is stdin; "
+                              "any other name is a client's. The exit status is 1 when something differs."));
         addExample(parser, "tarvexctl settings diff ticket_printer ./settings.json");
     }
 
@@ -153,7 +155,7 @@ public:
         const Side before = side(m_before.nonEmptyText());
         const Side after = side(m_after.nonEmptyText());
         if (before.isFile && before.name == QLatin1String("-") && after.name == before.name) {
-            throw Failure(WrongUse, QStringLiteral("only one of FROM and TO can be stdin"));
+            throw Failure(WrongUse, Words::tr("only one of FROM and TO can be stdin"));
         }
         if (Comparison(before, after, context.output).run(context.clientName)) {
             throw Failure(Refused, QString()); // the words are the lines on stdout
@@ -163,8 +165,8 @@ public:
 private:
     Side side(const QString& name) const { return {name, !m_areOwners && isFileName(name)}; }
 
-    Argument m_before{"FROM", "A client's name, or a file"};
-    Argument m_after{"TO", "The same"};
+    Argument m_before{"FROM", Words::mark("A client's name, or a file")};
+    Argument m_after{"TO", Words::mark("The same")};
     bool m_areOwners = false;
 };
 

@@ -2,6 +2,7 @@
 #include "interrupts.h"
 #include "output.h"
 #include "privatefile.h"
+#include "programwords.h"
 #include "settingsdifference.h"
 #include "settingsfile.h"
 #include "storedsettings.h"
@@ -30,15 +31,14 @@ ClientSettings editedRecord(const QByteArray& text, const QString& owner)
 {
     const QList<ClientSettings> records = settingsFrom(text);
     if (records.isEmpty()) {
-        throw Failure(WrongUse, QStringLiteral("the text is empty"));
+        throw Failure(WrongUse, Words::tr("the text is empty"));
     }
     if (records.size() > 1) {
-        throw Failure(WrongUse, QStringLiteral("the text holds %1 records, not one").arg(records.size()));
+        throw Failure(WrongUse, Words::tr("the text holds %1 records, not one").arg(records.size()));
     }
     if (records.first().owner() != owner) {
-        throw Failure(
-            WrongUse,
-            QStringLiteral("the \"owner\" must stay \"%1\"; settings load saves for other owners").arg(owner));
+        throw Failure(WrongUse,
+                      Words::tr("the \"owner\" must stay \"%1\"; settings load saves for other owners").arg(owner));
     }
     ClientSettings settings = records.first();
     settings.setDt(QDateTime::currentDateTime());
@@ -77,7 +77,7 @@ private:
     void askWhetherToGoOn(const Failure& failure, const QByteArray& text) const;
     Failure withPlaceOfText(const Failure& failure);
 
-    QString placeOfText() const { return QStringLiteral("the text stays in ") + m_file.path(); }
+    QString placeOfText() const { return Words::tr("the text stays in ") + m_file.path(); }
 
     void report(const OptionalSettings& saved) const;
 
@@ -92,7 +92,7 @@ private:
 void Editing::run()
 {
     // Told at once, because the file stays when the program is ended by a signal.
-    complain(QStringLiteral("the text is in %1 until it is saved").arg(m_file.path()));
+    complain(Words::tr("the text is in %1 until it is saved").arg(m_file.path()));
     OptionalSettings saved;
     try {
         // Told with --quiet as well, and once more, because the first words are far above those of the editor.
@@ -133,9 +133,9 @@ void Editing::save(const ClientSettings& settings) const
     BusClient bus(m_context.clientName);
     const QString change = changeSince(m_stored, m_owner, bus);
     if (!change.isEmpty()) {
-        throw Failure(Refused,
-                      QStringLiteral("the settings of %1 were %2 meanwhile; what is stored is left as it is")
-                          .arg(m_owner, change));
+        throw Failure(
+            Refused,
+            Words::tr("the settings of %1 were %2 meanwhile; what is stored is left as it is").arg(m_owner, change));
     }
     bus.saveSettings(settings);
 }
@@ -156,8 +156,8 @@ void Editing::askWhetherToGoOn(const Failure& failure, const QByteArray& text) c
     if (wrong != nullptr) {
         showLine(text, wrong->line());
     }
-    if (!askUser(QStringLiteral("Edit again?"))) {
-        throw Failure(failure.status(), QStringLiteral("given up"), failure.code());
+    if (!askUser(Words::tr("Edit again?"))) {
+        throw Failure(failure.status(), Words::tr("given up"), failure.code());
     }
 }
 
@@ -180,8 +180,8 @@ void Editing::report(const OptionalSettings& saved) const
 {
     const SettingsDifference difference(m_stored, saved ? saved : m_stored);
     const QString words = saved
-        ? QStringLiteral("saved the settings of %1: %2").arg(m_owner, difference.count())
-        : QStringLiteral("nothing was changed, so nothing is saved in the settings of %1").arg(m_owner);
+        ? Words::tr("saved the settings of %1: %2").arg(m_owner, difference.count())
+        : Words::tr("nothing was changed, so nothing is saved in the settings of %1").arg(m_owner);
     difference.report(m_context.output, words, {m_owner},
                       {{QStringLiteral("done"), QStringLiteral("settings edit")}, {QStringLiteral("owner"), m_owner}});
 }
@@ -190,7 +190,7 @@ void Editing::report(const OptionalSettings& saved) const
 class SettingsEdit : public Verb
 {
 public:
-    SettingsEdit() : Verb("settings edit", "Opens the settings of a client in $VISUAL or $EDITOR") { }
+    SettingsEdit() : Verb("settings edit", Words::mark("Opens the settings of a client in $VISUAL or $EDITOR")) { }
 
     void addOptions(CLI::App& parser) override
     {
@@ -201,7 +201,7 @@ public:
     void run(const Context& context) const override { Editing(context, m_owner.nonEmptyText()).run(); }
 
 private:
-    Argument m_owner{"OWNER", "The client's name"};
+    Argument m_owner{"OWNER", Words::mark("The client's name")};
 };
 
 } // namespace

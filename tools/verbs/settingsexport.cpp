@@ -2,6 +2,7 @@
 #include "controlclient.h"
 #include "output.h"
 #include "owners.h"
+#include "programwords.h"
 #include "settingsfile.h"
 #include "settingsrecord.h"
 #include "verbs/options.h"
@@ -31,7 +32,7 @@ bool isRegularFile(const FileName& fileName)
 void keepFile(const FileName& fileName, const QString& reason)
 {
     if (isRegularFile(fileName)) {
-        throw Failure(Refused, QStringLiteral("%1, so %2 is left as it is").arg(reason, *fileName));
+        throw Failure(Refused, Words::tr("%1, so %2 is left as it is").arg(reason, *fileName));
     }
 }
 
@@ -41,7 +42,7 @@ QStringList listedOwners(const FileName& fileName)
 {
     const auto told = askControlSocket({{QStringLiteral("request"), QStringLiteral("settings")}});
     if (!told) {
-        keepFile(fileName, QStringLiteral("this bus does not list what it stores"));
+        keepFile(fileName, Words::tr("this bus does not list what it stores"));
         tellOfKnownNamesOnly();
         return supportedClients();
     }
@@ -64,7 +65,7 @@ QList<ClientSettings> allRecords(BusClient& bus, const FileName& fileName)
         }
     }
     if (records.isEmpty()) {
-        keepFile(fileName, QStringLiteral("no settings are stored"));
+        keepFile(fileName, Words::tr("no settings are stored"));
     }
     return records;
 }
@@ -76,7 +77,7 @@ QList<ClientSettings> recordsOf(const QStringList& owners, BusClient& bus)
     for (const QString& owner : owners) {
         const std::optional<ClientSettings> settings = bus.loadSettings(owner);
         if (!settings) {
-            throw Failure(Refused, QStringLiteral("%1 has no settings; nothing is exported").arg(owner));
+            throw Failure(Refused, Words::tr("%1 has no settings; nothing is exported").arg(owner));
         }
         records.append(*settings);
     }
@@ -98,7 +99,7 @@ void writeFile(const QString& fileName, const QByteArray& text)
     const bool isWritten = mayReplace ? writeText(replacing, text) && replacing.commit() : writeText(inPlace, text);
     if (!isWritten) {
         const QString reason = mayReplace ? replacing.errorString() : inPlace.errorString();
-        throw Failure(WrongUse, QStringLiteral("cannot write %1: %2").arg(fileName, reason));
+        throw Failure(WrongUse, Words::tr("cannot write %1: %2").arg(fileName, reason));
     }
 }
 
@@ -109,7 +110,7 @@ void requireImportable(const QList<ClientSettings>& records)
     for (const ClientSettings& record : records) {
         const QString problem = entriesProblem(record.settings());
         if (!problem.isEmpty()) {
-            tellFailure(QStringLiteral("%1: %2; correct this in the document, because settings import refuses it")
+            tellFailure(Words::tr("%1: %2; correct this in the document, because settings import refuses it")
                             .arg(record.owner(), problem));
             isImportable = false;
         }
@@ -123,11 +124,13 @@ void requireImportable(const QList<ClientSettings>& records)
 class SettingsExport : public Verb
 {
 public:
-    SettingsExport() : Verb("settings export", "Writes the settings of clients as one document") { }
+    SettingsExport() : Verb("settings export", Words::mark("Writes the settings of clients as one document")) { }
 
     void addOptions(CLI::App& parser) override
     {
-        parser.add_option("OWNER", m_owners, "Clients' names; all that have settings when there is none")
+        parser
+            .add_option("OWNER", m_owners,
+                        Words::tr("Clients' names; all that have settings when there is none").toStdString())
             ->type_name("");
         m_file.addTo(parser);
         addExample(parser, "tarvexctl settings export --output settings.json");
@@ -150,7 +153,7 @@ public:
             context.output.writeRecord(QString::fromUtf8(documentText(records)));
         }
         if (records.isEmpty()) {
-            complain(QStringLiteral("no settings are stored; the document holds no record"));
+            complain(Words::tr("no settings are stored; the document holds no record"));
         }
         requireImportable(records);
     }
@@ -162,16 +165,16 @@ private:
         for (const ClientSettings& record : records) {
             owners.append(record.owner());
         }
-        output.report(
-            {{QStringLiteral("done"), QStringLiteral("settings export")},
-             {QStringLiteral("file"), fileName},
-             {QStringLiteral("owners"), owners}},
-            QStringLiteral("wrote the settings of %1 to %2")
-                .arg(owners.isEmpty() ? QStringLiteral("nobody") : owners.join(QLatin1String(", ")), fileName));
+        output.report({{QStringLiteral("done"), QStringLiteral("settings export")},
+                       {QStringLiteral("file"), fileName},
+                       {QStringLiteral("owners"), owners}},
+                      Words::tr("wrote the settings of %1 to %2")
+                          .arg(owners.isEmpty() ? Words::tr("nobody") : owners.join(QLatin1String(", ")), fileName));
     }
 
     std::vector<std::string> m_owners;
-    OptionalText m_file{"--output", "Writes to this file; it is replaced at once when all is written", "FILE"};
+    OptionalText m_file{"--output", Words::mark("Writes to this file; it is replaced at once when all is written"),
+                        "FILE"};
 };
 
 } // namespace

@@ -1,6 +1,7 @@
 #include "busclient.h"
 #include "output.h"
 #include "owners.h"
+#include "programwords.h"
 #include "records/clientsettings.h"
 #include "verbs/options.h"
 #include "verbs/verblist.h"
@@ -14,12 +15,12 @@ namespace {
 
 QString settingsText(const ClientSettings& settings)
 {
-    QString text = fieldLines(
-        {{QStringLiteral("Owner"), settings.owner()},
-         {QStringLiteral("Written"), timeText(settings.dt())},
-         {QStringLiteral("Description"), settings.description()},
-         {QStringLiteral("Mail owner"), settings.mailOwner() ? QStringLiteral("yes") : QStringLiteral("no")}});
-    QList<QStringList> rows{{QStringLiteral("GROUP"), QStringLiteral("KEY"), QStringLiteral("VALUE")}};
+    QString text =
+        fieldLines({{Words::tr("Owner"), settings.owner()},
+                    {Words::tr("Written"), timeText(settings.dt())},
+                    {Words::tr("Description"), settings.description()},
+                    {Words::tr("Mail owner"), settings.mailOwner() ? QStringLiteral("yes") : QStringLiteral("no")}});
+    QList<QStringList> rows{{Words::tr("GROUP"), Words::tr("KEY"), Words::tr("VALUE")}};
     const QList<QVariant> entries = settings.settings();
     for (const QVariant& entry : entries) {
         const QVariantMap map = entry.toMap();
@@ -33,7 +34,7 @@ QString settingsText(const ClientSettings& settings)
 class SettingsGet : public Verb
 {
 public:
-    SettingsGet() : Verb("settings get", "Shows the settings of clients") { }
+    SettingsGet() : Verb("settings get", Words::mark("Shows the settings of clients")) { }
 
     void addOptions(CLI::App& parser) override
     {

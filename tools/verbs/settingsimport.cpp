@@ -2,6 +2,7 @@
 #include "interrupts.h"
 #include "output.h"
 #include "privatefile.h"
+#include "programwords.h"
 #include "settingsdifference.h"
 #include "settingsfile.h"
 #include "storedsettings.h"
@@ -44,11 +45,11 @@ Steps stepsFor(const QList<ClientSettings>& records, BusClient& bus)
 void saveUnlessChanged(const Step& step, BusClient& bus, bool& isSent)
 {
     if (InterruptsHeldBack::isInterrupted()) {
-        throw Failure(Interrupted, QStringLiteral("not saved, because of an interruption"));
+        throw Failure(Interrupted, Words::tr("not saved, because of an interruption"));
     }
     const QString change = changeSince(step.before, step.record.owner(), bus);
     if (!change.isEmpty()) {
-        throw Failure(Refused, change + QStringLiteral(" meanwhile; what is stored is left as it is"));
+        throw Failure(Refused, change + Words::tr(" meanwhile; what is stored is left as it is"));
     }
     isSent = true;
     bus.saveSettings(step.record);
@@ -63,7 +64,7 @@ void putBack(const Step& step, BusClient& bus)
         return; // the bus has not saved the record whose answer was lost
     }
     if (!isSameRecord(now, step.record)) {
-        throw Failure(Refused, QStringLiteral("%1 was %2 meanwhile").arg(step.record.owner(), changeOf(now)));
+        throw Failure(Refused, Words::tr("%1 was %2 meanwhile").arg(step.record.owner(), changeOf(now)));
     }
     if (step.before) {
         bus.saveSettings(*step.before);
@@ -83,17 +84,16 @@ QString lossWords(const Steps& lost)
             before.append(*step.before);
         }
     }
-    QString words =
-        QStringLiteral("the settings of %1 may not be what they were").arg(owners.join(QLatin1String(", ")));
+    QString words = Words::tr("the settings of %1 may not be what they were").arg(owners.join(QLatin1String(", ")));
     if (before.isEmpty()) {
         return words;
     }
     try {
         PrivateFile file(QStringLiteral("settings-before.json"), documentText(before));
         file.keep();
-        return words + QStringLiteral("; what was stored before is in %1, for settings import").arg(file.path());
+        return words + Words::tr("; what was stored before is in %1, for settings import").arg(file.path());
     } catch (const Failure& failure) {
-        return words + QLatin1String("; what was stored before: ") + failure.words();
+        return words + Words::tr("; what was stored before: ") + failure.words();
     }
 }
 
@@ -138,10 +138,10 @@ Failure Import::undone(const Failure& failure, int savedCount)
     const Steps lost = putBackAll(savedCount, reasons);
     QString words = failure.words() + QStringLiteral("; ");
     if (lost.isEmpty()) {
-        words += savedCount == 0 ? QStringLiteral("nothing was saved")
-                                 : QStringLiteral("what was saved before that is put back: all is as it was");
+        words += savedCount == 0 ? Words::tr("nothing was saved")
+                                 : Words::tr("what was saved before that is put back: all is as it was");
     } else {
-        words += QStringLiteral("not all could be put back (%1): ").arg(reasons.join(QLatin1String(", ")));
+        words += Words::tr("not all could be put back (%1): ").arg(reasons.join(QLatin1String(", ")));
         words += lossWords(lost);
     }
     return Failure(failure.status(), words, failure.code());
@@ -178,7 +178,7 @@ void tellOfSame(const QList<ClientSettings>& records, const Steps& steps)
 {
     const int same = records.size() - steps.size();
     if (same > 0) {
-        complain(QStringLiteral("%1 of %2 records %3 stored like this already")
+        complain(Words::tr("%1 of %2 records %3 stored like this already")
                      .arg(QString::number(same), QString::number(records.size()),
                           same == 1 ? QStringLiteral("is") : QStringLiteral("are")));
     }
@@ -188,12 +188,12 @@ void tellOfSame(const QList<ClientSettings>& records, const Steps& steps)
 class SettingsImport : public Verb
 {
 public:
-    SettingsImport() : Verb("settings import", "Saves the records of a file: all of them or none") { }
+    SettingsImport() : Verb("settings import", Words::mark("Saves the records of a file: all of them or none")) { }
 
     void addOptions(CLI::App& parser) override
     {
         m_file.addTo(parser);
-        addFlag(parser, "--dry-run", m_isDryRun, "Shows what would change, and saves nothing");
+        addFlag(parser, "--dry-run", m_isDryRun, Words::mark("Shows what would change, and saves nothing"));
         addExample(parser, "tarvexctl settings import settings.json --dry-run");
     }
 
@@ -224,7 +224,7 @@ private:
             throw;
         }
         if (InterruptsHeldBack::isInterrupted()) {
-            complain(QStringLiteral("all records were saved before the interruption"));
+            complain(Words::tr("all records were saved before the interruption"));
         }
     }
 
@@ -240,7 +240,7 @@ private:
                                   object(step, QStringLiteral("settings import --dry-run")));
         }
         if (!steps.isEmpty()) {
-            complain(QStringLiteral("nothing is saved, because of --dry-run"));
+            complain(Words::tr("nothing is saved, because of --dry-run"));
         }
     }
 
@@ -250,7 +250,7 @@ private:
         bool isComplete = true;
         for (const Step& step : steps) {
             const QString words =
-                QStringLiteral("saved the settings of %1: %2").arg(step.record.owner(), step.difference.count());
+                Words::tr("saved the settings of %1: %2").arg(step.record.owner(), step.difference.count());
             if (!isComplete) {
                 tellFailure(words);
                 continue;
@@ -268,7 +268,7 @@ private:
         }
     }
 
-    Argument m_file{"FILE", "A file of settings export or get; - is stdin"};
+    Argument m_file{"FILE", Words::mark("A file of settings export or get; - is stdin")};
     bool m_isDryRun = false;
 };
 

@@ -1,6 +1,7 @@
 #include "busclient.h"
 #include "output.h"
 #include "owners.h"
+#include "programwords.h"
 #include "settingsfile.h"
 #include "verbs/options.h"
 #include "verbs/verblist.h"
@@ -33,7 +34,7 @@ private:
 
 void Report::tellSaved(const ClientSettings& settings)
 {
-    const QString words = QStringLiteral("saved the settings of %1: %2").arg(settings.owner(), valueCount(settings));
+    const QString words = Words::tr("saved the settings of %1: %2").arg(settings.owner(), valueCount(settings));
     if (!m_isComplete) {
         complain(words);
         return;
@@ -74,7 +75,7 @@ void save(const QList<ClientSettings>& records, const Context& context)
 class SettingsLoad : public Verb
 {
 public:
-    SettingsLoad() : Verb("settings load", "Saves records as settings get and export write them") { }
+    SettingsLoad() : Verb("settings load", Words::mark("Saves records as settings get and export write them")) { }
 
     void addOptions(CLI::App& parser) override
     {
@@ -90,7 +91,7 @@ public:
     }
 
 private:
-    OptionalText m_file{"FILE", "The file with the records; stdin when it is - or missing"};
+    OptionalText m_file{"FILE", Words::mark("The file with the records; stdin when it is - or missing")};
 };
 
 } // namespace

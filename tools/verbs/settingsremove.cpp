@@ -1,5 +1,6 @@
 #include "busclient.h"
 #include "output.h"
+#include "programwords.h"
 #include "records/clientsettings.h"
 #include "verbs/options.h"
 #include "verbs/verblist.h"
@@ -35,7 +36,7 @@ void removeEntries(const SettingPath& path, ClientSettings& settings)
     if (kept.size() == entries.size()) {
         throw Failure(
             Refused,
-            QStringLiteral("there is no setting %1/%2 in the settings of %3").arg(path.group, path.key, path.owner));
+            Words::tr("there is no setting %1/%2 in the settings of %3").arg(path.group, path.key, path.owner));
     }
     settings.setSettings(kept);
 }
@@ -44,7 +45,7 @@ void removeEntries(const SettingPath& path, ClientSettings& settings)
 class SettingsUnset : public Verb
 {
 public:
-    SettingsUnset() : Verb("settings unset", "Removes one setting; the others stay") { }
+    SettingsUnset() : Verb("settings unset", Words::mark("Removes one setting; the others stay")) { }
 
     void addOptions(CLI::App& parser) override
     {
@@ -69,20 +70,20 @@ public:
         done.insert(QStringLiteral("owner"), path.owner);
         done.insert(QStringLiteral("group"), path.group);
         done.insert(QStringLiteral("key"), path.key);
-        context.output.report(
-            done, QStringLiteral("removed %1/%2 from the settings of %3").arg(path.group, path.key, path.owner));
+        context.output.report(done,
+                              Words::tr("removed %1/%2 from the settings of %3").arg(path.group, path.key, path.owner));
     }
 
 private:
-    Argument m_owner{"OWNER", "The client's name"};
-    Argument m_group{"GROUP", "The setting's group; may be empty"};
-    Argument m_key{"KEY", "The setting's name within the group"};
+    Argument m_owner{"OWNER", Words::mark("The client's name")};
+    Argument m_group{"GROUP", Words::mark("The setting's group; may be empty")};
+    Argument m_key{"KEY", Words::mark("The setting's name within the group")};
 };
 
 class SettingsRemove : public Verb
 {
 public:
-    SettingsRemove() : Verb("settings remove", "Removes all settings of a client") { }
+    SettingsRemove() : Verb("settings remove", Words::mark("Removes all settings of a client")) { }
 
     void addOptions(CLI::App& parser) override
     {
@@ -99,11 +100,11 @@ public:
         QVariantMap done;
         done.insert(QStringLiteral("done"), QStringLiteral("settings remove"));
         done.insert(QStringLiteral("owner"), owner);
-        context.output.report(done, QStringLiteral("removed the settings of %1").arg(owner));
+        context.output.report(done, Words::tr("removed the settings of %1").arg(owner));
     }
 
 private:
-    Argument m_owner{"OWNER", "The client's name"};
+    Argument m_owner{"OWNER", Words::mark("The client's name")};
 };
 
 } // namespace

@@ -1,6 +1,7 @@
 #include "busclient.h"
 #include "jsonvalue.h"
 #include "output.h"
+#include "programwords.h"
 #include "records/clientsettings.h"
 #include "verbs/options.h"
 #include "verbs/verblist.h"
@@ -34,10 +35,9 @@ void merge(const Change& change, ClientSettings& settings)
     // The bus takes group and key as one path. A stored setting may have the same path with the slash at another place.
     // Merging changes nothing then.
     if (!settings.formattedSettings().value(change.group).toMap().contains(change.key)) {
-        throw Failure(
-            WrongUse,
-            QStringLiteral("\"%1/%2\" is stored already, with the slash between group and key at another place")
-                .arg(change.group, change.key));
+        throw Failure(WrongUse,
+                      Words::tr("\"%1/%2\" is stored already, with the slash between group and key at another place")
+                          .arg(change.group, change.key));
     }
 }
 
@@ -51,9 +51,9 @@ void report(const Change& change, bool wasStored, Output& output)
     done.insert(QStringLiteral("value"), change.value);
     done.insert(QStringLiteral("newRecord"), !wasStored);
     output.report(done,
-                  QStringLiteral("saved %1/%2 = %3 in the settings of %4%5")
+                  Words::tr("saved %1/%2 = %3 in the settings of %4%5")
                       .arg(change.group, change.key, jsonText(change.value), change.owner,
-                           wasStored ? QString() : QStringLiteral(" (its first)")));
+                           wasStored ? QString() : Words::tr(" (its first)")));
 }
 
 /// Merges one setting into the stored record, and starts a record for an owner that has none. When the stored record
@@ -61,7 +61,7 @@ void report(const Change& change, bool wasStored, Output& output)
 class SettingsSet : public Verb
 {
 public:
-    SettingsSet() : Verb("settings set", "Stores one setting, beside those that are stored") { }
+    SettingsSet() : Verb("settings set", Words::mark("Stores one setting, beside those that are stored")) { }
 
     void addOptions(CLI::App& parser) override
     {
@@ -69,7 +69,7 @@ public:
         m_group.addTo(parser);
         m_key.addTo(parser);
         m_value.addTo(parser);
-        addFlag(parser, "--string", m_valueIsText, "Takes VALUE as a text even if it is JSON");
+        addFlag(parser, "--string", m_valueIsText, Words::mark("Takes VALUE as a text even if it is JSON"));
         m_description.addTo(parser);
         addExample(parser, "tarvexctl settings set ticket_printer paper width 80");
     }
@@ -102,12 +102,12 @@ private:
         return jsonOrText(text);
     }
 
-    Argument m_owner{"OWNER", "The client's name"};
-    Argument m_group{"GROUP", "The setting's group; may be empty"};
-    Argument m_key{"KEY", "The setting's name within the group"};
-    Argument m_value{"VALUE", "The value: JSON, or else a text"};
+    Argument m_owner{"OWNER", Words::mark("The client's name")};
+    Argument m_group{"GROUP", Words::mark("The setting's group; may be empty")};
+    Argument m_key{"KEY", Words::mark("The setting's name within the group")};
+    Argument m_value{"VALUE", Words::mark("The value: JSON, or else a text")};
     bool m_valueIsText = false;
-    OptionalText m_description{"--description", "A new description of the client's settings", "TEXT"};
+    OptionalText m_description{"--description", Words::mark("A new description of the client's settings"), "TEXT"};
 };
 
 } // namespace

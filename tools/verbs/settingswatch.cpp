@@ -3,6 +3,7 @@
 #include "follower.h"
 #include "messages.h"
 #include "output.h"
+#include "programwords.h"
 #include "settingsdifference.h"
 #include "settingsfile.h"
 #include "verbs/options.h"
@@ -38,7 +39,7 @@ public:
 
     void onLeaving() override { m_bus.reset(); }
 
-    QString timeOutWords() const override { return m_tally.missingWords(QStringLiteral("no change came")); }
+    QString timeOutWords() const override { return m_tally.missingWords(Words::tr("no change came")); }
 
 private:
     using Records = QHash<QString, OptionalSettings>;
@@ -102,10 +103,9 @@ void SettingsWatcher::tellOfStart() const
     QStringList parts;
     for (const QString& owner : m_owners) {
         const OptionalSettings settings = m_known.value(owner);
-        parts.append(
-            QStringLiteral("%1 (%2)").arg(owner, settings ? valueCount(*settings) : QStringLiteral("no settings")));
+        parts.append(QStringLiteral("%1 (%2)").arg(owner, settings ? valueCount(*settings) : Words::tr("no settings")));
     }
-    complain(QStringLiteral("watching the settings of ") + parts.join(QLatin1String(", ")));
+    complain(Words::tr("watching the settings of ") + parts.join(QLatin1String(", ")));
 }
 
 void SettingsWatcher::lookLater(Follower& follower)
@@ -158,12 +158,14 @@ void SettingsWatcher::write(const QString& owner, const OptionalSettings& settin
 class SettingsWatch : public Verb
 {
 public:
-    SettingsWatch() : Verb("settings watch", "Shows each change of the settings of clients", Receives) { }
+    SettingsWatch() : Verb("settings watch", Words::mark("Shows each change of the settings of clients"), Receives) { }
 
     void addOptions(CLI::App& parser) override
     {
-        parser.add_option("OWNER", m_owners, "Clients' names")->type_name("")->required();
-        parser.add_option("--interval", m_interval, "Looks again after so many milliseconds, 50 to 3600000")
+        parser.add_option("OWNER", m_owners, Words::tr("Clients' names").toStdString())->type_name("")->required();
+        parser
+            .add_option("--interval", m_interval,
+                        Words::tr("Looks again after so many milliseconds, 50 to 3600000").toStdString())
             ->type_name("MS")
             ->default_str(DEFAULT_INTERVAL);
         m_limits.addTo(parser);
@@ -187,7 +189,7 @@ private:
         const int milliseconds = given.toInt(&isNumber);
         if (!isNumber || milliseconds < MIN_INTERVAL_MS || milliseconds > MAX_INTERVAL_MS) {
             throw Failure(WrongUse,
-                          QStringLiteral("--interval must be a whole number of milliseconds from %1 to %2, not \"%3\"")
+                          Words::tr("--interval must be a whole number of milliseconds from %1 to %2, not \"%3\"")
                               .arg(QString::number(MIN_INTERVAL_MS), QString::number(MAX_INTERVAL_MS), given));
         }
         return milliseconds;
@@ -195,7 +197,7 @@ private:
 
     std::vector<std::string> m_owners;
     std::optional<std::string> m_interval;
-    LimitOptions m_limits{"changes"};
+    LimitOptions m_limits{Words::mark("Ends after so many changes")};
 };
 
 } // namespace

@@ -1,6 +1,7 @@
 #include "busclient.h"
 #include "output.h"
 #include "owners.h"
+#include "programwords.h"
 #include "records/clientstate.h"
 #include "verbs/options.h"
 #include "verbs/verblist.h"
@@ -14,17 +15,17 @@ namespace {
 
 QString stateText(const ClientState& state)
 {
-    return fieldLines({{QStringLiteral("Owner"), state.owner()},
-                       {QStringLiteral("Taken"), timeText(state.dt())},
-                       {QStringLiteral("Description"), state.description()},
-                       {QStringLiteral("Type"), QString::number(state.stateType())},
-                       {QStringLiteral("State"), state.state()}});
+    return fieldLines({{Words::tr("Owner"), state.owner()},
+                       {Words::tr("Taken"), timeText(state.dt())},
+                       {Words::tr("Description"), state.description()},
+                       {Words::tr("Type"), QString::number(state.stateType())},
+                       {Words::tr("State"), state.state()}});
 }
 
 class StateGet : public Verb
 {
 public:
-    StateGet() : Verb("state get", "Shows the states of clients") { }
+    StateGet() : Verb("state get", Words::mark("Shows the states of clients")) { }
 
     void addOptions(CLI::App& parser) override
     {

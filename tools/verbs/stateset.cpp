@@ -1,6 +1,7 @@
 #include "arguments.h"
 #include "busclient.h"
 #include "output.h"
+#include "programwords.h"
 #include "states.h"
 #include "verbs/options.h"
 #include "verbs/verblist.h"
@@ -19,12 +20,12 @@ namespace {
 class StateSet : public Verb
 {
 public:
-    StateSet() : Verb("state set", "Stores a state under the own name") { }
+    StateSet() : Verb("state set", Words::mark("Stores a state under the own name")) { }
 
     void addOptions(CLI::App& parser) override
     {
         m_text.addTo(parser);
-        parser.add_option("--type", m_type, "The kind of state, a number from 0 to 127")
+        parser.add_option("--type", m_type, Words::tr("The kind of state, a number from 0 to 127").toStdString())
             ->type_name("N")
             ->capture_default_str();
         m_description.addTo(parser);
@@ -45,13 +46,13 @@ public:
 
         QVariantMap done = state.toVariantMap();
         done.insert(QStringLiteral("done"), QStringLiteral("state set"));
-        context.output.report(done, QStringLiteral("saved the state of %1").arg(context.clientName));
+        context.output.report(done, Words::tr("saved the state of %1").arg(context.clientName));
     }
 
 private:
-    Argument m_text{"TEXT", "The state, usually a JSON text"};
+    Argument m_text{"TEXT", Words::mark("The state, usually a JSON text")};
     std::string m_type = "0";
-    OptionalText m_description{"--description", "A text for people", "TEXT"};
+    OptionalText m_description{"--description", Words::mark("A text for people"), "TEXT"};
 };
 
 } // namespace

@@ -3,6 +3,7 @@
 #include "follower.h"
 #include "messages.h"
 #include "output.h"
+#include "programwords.h"
 #include "statechanges.h"
 #include "states.h"
 #include "verbs/options.h"
@@ -53,7 +54,7 @@ public:
         }
     }
 
-    QString timeOutWords() const override { return m_tally.missingWords(QStringLiteral("no change came")); }
+    QString timeOutWords() const override { return m_tally.missingWords(Words::tr("no change came")); }
 
 private:
     void look(Follower& follower, BusClient& bus)
@@ -125,12 +126,13 @@ private:
 class StateWatch : public Verb
 {
 public:
-    StateWatch() : Verb("state watch", "Shows the states of clients, and then each change", Receives) { }
+    StateWatch() : Verb("state watch", Words::mark("Shows the states of clients, and then each change"), Receives) { }
 
     void addOptions(CLI::App& parser) override
     {
-        parser.add_option("OWNER", m_owners, "Clients' names")->type_name("")->required();
-        addFlag(parser, "--diff", m_showsChanges, "Shows of each change only what differs from the state before");
+        parser.add_option("OWNER", m_owners, Words::tr("Clients' names").toStdString())->type_name("")->required();
+        addFlag(parser, "--diff", m_showsChanges,
+                Words::mark("Shows of each change only what differs from the state before"));
         m_limits.addTo(parser);
         addExample(parser, "tarvexctl state watch ticket_printer cashbox --diff");
     }
@@ -147,7 +149,7 @@ public:
 private:
     std::vector<std::string> m_owners;
     bool m_showsChanges = false;
-    LimitOptions m_limits{"changes"};
+    LimitOptions m_limits{Words::mark("Ends after so many changes")};
 };
 
 } // namespace

@@ -5,6 +5,7 @@
 #include "follower.h"
 #include "output.h"
 #include "owners.h"
+#include "programwords.h"
 #include "states.h"
 #include "verbs/options.h"
 #include "verbs/verblist.h"
@@ -97,8 +98,8 @@ bool measure(const QString& clientName, const QDeadlineTimer& deadline, Picture&
 /// Asks a bus that does not list its states for those of the known names. \return whether this has ended
 bool askForKnownStates(const QString& clientName, const QDeadlineTimer& deadline, Picture& picture)
 {
-    complain(QStringLiteral("this bus does not tell who is there; only the states of the %1 names that the library "
-                            "knows are asked for")
+    complain(Words::tr("this bus does not tell who is there; only the states of the %1 names that the library "
+                       "knows are asked for")
                  .arg(supportedClients().size()));
     const auto states = std::make_shared<Objects>();
     const bool hasEnded = tryWork(deadline, picture, [clientName, states] {
@@ -122,21 +123,21 @@ QString ageText(const QDateTime& since)
     const qint64 minutes = seconds / 60;
     const qint64 hours = minutes / 60;
     if (hours >= 48) {
-        return QStringLiteral("%1 days").arg(hours / 24);
+        return Words::tr("%1 days").arg(hours / 24);
     }
     if (hours > 0) {
-        return QStringLiteral("%1 h %2 min").arg(hours).arg(minutes % 60);
+        return Words::tr("%1 h %2 min").arg(hours).arg(minutes % 60);
     }
-    return minutes > 0 ? QStringLiteral("%1 min").arg(minutes) : QStringLiteral("%1 s").arg(seconds);
+    return minutes > 0 ? Words::tr("%1 min").arg(minutes) : Words::tr("%1 s").arg(seconds);
 }
 
 QString storageText(const QVariantMap& about)
 {
     const QString path = about.value(QStringLiteral("storage")).toString();
     const QString error = about.value(QStringLiteral("storageError")).toString();
-    const QString place = path.isEmpty() ? QStringLiteral("in memory") : path;
+    const QString place = path.isEmpty() ? Words::tr("in memory") : path;
     if (!error.isEmpty()) {
-        return QStringLiteral("%1 FAILS: %2").arg(place, error);
+        return Words::tr("%1 FAILS: %2").arg(place, error);
     }
     const qint64 bytes = about.value(QStringLiteral("storageBytes")).toLongLong();
     return QStringLiteral("%1, %2").arg(place, QLocale::c().formattedDataSize(bytes, 1));
@@ -145,19 +146,19 @@ QString storageText(const QVariantMap& about)
 Fields developmentBusFields(const QVariantMap& about)
 {
     if (about.isEmpty()) {
-        return {{QStringLiteral("Bus"), QStringLiteral("development bus")}};
+        return {{Words::tr("Bus"), Words::tr("development bus")}};
     }
     // The bus may have another TZ than this program, so its local time is not to be compared.
     const QDateTime since =
         QDateTime::fromString(about.value(QStringLiteral("startedAtUtc")).toString(), Qt::ISODateWithMs).toLocalTime();
     return {
-        {QStringLiteral("Bus"),
-         QStringLiteral("development bus %1, process %2")
+        {Words::tr("Bus"),
+         Words::tr("development bus %1, process %2")
              .arg(about.value(QStringLiteral("version")).toString(), about.value(QStringLiteral("pid")).toString())},
-        {QStringLiteral("Running"), QStringLiteral("since %1 (%2)").arg(timeText(since), ageText(since))},
-        {QStringLiteral("Storage"), storageText(about)},
-        {QStringLiteral("Traffic"),
-         QStringLiteral("connections %1, requests so far %2, acknowledged messages %3")
+        {Words::tr("Running"), Words::tr("since %1 (%2)").arg(timeText(since), ageText(since))},
+        {Words::tr("Storage"), storageText(about)},
+        {Words::tr("Traffic"),
+         Words::tr("connections %1, requests so far %2, acknowledged messages %3")
              .arg(about.value(QStringLiteral("connections")).toString(),
                   about.value(QStringLiteral("requests")).toString(),
                   about.value(QStringLiteral("acknowledged")).toString())}};
@@ -168,10 +169,10 @@ QString connectionsText(const QVariantMap& client)
     const int queries = client.value(QStringLiteral("queryConnections")).toInt();
     const bool hasReceiver = !client.value(QStringLiteral("receiverSince")).toString().isEmpty();
     if (queries == 0) {
-        return hasReceiver ? QStringLiteral("receiver only") : QString();
+        return hasReceiver ? Words::tr("receiver only") : QString();
     }
-    const QString words = hasReceiver ? QStringLiteral("both") : QStringLiteral("query only");
-    return queries > 1 ? QStringLiteral("%1 (%2 query)").arg(words).arg(queries) : words;
+    const QString words = hasReceiver ? Words::tr("both") : Words::tr("query only");
+    return queries > 1 ? Words::tr("%1 (%2 query)").arg(words).arg(queries) : words;
 }
 
 QString positive(const QVariant& number)
@@ -192,7 +193,7 @@ QStringList stateCells(const QVariantMap& state)
 
 QStringList stateHeader()
 {
-    return {QStringLiteral("STATE SINCE"), QStringLiteral("TYPE"), QStringLiteral("STATE")};
+    return {Words::tr("STATE SINCE"), Words::tr("TYPE"), Words::tr("STATE")};
 }
 
 QList<QStringList> clientRows(const Picture& picture)
@@ -201,9 +202,9 @@ QList<QStringList> clientRows(const Picture& picture)
     for (const QVariantMap& state : picture.states) {
         states.insert(state.value(QStringLiteral("owner")).toString(), state);
     }
-    QList<QStringList> rows{QStringList{QStringLiteral("CLIENT"), QStringLiteral("CONNECTIONS"),
-                                        QStringLiteral("WAITING"), QStringLiteral("TAKEN")}
-                            + stateHeader()};
+    QList<QStringList> rows{
+        QStringList{Words::tr("CLIENT"), Words::tr("CONNECTIONS"), Words::tr("WAITING"), Words::tr("TAKEN")}
+        + stateHeader()};
     for (const QVariantMap& client : *picture.clients) {
         const QString name = client.value(QStringLiteral("name")).toString();
         rows.append(QStringList{name, connectionsText(client), positive(client.value(QStringLiteral("waiting"))),
@@ -215,7 +216,7 @@ QList<QStringList> clientRows(const Picture& picture)
 
 QList<QStringList> stateRows(const Objects& states)
 {
-    QList<QStringList> rows{QStringList{QStringLiteral("CLIENT")} + stateHeader()};
+    QList<QStringList> rows{QStringList{Words::tr("CLIENT")} + stateHeader()};
     for (const QVariantMap& state : states) {
         rows.append(QStringList{state.value(QStringLiteral("owner")).toString()} + stateCells(state));
     }
@@ -234,8 +235,7 @@ QString tableText(QList<QStringList> rows)
             cell = cellText(cell);
         }
     }
-    const QString rest =
-        QStringLiteral("and %1 more: see \"tarvexctl clients\" and \"tarvexctl state list\"\n").arg(left);
+    const QString rest = Words::tr("and %1 more: see \"tarvexctl clients\" and \"tarvexctl state list\"\n").arg(left);
     return tableLines(rows) + (left > 0 ? rest : QString());
 }
 
@@ -243,10 +243,9 @@ QString text(const Picture& picture)
 {
     Fields fields = picture.about
         ? developmentBusFields(*picture.about)
-        : Fields{{QStringLiteral("Bus"), QStringLiteral("another one than a development bus of this user")}};
-    fields.append(
-        {QStringLiteral("Answer"),
-         picture.answerMs ? QStringLiteral("after ") + millisecondsText(*picture.answerMs) : QStringLiteral("none")});
+        : Fields{{Words::tr("Bus"), Words::tr("another one than a development bus of this user")}};
+    fields.append({Words::tr("Answer"),
+                   picture.answerMs ? Words::tr("after ") + millisecondsText(*picture.answerMs) : Words::tr("none")});
     QString lines = fieldLines(fields);
     if (picture.clients && !picture.clients->isEmpty()) {
         lines += QLatin1Char('\n') + tableText(clientRows(picture));
@@ -285,14 +284,17 @@ Failure noBus(const Failure& failure)
 {
     return Failure(failure.status(),
                    failure.words()
-                       + QStringLiteral("; \"tarvex-devbus\" starts a development bus, \"tarvexctl --help\" shows the "
-                                        "verbs"));
+                       + Words::tr("; \"tarvex-devbus\" starts a development bus, \"tarvexctl --help\" shows the "
+                                   "verbs"));
 }
 
 class Status : public Verb
 {
 public:
-    Status() : Verb("status", "Shows the bus, its clients and their states at a glance; also without a verb") { }
+    Status()
+        : Verb("status", Words::mark("Shows the bus, its clients and their states at a glance; also without a verb"))
+    {
+    }
 
     void addOptions(CLI::App& parser) override
     {
@@ -338,7 +340,7 @@ private:
         leaveAtOnce(failure.status());
     }
 
-    TimeoutOption m_timeout{"How many seconds to wait for the bus", "5"};
+    TimeoutOption m_timeout{Words::mark("How many seconds to wait for the bus"), "5"};
 };
 
 } // namespace

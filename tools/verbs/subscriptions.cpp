@@ -2,6 +2,7 @@
 
 #include "arguments.h"
 #include "failure.h"
+#include "programwords.h"
 #include "verbs/options.h"
 
 #include <CLI/CLI.hpp>
@@ -23,8 +24,8 @@ QPair<QString, qint32> subscriptionFrom(const QString& text)
     const QString goal = text.mid(colon + 1);
     if (!goals.contains(goal)) {
         throw Failure(WrongUse,
-                      QStringLiteral("the goal of a subscription must be 1, 2 or 3, not \"%1\"; a name that holds a "
-                                     "colon needs one after it: \"%2:3\"")
+                      Words::tr("the goal of a subscription must be 1, 2 or 3, not \"%1\"; a name that holds a "
+                                "colon needs one after it: \"%2:3\"")
                           .arg(goal, text));
     }
     return {text.left(colon), goal.toInt()};
@@ -40,7 +41,7 @@ Subscriptions subscriptionsFrom(const QStringList& texts)
         const QString name = subscriptions.last().first;
         requireName(name, QStringLiteral("PUBLISHER"));
         if (names.contains(name)) {
-            throw Failure(WrongUse, QStringLiteral("\"%1\" is given twice with --subscribe").arg(name));
+            throw Failure(WrongUse, Words::tr("\"%1\" is given twice with --subscribe").arg(name));
         }
         names.append(name);
     }
@@ -52,9 +53,11 @@ Subscriptions subscriptionsFrom(const QStringList& texts)
 void SubscribeOption::addTo(CLI::App& parser)
 {
     parser
-        .add_option("--subscribe", m_values,
-                    "Also what PUBLISHER publishes: its states (1), its messages to nobody in particular (2), or "
-                    "both (3, and without a goal); for each publisher once more")
+        .add_option(
+            "--subscribe", m_values,
+            Words::tr("Also what PUBLISHER publishes: its states (1), its messages to nobody in particular (2), or "
+                      "both (3, and without a goal); for each publisher once more")
+                .toStdString())
         ->type_name("PUBLISHER[:GOAL]")
         ->allow_extra_args(false);
 }

@@ -2,6 +2,7 @@
 #define VERB_H
 
 #include "colours.h"
+#include "programwords.h"
 
 #include <QString>
 
@@ -34,14 +35,14 @@ struct Context
 /// class Ping : public Verb
 /// {
 /// public:
-///     Ping() : Verb("ping", "Measures how long the bus takes to answer") { }
+///     Ping() : Verb("ping", Words::mark("Measures how long the bus takes to answer")) { }
 ///
 ///     void addOptions(CLI::App& parser) override { m_timeout.addTo(parser); }
 ///
 ///     void run(const Context& context) const override;
 ///
 /// private:
-///     TimeoutOption m_timeout{"How many seconds to wait", "30"};
+///     TimeoutOption m_timeout{Words::mark("How many seconds to wait"), "30"};
 /// };
 /// \endcode
 class Verb

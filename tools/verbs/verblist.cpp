@@ -1,4 +1,5 @@
 #include "verblist.h"
+#include "programwords.h"
 
 #include "verbfunctions.h"
 
@@ -10,9 +11,9 @@ namespace tarvexctl {
 namespace {
 
 constexpr VerbGroup GROUPS[] = {
-    {"settings", "The stored settings of a client"},
-    {"state", "The current state of a client"},
-    {"fault", "Faults on purpose, on a development bus"},
+    {"settings", Words::mark("The stored settings of a client")},
+    {"state", Words::mark("The current state of a client")},
+    {"fault", Words::mark("Faults on purpose, on a development bus")},
 };
 
 } // namespace

@@ -1,5 +1,6 @@
 #include "bussearch.h"
 #include "output.h"
+#include "programwords.h"
 #include "verbs/options.h"
 #include "verbs/verblist.h"
 
@@ -10,7 +11,7 @@ namespace {
 class Wait : public Verb
 {
 public:
-    Wait() : Verb("wait", "Waits until a bus answers, or for a client, a state or a message") { }
+    Wait() : Verb("wait", Words::mark("Waits until a bus answers, or for a client, a state or a message")) { }
 
     void addOptions(CLI::App& parser) override
     {
@@ -27,7 +28,7 @@ public:
     }
 
 private:
-    TimeoutOption m_timeout{"How many seconds to wait", "30"};
+    TimeoutOption m_timeout{Words::mark("How many seconds to wait"), "30"};
 };
 
 } // namespace

@@ -6,6 +6,7 @@
 #include "interrupts.h"
 #include "nearest.h"
 #include "output.h"
+#include "programwords.h"
 #include "verbs/options.h"
 #include "verbs/verblist.h"
 
@@ -60,7 +61,7 @@ QVariantMap Lookout::wait(const QString& ownName)
         requireDevelopmentBus(ownName);
     }
     if (!isComplete()) {
-        complain(QStringLiteral("waiting for \"%1\"").arg(m_name));
+        complain(Words::tr("waiting for \"%1\"").arg(m_name));
     }
     while (!isComplete()) {
         if (m_deadline.hasExpired()) {
@@ -73,9 +74,9 @@ QVariantMap Lookout::wait(const QString& ownName)
             continue; // the last look had too little time to say anything about the bus
         }
         if (wasThere && !isThere) {
-            complain(QStringLiteral("the bus has gone; waiting for it to come back"));
+            complain(Words::tr("the bus has gone; waiting for it to come back"));
         } else if (!wasThere && isThere) {
-            complain(QStringLiteral("the bus is back"));
+            complain(Words::tr("the bus is back"));
         }
     }
     return m_client;
@@ -126,12 +127,12 @@ Failure Lookout::timeOut() const
     const QString time = secondsText(m_timeoutMs);
     if (hasQuery() || hasReceiver()) {
         return Failure(TimedOut,
-                       QStringLiteral("only the %1 connection of \"%2\" is there after %3")
+                       Words::tr("only the %1 connection of \"%2\" is there after %3")
                            .arg(hasQuery() ? QStringLiteral("query") : QStringLiteral("receiving"), m_name, time));
     }
     return Failure(
         TimedOut,
-        QStringLiteral("\"%1\" has not connected within %2%3")
+        Words::tr("\"%1\" has not connected within %2%3")
             .arg(m_name, time,
                  tarvex::programs::guessWords(likelyClient(m_name, m_clients)))); // a bus that hangs is not asked again
 }
@@ -145,7 +146,7 @@ QVariantMap interruptible(const std::function<QVariantMap()>& wait)
     QEventLoop loop;
     const InterruptWatcher interrupts;
     QObject::connect(&interrupts, &InterruptWatcher::interrupted, &loop, [] {
-        tellFailure(QStringLiteral("interrupted"));
+        tellFailure(Words::tr("interrupted"));
         leaveAtOnce(Interrupted);
     });
     std::thread thread([&] {
@@ -160,7 +161,7 @@ QVariantMap interruptible(const std::function<QVariantMap()>& wait)
 class WaitClient : public Verb
 {
 public:
-    WaitClient() : Verb("wait client", "Waits until both connections of a client are there") { }
+    WaitClient() : Verb("wait client", Words::mark("Waits until both connections of a client are there")) { }
 
     void addOptions(CLI::App& parser) override
     {
@@ -181,8 +182,8 @@ public:
     }
 
 private:
-    Argument m_name{"NAME", "The client's name"};
-    TimeoutOption m_timeout{"How many seconds to wait", "30"};
+    Argument m_name{"NAME", Words::mark("The client's name")};
+    TimeoutOption m_timeout{Words::mark("How many seconds to wait"), "30"};
 };
 
 } // namespace

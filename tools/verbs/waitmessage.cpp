@@ -3,6 +3,7 @@
 #include "follower.h"
 #include "messages.h"
 #include "output.h"
+#include "programwords.h"
 #include "verbs/options.h"
 #include "verbs/patternoption.h"
 #include "verbs/subscriptions.h"
@@ -60,7 +61,7 @@ public:
 
     QString timeOutWords() const override
     {
-        return QStringLiteral("no such message came within %1").arg(secondsText(m_timeoutMs));
+        return Words::tr("no such message came within %1").arg(secondsText(m_timeoutMs));
     }
 
 private:
@@ -69,7 +70,7 @@ private:
     {
         if (!m_isAnnounced) {
             m_isAnnounced = true;
-            complain(QStringLiteral("waiting as %1").arg(follower.clientName()));
+            complain(Words::tr("waiting as %1").arg(follower.clientName()));
         }
     }
 
@@ -83,7 +84,7 @@ private:
 class WaitMessage : public Verb
 {
 public:
-    WaitMessage() : Verb("wait message", "Waits for a message, and shows it", Receives) { }
+    WaitMessage() : Verb("wait message", Words::mark("Waits for a message, and shows it"), Receives) { }
 
     void addOptions(CLI::App& parser) override
     {
@@ -113,11 +114,11 @@ private:
         return text;
     }
 
-    OptionalText m_sender{"--from", "It comes from this client", "NAME"};
-    OptionalText m_command{"--command", "It is the command of this name", "NAME"};
-    PatternOption m_pattern{"Its text holds something that matches this regular expression"};
+    OptionalText m_sender{"--from", Words::mark("It comes from this client"), "NAME"};
+    OptionalText m_command{"--command", Words::mark("It is the command of this name"), "NAME"};
+    PatternOption m_pattern{Words::mark("Its text holds something that matches this regular expression")};
     SubscribeOption m_subscriptions;
-    TimeoutOption m_timeout{"How many seconds to wait", "30"};
+    TimeoutOption m_timeout{Words::mark("How many seconds to wait"), "30"};
 };
 
 } // namespace

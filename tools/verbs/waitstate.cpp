@@ -1,6 +1,7 @@
 #include "clientguess.h"
 #include "messages.h"
 #include "output.h"
+#include "programwords.h"
 #include "states.h"
 #include "verbs/options.h"
 #include "verbs/patternoption.h"
@@ -59,9 +60,9 @@ public:
     {
         const QString time = secondsText(m_timeoutMs);
         if (!m_last.isValid()) {
-            return QStringLiteral("%1 has no state after %2").arg(m_owner, time);
+            return Words::tr("%1 has no state after %2").arg(m_owner, time);
         }
-        return QStringLiteral("the state of %1 did not become that within %2; it is, with type %3: %4")
+        return Words::tr("the state of %1 did not become that within %2; it is, with type %3: %4")
             .arg(m_owner, time, QString::number(m_last.stateType()), m_last.state());
     }
 
@@ -87,7 +88,7 @@ private:
 class WaitState : public Verb
 {
 public:
-    WaitState() : Verb("wait state", "Waits for a state of a client, and shows it", Receives) { }
+    WaitState() : Verb("wait state", Words::mark("Waits for a state of a client, and shows it"), Receives) { }
 
     void addOptions(CLI::App& parser) override
     {
@@ -112,11 +113,11 @@ public:
     }
 
 private:
-    Argument m_owner{"OWNER", "The client whose state it is"};
-    PatternOption m_pattern{"The state holds something that matches this regular expression"};
-    OptionalText m_text{"--is", "The state is exactly this text", "TEXT"};
-    OptionalText m_type{"--type", "The state is of this kind, a number from 0 to 127", "N"};
-    TimeoutOption m_timeout{"How many seconds to wait", "30"};
+    Argument m_owner{"OWNER", Words::mark("The client whose state it is")};
+    PatternOption m_pattern{Words::mark("The state holds something that matches this regular expression")};
+    OptionalText m_text{"--is", Words::mark("The state is exactly this text"), "TEXT"};
+    OptionalText m_type{"--type", Words::mark("The state is of this kind, a number from 0 to 127"), "N"};
+    TimeoutOption m_timeout{Words::mark("How many seconds to wait"), "30"};
 };
 
 } // namespace

@@ -22,6 +22,7 @@
 #include "support/loggermanager.h"
 #include "support/logtools.h"
 #include "support/quitonsignal.h"
+#include "support/systemdnotifier.h"
 #include "tarvexlib.h"
 
 #include <QTest>
@@ -96,6 +97,7 @@ void TstLayout::class_hasItsSize_data()
     row<wexcor::AppVersion>("wexcor::AppVersion", 16);
     row<wexcor::AppVersionManager>("wexcor::AppVersionManager", 1);
     row<wexcor::QuitOnSignal>("wexcor::QuitOnSignal", 8);
+    row<wexcor::SystemdNotifier>("wexcor::SystemdNotifier", 8);
     row<LoggerManager>("LoggerManager", 1);
     row<logbinary>("logbinary", 16);
     row<loglist>("loglist", 8);
@@ -136,6 +138,8 @@ void TstLayout::enumerator_hasItsValue_data()
 {
     QTest::addColumn<int>("actual");
     QTest::addColumn<int>("expected");
+    value(wexcor::SystemdNotifier::Readiness::WithLoop, "Readiness", 0);
+    value(wexcor::SystemdNotifier::Readiness::WhenTold, "Readiness", 1);
     value(tarvex::TarvexError::Error::NoError, "TarvexError", 0);
     value(tarvex::TarvexError::Error::IncorrectRequestSize, "TarvexError", 1);
     value(tarvex::TarvexError::Error::IncorrectRequestData, "TarvexError", 2);

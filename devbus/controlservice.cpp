@@ -2,6 +2,7 @@
 
 #include "busserver.h"
 #include "failure.h"
+#include "framecursor.h"
 #include "framefollower.h"
 #include "storage.h"
 #include "values.h"
@@ -70,6 +71,17 @@ QVariantMap settingsItem(const QVariantMap& record)
             {QStringLiteral("description"), settings.description()}};
 }
 
+/// Of a record that may be empty.
+QList<QVariantMap> settingItems(const QVariantMap& record)
+{
+    QList<QVariantMap> items;
+    const QVariantList settings = record.value(QStringLiteral("settings")).toList();
+    for (const QVariant& entry : settings) {
+        items.append(entry.toMap());
+    }
+    return items;
+}
+
 QVariantMap faultItem(const Faults::Entry& entry)
 {
     return {{KEY_NUMBER, entry.number}, {KEY_RULE, entry.rule.toText()}, {QStringLiteral("hits"), entry.hits}};
@@ -131,8 +143,10 @@ Answer ControlService::handle(const QVariantMap& request)
         {QStringLiteral("clients"), &ControlService::clients},
         {QStringLiteral("known"), &ControlService::known},
         {QStringLiteral("settings"), &ControlService::settings},
+        {QStringLiteral("settingsOf"), &ControlService::settingsOf},
         {QStringLiteral("states"), &ControlService::states},
         {QStringLiteral("frames"), &ControlService::frames},
+        {QStringLiteral("commands"), &ControlService::commands},
         {QStringLiteral("faults"), &ControlService::faults},
         {QStringLiteral("addFault"), &ControlService::addFault},
         {QStringLiteral("clearFaults"), &ControlService::clearFaults},
@@ -227,6 +241,21 @@ Answer ControlService::settings(const QVariantMap&)
     });
 }
 
+Answer ControlService::settingsOf(const QVariantMap& request)
+{
+    if (!isName(request.value(KEY_NAME))) {
+        return {{}, QStringLiteral("the name of a client is missing")};
+    }
+    const QString owner = request.value(KEY_NAME).toString();
+    Answer answer;
+    return read(m_server.storage(), answer, [&] {
+        QByteArray record;
+        const bool isDone = m_server.storage().loadSettings(owner, record);
+        answer.items = settingItems(Storage::fromJson(record));
+        return isDone;
+    });
+}
+
 Answer ControlService::states(const QVariantMap&)
 {
     Answer answer;
@@ -251,6 +280,26 @@ Answer ControlService::frames(const QVariantMap& request)
     }
     const traffic::FrameMemory& frames = m_server.frames();
     return {{{{KEY_RUN, frames.run()}}}, QString(), std::make_shared<FrameFollower>(frames, last)};
+}
+
+Answer ControlService::commands(const QVariantMap&)
+{
+    const traffic::FrameMemory& frames = m_server.frames();
+    Answer answer;
+    qint64 bytes = 0;
+    const qint64 first = FrameCursor::numberOfLast(frames, MAX_COMMAND_FRAMES);
+    for (qint64 number = frames.nextNumber() - 1; number >= first && bytes < MAX_COMMAND_BYTES; --number) {
+        const traffic::SeenFrame frame = frames.frame(number).value_or(traffic::SeenFrame());
+        bytes += frame.size;
+        if (frame.direction != traffic::Direction::In || !frame.isMessage() || frame.command().isEmpty()) {
+            continue;
+        }
+        const QVariantMap item{{KEY_NAME, frame.command()}, {QStringLiteral("receiver"), frame.to()}};
+        if (!answer.items.contains(item)) {
+            answer.items.append(item);
+        }
+    }
+    return answer;
 }
 
 Answer ControlService::faults(const QVariantMap&)

@@ -6,9 +6,12 @@
 #include <QDateTime>
 #include <QFile>
 #include <QFileInfo>
+#include <QRandomGenerator>
 #include <QRegularExpression>
 #include <QTemporaryDir>
 #include <QTest>
+
+#include <algorithm>
 
 using samples::messageTo;
 using samples::someSettings;
@@ -37,6 +40,20 @@ QVariantMap request(const QString& name)
 QVariantMap knownRequest(const QVariant& name)
 {
     return {{u"request"_s, u"known"_s}, {u"name"_s, name}};
+}
+
+QVariantMap settingsOfRequest(const QString& name)
+{
+    return {{u"request"_s, u"settingsOf"_s}, {u"name"_s, name}};
+}
+
+/// A text of which the frame is at least as long.
+QString incompressible(int size)
+{
+    QRandomGenerator random(1);
+    QByteArray bytes(size, Qt::Uninitialized);
+    std::generate(bytes.begin(), bytes.end(), [&] { return static_cast<char>(random.generate()); });
+    return QString::fromLatin1(bytes.toBase64());
 }
 
 QVariantMap framesRequest(const QVariant& last)
@@ -108,8 +125,11 @@ private Q_SLOTS:
     void known_isWhoConnectedOrStored_data();
     void known_isWhoConnectedOrStored();
     void settings_areListedByOwner();
+    void settingsOf_areThoseOfOneClient();
     void states_areListedByOwner();
     void frames_areTheLastOnesAndThenEach();
+    void commands_areTheLastOnesFirst();
+    void commands_beyondTheBounds_areLeftOut();
     void request_wrong_isAnError_data();
     void request_wrong_isAnError();
     void storageFails_isAnError();
@@ -270,6 +290,18 @@ void TstControlService::settings_areListedByOwner()
     QCOMPARE(ask(bus, request(u"settings"_s)).items, (QList<QVariantMap>{item(u"cashbox"_s), item(u"printer"_s)}));
 }
 
+void TstControlService::settingsOf_areThoseOfOneClient()
+{
+    BusThread bus;
+    store(bus);
+    const auto item = [](const QString& key, int value) {
+        return QVariantMap{{u"group"_s, u"paper"_s}, {u"key"_s, key}, {u"value"_s, value}};
+    };
+    const ControlServer::Answer answer = ask(bus, settingsOfRequest(u"printer"_s));
+    QCOMPARE(answer.items, (QList<QVariantMap>{item(u"height"_s, 40), item(u"width"_s, 80)}));
+    QVERIFY(ask(bus, settingsOfRequest(u"door"_s)).items.isEmpty());
+}
+
 void TstControlService::states_areListedByOwner()
 {
     BusThread bus;
@@ -311,6 +343,34 @@ void TstControlService::frames_areTheLastOnesAndThenEach()
     });
 }
 
+void TstControlService::commands_areTheLastOnesFirst()
+{
+    Desk desk;
+    QVERIFY(desk.send(u"cashbox"_s, u"1"_s, u"{\"cmd\":\"count\"}"_s));
+    QVERIFY(desk.send(u"printer"_s, u"2"_s, u"{\"cmd\":\"print\"}"_s));
+    QVERIFY(desk.send(u"cashbox"_s, u"3"_s, u"{\"cmd\":\"count\"}"_s));
+    QVERIFY(desk.send(u"cashbox"_s, u"4"_s, u"no command"_s));
+    const auto item = [](const QString& name, const QString& receiver) {
+        return QVariantMap{{u"name"_s, name}, {u"receiver"_s, receiver}};
+    };
+    QCOMPARE(ask(desk.bus, request(u"commands"_s)).items,
+             (QList<QVariantMap>{item(u"count"_s, u"cashbox"_s), item(u"print"_s, u"printer"_s)}));
+}
+
+void TstControlService::commands_beyondTheBounds_areLeftOut()
+{
+    Desk desk;
+    QVERIFY(desk.send(u"cashbox"_s, u"1"_s, u"{\"cmd\":\"count\"}"_s));
+    for (int index = 0; index < ControlService::MAX_COMMAND_FRAMES / 2; ++index) {
+        desk.ask(u"loadState"_s); // a request and a reply
+    }
+    QVERIFY(ask(desk.bus, request(u"commands"_s)).items.isEmpty());
+    QVERIFY(desk.send(u"printer"_s, u"2"_s, u"{\"cmd\":\"print\"}"_s));
+    QCOMPARE(ask(desk.bus, request(u"commands"_s)).items.size(), 1);
+    QVERIFY(desk.send(u"cashbox"_s, u"3"_s, incompressible(ControlService::MAX_COMMAND_BYTES)));
+    QVERIFY(ask(desk.bus, request(u"commands"_s)).items.isEmpty());
+}
+
 void TstControlService::request_wrong_isAnError_data()
 {
     QTest::addColumn<QVariantMap>("asked");
@@ -326,6 +386,7 @@ void TstControlService::request_wrong_isAnError_data()
     QTest::newRow("last negative") << framesRequest(-1) << noNumber;
     QTest::newRow("last no number") << framesRequest(u"all"_s) << noNumber;
     QTest::newRow("name a number") << knownRequest(5) << nameless;
+    QTest::newRow("settings of nobody") << settingsOfRequest(QString()) << nameless;
 }
 
 void TstControlService::request_wrong_isAnError()
@@ -343,8 +404,10 @@ void TstControlService::storageFails_isAnError()
     BusThread bus(storingIn(folder.filePath(u"bus.sqlite"_s)));
     QVERIFY(bus.isRunning());
     QVERIFY(QFile::remove(folder.filePath(u"bus.sqlite"_s)));
-    for (const char* const name : {"clients", "settings", "states"}) {
-        const ControlServer::Answer answer = ask(bus, request(QString::fromLatin1(name)));
+    for (const char* const name : {"clients", "settings", "states", "settingsOf"}) {
+        QVariantMap asked = request(QString::fromLatin1(name));
+        asked.insert(u"name"_s, u"printer"_s);
+        const ControlServer::Answer answer = ask(bus, asked);
         QVERIFY2(answer.error.startsWith(QLatin1String("256 ")), qPrintable(answer.error));
         QVERIFY(answer.items.isEmpty());
     }

@@ -1,0 +1,14 @@
+#ifndef COMMANDNAMES_H
+#define COMMANDNAMES_H
+
+#include <QStringList>
+
+namespace tarvexctl {
+
+/// The names of a new service's commands, from a list with commas between them. Throws Failure with WrongUse when one
+/// cannot be a command that the service carries out by a method of this name.
+QStringList commandNames(const QString& list);
+
+} // namespace tarvexctl
+
+#endif // COMMANDNAMES_H

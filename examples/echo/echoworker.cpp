@@ -1,3 +1,4 @@
+//! [beginning]
 #include "echoworker.h"
 
 #include "cmdlayer/tarvexcommand.h"
@@ -8,12 +9,12 @@
 
 namespace {
 
-//! [state]
 /// Each service chooses the numbers of its states. This one has one state only, "running".
 constexpr auto STATE_RUNNING = static_cast<tarvex::ClientState::EStateType>(1);
-//! [state]
 
 } // namespace
+
+//! [beginning]
 
 //! [connections]
 EchoWorker::EchoWorker(int stateInterval, const QString& clientName) : TarvexQueryWorker(stateInterval, clientName)

@@ -5,7 +5,6 @@
 
 using tarvex::Message;
 
-//! [class]
 /// Answers the command "echo" with its own data, behind a prefix from the settings. Everything here runs in the query
 /// worker's thread, so nothing needs a lock.
 class EchoWorker : public tarvex::TarvexQueryWorker
@@ -30,7 +29,5 @@ private:
     QList<Message> m_waiting;
     int m_answered = 0;
 };
-
-//! [class]
 
 #endif // ECHOWORKER_H

@@ -21,7 +21,11 @@ constexpr int STORAGE_WARNING_INTERVAL_MS = 60000;
 } // namespace
 
 BusServer::BusServer(const Options& options, QObject* parent)
-    : QObject(parent), m_options(options), m_frames(options.frameBytes)
+    : QObject(parent)
+    , m_options(options)
+    , m_querySocket(options.querySocket)
+    , m_receiverSocket(options.receiverSocket)
+    , m_frames(options.frameBytes)
 {
     connect(&m_queryServer, &QTcpServer::newConnection, this,
             [this] { accept(m_queryServer, BusConnection::Port::Query); });
@@ -133,8 +137,8 @@ void BusServer::releaseUnusedCodec()
 
 TarvexError BusServer::openPorts()
 {
-    const TarvexError error = listen(m_queryServer, busterms::QUERY_PORT);
-    return isFailure(error) ? error : listen(m_receiverServer, busterms::RECEIVER_PORT);
+    const TarvexError error = listen(m_queryServer, busterms::QUERY_PORT, m_querySocket);
+    return isFailure(error) ? error : listen(m_receiverServer, busterms::RECEIVER_PORT, m_receiverSocket);
 }
 
 void BusServer::closePorts()
@@ -143,9 +147,13 @@ void BusServer::closePorts()
     m_receiverServer.close();
 }
 
-TarvexError BusServer::listen(QTcpServer& server, quint16 port)
+TarvexError BusServer::listen(QTcpServer& server, quint16 port, int& passedSocket)
 {
-    if (server.isListening() || server.listen(QHostAddress(QHostAddress::LocalHost), port)) {
+    if (server.isListening()) {
+        return {};
+    }
+    const int socket = std::exchange(passedSocket, -1);
+    if (socket >= 0 ? server.setSocketDescriptor(socket) : server.listen(QHostAddress(QHostAddress::LocalHost), port)) {
         return {};
     }
     if (server.serverError() == QAbstractSocket::AddressInUseError) {

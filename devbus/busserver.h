@@ -54,6 +54,10 @@ public:
         bool isTracing = false; ///< Whether traced() is emitted.
         /// The last frames are kept for those who watch the bus, up to this many bytes of them.
         qint64 frameBytes = traffic::FrameMemory::DEFAULT_MAX_BYTES;
+        /// Descriptors of sockets that listen on the two ports already, or -1. They belong to the server from its first
+        /// start() on. Who has made them may still hold them, so the ports are not free when the server closes them.
+        int querySocket = -1;
+        int receiverSocket = -1;
     };
 
     explicit BusServer(const Options& options, QObject* parent = nullptr);
@@ -149,7 +153,7 @@ Q_SIGNALS:
 private:
     TarvexError openPorts();
     void closePorts();
-    static TarvexError listen(QTcpServer& server, quint16 port);
+    static TarvexError listen(QTcpServer& server, quint16 port, int& passedSocket);
     TarvexError openStorage();
     void onStorageFailure(const QString& reason);
     void accept(QTcpServer& server, BusConnection::Port port);
@@ -176,6 +180,8 @@ private:
     busframe::Codec m_codec; ///< Of all connections, which are dealt with one after another.
     QTcpServer m_queryServer;
     QTcpServer m_receiverServer;
+    int m_querySocket; ///< Until it is used; -1 from then on, as if there had been none.
+    int m_receiverSocket;
     std::unique_ptr<Storage> m_storage;
     std::unique_ptr<Delivery> m_delivery;
     std::unique_ptr<QueryService> m_queryService;

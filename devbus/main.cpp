@@ -1,20 +1,25 @@
 #include "busserver.h"
+#include "clientreport.h"
 #include "commandline.h"
 #include "controlserver.h"
 #include "controlservice.h"
 #include "page/livepage.h"
+#include "passedsockets.h"
 #include "signalwatcher.h"
 #include "standardstreams.h"
+#include "support/systemdnotifier.h"
 
 #include <QCoreApplication>
 #include <QDir>
 #include <QFileInfo>
 
 #include <memory>
+#include <optional>
 #include <unistd.h>
 
 using tarvex::TarvexError;
 using tarvex::devbus::BusServer;
+using tarvex::devbus::ClientReport;
 using tarvex::devbus::CommandLine;
 using tarvex::devbus::ControlServer;
 using tarvex::devbus::ControlService;
@@ -100,13 +105,29 @@ std::unique_ptr<LivePage> openPage(BusServer& server, ControlService& controlSer
     return announce(QLatin1String("tarvex-devbus: live page on ") + page->address()) ? std::move(page) : nullptr;
 }
 
+/// Takes what systemd has passed, and makes the place for the storage. \return nothing when the bus cannot start.
+std::optional<BusServer::Options> prepare(const CommandLine& commandLine)
+{
+    BusServer::Options options = commandLine.options;
+    const TarvexError error = takePassedSockets(options);
+    if (isFailure(error)) {
+        complain(error.description());
+        return {};
+    }
+    if (commandLine.isDefaultStorage && !makeDefaultFolder(options.storagePath)) {
+        return {};
+    }
+    return options;
+}
+
 int run(const CommandLine& commandLine)
 {
-    const BusServer::Options& options = commandLine.options;
-    if (commandLine.isDefaultStorage && !makeDefaultFolder(options.storagePath)) {
+    wexcor::SystemdNotifier systemdNotifier(wexcor::SystemdNotifier::Readiness::WhenTold);
+    const std::optional<BusServer::Options> options = prepare(commandLine);
+    if (!options) {
         return ExitFailure;
     }
-    BusServer server(options);
+    BusServer server(*options);
     QObject::connect(&server, &BusServer::traced, [](const QString& line) { printLine(STDERR_FILENO, line); });
     QObject::connect(&server, &BusServer::warning, complain);
     addFaults(server.faults(), commandLine.faults);
@@ -136,7 +157,12 @@ int run(const CommandLine& commandLine)
             return ExitFailure;
         }
     }
-    return announceReady(options.storagePath) ? QCoreApplication::exec() : ExitFailure;
+    const ClientReport clientReport(server, systemdNotifier);
+    if (!announceReady(options->storagePath)) {
+        return ExitFailure;
+    }
+    systemdNotifier.setReady();
+    return QCoreApplication::exec();
 }
 
 } // namespace

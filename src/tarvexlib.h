@@ -8,6 +8,11 @@ namespace bus {
 
 /// The library's identity. It registers its name, version and build time with wexcor::AppVersionManager when it is
 /// loaded, so that a service can report the versions of its libraries.
+///
+/// <!-- quote: docs/snippets/reference/versions.cpp#library -->
+/// \code
+/// const AppVersion library = bus::TarvexLib::version(); // "5.0.28"
+/// \endcode
 class TARVEXLIB_EXPORT TarvexLib
 {
 public:

@@ -20,22 +20,42 @@ struct WorkerState;
 /// from then on. doStart() and doStop() run in the worker's thread, never at the same time. Whatever the worker creates
 /// in its constructor must be its child, so that it moves to the thread together with the worker.
 ///
+/// <!-- quote: docs/snippets/reference/workers.cpp#worker -->
 /// \code
 /// class DoorWorker : public wexcor::AbstractWorker
 /// {
 ///     Q_OBJECT
 /// public:
-///     bool doStart() override { return m_port.open(QIODevice::ReadOnly); }
-///     bool doStop() override { m_port.close(); return true; }
+///     DoorWorker() { connect(&m_timer, SIGNAL(timeout()), this, SLOT(look())); }
+///
+///     bool doStart() override
+///     {
+///         m_timer.start(10);
+///         return true;
+///     }
+///
+///     bool doStop() override
+///     {
+///         m_timer.stop();
+///         return true;
+///     }
+///
+/// Q_SIGNALS:
+///     void looked();
+///
+/// private Q_SLOTS:
+///
+///     void look() { Q_EMIT looked(); }
+///
 /// private:
-///     QFile m_port {QStringLiteral("/dev/door"), this};
+///     QTimer m_timer{this}; // A child, so that it moves to the worker's thread.
 /// };
 /// \endcode
 class WEXCORCORE_EXPORT AbstractWorker : public QObject
 {
     Q_OBJECT
 public:
-    AbstractWorker();
+    AbstractWorker(); ///< Without a parent, in the calling thread.
     ~AbstractWorker() override;
 
     /// Starts the work. Called when the worker's thread starts, and after doStop() on every restart().

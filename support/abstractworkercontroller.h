@@ -28,6 +28,33 @@ class AbstractWorkerControllerPrivate;
 ///   rest of the queue is dropped, and one warning says how many calls that were. After doStop() alone the stopped
 ///   worker carries out the rest, and a warning says how many calls that were.
 ///
+/// <!-- quote: docs/snippets/reference/workers.cpp#controller -->
+/// \code
+/// class Door : public wexcor::AbstractWorkerController
+/// {
+///     Q_OBJECT
+/// public:
+///     Door() : AbstractWorkerController(nullptr) { }
+///
+///     void doStart() override
+///     {
+///         auto* const worker = new DoorWorker;
+///         connect(worker, SIGNAL(looked()), this, SLOT(onLooked()), Qt::QueuedConnection);
+///         if (QThread* const thread = addWorkerToThread(worker)) {
+///             thread->start();
+///         }
+///     }
+///
+///     void processStartedWorker() override { QTextStream(stdout) << "started\n"; }
+///
+/// private Q_SLOTS:
+///     void onLooked();
+///
+/// private:
+///     int m_looks = 0;
+/// };
+/// \endcode
+///
 /// The limit does not include workers whose threads were never started: the caller deletes those one by one. No thread
 /// is ever terminated by force. A worker that is blocked in a wait of its own for longer than the limit is stopped and
 /// deleted in its own thread when that wait is over. The controller may have gone by then.
@@ -42,6 +69,7 @@ class WEXCORCORE_EXPORT AbstractWorkerController : public QObject
 {
     Q_OBJECT
 public:
+    /// Owns no worker yet. Lives in the calling thread.
     explicit AbstractWorkerController(QObject* parent);
 
     /// Stops the workers, ends their threads and deletes the workers, see doKillThreads().

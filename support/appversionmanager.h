@@ -13,6 +13,13 @@ namespace wexcor {
 /// The process-wide registry of component versions and translation resources.
 ///
 /// All operations are thread-safe and may be used during static initialisation, from any library.
+///
+/// <!-- quote: docs/snippets/reference/versions.cpp#manager -->
+/// \code
+/// AppVersionManager::addVersion(QStringLiteral("printer"),
+///                               AppVersion(QStringLiteral("1.4.0"), QStringLiteral("2026-03-01T10:11:12")));
+/// const QMap<QString, AppVersion> versions = AppVersionManager::versions(); // "printer" and "tarvexlib"
+/// \endcode
 class WEXCORCORE_EXPORT AppVersionManager
 {
 public:

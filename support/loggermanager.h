@@ -18,6 +18,22 @@ class QMessageLogContext;
 /// is unloaded, the earlier handler takes its place again, unless a later one is installed by then. A line goes to the
 /// output of its category. An output for the empty category gets the lines of every category that has none of its own.
 ///
+/// <!-- quote: docs/snippets/reference/loglines.cpp#output -->
+/// \code
+/// void show(QtMsgType type, const QMessageLogContext& context, const QString& text)
+/// {
+///     Q_UNUSED(type)
+///     QString line = text;
+///     line.replace(QLatin1Char('\t'), QLatin1String("<TAB>")).replace(QLatin1Char('\n'), QLatin1Char('|'));
+///     QTextStream(stdout) << context.category << ": " << line << '\n';
+/// }
+///
+/// void routeLines()
+/// {
+///     LoggerManager::setOutputs(QStringLiteral("tarvexLogger"), show);
+/// }
+/// \endcode
+///
 /// All operations are thread-safe. An output is called in the thread that logs, after the earlier handler. No lock is
 /// held then, so a call that has begun in another thread may outlast removeOutput(). What an output logs itself reaches
 /// neither the earlier handler nor any output: Qt writes the lines that are logged inside a message handler to the
@@ -25,6 +41,8 @@ class QMessageLogContext;
 class WEXCORCORE_EXPORT LoggerManager
 {
 public:
+    /// What is called with each line: its type, its context (the category among others) and its text. The context is
+    /// valid during the call only.
     using Output = std::function<void(QtMsgType, const QMessageLogContext&, const QString&)>;
 
     LoggerManager() = delete;

@@ -9,10 +9,13 @@
 #include <QTextStream>
 #include <QVariant>
 
+/// \file
 /// Helpers for the fields of a log line.
 ///
+/// <!-- quote: docs/snippets/reference/loglines.cpp#tools -->
 /// \code
-/// qCritical().noquote() << code << logtab << description << logtab << logvariant(data);
+/// qCWarning(LOGGER()).noquote() << 5 << logtab << "no paper" << logtab << logvariant(data) << logtab
+///                               << logbinary(reply, "UTF-8");
 /// \endcode
 ///
 /// What they write is bounded, so that one bad frame of many megabytes cannot flood the log. Of a value that is longer
@@ -23,6 +26,11 @@ WEXCORCORE_EXPORT QTextStream& logtab(QTextStream& stream);
 
 /// Bytes as text, decoded with a codec. Control characters are written as "\xNN". If the codec cannot decode all bytes,
 /// every byte is written as "\xNN", and none as text.
+///
+/// <!-- quote: docs/snippets/reference/loglines.cpp#binary -->
+/// \code
+/// qCWarning(LOGGER()).noquote() << "reply" << logbinary(reply, "UTF-8"); // reply \x02OK
+/// \endcode
 class WEXCORCORE_EXPORT logbinary
 {
 public:
@@ -36,12 +44,19 @@ private:
     const char* m_codec;
 };
 
+/// Writes the bytes. \relates logbinary
 WEXCORCORE_EXPORT QDebug operator<<(QDebug debug, const logbinary& binary);
 
 /// A list of strings. Each item after the first stands on a line of its own.
+///
+/// <!-- quote: docs/snippets/reference/loglines.cpp#list -->
+/// \code
+/// qCWarning(LOGGER()).noquote() << loglist({QStringLiteral("cover"), QStringLiteral("lamp")}); // two lines
+/// \endcode
 class WEXCORCORE_EXPORT loglist
 {
 public:
+    /// Copies the list.
     explicit loglist(const QStringList& list);
 
 private:
@@ -49,13 +64,20 @@ private:
     QStringList m_list;
 };
 
+/// Writes the items. \relates loglist
 WEXCORCORE_EXPORT QDebug operator<<(QDebug debug, const loglist& list);
 
 /// A variant's value. Maps and lists are written as compact JSON, anything else as text, an invalid variant as
 /// "<invalid>".
+///
+/// <!-- quote: docs/snippets/reference/loglines.cpp#variant -->
+/// \code
+/// qCWarning(LOGGER()).noquote() << "data" << logvariant(data); // data {"roll":2}
+/// \endcode
 class WEXCORCORE_EXPORT logvariant
 {
 public:
+    /// Copies the value.
     explicit logvariant(const QVariant& value);
 
 private:
@@ -63,6 +85,7 @@ private:
     QVariant m_value;
 };
 
+/// Writes the value. \relates logvariant
 WEXCORCORE_EXPORT QDebug operator<<(QDebug debug, const logvariant& variant);
 
 #endif // LOGTOOLS_H

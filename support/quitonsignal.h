@@ -12,12 +12,13 @@ namespace wexcor {
 /// Ends the event loop on SIGTERM and SIGINT, so that a service leaves in order: QCoreApplication::exec() returns, and
 /// what main() has made is destroyed.
 ///
+/// <!-- quote: docs/snippets/reference/service.cpp#main -->
 /// \code
 /// int main(int argc, char** argv)
 /// {
 ///     QCoreApplication application(argc, argv);
-///     const wexcor::QuitOnSignal quitOnSignal;
-///     Service service;
+///     const wexcor::QuitOnSignal quitOnSignal; // before any thread is started
+///     Printer service;
 ///     service.doStart();
 ///     return QCoreApplication::exec();
 /// }
@@ -39,7 +40,7 @@ namespace wexcor {
 class WEXCORCORE_EXPORT QuitOnSignal
 {
 public:
-    QuitOnSignal();
+    QuitOnSignal(); ///< From now on the two signals end the event loop.
     /// Restores how this thread handled the signals before. Signals that have come and were not handled yet are
     /// dropped.
     ~QuitOnSignal();

@@ -18,8 +18,9 @@ struct FaultData;
 /// Without further words a fault happens to every frame to which it can. Each function that narrows this returns a
 /// changed copy. A plain value.
 ///
+/// <!-- quote: docs/snippets/reference/tst_printer.cpp#fault -->
 /// \code
-/// bus.addFault(BusFault::delay(500).forClient(QStringLiteral("printer")).forOperation(QStringLiteral("loadState")));
+/// bus.addFault(BusFault::delay(50).forClient(QStringLiteral("printer")).forOperation(QStringLiteral("sendMessage")));
 /// bus.addFault(BusFault::pushAgain().forCommand(QStringLiteral("print")).once());
 /// \endcode
 class TARVEXTESTING_EXPORT BusFault
@@ -33,12 +34,14 @@ public:
 
     /// The same as silence().
     BusFault();
-    BusFault(const BusFault& other);
-    BusFault& operator=(const BusFault& other);
+    BusFault(const BusFault& other);            ///< The same fault.
+    BusFault& operator=(const BusFault& other); ///< The same fault.
     ~BusFault();
 
-    // ---- What happens. With error() and silence() the bus does not carry the request out. With all others it does,
-    // and the frame suffers.
+    /// \name What happens
+    /// With error() and silence() the bus does not carry the request out. With all others it does, and the frame
+    /// suffers.
+    ///@{
 
     /// The reply has this code. An empty \a text stands for the bus's own words for the code.
     static BusFault error(tarvex::TarvexError::Error code, const QString& text = {});
@@ -65,29 +68,42 @@ public:
     /// The frame trickles.
     static BusFault limit(int bytesPerSecond);
 
-    // ---- To which frames. An empty text stands for every one.
+    ///@}
+    /// \name To which frames
+    /// An empty text stands for every one.
+    ///@{
 
     /// Those to this client.
     BusFault forClient(const QString& client) const;
+    /// Replies to this operation, for example "loadState".
     BusFault forOperation(const QString& operation) const;
     /// Pushes of messages with this command, and replies to clients that send such a message.
     BusFault forCommand(const QString& command) const;
+    /// Those on port 45535: the replies to the requests of clients.
     BusFault onQueryPort() const;
-    /// There are the pushes, and the replies to handshakes.
+    /// Those on port 45537: the pushes, and the replies to the handshakes there.
     BusFault onReceiverPort() const;
+    /// Replies only.
     BusFault forReplies() const;
+    /// Pushes of messages only.
     BusFault forPushes() const;
 
-    // ---- How often. Of these three the last one counts.
+    ///@}
+    /// \name How often
+    /// Of nth(), from() and once() the last one counts.
+    ///@{
 
     /// To the frame of this number among those that fit, counted from 1.
     BusFault nth(int number) const;
     /// To that frame and all later ones.
     BusFault from(int number) const;
+    /// To the first frame that fits.
     BusFault once() const;
 
     /// From 0 to 1, for each frame that fits. With the same seed the same frames meet the fault each time.
     BusFault withProbability(double probability, quint32 seed) const;
+
+    ///@}
 
     /// The rule in one line, as `tarvexctl fault list` shows it.
     QString text() const;

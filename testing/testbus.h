@@ -32,8 +32,9 @@ class BusHost;
 /// Nothing throws: a function that fails returns false, an empty uid or nothing, and errorString() says why. After a
 /// wait it also says what came instead.
 ///
+/// <!-- quote: docs/snippets/reference/tst_printer.cpp#bus -->
 /// \code
-/// tarvex::testing::TestBus bus;
+/// TestBus bus;
 /// QVERIFY2(bus.start(), qPrintable(bus.errorString()));
 /// Printer printer; // the service
 /// printer.doStart();
@@ -51,12 +52,12 @@ public:
 
     /// Which of its two connections a client must have to be counted as connected.
     enum class Connections {
-        Both,
+        Both,     ///< Both of them, as a service has.
         Query,    ///< Port 45535, on which the client asks.
         Receiver, ///< Port 45537, on which the client gets messages.
     };
 
-    TestBus();
+    TestBus(); ///< Not started yet, and with nothing stored.
     /// Ends the bus as stop() does.
     ~TestBus();
     TestBus(const TestBus&) = delete;
@@ -70,7 +71,7 @@ public:
     /// stop() and start(): like a bus that was killed and comes back with what it had stored.
     bool restart();
 
-    bool isRunning() const;
+    bool isRunning() const; ///< True from start() to stop().
 
     /// Why the last failed call has failed, in words for a test's log, in at most 900 bytes of UTF-8. For a failed wait
     /// these are several lines, which list the requests that came and were not taken. First stand the requests of the
@@ -78,7 +79,8 @@ public:
     /// kind the latest request is first.
     QString errorString() const;
 
-    // ---- Who is there
+    /// \name Who is there
+    ///@{
 
     /// Waits until the bus has accepted the handshakes of \a client. A service loads its settings after that.
     bool waitForClient(const QString& client, int timeoutMs = DEFAULT_TIMEOUT_MS,
@@ -86,8 +88,11 @@ public:
     /// Waits until \a client has no connection any more.
     bool waitForDisconnected(const QString& client, int timeoutMs = DEFAULT_TIMEOUT_MS);
 
-    // ---- What others do. The bus accepts it as long as it runs, and faults do not apply to it. The clients that are
-    // named need not be connected.
+    ///@}
+    /// \name What others do
+    /// The bus accepts it as long as it runs, and faults do not apply to it. The clients that are named need not be
+    /// connected.
+    ///@{
 
     /// Sends a command from one client to another.
     /// \return its uid, for waitForReply() and waitForAcknowledged(); empty when the bus has not accepted it.
@@ -106,15 +111,21 @@ public:
     /// Stores a state as its owner would. The bus tells the owner's subscribers. An invalid dt() becomes the current
     /// time.
     bool saveState(const tarvex::ClientState& state);
-    /// What is stored now; nothing when nothing is stored.
+    /// The settings of \a owner that are stored now; nothing when none are.
     std::optional<tarvex::ClientSettings> settings(const QString& owner);
+    /// The state of \a owner that is stored now; nothing when none is.
     std::optional<tarvex::ClientState> state(const QString& owner);
 
-    // ---- What the service does. The bus records all requests of clients in their order. A wait returns the first
-    // request that fits, recorded before or during the wait, and removes it from the record, so no request is taken
-    // twice. What the test itself does is not recorded.
+    ///@}
+    /// \name What the service does
+    /// The bus records all requests of clients in their order. A wait returns the first request that fits, recorded
+    /// before or during the wait, and removes it from the record, so no request is taken twice. What the test itself
+    /// does is not recorded.
+    ///@{
 
+    /// Says whether a wait takes this command. Called in the thread that waits.
     using CommandFilter = std::function<bool(const TarvexCommand& command)>;
+    /// Says whether a wait takes this state. Called in the thread that waits.
     using StateFilter = std::function<bool(const tarvex::ClientState& state)>;
 
     /// A command that a client has sent to \a reciever, which need not be connected. An empty \a name stands for any
@@ -143,7 +154,9 @@ public:
     /// Forgets the recorded requests.
     void clear();
 
-    // ---- Trouble
+    ///@}
+    /// \name Trouble
+    ///@{
 
     /// Closes the connections of \a client, or of all when it is empty. They may connect again at once.
     void dropConnections(const QString& client = {});
@@ -166,7 +179,9 @@ public:
     /// Waits until so many frames have met a fault, whichever, since this object was made.
     bool waitForFaults(int count, int timeoutMs = DEFAULT_TIMEOUT_MS);
 
-    // ---- Services that are not there
+    ///@}
+    /// \name Services that are not there
+    ///@{
 
     /// Stands in for the services that a file describes, as "tarvexctl mock" does; docs/mock.md describes the file. The
     /// stand-ins are clients of this bus like any others, each in threads of its own, so faults apply to them. What
@@ -179,6 +194,8 @@ public:
     /// run or does not accept them. Then none of the file's services is on the bus. errorString() names the file and
     /// the line of each error.
     bool mock(const QString& file);
+
+    ///@}
 
 private:
     const std::unique_ptr<BusHost> m_host;

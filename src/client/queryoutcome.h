@@ -16,14 +16,16 @@ namespace tarvex {
 /// have carried the request out or not: repeat only what may be done twice. A table in docs/calling.md, "When the bus
 /// does not do it", says what to do on which.
 ///
+/// <!-- quote: docs/snippets/reference/queries.cpp#outcome -->
 /// \code
-/// if (!handler->sendMessage(answer) && handler->lastOutcome().kind() != QueryOutcome::Refused) {
-///     m_unsent.append(answer); // to be sent when the worker is connected again
+/// if (!bus.sendMessage(message) && bus.lastOutcome().kind() != QueryOutcome::Refused) {
+///     unsent.append(message); // to be sent when the connection is there again
 /// }
 /// \endcode
 class TARVEXLIB_EXPORT QueryOutcome
 {
 public:
+    /// What became of the exchange.
     enum Kind {
         Done,        ///< The server replied with code 0.
         NotOpen,     ///< There was no connection, so nothing was sent. Also the kind before the first exchange.
@@ -46,7 +48,7 @@ public:
     /// \a code and \a text are kept as given, whatever the kind is.
     explicit QueryOutcome(Kind kind, quint16 code = 0, const QString& text = QString());
 
-    Kind kind() const;
+    Kind kind() const; ///< What became of the exchange.
 
     /// The same as kind() == Done.
     bool isDone() const;
@@ -65,7 +67,7 @@ public:
 
     /// True when kind, code and text are equal.
     bool operator==(const QueryOutcome& other) const;
-    bool operator!=(const QueryOutcome& other) const;
+    bool operator!=(const QueryOutcome& other) const; ///< The opposite of operator==().
 
 private:
     Kind m_kind = NotOpen;

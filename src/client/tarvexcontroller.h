@@ -23,15 +23,23 @@ class TarvexQueryWorker;
 /// one before it. A controller that is never destroyed forwards until the process ends or the library is unloaded. In a
 /// thread without an event loop a small object remains for each forwarded line until that thread ends.
 ///
+/// <!-- quote: docs/snippets/reference/service.cpp#controller -->
 /// \code
 /// class Printer : public tarvex::TarvexController
 /// {
+///     Q_OBJECT
 /// public:
 ///     Printer() : TarvexController(10000, tarvex::BUSNAME_TICKET_PRINTER, nullptr) { }
+///
 ///     void doStart() override
 ///     {
-///         initWorkers(new tarvex::TarvexMsgWorker(tarvex::BUSNAME_TICKET_PRINTER), new PrinterQueryWorker);
+///         auto* const messages = new PingWorker(tarvex::BUSNAME_TICKET_PRINTER);
+///         connect(messages, SIGNAL(unprocessedMessage(Message)), this, SLOT(show(Message)), Qt::QueuedConnection);
+///         initWorkers(messages, new PrinterQueryWorker);
 ///     }
+///
+/// private Q_SLOTS:
+///     void show(Message message);
 /// };
 /// \endcode
 class TARVEXLIB_EXPORT TarvexController : public wexcor::AbstractWorkerController

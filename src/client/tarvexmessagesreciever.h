@@ -38,6 +38,15 @@ struct ConnectionNotes;
 /// a size line above 48 MiB, after 64 unknown header lines or abandoned frames in a row, and after an acknowledgement
 /// that could not be written.
 ///
+/// <!-- quote: docs/snippets/reference/receiver.cpp#receiver -->
+/// \code
+/// TarvexMessagesReciever receiver(BUSNAME_MONITORING);
+/// QObject::connect(&receiver, SIGNAL(incomingMessage(Message)), &screen, SLOT(show(Message)), Qt::QueuedConnection);
+/// if (!receiver.open()) {
+///     return 1; // There is no bus.
+/// }
+/// \endcode
+///
 /// Wire: the receiver sends the request "handshake" with {"name": the client's name}, which the server accepts by a
 /// reply with code 0. The receiver takes the request "sendMessage", whose data is a Message in map form, and replies
 /// with code 0 and the message's {"sender", "reciever", "uid"}. It replies to any other request with code 4.
@@ -59,7 +68,7 @@ public:
     /// is being made or closed.
     bool isConnected() const;
 
-    QString clientName() const;
+    QString clientName() const; ///< The name given at construction.
 
     // The order of the signals and slots below is interface. That is why public and private slots alternate. A new one
     // goes to the end.
@@ -89,9 +98,16 @@ private Q_SLOTS:
     void onSocketReadyRead();
 
 public Q_SLOTS:
-    // Frames of our own. Each blocks for up to 30000 ms and returns whether its bytes were written.
+    /// Sends the request "handshake" again. open() sends it by itself, so a service has no need to.
+    /// Blocks for up to 30000 ms. \return whether the bytes were written.
     bool handshake();
+
+    /// Sends a request of the operation \a cmd. A reply that the server gives to it is not passed on.
+    /// Blocks for up to 30000 ms. \return whether the bytes were written.
     bool request(QString cmd, QVariantMap data);
+
+    /// Sends a reply to the operation \a cmd, with the code and the text of \a error. Messages are acknowledged without
+    /// this call. Blocks for up to 30000 ms. \return whether the bytes were written.
     bool reply(QString cmd, TarvexError error, QVariantMap data);
 
 private:

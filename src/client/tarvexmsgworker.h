@@ -35,8 +35,20 @@ class TarvexMessagesReciever;
 /// Wire: a command is the JSON object {"cmd": name, "data": arguments}. "data" may be missing. Any other text is logged
 /// as a warning in the JSON parser's words. They are "no error occurred" for JSON that is not a command.
 ///
+/// <!-- quote: docs/snippets/reference/service.cpp#msgworker -->
 /// \code
-/// connect(msgWorker, SIGNAL(unprocessedMessage(Message)), service, SLOT(onMessage(Message)));
+/// /// Takes the command "ping" in the message worker's thread. The service sees all other messages.
+/// class PingWorker : public tarvex::TarvexMsgWorker
+/// {
+/// public:
+///     using TarvexMsgWorker::TarvexMsgWorker;
+///
+///     bool doProcessCommand(const QString& cmd, const QVariantMap& data, const QString& sender,
+///                           const QString& uid) override
+///     {
+///         return cmd == QLatin1String("ping") || TarvexMsgWorker::doProcessCommand(cmd, data, sender, uid);
+///     }
+/// };
 /// \endcode
 class TARVEXLIB_EXPORT TarvexMsgWorker : public wexcor::AbstractWorker
 {

@@ -45,11 +45,14 @@ struct QueryNotes;
 ///
 /// The server is expected on 127.0.0.1, port 45535.
 ///
+/// <!-- quote: docs/snippets/reference/queries.cpp#handler -->
 /// \code
 /// TarvexQueryHandler bus(BUSNAME_TICKET_PRINTER);
 /// ClientSettings settings;
 /// if (bus.open() && bus.loadSettings(QString(), settings)) {
 ///     apply(settings.formattedSettings());
+/// } else {
+///     QTextStream(stdout) << bus.lastOutcome().toString() << '\n';
 /// }
 /// \endcode
 class TARVEXLIB_EXPORT TarvexQueryHandler : public QObject
@@ -67,7 +70,7 @@ public:
     /// close().
     bool handshaked() const;
 
-    QString clientName() const;
+    QString clientName() const; ///< The name given at construction.
 
     /// How the last exchange with the server ended: why a call has returned false, and whether to repeat it.
     ///

@@ -38,13 +38,27 @@ class LogQueue;
 ///
 /// This header alone is enough for a derived class: it brings the connection and the records along.
 ///
+/// <!-- quote: docs/snippets/reference/service.cpp#queryworker -->
 /// \code
 /// class PrinterQueryWorker : public tarvex::TarvexQueryWorker
 /// {
+///     Q_OBJECT
 /// public:
-///     PrinterQueryWorker() : TarvexQueryWorker(60000, tarvex::BUSNAME_TICKET_PRINTER) { }
-///     void doSendState() override { handler->saveState(currentState()); }
+///     PrinterQueryWorker() : TarvexQueryWorker(60000, tarvex::BUSNAME_TICKET_PRINTER)
+///     {
+///         connect(this, SIGNAL(workerConnected()), this, SLOT(announce()), Qt::QueuedConnection);
+///     }
+///
+///     void doSendState() override { handler->saveState(m_state); }
+///
 ///     void doApplySettings(tarvex::ClientSettings settings) override { m_settings = settings; }
+///
+/// private Q_SLOTS:
+///     void announce(); // sends what others are to know after each connect
+///
+/// private:
+///     tarvex::ClientState m_state;
+///     tarvex::ClientSettings m_settings;
 /// };
 /// \endcode
 class TARVEXLIB_EXPORT TarvexQueryWorker : public wexcor::AbstractWorker

@@ -14,14 +14,28 @@
 /// later. It is called in the worker's thread only. An executor that is the worker's child moves to that thread with
 /// the worker, and is destroyed with the worker at the latest.
 ///
+/// <!-- quote: docs/snippets/reference/commands.cpp#executor -->
 /// \code
 /// class SelfTest : public AbstractTarvexCommandExecutor
 /// {
 ///     Q_OBJECT
 /// public:
-///     explicit SelfTest(QObject* parent) : AbstractTarvexCommandExecutor(QStringLiteral("selfTest"), parent) { }
+///     explicit SelfTest(AbstractTarvexCommandsWorker* worker)
+///         : AbstractTarvexCommandExecutor(QStringLiteral("selfTest"), worker), m_worker(worker)
+///     {
+///     }
+///
 ///     bool canExecute(const TarvexCommand& cmd) override { return cmd.name() == name(); }
-///     void execute(const TarvexCommand& cmd) override { printTestPage(cmd.data()); }
+///
+///     void execute(const TarvexCommand& cmd) override
+///     {
+///         TarvexCommand answer = cmd; // It goes back to the sender, with the same uid.
+///         answer.setName(QStringLiteral("selfTestDone"));
+///         Q_EMIT m_worker->sendCommand(answer);
+///     }
+///
+/// private:
+///     AbstractTarvexCommandsWorker* const m_worker;
 /// };
 /// \endcode
 class TARVEXLIB_EXPORT AbstractTarvexCommandExecutor : public QObject

@@ -26,26 +26,47 @@
 /// depends on whether the command's data is empty. Every client on the bus can call every such method, also a private
 /// slot.
 ///
+/// <!-- quote: docs/snippets/reference/commands.cpp#worker -->
 /// \code
 /// class PrinterCommands : public AbstractTarvexCommandsWorker
 /// {
 ///     Q_OBJECT
 /// public:
 ///     bool doStart() override { return true; }
+///
 ///     bool doStop() override { return true; }
 ///
 ///     Q_INVOKABLE QVariant status(QString agent, QString uid);                  // {"cmd":"status"}
 ///     Q_INVOKABLE QVariant print(QString agent, QString uid, QVariantMap data); // {"cmd":"print","data":{...}}
+///
+/// private:
+///     void answer(const QString& agent, const QString& uid, const QString& name);
+///
+///     int m_paperLeft = 120;
 /// };
 /// \endcode
 ///
 /// A handler returns a valid variant, with any value, when it has done the command. If it returns an invalid variant,
-/// the sender gets the same error as for a command without a handler. The handler itself sends its answer.
+/// the sender gets the same error as for a command without a handler. The handler itself sends its answer:
+///
+/// <!-- quote: docs/snippets/reference/commands.cpp#method -->
+/// \code
+/// QVariant PrinterCommands::print(QString agent, QString uid, QVariantMap data)
+/// {
+///     if (data.value(QStringLiteral("text")).toString().isEmpty()) {
+///         prepareError(agent, uid, QStringLiteral("print"), tr("There is no text"), data);
+///         return true; // It is answered, so the worker need not do it.
+///     }
+///     --m_paperLeft;
+///     answer(agent, uid, QStringLiteral("printed"));
+///     return true;
+/// }
+/// \endcode
 class TARVEXLIB_EXPORT AbstractTarvexCommandsWorker : public wexcor::AbstractWorker
 {
     Q_OBJECT
 public:
-    AbstractTarvexCommandsWorker();
+    AbstractTarvexCommandsWorker(); ///< Without an executor.
     /// Does not destroy executors, except those that are the worker's children.
     ~AbstractTarvexCommandsWorker() override;
 

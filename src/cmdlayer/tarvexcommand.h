@@ -12,6 +12,14 @@
 ///
 /// A plain value. It is registered with the meta-type system as "TarvexCommand". It is sent as the text of a
 /// tarvex::Message: the compact JSON object {"cmd": name, "data": arguments}.
+///
+/// <!-- quote: docs/snippets/reference/commands.cpp#command -->
+/// \code
+/// TarvexCommand command;
+/// if (TarvexCommand::incomingMessageToCmd(message, command)) {
+///     worker.exec(command);
+/// }
+/// \endcode
 class TARVEXLIB_EXPORT TarvexCommand
 {
 public:
@@ -20,26 +28,26 @@ public:
 
     /// What is to be done. On the receiving side it is the name of the method that does it.
     QString name() const;
-    void setName(const QString& name);
+    void setName(const QString& name); ///< Sets name().
 
     /// The other party: the sender of an incoming command, the addressee of an outgoing one.
     QString agent() const;
-    void setAgent(const QString& agent);
+    void setAgent(const QString& agent); ///< Sets agent().
 
     /// The identifier of the exchange. Every reply to a command has the uid of that command.
     QString uid() const;
-    void setUid(const QString& uid);
+    void setUid(const QString& uid); ///< Sets uid().
 
     /// The arguments.
     QVariantMap data() const;
-    void setData(const QVariantMap& data);
+    void setData(const QVariantMap& data); ///< Sets data().
 
     /// The key by which a repeated command is recognised: "agent.name.uid".
     QString cmdKey() const;
 
     /// True when all four fields are equal.
     bool operator==(const TarvexCommand& other) const;
-    bool operator!=(const TarvexCommand& other) const;
+    bool operator!=(const TarvexCommand& other) const; ///< The opposite of operator==().
 
     /// Fills \a cmd from a received message. \return whether the message carries a command.
     ///

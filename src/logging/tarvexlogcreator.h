@@ -37,6 +37,16 @@ class LogRelay;
 /// At most 1000 messages wait for the query worker. A line is dropped when there is no room for it. Once there is room
 /// again, one warning says how many lines were dropped.
 ///
+/// A program without a controller sets the bridge up by itself:
+///
+/// <!-- quote: docs/snippets/reference/loglines.cpp#creator -->
+/// \code
+/// TarvexLogCreator::init(&sender, SLOT(send(Message)), QStringLiteral("ticket_printer"), 10000);
+/// LoggerManager::setOutputs(QStringLiteral("tarvexLogger"), TarvexLogCreator::humanKivLog);
+/// qCWarning(LOGGER()).noquote() << "Out of paper";
+/// TarvexLogCreator::release();
+/// \endcode
+///
 /// On the wire a line is a message to BUSNAME_LOGGER with the command "saveLog", or to BUSNAME_TERMINAL_GUI with
 /// "showLogMessage". Its data is {"prefix": "INFO", "WARNING" or "ERROR", "text": the line, with tabs instead of line
 /// breaks}.
@@ -44,6 +54,7 @@ class TARVEXLIB_EXPORT TarvexLogCreator : public QObject
 {
     Q_OBJECT
 public:
+    /// An object that emits messages of the client \a clientName. createCreator() makes one that is connected.
     TarvexLogCreator(const QString& clientName, QObject* parent);
     ~TarvexLogCreator() override;
 
@@ -76,7 +87,8 @@ public:
     Q_INVOKABLE void sendGuiMessage(QString prefix, QString text);
 
 Q_SIGNALS:
-    // The name is interface, although an operation above has it too: connect the signal with its signature.
+    /// A message to be sent, for the log service or for the screen. The name is interface, although an operation above
+    /// has it too: connect the signal with its signature.
     void sendMessage(Message msg); // clazy:exclude=overloaded-signal
 
 private:

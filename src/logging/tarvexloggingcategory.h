@@ -5,6 +5,16 @@
 
 #include <QLoggingCategory>
 
+/// \file
+/// The two log categories of a service.
+///
+/// <!-- quote: docs/snippets/logging.cpp#lines -->
+/// \code
+/// qInfo().noquote() << "paper roll changed";          // stored by the log service
+/// qCWarning(LOGGER()).noquote() << "cover is open";   // the same
+/// qCWarning(GUILOGGER()).noquote() << "Out of paper"; // stored, and shown on the terminal's screen
+/// \endcode
+
 namespace tarvex {
 
 /// The category "tarvexLogger": lines for the device's log service.

@@ -17,14 +17,14 @@ namespace tarvex {
 /// A plain value. It is registered with the meta-type system as "ClientSettings" and "tarvex::ClientSettings", and so
 /// are lists of it.
 ///
+/// <!-- quote: docs/snippets/reference/records.cpp#settings -->
 /// \code
-/// QVariantMap network;
-/// network.insert(QStringLiteral("port"), 9100);
-/// QVariantMap formatted;
-/// formatted.insert(QStringLiteral("network"), network);
 /// ClientSettings settings;
-/// settings.setOwner(QStringLiteral("ticket_printer"));
-/// settings.setFormattedSettings(formatted, true);
+/// settings.setOwner(BUSNAME_TICKET_PRINTER);
+/// settings.setFormattedSettings({{QStringLiteral("paper"), QVariantMap{{QStringLiteral("width"), 80}}}}, true);
+///
+/// const QVariantMap paper = settings.formattedSettings().value(QStringLiteral("paper")).toMap();
+/// const int width = paper.value(QStringLiteral("width")).toInt();
 /// \endcode
 ///
 /// Wire form: a JSON object with the keys "description", "date", "owner" (strings), "settings" (the list of entries)
@@ -37,30 +37,30 @@ public:
 
     /// The client name of the service to which the settings belong.
     QString owner() const;
-    void setOwner(const QString& owner);
+    void setOwner(const QString& owner); ///< Sets owner().
 
     /// When the settings were written.
     QDateTime dt() const;
-    void setDt(const QDateTime& dt);
+    void setDt(const QDateTime& dt); ///< Sets dt().
 
     /// The entries, in the order in which they were added.
     QList<QVariant> settings() const;
-    void setSettings(const QList<QVariant>& settings);
+    void setSettings(const QList<QVariant>& settings); ///< Sets settings().
 
     /// A text for people.
     QString description() const;
-    void setDescription(const QString& description);
+    void setDescription(const QString& description); ///< Sets description().
 
     /// A flag on which the bus server acts. The library only stores and carries it.
     bool mailOwner() const;
-    void setMailOwner(bool mailOwner);
+    void setMailOwner(bool mailOwner); ///< Sets mailOwner().
 
     /// True when the owner is not empty and the date-time is valid.
     bool isValid() const;
 
     /// Compares owner, date-time, entries and description. It does not compare mailOwner, on purpose.
     bool operator==(const ClientSettings& other) const;
-    bool operator!=(const ClientSettings& other) const;
+    bool operator!=(const ClientSettings& other) const; ///< The opposite of operator==().
 
     /// The wire form. Every key is always present. An invalid date-time is written as an empty string.
     QVariantMap toVariantMap() const;

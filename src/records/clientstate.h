@@ -14,6 +14,13 @@ namespace tarvex {
 ///
 /// A plain value. It is registered with the meta-type system as "ClientState" and "tarvex::ClientState".
 ///
+/// <!-- quote: docs/snippets/reference/records.cpp#state -->
+/// \code
+/// ClientState state;
+/// state.setStateType(ClientState::EStateType(1)); // The services agree on the numbers.
+/// state.setState(QStringLiteral(R"({"paperLeft":120})"));
+/// \endcode
+///
 /// Wire form: a JSON object with the keys "owner", "description", "date", "state" (strings) and "type" (a number).
 class TARVEXLIB_EXPORT ClientState
 {
@@ -28,29 +35,29 @@ public:
 
     /// The client name of the service whose state this is.
     QString owner() const;
-    void setOwner(const QString& owner);
+    void setOwner(const QString& owner); ///< Sets owner().
 
     /// When the state was taken. Invalid in a new record.
     QDateTime dt() const;
-    void setDt(const QDateTime& dt);
+    void setDt(const QDateTime& dt); ///< Sets dt().
 
-    EStateType stateType() const;
-    void setStateType(const EStateType& stateType);
+    EStateType stateType() const;                   ///< What kind of state this is.
+    void setStateType(const EStateType& stateType); ///< Sets stateType().
 
     /// The state itself, usually a JSON text.
     QString state() const;
-    void setState(const QString& state);
+    void setState(const QString& state); ///< Sets state().
 
     /// A text for people.
     QString description() const;
-    void setDescription(const QString& description);
+    void setDescription(const QString& description); ///< Sets description().
 
     /// True when the state type is not NoStateType. The other fields do not matter.
     bool isValid() const;
 
     /// True when all five fields are equal.
     bool operator==(const ClientState& other) const;
-    bool operator!=(const ClientState& other) const;
+    bool operator!=(const ClientState& other) const; ///< The opposite of operator==().
 
     /// The wire form. Every key is always present. An invalid date-time is written as an empty string.
     QVariantMap toVariantMap() const;

@@ -17,6 +17,13 @@ namespace tarvex {
 /// other records belong to the library in the whole process. A service that has a type of its own with such a name
 /// registers that type under a qualified name, because Qt ends the process otherwise.
 ///
+/// <!-- quote: docs/snippets/reference/records.cpp#message -->
+/// \code
+/// Message message;
+/// message.setReciever(BUSNAME_MONITORING);
+/// message.setMessage(QStringLiteral("Paper was changed"));
+/// \endcode
+///
 /// Wire form: a JSON object with the keys "date", "message", "reciever", "sender" and "UID", all strings. The spelling
 /// "reciever" is the bus's own and part of the interface.
 class TARVEXLIB_EXPORT Message
@@ -24,32 +31,32 @@ class TARVEXLIB_EXPORT Message
 public:
     /// All strings are null. The date-time is the current local time.
     Message();
-    Message(const Message& other) = default;
-    Message(Message&& other) = default;
-    Message& operator=(const Message& other) = default;
-    Message& operator=(Message&& other) = default;
+    Message(const Message& other) = default;            ///< Copies all fields.
+    Message(Message&& other) = default;                 ///< Takes all fields.
+    Message& operator=(const Message& other) = default; ///< Copies all fields.
+    Message& operator=(Message&& other) = default;      ///< Takes all fields.
     virtual ~Message();
 
     /// The client that sent it. The query connection overwrites it with its own client name when it sends.
     QString sender() const;
-    void setSender(const QString& sender);
+    void setSender(const QString& sender); ///< Sets sender().
 
     /// The client to which it is addressed.
     QString reciever() const;
-    void setReciever(const QString& reciever);
+    void setReciever(const QString& reciever); ///< Sets reciever().
 
     /// When the message was made. The wire form keeps milliseconds and drops the time zone.
     QDateTime dt() const;
-    void setDt(const QDateTime& dt);
+    void setDt(const QDateTime& dt); ///< Sets dt().
 
     /// The payload text. In a command or a log line it is a JSON text of its own.
     QString message() const;
-    void setMessage(const QString& message);
+    void setMessage(const QString& message); ///< Sets message().
 
     /// Identifier of the message, unique per sender. It is empty until it is set. When the query connection sends a
     /// message whose identifier is empty, the connection makes one.
     QString uid() const;
-    void setUid(const QString& uid);
+    void setUid(const QString& uid); ///< Sets uid().
 
     /// Returns a new identifier of 24 characters. It does not store the identifier, see setUid().
     ///
@@ -62,7 +69,7 @@ public:
 
     /// True when all five fields are equal.
     bool operator==(const Message& other) const;
-    bool operator!=(const Message& other) const;
+    bool operator!=(const Message& other) const; ///< The opposite of operator==().
 
     /// The wire form. Every key is always present. An invalid date-time is written as an empty string.
     QVariantMap toVariantMap() const;

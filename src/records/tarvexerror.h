@@ -13,6 +13,14 @@ namespace tarvex {
 ///
 /// A plain value. It is registered with the meta-type system as "TarvexError" and "tarvex::TarvexError". On the wire it
 /// is the "result" of a reply: a JSON object with the keys "code" (a number) and "description".
+///
+/// <!-- quote: docs/snippets/reference/records.cpp#error -->
+/// \code
+/// TarvexError error(TarvexError::NoSettingsForClient);
+/// if (error != TarvexError(TarvexError::NoError)) {
+///     out << error.error() << ' ' << error.description() << '\n';
+/// }
+/// \endcode
 class TARVEXLIB_EXPORT TarvexError
 {
 public:
@@ -38,17 +46,17 @@ public:
     /// Keeps both as given. The table is not used.
     TarvexError(Error code, const QString& description);
 
-    Error error() const;
+    Error error() const; ///< The code.
     /// Changes the code only. The description stays as it was.
     void setError(const Error& error);
 
-    QString description() const;
-    void setDescription(const QString& description);
+    QString description() const;                     ///< The text for people.
+    void setDescription(const QString& description); ///< Sets description().
 
     /// Compares the codes only, never the descriptions. The operators are not const, so the left operand must not be
     /// const either: they were published this way, and const would change their symbols.
     bool operator==(const TarvexError& other);
-    bool operator!=(const TarvexError& other);
+    bool operator!=(const TarvexError& other); ///< The opposite of operator==().
 
     /// Builds the code table, unless it has been built before. The constructor from a code calls it by itself. A
     /// service calls it only to choose the moment at which the texts are translated.

@@ -30,6 +30,7 @@
 /// because it calls the slot directly when the value is committed in the receiver's own thread. A log output or message
 /// handler that uses the state also blocks forever when an unknown name is set.
 ///
+/// <!-- quote: docs/snippets/reference/state.cpp#wrapper -->
 /// \code
 /// class PrinterState : public AbstractStateWrapper
 /// {
@@ -40,24 +41,28 @@
 ///     tarvex::ClientState toClientState() const override
 ///     {
 ///         tarvex::ClientState state;
-///         state.setStateType(STATE_RUNNING);
-///         state.setState(toString()); // {"coverOpen":false,"paperLeft":120}
+///         state.setStateType(tarvex::ClientState::EStateType(1)); // The services agree on the numbers.
+///         state.setState(toString());                             // {"coverOpen":false,"paperLeft":120}
 ///         return state;
 ///     }
 ///
 /// private:
-///     int m_paperLeft = 0;
+///     int m_paperLeft = 120;
 ///     bool m_coverOpen = false;
 /// };
+/// \endcode
 ///
-/// // Once, before the threads that use it are started:
+/// Then it is made known:
+///
+/// <!-- quote: docs/snippets/reference/state.cpp#init -->
+/// \code
+/// // Once, before the threads that use it are started. The connection must be queued.
 /// const auto state = QSharedPointer<PrinterState>::create();
 /// AbstractStateWrapper::init(state);
-/// connect(state.data(), SIGNAL(stateChanged()), queryWorker, SLOT(sendState()), Qt::QueuedConnection);
-///
-/// // Then anywhere, from any thread:
-/// StateCatcher() << catchvalue(QStringLiteral("paperLeft"), 119) << commitstate();
+/// QObject::connect(state.data(), SIGNAL(stateChanged()), &queryWorker, SLOT(sendState()), Qt::QueuedConnection);
 /// \endcode
+///
+/// From then on any part of the service sets values, in any thread, see StateCatcher.
 class TARVEXLIB_EXPORT AbstractStateWrapper : public QObject
 {
     Q_OBJECT

@@ -11,18 +11,29 @@
 #include <QVariant>
 
 /// A value for the state. When it is streamed into a StateCatcher, it is written to the property \a name.
+///
+/// <!-- quote: docs/snippets/reference/state.cpp#value -->
+/// \code
+/// StateCatcher() << catchvalue(QStringLiteral("coverOpen"), true);
+/// \endcode
 struct TARVEXLIB_EXPORT catchvalue
 {
+    /// The value is kept unchanged. The property's type decides later whether it can be written.
     catchvalue(const QString& propertyName, const QVariant& newValue);
 
     /// The date-time is kept unchanged, with its time zone and its milliseconds.
     catchvalue(const QString& propertyName, const QDateTime& newValue);
 
-    QString name;
-    QVariant value;
+    QString name;   ///< Of the property.
+    QVariant value; ///< What is written to it.
 };
 
 /// When it is streamed into a StateCatcher, it announces that the values written before belong together.
+///
+/// <!-- quote: docs/snippets/reference/state.cpp#commit -->
+/// \code
+/// StateCatcher() << commitstate(); // announces what was set before, also elsewhere
+/// \endcode
 struct commitstate
 {
 };
@@ -34,9 +45,11 @@ struct commitstate
 /// state's lock and takes it separately, so other threads may write and read between two items of a chain. Do not use
 /// it where the lock is held already, see AbstractStateWrapper: it would block forever.
 ///
+/// <!-- quote: docs/snippets/reference/state.cpp#catcher -->
 /// \code
-/// StateCatcher() << catchvalue(QStringLiteral("paperLeft"), 119)
-///                << catchvalue(QStringLiteral("lastTicket"), QDateTime::currentDateTime()) << commitstate();
+/// StateCatcher() << catchvalue(QStringLiteral("paperLeft"), 119) << commitstate();
+///
+/// const int paperLeft = StateCatcher().property(QStringLiteral("paperLeft")).toInt();
 /// \endcode
 class TARVEXLIB_EXPORT StateCatcher
 {
@@ -44,7 +57,7 @@ public:
     /// \return the current wrapper, null if there is none. The returned pointer keeps the wrapper alive, so do not keep
     /// the pointer for long.
     QSharedPointer<AbstractStateWrapper> wrapper();
-    QSharedPointer<AbstractStateWrapper> wrapper() const;
+    QSharedPointer<AbstractStateWrapper> wrapper() const; ///< The same.
 
     /// \return the current wrapper's value() of \a name, an invalid variant if there is no wrapper.
     QVariant property(const QString& name);
@@ -54,11 +67,11 @@ public:
 };
 
 /// Writes the value with the current wrapper's setValue(). Without a wrapper the value is dropped, and "There is no any
-/// state wrapper" is logged.
+/// state wrapper" is logged. \relates StateCatcher
 TARVEXLIB_EXPORT StateCatcher operator<<(const StateCatcher& catcher, const catchvalue& value);
 
 /// Calls the current wrapper's commit(), which emits stateChanged(). Without a wrapper "There is no any state wrapper"
-/// is logged.
+/// is logged. \relates StateCatcher
 TARVEXLIB_EXPORT StateCatcher operator<<(const StateCatcher& catcher, const commitstate& commit);
 
 #endif // STATECATCHER_H

@@ -80,6 +80,51 @@ class CheckQuotes(unittest.TestCase):
         self.assert_page_is_wrong("<!-- quote: examples/main.cpp#a b -->\n```cpp\n```\n", "this is no quote line")
         self.assert_page_is_wrong("<!-- quote: examples/main.cpp -->\n```cpp\n" + SHOWN, "this block has no end")
 
+    def write_header(self, comment):
+        (self.root / "src/records").mkdir(parents=True, exist_ok=True)
+        lines = "".join(f"    /// {line}".rstrip() + "\n" for line in comment.splitlines())
+        self.write("src/records/message.h", f"class Message\n{{\n{lines}    int size();\n}};\n")
+
+    def assert_header_is_wrong(self, comment, why):
+        self.write_header(comment)
+        status, said = self.run_script()
+        self.assertEqual(status, 1, said)
+        self.assertIn(why, said)
+
+    def test_headers_quote_too(self):
+        self.write_header("Words.\n\n<!-- quote: examples/main.cpp#call -->\n\\code\n" + CALL + "\\endcode\n\nMore words.")
+        self.assertEqual(self.run_script(), (0, ""))
+
+    def test_headers_with_other_code_are_wrong(self):
+        quote = "<!-- quote: examples/main.cpp#call -->\n"
+        self.assert_header_is_wrong(quote + "\\code\ncall();\n\\endcode", "+    again();")
+        self.assert_header_is_wrong("\\code\ncall();\n\\endcode", "src/records/message.h:3: \\code without a quote line")
+        self.assert_header_is_wrong(quote + "Words.", "src/records/message.h:3: a quote line has no \\code below it")
+        self.assert_header_is_wrong("<!-- quote: a b -->\n\\code\n\\endcode", "this is no quote line")
+        self.assert_header_is_wrong("<!-- quote: docs/snippets/forgotten.cpp#call -->\n\\code\n\\endcode",
+                                    "forgotten.cpp is not compiled")
+
+    def test_private_headers_are_not_read(self):
+        self.write_header("\\code\ncall();\n\\endcode")
+        (self.root / "src/records/message.h").rename(self.root / "src/records/message_p.h")
+        self.assertEqual(self.run_script(), (0, ""))
+
+    def test_write_renews_headers(self):
+        comment = "Words.\n<!-- quote: examples/main.cpp#call -->\n\\code\n{}\\endcode\nWords."
+        self.write_header(comment.format(CALL))
+        expected = (self.root / "src/records/message.h").read_text()
+        self.write_header(comment.format("old();\n"))
+        self.assertEqual(self.run_script("--write"), (0, ""))
+        self.assertEqual((self.root / "src/records/message.h").read_text(), expected)
+
+    def test_programs_of_the_reference_are_named_without_their_ending(self):
+        (self.root / "docs/snippets/reference").mkdir()
+        self.write("docs/snippets/reference/CMakeLists.txt", "reference_program(records)\n")
+        self.write("docs/snippets/reference/records.cpp", WHOLE)
+        self.write("docs/snippets/reference/record.cpp", WHOLE)
+        self.assert_page_is_right(quotation("docs/snippets/reference/records.cpp#call", CALL))
+        self.assert_page_is_wrong(quotation("docs/snippets/reference/record.cpp#call", CALL), "record.cpp is not compiled")
+
     def test_no_quotation_at_all_is_wrong(self):
         self.write("README.md", "Words.\n")
         self.assertEqual(self.run_script(), (1, "scripts/check-quotes: no document quotes anything\n"))

@@ -3,6 +3,8 @@
 #include "failure.h"
 #include "newservice/filledin.h"
 #include "newservice/servicename.h"
+#include "programwords.h"
+#include "standardstreams.h"
 
 #include <QDateTime>
 #include <QDir>
@@ -40,7 +42,7 @@ QByteArray contentsOf(const QString& resource)
 
 Failure cannotWrite(const QString& path, const QString& reason)
 {
-    return Failure(WrongUse, QStringLiteral("cannot write %1: %2; nothing was written").arg(path, reason));
+    return Failure(WrongUse, Words::tr("cannot write %1: %2; nothing was written").arg(path, reason));
 }
 
 /// Throws Failure when there is something that must not be overwritten.
@@ -50,7 +52,7 @@ void requireNew(const QString& folder)
     const bool isEmptyFolder = place.isDir() && !place.isSymLink()
         && QDir(folder).isEmpty(QDir::AllEntries | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot);
     if ((place.exists() || place.isSymLink()) && !isEmptyFolder) {
-        throw Failure(Refused, QStringLiteral("%1 is there already and is left as it is").arg(folder));
+        throw Failure(Refused, Words::tr("%1 is there already and is left as it is").arg(folder));
     }
 }
 
@@ -58,9 +60,10 @@ void requireNew(const QString& folder)
 void writeFile(const QString& path, const QByteArray& contents, const QString& shownPath)
 {
     QFile file(path);
-    if (!QFileInfo(path).dir().mkpath(QStringLiteral(".")) || !file.open(QIODevice::WriteOnly)
-        || file.write(contents) != contents.size() || !file.flush()) {
-        throw cannotWrite(shownPath, file.errorString());
+    const bool isOpen = QFileInfo(path).dir().mkpath(QStringLiteral(".")) && file.open(QIODevice::WriteOnly);
+    const QString error = isOpen ? tarvex::programs::writeAll(file.handle(), contents) : file.errorString();
+    if (!error.isEmpty()) {
+        throw cannotWrite(shownPath, error);
     }
     if (contents.startsWith("#!")) {
         const QFileDevice::Permissions mayExecute =

@@ -2,6 +2,7 @@
 
 #include "failure.h"
 #include "newservice/cppwords.h"
+#include "programwords.h"
 
 #include <QRegularExpression>
 #include <QStringList>
@@ -19,19 +20,19 @@ QString problemOf(const QString& name)
                                    QStringLiteral("depend"),  QStringLiteral("help"), QStringLiteral("install"),
                                    QStringLiteral("package"), QStringLiteral("test"), QStringLiteral("tests")};
     if (!form.match(name).hasMatch()) {
-        return QStringLiteral("it must begin with a small letter, and small letters and digits follow, with single "
-                              "underscores or hyphens between them");
+        return Words::tr("it must begin with a small letter, and small letters and digits follow, with single "
+                         "underscores or hyphens between them");
     }
     if (name.size() < 2 || name.size() > ServiceName::MAX_LENGTH) {
-        return QStringLiteral("it must have 2 to %1 characters").arg(ServiceName::MAX_LENGTH);
+        return Words::tr("it must have 2 to %1 characters").arg(ServiceName::MAX_LENGTH);
     }
     if (name.startsWith(QLatin1String("tarvex")) || name.startsWith(QLatin1String("wexcor"))) {
-        return QStringLiteral("names that begin like this belong to the library and its programs");
+        return Words::tr("names that begin like this belong to the library and its programs");
     }
     if (isCppWord(name)) {
-        return QStringLiteral("it is a word of C++");
+        return Words::tr("it is a word of C++");
     }
-    return taken.contains(name) ? QStringLiteral("the build has a target or a folder of this name") : QString();
+    return taken.contains(name) ? Words::tr("the build has a target or a folder of this name") : QString();
 }
 
 } // namespace
@@ -40,7 +41,7 @@ ServiceName::ServiceName(const QString& name) : m_name(name)
 {
     const QString problem = problemOf(name);
     if (!problem.isEmpty()) {
-        throw Failure(WrongUse, QStringLiteral("no service can be called \"%1\": %2").arg(name, problem));
+        throw Failure(WrongUse, Words::tr("no service can be called \"%1\": %2").arg(name, problem));
     }
 }
 

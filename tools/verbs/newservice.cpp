@@ -1,10 +1,11 @@
 #include "failure.h"
-#include "newservice/commandnames.h"
+#include "newservice/commandlist.h"
 #include "newservice/maintainer.h"
 #include "newservice/servicefiles.h"
 #include "newservice/servicename.h"
 #include "output.h"
 #include "owners.h"
+#include "programwords.h"
 #include "verbs/options.h"
 #include "verbs/verblist.h"
 
@@ -22,18 +23,18 @@ namespace {
 void tellOfOthers(const ServiceName& name)
 {
     if (supportedClients().contains(name.client())) {
-        complain(QStringLiteral("%1 is one of the names that the library knows: tarvex::BUSNAME_%2")
+        complain(Words::tr("%1 is one of the names that the library knows: tarvex::BUSNAME_%2")
                      .arg(name.client(), name.client().toUpper()));
     }
     const QString program = QStandardPaths::findExecutable(
         name.package(), {QStringLiteral("/usr/bin"), QStringLiteral("/bin"), QStringLiteral("/usr/sbin")});
     if (!program.isEmpty()) {
-        complain(QStringLiteral("%1 is a program of this machine; the package of the service replaces no program")
-                     .arg(program));
+        complain(
+            Words::tr("%1 is a program of this machine; the package of the service replaces no program").arg(program));
     }
     if (::getpwnam(name.package().toLocal8Bit().constData()) != nullptr) {
-        complain(QStringLiteral("%1 is a user of this machine; systemd would run the service as this user")
-                     .arg(name.package()));
+        complain(
+            Words::tr("%1 is a user of this machine; systemd would run the service as this user").arg(name.package()));
     }
 }
 
@@ -41,37 +42,39 @@ void tellOfOthers(const ServiceName& name)
 class NewService : public Verb
 {
 public:
-    NewService() : Verb("new-service", "Writes a new service, with its test and its package") { }
+    NewService() : Verb("new-service", Words::mark("Writes a new service, with its test and its package")) { }
 
     void addOptions(CLI::App& parser) override
     {
         m_name.addTo(parser);
         m_commands.addTo(parser);
         m_folder.addTo(parser);
-        addFooter(parser,
-                  "The service is written to a folder of its own, which is called NAME. It builds with CMake and runs "
-                  "as it is; its README.md has the first commands. No bus is needed.");
+        addFooter(
+            parser,
+            Words::mark(
+                "The service is written to a folder of its own, which is called NAME. It builds with CMake and runs "
+                "as it is; its README.md has the first commands. No bus is needed."));
         addExample(parser, "tarvexctl new-service ticket_gate --commands open,close");
     }
 
     void run(const Context& context) const override;
 
 private:
-    Argument m_name{"NAME", "The name of the service on the bus; files and classes are named after it"};
+    Argument m_name{"NAME", Words::mark("The name of the service on the bus; files and classes are named after it")};
     OptionalText m_commands{"--commands",
-                            "The commands that it carries out, with commas between their names. Without "
-                            "the option they are blink,beep",
+                            Words::mark("The commands that it carries out, with commas between their names. Without "
+                                        "the option they are blink,beep"),
                             "NAMES"};
-    OptionalText m_folder{"--in",
-                          "The folder in which the service's folder is made. Without the option it is the "
-                          "current one",
-                          "FOLDER"};
+    OptionalText m_folder{
+        "--in",
+        Words::mark("The folder in which the service's folder is made. Without the option it is the current one"),
+        "FOLDER"};
 };
 
 void NewService::run(const Context& context) const
 {
     const ServiceName name(m_name.nonEmptyText());
-    const QStringList commands = commandNames(m_commands.text().value_or(QStringLiteral("blink,beep")));
+    const QStringList commands = commandsFrom(m_commands.text().value_or(QStringLiteral("blink,beep")));
     const QString parent = m_folder.text().value_or(QStringLiteral("."));
     requireName(parent, QStringLiteral("--in"));
     const QString folder = QDir::cleanPath(QDir(parent).absoluteFilePath(name.client()));
@@ -86,9 +89,9 @@ void NewService::run(const Context& context) const
          {QStringLiteral("commands"), commands},
          {QStringLiteral("folder"), folder},
          {QStringLiteral("files"), QStringList(files.keys())}},
-        QStringLiteral("wrote the service %1 to %2; its README.md has the first commands").arg(name.client(), folder));
+        Words::tr("wrote the service %1 to %2; its README.md has the first commands").arg(name.client(), folder));
     if (!author) {
-        complain(QStringLiteral("your name and mail address are not known; write them for \"Your Name\" in %1/debian")
+        complain(Words::tr("your name and mail address are not known; write them for \"Your Name\" in %1/debian")
                      .arg(folder));
     }
     tellOfOthers(name);

@@ -1,5 +1,5 @@
-#ifndef COMMANDNAMES_H
-#define COMMANDNAMES_H
+#ifndef COMMANDLIST_H
+#define COMMANDLIST_H
 
 #include <QStringList>
 
@@ -7,8 +7,8 @@ namespace tarvexctl {
 
 /// The names of a new service's commands, from a list with commas between them. Throws Failure with WrongUse when one
 /// cannot be a command that the service carries out by a method of this name.
-QStringList commandNames(const QString& list);
+QStringList commandsFrom(const QString& list);
 
 } // namespace tarvexctl
 
-#endif // COMMANDNAMES_H
+#endif // COMMANDLIST_H

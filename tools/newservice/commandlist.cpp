@@ -1,8 +1,9 @@
-#include "newservice/commandnames.h"
+#include "newservice/commandlist.h"
 
 #include "cmdlayer/abstracttarvexcommandsworker.h"
 #include "failure.h"
 #include "newservice/cppwords.h"
+#include "programwords.h"
 
 #include <QMetaMethod>
 #include <QRegularExpression>
@@ -57,32 +58,32 @@ QString problemOf(const QString& name)
     static const QStringList ofTheLibrary{QStringLiteral("commandError"), QStringLiteral("stateChanged"),
                                           QStringLiteral("updateSettings")};
     if (!form.match(name).hasMatch()) {
-        return QStringLiteral("it must begin with a small letter, and letters, digits and single underscores follow");
+        return Words::tr("it must begin with a small letter, and letters, digits and single underscores follow");
     }
     if (name.size() > MAX_LENGTH) {
-        return QStringLiteral("it must not have more than %1 characters").arg(MAX_LENGTH);
+        return Words::tr("it must not have more than %1 characters").arg(MAX_LENGTH);
     }
     if (isCppWord(name)) {
-        return QStringLiteral("it is a word of C++");
+        return Words::tr("it is a word of C++");
     }
     if (ofTheLibrary.contains(name)) {
-        return QStringLiteral("the library keeps this command to itself");
+        return Words::tr("the library keeps this command to itself");
     }
-    return isMember(name) ? QStringLiteral("the class of the commands has a member of this name") : QString();
+    return isMember(name) ? Words::tr("the class of the commands has a member of this name") : QString();
 }
 
 } // namespace
 
-QStringList commandNames(const QString& list)
+QStringList commandsFrom(const QString& list)
 {
     QStringList names = list.split(QLatin1Char(','));
     for (const QString& name : qAsConst(names)) {
         QString problem = problemOf(name);
         if (problem.isEmpty() && names.count(name) > 1) {
-            problem = QStringLiteral("it is given twice");
+            problem = Words::tr("it is given twice");
         }
         if (!problem.isEmpty()) {
-            throw Failure(WrongUse, QStringLiteral("no command can be called \"%1\": %2").arg(name, problem));
+            throw Failure(WrongUse, Words::tr("no command can be called \"%1\": %2").arg(name, problem));
         }
     }
     return names;

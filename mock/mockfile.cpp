@@ -122,7 +122,7 @@ const Json::Value* DescriptionReader::object(const Json::Value* value, const QSt
         return nullptr;
     }
     if (!value->isObject()) {
-        m_json.addError(*value, what + Words::tr(" must be an object"));
+        m_json.addError(*value, Words::tr("%1 must be an object").arg(what));
         return nullptr;
     }
     const QStringList found = keysOf(*value);
@@ -145,7 +145,7 @@ QString DescriptionReader::text(const Json::Value* value, const QString& what, P
         return QString();
     }
     if (!value->isString()) {
-        m_json.addError(*value, what + Words::tr(" must be a text"));
+        m_json.addError(*value, Words::tr("%1 must be a text").arg(what));
         return QString();
     }
     return any(*value, placeholders).toString();
@@ -156,7 +156,7 @@ QString DescriptionReader::name(const Json::Value* value, const QString& what)
 {
     QString found = text(value, what, Refused);
     if (value != nullptr && value->isString() && found.isEmpty()) {
-        m_json.addError(*value, what + Words::tr(" must not be empty"));
+        m_json.addError(*value, Words::tr("%1 must not be empty").arg(what));
     }
     return found;
 }
@@ -176,7 +176,7 @@ int DescriptionReader::number(const Json::Value* value, const QString& what, int
 bool DescriptionReader::flag(const Json::Value* value, const QString& what)
 {
     if (value != nullptr && !value->isBool()) {
-        m_json.addError(*value, what + Words::tr(" must be true or false"));
+        m_json.addError(*value, Words::tr("%1 must be true or false").arg(what));
         return false;
     }
     return value != nullptr && value->asBool();
@@ -201,7 +201,7 @@ QVariant DescriptionReader::data(const Json::Value* value, const QString& what)
         return QVariant();
     }
     if (!value->isObject() && !(value->isString() && isPlaceholder(textOf(*value)))) {
-        m_json.addError(*value, what + Words::tr(" must be an object, or a text that is exactly one placeholder"));
+        m_json.addError(*value, Words::tr("%1 must be an object, or a text that is exactly one placeholder").arg(what));
         return QVariant();
     }
     return any(*value, Filled);

@@ -37,7 +37,7 @@ FileError firstError(const std::string& errors)
     const QRegularExpressionMatch match = form.match(QString::fromStdString(errors));
     QString words = match.hasMatch() ? match.captured(2) : QString::fromStdString(errors).trimmed();
     words.remove(QRegularExpression(QStringLiteral("\\.$")));
-    return {qMax(1, match.captured(1).toInt()), Words::tr("this is no JSON: ") + words};
+    return {qMax(1, match.captured(1).toInt()), Words::tr("this is no JSON: %1").arg(words)};
 }
 
 QString changedNumber(const QString& number)

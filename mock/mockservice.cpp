@@ -137,7 +137,7 @@ bool MockService::storeSettings()
         ClientSettings settings;
         settings.setOwner(m_description.name);
         settings.setSettings(m_description.settings);
-        if (!isDone(m_query->saveSettings(settings), Words::tr("to save the settings"))) {
+        if (!isDone(m_query->saveSettings(settings), Words::tr("the bus refuses to save the settings: %1"))) {
             return false;
         }
     }
@@ -150,7 +150,8 @@ bool MockService::storeSettings()
 bool MockService::hasStoredSettings(bool& isStored)
 {
     QList<ClientSettings> stored;
-    if (!isDone(m_query->loadSettings(QStringList{m_description.name}, stored), Words::tr("to load the settings"))) {
+    if (!isDone(m_query->loadSettings(QStringList{m_description.name}, stored),
+                Words::tr("the bus refuses to load the settings: %1"))) {
         return false;
     }
     isStored = !stored.isEmpty();
@@ -159,18 +160,19 @@ bool MockService::hasStoredSettings(bool& isStored)
 
 bool MockService::saveState()
 {
-    return !m_hasState || isDone(m_query->saveState(m_state), Words::tr("to save the state"));
+    return !m_hasState || isDone(m_query->saveState(m_state), Words::tr("the bus refuses to save the state: %1"));
 }
 
+/// \a pattern says what the bus refuses, with its answer behind it.
 /// \return false when the connection is of no use any more. What the bus refuses is done, because it would refuse it
 /// again.
-bool MockService::isDone(bool hasSucceeded, const QString& what)
+bool MockService::isDone(bool hasSucceeded, const QString& pattern)
 {
     if (!hasSucceeded && m_query->lastOutcome().kind() != QueryOutcome::Refused) {
         return false;
     }
     if (!hasSucceeded) {
-        tell(MockEvent::Refused, Words::tr("the bus refuses %1: %2").arg(what, m_query->lastOutcome().toString()));
+        tell(MockEvent::Refused, pattern.arg(m_query->lastOutcome().toString()));
     }
     return true;
 }
@@ -266,7 +268,7 @@ void MockService::sendWaiting()
     while (m_query->isOpen() && !m_waiting.isEmpty()) {
         // After any other failure than a refusal nobody knows whether the bus has it. It is then sent again at the next
         // connection with the same uid, so that the receiver drops it if it has it already.
-        if (!isDone(m_query->sendMessage(m_waiting.constFirst()), Words::tr("to take an answer"))) {
+        if (!isDone(m_query->sendMessage(m_waiting.constFirst()), Words::tr("the bus refuses to take an answer: %1"))) {
             tryAgain(m_query->lastOutcome().toString());
             return;
         }

@@ -54,7 +54,7 @@ private:
     bool storeSettings();
     bool hasStoredSettings(bool& isStored);
     bool saveState();
-    bool isDone(bool hasSucceeded, const QString& what);
+    bool isDone(bool hasSucceeded, const QString& pattern);
 
     void give(const TarvexCommand& command, const Answer& answer);
     void answer(const TarvexCommand& command, const Answer& answer);

@@ -1,5 +1,7 @@
 #include "nearest.h"
 
+#include "words.h"
+
 #include <QVector>
 
 #include <algorithm>
@@ -59,7 +61,7 @@ QString nearest(const QString& word, const QStringList& candidates)
 
 QString guessWords(const QString& guess)
 {
-    return guess.isEmpty() ? QString() : QStringLiteral("; did you mean \"%1\"?").arg(guess);
+    return guess.isEmpty() ? QString() : Words::tr("; did you mean \"%1\"?").arg(guess);
 }
 
 } // namespace tarvex::programs

@@ -40,6 +40,7 @@ QString ownName()
 }
 
 /// What could not be seen.
+/// \a problem is part of the frame, which may be recorded, so it is not translated.
 SeenFrame gap(qint64 number, const QString& problem)
 {
     SeenFrame gap;
@@ -159,7 +160,8 @@ void ControlSource::take(const QByteArray& line)
         takeFrame(frame);
     } else {
         // It stands for one frame, so it gets the place of the next one.
-        takeFrame(gap(m_position + 1, Words::tr("a line of %1 bytes from the bus cannot be read").arg(line.size())));
+        takeFrame(
+            gap(m_position + 1, QStringLiteral("a line of %1 bytes from the bus cannot be read").arg(line.size())));
     }
 }
 
@@ -169,7 +171,7 @@ void ControlSource::takeRun(const QString& run)
     if (run != m_run && !m_run.isEmpty()) {
         m_lastNumber = 0;
         // No frame has this number.
-        Q_EMIT seen(gap(0, Words::tr("the bus was away, and its frames begin again")));
+        Q_EMIT seen(gap(0, QStringLiteral("the bus was away, and its frames begin again")));
     }
     m_run = run;
     m_position = 0;
@@ -187,8 +189,9 @@ void ControlSource::takeFrame(const SeenFrame& frame)
     const qint64 missed = std::exchange(m_isResuming, false) ? frame.number - m_lastNumber - 1 : 0;
     if (missed > 0) {
         Q_EMIT seen(gap(m_lastNumber + 1,
-                        Words::tr("%1 not seen, because the connection to the bus was lost")
-                            .arg(counted(missed, QStringLiteral("frame")))));
+                        (missed == 1 ? QStringLiteral("%1 frame not seen, because the connection to the bus was lost")
+                                     : QStringLiteral("%1 frames not seen, because the connection to the bus was lost"))
+                            .arg(missed)));
     }
     m_lastNumber = frame.number;
     Q_EMIT seen(frame);

@@ -88,9 +88,9 @@ QString publishersText(const QVariantList& publishers)
 /// "owner, 3 values"
 QString settingsText(const QVariantMap& data)
 {
-    return QStringLiteral("%1, %2").arg(
-        data.value(QStringLiteral("owner")).toString(),
-        counted(data.value(QStringLiteral("settings")).toList().size(), QStringLiteral("value")));
+    return QStringLiteral("%1, %2").arg(data.value(QStringLiteral("owner")).toString(),
+                                        Words::counted(data.value(QStringLiteral("settings")).toList().size(),
+                                                       Words::tr("1 value"), Words::markCount("%n values")));
 }
 
 /// The JSON object in a text, or the text itself.

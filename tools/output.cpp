@@ -190,11 +190,6 @@ QString cellText(const QString& text)
     return text == NOTHING ? QStringLiteral("\"-\"") : visible(text);
 }
 
-QString counted(qint64 count, const QString& what)
-{
-    return QStringLiteral("%1 %2%3").arg(QString::number(count), what, count == 1 ? QString() : QStringLiteral("s"));
-}
-
 QString jsonText(const QVariant& value)
 {
     // A document must be an object or an array, so the value is put into an array and the brackets are removed.

@@ -69,9 +69,6 @@ QString visible(const QString& text);
 /// A text in a table, on one line, see visible(). An empty text is shown as "-", and the text "-" is shown in quotes.
 QString cellText(const QString& text);
 
-/// "1 frame", "2 frames". \a what is the word for one.
-QString counted(qint64 count, const QString& what);
-
 /// A value as compact JSON.
 QString jsonText(const QVariant& value);
 

@@ -13,9 +13,10 @@ namespace tarvexctl {
 
 namespace {
 
-Failure failureOf(const QString& what, const QString& path, const QString& error)
+/// \a pattern is "cannot read %1: %2" or the like.
+Failure failureOf(const QString& pattern, const QString& path, const QString& error)
 {
-    return Failure(WrongUse, Words::tr("cannot %1 %2: %3").arg(what, path, error));
+    return Failure(WrongUse, pattern.arg(path, error));
 }
 
 } // namespace
@@ -23,18 +24,18 @@ Failure failureOf(const QString& what, const QString& path, const QString& error
 PrivateFile::PrivateFile(const QString& name, const QByteArray& contents)
     : m_folder(QDir::temp().filePath(QStringLiteral("tarvexctl-XXXXXX"))), m_path(m_folder.filePath(name))
 {
-    const QString what = QStringLiteral("write");
+    const QString pattern = Words::tr("cannot write %1: %2");
     if (!m_folder.isValid()) {
-        throw failureOf(what, QDir::tempPath(), m_folder.errorString());
+        throw failureOf(pattern, QDir::tempPath(), m_folder.errorString());
     }
     QFile file;
     const int descriptor = ::open(QFile::encodeName(m_path).constData(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
     if (descriptor < 0) {
-        throw failureOf(what, m_path, qt_error_string(errno));
+        throw failureOf(pattern, m_path, qt_error_string(errno));
     }
     file.open(descriptor, QIODevice::WriteOnly, QFileDevice::AutoCloseHandle);
     if (file.write(contents) != contents.size() || !file.flush()) {
-        throw failureOf(what, m_path, file.errorString());
+        throw failureOf(pattern, m_path, file.errorString());
     }
 }
 
@@ -44,7 +45,7 @@ QByteArray PrivateFile::contents() const
     const bool isOpen = file.open(QIODevice::ReadOnly);
     QByteArray text = isOpen ? file.readAll() : QByteArray();
     if (!isOpen || file.error() != QFileDevice::NoError) {
-        throw failureOf(QStringLiteral("read"), m_path, file.errorString());
+        throw failureOf(Words::tr("cannot read %1: %2"), m_path, file.errorString());
     }
     return text;
 }

@@ -5,7 +5,7 @@
 
 namespace tarvexctl {
 
-using tarvex::programs::Words;
+using tarvex::programs::Words; // the texts that a user reads
 
 } // namespace tarvexctl
 

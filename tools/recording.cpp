@@ -40,9 +40,10 @@ constexpr int MAX_LINE = 256 << 20;
 /// Qt allocates what a line may have at most.
 constexpr int PIECE_SIZE = 64 * 1024;
 
-Failure fileFailure(ExitStatus status, const QString& what, const QString& path, const QString& why)
+/// \a pattern is "cannot read %1: %2" or the like.
+Failure fileFailure(ExitStatus status, const QString& pattern, const QString& path, const QString& why)
 {
-    return Failure(status, Words::tr("cannot %1 %2: %3").arg(what, path, why));
+    return Failure(status, pattern.arg(path, why));
 }
 
 Failure lineFailure(int line, const QString& words)
@@ -172,7 +173,7 @@ RecordingWriter::RecordingWriter(const QString& path, Existing existing)
     const QIODevice::OpenMode mode =
         QIODevice::WriteOnly | QIODevice::Unbuffered | (existing == Kept ? QIODevice::NewOnly : QIODevice::Truncate);
     if (!m_file.open(mode)) {
-        throw fileFailure(WrongUse, QStringLiteral("write"), path, m_file.errorString());
+        throw fileFailure(WrongUse, Words::tr("cannot write %1: %2"), path, m_file.errorString());
     }
 }
 
@@ -203,7 +204,8 @@ void RecordingWriter::writeLine(const QVariantMap& object)
     const QByteArray line = jsonText(object).toUtf8() + '\n';
     const QString error = tarvex::programs::writeAll(m_isStdout ? STDOUT_FILENO : m_file.handle(), line);
     if (!error.isEmpty()) {
-        throw fileFailure(Refused, Words::tr("write to"), m_isStdout ? QStringLiteral("stdout") : m_path, error);
+        throw fileFailure(Refused, Words::tr("cannot write to %1: %2"), m_isStdout ? QStringLiteral("stdout") : m_path,
+                          error);
     }
 }
 
@@ -224,7 +226,7 @@ Recording readRecording(QIODevice& device)
     }
     const auto* const file = qobject_cast<QFileDevice*>(&device);
     if (file != nullptr && file->error() != QFileDevice::NoError) {
-        throw fileFailure(WrongUse, QStringLiteral("read"), file->fileName(), file->errorString());
+        throw fileFailure(WrongUse, Words::tr("cannot read %1: %2"), file->fileName(), file->errorString());
     }
     if (recording.header.isEmpty()) {
         throw Failure(WrongUse, Words::tr("the recording is empty"));
@@ -238,7 +240,7 @@ Recording readRecording(const QString& path)
     const bool isOpen =
         path == STANDARD_STREAM ? file.open(stdin, QIODevice::ReadOnly) : file.open(QIODevice::ReadOnly);
     if (!isOpen) {
-        throw fileFailure(WrongUse, QStringLiteral("read"), path, file.errorString());
+        throw fileFailure(WrongUse, Words::tr("cannot read %1: %2"), path, file.errorString());
     }
     return readRecording(file);
 }

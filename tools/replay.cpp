@@ -28,11 +28,6 @@ QVariantMap contents(const SeenFrame& frame, const QVariantMap& data)
 
 } // namespace
 
-QString counted(int count, const QString& what)
-{
-    return QStringLiteral("%1 %2%3").arg(QString::number(count), what, count == 1 ? QString() : QStringLiteral("s"));
-}
-
 qint64 ReplayPace::dueMs(qint64 offsetUs) const
 {
     return speed > 0 ? static_cast<qint64>(static_cast<double>(offsetUs) / speed / US_PER_MS) : 0;
@@ -118,10 +113,9 @@ void Replay::setFailure(const Failure& failure)
 
 void Replay::setInputEnded(int steps)
 {
-    setFailure(Failure(
-        Refused,
-        Words::tr("the input ended, so %1 not played")
-            .arg(counted(steps, QStringLiteral("step")) + (steps == 1 ? Words::tr(" was") : Words::tr(" were")))));
+    setFailure(Failure(Refused,
+                       Words::counted(steps, Words::tr("the input ended, so 1 step was not played"),
+                                      Words::markCount("the input ended, so %n steps were not played"))));
 }
 
 void Replay::end()

@@ -18,9 +18,6 @@ struct SeenFrame;
 
 namespace tarvexctl {
 
-/// "3 frames", "1 frame"
-QString counted(int count, const QString& what);
-
 /// How a recording is played.
 struct ReplayPace
 {

@@ -132,8 +132,7 @@ SettingsDifference::SettingsDifference(const OptionalSettings& before, const Opt
 
 QString SettingsDifference::count() const
 {
-    return QStringLiteral("%1 %2").arg(QString::number(m_changes.size()),
-                                       m_changes.size() == 1 ? QStringLiteral("change") : QStringLiteral("changes"));
+    return Words::counted(m_changes.size(), Words::tr("1 change"), Words::markCount("%n changes"));
 }
 
 void SettingsDifference::write(Output& output, const QStringList& heading, QVariantMap object) const

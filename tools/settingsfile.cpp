@@ -358,9 +358,7 @@ QVariantMap documentObject(const QList<ClientSettings>& records)
 
 QString valueCount(const ClientSettings& settings)
 {
-    const int count = settings.settings().size();
-    return QStringLiteral("%1 %2").arg(QString::number(count),
-                                       count == 1 ? QStringLiteral("value") : QStringLiteral("values"));
+    return Words::counted(settings.settings().size(), Words::tr("1 value"), Words::markCount("%n values"));
 }
 
 } // namespace tarvexctl

@@ -12,15 +12,15 @@ bool isSameRecord(const OptionalSettings& one, const OptionalSettings& other)
         && (!one || jsonText(one->toVariantMap()) == jsonText(other->toVariantMap()));
 }
 
-QString changeOf(const OptionalSettings& now)
+StoredChange changeOf(const OptionalSettings& now)
 {
-    return now ? QStringLiteral("saved") : QStringLiteral("removed");
+    return now ? StoredChange::Saved : StoredChange::Removed;
 }
 
-QString changeSince(const OptionalSettings& before, const QString& owner, BusClient& bus)
+StoredChange changeSince(const OptionalSettings& before, const QString& owner, BusClient& bus)
 {
     const OptionalSettings now = bus.loadSettings(owner);
-    return isSameRecord(now, before) ? QString() : changeOf(now);
+    return isSameRecord(now, before) ? StoredChange::None : changeOf(now);
 }
 
 } // namespace tarvexctl

@@ -14,12 +14,18 @@ class BusClient;
 /// Whether both are the same record, the date included, or both are missing.
 bool isSameRecord(const OptionalSettings& one, const OptionalSettings& other);
 
-/// What was done to a record that is not what it was: "saved", or "removed" when it is missing \a now.
-QString changeOf(const OptionalSettings& now);
+enum class StoredChange {
+    None,
+    Saved,
+    Removed
+};
 
-/// Loads what is stored for \a owner. \return changeOf() it; empty when it is \a before, as it was loaded before.
+/// What was done to a record that is not what it was. It was removed when it is missing \a now.
+StoredChange changeOf(const OptionalSettings& now);
+
+/// Loads what is stored for \a owner. \return changeOf() it; None when it is \a before, as it was loaded before.
 /// Throws Failure.
-QString changeSince(const OptionalSettings& before, const QString& owner, BusClient& bus);
+StoredChange changeSince(const OptionalSettings& before, const QString& owner, BusClient& bus);
 
 } // namespace tarvexctl
 

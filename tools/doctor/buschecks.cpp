@@ -139,16 +139,16 @@ Findings checkSpeed(const BusAnswers& answers, double slowMs)
     }
     std::sort(times.begin(), times.end());
     const double median = times.at(times.size() / 2);
-    Finding finding{
-        QStringLiteral("speed"),
-        Severity::Ok,
-        Words::tr("%1: half of them took %2 or less, the longest %3")
-            .arg(counted(times.size(), QStringLiteral("exchange")), timeText(median), timeText(times.last())),
-        {},
-        {{QStringLiteral("count"), times.size()},
-         {QStringLiteral("minMs"), times.first()},
-         {QStringLiteral("medianMs"), median},
-         {QStringLiteral("maxMs"), times.last()}}};
+    Finding finding{QStringLiteral("speed"),
+                    Severity::Ok,
+                    Words::counted(times.size(), Words::tr("1 exchange: half of them took %1 or less, the longest %2"),
+                                   Words::markCount("%n exchanges: half of them took %1 or less, the longest %2"))
+                        .arg(timeText(median), timeText(times.last())),
+                    {},
+                    {{QStringLiteral("count"), times.size()},
+                     {QStringLiteral("minMs"), times.first()},
+                     {QStringLiteral("medianMs"), median},
+                     {QStringLiteral("maxMs"), times.last()}}};
     if (median > slowMs) {
         finding.severity = Severity::Wrong;
         finding.advice = Words::tr("See whether the machine, the bus or its storage is busy (top, iostat), because "
@@ -197,9 +197,8 @@ Findings checkFaults(const ControlAnswers& control)
     }
     return {{QStringLiteral("faults"),
              Severity::Note,
-             Words::tr("%1 on purpose %2 set")
-                 .arg(counted(rules.size(), QStringLiteral("fault")),
-                      rules.size() == 1 ? QStringLiteral("is") : QStringLiteral("are")),
+             Words::counted(rules.size(), Words::tr("1 fault on purpose is set"),
+                            Words::markCount("%n faults on purpose are set")),
              Words::tr("See with tarvexctl fault list whether they explain what else is told here, and remove "
                        "them with tarvexctl fault clear."),
              {{QStringLiteral("rules"), rules}}}};

@@ -40,7 +40,7 @@ int waitingFor(const QVariantMap& client)
 /// "1 message waits"
 QString waitingText(int count)
 {
-    return count == 1 ? Words::tr("1 message waits") : Words::tr("%1 messages wait").arg(count);
+    return Words::counted(count, Words::tr("1 message waits"), Words::markCount("%n messages wait"));
 }
 
 int takeoversOf(const QVariantMap& client)
@@ -58,9 +58,9 @@ Finding missingFinding(const QVariantMap& client, bool isUnknown)
 {
     const QString name = nameOf(client);
     return {QStringLiteral("clients.missing"), Severity::Wrong,
-            Words::tr("\"%1\" %2, and %3 for it")
-                .arg(name, isUnknown ? Words::tr("has never been there") : Words::tr("has no receiving connection"),
-                     waitingText(waitingFor(client))),
+            (isUnknown ? Words::tr("\"%1\" has never been there, and %2 for it")
+                       : Words::tr("\"%1\" has no receiving connection, and %2 for it"))
+                .arg(name, waitingText(waitingFor(client))),
             isUnknown ? Words::tr("Look for this name in the services that send, because it may be mistyped; "
                                   "otherwise start that service.")
                       : Words::tr("Start that service, or find out why it does not receive."),
@@ -83,6 +83,17 @@ int waitingFor(const QList<QVariantMap>& clients)
     return count;
 }
 
+/// \a names are those that nobody has ever had.
+QString mistypedWords(const QStringList& names)
+{
+    const int others = names.size() - 1;
+    return (others == 0
+                ? Words::tr("Nobody has ever been %1, so %1 may be mistyped.")
+                : Words::counted(others, Words::tr("Nobody has ever been %1 and 1 other, so %1 may be mistyped."),
+                                 Words::markCount("Nobody has ever been %1 and %n others, so %1 may be mistyped.")))
+        .arg(names.first());
+}
+
 Finding manyMissingFinding(const QList<QVariantMap>& missing, const QStringList& unknown)
 {
     QStringList names;
@@ -95,18 +106,13 @@ Finding manyMissingFinding(const QList<QVariantMap>& missing, const QStringList&
     std::copy_if(names.begin(), names.end(), std::back_inserter(mistyped),
                  [&](const QString& name) { return unknown.contains(name); });
     const QString advice = Words::tr("Start these services, or find out why they do not receive.");
-    const QString hint = Words::tr(" Nobody has ever been %1%2, so %1 may be mistyped.");
+
     return {QStringLiteral("clients.missing"),
             Severity::Wrong,
             Words::tr("%1 for %2 clients that do not receive: %3 and %4 more")
                 .arg(waitingText(waitingFor(missing)), QString::number(names.size()),
                      names.mid(0, MAX_NAMED).join(QStringLiteral(", ")), QString::number(names.size() - MAX_NAMED)),
-            mistyped.isEmpty() ? advice
-                               : advice
-                    + hint.arg(mistyped.first(),
-                               mistyped.size() == 1
-                                   ? QString()
-                                   : Words::tr(" and %1").arg(counted(mistyped.size() - 1, QStringLiteral("other")))),
+            mistyped.isEmpty() ? advice : advice + QLatin1Char(' ') + mistypedWords(mistyped),
             {{QStringLiteral("clients"), facts}, {QStringLiteral("waiting"), waitingFor(missing)}}};
 }
 
@@ -165,7 +171,7 @@ void addClient(const QVariantMap& client, Findings& findings)
     if (receives && waiting >= MAX_UNACKNOWLEDGED) {
         findings.append(
             {QStringLiteral("clients.behind"), Severity::Note,
-             Words::tr("\"%1\" is there, and %2 messages wait for it").arg(nameOf(client), QString::number(waiting)),
+             Words::tr("\"%1\" is there, and %n messages wait for it", nullptr, waiting).arg(nameOf(client)),
              Words::tr("See whether that service hangs, or is slower than what is sent to it."), clientFacts(client)});
     } else if (!receives && !isMissing(client) && client.value(QStringLiteral("subscriptions")).toInt() > 0) {
         findings.append({QStringLiteral("clients.subscribed"), Severity::Note,
@@ -233,9 +239,12 @@ Finding takeoverFinding(const QVariantMap& client, int risen, qint64 afterMs)
                 Words::tr("End one of the two processes, because each gets only a part of the messages."), facts};
     }
     return {QStringLiteral("names.taken"), Severity::Note,
-            Words::tr("the name \"%1\" was taken from a connected process %2 since the bus was started, but not "
-                      "within the last %3 s")
-                .arg(nameOf(client), counted(takeoversOf(client), QStringLiteral("time")), secondsText(afterMs)),
+            Words::counted(takeoversOf(client),
+                           Words::tr("the name \"%1\" was taken from a connected process 1 time since the bus was "
+                                     "started, but not within the last %2 s"),
+                           Words::markCount("the name \"%1\" was taken from a connected process %n times since the bus "
+                                            "was started, but not within the last %2 s"))
+                .arg(nameOf(client), secondsText(afterMs)),
             Words::tr("Check that this service runs once, and that nobody uses its name with --as."), facts};
 }
 
@@ -258,8 +267,8 @@ Findings checkClients(const ControlAnswers& control)
     if (findings.isEmpty()) {
         findings.append({QStringLiteral("clients"),
                          Severity::Ok,
-                         Words::tr("%1 connected, and nothing waits for an absent one")
-                             .arg(counted(connected, QStringLiteral("client"))),
+                         Words::counted(connected, Words::tr("1 client connected, and nothing waits for an absent one"),
+                                        Words::markCount("%n clients connected, and nothing waits for an absent one")),
                          {},
                          {{QStringLiteral("connected"), connected}}});
     }

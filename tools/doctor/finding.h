@@ -26,12 +26,6 @@ struct Finding
 
 using Findings = QList<Finding>;
 
-/// "1 message", "3 messages".
-inline QString counted(qint64 count, const QString& noun)
-{
-    return QStringLiteral("%1 %2").arg(QString::number(count), count == 1 ? noun : noun + QLatin1Char('s'));
-}
-
 } // namespace tarvexctl::doctor
 
 #endif // FINDING_H

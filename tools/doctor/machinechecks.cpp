@@ -122,9 +122,9 @@ void addJumpSinceStart(const QVariantMap& about, Findings& findings)
     if (std::abs(jumpMs) > JUMP_TOLERANCE_MS) {
         findings.append({QStringLiteral("clock.jump"),
                          Severity::Wrong,
-                         Words::tr("since the bus was started the clock was set %1 by %2 s")
-                             .arg(jumpMs > 0 ? QStringLiteral("forward") : QStringLiteral("back"),
-                                  QString::number(qRound64(static_cast<double>(std::abs(jumpMs)) / 1000))),
+                         (jumpMs > 0 ? Words::tr("since the bus was started the clock was set forward by %1 s")
+                                     : Words::tr("since the bus was started the clock was set back by %1 s"))
+                             .arg(QString::number(qRound64(static_cast<double>(std::abs(jumpMs)) / 1000))),
                          Words::tr("Do not compare the dates of records across that jump, and let the clock be set "
                                    "before the bus is started."),
                          {{QStringLiteral("jumpMs"), jumpMs}}});

@@ -31,11 +31,11 @@ QString processText(const Process& process)
 
 QString processesText(const QList<Process>& processes)
 {
-    QStringList texts;
+    QString text;
     for (const Process& process : processes) {
-        texts.append(processText(process));
+        text = text.isEmpty() ? processText(process) : Words::tr("%1 and %2").arg(text, processText(process));
     }
-    return texts.join(Words::tr(" and "));
+    return text;
 }
 
 QVariantMap processFacts(const QList<Process>& processes)
@@ -91,24 +91,28 @@ Finding unseenHolder(const Socket& socket)
             Severity::Unseen,
             Words::tr("a process of the user %1 listens on port %2; its number cannot be seen from here")
                 .arg(user, QString::number(socket.port)),
-            Words::tr("Run doctor as %1 to see which process it is.")
-                .arg(socket.user == 0 ? user : user + Words::tr(" or root")),
+            (socket.user == 0 ? Words::tr("Run doctor as %1 to see which process it is.")
+                              : Words::tr("Run doctor as %1 or root to see which process it is."))
+                .arg(user),
             {{QStringLiteral("port"), socket.port}, {QStringLiteral("user"), user}}};
 }
 
 /// For the case that nobody can be seen on the other port.
 Finding onePortFinding(const QList<Process>& holders, const Port& port, bool isOtherMissing)
 {
-    const QString words =
-        QStringLiteral("%1 %2 %3")
-            .arg(processesText(holders), holders.size() == 1 ? QStringLiteral("holds") : QStringLiteral("hold"),
-                 portText(port));
+    const bool isOne = holders.size() == 1;
     if (isOtherMissing) {
-        return {QStringLiteral("ports.holders"), Severity::Wrong, words + Words::tr(" only"),
+        return {QStringLiteral("ports.holders"), Severity::Wrong,
+                (isOne ? Words::tr("%1 holds %2 only") : Words::tr("%1 hold %2 only"))
+                    .arg(processesText(holders), portText(port)),
                 Words::tr("See whether this is the bus at all, because a bus holds both ports."),
                 processFacts(holders)};
     }
-    return {QStringLiteral("ports.holders"), Severity::Ok, words, {}, processFacts(holders)};
+    return {QStringLiteral("ports.holders"),
+            Severity::Ok,
+            (isOne ? Words::tr("%1 holds %2") : Words::tr("%1 hold %2")).arg(processesText(holders), portText(port)),
+            {},
+            processFacts(holders)};
 }
 
 /// For the sockets whose holders can be seen.

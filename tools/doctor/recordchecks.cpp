@@ -43,7 +43,8 @@ QString ageText(qint64 milliseconds)
     if (hours < 2) {
         return Words::tr("%1 min").arg(minutes);
     }
-    return hours < HOURS_SHOWN ? Words::tr("%1 h").arg(hours) : Words::tr("%1 days").arg(hours / 24);
+    return hours < HOURS_SHOWN ? Words::tr("%1 h").arg(hours)
+                               : Words::tr("%n days", nullptr, static_cast<int>(hours / 24));
 }
 
 /// What is wrong with one entry of the settings; empty when it is right. \a paths holds those of the entries before.
@@ -126,14 +127,14 @@ void addInexact(const ClientSettings& settings, Findings& findings)
     }
 }
 
-void addFuture(const QString& check, const QString& what, const QString& owner, const QDateTime& date,
+void addFuture(const QString& check, const QString& pattern, const QString& owner, const QDateTime& date,
                const QDateTime& now, Findings& findings)
 {
     const qint64 aheadMs = now.msecsTo(date);
     if (date.isValid() && aheadMs > FUTURE_TOLERANCE_MS) {
         findings.append({check,
                          Severity::Wrong,
-                         Words::tr("the %1 of \"%2\" are dated %3 in the future").arg(what, owner, ageText(aheadMs)),
+                         pattern.arg(owner, ageText(aheadMs)),
                          Words::tr("Compare this machine's clock and the TZ of that service with the right time, "
                                    "because records hold local times."),
                          {{QStringLiteral("client"), owner}, {QStringLiteral("aheadMs"), aheadMs}}});
@@ -166,9 +167,9 @@ Finding oldFinding(const ClientState& state, qint64 ageMs, const StateAge& age, 
 {
     return {QStringLiteral("states.old"),
             age.isGiven ? Severity::Wrong : Severity::Note,
-            Words::tr("the state of \"%1\" is %2 old, and the client %3")
-                .arg(state.owner(), ageText(ageMs),
-                     isConnected ? Words::tr("is connected") : Words::tr("may be connected")),
+            (isConnected ? Words::tr("the state of \"%1\" is %2 old, and the client is connected")
+                         : Words::tr("the state of \"%1\" is %2 old, and the client may be connected"))
+                .arg(state.owner(), ageText(ageMs)),
             Words::tr("See whether its query worker hangs, because a service reports its state again and again; "
                       "--state-age says how old it may be."),
             {{QStringLiteral("client"), state.owner()}, {QStringLiteral("ageMs"), ageMs}}};
@@ -199,8 +200,9 @@ void addState(const QVariantMap& record, const ControlAnswers& control, bool isC
                          Words::tr("Correct the service that has saved it, and let it report again."),
                          {{QStringLiteral("client"), state.owner()}, {QStringLiteral("problem"), problem}}});
     }
-    addFuture(QStringLiteral("states.future"), Words::tr("contents of the state"), state.owner(), state.dt(), now,
-              findings);
+    addFuture(QStringLiteral("states.future"),
+              Words::tr("the contents of the state of \"%1\" are dated %2 in the future"), state.owner(), state.dt(),
+              now, findings);
     const qint64 ageMs = state.dt().isValid() ? state.dt().msecsTo(now) : 0;
     const bool mustBeYoung = isConnected || (!control.isThere && age.isGiven);
     if (mustBeYoung && state.isValid() && static_cast<double>(ageMs) > age.seconds * MS_PER_S) {
@@ -225,24 +227,24 @@ Findings checkSettings(const BusAnswers& answers, const QDateTime& now)
                              {{QStringLiteral("client"), settings.owner()}, {QStringLiteral("problems"), problems}}});
         }
         addInexact(settings, findings);
-        addFuture(QStringLiteral("settings.future"), QStringLiteral("settings"), settings.owner(), settings.dt(), now,
-                  findings);
+        addFuture(QStringLiteral("settings.future"), Words::tr("the settings of \"%1\" are dated %2 in the future"),
+                  settings.owner(), settings.dt(), now, findings);
     }
     if (answers.skippedCount > 0) {
-        findings.append(
-            {QStringLiteral("settings.unseen"),
-             Severity::Unseen,
-             Words::tr("the time was too short for %1").arg(counted(answers.skippedCount, Words::tr("more record"))),
-             Words::tr("Give more time with --timeout."),
-             {{QStringLiteral("skipped"), answers.skippedCount}}});
+        findings.append({QStringLiteral("settings.unseen"),
+                         Severity::Unseen,
+                         Words::counted(answers.skippedCount, Words::tr("the time was too short for 1 more record"),
+                                        Words::markCount("the time was too short for %n more records")),
+                         Words::tr("Give more time with --timeout."),
+                         {{QStringLiteral("skipped"), answers.skippedCount}}});
     }
     if (findings.isEmpty() && answers.isQueryDone && !answers.queryFailure) {
-        findings.append(
-            {QStringLiteral("settings"),
-             Severity::Ok,
-             Words::tr("the settings of %1 convert").arg(counted(answers.settings.size(), QStringLiteral("owner"))),
-             {},
-             {{QStringLiteral("count"), answers.settings.size()}}});
+        findings.append({QStringLiteral("settings"),
+                         Severity::Ok,
+                         Words::counted(answers.settings.size(), Words::tr("the settings of 1 owner convert"),
+                                        Words::markCount("the settings of %n owners convert")),
+                         {},
+                         {{QStringLiteral("count"), answers.settings.size()}}});
     }
     return findings;
 }
@@ -261,18 +263,20 @@ Findings checkStates(const QList<QVariantMap>& states, const ControlAnswers& con
         }
     }
     if (findings.isEmpty()) {
-        findings.append({QStringLiteral("states"),
-                         Severity::Ok,
-                         Words::tr("%1, none of them damaged, too old or from the future")
-                             .arg(counted(states.size(), QStringLiteral("state"))),
-                         {},
-                         {{QStringLiteral("count"), states.size()}}});
+        findings.append(
+            {QStringLiteral("states"),
+             Severity::Ok,
+             Words::counted(states.size(), Words::tr("1 state, none of them damaged, too old or from the future"),
+                            Words::markCount("%n states, none of them damaged, too old or from the future")),
+             {},
+             {{QStringLiteral("count"), states.size()}}});
     }
     if (!absent.isEmpty()) {
         findings.append({QStringLiteral("states.absent"),
                          Severity::Note,
-                         Words::tr("%1 of clients that are not connected: %2")
-                             .arg(counted(absent.size(), QStringLiteral("state")), absent.join(QStringLiteral(", "))),
+                         Words::counted(absent.size(), Words::tr("1 state of clients that are not connected: %1"),
+                                        Words::markCount("%n states of clients that are not connected: %1"))
+                             .arg(absent.join(QStringLiteral(", "))),
                          Words::tr("Do not take these states for the present ones."),
                          {{QStringLiteral("clients"), absent}}});
     }

@@ -25,11 +25,11 @@ QString reasonOf(const QVariantMap& error)
     if (text.isEmpty()) {
         return Words::tr("no reason given");
     }
-    if (text != Words::tr("No such method (%1)").arg(error.value(QStringLiteral("command")).toString())) {
+    if (text != QStringLiteral("No such method (%1)").arg(error.value(QStringLiteral("command")).toString())) {
         return text;
     }
     const bool hasData = !error.value(QStringLiteral("data")).toMap().isEmpty();
-    return text + (hasData ? Words::tr(" for a command with data") : Words::tr(" for a command without data"));
+    return (hasData ? Words::tr("%1 for a command with data") : Words::tr("%1 for a command without data")).arg(text);
 }
 
 Failure refusal(const Message& reply, const TarvexCommand& command)

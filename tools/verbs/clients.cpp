@@ -24,7 +24,7 @@ QString numberText(const QVariant& number)
 
 QString flagText(const QVariant& flag)
 {
-    return flag.toBool() ? QStringLiteral("yes") : QString();
+    return flag.toBool() ? Words::tr("yes") : QString();
 }
 
 QStringList clientRow(const QVariantMap& client)

@@ -71,7 +71,8 @@ struct Count
     QString words() const
     {
         return Words::tr("%1, %2 bad, %3")
-            .arg(counted(frames, QStringLiteral("frame")), QString::number(bad), counted(gaps, QStringLiteral("gap")));
+            .arg(Words::counted(frames, Words::tr("1 frame"), Words::markCount("%n frames")), QString::number(bad),
+                 Words::counted(gaps, Words::tr("1 gap"), Words::markCount("%n gaps")));
     }
 };
 
@@ -227,7 +228,8 @@ void Decode::readCapture(std::FILE* file, const PacketObserver::Sink& sink, cons
     }
     observer.finish();
     if (observer.busPackets() == 0) {
-        complain(Words::tr("none of its %1 belongs to the bus").arg(counted(packet.number, QStringLiteral("packet"))));
+        complain(Words::counted(packet.number, Words::tr("none of its 1 packet belongs to the bus"),
+                                Words::markCount("none of its %n packets belongs to the bus")));
     }
     if (result == CaptureFile::Damaged) {
         throw Failure(Refused,

@@ -51,7 +51,7 @@ QString answerText(const Answer& answer)
     } else if (answer.kind == Answer::Error) {
         text += QLatin1String(": ") + answer.errorText;
     }
-    return answer.delayMs > 0 ? text + Words::tr(" (after %1 ms)").arg(answer.delayMs) : text;
+    return answer.delayMs > 0 ? Words::tr("%1 (after %2 ms)").arg(text, QString::number(answer.delayMs)) : text;
 }
 
 QVariantMap handledObject(const MockEvent& event)
@@ -199,7 +199,7 @@ void Session::take(const MockEvent& event)
 void Session::noteReady(const QString& service)
 {
     if (m_told.remove(service)) {
-        complain(service + Words::tr(": connected again"));
+        complain(Words::tr("%1: connected again").arg(service));
     }
     m_ready.insert(service);
     if (!m_areAllReady && m_ready.size() == m_names.size()) {

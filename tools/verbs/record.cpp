@@ -103,7 +103,7 @@ private:
     static void end(RecordingWriter& writer, const Failure& failure)
     {
         try {
-            writer.writeEnd(failure.words());
+            writer.writeEnd(failure.status() == Interrupted ? QStringLiteral("interrupted") : failure.words());
             complain(countWords(writer));
         } catch (const Failure&) {
             // The failure says already what is wrong with the file.
@@ -112,7 +112,8 @@ private:
 
     static QString countWords(const RecordingWriter& writer)
     {
-        return Words::tr("recorded %1").arg(counted(writer.frameCount(), QStringLiteral("frame")));
+        return Words::counted(writer.frameCount(), Words::tr("recorded 1 frame"),
+                              Words::markCount("recorded %n frames"));
     }
 
     static void report(const Context& context, const QString& path, const RecordingWriter& writer)

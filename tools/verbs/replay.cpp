@@ -225,12 +225,14 @@ private:
         }
         tellOfLeftOut(script.commands, script.badFrames);
         if (script.withoutData > 0) {
-            complain(Words::tr("left out %1 whose data was too large to be recorded")
-                         .arg(counted(script.withoutData, QStringLiteral("request"))));
+            complain(Words::counted(script.withoutData,
+                                    Words::tr("left out 1 request whose data was too large to be recorded"),
+                                    Words::markCount("left out %n requests whose data was too large to be recorded")));
         }
         if (script.nameless > 0) {
-            complain(Words::tr("left out %1 of which the client is not known")
-                         .arg(counted(script.nameless, QStringLiteral("connection"))));
+            complain(Words::counted(script.nameless,
+                                    Words::tr("left out 1 connection of which the client is not known"),
+                                    Words::markCount("left out %n connections of which the client is not known")));
         }
         return std::make_unique<ClientReplay>(script, acknowledgementCodes(recording), pace, strictness());
     }
@@ -250,11 +252,12 @@ private:
     static void tellOfLeftOut(int commands, int badFrames)
     {
         if (commands > 0) {
-            complain(Words::tr("left out %1; --with-commands plays them too")
-                         .arg(counted(commands, QStringLiteral("command"))));
+            complain(Words::counted(commands, Words::tr("left out 1 command; --with-commands plays them too"),
+                                    Words::markCount("left out %n commands; --with-commands plays them too")));
         }
         if (badFrames > 0) {
-            complain(Words::tr("left out %1").arg(counted(badFrames, Words::tr("bad frame"))));
+            complain(Words::counted(badFrames, Words::tr("left out 1 bad frame"),
+                                    Words::markCount("left out %n bad frames")));
         }
     }
 
@@ -287,12 +290,11 @@ private:
         if (failure) {
             tellFailure(failure->words());
         }
-        const QString words =
-            Words::tr("played %1; %2")
-                .arg(counted(replay.sentCount(), QStringLiteral("frame")),
-                     differences == 0
-                         ? Words::tr("everything came back as recorded")
-                         : Words::tr("%1 from the recording").arg(counted(differences, QStringLiteral("difference"))));
+        const QString words = QStringLiteral("%1; %2").arg(
+            Words::counted(replay.sentCount(), Words::tr("played 1 frame"), Words::markCount("played %n frames")),
+            differences == 0 ? Words::tr("everything came back as recorded")
+                             : Words::counted(differences, Words::tr("1 difference from the recording"),
+                                              Words::markCount("%n differences from the recording")));
         output.report({{QStringLiteral("done"), QStringLiteral("replay")},
                        {QStringLiteral("sent"), replay.sentCount()},
                        {QStringLiteral("differences"), differences}},

@@ -77,7 +77,7 @@ private:
     void askWhetherToGoOn(const Failure& failure, const QByteArray& text) const;
     Failure withPlaceOfText(const Failure& failure);
 
-    QString placeOfText() const { return Words::tr("the text stays in ") + m_file.path(); }
+    QString placeOfText() const { return Words::tr("the text stays in %1").arg(m_file.path()); }
 
     void report(const OptionalSettings& saved) const;
 
@@ -131,11 +131,13 @@ OptionalSettings Editing::editAndSave()
 void Editing::save(const ClientSettings& settings) const
 {
     BusClient bus(m_context.clientName);
-    const QString change = changeSince(m_stored, m_owner, bus);
-    if (!change.isEmpty()) {
-        throw Failure(
-            Refused,
-            Words::tr("the settings of %1 were %2 meanwhile; what is stored is left as it is").arg(m_owner, change));
+    const StoredChange change = changeSince(m_stored, m_owner, bus);
+    if (change != StoredChange::None) {
+        throw Failure(Refused,
+                      (change == StoredChange::Saved
+                           ? Words::tr("the settings of %1 were saved meanwhile; what is stored is left as it is")
+                           : Words::tr("the settings of %1 were removed meanwhile; what is stored is left as it is"))
+                          .arg(m_owner));
     }
     bus.saveSettings(settings);
 }

@@ -15,11 +15,10 @@ namespace {
 
 QString settingsText(const ClientSettings& settings)
 {
-    QString text =
-        fieldLines({{Words::tr("Owner"), settings.owner()},
-                    {Words::tr("Written"), timeText(settings.dt())},
-                    {Words::tr("Description"), settings.description()},
-                    {Words::tr("Mail owner"), settings.mailOwner() ? QStringLiteral("yes") : QStringLiteral("no")}});
+    QString text = fieldLines({{Words::tr("Owner"), settings.owner()},
+                               {Words::tr("Written"), timeText(settings.dt())},
+                               {Words::tr("Description"), settings.description()},
+                               {Words::tr("Mail owner"), settings.mailOwner() ? Words::tr("yes") : Words::tr("no")}});
     QList<QStringList> rows{{Words::tr("GROUP"), Words::tr("KEY"), Words::tr("VALUE")}};
     const QList<QVariant> entries = settings.settings();
     for (const QVariant& entry : entries) {

@@ -47,9 +47,11 @@ void saveUnlessChanged(const Step& step, BusClient& bus, bool& isSent)
     if (InterruptsHeldBack::isInterrupted()) {
         throw Failure(Interrupted, Words::tr("not saved, because of an interruption"));
     }
-    const QString change = changeSince(step.before, step.record.owner(), bus);
-    if (!change.isEmpty()) {
-        throw Failure(Refused, change + Words::tr(" meanwhile; what is stored is left as it is"));
+    const StoredChange change = changeSince(step.before, step.record.owner(), bus);
+    if (change != StoredChange::None) {
+        throw Failure(Refused,
+                      change == StoredChange::Saved ? Words::tr("saved meanwhile; what is stored is left as it is")
+                                                    : Words::tr("removed meanwhile; what is stored is left as it is"));
     }
     isSent = true;
     bus.saveSettings(step.record);
@@ -64,7 +66,10 @@ void putBack(const Step& step, BusClient& bus)
         return; // the bus has not saved the record whose answer was lost
     }
     if (!isSameRecord(now, step.record)) {
-        throw Failure(Refused, Words::tr("%1 was %2 meanwhile").arg(step.record.owner(), changeOf(now)));
+        throw Failure(Refused,
+                      (changeOf(now) == StoredChange::Saved ? Words::tr("%1 was saved meanwhile")
+                                                            : Words::tr("%1 was removed meanwhile"))
+                          .arg(step.record.owner()));
     }
     if (step.before) {
         bus.saveSettings(*step.before);
@@ -91,9 +96,9 @@ QString lossWords(const Steps& lost)
     try {
         PrivateFile file(QStringLiteral("settings-before.json"), documentText(before));
         file.keep();
-        return words + Words::tr("; what was stored before is in %1, for settings import").arg(file.path());
+        return Words::tr("%1; what was stored before is in %2, for settings import").arg(words, file.path());
     } catch (const Failure& failure) {
-        return words + Words::tr("; what was stored before: ") + failure.words();
+        return Words::tr("%1; what was stored before: %2").arg(words, failure.words());
     }
 }
 
@@ -141,8 +146,8 @@ Failure Import::undone(const Failure& failure, int savedCount)
         words += savedCount == 0 ? Words::tr("nothing was saved")
                                  : Words::tr("what was saved before that is put back: all is as it was");
     } else {
-        words += Words::tr("not all could be put back (%1): ").arg(reasons.join(QLatin1String(", ")));
-        words += lossWords(lost);
+        words +=
+            Words::tr("not all could be put back (%1): %2").arg(reasons.join(QLatin1String(", ")), lossWords(lost));
     }
     return Failure(failure.status(), words, failure.code());
 }
@@ -178,9 +183,9 @@ void tellOfSame(const QList<ClientSettings>& records, const Steps& steps)
 {
     const int same = records.size() - steps.size();
     if (same > 0) {
-        complain(Words::tr("%1 of %2 records %3 stored like this already")
-                     .arg(QString::number(same), QString::number(records.size()),
-                          same == 1 ? QStringLiteral("is") : QStringLiteral("are")));
+        complain((same == 1 ? Words::tr("%1 of %2 records is stored like this already")
+                            : Words::tr("%1 of %2 records are stored like this already"))
+                     .arg(QString::number(same), QString::number(records.size())));
     }
 }
 

@@ -51,9 +51,9 @@ void report(const Change& change, bool wasStored, Output& output)
     done.insert(QStringLiteral("value"), change.value);
     done.insert(QStringLiteral("newRecord"), !wasStored);
     output.report(done,
-                  Words::tr("saved %1/%2 = %3 in the settings of %4%5")
-                      .arg(change.group, change.key, jsonText(change.value), change.owner,
-                           wasStored ? QString() : Words::tr(" (its first)")));
+                  (wasStored ? Words::tr("saved %1/%2 = %3 in the settings of %4")
+                             : Words::tr("saved %1/%2 = %3 in the settings of %4 (its first)"))
+                      .arg(change.group, change.key, jsonText(change.value), change.owner));
 }
 
 /// Merges one setting into the stored record, and starts a record for an owner that has none. When the stored record

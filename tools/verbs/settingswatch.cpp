@@ -105,7 +105,7 @@ void SettingsWatcher::tellOfStart() const
         const OptionalSettings settings = m_known.value(owner);
         parts.append(QStringLiteral("%1 (%2)").arg(owner, settings ? valueCount(*settings) : Words::tr("no settings")));
     }
-    complain(Words::tr("watching the settings of ") + parts.join(QLatin1String(", ")));
+    complain(Words::tr("watching the settings of %1").arg(parts.join(QLatin1String(", "))));
 }
 
 void SettingsWatcher::lookLater(Follower& follower)

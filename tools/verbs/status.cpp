@@ -123,7 +123,7 @@ QString ageText(const QDateTime& since)
     const qint64 minutes = seconds / 60;
     const qint64 hours = minutes / 60;
     if (hours >= 48) {
-        return Words::tr("%1 days").arg(hours / 24);
+        return Words::tr("%n days", nullptr, static_cast<int>(hours / 24));
     }
     if (hours > 0) {
         return Words::tr("%1 h %2 min").arg(hours).arg(minutes % 60);
@@ -235,7 +235,8 @@ QString tableText(QList<QStringList> rows)
             cell = cellText(cell);
         }
     }
-    const QString rest = Words::tr("and %1 more: see \"tarvexctl clients\" and \"tarvexctl state list\"\n").arg(left);
+    const QString rest =
+        Words::tr("and %1 more: see \"tarvexctl clients\" and \"tarvexctl state list\"").arg(left) + QLatin1Char('\n');
     return tableLines(rows) + (left > 0 ? rest : QString());
 }
 
@@ -244,8 +245,9 @@ QString text(const Picture& picture)
     Fields fields = picture.about
         ? developmentBusFields(*picture.about)
         : Fields{{Words::tr("Bus"), Words::tr("another one than a development bus of this user")}};
-    fields.append({Words::tr("Answer"),
-                   picture.answerMs ? Words::tr("after ") + millisecondsText(*picture.answerMs) : Words::tr("none")});
+    fields.append(
+        {Words::tr("Answer"),
+         picture.answerMs ? Words::tr("after %1").arg(millisecondsText(*picture.answerMs)) : Words::tr("none")});
     QString lines = fieldLines(fields);
     if (picture.clients && !picture.clients->isEmpty()) {
         lines += QLatin1Char('\n') + tableText(clientRows(picture));
@@ -283,9 +285,8 @@ QVariantMap object(const Picture& picture)
 Failure noBus(const Failure& failure)
 {
     return Failure(failure.status(),
-                   failure.words()
-                       + Words::tr("; \"tarvex-devbus\" starts a development bus, \"tarvexctl --help\" shows the "
-                                   "verbs"));
+                   Words::tr("%1; \"tarvex-devbus\" starts a development bus, \"tarvexctl --help\" shows the verbs")
+                       .arg(failure.words()));
 }
 
 class Status : public Verb

@@ -127,8 +127,9 @@ Failure Lookout::timeOut() const
     const QString time = secondsText(m_timeoutMs);
     if (hasQuery() || hasReceiver()) {
         return Failure(TimedOut,
-                       Words::tr("only the %1 connection of \"%2\" is there after %3")
-                           .arg(hasQuery() ? QStringLiteral("query") : QStringLiteral("receiving"), m_name, time));
+                       (hasQuery() ? Words::tr("only the query connection of \"%1\" is there after %2")
+                                   : Words::tr("only the receiving connection of \"%1\" is there after %2"))
+                           .arg(m_name, time));
     }
     return Failure(
         TimedOut,

@@ -24,7 +24,36 @@ set(tarvex_test_environment
     # name, because that would hide the races of our slots, which Qt calls.
     TSAN_OPTIONS=ignore_noninstrumented_modules=1:halt_on_error=1:second_deadlock_stack=1)
 
-# tarvex_test_properties(<test> [TIMEOUT s] [LABELS l...]): the environment and the time limit of a test.
+# The slowest tests, and about how many seconds each takes. CTest begins with the most expensive ones, so that none of
+# them runs alone at the end. It measures the others itself, but knows nothing yet in a new build folder. Most of them
+# wait for one of the library's own times.
+set(tarvex_slow_tests
+    tst_printerfaults=140
+    tst_killedbus.ringOfServices_losesNothing_whateverEnds=120
+    page_browser=90
+    tst_tarvexmsgworker=83
+    tst_awkwardserver_query=72
+    package_examples=71
+    tst_controller_destruction=63
+    package_is_reproducible=60
+    tst_service_end=57
+    tst_tarvexcontroller=55
+    tst_monitorverb=55
+    tst_httpserver=55
+    scripts_test=51
+    tst_absentbus=51
+    tst_follower=50
+    tst_awkwardserver_receiver=49
+    tst_listenverb=47
+    tst_exitstatus=40
+    tst_killedbus.everyAcceptedMessage_arrivesOnceAndInOrder=38
+    scripts_progress=38
+    tst_socketreader=38
+    benchmarks_bench=36
+    tst_waitfor=35)
+
+# tarvex_test_properties(<test> [TIMEOUT s] [LABELS l...]): the environment, the time limit and the place in the order
+# of a test.
 function(tarvex_test_properties name)
     cmake_parse_arguments(PARSE_ARGV 1 arg "" "TIMEOUT" "LABELS")
     if(NOT arg_TIMEOUT)
@@ -32,6 +61,9 @@ function(tarvex_test_properties name)
     endif()
     set_tests_properties(${name} PROPERTIES
         TIMEOUT ${arg_TIMEOUT} LABELS "${arg_LABELS}" ENVIRONMENT "${tarvex_test_environment}")
+    if("${tarvex_slow_tests}" MATCHES "(^|;)${name}=([0-9]+)")
+        set_tests_properties(${name} PROPERTIES COST ${CMAKE_MATCH_2})
+    endif()
 endfunction()
 
 # tarvex_add_bus_test(<test> COMMAND <command>... ): a test that uses the fixed ports.

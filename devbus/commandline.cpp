@@ -6,6 +6,9 @@
 #include <QCoreApplication>
 #include <QDir>
 #include <QFileInfo>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
 
 #include <algorithm>
 #include <limits>
@@ -228,6 +231,25 @@ bool areTexts(int argc, char** argv)
                        [](const char* argument) { return QString::fromLocal8Bit(argument).toLocal8Bit() == argument; });
 }
 
+/// The options as JSON, for what is made of them: the manual page and the completions of the shells.
+QString description(const Parser& parser)
+{
+    QJsonArray options;
+    const QList<QCommandLineOption> all = parser.options();
+    for (const QCommandLineOption& option : all) {
+        QJsonArray names;
+        const QStringList optionNames = option.names();
+        for (const QString& name : optionNames) {
+            names.append((name.size() == 1 ? QLatin1String("-") : QLatin1String("--")) + name);
+        }
+        options.append(QJsonObject{{QStringLiteral("names"), names},
+                                   {QStringLiteral("value"), option.valueName()},
+                                   {QStringLiteral("isRepeated"), option.names() == parser.fault.names()},
+                                   {QStringLiteral("help"), option.description()}});
+    }
+    return QString::fromUtf8(QJsonDocument(QJsonObject{{QStringLiteral("options"), options}}).toJson()).trimmed();
+}
+
 } // namespace
 
 CommandLine readCommandLine(int argc, char** argv)
@@ -236,6 +258,9 @@ CommandLine readCommandLine(int argc, char** argv)
         return wrongUse(QStringLiteral("an argument is no text"));
     }
     Parser parser;
+    if (QCoreApplication::arguments().mid(1) == QStringList{QStringLiteral("describe")}) {
+        return answered(description(parser));
+    }
     const bool isParsed = parser.parse(QCoreApplication::arguments());
     const QString error = optionError(parser, isParsed);
     if (!error.isEmpty()) {

@@ -76,7 +76,7 @@ CommandLine::CommandLine() : m_verbs(allVerbs()) { }
 
 CommandLine::Task CommandLine::parse(int argc, char** argv)
 {
-    CLI::App program(Words::tr(DESCRIPTION).toStdString(), "tarvexctl");
+    CLI::App program;
     addTo(program);
     std::vector<std::string> arguments =
         parserArguments(argc, argv, [&](const std::string& name) { return isFlagOf(program, name); });
@@ -118,6 +118,8 @@ void CommandLine::run() const
 
 void CommandLine::addTo(CLI::App& program)
 {
+    program.name("tarvexctl");
+    program.description(Words::tr(DESCRIPTION).toStdString());
     program.formatter(std::make_shared<HelpFormatter>());
     program.footer(Words::tr(FOOTER).toStdString());
     program.fallthrough(); // so that the program's own options may also stand after the verb

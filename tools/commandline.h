@@ -26,6 +26,9 @@ public:
 
     CommandLine();
 
+    /// Tells \a program its name, its options and its verbs.
+    void addTo(CLI::App& program);
+
     /// Throws Failure with WrongUse for a line that cannot be understood.
     Task parse(int argc, char** argv);
 
@@ -33,7 +36,6 @@ public:
     void run() const;
 
 private:
-    void addTo(CLI::App& program);
     void addVerb(CLI::App& program, Verb& verb);
     void choose(const Verb& verb, const CLI::App& parser);
     QString clientName() const;

@@ -1,6 +1,7 @@
 // tarvexctl, the bus from the command line.
 
 #include "commandline.h"
+#include "completion/hiddenverbs.h"
 #include "failure.h"
 #include "interrupts.h"
 #include "output.h"
@@ -31,7 +32,7 @@ int main(int argc, char** argv)
     silenceLibrary(); // only now, because the application object reads the user's logging rules
     try {
         CommandLine line;
-        if (line.parse(argc, argv) == CommandLine::Run) {
+        if (!runHiddenVerb(argc, argv, line) && line.parse(argc, argv) == CommandLine::Run) {
             line.run();
         }
     } catch (const Failure& failure) {

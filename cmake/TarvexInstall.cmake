@@ -33,3 +33,9 @@ tarvex_install_module(tarvexlib development)
 if(TARGET tarvextesting)
     tarvex_install_module(tarvextesting testing)
 endif()
+
+# The API reference, if scripts/docs has built it. Qt Creator and Qt Assistant look for help in Qt's own folder.
+install(DIRECTORY ${PROJECT_SOURCE_DIR}/build/docs/html
+    DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/libtarvexlib-doc COMPONENT documentation OPTIONAL)
+install(FILES ${PROJECT_SOURCE_DIR}/build/docs/tarvexlib.qch
+    DESTINATION ${CMAKE_INSTALL_DATADIR}/qt5/doc COMPONENT documentation OPTIONAL)

@@ -1,0 +1,1 @@
+"""What scripts/docs adds to Doxygen: the pages, the navigation, the search, and what it checks."""

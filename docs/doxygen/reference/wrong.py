@@ -1,0 +1,5 @@
+"""What is wrong with the reference."""
+
+
+class Wrong(Exception):
+    """In words, one finding a line."""

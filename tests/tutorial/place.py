@@ -108,8 +108,9 @@ class CleanDebian:
         mounts = (f"mount --make-rprivate /; mount -t proc proc '{self.root}/proc'; "
                   f"mount --rbind /dev '{self.root}/dev'")
         self.held = Held(["--pid", "--mount"], mounts)
-        made = subprocess.run([*self.entered(), "chroot", self.root, "useradd", "--create-home", "--uid", READER_ID,
-                               "--shell", "/bin/bash", READER], capture_output=True, text=True, check=False)
+        command, environment = self.shell(is_root=True)
+        made = subprocess.run([*command, f"useradd --create-home --uid {READER_ID} --shell /bin/bash {READER}"],
+                              env=environment, capture_output=True, text=True, check=False)
         if made.returncode != 0:
             raise PlaceError(f"no user can be made there: {made.stderr.strip()}")
 
@@ -153,7 +154,9 @@ class ThisMachine:
     def shell(self, _is_root):
         command = ["nsenter", "--target", str(self.held.first), "--user", "--preserve-credentials", "--net",
                    "--pid", "--mount"]
-        return [*command, "/bin/bash", "-c"], {**os.environ, "HOME": str(self.folder), "LC_ALL": "C.UTF-8"}
+        # The bus's control socket needs a folder of the user alone. In the namespace the user's id is another one.
+        own = {"HOME": str(self.folder), "XDG_RUNTIME_DIR": str(self.folder), "LC_ALL": "C.UTF-8"}
+        return [*command, "/bin/bash", "-c"], {**os.environ, **own}
 
     def pid_of_command(self, pid):
         return child_of(pid)

@@ -173,7 +173,8 @@ class ManPages(unittest.TestCase):
         for page in sorted(PAGES.glob("man*/*")):
             with self.subTest(page.name):
                 for command in (["man", "--warnings", "-E", "UTF-8", "-l", "-Tutf8", "-Z", page],
-                                ["groff", "-t", "-k", "-ww", "-man", "-Tutf8", "-Z", page], ["mandoc", "-T", "lint", page]):
+                                ["groff", "-t", "-k", "-ww", "-man", "-Tutf8", "-Z", page],
+                                ["mandoc", "-T", "lint", page]):
                     result = subprocess.run(command, capture_output=True, text=True, check=False)
                     # mandoc writes its findings to stdout.
                     found = result.stderr + (result.stdout if command[0] == "mandoc" else "")

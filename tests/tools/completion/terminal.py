@@ -16,8 +16,8 @@ REPORT_KEY = "\x18l"   # Ctrl-X l
 
 
 class Terminal:
-    """The file \a setup makes REPORT_KEY write the last word of the line between "<[" and "]>", after the shell has read
-    the line as it would to run it. Then the line is empty again. At its end the file writes "<[]>"."""
+    """The file that sets the shell up makes REPORT_KEY write the last word of the line between "<[" and "]>", after the
+    shell has read the line as it would to run it. Then the line is empty again. At its end the file writes "<[]>"."""
 
     def __init__(self, command, setup, environment):
         self.child, self.end = pty.fork()

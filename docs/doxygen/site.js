@@ -81,10 +81,11 @@
     const show = () => {
         const text = field.value.trim();
         list.hidden = !text;
-        if (!text || !index) {
+        if (!text || !index || text === list.dataset.text) {
             return;
         }
         const rows = find(text).slice(0, SHOWN).map((found) => row(window.searchIndex.entries[found.ref]));
+        list.dataset.text = text;
         list.replaceChildren(...(rows.length ? rows : [element("li", "nothing", "Nothing found")]));
         choose(0);
     };
@@ -130,9 +131,9 @@
         tree.scrollTop = Math.max(0, entry.offsetTop - tree.clientHeight / 2);
     }
 
-    // A long name of a class may break behind its namespace.
+    // A long name of a class may break behind its namespace. What a header or a namespace is shows by its name.
     document.querySelectorAll(".title").forEach((title) => {
-        title.innerHTML = title.innerHTML.replaceAll("::", "::<wbr>");
+        title.innerHTML = title.innerHTML.replaceAll("::", "::<wbr>").replace(/ (File|Namespace) Reference/, "");
     });
 
     // Doxygen writes calls of this function into its pages.

@@ -33,7 +33,7 @@ class TarvexQueryWorker;
 ///
 ///     void doStart() override
 ///     {
-///         auto* const messages = new PingWorker(tarvex::BUSNAME_TICKET_PRINTER);
+///         auto* const messages = new PrinterMsgWorker(tarvex::BUSNAME_TICKET_PRINTER);
 ///         connect(messages, SIGNAL(unprocessedMessage(Message)), this, SLOT(show(Message)), Qt::QueuedConnection);
 ///         initWorkers(messages, new PrinterQueryWorker);
 ///     }

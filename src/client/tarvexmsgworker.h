@@ -38,7 +38,7 @@ class TarvexMessagesReciever;
 /// <!-- quote: docs/snippets/reference/service.cpp#msgworker -->
 /// \code
 /// /// Takes the command "ping" in the message worker's thread. The service sees all other messages.
-/// class PingWorker : public tarvex::TarvexMsgWorker
+/// class PrinterMsgWorker : public tarvex::TarvexMsgWorker
 /// {
 /// public:
 ///     using TarvexMsgWorker::TarvexMsgWorker;

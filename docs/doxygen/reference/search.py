@@ -6,7 +6,7 @@ import re
 import lunr
 
 KINDS = {"function": "function", "signal": "signal", "slot": "slot", "class": "class", "struct": "class",
-         "enumerator": "value", "enum": "enumeration", "variable": "constant", "typedef": "type"}
+         "enumerator": "value", "enum": "enumeration", "variable": "variable", "typedef": "type"}
 SHOWN_LENGTH = 160
 
 

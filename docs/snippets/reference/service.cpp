@@ -53,7 +53,7 @@ void PrinterQueryWorker::announce()
 
 //! [msgworker]
 /// Takes the command "ping" in the message worker's thread. The service sees all other messages.
-class PingWorker : public tarvex::TarvexMsgWorker
+class PrinterMsgWorker : public tarvex::TarvexMsgWorker
 {
 public:
     using TarvexMsgWorker::TarvexMsgWorker;
@@ -76,7 +76,7 @@ public:
 
     void doStart() override
     {
-        auto* const messages = new PingWorker(tarvex::BUSNAME_TICKET_PRINTER);
+        auto* const messages = new PrinterMsgWorker(tarvex::BUSNAME_TICKET_PRINTER);
         connect(messages, SIGNAL(unprocessedMessage(Message)), this, SLOT(show(Message)), Qt::QueuedConnection);
         initWorkers(messages, new PrinterQueryWorker);
     }

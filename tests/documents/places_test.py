@@ -44,7 +44,7 @@ class Places(unittest.TestCase):
                 self.assertTrue(re.search(rf"\b{name}\(", sources))
 
     def test_links_and_pictures_lead_somewhere(self):
-        for page in (ROOT / "README.md", *sorted((ROOT / "docs").glob("*.md"))):
+        for page in (*sorted(ROOT.glob("*.md")), *sorted((ROOT / "docs").glob("*.md"))):
             for target, anchor in re.findall(r"\]\(([^)#\s]*)(?:#([^)\s]+))?\)", page.read_text()):
                 with self.subTest(f"{target}#{anchor} in {page.name}"):
                     if target.startswith("http"):

@@ -97,8 +97,10 @@ class CleanDebian:
             raise PlaceError(f"{tar} holds no Debian with apt")
         if os.path.exists("/etc/resolv.conf"):
             shutil.copyfile("/etc/resolv.conf", self.root / "etc/resolv.conf")
-        # The reader answers yes. Services of the system are not started in a folder.
+        # The reader answers yes. dpkg need not protect what is removed again from a loss of power. Services of the system
+        # are not started in a folder.
         (self.root / "etc/apt/apt.conf.d/90reader").write_text('APT::Get::Assume-Yes "true";\n')
+        (self.root / "etc/dpkg/dpkg.cfg.d/90reader").write_text("force-unsafe-io\n")
         (self.root / "usr/sbin/policy-rc.d").write_text("#!/bin/sh\nexit 101\n")
         (self.root / "usr/sbin/policy-rc.d").chmod(0o755)
         target = self.root / "packages"

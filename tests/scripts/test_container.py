@@ -42,7 +42,7 @@ class Container(unittest.TestCase):
             run = subprocess.run([folder + scripts[0], "--help"], capture_output=True, text=True, check=False)
             self.assertEqual((run.returncode, run.stderr), (0, ""))
             # It has found the list, because it names the groups.
-            self.assertIn("The groups are library tools ", run.stdout)
+            self.assertIn("  library tools ", run.stdout)
             # What setup runs by itself has come along too.
             for name in re.findall(r"\$root/scripts/([\w-]+)", (ROOT / "scripts/setup").read_text()):
                 self.assertTrue(pathlib.Path(folder, "setup/scripts", name).exists(), name)

@@ -70,6 +70,16 @@ QList<Process> holdersOf(const QList<Socket>& sockets)
     return holders.values();
 }
 
+/// systemd holds the ports as well when it has made them for the bus. That is in order: it keeps them until the bus is
+/// started again.
+QList<Process> withoutSystemd(const QList<Process>& processes)
+{
+    QList<Process> others;
+    std::copy_if(processes.begin(), processes.end(), std::back_inserter(others),
+                 [](const Process& process) { return process.name != QLatin1String("systemd"); });
+    return others.isEmpty() ? processes : others;
+}
+
 bool isSeen(const QList<Socket>& sockets)
 {
     return std::all_of(sockets.begin(), sockets.end(), [](const Socket& socket) { return !socket.holders.isEmpty(); });
@@ -139,16 +149,17 @@ Finding holderFinding(const QList<Socket>& listeners)
                     .arg(processesText(query), processesText(receiver)),
                 Words::tr("End the one that is not the bus, and start the bus again."), processFacts(all)};
     }
-    if (all.size() > 1) {
+    const QList<Process> programs = withoutSystemd(all);
+    if (programs.size() > 1) {
         return {QStringLiteral("ports.holders"), Severity::Note,
-                Words::tr("several processes hold the ports: %1").arg(processesText(all)),
+                Words::tr("several processes hold the ports: %1").arg(processesText(programs)),
                 Words::tr("Check that the others are children of the bus, because they keep the ports taken when "
                           "it ends."),
                 processFacts(all)};
     }
     return {QStringLiteral("ports.holders"),
             Severity::Ok,
-            Words::tr("%1 holds the ports").arg(processesText(all)),
+            Words::tr("%1 holds the ports").arg(processesText(programs)),
             {},
             processFacts(all)};
 }

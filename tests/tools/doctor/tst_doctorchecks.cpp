@@ -187,6 +187,15 @@ void TstDoctorChecks::ports_data()
                                    << QStringList{u"wrong ports.holders"_s};
     QTest::newRow("with a child") << QList<Socket>{socket(QUERY_PORT, {bus, process(11)}), receiver}
                                   << QStringList{u"note ports.holders"_s};
+    const Process systemd = process(1, u"systemd"_s);
+    QTest::newRow("with systemd") << QList<Socket>{socket(QUERY_PORT, {systemd, bus}),
+                                                   socket(RECEIVER_PORT, {systemd, bus})}
+                                  << QStringList{u"ok ports.holders"_s};
+    QTest::newRow("with systemd and a child")
+        << QList<Socket>{socket(QUERY_PORT, {systemd, bus, process(11)}), receiver}
+        << QStringList{u"note ports.holders"_s};
+    QTest::newRow("systemd alone") << QList<Socket>{socket(QUERY_PORT, {systemd}), socket(RECEIVER_PORT, {systemd})}
+                                   << QStringList{u"ok ports.holders"_s};
     QTest::newRow("one port") << QList<Socket>{receiver}
                               << QStringList{u"wrong ports.missing"_s, u"wrong ports.holders"_s};
     QTest::newRow("one seen") << QList<Socket>{socket(QUERY_PORT, {}), receiver}
@@ -211,6 +220,10 @@ void TstDoctorChecks::ports_holder_isNamed()
     QCOMPARE(findings.at(0).what, u"tarvex-devbus (process 10 of me) holds the ports"_s);
     QCOMPARE(checkPorts({socket(RECEIVER_PORT, {process(10)})}).at(1).what,
              u"tarvex-devbus (process 10 of me) holds the receiver port 45537 only"_s);
+    const QList<Process> both = {process(1, u"systemd"_s), process(10)};
+    const Findings shared = checkPorts({socket(QUERY_PORT, both), socket(RECEIVER_PORT, both)});
+    QCOMPARE(shared.at(0).what, findings.at(0).what);
+    QCOMPARE(shared.at(0).facts.value(u"processes"_s).toList().size(), 2);
     const QVariantMap fact = findings.at(0).facts.value(u"processes"_s).toList().value(0).toMap();
     QCOMPARE(fact.value(u"pid"_s).toInt(), 10);
     QCOMPARE(fact.value(u"user"_s).toString(), u"me"_s);

@@ -7,9 +7,11 @@
 #include "traffic/seenframe.h"
 
 #include <QCoreApplication>
+#include <QFileInfo>
 #include <QRegularExpression>
 #include <QStandardPaths>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstring>
@@ -36,6 +38,26 @@ QString programFile()
 {
     const QString beside = QStandardPaths::findExecutable(PROGRAM, {QCoreApplication::applicationDirPath()});
     return beside.isEmpty() ? QStandardPaths::findExecutable(PROGRAM) : beside;
+}
+
+/// Debian's package lets only a group start the program. \return the file if it is there all the same
+QFileInfo forbiddenFile()
+{
+    QStringList folders = QString::fromLocal8Bit(qgetenv("PATH")).split(QLatin1Char(':'), Qt::SkipEmptyParts);
+    folders.prepend(QCoreApplication::applicationDirPath());
+    const auto found = std::find_if(folders.cbegin(), folders.cend(),
+                                    [](const QString& folder) { return QFileInfo(folder, PROGRAM).isFile(); });
+    return found == folders.cend() ? QFileInfo() : QFileInfo(*found, PROGRAM);
+}
+
+QString whyNoProgram()
+{
+    const QFileInfo file = forbiddenFile();
+    if (file.filePath().isEmpty()) {
+        return Words::tr("%1 is not installed: it is neither beside this program nor on the PATH").arg(PROGRAM);
+    }
+    return Words::tr("no right to capture: only root and the members of the group %1 may start %2")
+        .arg(file.group(), file.filePath());
 }
 
 } // namespace
@@ -71,7 +93,7 @@ void CaptureSource::start()
     const QString file = programFile();
     std::array<int, 2> pipe{-1, -1};
     if (file.isEmpty()) {
-        fail(Refused, Words::tr("%1 is not installed: it is neither beside this program nor on the PATH").arg(PROGRAM));
+        fail(Refused, whyNoProgram());
         return;
     }
     if (::pipe2(pipe.data(), O_CLOEXEC) != 0) {

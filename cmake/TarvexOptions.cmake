@@ -2,6 +2,7 @@
 # none of these flags.
 
 option(TARVEX_BUILD_TOOLS "Build the development bus, tarvexctl and the examples" ON)
+option(TARVEX_BUILD_EXAMPLES "Build the examples with the tools; they are installed as sources in any case" ON)
 option(TARVEX_BUILD_TESTS "Build the tests" ${PROJECT_IS_TOP_LEVEL})
 option(TARVEX_BUILD_BENCHMARKS "Build the benchmarks (needs Google Benchmark)" ${PROJECT_IS_TOP_LEVEL})
 option(TARVEX_FUZZ "Build the fuzz target with the fuzzing engine (needs clang)" OFF)

@@ -18,6 +18,7 @@ namespace wexcor {
 /// {
 ///     QCoreApplication application(argc, argv);
 ///     const wexcor::QuitOnSignal quitOnSignal; // before any thread is started
+///     const wexcor::SystemdNotifier systemdNotifier;
 ///     Printer service;
 ///     service.doStart();
 ///     return QCoreApplication::exec();

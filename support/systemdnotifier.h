@@ -13,13 +13,14 @@ namespace wexcor {
 
 /// Tells systemd how the service is: that it is ready, that its main thread still works, and that it ends.
 ///
+/// <!-- quote: docs/snippets/reference/service.cpp#main -->
 /// \code
 /// int main(int argc, char** argv)
 /// {
 ///     QCoreApplication application(argc, argv);
-///     const wexcor::QuitOnSignal quitOnSignal;
+///     const wexcor::QuitOnSignal quitOnSignal; // before any thread is started
 ///     const wexcor::SystemdNotifier systemdNotifier;
-///     Service service;
+///     Printer service;
 ///     service.doStart();
 ///     return QCoreApplication::exec();
 /// }

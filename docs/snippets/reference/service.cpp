@@ -7,6 +7,7 @@
 
 #include <quitonsignal.h>
 #include <supportedclients.h>
+#include <systemdnotifier.h>
 #include <tarvexcontroller.h>
 #include <tarvexmsgworker.h>
 #include <tarvexqueryworker.h>
@@ -99,6 +100,7 @@ int main(int argc, char** argv)
 {
     QCoreApplication application(argc, argv);
     const wexcor::QuitOnSignal quitOnSignal; // before any thread is started
+    const wexcor::SystemdNotifier systemdNotifier;
     Printer service;
     service.doStart();
     return QCoreApplication::exec();

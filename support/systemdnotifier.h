@@ -53,6 +53,7 @@ public:
         WhenTold, ///< With setReady(), for example when the device of the service has answered.
     };
 
+    /// \a readiness says who tells systemd that the service is ready.
     explicit SystemdNotifier(Readiness readiness = Readiness::WithLoop);
     /// Tells systemd that the service ends, unless that has been told already.
     ~SystemdNotifier();

@@ -26,6 +26,20 @@ namespace wexcor {
 /// }
 /// \endcode
 ///
+/// A service that is not ready before something has answered says so itself:
+///
+/// <!-- quote: docs/snippets/reference/notifier.cpp#main -->
+/// \code
+/// QCoreApplication application(argc, argv);
+/// const wexcor::QuitOnSignal quitOnSignal;
+/// wexcor::SystemdNotifier systemdNotifier(wexcor::SystemdNotifier::Readiness::WhenTold);
+/// Device device;
+/// QObject::connect(&device, &Device::answered, &device, [&systemdNotifier] {
+///     systemdNotifier.setReady(); // systemd now starts the units that come after this one
+///     systemdNotifier.setStatus(QStringLiteral("the device answers"));
+/// });
+/// \endcode
+///
 /// Make one in the main thread, after the QCoreApplication and before the service, so that it outlives the service. The
 /// unit has "Type=notify", and "WatchdogSec=" if systemd shall end and restart a service whose main thread hangs.
 /// Without systemd, which means without NOTIFY_SOCKET in the environment, it does nothing and costs nothing.
@@ -44,6 +58,8 @@ namespace wexcor {
 ///
 /// A report takes a system call. It waits while systemd takes no reports and the system's queue for them is full. If
 /// systemd cannot be told, one warning is logged.
+///
+/// \see docs/deployment.md
 class WEXCORCORE_EXPORT SystemdNotifier
 {
 public:
@@ -54,6 +70,7 @@ public:
     };
 
     /// \a readiness says who tells systemd that the service is ready.
+    /// \a readiness says when systemd is told that the service is ready.
     explicit SystemdNotifier(Readiness readiness = Readiness::WithLoop);
     /// Tells systemd that the service ends, unless that has been told already.
     ~SystemdNotifier();

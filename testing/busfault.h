@@ -23,6 +23,8 @@ struct FaultData;
 /// bus.addFault(BusFault::delay(50).forClient(QStringLiteral("printer")).forOperation(QStringLiteral("sendMessage")));
 /// bus.addFault(BusFault::pushAgain().forCommand(QStringLiteral("print")).once());
 /// \endcode
+///
+/// \see docs/faults.md
 class TARVEXTESTING_EXPORT BusFault
 {
 public:

@@ -44,6 +44,8 @@ class BusHost;
 /// QVERIFY2(reply, qPrintable(bus.errorString()));
 /// QCOMPARE(reply->name(), QStringLiteral("printed"));
 /// \endcode
+///
+/// \see docs/testing.md
 class TARVEXTESTING_EXPORT TestBus
 {
 public:

@@ -8,7 +8,7 @@
 
 /// \file
 /// The client names of the device's services, so that services address each other by constants. They are read-only. Any
-/// thread may read them once the library is loaded.
+/// thread may read them once the library is loaded. See docs/names.md.
 
 namespace tarvex {
 

@@ -42,6 +42,8 @@ class TarvexQueryWorker;
 ///     void show(Message message);
 /// };
 /// \endcode
+///
+/// \see docs/first-service.md
 class TARVEXLIB_EXPORT TarvexController : public wexcor::AbstractWorkerController
 {
     Q_OBJECT

@@ -50,6 +50,8 @@ class TarvexMessagesReciever;
 ///     }
 /// };
 /// \endcode
+///
+/// \see docs/threads.md
 class TARVEXLIB_EXPORT TarvexMsgWorker : public wexcor::AbstractWorker
 {
     Q_OBJECT

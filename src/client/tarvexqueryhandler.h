@@ -55,6 +55,8 @@ struct QueryNotes;
 ///     QTextStream(stdout) << bus.lastOutcome().toString() << '\n';
 /// }
 /// \endcode
+///
+/// \see docs/threads.md
 class TARVEXLIB_EXPORT TarvexQueryHandler : public QObject
 {
     Q_OBJECT

@@ -61,6 +61,8 @@ class LogQueue;
 ///     tarvex::ClientSettings m_settings;
 /// };
 /// \endcode
+///
+/// \see docs/threads.md
 class TARVEXLIB_EXPORT TarvexQueryWorker : public wexcor::AbstractWorker
 {
     Q_OBJECT

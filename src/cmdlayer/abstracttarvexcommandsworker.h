@@ -62,6 +62,8 @@
 ///     return true;
 /// }
 /// \endcode
+///
+/// \see docs/commands.md
 class TARVEXLIB_EXPORT AbstractTarvexCommandsWorker : public wexcor::AbstractWorker
 {
     Q_OBJECT

@@ -20,6 +20,8 @@
 ///     worker.exec(command);
 /// }
 /// \endcode
+///
+/// \see docs/calling.md
 class TARVEXLIB_EXPORT TarvexCommand
 {
 public:

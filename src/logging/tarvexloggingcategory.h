@@ -6,7 +6,7 @@
 #include <QLoggingCategory>
 
 /// \file
-/// The two log categories of a service.
+/// The two log categories of a service, see docs/logging.md.
 ///
 /// <!-- quote: docs/snippets/logging.cpp#lines -->
 /// \code

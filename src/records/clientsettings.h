@@ -29,6 +29,8 @@ namespace tarvex {
 ///
 /// Wire form: a JSON object with the keys "description", "date", "owner" (strings), "settings" (the list of entries)
 /// and "mailOwner" (the number 1 or 0).
+///
+/// \see docs/settings.md
 class TARVEXLIB_EXPORT ClientSettings
 {
 public:

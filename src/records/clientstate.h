@@ -22,6 +22,8 @@ namespace tarvex {
 /// \endcode
 ///
 /// Wire form: a JSON object with the keys "owner", "description", "date", "state" (strings) and "type" (a number).
+///
+/// \see docs/state.md
 class TARVEXLIB_EXPORT ClientState
 {
 public:

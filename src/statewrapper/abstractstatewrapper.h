@@ -63,6 +63,8 @@
 /// \endcode
 ///
 /// From then on any part of the service sets values, in any thread, see StateCatcher.
+///
+/// \see docs/state.md
 class TARVEXLIB_EXPORT AbstractStateWrapper : public QObject
 {
     Q_OBJECT

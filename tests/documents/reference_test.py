@@ -241,10 +241,8 @@ class Tree(Folder):
 
     def setUp(self):
         super().setUp()
-        for name in ("docs", "packaging", "scripts", "src", "support", "testing"):
-            shutil.copytree(ROOT / name, self.folder / name, ignore=shutil.ignore_patterns("__pycache__"))
-        for path in (*ROOT.glob("*.md"), ROOT / "CMakeLists.txt"):
-            shutil.copy(path, self.folder)
+        shutil.rmtree(self.folder)
+        shutil.copytree(ROOT, self.folder, symlinks=True, ignore=shutil.ignore_patterns("build", ".git", ".cache", "obj-*", "__pycache__"))
 
     def change(self, name, old, new):
         text = (self.folder / name).read_text()

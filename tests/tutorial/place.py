@@ -143,7 +143,8 @@ class CleanDebian:
     def end(self):
         if self.held:
             self.held.end()
-        shutil.rmtree(self.folder)
+        # Faster than shutil's, for some 50000 files. What was mounted there has gone with the namespace.
+        subprocess.run(["rm", "--recursive", "--force", "--one-file-system", self.folder], check=True)
 
 
 class ThisMachine:

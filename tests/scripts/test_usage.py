@@ -12,6 +12,7 @@ WRONG = {
     "setup": (["nonsense"], ["library", "nonsense"]),
     "run-tests": ([], ["nonsense"], ["tools"]),
     "progress": ([], ["name"], ["name", "log"], ["--usually"]),
+    "abi": (["nonsense"], ["--check", "--dump"]),
     "test": (["release"], ["--preset"]),
     "bench": (["/nonsense"], [".", "."], ["--only", "nonsense"], ["--json", "/nonsense/x"]),
 }

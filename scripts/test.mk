@@ -7,6 +7,8 @@
 # What does not run beside others:
 # - The demo and the tests, because they may need the same ports.
 # - lint and the tests of the release build: lint would build anew the folder into which those tests look.
+# - The packages and the ten minutes, because the latter install what the former have built. They come last, because both
+#   compile in roots of their own, and are not to slow down the tests.
 
 SHELL := /bin/bash
 steps := build/steps
@@ -23,8 +25,8 @@ endef
 # A preset whose build failed is not tested.
 is_built = grep -q '^0 ' $(steps)/build-$(1).status
 
-.PHONY: all demo build-release build-asan build-tsan test-release test-asan test-tsan lint
-all: demo test-release test-asan test-tsan lint
+.PHONY: all demo build-release build-asan build-tsan test-release test-asan test-tsan packages ten-minutes lint docs
+all: demo test-release test-asan test-tsan packages ten-minutes lint docs
 
 demo:
 	$(call step,$(isolated) scripts/demo)
@@ -44,3 +46,10 @@ build-tsan: build-asan
 	$(call step,nice -n 10 scripts/build tsan)
 lint: build-tsan test-release
 	$(call step,nice -n 10 scripts/lint)
+docs: lint
+	$(call step,nice -n 10 scripts/docs)
+
+packages: test-tsan
+	$(call step,scripts/package)
+ten-minutes: packages
+	$(call step,scripts/ten-minutes)

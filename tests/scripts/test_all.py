@@ -31,7 +31,7 @@ class Tests(unittest.TestCase):
         for name in ("test", "test.mk", "common"):
             shutil.copy(ROOT / "scripts" / name, self.root / "scripts")
         shutil.copy(ROOT / "CMakePresets.json", self.root)
-        for name in ("build", "run-tests", "demo", "lint"):
+        for name in ("build", "run-tests", "demo", "lint", "docs", "package", "ten-minutes"):
             self.write(f"scripts/{name}", STUB)
         self.write("scripts/setup", "#!/bin/sh\n")
         self.write("calls", "")
@@ -65,8 +65,9 @@ class Tests(unittest.TestCase):
             self.assertLess(calls[former][1], calls[latter][0], f"{latter} runs beside {former}")
 
     def assert_order(self):
-        self.assert_apart("demo", "build release", "run-tests release", "run-tests asan", "run-tests tsan")
-        self.assert_apart("demo", "build asan", "build tsan", "lint")
+        self.assert_apart("demo", "build release", "run-tests release", "run-tests asan", "run-tests tsan", "package",
+                          "ten-minutes")
+        self.assert_apart("demo", "build asan", "build tsan", "lint", "docs")
         self.assert_apart("run-tests release", "lint")
         self.assert_apart("build tsan", "run-tests tsan")
 
@@ -85,12 +86,13 @@ class Tests(unittest.TestCase):
         self.assertEqual(status, 0, said)
         # What each has said, in the order of the report and once.
         spoken = [line.split(" speaks")[0] for line in said.splitlines() if " speaks" in line]
-        self.assertEqual(spoken[-8:], ["demo", "build release", "run-tests release", "build asan", "run-tests asan",
-                                       "build tsan", "run-tests tsan", "lint"])
+        self.assertEqual(spoken[-11:], ["demo", "build release", "run-tests release", "build asan", "run-tests asan",
+                                       "build tsan", "run-tests tsan", "lint", "docs", "package", "ten-minutes"])
         self.assertRegex(said, r"\n\nscripts/test: demo: passed, in \d+ s\n"
                          r"scripts/test: release: 7 tests, 0 failed, 0 left out; built in \d+ s, tested in \d+ s\n"
                          r"scripts/test: asan: 7 tests, .*\nscripts/test: tsan: 7 tests, .*\n"
-                         r"scripts/test: lint: passed, in \d+ s\n$")
+                         r"scripts/test: lint: passed, in \d+ s\nscripts/test: docs: passed, in \d+ s\n"
+                         r"scripts/test: packages: passed, in \d+ s\nscripts/test: ten-minutes: passed, in \d+ s\n$")
 
     def test_all_runs_side_by_side(self):
         self.write("pause", "1")
@@ -108,11 +110,14 @@ class Tests(unittest.TestCase):
         self.assertRegex(said, r"\nscripts/test: demo: FAILED, in \d+ s\nscripts/test: release: 7 tests, ")
         self.assertRegex(said, r"\nscripts/test: asan: the build FAILED, in \d+ s\nscripts/test: tsan: 7 tests, ")
 
-    def test_lint_alone_fails(self):
-        self.write("fails", "lint\n")
-        status, said = self.run_script("--all")
-        self.assertEqual(status, 1)
-        self.assertRegex(said, r"\nscripts/test: lint: FAILED, in \d+ s\n$")
+    def test_one_step_alone_fails(self):
+        for script, step in (("lint", "lint"), ("docs", "docs"), ("package", "packages"), ("ten-minutes", "ten-minutes")):
+            with self.subTest(script):
+                self.write("fails", f"{script}\n")
+                status, said = self.run_script("--all")
+                self.assertEqual(status, 1)
+                self.assertRegex(said, rf"\nscripts/test: {step}: FAILED, in \d+ s\n")
+                self.assertEqual(said.count("FAILED"), 1)
 
     def test_one_preset(self):
         status, said = self.run_script("--preset", "debug", "--", "-R", "two words", "$HOME")

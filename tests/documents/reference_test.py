@@ -168,6 +168,11 @@ class Pages(Folder):
         self.assert_wrong("# Page\n\n![words](gone.svg)\n", "there is no gone.svg")
         self.assert_wrong("Words.\n", "has no heading")
 
+    def test_two_pictures_of_one_name_are_wrong(self):
+        self.write("docs/a/x.svg", "")
+        self.write("docs/b/x.svg", "")
+        self.assert_wrong("# Page\n\n![one](a/x.svg)\n\n![two](b/x.svg)\n", "another picture is called x.svg, too")
+
     def test_known_names_are_links(self):
         text = self.rendered("# Page\n\n`Message` and `Massage`\n", {"Message": "tarvex::Message"})
         self.assertIn('@ref tarvex::Message "Message" and <code>Massage</code>', text)
@@ -266,6 +271,10 @@ class Tree(Folder):
     def test_a_page_with_a_link_to_nothing(self):
         self.change("docs/settings.md", "](state.md)", "](stale.md)")
         self.assert_is_refused("docs/settings.md: there is no stale.md")
+
+    def test_a_page_that_doxygen_does_not_understand(self):
+        self.change("docs/settings.md", "# Settings\n\n", "# Settings\n\nA <plant>.\n\n")
+        self.assert_is_refused("docs/settings.md:3: ")
 
     def test_a_comment_with_a_link_to_nothing(self):
         self.change("src/records/message.h", "/// The unit of traffic", "/// See \\ref Massage. The unit of traffic")

@@ -11,6 +11,7 @@ WRONG = {
     "build": ([], ["release", "debug"], ["nonsense"]),
     "setup": (["nonsense"], ["library", "nonsense"]),
     "run-tests": ([], ["nonsense"], ["tools"]),
+    "docs": (["nonsense"], ["--into"], ["--check", "--into", "nonsense"]),
     "progress": ([], ["name"], ["name", "log"], ["--usually"]),
     "abi": (["nonsense"], ["--check", "--dump"]),
     "test": (["release"], ["--preset"]),

@@ -155,7 +155,7 @@ class Site:
         """Links, pictures and names in the text between two blocks of code."""
         out = []
         end = 0
-        # A link may hold code, so links are looked for first, and code in what remains.
+        # What begins first is found first, so code inside a link is a part of the link.
         pattern = re.compile(f"{CODE_SPAN.pattern}|(?P<image>{IMAGE.pattern})|(?P<link>{LINK.pattern})", re.DOTALL)
         for match in pattern.finditer(text):
             out.append(escaped(text[end:match.start()]))
@@ -178,6 +178,8 @@ class Site:
         if not path.is_file():
             raise Wrong(f"{page.path.relative_to(self.root)}: there is no {target}")
         self.images.add(path)
+        if len({image.name for image in self.images}) < len(self.images):
+            raise Wrong(f"{page.path.relative_to(self.root)}: another picture is called {path.name}, too")
         words = words.replace('"', "&quot;")
         return f'<a href="{path.name}" class="picture"><img src="{path.name}" alt="{words}"/></a>'
 

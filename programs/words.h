@@ -23,6 +23,13 @@ public:
     /// The same for a text with a count, "%n".
     static constexpr const char* markCount(const char* text) { return text; }
 
+    /// Installs the translations of the programs' texts for the user's locale. To be called once, when the application
+    /// object is there. What the library sends to others stays English, because its translations are not installed.
+    static void translate();
+
+    /// Makes all texts English again, for output that a program reads.
+    static void leaveInEnglish();
+
     /// \a one when the count is 1, or else \a many, which holds "%n". A language may have more forms than two: they are
     /// those of \a many. So a count needs no catalogue in English.
     static QString counted(qint64 count, const QString& one, const char* many);

@@ -6,6 +6,7 @@
 #include "values.h"
 #include "wire/busframe_p.h"
 #include "wire/busterms_p.h"
+#include "words.h"
 
 #include <QTcpSocket>
 
@@ -157,12 +158,14 @@ TarvexError BusServer::listen(QTcpServer& server, quint16 port, int& passedSocke
         return {};
     }
     if (server.serverError() == QAbstractSocket::AddressInUseError) {
-        return {LocalFailure,
-                QStringLiteral("port %1 of 127.0.0.1 is taken: is another bus running there? Stop it, then try again")
-                    .arg(port)};
+        return {
+            LocalFailure,
+            programs::Words::tr("port %1 of 127.0.0.1 is taken: is another bus running there? Stop it, then try again")
+                .arg(port)};
     }
-    return {LocalFailure,
-            QStringLiteral("cannot listen on 127.0.0.1 port %1: %2").arg(QString::number(port), server.errorString())};
+    return {
+        LocalFailure,
+        programs::Words::tr("cannot listen on 127.0.0.1 port %1: %2").arg(QString::number(port), server.errorString())};
 }
 
 TarvexError BusServer::openStorage()
@@ -171,7 +174,7 @@ TarvexError BusServer::openStorage()
     TarvexError error = storage->open();
     if (isFailure(error)) {
         return {error.error(),
-                QStringLiteral("cannot use the storage \"%1\": %2")
+                programs::Words::tr("cannot use the storage \"%1\": %2")
                     .arg(m_options.storagePath, error.description().simplified())};
     }
     m_storage = std::move(storage);
@@ -188,7 +191,7 @@ void BusServer::onStorageFailure(const QString& reason)
 {
     if (!m_sinceStorageWarning.isValid() || m_sinceStorageWarning.hasExpired(STORAGE_WARNING_INTERVAL_MS)) {
         m_sinceStorageWarning.start();
-        Q_EMIT warning(QStringLiteral("the storage fails: %1 (told once a minute)").arg(reason.simplified()));
+        Q_EMIT warning(programs::Words::tr("the storage fails: %1 (told once a minute)").arg(reason.simplified()));
     }
 }
 
@@ -198,7 +201,7 @@ void BusServer::accept(QTcpServer& server, BusConnection::Port port)
         if (m_connections.size() < MAX_CONNECTIONS) {
             addConnection(socket, port);
         } else {
-            Q_EMIT warning(QStringLiteral("refused a connection: there are %1 already").arg(MAX_CONNECTIONS));
+            Q_EMIT warning(programs::Words::tr("refused a connection: there are %1 already").arg(MAX_CONNECTIONS));
             delete socket;
         }
     }

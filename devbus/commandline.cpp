@@ -1,6 +1,7 @@
 #include "commandline.h"
 
 #include "faultwords.h"
+#include "words.h"
 
 #include <QCommandLineParser>
 #include <QCoreApplication>
@@ -14,6 +15,8 @@
 #include <limits>
 
 namespace tarvex::devbus {
+
+using programs::Words;
 
 namespace {
 
@@ -32,6 +35,13 @@ QString defaultStorage()
     return QDir::cleanPath(stateFolder() + QLatin1String("/tarvex-devbus/bus.sqlite"));
 }
 
+// Qt's words, as Qt translates them. They are in our catalogue, because Qt's own may not be installed.
+[[maybe_unused]] const char* const QT_WORDS[] = {
+    QT_TRANSLATE_NOOP("QCommandLineParser", "Options:"),
+    QT_TRANSLATE_NOOP("QCommandLineParser", "Missing value after '%1'."),
+    QT_TRANSLATE_NOOP("QCommandLineParser", "Unexpected value after '%1'."),
+};
+
 struct Parser : QCommandLineParser
 {
     Parser();
@@ -43,37 +53,34 @@ struct Parser : QCommandLineParser
 
     const QCommandLineOption storage{
         QStringLiteral("storage"),
-        QStringLiteral("Store in <file>; it is created when it does not exist, its folder is not."),
-        QStringLiteral("file")};
+        Words::tr("Store in <file>; it is created when it does not exist, its folder is not."), QStringLiteral("file")};
     const QCommandLineOption memory{QStringLiteral("memory"),
-                                    QStringLiteral("Store in memory: everything is gone when the program ends.")};
+                                    Words::tr("Store in memory: everything is gone when the program ends.")};
     const QCommandLineOption frames{
         QStringLiteral("frames"),
-        QStringLiteral("Keep the last frames for those who watch the bus, up to <MiB> of them. Default: 16"),
+        Words::tr("Keep the last frames for those who watch the bus, up to <MiB> of them. Default: 16"),
         QStringLiteral("MiB"), QStringLiteral("16")};
     const QCommandLineOption keep{
         QStringLiteral("keep"),
-        QStringLiteral("Keep at most <number> messages for each absent client; the oldest go first. Default: 1000"),
+        Words::tr("Keep at most <number> messages for each absent client; the oldest go first. Default: 1000"),
         QStringLiteral("number"), QStringLiteral("1000")};
     const QCommandLineOption fault{QStringLiteral("fault"),
-                                   QStringLiteral("Bring about a fault on purpose; may be repeated. See below."),
+                                   Words::tr("Bring about a fault on purpose; may be repeated. See below."),
                                    QStringLiteral("rule")};
-    const QCommandLineOption trace{QStringLiteral("trace"), QStringLiteral("Show every frame, decoded, on stderr.")};
+    const QCommandLineOption trace{QStringLiteral("trace"), Words::tr("Show every frame, decoded, on stderr.")};
     const QCommandLineOption http{
         QStringLiteral("http"),
-        QStringLiteral("Show the traffic on a page at <port> of 127.0.0.1; 0 lets the system choose the port."),
+        Words::tr("Show the traffic on a page at <port> of 127.0.0.1; 0 lets the system choose the port."),
         QStringLiteral("port")};
-    const QCommandLineOption help{{QStringLiteral("h"), QStringLiteral("help")},
-                                  QStringLiteral("Show this text and exit.")};
+    const QCommandLineOption help{{QStringLiteral("h"), QStringLiteral("help")}, Words::tr("Show this text and exit.")};
     const QCommandLineOption version{{QStringLiteral("V"), QStringLiteral("version")},
-                                     QStringLiteral("Show the version and exit.")};
+                                     Words::tr("Show the version and exit.")};
 };
 
 Parser::Parser()
 {
-    setApplicationDescription(
-        QStringLiteral("The development bus server: a Tarvex bus for desks and tests, on 127.0.0.1\n"
-                       "ports 45535 and 45537. Not for devices."));
+    setApplicationDescription(Words::tr("The development bus server: a Tarvex bus for desks and tests, on 127.0.0.1\n"
+                                        "ports 45535 and 45537. Not for devices."));
     addOptions(options());
 }
 
@@ -81,7 +88,7 @@ CommandLine wrongUse(const QString& text)
 {
     CommandLine commandLine;
     commandLine.kind = CommandLine::Complaint;
-    commandLine.text = text + QLatin1String("; see --help");
+    commandLine.text = Words::tr("%1; see --help").arg(text);
     return commandLine;
 }
 
@@ -97,13 +104,13 @@ CommandLine answered(const QString& text)
 QString readFaults(const QStringList& texts, QList<FaultRule>& faults)
 {
     if (texts.size() > Faults::MAX_RULES) {
-        return QStringLiteral("--fault is given more than %1 times").arg(Faults::MAX_RULES);
+        return Words::tr("--fault is given more than %1 times").arg(Faults::MAX_RULES);
     }
     for (const QString& text : texts) {
         FaultRule rule;
         const TarvexError error = readFaultRule(text, rule);
         if (isFailure(error)) {
-            return QStringLiteral("--fault \"%1\": %2").arg(text, error.description());
+            return Words::tr("--fault \"%1\": %2").arg(text, error.description());
         }
         faults.append(rule);
     }
@@ -114,24 +121,24 @@ QString readFaults(const QStringList& texts, QList<FaultRule>& faults)
 CommandLine interpret(const Parser& parser)
 {
     if (!parser.positionalArguments().isEmpty()) {
-        return wrongUse(QStringLiteral("unexpected argument \"%1\"").arg(parser.positionalArguments().constFirst()));
+        return wrongUse(Words::tr("unexpected argument \"%1\"").arg(parser.positionalArguments().constFirst()));
     }
     if (parser.isSet(parser.storage) && parser.isSet(parser.memory)) {
-        return wrongUse(QStringLiteral("--storage and --memory exclude each other"));
+        return wrongUse(Words::tr("--storage and --memory exclude each other"));
     }
     if (parser.isSet(parser.storage) && parser.value(parser.storage).isEmpty()) {
-        return wrongUse(QStringLiteral("--storage needs the name of a file"));
+        return wrongUse(Words::tr("--storage needs the name of a file"));
     }
     CommandLine commandLine;
     bool isNumber = false;
     commandLine.options.keep = parser.value(parser.keep).toInt(&isNumber);
     if (!isNumber || commandLine.options.keep < 0) {
-        return wrongUse(QStringLiteral("--keep must be a whole number from 0 to %1, not \"%2\"")
+        return wrongUse(Words::tr("--keep must be a whole number from 0 to %1, not \"%2\"")
                             .arg(QString::number(std::numeric_limits<int>::max()), parser.value(parser.keep)));
     }
     const int frames = parser.value(parser.frames).toInt(&isNumber);
     if (!isNumber || frames < 1 || frames > MAX_FRAMES_MIB) {
-        return wrongUse(QStringLiteral("--frames must be a whole number from 1 to %1, not \"%2\"")
+        return wrongUse(Words::tr("--frames must be a whole number from 1 to %1, not \"%2\"")
                             .arg(QString::number(MAX_FRAMES_MIB), parser.value(parser.frames)));
     }
     commandLine.options.frameBytes = static_cast<qint64>(frames) << 20;
@@ -143,7 +150,7 @@ CommandLine interpret(const Parser& parser)
         commandLine.httpPort = parser.value(parser.http).toUShort(&isNumber);
         if (!isNumber) {
             return wrongUse(
-                QStringLiteral("--http must be a port from 0 to 65535, not \"%1\"").arg(parser.value(parser.http)));
+                Words::tr("--http must be a port from 0 to 65535, not \"%1\"").arg(parser.value(parser.http)));
         }
     }
     commandLine.options.isTracing = parser.isSet(parser.trace);
@@ -180,7 +187,7 @@ QString optionError(const Parser& parser, bool isParsed)
     const QStringList unknown = parser.unknownOptionNames();
     if (!unknown.isEmpty()) {
         const QString& name = unknown.constFirst();
-        return (name.size() == 1 ? QStringLiteral("unknown option \"-%1\"") : QStringLiteral("unknown option \"--%1\""))
+        return (name.size() == 1 ? Words::tr("unknown option \"-%1\"") : Words::tr("unknown option \"--%1\""))
             .arg(name);
     }
     if (!isParsed) {
@@ -188,7 +195,7 @@ QString optionError(const Parser& parser, bool isParsed)
         return text.endsWith(QLatin1Char('.')) ? text.chopped(1) : text;
     }
     const QString repeated = repeatedOption(parser);
-    return repeated.isEmpty() ? QString() : QStringLiteral("--%1 is given more than once").arg(repeated);
+    return repeated.isEmpty() ? QString() : Words::tr("--%1 is given more than once").arg(repeated);
 }
 
 /// The words in lines of at most 80 columns.
@@ -211,15 +218,15 @@ QString indented(const QStringList& words)
 /// The first line of Qt's own text is left out, because it names the program by its path, however long that is.
 QString helpText(const Parser& parser)
 {
-    return QStringLiteral("Usage: tarvex-devbus [options]\n%1\n\n"
-                          "Without --storage and --memory it stores in\n%2\n\n"
-                          "A rule for a fault is words with blanks between them, \"do=EFFECT\" among them,\n"
-                          "such as \"client=printer operation=loadState nth=3 do=delay:500\".\n"
-                          "Words:\n%3\nEffects:\n%4\n\n"
-                          "Exit status:\n"
-                          "  0  ended by SIGTERM or SIGINT; after --help and --version\n"
-                          "  1  it could not start, or stdout could not be written\n"
-                          "  2  wrong use")
+    return Words::tr("Usage: tarvex-devbus [options]\n%1\n\n"
+                     "Without --storage and --memory it stores in\n%2\n\n"
+                     "A rule for a fault is words with blanks between them, \"do=EFFECT\" among them,\n"
+                     "such as \"client=printer operation=loadState nth=3 do=delay:500\".\n"
+                     "Words:\n%3\nEffects:\n%4\n\n"
+                     "Exit status:\n"
+                     "  0  ended by SIGTERM or SIGINT; after --help and --version\n"
+                     "  1  it could not start, or stdout could not be written\n"
+                     "  2  wrong use")
         .arg(parser.helpText().section(QLatin1Char('\n'), 1).trimmed(), defaultStorage(),
              indented(faultwords::wordForms()), indented(faultwords::effectForms()));
 }
@@ -255,7 +262,7 @@ QString description(const Parser& parser)
 CommandLine readCommandLine(int argc, char** argv)
 {
     if (!areTexts(argc, argv)) {
-        return wrongUse(QStringLiteral("an argument is no text"));
+        return wrongUse(Words::tr("an argument is no text"));
     }
     Parser parser;
     if (QCoreApplication::arguments().mid(1) == QStringList{QStringLiteral("describe")}) {

@@ -6,6 +6,7 @@
 #include "printable.h"
 #include "storage.h"
 #include "wire/busterms_p.h"
+#include "words.h"
 
 #include <QUuid>
 
@@ -48,7 +49,7 @@ TarvexError Delivery::write(const std::function<bool()>& work)
     }
     for (auto client = posted.cbegin(); client != posted.cend(); ++client) {
         if (client.value() > 0) {
-            Q_EMIT warning(QStringLiteral("dropped the oldest %1 of more than %2 messages that wait for \"%3\"")
+            Q_EMIT warning(programs::Words::tr("dropped the oldest %1 of more than %2 messages that wait for \"%3\"")
                                .arg(QString::number(client.value()), QString::number(m_keep),
                                     printable(client.key(), MAX_SHOWN_NAME_LENGTH)));
         }

@@ -8,6 +8,7 @@
 #include "signalwatcher.h"
 #include "standardstreams.h"
 #include "support/systemdnotifier.h"
+#include "words.h"
 
 #include <QCoreApplication>
 #include <QDir>
@@ -28,6 +29,7 @@ using tarvex::devbus::Faults;
 using tarvex::devbus::isFailure;
 using tarvex::devbus::LivePage;
 using tarvex::devbus::SignalWatcher;
+using tarvex::programs::Words;
 
 namespace {
 
@@ -40,7 +42,7 @@ enum ExitStatus {
 /// \return why it could not; empty when it is done.
 QString printLine(int stream, const QString& text)
 {
-    return tarvex::programs::writeAll(stream, text.toLocal8Bit() + '\n');
+    return tarvex::programs::writeAll(stream, text.toUtf8() + '\n');
 }
 
 void complain(const QString& text)
@@ -53,7 +55,7 @@ bool announce(const QString& text)
 {
     const QString error = printLine(STDOUT_FILENO, text);
     if (!error.isEmpty()) {
-        complain(QLatin1String("cannot write to stdout: ") + error);
+        complain(Words::tr("cannot write to stdout: %1").arg(error));
     }
     return error.isEmpty();
 }
@@ -70,11 +72,11 @@ bool makeDefaultFolder(const QString& storagePath)
     if (QDir().mkpath(folder)) {
         return true;
     }
-    complain(QStringLiteral("cannot create the folder \"%1\"").arg(folder));
+    complain(Words::tr("cannot create the folder \"%1\"").arg(folder));
     return false;
 }
 
-/// The program that has started this one waits for this line. \return as announce()
+/// The program that has started this one waits for this line, so it is not translated. \return as announce()
 bool announceReady(const QString& storagePath)
 {
     const QString place = storagePath.isEmpty() ? QStringLiteral("in memory") : QLatin1String("in ") + storagePath;
@@ -89,7 +91,7 @@ void addFaults(Faults& faults, const QList<FaultRule>& rules)
     }
     const QList<Faults::Entry> entries = faults.entries();
     for (const Faults::Entry& entry : entries) {
-        complain(QStringLiteral("fault %1: %2").arg(QString::number(entry.number), entry.rule.toText()));
+        complain(Words::tr("fault %1: %2").arg(QString::number(entry.number), entry.rule.toText()));
     }
 }
 
@@ -142,11 +144,11 @@ int run(const CommandLine& commandLine)
     ControlServer controlServer([&](const QVariantMap& request) { return controlService.handle(request); });
     const TarvexError controlError = controlServer.open(ControlServer::defaultPath());
     if (isFailure(controlError)) {
-        complain(QLatin1String("cannot open the control socket: ") + controlError.description());
+        complain(Words::tr("cannot open the control socket: %1").arg(controlError.description()));
     }
     SignalWatcher signalWatcher;
     if (!signalWatcher.errorString().isEmpty()) {
-        complain(QLatin1String("cannot watch for SIGTERM and SIGINT: ") + signalWatcher.errorString());
+        complain(Words::tr("cannot watch for SIGTERM and SIGINT: %1").arg(signalWatcher.errorString()));
         return ExitFailure;
     }
     QObject::connect(&signalWatcher, &SignalWatcher::endRequested, &QCoreApplication::quit);
@@ -175,6 +177,7 @@ int main(int argc, char** argv)
     QCoreApplication application(argc, argv);
     QCoreApplication::setApplicationName(QStringLiteral("tarvex-devbus"));
     QCoreApplication::setApplicationVersion(QStringLiteral(TARVEX_DEVBUS_VERSION));
+    Words::translate();
     const CommandLine commandLine = tarvex::devbus::readCommandLine(argc, argv);
     if (commandLine.kind == CommandLine::Complaint) {
         complain(commandLine.text);

@@ -1,6 +1,7 @@
 #include "takeovers.h"
 
 #include "printable.h"
+#include "words.h"
 
 namespace tarvex::devbus {
 
@@ -25,12 +26,18 @@ QString Takeovers::add(const QString& name, qint64 nowMs)
         return {};
     }
     const int fresh = entry.count - entry.warnedCount;
-    const QString times = fresh > 1 ? QStringLiteral(" (%1 times since the last warning)").arg(fresh) : QString();
+    const QString shown = printable(name, MAX_SHOWN_NAME_LENGTH);
+
     entry.warnedCount = entry.count;
     entry.warnedAtMs = nowMs;
-    return QStringLiteral("a second receiver connection took the name \"%1\", and the first one was closed%2; "
-                          "does this service run twice?")
-        .arg(printable(name, MAX_SHOWN_NAME_LENGTH), times);
+    return fresh == 1
+        ? programs::Words::tr("a second receiver connection took the name \"%1\", and the first one was closed; "
+                              "does this service run twice?")
+              .arg(shown)
+        : programs::Words::tr("a second receiver connection took the name \"%1\", and the first one was closed "
+                              "(%n times since the last warning); does this service run twice?",
+                              nullptr, fresh)
+              .arg(shown);
 }
 
 } // namespace tarvex::devbus

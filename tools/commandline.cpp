@@ -104,6 +104,9 @@ void CommandLine::run() const
     if (m_quiet) {
         silenceWords();
     }
+    if (m_json) {
+        Words::leaveInEnglish(); // the texts in the objects, too
+    }
     Output output(m_json);
     if (m_version) {
         showVersion(output);

@@ -1,5 +1,6 @@
 #include "helpformatter.h"
 
+#include "cellwidth.h"
 #include "failure.h"
 #include "programwords.h"
 
@@ -31,6 +32,17 @@ constexpr StatusText STATUS_TEXTS[] = {
     {Interrupted, Words::mark("interrupted")},
 };
 
+/// In columns of a terminal: the text is UTF-8.
+std::size_t widthOf(const std::string& text)
+{
+    return static_cast<std::size_t>(cellWidth(QString::fromStdString(text)));
+}
+
+std::string heading(const QString& words)
+{
+    return '\n' + words.toStdString() + '\n';
+}
+
 /// Appends the words of \a text to \a lines, whose last line is \a column wide so far. Further lines begin at
 /// \a indent.
 void appendWords(std::string& lines, std::size_t column, std::size_t indent, const std::string& text)
@@ -39,7 +51,7 @@ void appendWords(std::string& lines, std::size_t column, std::size_t indent, con
     bool isFirst = true;
     for (std::string word; words >> word; isFirst = false) {
         const std::size_t gap = isFirst ? 0 : 1;
-        if (!isFirst && column + gap + word.size() > LINE_WIDTH) {
+        if (!isFirst && column + gap + widthOf(word) > LINE_WIDTH) {
             lines += '\n' + std::string(indent, ' ');
             column = indent;
         } else {
@@ -47,7 +59,7 @@ void appendWords(std::string& lines, std::size_t column, std::size_t indent, con
             column += gap;
         }
         lines += word;
-        column += word.size();
+        column += widthOf(word);
     }
     lines += '\n';
 }
@@ -66,10 +78,11 @@ std::string entry(const std::string& name, const std::string& text, std::size_t 
     if (text.empty()) {
         return lines + '\n';
     }
-    if (lines.size() + 1 > column) {
+    const std::size_t width = widthOf(lines);
+    if (width + 1 > column) {
         lines += '\n' + std::string(column, ' ');
     } else {
-        lines.append(column - lines.size(), ' ');
+        lines.append(column - width, ' ');
     }
     appendWords(lines, column, column, text);
     return lines;
@@ -79,9 +92,11 @@ std::string entry(const std::string& name, const std::string& text, std::size_t 
 
 HelpFormatter::HelpFormatter()
 {
-    label("OPTIONS", "OPTION...");
-    label("SUBCOMMAND", "VERB");
-    label("Positionals", "Arguments");
+    label("Usage", Words::tr("Usage").toStdString());
+    label("OPTIONS", Words::tr("OPTION...").toStdString());
+    label("SUBCOMMAND", Words::tr("VERB").toStdString());
+    label("Positionals", Words::tr("Arguments").toStdString());
+    label("REQUIRED", Words::tr("REQUIRED").toStdString());
 }
 
 std::string HelpFormatter::make_description(const CLI::App* app) const
@@ -100,20 +115,28 @@ std::string HelpFormatter::make_option(const CLI::Option* option, bool isPositio
                  TEXT_COLUMN);
 }
 
+std::string HelpFormatter::make_group(std::string group, bool isPositional,
+                                      std::vector<const CLI::Option*> options) const
+{
+    return Formatter::make_group(group == "Options" ? Words::tr("Options").toStdString() : std::move(group),
+                                 isPositional, std::move(options));
+}
+
 std::string HelpFormatter::make_subcommands(const CLI::App* app, CLI::AppFormatMode) const
 {
     std::string lines;
     for (const CLI::App* const verb : app->get_subcommands(nullptr)) {
-        lines += (lines.empty() ? "\nVerbs:\n" : "") + entry(verb->get_name(), verb->get_description(), TEXT_COLUMN);
+        lines += (lines.empty() ? heading(Words::tr("Verbs:")) : "")
+            + entry(verb->get_name(), verb->get_description(), TEXT_COLUMN);
     }
     return lines;
 }
 
 std::string HelpFormatter::make_footer(const CLI::App* app) const
 {
-    std::string footer = paragraph(app->get_footer()) + "\nExit status:\n";
+    std::string footer = paragraph(app->get_footer()) + heading(Words::tr("Exit status:"));
     for (const StatusText& status : STATUS_TEXTS) {
-        footer += entry(std::to_string(status.status), status.text, STATUS_COLUMN);
+        footer += entry(std::to_string(status.status), Words::tr(status.text).toStdString(), STATUS_COLUMN);
     }
     return footer;
 }

@@ -16,6 +16,8 @@ public:
 
     std::string make_description(const CLI::App* app) const override;
     std::string make_usage(const CLI::App* app, std::string name) const override;
+    std::string make_group(std::string group, bool isPositional,
+                           std::vector<const CLI::Option*> options) const override;
     std::string make_option(const CLI::Option* option, bool isPositional) const override;
     std::string make_subcommands(const CLI::App* app, CLI::AppFormatMode mode) const override;
     std::string make_footer(const CLI::App* app) const override;

@@ -6,6 +6,7 @@
 #include "interrupts.h"
 #include "output.h"
 #include "standardstreams.h"
+#include "words.h"
 
 #include <QCoreApplication>
 #include <QLoggingCategory>
@@ -29,6 +30,7 @@ int main(int argc, char** argv)
     tarvex::programs::holdStandardStreams();
     endOnInterrupt();
     const QCoreApplication application(argc, argv);
+    tarvex::programs::Words::translate();
     silenceLibrary(); // only now, because the application object reads the user's logging rules
     try {
         CommandLine line;

@@ -128,6 +128,19 @@ QString unknownWords(const QString& unknown, const CLI::App& app, const CLI::App
     return unknownVerbWords(unknown, likelyVerb(unknown, app), joined(verbs, Words::tr("%1 and %2")));
 }
 
+/// The parser's own words, in the user's language.
+QString ownWords(const QString& words)
+{
+    static const QRegularExpression required(QStringLiteral("^(\\S+) is required$"));
+    static const QRegularExpression missing(QStringLiteral("^(\\S+): 1 required (\\S+) missing$"));
+    QRegularExpressionMatch match = required.match(words);
+    if (match.hasMatch()) {
+        return Words::tr("%1 is required").arg(match.captured(1));
+    }
+    match = missing.match(words);
+    return match.hasMatch() ? Words::tr("%1: 1 required %2 missing").arg(match.captured(1), match.captured(2)) : words;
+}
+
 } // namespace
 
 void makeStrict(CLI::App& program)
@@ -177,12 +190,12 @@ QString wordsFor(const CLI::ParseError& error, const CLI::App& program)
     if (isRequired && !verbsOf(app).isEmpty()) {
         return missingVerbWords(app);
     }
-    QString words = QString::fromUtf8(error.what());
+    const QString words = QString::fromUtf8(error.what());
     if (words.contains(FLAG_OVERRIDE)) {
         const QString name = words.section(QLatin1Char(' '), 0, 0); // without its hyphens
         return (name.size() == 1 ? Words::tr("-%1 takes no value") : Words::tr("--%1 takes no value")).arg(name);
     }
-    return words;
+    return ownWords(words);
 }
 
 QString missingVerbWords(const CLI::App& app)

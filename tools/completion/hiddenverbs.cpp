@@ -41,6 +41,9 @@ bool runHiddenVerb(int argc, char** argv, CommandLine& line)
     if (!isDescribe && !isComplete) {
         return false;
     }
+    if (isDescribe) {
+        Words::leaveInEnglish(); // the manual pages are in English, whoever builds them
+    }
     CLI::App program;
     line.addTo(program);
     if (isDescribe) {

@@ -203,7 +203,7 @@ QList<QStringList> clientRows(const Picture& picture)
         states.insert(state.value(QStringLiteral("owner")).toString(), state);
     }
     QList<QStringList> rows{
-        QStringList{Words::tr("CLIENT"), Words::tr("CONNECTIONS"), Words::tr("WAITING"), Words::tr("TAKEN")}
+        QStringList{Words::tr("CLIENT"), Words::tr("CONNECTIONS"), Words::tr("WAITING"), Words::tr("TAKEN", "the name, so often")}
         + stateHeader()};
     for (const QVariantMap& client : *picture.clients) {
         const QString name = client.value(QStringLiteral("name")).toString();

@@ -60,7 +60,7 @@ QList<Candidate> flaggedClients(const QString& flag)
         return knownClients();
     }
     QList<Candidate> candidates;
-    for (const QVariantMap& client : *items) {
+    for (const QVariantMap& client : qAsConst(*items)) {
         if (client.value(flag).toBool()) {
             candidates.append(clientCandidate(client));
         }
@@ -79,8 +79,9 @@ QList<Setting> settingsOf(const QString& owner)
 {
     const auto items =
         ask({{QStringLiteral("request"), QStringLiteral("settingsOf")}, {QStringLiteral("name"), owner}});
+    const QList<QVariantMap> found = items.value_or(QList<QVariantMap>());
     QList<Setting> settings;
-    for (const QVariantMap& item : items.value_or(QList<QVariantMap>())) {
+    for (const QVariantMap& item : found) {
         settings.append({item.value(QStringLiteral("group")).toString(), item.value(QStringLiteral("key")).toString(),
                          item.value(QStringLiteral("value"))});
     }

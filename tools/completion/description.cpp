@@ -4,11 +4,13 @@
 
 #include <QJsonArray>
 
+#include <cstring>
+
 namespace tarvexctl {
 
 namespace {
 
-const std::string EXAMPLE = " Example: ";
+const char* const EXAMPLE = " Example: ";
 
 QString toText(const std::string& text)
 {
@@ -96,7 +98,7 @@ QJsonObject description(const CLI::App& app)
             {QStringLiteral("help"), toText(app.get_description())},
             {QStringLiteral("footer"), toText(footer.substr(0, example))},
             {QStringLiteral("example"),
-             example == std::string::npos ? QString() : toText(footer.substr(example + EXAMPLE.size()))},
+             example == std::string::npos ? QString() : toText(footer.substr(example + std::strlen(EXAMPLE)))},
             {QStringLiteral("needsVerb"), app.get_require_subcommand_min() > 0},
             {QStringLiteral("arguments"), arguments},
             {QStringLiteral("options"), options},

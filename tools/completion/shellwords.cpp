@@ -29,7 +29,7 @@ bool isPlain(QChar character)
 bool isAssignment(const QString& word)
 {
     const int equals = word.indexOf(QLatin1Char('='));
-    return equals > 0 && !word.startsWith(QLatin1Char('-')) && !word.left(equals).contains(QLatin1Char('/'));
+    return equals > 0 && !word.startsWith(QLatin1Char('-')) && !word.leftRef(equals).contains(QLatin1Char('/'));
 }
 
 QString escaped(const QString& text, bool (*needsIt)(QChar))

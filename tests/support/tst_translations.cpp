@@ -17,7 +17,8 @@ QString greeting()
     return QCoreApplication::translate("greeting", "Good day");
 }
 
-void setLocale(const char* all, const char* messages = "", const char* lang = "", const char* language = "")
+void setLocale(const QByteArray& all, const QByteArray& messages = {}, const QByteArray& lang = {},
+               const QByteArray& language = {})
 {
     qputenv("LC_ALL", all);
     qputenv("LC_MESSAGES", messages);
@@ -97,7 +98,7 @@ void TstTranslations::install_takesTheFirstLanguageThereIs()
     QFETCH(const QByteArray, locale);
     QFETCH(const QByteArray, language);
     QFETCH(const QString, text);
-    setLocale(locale, "", "", language);
+    setLocale(locale, {}, {}, language);
     const bool isTranslated = text != QStringLiteral("Good day");
     QCOMPARE(Translations::install({NAME}), isTranslated ? QStringList(NAME) : QStringList());
     QCOMPARE(greeting(), text);

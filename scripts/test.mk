@@ -25,8 +25,8 @@ endef
 # A preset whose build failed is not tested.
 is_built = grep -q '^0 ' $(steps)/build-$(1).status
 
-.PHONY: all demo build-release build-asan build-tsan test-release test-asan test-tsan packages ten-minutes lint docs
-all: demo test-release test-asan test-tsan packages ten-minutes lint docs
+.PHONY: all demo build-release build-asan build-tsan test-release test-asan test-tsan packages ten-minutes lint
+all: demo test-release test-asan test-tsan packages ten-minutes lint
 
 demo:
 	$(call step,$(isolated) scripts/demo)
@@ -46,8 +46,6 @@ build-tsan: build-asan
 	$(call step,nice -n 10 scripts/build tsan)
 lint: build-tsan test-release
 	$(call step,nice -n 10 scripts/lint)
-docs: lint
-	$(call step,nice -n 10 scripts/docs)
 
 packages: test-tsan
 	$(call step,scripts/package)

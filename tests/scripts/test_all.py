@@ -31,7 +31,7 @@ class Tests(unittest.TestCase):
         for name in ("test", "test.mk", "common"):
             shutil.copy(ROOT / "scripts" / name, self.root / "scripts")
         shutil.copy(ROOT / "CMakePresets.json", self.root)
-        for name in ("build", "run-tests", "demo", "lint", "docs", "package", "ten-minutes"):
+        for name in ("build", "run-tests", "demo", "lint", "package", "ten-minutes"):
             self.write(f"scripts/{name}", STUB)
         self.write("scripts/setup", "#!/bin/sh\n")
         self.write("calls", "")
@@ -67,7 +67,7 @@ class Tests(unittest.TestCase):
     def assert_order(self):
         self.assert_apart("demo", "build release", "run-tests release", "run-tests asan", "run-tests tsan", "package",
                           "ten-minutes")
-        self.assert_apart("demo", "build asan", "build tsan", "lint", "docs")
+        self.assert_apart("demo", "build asan", "build tsan", "lint")
         self.assert_apart("run-tests release", "lint")
         self.assert_apart("build tsan", "run-tests tsan")
 
@@ -86,12 +86,12 @@ class Tests(unittest.TestCase):
         self.assertEqual(status, 0, said)
         # What each has said, in the order of the report and once.
         spoken = [line.split(" speaks")[0] for line in said.splitlines() if " speaks" in line]
-        self.assertEqual(spoken[-11:], ["demo", "build release", "run-tests release", "build asan", "run-tests asan",
-                                       "build tsan", "run-tests tsan", "lint", "docs", "package", "ten-minutes"])
+        self.assertEqual(spoken[-10:], ["demo", "build release", "run-tests release", "build asan", "run-tests asan",
+                                       "build tsan", "run-tests tsan", "lint", "package", "ten-minutes"])
         self.assertRegex(said, r"\n\nscripts/test: demo: passed, in \d+ s\n"
                          r"scripts/test: release: 7 tests, 0 failed, 0 left out; built in \d+ s, tested in \d+ s\n"
                          r"scripts/test: asan: 7 tests, .*\nscripts/test: tsan: 7 tests, .*\n"
-                         r"scripts/test: lint: passed, in \d+ s\nscripts/test: docs: passed, in \d+ s\n"
+                         r"scripts/test: lint: passed, in \d+ s\n"
                          r"scripts/test: packages: passed, in \d+ s\nscripts/test: ten-minutes: passed, in \d+ s\n$")
 
     def test_all_runs_side_by_side(self):
@@ -111,7 +111,7 @@ class Tests(unittest.TestCase):
         self.assertRegex(said, r"\nscripts/test: asan: the build FAILED, in \d+ s\nscripts/test: tsan: 7 tests, ")
 
     def test_one_step_alone_fails(self):
-        for script, step in (("lint", "lint"), ("docs", "docs"), ("package", "packages"), ("ten-minutes", "ten-minutes")):
+        for script, step in (("lint", "lint"), ("package", "packages"), ("ten-minutes", "ten-minutes")):
             with self.subTest(script):
                 self.write("fails", f"{script}\n")
                 status, said = self.run_script("--all")

@@ -7,6 +7,7 @@
 #include "traffic/seenframe.h"
 
 #include <QCoreApplication>
+#include <QDir>
 #include <QFileInfo>
 #include <QRegularExpression>
 #include <QStandardPaths>
@@ -46,8 +47,8 @@ QFileInfo forbiddenFile()
     QStringList folders = QString::fromLocal8Bit(qgetenv("PATH")).split(QLatin1Char(':'), Qt::SkipEmptyParts);
     folders.prepend(QCoreApplication::applicationDirPath());
     const auto found = std::find_if(folders.cbegin(), folders.cend(),
-                                    [](const QString& folder) { return QFileInfo(folder, PROGRAM).isFile(); });
-    return found == folders.cend() ? QFileInfo() : QFileInfo(*found, PROGRAM);
+                                    [](const QString& folder) { return QFileInfo(QDir(folder), PROGRAM).isFile(); });
+    return found == folders.cend() ? QFileInfo() : QFileInfo(QDir(*found), PROGRAM);
 }
 
 QString whyNoProgram()

@@ -68,10 +68,10 @@ class Programs(unittest.TestCase):
 
     def test_the_development_bus_is_translated(self):
         for locale, words, usage in (
-                (GERMAN, 'tarvex-devbus: unbekannte Option "--x"; siehe --help\n', "Aufruf: tarvex-devbus"),
-                (RUSSIAN, 'tarvex-devbus: неизвестный параметр "--x"; см. --help\n', "Вызов: tarvex-devbus"),
-                (ENGLISH, 'tarvex-devbus: unknown option "--x"; see --help\n', "Usage: tarvex-devbus")):
-            self.assertEqual(run(DEVBUS, "--x", locale=locale), (2, "", words))
+                (GERMAN, 'tarvex-devbus: unbekannte Option "--xy"; siehe --help\n', "Aufruf: tarvex-devbus"),
+                (RUSSIAN, 'tarvex-devbus: неизвестный параметр "--xy"; см. --help\n', "Вызов: tarvex-devbus"),
+                (ENGLISH, 'tarvex-devbus: unknown option "--xy"; see --help\n', "Usage: tarvex-devbus")):
+            self.assertEqual(run(DEVBUS, "--xy", locale=locale), (2, "", words))
             self.assertTrue(run(DEVBUS, "--help", locale=locale)[1].startswith(usage))
 
     def test_qts_words_of_the_development_bus_are_translated(self):

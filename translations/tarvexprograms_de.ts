@@ -3381,5 +3381,9 @@ Exit-Status:
             <source>your name and mail address are not known; write them for "Your Name" in %1/debian</source>
             <translation>Name und Mailadresse sind nicht bekannt; sie in %1/debian für "Your Name" eintragen</translation>
         </message>
+        <message>
+            <source>no right to capture: only root and the members of the group %1 may start %2</source>
+            <translation>kein Recht zum Mitschneiden: %2 darf nur von root und den Mitgliedern der Gruppe %1 gestartet werden</translation>
+        </message>
     </context>
 </TS>

@@ -3407,5 +3407,9 @@ Exit status:
             <source>your name and mail address are not known; write them for "Your Name" in %1/debian</source>
             <translation>ваше имя и почтовый адрес неизвестны; впишите их вместо "Your Name" в %1/debian</translation>
         </message>
+        <message>
+            <source>no right to capture: only root and the members of the group %1 may start %2</source>
+            <translation>нет права на захват: %2 могут запускать только root и члены группы %1</translation>
+        </message>
     </context>
 </TS>

@@ -23,6 +23,7 @@
 #include "support/logtools.h"
 #include "support/quitonsignal.h"
 #include "support/systemdnotifier.h"
+#include "support/translations.h"
 #include "tarvexlib.h"
 
 #include <QTest>
@@ -98,6 +99,7 @@ void TstLayout::class_hasItsSize_data()
     row<wexcor::AppVersionManager>("wexcor::AppVersionManager", 1);
     row<wexcor::QuitOnSignal>("wexcor::QuitOnSignal", 8);
     row<wexcor::SystemdNotifier>("wexcor::SystemdNotifier", 8);
+    row<wexcor::Translations>("wexcor::Translations", 1);
     row<LoggerManager>("LoggerManager", 1);
     row<logbinary>("logbinary", 16);
     row<loglist>("loglist", 8);

@@ -41,6 +41,15 @@ class Tree(unittest.TestCase):
         # Without one of these scripts/docs would install packages.
         self.assertEqual(group("documentation") - needed, set())
 
+    def test_a_build_on_the_machine_itself_installs_what_it_needs(self):
+        script = (ROOT / "scripts/package").read_text()
+        calls = re.findall(r"^ *scripts/setup (.*)$", script, re.MULTILINE)
+        installed = set().union(*(group(name) for call in calls for name in call.split()))
+        needed = {re.match(r"\s*([^\s(<]+)", one)[1] for one in fields("Build-Depends")[0].split(",")}
+        self.assertEqual(needed - {"debhelper-compat"} - installed, set())
+        # dpkg-buildpackage asks for these, although debian/control does not name them.
+        self.assertEqual({"build-essential", "debhelper"} - installed, set())
+
     def test_symbols(self):
         for library in ("tarvexlib", "tarvextesting", "wexcorcore"):
             text = (DEBIAN / f"lib{library}5.symbols").read_text()

@@ -99,5 +99,22 @@ class Check(unittest.TestCase):
         self.assertTold("Socket is empty", "is a log line or a text of the bus, which stays as it is", name)
 
 
+class Translate(unittest.TestCase):
+    def told(self, folder):
+        run = subprocess.run([ROOT / "scripts/translate", "--into", folder], capture_output=True, text=True, check=False)
+        return run.returncode, run.stdout, run.stderr
+
+    def test_a_folder_that_is_not_there(self):
+        status, out, words = self.told("/nowhere/translations")
+        self.assertEqual((status, out), (2, ""))
+        self.assertIn("there is no folder '/nowhere/translations'", words)
+
+    def test_a_folder_without_catalogues_is_left_as_it_is(self):
+        with tempfile.TemporaryDirectory() as folder:
+            status, out, words = self.told(folder)
+            self.assertEqual((status, out, list(pathlib.Path(folder).iterdir())), (1, "", []))
+            self.assertIn(f"there is no tarvexlib_LANGUAGE.ts in {folder}", words)
+
+
 if __name__ == "__main__":
     unittest.main()

@@ -79,9 +79,12 @@ std::unique_ptr<QTranslator> translatorOf(const QString& name)
 
 QStringList Translations::install(const QStringList& names)
 {
-    remove(names);
     QStringList installed;
+    if (!QCoreApplication::instance()) {
+        return installed;
+    }
     for (const QString& name : names) {
+        remove({name});
         std::unique_ptr<QTranslator> translator = translatorOf(name);
         if (translator && QCoreApplication::installTranslator(translator.get())) {
             translator->setObjectName(objectNameOf(name));
@@ -89,14 +92,19 @@ QStringList Translations::install(const QStringList& names)
             installed.append(name);
         }
     }
+    installed.removeDuplicates();
     return installed;
 }
 
 void Translations::remove(const QStringList& names)
 {
+    QCoreApplication* const application = QCoreApplication::instance();
+    if (!application) {
+        return; // it has taken its translators with it
+    }
     for (const QString& name : names) {
         // Its destructor takes it out of the application.
-        delete QCoreApplication::instance()->findChild<QTranslator*>(objectNameOf(name), Qt::FindDirectChildrenOnly);
+        delete application->findChild<QTranslator*>(objectNameOf(name), Qt::FindDirectChildrenOnly);
     }
 }
 

@@ -31,7 +31,8 @@ public:
     Translations() = delete;
 
     /// Installs the catalogues of the \a names, for each the first of languages() that it has. One that was installed
-    /// under the same name before is replaced. A catalogue that cannot be read is left out.
+    /// under the same name before is replaced. A catalogue that cannot be read is left out. They belong to the
+    /// QCoreApplication and end with it; without one nothing is installed.
     /// \return the names for which a catalogue was installed
     static QStringList install(const QStringList& names = AppVersionManager::localisations());
 

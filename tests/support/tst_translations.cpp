@@ -17,6 +17,9 @@ QString greeting()
     return QCoreApplication::translate("greeting", "Good day");
 }
 
+/// What install() has returned in main(), before there was an application.
+QStringList installedTooEarly;
+
 void setLocale(const QByteArray& all, const QByteArray& messages = {}, const QByteArray& lang = {},
                const QByteArray& language = {})
 {
@@ -40,6 +43,8 @@ private Q_SLOTS:
     void install_withoutNames_takesTheRegisteredOnes();
     void install_again_replaces();
     void install_ofAnUnknownName_installsNothing();
+    void install_ofANameTwice_installsOnce();
+    void install_withoutAnApplication_installsNothing();
     void remove_makesTextsEnglishAgain();
 };
 
@@ -130,6 +135,18 @@ void TstTranslations::install_ofAnUnknownName_installsNothing()
     QVERIFY(QCoreApplication::instance()->findChildren<QTranslator*>().isEmpty());
 }
 
+void TstTranslations::install_ofANameTwice_installsOnce()
+{
+    setLocale("de_DE.UTF-8");
+    QCOMPARE(Translations::install({NAME, NAME}), QStringList(NAME));
+    QCOMPARE(QCoreApplication::instance()->findChildren<QTranslator*>().size(), 1);
+}
+
+void TstTranslations::install_withoutAnApplication_installsNothing()
+{
+    QCOMPARE(installedTooEarly, QStringList());
+}
+
 void TstTranslations::remove_makesTextsEnglishAgain()
 {
     setLocale("de_DE.UTF-8");
@@ -139,6 +156,22 @@ void TstTranslations::remove_makesTextsEnglishAgain()
     Translations::remove({NAME}); // there is nothing any more
 }
 
-QTEST_GUILESS_MAIN(TstTranslations)
+// Installs and removes before there is an application, and after it has gone.
+int main(int argc, char** argv)
+{
+    setLocale("de_DE.UTF-8");
+    installedTooEarly = Translations::install({NAME});
+    Translations::remove({NAME});
+    int result = 0;
+    {
+        QCoreApplication application(argc, argv);
+        TstTranslations test;
+        result = QTest::qExec(&test, argc, argv);
+        setLocale("de_DE.UTF-8");
+        Translations::install({NAME});
+    }
+    Translations::remove({NAME});
+    return Translations::install({NAME}).isEmpty() ? result : 1;
+}
 
 #include "tst_translations.moc"

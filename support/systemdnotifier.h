@@ -69,7 +69,6 @@ public:
         WhenTold, ///< With setReady(), for example when the device of the service has answered.
     };
 
-    /// \a readiness says who tells systemd that the service is ready.
     /// \a readiness says when systemd is told that the service is ready.
     explicit SystemdNotifier(Readiness readiness = Readiness::WithLoop);
     /// Tells systemd that the service ends, unless that has been told already.

@@ -4,8 +4,10 @@
 #include "commands.h"
 #include "literals.h"
 #include "markingtranslator.h"
+#include "translations.h"
 
 #include <QPointer>
+#include <QScopeGuard>
 #include <QTest>
 #include <QThread>
 
@@ -94,6 +96,8 @@ private Q_SLOTS:
 
     void doExec_failed_logsTheErrorAfterTheAnswer();
     void doExec_failed_isLoggedTranslated();
+    void doExec_failed_isAnsweredInTheLanguageThatTheServiceInstalls_data();
+    void doExec_failed_isAnsweredInTheLanguageThatTheServiceInstalls();
     void doExec_logsUnquoted();
     void prepareError_emitsTheAnswer();
 
@@ -300,6 +304,41 @@ void TstAbstractTarvexCommandsWorker::doExec_failed_isLoggedTranslated()
     const QString unknown = MarkingTranslator::marked("AbstractTarvexCommandsWorker", errorText(u"x"_s));
     QCOMPARE(trial.answer().data().value(u"errorText"_s).toString(), unknown);
     QCOMPARE(trial.log.texts().constLast(), u"warning: "_s + unknown);
+}
+
+void TstAbstractTarvexCommandsWorker::doExec_failed_isAnsweredInTheLanguageThatTheServiceInstalls_data()
+{
+    QTest::addColumn<QByteArray>("locale");
+    QTest::addColumn<QString>("answer");
+    QTest::newRow("German") << QByteArray("de_DE.UTF-8") << u"Keine solche Methode (x)"_s;
+    QTest::newRow("Russian") << QByteArray("ru_RU.UTF-8") << u"Нет такого метода (x)"_s;
+    QTest::newRow("none of ours") << QByteArray("fr_FR.UTF-8") << errorText(u"x"_s);
+    QTest::newRow("C") << QByteArray("C.UTF-8") << errorText(u"x"_s);
+}
+
+// A service that does not install a language answers in English, whatever the user's language is.
+void TstAbstractTarvexCommandsWorker::doExec_failed_isAnsweredInTheLanguageThatTheServiceInstalls()
+{
+    QFETCH(QByteArray, locale);
+    QFETCH(QString, answer);
+    const QByteArray before = qgetenv("LC_ALL");
+    const auto restore = qScopeGuard([&before] {
+        wexcor::Translations::remove();
+        qputenv("LC_ALL", before);
+    });
+    qunsetenv("LANGUAGE");
+    qputenv("LC_ALL", locale);
+    const auto expectAnswer = [](const QString& text) {
+        CommandTrial trial;
+        trial.exec(u"x"_s);
+        QCOMPARE(trial.answer().data().value(u"errorText"_s).toString(), text);
+        QCOMPARE(trial.log.texts().constLast(), u"warning: "_s + text);
+    };
+    expectAnswer(u"No such method (x)"_s);
+    wexcor::Translations::install();
+    expectAnswer(answer);
+    wexcor::Translations::remove();
+    expectAnswer(u"No such method (x)"_s);
 }
 
 void TstAbstractTarvexCommandsWorker::doExec_logsUnquoted()

@@ -20,8 +20,13 @@ const char* const WORDS[] = {
     "sizeof", "static", "static_assert", "static_cast", "struct", "switch", "template", "this", "thread_local", "throw",
     "true", "try", "typedef", "typeid", "typename", "union", "unsigned", "using", "virtual", "void", "volatile",
     "wchar_t", "while", "xor", "xor_eq",
-    // Macros of the standard library, of the compiler and of Qt.
-    "assert", "emit", "errno", "foreach", "forever", "linux", "signals", "slots", "stderr", "stdin", "stdout", "unix"};
+    // Macros of the standard library, of the compiler and of Qt, as far as they can be a command's name. The compiler
+    // lists them with "-dM -E".
+    "alloca", "assert", "assert_perror", "be16toh", "be32toh", "be64toh", "emit", "errno", "foreach", "forever",
+    "htobe16", "htobe32", "htobe64", "htole16", "htole32", "htole64", "le16toh", "le32toh", "le64toh", "linux",
+    "offsetof", "pthread_cleanup_pop", "pthread_cleanup_push", "qCritical", "qDebug", "qFatal", "qInfo", "qMove",
+    "qPrintable", "qUtf16Printable", "qUtf8Printable", "qWarning", "sched_priority", "signals", "slots", "stderr",
+    "stdin", "stdout", "strdupa", "strndupa", "unix", "va_arg", "va_copy", "va_end", "va_start"};
 
 } // namespace
 

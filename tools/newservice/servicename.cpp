@@ -16,9 +16,10 @@ QString problemOf(const QString& name)
 {
     static const QRegularExpression form(QStringLiteral("^[a-z][a-z0-9]*([_-][a-z0-9]+)*\\z"));
     // Targets that CMake makes itself, and the folders that the build makes beside the program.
-    static const QStringList taken{QStringLiteral("all"),     QStringLiteral("ci"),   QStringLiteral("clean"),
-                                   QStringLiteral("depend"),  QStringLiteral("help"), QStringLiteral("install"),
-                                   QStringLiteral("package"), QStringLiteral("test"), QStringLiteral("tests")};
+    static const QStringList taken{QStringLiteral("all"),     QStringLiteral("ci"),         QStringLiteral("clean"),
+                                   QStringLiteral("depend"),  QStringLiteral("help"),       QStringLiteral("install"),
+                                   QStringLiteral("package"), QStringLiteral("preinstall"), QStringLiteral("test"),
+                                   QStringLiteral("tests")};
     if (!form.match(name).hasMatch()) {
         return Words::tr("it must begin with a small letter, and small letters and digits follow, with single "
                          "underscores or hyphens between them");

@@ -87,6 +87,8 @@ void TstCommandList::wrongName_isRefused_data()
     add("too long", QString(25, u'a'), QString(25, u'a'), u"it must not have more than 24 characters"_s);
     add("keyword", u"open,switch"_s, u"switch"_s, word);
     add("macro", u"signals"_s, u"signals"_s, word);
+    add("macro of Qt's log", u"qInfo"_s, u"qInfo"_s, word);
+    add("macro of the standard library", u"va_arg"_s, u"va_arg"_s, word);
     add("member of QObject", u"moveToThread"_s, u"moveToThread"_s, member);
     add("slot of QObject", u"deleteLater"_s, u"deleteLater"_s, member);
     add("of an executor", u"execute"_s, u"execute"_s, member);

@@ -66,6 +66,7 @@ void TstServiceName::wrongName_isRefused_data()
     QTest::newRow("other library") << u"wexcorcore"_s << u"belong to the library"_s;
     QTest::newRow("keyword") << u"switch"_s << u"it is a word of C++"_s;
     QTest::newRow("target") << u"install"_s << u"the build has a target or a folder of this name"_s;
+    QTest::newRow("other target") << u"preinstall"_s << u"the build has a target or a folder of this name"_s;
     QTest::newRow("folder") << u"tests"_s << u"the build has a target or a folder of this name"_s;
 }
 

@@ -1,5 +1,7 @@
 #include "clientreport.h"
 
+#include "words.h"
+
 #include <QSet>
 
 namespace tarvex::devbus {
@@ -31,8 +33,8 @@ void ClientReport::report()
     for (const BusServer::Presence& presence : presences) {
         names.insert(presence.client);
     }
-    m_notifier.setStatus(names.size() == 1 ? QStringLiteral("1 client")
-                                           : QStringLiteral("%1 clients").arg(names.size()));
+    m_notifier.setStatus(programs::Words::counted(names.size(), programs::Words::tr("1 client"),
+                                                  programs::Words::markCount("%n clients")));
 }
 
 } // namespace tarvex::devbus

@@ -108,9 +108,9 @@ QString readFaults(const QStringList& texts, QList<FaultRule>& faults)
     }
     for (const QString& text : texts) {
         FaultRule rule;
-        const TarvexError error = readFaultRule(text, rule);
-        if (isFailure(error)) {
-            return Words::tr("--fault \"%1\": %2").arg(text, error.description());
+        const programs::Reason problem = problemOfFaultRule(text, rule);
+        if (!problem.isEmpty()) {
+            return Words::tr("--fault \"%1\": %2").arg(text, problem.translated());
         }
         faults.append(rule);
     }

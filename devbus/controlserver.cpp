@@ -5,6 +5,7 @@
 #include "failure.h"
 #include "fileinfo.h"
 #include "wire/jsonreader_p.h"
+#include "words.h"
 
 #include <QFile>
 #include <QJsonObject>
@@ -63,7 +64,7 @@ QString ControlServer::defaultPath()
 TarvexError ControlServer::open(const QString& path)
 {
     if (path.isEmpty()) {
-        return {LocalFailure, QStringLiteral("there is no folder for it that belongs to this user alone")};
+        return {LocalFailure, programs::Words::tr("there is no folder for it that belongs to this user alone")};
     }
     // With this option Qt makes the socket beside its place and moves it there. The move replaces a socket that was
     // left behind.

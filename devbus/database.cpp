@@ -1,6 +1,7 @@
 #include "database.h"
 
 #include "failure.h"
+#include "words.h"
 
 #include <QFile>
 #include <QFileInfo>
@@ -17,6 +18,8 @@
 #include <unistd.h>
 
 namespace tarvex::devbus {
+
+using programs::Words;
 
 namespace {
 
@@ -127,7 +130,7 @@ bool Database::openFile()
 {
     const QFileInfo file(m_path);
     if (file.exists() && !file.isFile()) {
-        return fail(TarvexError::StorageAccessError, QStringLiteral("it is no regular file"));
+        return fail(TarvexError::StorageAccessError, Words::tr("it is no regular file"));
     }
     if (!findPlace()) {
         return false;
@@ -147,11 +150,11 @@ bool Database::findPlace()
     const bool isLink = QFileInfo(m_path).isSymLink();
     const QString place = isLink ? behindLinks(m_path) : m_path;
     if (place.isEmpty()) {
-        return fail(TarvexError::StorageAccessError, QStringLiteral("it is a link that leads nowhere"));
+        return fail(TarvexError::StorageAccessError, Words::tr("it is a link that leads nowhere"));
     }
     if (!QFileInfo(QFileInfo(place).absolutePath()).isDir()) {
-        const QString reason = isLink ? QStringLiteral("it is a link to \"%1\", whose folder does not exist").arg(place)
-                                      : QStringLiteral("its folder does not exist");
+        const QString reason = isLink ? Words::tr("it is a link to \"%1\", whose folder does not exist").arg(place)
+                                      : Words::tr("its folder does not exist");
         return fail(TarvexError::StorageAccessError, reason);
     }
     m_path = place;
@@ -225,10 +228,10 @@ bool Database::checkIdentity()
         return false;
     }
     if (id.value(0).value(0).toInt() != APPLICATION_ID) {
-        return reportDamage(QStringLiteral("it is a database of another program"));
+        return reportDamage(Words::tr("it is a database of another program"));
     }
     if (version.value(0).value(0).toInt() != TABLES_VERSION) {
-        return reportDamage(QStringLiteral("it was made by another version of this program"));
+        return reportDamage(Words::tr("it was made by another version of this program"));
     }
     return true;
 }
@@ -245,10 +248,10 @@ bool Database::checkContents()
     }
     const QString verdict = problems.value(0).value(0).toString();
     if (verdict != QLatin1String("ok")) {
-        return reportDamage(QStringLiteral("it is damaged: ") + verdict.simplified());
+        return reportDamage(Words::tr("it is damaged: %1").arg(verdict.simplified()));
     }
     if (tables.value(0).value(0).toInt() != TABLE_COUNT) {
-        return reportDamage(QStringLiteral("it is damaged: tables are missing"));
+        return reportDamage(Words::tr("it is damaged: tables are missing"));
     }
     return true;
 }
@@ -286,7 +289,7 @@ bool Database::noteFile()
 bool Database::isFileInPlace()
 {
     return !m_file || programs::fileIdentity(m_path) == m_file
-        || reportDamage(QStringLiteral("the file was removed or replaced"));
+        || reportDamage(Words::tr("the file was removed or replaced"));
 }
 
 TarvexError Database::read(const std::function<bool()>& work)

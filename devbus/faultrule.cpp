@@ -4,6 +4,7 @@
 #include "faultwords.h"
 #include "wire/busframe_p.h"
 #include "wire/busterms_p.h"
+#include "words.h"
 
 #include <QStringList>
 
@@ -11,14 +12,11 @@ namespace tarvex::devbus {
 
 namespace {
 
+using programs::Reason;
+using programs::Words;
 using Effect = FaultRule::Effect;
 using Frames = FaultRule::Frames;
 using Often = FaultRule::Often;
-
-TarvexError wrong(const QString& text)
-{
-    return {LocalFailure, text};
-}
 
 bool isOfRepliesOnly(Effect effect)
 {
@@ -30,99 +28,105 @@ QString doWord(Effect effect)
     return QStringLiteral("do=%1").arg(faultwords::effectWord(effect).name);
 }
 
-QString checkNumbers(const FaultRule& rule)
+Reason checkNumbers(const FaultRule& rule)
 {
     const faultwords::EffectWord& word = faultwords::effectWord(rule.effect);
     if (rule.amount < word.min || rule.amount > word.max) {
-        return QStringLiteral("%1 needs %2 from %3 to %4, not %5")
-            .arg(doWord(rule.effect), word.amount, QString::number(word.min), QString::number(word.max),
-                 QString::number(rule.amount));
+        return {
+            word.outOfBounds,
+            {doWord(rule.effect), QString::number(word.min), QString::number(word.max), QString::number(rule.amount)}};
     }
     if (rule.gapMs < 0 || rule.gapMs > faultwords::MAX_GAP_MS) {
-        return QStringLiteral("%1 needs gaps from 0 to %2 ms, not %3")
-            .arg(doWord(rule.effect), QString::number(faultwords::MAX_GAP_MS), QString::number(rule.gapMs));
+        return {Words::mark("%1 needs gaps from 0 to %2 ms, not %3"),
+                {doWord(rule.effect), QString::number(faultwords::MAX_GAP_MS), QString::number(rule.gapMs)}};
     }
     const double probability = rule.probability.value_or(1);
     if (!(probability >= 0 && probability <= 1)) { // written so that NaN is refused too
-        return QStringLiteral("probability must be a number from 0 to 1, not %1").arg(probability);
+        return {Words::mark("probability must be a number from 0 to 1, not %1"), {QString::number(probability)}};
     }
     if ((rule.often == Often::Nth || rule.often == Often::From) && rule.count < 1) {
-        return QStringLiteral("nth and from must be numbers from 1 on, not %1").arg(rule.count);
+        return {Words::mark("nth and from must be numbers from 1 on, not %1"), {QString::number(rule.count)}};
     }
-    return QString();
+    return {};
 }
 
-QString checkTexts(const FaultRule& rule)
+Reason checkTexts(const FaultRule& rule)
 {
     if (rule.effect == Effect::SizeOffset && rule.amount == 0) {
-        return QStringLiteral("do=size needs a number of bytes too many (+1) or too few (-1), not 0");
+        return Words::mark("do=size needs a number of bytes too many (+1) or too few (-1), not 0");
     }
     if (rule.effect == Effect::OtherOperation && rule.text.isEmpty()) {
-        return QStringLiteral("do=operation needs the name of an operation");
+        return Words::mark("do=operation needs the name of an operation");
     }
     if (rule.effect == Effect::SizeLine
         && (rule.text.contains(QLatin1Char('\n')) || rule.text.contains(QLatin1Char('\r')))) {
-        return QStringLiteral("do=sizeline needs a text of one line");
+        return Words::mark("do=sizeline needs a text of one line");
     }
     // A seed beside a probability of 1 is possible, because a test may come to 1 step by step.
     if (rule.seed && !rule.probability && !rule.hasChance()) {
-        return QStringLiteral("seed needs probability=P, or do=damage: nothing else is left to chance");
+        return Words::mark("seed needs probability=P, or do=damage: nothing else is left to chance");
     }
-    return QString();
+    return {};
 }
 
 /// Whether the kinds of frames exclude each other.
-QString checkFrames(const FaultRule& rule)
+Reason checkFrames(const FaultRule& rule)
 {
     const bool isOnQueryPort = rule.port == traffic::Port::Query;
     if (rule.frames == Frames::Pushes && isOnQueryPort) {
-        return QStringLiteral("frame=push excludes port=query: pushes are on the receiver port");
+        return Words::mark("frame=push excludes port=query: pushes are on the receiver port");
     }
     if (rule.effect == Effect::PushAgain && (rule.frames == Frames::Replies || isOnQueryPort)) {
-        return QStringLiteral("do=again applies to pushes only, which are on the receiver port");
+        return Words::mark("do=again applies to pushes only, which are on the receiver port");
     }
     if (isOfRepliesOnly(rule.effect) && rule.frames == Frames::Pushes) {
-        return QStringLiteral("%1 applies to replies only, not with frame=push").arg(doWord(rule.effect));
+        return {Words::mark("%1 applies to replies only, not with frame=push"), {doWord(rule.effect)}};
     }
-    return QString();
+    return {};
 }
 
 /// Whether frames of that operation exist there.
-QString checkOperation(const FaultRule& rule)
+Reason checkOperation(const FaultRule& rule)
 {
     const bool isMessage = rule.operation.isEmpty() || rule.operation == busterms::OPERATION_SEND_MESSAGE;
     const bool isHandshake = rule.operation.isEmpty() || rule.operation == busterms::OPERATION_HANDSHAKE;
     if ((rule.frames == Frames::Pushes || rule.effect == Effect::PushAgain) && !isMessage) {
-        return QStringLiteral("a push is always operation=sendMessage, not %1").arg(rule.operation);
+        return {Words::mark("a push is always operation=sendMessage, not %1"), {rule.operation}};
     }
     if (!rule.command.isEmpty() && !isMessage) {
-        return QStringLiteral("command applies to operation=sendMessage only, not to %1").arg(rule.operation);
+        return {Words::mark("command applies to operation=sendMessage only, not to %1"), {rule.operation}};
     }
     if (rule.port != traffic::Port::Receiver) {
-        return QString();
+        return {};
     }
     if (!isMessage && !isHandshake) {
-        return QStringLiteral("port=receiver has the operations handshake and sendMessage only, not %1")
-            .arg(rule.operation);
+        return {Words::mark("port=receiver has the operations handshake and sendMessage only, not %1"),
+                {rule.operation}};
     }
     const bool isReply = rule.frames == Frames::Replies || isOfRepliesOnly(rule.effect);
     if (isReply && (!isHandshake || !rule.command.isEmpty())) {
-        return QStringLiteral("on port=receiver the bus replies to handshakes only");
+        return Words::mark("on port=receiver the bus replies to handshakes only");
     }
-    return QString();
+    return {};
 }
 
 } // namespace
 
-TarvexError FaultRule::check() const
+programs::Reason FaultRule::problem() const
 {
     for (const auto& checkPart : {checkNumbers, checkTexts, checkFrames, checkOperation}) {
-        const QString problem = checkPart(*this);
+        Reason problem = checkPart(*this);
         if (!problem.isEmpty()) {
-            return wrong(problem);
+            return problem;
         }
     }
     return {};
+}
+
+TarvexError FaultRule::check() const
+{
+    const Reason reason = problem();
+    return reason.isEmpty() ? TarvexError() : TarvexError(LocalFailure, reason.inEnglish());
 }
 
 QString FaultRule::words() const

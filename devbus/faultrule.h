@@ -1,6 +1,7 @@
 #ifndef FAULTRULE_H
 #define FAULTRULE_H
 
+#include "reason.h"
 #include "records/tarvexerror.h"
 #include "traffic/seenframe.h"
 
@@ -66,7 +67,10 @@ struct FaultRule
     QString text;
     DamageLevel damageLevel = DamageLevel::Base64;
 
-    /// \return NoError; or why it makes no sense, in one line: a number out of its range, or a contradiction
+    /// \return why it makes no sense, in one line: a number out of its range, or a contradiction
+    programs::Reason problem() const;
+
+    /// \return NoError, or problem() in English
     TarvexError check() const;
 
     bool hasChance() const { return probability.value_or(1) < 1 || effect == Effect::Damage; }
@@ -89,8 +93,10 @@ struct FaultRule
 ///     do=error:CODE[:TEXT]  do=silence  do=delay:MS  do=operation:NAME  do=sizeline:TEXT  do=size:+N|-N
 ///     do=pieces:BYTES:MS  do=cut:BYTES  do=damage[:BYTES[:base64|block]]  do=again  do=drop  do=limit:BYTES
 ///
-/// "do" must be there. \return NoError, or what is wrong and what is possible, in one line; then \a rule is left as it
-/// was.
+/// "do" must be there. \return what is wrong and what is possible, in one line; then \a rule is left as it was.
+programs::Reason problemOfFaultRule(const QString& text, FaultRule& rule);
+
+/// \return NoError, or the same in English
 TarvexError readFaultRule(const QString& text, FaultRule& rule);
 
 } // namespace tarvex::devbus

@@ -2,6 +2,7 @@
 #include "faultrule.h"
 #include "faultwords.h"
 #include "traffic/operations.h"
+#include "words.h"
 
 #include <QLocale>
 #include <QStringList>
@@ -13,11 +14,15 @@ namespace tarvex::devbus {
 
 namespace {
 
+using programs::Reason;
+using programs::Words;
 using Effect = FaultRule::Effect;
 using Frames = FaultRule::Frames;
 using Often = FaultRule::Often;
 
 constexpr int DEFAULT_DAMAGED_BYTES = 3;
+
+constexpr const char* EITHER = Words::mark("%1 must be %2 or %3, not %4");
 
 const QLatin1String KEY_CLIENT("client");
 const QLatin1String KEY_PORT("port");
@@ -42,7 +47,7 @@ const QLatin1String LEVEL_BLOCK("block");
 /// What is possible, at the end of a message.
 QString possible(const QStringList& forms)
 {
-    return QLatin1String("; possible are ") + forms.join(QLatin1String(", "));
+    return forms.join(QLatin1String(", "));
 }
 
 /// Those that have a value.
@@ -86,7 +91,7 @@ public:
 
     const FaultRule& rule() const { return m_rule; }
 
-    QString problem() const { return m_problem; }
+    const Reason& problem() const { return m_problem; }
 
 private:
     bool splitWords(const QString& text, QStringList& words);
@@ -103,19 +108,20 @@ private:
     /// A whole number that fits into \a result.
     template <typename Number>
     bool readNumber(const QString& name, const QString& text, Number& result);
-    /// One of two words.
-    bool readChoice(const QString& name, const QString& value, QLatin1String first, QLatin1String second,
-                    bool& isFirst);
+    /// One of two words. Otherwise \a problem with the arguments name, first, second and value.
+    bool readChoice(const char* problem, const QString& name, const QString& value, QLatin1String first,
+                    QLatin1String second, bool& isFirst);
 
-    bool fail(const QString& problem)
+    /// \a text comes from Words::mark().
+    bool fail(const char* text, const QStringList& arguments = {})
     {
-        m_problem = problem;
+        m_problem = Reason(text, arguments);
         return false;
     }
 
     FaultRule m_rule;
     QStringList m_names; ///< The words that were there, without their values.
-    QString m_problem;
+    Reason m_problem;
 };
 
 bool Reader::read(const QString& text)
@@ -125,7 +131,8 @@ bool Reader::read(const QString& text)
         || !std::all_of(words.cbegin(), words.cend(), [this](const QString& word) { return readWord(word); })) {
         return false;
     }
-    return m_names.contains(KEY_DO) || fail(QStringLiteral("\"do=\" is missing") + possible(faultwords::effectForms()));
+    return m_names.contains(KEY_DO)
+        || fail(Words::mark("\"do=\" is missing; possible are %1"), {possible(faultwords::effectForms())});
 }
 
 bool Reader::splitWords(const QString& text, QStringList& words)
@@ -136,7 +143,7 @@ bool Reader::splitWords(const QString& text, QStringList& words)
     for (int at = 0; at <= text.size(); ++at) {
         const QChar character = at < text.size() ? text.at(at) : QLatin1Char(' ');
         if (at == text.size() && isQuoted) {
-            return fail(QStringLiteral("a double quote is missing at the end of \"%1\"").arg(shown(word)));
+            return fail(Words::mark("a double quote is missing at the end of \"%1\""), {shown(word)});
         }
         if (!isQuoted && isSeparator(character)) {
             if (isInWord) {
@@ -166,11 +173,12 @@ bool Reader::readWord(const QString& word)
     }
     const QString name = word.section(QLatin1Char('='), 0, 0);
     if (!word.contains(QLatin1Char('=')) || !keys().contains(name)) {
-        return fail(QStringLiteral("unknown word \"%1\"").arg(shown(word)) + possible(faultwords::wordForms()));
+        return fail(Words::mark("unknown word \"%1\"; possible are %2"),
+                    {shown(word), possible(faultwords::wordForms())});
     }
     const QString value = word.section(QLatin1Char('='), 1);
     if (value.isEmpty()) {
-        return fail(QStringLiteral("\"%1=\" needs a value").arg(name));
+        return fail(Words::mark("\"%1=\" needs a value"), {name});
     }
     return noteName(name) && readValue(name, value);
 }
@@ -179,14 +187,14 @@ bool Reader::readWord(const QString& word)
 bool Reader::noteName(const QString& name)
 {
     if (m_names.contains(name)) {
-        return fail(QStringLiteral("\"%1\" is given twice").arg(name));
+        return fail(Words::mark("\"%1\" is given twice"), {name});
     }
     const QStringList often{KEY_NTH, KEY_FROM, WORD_ONCE, WORD_EVERY};
     for (const QString& former : qAsConst(m_names)) {
         if (often.contains(name) && often.contains(former)) {
-            return fail(QStringLiteral("\"%1\" and \"%2\" exclude each other: only one of nth, from, once and every "
-                                       "is possible")
-                            .arg(former, name));
+            return fail(
+                Words::mark("\"%1\" and \"%2\" exclude each other: only one of nth, from, once and every is possible"),
+                {former, name});
         }
     }
     m_names.append(name);
@@ -214,11 +222,11 @@ bool Reader::readValue(const QString& name, const QString& value)
     } else if (name == KEY_DO) {
         return readEffect(value);
     } else if (name == KEY_PORT) {
-        const bool isPort = readChoice(name, value, PORT_QUERY, PORT_RECEIVER, isFirst);
+        const bool isPort = readChoice(EITHER, name, value, PORT_QUERY, PORT_RECEIVER, isFirst);
         m_rule.port = isFirst ? traffic::Port::Query : traffic::Port::Receiver;
         return isPort;
     } else if (name == KEY_FRAME) {
-        const bool isFrame = readChoice(name, value, FRAME_REPLY, FRAME_PUSH, isFirst);
+        const bool isFrame = readChoice(EITHER, name, value, FRAME_REPLY, FRAME_PUSH, isFirst);
         m_rule.frames = isFirst ? Frames::Replies : Frames::Pushes;
         return isFrame;
     }
@@ -229,14 +237,15 @@ bool Reader::readOperation(const QString& name)
 {
     m_rule.operation = name;
     return traffic::operations().contains(name)
-        || fail(QStringLiteral("operation=%1 is not possible").arg(shown(name)) + possible(traffic::operations()));
+        || fail(Words::mark("operation=%1 is not possible; possible are %2"),
+                {shown(name), possible(traffic::operations())});
 }
 
 bool Reader::readProbability(const QString& text)
 {
     bool isNumber = false;
     m_rule.probability = text.toDouble(&isNumber);
-    return isNumber || fail(QStringLiteral("probability must be a number from 0 to 1, not %1").arg(shown(text)));
+    return isNumber || fail(Words::mark("probability must be a number from 0 to 1, not %1"), {shown(text)});
 }
 
 bool Reader::readOften(Often often, const QString& name, const QString& value)
@@ -250,11 +259,11 @@ bool Reader::readEffect(const QString& value)
     QStringList parameters = value.split(QLatin1Char(':'));
     const faultwords::EffectWord* const word = faultwords::findEffect(parameters.takeFirst());
     if (!word) {
-        return fail(QStringLiteral("do=%1 is not possible").arg(shown(value)) + possible(faultwords::effectForms()));
+        return fail(Words::mark("do=%1 is not possible; possible are %2"),
+                    {shown(value), possible(faultwords::effectForms())});
     }
     if (parameters.size() < word->minParameters || parameters.size() > word->maxParameters) {
-        return fail(
-            QStringLiteral("do=%1 is not possible; it must be do=%2%3").arg(shown(value), word->name, word->form));
+        return fail(Words::mark("do=%1 is not possible; it must be do=%2%3"), {shown(value), word->name, word->form});
     }
     m_rule.effect = word->effect;
     return readParameters(value, parameters);
@@ -299,8 +308,8 @@ bool Reader::readDamage(const QStringList& parameters)
     const bool isRead =
         (parameters.isEmpty() || readNumber(QStringLiteral("do=damage"), parameters.at(0), m_rule.amount))
         && (parameters.size() < 2
-            || readChoice(QStringLiteral("the level of do=damage"), parameters.at(1), LEVEL_BLOCK, LEVEL_BASE64,
-                          isBlock));
+            || readChoice(Words::mark("the level of %1 must be %2 or %3, not %4"), QStringLiteral("do=damage"),
+                          parameters.at(1), LEVEL_BLOCK, LEVEL_BASE64, isBlock));
     m_rule.damageLevel = isBlock ? FaultRule::DamageLevel::Block : FaultRule::DamageLevel::Base64;
     return isRead;
 }
@@ -312,18 +321,17 @@ bool Reader::readNumber(const QString& name, const QString& text, Number& result
     const qint64 value = text.toLongLong(&isNumber);
     if (!isNumber || value < static_cast<qint64>(std::numeric_limits<Number>::min())
         || value > static_cast<qint64>(std::numeric_limits<Number>::max())) {
-        return fail(QStringLiteral("%1 needs a whole number, not %2").arg(name, shown(text)));
+        return fail(Words::mark("%1 needs a whole number, not %2"), {name, shown(text)});
     }
     result = static_cast<Number>(value);
     return true;
 }
 
-bool Reader::readChoice(const QString& name, const QString& value, QLatin1String first, QLatin1String second,
-                        bool& isFirst)
+bool Reader::readChoice(const char* problem, const QString& name, const QString& value, QLatin1String first,
+                        QLatin1String second, bool& isFirst)
 {
     isFirst = value == first;
-    return isFirst || value == second
-        || fail(QStringLiteral("%1 must be %2 or %3, not %4").arg(name, first, second, shown(value)));
+    return isFirst || value == second || fail(problem, {name, first, second, shown(value)});
 }
 
 // The other way round.
@@ -405,17 +413,23 @@ QString effectText(const FaultRule& rule)
 
 } // namespace
 
-TarvexError readFaultRule(const QString& text, FaultRule& rule)
+Reason problemOfFaultRule(const QString& text, FaultRule& rule)
 {
     Reader reader;
     if (!reader.read(text)) {
-        return {LocalFailure, reader.problem()};
+        return reader.problem();
     }
-    TarvexError error = reader.rule().check();
-    if (!isFailure(error)) {
+    Reason problem = reader.rule().problem();
+    if (problem.isEmpty()) {
         rule = reader.rule();
     }
-    return error;
+    return problem;
+}
+
+TarvexError readFaultRule(const QString& text, FaultRule& rule)
+{
+    const Reason problem = problemOfFaultRule(text, rule);
+    return problem.isEmpty() ? TarvexError() : TarvexError(LocalFailure, problem.inEnglish());
 }
 
 QString FaultRule::toText() const

@@ -17,7 +17,7 @@ struct EffectWord
     QLatin1String form; ///< What may follow the name, such as ":MS".
     int minParameters = 0;
     int maxParameters = 0;
-    QLatin1String amount; ///< What the number is; empty when there is none.
+    const char* outOfBounds = nullptr; ///< Says what the number must be, see Words::mark().
     qint64 min = 0;
     qint64 max = 0;
 };

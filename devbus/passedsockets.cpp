@@ -1,6 +1,7 @@
 #include "passedsockets.h"
 
 #include "wire/busterms_p.h"
+#include "words.h"
 
 #include <QHostAddress>
 
@@ -9,6 +10,8 @@
 #include <systemd/sd-daemon.h>
 
 namespace tarvex::devbus {
+
+using programs::Words;
 
 namespace {
 
@@ -28,9 +31,8 @@ QString addressOf(const sockaddr_storage& address)
 {
     // The port is at the same place for both families.
     const quint16 port = ntohs(reinterpret_cast<const sockaddr_in&>(address).sin_port);
-    return QStringLiteral("%1 port %2")
-        .arg(QHostAddress(reinterpret_cast<const sockaddr*>(&address)).toString())
-        .arg(port);
+    return Words::tr("%1 port %2")
+        .arg(QHostAddress(reinterpret_cast<const sockaddr*>(&address)).toString(), QString::number(port));
 }
 
 /// What systemd has passed, for those who look for the mistake in the unit.
@@ -39,28 +41,26 @@ QString shown(int descriptor)
     sockaddr_storage address = {};
     socklen_t size = sizeof address;
     if (::getsockname(descriptor, reinterpret_cast<sockaddr*>(&address), &size) != 0) {
-        return QStringLiteral("something that is no socket");
+        return Words::tr("something that is no socket");
     }
     if (address.ss_family != AF_INET && address.ss_family != AF_INET6) {
-        return QStringLiteral("a socket that is not of the Internet's families");
+        return Words::tr("a socket that is not of the Internet's families");
     }
     if (::sd_is_socket(descriptor, AF_UNSPEC, SOCK_STREAM, -1) <= 0) {
-        return QStringLiteral("a socket of %1 that is not for TCP").arg(addressOf(address));
+        return Words::tr("a socket of %1 that is not for TCP").arg(addressOf(address));
     }
     const bool isListening = ::sd_is_socket(descriptor, AF_UNSPEC, SOCK_STREAM, 1) > 0;
-    return QStringLiteral("a TCP socket of %1 that %2")
-        .arg(addressOf(address), isListening ? QStringLiteral("listens") : QStringLiteral("does not listen"));
+    return (isListening ? Words::tr("a TCP socket of %1 that listens")
+                        : Words::tr("a TCP socket of %1 that does not listen"))
+        .arg(addressOf(address));
 }
 
 TarvexError failure(const QString& what)
 {
-    return {
-        LocalFailure,
-        QStringLiteral("systemd has passed %1; the bus takes one listening TCP socket of 127.0.0.1 port %2 and one of "
-                       "port %3, or none")
-            .arg(what)
-            .arg(busterms::QUERY_PORT)
-            .arg(busterms::RECEIVER_PORT)};
+    return {LocalFailure,
+            Words::tr("systemd has passed %1; the bus takes one listening TCP socket of 127.0.0.1 port %2 and one of "
+                      "port %3, or none")
+                .arg(what, QString::number(busterms::QUERY_PORT), QString::number(busterms::RECEIVER_PORT))};
 }
 
 /// \return an empty text when the socket is the bus's, otherwise what is wrong with it.
@@ -72,7 +72,7 @@ QString take(int descriptor, BusServer::Options& options)
     }
     int& place = isQuery ? options.querySocket : options.receiverSocket;
     if (place >= 0) {
-        return QStringLiteral("two sockets of port %1").arg(isQuery ? busterms::QUERY_PORT : busterms::RECEIVER_PORT);
+        return Words::tr("two sockets of port %1").arg(isQuery ? busterms::QUERY_PORT : busterms::RECEIVER_PORT);
     }
     place = descriptor;
     return QString();
@@ -86,7 +86,7 @@ TarvexError takePassedSockets(BusServer::Options& options)
     const int count = ::sd_listen_fds(UNSET_ENVIRONMENT);
     if (count < 0) {
         return {LocalFailure,
-                QStringLiteral("cannot tell which sockets systemd has passed: %1").arg(qt_error_string(-count))};
+                Words::tr("cannot tell which sockets systemd has passed: %1").arg(qt_error_string(-count))};
     }
     for (int descriptor = SD_LISTEN_FDS_START; descriptor < SD_LISTEN_FDS_START + count; ++descriptor) {
         const QString mistake = take(descriptor, options);
@@ -96,7 +96,7 @@ TarvexError takePassedSockets(BusServer::Options& options)
     }
     if ((options.querySocket < 0) != (options.receiverSocket < 0)) {
         const quint16 missing = options.querySocket < 0 ? busterms::QUERY_PORT : busterms::RECEIVER_PORT;
-        return failure(QStringLiteral("no socket of port %1").arg(missing));
+        return failure(Words::tr("no socket of port %1").arg(missing));
     }
     return {};
 }

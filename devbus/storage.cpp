@@ -4,6 +4,7 @@
 #include "failure.h"
 #include "wire/jsonwriter_p.h"
 #include "wire/plainjson_p.h"
+#include "words.h"
 
 #include <QJsonDocument>
 #include <QJsonObject>
@@ -267,7 +268,7 @@ bool Storage::loadRecord(const QString& sql, const QString& owner, QByteArray& j
         return true;
     }
     json = rows.first().value(0).toByteArray();
-    return !fromJson(json).isEmpty() || m_database->reportDamage(QStringLiteral("a record cannot be read"));
+    return !fromJson(json).isEmpty() || m_database->reportDamage(programs::Words::tr("a record cannot be read"));
 }
 
 bool Storage::selectMessage(const QString& sql, const QVariantList& values, StoredMessage& message)
@@ -282,7 +283,7 @@ bool Storage::selectMessage(const QString& sql, const QVariantList& values, Stor
     }
     const QVariantMap record = fromJson(rows.first().value(1).toByteArray());
     if (record.isEmpty()) {
-        return m_database->reportDamage(QStringLiteral("a message cannot be read"));
+        return m_database->reportDamage(programs::Words::tr("a message cannot be read"));
     }
     message.id = rows.first().value(0).toLongLong();
     message.message = Message::fromVariantMap(record);

@@ -3385,5 +3385,228 @@ Exit-Status:
             <source>no right to capture: only root and the members of the group %1 may start %2</source>
             <translation>kein Recht zum Mitschneiden: %2 darf nur von root und den Mitgliedern der Gruppe %1 gestartet werden</translation>
         </message>
+        <message>
+            <source>1 client</source>
+            <translation>1 Client</translation>
+        </message>
+        <message numerus="yes">
+            <source>%n clients</source>
+            <translation>
+                <numerusform>%n Client</numerusform>
+                <numerusform>%n Clients</numerusform>
+            </translation>
+        </message>
+        <message>
+            <source>there is no folder for it that belongs to this user alone</source>
+            <translation>es gibt dafür keinen Ordner, der diesem Benutzer allein gehört</translation>
+        </message>
+        <message>
+            <source>it is no regular file</source>
+            <translation>es ist keine reguläre Datei</translation>
+        </message>
+        <message>
+            <source>it is a link that leads nowhere</source>
+            <translation>es ist ein Link, der nirgendwohin führt</translation>
+        </message>
+        <message>
+            <source>it is a link to "%1", whose folder does not exist</source>
+            <translation>es ist ein Link auf "%1", dessen Ordner es nicht gibt</translation>
+        </message>
+        <message>
+            <source>its folder does not exist</source>
+            <translation>den Ordner dafür gibt es nicht</translation>
+        </message>
+        <message>
+            <source>it is a database of another program</source>
+            <translation>es ist eine Datenbank eines anderen Programms</translation>
+        </message>
+        <message>
+            <source>it was made by another version of this program</source>
+            <translation>er wurde von einer anderen Version dieses Programms angelegt</translation>
+        </message>
+        <message>
+            <source>it is damaged: %1</source>
+            <translation>er ist beschädigt: %1</translation>
+        </message>
+        <message>
+            <source>it is damaged: tables are missing</source>
+            <translation>er ist beschädigt: Tabellen fehlen</translation>
+        </message>
+        <message>
+            <source>the file was removed or replaced</source>
+            <translation>die Datei wurde entfernt oder ersetzt</translation>
+        </message>
+        <message>
+            <source>%1 needs gaps from 0 to %2 ms, not %3</source>
+            <translation>%1 braucht Pausen von 0 bis %2 ms, nicht %3</translation>
+        </message>
+        <message>
+            <source>probability must be a number from 0 to 1, not %1</source>
+            <translation>probability muss eine Zahl von 0 bis 1 sein, nicht %1</translation>
+        </message>
+        <message>
+            <source>nth and from must be numbers from 1 on, not %1</source>
+            <translation>nth und from müssen Zahlen ab 1 sein, nicht %1</translation>
+        </message>
+        <message>
+            <source>do=size needs a number of bytes too many (+1) or too few (-1), not 0</source>
+            <translation>do=size braucht eine Zahl von Bytes zu viel (+1) oder zu wenig (-1), nicht 0</translation>
+        </message>
+        <message>
+            <source>do=operation needs the name of an operation</source>
+            <translation>do=operation braucht den Namen einer Operation</translation>
+        </message>
+        <message>
+            <source>do=sizeline needs a text of one line</source>
+            <translation>do=sizeline braucht einen Text aus einer Zeile</translation>
+        </message>
+        <message>
+            <source>seed needs probability=P, or do=damage: nothing else is left to chance</source>
+            <translation>seed braucht probability=P oder do=damage: sonst hängt nichts vom Zufall ab</translation>
+        </message>
+        <message>
+            <source>frame=push excludes port=query: pushes are on the receiver port</source>
+            <translation>frame=push schließt port=query aus: Zustellungen gibt es auf dem Port receiver</translation>
+        </message>
+        <message>
+            <source>do=again applies to pushes only, which are on the receiver port</source>
+            <translation>do=again gilt nur für Zustellungen, und die gibt es auf dem Port receiver</translation>
+        </message>
+        <message>
+            <source>%1 applies to replies only, not with frame=push</source>
+            <translation>%1 gilt nur für Antworten, nicht mit frame=push</translation>
+        </message>
+        <message>
+            <source>a push is always operation=sendMessage, not %1</source>
+            <translation>eine Zustellung ist immer operation=sendMessage, nicht %1</translation>
+        </message>
+        <message>
+            <source>command applies to operation=sendMessage only, not to %1</source>
+            <translation>command gilt nur für operation=sendMessage, nicht für %1</translation>
+        </message>
+        <message>
+            <source>port=receiver has the operations handshake and sendMessage only, not %1</source>
+            <translation>port=receiver hat nur die Operationen handshake und sendMessage, nicht %1</translation>
+        </message>
+        <message>
+            <source>on port=receiver the bus replies to handshakes only</source>
+            <translation>auf port=receiver antwortet der Bus nur auf Handshakes</translation>
+        </message>
+        <message>
+            <source>%1 must be %2 or %3, not %4</source>
+            <translation>%1 muss %2 oder %3 sein, nicht %4</translation>
+        </message>
+        <message>
+            <source>"do=" is missing; possible are %1</source>
+            <translation>"do=" fehlt; möglich sind %1</translation>
+        </message>
+        <message>
+            <source>a double quote is missing at the end of "%1"</source>
+            <translation>am Ende von "%1" fehlt ein doppeltes Anführungszeichen</translation>
+        </message>
+        <message>
+            <source>unknown word "%1"; possible are %2</source>
+            <translation>unbekanntes Wort "%1"; möglich sind %2</translation>
+        </message>
+        <message>
+            <source>"%1=" needs a value</source>
+            <translation>"%1=" braucht einen Wert</translation>
+        </message>
+        <message>
+            <source>"%1" is given twice</source>
+            <translation>"%1" steht zweimal da</translation>
+        </message>
+        <message>
+            <source>"%1" and "%2" exclude each other: only one of nth, from, once and every is possible</source>
+            <translation>"%1" und "%2" schließen einander aus: nur eines von nth, from, once und every ist möglich</translation>
+        </message>
+        <message>
+            <source>operation=%1 is not possible; possible are %2</source>
+            <translation>operation=%1 ist nicht möglich; möglich sind %2</translation>
+        </message>
+        <message>
+            <source>do=%1 is not possible; possible are %2</source>
+            <translation>do=%1 ist nicht möglich; möglich sind %2</translation>
+        </message>
+        <message>
+            <source>do=%1 is not possible; it must be do=%2%3</source>
+            <translation>do=%1 ist nicht möglich; es muss do=%2%3 sein</translation>
+        </message>
+        <message>
+            <source>the level of %1 must be %2 or %3, not %4</source>
+            <translation>die Ebene von %1 muss %2 oder %3 sein, nicht %4</translation>
+        </message>
+        <message>
+            <source>%1 needs a whole number, not %2</source>
+            <translation>%1 braucht eine ganze Zahl, nicht %2</translation>
+        </message>
+        <message>
+            <source>%1 takes no number, but there is %4</source>
+            <translation>%1 nimmt keine Zahl, aber da ist %4</translation>
+        </message>
+        <message>
+            <source>%1 needs a code from %2 to %3, not %4</source>
+            <translation>%1 braucht einen Code von %2 bis %3, nicht %4</translation>
+        </message>
+        <message>
+            <source>%1 needs a time in ms from %2 to %3, not %4</source>
+            <translation>%1 braucht eine Zeit in ms von %2 bis %3, nicht %4</translation>
+        </message>
+        <message>
+            <source>%1 needs a number of bytes from %2 to %3, not %4</source>
+            <translation>%1 braucht eine Zahl von Bytes von %2 bis %3, nicht %4</translation>
+        </message>
+        <message>
+            <source>%1 needs a number of bytes a second from %2 to %3, not %4</source>
+            <translation>%1 braucht eine Zahl von Bytes je Sekunde von %2 bis %3, nicht %4</translation>
+        </message>
+        <message>
+            <source>%1 port %2</source>
+            <translation>%1 Port %2</translation>
+        </message>
+        <message>
+            <source>something that is no socket</source>
+            <translation>etwas, das kein Socket ist</translation>
+        </message>
+        <message>
+            <source>a socket that is not of the Internet's families</source>
+            <translation>ein Socket, das nicht zum Internet gehört</translation>
+        </message>
+        <message>
+            <source>a socket of %1 that is not for TCP</source>
+            <translation>ein Socket von %1, das nicht für TCP ist</translation>
+        </message>
+        <message>
+            <source>a TCP socket of %1 that listens</source>
+            <translation>ein lauschendes TCP-Socket von %1</translation>
+        </message>
+        <message>
+            <source>a TCP socket of %1 that does not listen</source>
+            <translation>ein nicht lauschendes TCP-Socket von %1</translation>
+        </message>
+        <message>
+            <source>systemd has passed %1; the bus takes one listening TCP socket of 127.0.0.1 port %2 and one of port %3, or none</source>
+            <translation>systemd hat dies übergeben: %1; der Bus nimmt ein lauschendes TCP-Socket von 127.0.0.1 Port %2 und eines von Port %3, oder keines</translation>
+        </message>
+        <message>
+            <source>two sockets of port %1</source>
+            <translation>zwei Sockets von Port %1</translation>
+        </message>
+        <message>
+            <source>cannot tell which sockets systemd has passed: %1</source>
+            <translation>kann nicht feststellen, welche Sockets systemd übergeben hat: %1</translation>
+        </message>
+        <message>
+            <source>no socket of port %1</source>
+            <translation>kein Socket von Port %1</translation>
+        </message>
+        <message>
+            <source>a record cannot be read</source>
+            <translation>ein Datensatz kann nicht gelesen werden</translation>
+        </message>
+        <message>
+            <source>a message cannot be read</source>
+            <translation>eine Nachricht kann nicht gelesen werden</translation>
+        </message>
     </context>
 </TS>

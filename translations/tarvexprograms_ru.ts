@@ -3411,5 +3411,229 @@ Exit status:
             <source>no right to capture: only root and the members of the group %1 may start %2</source>
             <translation>нет права на захват: %2 могут запускать только root и члены группы %1</translation>
         </message>
+        <message>
+            <source>1 client</source>
+            <translation>1 клиент</translation>
+        </message>
+        <message numerus="yes">
+            <source>%n clients</source>
+            <translation>
+                <numerusform>%n клиент</numerusform>
+                <numerusform>%n клиента</numerusform>
+                <numerusform>%n клиентов</numerusform>
+            </translation>
+        </message>
+        <message>
+            <source>there is no folder for it that belongs to this user alone</source>
+            <translation>для него нет папки, которая принадлежит только этому пользователю</translation>
+        </message>
+        <message>
+            <source>it is no regular file</source>
+            <translation>это не обычный файл</translation>
+        </message>
+        <message>
+            <source>it is a link that leads nowhere</source>
+            <translation>это ссылка, которая никуда не ведёт</translation>
+        </message>
+        <message>
+            <source>it is a link to "%1", whose folder does not exist</source>
+            <translation>это ссылка на "%1", а такой папки нет</translation>
+        </message>
+        <message>
+            <source>its folder does not exist</source>
+            <translation>папки для него нет</translation>
+        </message>
+        <message>
+            <source>it is a database of another program</source>
+            <translation>это база данных другой программы</translation>
+        </message>
+        <message>
+            <source>it was made by another version of this program</source>
+            <translation>оно создано другой версией этой программы</translation>
+        </message>
+        <message>
+            <source>it is damaged: %1</source>
+            <translation>оно повреждено: %1</translation>
+        </message>
+        <message>
+            <source>it is damaged: tables are missing</source>
+            <translation>оно повреждено: не хватает таблиц</translation>
+        </message>
+        <message>
+            <source>the file was removed or replaced</source>
+            <translation>файл удалён или заменён</translation>
+        </message>
+        <message>
+            <source>%1 needs gaps from 0 to %2 ms, not %3</source>
+            <translation>%1: нужны паузы от 0 до %2 мс, а не %3</translation>
+        </message>
+        <message>
+            <source>probability must be a number from 0 to 1, not %1</source>
+            <translation>probability: нужно число от 0 до 1, а не %1</translation>
+        </message>
+        <message>
+            <source>nth and from must be numbers from 1 on, not %1</source>
+            <translation>nth и from: нужны числа от 1, а не %1</translation>
+        </message>
+        <message>
+            <source>do=size needs a number of bytes too many (+1) or too few (-1), not 0</source>
+            <translation>do=size: нужно число лишних (+1) или недостающих (-1) байтов, а не 0</translation>
+        </message>
+        <message>
+            <source>do=operation needs the name of an operation</source>
+            <translation>do=operation: нужно имя операции</translation>
+        </message>
+        <message>
+            <source>do=sizeline needs a text of one line</source>
+            <translation>do=sizeline: нужен текст из одной строки</translation>
+        </message>
+        <message>
+            <source>seed needs probability=P, or do=damage: nothing else is left to chance</source>
+            <translation>seed требует probability=P или do=damage: больше ничего от случая не зависит</translation>
+        </message>
+        <message>
+            <source>frame=push excludes port=query: pushes are on the receiver port</source>
+            <translation>frame=push исключает port=query: доставки идут через порт receiver</translation>
+        </message>
+        <message>
+            <source>do=again applies to pushes only, which are on the receiver port</source>
+            <translation>do=again действует только на доставки, а они идут через порт receiver</translation>
+        </message>
+        <message>
+            <source>%1 applies to replies only, not with frame=push</source>
+            <translation>%1 действует только на ответы, не с frame=push</translation>
+        </message>
+        <message>
+            <source>a push is always operation=sendMessage, not %1</source>
+            <translation>доставка — это всегда operation=sendMessage, а не %1</translation>
+        </message>
+        <message>
+            <source>command applies to operation=sendMessage only, not to %1</source>
+            <translation>command действует только на operation=sendMessage, а не на %1</translation>
+        </message>
+        <message>
+            <source>port=receiver has the operations handshake and sendMessage only, not %1</source>
+            <translation>у port=receiver есть только операции handshake и sendMessage, но не %1</translation>
+        </message>
+        <message>
+            <source>on port=receiver the bus replies to handshakes only</source>
+            <translation>на port=receiver шина отвечает только на рукопожатия</translation>
+        </message>
+        <message>
+            <source>%1 must be %2 or %3, not %4</source>
+            <translation>%1: нужно %2 или %3, а не %4</translation>
+        </message>
+        <message>
+            <source>"do=" is missing; possible are %1</source>
+            <translation>нет "do="; возможны %1</translation>
+        </message>
+        <message>
+            <source>a double quote is missing at the end of "%1"</source>
+            <translation>в конце "%1" нет двойной кавычки</translation>
+        </message>
+        <message>
+            <source>unknown word "%1"; possible are %2</source>
+            <translation>неизвестное слово "%1"; возможны %2</translation>
+        </message>
+        <message>
+            <source>"%1=" needs a value</source>
+            <translation>"%1=" требует значения</translation>
+        </message>
+        <message>
+            <source>"%1" is given twice</source>
+            <translation>"%1" указано дважды</translation>
+        </message>
+        <message>
+            <source>"%1" and "%2" exclude each other: only one of nth, from, once and every is possible</source>
+            <translation>"%1" и "%2" исключают друг друга: возможно только одно из nth, from, once и every</translation>
+        </message>
+        <message>
+            <source>operation=%1 is not possible; possible are %2</source>
+            <translation>operation=%1 невозможно; возможны %2</translation>
+        </message>
+        <message>
+            <source>do=%1 is not possible; possible are %2</source>
+            <translation>do=%1 невозможно; возможны %2</translation>
+        </message>
+        <message>
+            <source>do=%1 is not possible; it must be do=%2%3</source>
+            <translation>do=%1 невозможно; нужно do=%2%3</translation>
+        </message>
+        <message>
+            <source>the level of %1 must be %2 or %3, not %4</source>
+            <translation>уровень %1: нужно %2 или %3, а не %4</translation>
+        </message>
+        <message>
+            <source>%1 needs a whole number, not %2</source>
+            <translation>%1: нужно целое число, а не %2</translation>
+        </message>
+        <message>
+            <source>%1 takes no number, but there is %4</source>
+            <translation>%1 не принимает числа, но есть %4</translation>
+        </message>
+        <message>
+            <source>%1 needs a code from %2 to %3, not %4</source>
+            <translation>%1: нужен код от %2 до %3, а не %4</translation>
+        </message>
+        <message>
+            <source>%1 needs a time in ms from %2 to %3, not %4</source>
+            <translation>%1: нужно время в мс от %2 до %3, а не %4</translation>
+        </message>
+        <message>
+            <source>%1 needs a number of bytes from %2 to %3, not %4</source>
+            <translation>%1: нужно число байтов от %2 до %3, а не %4</translation>
+        </message>
+        <message>
+            <source>%1 needs a number of bytes a second from %2 to %3, not %4</source>
+            <translation>%1: нужно число байтов в секунду от %2 до %3, а не %4</translation>
+        </message>
+        <message>
+            <source>%1 port %2</source>
+            <translation>%1, порт %2</translation>
+        </message>
+        <message>
+            <source>something that is no socket</source>
+            <translation>нечто, что не является сокетом</translation>
+        </message>
+        <message>
+            <source>a socket that is not of the Internet's families</source>
+            <translation>сокет не из семейств Интернета</translation>
+        </message>
+        <message>
+            <source>a socket of %1 that is not for TCP</source>
+            <translation>сокет %1 не для TCP</translation>
+        </message>
+        <message>
+            <source>a TCP socket of %1 that listens</source>
+            <translation>слушающий сокет TCP %1</translation>
+        </message>
+        <message>
+            <source>a TCP socket of %1 that does not listen</source>
+            <translation>неслушающий сокет TCP %1</translation>
+        </message>
+        <message>
+            <source>systemd has passed %1; the bus takes one listening TCP socket of 127.0.0.1 port %2 and one of port %3, or none</source>
+            <translation>systemd передал: %1; шина принимает по одному слушающему сокету TCP 127.0.0.1, порт %2 и порт %3, или ни одного</translation>
+        </message>
+        <message>
+            <source>two sockets of port %1</source>
+            <translation>два сокета порта %1</translation>
+        </message>
+        <message>
+            <source>cannot tell which sockets systemd has passed: %1</source>
+            <translation>невозможно определить, какие сокеты передал systemd: %1</translation>
+        </message>
+        <message>
+            <source>no socket of port %1</source>
+            <translation>нет сокета порта %1</translation>
+        </message>
+        <message>
+            <source>a record cannot be read</source>
+            <translation>невозможно прочитать запись</translation>
+        </message>
+        <message>
+            <source>a message cannot be read</source>
+            <translation>невозможно прочитать сообщение</translation>
+        </message>
     </context>
 </TS>

@@ -159,6 +159,7 @@ void TstFaultRule::text_wrong_isRefusedInWords_data()
     QTest::newRow("client=a") << u"\"do=\" is missing; "_s + effects;
     QTest::newRow("clinet=a do=drop") << u"unknown word \"clinet=a\""_s + words;
     QTest::newRow("always do=drop") << u"unknown word \"always\""_s + words;
+    QTest::newRow("%2%1 do=drop") << u"unknown word \"%2%1\""_s + words;
     QTest::newRow("client do=drop") << u"unknown word \"client\""_s + words;
     QTest::newRow("once=1 do=drop") << u"unknown word \"once=1\""_s + words;
     QTest::newRow("client= do=drop") << u"\"client=\" needs a value"_s;
@@ -256,6 +257,10 @@ void TstFaultRule::check_numberOutOfRange_isRefused()
     QVERIFY(!isFailure(rule.check()));
     rule.often = FaultRule::Often::Nth;
     QVERIFY(isFailure(rule.check()));
+    rule = FaultRule();
+    rule.effect = FaultRule::Effect::Drop;
+    rule.amount = 5;
+    QCOMPARE(rule.check().description(), u"do=drop takes no number, but there is 5"_s);
 }
 
 void TstFaultRule::carriesOut_unlessRefusedOrSilent()

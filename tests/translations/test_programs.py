@@ -78,6 +78,20 @@ class Programs(unittest.TestCase):
         self.assertEqual(run(DEVBUS, "--keep", locale=GERMAN)[2],
                          "tarvex-devbus: Nach '--keep' fehlt ein Wert; siehe --help\n")
 
+    def test_the_reasons_of_the_development_bus_are_translated(self):
+        for arguments, words in (
+                (("--fault", "do=delay:0"),
+                 '--fault "do=delay:0": do=delay braucht eine Zeit in ms von 1 bis 600000, nicht 0; siehe --help'),
+                (("--storage", "/proc/none/bus"),
+                 'kann den Speicher "/proc/none/bus" nicht verwenden: den Ordner dafür gibt es nicht')):
+            self.assertEqual(run(DEVBUS, *arguments, locale=GERMAN)[2], f"tarvex-devbus: {words}\n")
+
+    def test_what_systemd_has_passed_is_told_in_the_language(self):
+        words = 'exec 3</dev/null; LISTEN_FDS=1 LISTEN_PID=$$ exec "$0" --memory'
+        status, _, told = run("/bin/sh", "-c", words, DEVBUS, locale=GERMAN)
+        self.assertEqual(status, 1)
+        self.assertIn("systemd hat dies übergeben: etwas, das kein Socket ist; der Bus nimmt ", told)
+
 
 class OnABus(unittest.TestCase):
     """The bus speaks German to its user. To its clients it says what it always says."""
@@ -97,6 +111,11 @@ class OnABus(unittest.TestCase):
         status, _, words = ctl("--as", "nobody", "settings", "get", locale=GERMAN)
         self.assertEqual(status, 1)
         self.assertIn("vom Bus abgelehnt: 5 There are no settings for client", words)
+
+    def test_why_the_bus_refuses_a_fault_is_english(self):
+        status, _, words = ctl("fault", "add", "do=delay:0", locale=GERMAN)
+        self.assertEqual(status, 1)
+        self.assertIn("do=delay needs a time in ms from 1 to 600000, not 0", words)
 
     def test_columns_are_aligned(self):
         ctl("--as", "tür", "state", "set", "bereit", "--type", "1", locale=GERMAN)

@@ -992,7 +992,7 @@ Exit-Status:
         </message>
         <message>
             <source>Do not compare the dates of records across that jump, and let the clock be set before the bus is started.</source>
-            <translation>Daten von Datensätzen nicht über diesen Sprung hinweg vergleichen, und die Uhr stellen lassen, bevor der Bus startet.</translation>
+            <translation>Zeitangaben von Datensätzen nicht über diesen Sprung hinweg vergleichen, und die Uhr stellen lassen, bevor der Bus startet.</translation>
         </message>
         <message>
             <source>the bus stores in memory</source>
@@ -1008,7 +1008,7 @@ Exit-Status:
         </message>
         <message>
             <source>Find out what sets the clock, because the dates of records jump with it.</source>
-            <translation>Herausfinden, was die Uhr stellt, denn die Daten der Datensätze springen mit.</translation>
+            <translation>Herausfinden, was die Uhr stellt, denn die Zeitangaben der Datensätze springen mit.</translation>
         </message>
         <message>
             <source>nothing keeps the clock of this machine right, as far as the kernel knows</source>
@@ -1016,7 +1016,7 @@ Exit-Status:
         </message>
         <message>
             <source>Set up NTP (timedatectl shows it), if dates are compared with those of other machines.</source>
-            <translation>NTP einrichten (timedatectl zeigt es), wenn Daten mit denen anderer Rechner verglichen werden.</translation>
+            <translation>NTP einrichten (timedatectl zeigt es), wenn Zeitangaben mit denen anderer Rechner verglichen werden.</translation>
         </message>
         <message>
             <source>the clock was not set while doctor looked</source>
@@ -1167,7 +1167,7 @@ Exit-Status:
         </message>
         <message>
             <source>settings of "%1": %2 holds a number from 2^53 on, which has lost its last digits if it was an integer</source>
-            <translation>Einstellungen von "%1": %2 enthält eine Zahl ab 2^53, die ihre letzten Stellen verloren hat, wenn sie ganz war</translation>
+            <translation>Einstellungen von "%1": %2 enthält eine Zahl ab 2^53, die ihre letzten Stellen verloren hat, wenn sie ganzzahlig war</translation>
         </message>
         <message>
             <source>Compare it with what it should be, and store such a number as a text.</source>
@@ -2460,7 +2460,7 @@ Exit-Status:
         </message>
         <message>
             <source>With --diff: dates and uids must be the same as well</source>
-            <translation>Mit --diff: auch Daten und uids müssen gleich sein</translation>
+            <translation>Mit --diff: auch Zeitangaben und uids müssen gleich sein</translation>
         </message>
         <message>
             <source>Also plays clients that are connected; they lose their connections</source>
@@ -2638,7 +2638,7 @@ Exit-Status:
         </message>
         <message>
             <source>only one of FROM and TO can be stdin</source>
-            <translation>nur FROM oder TO kann stdin sein</translation>
+            <translation>nur eines von FROM und TO kann stdin sein</translation>
         </message>
         <message>
             <source>A client's name, or a file</source>
@@ -2854,7 +2854,7 @@ Exit-Status:
         </message>
         <message>
             <source>The file with the records; stdin when it is - or missing</source>
-            <translation>Die Datei mit den Datensätzen; stdin, wenn sie - ist oder fehlt</translation>
+            <translation>Die Datei mit den Datensätzen; mit - oder ohne Angabe stdin</translation>
         </message>
         <message>
             <source>there is no setting %1/%2 in the settings of %3</source>

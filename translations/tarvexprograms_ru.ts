@@ -412,7 +412,7 @@ Exit status:
 например "client=printer operation=loadState nth=3 do=delay:500".
 Слова:
 %3
-Действия:
+Эффекты:
 %4
 
 Код завершения:
@@ -888,7 +888,7 @@ Exit status:
         </message>
         <message>
             <source>two processes fight for the name "%1": it was taken again while doctor looked</source>
-            <translation>два процесса спорят за имя "%1": оно снова занято, пока doctor смотрел</translation>
+            <translation>два процесса борются за имя "%1": его снова заняли, пока doctor смотрел</translation>
         </message>
         <message>
             <source>End one of the two processes, because each gets only a part of the messages.</source>
@@ -1916,7 +1916,7 @@ Exit status:
         </message>
         <message>
             <source>%1 is too large for a command: it has more than %2 bytes</source>
-            <translation>%1 слишком велико для команды: больше %2 байт</translation>
+            <translation>%1: слишком много для команды, больше %2 байт</translation>
         </message>
         <message>
             <source>%1 holds no UTF-8 text</source>
@@ -2092,7 +2092,7 @@ Exit status:
         </message>
         <message>
             <source>What the rule for it says: client=NAME, port=query|receiver, frame=reply|push, operation=NAME, command=NAME; nth=N, from=N, once or every; probability=P, seed=N; and do=EFFECT. The effects are error:CODE[:TEXT], silence, delay:MS, operation:NAME, sizeline:TEXT, size:+N|-N, pieces:BYTES:MS, cut:BYTES, damage[:BYTES[:base64|block]], again, drop and limit:BYTES</source>
-            <translation>Что говорит правило сбоя: client=NAME, port=query|receiver, frame=reply|push, operation=NAME, command=NAME; nth=N, from=N, once или every; probability=P, seed=N; и do=EFFECT. Действия: error:CODE[:TEXT], silence, delay:MS, operation:NAME, sizeline:TEXT, size:+N|-N, pieces:BYTES:MS, cut:BYTES, damage[:BYTES[:base64|block]], again, drop и limit:BYTES</translation>
+            <translation>Что говорит правило сбоя: client=NAME, port=query|receiver, frame=reply|push, operation=NAME, command=NAME; nth=N, from=N, once или every; probability=P, seed=N; и do=EFFECT. Эффекты: error:CODE[:TEXT], silence, delay:MS, operation:NAME, sizeline:TEXT, size:+N|-N, pieces:BYTES:MS, cut:BYTES, damage[:BYTES[:base64|block]], again, drop и limit:BYTES</translation>
         </message>
         <message>
             <source>added fault %1: %2</source>
@@ -2456,7 +2456,7 @@ Exit status:
         </message>
         <message>
             <source>Plays a recording: its clients to a bus, or its bus to a service</source>
-            <translation>Воспроизводит запись: её клиентов для шины или её шину для службы</translation>
+            <translation>Воспроизводит запись обмена: её клиентов для шины или её шину для службы</translation>
         </message>
         <message>
             <source>Plays the bus: takes its ports and answers the services that connect</source>
@@ -2496,7 +2496,7 @@ Exit status:
         </message>
         <message>
             <source>--step reads stdin, so the recording must be a file</source>
-            <translation>--step читает stdin, поэтому запись должна быть файлом</translation>
+            <translation>--step читает stdin, поэтому запись обмена должна быть файлом</translation>
         </message>
         <message>
             <source>the last line is cut and was left out: the recorder was killed, most likely</source>
@@ -2504,11 +2504,11 @@ Exit status:
         </message>
         <message>
             <source>--only: there is no client "%1" in the recording; there are %2</source>
-            <translation>--only: в записи нет клиента "%1"; есть %2</translation>
+            <translation>--only: в записи обмена нет клиента "%1"; есть %2</translation>
         </message>
         <message>
             <source>there is nothing to play in this recording</source>
-            <translation>в этой записи нечего воспроизводить</translation>
+            <translation>в этой записи обмена нечего воспроизводить</translation>
         </message>
         <message>
             <source>left out 1 request whose data was too large to be recorded</source>
@@ -2580,14 +2580,14 @@ Exit status:
         </message>
         <message>
             <source>1 difference from the recording</source>
-            <translation>1 отличие от записи</translation>
+            <translation>1 отличие от записи обмена</translation>
         </message>
         <message numerus="yes">
             <source>%n differences from the recording</source>
             <translation>
-                <numerusform>%n отличие от записи</numerusform>
-                <numerusform>%n отличия от записи</numerusform>
-                <numerusform>%n отличий от записи</numerusform>
+                <numerusform>%n отличие от записи обмена</numerusform>
+                <numerusform>%n отличия от записи обмена</numerusform>
+                <numerusform>%n отличий от записи обмена</numerusform>
             </translation>
         </message>
         <message>
@@ -2636,7 +2636,7 @@ Exit status:
         </message>
         <message>
             <source>sent to %1, UID %2</source>
-            <translation>отправлено %1, UID %2</translation>
+            <translation>отправлено клиенту %1, UID %2</translation>
         </message>
         <message>
             <source>%1 has no settings</source>
@@ -2764,7 +2764,7 @@ Exit status:
         </message>
         <message>
             <source>Writes to this file; it is replaced at once when all is written</source>
-            <translation>Пишет в этот файл; он заменяется сразу, когда всё записано</translation>
+            <translation>Пишет в этот файл; он заменяется целиком, когда всё записано</translation>
         </message>
         <message>
             <source>Owner</source>
@@ -2880,7 +2880,7 @@ Exit status:
         </message>
         <message>
             <source>The file with the records; stdin when it is - or missing</source>
-            <translation>Файл с записями; stdin, если это - или файла нет</translation>
+            <translation>Файл с записями; stdin, если указан - или ничего не указано</translation>
         </message>
         <message>
             <source>there is no setting %1/%2 in the settings of %3</source>
@@ -3301,7 +3301,7 @@ Exit status:
         </message>
         <message>
             <source>the effect</source>
-            <translation>действие</translation>
+            <translation>эффект</translation>
         </message>
         <message>
             <source>the bus itself</source>

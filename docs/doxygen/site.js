@@ -28,10 +28,14 @@
     };
 
     const find = (text) => {
-        const terms = text.toLowerCase().split(/[^\p{L}\p{N}_]+/u).filter((term) => term);
-        if (!terms.length) {
+        const words = text.toLowerCase().split(/[^\p{L}\p{N}_]+/u).filter((word) => word);
+        if (!words.length) {
             return [];
         }
+        // The index leaves out words such as "of".
+        const telling = words.filter((word) => lunr.stopWordFilter(word));
+        // Of several, one is meant as well.
+        const terms = (telling.length ? telling : words).map((word) => word.length > 3 ? word.replace(/s$/, "") : word);
         // All words first. If no entry has them all, those that have one.
         for (const presence of [lunr.Query.presence.REQUIRED, lunr.Query.presence.OPTIONAL]) {
             const found = index.query((query) => {
@@ -50,6 +54,18 @@
         }
         return [];
     };
+
+    // What bears the very name stands before what only has it among its words: 0 for a class or a whole page.
+    const rank = ([title, place, kind], text) => {
+        const name = text.toLowerCase().replace(/\(.*/, "");
+        if (!`::${place}::${title}`.toLowerCase().endsWith(`::${name}`)) {
+            return 2;
+        }
+        return kind === "class" || (kind === "page" && !place) ? 0 : 1;
+    };
+
+    const findEntries = (text) => find(text).map((found) => window.searchIndex.entries[found.ref])
+        .sort((left, right) => rank(left, text) - rank(right, text));
 
     const element = (name, className, text) => {
         const made = document.createElement(name);
@@ -84,7 +100,7 @@
         if (!text || !index || text === list.dataset.text) {
             return;
         }
-        const rows = find(text).slice(0, SHOWN).map((found) => row(window.searchIndex.entries[found.ref]));
+        const rows = findEntries(text).slice(0, SHOWN).map(row);
         list.dataset.text = text;
         list.replaceChildren(...(rows.length ? rows : [element("li", "nothing", "Nothing found")]));
         choose(0);

@@ -122,8 +122,8 @@ class Names(Folder):
     def test_what_is_missing(self):
         faults = list(names.faults(self.read(HEADER)))
         missing = {fault.split(": ", 1)[1].split(" (")[0] for fault in faults if "has no comment" in fault}
-        self.assertEqual(missing, {"n::Known::Bad", "n::Known::forgotten", "n::Known::signalled", "n::Known::m_seen", "n::Unknown",
-                                   "n::freeFunction", "n::Type", "n::VALUE", "globalFunction"})
+        self.assertEqual(missing, {"n", "n::Known::Bad", "n::Known::forgotten", "n::Known::signalled", "n::Known::m_seen",
+                                   "n::Unknown", "n::freeFunction", "n::Type", "n::VALUE", "globalFunction"})
         self.assertIn("known.h:18: n::Known::forgotten (function) has no comment", faults)
         self.assertEqual([fault.split(": ")[1] for fault in faults if "has no example" in fault],
                          ["n::Bare has no example"])
@@ -136,6 +136,12 @@ class Names(Folder):
         self.assertEqual(targets["a::X"], "a::X")
         self.assertEqual(targets["Y"], "a::Y")
         self.assertNotIn("X", targets)
+
+    def test_namespaces_and_headers_are_names_but_no_links(self):
+        found = self.read("/// \\file\n/// Words.\n/// Words.\nnamespace bus { class X {}; }\n")
+        self.assertEqual({(name.qualified, name.kind) for name in found},
+                         {("bus", "namespace"), ("bus::X", "class"), ("known.h", "file")})
+        self.assertEqual(set(names.links(found)), {"X", "bus::X"})
 
 
 class Pages(Folder):

@@ -107,6 +107,36 @@ class Site(unittest.TestCase):
         field.send_keys(Keys.ENTER)
         self.wait_for(lambda: self.browser.current_url.endswith("/threads.html#threads-the-end-of-a-service"))
 
+    def test_search_finds_first_what_bears_the_name(self):
+        self.open("index.html")
+        for text, title, place, kind in (("Message", "Message", "tarvex", "class"),
+                                         ("tarvex::Message", "Message", "tarvex", "class"),
+                                         ("AppVersion", "AppVersion", "wexcor", "class"),
+                                         ("Message::uid()", "uid", "tarvex::Message", "function"),
+                                         ("wexcor", "wexcor", "", "namespace"),
+                                         ("logtools", "logtools.h", "", "header"),
+                                         ("settings", "Settings", "", "page")):
+            with self.subTest(text):
+                self.element("#search").clear()
+                self.search(text)
+                first = self.element("#results a")
+                self.assertEqual([first.find_element(By.CSS_SELECTOR, part).text for part in ("b", ".place", ".kind")],
+                                 [title, place, kind])
+
+    def test_search_finds_names_while_they_are_typed(self):
+        self.open("index.html")
+        for length in range(4, len("loadSettings") + 1):
+            with self.subTest(length):
+                self.element("#search").clear()
+                self.search("query " + "loadSettings"[:length])
+                self.assertIn("loadSettings", self.titles())
+
+    def test_a_variable_is_no_link_to_a_namespace(self):
+        self.open("classtarvex_1_1TarvexQueryHandler.html")
+        example = self.element(".fragment")
+        self.assertIn("bus.open()", example.text)
+        self.assertNotIn("bus", [link.text for link in example.find_elements(By.TAG_NAME, "a")])
+
     def test_search_says_that_there_is_nothing(self):
         self.open("index.html")
         field = self.search("qqqqqq")

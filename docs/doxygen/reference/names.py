@@ -4,6 +4,8 @@ import xml.etree.ElementTree
 
 MEMBER_KINDS = {"function", "signal", "slot", "variable", "typedef", "enum", "property", "friend", "define"}
 CLASS_KINDS = ("class", "struct", "union")
+# They are found by the search. No page links them by their names, because "bus" and "tarvex" are words, too.
+PLACE_KINDS = ("namespace", "file")
 
 
 class Name:
@@ -84,7 +86,13 @@ def read(folder):
         kind = compound.get("kind")
         owner = compound.findtext("compoundname") if kind in (*CLASS_KINDS, "namespace") else ""
         if kind in CLASS_KINDS:
-            names.append(Name(compound, owner, kind, f"{compound.get('id')}.html", place_of(compound)))
+            namespace = owner.rpartition("::")[0] or None
+            names.append(Name(compound, owner, kind, f"{compound.get('id')}.html", place_of(compound), namespace))
+        if kind in PLACE_KINDS:
+            place = Name(compound, compound.findtext("compoundname"), kind, f"{compound.get('id')}.html", place_of(compound))
+            # A header has a page when it has a comment.
+            if kind == "namespace" or place.is_described:
+                names.append(place)
         if kind in (*CLASS_KINDS, "namespace", "file"):
             for name in members_of(compound, owner):
                 # A function of a namespace stands in the namespace and in its file.
@@ -107,6 +115,8 @@ def links(names):
     """By what a page may call it, the name that Doxygen knows. A name that means two things is no link."""
     targets = {}
     for name in names:
+        if name.kind in PLACE_KINDS:
+            continue
         parts = name.qualified.split("::")
         # Neither "open" nor "state" alone is a link: a page names the class as well.
         least = 1 if name.kind in CLASS_KINDS or name.owner in (None, "", "tarvex") else 2

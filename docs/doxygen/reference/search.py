@@ -3,10 +3,12 @@ import html
 import json
 import re
 
-import lunr
+from lunr.builder import Builder
+from lunr.stop_word_filter import stop_word_filter
+from lunr.trimmer import trimmer
 
 KINDS = {"function": "function", "signal": "signal", "slot": "slot", "class": "class", "struct": "class",
-         "enumerator": "value", "enum": "enumeration", "variable": "variable", "typedef": "type"}
+         "enumerator": "value", "enum": "enumeration", "variable": "variable", "typedef": "type", "file": "header"}
 SHOWN_LENGTH = 160
 
 
@@ -28,11 +30,24 @@ def entries(site, names):
                "url": name.url, "words": parts_of(name.qualified), "text": f"{name.brief} {name.details}".strip()}
 
 
+def built_index(documents):
+    """Without the stems of words that lunr keeps by default: who types "loadSettin" looks for "loadsettings", which would
+    be in the index as "loadset"."""
+    builder = Builder()
+    builder.pipeline.add(trimmer, stop_word_filter)
+    builder.ref("id")
+    builder.field("words", boost=8)
+    builder.field("text")
+    for document in documents:
+        builder.add(document)
+    return builder.build()
+
+
 def write(folder, site, names):
     """Writes search-index.js. Returns the links of all entries."""
     found = list(entries(site, names))
     documents = [{"id": number, "words": entry["words"], "text": entry["text"]} for number, entry in enumerate(found)]
-    index = lunr.lunr(ref="id", fields=[{"field_name": "words", "boost": 8}, "text"], documents=documents)
+    index = built_index(documents)
     shown = [[entry["title"], entry["place"], entry["kind"], entry["url"], html.unescape(entry["text"])[:SHOWN_LENGTH]]
              for entry in found]
     # A script and not JSON, because a browser loads no JSON from a page that was opened as a file.

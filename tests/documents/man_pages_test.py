@@ -131,6 +131,25 @@ class ManPages(unittest.TestCase):
                 synopsis = places[0][1].split("\n\n")[0]
                 self.assertEqual(set(re.findall(r"--[\w-]+", synopsis)), {name for name in options if name[1] == "-"})
 
+    def test_synopses_leave_no_option_out(self):
+        for page in own_pages():
+            synopsis = sections(shown(page)).get("SYNOPSIS", "")
+            for line in re.findall(r"^ +(tarvexctl [a-z].*)", synopsis, re.MULTILINE):
+                text = help_text(*re.match(r"tarvexctl(?: [a-z][\w-]*)+", line)[0].split())
+                options = {name for name in options_of_help(text) if name[1] == "-"} - COMMON
+                told = set(re.findall(r"--[\w-]+", line))
+                with self.subTest(line):
+                    self.assertTrue("[OPTION...]" in line or verbs_of_help(text) and "VERB" in line or told == options,
+                                    f"{options - told} is missing")
+
+    def test_devbus_tells_what_systemd_is_for(self):
+        section = " ".join(sections(shown(PAGES / "man1/tarvex-devbus.1"))["WITH SYSTEMD"].split())
+        for unit in ("packaging/systemd/tarvex-devbus.socket", "packaging/systemd/tarvex-devbus.service.in"):
+            for line in re.findall(r"^(?:Type|WatchdogSec)=.*|^ListenStream=\S+", (ROOT / unit).read_text(), re.MULTILINE):
+                key, value = line.split("=")
+                told = {"ListenStream": value.replace(":", " port "), "Type": line}.get(key, f"{key}=")
+                self.assertIn(told.removeprefix("127.0.0.1 "), section)
+
     def test_program_takes_what_its_help_says(self):
         page = sections(shown(PAGES / "man1/tarvexctl.1"))
         text = help_text("tarvexctl")

@@ -18,6 +18,6 @@ function(tarvex_add_translations target name)
     file(CONFIGURE OUTPUT ${list} CONTENT
         "<RCC>\n    <qresource prefix=\"/translations\">\n@lines@    </qresource>\n</RCC>\n" @ONLY)
     # Not compressed, because a program reads its catalogue at each start.
-    qt5_add_resources(resources ${list} OPTIONS -no-compress)
+    qt5_add_resources(resources ${list} OPTIONS -no-compress ${CMAKE_AUTORCC_OPTIONS})
     target_sources(${target} PRIVATE ${resources})
 endfunction()

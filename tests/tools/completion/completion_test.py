@@ -5,6 +5,7 @@ Presses Tab in real shells, with a real bus and without one. PROGRAMS is the fol
 the completions in the sources, MADE that of the completions which the build makes. To be run in a network of its own.
 """
 
+import functools
 import json
 import os
 import pathlib
@@ -99,6 +100,25 @@ class Desk:
         shutil.rmtree(self.folder)
 
 
+def patiently(check):
+    """Completion offers no live names when the bus takes longer than 0.1 s, as it may on a loaded machine. The user then
+    presses Tab again, and so does the test, twenty times at most."""
+    for _ in range(19):
+        try:
+            return check()
+        except AssertionError:
+            time.sleep(0.3)
+    return check()
+
+
+def patient(test):
+    """The same for a whole test."""
+    @functools.wraps(test)
+    def repeated(self):
+        patiently(lambda: test(self))
+    return repeated
+
+
 class WithBus(unittest.TestCase):
     @classmethod
     def setUpClass(cls):
@@ -173,14 +193,15 @@ class WithBus(unittest.TestCase):
         self.addCleanup(terminal.close)
         for line, word in self.LINES:
             with self.subTest(line):
-                self.assertEqual(terminal.last_word(line), word)
+                patiently(lambda: self.assertEqual(terminal.last_word(line), word))
 
     def check_names(self, shell):
         terminal = self.desk.terminal(shell)
         self.addCleanup(terminal.close)
         for name in HOSTILE_NAMES:
             with self.subTest(name):
-                self.assertEqual(terminal.last_word("tarvexctl send " + re.sub(r"(\W)", r"\\\1", name[:3])), name)
+                line = "tarvexctl send " + re.sub(r"(\W)", r"\\\1", name[:3])
+                patiently(lambda: self.assertEqual(terminal.last_word(line), name))
         shown = terminal.listed("tarvexctl send ")
         self.assertNotRegex(shown, r"q[a-z]")
 
@@ -219,8 +240,9 @@ class WithBus(unittest.TestCase):
         for line, word in self.LINES:
             if word not in line.split() and "te\"rmin" not in line:
                 with self.subTest(line):
-                    self.assertIn(word, self.desk.fish(line))
+                    patiently(lambda: self.assertIn(word, self.desk.fish(line)))
 
+    @patient
     def test_fish_keeps_names_names_and_describes_them(self):
         offered = self.desk.fish("tarvexctl send ")
         for name in HOSTILE_NAMES:
@@ -228,6 +250,7 @@ class WithBus(unittest.TestCase):
         self.assertEqual(offered["logger"], "known to the library")
         self.desk.fish("tarvexctl send \"$(touch RUN)\" (touch RUN) --command ")
 
+    @patient
     def test_names_that_cannot_be_typed_are_left_out(self):
         for shell in ("zsh", "fish"):
             lines = self.desk.complete(shell, "send", "").stdout
@@ -237,6 +260,7 @@ class WithBus(unittest.TestCase):
         self.assertNotIn("-dash", self.desk.offered("send", ""))
         self.assertIn("--as=-dash", self.desk.offered("--as=-"))
 
+    @patient
     def test_help_tells_what_is_known(self):
         self.assertEqual(self.desk.offered("settings", "get", ""), {"printer": "not connected"})
         self.assertEqual(self.desk.offered("settings", "set", "printer", ""),
@@ -248,6 +272,7 @@ class WithBus(unittest.TestCase):
         self.assertEqual(self.desk.offered("fault", "clear", ""), {"1": "client=nobody do=silence"})
         self.assertEqual(self.desk.offered("fault", "add", "port="), {"port=query": "", "port=receiver": ""})
 
+    @patient
     def test_options_are_offered_once(self):
         self.assertIn("--json", self.desk.offered("monitor", "-"))
         self.assertNotIn("--json", self.desk.offered("--json", "monitor", "-"))

@@ -20,6 +20,9 @@ set(CMAKE_CXX_EXTENSIONS OFF)
 set(CMAKE_CXX_VISIBILITY_PRESET hidden)
 set(CMAKE_VISIBILITY_INLINES_HIDDEN ON)
 set(CMAKE_POSITION_INDEPENDENT_CODE ON)
+# Programs are linked as what they are compiled for also where the compiler does not do so by itself.
+include(CheckPIESupported)
+check_pie_supported(LANGUAGES CXX)
 set(CMAKE_AUTOMOC ON)
 # The oldest form of resources, because the later ones hold the times of the files, and two builds would differ.
 set(CMAKE_AUTORCC_OPTIONS --format-version 1)

@@ -82,7 +82,7 @@ class Release(unittest.TestCase):
 
     def test_first_release(self):
         self.assertIn("released 5.0.28", self.release("5.0.28"))
-        self.assertEqual(self.ran(), [".ci/run ", "scripts/abi --dump", "scripts/package "])
+        self.assertEqual(self.ran(), [".ci/run ", "scripts/abi --dump", "scripts/package --test"])
         self.assertIn("## 5.0.28 (2027-01-15)\n\n- `One` line,", self.read("CHANGELOG.md"))
         self.assertEqual(self.git("status", "--porcelain"), "")
         self.assertEqual(self.git("log", "-1", "--format=%s").strip(), "tree: Release 5.0.28")
@@ -132,6 +132,20 @@ class Release(unittest.TestCase):
                 (self.root.parent / "ran").unlink()
                 flag.unlink()
         self.release("5.0.28")
+
+    def test_tag_that_cannot_be_made_leaves_the_tree_as_it_was(self):
+        # git keeps no tag beside others whose names begin with it and a slash.
+        self.git("tag", "v5.0.28/first")
+        self.assert_refused("5.0.28", "git tag has failed")
+        self.assertEqual(len(self.ran()), len(STEPS))
+        self.assertEqual(self.git("log", "--format=%s").split("\n")[0], "x: Work")
+
+    def test_one_that_is_asked_to_end_leaves_the_tree_as_it_was(self):
+        self.write("scripts/package", "#!/bin/sh\nexec >/dev/null 2>&1; kill -TERM $PPID; exec sleep 20\n")
+        self.commit()
+        before = self.git("rev-parse", "HEAD"), self.git("status", "--porcelain")
+        self.assertEqual(self.run_it("5.0.28").returncode, 143)
+        self.assertEqual((self.git("rev-parse", "HEAD"), self.git("status", "--porcelain")), before)
 
     def test_changes_that_are_not_committed_are_refused(self):
         self.write("new", "new\n")

@@ -1,5 +1,6 @@
 #!/usr/bin/env python3
 """debian/ agrees with the rest of the tree. A build of the packages would find most of this as well, but much later."""
+import os.path
 import pathlib
 import re
 import unittest
@@ -74,6 +75,21 @@ class Tree(unittest.TestCase):
                 if tag and not before.startswith("#"):
                     # One reason may hold for several lines of one tag.
                     self.assertIn(f": {tag[1]} ", before, path.name)
+
+    def test_pages_of_the_package_link_to_what_is_in_it(self):
+        # debian/rules installs the changelog; the examples are a link to a folder.
+        packaged = {ROOT / "CHANGELOG.md", *(ROOT / "examples").rglob("*")}
+        for line in (DEBIAN / "libtarvexlib-doc.install").read_text().splitlines():
+            *sources, target = line.split()
+            packaged |= {path for source in sources for path in ROOT.glob(source)}
+        packaged |= {folder for path in packaged for folder in path.parents}
+        pages = [path for path in packaged if path.suffix == ".md" and "examples" not in path.parts]
+        self.assertGreater(len(pages), 30)
+        for page in pages:
+            text = re.sub(r"^```.*?^```", "", page.read_text(), flags=re.MULTILINE | re.DOTALL)
+            for link in re.findall(r"\]\(([^)#\s:]+)(?:#[^)]*)?\)", text):
+                with self.subTest(page=page.name, link=link):
+                    self.assertTrue(pathlib.Path(os.path.normpath(page.parent / link)) in packaged)
 
     def test_pages_name_the_packages(self):
         page = (ROOT / "docs/packages.md").read_text()

@@ -19,7 +19,7 @@ QString Reason::withArguments(const QString& text) const
 {
     QString result;
     for (int at = 0; at < text.size(); ++at) {
-        const int number = text.at(at) == QLatin1Char('%') ? text.mid(at + 1, 1).toInt() : 0;
+        const int number = text.at(at) == QLatin1Char('%') ? text.midRef(at + 1, 1).toInt() : 0;
         if (number >= 1 && number <= m_arguments.size()) {
             result += m_arguments.at(number - 1);
             ++at;

@@ -23,8 +23,12 @@ namespace {
 const QLatin1String KEY_ITEM("item");
 const QLatin1String KEY_ERROR("error");
 
+/// Ends by the deadline also when there is always more to read.
 QVariantMap readObject(QLocalSocket& socket, const QDeadlineTimer& deadline)
 {
+    if (deadline.hasExpired()) {
+        throw silence();
+    }
     while (!socket.canReadLine()) {
         if (!socket.waitForReadyRead(static_cast<int>(deadline.remainingTime()))) {
             throw deadline.hasExpired() ? silence() : closed();

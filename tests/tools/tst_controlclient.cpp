@@ -16,13 +16,14 @@
 namespace {
 
 /// A control socket at the place where the program looks for it. It answers one request with these bytes. Then it
-/// closes the connection, or it sends nothing more.
+/// closes the connection, or it sends nothing more, or it repeats them for as long as anybody reads.
 class ScriptedSocket
 {
 public:
     enum End {
         Close,
-        Hold
+        Hold,
+        Repeat
     };
 
     ScriptedSocket(const QByteArray& answer, End end) : m_answer(answer), m_end(end)
@@ -62,7 +63,11 @@ private:
         m_client = ::accept4(m_listener, nullptr, nullptr, SOCK_CLOEXEC);
         char byte = 0;
         while (byte != '\n' && ::recv(m_client, &byte, 1, 0) == 1) { }
-        ::send(m_client, m_answer.constData(), static_cast<std::size_t>(m_answer.size()), MSG_NOSIGNAL);
+        bool isSent = false;
+        do {
+            isSent =
+                ::send(m_client, m_answer.constData(), static_cast<std::size_t>(m_answer.size()), MSG_NOSIGNAL) > 0;
+        } while (isSent && m_end == Repeat);
         if (m_end == Close) {
             ::shutdown(m_client, SHUT_RDWR);
         }
@@ -91,6 +96,7 @@ class TstControlClient : public QObject
 private Q_SLOTS:
     void answer_wrong_endsTheVerb_data();
     void answer_wrong_endsTheVerb();
+    void answer_withoutEnd_isNotWaitedFor();
     void folder_ofOthers_isNotTrusted();
     void send_toNameThatNeverWas_isToldEachTime();
     void send_toNameThatIsOrWas_isSilent_data();
@@ -122,6 +128,16 @@ void TstControlClient::answer_wrong_endsTheVerb()
     QVERIFY(socket.isListening());
     ProgramRun run(u"clients"_s);
     QCOMPARE(run.ending(), ended(status, {words}));
+}
+
+void TstControlClient::answer_withoutEnd_isNotWaitedFor()
+{
+    const ScriptedSocket socket(QByteArray("{\"item\":{\"name\":\"a\"}}\n").repeated(1000), ScriptedSocket::Repeat);
+    QVERIFY(socket.isListening());
+    ProgramRun run(u"complete fish -- send terminal"_s);
+    QCOMPARE(run.status(), 0);
+    QCOMPARE(run.err(), QByteArray());
+    QVERIFY2(run.out().contains("word\tterminal_gui\t"), run.out().constData());
 }
 
 void TstControlClient::folder_ofOthers_isNotTrusted()

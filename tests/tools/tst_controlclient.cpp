@@ -132,7 +132,9 @@ void TstControlClient::answer_wrong_endsTheVerb()
 
 void TstControlClient::answer_withoutEnd_isNotWaitedFor()
 {
-    const ScriptedSocket socket(QByteArray("{\"item\":{\"name\":\"a\"}}\n").repeated(1000), ScriptedSocket::Repeat);
+    // It takes longer to read such an item than to send it, so there is always more.
+    const QByteArray item = "{\"item\":{},\"more\":[" + QByteArray("0,").repeated(10000) + "0]}\n";
+    const ScriptedSocket socket(item, ScriptedSocket::Repeat);
     QVERIFY(socket.isListening());
     ProgramRun run(u"complete fish -- send terminal"_s);
     QCOMPARE(run.status(), 0);

@@ -35,16 +35,20 @@ SETUPS = {
         bind 'set completion-query-items 0'
         report() { eval "set -- $READLINE_LINE"; printf '<[%%s]>' "${@: -1}"; READLINE_LINE= READLINE_POINT=0; }
         bind -x '"\C-xl": report'
-        . %(completions)s/tarvexctl.bash; . %(made)s/bash/tarvex-devbus
+        %(load)s
         printf '<[]>'
     """,
     "zsh": r"""
-        fpath=(%(completions)s %(made)s/zsh $fpath); autoload -Uz compinit; compinit -u -d $HOME/dump
+        fpath=(%(load)s $fpath); autoload -Uz compinit; compinit -u -d $HOME/dump
         report() { eval "set -- $BUFFER"; print -rn -- "<[$argv[-1]]>"; BUFFER= }
         zle -N report; bindkey "^Xl" report
         print -n '<[]>'
     """,
 }
+# Where each shell gets the completions from: the sources and what is made of them, or what is installed. bash-completion
+# looks for a file of the program's name, in the folders of XDG_DATA_DIRS.
+LOADS = {"bash": f". {COMPLETIONS}/tarvexctl.bash; . {MADE}/bash/tarvex-devbus", "zsh": f"{COMPLETIONS} {MADE}/zsh"}
+LOADS_INSTALLED = {"bash": ". /usr/share/bash-completion/bash_completion", "zsh": "$HOME/usr/share/zsh/vendor-completions"}
 COMMANDS = {"bash": ["/bin/bash", "--norc", "--noprofile", "-i"], "zsh": ["/usr/bin/zsh", "-f", "-i"]}
 
 
@@ -85,9 +89,17 @@ class Desk:
             raise AssertionError(result.stderr)
         return dict(line.split("\t") if "\t" in line else (line, "") for line in result.stdout.splitlines())
 
-    def terminal(self, shell):
+    def install(self):
+        """Puts the completions where shells look for them."""
+        data = self.folder / "usr/share"
+        subprocess.run(["cmake", f"-DCMAKE_INSTALL_PREFIX={data.parent}", "-DCMAKE_INSTALL_COMPONENT=tools", "-P",
+                        MADE / "cmake_install.cmake"], env=self.environment, cwd=self.folder, check=True,
+                       stdout=subprocess.DEVNULL)
+        self.environment["XDG_DATA_DIRS"] = f"{data}:/usr/share"
+
+    def terminal(self, shell, loads=LOADS):
         setup = self.folder / f"setup.{shell}"
-        setup.write_text(SETUPS[shell] % {"completions": COMPLETIONS, "made": MADE})
+        setup.write_text(SETUPS[shell] % {"load": loads[shell]})
         os.chdir(self.folder)
         return Terminal(COMMANDS[shell], setup, self.environment)
 
@@ -297,6 +309,35 @@ class WithBus(unittest.TestCase):
             control.sendall(json.dumps({"request": request}).encode() + b"\n")
             control.shutdown(socket.SHUT_WR)
             return b"".join(iter(lambda: control.recv(65536), b"")).decode().split("\n{\"done\"")[0]
+
+
+class Installed(unittest.TestCase):
+    """The shells find the installed files by themselves."""
+
+    def setUp(self):
+        self.desk = Desk()
+        self.addCleanup(self.desk.close)
+        self.desk.install()
+
+    def check_shell(self, shell):
+        terminal = self.desk.terminal(shell, LOADS_INSTALLED)
+        self.addCleanup(terminal.close)
+        self.assertEqual(terminal.last_word("tarvexctl moni"), "monitor")
+        self.assertEqual(terminal.last_word("tarvexctl send terminal_g"), "terminal_gui")
+        self.assertEqual(terminal.last_word(f"{PROGRAMS}/tarvexctl moni"), "monitor")
+        self.assertEqual(terminal.last_word("tarvex-devbus --mem"), "--memory")
+
+    def test_bash(self):
+        self.check_shell("bash")
+
+    def test_zsh(self):
+        self.check_shell("zsh")
+
+    def test_fish(self):
+        for line, word in (("tarvexctl moni", "monitor"), ("tarvex-devbus --mem", "--memory")):
+            result = subprocess.run(["fish", "-c", "complete -C $argv[1]", line], env=self.desk.environment,
+                                    cwd=self.desk.folder, check=True, capture_output=True, text=True)
+            self.assertEqual((result.stdout.split("\t")[0], result.stderr), (word, ""))
 
 
 class WithoutBus(unittest.TestCase):

@@ -47,8 +47,8 @@ namespace wexcor {
 /// The watchdog: systemd is told that the service lives, from the main thread's event loop, twice in the time of
 /// WatchdogSec. If a slot of the main thread takes longer than that time, systemd ends the process by SIGABRT and
 /// starts it again, as Restart= says. The threads of the workers are not watched: a worker that asks the bus may block
-/// in one exchange for 60 s and is in order. The threads' work reaches the main thread as signals, so a service that
-/// wants to watch a worker ends itself when the worker's signal stays away too long.
+/// in one exchange for two minutes and is in order. The threads' work reaches the main thread as signals, so a service
+/// that wants to watch a worker ends itself when the worker's signal stays away too long.
 ///
 /// The end begins for systemd when the event loop ends (QCoreApplication::aboutToQuit()), or with this object.
 /// TimeoutStopSec= of the unit is the time that the process has from then on.

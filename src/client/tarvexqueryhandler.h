@@ -105,7 +105,7 @@ Q_SIGNALS:
     /// directly must neither delete this object nor open it again there.
     void busDisconnected();
 
-    /// open() connected and the server accepted the handshake.
+    /// open() connected and is about to return true.
     void tarvexConnected();
 
 public Q_SLOTS:
@@ -113,8 +113,10 @@ public Q_SLOTS:
     ///
     /// Blocks up to 30000 ms to connect, then for the handshake's exchange, and 100 ms more when it fails.
     /// Operation "handshake"; its data is this client's name as "name".
-    /// \return false when there is no server, or when it refuses; the connection is closed then, and may be opened
-    /// again.
+    /// \return false when there is no server, or when it refuses or gives no whole reply; the connection is closed
+    /// then, and may be opened again. True does not always mean isOpen(): when the server answers with code 0, but
+    /// under the name of another operation, the connection stays, isOpen() is false, and lastOutcome() is
+    /// NotUnderstood.
     bool open();
 
     /// Closes the connection; no busDisconnected() follows. Blocks for 100 ms.

@@ -86,7 +86,8 @@ public:
     virtual void doUpdateSettings();
 
     /// Reports the state, usually by handler->saveState(). Called every interval ms while connected, counted from the
-    /// end of one report to the start of the next, and when the controller's stateChanged() is emitted.
+    /// end of one report to the start of the next, and when the controller's stateChanged() is emitted. That may be
+    /// while the connection is away; handler->saveState() then returns false, and the interval runs from there on.
     virtual void doSendState() = 0;
 
     /// Applies the loaded settings. Called after every connect and whenever the bus says that they have changed, each

@@ -3,7 +3,8 @@
 
 _tarvexctl()
 {
-    local kind word rest file
+    local kind word rest file program=$1
+    [[ $program == "~/"* ]] && program=$HOME/${program:2} # the shell passes it as it is typed
     COMPREPLY=()
     while IFS=$'\t' read -r kind word rest; do
         case $kind in
@@ -24,7 +25,7 @@ _tarvexctl()
             fi
             ;;
         esac
-    done < <("$1" complete bash -- "$COMP_WORDBREAKS" "${COMP_LINE:0:COMP_POINT}" 2>/dev/null)
+    done < <("$program" complete bash -- "$COMP_WORDBREAKS" "${COMP_LINE:0:COMP_POINT}" 2>/dev/null)
 }
 
 complete -F _tarvexctl tarvexctl

@@ -6,6 +6,7 @@ function __tarvexctl_complete
     while string match -qr '^\w+=' -- $words[1] # variables for the command
         set -e words[1]
     end
+    set words[1] (string replace -r '^~/' -- "$HOME/" $words[1]) # the shell passes it as it is typed
     type -q -- $words[1]; or return
     set -l word (commandline -ct)
     set -l typed (string unescape -- $word; or string replace -r '^["\']' '' -- $word)

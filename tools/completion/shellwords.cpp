@@ -9,6 +9,8 @@ namespace {
 constexpr QLatin1Char SINGLE_QUOTE('\'');
 constexpr QLatin1Char DOUBLE_QUOTE('"');
 constexpr QLatin1Char BACKSLASH('\\');
+/// bash splits words before it, not behind it, because it could begin the name of a machine.
+constexpr QLatin1Char AT('@');
 
 /// What has a meaning of its own between double quotes.
 const QLatin1String SPECIAL_IN_DOUBLE_QUOTES("\\\"$`");
@@ -128,9 +130,10 @@ void ShellWords::readLine(const QString& line, const QString& breaks)
             keptBeforeQuote = m_kept;
             m_kept = word; // what is replaced begins after the quote, if the quote stays open
         } else {
+            const QString before = word;
             word += character;
             if (breaks.contains(character)) {
-                m_kept = word;
+                m_kept = character == AT ? before : word;
             }
         }
         isInWord = true;

@@ -25,7 +25,7 @@ PATIENCE_S = 20
 WORD_BREAKS = " \t\n\"'@><=;|&(:"
 # Each of them would do something, if a shell took it for more than a name.
 HOSTILE_NAMES = ["my client", "it's", 'a"b', "$(touch RUN)", "`touch RUN`", "semi;touch RUN", "<(touch RUN)", "${x}",
-                 "back\\slash", "col:on", "eq=ual", "*", "~root", "{a,b}", "#hash", "!bang", "ünï", "%n"]
+                 "back\\slash", "col:on", "eq=ual", "*", "~root", "{a,b}", "#hash", "!bang", "us@er", "@host", "ünï", "%n"]
 # They can be neither shown nor typed.
 IMPOSSIBLE_NAMES = ["qtab\tqname", "qnew\nqline", "qred\x1b[31m", "qbell\a", "qback\u202eqwards"]
 
@@ -171,6 +171,9 @@ class WithBus(unittest.TestCase):
         ("tarvexctl --as=my", "--as=my client"),
         ("tarvexctl send col:", "col:on"),
         ("tarvexctl send eq=", "eq=ual"),
+        ("tarvexctl send us@", "us@er"),
+        ("tarvexctl send @ho", "@host"),
+        ("tarvexctl --as=us@e", "--as=us@er"),
         ("tarvexctl send '$(", "$(touch RUN)"),
         ("tarvexctl send \\$\\(", "$(touch RUN)"),
         ('tarvexctl send "\\$(', "$(touch RUN)"),

@@ -54,8 +54,8 @@ public:
             throw cannotTellClients();
         }
         context.output.writeTable({Words::tr("NAME"), Words::tr("QUERY SINCE"), Words::tr("RECEIVER SINCE"),
-                                   Words::tr("TAKEN", "the name, so often"), Words::tr("WAITING"), Words::tr("SUBSCRIBED"),
-                                   Words::tr("SETTINGS"), Words::tr("STATE")},
+                                   Words::tr("TAKEN", "the name, so often"), Words::tr("WAITING"),
+                                   Words::tr("SUBSCRIBED"), Words::tr("SETTINGS"), Words::tr("STATE")},
                                   *clients, clientRow);
         if (clients->isEmpty()) {
             complain(Words::tr("nobody is there, and nothing is stored"));

@@ -202,9 +202,9 @@ QList<QStringList> clientRows(const Picture& picture)
     for (const QVariantMap& state : picture.states) {
         states.insert(state.value(QStringLiteral("owner")).toString(), state);
     }
-    QList<QStringList> rows{
-        QStringList{Words::tr("CLIENT"), Words::tr("CONNECTIONS"), Words::tr("WAITING"), Words::tr("TAKEN", "the name, so often")}
-        + stateHeader()};
+    QList<QStringList> rows{QStringList{Words::tr("CLIENT"), Words::tr("CONNECTIONS"), Words::tr("WAITING"),
+                                        Words::tr("TAKEN", "the name, so often")}
+                            + stateHeader()};
     for (const QVariantMap& client : *picture.clients) {
         const QString name = client.value(QStringLiteral("name")).toString();
         rows.append(QStringList{name, connectionsText(client), positive(client.value(QStringLiteral("waiting"))),

@@ -48,6 +48,6 @@ lint: build-tsan test-release
 	$(call step,nice -n 10 scripts/lint)
 
 packages: test-tsan
-	$(call step,scripts/package)
+	$(call step,scripts/package --test --ccache)
 ten-minutes: packages
 	$(call step,scripts/ten-minutes)

@@ -8,6 +8,7 @@ import time
 import unittest
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
+PACKAGE = "package --test"
 STUB = """#!/bin/bash
 name="$(basename "$0")${1+ $1}"
 echo "begin $name" >>calls
@@ -65,7 +66,7 @@ class Tests(unittest.TestCase):
             self.assertLess(calls[former][1], calls[latter][0], f"{latter} runs beside {former}")
 
     def assert_order(self):
-        self.assert_apart("demo", "build release", "run-tests release", "run-tests asan", "run-tests tsan", "package",
+        self.assert_apart("demo", "build release", "run-tests release", "run-tests asan", "run-tests tsan", PACKAGE,
                           "ten-minutes")
         self.assert_apart("demo", "build asan", "build tsan", "lint")
         self.assert_apart("run-tests release", "lint")
@@ -87,7 +88,7 @@ class Tests(unittest.TestCase):
         # What each has said, in the order of the report and once.
         spoken = [line.split(" speaks")[0] for line in said.splitlines() if " speaks" in line]
         self.assertEqual(spoken[-10:], ["demo", "build release", "run-tests release", "build asan", "run-tests asan",
-                                       "build tsan", "run-tests tsan", "lint", "package", "ten-minutes"])
+                                       "build tsan", "run-tests tsan", "lint", PACKAGE, "ten-minutes"])
         self.assertRegex(said, r"\n\nscripts/test: demo: passed, in \d+ s\n"
                          r"scripts/test: release: 7 tests, 0 failed, 0 left out; built in \d+ s, tested in \d+ s\n"
                          r"scripts/test: asan: 7 tests, .*\nscripts/test: tsan: 7 tests, .*\n"
@@ -111,7 +112,7 @@ class Tests(unittest.TestCase):
         self.assertRegex(said, r"\nscripts/test: asan: the build FAILED, in \d+ s\nscripts/test: tsan: 7 tests, ")
 
     def test_one_step_alone_fails(self):
-        for script, step in (("lint", "lint"), ("package", "packages"), ("ten-minutes", "ten-minutes")):
+        for script, step in (("lint", "lint"), (PACKAGE, "packages"), ("ten-minutes", "ten-minutes")):
             with self.subTest(script):
                 self.write("fails", f"{script}\n")
                 status, said = self.run_script("--all")
